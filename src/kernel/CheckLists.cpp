@@ -1,0 +1,119 @@
+// The source-specific check lists: what a station has to gather for one device before a check.
+
+#include <tavik/ZRTTavikKernel.h>
+
+#include "values/Format.h"
+#include "values/MaybeAbsent.h"
+#include "values/Text.h"
+#include "values/ValueAccess.h"
+
+namespace tavik {
+
+namespace {
+
+using detail::ValueAccess;
+
+constexpr std::int32_t kUntrusted = -100008;
+
+// A string entry of a rule definition or reference; null when there is none or it is of another kind.
+const Value* findIfString(const Dictionary& dictionary, std::string_view key) {
+  const Value* value = dictionary.find(key);
+  return value != nullptr && value->isString() ? value : nullptr;
+}
+
+void listReferences(const Dictionary& definition, std::string_view source, Dictionary& list) {
+  const Array* references = definition.findArray("references");
+  if (references == nullptr) return;
+  for (const Value& element : *references) {
+    const Dictionary* reference = element.ifDictionary();
+    const auto from = textOf(find(reference, "source"));
+    if (!from || !equalIgnoringCase(source, *from)) continue;
+    const Value* name = findIfString(*reference, "attribute");
+    if (name == nullptr) name = findIfString(definition, "attribute");
+    if (name == nullptr) continue;
+    const Value* text = reference->find("description");
+    ValueAccess::set(list, *name, text == nullptr ? *name : *text);
+  }
+}
+
+}  // namespace
+
+// Every list begins alike: validated local rules, assembled into device rules, whose library definitions `visit` sees
+// in order with their names.
+template <class Visit>
+bool ZRTTavikKernel::visitDefinitions(const Dictionary& localRules, const Dictionary& deviceAttributes,
+                                      std::optional<Error>& error, Visit visit) const {
+  error.reset();
+  std::optional<std::string> invalid;
+  const auto validated = platform().validatedPropertyListFromSignedDictionary(localRules, kPublicKeyPath, invalid);
+  if (invalid) {
+    error = handleError(kUntrusted, *invalid);
+    return false;
+  }
+  const Dictionary* rules = validated ? validated->ifDictionary() : nullptr;
+  const auto deviceRules = makeDeviceRules(rules == nullptr ? Dictionary() : *rules, deviceAttributes, error);
+  if (!deviceRules) return false;
+  for (auto rule = deviceRules->begin(); rule != deviceRules->end(); ++rule) {
+    if (const Dictionary* definition = dictionaryOf(find(&rules_, &rule.key()))) visit(rule.key(), *definition);
+  }
+  return true;
+}
+
+std::optional<Dictionary> ZRTTavikKernel::sourceSpecificCheckList(const Dictionary& localRules,
+                                                                  std::string_view forSource,
+                                                                  const Dictionary& deviceAttributes,
+                                                                  std::optional<Error>& error) const {
+  Dictionary list;
+  const auto visit = [&](const Value&, const Dictionary& definition) { listReferences(definition, forSource, list); };
+  return visitDefinitions(localRules, deviceAttributes, error, visit) ? std::optional(list) : std::nullopt;
+}
+
+std::optional<Dictionary> ZRTTavikKernel::sfcCheckList(const Dictionary& localRules, const Dictionary& deviceAttributes,
+                                                       std::optional<Error>& error) const {
+  auto list = sourceSpecificCheckList(localRules, "sfc", deviceAttributes, error);
+  const Value logged = list ? Value(*list) : Value("(null)");
+  log(platform(), "sfc check list;%@", {logged});
+  return list;
+}
+
+std::optional<Dictionary> ZRTTavikKernel::guiCheckList(const Dictionary& localRules, const Dictionary& deviceAttributes,
+                                                       std::optional<Error>& error) const {
+  return sourceSpecificCheckList(localRules, "gui", deviceAttributes, error);
+}
+
+std::optional<Dictionary> ZRTTavikKernel::simCheckList(const Dictionary& localRules, const Dictionary& deviceAttributes,
+                                                       std::optional<Error>& error) const {
+  Dictionary list;
+  const auto visit = [&](const Value& name, const Dictionary& definition) {
+    const auto attribute = definition.findString("attribute");
+    if (attribute && equalIgnoringCase(*attribute, "IntegratedCircuitCardIdentity")) {
+      ValueAccess::set(list, name, definition);
+    }
+  };
+  return visitDefinitions(localRules, deviceAttributes, error, visit) ? std::optional(list) : std::nullopt;
+}
+
+std::optional<Dictionary> ZRTTavikKernel::entryList(const Dictionary& localRules, std::string_view key,
+                                                    const Dictionary& deviceAttributes,
+                                                    std::optional<Error>& error) const {
+  Dictionary list;
+  const auto visit = [&](const Value&, const Dictionary& definition) {
+    const Value* entry = definition.find(key);
+    if (entry != nullptr) list.set(format("%lu", {list.size()}), *entry);
+  };
+  return visitDefinitions(localRules, deviceAttributes, error, visit) ? std::optional(list) : std::nullopt;
+}
+
+std::optional<Dictionary> ZRTTavikKernel::getDomainList(const Dictionary& localRules,
+                                                        const Dictionary& deviceAttributes,
+                                                        std::optional<Error>& error) const {
+  return entryList(localRules, "domain", deviceAttributes, error);
+}
+
+std::optional<Dictionary> ZRTTavikKernel::getPollingList(const Dictionary& localRules,
+                                                         const Dictionary& deviceAttributes,
+                                                         std::optional<Error>& error) const {
+  return entryList(localRules, "poll", deviceAttributes, error);
+}
+
+}  // namespace tavik

@@ -1,0 +1,6 @@
+/* What identifies the build. The string, the number and the project's version in CMakeLists.txt go together. */
+
+#include <tavik/TavikKernelVersion.h>
+
+const char TavikKernelVersionString[] = "@(#)PROGRAM:TavikKernel  PROJECT:KWMX-3.19\n";
+const double TavikKernelVersionNumber = 3.19;

@@ -1,0 +1,160 @@
+// Identity codes cut out of serial numbers, and the predicates that compare them; part number and region.
+
+#include <tavik/ZRTTavikKernel.h>
+
+#include <algorithm>
+#include <stdexcept>
+
+#include "kernel_algorithms/RuleResult.h"
+#include "values/Format.h"
+#include "values/MaybeAbsent.h"
+#include "values/Text.h"
+#include "values/ValueAccess.h"
+
+namespace tavik {
+
+namespace {
+
+using detail::ValueAccess;
+
+[[noreturn]] void tooShort(std::string_view serialNumber, std::string_view code) {
+  throw std::out_of_range(format("serial number %@ is too short for its %@ code", {serialNumber, code}));
+}
+
+// The last `count` characters; absent without a serial number.
+std::optional<Value> cutFromEnd(const Value* serialNumber, std::size_t count, std::string_view code) {
+  const auto text = textOf(serialNumber);
+  if (!text) return std::nullopt;
+  const auto offset = offsetFromEnd(*text, count);
+  if (!offset) tooShort(*text, code);
+  return ValueAccess::string(text->substr(*offset));
+}
+
+// `count` characters from `start`; absent without a serial number.
+std::optional<Value> cutFromStart(const Value* serialNumber, std::size_t start, std::size_t count,
+                                  std::string_view code) {
+  const auto text = textOf(serialNumber);
+  if (!text) return std::nullopt;
+  const auto begin = offsetFromStart(*text, start);
+  const auto end = offsetFromStart(*text, start + count);
+  if (!end) tooShort(*text, code);
+  return ValueAccess::string(text->substr(*begin, *end - *begin));
+}
+
+using Extractor = std::optional<Value> (*)(const Value*);
+
+// What a check judges: the code, or the attribute itself where it is of a kind that no code can be cut from.
+const Value* judged(const std::optional<Value>& code, const Value* attribute) { return code ? &*code : attribute; }
+
+Dictionary checkCode(const Value* attribute, const Value* value, Extractor extract) {
+  const auto code = extract(attribute);
+  return ZRTTavikKernel::caseInsensitiveEqual(judged(code, attribute), value);
+}
+
+Dictionary checkCodeInList(const Value* attribute, const Value* value, Extractor extract) {
+  const auto code = extract(attribute);
+  const Array* list = arrayOf(value);
+  const auto matches = [&](const Value& element) {
+    const auto text = element.ifString();
+    return text && equalIgnoringCase(*code->ifString(), *text);
+  };
+  const bool result = code && list != nullptr && std::ranges::any_of(*list, matches);
+  const Value expected = listText(value, ",");
+  return ZRTTavikKernel::buildResult(result, judged(code, attribute), &expected);
+}
+
+bool sameText(const Value* left, const Value* right) {
+  const auto text = textOf(left);
+  return text && text == textOf(right);
+}
+
+// The region code: what stands before the first "/" of the region information.
+std::optional<std::string_view> regionCode(const Dictionary* references) {
+  const auto region = textOf(find(references, "RegionInfo"));
+  return region ? std::optional(region->substr(0, region->find('/'))) : std::nullopt;
+}
+
+}  // namespace
+
+std::optional<Value> ZRTTavikKernel::parseCCCCode(const Value* serialNumber) {
+  return cutFromEnd(serialNumber, 3, "CCC");
+}
+
+std::optional<Value> ZRTTavikKernel::parse4CCode(const Value* serialNumber) {
+  return cutFromEnd(serialNumber, 4, "4C");
+}
+
+std::optional<Value> ZRTTavikKernel::parseEEECode(const Value* serialNumber) {
+  return cutFromStart(serialNumber, 9, 3, "EEE");
+}
+
+std::optional<Value> ZRTTavikKernel::parse4ECode(const Value* serialNumber) {
+  return cutFromStart(serialNumber, 11, 4, "4E");
+}
+
+Dictionary ZRTTavikKernel::MPNCCCCheck(const Value* attribute, const Value* value) {
+  return checkCode(attribute, value, parseCCCCode);
+}
+
+Dictionary ZRTTavikKernel::MPN4CCheck(const Value* attribute, const Value* value) {
+  return checkCode(attribute, value, parse4CCode);
+}
+
+Dictionary ZRTTavikKernel::MPN4ECheck(const Value* attribute, const Value* value) {
+  return checkCode(attribute, value, parse4ECode);
+}
+
+Dictionary ZRTTavikKernel::MPN4CListCheck(const Value* attribute, const Value* value) {
+  return checkCodeInList(attribute, value, parse4CCode);
+}
+
+Dictionary ZRTTavikKernel::MPN4EListCheck(const Value* attribute, const Value* value) {
+  return checkCodeInList(attribute, value, parse4ECode);
+}
+
+Dictionary ZRTTavikKernel::combinedMPNRCCheck(const Value* /*attribute*/, const Dictionary* references,
+                                              const Value* /*value*/) {
+  const Value* model = find(references, "ModelNumber");
+  const Value* region = find(references, "RegionInfo");
+  const Value* partNumber = find(references, "mpn");
+  const Value* code = find(references, "region_code");
+  Value expected = formattedValue("(%@ = %@ and %@ = %@) or (%@ = [%@ + %@])",
+                                  {model, partNumber, region, code, partNumber, model, region});
+  if (model == nullptr || region == nullptr || partNumber == nullptr || code == nullptr) {
+    const Value all = references == nullptr ? Value("(null)") : Value(*references);
+    return ruleResult(false, formattedValue("attribute not found, %@", {all}), std::move(expected));
+  }
+  if (sameText(model, partNumber) && sameText(region, code)) {
+    return ruleResult(true, formattedValue("%@ = %@ and %@ = %@", {model, partNumber, region, code}),
+                      std::move(expected));
+  }
+  const Value joined = formattedValue("%@%@", {model, region});
+  const auto regionText = textOf(region);
+  const auto codeText = textOf(code);
+  if (textOf(model) && regionText && codeText && sameText(partNumber, &joined) && beginsWith(*regionText, *codeText)) {
+    return ruleResult(true, formattedValue("%@ = [%@ + %@]", {partNumber, model, region}), std::move(expected));
+  }
+  return ruleResult(
+      false,
+      formattedValue("Device MPN: %@, Device RC: %@, SFC MPN: %@, SFC RC: %@", {model, region, partNumber, code}),
+      std::move(expected));
+}
+
+Dictionary ZRTTavikKernel::swbhRegionMatch(const Value* attribute, const Dictionary* references, const Value* value) {
+  const auto region = regionCode(references);
+  const Value regionValue = region ? ValueAccess::string(*region) : descriptionValue(find(references, "RegionInfo"));
+  const Value actual = descriptionValue(attribute);
+  const Dictionary* common = dictionaryOf(find(dictionaryOf(value), "nospecial"));
+  const Array* countries = arrayOf(find(common, "countryList"));
+  if (region && countries != nullptr && countries->contains(regionValue)) {
+    return caseInsensitiveEqual(&actual, find(common, "behavior"));
+  }
+  const Dictionary* special = dictionaryOf(find(dictionaryOf(value), "special"));
+  const Value* behavior = region ? find(special, *region) : nullptr;
+  if (behavior == nullptr) {
+    return ruleResult(false, formattedValue("unknown region code %@", {regionValue}), "known region code");
+  }
+  return caseInsensitiveEqual(&actual, behavior);
+}
+
+}  // namespace tavik

@@ -1,0 +1,43 @@
+// Description builders: "actual" and "expected" of a predicate without its verdict.
+
+#include <tavik/ZRTTavikKernel.h>
+
+#include "kernel_algorithms/RuleResult.h"
+#include "values/Format.h"
+#include "values/MaybeAbsent.h"
+#include "values/ValueAccess.h"
+
+namespace tavik {
+
+namespace {
+
+Dictionary descriptionOf(Value actual, Value expected) {
+  Dictionary result;
+  result.set("actual", std::move(actual));
+  result.set("expected", std::move(expected));
+  return result;
+}
+
+}  // namespace
+
+Dictionary ZRTTavikKernel::valueInListDescription(const Value* attribute, const Value* expected) {
+  return descriptionOf(listText(attribute, ","), formattedValue("among %@", {listText(expected, ",")}));
+}
+
+Dictionary ZRTTavikKernel::nandSizeCheckDescription(const Dictionary& attributes, const Value* expected) {
+  const auto code = parseCCCCode(attributes.find("SerialNumber"));
+  const Value* codeValue = code ? &*code : nullptr;
+  const Value* size = find(dictionaryOf(expected), codeValue);
+  if (size == nullptr) return descriptionOf(formattedValue("unknown CCC code %@", {codeValue}), "a known CCC code");
+  const std::int32_t gigabytes = parseNandSize(attributes.find("TotalDiskCapacity"));
+  return descriptionOf(formattedValue("CCC=%@; NAND size=%d", {codeValue, gigabytes}), *size);
+}
+
+Dictionary ZRTTavikKernel::nvramWhiteListDescription(const Value* attribute, const Value* expected) {
+  const Dictionary* variables = dictionaryOf(attribute);
+  const Value names(variables == nullptr ? Array() : detail::ValueAccess::keys(*variables));
+  return descriptionOf(formattedValue("actual keys: %@", {variables == nullptr ? nullptr : &names}),
+                       formattedValue("allowed keys: %@", {expected}));
+}
+
+}  // namespace tavik

@@ -1,0 +1,34 @@
+// Packed device attributes unpacked into attributes of their own, named PREFIX.FIELD.
+
+#include <tavik/ManifestParser.h>
+#include <tavik/SystemConfig.h>
+#include <tavik/ZRTTavikKernel.h>
+
+#include "values/Format.h"
+#include "values/ValueAccess.h"
+
+namespace tavik {
+
+void ZRTTavikKernel::expandSysConfigData(Dictionary& attributes) {
+  const Data* blob = attributes.findData("SysCfgData");
+  if (blob == nullptr) return;
+  renameKeys(attributes, SystemConfig::sysCfgFromData(blob), "SysCfgData");
+}
+
+void ZRTTavikKernel::expandBasebandManifestData(Dictionary& attributes) {
+  const Dictionary* manifests = attributes.findDictionary("BasebandFirmwareManifestData");
+  if (manifests == nullptr) return;
+  const auto provisioning = ManifestParser::provisioningDictFromData(*manifests);
+  const auto root = ManifestParser::rootDictFromData(*manifests);
+  if (provisioning) renameKeys(attributes, *provisioning, "ProvisioningManifestData");
+  if (root) renameKeys(attributes, *root, "RootManifestData");
+}
+
+void ZRTTavikKernel::renameKeys(Dictionary& target, const Dictionary& withDictionary, std::string_view andPrefix) {
+  target.reserve(target.size() + withDictionary.size());
+  for (const auto [key, value] : withDictionary) {
+    detail::ValueAccess::set(target, formattedValue("%@.%@", {andPrefix, key}), value);
+  }
+}
+
+}  // namespace tavik

@@ -1,0 +1,164 @@
+// SysCfg blobs and control-bit blocks. All integers in both are little-endian.
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+
+#include <tavik/SystemConfig.h>
+
+#include "values/Text.h"
+#include "values/ValueAccess.h"
+
+namespace tavik {
+
+using detail::ValueAccess;
+
+namespace {
+
+using Bytes = std::span<const std::uint8_t>;
+
+// A SysCfg blob: a header that is not read, the number of entries, the entries.
+constexpr std::size_t kHeaderSize = 20;
+constexpr std::size_t kEntrySize = 20;
+// In place of a tag: the value lies elsewhere in the blob. Reads "CNTB" as a tag.
+constexpr std::uint32_t kIndirect = 0x434E5442;
+
+// Indirect values may overlap, so that a small blob can stand for very much; sound ones hold each byte of the blob at
+// most once. The floor lets every blob of up to 18 KB through, whatever its values overlap.
+constexpr std::size_t kMostExpansion = 8;
+constexpr std::size_t kLeastBudget = std::size_t{16} << 20;
+
+// A control-bit block: a header that is not read, the records.
+constexpr std::size_t kBlockHeaderSize = 64;
+constexpr std::size_t kControlBitCount = 254;
+
+// Every read goes through here: takes the next `count` bytes off `rest`, absent when there are fewer.
+std::optional<Bytes> take(Bytes& rest, std::size_t count) {
+  if (count > rest.size()) return std::nullopt;
+  const Bytes taken = rest.first(count);
+  rest = rest.subspan(count);
+  return taken;
+}
+
+std::uint32_t word(std::span<const std::uint8_t, 4> bytes) {
+  return std::uint32_t{bytes[0]} | std::uint32_t{bytes[1]} << 8 | std::uint32_t{bytes[2]} << 16 |
+         std::uint32_t{bytes[3]} << 24;
+}
+
+struct Field {
+  std::uint32_t tag;
+  Bytes value;
+};
+
+// Absent when the value lies outside the blob.
+std::optional<Field> readField(Bytes blob, std::span<const std::uint8_t, kEntrySize> entry) {
+  const std::uint32_t tag = word(entry.first<4>());
+  if (tag != kIndirect) return Field{tag, entry.subspan<4>()};
+  Bytes rest = blob;
+  if (!take(rest, word(entry.subspan<12, 4>()))) return std::nullopt;
+  const std::optional<Bytes> value = take(rest, word(entry.subspan<8, 4>()));
+  if (!value) return std::nullopt;
+  return Field{word(entry.subspan<4, 4>()), *value};
+}
+
+// The text that the bytes hold: printable ASCII, then nothing but NUL bytes.
+std::optional<std::string_view> asText(Bytes bytes) {
+  const auto end = std::ranges::find_if(bytes, [](std::uint8_t byte) { return byte < 0x20 || byte > 0x7E; });
+  if (!std::all_of(end, bytes.end(), [](std::uint8_t byte) { return byte == 0; })) return std::nullopt;
+  return std::string_view(reinterpret_cast<const char*>(bytes.data()), static_cast<std::size_t>(end - bytes.begin()));
+}
+
+Value fieldValue(Bytes bytes) {
+  if (const auto text = asText(bytes)) return ValueAccess::string(*text);
+  return Data(bytes);
+}
+
+// One character a byte: U+0000 to U+00FF.
+std::string characters(Bytes bytes) {
+  std::string text;
+  for (const std::uint8_t byte : bytes) appendUtf8(text, byte);
+  return text;
+}
+
+}  // namespace
+
+Dictionary SystemConfig::sysCfgFromData(const Data* data) {
+  Dictionary fields;
+  if (data == nullptr) return fields;
+  const Bytes blob = data->bytes();
+  Bytes rest = blob;
+  if (!take(rest, kHeaderSize)) return fields;
+  const std::optional<Bytes> count = take(rest, 4);
+  if (!count) return fields;
+  std::size_t budget = std::max(kLeastBudget, blob.size() * kMostExpansion);
+  for (std::uint32_t left = word(count->first<4>()); left > 0; --left) {
+    const std::optional<Bytes> entry = take(rest, kEntrySize);
+    if (!entry) break;
+    const std::optional<Field> field = readField(blob, entry->first<kEntrySize>());
+    if (!field || field->value.size() > budget) break;
+    budget -= field->value.size();
+    ValueAccess::set(fields, ValueAccess::string(convertTag(field->tag)), fieldValue(field->value));
+  }
+  return fields;
+}
+
+Array SystemConfig::controlBitsFromData(const Data* data) {
+  Array records;
+  if (data == nullptr) return records;
+  Bytes rest = data->bytes();
+  if (!take(rest, kBlockHeaderSize)) return records;
+  while (records.size() < kControlBitCount) {
+    const std::optional<Bytes> record = take(rest, kControlBitSize);
+    if (!record) break;
+    records.append(convertControlBitToDict(record->first<kControlBitSize>()));
+  }
+  return records;
+}
+
+Dictionary SystemConfig::convertControlBitToDict(std::span<const std::uint8_t, kControlBitSize> record) {
+  const std::uint32_t status = word(record.first<4>());
+  const std::uint32_t timestamp = word(record.subspan<4, 4>());
+  const Bytes version = record.subspan<8>();
+  const auto versionEnd = std::ranges::find(version, 0);
+  // The counters are stored as the complement of their value.
+  return {
+      {"Test State", testStateToString(status & 3)},
+      {"Erase Count", Value((status >> 20) ^ 0xFFF)},
+      {"Abs Fail Count", Value((status >> 10 & 0x3FF) ^ 0x3FF)},
+      {"Rel Fail Count", Value((status >> 2 & 0xFF) ^ 0xFF)},
+      {"Timestamp", Date::sinceEpoch(timestamp)},
+      {"Software Version", characters({version.begin(), versionEnd})},
+  };
+}
+
+std::string SystemConfig::testStateToString(std::uint32_t code) {
+  switch (code) {
+    case 0:
+      return "Pass";
+    case 1:
+      return "Incomplete";
+    case 2:
+      return "Fail";
+    case 3:
+      return "Untested";
+    default:
+      return "Unknown";
+  }
+}
+
+std::string SystemConfig::convertTag(std::uint32_t tag) {
+  const std::uint8_t bytes[] = {static_cast<std::uint8_t>(tag >> 24), static_cast<std::uint8_t>(tag >> 16),
+                                static_cast<std::uint8_t>(tag >> 8), static_cast<std::uint8_t>(tag)};
+  return characters(bytes);
+}
+
+Value SystemConfig::tryConvertValueToString(const Data& bytes) {
+  if (const auto text = asText(bytes.bytes())) return ValueAccess::string(*text);
+  return bytes;
+}
+
+}  // namespace tavik

@@ -1,0 +1,321 @@
+// Reads binary property lists, version 00.
+//
+// A document is a header, objects, a table of where each object begins, and a trailer that says where the table is.
+// Containers name their elements by number, so that one object can stand in many places: it is decoded once and its
+// value shared. Memory stays in proportion to the document: no object counts more elements or bytes than the document
+// holds, and objects that overlap are refused.
+
+#include <algorithm>
+#include <bit>
+#include <cstdint>
+#include <limits>
+#include <utility>
+
+#include "values/DateText.h"
+#include "values/PropertyListEncodings.h"
+#include "values/Text.h"
+#include "values/ValueAccess.h"
+
+namespace tavik {
+namespace {
+
+using detail::ValueAccess;
+using ByteSpan = std::span<const std::uint8_t>;
+
+constexpr std::size_t kHeaderSize = 8;
+constexpr std::size_t kTrailerSize = 32;
+
+std::uint64_t bigEndian(ByteSpan bytes) noexcept {
+  std::uint64_t number = 0;
+  for (const std::uint8_t byte : bytes) number = number << 8 | byte;
+  return number;
+}
+
+// Takes the bytes of one object. All cursors share a count of bytes that no object has claimed yet.
+class Cursor {
+ public:
+  Cursor(ByteSpan objects, std::size_t offset, std::size_t& unclaimed) noexcept
+      : start_(offset), offset_(offset), objects_(objects), unclaimed_(unclaimed) {}
+
+  [[nodiscard]] std::size_t start() const noexcept { return start_; }
+  [[nodiscard]] std::size_t offset() const noexcept { return offset_; }
+
+  /// `count` pieces of `size` bytes each.
+  ByteSpan take(std::uint64_t count, std::size_t size) {
+    if (count > (objects_.size() - offset_) / size) refuse("this object reaches beyond the end of the objects");
+    const std::size_t length = static_cast<std::size_t>(count) * size;
+    if (length > unclaimed_) refuse("this object overlaps with others");
+    unclaimed_ -= length;
+    offset_ += length;
+    return objects_.subspan(offset_ - length, length);
+  }
+  std::uint8_t takeByte() { return take(1, 1).front(); }
+
+  [[noreturn]] void refuse(std::string_view what) const { throw Refusal{start_, std::string(what)}; }
+
+ private:
+  std::size_t start_;
+  std::size_t offset_;
+  ByteSpan objects_;
+  std::size_t& unclaimed_;
+};
+
+// The number of elements, characters or bytes: the marker's lower half, or the integer that follows when that is full.
+std::uint64_t takeCount(Cursor& cursor, unsigned lowerHalf) {
+  if (lowerHalf != 0xF) return lowerHalf;
+  const unsigned marker = cursor.takeByte();
+  if (marker < 0x10 || marker > 0x13) cursor.refuse("the length of this object is not an integer of up to 8 bytes");
+  return bigEndian(cursor.take(1, std::size_t{1} << (marker & 0xF)));
+}
+
+// Integers of less than 8 bytes have no sign.
+std::int64_t takeInteger(Cursor& cursor, unsigned sizeExponent) {
+  if (sizeExponent > 4) cursor.refuse("this integer has a size that is not supported");
+  const ByteSpan bytes = cursor.take(1, std::size_t{1} << sizeExponent);
+  const auto number = static_cast<std::int64_t>(bigEndian(bytes.last(std::min<std::size_t>(bytes.size(), 8))));
+  if (bytes.size() == 16 && bigEndian(bytes.first(8)) != (number < 0 ? ~std::uint64_t{0} : 0)) {
+    cursor.refuse("this integer does not fit into 64 bits");
+  }
+  return number;
+}
+
+double takeReal(Cursor& cursor, unsigned sizeExponent) {
+  if (sizeExponent == 2) return std::bit_cast<float>(static_cast<std::uint32_t>(bigEndian(cursor.take(1, 4))));
+  if (sizeExponent == 3) return std::bit_cast<double>(bigEndian(cursor.take(1, 8)));
+  cursor.refuse("this floating-point number has a size that is not supported");
+}
+
+Date takeDate(Cursor& cursor, unsigned sizeExponent) {
+  if (sizeExponent != 3) cursor.refuse("this date has a size that is not supported");
+  const Date date = Date::sinceReference(takeReal(cursor, sizeExponent));
+  if (!isInCalendar(date)) cursor.refuse("this date lies outside the years 1 to 9999");
+  return date;
+}
+
+Value takeAscii(Cursor& cursor, std::uint64_t count) {
+  const ByteSpan bytes = cursor.take(count, 1);
+  const std::string_view text(reinterpret_cast<const char*>(bytes.data()), bytes.size());
+  if (!isAscii(text)) {
+    const auto wrong = std::ranges::find_if(bytes, [](std::uint8_t byte) { return byte >= 0x80; });
+    throw Refusal{cursor.offset() - static_cast<std::size_t>(bytes.end() - wrong),
+                  "an ASCII string has a byte beyond ASCII here"};
+  }
+  return ValueAccess::string(text);
+}
+
+Value takeUtf16(Cursor& cursor, std::uint64_t count) {
+  const auto isHighSurrogate = [](std::uint64_t unit) { return unit >= 0xD800 && unit <= 0xDBFF; };
+  const auto isLowSurrogate = [](std::uint64_t unit) { return unit >= 0xDC00 && unit <= 0xDFFF; };
+  ByteSpan rest = cursor.take(count, 2);
+  std::string text;
+  text.reserve(rest.size());
+  while (!rest.empty()) {
+    auto character = static_cast<char32_t>(bigEndian(rest.first(2)));
+    std::size_t length = 2;
+    if (isHighSurrogate(character) && rest.size() >= 4 && isLowSurrogate(bigEndian(rest.subspan(2, 2)))) {
+      character =
+          0x10000 + ((character - 0xD800) << 10 | static_cast<char32_t>(bigEndian(rest.subspan(2, 2)) - 0xDC00));
+      length = 4;
+    } else if (isHighSurrogate(character) || isLowSurrogate(character)) {
+      throw Refusal{cursor.offset() - rest.size(), "half of a surrogate pair stands alone here"};
+    }
+    appendUtf8(text, character);
+    rest = rest.subspan(length);
+  }
+  return ValueAccess::string(text);
+}
+
+[[noreturn]] void refuseKind(const Cursor& cursor, unsigned marker) {
+  constexpr std::pair<unsigned, std::string_view> kKinds[] = {
+      {0x00, "null"},        {0x0C, "a URL"}, {0x0D, "a URL"},          {0x0E, "a UUID"},
+      {0x0F, "a fill byte"}, {0x80, "a UID"}, {0xB0, "an ordered set"}, {0xC0, "a set"},
+  };
+  const unsigned kind = marker < 0x10 ? marker : marker & 0xF0;
+  for (const auto& [known, name] : kKinds) {
+    if (known == kind) cursor.refuse("this object is " + std::string(name) + ", which is not supported");
+  }
+  cursor.refuse("this object is of an unknown kind");
+}
+
+Value takeScalar(Cursor& cursor, unsigned marker) {
+  const unsigned lowerHalf = marker & 0xF;
+  switch (marker >> 4) {
+    case 0x0:
+      if (marker == 0x08 || marker == 0x09) return Value(marker == 0x09);
+      break;
+    case 0x1:
+      return Value(takeInteger(cursor, lowerHalf));
+    case 0x2:
+      return Value(takeReal(cursor, lowerHalf));
+    case 0x3:
+      return takeDate(cursor, lowerHalf);
+    case 0x4:
+      return Data(cursor.take(takeCount(cursor, lowerHalf), 1));
+    case 0x5:
+      return takeAscii(cursor, takeCount(cursor, lowerHalf));
+    case 0x6:
+      return takeUtf16(cursor, takeCount(cursor, lowerHalf));
+    default:
+      break;
+  }
+  refuseKind(cursor, marker);
+}
+
+class BinaryReader {
+ public:
+  explicit BinaryReader(ByteSpan document);
+
+  Value read() { return object(top_, document_.size() - kTrailerSize + 16, 1).value; }
+
+ private:
+  enum class State : std::uint8_t { kUnread, kOpen, kRead };
+  struct Object {
+    Value value;
+    std::uint64_t weight = 0;  // see kObjectWeight
+    int height = 0;            // how many containers stand in each other from here inwards
+    State state = State::kUnread;
+  };
+
+  const Object& object(std::uint64_t number, std::size_t referenceOffset, int depth);
+  const Object& referredObject(std::size_t referenceOffset, int depth) {
+    return object(bigEndian(document_.subspan(referenceOffset, referenceSize_)), referenceOffset, depth);
+  }
+  [[nodiscard]] std::size_t offsetOf(std::size_t number) const;
+  void readArray(Object& object, Cursor& cursor, unsigned lowerHalf, int depth);
+  void readDictionary(Object& object, Cursor& cursor, unsigned lowerHalf, int depth);
+  static void beginContainer(Object& object, const Cursor& cursor, int depth);
+  void enclose(Object& container, const Object& element, const Cursor& cursor, int depth) const;
+
+  ByteSpan document_;
+  std::size_t tableOffset_ = 0;
+  std::size_t offsetSize_ = 0;
+  std::size_t referenceSize_ = 0;
+  std::uint64_t top_ = 0;
+  std::vector<Object> objects_;
+  std::size_t unclaimed_ = 0;  // bytes of the objects that no object read so far has taken
+};
+
+BinaryReader::BinaryReader(ByteSpan document) : document_(document) {
+  if (document.size() < kHeaderSize + kTrailerSize) throw Refusal{document.size(), "the document is too short"};
+  const std::string_view version(reinterpret_cast<const char*>(document.data()) + 6, 2);
+  if (version != "00") {
+    throw Refusal{6, "version " + quoted(version) + " of binary property lists is not supported, only version 00"};
+  }
+  const std::size_t trailerOffset = document.size() - kTrailerSize;
+  const ByteSpan trailer = document.last(kTrailerSize);
+  offsetSize_ = trailer[6];
+  referenceSize_ = trailer[7];
+  const std::uint64_t count = bigEndian(trailer.subspan(8, 8));
+  top_ = bigEndian(trailer.subspan(16, 8));
+  const std::uint64_t tableOffset = bigEndian(trailer.subspan(24, 8));
+  if (offsetSize_ < 1 || offsetSize_ > 8) {
+    throw Refusal{trailerOffset + 6, "offsets have a size that is not 1 to 8 bytes"};
+  }
+  if (referenceSize_ < 1 || referenceSize_ > 8) {
+    throw Refusal{trailerOffset + 7, "references have a size that is not 1 to 8 bytes"};
+  }
+  if (tableOffset < kHeaderSize || tableOffset > trailerOffset) {
+    throw Refusal{trailerOffset + 24, "the table of objects lies outside the document"};
+  }
+  tableOffset_ = static_cast<std::size_t>(tableOffset);
+  unclaimed_ = tableOffset_ - kHeaderSize;
+  // Each object has at least one byte of its own.
+  if (count > (trailerOffset - tableOffset_) / offsetSize_ || count > unclaimed_) {
+    throw Refusal{trailerOffset + 8, "the document is too short for so many objects"};
+  }
+  objects_.resize(static_cast<std::size_t>(count));
+}
+
+// Object `number`, which is named at `referenceOffset`; `depth` is the one that it has if it is a container.
+const BinaryReader::Object& BinaryReader::object(std::uint64_t number, std::size_t referenceOffset, int depth) {
+  if (number >= objects_.size()) {
+    throw Refusal{referenceOffset, "there is no object " + std::to_string(number) + ", only " +
+                                       std::to_string(objects_.size()) + " counted from 0"};
+  }
+  Object& object = objects_[static_cast<std::size_t>(number)];
+  if (object.state == State::kRead) return object;
+  Cursor cursor(document_.first(tableOffset_), offsetOf(static_cast<std::size_t>(number)), unclaimed_);
+  if (object.state == State::kOpen) cursor.refuse("this object contains itself");
+  object.state = State::kOpen;
+  const unsigned marker = cursor.takeByte();
+  switch (marker >> 4) {
+    case 0xA:
+      readArray(object, cursor, marker & 0xF, depth);
+      break;
+    case 0xD:
+      readDictionary(object, cursor, marker & 0xF, depth);
+      break;
+    default:
+      object.value = takeScalar(cursor, marker);
+      object.weight = kObjectWeight + (cursor.offset() - cursor.start());
+  }
+  object.state = State::kRead;
+  return object;
+}
+
+std::size_t BinaryReader::offsetOf(std::size_t number) const {
+  const std::size_t entryOffset = tableOffset_ + number * offsetSize_;
+  const std::uint64_t offset = bigEndian(document_.subspan(entryOffset, offsetSize_));
+  if (offset < kHeaderSize || offset >= tableOffset_) {
+    throw Refusal{entryOffset, "object " + std::to_string(number) + " lies outside the objects"};
+  }
+  return static_cast<std::size_t>(offset);
+}
+
+void BinaryReader::readArray(Object& object, Cursor& cursor, unsigned lowerHalf, int depth) {
+  const std::uint64_t count = takeCount(cursor, lowerHalf);
+  std::size_t offset = cursor.offset();
+  cursor.take(count, referenceSize_);
+  beginContainer(object, cursor, depth);
+  Array array;
+  array.reserve(static_cast<std::size_t>(count));
+  for (; offset < cursor.offset(); offset += referenceSize_) {
+    const Object& element = referredObject(offset, depth + 1);
+    enclose(object, element, cursor, depth);
+    array.append(element.value);
+  }
+  object.value = std::move(array);
+}
+
+// The references to all keys stand before those to the values.
+void BinaryReader::readDictionary(Object& object, Cursor& cursor, unsigned lowerHalf, int depth) {
+  const std::uint64_t count = takeCount(cursor, lowerHalf);
+  const std::size_t keysOffset = cursor.offset();
+  const std::size_t keysSize = cursor.take(count, 2 * referenceSize_).size() / 2;
+  beginContainer(object, cursor, depth);
+  Dictionary dictionary;
+  dictionary.reserve(static_cast<std::size_t>(count));
+  for (std::size_t offset = keysOffset; offset < keysOffset + keysSize; offset += referenceSize_) {
+    const Object& key = referredObject(offset, depth + 1);
+    if (!key.value.isString()) throw Refusal{offset, "a key of a dictionary is not a string"};
+    enclose(object, key, cursor, depth);
+    const Object& value = referredObject(offset + keysSize, depth + 1);
+    enclose(object, value, cursor, depth);
+    if (const std::optional<std::size_t> earlier = addEntry(dictionary, key.value, value.value)) {
+      refuseRepeatedKey(key.value, offset, keysOffset + *earlier * referenceSize_);
+    }
+  }
+  object.value = std::move(dictionary);
+}
+
+void BinaryReader::beginContainer(Object& object, const Cursor& cursor, int depth) {
+  requireDepth(depth, cursor.start());
+  object.weight = kObjectWeight;
+  object.height = 1;
+}
+
+// A shared element may have been read at a lesser depth than the one it has here.
+void BinaryReader::enclose(Object& container, const Object& element, const Cursor& cursor, int depth) const {
+  container.height = std::max(container.height, element.height + 1);
+  requireDepth(depth - 1 + container.height, cursor.start());
+  container.weight += element.weight;
+  if (isTooHeavy(container.weight, document_.size())) {
+    cursor.refuse("with all that it refers to, over and over, this object is far larger than the document");
+  }
+}
+
+}  // namespace
+
+Value readBinaryPropertyList(std::span<const std::uint8_t> document) { return BinaryReader(document).read(); }
+
+}  // namespace tavik

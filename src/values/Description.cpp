@@ -1,0 +1,214 @@
+// Textual descriptions of values. Arrays and dictionaries are listed as old-style property-list text; open containers
+// wait in a list, not on the stack.
+
+#include "values/Description.h"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <cmath>
+#include <cstdlib>
+#include <vector>
+
+#include "values/DateText.h"
+
+namespace tavik {
+
+namespace {
+
+// Text that the old-style reader takes without quotes, and that no reader could mistake for a comment or data.
+bool isPlain(std::string_view text) noexcept {
+  return !text.empty() && std::ranges::all_of(text, [](char c) {
+    return (c >= '0' && c <= '9') || (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || c == '_' || c == '.' ||
+           c == '-';
+  });
+}
+
+void appendEscaped(TextBuffer& text, char character) {
+  switch (character) {
+    case '"':
+    case '\\':
+      text.append('\\');
+      text.append(character);
+      return;
+    case '\n':
+      return text.append("\\n");
+    case '\r':
+      return text.append("\\r");
+    case '\t':
+      return text.append("\\t");
+    default:
+      if (static_cast<unsigned char>(character) >= 0x20 && character != 0x7F) return text.append(character);
+      text.append("\\U00");
+      appendHexByte(text, static_cast<std::uint8_t>(character));
+  }
+}
+
+void appendQuoted(TextBuffer& text, std::string_view string) {
+  if (isPlain(string)) return text.append(string);
+  text.append('"');
+  for (const char character : string) appendEscaped(text, character);
+  text.append('"');
+}
+
+void appendData(TextBuffer& text, const Data& data) {
+  std::size_t count = 0;
+  text.append('<');
+  for (const std::uint8_t byte : data.bytes()) {
+    if (count != 0 && count % 4 == 0) text.append(' ');
+    appendHexByte(text, byte);
+    ++count;
+  }
+  text.append('>');
+}
+
+void appendScalar(TextBuffer& text, const Value& value) {
+  if (const auto string = value.ifString()) return text.append(*string);
+  if (const auto integer = value.ifInteger()) return appendNumber(text, *integer);
+  if (const auto real = value.ifReal()) return appendNumber(text, *real);
+  if (const auto truth = value.ifBoolean()) return text.append(*truth ? '1' : '0');
+  if (const auto* data = value.ifData()) return appendData(text, *data);
+  if (const auto date = value.ifDate()) return text.append(descriptionOfDate(*date));
+}
+
+// Lists a container and all that it holds, one line an element.
+class Listing {
+ public:
+  explicit Listing(TextBuffer& text) : text_(text) {}
+
+  void list(const Array& array) {
+    enter(array);
+    finish();
+  }
+  void list(const Dictionary& dictionary) {
+    enter(dictionary);
+    finish();
+  }
+
+ private:
+  struct Open {
+    const Value* element = nullptr;  // array: the next one
+    const Value* end = nullptr;
+    const Dictionary* dictionary = nullptr;  // dictionary: whose entries
+    Dictionary::Iterator entry;
+  };
+
+  void enter(const Array& array) {
+    if (array.empty()) return text_.append("()");
+    text_.append('(');
+    open_.push_back({array.begin(), array.end(), nullptr, {}});
+  }
+
+  void enter(const Dictionary& dictionary) {
+    if (dictionary.empty()) return text_.append("{}");
+    text_.append('{');
+    open_.push_back({nullptr, nullptr, &dictionary, dictionary.begin()});
+  }
+
+  void finish() {
+    while (!open_.empty()) {
+      Open& top = open_.back();
+      top.dictionary != nullptr ? nextEntry(top) : nextElement(top);
+    }
+  }
+
+  void nextElement(Open& top) {
+    if (top.element == top.end) return leave(')');
+    const Value& element = *top.element++;
+    newLine();
+    item(element, top.element == top.end ? "" : ",");
+  }
+
+  void nextEntry(Open& top) {
+    if (top.entry == top.dictionary->end()) return leave('}');
+    const auto [key, value] = *top.entry++;
+    newLine();
+    appendQuoted(text_, key);
+    text_.append(" = ");
+    item(value, ";");
+  }
+
+  // What follows a container is known when it has been left, so the separators wait beside the open ones.
+  void item(const Value& value, std::string_view separator) {
+    const std::size_t depth = open_.size();
+    if (const auto* array = value.ifArray()) {
+      enter(*array);
+    } else if (const auto* dictionary = value.ifDictionary()) {
+      enter(*dictionary);
+    } else if (const auto string = value.ifString()) {
+      appendQuoted(text_, *string);
+    } else if (value.kind() == Kind::kDate) {
+      appendQuoted(text_, descriptionOfDate(*value.ifDate()));
+    } else {
+      appendScalar(text_, value);
+    }
+    open_.size() == depth ? text_.append(separator) : separators_.push_back(separator);
+  }
+
+  void leave(char bracket) {
+    open_.pop_back();
+    newLine();
+    text_.append(bracket);
+    if (open_.empty()) return;
+    text_.append(separators_.back());
+    separators_.pop_back();
+  }
+
+  // Deeper than this, lines are not set in further: the listing stays in proportion to the value.
+  static constexpr std::size_t kDeepestIndent = 16;
+
+  void newLine() {
+    text_.append('\n');
+    for (std::size_t depth = std::min(open_.size(), kDeepestIndent); depth != 0; --depth) text_.append("    ");
+  }
+
+  TextBuffer& text_;
+  std::vector<Open> open_;
+  std::vector<std::string_view> separators_;
+};
+
+}  // namespace
+
+void appendHexByte(TextBuffer& text, std::uint8_t byte) {
+  constexpr std::string_view kDigits = "0123456789abcdef";
+  text.append(kDigits[byte >> 4]);
+  text.append(kDigits[byte & 0xF]);
+}
+
+void appendNumber(TextBuffer& text, std::int64_t number) {
+  std::array<char, 24> digits;
+  const auto end = std::to_chars(digits.begin(), digits.end(), number).ptr;
+  text.append({digits.data(), end});
+}
+
+// Shortest text that reads back: in plain notation where that stays short, else with an exponent.
+void appendNumber(TextBuffer& text, double number) {
+  constexpr double kSmallestPlain = 1e-4;
+  constexpr double kSmallestWithExponent = 1e16;
+  const double size = std::abs(number);
+  const bool plain = number == 0 || (size >= kSmallestPlain && size < kSmallestWithExponent);
+  std::array<char, 32> digits;
+  const auto format = plain ? std::chars_format::fixed : std::chars_format::scientific;
+  const auto end = std::isfinite(number) ? std::to_chars(digits.begin(), digits.end(), number, format).ptr
+                                         : std::to_chars(digits.begin(), digits.end(), number).ptr;
+  text.append({digits.data(), end});
+}
+
+void appendDescription(TextBuffer& text, const Value* value) {
+  if (value == nullptr) return text.append("(null)");
+  if (const auto* array = value->ifArray()) return appendDescription(text, *array);
+  if (const auto* dictionary = value->ifDictionary()) return appendDescription(text, *dictionary);
+  appendScalar(text, *value);
+}
+
+void appendDescription(TextBuffer& text, const Array& array) { Listing(text).list(array); }
+
+void appendDescription(TextBuffer& text, const Dictionary& dictionary) { Listing(text).list(dictionary); }
+
+std::string description(const Value* value) {
+  TextBuffer text;
+  appendDescription(text, value);
+  return std::string(text.view());
+}
+
+}  // namespace tavik

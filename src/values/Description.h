@@ -1,0 +1,26 @@
+/// @file
+/// Textual descriptions, into a text under construction.
+#ifndef TAVIK_VALUES_DESCRIPTION_H
+#define TAVIK_VALUES_DESCRIPTION_H
+
+#include <tavik/Value.h>
+
+#include "values/TextBuffer.h"
+
+namespace tavik {
+
+/// What `description` returns.
+void appendDescription(TextBuffer& text, const Value* value);
+void appendDescription(TextBuffer& text, const Array& array);
+void appendDescription(TextBuffer& text, const Dictionary& dictionary);
+
+/// Two lower-case hexadecimal digits.
+void appendHexByte(TextBuffer& text, std::uint8_t byte);
+
+/// Decimal text of a number.
+void appendNumber(TextBuffer& text, std::int64_t number);
+void appendNumber(TextBuffer& text, double number);
+
+}  // namespace tavik
+
+#endif

@@ -1,0 +1,117 @@
+// Equality of values at any depth: containers that are still to be compared wait in a list, not on the stack.
+
+#include <tavik/Value.h>
+
+#include <cmath>
+#include <utility>
+#include <vector>
+
+#include "values/ValueAccess.h"
+
+namespace tavik {
+
+using detail::ValueAccess;
+
+namespace {
+
+// Exact, also where a double cannot hold the integer.
+bool equalNumbers(std::int64_t integer, double real) noexcept {
+  constexpr double kBeyond = 9223372036854775808.0;  // 2 to the 63rd
+  return real >= -kBeyond && real < kBeyond && std::trunc(real) == real && static_cast<std::int64_t>(real) == integer;
+}
+
+bool equalNumbers(const Value& left, const Value& right) noexcept {
+  const auto leftInteger = left.ifInteger();
+  const auto rightInteger = right.ifInteger();
+  if (leftInteger && rightInteger) return *leftInteger == *rightInteger;
+  if (leftInteger) return equalNumbers(*leftInteger, *right.ifReal());
+  if (rightInteger) return equalNumbers(*rightInteger, *left.ifReal());
+  return *left.ifReal() == *right.ifReal();
+}
+
+class Comparison {
+ public:
+  // False when the values differ at a glance; containers of one size are put off.
+  bool mayBeEqual(const Value& left, const Value& right) {
+    if (left.kind() != right.kind()) return false;
+    switch (left.kind()) {
+      case Kind::kString:
+        return left.ifString() == right.ifString();
+      case Kind::kNumber:
+        return equalNumbers(left, right);
+      case Kind::kBoolean:
+        return left.ifBoolean() == right.ifBoolean();
+      case Kind::kData:
+        return *left.ifData() == *right.ifData();
+      case Kind::kDate:
+        return left.ifDate() == right.ifDate();
+      case Kind::kArray:
+        return mayBeEqual(*left.ifArray(), *right.ifArray());
+      case Kind::kDictionary:
+        return mayBeEqual(*left.ifDictionary(), *right.ifDictionary());
+    }
+    return false;
+  }
+
+  bool mayBeEqual(const Array& left, const Array& right) {
+    if (left.size() != right.size()) return false;
+    if (!ValueAccess::sameContents(left, right)) arrays_.emplace_back(&left, &right);
+    return true;
+  }
+
+  bool mayBeEqual(const Dictionary& left, const Dictionary& right) {
+    if (left.size() != right.size()) return false;
+    if (!ValueAccess::sameContents(left, right)) dictionaries_.emplace_back(&left, &right);
+    return true;
+  }
+
+  bool decide() {
+    for (;;) {
+      if (!arrays_.empty()) {
+        const auto [left, right] = arrays_.back();
+        arrays_.pop_back();
+        if (!elementsMayBeEqual(*left, *right)) return false;
+      } else if (!dictionaries_.empty()) {
+        const auto [left, right] = dictionaries_.back();
+        dictionaries_.pop_back();
+        if (!entriesMayBeEqual(*left, *right)) return false;
+      } else {
+        return true;
+      }
+    }
+  }
+
+ private:
+  bool elementsMayBeEqual(const Array& left, const Array& right) {
+    const Value* other = right.begin();
+    for (const Value& element : left) {
+      if (!mayBeEqual(element, *other++)) return false;
+    }
+    return true;
+  }
+
+  bool entriesMayBeEqual(const Dictionary& left, const Dictionary& right) {
+    for (const auto [key, value] : left) {
+      const Value* other = right.find(key);
+      if (other == nullptr || !mayBeEqual(value, *other)) return false;
+    }
+    return true;
+  }
+
+  std::vector<std::pair<const Array*, const Array*>> arrays_;
+  std::vector<std::pair<const Dictionary*, const Dictionary*>> dictionaries_;
+};
+
+template <class Contents>
+bool equal(const Contents& left, const Contents& right) {
+  Comparison comparison;
+  return comparison.mayBeEqual(left, right) && comparison.decide();
+}
+
+}  // namespace
+
+bool operator==(const Value& left, const Value& right) { return equal(left, right); }
+bool operator==(const Array& left, const Array& right) { return equal(left, right); }
+bool operator==(const Dictionary& left, const Dictionary& right) { return equal(left, right); }
+
+}  // namespace tavik

@@ -1,0 +1,51 @@
+/// @file
+/// Messages made from printf-style patterns. The patterns are part of what hosts and operators know, so they stand in
+/// the code as they are: "%@" (description of a value), "%d" (signed 32-bit decimal), "%lu" (unsigned decimal), "%.4f"
+/// (fixed point, four decimals), "%02x" (two lower-case hexadecimal digits), "%c" (one byte as a character).
+#ifndef TAVIK_VALUES_FORMAT_H
+#define TAVIK_VALUES_FORMAT_H
+
+#include <tavik/Platform.h>
+#include <tavik/Value.h>
+
+#include <cstdint>
+#include <initializer_list>
+#include <string>
+#include <string_view>
+#include <variant>
+
+namespace tavik {
+
+/// What a placeholder prints; borrowed, not copied. For "%@": a value that may be absent, a container, or text that is
+/// a string's contents.
+class FormatArgument {
+ public:
+  FormatArgument(const Value* value) : held_(value) {}
+  FormatArgument(const Value& value) : held_(&value) {}
+  FormatArgument(const Array& array) : held_(&array) {}
+  FormatArgument(const Dictionary& dictionary) : held_(&dictionary) {}
+  FormatArgument(std::string_view text) : held_(text) {}
+  FormatArgument(std::int32_t number) : held_(number) {}
+  FormatArgument(std::size_t number) : held_(number) {}
+  FormatArgument(double number) : held_(number) {}
+  FormatArgument(std::uint8_t byte) : held_(byte) {}
+
+ private:
+  friend class Formatter;
+  std::variant<const Value*, const Array*, const Dictionary*, std::string_view, std::int32_t, std::size_t, double,
+               std::uint8_t>
+      held_;
+};
+
+/// The message. A placeholder without a fitting argument is a mistake of this library's and ends the process.
+std::string format(std::string_view pattern, std::initializer_list<FormatArgument> arguments);
+
+/// The message as a string value.
+Value formattedValue(std::string_view pattern, std::initializer_list<FormatArgument> arguments);
+
+/// Logs the message; makes nothing when nobody reads the log.
+void log(const Platform& platform, std::string_view pattern, std::initializer_list<FormatArgument> arguments);
+
+}  // namespace tavik
+
+#endif

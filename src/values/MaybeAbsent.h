@@ -1,0 +1,34 @@
+/// @file
+/// Reading values that may be absent or of another kind than hoped for: null, or nothing, comes out of either.
+#ifndef TAVIK_VALUES_MAYBE_ABSENT_H
+#define TAVIK_VALUES_MAYBE_ABSENT_H
+
+#include <tavik/Value.h>
+
+#include <optional>
+#include <string_view>
+
+namespace tavik {
+
+inline std::optional<std::string_view> textOf(const Value* value) noexcept {
+  return value == nullptr ? std::nullopt : value->ifString();
+}
+inline const Data* dataOf(const Value* value) noexcept { return value == nullptr ? nullptr : value->ifData(); }
+inline const Array* arrayOf(const Value* value) noexcept { return value == nullptr ? nullptr : value->ifArray(); }
+inline const Dictionary* dictionaryOf(const Value* value) noexcept {
+  return value == nullptr ? nullptr : value->ifDictionary();
+}
+
+/// The entry of a dictionary that may be absent.
+inline const Value* find(const Dictionary* dictionary, std::string_view key) noexcept {
+  return dictionary == nullptr ? nullptr : dictionary->find(key);
+}
+/// The entry under a key that is a value itself.
+inline const Value* find(const Dictionary* dictionary, const Value* key) noexcept {
+  const auto text = textOf(key);
+  return text ? find(dictionary, *text) : nullptr;
+}
+
+}  // namespace tavik
+
+#endif

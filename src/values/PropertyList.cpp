@@ -1,0 +1,266 @@
+// Property lists: telling the encodings apart, files, places in messages, and what the readers and writers share.
+
+#include <tavik/PropertyList.h>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <string_view>
+#include <system_error>
+#include <utility>
+
+#include "values/DateText.h"
+#include "values/PropertyListEncodings.h"
+#include "values/Text.h"
+#include "values/ValueAccess.h"
+
+namespace tavik {
+
+using detail::ValueAccess;
+
+namespace {
+
+constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
+constexpr std::string_view kBinaryMagic = "bplist";
+constexpr std::string_view kTooDeep = "arrays and dictionaries stand in each other more than 512 deep";
+static_assert(kPropertyListDepthLimit == 512);
+
+bool isLetter(char character) noexcept {
+  return (character >= 'a' && character <= 'z') || (character >= 'A' && character <= 'Z');
+}
+
+bool isHexLetter(char character) noexcept {
+  return (character >= 'a' && character <= 'f') || (character >= 'A' && character <= 'F');
+}
+
+// Old-style text may begin with "<" too: data, whose hexadecimal digits make up no element's name. Every element of
+// property lists has a letter beyond F in its name.
+bool looksLikeXml(std::string_view document) noexcept {
+  const std::size_t start = document.find_first_not_of(" \t\r\n");
+  if (start == std::string_view::npos || document[start] != '<') return false;
+  const std::string_view rest = document.substr(start + 1);
+  if (rest.starts_with('?') || rest.starts_with('!') || rest.starts_with('/')) return true;
+  const auto pastHexLetters = std::find_if_not(rest.begin(), rest.end(), isHexLetter);
+  return pastHexLetters != rest.end() && isLetter(*pastHexLetters);
+}
+
+// Both ends of a line are known, LF and CR LF, and the CR of old.
+std::string placeInText(std::string_view document, std::size_t offset) {
+  std::size_t line = 1;
+  std::size_t column = 1;
+  for (std::size_t index = 0; index < offset; ++index) {
+    const char character = document[index];
+    if (character == '\n' || (character == '\r' && !document.substr(index + 1).starts_with('\n'))) {
+      ++line;
+      column = 1;
+    } else if ((static_cast<unsigned char>(character) & 0xC0) != 0x80) {
+      ++column;
+    }
+  }
+  return "line " + std::to_string(line) + ", column " + std::to_string(column);
+}
+
+template <class Place>
+std::string message(const Refusal& refusal, Place place) {
+  std::string text = place(refusal.offset) + ": " + refusal.what;
+  if (refusal.other) text.append(" ").append(place(*refusal.other));
+  return text;
+}
+
+Value readText(std::string_view document) {
+  if (document.starts_with("\xFE\xFF") || document.starts_with("\xFF\xFE")) {
+    throw Refusal{0, "the document is UTF-16 text; only UTF-8 is read"};
+  }
+  return looksLikeXml(document) ? readXmlPropertyList(document) : readTextPropertyList(document);
+}
+
+// A file descriptor that closes itself.
+class File {
+ public:
+  // Non-blocking, lest a pipe without a writer holds up the caller.
+  explicit File(const std::string& path) noexcept
+      : descriptor_(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC)) {}
+  File(const File&) = delete;
+  File& operator=(const File&) = delete;
+  ~File() {
+    if (isOpen()) ::close(descriptor_);
+  }
+  [[nodiscard]] bool isOpen() const noexcept { return descriptor_ >= 0; }
+  [[nodiscard]] int descriptor() const noexcept { return descriptor_; }
+
+ private:
+  int descriptor_;
+};
+
+std::string systemReason() { return std::generic_category().message(errno); }
+
+// What keeps the file at `path` from being read; empty when nothing does, with its contents in `bytes`.
+std::string readFile(const std::string& path, std::vector<std::uint8_t>& bytes) {
+  constexpr std::size_t kLargest = std::size_t{1} << 30;
+  constexpr std::string_view kTooLarge = "the file is larger than 1 GiB";
+  if (path.find('\0') != std::string::npos) return "the path has a NUL character in it";
+  const File file(path);
+  struct stat status = {};
+  if (!file.isOpen() || ::fstat(file.descriptor(), &status) != 0) return "the file cannot be opened: " + systemReason();
+  if (S_ISDIR(status.st_mode)) return "this is a directory, not a file";
+  if (!S_ISREG(status.st_mode)) return "this is a device, pipe or socket, not a regular file";
+  if (static_cast<std::uintmax_t>(status.st_size) > kLargest) return std::string(kTooLarge);
+
+  bytes.resize(static_cast<std::size_t>(status.st_size) + 1);  // one more, so that the end shows without growing
+  std::size_t used = 0;
+  while (true) {
+    const ssize_t count = ::read(file.descriptor(), bytes.data() + used, bytes.size() - used);
+    if (count < 0 && errno == EINTR) continue;
+    if (count < 0) return "the file cannot be read: " + systemReason();
+    if (count == 0) break;
+    used += static_cast<std::size_t>(count);
+    if (used > kLargest) return std::string(kTooLarge);
+    if (used == bytes.size()) bytes.resize(2 * used);  // the file has grown meanwhile
+  }
+  bytes.resize(used);
+  return {};
+}
+
+// What keeps `value` from being written, and where in it: `"Rules": element 3: the date ...`. Empty when nothing does.
+std::string whyNotWritable(const Value& value, int depth) {
+  constexpr int kNamedDepth = 8;  // the way to a fault further inside is not told to its end
+  const Array* array = value.ifArray();
+  const Dictionary* dictionary = value.ifDictionary();
+  if (array == nullptr && dictionary == nullptr) {
+    const std::optional<Date> date = value.isString() ? std::nullopt : value.ifDate();
+    if (!date || isInCalendar(*date)) return {};
+    return "the date " + descriptionOfDate(*date) + " lies outside the years 1 to 9999";
+  }
+  if (depth == kPropertyListDepthLimit) return std::string(kTooDeep);
+  if (array != nullptr) {
+    for (std::size_t index = 0; index < array->size(); ++index) {
+      const std::string why = whyNotWritable(array->at(index), depth + 1);
+      if (!why.empty()) return (depth < kNamedDepth ? "element " + std::to_string(index) + ": " : "") + why;
+    }
+    return {};
+  }
+  for (const auto [key, element] : *dictionary) {
+    const std::string why = whyNotWritable(element, depth + 1);
+    if (!why.empty()) return (depth < kNamedDepth ? quoted(key) + ": " : "") + why;
+  }
+  return {};
+}
+
+}  // namespace
+
+std::optional<Value> readPropertyList(std::span<const std::uint8_t> bytes, std::string& error) {
+  std::string_view document(reinterpret_cast<const char*>(bytes.data()), bytes.size());
+  if (document.starts_with(kBinaryMagic)) {
+    try {
+      return readBinaryPropertyList(bytes);
+    } catch (const Refusal& refusal) {
+      error = message(refusal, [](std::size_t offset) { return "byte " + std::to_string(offset); });
+      return std::nullopt;
+    }
+  }
+  if (document.starts_with(kByteOrderMark)) document.remove_prefix(kByteOrderMark.size());
+  try {
+    return readText(document);
+  } catch (const Refusal& refusal) {
+    error = message(refusal, [=](std::size_t offset) { return placeInText(document, offset); });
+    return std::nullopt;
+  }
+}
+
+std::optional<Value> readPropertyListFile(const std::string& path, std::string& error) {
+  std::vector<std::uint8_t> bytes;
+  if (std::string why = readFile(path, bytes); !why.empty()) {
+    error = std::move(why);
+    return std::nullopt;
+  }
+  return readPropertyList(bytes, error);
+}
+
+std::optional<Data> writePropertyList(const Value& value, PropertyListFormat format, std::string& error) {
+  if (std::string why = whyNotWritable(value, 0); !why.empty()) {
+    error = std::move(why);
+    return std::nullopt;
+  }
+  return format == PropertyListFormat::kXml ? writeXmlPropertyList(value) : writeBinaryPropertyList(value);
+}
+
+void requireUtf8(std::string_view document) {
+  const std::size_t valid = validUtf8Prefix(document);
+  if (valid != document.size()) throw Refusal{valid, "this is not UTF-8 text"};
+}
+
+bool isAscii(std::string_view text) noexcept {
+  constexpr std::uint64_t kHighBits = 0x8080808080808080;
+  std::uint64_t word = 0;
+  for (; text.size() >= sizeof word; text.remove_prefix(sizeof word)) {
+    std::memcpy(&word, text.data(), sizeof word);
+    if ((word & kHighBits) != 0) return false;
+  }
+  return std::ranges::all_of(text, [](char character) { return static_cast<unsigned char>(character) < 0x80; });
+}
+
+std::string quoted(std::string_view text) {
+  constexpr std::size_t kLongest = 60;
+  std::string result = "\"";
+  const std::string wellFormed = replacingIllFormedUtf8(text.substr(0, 4 * (kLongest + 1)));
+  std::string_view rest = wellFormed;
+  for (std::size_t count = 0; !rest.empty() && count < kLongest; ++count) {
+    const char32_t character = takeCharacter(rest);
+    const bool isControl = character < 0x20 || (character >= 0x7F && character < 0xA0);
+    appendUtf8(result, isControl ? U'?' : character);
+  }
+  return result += rest.empty() ? "\"" : "...\"";
+}
+
+void requireDepth(int depth, std::size_t offset) {
+  if (depth > kPropertyListDepthLimit) throw Refusal{offset, std::string(kTooDeep)};
+}
+
+std::optional<std::size_t> addEntry(Dictionary& dictionary, const Value& key, Value value) {
+  const std::size_t count = dictionary.size();
+  ValueAccess::set(dictionary, key, std::move(value));
+  if (dictionary.size() != count) return std::nullopt;
+  std::size_t position = 0;
+  for (auto entry = dictionary.begin(); entry.key() != key; ++entry) ++position;
+  return position;
+}
+
+void refuseRepeatedKey(const Value& key, std::size_t second, std::size_t first) {
+  throw Refusal{second, "the key " + quoted(key.ifString().value()) + " is given twice, first at", first};
+}
+
+void OpenContainers::addKey(Value key, std::size_t offset) {
+  values_.push_back(std::move(key));
+  keyOffsets_.push_back(offset);
+}
+
+Array OpenContainers::closeArray(Mark mark) {
+  const std::span<Value> elements = std::span(values_).subspan(mark.value);
+  Array array;
+  array.reserve(elements.size());
+  for (Value& element : elements) array.append(std::move(element));
+  values_.resize(mark.value);
+  return array;
+}
+
+Dictionary OpenContainers::closeDictionary(Mark mark) {
+  const std::span<const std::size_t> offsets = std::span(keyOffsets_).subspan(mark.key);
+  Value* next = values_.data() + mark.value;
+  Dictionary dictionary;
+  dictionary.reserve(offsets.size());
+  for (const std::size_t offset : offsets) {
+    if (const std::optional<std::size_t> earlier = addEntry(dictionary, next[0], std::move(next[1]))) {
+      refuseRepeatedKey(next[0], offset, offsets[*earlier]);
+    }
+    next += 2;
+  }
+  values_.resize(mark.value);
+  keyOffsets_.resize(mark.key);
+  return dictionary;
+}
+
+}  // namespace tavik

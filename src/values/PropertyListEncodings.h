@@ -1,0 +1,89 @@
+/// @file
+/// The encodings behind PropertyList.h: three readers, two writers, and what they share.
+///
+/// Readers throw a `Refusal` at the first thing that is wrong; PropertyList.cpp catches it and turns it into the
+/// message. Writers take only what `writePropertyList` has found writable, so nothing can go wrong in them but memory.
+#ifndef TAVIK_VALUES_PROPERTY_LIST_ENCODINGS_H
+#define TAVIK_VALUES_PROPERTY_LIST_ENCODINGS_H
+
+#include <tavik/PropertyList.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace tavik {
+
+/// Why a document is refused, and where.
+struct Refusal {
+  std::size_t offset = 0;  ///< in bytes from the start of the document
+  std::string what;
+  std::optional<std::size_t> other = std::nullopt;  ///< a second place, which the message names behind `what`
+};
+
+/// Documents without their byte order mark, not known to be UTF-8.
+Value readXmlPropertyList(std::string_view document);
+Value readTextPropertyList(std::string_view document);
+Value readBinaryPropertyList(std::span<const std::uint8_t> document);
+
+Data writeXmlPropertyList(const Value& value);
+Data writeBinaryPropertyList(const Value& value);
+
+/// Refuses what is not UTF-8.
+void requireUtf8(std::string_view document);
+
+bool isAscii(std::string_view text) noexcept;
+
+/// `text` in quotes and fit for a message of one line: cut where it is long, control characters replaced.
+std::string quoted(std::string_view text);
+
+/// An array or dictionary at `offset` that would be the `depth`th of those that stand in each other.
+void requireDepth(int depth, std::size_t offset);
+
+/// What readers have gathered for the arrays and dictionaries that are still open. A container is made when it closes,
+/// in one go and of its exact size.
+class OpenContainers {
+ public:
+  /// Where the values of a container begin.
+  struct Mark {
+    std::size_t value;
+    std::size_t key;
+  };
+  [[nodiscard]] Mark open() const noexcept { return {values_.size(), keyOffsets_.size()}; }
+
+  void add(Value value) { values_.push_back(std::move(value)); }
+  /// The key of the value that is added next; `offset` is its place in the document.
+  void addKey(Value key, std::size_t offset);
+
+  Array closeArray(Mark mark);
+  /// Refuses a key that is given twice.
+  Dictionary closeDictionary(Mark mark);
+
+ private:
+  std::vector<Value> values_;  // in a dictionary, keys and values by turns
+  std::vector<std::size_t> keyOffsets_;
+};
+
+/// Stores an entry, unless the key is there already: then gives the position of the earlier one.
+std::optional<std::size_t> addEntry(Dictionary& dictionary, const Value& key, Value value);
+/// A key that is given twice, at `first` and `second`.
+[[noreturn]] void refuseRepeatedKey(const Value& key, std::size_t second, std::size_t first);
+
+/// Binary documents may refer to one object many times over. An object's weight is about what it and all it holds would
+/// take in memory if every reference were an object of its own: this much, and its own bytes in the document.
+inline constexpr std::uint64_t kObjectWeight = sizeof(Value);
+
+/// Whether a document of so many bytes may not hold anything of this weight. Readers refuse it, writers avoid it.
+constexpr bool isTooHeavy(std::uint64_t weight, std::uint64_t documentSize) noexcept {
+  constexpr std::uint64_t kFactor = 100;
+  constexpr std::uint64_t kAllowance = 1 << 20;
+  return weight > kAllowance && (weight - kAllowance) / kFactor > documentSize;
+}
+
+}  // namespace tavik
+
+#endif

@@ -1,0 +1,205 @@
+// UTF-8 text: validity, characters, comparison ignoring case.
+
+#include "values/Text.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <cstring>
+#include <functional>
+
+#include "values/CaseMapping.h"
+
+namespace tavik {
+
+namespace {
+
+constexpr char32_t kReplacement = 0xFFFD;
+
+bool isContinuation(char byte) noexcept { return (static_cast<unsigned char>(byte) & 0xC0) == 0x80; }
+
+// What the first byte of a sequence says: how long it is, and between which bounds the second byte lies (Unicode 15,
+// table 3-7). Length 0: no sequence begins so.
+struct Lead {
+  std::size_t length;
+  unsigned char low = 0x80;
+  unsigned char high = 0xBF;
+};
+
+Lead leadOf(unsigned char byte) noexcept {
+  if (byte < 0x80) return {1};
+  if (byte < 0xC2) return {0};
+  if (byte < 0xE0) return {2};
+  if (byte == 0xE0) return {3, 0xA0, 0xBF};
+  if (byte == 0xED) return {3, 0x80, 0x9F};
+  if (byte < 0xF0) return {3};
+  if (byte == 0xF0) return {4, 0x90, 0xBF};
+  if (byte < 0xF4) return {4};
+  if (byte == 0xF4) return {4, 0x80, 0x8F};
+  return {0};
+}
+
+struct Sequence {
+  std::size_t length;  // bytes that belong together, at least one
+  bool wellFormed;
+};
+
+Sequence firstSequence(std::string_view bytes) noexcept {
+  const auto at = [&](std::size_t index) { return static_cast<unsigned char>(bytes[index]); };
+  const Lead lead = leadOf(at(0));
+  std::size_t length = 1;
+  while (length < lead.length && length < bytes.size()) {
+    const unsigned char low = length == 1 ? lead.low : 0x80;
+    const unsigned char high = length == 1 ? lead.high : 0xBF;
+    if (at(length) < low || at(length) > high) break;
+    ++length;
+  }
+  return {length, length == lead.length};
+}
+
+std::size_t asciiPrefix(std::string_view bytes) noexcept {
+  std::size_t length = 0;
+  std::uint64_t word = 0;
+  while (bytes.size() - length >= sizeof word) {
+    std::memcpy(&word, bytes.data() + length, sizeof word);
+    if ((word & 0x8080808080808080) != 0) break;
+    length += sizeof word;
+  }
+  while (length < bytes.size() && static_cast<unsigned char>(bytes[length]) < 0x80) ++length;
+  return length;
+}
+
+char32_t foldedCharacter(std::string_view& text) noexcept {
+  const auto byte = static_cast<unsigned char>(text.front());
+  if (byte < 0x80) {
+    text.remove_prefix(1);
+    return byte >= 'A' && byte <= 'Z' ? byte + U'a' - U'A' : byte;
+  }
+  return simpleFolding(takeCharacter(text));
+}
+
+}  // namespace
+
+std::size_t validUtf8Prefix(std::string_view bytes) noexcept {
+  std::size_t length = asciiPrefix(bytes);
+  while (length < bytes.size()) {
+    const Sequence next = firstSequence(bytes.substr(length));
+    if (!next.wellFormed) break;
+    length += next.length;
+    length += asciiPrefix(bytes.substr(length));
+  }
+  return length;
+}
+
+std::string replacingIllFormedUtf8(std::string_view bytes) {
+  std::string text;
+  while (!bytes.empty()) {
+    const Sequence next = firstSequence(bytes);
+    next.wellFormed ? static_cast<void>(text.append(bytes, 0, next.length)) : appendUtf8(text, kReplacement);
+    bytes.remove_prefix(next.length);
+  }
+  return text;
+}
+
+void appendUtf8(std::string& text, char32_t character) {
+  const auto append = [&](char32_t byte) { text.push_back(static_cast<char>(static_cast<unsigned char>(byte))); };
+  if (character < 0x80) return append(character);
+  if (character < 0x800) {
+    append(0xC0 | character >> 6);
+    return append(0x80 | (character & 0x3F));
+  }
+  if (character < 0x10000) {
+    append(0xE0 | character >> 12);
+  } else {
+    append(0xF0 | character >> 18);
+    append(0x80 | (character >> 12 & 0x3F));
+  }
+  append(0x80 | (character >> 6 & 0x3F));
+  append(0x80 | (character & 0x3F));
+}
+
+char32_t takeCharacter(std::string_view& text) noexcept {
+  const auto first = static_cast<unsigned char>(text.front());
+  const std::size_t length = leadOf(first).length;
+  char32_t character = length == 1 ? first : first & (0xFFU >> (length + 1));
+  for (std::size_t index = 1; index < length; ++index) {
+    character = character << 6 | (static_cast<unsigned char>(text[index]) & 0x3FU);
+  }
+  text.remove_prefix(length);
+  return character;
+}
+
+std::size_t characterCount(std::string_view text) noexcept {
+  std::size_t count = 0;
+  for (const char byte : text) {
+    if (!isContinuation(byte)) ++count;
+  }
+  return count;
+}
+
+std::optional<std::size_t> offsetFromEnd(std::string_view text, std::size_t count) noexcept {
+  std::size_t offset = text.size();
+  for (; count != 0; --count) {
+    if (offset == 0) return std::nullopt;
+    do --offset;
+    while (isContinuation(text[offset]));
+  }
+  return offset;
+}
+
+std::optional<std::size_t> offsetFromStart(std::string_view text, std::size_t count) noexcept {
+  std::size_t offset = 0;
+  for (; count != 0; --count) {
+    if (offset == text.size()) return std::nullopt;
+    offset += leadOf(static_cast<unsigned char>(text[offset])).length;
+  }
+  return offset;
+}
+
+bool isWhiteSpace(char32_t character) noexcept {
+  switch (character) {
+    case 0x20:
+    case 0x85:
+    case 0xA0:
+    case 0x1680:
+    case 0x2028:
+    case 0x2029:
+    case 0x202F:
+    case 0x205F:
+    case 0x3000:
+      return true;
+    default:
+      return (character >= 0x09 && character <= 0x0D) || (character >= 0x2000 && character <= 0x200A);
+  }
+}
+
+bool equalIgnoringCase(std::string_view left, std::string_view right) noexcept {
+  while (!left.empty() && !right.empty()) {
+    if (foldedCharacter(left) != foldedCharacter(right)) return false;
+  }
+  return left.empty() && right.empty();
+}
+
+std::string upperCase(std::string_view text) {
+  std::string upper;
+  upper.reserve(text.size());
+  while (!text.empty()) appendUtf8(upper, simpleUpper(takeCharacter(text)));
+  return upper;
+}
+
+bool beginsWith(std::string_view text, std::string_view pattern) noexcept {
+  return !pattern.empty() && text.starts_with(pattern);
+}
+
+bool endsWith(std::string_view text, std::string_view pattern) noexcept {
+  return !pattern.empty() && text.ends_with(pattern);
+}
+
+bool occursIn(std::string_view text, std::string_view pattern) {
+  constexpr std::size_t kShort = 64;
+  if (pattern.empty()) return false;
+  if (pattern.size() <= kShort) return text.find(pattern) != std::string_view::npos;
+  // Linear whatever the two texts hold, which a plain search is not.
+  return std::search(text.begin(), text.end(), std::boyer_moore_searcher(pattern.begin(), pattern.end())) != text.end();
+}
+
+}  // namespace tavik

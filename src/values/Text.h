@@ -1,0 +1,48 @@
+/// @file
+/// Text in UTF-8: validity, characters, comparison ignoring case, splitting. Characters are Unicode code points.
+#ifndef TAVIK_VALUES_TEXT_H
+#define TAVIK_VALUES_TEXT_H
+
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace tavik {
+
+/// Length in bytes of the longest prefix that is well-formed UTF-8.
+std::size_t validUtf8Prefix(std::string_view bytes) noexcept;
+
+/// `bytes` with U+FFFD in place of each maximal ill-formed sequence (Unicode 15, section 3.9).
+std::string replacingIllFormedUtf8(std::string_view bytes);
+
+/// Appends one Unicode scalar value in UTF-8.
+void appendUtf8(std::string& text, char32_t character);
+
+/// Takes the first character off well-formed, non-empty text.
+char32_t takeCharacter(std::string_view& text) noexcept;
+
+/// Length in characters of well-formed text.
+std::size_t characterCount(std::string_view text) noexcept;
+
+/// Byte offset of the character `count` characters before the end or after the start; absent when the text is shorter.
+std::optional<std::size_t> offsetFromEnd(std::string_view text, std::size_t count) noexcept;
+std::optional<std::size_t> offsetFromStart(std::string_view text, std::size_t count) noexcept;
+
+/// Unicode's White_Space property.
+bool isWhiteSpace(char32_t character) noexcept;
+
+/// Equality after simple case folding.
+bool equalIgnoringCase(std::string_view left, std::string_view right) noexcept;
+
+/// The upper-case form by simple mapping, character by character.
+std::string upperCase(std::string_view text);
+
+/// Literal, case-sensitive comparisons in which an empty pattern never matches.
+bool beginsWith(std::string_view text, std::string_view pattern) noexcept;
+bool endsWith(std::string_view text, std::string_view pattern) noexcept;
+bool occursIn(std::string_view text, std::string_view pattern);
+
+}  // namespace tavik
+
+#endif

@@ -1,0 +1,38 @@
+/// @file
+/// A text under construction. Short ones never leave the stack.
+#ifndef TAVIK_VALUES_TEXT_BUFFER_H
+#define TAVIK_VALUES_TEXT_BUFFER_H
+
+#include <array>
+#include <cstring>
+#include <string>
+#include <string_view>
+
+namespace tavik {
+
+class TextBuffer {
+ public:
+  void append(std::string_view text) {
+    if (overflow_.empty() && size_ + text.size() <= inPlace_.size()) {
+      if (!text.empty()) std::memcpy(inPlace_.data() + size_, text.data(), text.size());
+      size_ += text.size();
+      return;
+    }
+    if (overflow_.empty()) overflow_.assign(inPlace_.data(), size_);
+    overflow_.append(text);
+  }
+  void append(char character) { append(std::string_view(&character, 1)); }
+
+  [[nodiscard]] std::string_view view() const noexcept {
+    return overflow_.empty() ? std::string_view(inPlace_.data(), size_) : std::string_view(overflow_);
+  }
+
+ private:
+  std::array<char, 256> inPlace_;
+  std::size_t size_ = 0;
+  std::string overflow_;
+};
+
+}  // namespace tavik
+
+#endif

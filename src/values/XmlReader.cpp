@@ -1,0 +1,556 @@
+// Reads XML property lists.
+//
+// One pass over the document, element by element; a string without references is made straight from the document's
+// bytes. Of XML there is all that property lists in the field hold: comments, processing instructions, CDATA, character
+// references, the five named entities, a document type line that is passed over. Left out is what would make reading
+// unsafe or slow: internal subsets, and with them entities of a document's own.
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <cstdint>
+#include <limits>
+#include <system_error>
+#include <utility>
+
+#include "values/PropertyListEncodings.h"
+#include "values/Text.h"
+#include "values/ValueAccess.h"
+
+namespace tavik {
+namespace {
+
+using detail::ValueAccess;
+
+constexpr std::string_view kWhiteSpace = " \t\r\n";
+
+bool isXmlSpace(char character) noexcept {
+  return character == ' ' || character == '\t' || character == '\n' || character == '\r';
+}
+
+bool isForbiddenControl(char character) noexcept {
+  return static_cast<unsigned char>(character) < 0x20 && !isXmlSpace(character);
+}
+
+constexpr const char* kControlCharacter = "a control character stands here, which XML does not allow";
+
+constexpr std::array<bool, 256> kNameCharacters = [] {
+  std::array<bool, 256> characters{};
+  for (std::size_t byte = 0x21; byte < characters.size(); ++byte) {
+    characters[byte] = std::string_view("\"&'/<=>").find(static_cast<char>(byte)) == std::string_view::npos;
+  }
+  return characters;
+}();
+bool isNameCharacter(char character) noexcept { return kNameCharacters[static_cast<unsigned char>(character)]; }
+
+// What character data goes on through without a closer look.
+constexpr std::array<bool, 256> kPlain = [] {
+  std::array<bool, 256> plain{};
+  for (std::size_t byte = 0x20; byte < plain.size(); ++byte) plain[byte] = byte != '<' && byte != '&';
+  plain['\t'] = plain['\n'] = true;
+  return plain;
+}();
+bool isPlain(char character) noexcept { return kPlain[static_cast<unsigned char>(character)]; }
+
+// A name of up to 8 characters as a number, for a switch; 0 for a longer one.
+constexpr std::uint64_t packed(std::string_view name) noexcept {
+  if (name.size() > 8) return 0;
+  std::uint64_t result = 0;
+  for (const char character : name) result = result << 8 | static_cast<unsigned char>(character);
+  return result;
+}
+
+// The character that "&reference;" stands for. Any Unicode character may be given by its number, NUL too: the writer
+// makes use of that for characters that XML has no other form for.
+std::optional<char32_t> referredCharacter(std::string_view reference) noexcept {
+  constexpr std::pair<std::string_view, char32_t> kNamed[] = {
+      {"lt", U'<'}, {"gt", U'>'}, {"amp", U'&'}, {"quot", U'"'}, {"apos", U'\''},
+  };
+  for (const auto& [name, character] : kNamed) {
+    if (reference == name) return character;
+  }
+  if (!reference.starts_with('#')) return std::nullopt;
+  const bool isHexadecimal = reference.starts_with("#x");
+  const std::string_view digits = reference.substr(isHexadecimal ? 2 : 1);
+  std::uint32_t number = 0;
+  const char* digitsEnd = digits.data() + digits.size();
+  const auto [end, error] = std::from_chars(digits.data(), digitsEnd, number, isHexadecimal ? 16 : 10);
+  if (error != std::errc() || end != digitsEnd) return std::nullopt;
+  if (number > 0x10FFFF || (number >= 0xD800 && number <= 0xDFFF)) return std::nullopt;
+  return static_cast<char32_t>(number);
+}
+
+bool isReadableEncoding(std::string_view name) {
+  std::string upperCase(name);
+  for (char& letter : upperCase) {
+    if (letter >= 'a' && letter <= 'z') letter = static_cast<char>(letter - 'a' + 'A');
+  }
+  return upperCase == "UTF-8" || upperCase == "US-ASCII";
+}
+
+struct Tag {
+  std::size_t offset = 0;  // of its "<"
+  std::string_view name;
+  bool isEnd = false;
+  bool isEmpty = false;  // "<name/>"
+};
+
+std::string inBrackets(std::string_view name) { return '<' + std::string(name) + '>'; }
+
+std::string_view withoutOuterSpace(std::string_view text) noexcept {
+  const std::size_t start = text.find_first_not_of(kWhiteSpace);
+  if (start == std::string_view::npos) return text.substr(text.size());
+  return text.substr(start, text.find_last_not_of(kWhiteSpace) - start + 1);
+}
+
+// The text of an element, references resolved and line ends normalised.
+struct Characters {
+  std::string_view text;
+  std::size_t offset;
+  bool isVerbatim;  // `text` is the document's own, at `offset`
+
+  // The place of a part of the text, as nearly as it can be told.
+  [[nodiscard]] std::size_t offsetOf(std::string_view part) const noexcept {
+    return isVerbatim ? offset + static_cast<std::size_t>(part.data() - text.data()) : offset;
+  }
+};
+
+class XmlReader {
+ public:
+  explicit XmlReader(std::string_view document) noexcept : document_(document) {}
+
+  Value read();
+
+ private:
+  void readDeclaration();
+  void skipDocumentType();
+  Value readPlist(const Tag& tag);
+  Value readValue(const Tag& tag, int depth);
+  Array readArray(const Tag& tag, int depth);
+  Dictionary readDictionary(const Tag& tag, int depth);
+  Value readBoolean(const Tag& tag, bool truth);
+  Value readInteger(const Tag& tag);
+  Value readReal(const Tag& tag);
+  Value readDate(const Tag& tag);
+  Value readData(const Tag& tag);
+
+  Characters readCharacters(const Tag& tag);
+  void appendSpecial(const Tag& tag);
+  void appendCharacterData();
+  void appendReference();
+
+  bool readChild(const Tag& parent, Tag& child);
+  void readTag(Tag& tag);
+  void readRestOfTag(Tag& tag);
+  bool takeEndTag(const Tag& tag);
+  void requireMore(const Tag& open) const;
+  void requireEndOf(const Tag& begin, const Tag& end) const;
+  struct Attribute {
+    std::string_view name;
+    std::string_view value;
+  };
+  std::optional<Attribute> takeAttribute();
+  void skipBlank();
+  bool skipComment();
+  bool skipSpace() noexcept { return !takeWhile(isXmlSpace).empty(); }
+  void skipPast(std::string_view end, std::size_t start);
+
+  [[nodiscard]] bool isAtEnd() const noexcept { return position_ == document_.size(); }
+  // The character `ahead` of the next one; NUL beyond the end.
+  [[nodiscard]] char peek(std::size_t ahead = 0) const noexcept {
+    return document_.size() - position_ > ahead ? document_[position_ + ahead] : '\0';
+  }
+  [[nodiscard]] bool isAt(std::string_view text) const noexcept {
+    return document_.substr(position_).starts_with(text);
+  }
+  bool take(char character) noexcept {
+    if (isAtEnd() || document_[position_] != character) return false;
+    ++position_;
+    return true;
+  }
+  bool take(std::string_view text) noexcept {
+    if (!isAt(text)) return false;
+    position_ += text.size();
+    return true;
+  }
+
+  template <class Predicate>
+  std::string_view takeWhile(Predicate isWanted) noexcept {
+    const std::string_view rest = document_.substr(position_);
+    std::size_t length = 0;
+    while (length < rest.size() && isWanted(rest[length])) ++length;
+    position_ += length;
+    return rest.substr(0, length);
+  }
+
+  std::string_view document_;
+  std::size_t position_ = 0;
+  OpenContainers open_;
+  std::string scratch_;              // text that is not verbatim
+  std::vector<std::uint8_t> bytes_;  // data that is being decoded
+};
+
+Value XmlReader::read() {
+  skipSpace();
+  readDeclaration();
+  requireUtf8(document_);
+  skipBlank();
+  if (isAt("<!DOCTYPE")) skipDocumentType();
+  skipBlank();
+  if (isAtEnd()) throw Refusal{position_, "the document has no element"};
+  if (peek() != '<') throw Refusal{position_, "text stands before the first element"};
+  Tag root;
+  readTag(root);
+  if (root.isEnd) throw Refusal{root.offset, "there is nothing that this tag could end"};
+  Value value = root.name == "plist" ? readPlist(root) : readValue(root, 1);
+  skipBlank();
+  if (!isAtEnd()) throw Refusal{position_, "something follows the end of the property list"};
+  return value;
+}
+
+// Only the encoding matters, and it may not be another than the one that is read anyway.
+void XmlReader::readDeclaration() {
+  const std::size_t start = position_;
+  if (!take("<?xml") || !isXmlSpace(peek())) {
+    position_ = start;  // an instruction of another name, if it is one
+    return;
+  }
+  skipSpace();
+  while (!take("?>")) {
+    const std::size_t offset = position_;
+    const std::optional<Attribute> attribute = takeAttribute();
+    if (!attribute) throw Refusal{offset, "the XML declaration is malformed"};
+    if (attribute->name == "encoding" && !isReadableEncoding(attribute->value)) {
+      throw Refusal{offset, "the encoding " + quoted(attribute->value) + " is not supported; only UTF-8 is read"};
+    }
+    skipSpace();
+  }
+}
+
+void XmlReader::skipDocumentType() {
+  const std::size_t start = position_;
+  while (true) {
+    const std::size_t next = std::min(document_.find_first_of(">[\"'", position_), document_.size());
+    position_ = next;
+    if (take('>')) return;
+    if (isAtEnd()) throw Refusal{start, "the document type line does not end"};
+    if (peek() == '[') throw Refusal{next, "the document type line holds declarations, which are not supported"};
+    ++position_;
+    skipPast(document_.substr(next, 1), next);
+  }
+}
+
+Value XmlReader::readPlist(const Tag& tag) {
+  Tag child;
+  if (!readChild(tag, child)) throw Refusal{tag.offset, "<plist> has no value in it"};
+  Value value = readValue(child, 1);
+  if (readChild(tag, child)) throw Refusal{child.offset, "<plist> has a second value in it"};
+  return value;
+}
+
+// `depth` is the one that the value has if it is a container.
+Value XmlReader::readValue(const Tag& tag, int depth) {
+  switch (packed(tag.name)) {
+    case packed("string"):
+      return ValueAccess::string(readCharacters(tag).text);
+    case packed("dict"):
+      return readDictionary(tag, depth);
+    case packed("array"):
+      return readArray(tag, depth);
+    case packed("integer"):
+      return readInteger(tag);
+    case packed("true"):
+      return readBoolean(tag, true);
+    case packed("false"):
+      return readBoolean(tag, false);
+    case packed("data"):
+      return readData(tag);
+    case packed("real"):
+      return readReal(tag);
+    case packed("date"):
+      return readDate(tag);
+    case packed("key"):
+      throw Refusal{tag.offset, "a <key> stands where a value should"};
+    case packed("plist"):
+      throw Refusal{tag.offset, "<plist> may only be the outermost element"};
+    default:
+      throw Refusal{tag.offset, "property lists have no element named " + quoted(tag.name)};
+  }
+}
+
+Array XmlReader::readArray(const Tag& tag, int depth) {
+  requireDepth(depth, tag.offset);
+  const OpenContainers::Mark mark = open_.open();
+  Tag child;
+  while (readChild(tag, child)) open_.add(readValue(child, depth + 1));
+  return open_.closeArray(mark);
+}
+
+Dictionary XmlReader::readDictionary(const Tag& tag, int depth) {
+  requireDepth(depth, tag.offset);
+  const OpenContainers::Mark mark = open_.open();
+  Tag child;
+  while (readChild(tag, child)) {
+    const std::size_t keyOffset = child.offset;
+    if (child.name != "key") throw Refusal{keyOffset, "a <key> is missing before this element"};
+    open_.addKey(ValueAccess::string(readCharacters(child).text), keyOffset);
+    if (!readChild(tag, child)) throw Refusal{keyOffset, "this key has no value"};
+    open_.add(readValue(child, depth + 1));
+  }
+  return open_.closeDictionary(mark);
+}
+
+Value XmlReader::readBoolean(const Tag& tag, bool truth) {
+  const Characters characters = readCharacters(tag);
+  const std::string_view text = withoutOuterSpace(characters.text);
+  if (!text.empty()) throw Refusal{characters.offsetOf(text), inBrackets(tag.name) + " must be empty"};
+  return Value(truth);
+}
+
+Value XmlReader::readInteger(const Tag& tag) {
+  const Characters characters = readCharacters(tag);
+  const std::string_view text = withoutOuterSpace(characters.text);
+  std::string_view digits = text;
+  const bool isNegative = digits.starts_with('-');
+  if (isNegative || digits.starts_with('+')) digits.remove_prefix(1);
+  const bool isHexadecimal = digits.starts_with("0x") || digits.starts_with("0X");
+  if (isHexadecimal) digits.remove_prefix(2);
+  std::uint64_t magnitude = 0;
+  const char* digitsEnd = digits.data() + digits.size();
+  const auto [end, error] = std::from_chars(digits.data(), digitsEnd, magnitude, isHexadecimal ? 16 : 10);
+  if (error == std::errc::invalid_argument || end != digitsEnd) {
+    throw Refusal{characters.offsetOf(text), quoted(text) + " is not an integer"};
+  }
+  const std::uint64_t largest = std::numeric_limits<std::int64_t>::max() + std::uint64_t{isNegative};
+  if (error != std::errc() || magnitude > largest) {
+    throw Refusal{characters.offsetOf(text), quoted(text) + " does not fit into 64 bits"};
+  }
+  return Value(static_cast<std::int64_t>(isNegative ? 0 - magnitude : magnitude));
+}
+
+Value XmlReader::readReal(const Tag& tag) {
+  const Characters characters = readCharacters(tag);
+  const std::string_view text = withoutOuterSpace(characters.text);
+  const std::string_view number = text.starts_with('+') && !text.starts_with("+-") ? text.substr(1) : text;
+  double real = 0;
+  const char* numberEnd = number.data() + number.size();
+  const auto [end, error] = std::from_chars(number.data(), numberEnd, real);
+  if (error == std::errc::invalid_argument || end != numberEnd) {
+    throw Refusal{characters.offsetOf(text), quoted(text) + " is not a number"};
+  }
+  if (error != std::errc()) {
+    throw Refusal{characters.offsetOf(text), quoted(text) + " lies outside the range of a 64-bit number"};
+  }
+  return Value(real);
+}
+
+Value XmlReader::readDate(const Tag& tag) {
+  const Characters characters = readCharacters(tag);
+  const std::string_view text = withoutOuterSpace(characters.text);
+  if (const std::optional<Date> date = dateFromIsoText(text)) return *date;
+  throw Refusal{characters.offsetOf(text),
+                quoted(text) + " is not a date such as 2026-11-21T01:02:03Z, in the years 1 to 9999"};
+}
+
+constexpr std::uint8_t kNoDigit = 0xFF;
+constexpr std::array<std::uint8_t, 256> kBase64Digits = [] {
+  constexpr std::string_view kAlphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+  std::array<std::uint8_t, 256> digits{};
+  digits.fill(kNoDigit);
+  for (std::size_t digit = 0; digit < kAlphabet.size(); ++digit) {
+    digits[static_cast<unsigned char>(kAlphabet[digit])] = static_cast<std::uint8_t>(digit);
+  }
+  return digits;
+}();
+
+Value XmlReader::readData(const Tag& tag) {
+  const Characters characters = readCharacters(tag);
+  bytes_.clear();
+  bytes_.reserve(characters.text.size() / 4 * 3);
+  std::uint32_t group = 0;
+  std::size_t digits = 0;
+  std::size_t padding = 0;
+  for (const char& character : characters.text) {
+    const std::uint8_t digit = kBase64Digits[static_cast<unsigned char>(character)];
+    if (digit != kNoDigit && padding == 0) {
+      group = group << 6 | digit;
+      if (++digits % 4 != 0) continue;
+      bytes_.push_back(static_cast<std::uint8_t>(group >> 16));
+      bytes_.push_back(static_cast<std::uint8_t>(group >> 8));
+      bytes_.push_back(static_cast<std::uint8_t>(group));
+    } else if (character == '=') {
+      ++padding;
+    } else if (!isXmlSpace(character)) {
+      throw Refusal{characters.offsetOf({&character, 1}), "this is not base64 text"};
+    }
+  }
+  // The last group may stand for one byte or two; the bits left over must be zero.
+  const std::size_t rest = digits % 4;
+  const std::uint32_t leftOver = rest == 2 ? group & 0xF : rest == 3 ? group & 0x3 : 0;
+  if (rest == 1 || padding != (4 - rest) % 4 || leftOver != 0) {
+    throw Refusal{characters.offset, "the last group of base64 digits is incomplete"};
+  }
+  if (rest >= 2) bytes_.push_back(static_cast<std::uint8_t>(rest == 2 ? group >> 4 : group >> 10));
+  if (rest == 3) bytes_.push_back(static_cast<std::uint8_t>(group >> 2));
+  return Data(bytes_);
+}
+
+// Up to and including the end tag.
+Characters XmlReader::readCharacters(const Tag& tag) {
+  if (tag.isEmpty) return {{}, tag.offset, false};
+  const std::size_t start = position_;
+  const std::string_view plain = takeWhile(isPlain);
+  if (takeEndTag(tag)) return {plain, start, true};
+  scratch_ = plain;
+  while (!takeEndTag(tag)) {
+    appendSpecial(tag);
+    scratch_ += takeWhile(isPlain);
+  }
+  return {scratch_, start, false};
+}
+
+// What stands where plain text stops, unless it is a tag.
+void XmlReader::appendSpecial(const Tag& tag) {
+  requireMore(tag);
+  if (isAt("<![CDATA[")) return appendCharacterData();
+  if (skipComment()) return;
+  if (peek() == '<') throw Refusal{position_, "an element stands in the text of " + inBrackets(tag.name)};
+  if (peek() == '&') return appendReference();
+  if (!take('\r')) throw Refusal{position_, kControlCharacter};
+  take('\n');
+  scratch_ += '\n';
+}
+
+void XmlReader::appendCharacterData() {
+  constexpr std::string_view kBegin = "<![CDATA[";
+  constexpr std::string_view kEnd = "]]>";
+  const std::size_t end = document_.find(kEnd, position_ + kBegin.size());
+  if (end == std::string_view::npos) throw Refusal{position_, "this CDATA section does not end"};
+  for (position_ += kBegin.size(); position_ < end; ++position_) {
+    const char character = document_[position_];
+    if (isForbiddenControl(character)) throw Refusal{position_, kControlCharacter};
+    if (character != '\r') {
+      scratch_ += character;
+    } else if (document_[position_ + 1] != '\n') {
+      scratch_ += '\n';
+    }
+  }
+  position_ += kEnd.size();
+}
+
+void XmlReader::appendReference() {
+  const std::size_t start = position_;
+  const std::size_t end = document_.find(';', start);
+  const std::string_view reference = document_.substr(start + 1, end == std::string_view::npos ? 0 : end - start - 1);
+  const std::optional<char32_t> character = referredCharacter(reference);
+  if (!character) {
+    throw Refusal{start, "\"&\" begins no character reference that is known; for the character itself write \"&amp;\""};
+  }
+  appendUtf8(scratch_, *character);
+  position_ = end + 1;
+}
+
+// The tag of the next element in `parent`; false when it has no more and its end tag has been read.
+bool XmlReader::readChild(const Tag& parent, Tag& child) {
+  if (parent.isEmpty) return false;
+  skipBlank();
+  requireMore(parent);
+  if (peek() != '<' || peek(1) == '!') {
+    throw Refusal{position_, "something other than an element stands in " + inBrackets(parent.name)};
+  }
+  readTag(child);
+  if (child.isEnd) requireEndOf(parent, child);
+  return !child.isEnd;
+}
+
+void XmlReader::readTag(Tag& tag) {
+  tag.offset = position_++;
+  tag.isEnd = take('/');
+  tag.isEmpty = false;
+  tag.name = takeWhile(isNameCharacter);
+  if (!take('>')) readRestOfTag(tag);
+}
+
+// White space, attributes, the end.
+void XmlReader::readRestOfTag(Tag& tag) {
+  while (true) {
+    const bool isSpaced = skipSpace();
+    if (take('>')) return;
+    tag.isEmpty = !tag.isEnd && take("/>");
+    if (tag.isEmpty) return;
+    if (tag.isEnd || !isSpaced || !takeAttribute()) throw Refusal{tag.offset, "this tag is malformed"};
+  }
+}
+
+// The end tag of `tag`, if there is one here.
+bool XmlReader::takeEndTag(const Tag& tag) {
+  if (peek() != '<' || peek(1) != '/') return false;
+  const std::string_view rest = document_.substr(position_ + 2);
+  if (rest.starts_with(tag.name) && rest.substr(tag.name.size()).starts_with('>')) {
+    position_ += 2 + tag.name.size() + 1;
+  } else {
+    Tag end;
+    readTag(end);
+    requireEndOf(tag, end);
+  }
+  return true;
+}
+
+void XmlReader::requireMore(const Tag& open) const {
+  if (!isAtEnd()) return;
+  throw Refusal{position_, "the document ends inside the " + inBrackets(open.name) + " of", open.offset};
+}
+
+void XmlReader::requireEndOf(const Tag& begin, const Tag& end) const {
+  if (end.name == begin.name) return;
+  throw Refusal{end.offset, "this tag ends no " + inBrackets(begin.name) + ", which is open from", begin.offset};
+}
+
+std::optional<XmlReader::Attribute> XmlReader::takeAttribute() {
+  Attribute attribute;
+  attribute.name = takeWhile(isNameCharacter);
+  skipSpace();
+  if (attribute.name.empty() || !take('=')) return std::nullopt;
+  skipSpace();
+  const char quote = peek();
+  if (quote != '"' && quote != '\'') return std::nullopt;
+  const std::size_t start = ++position_;
+  const std::size_t end = document_.find(quote, start);
+  if (end == std::string_view::npos) return std::nullopt;
+  attribute.value = document_.substr(start, end - start);
+  if (attribute.value.find('<') != std::string_view::npos) return std::nullopt;
+  position_ = end + 1;
+  return attribute;
+}
+
+// White space, comments and instructions.
+void XmlReader::skipBlank() {
+  do {
+    skipSpace();
+  } while (skipComment());
+}
+
+bool XmlReader::skipComment() {
+  if (peek() != '<' || (peek(1) != '!' && peek(1) != '?')) return false;
+  const std::size_t start = position_;
+  if (take("<!--")) {
+    skipPast("-->", start);
+  } else if (take("<?")) {
+    skipPast("?>", start);
+  }
+  return position_ != start;
+}
+
+void XmlReader::skipPast(std::string_view end, std::size_t start) {
+  const std::size_t found = document_.find(end, position_);
+  if (found == std::string_view::npos) {
+    throw Refusal{start, "what begins here does not end: " + quoted(end) + " is missing"};
+  }
+  position_ = found + end.size();
+}
+
+}  // namespace
+
+Value readXmlPropertyList(std::string_view document) { return XmlReader(document).read(); }
+
+}  // namespace tavik

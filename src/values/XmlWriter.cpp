@@ -1,0 +1,187 @@
+// Writes XML property lists: UTF-8, one element a line, set in by tabs, without a document type line.
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <cmath>
+#include <cstdint>
+#include <iterator>
+
+#include "values/PropertyListEncodings.h"
+
+namespace tavik {
+namespace {
+
+// What is written as it is. The byte EF is looked at because it begins U+FFFE and U+FFFF, which XML has no form for.
+constexpr std::array<bool, 256> kPlain = [] {
+  std::array<bool, 256> plain{};
+  for (std::size_t byte = 0x20; byte < plain.size(); ++byte) {
+    plain[byte] = byte != '<' && byte != '>' && byte != '&' && byte != 0xEF;
+  }
+  plain['\t'] = plain['\n'] = true;
+  return plain;
+}();
+
+class XmlWriter {
+ public:
+  Data write(const Value& value);
+
+ private:
+  void appendLine(const Value& value, std::size_t depth);
+  void append(const Value& value, std::size_t depth);
+  void appendArray(const Array& array, std::size_t depth);
+  void appendDictionary(const Dictionary& dictionary, std::size_t depth);
+  void appendData(std::span<const std::uint8_t> bytes, std::size_t depth);
+  void appendBase64(std::span<const std::uint8_t> bytes);
+  template <class Number>
+  void appendNumber(std::string_view begin, Number number, std::string_view end);
+  void appendReal(double number);
+  void appendElement(std::string_view begin, std::string_view text, std::string_view end);
+  void appendText(std::string_view text);
+  std::size_t appendSpecial(std::string_view text);
+  void appendIndent(std::size_t depth);
+
+  std::string document_;
+};
+
+Data XmlWriter::write(const Value& value) {
+  document_ = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\">\n";
+  appendLine(value, 0);
+  document_ += "</plist>\n";
+  return Data(std::span(reinterpret_cast<const std::uint8_t*>(document_.data()), document_.size()));
+}
+
+void XmlWriter::appendLine(const Value& value, std::size_t depth) {
+  appendIndent(depth);
+  append(value, depth);
+  document_ += '\n';
+}
+
+void XmlWriter::append(const Value& value, std::size_t depth) {
+  if (const auto text = value.ifString()) return appendElement("<string>", *text, "</string>");
+  if (const Dictionary* dictionary = value.ifDictionary()) return appendDictionary(*dictionary, depth);
+  if (const Array* array = value.ifArray()) return appendArray(*array, depth);
+  if (const Data* data = value.ifData()) return appendData(data->bytes(), depth);
+  if (const auto integer = value.ifInteger()) return appendNumber("<integer>", *integer, "</integer>");
+  if (const auto real = value.ifReal()) return appendReal(*real);
+  if (const auto date = value.ifDate()) return appendElement("<date>", dateToIsoText(*date).value(), "</date>");
+  document_ += value.ifBoolean().value() ? "<true/>" : "<false/>";
+}
+
+void XmlWriter::appendArray(const Array& array, std::size_t depth) {
+  if (array.empty()) return static_cast<void>(document_ += "<array/>");
+  document_ += "<array>\n";
+  for (const Value& element : array) appendLine(element, depth + 1);
+  appendIndent(depth);
+  document_ += "</array>";
+}
+
+void XmlWriter::appendDictionary(const Dictionary& dictionary, std::size_t depth) {
+  if (dictionary.empty()) return static_cast<void>(document_ += "<dict/>");
+  document_ += "<dict>\n";
+  for (const auto [key, value] : dictionary) {
+    appendIndent(depth + 1);
+    appendElement("<key>", key, "</key>\n");
+    appendLine(value, depth + 1);
+  }
+  appendIndent(depth);
+  document_ += "</dict>";
+}
+
+// Long data goes over several lines.
+void XmlWriter::appendData(std::span<const std::uint8_t> bytes, std::size_t depth) {
+  constexpr std::size_t kBytesALine = 57;  // 76 digits
+  document_ += "<data>";
+  if (bytes.size() <= kBytesALine) {
+    appendBase64(bytes);
+  } else {
+    while (!bytes.empty()) {
+      const std::size_t count = std::min(bytes.size(), kBytesALine);
+      document_ += '\n';
+      appendIndent(depth);
+      appendBase64(bytes.first(count));
+      bytes = bytes.subspan(count);
+    }
+    document_ += '\n';
+    appendIndent(depth);
+  }
+  document_ += "</data>";
+}
+
+void XmlWriter::appendBase64(std::span<const std::uint8_t> bytes) {
+  constexpr std::string_view kDigits = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+  for (; !bytes.empty(); bytes = bytes.subspan(std::min<std::size_t>(bytes.size(), 3))) {
+    std::uint32_t group = std::uint32_t{bytes[0]} << 16;
+    if (bytes.size() > 1) group |= std::uint32_t{bytes[1]} << 8;
+    if (bytes.size() > 2) group |= bytes[2];
+    document_ += kDigits[group >> 18];
+    document_ += kDigits[group >> 12 & 0x3F];
+    document_ += bytes.size() > 1 ? kDigits[group >> 6 & 0x3F] : '=';
+    document_ += bytes.size() > 2 ? kDigits[group & 0x3F] : '=';
+  }
+}
+
+// Of NaN there is only one in text.
+void XmlWriter::appendReal(double number) {
+  appendNumber("<real>", std::isnan(number) ? std::fabs(number) : number, "</real>");
+}
+
+// The shortest text that reads back to the same number.
+template <class Number>
+void XmlWriter::appendNumber(std::string_view begin, Number number, std::string_view end) {
+  char text[32];
+  char* textEnd = std::to_chars(text, std::end(text), number).ptr;
+  document_.append(begin).append(text, textEnd).append(end);
+}
+
+void XmlWriter::appendElement(std::string_view begin, std::string_view text, std::string_view end) {
+  document_ += begin;
+  appendText(text);
+  document_ += end;
+}
+
+void XmlWriter::appendText(std::string_view text) {
+  while (true) {
+    const auto special = std::ranges::find_if(text, [](char c) { return !kPlain[static_cast<unsigned char>(c)]; });
+    document_.append(text.begin(), special);
+    text.remove_prefix(static_cast<std::size_t>(special - text.begin()));
+    if (text.empty()) return;
+    text.remove_prefix(appendSpecial(text));
+  }
+}
+
+// Writes the first character of `text`, which is not plain, and gives its length. Characters that XML has no form for,
+// and CR, which readers take for the end of a line, are written by their numbers.
+std::size_t XmlWriter::appendSpecial(std::string_view text) {
+  switch (text.front()) {
+    case '<':
+      document_ += "&lt;";
+      return 1;
+    case '>':
+      document_ += "&gt;";
+      return 1;
+    case '&':
+      document_ += "&amp;";
+      return 1;
+    case '\xEF': {
+      const std::string_view character = text.substr(0, 3);
+      document_ += character == "\xEF\xBF\xBE" ? "&#65534;" : character == "\xEF\xBF\xBF" ? "&#65535;" : character;
+      return character.size();
+    }
+    default:
+      document_.append("&#").append(std::to_string(static_cast<int>(text.front()))).append(";");
+      return 1;
+  }
+}
+
+// Deeper than this, lines are not set in further: the document stays in proportion to the value.
+void XmlWriter::appendIndent(std::size_t depth) {
+  constexpr std::size_t kDeepest = 16;
+  document_.append(std::min(depth, kDeepest), '\t');
+}
+
+}  // namespace
+
+Data writeXmlPropertyList(const Value& value) { return XmlWriter().write(value); }
+
+}  // namespace tavik

@@ -1,0 +1,208 @@
+// The check run: its records and their order, log lines, early ends, errors, faults, the station dictionary, threads.
+
+#include <thread>
+
+#include "TestSupport.h"
+
+namespace tavik {
+namespace {
+
+using testing::Contains;
+using testing::ElementsAre;
+
+// One kernel with the log kept, and what a run leaves behind.
+struct Host {
+  explicit Host(std::string_view library) : kernel(kernelWith(library, platform)) {}
+
+  std::vector<std::string> check(std::string_view device, std::string_view local, std::string_view sources = "{}") {
+    const Dictionary rules = parsedDictionary(local);
+    const Dictionary sourceValues = parsedDictionary(sources);
+    platform->lines.clear();
+    return linesOf(kernel->check(parsedDictionary(device), &rules, &sourceValues, &station, error));
+  }
+
+  // The records after the three versions.
+  std::vector<std::string> rules(std::string_view device, std::string_view local, std::string_view sources = "{}") {
+    auto lines = check(device, local, sources);
+    if (lines.size() >= 3) lines.erase(lines.begin(), lines.begin() + 3);
+    return lines;
+  }
+
+  std::shared_ptr<TestPlatform> platform = std::make_shared<TestPlatform>();
+  std::unique_ptr<ZRTTavikKernel> kernel;
+  std::optional<Error> error;
+  Dictionary station;
+};
+
+TEST(CheckRunTest, EarlyEnds) {
+  Host host("{ version = 7; R = { attribute = a; predicate = isUppercase; }; }");
+  host.error = host.kernel->handleError(-1, "as it was");
+  EXPECT_THAT(linesOf(host.kernel->check({}, nullptr, nullptr, host.error)),
+              ElementsAre("valid local rules: FAIL, null local rules, non-null local rules"));
+  EXPECT_THAT(host.check("{}", "{ untrusted = \"another key\"; }"),
+              ElementsAre("Valid Product Rules: FAIL, another key, valid rule lists"));
+  for (const char* empty : {"{}", "{ nothing = yes; }"}) {
+    EXPECT_THAT(host.check("{}", empty),
+                ElementsAre("valid local rules: FAIL, emtpy local rules, non-empty local rules"));
+  }
+  EXPECT_EQ(host.error->localizedDescription(), "as it was");
+
+  EXPECT_THAT(host.check("{}", "{ version = 8; }"),
+              ElementsAre("TavikKernel lib version: pass, 3.1900, current library",
+                          "TavikRules version: pass, 7, current rules", "device Rules version: pass, 8, current rules",
+                          "Device Rules: FAIL, no rules specified, valid rule lists"));
+  EXPECT_FALSE(host.error) << "cleared before assembly";
+
+  EXPECT_THAT(host.rules("{}", "{ version = 8; MPNRules = {}; }"),
+              ElementsAre("failed to build device specific rule list: FAIL, unknown MPN:(null), valid rule lists"));
+  EXPECT_EQ(host.error->code(), -100003);
+}
+
+TEST(CheckRunTest, MissingVersionsAreFaults) {
+  EXPECT_THROW(Host("{ A = {}; }").check("{}", "{ version = 1; }"), std::invalid_argument);
+  EXPECT_THROW(Host("{ version = 1; }").check("{}", "{ A = {}; }"), std::invalid_argument);
+}
+
+TEST(CheckRunTest, RecordsInOrderWithTheirLog) {
+  Host host(R"({
+    version = 7;
+    Second = { attribute = s; predicate = hasPrefix; value = S; hideResult = no; };
+    "No Attribute x" = { attribute = x; predicate = "a b c d"; hideResult = yes; };
+    Missing = { attribute = m; predicate = isUppercase; hideResult = yes; };
+  })");
+  const char* local =
+      "{ version = 8; GenericRules = { Second = {}; \"No Attribute x\" = {}; Missing = {}; Nowhere = {}; }; }";
+  EXPECT_THAT(host.rules("{ s = ST; x = 1; }", local),
+              ElementsAre("Second: pass, ST, has prefix S, hideResult ",
+                          "No Attribute x: FAIL, attribute x exists, no attribute x",
+                          "Missing: FAIL, attribute m not found from device!, N/A",
+                          "Nowhere: FAIL, attribute (null) not found from device!, N/A"));
+  std::vector<std::string> begins;
+  for (const std::string& line : host.platform->lines) begins.push_back(line.substr(0, line.find('\n')));
+  EXPECT_THAT(begins,
+              ElementsAre("sourcesForReferences: {}", "making local rule Second", "making local rule No Attribute x",
+                          "making local rule Missing", "making local rule Nowhere", "processing Second",
+                          "ruleResult: {", "processing No Attribute x", "No attribute rule name: No Attribute x",
+                          "processing Missing", "processing Nowhere",
+                          "-(NSArray*)check:(NSDictionary*)deviceAttributes rules:(NSDictionary*)sLocalRules "
+                          "sourcesForReferenceValues:(NSDictionary*)sources error:(NSError**)e",
+                          "return value:"));
+}
+
+TEST(CheckRunTest, AMalformedExpressionEndsTheRun) {
+  Host host(
+      "{ version = 7; Good = { attribute = a; predicate = isUppercase; }; Bad = { attribute = a; predicate = \"a AND b "
+      "OR c\"; }; None = { attribute = a; }; }");
+  EXPECT_THAT(host.check("{ a = 1; }", "{ version = 1; GenericRules = { Good = {}; Bad = {}; }; }"),
+              ElementsAre("absent"));
+  EXPECT_EQ(host.error->code(), -100007);
+  EXPECT_EQ(host.error->localizedDescription(), "invalid logical operator:a AND b OR c");
+  EXPECT_THAT(host.platform->lines, Contains("*******ERROR:invalid logical operator:a AND b OR c*******"));
+  EXPECT_THAT(host.check("{ a = 1; }", "{ version = 1; GenericRules = { None = {}; }; }"), ElementsAre("absent"));
+  // A rule whose attribute is missing is never parsed.
+  EXPECT_THAT(host.rules("{}", "{ version = 1; GenericRules = { Bad = {}; }; }"),
+              ElementsAre("Bad: FAIL, attribute a not found from device!, N/A"));
+}
+
+TEST(CheckRunTest, References) {
+  struct Case {
+    const char* why;
+    const char* rule;
+    const char* line;
+  };
+  const Case cases[] = {
+      {"the value of another source", "{ attribute = a; predicate = equal; references = ( { source = sfc; } ); }",
+       "pass, 1, equal 01"},
+      {"of the device itself", "{ attribute = a; predicate = equal; references = ( { attribute = b; } ); }",
+       "FAIL, 1, equal 2"},
+      {"a value of its own keeps the references",
+       "{ attribute = a; predicate = equal; value = 1; references = ( { source = sfc; } ); }",
+       "FAIL, unknown predicate equal:references:value:, valid predicate name"},
+      {"so does NOT, which then passes",
+       "{ attribute = a; predicate = \"NOT equal\"; references = ( { source = sfc; } ); }",
+       "pass, unknown predicate equal:references:value:, not valid predicate name"},
+      {"and a predicate that takes none",
+       "{ attribute = a; predicate = contains; references = ( { source = sfc; } ); }",
+       "FAIL, unknown predicate contains:references:value:, valid predicate name"},
+      {"missing in the source",
+       "{ attribute = a; predicate = equal; references = ( { attribute = b; source = sfc; } ); }",
+       "FAIL, attribute b not found from sfc!, N/A"},
+      {"no such source", "{ attribute = a; predicate = equal; references = ( { source = gui; } ); }",
+       "FAIL, attribute a not found from gui!, N/A"},
+      {"a source of another kind", "{ attribute = a; predicate = equal; references = ( { source = flat; } ); }",
+       "FAIL, attribute a not found from flat!, N/A"},
+      {"a source's name of another kind",
+       "{ attribute = a; predicate = equal; references = ( { source = ( sfc ); } ); }",
+       "FAIL, attribute a not found from (\n    sfc\n)!, N/A"},
+      {"the first missing one ends it",
+       "{ attribute = a; predicate = equal; references = ( {}, { attribute = c; }, { attribute = d; } ); }",
+       "FAIL, attribute c not found from device!, N/A"},
+      {"references that are no list", "{ attribute = a; predicate = equal; references = x; }",
+       "FAIL, attribute a not found from device!, N/A"},
+      {"a reference that is no dictionary", "{ attribute = a; predicate = equal; references = ( x ); }",
+       "FAIL, attribute a not found from device!, N/A"},
+      {"an attribute's name of another kind", "{ attribute = ( a ); predicate = equal; }",
+       "FAIL, attribute (null) not found from device!, N/A"},
+  };
+  for (const Case& c : cases) {
+    Host host("{ version = 7; R = " + std::string(c.rule) + "; }");
+    EXPECT_THAT(host.rules("{ a = 1; b = 2; }", "{ version = 1; GenericRules = { R = {}; }; }",
+                           "{ sfc = { a = 01; }; flat = text; }"),
+                ElementsAre("R: " + std::string(c.line)))
+        << c.why;
+  }
+  Host host("{ version = 7; R = { attribute = a; predicate = equal; references = (); }; }");
+  EXPECT_THROW(host.check("{ a = 1; }", "{ version = 1; GenericRules = { R = {}; }; }"), std::out_of_range);
+  EXPECT_THAT(host.rules("{}", "{ version = 1; GenericRules = { R = {}; }; }"),
+              ElementsAre("R: FAIL, attribute a not found from device!, N/A"))
+      << "the kernel stays usable after a fault";
+}
+
+TEST(CheckRunTest, PackedAttributesAreExpandedForTheRunAlone) {
+  Host host("{ version = 7; R = { attribute = \"SysCfgData.MLB#\"; predicate = hasPrefix; value = C02; }; }");
+  std::string blob(24, '\0');
+  blob[20] = 1;
+  blob += "#BLM" + std::string("C02XYZ") + std::string(10, '\0');
+  const std::span bytes(reinterpret_cast<const std::uint8_t*>(blob.data()), blob.size());
+  const Dictionary device{{"SysCfgData", Data(bytes)}, {"SysCfgData.MLB#", "replaced"}};
+  const Dictionary before = device;
+  const Dictionary local = parsedDictionary("{ version = 1; GenericRules = { R = {}; }; }");
+  EXPECT_THAT(linesOf(host.kernel->check(device, &local, nullptr, host.error)),
+              Contains("R: pass, C02XYZ, has prefix C02"));
+  EXPECT_EQ(device, before);
+
+  Dictionary expanded = device;
+  ZRTTavikKernel::expandSysConfigData(expanded);
+  const Dictionary once = expanded;
+  ZRTTavikKernel::expandSysConfigData(expanded);
+  EXPECT_EQ(expanded, once);
+  Dictionary plain{{"SysCfgData", "of another kind"}, {"BasebandFirmwareManifestData", Array()}};
+  const Dictionary asGiven = plain;
+  ZRTTavikKernel::expandSysConfigData(plain);
+  ZRTTavikKernel::expandBasebandManifestData(plain);
+  EXPECT_EQ(plain, asGiven);
+}
+
+TEST(CheckRunTest, OneKernelServesManyThreads) {
+  Host host(
+      "{ version = 7; A = { attribute = a; predicate = \"hasPrefix AND hasSuffix\"; value = \"a longer text than "
+      "fits\"; }; B = { attribute = b; predicate = valueInList; value = ( 1, 2, 3 ); }; }");
+  host.platform->keepsLog = false;
+  const Dictionary local = parsedDictionary("{ version = 1; GenericRules = { A = {}; B = { value = ( 2, 3 ); }; }; }");
+  const Dictionary device = parsedDictionary("{ a = \"a longer text than fits\"; b = 2; }");
+  const auto expected = host.kernel->check(device, &local, nullptr, host.error);
+  std::vector<std::thread> threads;
+  std::vector<int> same(8);
+  for (int& count : same) {
+    threads.emplace_back([&] {
+      std::optional<Error> error;
+      for (int step = 0; step < 200; ++step)
+        count += host.kernel->check(device, &local, nullptr, error) == expected ? 1 : 0;
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_THAT(same, testing::Each(200));
+}
+
+}  // namespace
+}  // namespace tavik

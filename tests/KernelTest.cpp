@@ -1,0 +1,278 @@
+// The kernel: creation, errors, result making, predicate trees, device rule assembly.
+
+#include "TestSupport.h"
+
+namespace tavik {
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::StrEq;
+
+TEST(KernelTest, IsMadeOnlyFromATrustedLibraryWithEntries) {
+  struct Case {
+    const char* library;
+    bool made;
+    const char* logged;
+  };
+  const Case cases[] = {
+      {"{ version = 1; }", true, ""},
+      {"{ untrusted = \"wrong key\"; }", false, "!!!ERROR can not validate Rule Library!!!:wrong key"},
+      {"{}", false, ""},
+      {"{ nothing = yes; }", false, ""},
+      {"( a )", false, "!!!ERROR no rules at path!!!:"},
+      {"{ version = ", false, "!!!ERROR no rules at path!!!:"},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.library);
+    const TemporaryFile file(c.library);
+    auto platform = std::make_shared<TestPlatform>();
+    EXPECT_EQ(ZRTTavikKernel::init(file.path(), platform) != nullptr, c.made);
+    const std::string logged = c.logged;
+    if (logged.empty()) {
+      EXPECT_THAT(platform->lines, IsEmpty());
+    } else {
+      EXPECT_THAT(platform->lines, ElementsAre(logged.ends_with("path!!!:") ? logged + file.path() : logged));
+    }
+  }
+  auto platform = std::make_shared<TestPlatform>();
+  EXPECT_EQ(ZRTTavikKernel::init("/no/such/file", platform), nullptr);
+  EXPECT_THAT(platform->lines, ElementsAre("!!!ERROR no rules at path!!!:/no/such/file"));
+  EXPECT_THROW(ZRTTavikKernel::init("/no/such/file", nullptr), std::invalid_argument);
+}
+
+TEST(KernelTest, Errors) {
+  auto platform = std::make_shared<TestPlatform>();
+  const Error error = PredicateKernel(platform).handleError(-100006, "x");
+  EXPECT_EQ(error.domain(), "ZRT Tavik Error Domain");
+  EXPECT_EQ(error.code(), -100006);
+  EXPECT_EQ(error.localizedDescription(), "x");
+  EXPECT_EQ(error.userInfo().size(), 1U);
+  EXPECT_THAT(platform->lines, ElementsAre("*******ERROR:x*******"));
+}
+
+TEST(KernelTest, VersionData) {
+  EXPECT_STREQ(TavikKernelVersionString, "@(#)PROGRAM:TavikKernel  PROJECT:KWMX-3.19\n");
+  EXPECT_EQ(TavikKernelVersionNumber, 3.19);
+}
+
+TEST(KernelTest, Records) {
+  const Value text("x");
+  EXPECT_THROW(ZRTTavikKernel::buildResult(true, nullptr, &text), std::invalid_argument);
+  EXPECT_THROW(ZRTTavikKernel::buildResult(true, &text, nullptr), std::invalid_argument);
+
+  Dictionary record;
+  const Value imei("IMEI");
+  ZRTTavikKernel::buildResultForGetAttributeError(&imei, "Rule", "gui", record);
+  EXPECT_EQ(lineOf(record), "Rule: FAIL, attribute IMEI not found from gui!, N/A");
+
+  const Dictionary device{{"IMEI", "1"}};
+  EXPECT_EQ(lineOf(ZRTTavikKernel::checkNotExist(device, &imei)),
+            "(null): FAIL, attribute IMEI exists, no attribute IMEI");
+  EXPECT_EQ(lineOf(ZRTTavikKernel::checkNotExist({}, &imei)), "(null): pass, no attribute IMEI, no attribute IMEI");
+
+  const Array list = Array::of(1, "x", Data{0xAB});
+  EXPECT_EQ(ZRTTavikKernel::arrayToString(&list, ", or "), "1, or x, or <ab>");
+  EXPECT_EQ(ZRTTavikKernel::arrayToString(nullptr, ","), "");
+}
+
+TEST(KernelTest, PredicatesThatTakeAReferenceForTheirValue) {
+  for (const char* name :
+       {"hasSuffix", "hasPrefix", "referenceHasPrefix", "caseInsensitiveEqual", "caseInsensitiveEqualData",
+        "valueInList", "greaterThan", "equal", "equalLong", "isUppercase", "checkIMEIfromGUI", "nvramWhiteList"}) {
+    EXPECT_TRUE(ZRTTavikKernel::useReferenceForValue(name)) << name;
+  }
+  for (const char* name : {"contains", "equalData", "equalMask", "dataNotNull", "boolEqual", "Equal", "NOT equal", "",
+                           "equal AND equal", "equal ", "cccNandSizeCheck"}) {
+    EXPECT_FALSE(ZRTTavikKernel::useReferenceForValue(name)) << name;
+  }
+}
+
+// A ten-line reading of the grammar: the tree as text, or the error's code.
+std::string readingOf(const std::string& expression) {
+  std::vector<std::string> words(1);
+  for (const char c : expression) c == ' ' ? words.emplace_back() : words.back() += c;
+  const auto is = [&](std::size_t index, std::string word) {
+    std::string upper;
+    for (const char c : words[index]) upper += static_cast<char>(toupper(c));
+    return upper == word;
+  };
+  if (words.size() == 1) return "SELECT(" + words[0] + ")";
+  if (words.size() == 2) return is(0, "NOT") ? "NOT(" + words[1] + ")" : "-100006";
+  if (words.size() == 3 && is(1, "AND")) return "AND(" + words[0] + "," + words[2] + ")";
+  if (words.size() == 3 && is(1, "OR")) return "OR(" + words[0] + "," + words[2] + ")";
+  return words.size() == 3 ? "-100006" : "-100007";
+}
+
+std::string treeOf(const std::string& expression, const PredicateKernel& kernel) {
+  std::optional<Error> error;
+  const auto tree = AbstractTreeNode::parsePredicateString(expression, kernel, error);
+  if (tree == nullptr) {
+    EXPECT_EQ(error->localizedDescription(), "invalid logical operator:" + expression);
+    return std::to_string(error->code());
+  }
+  EXPECT_FALSE(error);
+  std::string name = "SELECT";
+  if (dynamic_cast<NotTreeNode*>(tree.get()) != nullptr) name = "NOT";
+  if (dynamic_cast<AndTreeNode*>(tree.get()) != nullptr) name = "AND";
+  if (dynamic_cast<OrTreeNode*>(tree.get()) != nullptr) name = "OR";
+  return name + "(" + ZRTTavikKernel::arrayToString(&tree->children(), ",") + ")";
+}
+
+TEST(TreeTest, EveryShortExpressionParsesAsTheGrammarReads) {
+  const PredicateKernel kernel(std::make_shared<TestPlatform>());
+  const std::string words[] = {"NOT", "not", "AND", "and", "oR", "xor", "", "a", "b"};
+  std::vector<std::string> expressions(std::begin(words), std::end(words));
+  for (std::size_t done = 0, length = 1; length < 4; ++length) {
+    const std::size_t end = expressions.size();
+    for (; done < end; ++done) {
+      for (const std::string& word : words) expressions.push_back(expressions[done] + " " + word);
+    }
+  }
+  for (const std::string& expression : expressions) EXPECT_EQ(treeOf(expression, kernel), readingOf(expression));
+  std::optional<Error> error;
+  EXPECT_EQ(AbstractTreeNode::parsePredicateString(std::nullopt, kernel, error), nullptr);
+  EXPECT_EQ(error->code(), -100007);
+}
+
+TEST(TreeTest, CombinesRecords) {
+  const PredicateKernel kernel(std::make_shared<TestPlatform>());
+  const Value attribute("ABC123");
+  const Value value("ABC");
+  const Dictionary references;
+  struct Case {
+    const char* expression;
+    const Dictionary* references;
+    const char* line;
+  };
+  const Case cases[] = {
+      {"hasPrefix", nullptr, "pass, ABC123, has prefix ABC"},
+      {"NOT hasPrefix", nullptr, "FAIL, ABC123, not has prefix ABC"},
+      {"hasPrefix AND hasSuffix", nullptr, "FAIL, ABC123 and ABC123, has prefix ABC and has suffix ABC"},
+      {"hasSuffix or caseInsensitiveEqualData", nullptr, "FAIL, ABC123, has suffix ABC or caseInsensitiveEqual:ABC"},
+      {"hasSuffix OR referenceHasPrefix", nullptr, "FAIL, ABC123, has suffix ABC or has prefix ABC123"},
+      {"referenceHasPrefix OR hasPrefix", nullptr, "pass, ABC, has prefix ABC123 or has prefix ABC"},
+      {"foo", nullptr, "FAIL, unknown predicate foo:value:, valid predicate name"},
+      {"", nullptr, "FAIL, unknown predicate :value:, valid predicate name"},
+      {"hasPrefix:value:", nullptr, "FAIL, unknown predicate hasPrefix:value::value:, valid predicate name"},
+      {"hasPrefix", &references, "FAIL, unknown predicate hasPrefix:references:value:, valid predicate name"},
+      {"NOT foo", nullptr, "pass, unknown predicate foo:value:, not valid predicate name"},
+      {"foo OR hasPrefix", nullptr, "pass, unknown predicate foo:value:, valid predicate name or has prefix ABC"},
+  };
+  for (const Case& c : cases) {
+    std::optional<Error> error;
+    const auto tree = AbstractTreeNode::parsePredicateString(c.expression, kernel, error);
+    ASSERT_NE(tree, nullptr) << c.expression;
+    EXPECT_EQ(lineOf(*tree->process(&attribute, &value, c.references)), "(null): " + std::string(c.line));
+  }
+  EXPECT_FALSE(AbstractTreeNode(kernel).process(&attribute, &value, nullptr));
+}
+
+// ------------------------------------------------------------------------------------------- Device rule assembly
+
+constexpr std::string_view kLibrary = R"({
+  version = 7;
+  A = { attribute = a; value = "library A"; };
+  B = { attribute = b; };
+  Strange = notADefinition;
+})";
+
+// The rules as "NAME=VALUE" (or "NAME" without a value), or the error.
+std::string assembled(std::string_view local, std::string_view device) {
+  const auto kernel = kernelWith(kLibrary, std::make_shared<TestPlatform>());
+  std::optional<Error> error;
+  const auto rules = kernel->makeDeviceRules(parsedDictionary(local), parsedDictionary(device), error);
+  if (!rules) return std::to_string(error->code()) + " " + std::string(error->localizedDescription());
+  EXPECT_FALSE(error);
+  std::string text;
+  for (const auto [name, rule] : *rules) {
+    const Value* value = rule.ifDictionary()->find("value");
+    text += (text.empty() ? "" : " ") + std::string(name) + (value == nullptr ? "" : "=" + description(value));
+  }
+  return text;
+}
+
+TEST(DeviceRulesTest, LayersAndTheirPrecedence) {
+  struct Case {
+    const char* why;
+    const char* local;
+    const char* device;
+    const char* rules;
+  };
+  const Case cases[] = {
+      {"no layer at all", "{}", "{}", ""},
+      {"part number", "{ MPNRules = { M = { B = {}; A = { value = 5; }; }; }; }", "{ ModelNumber = M; }", "B A=5"},
+      {"definition's own value", "{ GenericRules = { A = {}; B = {}; }; }", "{}", "A=library A B"},
+      {"region after own rules",
+       "{ MPNRules = { M = { A = { value = 1; }; RegionRules = { R = { A = { value = 2; }; B = {}; }; }; }; }; }",
+       "{ ModelNumber = M; RegionInfo = R; }", "A=2 B"},
+      {"own rules after region",
+       "{ MPNRules = { M = { RegionRules = { R = { A = { value = 2; }; B = {}; }; }; A = { value = 1; }; }; }; }",
+       "{ ModelNumber = M; RegionInfo = R; }", "A=1 B"},
+      {"region not looked at", "{ MPNRules = { M = { A = {}; }; }; }", "{ ModelNumber = M; RegionInfo = ZZ; }",
+       "A=library A"},
+      {"generic takes the value away", "{ MPNRules = { M = { A = { value = 5; }; }; }; GenericRules = { A = {}; }; }",
+       "{ ModelNumber = M; }", "A=library A"},
+      {"rule set in place of its name",
+       "{ GenericRules = { FirstRuleSet = { value = lost; }; B = { value = 3; }; }; RuleSets = { FirstRuleSet = { A = "
+       "{}; B = { value = 4; }; }; }; }",
+       "{}", "B=4 A=library A"},
+      {"a set inside a set stays a name",
+       "{ GenericRules = { OneRuleSet = {}; }; RuleSets = { OneRuleSet = { TwoRuleSet = {}; }; TwoRuleSet = { A = {}; "
+       "}; }; }",
+       "{}", "TwoRuleSet"},
+      {"unless it comes later anyway",
+       "{ GenericRules = { OneRuleSet = {}; TwoRuleSet = {}; }; RuleSets = { OneRuleSet = { TwoRuleSet = {}; }; "
+       "TwoRuleSet = { A = {}; }; }; }",
+       "{}", "A=library A"},
+      {"extra-rules never contribute",
+       "{ GenericRules = { X = { value = 1; }; }; \"extra-rules\" = { X = { attribute = x; value = 2; }; }; }", "{}",
+       "X=1"},
+      {"no definition", "{ GenericRules = { Strange = {}; Missing = {}; }; }", "{}", "Strange Missing"},
+      {"suffix is exact", "{ GenericRules = { Ruleset = {}; RuleSets = {}; }; }", "{}", "Ruleset RuleSets"},
+      {"unknown part number", "{ MPNRules = {}; }", "{ ModelNumber = M; }", "-100003 unknown MPN:M"},
+      {"no part number", "{ MPNRules = {}; }", "{}", "-100003 unknown MPN:(null)"},
+      {"part number of another kind", "{ MPNRules = { M = {}; }; }", "{ ModelNumber = ( M ); }",
+       "-100003 unknown MPN:(\n    M\n)"},
+      {"unknown region", "{ MPNRules = { M = { RegionRules = {}; }; }; }", "{ ModelNumber = M; RegionInfo = R; }",
+       "-100003 unknown Region Code:R"},
+      {"no region", "{ MPNRules = { M = { RegionRules = {}; }; }; }", "{ ModelNumber = M; }",
+       "-100003 unknown Region Code:(null)"},
+      {"unknown rule set", "{ GenericRules = { NoRuleSet = {}; }; }", "{}", "-100004 unknown RuleSet:NoRuleSet"},
+      {"MPNRules of another kind", "{ MPNRules = (); }", "{ ModelNumber = M; }",
+       "-100003 malformed local rules: \"MPNRules\" is not a dictionary"},
+      {"part-number entry", "{ MPNRules = { M = x; }; }", "{ ModelNumber = M; }",
+       "-100003 malformed local rules: \"M\" is not a dictionary"},
+      {"region table", "{ MPNRules = { M = { RegionRules = x; }; }; }", "{ ModelNumber = M; }",
+       "-100003 malformed local rules: \"RegionRules\" is not a dictionary"},
+      {"region", "{ MPNRules = { M = { RegionRules = { R = x; }; }; }; }", "{ ModelNumber = M; RegionInfo = R; }",
+       "-100003 malformed local rules: \"R\" is not a dictionary"},
+      {"generic rules", "{ GenericRules = x; }", "{}",
+       "-100003 malformed local rules: \"GenericRules\" is not a dictionary"},
+      {"rule sets", "{ RuleSets = (); }", "{}", "-100003 malformed local rules: \"RuleSets\" is not a dictionary"},
+      {"rule set", "{ GenericRules = { ARuleSet = {}; }; RuleSets = { ARuleSet = x; }; }", "{}",
+       "-100003 malformed local rules: \"ARuleSet\" is not a dictionary"},
+      {"local entry", "{ GenericRules = { A = x; }; }", "{}",
+       "-100003 malformed local rules: \"A\" is not a dictionary"},
+  };
+  for (const Case& c : cases) EXPECT_EQ(assembled(c.local, c.device), c.rules) << c.why;
+}
+
+TEST(DeviceRulesTest, LogsEachRuleAndLeavesTheLibraryAlone) {
+  auto platform = std::make_shared<TestPlatform>();
+  const auto kernel = kernelWith(kLibrary, platform);
+  std::optional<Error> error;
+  const auto local = parsedDictionary(
+      "{ GenericRules = { ARuleSet = {}; }; RuleSets = { ARuleSet = { A = { value = mine; }; B = {}; }; }; }");
+  ASSERT_TRUE(kernel->makeDeviceRules(local, {}, error));
+  EXPECT_THAT(platform->lines, ElementsAre("making local rule A", "making local rule B"));
+  const auto again = kernel->makeDeviceRules(parsedDictionary("{ GenericRules = { A = {}; }; }"), {}, error);
+  EXPECT_EQ(again->findDictionary("A")->findString("value"), "library A");
+
+  platform->lines.clear();
+  EXPECT_FALSE(kernel->makeDeviceRules(parsedDictionary("{ MPNRules = {}; }"), {}, error));
+  EXPECT_THAT(platform->lines, ElementsAre("*******ERROR:unknown MPN:(null)*******"));
+}
+
+}  // namespace
+}  // namespace tavik

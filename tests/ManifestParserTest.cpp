@@ -1,0 +1,211 @@
+// Manifests: their outer shape, the names and values of their items, and the table of tag names.
+
+#include <gtest/gtest.h>
+#include <tavik/ManifestParser.h>
+
+#include <fstream>
+#include <map>
+#include <string>
+#include <vector>
+
+namespace tavik {
+namespace {
+
+using Bytes = std::vector<std::uint8_t>;
+
+Bytes joined(std::initializer_list<Bytes> parts) {
+  Bytes all;
+  for (const Bytes& part : parts) all.insert(all.end(), part.begin(), part.end());
+  return all;
+}
+
+// An element with a length of up to 65535 bytes.
+Bytes element(Bytes identifier, const Bytes& content) {
+  const auto high = static_cast<std::uint8_t>(content.size() >> 8);
+  return joined({identifier, {0x82, high, static_cast<std::uint8_t>(content.size())}, content});
+}
+
+// A primitive, context-specific element with its tag number in the long form.
+Bytes item(std::uint32_t tag, const Bytes& content) {
+  Bytes identifier = {0x9F};
+  for (int shift = 21; shift > 0; shift -= 7) identifier.push_back(static_cast<std::uint8_t>(0x80 | tag >> shift));
+  identifier.push_back(tag & 0x7F);
+  return element(identifier, content);
+}
+
+const Bytes kRsaWithSha1 = {0x06, 0x09, 0x2A, 0x86, 0x48, 0x86, 0xF7, 0x0D, 0x01, 0x01, 0x05};
+const Bytes kAlgorithm = element({0x30}, kRsaWithSha1);
+const Bytes kText = element({0x04}, {1, 2, 3});
+const Bytes kLast = element({0xA3}, {});
+
+Bytes root(const Bytes& items) { return element({0x30}, joined({kAlgorithm, element({0x31}, items), kText, kLast})); }
+
+Bytes provisioning(const Bytes& items) {
+  return element({0x30},
+                 joined({element({0x02}, {1}), kAlgorithm, element({0xA0}, {}), element({0x31}, items), kText, kLast}));
+}
+
+std::optional<Dictionary> rootItems(const Bytes& manifest) {
+  return ManifestParser::rootDictFromData({{"RootManifestData", Data(manifest)}});
+}
+
+TEST(ManifestParserTest, GivesItemsTheirValues) {
+  struct Case {
+    const char* why;
+    Bytes content;
+    Value value;
+  };
+  const Case cases[] = {
+      {"text", {0x41, 0x42, 0x20, 0x43, 0x2D, 0x31}, "AB C-1"},
+      {"text too long to lie in a value", Bytes(100, '?'), std::string(100, '?')},
+      {"every PrintableString character that is no letter or digit",
+       {' ', '\'', '(', ')', '+', ',', '-', '.', '/', ':', '=', '?'},
+       " '()+,-./:=?"},
+      {"the ends of the ranges", {'A', 'Z', 'a', 'z', '0', '9'}, "AZaz09"},
+      {"no content", {}, ""},
+      {"an underscore", {0x41, 0x42, 0x5F, 0x43}, Data{0x41, 0x42, 0x5F, 0x43}},
+      {"a high byte", {0x41, 0x80}, Data{0x41, 0x80}},
+      {"a final NUL", {0x41, 0x00}, Data{0x41, 0x00}},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.why);
+    EXPECT_EQ(rootItems(root(item(5000, c.content))), (Dictionary{{"Tag 5000", c.value}}));
+  }
+  for (int byte = 0; byte < 128; ++byte) {
+    const bool text = std::isalnum(byte) != 0 ||
+                      std::string_view(" '()+,-./:=?").find(static_cast<char>(byte)) != std::string_view::npos;
+    const auto items = rootItems(root(item(5000, {static_cast<std::uint8_t>(byte)})));
+    EXPECT_EQ(items->find("Tag 5000")->isString(), text) << byte;
+  }
+}
+
+TEST(ManifestParserTest, NamesItemsByTagNumber) {
+  struct Case {
+    const char* why;
+    Bytes items;
+    Dictionary expected;
+  };
+  const Case cases[] = {
+      {"tag 0 has no name", element({0x80}, {'A'}), {{"Tag 0", "A"}}},
+      {"the first beyond the table", item(3009, {'A'}), {{"Tag 3009", "A"}}},
+      {"the greatest", item(0xFFFFFFF, {'A'}), {{"Tag 268435455", "A"}}},
+      {"the later of two wins, whatever its class or form",
+       joined({element({0x80}, {'A'}), item(4000, {'B'}), element({0xE0}, {'C'})}),
+       {{"Tag 0", "C"}, {"Tag 4000", "B"}}},
+      {"constructed items are not entered",
+       element({0xA0}, element({0x80}, {'A'})),
+       {{"Tag 0", Data{0x80, 0x82, 0, 1, 'A'}}}},
+      {"no items", {}, {}},
+      {"a malformed item drops them all", joined({item(4000, {'B'}), {0x80, 0x05}}), {}},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.why);
+    EXPECT_EQ(rootItems(root(c.items)), c.expected);
+    EXPECT_EQ(ManifestParser::provisioningDictFromData({{"ProvisioningManifestData", Data(provisioning(c.items))}}),
+              c.expected);
+  }
+}
+
+std::map<std::uint32_t, std::string> tagNamesIn(const char* path) {
+  std::map<std::uint32_t, std::string> names;
+  std::ifstream table(path);
+  std::uint32_t tag = 0;
+  for (std::string name; table >> tag && table.get() == '\t' && std::getline(table, name);) names[tag] = name;
+  return names;
+}
+
+TEST(ManifestParserTest, TakesNamesFromTheTable) {
+  const auto names = tagNamesIn(TAVIK_TAG_NAMES);
+  Bytes items;
+  Dictionary expected;
+  for (std::uint32_t tag = 0; tag < 3012; ++tag) {
+    const auto named = names.find(tag);
+    EXPECT_EQ(vsr_tag_to_str(tag), named == names.end() ? "Unknown" : named->second) << tag;
+    expected.set(named == names.end() ? "Tag " + std::to_string(tag) : named->second, "A");
+    const Bytes one = item(tag, {'A'});
+    items.insert(items.end(), one.begin(), one.end());
+  }
+  EXPECT_EQ(rootItems(root(items)), expected);
+  EXPECT_STREQ(vsr_tag_to_str(0xFFFFFFFF), "Unknown");
+}
+
+TEST(ManifestParserTest, ShipsNamesForTheKnownGroups) {
+  const auto names = tagNamesIn(TAVIK_SHIPPED_TAG_NAMES);
+  const auto between = [&](std::uint32_t first, std::uint32_t last) {
+    return std::distance(names.lower_bound(first), names.upper_bound(last));
+  };
+  EXPECT_EQ(names.size(), 162U);
+  EXPECT_EQ(between(1, 104), 104 - 13);
+  EXPECT_EQ(between(200, 252), 52);
+  EXPECT_EQ(between(1000, 1009), 9);
+  EXPECT_EQ(between(2000, 2000), 1);
+  EXPECT_EQ(between(3000, 3008), 9);
+  for (const std::uint32_t tag : {19U, 21U, 29U, 65U, 66U, 67U, 69U, 70U, 71U, 72U, 73U, 76U, 77U, 204U, 1004U}) {
+    EXPECT_FALSE(names.contains(tag)) << tag;
+  }
+}
+
+TEST(ManifestParserTest, RefusesOtherShapes) {
+  const Bytes set = element({0x31}, item(4000, {'B'}));
+  const auto body = [](std::initializer_list<Bytes> parts) { return element({0x30}, joined(parts)); };
+  const auto algorithm = [&](const Bytes& content) { return body({element({0x30}, content), set, kText, kLast}); };
+  struct Case {
+    const char* why;
+    Bytes manifest;
+    std::uint32_t status;
+  };
+  const Case cases[] = {
+      {"sound", root({}), kDERDecoderErrorNone},
+      {"bytes after the manifest", joined({root({}), {0xFF}}), kDERDecoderErrorNone},
+      {"longer than its bytes", {0x30, 0x05, 0x30, 0x00}, kDERDecoderErrorBufferOverrun},
+      {"no length", {0x30}, kDERDecoderErrorBadLength},
+      {"a SET outside", {0x31, 0x00}, kDERDecoderErrorSequenceMismatch},
+      {"nothing inside", {0x30, 0x00}, kDERDecoderErrorSequenceMismatch},
+      {"an item after the fourth", body({kAlgorithm, set, kText, kLast, kLast}), kDERDecoderErrorSequenceMismatch},
+      {"the fourth missing", body({kAlgorithm, set, kText}), kDERDecoderErrorSequenceMismatch},
+      {"the other manifest", provisioning({}), kDERDecoderErrorSequenceMismatch},
+      {"a constructed OCTET STRING", body({kAlgorithm, set, element({0x24}, {}), kLast}),
+       kDERDecoderErrorSequenceMismatch},
+      {"a malformed item", body({kAlgorithm, set, kText, {0xA3, 0x01}}), kDERDecoderErrorBufferOverrun},
+      {"an algorithm with parameters", algorithm(joined({kRsaWithSha1, {0x05, 0x00}})), kDERDecoderErrorInvalid},
+      {"another algorithm", algorithm({0x06, 0x09, 0x2A, 0x86, 0x48, 0x86, 0xF7, 0x0D, 0x01, 0x01, 0x0B}),
+       kDERDecoderErrorInvalid},
+      {"no algorithm", algorithm({}), kDERDecoderErrorInvalid},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.why);
+    DERDecoder items{};
+    const auto length = static_cast<std::uint32_t>(c.manifest.size());
+    EXPECT_EQ(getManifestDecoder(c.manifest.data(), length, &items, decodeRootManifest), c.status);
+    EXPECT_EQ(rootItems(c.manifest).has_value(), c.status == kDERDecoderErrorNone);
+  }
+  DERDecoder items{};
+  EXPECT_EQ(getManifestDecoder(kText.data(), 0, &items, decodeRootManifest), kDERDecoderErrorBadTag);
+}
+
+TEST(ManifestParserTest, TakesOnlyDataUnderItsKey) {
+  const Value manifest = Data(root({}));
+  EXPECT_FALSE(ManifestParser::rootDictFromData({}));
+  EXPECT_FALSE(ManifestParser::rootDictFromData({{"ProvisioningManifestData", manifest}}));
+  EXPECT_FALSE(ManifestParser::rootDictFromData({{"RootManifestData", Data()}}));
+  EXPECT_FALSE(ManifestParser::rootDictFromData({{"RootManifestData", "text"}}));
+  EXPECT_TRUE(ManifestParser::dictFromData({{"Another", manifest}}, "Another", decodeRootManifest));
+}
+
+TEST(ManifestParserTest, SurvivesEveryPrefixAndEveryChangedByte) {
+  const Bytes good = root(joined({item(7, {'A', 'B'}), element({0xA0}, {'C'}), item(5000, {0xFF})}));
+  for (std::size_t size = 0; size < good.size(); ++size) {
+    EXPECT_FALSE(rootItems({good.begin(), good.begin() + static_cast<std::ptrdiff_t>(size)})) << size;
+  }
+  for (std::size_t place = 0; place < good.size(); ++place) {
+    Bytes changed = good;
+    for (int byte = 0; byte < 256; ++byte) {
+      changed[place] = static_cast<std::uint8_t>(byte);
+      const auto items = rootItems(changed);
+      EXPECT_TRUE(!items || items->size() <= 4) << place << ' ' << byte;
+    }
+  }
+}
+
+}  // namespace
+}  // namespace tavik

@@ -1,0 +1,622 @@
+// Property lists: what the three readers take and refuse, and where they say so; what the two writers make of values.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <tavik/PropertyList.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <bit>
+#include <cmath>
+#include <filesystem>
+#include <fstream>
+#include <limits>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace tavik {
+namespace {
+
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::StartsWith;
+
+using namespace std::string_literals;
+using namespace std::string_view_literals;
+
+constexpr PropertyListFormat kFormats[] = {PropertyListFormat::kXml, PropertyListFormat::kBinary};
+
+// Reads from a block that is exactly as long as the document, so that a byte too many does not go unnoticed.
+std::optional<Value> read(std::string_view document, std::string& error) {
+  const auto block = std::make_unique<std::uint8_t[]>(document.size());
+  std::copy(document.begin(), document.end(), block.get());
+  return readPropertyList({block.get(), document.size()}, error);
+}
+
+Value readable(std::string_view document) {
+  std::string error;
+  const std::optional<Value> value = read(document, error);
+  EXPECT_TRUE(value) << error << " in:\n" << document;
+  EXPECT_THAT(error, IsEmpty());
+  return value.value_or(Value("unreadable"));
+}
+
+std::string refusalOf(std::string_view document) {
+  std::string error;
+  const std::optional<Value> value = read(document, error);
+  EXPECT_FALSE(value) << description(&*value);
+  return error;
+}
+
+std::string written(const Value& value, PropertyListFormat format) {
+  std::string error;
+  const std::optional<Data> document = writePropertyList(value, format, error);
+  EXPECT_TRUE(document) << error;
+  return document ? std::string(document->bytes().begin(), document->bytes().end()) : "";
+}
+
+std::string repeated(std::string_view text, int count) {
+  std::string result;
+  for (int index = 0; index < count; ++index) result += text;
+  return result;
+}
+
+Value nested(int depth) {
+  Value value("inside");
+  for (int index = 0; index < depth; ++index) value = Array::of(value);
+  return value;
+}
+
+// The lowest `size` bytes of `number`, the highest first.
+std::string bigEndian(std::uint64_t number, int size) {
+  std::string bytes;
+  for (int shift = 8 * (size - 1); shift >= 0; shift -= 8) bytes += static_cast<char>(number >> shift & 0xFF);
+  return bytes;
+}
+
+struct Layout {
+  int offsetSize = 2;
+  int referenceSize = 1;
+  std::uint64_t top = 0;
+};
+
+// A binary property list of these objects.
+std::string binary(const std::vector<std::string>& objects, const Layout& layout = {}) {
+  std::string document = "bplist00";
+  std::string table;
+  for (const std::string& object : objects) {
+    table += bigEndian(document.size(), layout.offsetSize);
+    document += object;
+  }
+  const std::uint64_t tableOffset = document.size();
+  return document + table + std::string(6, '\0') + static_cast<char>(layout.offsetSize) +
+         static_cast<char>(layout.referenceSize) + bigEndian(objects.size(), 8) + bigEndian(layout.top, 8) +
+         bigEndian(tableOffset, 8);
+}
+
+std::string real(double number) { return "\x23" + bigEndian(std::bit_cast<std::uint64_t>(number), 8); }
+
+struct Good {
+  std::string_view why;
+  std::string document;
+  Value value;
+};
+
+struct Bad {
+  std::string_view why;
+  std::string document;
+  std::string_view error;  // its beginning: the place, and enough of the message to tell it from others
+};
+
+void expectReadable(const std::vector<Good>& cases) {
+  for (const Good& c : cases) {
+    SCOPED_TRACE(c.why);
+    const Value value = readable(c.document);
+    EXPECT_EQ(value, c.value) << description(&value);
+  }
+}
+
+void expectRefused(const std::vector<Bad>& cases) {
+  for (const Bad& c : cases) EXPECT_THAT(refusalOf(c.document), StartsWith(std::string(c.error))) << c.why;
+}
+
+TEST(XmlPropertyListTest, Reads) {
+  expectReadable({
+      {"the usual frame",
+       "<?xml version=\"1.0\" encoding=\"utf-8\"?>\n<!DOCTYPE plist>\n<plist version=\"1.0\">\n<true/></plist>\n",
+       Value(true)},
+      {"any document type line", "<!DOCTYPE plist PUBLIC \"a > b\" '[\"x\"]' ><plist><true/></plist>", Value(true)},
+      {"no frame, byte order mark", "\xEF\xBB\xBF <false></false > <!-- end -->", Value(false)},
+      {"comments and instructions anywhere",
+       "<!----><?a?><array><!-- <b> --><string>a<!-- - -->b<?c?> d</string></array>", Array::of("ab d")},
+      {"attributes are passed over", "<array a='1' b = \">\"><string c=''/></array>", Array::of("")},
+      {"white space is kept in strings only", "<array> <string> a\tb\n</string>\n<integer> 5\n</integer></array>",
+       Array::of(" a\tb\n", 5)},
+      {"line ends", "<array><string>a\r\nb\rc\n\r</string><string><![CDATA[a\r\nb\rc]]></string></array>",
+       Array::of("a\nb\nc\n\n", "a\nb\nc")},
+      {"entities and references", "<string>&lt;&gt;&amp;&quot;&apos;&#65;&#x42;&#x1F600;&#0;&#13;&#xffFF;</string>",
+       "<>&\"'AB\xF0\x9F\x98\x80\0\r\xEF\xBF\xBF"sv},
+      {"CDATA", "<string>a<![CDATA[<&lt;]]]]><![CDATA[>]]></string>", "a<&lt;]]>"},
+      {"integers",
+       "<array><integer>+007</integer><integer>-9223372036854775808</integer><integer>9223372036854775807</integer>"
+       "<integer>0x7fFF</integer><integer>-0X10</integer></array>",
+       Array::of(7, std::numeric_limits<std::int64_t>::min(), std::numeric_limits<std::int64_t>::max(), 32767, -16)},
+      {"floating-point numbers",
+       "<array><real>1</real><real>+.5</real><real>-1.5E-3</real><real>INF</real><real>-infinity</real></array>",
+       Array::of(1.0, 0.5, -0.0015, HUGE_VAL, -HUGE_VAL)},
+      {"data", "<array><data/><data>AQ==</data><data> A Q\r\nI= </data><data>AQID+/8=</data></array>",
+       Array::of(Data(), Data{1}, Data{1, 2}, Data{1, 2, 3, 0xFB, 0xFF})},
+      {"dates", "<array><date>2001-01-01T00:00:10Z</date><date> 2000-12-31T23:59:59.750Z\n</date></array>",
+       Array::of(Date::sinceReference(10), Date::sinceReference(-0.25))},
+      {"containers", "<dict><key>b</key><array/><key>a</key><dict/><key/><dict><key>x</key><string/></dict></dict>",
+       Dictionary{{"b", Array()}, {"a", Dictionary()}, {"", Dictionary{{"x", ""}}}}},
+      {"depth up to the limit", repeated("<array>", 512) + "<string>inside</string>" + repeated("</array>", 512),
+       nested(512)},
+  });
+  EXPECT_TRUE(std::isnan(readable("<real>nan</real>").ifReal().value()));
+}
+
+TEST(XmlPropertyListTest, RefusesWithPlace) {
+  expectRefused({
+      {"empty", "", "line 1, column 1: the document is empty"},
+      {"white space", " \r\n\n ", "line 3, column 2: the document is empty"},
+      {"no element", "<!-- -->", "line 1, column 9: the document has no element"},
+      {"no value", "<plist></plist>", "line 1, column 1: <plist> has no value"},
+      {"two values", "<plist><true/><true/></plist>", "line 1, column 15: <plist> has a second value"},
+      {"two roots", "<true/><true/>", "line 1, column 8: something follows"},
+      {"plist inside", "<array><plist><true/></plist></array>", "line 1, column 8: <plist> may only"},
+      {"text before", "<!-- -->a<true/>", "line 1, column 9: text stands before"},
+      {"text after", "<true/>a", "line 1, column 8: something follows"},
+      {"text in a container", "<array>\n  a</array>",
+       "line 2, column 3: something other than an element stands in <array>"},
+      {"CDATA in a container", "<array><![CDATA[ ]]></array>", "line 1, column 8: something other than an element"},
+      {"text in a boolean", "<true>1</true>", "line 1, column 7: <true> must be empty"},
+      {"element in a string", "<string>a<b/></string>", "line 1, column 10: an element stands in the text of <string>"},
+      {"unknown element", "<array>\n<set/></array>", "line 2, column 1: property lists have no element named \"set\""},
+      {"wrong end", "<array>\n<dict></array>",
+       "line 2, column 7: this tag ends no <dict>, which is open from line 2, column 1"},
+      {"wrong end of text", "<key>a</keys>", "line 1, column 1: a <key> stands where a value should"},
+      {"longer end", "<string>a</strings>", "line 1, column 10: this tag ends no <string>"},
+      {"end only", "</array>", "line 1, column 1: there is nothing"},
+      {"end with attribute", "<array></array a=''>", "line 1, column 8: this tag is malformed"},
+      {"attribute without value", "<array a>", "line 1, column 1: this tag is malformed"},
+      {"tag cut short", "<true/", "line 1, column 1: this tag is malformed"},
+      {"cut in a container", "<dict>\n", "line 2, column 1: the document ends inside the <dict> of line 1, column 1"},
+      {"cut in text", "<string>abc", "line 1, column 12: the document ends inside the <string> of line 1, column 1"},
+      {"open comment", "<array><!-- ->", "line 1, column 8: what begins here does not end: \"-->\""},
+      {"open CDATA", "<string><![CDATA[]]", "line 1, column 9: this CDATA section does not end"},
+      {"open document type", "<!DOCTYPE plist", "line 1, column 1: the document type line does not end"},
+      {"internal subset", "<!DOCTYPE plist [<!ENTITY a \"b\">]><string>&a;</string>",
+       "line 1, column 17: the document type line holds"},
+      {"unknown entity", "<string>a&nbsp;</string>", "line 1, column 10: \"&\" begins no character reference"},
+      {"lone ampersand", "<string>R&D</string>", "line 1, column 10: \"&\" begins no character reference"},
+      {"surrogate", "<string>&#xD800;</string>", "line 1, column 9: \"&\" begins"},
+      {"beyond Unicode", "<string>&#x110000;</string>", "line 1, column 9: \"&\" begins"},
+      {"reference beyond 32 bits", "<string>&#4294967361;</string>", "line 1, column 9: \"&\" begins"},
+      {"reference with a sign", "<string>&#-1;&#+1;</string>", "line 1, column 9: \"&\" begins"},
+      {"control character", "<string>a\x01</string>", "line 1, column 10: a control character"},
+      {"control character in CDATA", "<string><![CDATA[a\0]]></string>"s, "line 1, column 19: a control character"},
+      {"columns are characters, CR ends a line", "<array>\r\xC3\xA9",
+       "line 2, column 1: something other than an element"},
+      {"columns behind characters", "<string>\xC3\xA9\xF0\x9F\x98\x80&</string>", "line 1, column 11: \"&\""},
+      {"not UTF-8", "<string>a\n\xE9</string>", "line 2, column 1: this is not UTF-8"},
+      {"declared otherwise", "<?xml version='1.0' encoding='ISO-8859-1'?><string>\xE9</string>",
+       "line 1, column 21: the encoding \"ISO-8859-1\" is not supported"},
+      {"UTF-16", "\xFF\xFE<\0"s, "line 1, column 1: the document is UTF-16"},
+      {"no integer", "<integer>\n 5x</integer>", "line 2, column 2: \"5x\" is not an integer"},
+      {"empty integer", "<integer> </integer>", "line 1, column 11: \"\" is not an integer"},
+      {"two signs", "<integer>+-5</integer>", "line 1, column 10: \"+-5\" is not an integer"},
+      {"too large", "<integer>9223372036854775808</integer>",
+       "line 1, column 10: \"9223372036854775808\" does not fit"},
+      {"too small", "<integer>-9223372036854775809</integer>",
+       "line 1, column 10: \"-9223372036854775809\" does not fit"},
+      {"too large by far", "<integer>0x10000000000000000</integer>",
+       "line 1, column 10: \"0x10000000000000000\" does not fit"},
+      {"no number", "<real>+-5</real>", "line 1, column 7: \"+-5\" is not a number"},
+      {"hexadecimal number", "<real>0x10</real>", "line 1, column 7: \"0x10\" is not a number"},
+      {"number out of range", "<real>1e999</real>", "line 1, column 7: \"1e999\" lies outside"},
+      {"no base64", "<data>\nAQ!D</data>", "line 2, column 3: this is not base64"},
+      {"base64 behind padding", "<data>AQ==AQ==</data>", "line 1, column 11: this is not base64"},
+      {"padding missing", "<data>AQ</data>", "line 1, column 7: the last group"},
+      {"padding too long", "<data>AQI==</data>", "line 1, column 7: the last group"},
+      {"padding alone", "<data>====</data>", "line 1, column 7: the last group"},
+      {"one digit left", "<data>AQIDA===</data>", "line 1, column 7: the last group"},
+      {"bits left over", "<data>AR==</data>", "line 1, column 7: the last group"},
+      {"no date", "<date>2026-02-30T00:00:00Z</date>", "line 1, column 7: \"2026-02-30T00:00:00Z\" is not a date"},
+      {"no key", "<dict><string/></dict>", "line 1, column 7: a <key> is missing"},
+      {"key alone", "<dict><key>a</key></dict>", "line 1, column 7: this key has no value"},
+      {"key as value", "<dict><key>a</key><key>b</key></dict>", "line 1, column 19: a <key> stands where"},
+      {"key twice", "<dict>\n<key>a</key><dict><key>a</key><true/></dict>\n <key>&#97;</key><true/></dict>",
+       "line 3, column 2: the key \"a\" is given twice, first at line 2, column 1"},
+      {"key on several lines twice", "<dict><key>a\nb</key><true/><key>a\nb</key><true/></dict>",
+       "line 2, column 15: the key \"a?b\" is given twice, first at line 1, column 7"},
+      {"too deep", repeated("<array>", 513),
+       "line 1, column 3585: arrays and dictionaries stand in each other more than 512"},
+      {"much too deep", repeated("<dict><key>a</key>", 10000), "line 1, column 9217: arrays and dictionaries"},
+  });
+}
+
+TEST(TextPropertyListTest, Reads) {
+  expectReadable({
+      {"plain strings", "( abc, /usr/bin/x, $a:b_c-1.5, 1e+20 )",
+       Array::of("abc", "/usr/bin/x", "$a:b_c-1.5", "1e+20")},
+      {"quoted strings", "(\"a b\", 'c \"d\"', \"\", \"\xC3\xA9\n\t\", \"it's\")",
+       Array::of("a b", "c \"d\"", "", "\xC3\xA9\n\t", "it's")},
+      {"escapes",
+       R"(("\a\b\f\n\r\t\v\\\"\'", "\101\60z\7", "\U00e9\U0000x\UD83D\Ude00"))"
+       "\n",
+       Array::of("\a\b\f\n\r\t\v\\\"'", "A0z\a", "\xC3\xA9\0x\xF0\x9F\x98\x80"sv)},
+      {"a string alone", "hello", "hello"},
+      {"data, whose digits make up no element's name", "<dEAd be\nEF>", Data{0xDE, 0xAD, 0xBE, 0xEF}},
+      {"empty data", " <>", Data()},
+      {"empty containers", "({}, (), )", Array::of(Dictionary(), Array())},
+      {"dictionary, comments", "// first\n{ a = 1; /* two\n * lines **/ \"b c\" = (x); 'd' = <01>;// last\r}//",
+       Dictionary{{"a", "1"}, {"b c", Array::of("x")}, {"d", Data{1}}}},
+      {"depth up to the limit", std::string(512, '(') + "inside" + std::string(512, ')'), nested(512)},
+  });
+}
+
+TEST(TextPropertyListTest, RefusesWithPlace) {
+  expectRefused({
+      {"comments only", "// nothing\n/* */", "line 2, column 6: the document is empty"},
+      {"two values", "a b", "line 1, column 3: something follows"},
+      {"no value", "( , a)", "line 1, column 3: no value begins so"},
+      {"other characters", "(a, \xC3\xA9)", "line 1, column 5: no value begins so"},
+      {"cut", "{ a = (b, ", "line 1, column 11: the document ends where a value should stand"},
+      {"comma missing", "(a\n b)",
+       "line 2, column 2: \",\" or \")\" is missing here, in the array of line 1, column 1"},
+      {"equals sign missing", "{ a; }", "line 1, column 4: \"=\" is missing here, behind the key of line 1, column 3"},
+      {"last semicolon missing", "{ a = 1 }",
+       "line 1, column 9: \";\" is missing here, behind the value of the key of line 1, column 3"},
+      {"container as key", "{ (a) = 1; }", "line 1, column 3: no value begins so"},
+      {"odd data", "<01 2>", "line 1, column 1: this data has an odd number"},
+      {"no digit", "<0g>",
+       "line 1, column 3: a hexadecimal digit or \">\" is missing here, in the data of line 1, column 1"},
+      {"open data", "<01", "line 1, column 4: a hexadecimal digit"},
+      {"typed value", "(<*I5>)", "line 1, column 2: typed values"},
+      {"open string", "(\n\"a)", "line 2, column 1: this quoted string does not end"},
+      {"string ending in a backslash", "\"a\\", "line 1, column 3: no such escape"},
+      {"unknown escape", R"("a\q")", "line 1, column 3: no such escape"},
+      {"octal beyond ASCII", R"("\351")", "line 1, column 2: octal escapes end"},
+      {"short Unicode escape", R"("\U12")", "line 1, column 2: \\U needs four"},
+      {"lone high surrogate", R"("\Ud83d\n")", "line 1, column 2: half of a surrogate pair"},
+      {"two high surrogates", R"("\Ud83d\Ud83d")", "line 1, column 2: half of a surrogate pair"},
+      {"lone low surrogate", R"("\Ude00")", "line 1, column 2: half of a surrogate pair"},
+      {"control character", "\"a\0\""s, "line 1, column 3: a control character"},
+      {"open comment", "(a /* *)", "line 1, column 4: this comment does not end"},
+      {"not UTF-8", "(a, \"\xC0\x80\")", "line 1, column 6: this is not UTF-8"},
+      {"key twice", "{ a = {a=1;};\n 'a' = 2; }",
+       "line 2, column 2: the key \"a\" is given twice, first at line 1, column 3"},
+      {"much too deep", std::string(10000, '('), "line 1, column 513: arrays and dictionaries"},
+  });
+}
+
+TEST(BinaryPropertyListTest, Reads) {
+  const std::string minInteger = bigEndian(std::uint64_t{1} << 63, 8);
+  expectReadable({
+      {"booleans", binary({"\xA2\x01\x02", "\x08", "\x09"}), Array::of(false, true)},
+      {"integers of up to 4 bytes have no sign",
+       binary({"\xA3\x01\x02\x03", "\x10\xFF", "\x11\xFF\xFF", "\x12\xFF\xFF\xFF\xFF"}),
+       Array::of(255, 65535, 4294967295)},
+      {"integers of 8 and 16 bytes",
+       binary({"\xA3\x01\x02\x03", "\x13" + minInteger, "\x14" + std::string(8, '\xFF') + minInteger,
+               "\x14" + std::string(15, '\0') + '\5'}),
+       Array::of(std::numeric_limits<std::int64_t>::min(), std::numeric_limits<std::int64_t>::min(), 5)},
+      {"floating-point numbers and dates",
+       binary({"\xA3\x01\x02\x03", "\x22\x3F\xC0\0\0"s, real(-0.1), "\x33" + real(-0.25).substr(1)}),
+       Array::of(1.5, -0.1, Date::sinceReference(-0.25))},
+      {"strings and data",
+       binary({"\xA4\x01\x02\x03\x04", "\x5F\x10\x10" + std::string(16, 'x'), "\x63\0\0\xD8\x3D\xDE\0"s, "\x42\0\xFF"s,
+               "\x50"}),
+       Array::of(std::string(16, 'x'), "\0\xF0\x9F\x98\x80"sv, Data{0, 0xFF}, "")},
+      {"lengths of 8 bytes", binary({"\xAF\x13" + bigEndian(2, 8) + "\x01\x01", "\x5F\x13" + bigEndian(1, 8) + "a"}),
+       Array::of("a", "a")},
+      {"keys before values",
+       binary({"\xD2\x01\x02\x03\x01",
+               "\x51"
+               "b",
+               "\x51"
+               "a",
+               "\x10\x05"}),
+       Dictionary{{"b", Value(5)}, {"a", "b"}}},
+      {"widest sizes, any top object", binary({"\x09", "\xA2" + bigEndian(0, 8) + bigEndian(2, 8), "\xD0"}, {8, 8, 1}),
+       Array::of(true, Dictionary())},
+  });
+}
+
+TEST(BinaryPropertyListTest, RefusesWithPlace) {
+  const std::string good = binary({"\xA1\x01", "\x09"});  // objects at 8 and 10, table at 11, trailer at 15
+  const auto changed = [&](std::size_t offset, std::string_view bytes) {
+    return std::string(good).replace(offset, bytes.size(), bytes);
+  };
+  expectRefused({
+      {"magic alone", "bplist", "byte 6: the document is too short"},
+      {"another version", changed(6, "15"), "byte 6: version \"15\""},
+      {"offset size 0", changed(21, "\0"sv), "byte 21: offsets have a size"},
+      {"offset size 9", changed(21, "\x09"), "byte 21: offsets have a size"},
+      {"reference size 0", changed(22, "\0"sv), "byte 22: references have a size"},
+      {"more objects than table", changed(30, "\x03"), "byte 23: the document is too short for so many objects"},
+      {"objects beyond reason", changed(23, "\xFF"), "byte 23: the document is too short for so many objects"},
+      {"no objects", changed(30, "\0"sv), "byte 31: there is no object 0"},
+      {"top object that is none", changed(38, "\x02"), "byte 31: there is no object 2, only 2"},
+      {"table beyond the end", changed(46, "\x10"), "byte 39: the table of objects lies outside"},
+      {"table before the objects", changed(46, "\x07"), "byte 39: the table of objects lies outside"},
+      {"table far away", changed(39, std::string(8, '\xFF')), "byte 39: the table of objects lies outside"},
+      {"object in the table", changed(14, "\x0B"), "byte 13: object 1 lies outside"},
+      {"object in the header", changed(14, "\x07"), "byte 13: object 1 lies outside"},
+      {"reference to none", changed(9, "\x02"), "byte 9: there is no object 2"},
+      {"array beyond the objects", changed(8, "\xA3"), "byte 8: this object reaches beyond"},
+      {"contains itself", changed(9, "\0"sv), "byte 8: this object contains itself"},
+      {"count beyond reason", binary({"\xAF\x13" + std::string(8, '\xFF')}), "byte 8: this object reaches beyond"},
+      {"count whose bytes overflow", binary({"\xDF\x13\x20" + std::string(7, '\0')}, {2, 8, 0}),
+       "byte 8: this object reaches beyond"},
+      {"count that is no integer",
+       binary({"\x5F\x51"
+               "a"}),
+       "byte 8: the length"},
+      {"string cut",
+       binary({"\x52"
+               "a"}),
+       "byte 8: this object reaches beyond"},
+      {"UTF-16 cut", binary({"\x62\0a\0"s}), "byte 8: this object reaches beyond"},
+      {"not ASCII",
+       binary({"\x53"
+               "ab\x80"}),
+       "byte 11: an ASCII string"},
+      {"lone high surrogate", binary({"\x62\0a\xD8\x3D"s}), "byte 11: half of a surrogate pair"},
+      {"lone low surrogate", binary({"\x62\xDE\0\0a"s}), "byte 9: half of a surrogate pair"},
+      {"integer beyond 64 bits", binary({"\x14" + std::string(8, '\0') + std::string(8, '\xFF')}),
+       "byte 8: this integer does not fit"},
+      {"integer of 32 bytes", binary({"\x15" + std::string(32, '\0')}), "byte 8: this integer has a size"},
+      {"number of 2 bytes", binary({"\x21\0\0"s}), "byte 8: this floating-point number has a size"},
+      {"date of 4 bytes", binary({"\x32\0\0\0\0"s}), "byte 8: this date has a size"},
+      {"date that is no number", binary({"\x33" + real(std::nan("")).substr(1)}), "byte 8: this date lies outside"},
+      {"date in the year 10000", binary({"\x33" + real(252423993600).substr(1)}), "byte 8: this date lies outside"},
+      {"null", binary({"\0"s}), "byte 8: this object is null"},
+      {"fill", binary({"\x0F"}), "byte 8: this object is a fill byte"},
+      {"UID", binary({"\x80\x01"}), "byte 8: this object is a UID"},
+      {"set", binary({"\xC0"}), "byte 8: this object is a set"},
+      {"ordered set", binary({"\xB0"}), "byte 8: this object is an ordered set"},
+      {"unknown",
+       binary({"\x71"
+               "a"}),
+       "byte 8: this object is of an unknown kind"},
+      {"number as key", binary({"\xD1\x01\x01", "\x10\x05"}), "byte 9: a key of a dictionary is not a string"},
+      {"key twice",
+       binary({"\xD2\x01\x02\x03\x03",
+               "\x51"
+               "a",
+               "\x61\0a"s, "\x09"}),
+       "byte 10: the key \"a\" is given twice, first at byte 9"},
+      {"objects that overlap", binary({"\xA2\x01\x02", "\x53xyz", "\x09"}).replace(20, 2, "\0\x0B"s),
+       "byte 11: this object overlaps"},
+  });
+}
+
+TEST(BinaryPropertyListTest, RefusesDepthHoweverItIsShared) {
+  const auto chain = [](int length) {
+    std::vector<std::string> objects;
+    for (int index = 1; index <= length; ++index)
+      objects.push_back("\xA1" + bigEndian(static_cast<std::uint64_t>(index), 2));
+    objects.emplace_back("\x56inside");
+    return objects;
+  };
+  EXPECT_EQ(readable(binary(chain(512), {2, 2, 0})), nested(512));
+  EXPECT_THAT(refusalOf(binary(chain(513), {2, 2, 0})), StartsWith("byte 1544: arrays and dictionaries"));
+  EXPECT_THAT(refusalOf(binary(chain(10000), {3, 2, 0})), HasSubstr("more than 512"));
+
+  std::vector<std::string> shared = chain(511);  // first read two levels down, then referred to from below three more
+  shared[0] = "\xA2" + bigEndian(2, 2) + bigEndian(512, 2);
+  shared[511] = "\xA1" + bigEndian(513, 2);
+  shared.push_back("\xA1" + bigEndian(514, 2));
+  shared.push_back("\xA1" + bigEndian(1, 2));
+  EXPECT_THAT(refusalOf(binary(shared, {2, 2, 0})), HasSubstr("arrays and dictionaries"));
+}
+
+TEST(BinaryPropertyListTest, RefusesWhatSharingBlowsUp) {
+  std::vector<std::string> bomb;
+  for (char level = 1; level <= 30; ++level) bomb.push_back("\xA2"s + level + level);
+  bomb.emplace_back("\x09");
+  EXPECT_THAT(refusalOf(binary(bomb)), HasSubstr("this object is far larger than the document"));
+}
+
+TEST(PropertyListTest, AllEncodingsOfOneDocumentAreEqual) {
+  const Value expected =
+      Dictionary{{"Model", "MD 1"}, {"Codes", Array::of("A", Data{0xDE, 0xAD})}, {"None", Dictionary()}};
+  EXPECT_EQ(
+      readable(
+          "<plist version='1.0'><dict><key>Model</key><string>MD 1</string><key>Codes</key><array><string>A</string>"
+          "<data>3q0=</data></array><key>None</key><dict/></dict></plist>"),
+      expected);
+  EXPECT_EQ(readable("{ Model = \"MD 1\"; Codes = (A, <dead>); None = {}; }"), expected);
+  EXPECT_EQ(readable(description(&expected)), expected);
+  EXPECT_EQ(readable(binary({"\xD3\x01\x02\x03\x04\x05\x06", "\x55Model",
+                             "\x55"
+                             "Codes",
+                             "\x54None", "\x54MD 1", "\xA2\x07\x08", "\xD0",
+                             "\x51"
+                             "A",
+                             "\x42\xDE\xAD"})),
+            expected);
+}
+
+// Equality sees neither the order of keys nor the kind of a number nor the sign of a zero: the encoded bytes do.
+void expectRoundTrip(const Value& value) {
+  for (const PropertyListFormat format : kFormats) {
+    const std::string document = written(value, format);
+    const Value back = readable(document);
+    EXPECT_EQ(written(back, PropertyListFormat::kBinary), written(value, PropertyListFormat::kBinary))
+        << description(&value);
+  }
+}
+
+TEST(PropertyListTest, WhatIsWrittenReadsBackKindForKind) {
+  using Real = std::numeric_limits<double>;
+  Array all;
+  for (const double number :
+       {0.0, -0.0, 1.0, 0.1, -1e300, Real::denorm_min(), Real::max(), Real::infinity(), -Real::infinity()}) {
+    all.append(Value(number));
+  }
+  for (int shift = 0; shift < 64; ++shift) {
+    const auto power = static_cast<std::int64_t>(std::uint64_t{1} << shift);
+    for (const std::int64_t number :
+         {power, static_cast<std::int64_t>(static_cast<std::uint64_t>(power) - 1), -(power / 2) - 1}) {
+      all.append(Value(number));
+    }
+  }
+  for (const double seconds : {0.0, 0.1, -0.1, 1e-300, -1e-300, -63113904000.0, 252423993599.99997, 1234567890.0625}) {
+    all.append(Date::sinceReference(seconds));
+  }
+  for (std::size_t length = 0; length < 100; ++length) {
+    all.append(std::string(length, 'x'));
+    all.append(Data(std::vector<std::uint8_t>(length, static_cast<std::uint8_t>(length))));
+  }
+  for (const std::string_view text :
+       {"\0"sv, "\r\n"sv, "\x1F\x7F"sv, " a "sv, "<&>]]>\"'"sv, "\xC3\xA9"sv, "\xEF\xBF\xBD\xEF\xBF\xBE\xEF\xBF\xBF"sv,
+        "\xED\x9F\xBF\xEE\x80\x80"sv, "\xF0\x90\x80\x80\xF4\x8F\xBF\xBF"sv}) {
+    all.append(text);
+    all.append(Dictionary{{text, text}});
+  }
+  all.append(Value(true));
+  all.append(Value(false));
+  all.append(Array());
+  all.append(Dictionary{{"z", Dictionary{{"", Array()}}}, {"a", Value(1)}});
+  for (const Value& value : all) expectRoundTrip(value);
+  expectRoundTrip(all);
+
+  for (const PropertyListFormat format : kFormats) {
+    EXPECT_TRUE(std::isnan(readable(written(Value(-Real::quiet_NaN()), format)).ifReal().value()));
+  }
+}
+
+TEST(PropertyListTest, XmlIsReadable) {
+  Dictionary value{{"Name", "a<b"},
+                   {"List", Array::of(1, 1.0, true)},
+                   {"Empty", Array()},
+                   {"Data", Data(std::vector<std::uint8_t>(60))}};
+  EXPECT_EQ(written(value, PropertyListFormat::kXml),
+            "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist "
+            "version=\"1.0\">\n<dict>\n\t<key>Name</key>\n\t<string>a&lt;b</string>\n"
+            "\t<key>List</key>\n\t<array>\n\t\t<integer>1</integer>\n\t\t<real>1</real>\n\t\t<true/>\n\t</array>\n"
+            "\t<key>Empty</key>\n\t<array/>\n\t<key>Data</key>\n\t<data>\n\t" +
+                std::string(76, 'A') + "\n\tAAAA\n\t</data>\n</dict>\n</plist>\n");
+}
+
+TEST(PropertyListTest, BinaryHoldsEqualScalarsOnce) {
+  // 8 header, 1 + 6 array, 5 distinct scalars, a table of 6, 32 trailer: 1 is neither true nor 1.0, and 0.0 is not
+  // -0.0.
+  const Value value = Array::of("ab", "ab", 1, 1, true, 1.0, 0.0, -0.0, -0.0);
+  EXPECT_EQ(written(value, PropertyListFormat::kBinary).size(), 8U + (1 + 9) + (3 + 2 + 1 + 9 + 9 + 9) + 7 + 32);
+
+  // Shared without end, so little would stand for so much that the document could not be read back.
+  Array often;
+  for (int count = 0; count < 200000; ++count) often.append(std::string(300, 'x'));
+  const std::string document = written(often, PropertyListFormat::kBinary);
+  EXPECT_LT(document.size(), 2000000U);
+  EXPECT_EQ(readable(document), Value(often));
+}
+
+TEST(PropertyListTest, WhatCouldNotBeReadBackIsNotWritten) {
+  for (const PropertyListFormat format : kFormats) {
+    std::string error;
+    EXPECT_TRUE(writePropertyList(nested(512), format, error));
+    EXPECT_THAT(error, IsEmpty());
+    EXPECT_FALSE(writePropertyList(nested(100000), format, error));
+    EXPECT_THAT(error, HasSubstr("more than 512 deep"));
+    EXPECT_FALSE(writePropertyList(Dictionary{{"Rules", Array::of("a", Date::sinceReference(1e12))}}, format, error));
+    EXPECT_THAT(error, StartsWith("\"Rules\": element 1: the date"));
+    EXPECT_FALSE(writePropertyList(Date::sinceReference(std::nan("")), format, error));
+  }
+}
+
+// Every shorter prefix of a good document fails, and every changed byte gives either a reason or a value that can be
+// written.
+TEST(PropertyListTest, DamagedDocumentsAreRefusedOrRead) {
+  const Value value = Dictionary{{"Model", "MD\xC3\xA9"},
+                                 {"List", Array::of(1.5, 70000, Data{1, 2, 3, 4}, Date::sinceReference(0.5), true)}};
+  const std::string documents[] = {written(value, PropertyListFormat::kXml),
+                                   written(value, PropertyListFormat::kBinary), description(&value)};
+  for (const std::string& document : documents) {
+    const std::size_t end = document.find_last_not_of('\n');
+    std::size_t length = document.starts_with("bplist") ? 6 : 0;  // fewer letters are a string without quotes
+    for (; length <= end; ++length) {
+      EXPECT_THAT(refusalOf(std::string_view(document).substr(0, length)), HasSubstr(": ")) << length;
+    }
+    for (std::size_t index = 0; index < document.size(); ++index) {
+      std::string changed = document;
+      for (const int byte : {0x00, 0x01, 0x0F, 0x22, 0x3C, 0x3E, 0x26, 0x7F, 0x80, 0xAF, 0xD8, 0xFF}) {
+        changed[index] = static_cast<char>(byte);
+        std::string error;
+        const std::optional<Value> read = tavik::read(changed, error);
+        EXPECT_NE(read.has_value(), !error.empty());
+        for (const PropertyListFormat format : kFormats) {
+          EXPECT_TRUE(!read || writePropertyList(*read, format, error)) << error;
+        }
+      }
+    }
+  }
+}
+
+TEST(PropertyListTest, Files) {
+  namespace fs = std::filesystem;
+  const fs::path folder = fs::path(testing::TempDir()) / ("tavik-property-lists-" + std::to_string(getpid()));
+  fs::create_directory(folder);
+  const auto refusal = [&](const std::string& path) {
+    std::string error;
+    EXPECT_FALSE(readPropertyListFile(path, error));
+    return error;
+  };
+  const std::string file = folder / "a.plist";
+  std::ofstream(file) << "{ a = 1; }";
+  std::string error;
+  EXPECT_EQ(readPropertyListFile(file, error), Dictionary({{"a", "1"}}));
+  std::ofstream(file) << "{ a = 1 }";
+  EXPECT_THAT(refusal(file), StartsWith("line 1, column 9: "));
+  EXPECT_EQ(refusal(folder / "missing"), "the file cannot be opened: No such file or directory");
+  EXPECT_EQ(refusal(folder), "this is a directory, not a file");
+  EXPECT_EQ(refusal(file + "\0x"s), "the path has a NUL character in it");
+  const std::string pipe = folder / "pipe";
+  ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+  EXPECT_THAT(refusal(pipe), HasSubstr("not a regular file"));  // and does not wait for a writer
+  fs::resize_file(file, (std::uintmax_t{1} << 30) + 1);
+  EXPECT_EQ(refusal(file), "the file is larger than 1 GiB");
+  fs::remove_all(folder);
+}
+
+TEST(DateTextTest, BothDirectionsAreExact) {
+  struct Case {
+    std::string_view text;
+    double seconds;
+    std::string_view shortest;
+  };
+  const Case cases[] = {
+      {"2001-01-01T00:00:00Z", 0, "2001-01-01T00:00:00Z"},
+      {"1970-01-01T00:00:00.000Z", -978307200, "1970-01-01T00:00:00Z"},
+      {"2024-02-29T23:59:59.5Z", 730943999.5, "2024-02-29T23:59:59.5Z"},
+      {"2000-12-31T23:59:59.9Z", -0.1, "2000-12-31T23:59:59.9Z"},
+      {"2001-01-01T00:00:00.1000000000000000055511151231257827Z", 0.1, "2001-01-01T00:00:00.1Z"},
+      {"2000-12-31T23:59:59.75000Z", -0.25, "2000-12-31T23:59:59.75Z"},
+      {"0001-01-01T00:00:00Z", -63113904000, "0001-01-01T00:00:00Z"},
+      {"9999-12-31T23:59:59.9999Z", 252423993599.9999, "9999-12-31T23:59:59.9999Z"},
+  };
+  for (const Case& c : cases) {
+    EXPECT_EQ(dateFromIsoText(c.text), Date::sinceReference(c.seconds)) << c.text;
+    EXPECT_EQ(dateToIsoText(Date::sinceReference(c.seconds)), c.shortest);
+  }
+  EXPECT_EQ(dateFromIsoText("2001-01-01T00:00:00." + std::string(100000, '0') + "1Z"), Date::sinceReference(0));
+  for (const std::string_view text :
+       {"", "Z", "2026-11-21T01:02:03", "2026-11-21 01:02:03Z", "2026-11-21T01:02:03.Z", "2026-11-21T01:02:03,5Z",
+        "2026-11-21T01:02:03+00Z", "2026-02-29T00:00:00Z", "2026-00-01T00:00:00Z", "2026-13-01T00:00:00Z",
+        "2026-01-00T00:00:00Z", "2026-01-01T24:00:00Z", "2026-01-01T00:60:00Z", "2026-12-31T23:59:60Z",
+        "0000-12-31T23:59:59Z", "9999-12-31T23:59:59.99999999999Z", "10000-01-01T00:00:00Z"}) {
+    EXPECT_FALSE(dateFromIsoText(text)) << text;
+  }
+  for (const double seconds : {252423993600.0, -63113904000.1, std::nan("")})
+    EXPECT_FALSE(dateToIsoText(Date::sinceReference(seconds)));
+}
+
+}  // namespace
+}  // namespace tavik

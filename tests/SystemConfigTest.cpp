@@ -1,0 +1,241 @@
+// SysCfg blobs and control bits: tables of cases, then blobs at random against a plain second reading.
+
+#include <gtest/gtest.h>
+#include <tavik/SystemConfig.h>
+
+#include <array>
+#include <random>
+#include <string>
+#include <vector>
+
+namespace tavik {
+namespace {
+
+using Bytes = std::vector<std::uint8_t>;
+constexpr std::uint32_t kIndirect = 0x434E5442;
+
+void append(Bytes& bytes, std::uint32_t word) {
+  for (int shift = 0; shift < 32; shift += 8) bytes.push_back(static_cast<std::uint8_t>(word >> shift));
+}
+
+// A blob: header, entry count, entries of five words, whatever follows.
+Bytes blob(std::uint32_t count, const std::vector<std::array<std::uint32_t, 5>>& entries, std::string_view rest = "") {
+  Bytes bytes(20, 0xEE);
+  append(bytes, count);
+  for (const auto& entry : entries) {
+    for (const std::uint32_t word : entry) append(bytes, word);
+  }
+  bytes.insert(bytes.end(), rest.begin(), rest.end());
+  return bytes;
+}
+
+Dictionary fields(const Bytes& bytes) {
+  const Data data(bytes);
+  return SystemConfig::sysCfgFromData(&data);
+}
+
+TEST(SystemConfigTest, TurnsBytesIntoTextWhereTheyAreText) {
+  struct Case {
+    const char* why;
+    std::string bytes;
+    bool isText;
+  };
+  using namespace std::string_literals;
+  const Case cases[] = {
+      {"nothing", "", true},
+      {"text alone", "ABC", true},
+      {"padded text", "ABC\0\0\0"s, true},
+      {"padding alone", std::string(16, '\0'), true},
+      {"the ends of the printable range", " ~", true},
+      {"a byte after the padding", "AB\0C\0"s, false},
+      {"a control character", "AB\nC", false},
+      {"a control character after the padding", "AB\0\n"s, false},
+      {"DEL", "AB\x7F", false},
+      {"a high byte", "AB\xC3\xA4", false},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.why);
+    const Data bytes(Bytes(c.bytes.begin(), c.bytes.end()));
+    const Value value = SystemConfig::tryConvertValueToString(bytes);
+    EXPECT_EQ(value, c.isText ? Value(c.bytes.c_str()) : Value(bytes));
+  }
+}
+
+TEST(SystemConfigTest, RendersTagsMostSignificantByteFirst) {
+  EXPECT_EQ(SystemConfig::convertTag(0x53724E6D), "SrNm");
+  EXPECT_EQ(SystemConfig::convertTag(kIndirect), "CNTB");
+  EXPECT_EQ(SystemConfig::convertTag(0x41FF0080), std::string("A\xC3\xBF\0\xC2\x80", 6));
+}
+
+TEST(SystemConfigTest, ReadsBlobs) {
+  constexpr std::uint32_t kA = 0x41414141, kB = 0x42424242;  // "AAAA", "BBBB"
+  const Dictionary both{{"AAAA", "US"}, {"BBBB", "hidden text"}};
+  const std::array<std::uint32_t, 5> plain{kA, 0x5355};
+  struct Case {
+    const char* why;
+    Bytes bytes;
+    Dictionary expected;
+  };
+  const Case cases[] = {
+      {"no bytes", {}, {}},
+      {"a header cut short", Bytes(23, 1), {}},
+      {"no entries", blob(0, {plain}), {}},
+      {"only as many entries as counted", blob(1, {plain, {kB}}), {{"AAAA", "US"}}},
+      {"more counted than there are", blob(0xFFFFFFFF, {plain}), {{"AAAA", "US"}}},
+      {"an entry cut short", blob(2, {plain}, "BBBB..............."), {{"AAAA", "US"}}},
+      {"a plain value that is no text",
+       blob(1, {{kA, 0x00585355, 0x58}}),
+       {{"AAAA", Data{0x55, 0x53, 0x58, 0, 0x58, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0}}}},
+      {"a plain value of padding", blob(1, {{kA}}), {{"AAAA", ""}}},
+      {"a value elsewhere", blob(2, {plain, {kIndirect, kB, 11, 64}}, "hidden text"), both},
+      {"which may be the marker's own entry", blob(1, {{kIndirect, kB, 4, 28, 7}}), {{"BBBB", "BBBB"}}},
+      {"or nothing at the end", blob(1, {{kIndirect, kB, 0, 44}}), {{"BBBB", ""}}},
+      {"but not one byte beyond it", blob(2, {plain, {kIndirect, kB, 12, 64}}, "hidden text"), {{"AAAA", "US"}}},
+      {"nor nothing beyond it", blob(2, {plain, {kIndirect, kB, 0, 65}}), {{"AAAA", "US"}}},
+      {"nor far away", blob(2, {plain, {kIndirect, kB, 0xFFFFFFFF, 0xFFFFFFFF}}), {{"AAAA", "US"}}},
+      {"an entry behind such a one is not read", blob(2, {{kIndirect, kB, 1, 99}, plain}), {}},
+      {"the later of two wins", blob(2, {{kA, 0x58}, plain}), {{"AAAA", "US"}}},
+      {"also in another form", blob(2, {plain, {kIndirect, kA, 1, 64}}, "X"), {{"AAAA", "X"}}},
+      {"the marker can be a real tag", blob(1, {{kIndirect, kIndirect, 1, 44}}, "X"), {{"CNTB", "X"}}},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.why);
+    EXPECT_EQ(fields(c.bytes), c.expected);
+  }
+  EXPECT_EQ(SystemConfig::sysCfgFromData(nullptr), Dictionary());
+}
+
+TEST(SystemConfigTest, BoundsWhatOverlappingValuesStandFor) {
+  const auto overlapping = [](std::uint32_t count) {
+    const std::uint32_t size = 24 + 20 * count;
+    std::vector<std::array<std::uint32_t, 5>> entries;
+    for (std::uint32_t i = 0; i < count; ++i) entries.push_back({kIndirect, i, size, 0});
+    return blob(count, entries);
+  };
+  EXPECT_EQ(fields(overlapping(900)).size(), 900U);                               // 18 KB: all of them
+  EXPECT_EQ(fields(overlapping(10000)).size(), (16U << 20) / (24 + 20 * 10000));  // 200 KB: 16 MiB
+  EXPECT_EQ(fields(overlapping(200000)).size(), 8U);                              // 4 MB: eight times the blob
+}
+
+// The rules, read a second time, without a bound on overlapping values.
+Dictionary modelFields(const Bytes& b) {
+  Dictionary result;
+  const auto word = [&](std::size_t at) { return b[at] + 256U * (b[at + 1] + 256U * (b[at + 2] + 256U * b[at + 3])); };
+  for (std::size_t i = 0; b.size() >= 24 && i < word(20) && 24 + 20 * (i + 1) <= b.size(); ++i) {
+    std::size_t entry = 24 + 20 * i, start = entry + 4, length = 16, tag = entry;
+    if (word(entry) == kIndirect) {
+      tag = entry + 4;
+      start = word(entry + 12);
+      length = word(entry + 8);
+      if (start + length > b.size()) break;
+    }
+    std::string name;
+    for (const std::size_t at : {tag + 3, tag + 2, tag + 1, tag}) {
+      if (b[at] >= 0x80) name += static_cast<char>(b[at] >= 0xC0 ? 0xC3 : 0xC2);
+      name += static_cast<char>(b[at] >= 0xC0 ? b[at] - 0x40 : b[at]);
+    }
+    const Bytes value(b.begin() + static_cast<std::ptrdiff_t>(start),
+                      b.begin() + static_cast<std::ptrdiff_t>(start + length));
+    std::string text(value.begin(), value.end());
+    text.erase(text.find_last_not_of('\0') + 1);
+    bool printable = true;
+    for (const char c : text) printable = printable && c >= ' ' && c <= '~';
+    result.set(name, printable ? Value(text) : Value(Data(value)));
+  }
+  return result;
+}
+
+TEST(SystemConfigTest, ReadsRandomBlobsAsTheRulesSay) {
+  std::mt19937 random(1);
+  const auto below = [&](std::size_t limit) { return static_cast<std::uint32_t>(random() % limit); };
+  std::size_t seen = 0;
+  for (int round = 0; round < 30000 && !HasFailure(); ++round) {
+    const std::uint32_t count = below(8);
+    std::vector<std::array<std::uint32_t, 5>> entries;
+    for (std::uint32_t i = 0; i < count; ++i) {
+      if (random() % 2 == 0) {
+        entries.push_back({0x41410000 + below(4), 0x4141, below(2), 0, 0});
+      } else {
+        entries.push_back({kIndirect, static_cast<std::uint32_t>(random()), below(24), below(60 + 20 * count), 9});
+      }
+    }
+    Bytes bytes = blob(count + below(2), entries, std::string(below(40), random() % 2 == 0 ? 'x' : '\0'));
+    for (std::uint32_t changes = below(3); changes > 0; --changes)
+      bytes[below(bytes.size())] = static_cast<std::uint8_t>(random());
+    if (random() % 4 == 0) bytes.resize(below(bytes.size() + 1));
+    const Dictionary expected = modelFields(bytes);
+    EXPECT_EQ(fields(bytes), expected);
+    seen += expected.size();
+  }
+  EXPECT_GT(seen, 50000U);
+}
+
+Bytes record(std::uint32_t status, std::uint32_t timestamp, std::string_view version) {
+  Bytes bytes;
+  append(bytes, status);
+  append(bytes, timestamp);
+  bytes.insert(bytes.end(), version.begin(), version.end());
+  bytes.resize(SystemConfig::kControlBitSize);
+  return bytes;
+}
+
+TEST(SystemConfigTest, ReadsControlBits) {
+  struct Case {
+    const char* why;
+    std::uint32_t status, timestamp;
+    std::string version;
+    Dictionary expected;
+  };
+  const auto expected = [](const char* state, int erase, int absFail, int relFail, double seconds,
+                           std::string_view version) {
+    return Dictionary{{"Test State", state},
+                      {"Erase Count", Value(erase)},
+                      {"Abs Fail Count", Value(absFail)},
+                      {"Rel Fail Count", Value(relFail)},
+                      {"Timestamp", Date::sinceEpoch(seconds)},
+                      {"Software Version", version}};
+  };
+  using namespace std::string_literals;
+  const std::string longest = "123456789012345678901234";
+  const Case cases[] = {
+      {"counters are complements", 0xFFFFFFFF, 0, "", expected("Untested", 0, 0, 0, 0, "")},
+      {"all zero", 0, 1, "1.0", expected("Pass", 4095, 1023, 255, 1, "1.0")},
+      {"each field its own bits", 0xABCFFFFE & ~0x3C0U, 0x80000000, "",
+       expected("Fail", 0x543, 0, 0xF0, 2147483648.0, "")},
+      {"the last second", 0x000FFC01, 0xFFFFFFFF, longest, expected("Incomplete", 4095, 0, 255, 4294967295.0, longest)},
+      {"text ends at the first NUL", 0, 0, "AB\0CD"s, expected("Pass", 4095, 1023, 255, 0, "AB")},
+      {"high bytes", 0, 0, "\x80\xFF", expected("Pass", 4095, 1023, 255, 0, "\xC2\x80\xC3\xBF")},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.why);
+    const Bytes bytes = record(c.status, c.timestamp, c.version);
+    const Dictionary decoded =
+        SystemConfig::convertControlBitToDict(std::span(bytes).first<SystemConfig::kControlBitSize>());
+    EXPECT_EQ(decoded, c.expected);
+    std::string keys;
+    for (const auto [key, value] : decoded) keys += std::string(key) + ", ";
+    EXPECT_EQ(keys, "Test State, Erase Count, Abs Fail Count, Rel Fail Count, Timestamp, Software Version, ");
+  }
+  EXPECT_EQ(SystemConfig::testStateToString(3), "Untested");
+  EXPECT_EQ(SystemConfig::testStateToString(4), "Unknown");
+}
+
+TEST(SystemConfigTest, ReadsAsManyWholeRecordsAsABlockHolds) {
+  Bytes block(64, 0xEE);
+  for (std::uint32_t i = 0; i < 256; ++i) {
+    const Bytes one = record(i % 4, i, std::to_string(i));
+    block.insert(block.end(), one.begin(), one.end());
+  }
+  for (std::size_t size = 0; size <= block.size(); size += size < 200 || size > 8100 ? 1 : 32) {
+    const Data data(std::span<const std::uint8_t>(block).first(size));
+    const Array records = SystemConfig::controlBitsFromData(&data);
+    ASSERT_EQ(records.size(), size < 64 ? 0 : std::min<std::size_t>(254, (size - 64) / 32)) << size;
+    if (records.empty()) continue;
+    const Dictionary& last = *records.at(records.size() - 1).ifDictionary();
+    ASSERT_EQ(last.findString("Software Version"), std::to_string(records.size() - 1));
+  }
+  EXPECT_TRUE(SystemConfig::controlBitsFromData(nullptr).empty());
+}
+
+}  // namespace
+}  // namespace tavik

@@ -1,0 +1,93 @@
+/// @file
+/// What tests of the kernel share: documents written as text, a platform that trusts by content, records as lines.
+#ifndef TAVIK_TESTS_TEST_SUPPORT_H
+#define TAVIK_TESTS_TEST_SUPPORT_H
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <tavik/TavikKernel.h>
+
+#include <filesystem>
+#include <fstream>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace tavik {
+
+/// A value from old-style property-list text.
+inline Value parsed(std::string_view text) {
+  std::string error;
+  auto value = readPropertyList({reinterpret_cast<const std::uint8_t*>(text.data()), text.size()}, error);
+  EXPECT_TRUE(value) << error << " in:\n" << text;
+  return value.value_or(Value());
+}
+
+inline Dictionary parsedDictionary(std::string_view text) { return *parsed(text).ifDictionary(); }
+
+/// Trusts every document but those with an "untrusted" entry, whose text is the reason, and takes "nothing" for a
+/// document that validates to no value at all. Keeps the log.
+class TestPlatform : public Platform {
+ public:
+  std::optional<Value> validatedPropertyListFromSignedDictionary(
+      const Dictionary& signedDictionary, const std::string& publicKeyPath,
+      std::optional<std::string>& errorDescription) const override {
+    EXPECT_EQ(publicKeyPath, "/usr/local/share/misc/TavikKernel-pub.pem");
+    if (signedDictionary.contains("nothing")) return std::nullopt;
+    if (const auto reason = signedDictionary.findString("untrusted")) errorDescription = std::string(*reason);
+    return Value(signedDictionary);
+  }
+  bool logs() const override { return keepsLog; }
+  void log(std::string_view line) const override { lines.emplace_back(line); }
+
+  bool keepsLog = true;
+  mutable std::vector<std::string> lines;
+};
+
+/// A file in the temporary folder for as long as this lives.
+class TemporaryFile {
+ public:
+  explicit TemporaryFile(std::string_view content)
+      : path_(testing::TempDir() + "/tavik-" + std::to_string(getpid()) + "-" +
+              std::to_string(reinterpret_cast<std::uintptr_t>(this))) {
+    std::ofstream(path_, std::ios::binary) << content;
+  }
+  ~TemporaryFile() { std::filesystem::remove(path_); }
+  TemporaryFile(const TemporaryFile&) = delete;
+  TemporaryFile& operator=(const TemporaryFile&) = delete;
+  [[nodiscard]] const std::string& path() const { return path_; }
+
+ private:
+  std::string path_;
+};
+
+/// A kernel over a rule library written as text.
+inline std::unique_ptr<ZRTTavikKernel> kernelWith(std::string_view library, std::shared_ptr<TestPlatform> platform) {
+  const TemporaryFile file(library);
+  return ZRTTavikKernel::init(file.path(), std::move(platform));
+}
+
+/// "rule: pass, ACTUAL, EXPECTED", with whatever else the record holds behind it.
+inline std::string lineOf(const Dictionary& record) {
+  std::string line = description(record.find("rule")) + ": " +
+                     (record.find("result")->ifBoolean().value() ? "pass, " : "FAIL, ") +
+                     description(record.find("actual")) + ", " + description(record.find("expected"));
+  for (const auto [key, value] : record) {
+    if (key != "rule" && key != "result" && key != "actual" && key != "expected") {
+      line += ", " + std::string(key) + " " + description(&value);
+    }
+  }
+  return line;
+}
+
+inline std::vector<std::string> linesOf(const std::optional<Array>& records) {
+  std::vector<std::string> lines;
+  if (!records) return {"absent"};
+  for (const Value& record : *records) lines.push_back(lineOf(*record.ifDictionary()));
+  return lines;
+}
+
+}  // namespace tavik
+
+#endif

@@ -1,0 +1,61 @@
+# Tables of manifest tag names, good and bad, through the script that the build makes the table with.
+#
+#     cmake -D SCRIPT=MakeTagNames.cmake -D FOLDER=scratch -P tag_names_test.cmake
+cmake_minimum_required(VERSION 3.25)
+
+set(table "${FOLDER}/names.tsv")
+set(source "${FOLDER}/names.c")
+file(MAKE_DIRECTORY "${FOLDER}")
+
+macro(make_source)
+  file(REMOVE "${source}")
+  execute_process(COMMAND "${CMAKE_COMMAND}" -D "TABLE=${table}" -D "SOURCE=${source}" -P "${SCRIPT}"
+                  RESULT_VARIABLE status ERROR_VARIABLE message)
+endmacro()
+
+function(refuses content line why)
+  file(WRITE "${table}" "${content}")
+  make_source()
+  string(FIND "${message}" "  ${table}:${line}: ${why}\n" found)
+  if(status EQUAL 0 OR EXISTS "${source}" OR found EQUAL -1)
+    message(SEND_ERROR "\"${content}\" in place of \"${line}: ${why}\" gave ${status}: ${message}")
+  endif()
+endfunction()
+
+function(makes content rows)
+  file(WRITE "${table}" "${content}")
+  make_source()
+  file(READ "${source}" made)
+  string(FIND "${made}" "= {\n    [0] = 0, /* tag 0 has no name */\n${rows}};\n" found)
+  if(NOT status EQUAL 0 OR found EQUAL -1)
+    message(SEND_ERROR "\"${content}\" in place of \"${rows}\" gave ${status}: ${message}${made}")
+  endif()
+endfunction()
+
+string(ASCII 27 escape)
+refuses("1\tA\n2 B\n" 2 "no tab between tag number and name")
+refuses("3008\tA\n3009\tB\n" 2 "tag 3009 is beyond 3008")
+refuses("4294967297\tA\n" 1 "tag 4294967297 is beyond 3008")
+refuses("-1\tA\n" 1 "\"-1\" is no tag number: decimal digits without leading zeros")
+refuses("010\tA\n" 1 "\"010\" is no tag number: decimal digits without leading zeros")
+refuses("\tA\n" 1 "\"\" is no tag number: decimal digits without leading zeros")
+refuses("0\tA\n" 1 "tag 0 has no name")
+refuses("7\tA\n\n8\tB\n7\tC\n" 4 "tag 7 stands already in line 1")
+refuses("7\t\n7\tC\n" 2 "tag 7 stands already in line 1")
+refuses("7\tA b\r\n8\tB\r\n9\tA b\r\n" 3 "the name \"A b\" stands already in line 1")
+refuses("1\tA\n2\tÄ\n" 2 "byte 0xc3 is no printable ASCII character")
+refuses("1\tA\n2\tB${escape}\n" 2 "byte 0x1b is no printable ASCII character")
+refuses("1\tA\tB\n" 1 "a name holds no tab and no carriage return")
+refuses("1\tuNKNOWN\n" 1 "\"uNKNOWN\" is what a tag without a name is called")
+refuses("1\tTag 1\n" 1 "\"Tag 1\" begins with \"Tag \", as the names made from tag numbers do")
+
+makes("" "")
+makes("3008\tLast\n1\tUnknown to us\n2\tTagged" "    [3008] = \"Last\",\n    [1] = \"Unknown to us\",\n    [2] = \"Tagged\",\n")
+makes("4\t\r\n5\tA\r\n" "    [5] = \"A\",\n")
+makes("5\ta;b[\"c\\d??\n6\t]\n" "    [5] = \"a;b[\\\"c\\\\d\\?\\?\",\n    [6] = \"]\",\n")
+
+file(REMOVE "${table}")
+make_source()
+if(status EQUAL 0 OR NOT message MATCHES "there is no such file")
+  message(SEND_ERROR "a missing table gave ${status}: ${message}")
+endif()
