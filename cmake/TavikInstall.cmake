@@ -12,7 +12,7 @@ install(FILES ${PROJECT_BINARY_DIR}/TavikConfig.cmake ${PROJECT_BINARY_DIR}/Tavi
         DESTINATION ${TAVIK_PACKAGE_DIR} COMPONENT development)
 
 file(RELATIVE_PATH TAVIK_PREFIX_FROM_PKGCONFIG "/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/")
-foreach(package tavik-kernel)
+foreach(package tavik-kernel tavik-platform)
   configure_file(cmake/${package}.pc.in ${PROJECT_BINARY_DIR}/${package}.pc @ONLY)
   install(FILES ${PROJECT_BINARY_DIR}/${package}.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
 endforeach()

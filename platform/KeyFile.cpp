@@ -1,0 +1,219 @@
+#include "KeyFile.h"
+
+#include <fcntl.h>
+#include <openssl/pem.h>
+#include <openssl/x509.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <functional>
+#include <memory>
+#include <span>
+#include <string_view>
+#include <system_error>
+#include <utility>
+
+namespace tavik {
+namespace {
+
+constexpr off_t kLargestFile = off_t{1} << 20;
+
+/// Bytes that are wiped when no longer needed, since they may hold a private key.
+class WipedBytes {
+ public:
+  explicit WipedBytes(std::size_t size) : bytes_(size) {}
+  explicit WipedBytes(std::span<const unsigned char> bytes) : bytes_(bytes.begin(), bytes.end()) {}
+  WipedBytes(WipedBytes&&) noexcept = default;
+  WipedBytes& operator=(WipedBytes&&) = delete;
+  ~WipedBytes() { OPENSSL_cleanse(bytes_.data(), bytes_.size()); }
+
+  [[nodiscard]] std::span<unsigned char> span() noexcept { return bytes_; }
+  [[nodiscard]] std::span<const unsigned char> span() const noexcept { return bytes_; }
+
+ private:
+  std::vector<unsigned char> bytes_;
+};
+
+class FileDescriptor {
+ public:
+  explicit FileDescriptor(int number) noexcept : number_(number) {}
+  FileDescriptor(const FileDescriptor&) = delete;
+  FileDescriptor& operator=(const FileDescriptor&) = delete;
+  ~FileDescriptor() {
+    if (number_ >= 0) close(number_);
+  }
+  [[nodiscard]] int number() const noexcept { return number_; }
+
+ private:
+  int number_;
+};
+
+std::string systemReason() { return std::generic_category().message(errno); }
+
+bool readAll(int file, std::span<unsigned char> rest, std::string& error) {
+  while (!rest.empty()) {
+    const ssize_t count = read(file, rest.data(), rest.size());
+    if (count > 0) {
+      rest = rest.subspan(static_cast<std::size_t>(count));
+    } else if (count == 0 || errno != EINTR) {
+      error = count == 0 ? "became shorter while it was read" : systemReason();
+      return false;
+    }
+  }
+  return true;
+}
+
+/// Null for a file that may hold keys.
+const char* whyNoKeyFile(const struct stat& status) {
+  if (!S_ISREG(status.st_mode)) return "not a regular file";
+  if (status.st_size > kLargestFile) return "larger than 1 MiB, so not a file of keys";
+  return status.st_size == 0 ? "empty" : nullptr;
+}
+
+/// The contents of a file, at least one byte.
+std::optional<WipedBytes> readFile(const std::string& path, std::string& error) {
+  const FileDescriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));  // a pipe must not keep us waiting
+  struct stat status {};
+  if (file.number() < 0 || fstat(file.number(), &status) != 0) {
+    error = systemReason();
+    return std::nullopt;
+  }
+  if (const char* reason = whyNoKeyFile(status)) {
+    error = reason;
+    return std::nullopt;
+  }
+  WipedBytes bytes(static_cast<std::size_t>(status.st_size));
+  if (!readAll(file.number(), bytes.span(), error)) return std::nullopt;
+  return bytes;
+}
+
+/// One PEM block: what its BEGIN line names, and its contents.
+struct Block {
+  std::string label;
+  WipedBytes der;
+
+  [[nodiscard]] bool isPrivateKey() const { return label.ends_with("PRIVATE KEY"); }
+};
+
+/// The next block; absent at the end of the text and at a damaged block.
+std::optional<Block> takeBlock(BIO* text) {
+  char* label = nullptr;
+  char* header = nullptr;
+  unsigned char* der = nullptr;
+  long size = 0;
+  if (PEM_read_bio(text, &label, &header, &der, &size) != 1) return std::nullopt;
+  const auto length = static_cast<std::size_t>(size);
+  const auto wipe = [length](unsigned char* bytes) { OPENSSL_clear_free(bytes, length); };
+  const std::unique_ptr<unsigned char, decltype(wipe)> derOwner(der, wipe);
+  const TextHandle headerOwner(header);
+  const TextHandle labelOwner(label);
+  return Block{label, WipedBytes(std::span(der, length))};
+}
+
+std::string keyNumber(std::size_t index) { return "key " + std::to_string(index + 1) + " "; }
+
+/// The blocks of a file, at least one.
+std::optional<std::vector<Block>> readBlocks(const std::string& path, std::string& error) {
+  const std::optional<WipedBytes> bytes = readFile(path, error);
+  if (!bytes) return std::nullopt;
+  const BioHandle text(made(BIO_new_mem_buf(bytes->span().data(), static_cast<int>(bytes->span().size()))));
+  std::vector<Block> blocks;
+  while (std::optional<Block> block = takeBlock(text.get())) blocks.push_back(std::move(*block));
+  if (ERR_GET_REASON(ERR_peek_last_error()) != PEM_R_NO_START_LINE) {
+    error = keyNumber(blocks.size()) + "is damaged: " + openSslReason();
+    return std::nullopt;
+  }
+  if (blocks.empty()) {
+    error = "holds no key: no line begins with -----BEGIN";
+    return std::nullopt;
+  }
+  return blocks;
+}
+
+/// The key that OpenSSL's `decode` makes of the whole block.
+std::optional<SignatureKey> decodeKey(const Block& block, decltype(d2i_PUBKEY)* decode, std::string& error) {
+  const std::span<const unsigned char> der = block.der.span();
+  const unsigned char* position = der.data();
+  PkeyHandle key(decode(nullptr, &position, static_cast<long>(der.size())));
+  if (key == nullptr || position != der.data() + der.size()) {
+    error = "is damaged, or of a kind unknown to OpenSSL";
+    return std::nullopt;
+  }
+  return SignatureKey::admit(std::move(key), error);
+}
+
+std::optional<SignatureKey> publicKeyOf(const Block& block, std::string& error) {
+  if (block.label == "PUBLIC KEY") return decodeKey(block, d2i_PUBKEY, error);
+  if (block.isPrivateKey()) {
+    error = R"(is a private key; put its public key here ("openssl pkey -pubout") and keep the private key away)";
+  } else if (block.label == "CERTIFICATE") {
+    error = R"(is a certificate; put its public key here ("openssl x509 -pubkey -noout"))";
+  } else {
+    error = "is not a block \"PUBLIC KEY\" but \"" + block.label + "\"";
+  }
+  return std::nullopt;
+}
+
+std::optional<std::vector<SignatureKey>> publicKeysIn(const std::string& path, std::string& error) {
+  const std::optional<std::vector<Block>> blocks = readBlocks(path, error);
+  if (!blocks) return std::nullopt;
+  if (blocks->size() > kMostPublicKeys) {
+    error = "holds " + std::to_string(blocks->size()) + " keys; " + std::to_string(kMostPublicKeys) + " are the most";
+    return std::nullopt;
+  }
+  std::vector<SignatureKey> keys;
+  for (const Block& block : *blocks) {
+    std::optional<SignatureKey> key = publicKeyOf(block, error);
+    if (!key) {
+      error.insert(0, keyNumber(keys.size()));
+      return std::nullopt;
+    }
+    keys.push_back(std::move(*key));
+  }
+  return keys;
+}
+
+std::optional<SignatureKey> privateKeyOf(const Block& block, std::string& error) {
+  if (block.label == "PRIVATE KEY") {
+    std::optional<SignatureKey> key = decodeKey(block, d2i_AutoPrivateKey, error);
+    if (!key) error.insert(0, "the private key ");
+    return key;
+  }
+  error = "the private key is " +
+          std::string(block.label == "ENCRYPTED PRIVATE KEY" ? "encrypted" : "not in PKCS #8 form") +
+          R"(; convert it with "openssl pkcs8 -topk8 -nocrypt")";
+  return std::nullopt;
+}
+
+std::optional<SignatureKey> privateKeyIn(const std::string& path, std::string& error) {
+  const std::optional<std::vector<Block>> blocks = readBlocks(path, error);
+  if (!blocks) return std::nullopt;
+  const auto first = std::ranges::find_if(*blocks, &Block::isPrivateKey);
+  if (first == blocks->end()) {
+    error = "holds no private key, but \"" + blocks->front().label + "\"; signing needs the private one";
+    return std::nullopt;
+  }
+  if (std::any_of(first + 1, blocks->end(), std::mem_fn(&Block::isPrivateKey))) {
+    error = "holds several private keys; leave the one to sign with";
+    return std::nullopt;
+  }
+  return privateKeyOf(*first, error);
+}
+
+}  // namespace
+
+std::optional<std::vector<SignatureKey>> readPublicKeys(const std::string& path, std::string& error) {
+  std::optional<std::vector<SignatureKey>> keys = publicKeysIn(path, error);
+  if (!keys) error.insert(0, "public key file \"" + path + "\": ");
+  return keys;
+}
+
+std::optional<SignatureKey> readPrivateKey(const std::string& path, std::string& error) {
+  std::optional<SignatureKey> key = privateKeyIn(path, error);
+  if (!key) error.insert(0, "private key file \"" + path + "\": ");
+  return key;
+}
+
+}  // namespace tavik

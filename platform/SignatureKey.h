@@ -1,0 +1,50 @@
+/// @file
+/// One key that signs or verifies: which keys are good enough, and the signature schemes that go with them.
+#ifndef TAVIK_PLATFORM_SIGNATURE_KEY_H
+#define TAVIK_PLATFORM_SIGNATURE_KEY_H
+
+#include "OpenSsl.h"
+
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace tavik {
+
+/// An Ed25519 key, an ECDSA key on P-256 or an RSA key of 3072 bits and more; public alone, or with its private part.
+class SignatureKey {
+ public:
+  /// Absent with `error` set for a key of another kind, or too weak: "is too weak: RSA with 2048 bits; ...".
+  static std::optional<SignatureKey> admit(PkeyHandle key, std::string& error);
+
+  /// Hexadecimal SHA-256 of the DER SubjectPublicKeyInfo.
+  [[nodiscard]] const std::string& id() const noexcept { return id_; }
+  /// "Ed25519", "ECDSA on P-256" or "RSA with 3072 bits".
+  [[nodiscard]] std::string name() const;
+
+  /// Whether a signature by a key of this kind and size may look like this.
+  [[nodiscard]] bool couldHaveMade(std::span<const std::uint8_t> signature) const noexcept;
+  [[nodiscard]] bool verifies(std::span<const std::uint8_t> signature, std::span<const std::uint8_t> message) const;
+  /// Needs the private part.
+  [[nodiscard]] std::optional<std::vector<std::uint8_t>> sign(std::span<const std::uint8_t> message,
+                                                              std::string& error) const;
+
+ private:
+  enum class Scheme : std::uint8_t { kEd25519, kEcdsaP256, kRsaPss };
+
+  SignatureKey(PkeyHandle key, Scheme scheme);
+  static std::optional<Scheme> schemeOf(const EVP_PKEY& key, std::string& error);
+  using Initializer = decltype(EVP_DigestVerifyInit);
+  [[nodiscard]] bool begin(Initializer* initialize, EVP_MD_CTX* context) const;
+
+  PkeyHandle key_;
+  Scheme scheme_;
+  std::string id_;
+};
+
+}  // namespace tavik
+
+#endif
