@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
@@ -13,6 +14,8 @@
 #include <random>
 #include <span>
 #include <string>
+#include <string_view>
+#include <tuple>
 #include <vector>
 
 namespace {
@@ -59,51 +62,56 @@ class Block {
   std::unique_ptr<std::uint8_t[]> bytes_;
 };
 
-// The rules, read a second time: an element's parts are cut out first and judged afterwards.
-struct Element {
-  std::size_t start, headerLength, dataLength;
-  std::uint32_t tagClass, tag, isConstructed;
-};
+// What the outputs of a query hold before it.
+constexpr std::uint32_t kUntouched = 77;
+constexpr DERDecoderItem kUntouchedItem{nullptr, 77, 77, 77, nullptr, 77, 77};
 
-struct Specification {
+auto fields(const DERDecoderItem& item) {
+  return std::tuple(item.buffer, item.bufferLength, item.tagClass, item.tag, item.data, item.dataLength,
+                    item.isConstructed);
+}
+
+struct ExpectedItem {
   int required, tagClass, tag, isConstructed;
 };
 
+// The rules, read a second time: an element's parts are cut out first and judged afterwards.
 class Model {
  public:
   explicit Model(std::span<const std::uint8_t> region) {
-    std::size_t start = 0;
-    while (status == kEnd && start < region.size()) {
-      Element element{};
-      status = read(region.subspan(start), element);
-      if (status == kNone) status = element.headerLength + element.dataLength > region.size() - start ? kOverrun : kEnd;
+    while (status == kEnd && !region.empty()) {
+      DERDecoderItem item{};
+      status = readHeader(region, item);
+      if (status == kNone) status = headerLength(item) + item.dataLength > region.size() ? kOverrun : kEnd;
       if (status != kEnd) return;
-      element.start = start;
-      start += element.headerLength + element.dataLength;
-      elements.push_back(element);
+      item.bufferLength = static_cast<std::uint32_t>(headerLength(item)) + item.dataLength;
+      items.push_back(item);
+      region = region.subspan(item.bufferLength);
     }
   }
 
-  static std::uint32_t read(std::span<const std::uint8_t> bytes, Element& element) {
-    std::size_t tagEnd = 1;
+  static std::uint32_t readHeader(std::span<const std::uint8_t> bytes, DERDecoderItem& item) {
     if (bytes.empty()) return kBadTag;
-    if ((bytes[0] & 31) == 31) {
-      while (tagEnd < bytes.size() && bytes[tagEnd] >= 128) ++tagEnd;
-      ++tagEnd;
-    }
-    const bool cut = tagEnd > bytes.size();
-    const auto tag =
-        (bytes[0] & 31) != 31 ? bytes[0] & 31U : number(bytes.first(cut ? tagEnd - 1 : tagEnd).subspan(1), 7);
+    const bool isLong = (bytes[0] & 31) == 31;
+    std::size_t tagEnd = 1;
+    while (isLong && tagEnd < bytes.size() && bytes[tagEnd] >= 128) ++tagEnd;
+    const bool isCut = isLong && tagEnd == bytes.size();
+    if (isLong && !isCut) ++tagEnd;
+    const auto tag = isLong ? number(bytes.first(tagEnd).subspan(1), 7) : bytes[0] & 31U;
     if (!tag) return kOverflow;
-    if (cut) return kBadTag;
+    if (isCut) return kBadTag;
     const auto rest = bytes.subspan(tagEnd);
     if (rest.empty()) return kBadLength;
     const std::size_t octets = rest[0] < 128 ? 0 : rest[0] - 128U;
     if (octets >= rest.size()) return kBadLength;
     const auto length = rest[0] < 128 ? rest[0] : number(rest.subspan(1, octets), 8);
     if (!length) return kOverflow;
-    element = {0, tagEnd + 1 + octets, *length, bytes[0] / 64U, *tag, bytes[0] / 32U % 2};
+    item = {bytes.data(), 0, bytes[0] / 64U, *tag, rest.data() + 1 + octets, *length, bytes[0] / 32U % 2};
     return kNone;
+  }
+
+  static std::size_t headerLength(const DERDecoderItem& item) {
+    return static_cast<std::size_t>(item.data - item.buffer);
   }
 
   // Absent beyond four significant groups.
@@ -119,183 +127,147 @@ class Model {
     return static_cast<std::uint32_t>(value);
   }
 
-  [[nodiscard]] const Element* find(std::uint32_t tagClass, std::uint32_t tag, std::uint32_t isConstructed,
-                                    std::size_t from) const {
-    for (std::size_t i = from; i < elements.size(); ++i) {
-      const Element& e = elements[i];
-      if (e.tagClass == tagClass && e.tag == tag && e.isConstructed == isConstructed) return &e;
+  [[nodiscard]] const DERDecoderItem* find(const DERDecoderItem& wanted, std::size_t from) const {
+    for (std::size_t i = from; i < items.size(); ++i) {
+      if (items[i].tagClass == wanted.tagClass && items[i].tag == wanted.tag &&
+          items[i].isConstructed == wanted.isConstructed) {
+        return &items[i];
+      }
     }
     return nullptr;
   }
 
-  std::uint32_t parse(std::span<const Specification> specifications, std::array<const Element*, 4>& opened) const {
+  std::uint32_t parse(std::span<const ExpectedItem> expectedItems, std::array<const DERDecoderItem*, 4>& opened) const {
     std::size_t next = 0;
-    for (std::size_t i = 0; i < specifications.size(); ++i) {
-      const auto [required, tagClass, tag, isConstructed] = specifications[i];
-      if (next >= elements.size() && status != kEnd) return status;
-      const Element* e = next < elements.size() ? &elements[next] : nullptr;
-      if (e != nullptr && static_cast<int>(e->tagClass) == tagClass && static_cast<int>(e->tag) == tag &&
-          static_cast<int>(e->isConstructed) == isConstructed) {
-        opened[i] = e;
+    for (std::size_t i = 0; i < expectedItems.size(); ++i) {
+      const auto [required, tagClass, tag, isConstructed] = expectedItems[i];
+      if (next >= items.size() && status != kEnd) return status;
+      const DERDecoderItem* item = next < items.size() ? &items[next] : nullptr;
+      if (item != nullptr && static_cast<int>(item->tagClass) == tagClass && static_cast<int>(item->tag) == tag &&
+          static_cast<int>(item->isConstructed) == isConstructed) {
+        opened[i] = item;
         ++next;
       } else if (required != 0) {
         return kMismatch;
-      } else if (e == nullptr && i + 1 == specifications.size()) {
+      } else if (item == nullptr && i + 1 == expectedItems.size()) {
         return kEnd;
       }
     }
     if (status != kEnd) return status;
-    return next < elements.size() ? kMismatch : kNone;
+    return next < items.size() ? kMismatch : kNone;
   }
 
-  std::vector<Element> elements;
+  std::vector<DERDecoderItem> items;
   std::uint32_t status = kEnd;  // where the walk ends
 };
 
-// What a query leaves in its outputs, or what they held before: values that no query gives.
-struct Outputs {
-  std::uint32_t status = 77, tagClass = 77, tag = 77, isConstructed = 77, dataLength = 77, encodingLength = 77,
-                index = 0;
-  const std::uint8_t* data = nullptr;
-  const std::uint8_t* encoding = nullptr;
-  bool operator==(const Outputs&) const = default;
-};
-
-void PrintTo(const Outputs& o, std::ostream* out) {
-  *out << "status " << o.status << ", class " << o.tagClass << ", tag " << o.tag << ", constructed " << o.isConstructed
-       << ", length " << o.dataLength << ", encoding " << o.encodingLength << ", index " << o.index;
+void compareAt(const DERDecoder& decoder, const Model& model, std::uint32_t index) {
+  const bool found = index < model.items.size();
+  DERDecoderItem expected = found ? model.items[index] : kUntouchedItem;
+  const std::uint32_t status = found ? kNone : model.status;
+  DERDecoderItem item = kUntouchedItem;
+  EXPECT_EQ(DERDecoderGetEncodingAt(&decoder, index, &item.tagClass, &item.tag, &item.isConstructed, &item.data,
+                                    &item.dataLength, &item.buffer, &item.bufferLength),
+            status);
+  EXPECT_EQ(fields(item), fields(expected));
+  item = kUntouchedItem;
+  EXPECT_EQ(DERDecoderGetDataAt(&decoder, &item.tagClass, &item.tag, &item.isConstructed, &item.data, &item.dataLength,
+                                index),
+            status);
+  expected.buffer = item.buffer;
+  expected.bufferLength = item.bufferLength;
+  if (found) expected.isConstructed = 0;
+  EXPECT_EQ(fields(item), fields(expected));
+  EXPECT_EQ(DERDecoderGetDataAt(&decoder, nullptr, nullptr, nullptr, nullptr, nullptr, index), status);
 }
 
-void compareAt(const Block& block, const Model& model, std::uint32_t index) {
-  const DERDecoder decoder = block.decoder();
-  Outputs data;
-  data.status = DERDecoderGetDataAt(&decoder, &data.tagClass, &data.tag, &data.isConstructed, &data.data,
-                                    &data.dataLength, index);
-  Outputs whole;
-  whole.status = DERDecoderGetEncodingAt(&decoder, index, &whole.tagClass, &whole.tag, &whole.isConstructed,
-                                         &whole.data, &whole.dataLength, &whole.encoding, &whole.encodingLength);
-  Outputs expected;
-  expected.status = model.status;
-  if (index < model.elements.size()) {
-    const Element& e = model.elements[index];
-    expected = {kNone, e.tagClass, e.tag, 0, static_cast<std::uint32_t>(e.dataLength)};
-    expected.data = block.begin() + e.start + e.headerLength;
-  }
-  EXPECT_EQ(data, expected);
-  if (index < model.elements.size()) {
-    const Element& e = model.elements[index];
-    expected.isConstructed = e.isConstructed;
-    expected.encoding = block.begin() + e.start;
-    expected.encodingLength = static_cast<std::uint32_t>(e.headerLength + e.dataLength);
-  }
-  EXPECT_EQ(whole, expected);
-  EXPECT_EQ(DERDecoderGetDataAt(&decoder, nullptr, nullptr, nullptr, nullptr, nullptr, index), expected.status);
-}
-
-void compareWithTag(const Block& block, const Model& model, const Element& wanted, std::uint32_t from) {
-  const DERDecoder decoder = block.decoder();
-  const auto [start, header, length, tagClass, tag, isConstructed] = wanted;
-  Outputs content;
-  content.index = from;
-  content.status = DERDecoderGetDataWithTag(&decoder, tagClass, tag, isConstructed, &content.data, &content.dataLength,
-                                            &content.index);
-  Outputs whole;
-  whole.index = from;
-  whole.status = DERDecoderGetEncodingWithTag(&decoder, tagClass, tag, isConstructed, &whole.encoding,
-                                              &whole.encodingLength, &whole.index);
-  Outputs expectedContent;
-  expectedContent.status = model.status;
-  expectedContent.index = from;
-  Outputs expectedWhole = expectedContent;
-  if (const Element* e = model.find(tagClass, tag, isConstructed, from)) {
-    expectedContent.status = expectedWhole.status = kNone;
-    expectedContent.index = expectedWhole.index = static_cast<std::uint32_t>(e - model.elements.data());
-    expectedContent.data = block.begin() + e->start + e->headerLength;
-    expectedContent.dataLength = static_cast<std::uint32_t>(e->dataLength);
-    expectedWhole.encoding = block.begin() + e->start;
-    expectedWhole.encodingLength = static_cast<std::uint32_t>(e->headerLength + e->dataLength);
-  }
-  EXPECT_EQ(content, expectedContent);
-  EXPECT_EQ(whole, expectedWhole);
+void compareWithTag(const DERDecoder& decoder, const Model& model, const DERDecoderItem& wanted, std::uint32_t from) {
+  const DERDecoderItem* found = model.find(wanted, from);
+  const DERDecoderItem& expected = found == nullptr ? kUntouchedItem : *found;
+  const std::uint32_t status = found == nullptr ? model.status : kNone;
+  const auto position = found == nullptr ? from : static_cast<std::uint32_t>(found - model.items.data());
+  DERDecoderItem item = kUntouchedItem;
+  std::uint32_t index = from;
+  EXPECT_EQ(DERDecoderGetDataWithTag(&decoder, wanted.tagClass, wanted.tag, wanted.isConstructed, &item.data,
+                                     &item.dataLength, &index),
+            status);
+  EXPECT_EQ(index, position);
+  index = from;
+  EXPECT_EQ(DERDecoderGetEncodingWithTag(&decoder, wanted.tagClass, wanted.tag, wanted.isConstructed, &item.buffer,
+                                         &item.bufferLength, &index),
+            status);
+  EXPECT_EQ(index, position);
+  EXPECT_EQ(std::tie(item.data, item.dataLength), std::tie(expected.data, expected.dataLength));
+  EXPECT_EQ(std::tie(item.buffer, item.bufferLength), std::tie(expected.buffer, expected.bufferLength));
 }
 
 template <class Integer>
-void compareInteger(const Block& block, const Model& model, const Element& wanted,
+void compareInteger(const DERDecoder& decoder, const Model& model, DERDecoderItem wanted,
                     std::uint32_t (*get)(const DERDecoder*, std::uint32_t, std::uint32_t, Integer*)) {
-  const DERDecoder decoder = block.decoder();
-  Integer value = 77;
-  Integer expected = 77;
+  wanted.isConstructed = 0;
+  Integer value = kUntouched;
+  Integer expected = kUntouched;
   std::uint32_t status = model.status;
-  if (const Element* e = model.find(wanted.tagClass, wanted.tag, 0, 0)) {
-    status = e->dataLength == sizeof(Integer) ? kNone : kOverrun;
-    if (status == kNone) std::memcpy(&expected, block.begin() + e->start + e->headerLength, sizeof expected);
+  if (const DERDecoderItem* item = model.find(wanted, 0)) {
+    status = item->dataLength == sizeof(Integer) ? kNone : kOverrun;
+    if (status == kNone) std::memcpy(&expected, item->data, sizeof expected);
   }
   EXPECT_EQ(get(&decoder, wanted.tagClass, wanted.tag, &value), status);
   EXPECT_EQ(value, expected);
 }
 
-void compareLists(const Block& block, const Model& model) {
-  const DERDecoder decoder = block.decoder();
-  const auto size = static_cast<std::uint32_t>(model.elements.size());
-  const bool whole = model.status == kEnd;
-  std::uint32_t count = 77;
-  EXPECT_EQ(DERDecoderGetCount(&decoder, &count), whole ? kNone : model.status);
-  EXPECT_EQ(count, whole ? size : 77U);
+void compareLists(const DERDecoder& decoder, const Model& model) {
+  const bool sound = model.status == kEnd;
+  const std::uint32_t size = sound ? static_cast<std::uint32_t>(model.items.size()) : kUntouched;
+  std::uint32_t count = kUntouched;
+  EXPECT_EQ(DERDecoderGetCount(&decoder, &count), sound ? kNone : model.status);
+  EXPECT_EQ(count, size);
 
-  DERDecoderItemList list{77, 77, nullptr};
-  count = 77;
-  EXPECT_EQ(DERDecoderGetAllData(&decoder, &list, &count), whole && size > 0 ? kNone : model.status);
-  EXPECT_EQ(count, whole ? size : 77U);
-  EXPECT_EQ(list.index, whole ? size : 77U);
-  EXPECT_EQ(list.capacity, whole ? size : 77U);
-  for (std::uint32_t i = 0; whole && i < size; ++i) {
-    const Element& e = model.elements[i];
-    EXPECT_EQ(list.items[i].buffer, block.begin() + e.start);
-    EXPECT_EQ(list.items[i].bufferLength, e.headerLength + e.dataLength);
-    EXPECT_EQ(list.items[i].data, block.begin() + e.start + e.headerLength);
-    EXPECT_EQ(list.items[i].isConstructed, e.isConstructed);
-    EXPECT_EQ(list.items[i].tag, e.tag);
-  }
+  DERDecoderItemList list{kUntouched, kUntouched, nullptr};
+  count = kUntouched;
+  EXPECT_EQ(DERDecoderGetAllData(&decoder, &list, &count), sound && size > 0 ? kNone : model.status);
+  EXPECT_EQ(count, size);
+  EXPECT_EQ(list.index, size);
+  EXPECT_EQ(list.capacity, size);
+  EXPECT_EQ(list.items != nullptr, sound && size > 0);
+  for (std::uint32_t i = 0; sound && i < size; ++i) EXPECT_EQ(fields(list.items[i]), fields(model.items[i]));
   DERDecoderFreeData(&list);
   EXPECT_EQ(list.items, nullptr);
   DERDecoderFreeData(&list);
 }
 
-void compareInitialize(const Block& block, const Bytes& bytes, std::uint32_t request) {
-  const DERDecoder before{block.begin(), 77};
-  DERDecoder decoder = before;
+void compareInitialize(const DERDecoder& region, std::uint32_t request) {
+  DERDecoder decoder{nullptr, kUntouched};
   std::uint32_t length = request;
-  Element element{};
-  std::uint32_t status = request == 0 ? Model::read(bytes, element) : kNone;
-  const std::size_t whole = request == 0 ? element.headerLength + element.dataLength : request;
+  DERDecoderItem first{};
+  std::uint32_t status = request == 0 ? Model::readHeader({region.buffer, region.length}, first) : kNone;
+  const std::size_t whole = request == 0 ? Model::headerLength(first) + first.dataLength : request;
   if (status == kNone && whole > 0xFFFFFFFF) status = kOverflow;
-  if (status == kNone && whole > block.size()) status = kOverrun;
-  EXPECT_EQ(DERDecoderInitialize(&decoder, block.begin(), &length, block.size()), status);
+  if (status == kNone && whole > region.length) status = kOverrun;
+  EXPECT_EQ(DERDecoderInitialize(&decoder, region.buffer, &length, region.length), status);
   EXPECT_EQ(length, status == kNone ? whole : request);
-  EXPECT_EQ(decoder.length, status == kNone ? whole : 77U);
+  EXPECT_EQ(decoder.buffer, status == kNone ? region.buffer : nullptr);
+  EXPECT_EQ(decoder.length, status == kNone ? whole : kUntouched);
 }
 
-void compareSequence(const Block& block, const Model& model, std::span<const Specification, 4> s, std::size_t count) {
-  const DERDecoder decoder = block.decoder();
-  const std::uint8_t untouched = 0;
-  std::array<DERDecoder, 4> out;
-  out.fill({&untouched, 77});
-  std::array<const Element*, 4> opened{};
+void compareSequence(const DERDecoder& decoder, const Model& model, std::span<const ExpectedItem, 4> s,
+                     std::size_t count) {
+  DERDecoder out[4];
+  std::ranges::fill(out, DERDecoder{nullptr, kUntouched});
+  std::array<const DERDecoderItem*, 4> opened{};
   const std::uint32_t expected = model.parse(s.first(count), opened);
+#define EXPECTED_ITEM(i) s[i].required, s[i].tagClass, s[i].tag, s[i].isConstructed, &out[i]
   EXPECT_EQ(DERDecoderParseSequence(&decoder, static_cast<int>(count),  // what lies beyond the count is not read
-                                    s[0].required, s[0].tagClass, s[0].tag, s[0].isConstructed, out.data(),
-                                    s[1].required, s[1].tagClass, s[1].tag, s[1].isConstructed, &out[1], s[2].required,
-                                    s[2].tagClass, s[2].tag, s[2].isConstructed, &out[2], s[3].required, s[3].tagClass,
-                                    s[3].tag, s[3].isConstructed, &out[3]),
+                                    EXPECTED_ITEM(0), EXPECTED_ITEM(1), EXPECTED_ITEM(2), EXPECTED_ITEM(3)),
             expected);
-  for (std::size_t i = 0; i < out.size(); ++i) {
-    const Element* e = opened[i];
-    if (e == nullptr || (e->isConstructed == 1 && e->dataLength == 0)) {
-      EXPECT_EQ(out[i].buffer, &untouched);
-      continue;
-    }
-    EXPECT_EQ(out[i].buffer, block.begin() + e->start + (e->isConstructed == 1 ? e->headerLength : 0));
-    EXPECT_EQ(out[i].length, e->dataLength + (e->isConstructed == 1 ? 0 : e->headerLength));
+#undef EXPECTED_ITEM
+  for (std::size_t i = 0; i < opened.size(); ++i) {
+    DERDecoder region{nullptr, kUntouched};
+    const DERDecoderItem* item = opened[i];
+    if (item != nullptr && item->isConstructed == 0) region = {item->buffer, item->bufferLength};
+    if (item != nullptr && item->isConstructed == 1 && item->dataLength > 0) region = {item->data, item->dataLength};
+    EXPECT_EQ(out[i].buffer, region.buffer);
+    EXPECT_EQ(out[i].length, region.length);
   }
 }
 
@@ -307,29 +279,27 @@ std::uint32_t below(Random& random, std::size_t limit) { return static_cast<std:
 void compareAll(const Bytes& bytes, Random& random) {
   SCOPED_TRACE(toHex(bytes));
   const Block block(bytes);
-  const Model model(bytes);
-  compareLists(block, model);
-  for (const std::size_t request : {std::size_t{0}, bytes.size(), bytes.size() + 1}) {
-    compareInitialize(block, bytes, static_cast<std::uint32_t>(request));
-  }
+  const DERDecoder decoder = block.decoder();
+  const Model model({decoder.buffer, decoder.length});
+  compareLists(decoder, model);
+  for (const std::uint32_t request : {0U, decoder.length, decoder.length + 1}) compareInitialize(decoder, request);
   const auto some = [&] {
-    Element e{0, 0, 0, below(random, 4), below(random, 32), below(random, 2)};
-    if (!model.elements.empty() && random() % 8 != 0) e = model.elements[below(random, model.elements.size())];
-    return e;
+    if (!model.items.empty() && random() % 8 != 0) return model.items[below(random, model.items.size())];
+    return DERDecoderItem{nullptr, 0, below(random, 4), below(random, 32), nullptr, 0, below(random, 2)};
   };
-  compareAt(block, model, below(random, model.elements.size() + 2));
-  compareWithTag(block, model, some(), below(random, model.elements.size() + 1));
-  compareInteger(block, model, some(), DERDecoderGetInteger32WithTag);
-  compareInteger(block, model, some(), DERDecoderGetInteger64WithTag);
-  std::array<Specification, 4> specifications{};
+  compareAt(decoder, model, below(random, model.items.size() + 2));
+  compareWithTag(decoder, model, some(), below(random, model.items.size() + 1));
+  compareInteger(decoder, model, some(), DERDecoderGetInteger32WithTag);
+  compareInteger(decoder, model, some(), DERDecoderGetInteger64WithTag);
+  std::array<ExpectedItem, 4> expectedItems{};
   std::size_t next = 0;
-  for (Specification& s : specifications) {
-    const bool fits = next < model.elements.size() && random() % 4 != 0;
-    const Element e = fits ? model.elements[next++] : some();
-    s = {static_cast<int>(random() % 2), static_cast<int>(e.tagClass), static_cast<int>(e.tag),
-         static_cast<int>(e.isConstructed)};
+  for (ExpectedItem& s : expectedItems) {
+    const bool fits = next < model.items.size() && random() % 4 != 0;
+    const DERDecoderItem item = fits ? model.items[next++] : some();
+    s = {static_cast<int>(random() % 2), static_cast<int>(item.tagClass), static_cast<int>(item.tag),
+         static_cast<int>(item.isConstructed)};
   }
-  compareSequence(block, model, specifications, below(random, 5));
+  compareSequence(decoder, model, expectedItems, below(random, 5));
 }
 
 // Sound elements in many spellings.
@@ -408,22 +378,19 @@ TEST(DERDecoderTest, ReadsHeaders) {
     SCOPED_TRACE(c.why);
     const Block block(fromHex(c.hex));
     const DERDecoder decoder = block.decoder();
-    Outputs o;
-    o.tagClass = o.tag = o.isConstructed = o.dataLength = 0;
-    EXPECT_EQ(DERDecoderGetEncodingAt(&decoder, 0, &o.tagClass, &o.tag, &o.isConstructed, nullptr, &o.dataLength,
-                                      nullptr, nullptr),
+    DERDecoderItem item{};
+    EXPECT_EQ(DERDecoderGetEncodingAt(&decoder, 0, &item.tagClass, &item.tag, &item.isConstructed, nullptr,
+                                      &item.dataLength, nullptr, nullptr),
               c.status);
-    EXPECT_EQ(o.tagClass, c.tagClass);
-    EXPECT_EQ(o.tag, c.tag);
-    EXPECT_EQ(o.isConstructed, c.isConstructed);
-    EXPECT_EQ(o.dataLength, c.dataLength);
+    EXPECT_EQ(std::tie(item.tagClass, item.tag, item.isConstructed, item.dataLength),
+              std::tie(c.tagClass, c.tag, c.isConstructed, c.dataLength));
     compareAll(fromHex(c.hex), random);
   }
   Bytes longest = fromHex("04 FF ");  // 127 length octets
   longest.insert(longest.end(), 126, 0);
   longest.insert(longest.end(), {1, 0x41});
   compareAll(longest, random);
-  EXPECT_EQ(Model(longest).elements.size(), 1U);
+  EXPECT_EQ(Model(longest).items.size(), 1U);
 }
 
 TEST(DERDecoderTest, TakesTheLengthFromTheFirstElement) {
@@ -455,12 +422,12 @@ TEST(DERDecoderTest, TakesTheLengthFromTheFirstElement) {
 }
 
 TEST(DERDecoderTest, ParsesSequences) {
-  constexpr Specification kInteger{1, 0, 2, 0}, kText{1, 0, 12, 0}, kSet{1, 0, 17, 1};
-  constexpr Specification kMaybeText{0, 0, 12, 0}, kMaybeSet{0, 0, 17, 1}, kUnused{};
+  constexpr ExpectedItem kInteger{1, 0, 2, 0}, kText{1, 0, 12, 0}, kSet{1, 0, 17, 1};
+  constexpr ExpectedItem kMaybeText{0, 0, 12, 0}, kMaybeSet{0, 0, 17, 1}, kUnused{};
   struct Case {
     const char* why;
     const char* hex;
-    std::vector<Specification> specifications;
+    std::vector<ExpectedItem> expectedItems;
     std::uint32_t status;
   };
   const Case cases[] = {
@@ -481,12 +448,14 @@ TEST(DERDecoderTest, ParsesSequences) {
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.why);
-    std::array<Specification, 4> four{kUnused, kUnused, kUnused, kUnused};
-    std::ranges::copy(c.specifications, four.begin());
-    const Model model(fromHex(c.hex));
-    std::array<const Element*, 4> opened{};
-    EXPECT_EQ(model.parse(c.specifications, opened), c.status);
-    compareSequence(Block(fromHex(c.hex)), model, four, c.specifications.size());
+    std::array<ExpectedItem, 4> four{kUnused, kUnused, kUnused, kUnused};
+    std::ranges::copy(c.expectedItems, four.begin());
+    const Block block(fromHex(c.hex));
+    const DERDecoder decoder = block.decoder();
+    const Model model({decoder.buffer, decoder.length});
+    std::array<const DERDecoderItem*, 4> opened{};
+    EXPECT_EQ(model.parse(c.expectedItems, opened), c.status);
+    compareSequence(decoder, model, four, c.expectedItems.size());
   }
 }
 
@@ -513,7 +482,7 @@ TEST(DERDecoderTest, EveryPrefixAndEveryChangedByteReadsAsTheRulesSay) {
 
 TEST(DERDecoderTest, ReadsRandomBytesAsTheRulesSay) {
   Random random(3);
-  std::array<int, 7> seen{};
+  std::array<int, 7> seen{};  // by status
   for (int round = 0; round < 100000 && !HasFailure(); ++round) {
     Bytes bytes = randomElements(random);
     for (std::uint32_t changes = below(random, 5); changes > 0; --changes) mutate(bytes, random);

@@ -133,6 +133,8 @@ TEST(TreeTest, EveryShortExpressionParsesAsTheGrammarReads) {
   std::optional<Error> error;
   EXPECT_EQ(AbstractTreeNode::parsePredicateString(std::nullopt, kernel, error), nullptr);
   EXPECT_EQ(error->code(), -100007);
+  EXPECT_EQ(AbstractTreeNode::parsePredicateString("\xDE \xF0", kernel, error), nullptr) << "no UTF-8";
+  EXPECT_EQ(error->localizedDescription(), "invalid logical operator:\uFFFD \uFFFD");
 }
 
 TEST(TreeTest, CombinesRecords) {

@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 #include <tavik/ManifestParser.h>
 
+#include <cctype>
+#include <cstdint>
 #include <fstream>
 #include <map>
 #include <string>

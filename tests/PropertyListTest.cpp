@@ -183,6 +183,8 @@ TEST(XmlPropertyListTest, RefusesWithPlace) {
       {"end only", "</array>", "line 1, column 1: there is nothing"},
       {"end with attribute", "<array></array a=''>", "line 1, column 8: this tag is malformed"},
       {"attribute without value", "<array a>", "line 1, column 1: this tag is malformed"},
+      {"attributes without space", "<array a=''b=''>", "line 1, column 1: this tag is malformed"},
+      {"tag in an attribute", "<array a='<b>'>", "line 1, column 1: this tag is malformed"},
       {"tag cut short", "<true/", "line 1, column 1: this tag is malformed"},
       {"cut in a container", "<dict>\n", "line 2, column 1: the document ends inside the <dict> of line 1, column 1"},
       {"cut in text", "<string>abc", "line 1, column 12: the document ends inside the <string> of line 1, column 1"},
@@ -194,6 +196,7 @@ TEST(XmlPropertyListTest, RefusesWithPlace) {
       {"unknown entity", "<string>a&nbsp;</string>", "line 1, column 10: \"&\" begins no character reference"},
       {"lone ampersand", "<string>R&D</string>", "line 1, column 10: \"&\" begins no character reference"},
       {"surrogate", "<string>&#xD800;</string>", "line 1, column 9: \"&\" begins"},
+      {"last surrogate", "<string>&#xDFFF;</string>", "line 1, column 9: \"&\" begins"},
       {"beyond Unicode", "<string>&#x110000;</string>", "line 1, column 9: \"&\" begins"},
       {"reference beyond 32 bits", "<string>&#4294967361;</string>", "line 1, column 9: \"&\" begins"},
       {"reference with a sign", "<string>&#-1;&#+1;</string>", "line 1, column 9: \"&\" begins"},
@@ -284,6 +287,8 @@ TEST(TextPropertyListTest, RefusesWithPlace) {
       {"short Unicode escape", R"("\U12")", "line 1, column 2: \\U needs four"},
       {"lone high surrogate", R"("\Ud83d\n")", "line 1, column 2: half of a surrogate pair"},
       {"two high surrogates", R"("\Ud83d\Ud83d")", "line 1, column 2: half of a surrogate pair"},
+      {"surrogate and no surrogate", R"("\Ud83d\Uffff")", "line 1, column 2: half of a surrogate pair"},
+      {"two low surrogates", R"("\Ude00\Ude00")", "line 1, column 2: half of a surrogate pair"},
       {"lone low surrogate", R"("\Ude00")", "line 1, column 2: half of a surrogate pair"},
       {"control character", "\"a\0\""s, "line 1, column 3: a control character"},
       {"open comment", "(a /* *)", "line 1, column 4: this comment does not end"},
@@ -340,6 +345,7 @@ TEST(BinaryPropertyListTest, RefusesWithPlace) {
       {"reference size 0", changed(22, "\0"sv), "byte 22: references have a size"},
       {"more objects than table", changed(30, "\x03"), "byte 23: the document is too short for so many objects"},
       {"objects beyond reason", changed(23, "\xFF"), "byte 23: the document is too short for so many objects"},
+      {"more objects than bytes", binary({"\x09", ""}), "byte 21: the document is too short for so many objects"},
       {"no objects", changed(30, "\0"sv), "byte 31: there is no object 0"},
       {"top object that is none", changed(38, "\x02"), "byte 31: there is no object 2, only 2"},
       {"table beyond the end", changed(46, "\x10"), "byte 39: the table of objects lies outside"},
@@ -408,12 +414,15 @@ TEST(BinaryPropertyListTest, RefusesDepthHoweverItIsShared) {
   EXPECT_THAT(refusalOf(binary(chain(513), {2, 2, 0})), StartsWith("byte 1544: arrays and dictionaries"));
   EXPECT_THAT(refusalOf(binary(chain(10000), {3, 2, 0})), HasSubstr("more than 512"));
 
-  std::vector<std::string> shared = chain(511);  // first read two levels down, then referred to from below three more
-  shared[0] = "\xA2" + bigEndian(2, 2) + bigEndian(512, 2);
-  shared[511] = "\xA1" + bigEndian(513, 2);
-  shared.push_back("\xA1" + bigEndian(514, 2));
-  shared.push_back("\xA1" + bigEndian(1, 2));
-  EXPECT_THAT(refusalOf(binary(shared, {2, 2, 0})), HasSubstr("arrays and dictionaries"));
+  // The second element holds the first one, which was read a level further out.
+  const auto shared = [](std::uint64_t length) {
+    std::vector<std::string> objects = {"\xA2" + bigEndian(2, 2) + bigEndian(1, 2), "\xA1" + bigEndian(2, 2)};
+    while (objects.size() < length + 2) objects.push_back("\xA1" + bigEndian(objects.size() + 1, 2));
+    objects.emplace_back("\x56inside");
+    return binary(objects, {2, 2, 0});
+  };
+  EXPECT_EQ(readable(shared(510)), Value(Array::of(nested(510), nested(511))));
+  EXPECT_THAT(refusalOf(shared(511)), StartsWith("byte 13: arrays and dictionaries"));
 }
 
 TEST(BinaryPropertyListTest, RefusesWhatSharingBlowsUp) {
@@ -443,11 +452,12 @@ TEST(PropertyListTest, AllEncodingsOfOneDocumentAreEqual) {
             expected);
 }
 
-// Equality sees neither the order of keys nor the kind of a number nor the sign of a zero: the encoded bytes do.
+// Equality sees neither the order of keys nor the kind of a number nor the sign of a zero; the encoded bytes do.
 void expectRoundTrip(const Value& value) {
   for (const PropertyListFormat format : kFormats) {
     const std::string document = written(value, format);
     const Value back = readable(document);
+    EXPECT_EQ(back, value) << document;
     EXPECT_EQ(written(back, PropertyListFormat::kBinary), written(value, PropertyListFormat::kBinary))
         << description(&value);
   }
@@ -493,13 +503,13 @@ TEST(PropertyListTest, WhatIsWrittenReadsBackKindForKind) {
 }
 
 TEST(PropertyListTest, XmlIsReadable) {
-  Dictionary value{{"Name", "a<b"},
+  Dictionary value{{"Name", "a<b\x01\xEF\xBF\xBF"},
                    {"List", Array::of(1, 1.0, true)},
                    {"Empty", Array()},
                    {"Data", Data(std::vector<std::uint8_t>(60))}};
   EXPECT_EQ(written(value, PropertyListFormat::kXml),
             "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist "
-            "version=\"1.0\">\n<dict>\n\t<key>Name</key>\n\t<string>a&lt;b</string>\n"
+            "version=\"1.0\">\n<dict>\n\t<key>Name</key>\n\t<string>a&lt;b&#1;&#65535;</string>\n"
             "\t<key>List</key>\n\t<array>\n\t\t<integer>1</integer>\n\t\t<real>1</real>\n\t\t<true/>\n\t</array>\n"
             "\t<key>Empty</key>\n\t<array/>\n\t<key>Data</key>\n\t<data>\n\t" +
                 std::string(76, 'A') + "\n\tAAAA\n\t</data>\n</dict>\n</plist>\n");
@@ -524,6 +534,7 @@ TEST(PropertyListTest, WhatCouldNotBeReadBackIsNotWritten) {
     std::string error;
     EXPECT_TRUE(writePropertyList(nested(512), format, error));
     EXPECT_THAT(error, IsEmpty());
+    EXPECT_FALSE(writePropertyList(nested(513), format, error));
     EXPECT_FALSE(writePropertyList(nested(100000), format, error));
     EXPECT_THAT(error, HasSubstr("more than 512 deep"));
     EXPECT_FALSE(writePropertyList(Dictionary{{"Rules", Array::of("a", Date::sinceReference(1e12))}}, format, error));
@@ -564,6 +575,10 @@ TEST(PropertyListTest, Files) {
   namespace fs = std::filesystem;
   const fs::path folder = fs::path(testing::TempDir()) / ("tavik-property-lists-" + std::to_string(getpid()));
   fs::create_directory(folder);
+  const auto openFiles = [] {
+    return std::distance(fs::directory_iterator("/proc/self/fd"), fs::directory_iterator());
+  };
+  const auto openBefore = openFiles();
   const auto refusal = [&](const std::string& path) {
     std::string error;
     EXPECT_FALSE(readPropertyListFile(path, error));
@@ -583,6 +598,7 @@ TEST(PropertyListTest, Files) {
   EXPECT_THAT(refusal(pipe), HasSubstr("not a regular file"));  // and does not wait for a writer
   fs::resize_file(file, (std::uintmax_t{1} << 30) + 1);
   EXPECT_EQ(refusal(file), "the file is larger than 1 GiB");
+  EXPECT_EQ(openFiles(), openBefore);
   fs::remove_all(folder);
 }
 
@@ -611,7 +627,8 @@ TEST(DateTextTest, BothDirectionsAreExact) {
        {"", "Z", "2026-11-21T01:02:03", "2026-11-21 01:02:03Z", "2026-11-21T01:02:03.Z", "2026-11-21T01:02:03,5Z",
         "2026-11-21T01:02:03+00Z", "2026-02-29T00:00:00Z", "2026-00-01T00:00:00Z", "2026-13-01T00:00:00Z",
         "2026-01-00T00:00:00Z", "2026-01-01T24:00:00Z", "2026-01-01T00:60:00Z", "2026-12-31T23:59:60Z",
-        "0000-12-31T23:59:59Z", "9999-12-31T23:59:59.99999999999Z", "10000-01-01T00:00:00Z"}) {
+        "0000-12-31T23:59:59Z", "0000-12-31T23:59:59.99999999999999Z", "9999-12-31T23:59:59.99999999999Z",
+        "10000-01-01T00:00:00Z"}) {
     EXPECT_FALSE(dateFromIsoText(text)) << text;
   }
   for (const double seconds : {252423993600.0, -63113904000.1, std::nan("")})

@@ -4,6 +4,7 @@
 #include <tavik/SystemConfig.h>
 
 #include <array>
+#include <cstdint>
 #include <random>
 #include <string>
 #include <vector>

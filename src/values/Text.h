@@ -19,7 +19,7 @@ std::string replacingIllFormedUtf8(std::string_view bytes);
 /// Appends one Unicode scalar value in UTF-8.
 void appendUtf8(std::string& text, char32_t character);
 
-/// Takes the first character off well-formed, non-empty text.
+/// Takes the first character off non-empty text: U+FFFD for an ill-formed sequence.
 char32_t takeCharacter(std::string_view& text) noexcept;
 
 /// Length in characters of well-formed text.

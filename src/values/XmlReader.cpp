@@ -144,7 +144,7 @@ class XmlReader {
   void readRestOfTag(Tag& tag);
   bool takeEndTag(const Tag& tag);
   void requireMore(const Tag& open) const;
-  void requireEndOf(const Tag& begin, const Tag& end) const;
+  static void requireEndOf(const Tag& begin, const Tag& end);
   struct Attribute {
     std::string_view name;
     std::string_view value;
@@ -444,7 +444,7 @@ void XmlReader::appendReference() {
   const std::string_view reference = document_.substr(start + 1, end == std::string_view::npos ? 0 : end - start - 1);
   const std::optional<char32_t> character = referredCharacter(reference);
   if (!character) {
-    throw Refusal{start, "\"&\" begins no character reference that is known; for the character itself write \"&amp;\""};
+    throw Refusal{start, R"("&" begins no character reference that is known; for the character itself write "&amp;")"};
   }
   appendUtf8(scratch_, *character);
   position_ = end + 1;
@@ -501,7 +501,7 @@ void XmlReader::requireMore(const Tag& open) const {
   throw Refusal{position_, "the document ends inside the " + inBrackets(open.name) + " of", open.offset};
 }
 
-void XmlReader::requireEndOf(const Tag& begin, const Tag& end) const {
+void XmlReader::requireEndOf(const Tag& begin, const Tag& end) {
   if (end.name == begin.name) return;
   throw Refusal{end.offset, "this tag ends no " + inBrackets(begin.name) + ", which is open from", begin.offset};
 }

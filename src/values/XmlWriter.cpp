@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
-#include <cmath>
 #include <cstdint>
 #include <iterator>
 
@@ -35,7 +34,6 @@ class XmlWriter {
   void appendBase64(std::span<const std::uint8_t> bytes);
   template <class Number>
   void appendNumber(std::string_view begin, Number number, std::string_view end);
-  void appendReal(double number);
   void appendElement(std::string_view begin, std::string_view text, std::string_view end);
   void appendText(std::string_view text);
   std::size_t appendSpecial(std::string_view text);
@@ -63,7 +61,7 @@ void XmlWriter::append(const Value& value, std::size_t depth) {
   if (const Array* array = value.ifArray()) return appendArray(*array, depth);
   if (const Data* data = value.ifData()) return appendData(data->bytes(), depth);
   if (const auto integer = value.ifInteger()) return appendNumber("<integer>", *integer, "</integer>");
-  if (const auto real = value.ifReal()) return appendReal(*real);
+  if (const auto real = value.ifReal()) return appendNumber("<real>", *real, "</real>");
   if (const auto date = value.ifDate()) return appendElement("<date>", dateToIsoText(*date).value(), "</date>");
   document_ += value.ifBoolean().value() ? "<true/>" : "<false/>";
 }
@@ -119,11 +117,6 @@ void XmlWriter::appendBase64(std::span<const std::uint8_t> bytes) {
     document_ += bytes.size() > 1 ? kDigits[group >> 6 & 0x3F] : '=';
     document_ += bytes.size() > 2 ? kDigits[group & 0x3F] : '=';
   }
-}
-
-// Of NaN there is only one in text.
-void XmlWriter::appendReal(double number) {
-  appendNumber("<real>", std::isnan(number) ? std::fabs(number) : number, "</real>");
 }
 
 // The shortest text that reads back to the same number.
