@@ -1,0 +1,249 @@
+"""`tavik check`: the JSON byte for byte, the table, the exit statuses, the station dictionary and the log."""
+
+import fcntl
+import json
+import os
+import plistlib
+import pty
+import struct
+import subprocess
+import termios
+import unittest
+
+from support import FAILED, FAULT, NO_VERDICT, PASSED, TAVIK, UNUSABLE, CommandTest
+
+LIBRARY = {
+    "version": "L1",
+    "Model": {"attribute": "ModelNumber", "predicate": "hasPrefix", "value": "MD"},
+    "Region": {"attribute": "RegionInfo", "predicate": "valueInList", "value": ["LL/A", "ZP/A"]},
+    "Hidden": {"attribute": "ModelNumber", "predicate": "hasPrefix", "value": "MD", "hideResult": True},
+    "Reference": {"attribute": "ModelNumber", "predicate": "equal", "references": [{"source": "sfc"}]},
+    "Send": {"attribute": "ModelNumber", "predicate": "sendStaticAttribute", "value": {"OnPass": "good", "OnFail": 5}},
+    "Malformed": {"attribute": "ModelNumber", "predicate": "a XOR b"},
+    "Faulty": {"attribute": "ModelNumber", "predicate": "equal", "references": []},
+}
+DEVICE = {"ModelNumber": "MD123", "RegionInfo": "LL/A"}
+VERSIONS = (
+    '{"rule": "TavikKernel lib version", "result": true, "actual": "3.1900", "expected": "current library"}, '
+    '{"rule": "TavikRules version", "result": true, "actual": "L1", "expected": "current rules"}, '
+    '{"rule": "device Rules version", "result": true, "actual": "7", "expected": "current rules"}'
+)
+MODEL = '{"rule": "Model", "result": true, "actual": "MD123", "expected": "has prefix MD"}'
+UNSIGNED = "tavik: check: --unsigned: the rule documents are taken as they are, no signature is checked\n"
+
+
+class CheckTest(CommandTest):
+    def setUp(self):
+        super().setUp()
+        self.file("library", json.dumps(LIBRARY))
+
+    def arguments(self, *rules, device=None, local=None):
+        """The command line for a device that gets these rules."""
+        documents = local or {"version": 7, "GenericRules": {rule: {} for rule in rules}}
+        self.file("rules", json.dumps(documents))
+        self.file("device", json.dumps(DEVICE | (device or {})))
+        return ("check", "--unsigned", "--library", "library", "--rules", "rules", "--attributes", "device")
+
+    def check(self, *rules, options=(), **inputs):
+        run = self.tavik(*self.arguments(*rules, **inputs), *options)
+        self.assertTrue(run.err.startswith(UNSIGNED), run.err)
+        run.err = run.err[len(UNSIGNED):]
+        return run
+
+    def expect(self, run, status, out, err=""):
+        self.assertEqual((run.out, run.err, run.status), (out, err, status))
+
+    def test_json(self):
+        json_option = ("--format", "json")
+        self.expect(self.check("Model", options=json_option), PASSED,
+                    f'{{"records": [{VERSIONS}, {MODEL}], "station": {{}}, "error": null}}\n')
+        self.expect(self.check("Model", "Region", device={"RegionInfo": "XX"}, options=json_option), FAILED,
+                    f'{{"records": [{VERSIONS}, {MODEL}, {{"rule": "Region", "result": false, "actual": "XX", '
+                    '"expected": "one of LL/A,ZP/A"}], "station": {}, "error": null}\n')
+        self.expect(self.check("Hidden", options=json_option), PASSED,
+                    f'{{"records": [{VERSIONS}, {{"rule": "Hidden", "result": true, "actual": "MD123", '
+                    '"expected": "has prefix MD", "hideResult": ""}], "station": {}, "error": null}\n')
+        self.expect(self.check("Malformed", options=json_option), NO_VERDICT,
+                    '{"records": null, "station": {}, "error": {"domain": "ZRT Tavik Error Domain", "code": -100006, '
+                    '"description": "invalid logical operator:a XOR b"}}\n',
+                    'tavik: check: rule "Malformed": invalid logical operator:a XOR b\n')
+        self.expect(self.check(local={"version": 7, "MPNRules": {}}, options=json_option), NO_VERDICT,
+                    f'{{"records": [{VERSIONS}, {{"rule": "failed to build device specific rule list", "result": false, '
+                    '"actual": "unknown MPN:MD123", "expected": "valid rule lists"}], "station": {}, "error": '
+                    '{"domain": "ZRT Tavik Error Domain", "code": -100003, "description": "unknown MPN:MD123"}}\n',
+                    "tavik: check: --rules rules: unknown MPN:MD123\n")
+        self.expect(self.check(options=json_option), NO_VERDICT,
+                    f'{{"records": [{VERSIONS}, {{"rule": "Device Rules", "result": false, "actual": "no rules specified", '
+                    '"expected": "valid rule lists"}], "station": {}, "error": null}\n',
+                    "tavik: check: --rules rules: no rules specified\n")
+
+    def test_a_fault_names_its_rule(self):
+        run = self.check("Send", "Faulty", options=("--format", "json"))
+        outcome = json.loads(run.out)
+        self.assertEqual(run.status, FAULT)
+        self.assertEqual((outcome["records"], outcome["error"], outcome["fault"]["kind"]), (None, None, "range"))
+        self.assertEqual(outcome["station"], {"OnPass": "good", "OnFail": 5})
+        self.assertTrue(outcome["fault"]["message"].startswith('rule "Faulty": '))
+        self.assertEqual(run.err, f"tavik: check: fault: {outcome['fault']['message']}\n")
+
+        run = self.check(local={"GenericRules": {"Model": {}}})
+        self.assertEqual((run.status, run.out), (FAULT, ""))
+        self.assertNotIn("rule \"", run.err)
+
+    def test_table(self):
+        run = self.check("Model", "Region", "Hidden", "Nowhere", device={"RegionInfo": "bad\x1b[2J\nthing"})
+        self.expect(run, FAILED, """\
+      rule                     actual                                   expected
+pass  TavikKernel lib version  3.1900                                   current library
+pass  TavikRules version       L1                                       current rules
+pass  device Rules version     7                                        current rules
+pass  Model                    MD123                                    has prefix MD
+FAIL  Region                   bad\\x1b[2J\\nthing                        one of LL/A,ZP/A
+FAIL  Nowhere                  attribute (null) not found from device!  N/A
+
+FAIL  Region
+      actual    bad\\x1b[2J\\nthing
+      expected  one of LL/A,ZP/A
+
+FAIL  Nowhere
+      actual    attribute (null) not found from device!
+      expected  N/A
+
+FAILED  4 rules: 2 passed, 2 failed, 1 hidden
+""")
+        self.assertTrue(self.check("Model").out.endswith("\nPASSED  1 rule: 1 passed, 0 failed\n"))
+        self.assertTrue(self.check().out.endswith("\nNO VERDICT: no rule was checked\n"))
+
+    def test_a_hidden_rule_that_fails_is_shown(self):
+        out = self.check("Hidden", device={"ModelNumber": "XX"}).out
+        self.assertIn("FAIL  Hidden (hidden) ", out)
+        self.assertIn("FAILED  1 rule: 0 passed, 1 failed, 1 hidden\n", out)
+
+    def test_wide_characters_and_long_texts_stay_aligned_and_whole(self):
+        long = "MD" + "x" * 300
+        lines = self.check("Model", "Region", device={"ModelNumber": "MD日本", "RegionInfo": long}).out.splitlines()
+        self.assertIn(f"FAIL  Region                   {long}  one of LL/A,ZP/A", lines)
+        self.assertIn("pass  Model                    MD日本" + " " * 44 + "has prefix MD", lines)
+
+    def on_terminal(self, columns, **environment):
+        """What a terminal shows of a failing check."""
+        arguments = self.arguments("Model", "Region", device={"RegionInfo": "R" * 100})
+        master, terminal = pty.openpty()
+        fcntl.ioctl(terminal, termios.TIOCSWINSZ, struct.pack("4H", 40, columns, 0, 0))
+        keep = {name: value for name, value in os.environ.items() if name not in ("COLUMNS", "NO_COLOR")}
+        subprocess.run([TAVIK, *arguments], stdout=terminal, stderr=subprocess.DEVNULL, cwd=self.folder, check=False,
+                       env=keep | {"TERM": "xterm"} | environment)
+        os.close(terminal)
+        shown = b""
+        try:
+            while piece := os.read(master, 65536):
+                shown += piece
+        except OSError:
+            pass  # how the end of a pseudo terminal looks
+        os.close(master)
+        return shown.decode().replace("\r\n", "\n")
+
+    def test_a_terminal_gets_colour_and_lines_that_fit(self):
+        shown = self.on_terminal(70)
+        self.assertIn("\x1b[1;31mFAIL  Region", shown)
+        table, details = shown.split("\n\n", 1)
+        self.assertIn("R…", table)
+        self.assertIn("actual    " + "R" * 100 + "\n", details)
+        plain = self.on_terminal(70, NO_COLOR="1")
+        self.assertNotIn("\x1b", plain)
+        self.assertEqual(max(len(line) for line in plain.split("\n\n")[0].splitlines()), 70)
+        self.assertNotIn("\x1b", self.on_terminal(70, TERM="dumb"))
+        self.assertIn("\x1b", self.on_terminal(70, NO_COLOR=""))
+        wide = self.on_terminal(70, NO_COLOR="1", COLUMNS="200")
+        self.assertIn("R" * 100, wide.split("\n\n")[0])
+
+    def test_sources(self):
+        self.file("sfc.plist", plistlib.dumps({"ModelNumber": "MD123"}))
+        self.assertEqual(self.check("Reference").status, FAILED)
+        self.assertEqual(self.check("Reference", options=("--source", "sfc=sfc.plist", "--source", "gui=device")).status, PASSED)
+        arguments = self.arguments("Reference")
+        cases = (
+            ("--source sfc=sfc.plist: the source \"sfc\" is given twice", ("--source", "sfc=sfc.plist") * 2),
+            ("--source sfc.plist: is not of the form NAME=FILE", ("--source", "sfc.plist")),
+            ("--source sfc=missing: No such file", ("--source", "sfc=missing")),
+        )
+        for why, options in cases:
+            with self.subTest(why):
+                self.refuses(UNUSABLE, why, *arguments, *options)
+
+    def test_inputs_must_be_dictionaries(self):
+        self.file("array", "[1]")
+        arguments = self.arguments("Model")
+        for option in ("--library", "--rules", "--attributes"):
+            with self.subTest(option):
+                changed = list(arguments)
+                changed[changed.index(option) + 1] = "array"
+                self.refuses(UNUSABLE, f"{option} array: is not a dictionary", *changed)
+        self.refuses(UNUSABLE, "--source sfc=array: is not a dictionary", *arguments, "--source", "sfc=array")
+
+    def test_the_station_dictionary_is_written_after_the_run(self):
+        station = ("--station", "station.plist")
+        self.check("Send", options=station)
+        self.assertEqual(plistlib.loads((self.folder / "station.plist").read_bytes()), {"OnPass": "good", "OnFail": 5})
+        self.check("Model", options=station)  # what an earlier device left does not stay
+        self.assertEqual(plistlib.loads((self.folder / "station.plist").read_bytes()), {})
+        self.refuses(UNUSABLE, "standard output is for the records", *self.arguments("Model"), "--station", "-")
+        self.refuses(UNUSABLE, "--station none/x: No such file", *self.arguments("Model"), "--station", "none/x")
+
+    def test_the_log_is_appended_to(self):
+        for _ in range(2):
+            self.assertEqual(self.check("Model", options=("--log", "log")).status, PASSED)
+        lines = (self.folder / "log").read_text().splitlines()
+        self.assertEqual(sum(line.endswith("Z processing Model") for line in lines), 2)
+        self.assertRegex(lines[0], r"^20\d\d-\d\d-\d\dT\d\d:\d\d:\d\d\.\d\d\dZ sourcesForReferences: ")
+        self.check("Faulty", options=("--log", "fault.log"))
+        self.assertEqual((self.folder / "fault.log").read_text().count("processing Faulty"), 1)
+        self.refuses(UNUSABLE, "--log none/log: No such file", *self.arguments("Model"), "--log", "none/log")
+        self.refuses(UNUSABLE, "--log /dev/full: No space left", *self.arguments("Model"), "--log", "/dev/full")
+
+
+class EvalTest(CommandTest):
+    def eval(self, expression, *options):
+        run = self.tavik("eval", expression, *options)
+        return run.status, run.out, run.err
+
+    def test_records(self):
+        self.file("list.plist", plistlib.dumps(["A", "B"]))
+        cases = (
+            ("hasSuffix", '"ABC"', '"BC"', PASSED, '{"result": true, "actual": "ABC", "expected": "has suffix BC"}'),
+            ("NOT hasSuffix", '"ABC"', '"BC"', FAILED, '{"result": false, "actual": "ABC", "expected": "not has suffix BC"}'),
+            ("equal", "5", "5.0", PASSED, '{"result": true, "actual": 5, "expected": "equal 5"}'),
+            ("equal", '{"$data": "3q0="}', "-1", FAILED, '{"result": false, "actual": {"$data": "3q0="}, "expected": "equal -1"}'),
+            ("valueInList", '"B"', "@list.plist", PASSED, '{"result": true, "actual": "B", "expected": "one of A,B"}'),
+            ("nope", "1", "1", FAILED,
+             '{"result": false, "expected": "valid predicate name", "actual": "unknown predicate nope:value:"}'),
+        )
+        for expression, attribute, value, status, record in cases:
+            with self.subTest(expression):
+                got = self.eval(expression, "--attribute", attribute, "--value", value, "--format", "json")
+                got_record = json.loads(got[1])
+                self.assertEqual((got[0], got_record, got[2]), (status, json.loads(record), ""))
+        self.assertEqual(self.eval("hasSuffix", "--attribute", '"ABC"', "--value", '"BC"')[1],
+                         "result      pass\nactual      ABC\nexpected    has suffix BC\n")
+
+    def test_references_choose_the_form_and_stand_in_for_nothing(self):
+        run = self.eval("equal", "--attribute", "1", "--references", '{"a": 1}', "--format", "json")
+        self.assertIn("unknown predicate equal:references:value:", run[1])
+        self.refuses(UNUSABLE, "--references: is not a dictionary", "eval", "equal", "--attribute", "1", "--references", "[]")
+
+    def test_malformed_expressions_and_faults(self):
+        self.assertEqual(self.eval("a XOR b", "--attribute", "1", "--format", "json"), (
+            NO_VERDICT, '{"error": {"domain": "ZRT Tavik Error Domain", "code": -100006, "description": '
+            '"invalid logical operator:a XOR b"}}\n', "tavik: eval: invalid logical operator:a XOR b\n"))
+        self.refuses(NO_VERDICT, "invalid logical operator:a b c d", "eval", "a b c d", "--attribute", "1")
+        status, out, err = self.eval("sendStaticAttribute", "--attribute", "1", "--format", "json")
+        self.assertEqual((status, json.loads(out)["fault"]["kind"]), (FAULT, "invalid-argument"))
+        self.assertTrue(err.startswith("tavik: eval: sendStaticAttribute: fault: "))
+
+    def test_the_log(self):
+        self.eval("a XOR b", "--attribute", "1", "--log", "log")
+        self.assertIn("*******ERROR:invalid logical operator:a XOR b*******", (self.folder / "log").read_text())
+
+
+if __name__ == "__main__":
+    unittest.main()

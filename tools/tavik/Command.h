@@ -1,0 +1,51 @@
+/// @file
+/// What a command of `tavik` is: a row in the table of main.cpp and a file that defines it.
+#ifndef TAVIK_TOOL_COMMAND_H
+#define TAVIK_TOOL_COMMAND_H
+
+#include <CLI/CLI.hpp>
+#include <functional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "Documents.h"
+#include "ExitStatus.h"
+
+namespace tavik::tool {
+
+/// What a command does once its options are parsed.
+using Run = std::function<ExitStatus()>;
+
+struct Command {
+  std::string_view name;
+  std::string_view summary;
+  /// Adds the command's options, and a text about examples and exit statuses as the footer.
+  Run (*define)(CLI::App& app);
+};
+
+Run defineCheck(CLI::App& app);
+Run defineConvert(CLI::App& app);
+Run defineDecode(CLI::App& app);
+Run defineEval(CLI::App& app);
+Run defineKeygen(CLI::App& app);
+Run defineSign(CLI::App& app);
+Run defineVerify(CLI::App& app);
+
+/// An option that takes one text and may be given once.
+template <class Text>  // std::string or std::optional<std::string>
+CLI::Option* addText(CLI::App& app, const std::string& name, Text& text, const char* type, const std::string& help) {
+  return app.add_option(name, text, help)->type_name(type)->multi_option_policy(CLI::MultiOptionPolicy::Throw);
+}
+
+/// "--format", with the first of `formats` as the default.
+void addFormat(CLI::App& app, std::string& format, const std::vector<std::string>& formats);
+
+void addPublicKey(CLI::App& app, PlatformOptions& options);
+void addLog(CLI::App& app, PlatformOptions& options);
+/// "--public-key", "--unsigned" and "--log".
+void addPlatform(CLI::App& app, PlatformOptions& options);
+
+}  // namespace tavik::tool
+
+#endif

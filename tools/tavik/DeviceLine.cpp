@@ -1,0 +1,120 @@
+#include "DeviceLine.h"
+
+#include <fmt/format.h>
+
+#include <utility>
+
+#include "JsonSyntax.h"
+#include "Text.h"
+
+namespace tavik::tool {
+namespace {
+
+constexpr std::string_view kId = "id";
+constexpr std::string_view kAttributes = "attributes";
+constexpr std::string_view kSources = "sources";
+
+/// What is wrong with a line that is JSON; empty when nothing is.
+std::string whyUnusable(const Value& line) {
+  const Dictionary* const members = line.ifDictionary();
+  if (members == nullptr) return "is not an object";
+  for (const auto [key, value] : *members) {
+    if (key != kId && key != kAttributes && key != kSources) {
+      return fmt::format(R"("{}" is none of "id", "attributes" and "sources")", shortened(visible(key), 40));
+    }
+  }
+  const Value* const attributes = members->find(kAttributes);
+  if (attributes == nullptr) return R"("attributes" is missing)";
+  if (attributes->ifDictionary() == nullptr) return R"("attributes" is not an object)";
+  const Value* const sources = members->find(kSources);
+  if (sources == nullptr) return "";
+  if (sources->ifDictionary() == nullptr) return R"("sources" is not an object)";
+  for (const auto [name, source] : *sources->ifDictionary()) {
+    if (source.ifDictionary() == nullptr) {
+      return fmt::format(R"(the source "{}" is not an object)", shortened(visible(name), 40));
+    }
+  }
+  return "";
+}
+
+const Dictionary& memberOf(const Value& line, std::string_view key) {
+  static const Dictionary kNone;
+  const Dictionary* const member = line.ifDictionary()->findDictionary(key);
+  return member == nullptr ? kNone : *member;
+}
+
+std::string namesOfFailed(const Array& records) {
+  std::string names;
+  for (const Value& record : records) {
+    if (passed(record)) continue;
+    names += (names.empty() ? "" : ", ") + lineOf(record.ifDictionary()->find("rule"));
+  }
+  return names;
+}
+
+/// What failed, in a few words.
+std::string findings(const DeviceResult& result) {
+  if (result.inputError) return "input: " + visible(*result.inputError);
+  switch (statusOf(result.outcome)) {
+    case ExitStatus::kFault:
+      return "fault: " + visible(whyNoVerdict(result.outcome));
+    case ExitStatus::kNoVerdict:
+      return "no verdict: " + visible(whyNoVerdict(result.outcome));
+    default:
+      return namesOfFailed(*result.outcome.records);
+  }
+}
+
+}  // namespace
+
+DeviceResult DeviceChecker::check(Line& line) {
+  std::string error;
+  const std::optional<Value> content = line.tooLong ? std::nullopt : reader_.read(line.text, error, line.number);
+  DeviceResult result{.id = idOf(line, content), .inputError = {}, .outcome = {}};
+  if (line.tooLong) {
+    error = fmt::format("line {}: is longer than {} MiB", line.number, kLongestLine >> 20);
+  } else if (const std::string why = content ? whyUnusable(*content) : ""; !why.empty()) {
+    error = fmt::format("line {}: {}", line.number, why);
+  }
+  if (error.empty()) {
+    result.outcome = runCheck(kernel_, memberOf(*content, kAttributes), rules_, memberOf(*content, kSources));
+  } else {
+    result.inputError = std::move(error);
+  }
+  return result;
+}
+
+Value DeviceChecker::idOf(const Line& line, const std::optional<Value>& content) {
+  if (content && content->ifDictionary() != nullptr) {
+    if (const Value* const id = content->ifDictionary()->find(kId)) return *id;
+  }
+  if (!content) {
+    std::string text(findMember(line.text, kId).value_or(""));
+    std::string ignored;
+    if (std::optional<Value> id = reader_.read(text, ignored)) return *std::move(id);
+  }
+  return Value(static_cast<std::int64_t>(line.number));
+}
+
+void appendJson(std::string& out, const DeviceResult& result) {
+  out += "{\"id\": ";
+  appendJson(out, result.id);
+  out += ", ";
+  if (result.inputError) {
+    out += "\"input_error\": ";
+    appendJsonString(out, *result.inputError);
+  } else {
+    appendOutcome(out, result.outcome);
+  }
+  out += "}\n";
+}
+
+void appendText(std::string& out, const DeviceResult& result, const Screen& screen) {
+  const bool pass = result.passed();
+  std::string line = fmt::format("{}  {}", pass ? "pass" : "FAIL", lineOf(&result.id));
+  if (!pass) line += "  " + findings(result);
+  if (screen.width) line = shortened(line, *screen.width);
+  out += styled(line, pass ? Style::kPlain : Style::kBad, screen) + "\n";
+}
+
+}  // namespace tavik::tool

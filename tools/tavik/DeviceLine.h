@@ -1,0 +1,52 @@
+/// @file
+/// One device of a batch: a line of JSON in, a line about its check run out.
+#ifndef TAVIK_TOOL_DEVICE_LINE_H
+#define TAVIK_TOOL_DEVICE_LINE_H
+
+#include <tavik/Value.h>
+#include <tavik/ZRTTavikKernel.h>
+
+#include <optional>
+#include <string>
+
+#include "CheckRun.h"
+#include "Json.h"
+#include "LineReader.h"
+#include "Terminal.h"
+
+namespace tavik::tool {
+
+/// What came of a line: a check run, or why there was none.
+struct DeviceResult {
+  Value id;  ///< the line's number where the line does not tell
+  std::optional<std::string> inputError;
+  CheckOutcome outcome;  ///< meaningless with an input error
+
+  [[nodiscard]] bool passed() const { return !inputError && statusOf(outcome) == ExitStatus::kPassed; }
+};
+
+/// Checks devices one after the other, keeping its working memory. For one thread at a time.
+class DeviceChecker {
+ public:
+  DeviceChecker(const ZRTTavikKernel& kernel, const Dictionary& rules) : kernel_(kernel), rules_(rules) {}
+
+  /// `line` holds anything; {"id": any, "attributes": {...}, "sources": {"sfc": {...}}} is what gets a check run.
+  DeviceResult check(Line& line);
+
+ private:
+  Value idOf(const Line& line, const std::optional<Value>& content);
+
+  const ZRTTavikKernel& kernel_;
+  const Dictionary& rules_;
+  JsonReader reader_;
+};
+
+/// {"id": ..., "records": ..., "station": ..., "error": ...} or {"id": ..., "input_error": "..."}, with a line end.
+void appendJson(std::string& out, const DeviceResult& result);
+
+/// The verdict, the id, and what failed, as one line for people.
+void appendText(std::string& out, const DeviceResult& result, const Screen& screen);
+
+}  // namespace tavik::tool
+
+#endif

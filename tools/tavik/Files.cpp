@@ -1,0 +1,324 @@
+#include "Files.h"
+
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <sys/stat.h>
+#include <tavik/PropertyList.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <climits>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <system_error>
+#include <utility>
+
+#include "ExitStatus.h"
+#include "Json.h"
+#include "Text.h"
+
+namespace tavik::tool {
+namespace {
+
+constexpr std::string_view kStandardStream = "-";
+constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
+
+std::string systemReason() { return std::generic_category().message(errno); }
+
+/// Refuses what has no end or is no file: only files, pipes, sockets and a terminal on standard input are read.
+void checkReadable(const std::string& name, int file, bool isStandardInput) {
+  struct stat status {};
+  if (fstat(file, &status) != 0) throw Unusable(name + ": " + systemReason());
+  if (S_ISDIR(status.st_mode)) throw Unusable(name + ": is a directory");
+  const bool readable = S_ISREG(status.st_mode) || S_ISFIFO(status.st_mode) || S_ISSOCK(status.st_mode) ||
+                        (isStandardInput && isatty(file) != 0);
+  if (!readable) throw Unusable(name + ": is a device, not a file");
+}
+
+[[noreturn]] void refuseSize(const std::string& name) { throw Unusable(name + ": is larger than 1 GiB"); }
+
+std::string readAll(const std::string& name, int file) {
+  constexpr std::size_t kChunk = std::size_t{1} << 18;
+  struct stat status {};
+  const bool sized = fstat(file, &status) == 0 && S_ISREG(status.st_mode);
+  if (sized && static_cast<std::uint64_t>(status.st_size) > kLargestInput) refuseSize(name);
+  std::string bytes;
+  std::size_t size = 0;
+  while (true) {
+    if (bytes.size() - size < kChunk) bytes.resize(std::max(2 * size, kChunk));
+    const ssize_t count = read(file, bytes.data() + size, bytes.size() - size);
+    if (count == 0) break;
+    if (count > 0) {
+      size += static_cast<std::size_t>(count);
+    } else if (errno != EINTR) {
+      throw Unusable(name + ": " + systemReason());
+    }
+    if (size > kLargestInput) refuseSize(name);
+  }
+  bytes.resize(size);
+  return bytes;
+}
+
+std::string_view withoutByteOrderMark(std::string_view text) {
+  return text.substr(text.starts_with(kByteOrderMark) ? kByteOrderMark.size() : 0);
+}
+
+std::string_view withoutWhiteSpace(std::string_view text) {
+  text.remove_prefix(std::min(text.find_first_not_of(" \t\r\n"), text.size()));
+  return text;
+}
+
+/// What follows the text in quotes that `text` begins with; empty when it does not end.
+std::string_view afterQuotedText(std::string_view text) {
+  for (std::size_t i = 1; i < text.size(); ++i) {
+    if (text[i] == '\\') {
+      ++i;
+    } else if (text[i] == '"') {
+      return text.substr(i + 1);
+    }
+  }
+  return {};
+}
+
+/// "{" begins a dictionary in old-style text too: there "=" or ";" follows a key in quotes, and a key may lack them.
+bool objectIsJson(std::string_view text) {
+  const std::string_view inside = withoutWhiteSpace(text.substr(1));
+  if (!inside.starts_with('"')) return inside.empty() || inside.starts_with('}');
+  const std::string_view next = withoutWhiteSpace(afterQuotedText(inside));
+  return !next.starts_with('=') && !next.starts_with(';') && !next.starts_with('/');
+}
+
+bool isLiteral(std::string_view text) {
+  return std::ranges::any_of(std::initializer_list<std::string_view>{"true", "false", "null"}, [&](auto word) {
+    return text.starts_with(word) && withoutWhiteSpace(text.substr(word.size())).empty();
+  });
+}
+
+Value parseJson(const std::string& name, std::string& text) {
+  std::string error;
+  std::optional<Value> value = JsonReader().read(text, error);
+  if (!value) throw Unusable(name + ": " + error);
+  return *std::move(value);
+}
+
+/// Takes off the front of `bytes` what could be written; false with `errno` set when that is not all.
+bool writeOff(int file, std::string_view& bytes) {
+  while (!bytes.empty()) {
+    const ssize_t count = write(file, bytes.data(), bytes.size());
+    if (count >= 0) {
+      bytes.remove_prefix(static_cast<std::size_t>(count));
+    } else if (errno != EINTR) {
+      return false;
+    }
+  }
+  return true;
+}
+
+/// Writes all of it; false with `errno` set when that fails.
+bool writeAll(int file, std::string_view bytes) { return writeOff(file, bytes); }
+
+[[noreturn]] void failStandardOutput(int reason) {
+  if (reason == EPIPE) throw ReaderGone();
+  throw Unusable("standard output: " + std::generic_category().message(reason));
+}
+
+/// Takes the last `count` bytes off the regular file that standard output may be.
+void withdrawFromStandardOutput(std::size_t count) {
+  struct stat status {};
+  const off_t end = lseek(STDOUT_FILENO, 0, SEEK_CUR);
+  if (fstat(STDOUT_FILENO, &status) != 0 || !S_ISREG(status.st_mode) || status.st_size != end) return;
+  const off_t wanted = end - static_cast<off_t>(count);
+  if (ftruncate(STDOUT_FILENO, wanted) == 0) lseek(STDOUT_FILENO, wanted, SEEK_SET);
+}
+
+/// The file itself where `path` is a link to one, so that the link stays.
+std::string resolved(const std::string& path) {
+  std::error_code error;
+  const std::filesystem::path file = std::filesystem::canonical(path, error);
+  return error ? path : file.string();
+}
+
+std::string folderOf(const std::string& path) {
+  const std::string folder = std::filesystem::path(path).parent_path().string();
+  return folder.empty() ? "." : folder;
+}
+
+void writeInPlace(const std::string& name, const std::string& path, std::string_view bytes) {
+  const FileDescriptor file(open(path.c_str(), O_WRONLY | O_CLOEXEC | O_NOCTTY));
+  if (file.number() < 0 || !writeAll(file.number(), bytes)) throw Unusable(name + ": " + systemReason());
+}
+
+}  // namespace
+
+std::string nameOf(std::string_view argument, const std::string& path) {
+  const std::string_view file = path == kStandardStream ? "standard input" : std::string_view(path);
+  const bool joined = argument.empty() || argument.ends_with('=');
+  return fmt::format("{}{}{}", argument, joined ? "" : " ", file);
+}
+
+FileDescriptor::~FileDescriptor() {
+  if (number_ > STDERR_FILENO) close(number_);
+}
+
+FileDescriptor Inputs::open(std::string_view argument, const std::string& path) {
+  const std::string name = nameOf(argument, path);
+  const bool isStandardInput = path == kStandardStream;
+  if (isStandardInput && std::exchange(standardInputTaken_, true)) {
+    throw Unusable(name + ": only one argument can be \"-\"");
+  }
+  FileDescriptor file(isStandardInput ? STDIN_FILENO : ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY));
+  if (file.number() < 0) throw Unusable(name + ": " + systemReason());
+  checkReadable(name, file.number(), isStandardInput);
+  return file;
+}
+
+std::string Inputs::bytes(std::string_view argument, const std::string& path) {
+  return readAll(nameOf(argument, path), open(argument, path).number());
+}
+
+bool isJson(std::string_view bytes) {
+  const std::string_view text = withoutWhiteSpace(withoutByteOrderMark(bytes));
+  if (text.empty()) return false;
+  switch (text.front()) {
+    case '{':
+      return objectIsJson(text);
+    case '[':
+    case '"':
+    case '-':
+      return true;
+    default:
+      return (text.front() >= '0' && text.front() <= '9') || isLiteral(text);
+  }
+}
+
+Value parseValue(const std::string& name, std::string& bytes) {
+  if (bytes.empty()) throw Unusable(name + ": is empty");
+  if (isJson(bytes)) {
+    bytes.erase(0, bytes.size() - withoutByteOrderMark(bytes).size());
+    return parseJson(name, bytes);
+  }
+  std::string error;
+  std::optional<Value> value = readPropertyList(bytesOf(bytes), error);
+  if (!value) throw Unusable(name + ": " + error);
+  return *std::move(value);
+}
+
+Value Inputs::value(std::string_view argument, const std::string& path) {
+  std::string contents = bytes(argument, path);
+  return parseValue(nameOf(argument, path), contents);
+}
+
+Dictionary Inputs::dictionary(std::string_view argument, const std::string& path) {
+  const Value read = value(argument, path);
+  if (read.ifDictionary() == nullptr) throw Unusable(nameOf(argument, path) + ": is not a dictionary");
+  return *read.ifDictionary();
+}
+
+Value Inputs::inPlace(std::string_view argument, const std::string& textOrFile) {
+  if (textOrFile.starts_with('@')) return value(argument, textOrFile.substr(1));
+  std::string text = textOrFile;
+  return parseJson(std::string(argument), text);
+}
+
+PendingFile::PendingFile(std::string name, const std::string& path, mode_t permissions)
+    : name_(std::move(name)), path_(path), pendingPath_(folderOf(path) + "/.tavik-XXXXXX") {
+  file_ = mkostemp(pendingPath_.data(), O_CLOEXEC);
+  if (file_ < 0) pendingPath_.clear();
+  if (file_ < 0 || fchmod(file_, permissions) != 0) {
+    const int reason = errno;
+    abandon();
+    errno = reason;
+    fail();
+  }
+}
+
+PendingFile::~PendingFile() { abandon(); }
+
+void PendingFile::abandon() noexcept {
+  if (file_ >= 0) close(file_);
+  if (!pendingPath_.empty()) unlink(pendingPath_.c_str());
+}
+
+void PendingFile::fail() const {
+  throw Unusable(name_ + ": " + (errno == EEXIST ? "is there already and stays as it is" : systemReason()));
+}
+
+void PendingFile::write(std::span<const std::uint8_t> bytes) {
+  if (!writeAll(file_, textOf(bytes))) fail();
+}
+
+void PendingFile::commit(Existing existing) {
+  if (fsync(file_) != 0 || close(std::exchange(file_, -1)) != 0) fail();
+  const bool placed = existing == Existing::kKeep ? placeAsNew() : rename(pendingPath_.c_str(), path_.c_str()) == 0;
+  if (!placed) fail();
+  const FileDescriptor folder(open(folderOf(path_).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  fsync(folder.number());  // some file systems cannot; the file is there all the same
+}
+
+/// Network file systems know links but not the renaming that keeps a file; on memory sticks it is the other way round.
+bool PendingFile::placeAsNew() const {
+  return link(pendingPath_.c_str(), path_.c_str()) == 0 ||
+         (errno == EPERM && renameat2(AT_FDCWD, pendingPath_.c_str(), AT_FDCWD, path_.c_str(), RENAME_NOREPLACE) == 0);
+}
+
+void PendingFile::withdraw() { unlink(path_.c_str()); }
+
+mode_t ordinaryPermissions() {
+  const mode_t mask = umask(0);
+  umask(mask);
+  return 0666 & ~mask;
+}
+
+void writeOutput(std::string_view argument, const std::string& path, std::span<const std::uint8_t> bytes) {
+  if (path == kStandardStream) return writeStandardOutput(textOf(bytes));
+  const std::string name = nameOf(argument, path);
+  struct stat status {};
+  const bool exists = stat(path.c_str(), &status) == 0;
+  if (exists && S_ISDIR(status.st_mode)) throw Unusable(name + ": is a directory");
+  if (exists && !S_ISREG(status.st_mode)) return writeInPlace(name, path, textOf(bytes));
+  PendingFile file(name, resolved(path), exists ? status.st_mode & 07777U : ordinaryPermissions());
+  file.write(bytes);
+  file.commit(PendingFile::Existing::kReplace);
+}
+
+void writeStandardOutput(std::string_view text) {
+  if (!writeAll(STDOUT_FILENO, text)) failStandardOutput(errno);
+}
+
+void writeLinesToStandardOutput(std::string_view lines) {
+  while (!lines.empty()) {
+    const std::size_t lastEnd = lines.rfind('\n', PIPE_BUF - 1);
+    const std::size_t size = (lastEnd == std::string_view::npos ? lines.find('\n') : lastEnd) + 1;
+    std::string_view rest = lines.substr(0, size);
+    if (!writeOff(STDOUT_FILENO, rest)) {
+      const int reason = errno;
+      const std::string_view written = lines.substr(0, size - rest.size());
+      withdrawFromStandardOutput(written.size() - (written.rfind('\n') + 1));
+      failStandardOutput(reason);
+    }
+    lines.remove_prefix(size);
+  }
+}
+
+void BufferedOutput::append(std::string_view text) {
+  constexpr std::size_t kPiece = std::size_t{1} << 16;
+  pending_ += text;
+  if (pending_.size() >= kPiece) flush();
+}
+
+void BufferedOutput::flush() {
+  writeStandardOutput(pending_);
+  pending_.clear();
+}
+
+void printToStandardError(std::string_view where, std::string_view message) {
+  const std::string_view separator = where.empty() ? "" : ": ";
+  const std::string line = fmt::format("tavik: {}{}{}\n", where, separator, visible(message));
+  static_cast<void>(writeAll(STDERR_FILENO, line));  // nobody is left to tell
+}
+
+}  // namespace tavik::tool

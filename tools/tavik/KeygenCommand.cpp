@@ -1,0 +1,80 @@
+// `tavik keygen`: makes a key pair.
+
+#include <tavik/StationPlatform.h>
+
+#include <memory>
+#include <utility>
+
+#include "Command.h"
+
+namespace tavik::tool {
+namespace {
+
+constexpr const char* kFooter =
+    R"(No file that is there already is overwritten. Only the owner can read the private key: keep it off the stations.
+
+Example:
+  tavik keygen --private station.pem --public station-pub.pem
+
+Exit status: 0 both files are written, 2 neither.)";
+
+constexpr std::pair<std::string_view, KeyAlgorithm> kAlgorithms[] = {
+    {"ed25519", KeyAlgorithm::kEd25519},
+    {"p256", KeyAlgorithm::kP256},
+    {"rsa3072", KeyAlgorithm::kRsa3072},
+};
+
+struct KeygenOptions {
+  std::string privateKey;
+  std::string publicKey;
+  std::string algorithm;
+};
+
+KeyAlgorithm algorithmNamed(std::string_view name) {
+  for (const auto& [word, algorithm] : kAlgorithms) {
+    if (word == name) return algorithm;
+  }
+  throw Unusable("--algorithm: unknown");
+}
+
+KeyPair makeKeys(const KeygenOptions& options) {
+  std::string error;
+  std::optional<KeyPair> keys = generateKeyPair(algorithmNamed(options.algorithm), error);
+  if (!keys) throw Unusable(error);
+  return *std::move(keys);
+}
+
+ExitStatus runKeygen(const KeygenOptions& options) {
+  constexpr mode_t kOwnerOnly = 0600;
+  PendingFile privateFile(nameOf("--private", options.privateKey), options.privateKey, kOwnerOnly);
+  PendingFile publicFile(nameOf("--public", options.publicKey), options.publicKey, ordinaryPermissions());
+  const KeyPair keys = makeKeys(options);
+  privateFile.write(bytesOf(keys.privateKey));
+  publicFile.write(bytesOf(keys.publicKey));
+  privateFile.commit(PendingFile::Existing::kKeep);
+  try {
+    publicFile.commit(PendingFile::Existing::kKeep);
+  } catch (const Unusable&) {
+    privateFile.withdraw();
+    throw;
+  }
+  return ExitStatus::kPassed;
+}
+
+}  // namespace
+
+Run defineKeygen(CLI::App& app) {
+  const auto options = std::make_shared<KeygenOptions>();
+  addText(app, "--private", options->privateKey, "KEY.pem", "Where the private key goes")->required();
+  addText(app, "--public", options->publicKey, "PUB.pem", "Where the public key goes")->required();
+  std::vector<std::string> names;
+  for (const auto& [word, algorithm] : kAlgorithms) names.emplace_back(word);
+  options->algorithm = names.front();
+  addText(app, "--algorithm", options->algorithm, "NAME", "The kind of key: " + CLI::detail::join(names, ", "))
+      ->check(CLI::IsMember(names).description(""))
+      ->default_str(options->algorithm);
+  app.footer(kFooter);
+  return [options] { return runKeygen(*options); };
+}
+
+}  // namespace tavik::tool

@@ -1,0 +1,140 @@
+// The `tavik` command: finds the command that is called for, parses its options, and turns whatever ends it into an
+// exit status and, where something went wrong, one line on standard error.
+
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <tavik/TavikKernelVersion.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <clocale>
+#include <csignal>
+#include <exception>
+#include <new>
+#include <span>
+
+#include "Command.h"
+#include "ExitStatus.h"
+#include "Files.h"
+
+namespace tavik::tool {
+namespace {
+
+constexpr Command kCommands[] = {
+    {"check", "Check one device and print its records", defineCheck},
+    {"eval", "Evaluate a predicate expression on values given in place", defineEval},
+    {"decode", "Show what a blob of device data holds", defineDecode},
+    {"keygen", "Make a key pair", defineKeygen},
+    {"sign", "Sign a rule document", defineSign},
+    {"verify", "Check a signed rule document and print its content", defineVerify},
+    {"convert", "Rewrite a value file as XML or binary property list, or as JSON", defineConvert},
+};
+
+std::string versionText() { return fmt::format("tavik {:.2f}", TavikKernelVersionNumber); }
+
+std::string helpText() {
+  std::string text =
+      "The check kernel for factory test stations, from the command line.\n\nUsage: tavik COMMAND "
+      "[OPTIONS]\n\nCommands:\n";
+  for (const Command& command : kCommands) text += fmt::format("  {:<10}{}\n", command.name, command.summary);
+  text += R"(
+"tavik COMMAND --help" tells more about a command, "tavik --version" the version.
+
+Exit status:
+  0  everything passed
+  1  the device failed
+  2  the command could not be understood, or an input could not be read
+  3  a fault ended the run
+  4  no verdict about the device: a document is not trusted, empty or malformed
+)";
+  return text;
+}
+
+const Command& commandNamed(std::string_view name) {
+  const auto* const command = std::ranges::find(kCommands, name, &Command::name);
+  if (command == std::end(kCommands)) throw Unusable(fmt::format("unknown command \"{}\"; see tavik --help", name));
+  return *command;
+}
+
+/// What is wrong with the arguments. An unknown option is named first: it is often a misspelt one that is then missed.
+std::string usageError(const CLI::App& app, const CLI::ParseError& error) {
+  const std::vector<std::string> unknown = app.remaining();
+  if (!unknown.empty()) {
+    return fmt::format("{} \"{}\"", unknown.front().starts_with('-') ? "unknown option" : "unexpected argument",
+                       unknown.front());
+  }
+  for (const CLI::Option* option : app.get_options()) {
+    if (option->get_items_expected_max() <= 1 && option->count() > 1) return option->get_name() + " is given twice";
+  }
+  return error.what();
+}
+
+/// Parses the options and runs the command. `arguments` are those after its name.
+ExitStatus run(const Command& command, std::span<char* const> arguments) {
+  CLI::App app(std::string(command.summary) + ".", "tavik " + std::string(command.name));
+  app.set_help_flag("-h,--help", "Print this help and exit");
+  app.set_version_flag("--version", versionText(), "Print the version and exit");
+  const Run runCommand = command.define(app);
+  try {
+    app.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));
+  } catch (const CLI::CallForHelp&) {
+    writeStandardOutput(app.help());
+    return ExitStatus::kPassed;
+  } catch (const CLI::CallForVersion&) {
+    writeStandardOutput(versionText() + "\n");
+    return ExitStatus::kPassed;
+  } catch (const CLI::ParseError& error) {
+    throw Unusable(fmt::format("{}; see tavik {} --help", usageError(app, error), command.name));
+  }
+  return runCommand();
+}
+
+ExitStatus dispatch(std::span<char* const> arguments) {
+  if (arguments.empty()) throw Unusable("a command is missing; see tavik --help");
+  const std::string_view first = arguments.front();
+  if (first == "-h" || first == "--help" || first == "--version") {
+    writeStandardOutput(first == "--version" ? versionText() + "\n" : helpText());
+    return ExitStatus::kPassed;
+  }
+  return run(commandNamed(first), arguments.subspan(1));
+}
+
+/// The command's name for messages; empty when there is no such command.
+std::string_view nameIn(std::span<char* const> arguments) {
+  const std::string_view first = arguments.empty() ? "" : arguments.front();
+  return std::ranges::count(kCommands, first, &Command::name) != 0 ? first : "";
+}
+
+/// A file opened later must not become a standard stream that was closed: reading or writing such a stream shall fail.
+void reserveStandardStreams() {
+  for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+    if (fcntl(stream, F_GETFD) == -1) open("/dev/null", stream == STDIN_FILENO ? O_WRONLY : O_RDONLY);
+  }
+}
+
+ExitStatus tavik(std::span<char* const> arguments) {
+  try {
+    return dispatch(arguments);
+  } catch (const ReaderGone& failure) {
+    return failure.status();
+  } catch (const Failure& failure) {
+    printToStandardError(nameIn(arguments), failure.what());
+    return failure.status();
+  } catch (const std::bad_alloc&) {
+    printToStandardError(nameIn(arguments), "out of memory");
+  } catch (const std::exception& error) {
+    printToStandardError(nameIn(arguments), error.what());
+  }
+  return ExitStatus::kUnusable;
+}
+
+}  // namespace
+}  // namespace tavik::tool
+
+int main(int argc, char** argv) {
+  tavik::tool::reserveStandardStreams();
+  std::setlocale(LC_CTYPE, "C.UTF-8");  // for the display width of characters
+  std::signal(SIGPIPE, SIG_IGN);        // a closed pipe is an error of write(2)
+  return static_cast<int>(
+      tavik::tool::tavik(std::span(argv, static_cast<std::size_t>(argc)).subspan(argc > 0 ? 1 : 0)));
+}
