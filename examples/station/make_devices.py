@@ -1,0 +1,418 @@
+#!/usr/bin/env python3
+"""Makes the devices of the example station: device-*/ and devices.jsonl.
+
+    make_devices.py [FOLDER]     writes them to FOLDER; without it, beside this script
+
+Every run makes the same bytes. The script also shows how packed device data is laid out: the SysCfg blob, the
+control-bit block and the two manifests of the modem are written byte by byte below.
+"""
+
+import base64
+import hashlib
+import json
+import pathlib
+import plistlib
+import random
+import struct
+import sys
+
+# ---- DER, and the modem's manifests -------------------------------------------------------------------------------
+
+UNIVERSAL, CONTEXT = 0, 2
+PRIMITIVE, CONSTRUCTED = 0, 1
+INTEGER, OCTET_STRING, SEQUENCE, SET = 2, 4, 16, 17
+RSA_WITH_SHA1 = bytes.fromhex("06092a864886f70d010105")  # the object identifier 1.2.840.113549.1.1.5
+
+
+def element(tag_class, form, tag, content):
+    """One DER element: identifier, length, content."""
+    return identifier(tag_class << 6 | form << 5, tag) + der_length(len(content)) + content
+
+
+def identifier(first, tag):
+    if tag < 31:
+        return bytes([first | tag])
+    groups = [tag & 0x7F]
+    while tag := tag >> 7:
+        groups.append(0x80 | tag & 0x7F)
+    return bytes([first | 31, *reversed(groups)])
+
+
+def der_length(length):
+    if length < 128:
+        return bytes([length])
+    octets = length.to_bytes((length.bit_length() + 7) // 8, "big")
+    return bytes([0x80 | len(octets)]) + octets
+
+
+def item_set(items):
+    """The set of a manifest's items. `items`: tag number -> content."""
+    members = (element(CONTEXT, PRIMITIVE, tag, content) for tag, content in items.items())
+    return element(UNIVERSAL, CONSTRUCTED, SET, b"".join(members))
+
+
+def signature(items):
+    """A stand-in for the modem maker's signature, which nobody here checks."""
+    return element(UNIVERSAL, PRIMITIVE, OCTET_STRING, hashlib.sha512(item_set(items)).digest())
+
+
+ALGORITHM = element(UNIVERSAL, CONSTRUCTED, SEQUENCE, RSA_WITH_SHA1)
+CERTIFICATES = element(CONTEXT, CONSTRUCTED, 3, b"")
+
+
+def root_manifest(items):
+    body = ALGORITHM + item_set(items) + signature(items) + CERTIFICATES
+    return element(UNIVERSAL, CONSTRUCTED, SEQUENCE, body)
+
+
+def provisioning_manifest(items):
+    version = element(UNIVERSAL, PRIMITIVE, INTEGER, b"\x01")
+    issuer = element(CONTEXT, CONSTRUCTED, 0, b"")
+    body = version + ALGORITHM + issuer + item_set(items) + signature(items) + CERTIFICATES
+    return element(UNIVERSAL, CONSTRUCTED, SEQUENCE, body)
+
+
+# ---- SysCfg blob and control bits ---------------------------------------------------------------------------------
+
+SYSCFG_HEADER_SIZE, SYSCFG_ENTRY_SIZE, INLINE_SIZE = 24, 20, 16
+
+
+def tag_word(tag):
+    """A tag of four characters as it is stored: a little-endian word, so its bytes stand in reverse."""
+    return struct.pack("<I", int.from_bytes(tag.encode("ascii"), "big"))
+
+
+def syscfg(fields):
+    """A SysCfg blob. `fields`: tag -> text or bytes; what is longer than 16 bytes lies behind the entries."""
+    entries, behind = b"", b""
+    values_begin = SYSCFG_HEADER_SIZE + SYSCFG_ENTRY_SIZE * len(fields)
+    for tag, field in fields.items():
+        value = field.encode("ascii") if isinstance(field, str) else field
+        if len(value) <= INLINE_SIZE:
+            entries += tag_word(tag) + value.ljust(INLINE_SIZE, b"\0")
+        else:
+            entries += tag_word("CNTB") + tag_word(tag) + struct.pack("<III", len(value), values_begin + len(behind), 0)
+            behind += value
+    size = values_begin + len(behind)
+    return struct.pack("<4sIIIII", b"DUN2", size, size, 1, 0, len(fields)) + entries + behind
+
+
+PASS, INCOMPLETE, FAIL, UNTESTED = range(4)
+CONTROL_BITS_HEADER_SIZE, CONTROL_BIT_COUNT = 64, 254
+TESTED_AT = 1794790800  # 2026-11-16 01:00:00 UTC
+
+
+def control_bits(states, count=CONTROL_BIT_COUNT):
+    """A block of `count` control-bit records. `states`: number -> state; all others are untested."""
+    records = (control_bit(states[bit], bit) if bit in states else b"\xff" * 32 for bit in range(count))
+    return bytes(CONTROL_BITS_HEADER_SIZE) + b"".join(records)
+
+
+def control_bit(state, bit):
+    failures = 1 if state == FAIL else 0
+    # The counters are kept inverted, so that an erased block counts nothing.
+    status = state | (failures ^ 0xFF) << 2 | (failures ^ 0x3FF) << 10 | (1 ^ 0xFFF) << 20
+    return struct.pack("<II24s", status, TESTED_AT + 600 * bit, b"station-4.2.0")
+
+
+# ---- A handheld, before its data is packed ------------------------------------------------------------------------
+
+#        part number  model code  GB   board code  board revision  FCC identifier  Wi-Fi vendor  system partition (MiB)
+MODELS = {
+    "DN20-064": ("7KQ2", 64, "P7", "AX41", "0ZZDN20A", "0x1a55", 6144),
+    "DN20-128": ("7KR4", 128, "P7", "BX41", "0ZZDN20B", "0x2b66", 6144),
+    "DN25-256": ("8MT8", 256, "Q3", "CX52", "0ZZDN25", "0x1a55", 7936),
+    "DN20W-064": ("7WQ2", 64, "P7", "WX41", "0ZZDN20W", "0x1a55", 6144),
+}
+BANDS = {"EU/1": [1, 3, 7, 20, 28], "US/1": [2, 4, 12, 66], "JP/1": [1, 3, 18, 19]}
+WIFI_ONLY = "DN20W-064"
+
+
+def digest(*parts):
+    return hashlib.sha256("/".join(map(str, parts)).encode()).digest()
+
+
+def with_check_digit(digits):
+    """The digits and the one that makes their Luhn sum a multiple of ten."""
+    doubled = (int(digit) * (1 + place % 2) for place, digit in enumerate(reversed(digits), start=1))
+    return digits + str(-sum(value // 10 + value % 10 for value in doubled) % 10)
+
+
+class Handheld:
+    """A device as its line made it, with what the shop floor and the operator know of it."""
+
+    def __init__(self, part, region, unit):
+        self.part, self.unit = part, unit
+        model, gigabytes, board, revision, fcc, vendor, partition = MODELS[part]
+        serial = f"D2K647{unit:04}{model}"
+        board_serial = f"B2K646{unit % 1000:03}{board}{revision}05"
+        with_camera_sound = region == "JP/1" and part != WIFI_ONLY
+        software = "2.6.2" if with_camera_sound or part == "DN25-256" else "2.6.1"
+        build = 202611071530 if software == "2.6.1" else 202611140915
+        self.attributes = {
+            "SerialNumber": serial,
+            "MLBSerialNumber": board_serial,
+            "ModelNumber": part,
+            "RegionInfo": region,
+            "FCCID": fcc,
+            "TouchPanelRevision": 3,
+            "TotalDiskCapacity": gigabytes * 1_000_000_000 + 35_676_160,
+            "SystemPartitionBytes": partition * 1_048_576,
+            "SDIOProductInfo": f"wlan 5210 vendor={vendor} fw=3.4",
+            "WirelessAddress": bytes.fromhex("a41c7e") + unit.to_bytes(3, "big"),
+            "ShortRangeAddress": bytes.fromhex("a41c7f") + unit.to_bytes(3, "big"),
+            "SystemVersion": software,
+            "SystemBuildNumber": build,
+            "SystemBuildLabel": f"dunlin-{software}-release",
+            "BootKeyDigest": digest("boot key")[:20],
+            "BootLoaderLocked": True,
+            "FactoryMode": False,
+            "FirmwareVariables": {"language": "en", "boot_count": "14", "display_level": "0.6"},
+            "BatteryChargePercent": 72.5,
+            "BatteryCycles": 2,
+        }
+        self.syscfg = {
+            "SERN": serial,
+            "BRDN": board_serial,
+            "PART": part + region,
+            "BHVR": "camera-sound" if with_camera_sound else "standard",
+            "COLR": "graphite",
+            "LOTN": f"L{unit // 25:03}-K47",
+            "CAMR": "DUN4410-7712",
+            "CALH": bytes([2, 1, 7, unit % 256]),
+            "WKEY": digest("wifi key", unit),
+        }
+        self.states = {bit: PASS for bit in (1, 2, 3, 5, 6, 9, 13)}
+        self.sfc = {
+            "serial_number": serial,
+            "board_serial_number": board_serial,
+            "mpn": part,
+            "region_code": region,
+            "build_number": build,
+            "boot_key_digest": digest("boot key")[:20].hex().upper(),
+        }
+        self.gui = {"housing_inspection": "ok"}
+        self.root = self.provisioning = None
+        if part != WIFI_ONLY:
+            self.add_phone(region)
+
+    def add_phone(self, region):
+        imei = with_check_digit(f"00104412{self.unit:06}")
+        sim = f"8999001{self.unit:012}"
+        self.attributes |= {
+            "IMEI": imei,
+            "IntegratedCircuitCardIdentity": sim,
+            "ModemVersion": "4.12.03-release",
+            "RadioBands": BANDS.get(region, [1]),
+        }
+        self.root = {
+            1: b"DN2-BOOT-3.1",
+            5: b"7",
+            200: b"\x01",
+            1001: digest("modem image")[:20],
+        }
+        self.provisioning = {
+            5: b"7",
+            3001: imei.encode("ascii"),
+            3002: bytes.fromhex("81002a10"),
+        }
+        self.gui |= {"imei_last_digits": imei[-4:], "sim_card_label": with_check_digit(sim)}
+
+    def packed_attributes(self, control_bit_count=CONTROL_BIT_COUNT):
+        """The attributes as a station reads them: what lies in blobs is packed."""
+        packed = self.attributes | {"SysCfgData": syscfg(self.syscfg)}
+        packed["ControlBits"] = control_bits(self.states, control_bit_count)
+        if self.root is not None:
+            packed["BasebandFirmwareManifestData"] = {
+                "ProvisioningManifestData": provisioning_manifest(self.provisioning),
+                "RootManifestData": root_manifest(self.root),
+            }
+        return packed
+
+
+# ---- The four devices that are checked one by one -----------------------------------------------------------------
+
+
+def good_device():
+    """Passes whole."""
+    return Handheld("DN20-128", "EU/1", 127)
+
+
+def wrong_device():
+    """Was made in a hurry: nearly every group of rules finds something."""
+    device = Handheld("DN20-064", "US/1", 311)
+    device.attributes["SerialNumber"] = device.attributes["SerialNumber"].replace("K", "k")
+    device.attributes |= {
+        "TotalDiskCapacity": 32_010_928_128,
+        "FCCID": "0ZZDN20B",
+        "SDIOProductInfo": "wlan 5210 vendor=0x2b66 fw=3.4",
+        "ShortRangeAddress": b"\xff" * 6,
+        "RadioBands": [2, 4, 12, 71],
+        "BootLoaderLocked": False,
+        "FirmwareVariables": {"language": "en", "debug_console": "on"},
+        "DebugToken": "t-4471",
+    }
+    device.syscfg["BHVR"] = "camera-sound"
+    device.states |= {6: FAIL, 13: INCOMPLETE}
+    device.root[200] = b"\x00"
+    device.provisioning[3002] = bytes.fromhex("01002a10")
+    device.sfc["mpn"] = "DN20-128"
+    device.gui |= {"imei_last_digits": device.attributes["IMEI"][-6:], "housing_inspection": "scratched"}
+    return device
+
+
+def unknown_region_device():
+    """Would pass, but its part number is not made for its region."""
+    return Handheld("DN20-064", "JP/1", 348)
+
+
+def incomplete_device():
+    """What it has is right, but readings, blob fields and answers are missing."""
+    device = Handheld("DN25-256", "US/1", 402)
+    for attribute in ("FCCID", "BatteryChargePercent", "IntegratedCircuitCardIdentity"):
+        del device.attributes[attribute]
+    del device.syscfg["CALH"]
+    del device.root[1001]
+    del device.provisioning[5]
+    del device.sfc["build_number"]
+    del device.gui["imei_last_digits"]
+    return device
+
+
+# ---- Devices for a batch ------------------------------------------------------------------------------------------
+
+BATCH_SIZE = 300
+BATCH_CONTROL_BITS = 16  # the line's archive keeps no more of the block
+KINDS = (("DN20-064", "EU/1"), ("DN20-064", "US/1"), ("DN20-128", "EU/1"), ("DN20-128", "US/1"), ("DN20-128", "JP/1"),
+         ("DN25-256", "US/1"), ("DN25-256", "JP/1"), ("DN20W-064", "EU/1"), ("DN20W-064", "JP/1"))
+
+
+def drain_battery(device):
+    device.attributes["BatteryChargePercent"] = 38.0
+
+
+def fail_run_in(device):
+    device.states[9] = FAIL
+
+
+def skip_drop_test(device):
+    device.states[13] = UNTESTED
+
+
+def scratch_housing(device):
+    device.gui["housing_inspection"] = "scratched"
+
+
+def swap_board(device):
+    device.attributes["MLBSerialNumber"] = device.attributes["MLBSerialNumber"].replace("B2K646", "B2K639")
+
+
+def fit_smaller_storage(device):
+    device.attributes["TotalDiskCapacity"] = 32_010_928_128
+
+
+def leave_engineering_build(device):
+    device.attributes["SystemBuildLabel"] += "-eng"
+    device.attributes["FirmwareVariables"] = {"language": "en", "debug_console": "on"}
+
+
+def lose_wifi_key(device):
+    device.syscfg["WKEY"] = bytes(32)
+
+
+def lose_camera_field(device):
+    del device.syscfg["CAMR"]
+
+
+def mix_up_region(device):
+    device.attributes["RegionInfo"] = "AU/1"
+
+
+def mix_up_part(device):
+    device.attributes["ModelNumber"] = "DN19-032"
+
+
+def read_serial_number_short(device):
+    """Too short for the codes in it: ends the device's check with a fault."""
+    device.attributes["SerialNumber"] = "D2"
+
+
+def garble_module_information(device):
+    """No vendor where one must be: ends the device's check with a fault."""
+    device.attributes["SDIOProductInfo"] = "wlan 5210 fw-3.4"
+
+
+# What goes wrong on the line, the usual more often than the rare.
+DEFECTS = (drain_battery, fail_run_in, mix_up_region, scratch_housing, swap_board, drain_battery, skip_drop_test,
+           leave_engineering_build, fit_smaller_storage, scratch_housing, drain_battery, lose_wifi_key,
+           read_serial_number_short, fail_run_in, lose_camera_field, mix_up_part, drain_battery,
+           garble_module_information)
+
+
+def batch():
+    """Handhelds as they come off the line, about one in ten of them with a defect."""
+    chance = random.Random(2026).random  # of all that the module offers, the sequence that never changes
+    broken = 0
+    for number in range(1, BATCH_SIZE + 1):
+        part, region = KINDS[int(chance() * len(KINDS))]
+        device = Handheld(part, region, 500 + number)
+        device.attributes["BatteryChargePercent"] = 60 + int(chance() * 80) / 2
+        if chance() < 0.2:  # a work order of the other form
+            device.sfc |= {"mpn": part + region, "region_code": region.split("/")[0]}
+        if chance() < 0.1:
+            DEFECTS[broken % len(DEFECTS)](device)
+            broken += 1
+        yield {
+            "id": f"unit-{500 + number}",
+            "attributes": device.packed_attributes(BATCH_CONTROL_BITS),
+            "sources": {"sfc": device.sfc, "gui": device.gui},
+        }
+
+
+# ---- Files --------------------------------------------------------------------------------------------------------
+
+
+def as_json(value, **options):
+    return json.dumps(value, default=lambda data: {"$data": base64.b64encode(data).decode()}, **options) + "\n"
+
+
+def json_file(value):
+    return as_json(value, indent=2).encode()
+
+
+def xml_file(value):
+    """An XML property list without a document type line, which no reader needs."""
+    lines = plistlib.dumps(value, sort_keys=False).splitlines(keepends=True)
+    return b"".join(line for line in lines if not line.startswith(b"<!DOCTYPE"))
+
+
+def binary_file(value):
+    return plistlib.dumps(value, fmt=plistlib.FMT_BINARY, sort_keys=False)
+
+
+def files():
+    """Every file that is made: name -> bytes."""
+    made = {}
+    for name, device, attributes, encoded in (
+        ("device-good", good_device(), "attributes.plist", xml_file),
+        ("device-wrong", wrong_device(), "attributes.plist", binary_file),
+        ("device-unknown-region", unknown_region_device(), "attributes.json", json_file),
+        ("device-incomplete", incomplete_device(), "attributes.json", json_file),
+    ):
+        made[f"{name}/{attributes}"] = encoded(device.packed_attributes())
+        made[f"{name}/sfc.json"] = json_file(device.sfc)
+        made[f"{name}/gui.json"] = json_file(device.gui)
+    made["devices.jsonl"] = "".join(as_json(device, separators=(",", ":")) for device in batch()).encode()
+    return made
+
+
+def main(arguments):
+    folder = pathlib.Path(arguments[0]) if arguments else pathlib.Path(__file__).resolve().parent
+    for name, contents in files().items():
+        path = folder / name
+        path.parent.mkdir(parents=True, exist_ok=True)
+        path.write_bytes(contents)
+
+
+if __name__ == "__main__":
+    main(sys.argv[1:])
