@@ -28,7 +28,7 @@ Dictionary ZRTTavikKernel::nandSizeCheckDescription(const Dictionary& attributes
   const auto code = parseCCCCode(attributes.find("SerialNumber"));
   const Value* codeValue = code ? &*code : nullptr;
   const Value* size = find(dictionaryOf(expected), codeValue);
-  if (size == nullptr) return descriptionOf(formattedValue("unknown CCC code %@", {codeValue}), "a known CCC code");
+  if (size == nullptr) return descriptionOf(formattedValue("unknowned CCC code %@", {codeValue}), "a known CCC code");
   const std::int32_t gigabytes = parseNandSize(attributes.find("TotalDiskCapacity"));
   return descriptionOf(formattedValue("CCC=%@; NAND size=%d", {codeValue, gigabytes}), *size);
 }
