@@ -53,15 +53,27 @@ class InstallTest(unittest.TestCase):
         run("cmake", "--build", build)
         self.check_consumer(build / "consumer")
 
-    def test_through_pkg_config(self):
+    def compile_through_pkg_config(self, source, program):
         (folder,) = self.prefix.glob("lib*/**/pkgconfig")
         environment = {**os.environ, "PKG_CONFIG_PATH": str(folder)}
         flags = run("pkg-config", "--cflags", "--libs", "tavik-platform", "tavik-kernel", env=environment).stdout
-        program = self.root / "by-pkg-config"
         # pkg-config escapes blanks as a shell does.
-        command = f'g++ -std=c++20 "{HERE}/consumer/consumer.cpp" -o "{program}" {flags.strip()} -Wl,-rpath,"{folder.parent}"'
-        run("sh", "-c", command)
+        run("sh", "-c", f'g++ -std=c++20 "{source}" -o "{program}" {flags.strip()} -Wl,-rpath,"{folder.parent}"')
+
+    def test_through_pkg_config(self):
+        program = self.root / "by-pkg-config"
+        self.compile_through_pkg_config(HERE / "consumer/consumer.cpp", program)
         self.check_consumer(program)
+
+    def test_the_program_in_the_readme(self):
+        readme = (HERE.parent / "README.md").read_text(encoding="utf-8")
+        source = self.root / "readme.cpp"
+        source.write_text(re.search(r"```cpp\n(.*?)```", readme, re.DOTALL).group(1), encoding="utf-8")
+        self.compile_through_pkg_config(source, self.root / "readme")
+        device = self.root / "device.plist"
+        device.write_text("{ ModelNumber = MX101; }", encoding="utf-8")
+        files = [self.root / name for name in ("pub.pem", "library.signed", "rules.signed")]
+        self.assertIn("pass Model\nFAIL Unheard\n", run(self.root / "readme", *files, device).stdout)
 
     def test_exported_symbols_and_needed_libraries(self):
         (library,) = self.prefix.glob("lib*/**/libTavikKernel.so")
