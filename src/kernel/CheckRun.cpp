@@ -25,12 +25,11 @@ Dictionary failure(std::string_view rule, std::string_view actual, std::string_v
   return named(ruleResult(false, actual, expected), rule);
 }
 
-// A document's "version" as the text of its record; absent stays absent, which no record can hold.
+// A document's "version" as the text of its record, which cannot hold an absent one.
 Dictionary versionRecord(std::string_view rule, const Dictionary& document, std::string_view expected) {
   const Value* version = document.find("version");
-  const Value text(description(version));
-  const Value expectedText(expected);
-  return named(ZRTTavikKernel::buildResult(true, version == nullptr ? nullptr : &text, &expectedText), rule);
+  if (version == nullptr) throw std::invalid_argument(format("%@: the document has no \"version\"", {rule}));
+  return named(ruleResult(true, formattedValue("%@", {version}), expected), rule);
 }
 
 // A value of a rule that only counts when it is a string.

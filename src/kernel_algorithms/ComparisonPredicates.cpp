@@ -36,7 +36,7 @@ bool equalsExpected(std::string_view text, const Value* expected) {
 template <class Convert, class Compare>
 Dictionary compareNumbers(const Value* attribute, const Value* value, Convert convert, Compare compare,
                           std::string_view expectedPattern) {
-  const bool result = readsAsNumber(attribute) && readsAsNumber(value) && compare(convert(attribute), convert(value));
+  const bool result = readsAsScalar(attribute) && readsAsScalar(value) && compare(convert(attribute), convert(value));
   return ruleResult(result, attribute, expectedPattern, value);
 }
 
@@ -141,7 +141,7 @@ Dictionary ZRTTavikKernel::dataNotNull(const Value* attribute, const Value* /*va
 
 Dictionary ZRTTavikKernel::boolEqual(const Value* attribute, const Value* value) {
   const auto truth = attribute == nullptr ? std::nullopt : attribute->ifBoolean();
-  return ruleResult(truth && *truth == booleanValue(value), descriptionValue(attribute),
+  return ruleResult(truth && readsAsScalar(value) && *truth == booleanValue(value), descriptionValue(attribute),
                     formattedValue("is %@", {value}));
 }
 

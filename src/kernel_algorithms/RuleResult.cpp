@@ -42,7 +42,7 @@ Value listText(const Value* list, std::string_view delineator) {
   return ZRTTavikKernel::arrayToString(array, delineator);
 }
 
-bool readsAsNumber(const Value* value) noexcept {
+bool readsAsScalar(const Value* value) noexcept {
   if (value == nullptr) return true;
   const Kind kind = value->kind();
   return kind == Kind::kNumber || kind == Kind::kString || kind == Kind::kBoolean;

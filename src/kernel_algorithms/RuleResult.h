@@ -23,8 +23,8 @@ Value descriptionValue(const Value* value);
 /// it is absent.
 Value listText(const Value* list, std::string_view delineator);
 
-/// Whether a predicate may read a number from the value: a number, a boolean, a string or nothing at all.
-bool readsAsNumber(const Value* value) noexcept;
+/// Whether a predicate may read a number or a truth from the value: a number, a boolean, a string or nothing at all.
+bool readsAsScalar(const Value* value) noexcept;
 
 }  // namespace tavik
 

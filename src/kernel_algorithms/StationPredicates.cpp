@@ -24,9 +24,9 @@ bool bitPasses(const Array& records, std::int32_t bit) {
   return !state || equalIgnoringCase(*state, "Pass");
 }
 
-// A record that always passes, with attributes for the station.
-Dictionary forwarding(bool result, const Value* attributes) {
-  Dictionary record = ruleResult(result, "None", "None");
+// A record that passes, with attributes for the station.
+Dictionary forwarding(const Value* attributes) {
+  Dictionary record = ruleResult(true, "None", "None");
   record.set("attributes", attributes);
   return record;
 }
@@ -44,7 +44,7 @@ Dictionary ZRTTavikKernel::controlBitCheck(const Value* attribute, const Value* 
   std::string actual;
   std::string expected;
   for (const Value& bit : bits != nullptr ? *bits : Array()) {
-    const bool passes = readsAsNumber(&bit) && bitPasses(records, integerValue(&bit));
+    const bool passes = readsAsScalar(&bit) && bitPasses(records, integerValue(&bit));
     result = result && passes;
     actual += format(passes ? "CB %@ pass, " : "CB %@ FAIL, ", {bit});
     expected += format("CB %@ pass, ", {bit});
@@ -74,17 +74,18 @@ Dictionary ZRTTavikKernel::staticTextGUIEquals(const Value* /*attribute*/, const
 }
 
 Dictionary ZRTTavikKernel::sendStaticAttribute(const Value* /*attribute*/, const Value* value) {
-  return forwarding(true, value);
+  return forwarding(value);
 }
 
 Dictionary ZRTTavikKernel::sendConditionalAttribute(const Value* attribute, const Value* value) {
   const Dictionary* conditions = dictionaryOf(value);
-  if (value != nullptr && conditions == nullptr) return ruleResult(false, "None", "None");
   const Value* list = find(conditions, "list");
   const Array* values = arrayOf(list);
-  const bool isList = list == nullptr || values != nullptr;
-  const bool matches = list == nullptr || (values != nullptr && attribute != nullptr && values->contains(*attribute));
-  return forwarding(isList, find(conditions, matches ? "match" : "nonMatch"));
+  if ((value != nullptr && conditions == nullptr) || (list != nullptr && values == nullptr)) {
+    return ruleResult(false, "None", "None");
+  }
+  const bool matches = list == nullptr || (attribute != nullptr && values->contains(*attribute));
+  return forwarding(find(conditions, matches ? "match" : "nonMatch"));
 }
 
 }  // namespace tavik

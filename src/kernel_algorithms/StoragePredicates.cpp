@@ -30,7 +30,7 @@ Value decimalText(std::int32_t size) { return formattedValue("%d", {size}); }
 template <class Compare>
 Dictionary compareSize(std::int32_t size, const Value* value, Compare compare, std::string_view unspecified) {
   if (value == nullptr) return ruleResult(false, unspecified, "N/A");
-  return ruleResult(readsAsNumber(value) && compare(size, integerValue(value)), decimalText(size), *value);
+  return ruleResult(readsAsScalar(value) && compare(size, integerValue(value)), decimalText(size), *value);
 }
 
 constexpr std::string_view kNoPartitionSize = "no System Partition size specified";
@@ -51,7 +51,7 @@ Dictionary ZRTTavikKernel::nandSizeCheck(const Value* attribute, const Value* va
 Dictionary ZRTTavikKernel::minimumNandSize(const Value* attribute, const Value* value) {
   if (value == nullptr) return ruleResult(false, "no minimum NAND size specified", "N/A");
   const std::int32_t size = parseNandSize(attribute);
-  return ruleResult(readsAsNumber(value) && size >= integerValue(value), decimalText(size),
+  return ruleResult(readsAsScalar(value) && size >= integerValue(value), decimalText(size),
                     formattedValue("no less than %@", {value}));
 }
 

@@ -2,10 +2,9 @@
 
 #include "values/Text.h"
 
-#include <algorithm>
 #include <cstdint>
 #include <cstring>
-#include <functional>
+#include <vector>
 
 #include "values/CaseMapping.h"
 
@@ -75,6 +74,23 @@ char32_t foldedCharacter(std::string_view& text) noexcept {
     return byte >= 'A' && byte <= 'Z' ? byte + U'a' - U'A' : byte;
   }
   return simpleFolding(takeCharacter(text));
+}
+
+// Knuth, Morris and Pratt: linear whatever the two texts hold, which a plain search is not.
+bool occursInLinearTime(std::string_view text, std::string_view pattern) {
+  // borders[n]: how long the longest proper prefix of the pattern's first n bytes is that ends them too.
+  std::vector<std::size_t> borders(pattern.size() + 1, 0);
+  const auto extended = [&](std::size_t matched, char next) {
+    while (matched != 0 && pattern[matched] != next) matched = borders[matched];
+    return pattern[matched] == next ? matched + 1 : 0;
+  };
+  for (std::size_t end = 1; end < pattern.size(); ++end) borders[end + 1] = extended(borders[end], pattern[end]);
+  std::size_t matched = 0;
+  for (const char next : text) {
+    matched = extended(matched, next);
+    if (matched == pattern.size()) return true;
+  }
+  return false;
 }
 
 }  // namespace
@@ -198,8 +214,7 @@ bool occursIn(std::string_view text, std::string_view pattern) {
   constexpr std::size_t kShort = 64;
   if (pattern.empty()) return false;
   if (pattern.size() <= kShort) return text.find(pattern) != std::string_view::npos;
-  // Linear whatever the two texts hold, which a plain search is not.
-  return std::search(text.begin(), text.end(), std::boyer_moore_searcher(pattern.begin(), pattern.end())) != text.end();
+  return occursInLinearTime(text, pattern);
 }
 
 }  // namespace tavik

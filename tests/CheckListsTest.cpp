@@ -1,0 +1,196 @@
+// What a host asks before a check: the source-specific lists, and descriptions of what is about to be compared.
+
+#include "TestSupport.h"
+
+namespace tavik {
+namespace {
+
+using testing::Contains;
+using testing::Each;
+using testing::Not;
+using testing::StartsWith;
+
+constexpr const char* kLibrary = R"({
+  version = 7;
+  Order = { attribute = SerialNumber; domain = first; references = (
+      { source = sfc; attribute = A; description = "Scan A"; },
+      { source = SFC; attribute = B; },
+      { source = Sfc; },
+      { attribute = Own; description = "of the device itself"; },
+      { source = sfcx; attribute = C; },
+      { source = ( sfc ); attribute = D; },
+      sfc,
+      { source = gui; attribute = E; description = "Type E"; },
+      { source = sfc; attribute = ( F ); description = "the name is no text"; } ); };
+  Label = { attribute = IMEI; poll = { every = 5; }; references = (
+      { source = GUI; attribute = E; description = "Type E again"; },
+      { source = gui; description = { text = Look; }; } ); };
+  Card = { attribute = integratedCircuitCardIDENTITY; value = mine; domain = ( sim, card ); poll = ""; };
+  Nameless = { domain = last; references = (
+      { source = sfc; description = "no name at all"; }, { source = sfc; attribute = G; } ); };
+  Flat = { attribute = ( IntegratedCircuitCardIdentity ); references = { source = sfc; }; };
+  Word = text;
+})";
+
+constexpr const char* kEveryRule = R"({
+  version = 8;
+  GenericRules = { Nowhere = { domain = x; poll = x; references = ( { source = sfc; attribute = X; } ); };
+                   Order = {}; Label = { value = 5; }; Card = { value = theirs; attribute = x; domain = x; };
+                   Nameless = {}; Flat = {}; Word = {}; };
+})";
+
+using List = std::optional<Dictionary> (ZRTTavikKernel::*)(const Dictionary& localRules,
+                                                           const Dictionary& deviceAttributes,
+                                                           std::optional<Error>& error) const;
+constexpr List kSfc = &ZRTTavikKernel::sfcCheckList;
+constexpr List kGui = &ZRTTavikKernel::guiCheckList;
+constexpr List kSim = &ZRTTavikKernel::simCheckList;
+constexpr List kDomain = &ZRTTavikKernel::getDomainList;
+constexpr List kPolling = &ZRTTavikKernel::getPollingList;
+
+// A listing of entries in their order.
+std::string listing(const Value& value) { return description(&value); }
+
+struct Host {
+  std::string list(List operation, std::string_view local) {
+    const auto listed = ((*kernel).*operation)(parsedDictionary(local), {{"ModelNumber", "M"}}, error);
+    return listed ? listing(*listed) : "absent";
+  }
+
+  std::shared_ptr<TestPlatform> platform = std::make_shared<TestPlatform>();
+  std::unique_ptr<ZRTTavikKernel> kernel = kernelWith(kLibrary, platform);
+  std::optional<Error> error;
+};
+
+TEST(CheckListsTest, ListWhatTheLibrarySaysAboutTheDevicesRules) {
+  struct Case {
+    const char* why;
+    List list;
+    const char* local;
+    const char* expected;
+  };
+  const Case cases[] = {
+      {"any case of the source; the name stands in for a missing description, the rule's for a missing name", kSfc,
+       kEveryRule, R"({ A = "Scan A"; B = B; SerialNumber = "the name is no text"; G = G; })"},
+      {"the later text, in the first place; any kind of text", kGui, kEveryRule,
+       R"({ E = "Type E again"; IMEI = { text = Look; }; })"},
+      {"the order of the device's rules decides which is later", kGui,
+       "{ GenericRules = { Label = {}; Order = {}; }; }", R"({ E = "Type E"; IMEI = { text = Look; }; })"},
+      {"the definition itself, in any case of the attribute", kSim, kEveryRule,
+       R"({ Card = { attribute = integratedCircuitCardIDENTITY; value = mine; domain = ( sim, card ); poll = ""; }; })"},
+      {"numbered without gaps, in the order of the rules", kDomain, kEveryRule,
+       "{ 0 = first; 1 = ( sim, card ); 2 = last; }"},
+      {"which is the device's", kDomain, "{ GenericRules = { Nameless = {}; Card = {}; Order = {}; }; }",
+       "{ 0 = last; 1 = ( sim, card ); 2 = first; }"},
+      {"an empty entry is one", kPolling, kEveryRule, R"({ 0 = { every = 5; }; 1 = ""; })"},
+      {"rules that the device does not get", kDomain, "{ MPNRules = { M = {}; N = { Order = {}; }; }; }", "{}"},
+      {"rules from a set", kSim,
+       "{ GenericRules = { SomeRuleSet = {}; }; RuleSets = { SomeRuleSet = { Card = {}; }; }; }",
+       R"({ Card = { attribute = integratedCircuitCardIDENTITY; value = mine; domain = ( sim, card ); poll = ""; }; })"},
+      {"no entries are no error here", kSfc, "{}", "{}"},
+      {"nor is a document that validates to nothing", kPolling, "{ nothing = yes; }", "{}"},
+  };
+  for (const Case& c : cases) {
+    Host host;
+    host.error = host.kernel->handleError(-1, "of an earlier call");
+    EXPECT_EQ(host.list(c.list, c.local), listing(parsed(c.expected))) << c.why;
+    EXPECT_FALSE(host.error) << c.why;
+  }
+}
+
+TEST(CheckListsTest, AnySourceCanBeAskedFor) {
+  Host host;
+  EXPECT_EQ(host.kernel->sourceSpecificCheckList(parsedDictionary(kEveryRule), "SFCx", {}, host.error),
+            parsedDictionary("{ C = C; }"));
+}
+
+TEST(CheckListsTest, Errors) {
+  struct Case {
+    const char* local;
+    std::int32_t code;
+    const char* message;
+  };
+  const Case cases[] = {
+      {"{ untrusted = \"signed with another key\"; }", -100008, "signed with another key"},
+      {"{ MPNRules = {}; }", -100003, "unknown MPN:M"},
+      {"{ MPNRules = { M = { RegionRules = {}; }; }; }", -100003, "unknown Region Code:(null)"},
+      {"{ GenericRules = { NoRuleSet = {}; }; }", -100004, "unknown RuleSet:NoRuleSet"},
+      {"{ GenericRules = ( Order ); }", -100003, "malformed local rules: \"GenericRules\" is not a dictionary"},
+  };
+  for (const Case& c : cases) {
+    for (const List list : {kSfc, kGui, kSim, kDomain, kPolling}) {
+      Host host;
+      EXPECT_EQ(host.list(list, c.local), "absent") << c.local;
+      ASSERT_TRUE(host.error) << c.local;
+      EXPECT_EQ(host.error->domain(), "ZRT Tavik Error Domain");
+      EXPECT_EQ(host.error->code(), c.code) << c.local;
+      EXPECT_EQ(host.error->localizedDescription(), c.message);
+      EXPECT_THAT(host.platform->lines, Contains("*******ERROR:" + std::string(c.message) + "*******"));
+    }
+  }
+}
+
+TEST(CheckListsTest, TheSfcListAloneIsLogged) {
+  Host host;
+  const std::string listed = host.list(kSfc, kEveryRule);
+  EXPECT_EQ(host.platform->lines.back(), "sfc check list;" + listed);
+  host.list(kSfc, "{ MPNRules = {}; }");
+  EXPECT_EQ(host.platform->lines.back(), "sfc check list;(null)");
+  host.platform->lines.clear();
+  for (const List list : {kGui, kSim, kDomain, kPolling}) host.list(list, kEveryRule);
+  EXPECT_THAT(host.platform->lines, Each(StartsWith("making local rule ")));
+  EXPECT_THAT(host.platform->lines, Not(testing::IsEmpty()));
+}
+
+// "ACTUAL | EXPECTED" of a description, which holds nothing else.
+std::string pairOf(const Dictionary& descriptionPair) {
+  EXPECT_EQ(descriptionPair.size(), 2U);
+  return description(descriptionPair.find("actual")) + " | " + description(descriptionPair.find("expected"));
+}
+
+TEST(DescriptionsTest, ValueInList) {
+  const Value b("B");
+  const Value list = parsed("( A, B )");
+  const Value number(5);
+  EXPECT_EQ(pairOf(ZRTTavikKernel::valueInListDescription(&b, &list)), "B | among A,B");
+  EXPECT_EQ(pairOf(ZRTTavikKernel::valueInListDescription(&list, &b)), "A,B | among B");
+  EXPECT_EQ(pairOf(ZRTTavikKernel::valueInListDescription(&number, nullptr)), "5 | among ");
+  EXPECT_EQ(pairOf(ZRTTavikKernel::valueInListDescription(nullptr, &list)), " | among A,B");
+}
+
+TEST(DescriptionsTest, NandSize) {
+  const Value table(Dictionary{{"BCD", Value(64)}, {"ABC", "16"}});
+  struct Case {
+    const char* device;
+    const char* expected;
+  };
+  const Case cases[] = {
+      {"{ SerialNumber = C8PK1234ABCD; TotalDiskCapacity = 63500000000; }", "CCC=BCD; NAND size=64 | 64"},
+      {"{ SerialNumber = XABC; TotalDiskCapacity = none; }", "CCC=ABC; NAND size=0 | 16"},
+      {"{ SerialNumber = ABC; }", "CCC=ABC; NAND size=0 | 16"},
+      {"{ SerialNumber = C8PK1234abcd; }", "unknowned CCC code bcd | a known CCC code"},
+      {"{ TotalDiskCapacity = 64000000000; }", "unknowned CCC code (null) | a known CCC code"},
+  };
+  for (const Case& c : cases) {
+    EXPECT_EQ(pairOf(ZRTTavikKernel::nandSizeCheckDescription(parsedDictionary(c.device), &table)), c.expected);
+  }
+  const Dictionary device{{"SerialNumber", "XBCD"}};
+  const Dictionary pair = ZRTTavikKernel::nandSizeCheckDescription(device, &table);
+  EXPECT_EQ(*pair.find("expected"), Value(64)) << "the table's value as it stands";
+  EXPECT_EQ(pairOf(ZRTTavikKernel::nandSizeCheckDescription(device, nullptr)),
+            "unknowned CCC code BCD | a known CCC code");
+  EXPECT_THROW(ZRTTavikKernel::nandSizeCheckDescription({{"SerialNumber", "CD"}}, &table), std::out_of_range);
+}
+
+TEST(DescriptionsTest, NvramWhiteList) {
+  const Value variables = parsed("{ b = 1; \"a b\" = 2; }");
+  const Value allowed = parsed("( a, b )");
+  EXPECT_EQ(pairOf(ZRTTavikKernel::nvramWhiteListDescription(&variables, &allowed)),
+            "actual keys: (\n    b,\n    \"a b\"\n) | allowed keys: (\n    a,\n    b\n)");
+  const Value none{Dictionary()};
+  EXPECT_EQ(pairOf(ZRTTavikKernel::nvramWhiteListDescription(&none, nullptr)),
+            "actual keys: () | allowed keys: (null)");
+}
+
+}  // namespace
+}  // namespace tavik

@@ -1,0 +1,115 @@
+// Predicates as a host calls them: the pieces that no rule names, and attributes that are absent. What rules can ask
+// for stands in tests/cases/.
+
+#include "TestSupport.h"
+
+namespace tavik {
+namespace {
+
+using Kernel = ZRTTavikKernel;
+
+TEST(PredicatesTest, IdentityCodes) {
+  struct Case {
+    std::optional<Value> (*extract)(const Value*);
+    const char* serialNumber;
+    const char* code;  // null: too short
+  };
+  const Case cases[] = {
+      {Kernel::parseCCCCode, "C8PK1234ABCD", "BCD"},
+      {Kernel::parseCCCCode, "BCD", "BCD"},
+      {Kernel::parseCCCCode, "CD", nullptr},
+      {Kernel::parse4CCode, "C8PK1234ABCD", "ABCD"},
+      {Kernel::parse4CCode, "BCD", nullptr},
+      {Kernel::parseEEECode, "C0212345ABCDE6789", "BCD"},
+      {Kernel::parseEEECode, "C0212345ABCD", "BCD"},
+      {Kernel::parseEEECode, "C0212345ABC", nullptr},
+      {Kernel::parse4ECode, "C0212345ABCDE6789", "DE67"},
+      {Kernel::parse4ECode, "C0212345ABCDE67", "DE67"},
+      {Kernel::parse4ECode, "C0212345ABCDE6", nullptr},
+      {Kernel::parse4ECode, "", nullptr},
+      {Kernel::parseEEECode, "äöüÄÖÜ€€€€😀B€", "€😀B"},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.serialNumber);
+    const Value serialNumber(c.serialNumber);
+    if (c.code == nullptr) {
+      EXPECT_THROW(c.extract(&serialNumber), std::out_of_range);
+    } else {
+      EXPECT_EQ(c.extract(&serialNumber), Value(c.code));
+    }
+  }
+  const Value number(123456789012345678);
+  for (const auto extract : {Kernel::parseCCCCode, Kernel::parse4CCode, Kernel::parseEEECode, Kernel::parse4ECode}) {
+    EXPECT_FALSE(extract(nullptr));
+    EXPECT_FALSE(extract(&number));
+  }
+}
+
+// The size at every boundary is told by exact arithmetic in whole bytes.
+TEST(PredicatesTest, NandSizesAroundEveryBoundary) {
+  constexpr std::int64_t kGigabyte = 1'000'000'000;
+  const auto sizeOf = [](std::int64_t bytes) {
+    const Value value(bytes);
+    return Kernel::parseNandSize(&value);
+  };
+  for (std::int64_t size = 0; size <= 2048; ++size) {
+    const std::int64_t first = size <= 64 ? size * kGigabyte - kGigabyte / 2 : size * kGigabyte;
+    EXPECT_EQ(sizeOf(std::max<std::int64_t>(first, 0)), size);
+    EXPECT_EQ(sizeOf(first - 1), size == 0 ? -1 : size - 1);
+    EXPECT_EQ(sizeOf(size * kGigabyte), size);
+  }
+  EXPECT_EQ(Kernel::parseNandSize(nullptr), 0);
+}
+
+// A record cannot hold an absent "actual"; where none is stored, an absent attribute fails.
+TEST(PredicatesTest, AbsentAttributes) {
+  const Value text("text");
+  const Value codes = parsed("( ABCD )");
+  const Dictionary none;
+  const Value boards(Dictionary{{"FCC", Array::of("BCD")}});
+  for (const auto predicate :
+       {Kernel::hasSuffix, Kernel::caseInsensitiveEqual, Kernel::equal, Kernel::isUppercase, Kernel::MPNCCCCheck,
+        Kernel::MPN4CCheck, Kernel::MPN4ECheck, Kernel::validIMEI, Kernel::checkIMEIfromGUI}) {
+    EXPECT_THROW(predicate(nullptr, &text), std::invalid_argument);
+  }
+  EXPECT_THROW(Kernel::MPN4CListCheck(nullptr, &codes), std::invalid_argument);
+  EXPECT_THROW(Kernel::MPN4EListCheck(nullptr, &codes), std::invalid_argument);
+
+  EXPECT_EQ(lineOf(Kernel::valueInList(nullptr, &codes)), "(null): FAIL, (null), one of ABCD");
+  EXPECT_EQ(lineOf(Kernel::valueInList(nullptr, nullptr)), "(null): FAIL, (null), one of ");
+  EXPECT_EQ(lineOf(Kernel::boolEqual(nullptr, nullptr)), "(null): FAIL, (null), is (null)");
+  EXPECT_EQ(lineOf(Kernel::dataNotNull(nullptr, nullptr)), "(null): FAIL, (null), not all null");
+  EXPECT_EQ(lineOf(Kernel::equalData(nullptr, &text)), "(null): FAIL, (null), equal text");
+  EXPECT_EQ(lineOf(Kernel::caseInsensitiveEqualData(nullptr, nullptr)),
+            "(null): FAIL, (null), caseInsensitiveEqual:(null)");
+  const Value zero(0);
+  EXPECT_EQ(lineOf(Kernel::nandSizeCheck(nullptr, &zero)), "(null): pass, 0, 0");
+  const Dictionary fcc{{"FCCID", "FCC"}};
+  EXPECT_EQ(lineOf(Kernel::checkEEEFCCIDTable(nullptr, &fcc, &boards)), "(null): FAIL, (null), one of BCD");
+  EXPECT_EQ(lineOf(Kernel::checkEEEFCCIDTable(nullptr, &none, &boards)),
+            "(null): FAIL, unknown FCCID (null), known FCCID");
+}
+
+TEST(PredicatesTest, VendorAgainstAnyBoardCode) {
+  const Value info("card 4330 vendor=0x02d0");
+  const Value vendors(Dictionary{{"0x02d0", Array::of("BCD", "DE67")}});
+  const Value code("DE67");
+  EXPECT_EQ(lineOf(Kernel::checkWifiVendorAgainstBoardConfig(&info, nullptr, &vendors, &code)),
+            "(null): pass, DE67, one of BCD,DE67");
+  EXPECT_EQ(lineOf(Kernel::checkWifiVendorAgainstBoardConfig(&info, nullptr, &vendors, nullptr)),
+            "(null): FAIL, (null), one of BCD,DE67");
+}
+
+TEST(PredicatesTest, ACallWithoutAllPartNumberReferencesIsLogged) {
+  const auto platform = std::make_shared<TestPlatform>();
+  const PredicateKernel kernel(platform);
+  Dictionary references = parsedDictionary("{ ModelNumber = M; RegionInfo = R; mpn = M; }");
+  EXPECT_TRUE(kernel.perform("combinedMPNRCCheck", nullptr, &references, nullptr));
+  EXPECT_THAT(platform->lines, testing::ElementsAre("{\n    ModelNumber = M;\n    RegionInfo = R;\n    mpn = M;\n}"));
+  references.set("region_code", "R");
+  EXPECT_TRUE(kernel.perform("combinedMPNRCCheck", nullptr, &references, nullptr));
+  EXPECT_EQ(platform->lines.size(), 1U);
+}
+
+}  // namespace
+}  // namespace tavik

@@ -1,0 +1,121 @@
+"""Holds docs/predicates.md against the library: every predicate has an entry, every entry says what it has to, and every example
+is checked as a rule of a real run.
+
+    TAVIK=build/tools/tavik/tavik python3 tests/predicates_page_test.py
+"""
+
+import json
+import os
+import pathlib
+import re
+import subprocess
+import tempfile
+import unittest
+
+TAVIK = os.environ["TAVIK"]
+PROJECT = pathlib.Path(__file__).parent.parent
+PAGE = (PROJECT / "docs/predicates.md").read_text(encoding="utf-8")
+REGISTRY = (PROJECT / "src/kernel_algorithms/OperationRegistry.cpp").read_text(encoding="utf-8")
+
+RULE = "Example"
+EXAMPLE = re.compile(r"^```json\n(.*?)^```$", re.MULTILINE | re.DOTALL)
+
+
+def entries():
+    """Word -> text of its entry, in the page's order."""
+    parts = re.split(r"^###? (.*)$", PAGE, flags=re.MULTILINE)
+    return {name: text for name, text in zip(parts[1::2], parts[2::2]) if f"\n### {name}\n" in PAGE}
+
+
+def facts(entry):
+    """The entry's list: "attribute" -> what is said of it."""
+    return dict(re.findall(r"^- ([a-z ]+): (.*(?:\n  .*)*)", entry, re.MULTILINE))
+
+
+def rows():
+    """Word -> its row of the registry."""
+    return {word: row for row, word in re.findall(r'(\.word = "(\w+)".*)', REGISTRY)}
+
+
+def tavik(*arguments, folder=None):
+    run = subprocess.run([TAVIK, *arguments, "--format", "json"], capture_output=True, text=True, cwd=folder, timeout=60, check=False)
+    return run.returncode, json.loads(run.stdout)
+
+
+def takes_references(word):
+    _, record = tavik("eval", word, "--attribute", "0")
+    return record.get("actual") == f"unknown predicate {word}:value:"
+
+
+def check(example):
+    """Runs the example's rule on its device; exit status and outcome."""
+    library = {"version": 1, RULE: example["rule"]}
+    files = {"library": library, "rules": {"version": 1, "GenericRules": {RULE: {}}}, "device": example["device"]}
+    files |= example.get("sources", {})
+    with tempfile.TemporaryDirectory() as folder:
+        for name, contents in files.items():
+            pathlib.Path(folder, name).write_text(json.dumps(contents), encoding="utf-8")
+        sources = [argument for name in example.get("sources", {}) for argument in ("--source", f"{name}={name}")]
+        return tavik("check", "--unsigned", "--library", "library", "--rules", "rules", "--attributes", "device", *sources,
+                     folder=folder)
+
+
+class PredicatesPageTest(unittest.TestCase):
+    maxDiff = None
+
+    def test_every_predicate_has_one_entry(self):
+        headings = re.findall(r"^### (.*)$", PAGE, re.MULTILINE)
+        self.assertEqual(sorted(headings), sorted(rows()))
+        self.assertGreater(len(headings), 30)
+
+    def test_every_entry_says_what_a_rule_author_asks(self):
+        for word, entry in entries().items():
+            with self.subTest(word):
+                said = facts(entry)
+                references = ["references"] if takes_references(word) else []
+                order = ["attribute", "value", *references, "texts", "without a value"]
+                self.assertEqual([name for name in said if name != "faults"], order)
+                self.assertEqual("the first reference" in said["value"], ".referenceMayBeValue = true" in rows()[word])
+                examples = [json.loads(text)["rule"]["predicate"] for text in EXAMPLE.findall(entry)]
+                self.assertTrue(examples)
+                for expression in examples:
+                    self.assertIn(word, expression.split())
+
+    def expect_without_a_value(self, said, status, outcome, with_value):
+        if said.startswith("a fault"):
+            return self.assertEqual(status, 3)
+        record = outcome["records"][3]
+        if said.startswith("the same"):
+            self.assertEqual(record, with_value)
+        elif said.startswith("compares with"):
+            self.assertIn("(null)", record["expected"])
+        else:
+            self.assertEqual(record["result"], re.match(r"\W*(passes|fails)\b", said)[1] == "passes")
+
+    def test_rules_without_a_value(self):
+        for word, entry in entries().items():
+            with self.subTest(word):
+                example = json.loads(EXAMPLE.search(entry)[1])
+                example["rule"]["predicate"] = word
+                with_value = check(example)[1]["records"][3]
+                example["rule"].pop("value", None)
+                if ".referenceMayBeValue = true" in rows()[word]:
+                    example["rule"].pop("references", None)
+                self.expect_without_a_value(facts(entry)["without a value"], *check(example), with_value)
+
+    def test_every_example_yields_its_record(self):
+        for text in EXAMPLE.findall(PAGE):
+            with self.subTest(text):
+                example = json.loads(text)
+                status, outcome = check(example)
+                if "fault" in example:
+                    self.assertEqual((status, outcome["records"], outcome["fault"]["kind"]), (3, None, example["fault"]))
+                    continue
+                record = {"rule": RULE} | example["record"]
+                self.assertEqual(json.dumps(outcome["records"][3:]), json.dumps([record]))
+                self.assertEqual(outcome["station"], example.get("station", {}))
+                self.assertEqual(status, 0 if record["result"] else 1)
+
+
+if __name__ == "__main__":
+    unittest.main()

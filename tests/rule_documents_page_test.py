@@ -1,0 +1,48 @@
+"""Runs what docs/rule-documents.md shows: its files in a folder, then its commands, whose output must be the one on the page.
+
+    TAVIK=build/tools/tavik/tavik python3 tests/rule_documents_page_test.py
+"""
+
+import os
+import pathlib
+import re
+import subprocess
+import tempfile
+import unittest
+
+PAGE = pathlib.Path(__file__).parent.parent / "docs/rule-documents.md"
+BLOCK = re.compile(r"^```(\w+)\n(.*?)^```$", re.MULTILINE | re.DOTALL)
+
+
+def documents(page):
+    """File name -> contents: blocks that are no commands belong to the files in the order in which the text names them."""
+    contents = [text for kind, text in BLOCK.findall(page) if kind != "console"]
+    names = list(dict.fromkeys(re.findall(r"`([\w-]+\.(?:plist|json))`", BLOCK.sub("", page))))
+    return dict(zip(names, contents, strict=True))
+
+
+def commands(page):
+    """Each "$ command" of the page with its output."""
+    for kind, text in BLOCK.findall(page):
+        if kind == "console":
+            yield from re.findall(r"^\$ (.*)\n((?:(?!\$ ).*\n)*)", text, re.MULTILINE)
+
+
+class RuleDocumentsPageTest(unittest.TestCase):
+    maxDiff = None
+
+    def test_what_the_page_shows(self):
+        page = PAGE.read_text(encoding="utf-8")
+        path = f"{pathlib.Path(os.environ['TAVIK']).resolve().parent}:{os.environ['PATH']}"
+        with tempfile.TemporaryDirectory() as folder:
+            for name, contents in documents(page).items():
+                pathlib.Path(folder, name).write_text(contents, encoding="utf-8")
+            for command, output in commands(page):
+                with self.subTest(command):
+                    run = subprocess.run(command, shell=True, cwd=folder, env=os.environ | {"PATH": path}, text=True, timeout=60,
+                                         stdout=subprocess.PIPE, stderr=subprocess.STDOUT, check=False)
+                    self.assertEqual(run.stdout, output)
+
+
+if __name__ == "__main__":
+    unittest.main()
