@@ -4,7 +4,7 @@ import unittest
 
 from support import UNUSABLE, CommandTest
 
-COMMANDS = ("check", "convert", "decode", "eval", "keygen", "sign", "verify")
+COMMANDS = ("batch", "check", "convert", "decode", "describe", "eval", "keygen", "list", "sign", "verify")
 CHECK = ("check", "--library", "l", "--rules", "r", "--attributes", "a")
 
 

@@ -24,11 +24,14 @@ struct Command {
   Run (*define)(CLI::App& app);
 };
 
+Run defineBatch(CLI::App& app);
 Run defineCheck(CLI::App& app);
 Run defineConvert(CLI::App& app);
 Run defineDecode(CLI::App& app);
+Run defineDescribe(CLI::App& app);
 Run defineEval(CLI::App& app);
 Run defineKeygen(CLI::App& app);
+Run defineList(CLI::App& app);
 Run defineSign(CLI::App& app);
 Run defineVerify(CLI::App& app);
 

@@ -14,6 +14,16 @@ constexpr std::string_view kId = "id";
 constexpr std::string_view kAttributes = "attributes";
 constexpr std::string_view kSources = "sources";
 
+std::string whyUnusableSources(const Value& sources) {
+  if (sources.ifDictionary() == nullptr) return R"("sources" is not an object)";
+  for (const auto [name, source] : *sources.ifDictionary()) {
+    if (source.ifDictionary() == nullptr) {
+      return fmt::format(R"(the source "{}" is not an object)", shortened(visible(name), 40));
+    }
+  }
+  return "";
+}
+
 /// What is wrong with a line that is JSON; empty when nothing is.
 std::string whyUnusable(const Value& line) {
   const Dictionary* const members = line.ifDictionary();
@@ -27,14 +37,7 @@ std::string whyUnusable(const Value& line) {
   if (attributes == nullptr) return R"("attributes" is missing)";
   if (attributes->ifDictionary() == nullptr) return R"("attributes" is not an object)";
   const Value* const sources = members->find(kSources);
-  if (sources == nullptr) return "";
-  if (sources->ifDictionary() == nullptr) return R"("sources" is not an object)";
-  for (const auto [name, source] : *sources->ifDictionary()) {
-    if (source.ifDictionary() == nullptr) {
-      return fmt::format(R"(the source "{}" is not an object)", shortened(visible(name), 40));
-    }
-  }
-  return "";
+  return sources == nullptr ? "" : whyUnusableSources(*sources);
 }
 
 const Dictionary& memberOf(const Value& line, std::string_view key) {
@@ -54,8 +57,9 @@ std::string namesOfFailed(const Array& records) {
 
 /// What failed, in a few words.
 std::string findings(const DeviceResult& result) {
-  if (result.inputError) return "input: " + visible(*result.inputError);
-  switch (statusOf(result.outcome)) {
+  switch (result.status) {
+    case ExitStatus::kUnusable:
+      return "input: " + visible(result.inputError);
     case ExitStatus::kFault:
       return "fault: " + visible(whyNoVerdict(result.outcome));
     case ExitStatus::kNoVerdict:
@@ -70,17 +74,16 @@ std::string findings(const DeviceResult& result) {
 DeviceResult DeviceChecker::check(Line& line) {
   std::string error;
   const std::optional<Value> content = line.tooLong ? std::nullopt : reader_.read(line.text, error, line.number);
-  DeviceResult result{.id = idOf(line, content), .inputError = {}, .outcome = {}};
-  if (line.tooLong) {
-    error = fmt::format("line {}: is longer than {} MiB", line.number, kLongestLine >> 20);
-  } else if (const std::string why = content ? whyUnusable(*content) : ""; !why.empty()) {
-    error = fmt::format("line {}: {}", line.number, why);
+  DeviceResult result{.id = idOf(line, content), .status = ExitStatus::kUnusable, .inputError = {}, .outcome = {}};
+  if (content) error = whyUnusable(*content);
+  if (line.tooLong) error = fmt::format("is longer than {} MiB", kLongestLine >> 20U);
+  if (!error.empty()) {
+    const bool hasPlace = !content && !line.tooLong;
+    result.inputError = hasPlace ? error : fmt::format("line {}: {}", line.number, error);
+    return result;
   }
-  if (error.empty()) {
-    result.outcome = runCheck(kernel_, memberOf(*content, kAttributes), rules_, memberOf(*content, kSources));
-  } else {
-    result.inputError = std::move(error);
-  }
+  result.outcome = runCheck(kernel_, memberOf(*content, kAttributes), rules_, memberOf(*content, kSources));
+  result.status = statusOf(result.outcome);
   return result;
 }
 
@@ -100,9 +103,9 @@ void appendJson(std::string& out, const DeviceResult& result) {
   out += "{\"id\": ";
   appendJson(out, result.id);
   out += ", ";
-  if (result.inputError) {
+  if (result.status == ExitStatus::kUnusable) {
     out += "\"input_error\": ";
-    appendJsonString(out, *result.inputError);
+    appendJsonString(out, result.inputError);
   } else {
     appendOutcome(out, result.outcome);
   }

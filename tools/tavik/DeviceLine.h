@@ -18,11 +18,12 @@ namespace tavik::tool {
 
 /// What came of a line: a check run, or why there was none.
 struct DeviceResult {
-  Value id;  ///< the line's number where the line does not tell
-  std::optional<std::string> inputError;
-  CheckOutcome outcome;  ///< meaningless with an input error
+  Value id;                ///< the line's number where the line does not tell
+  ExitStatus status;       ///< of the device alone
+  std::string inputError;  ///< of the status kUnusable
+  CheckOutcome outcome;    ///< of the others
 
-  [[nodiscard]] bool passed() const { return !inputError && statusOf(outcome) == ExitStatus::kPassed; }
+  [[nodiscard]] bool passed() const { return status == ExitStatus::kPassed; }
 };
 
 /// Checks devices one after the other, keeping its working memory. For one thread at a time.

@@ -122,6 +122,17 @@ void warnWhenUnsigned(std::string_view command, const PlatformOptions& options) 
   }
 }
 
+Dictionary trustedContent(const std::string& name, const Dictionary& document, const HostPlatform& platform) {
+  std::optional<std::string> refusal;
+  const std::optional<Value> content =
+      platform.validatedPropertyListFromSignedDictionary(document, ZRTTavikKernel::kPublicKeyPath, refusal);
+  if (refusal) throw Failure(ExitStatus::kNoVerdict, name + ": " + *refusal);
+  const Dictionary* const entries = content ? content->ifDictionary() : nullptr;
+  if (entries == nullptr || entries->empty()) throw Failure(ExitStatus::kNoVerdict, name + ": holds no rules");
+  if (!entries->contains("version")) throw Failure(ExitStatus::kNoVerdict, name + ": has no \"version\"");
+  return *entries;
+}
+
 std::unique_ptr<ZRTTavikKernel> openKernel(const std::string& name, const Dictionary& library,
                                            const std::shared_ptr<const HostPlatform>& platform) {
   const NamelessFile file(toBinary(name, library));

@@ -73,6 +73,10 @@ class LogCapture {
 /// Says on standard error, in the name of a command, that signatures are not checked.
 void warnWhenUnsigned(std::string_view command, const PlatformOptions& options);
 
+/// The content of a rule document, which messages call by `name`. Raises `Failure` when it is not trusted, holds no
+/// entries or has no "version": then there is nothing to check a device with.
+Dictionary trustedContent(const std::string& name, const Dictionary& document, const HostPlatform& platform);
+
 /// Makes the kernel of a rule library, which messages call by `name`. Raises `Failure` when it is not trusted or empty.
 std::unique_ptr<ZRTTavikKernel> openKernel(const std::string& name, const Dictionary& library,
                                            const std::shared_ptr<const HostPlatform>& platform);

@@ -317,8 +317,11 @@ void BufferedOutput::flush() {
 
 void printToStandardError(std::string_view where, std::string_view message) {
   const std::string_view separator = where.empty() ? "" : ": ";
-  const std::string line = fmt::format("tavik: {}{}{}\n", where, separator, visible(message));
-  static_cast<void>(writeAll(STDERR_FILENO, line));  // nobody is left to tell
+  writeStandardError(fmt::format("tavik: {}{}{}\n", where, separator, visible(message)));
+}
+
+void writeStandardError(std::string_view text) {
+  static_cast<void>(writeAll(STDERR_FILENO, text));  // nobody is left to tell
 }
 
 }  // namespace tavik::tool

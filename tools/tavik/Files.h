@@ -107,8 +107,8 @@ void writeOutput(std::string_view argument, const std::string& path, std::span<c
 /// Writes to standard output. Raises `ReaderGone` when nobody reads it.
 void writeStandardOutput(std::string_view text);
 
-/// The same for whole lines: a file that has no room for all of them ends with a whole one, and pipes are given lines of
-/// up to 4096 bytes whole.
+/// The same for whole lines: a file that has no room for all of them ends with a whole one, and pipes are given lines
+/// of up to 4096 bytes whole.
 void writeLinesToStandardOutput(std::string_view lines);
 
 /// Collects what goes to standard output and writes it in large pieces, for answers far larger than their input.
@@ -123,6 +123,9 @@ class BufferedOutput {
 
 /// One line on standard error, "tavik: WHERE: MESSAGE", whatever the message holds.
 void printToStandardError(std::string_view where, std::string_view message);
+
+/// The text as it is, as far as it can be written.
+void writeStandardError(std::string_view text);
 
 }  // namespace tavik::tool
 

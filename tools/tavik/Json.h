@@ -37,8 +37,8 @@ class JsonReader {
   /// Reads one text, which may hold anything: malformed JSON or UTF-8, null, a key given twice, an integer beyond 64
   /// bits, a malformed "$" form and nesting beyond kPropertyListDepthLimit are refused.
   ///
-  /// Returns the value, or absent with `error` set: "line 3, column 9 (RuleSets.Base[2]): null is no value", where lines
-  /// count from `firstLine`. The text may be given more capacity, but keeps its contents.
+  /// Returns the value, or absent with `error` set: "line 3, column 9 (RuleSets.Base[2]): null is no value", where
+  /// lines count from `firstLine`. The text may be given more capacity, but keeps its contents.
   std::optional<Value> read(std::string& text, std::string& error, std::size_t firstLine = 1);
 
  private:

@@ -19,8 +19,8 @@ struct SyntaxError {
 /// The first syntax error; absent when the text is well-formed. Needs memory in proportion to the nesting, no stack.
 std::optional<SyntaxError> findSyntaxError(std::string_view text);
 
-/// The text of the first value of `key` (without escapes) in the object that the text is, or begins as: what comes after
-/// the value may be malformed. Absent where there is none.
+/// The text of the first value of `key` (without escapes) in the object that the text is, or begins as: what comes
+/// after the value may be malformed. Absent where there is none.
 std::optional<std::string_view> findMember(std::string_view text, std::string_view key);
 
 }  // namespace tavik::tool

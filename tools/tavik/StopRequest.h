@@ -9,8 +9,8 @@
 
 namespace tavik::tool {
 
-/// While it lives, the first of the signals is a request, unless the process was started to ignore it; the second ends the
-/// process, as one does otherwise. One at a time. Safe from any thread.
+/// While it lives, the first of the signals is a request, unless the process was started to ignore it; the second ends
+/// the process, as one does otherwise. One at a time. Safe from any thread.
 class StopRequest {
  public:
   StopRequest();

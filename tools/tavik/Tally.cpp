@@ -27,15 +27,11 @@ void Tally::add(const DeviceResult& result) {
 }
 
 void Tally::addFailure(const DeviceResult& result) {
-  if (result.inputError) {
-    ++inputErrors_;
-    return;
-  }
-  const ExitStatus status = statusOf(result.outcome);
-  if (status == ExitStatus::kFault) ++faults_;
-  if (status == ExitStatus::kNoVerdict) ++noVerdicts_;
+  if (result.status == ExitStatus::kUnusable) ++inputErrors_;
+  if (result.status == ExitStatus::kFault) ++faults_;
+  if (result.status == ExitStatus::kNoVerdict) ++noVerdicts_;
   if (result.outcome.rule) addRule(*result.outcome.rule, 1);
-  if (!result.outcome.records) return;
+  if (result.status != ExitStatus::kFailed) return;
   for (const Value& record : *result.outcome.records) {
     if (!passed(record)) addRule(record.ifDictionary()->findString("rule").value_or(""), 1);
   }
@@ -62,15 +58,20 @@ void Tally::add(const Tally& other) {
 std::string Tally::summary() const {
   std::string text =
       fmt::format("{}: {} passed, {} failed", counted(devices_, "device", "devices"), devices_ - failed_, failed_);
-  std::string kinds;
-  const auto append = [&](std::uint64_t count, const std::string& part) {
-    if (count != 0) kinds += (kinds.empty() ? " (" : ", ") + part;
-  };
-  append(inputErrors_, counted(inputErrors_, "input error", "input errors"));
-  append(faults_, counted(faults_, "fault", "faults"));
-  append(noVerdicts_, fmt::format("{} without a verdict", noVerdicts_));
-  text += kinds + (kinds.empty() ? "\n" : ")\n");
-  return text + rulesText();
+  if (inputErrors_ != 0) text += ", " + counted(inputErrors_, "input error", "input errors");
+  if (faults_ != 0) text += ", " + counted(faults_, "fault", "faults");
+  if (noVerdicts_ != 0) text += fmt::format(", {} without a verdict", noVerdicts_);
+  return text + "\n" + rulesThatFailedMost();
+}
+
+std::string Tally::rulesThatFailedMost() const {
+  using Row = std::pair<std::string_view, std::uint64_t>;
+  std::vector<Row> rows(failuresByRule_.begin(), failuresByRule_.end());
+  std::ranges::stable_sort(rows, std::ranges::greater(), &Row::second);  // by name where counts are equal
+  rows.resize(std::min(rows.size(), kMostRules));
+  std::string text = rows.empty() ? "" : "rules that failed most:\n";
+  for (const auto& [rule, count] : rows) text += fmt::format("{:>8}  {}\n", count, visible(rule));
+  return text;
 }
 
 }  // namespace tavik::tool

@@ -7,6 +7,7 @@
 #include <functional>
 #include <map>
 #include <string>
+#include <string_view>
 
 #include "DeviceLine.h"
 
@@ -26,6 +27,7 @@ class Tally {
  private:
   void addFailure(const DeviceResult& result);
   void addRule(std::string_view name, std::uint64_t count);
+  [[nodiscard]] std::string rulesThatFailedMost() const;
 
   std::uint64_t devices_ = 0;
   std::uint64_t failed_ = 0;

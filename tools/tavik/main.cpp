@@ -22,7 +22,10 @@ namespace {
 
 constexpr Command kCommands[] = {
     {"check", "Check one device and print its records", defineCheck},
+    {"batch", "Check a stream of devices, one JSON object a line", defineBatch},
+    {"list", "Show what a station has to gather for one device", defineList},
     {"eval", "Evaluate a predicate expression on values given in place", defineEval},
+    {"describe", "Show what a predicate is about to compare", defineDescribe},
     {"decode", "Show what a blob of device data holds", defineDecode},
     {"keygen", "Make a key pair", defineKeygen},
     {"sign", "Sign a rule document", defineSign},

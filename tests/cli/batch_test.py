@@ -1,0 +1,382 @@
+"""`tavik batch`: the result of each line, order and bytes whatever the threads, hostile lines, bounded memory, and how a
+stream ends: at its end, by a signal, by a reader who leaves, on a full disk."""
+
+import json
+import os
+import pty
+import re
+import resource
+import select
+import signal
+import subprocess
+import threading
+import unittest
+
+from support import FAILED, NO_VERDICT, PASSED, TAVIK, UNUSABLE, CommandTest
+
+LIBRARY = {
+    "version": "L1",
+    "Model": {"attribute": "ModelNumber", "predicate": "hasPrefix", "value": "MD"},
+    "Colour": {"attribute": "Colour", "predicate": "equal", "references": [{"source": "sfc"}]},
+    "Code": {"attribute": "SerialNumber", "predicate": "MPNCCCCheck", "value": "KQ2"},
+    "Send": {"attribute": "ModelNumber", "predicate": "sendStaticAttribute", "value": {"OnPass": "good", "OnFail": 5}},
+    "Malformed": {"attribute": "Odd", "predicate": "a XOR b"},
+}
+SETS = {"OddRuleSet": {"Malformed": {}}}
+RULES = {"version": 7, "GenericRules": {"Model": {}, "Colour": {}, "Code": {}, "Send": {}}, "RuleSets": SETS,
+         "MPNRules": {"MD1": {}, "XX": {}, "MD2": {"OddRuleSet": {}}, "MD3": {"LostRuleSet": {}}, "MD4": "no dictionary"}}
+GOOD = {"ModelNumber": "MD1", "Colour": 3, "SerialNumber": "C8PKKQ2"}
+SFC = {"sfc": {"Colour": 3}}
+UNSIGNED = "tavik: batch: --unsigned: the rule documents are taken as they are, no signature is checked\n"
+DOCUMENTS = ("--library", "library", "--rules", "rules")
+
+DEVICES = (  # attributes, sources, the status of a check
+    (GOOD, SFC, PASSED),
+    (GOOD, {}, FAILED),
+    (GOOD | {"ModelNumber": "XX"}, SFC, FAILED),
+    (GOOD | {"SerialNumber": "Q2"}, SFC, 3),
+    (GOOD | {"ModelNumber": "MD2", "Odd": 1}, SFC, NO_VERDICT),
+    (GOOD | {"ModelNumber": "MD3"}, SFC, NO_VERDICT),
+    (GOOD | {"ModelNumber": "MD4"}, SFC, NO_VERDICT),
+    (GOOD | {"ModelNumber": "MD5"}, SFC, NO_VERDICT),
+    ({}, {}, NO_VERDICT),
+)
+
+
+def line(device, **others):
+    return json.dumps({**others, "attributes": device}) + "\n"
+
+
+def long_result(size):
+    """A line whose result is of this size and more."""
+    return line(GOOD | {"Colour": "y" * size}, sources=SFC)
+
+
+class BatchTest(CommandTest):
+    def setUp(self):
+        super().setUp()
+        self.file("library", json.dumps(LIBRARY))
+        self.file("rules", json.dumps(RULES))
+        self.command = [TAVIK, "batch", "--unsigned", *DOCUMENTS]
+
+    def batch(self, stdin, *options):
+        run = self.tavik(*self.command[1:], *options, stdin=stdin if isinstance(stdin, bytes) else stdin.encode())
+        self.assertTrue(run.err.startswith(UNSIGNED), run.err)
+        run.err = run.err[len(UNSIGNED):]
+        return run
+
+    def start(self, *options, **streams):
+        """The command as a process that is talked to; it ends with the test."""
+        streams = {"stdin": subprocess.PIPE, "stdout": subprocess.PIPE, "stderr": subprocess.PIPE} | streams
+        process = subprocess.Popen(self.command + list(options), cwd=self.folder, **streams)
+        self.addCleanup(lambda: [stream.close() for stream in (process.stdin, process.stdout, process.stderr) if stream])
+        self.addCleanup(process.wait)
+        self.addCleanup(process.kill)
+        return process
+
+    def feed(self, process, text):
+        """Writes the text again and again, until nobody reads it."""
+        def write():
+            try:
+                while True:
+                    process.stdin.write(text.encode())
+            except OSError:
+                pass
+        thread = threading.Thread(target=write, daemon=True)
+        thread.start()
+        return thread
+
+    def test_each_result_is_that_of_check_with_the_id_first(self):
+        text = "".join(line(attributes, sources=sources, id=f"d{i}") for i, (attributes, sources, _) in enumerate(DEVICES))
+        run = self.batch(text)
+        for i, (attributes, sources, status) in enumerate(DEVICES):
+            with self.subTest(attributes):
+                self.file("device", json.dumps(attributes))
+                self.file("sfc", json.dumps(sources.get("sfc", {})))
+                options = ("--source", "sfc=sfc") if sources else ()
+                check = self.tavik("check", "--unsigned", *DOCUMENTS, "--attributes", "device", *options, "--format", "json")
+                self.assertEqual(check.status, status)
+                self.assertEqual(run.out.splitlines()[i], f'{{"id": "d{i}", ' + check.out[1:-1])
+        self.assertEqual(run.status, FAILED)
+        self.assertEqual(run.err, """\
+9 devices: 1 passed, 8 failed, 1 fault, 5 without a verdict
+rules that failed most:
+       1  Code
+       1  Colour
+       1  Malformed
+       1  Model
+""")
+
+    def test_all_pass(self):
+        run = self.batch(line(GOOD, sources=SFC))
+        self.assertEqual((run.status, run.err), (PASSED, "1 device: 1 passed, 0 failed\n"))
+        self.assertEqual((self.batch("").status, self.batch("\n \t\r\n").err), (PASSED, "0 devices: 0 passed, 0 failed\n"))
+
+    def test_hostile_lines(self):
+        long = b'{"id": "long", "attributes": {"a": "' + b"x" * (1 << 26) + b'"}}'
+        cases = (
+            # line                                                 id      message
+            (b"x", None, 'column 1: no value begins with "x"'),
+            (b"[1]", None, ": is not an object"),
+            (b'{"$data": ""}', None, ": is not an object"),
+            (b"{}", None, ': "attributes" is missing'),
+            (b'{"id": "a"}', "a", ': "attributes" is missing'),
+            (b'{"id": {"$data": "3q0="}, "attributes": 5}', {"$data": "3q0="}, ': "attributes" is not an object'),
+            (b'{"attributes": {}, "id": 1.50, "sources": []}', 1.5, ': "sources" is not an object'),
+            (b'{"attributes": {}, "sources": {"sfc": 5}}', None, ': the source "sfc" is not an object'),
+            (b'{"attributes": {}, "source": {}, "id": 7}', 7, ': "source" is none of "id", "attributes" and "sources"'),
+            (b'{"id": null, "attributes": {}}', None, "column 8 (id): null is no value"),
+            (b'{"id": "b", "attributes": {"a": {"b": null}}}', "b", "column 39 (attributes.a.b): null is no value"),
+            (b'{"attributes": {"a": null}, "id": [1, "c"]}', [1, "c"], "column 22 (attributes.a): null is no value"),
+            (b'{"attributes": {"a": 1, "a": 2}, "id": "d"}', "d", 'the key "a" is given twice'),
+            (b'{"id": "e", "attributes": {"a": "\xff"}}', "e", "column 34: invalid UTF-8"),
+            (b'{"attributes": {"a": "\xff"}, "id": "f"}', None, "column 23: invalid UTF-8"),
+            (b'{"id": "g", "attributes": {"a": "b', "g", "this text has no closing quote"),
+            (b'{"id": "h", "id": "i", "attributes": {}}', "h", 'the key "id" is given twice'),
+            (b'{"id": {"$data": "?"}, "attributes": {}}', None, "base64"),
+            (b'{"id": "j", "attributes": {}} {}', "j", "something follows the value"),
+            (b'{"id": "k", "attributes": ' + b"[" * 600 + b"]" * 600 + b"}", "k", "nested more than 512 deep"),
+            (b'{"id": "nul\x00", "attributes": {}}', None, "a control character stands in a text unescaped"),
+            (b'{"id": 123456789012345678901, "attributes": {}}', None, "does not fit in 64 bits"),
+            (long, "long", ": is longer than 64 MiB"),
+        )
+        good = line(GOOD, sources=SFC, id="good").encode()
+        run = self.batch(b"".join(good + bad + b"\n" for bad, _, _ in cases))
+        results = [json.loads(result) for result in run.out.splitlines()]
+        self.assertEqual(len(results), 2 * len(cases))
+        for i, (bad, own_id, message) in enumerate(cases):
+            with self.subTest(bad[:60]):
+                number = 2 * i + 2
+                self.assertEqual((results[number - 2]["id"], results[number - 2]["error"]), ("good", None))
+                result = results[number - 1]
+                self.assertEqual(list(result), ["id", "input_error"])
+                self.assertEqual(result["id"], number if own_id is None else own_id)
+                self.assertTrue(result["input_error"].startswith(f"line {number}"), result)
+                self.assertIn(message, result["input_error"])
+        count = len(cases)
+        self.assertEqual((run.status, run.err), (FAILED, f"{2 * count} devices: {count} passed, {count} failed, {count} input errors\n"))
+
+    def test_lines(self):
+        one = line(GOOD).strip()
+        cases = (
+            ("last line without an end", f"{one}\n{one}", [1, 2]),
+            ("CR LF", f"{one}\r\n{one}\r\n", [1, 2]),
+            ("blank lines are counted", f"\n{one}\n  \t\n\r\n{one}\n\n", [2, 5]),
+            ("byte order mark", f"\ufeff{one}\n", [1]),
+            ("longer than a read", line(GOOD | {"x": "y" * 600000}) + one, [1, 2]),
+        )
+        for why, text, ids in cases:
+            with self.subTest(why):
+                results = [json.loads(result) for result in self.batch(text).out.splitlines()]
+                self.assertEqual([(result["id"], "records" in result) for result in results], [(i, True) for i in ids])
+
+    def test_the_number_of_threads_changes_no_byte(self):
+        text = "".join(line(DEVICES[i * i % 9][0] | {"x": "y" * (i * 37 % 5000)}, sources=DEVICES[i % 7][1]) +
+                       ("nonsense\n" if i % 11 == 0 else "\n" if i % 13 == 0 else "") for i in range(4000))
+        self.file("devices", text)
+        for options in ((), ("--format", "table")):
+            runs = [self.batch("", "devices", *options, *threads) for threads in
+                    ((), ("-j1",), ("-j", "2"), ("-j", "7"), ("-j", "64"))]
+            self.assertEqual(runs[0].out.count("\n"), 4000 + 364)
+            for run in runs[1:]:
+                self.assertEqual((run.status, run.stdout, run.err), (runs[0].status, runs[0].stdout, runs[0].err))
+
+    def test_table(self):
+        text = "".join(line(attributes, sources=sources, id=f"d\n{i}") for i, (attributes, sources, _) in enumerate(DEVICES[:5]))
+        out = self.batch(text + "bad", "--format", "table").out
+        self.assertRegex(out, r'''^pass  d\\n0
+FAIL  d\\n1  Colour
+FAIL  d\\n2  Model
+FAIL  d\\n3  fault: rule "Code": .*
+FAIL  d\\n4  no verdict: rule "Malformed": invalid logical operator:a XOR b
+FAIL  6  input: line 6, column 1: no value begins with "b"
+$''')
+
+    def test_the_summary_names_the_ten_rules_that_failed_most(self):
+        names = [f"R{i:02}" for i in range(12)]
+        self.file("library", json.dumps({"version": 1} | {name: {"attribute": name, "predicate": "equal", "value": 1} for name in names}))
+        self.file("rules", json.dumps({"version": 1, "GenericRules": {name: {} for name in reversed(names)}}))
+        text = "".join(line({name: int(i > 2 or name != "R07") for name in names[2:]}) for i in range(1005))
+        self.assertEqual(self.batch(text).err.splitlines()[1:], [
+            "rules that failed most:", "    1005  R00", "    1005  R01", "       3  R07"])
+        self.assertEqual(self.batch(line({})).err.splitlines()[2:], [f"       1  {name}" for name in names[:10]])
+
+    def test_documents_are_refused_before_the_first_line(self):
+        self.passes("keygen", "--private", "key", "--public", "pub")
+        for name in ("library", "rules"):
+            self.passes("sign", "--key", "key", name, "-o", f"{name}.signed")
+        self.file("empty", "{}")
+        self.file("unversioned", '{"Model": {}}')
+        malformed = {"generic": {"GenericRules": 5}, "generic entry": {"GenericRules": {"Model": "x"}},
+                     "sets": {"RuleSets": []}, "models": {"MPNRules": "x"}}
+        for name, entries in malformed.items():
+            self.file(name, json.dumps({"version": 1} | entries))
+        unsigned, signed = ("--unsigned",), ("--public-key", "pub")
+        cases = (
+            (NO_VERDICT, "--library empty: holds no rules", unsigned, "empty", "rules"),
+            (NO_VERDICT, "--rules empty: holds no rules", unsigned, "library", "empty"),
+            (NO_VERDICT, '--library unversioned: has no "version"', unsigned, "unversioned", "rules"),
+            (NO_VERDICT, '--rules unversioned: has no "version"', unsigned, "library", "unversioned"),
+            (NO_VERDICT, '"GenericRules" is not a dictionary', unsigned, "library", "generic"),
+            (NO_VERDICT, '--rules generic entry: malformed local rules: "Model"', unsigned, "library", "generic entry"),
+            (NO_VERDICT, '"RuleSets" is not a dictionary', unsigned, "library", "sets"),
+            (NO_VERDICT, '"MPNRules" is not a dictionary', unsigned, "library", "models"),
+            (NO_VERDICT, "--library library: ", signed, "library", "rules.signed"),
+            (NO_VERDICT, "--rules rules: ", signed, "library.signed", "rules"),
+            (UNUSABLE, "--rules missing: No such file", unsigned, "library", "missing"),
+            (UNUSABLE, "public key file", ("--public-key", "none"), "library.signed", "rules.signed"),
+        )
+        for status, message, trust, library, rules in cases:
+            with self.subTest(message):
+                self.refuses(status, message, "batch", *trust, "--library", library, "--rules", rules, stdin=line(GOOD).encode())
+
+        self.command = [TAVIK, "batch", *signed, "--library", "library.signed", "--rules", "rules.signed"]
+        process = self.start("-j", "2")
+        for i in range(3):
+            process.stdin.write(line(GOOD, id=i, sources=SFC).encode())
+            process.stdin.flush()
+            self.assertIn(b'"SerialNumber"' if i < 0 else b'"actual": "KQ2"', process.stdout.readline())
+            (self.folder / "pub").unlink(missing_ok=True)  # nothing is validated a second time
+        process.stdin.close()
+        self.assertEqual(process.wait(), PASSED)
+
+    def test_what_cannot_be_understood_or_read(self):
+        cases = (
+            ("-j: Value 0 not in range 1 to 256", ("-j", "0")),
+            ("-j: Value 257 not in range", ("-j", "257")),
+            ("-j", ("-j", "many")),
+            ("-j is given twice", ("-j1", "-j2")),
+            ("missing: No such file", ("missing",)),
+            (".: is a directory", (".",)),
+            ("/dev/zero: is a device", ("/dev/zero",)),
+        )
+        for message, arguments in cases:
+            with self.subTest(message):
+                self.refuses(UNUSABLE, message, "batch", "--unsigned", *DOCUMENTS, *arguments)
+        self.refuses(UNUSABLE, 'standard input: only one argument can be "-"', "batch", "--unsigned", "--library", "-",
+                     "--rules", "rules", stdin=json.dumps(LIBRARY).encode())
+
+    def test_a_result_comes_before_the_next_line_is_sent(self):
+        process = self.start("-j", "4")
+        for i in range(3):
+            process.stdin.write(line(GOOD, id=i).encode())
+            process.stdin.flush()
+            self.assertTrue(select.select([process.stdout], [], [], 30)[0])
+            self.assertEqual(json.loads(process.stdout.readline())["id"], i)
+
+    def test_memory_is_bounded_however_long_the_stream(self):
+        text = long_result(8000).encode() * 100
+        with open(self.folder / "long", "wb") as long:  # in pieces: a child's peak begins with its parent's
+            for _ in range(400):
+                long.write(b"[" * 1000000)
+        for name, rounds in (("many lines", 400), ("one line", 0)):
+            process = self.start("-j", "4", *(["long"] if rounds == 0 else []), stdout=subprocess.DEVNULL,
+                                 env=os.environ | {"ASAN_OPTIONS": "quarantine_size_mb=8"})
+            for _ in range(rounds):
+                process.stdin.write(text)
+            process.stdin.close()
+            _, status, usage = os.wait4(process.pid, 0)
+            process.returncode = os.waitstatus_to_exitcode(status)
+            self.assertEqual(process.returncode, FAILED)
+            self.assertLess(usage.ru_maxrss, 256 << 10, name)  # in KiB; more went in, and as much came out
+
+    def whole_results(self, out):
+        """The results on standard output, which must be whole lines in the order of the input."""
+        self.assertTrue(out == b"" or out.endswith(b"\n"))
+        results = [json.loads(result) for result in out.splitlines()]
+        self.assertEqual([result["id"] for result in results], list(range(1, len(results) + 1)))
+        return results
+
+    def test_a_signal_ends_the_run_with_whole_lines(self):
+        for number in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP):
+            for busy in (True, False):
+                with self.subTest(number, busy=busy):
+                    process = self.start("-j", "3")
+                    if busy:
+                        self.feed(process, line(GOOD | {"x": "y" * 9000}) * 50)
+                    else:
+                        process.stdin.write(line(GOOD).encode())
+                        process.stdin.flush()
+                    first = process.stdout.readline()
+                    process.send_signal(number)
+                    out, err = first + process.stdout.read(), process.stderr.read().decode()
+                    self.assertEqual(process.wait(), UNUSABLE)
+                    count = len(self.whole_results(out))
+                    self.assertIn(f"{count} device{'s' if count > 1 else ''}: 0 passed, {count} failed\n", err)
+                    self.assertTrue(err.endswith("\ntavik: batch: interrupted before the end of the input\n"), err)
+
+    def test_a_second_signal_ends_a_run_that_cannot_write(self):
+        process = self.start("-j", "2")
+        self.feed(process, long_result(90000) * 50)  # and nobody reads
+        select.select([process.stdout], [], [])
+        process.send_signal(signal.SIGINT)
+        with self.assertRaises(subprocess.TimeoutExpired):
+            process.wait(0.5)
+        process.send_signal(signal.SIGINT)
+        self.assertEqual(process.wait(), -signal.SIGINT)
+
+    def test_an_ignored_signal_stays_ignored(self):
+        process = self.start(preexec_fn=lambda: signal.signal(signal.SIGINT, signal.SIG_IGN))
+        process.stdin.write(line(GOOD).encode())
+        process.stdin.flush()
+        first = process.stdout.readline()
+        process.send_signal(signal.SIGINT)
+        out = first + process.communicate(line(GOOD).encode())[0]
+        self.assertEqual((process.returncode, len(self.whole_results(out))), (FAILED, 2))
+
+    def test_a_reader_who_leaves_ends_the_run_without_a_word(self):
+        for threads in ("1", "4"):
+            process = self.start("-j", threads)  # whose input stays open
+            self.feed(process, long_result(3000) * 50)
+            process.stdout.readline()
+            process.stdout.close()
+            self.assertEqual(process.wait(60), UNUSABLE)
+            self.assertEqual(process.stderr.read().decode(), UNSIGNED)
+
+    def test_a_full_disk_leaves_whole_lines(self):
+        def limit():
+            signal.signal(signal.SIGXFSZ, signal.SIG_IGN)
+            resource.setrlimit(resource.RLIMIT_FSIZE, (100000, 100000))
+
+        self.file("devices", line(GOOD) * 5000)
+        with open(self.folder / "out", "wb") as out:
+            process = self.start("-j", "2", "devices", stdout=out, preexec_fn=limit)
+            self.assertEqual(process.wait(), UNUSABLE)
+        self.assertEqual(process.stderr.read().decode(), UNSIGNED + "tavik: batch: standard output: File too large\n")
+        written = (self.folder / "out").read_bytes()
+        self.assertGreater(len(self.whole_results(written)), 50)
+        with open("/dev/full", "wb") as full:
+            process = self.start("devices", stdout=full)
+            self.assertEqual(process.wait(), UNUSABLE)
+        self.assertIn(b"tavik: batch: standard output: No space left on device\n", process.stderr.read())
+
+    def on_terminal(self, *options, stdout=None):
+        """The status, and what a terminal shows of standard error, and of standard output unless that goes elsewhere."""
+        master, terminal = pty.openpty()
+        process = self.start(*options, stdout=stdout or terminal, stderr=terminal)
+        os.close(terminal)
+        shown = b""
+        try:
+            while piece := os.read(master, 65536):
+                shown += piece
+        except OSError:
+            pass  # how the end of a pseudo terminal looks
+        os.close(master)
+        return process.wait(), shown.decode().replace("\r\n", "\n")
+
+    def test_progress_is_shown_on_a_terminal_and_taken_away(self):
+        self.file("devices", line(GOOD) * 3000)
+        status, shown = self.on_terminal("devices", stdout=subprocess.DEVNULL)
+        self.assertEqual(status, FAILED)
+        progress, after = shown[len(UNSIGNED):].rsplit("\r", 1)
+        self.assertRegex(progress, r"^\d+ devices, \d+ failed, \d+ per second, \d+:\d\d left")
+        self.assertRegex(progress, r"\r +$")
+        self.assertTrue(after.startswith("3000 devices: 0 passed, 3000 failed\n"), after)
+
+        status, shown = self.on_terminal("devices", "--format", "table")
+        without = re.sub("\x1b\\[[0-9;]*m|[0-9]+ devices,[^\r]*\r +\r", "", shown[len(UNSIGNED):])
+        self.assertEqual(without, "".join(f"FAIL  {i}  Colour\n" for i in range(1, 3001)) + after)
+
+
+if __name__ == "__main__":
+    unittest.main()

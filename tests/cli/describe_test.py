@@ -1,0 +1,55 @@
+"""`tavik describe`: the three descriptions, their faults, and inputs that are none."""
+
+import json
+import plistlib
+import unittest
+
+from support import FAULT, PASSED, UNUSABLE, CommandTest
+
+
+class DescribeTest(CommandTest):
+    def describe(self, kind, attribute, value, *options):
+        run = self.tavik("describe", kind, "--attribute", attribute, "--value", value, *options)
+        return run.status, run.out, run.err
+
+    def test_json(self):
+        device = '{"SerialNumber": "C8PK123KQ2", "TotalDiskCapacity": 64035676160}'
+        self.file("list.plist", plistlib.dumps(["A", "B"]))
+        cases = (
+            ("value-in-list", '"B"', "@list.plist", '"B"', '"among A,B"'),
+            ("value-in-list", '["B", 5]', "7", '"B,5"', '"among 7"'),
+            ("nand-size", device, '{"KQ2": 64}', '"CCC=KQ2; NAND size=64"', "64"),
+            ("nand-size", device, '{"KQ3": 64}', '"unknowned CCC code KQ2"', '"a known CCC code"'),
+            ("nand-size", "{}", "5", '"unknowned CCC code (null)"', '"a known CCC code"'),
+            ("nvram-white-list", '{"b": 1, "a": 2}', '"any"', '"actual keys: (\\n    b,\\n    a\\n)"', '"allowed keys: any"'),
+        )
+        for kind, attribute, value, actual, expected in cases:
+            with self.subTest(kind, value=value):
+                self.assertEqual(self.describe(kind, attribute, value, "--format", "json"),
+                                 (PASSED, f'{{"actual": {actual}, "expected": {expected}}}\n', ""))
+
+    def test_table(self):
+        self.assertEqual(self.describe("value-in-list", '"a\\nb"', '["A"]'),
+                         (PASSED, "actual      a\\nb\nexpected    among A\n", ""))
+
+    def test_faults(self):
+        status, out, err = self.describe("nand-size", '{"SerialNumber": "AB"}', "{}", "--format", "json")
+        fault = json.loads(out)["fault"]
+        self.assertEqual((status, fault["kind"], err), (FAULT, "range", f"tavik: describe: nand-size: fault: {fault['message']}\n"))
+        self.assertEqual(self.describe("nand-size", '{"SerialNumber": "AB"}', "{}")[:2], (FAULT, ""))
+
+    def test_what_cannot_be_used(self):
+        cases = (
+            ("--attribute: is not a dictionary", ("nand-size", "--attribute", '"AB"', "--value", "{}")),
+            ("--value: line 1, column 1: null is no value", ("value-in-list", "--attribute", "1", "--value", "null")),
+            ("--value missing: No such file", ("value-in-list", "--attribute", "1", "--value", "@missing")),
+            ("--value is required", ("value-in-list", "--attribute", "1")),
+            ("KIND: imei not in {value-in-list,nand-size,nvram-white-list}", ("imei", "--attribute", "1", "--value", "1")),
+        )
+        for message, arguments in cases:
+            with self.subTest(message):
+                self.refuses(UNUSABLE, message, "describe", *arguments)
+
+
+if __name__ == "__main__":
+    unittest.main()
