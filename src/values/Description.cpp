@@ -20,7 +20,7 @@ namespace {
 bool isPlain(std::string_view text) noexcept {
   return !text.empty() && std::ranges::all_of(text, [](char c) {
     return (c >= '0' && c <= '9') || (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || c == '_' || c == '.' ||
-           c == '-';
+           c == '+' || c == '-';
   });
 }
 
