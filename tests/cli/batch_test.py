@@ -3,6 +3,7 @@ stream ends: at its end, by a signal, by a reader who leaves, on a full disk."""
 
 import json
 import os
+import pathlib
 import pty
 import re
 import resource
@@ -29,6 +30,7 @@ GOOD = {"ModelNumber": "MD1", "Colour": 3, "SerialNumber": "C8PKKQ2"}
 SFC = {"sfc": {"Colour": 3}}
 UNSIGNED = "tavik: batch: --unsigned: the rule documents are taken as they are, no signature is checked\n"
 DOCUMENTS = ("--library", "library", "--rules", "rules")
+THREAD_SANITIZER = "TAVIK_SANITIZE:STRING=thread" in pathlib.Path(os.environ["BUILD"], "CMakeCache.txt").read_text()
 
 DEVICES = (  # attributes, sources, the status of a check
     (GOOD, SFC, PASSED),
@@ -235,7 +237,7 @@ $''')
         for i in range(3):
             process.stdin.write(line(GOOD, id=i, sources=SFC).encode())
             process.stdin.flush()
-            self.assertIn(b'"SerialNumber"' if i < 0 else b'"actual": "KQ2"', process.stdout.readline())
+            self.assertIn(b'"actual": "KQ2"', process.stdout.readline())
             (self.folder / "pub").unlink(missing_ok=True)  # nothing is validated a second time
         process.stdin.close()
         self.assertEqual(process.wait(), PASSED)
@@ -264,6 +266,7 @@ $''')
             self.assertTrue(select.select([process.stdout], [], [], 30)[0])
             self.assertEqual(json.loads(process.stdout.readline())["id"], i)
 
+    @unittest.skipIf(THREAD_SANITIZER, "its own memory is in proportion to what was ever touched")
     def test_memory_is_bounded_however_long_the_stream(self):
         text = long_result(8000).encode() * 100
         with open(self.folder / "long", "wb") as long:  # in pieces: a child's peak begins with its parent's
@@ -287,6 +290,7 @@ $''')
         self.assertEqual([result["id"] for result in results], list(range(1, len(results) + 1)))
         return results
 
+    @unittest.skipIf(THREAD_SANITIZER, "it keeps a signal from a thread that waits for a lock")
     def test_a_signal_ends_the_run_with_whole_lines(self):
         for number in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP):
             for busy in (True, False):

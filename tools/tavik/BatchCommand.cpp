@@ -30,11 +30,11 @@ constexpr std::size_t kMostThreads = 256;
 
 constexpr const char* kFooter =
     R"(INPUT holds one JSON object a line, {"id": any, "attributes": {...}, "sources": {"sfc": {...}}}; "id" and "sources" may be
-left out. For each, in the order of the input, one line is printed: the object of "check --format json" with "id" first
-(by default the number of the line), or {"id": ..., "input_error": "..."} for a line that cannot be used, which counts as
-a failed device. Blank lines are passed over. A line may be 64 MiB long.
+left out, null is no value, and other keys are refused. A line may be 64 MiB long; blank lines are passed over.
 
-With --format table a line is the verdict, the id, and the rules that failed. A summary goes to standard error. Ctrl-C
+For each, in the order of the input, one line is printed: the object of "check --format json" with "id" first (by default
+the number of the line), or {"id": ..., "input_error": "..."} for a line that cannot be used, which counts as a failed
+device. With --format table a line is the verdict, the id, and the rules that failed. A summary goes to standard error. Ctrl-C
 and SIGTERM end the run after the devices that are being checked.
 
 Examples:
@@ -57,14 +57,14 @@ Dictionary unshared(const Dictionary& dictionary);
 
 /// A copy that shares nothing with the value.
 Value unshared(const Value& value) {
-  if (const auto text = value.ifString()) return Value(*text);
-  if (const Data* const data = value.ifData()) return Value(Data(data->bytes()));
-  if (const Dictionary* const dictionary = value.ifDictionary()) return Value(unshared(*dictionary));
+  if (const auto text = value.ifString()) return *text;
+  if (const Data* const data = value.ifData()) return Data(data->bytes());
+  if (const Dictionary* const dictionary = value.ifDictionary()) return unshared(*dictionary);
   const Array* const array = value.ifArray();
   if (array == nullptr) return value;
   Array copy;
   for (const Value& element : *array) copy.append(unshared(element));
-  return Value(std::move(copy));
+  return copy;
 }
 
 Dictionary unshared(const Dictionary& dictionary) {
