@@ -1,22 +1,9 @@
-// XML property lists. Whatever is refused has a reason, and whatever is read is written, read back and written the
-// same.
+// XML property lists.
 
-#include <tavik/PropertyList.h>
-
-#include <cstdlib>
-#include <vector>
-
-using tavik::PropertyListFormat;
+#include "PropertyListRoundTrip.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  const std::vector<std::uint8_t> document(data, data + size);  // a block of its own, exactly this long
-  std::string error;
-  const std::optional<tavik::Value> value = tavik::readPropertyList(document, error);
-  if (value.has_value() != error.empty()) std::abort();
-  if (!value) return 0;
-  const std::optional<tavik::Data> once = tavik::writePropertyList(*value, PropertyListFormat::kXml, error);
-  if (!once) std::abort();
-  const std::optional<tavik::Value> again = tavik::readPropertyList(once->bytes(), error);
-  if (!again || tavik::writePropertyList(*again, PropertyListFormat::kXml, error) != once) std::abort();
+  using enum tavik::PropertyListFormat;
+  tavik::roundTrip(data, size, {kXml});
   return 0;
 }

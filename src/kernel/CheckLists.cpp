@@ -15,12 +15,6 @@ using detail::ValueAccess;
 
 constexpr std::int32_t kUntrusted = -100008;
 
-// A string entry of a rule definition or reference; null when there is none or it is of another kind.
-const Value* findIfString(const Dictionary& dictionary, std::string_view key) {
-  const Value* value = dictionary.find(key);
-  return value != nullptr && value->isString() ? value : nullptr;
-}
-
 void listReferences(const Dictionary& definition, std::string_view source, Dictionary& list) {
   const Array* references = definition.findArray("references");
   if (references == nullptr) return;

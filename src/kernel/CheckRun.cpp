@@ -32,12 +32,6 @@ Dictionary versionRecord(std::string_view rule, const Dictionary& document, std:
   return named(ruleResult(true, formattedValue("%@", {version}), expected), rule);
 }
 
-// A value of a rule that only counts when it is a string.
-const Value* findIfString(const Dictionary& rule, std::string_view key) {
-  const Value* value = rule.find(key);
-  return value != nullptr && value->isString() ? value : nullptr;
-}
-
 // The evaluation of one device's rules, in order.
 class RuleRun {
  public:

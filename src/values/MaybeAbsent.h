@@ -29,6 +29,12 @@ inline const Value* find(const Dictionary* dictionary, const Value* key) noexcep
   return text ? find(dictionary, *text) : nullptr;
 }
 
+/// The entry as it is where it is a string, else null.
+inline const Value* findIfString(const Dictionary& dictionary, std::string_view key) noexcept {
+  const Value* value = dictionary.find(key);
+  return value != nullptr && value->isString() ? value : nullptr;
+}
+
 }  // namespace tavik
 
 #endif

@@ -13,7 +13,7 @@ import subprocess
 import threading
 import unittest
 
-from support import FAILED, NO_VERDICT, PASSED, TAVIK, UNUSABLE, CommandTest
+from support import FAILED, NO_VERDICT, PASSED, TAVIK, UNUSABLE, CommandTest, shown_on
 
 LIBRARY = {
     "version": "L1",
@@ -359,14 +359,8 @@ $''')
         master, terminal = pty.openpty()
         process = self.start(*options, stdout=stdout or terminal, stderr=terminal)
         os.close(terminal)
-        shown = b""
-        try:
-            while piece := os.read(master, 65536):
-                shown += piece
-        except OSError:
-            pass  # how the end of a pseudo terminal looks
-        os.close(master)
-        return process.wait(), shown.decode().replace("\r\n", "\n")
+        shown = shown_on(master)
+        return process.wait(), shown
 
     def test_progress_is_shown_on_a_terminal_and_taken_away(self):
         self.file("devices", line(GOOD) * 3000)

@@ -10,7 +10,7 @@ import subprocess
 import termios
 import unittest
 
-from support import FAILED, FAULT, NO_VERDICT, PASSED, TAVIK, UNUSABLE, CommandTest
+from support import FAILED, FAULT, NO_VERDICT, PASSED, TAVIK, UNUSABLE, CommandTest, shown_on
 
 LIBRARY = {
     "version": "L1",
@@ -134,14 +134,7 @@ FAILED  4 rules: 2 passed, 2 failed, 1 hidden
         subprocess.run([TAVIK, *arguments], stdout=terminal, stderr=subprocess.DEVNULL, cwd=self.folder, check=False,
                        env=keep | {"TERM": "xterm"} | environment)
         os.close(terminal)
-        shown = b""
-        try:
-            while piece := os.read(master, 65536):
-                shown += piece
-        except OSError:
-            pass  # how the end of a pseudo terminal looks
-        os.close(master)
-        return shown.decode().replace("\r\n", "\n")
+        return shown_on(master)
 
     def test_a_terminal_gets_colour_and_lines_that_fit(self):
         shown = self.on_terminal(70)

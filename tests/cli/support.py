@@ -12,6 +12,18 @@ TAVIK = os.environ["TAVIK"]
 PASSED, FAILED, UNUSABLE, FAULT, NO_VERDICT = range(5)
 
 
+def shown_on(master):
+    """What a pseudo terminal shows until the last one who writes to it is gone; closes it."""
+    shown = b""
+    try:
+        while piece := os.read(master, 65536):
+            shown += piece
+    except OSError:
+        pass  # how the end of a pseudo terminal looks
+    os.close(master)
+    return shown.decode().replace("\r\n", "\n")
+
+
 class CommandTest(unittest.TestCase):
     """Each test has an empty folder of its own, in which the command runs."""
 
