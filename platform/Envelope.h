@@ -22,6 +22,8 @@ inline constexpr std::size_t kMostSignatures = 16;
 struct Signature {
   Data bytes;
   std::string keyId;  ///< empty: none given
+
+  friend bool operator==(const Signature&, const Signature&) = default;
 };
 
 /// A payload of kPayloadType and its signatures, one at least.
@@ -32,6 +34,8 @@ struct Envelope {
   /// Absent with `error` set when the dictionary is no envelope of rules.
   static std::optional<Envelope> from(const Dictionary& dictionary, std::string& error);
   [[nodiscard]] Dictionary dictionary() const;
+
+  friend bool operator==(const Envelope&, const Envelope&) = default;
 };
 
 /// Whether `value` is of the kind called for; sets `error` to "WHAT is a string, not data" when not.

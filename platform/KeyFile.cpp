@@ -20,22 +20,6 @@ namespace {
 
 constexpr off_t kLargestFile = off_t{1} << 20;
 
-/// Bytes that are wiped when no longer needed, since they may hold a private key.
-class WipedBytes {
- public:
-  explicit WipedBytes(std::size_t size) : bytes_(size) {}
-  explicit WipedBytes(std::span<const unsigned char> bytes) : bytes_(bytes.begin(), bytes.end()) {}
-  WipedBytes(WipedBytes&&) noexcept = default;
-  WipedBytes& operator=(WipedBytes&&) = delete;
-  ~WipedBytes() { OPENSSL_cleanse(bytes_.data(), bytes_.size()); }
-
-  [[nodiscard]] std::span<unsigned char> span() noexcept { return bytes_; }
-  [[nodiscard]] std::span<const unsigned char> span() const noexcept { return bytes_; }
-
- private:
-  std::vector<unsigned char> bytes_;
-};
-
 class FileDescriptor {
  public:
   explicit FileDescriptor(int number) noexcept : number_(number) {}
@@ -115,10 +99,8 @@ std::optional<Block> takeBlock(BIO* text) {
 std::string keyNumber(std::size_t index) { return "key " + std::to_string(index + 1) + " "; }
 
 /// The blocks of a file, at least one.
-std::optional<std::vector<Block>> readBlocks(const std::string& path, std::string& error) {
-  const std::optional<WipedBytes> bytes = readFile(path, error);
-  if (!bytes) return std::nullopt;
-  const BioHandle text(made(BIO_new_mem_buf(bytes->span().data(), static_cast<int>(bytes->span().size()))));
+std::optional<std::vector<Block>> blocksIn(const WipedBytes& file, std::string& error) {
+  const BioHandle text(made(BIO_new_mem_buf(file.span().data(), static_cast<int>(file.span().size()))));
   std::vector<Block> blocks;
   while (std::optional<Block> block = takeBlock(text.get())) blocks.push_back(std::move(*block));
   if (ERR_GET_REASON(ERR_peek_last_error()) != PEM_R_NO_START_LINE) {
@@ -156,8 +138,8 @@ std::optional<SignatureKey> publicKeyOf(const Block& block, std::string& error) 
   return std::nullopt;
 }
 
-std::optional<std::vector<SignatureKey>> publicKeysIn(const std::string& path, std::string& error) {
-  const std::optional<std::vector<Block>> blocks = readBlocks(path, error);
+std::optional<std::vector<SignatureKey>> publicKeysIn(const WipedBytes& file, std::string& error) {
+  const std::optional<std::vector<Block>> blocks = blocksIn(file, error);
   if (!blocks) return std::nullopt;
   if (blocks->size() > kMostPublicKeys) {
     error = "holds " + std::to_string(blocks->size()) + " keys; " + std::to_string(kMostPublicKeys) + " are the most";
@@ -188,7 +170,9 @@ std::optional<SignatureKey> privateKeyOf(const Block& block, std::string& error)
 }
 
 std::optional<SignatureKey> privateKeyIn(const std::string& path, std::string& error) {
-  const std::optional<std::vector<Block>> blocks = readBlocks(path, error);
+  const std::optional<WipedBytes> file = readFile(path, error);
+  if (!file) return std::nullopt;
+  const std::optional<std::vector<Block>> blocks = blocksIn(*file, error);
   if (!blocks) return std::nullopt;
   const auto first = std::ranges::find_if(*blocks, &Block::isPrivateKey);
   if (first == blocks->end()) {
@@ -202,11 +186,20 @@ std::optional<SignatureKey> privateKeyIn(const std::string& path, std::string& e
   return privateKeyOf(*first, error);
 }
 
+std::string publicKeyFile(const std::string& path) { return "public key file \"" + path + "\": "; }
+
 }  // namespace
 
-std::optional<std::vector<SignatureKey>> readPublicKeys(const std::string& path, std::string& error) {
-  std::optional<std::vector<SignatureKey>> keys = publicKeysIn(path, error);
-  if (!keys) error.insert(0, "public key file \"" + path + "\": ");
+std::optional<WipedBytes> readPublicKeyFile(const std::string& path, std::string& error) {
+  std::optional<WipedBytes> file = readFile(path, error);
+  if (!file) error.insert(0, publicKeyFile(path));
+  return file;
+}
+
+std::optional<std::vector<SignatureKey>> publicKeysIn(const WipedBytes& file, const std::string& path,
+                                                      std::string& error) {
+  std::optional<std::vector<SignatureKey>> keys = publicKeysIn(file, error);
+  if (!keys) error.insert(0, publicKeyFile(path));
   return keys;
 }
 

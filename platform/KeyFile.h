@@ -3,20 +3,44 @@
 #ifndef TAVIK_PLATFORM_KEY_FILE_H
 #define TAVIK_PLATFORM_KEY_FILE_H
 
-#include "SignatureKey.h"
+#include <openssl/crypto.h>
 
 #include <cstddef>
 #include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
+#include "SignatureKey.h"
+
 namespace tavik {
+
+/// Bytes that are wiped when no longer needed, since they may hold a private key.
+class WipedBytes {
+ public:
+  explicit WipedBytes(std::size_t size) : bytes_(size) {}
+  explicit WipedBytes(std::span<const unsigned char> bytes) : bytes_(bytes.begin(), bytes.end()) {}
+  WipedBytes(WipedBytes&&) noexcept = default;
+  WipedBytes& operator=(WipedBytes&&) = delete;
+  ~WipedBytes() { OPENSSL_cleanse(bytes_.data(), bytes_.size()); }
+
+  [[nodiscard]] std::span<unsigned char> span() noexcept { return bytes_; }
+  [[nodiscard]] std::span<const unsigned char> span() const noexcept { return bytes_; }
+
+ private:
+  std::vector<unsigned char> bytes_;
+};
 
 /// One file may hold this many public keys.
 inline constexpr std::size_t kMostPublicKeys = 16;
 
-/// The public keys of a file, at least one and all of them good; text between them is passed over.
-std::optional<std::vector<SignatureKey>> readPublicKeys(const std::string& path, std::string& error);
+/// The contents of a file that is to hold public keys, at least one byte.
+std::optional<WipedBytes> readPublicKeyFile(const std::string& path, std::string& error);
+
+/// The public keys in the contents of the file at `path`, at least one and all of them good; text between them is
+/// passed over.
+std::optional<std::vector<SignatureKey>> publicKeysIn(const WipedBytes& file, const std::string& path,
+                                                      std::string& error);
 
 /// The one private key of a file, which may hold public keys beside it.
 std::optional<SignatureKey> readPrivateKey(const std::string& path, std::string& error);

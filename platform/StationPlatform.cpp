@@ -13,6 +13,7 @@
 #include "KeyFile.h"
 #include "OpenSsl.h"
 #include "SignatureKey.h"
+#include "ValidationCache.h"
 
 namespace tavik {
 namespace {
@@ -77,29 +78,37 @@ std::optional<Value> readPayload(const Data& payload, std::string_view what, std
   return document;
 }
 
-std::optional<Value> validated(const Dictionary& signedDictionary, const std::string& keyPath, std::string& error) {
+std::optional<Value> validated(const Dictionary& signedDictionary, const std::string& keyPath, ValidationCache& cache,
+                               std::string& error) {
   const std::optional<Envelope> envelope = Envelope::from(signedDictionary, error);
   if (!envelope) return std::nullopt;
-  const std::optional<Keys> keys = readPublicKeys(keyPath, error);
+  const std::optional<WipedBytes> keyFile = readPublicKeyFile(keyPath, error);
+  if (!keyFile) return std::nullopt;
+  if (std::optional<Value> known = cache.find(*envelope, keyFile->span())) return known;
+  const std::optional<Keys> keys = publicKeysIn(*keyFile, keyPath, error);
   if (!keys) return std::nullopt;
   if (!holds(*envelope, *keys)) {
     error = whyNoneHolds(*envelope, *keys, keyPath);
     return std::nullopt;
   }
-  return readPayload(envelope->payload, "the payload, though truly signed,", error);
+  std::optional<Value> document = readPayload(envelope->payload, "the payload, though truly signed,", error);
+  if (document) cache.keep(*envelope, keyFile->span(), *document);
+  return document;
 }
 
 }  // namespace
 
 StationPlatform::StationPlatform(std::optional<std::string> publicKeyPath, Log log)
-    : publicKeyPath_(std::move(publicKeyPath)), log_(log) {}
+    : publicKeyPath_(std::move(publicKeyPath)), log_(log), cache_(std::make_unique<ValidationCache>()) {}
+
+StationPlatform::~StationPlatform() = default;
 
 std::optional<Value> StationPlatform::validatedPropertyListFromSignedDictionary(
     const Dictionary& signedDictionary, const std::string& publicKeyPath,
     std::optional<std::string>& errorDescription) const {
   const ErrorQueueScope errors;
   std::string error;
-  std::optional<Value> document = validated(signedDictionary, publicKeyPath_.value_or(publicKeyPath), error);
+  std::optional<Value> document = validated(signedDictionary, publicKeyPath_.value_or(publicKeyPath), *cache_, error);
   if (!document) errorDescription = std::move(error);
   return document;
 }

@@ -276,5 +276,110 @@ TEST(DeviceRulesTest, LogsEachRuleAndLeavesTheLibraryAlone) {
   EXPECT_THAT(platform->lines, ElementsAre("*******ERROR:unknown MPN:(null)*******"));
 }
 
+// A host's own node may keep a record from being combined.
+template <class Node>
+class Strict : public Node {
+ public:
+  using Node::Node;
+  bool isInvalidSelector(const Dictionary& record) const override {
+    return record.findString("expected") == "valid predicate name";
+  }
+};
+
+TEST(KernelTest, AHostsOwnNodesDecideWhatIsCombined) {
+  const PredicateKernel kernel(std::make_shared<TestPlatform>());
+  const Value attribute("A");
+  const auto line = [&](const AbstractTreeNode& node) { return lineOf(*node.process(&attribute, nullptr, nullptr)); };
+  EXPECT_EQ(line(Strict<NotTreeNode>(kernel, "isUppercase")), "(null): FAIL, A, not A");
+  for (const char* other : {"isUppercase", "nobody"}) {
+    const std::string unknown = "(null): FAIL, unknown predicate nobody:value:, valid predicate name";
+    EXPECT_EQ(line(Strict<NotTreeNode>(kernel, "nobody")), unknown);
+    EXPECT_EQ(line(Strict<AndTreeNode>(kernel, "nobody", other)), unknown);
+    EXPECT_EQ(line(Strict<AndTreeNode>(kernel, other, "nobody")), unknown);
+    EXPECT_EQ(line(Strict<OrTreeNode>(kernel, "nobody", other)), unknown);
+    EXPECT_EQ(line(Strict<OrTreeNode>(kernel, other, "nobody")), unknown);
+  }
+}
+
+TEST(KernelTest, TheLogGoesToStandardErrorByDefault) {
+  class Silent : public Platform {
+    std::optional<Value> validatedPropertyListFromSignedDictionary(const Dictionary&, const std::string&,
+                                                                   std::optional<std::string>&) const override {
+      return std::nullopt;
+    }
+  };
+  const PredicateKernel kernel(std::make_shared<Silent>());
+  testing::internal::CaptureStderr();
+  static_cast<void>(kernel.handleError(-100006, "a message\nof two lines"));
+  EXPECT_THAT(
+      testing::internal::GetCapturedStderr(),
+      testing::ContainsRegex("^20..-..-.. ..:..:..\\.... KernelTest: \\*+ERROR:a message\nof two lines\\*+\n$"));
+}
+
+// The steps of assembly that a host may take by itself.
+TEST(KernelTest, StepsOfAssembly) {
+  const auto kernel = kernelWith("{ version = 1; }", std::make_shared<TestPlatform>());
+  const Dictionary rules = parsedDictionary(R"({
+    MPNRules = { M = { A = { value = 1; }; RegionRules = { LL = { B = {}; A = { value = 2; }; }; Z = {}; }; C = {}; };
+                 Flat = { A = {}; }; Broken = text; };
+    RuleSets = { XRuleSet = { D = {}; A = { value = 3; }; }; YRuleSet = text; };
+  })");
+  struct Selection {
+    const char* partNumber;
+    const char* region;
+    const char* outcome;  // the entries, or the error
+  };
+  const Selection selections[] = {
+      {"M", "LL", "{ A = { value = 2; }; B = {}; C = {}; }"},
+      {"M", "Z", "{ A = { value = 1; }; C = {}; }"},
+      {"Flat", "nowhere", "{ A = {}; }"},
+      {"M", "nowhere", "unknown Region Code:nowhere"},
+      {"none", "LL", "unknown MPN:none"},
+      {"Broken", "LL", "malformed local rules: \"Broken\" is not a dictionary"},
+  };
+  for (const Selection& c : selections) {
+    const Value partNumber(c.partNumber);
+    const Value region(c.region);
+    std::optional<Error> error;
+    const auto entries = kernel->makeMPNRCRules(&partNumber, &region, rules, error);
+    const std::string_view wanted = c.outcome;
+    if (wanted.starts_with('{')) {
+      ASSERT_TRUE(entries) << c.partNumber;
+      const Value all(*entries);
+      const Value expected = parsed(wanted);
+      EXPECT_EQ(description(&all), description(&expected)) << "in this order";
+    } else {
+      EXPECT_FALSE(entries);
+      EXPECT_EQ(error->localizedDescription(), wanted);
+    }
+  }
+  std::optional<Error> error;
+  EXPECT_EQ(kernel->makeMPNRCRules(nullptr, nullptr, {}, error), Dictionary());
+  EXPECT_FALSE(error);
+
+  struct Expansion {
+    const char* entries;
+    const char* after;
+    const char* error;  // null: none
+  };
+  const Expansion expansions[] = {
+      {"{ A = {}; XRuleSet = {}; B = {}; }", "{ A = { value = 3; }; B = {}; D = {}; }", nullptr},
+      {"{ A = {}; }", "{ A = {}; }", nullptr},
+      {"{ XRuleSet = {}; NoRuleSet = {}; }", "{ NoRuleSet = {}; D = {}; A = { value = 3; }; }",
+       "unknown RuleSet:NoRuleSet"},
+      {"{ YRuleSet = {}; XRuleSet = {}; }", "{ YRuleSet = {}; XRuleSet = {}; }",
+       "malformed local rules: \"YRuleSet\" is not a dictionary"},
+  };
+  for (const Expansion& c : expansions) {
+    Dictionary entries = parsedDictionary(c.entries);
+    error.reset();
+    EXPECT_EQ(kernel->expandRuleSets(rules, entries, error), c.error == nullptr);
+    const Value all(entries);
+    const Value expected = parsed(c.after);
+    EXPECT_EQ(description(&all), description(&expected)) << "in this order";
+    EXPECT_EQ(error ? error->localizedDescription() : "", c.error == nullptr ? "" : c.error);
+  }
+}
+
 }  // namespace
 }  // namespace tavik

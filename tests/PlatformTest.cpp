@@ -156,7 +156,7 @@ class PlatformTest : public testing::Test {
   std::string refusal(const Dictionary& document, const std::string& keyPath) {
     std::optional<std::string> description;
     const std::optional<Value> value =
-        StationPlatform().validatedPropertyListFromSignedDictionary(document, keyPath, description);
+        platform_.validatedPropertyListFromSignedDictionary(document, keyPath, description);
     EXPECT_NE(value.has_value(), description.has_value());
     EXPECT_EQ(ERR_peek_error(), 0U) << "left on OpenSSL's error queue";
     return withoutFolder(description.value_or(""));
@@ -168,7 +168,17 @@ class PlatformTest : public testing::Test {
     return text;
   }
 
+  /// Where the document's contents lie: in the same place when an earlier verdict was used. `kept` holds them there.
+  const Value* place(const Dictionary& document, const std::string& keyPath, std::vector<Value>& kept) {
+    std::optional<std::string> description;
+    std::optional<Value> value = platform_.validatedPropertyListFromSignedDictionary(document, keyPath, description);
+    EXPECT_EQ(withoutFolder(description.value_or("")), "");
+    kept.push_back(value.value_or(Dictionary()));
+    return kept.back().ifDictionary()->find("version");
+  }
+
   Folder folder_;
+  StationPlatform platform_;  // one for all of a test, so that an earlier verdict has its chance to be wrong
 };
 
 TEST_F(PlatformTest, WhatIsSignedIsTrusted) {
@@ -331,6 +341,7 @@ TEST_F(PlatformTest, RefusesDocuments) {
       {without("signatures"), R"(the signed document has no "signatures")"},
       {with("payloadType", Value(5)), R"("payloadType" of the signed document is a number, not a string)"},
       {with("payload", "text"), R"("payload" of the signed document is a string, not data)"},
+      {with("payload", Date::sinceReference(0)), R"("payload" of the signed document is a date, not data)"},
       {with("signatures", Dictionary()), R"("signatures" of the signed document is a dictionary, not an array)"},
       {with("payloadType", "text/\nplain"),
        R"(the signed document holds "text/?plain", not "application/vnd.tavik.rules+plist": it was signed for another use)"},
@@ -488,12 +499,105 @@ TEST_F(PlatformTest, TheHostsOpenSslErrorsStay) {
   EXPECT_EQ(ERR_get_error(), 0U);
 }
 
+TEST_F(PlatformTest, AnEarlierVerdictIsUsedForTheSameBytesOnly) {
+  std::string error;
+  const std::string& key = ed25519().pair.publicKey;
+  const std::string otherKey = generateKeyPair(KeyAlgorithm::kEd25519, error).value().publicKey;
+  const std::string keyPath = publicKeys(key);
+  const auto time = std::filesystem::last_write_time(keyPath);
+  const Dictionary good = signedBy(ed25519());
+  std::vector<Value> kept;
+  const Value* first = place(good, keyPath, kept);
+  const auto remade = [](const Dictionary& document) {  // the same bytes in memory of their own
+    return envelope(textOf(*document.findData("payload")), textOf(*firstSignature(document).findData("sig")));
+  };
+  const Dictionary unnamed = remade(good);
+  const Value* second = place(unnamed, keyPath, kept);
+  EXPECT_NE(second, first) << "the signature does not name its key, so this document was not seen before";
+  EXPECT_EQ(place(remade(unnamed), keyPath, kept), second);
+
+  const std::string otherPayload = textOf(dataOf(kPayload)).replace(kPayload.find('7'), 1, "8");
+  const Dictionary other = signedBy(ed25519(), otherPayload);
+  EXPECT_NE(place(other, keyPath, kept), first);
+  const auto with = [](Dictionary document, std::string_view name, Value value) {
+    document.set(name, std::move(value));
+    return document;
+  };
+  const Dictionary documents[] = {
+      with(good, "payload", dataOf(otherPayload)),
+      with(good, "signatures", *other.find("signatures")),
+      with(good, "signatures", Array::of(firstSignature(other))),
+      with(good, "signatures", Array::of(with(firstSignature(good), "keyid", Value(5)))),
+      with(good, "signatures", Array()),
+      with(good, "payloadType", "text/plain"),
+  };
+  for (const Dictionary& document : documents) EXPECT_NE(refusal(document, keyPath), "");
+
+  const std::string refused =
+      R"(no signature holds under a key in "public.pem": the document was signed with another key; sign it again, or )"
+      "install the key it was signed with";
+  const struct {
+    std::string keys;
+    std::string why;
+  } edits[] = {
+      {otherKey, refused},
+      {otherKey + key, ""},
+      {key + block("CERTIFICATE"),
+       R"(public key file "public.pem": key 2 is a certificate; put its public key here ("openssl x509 -pubkey -noout"))"},
+      {"", R"(public key file "public.pem": empty)"},
+  };
+  for (const auto& edit : edits) {
+    publicKeys(edit.keys);
+    std::filesystem::last_write_time(keyPath, time);
+    EXPECT_EQ(refusal(good, keyPath), edit.why);
+  }
+  std::filesystem::remove(keyPath);
+  EXPECT_EQ(refusal(good, keyPath), R"(public key file "public.pem": No such file or directory)");
+  EXPECT_THAT(refusal(good, folder_.write("other.pem", otherKey)), testing::HasSubstr(R"(a key in "other.pem")"));
+  EXPECT_EQ(place(good, folder_.write("moved.pem", key), kept), first) << "the key's file has only moved";
+}
+
+TEST_F(PlatformTest, FewVerdictsAreKept) {
+  const std::string keyPath = publicKeys(ed25519().pair.publicKey);
+  std::vector<Value> kept;
+  const auto document = [&](const std::string& version) {
+    return signedBy(ed25519(),
+                    "<plist version=\"1.0\"><dict><key>version</key><string>" + version + "</string></dict></plist>");
+  };
+  const Dictionary old = document("old");
+  const Dictionary used = document("used");
+  const Value* oldPlace = place(old, keyPath, kept);
+  const Value* usedPlace = place(used, keyPath, kept);
+  const auto useOthers = [&](int count) {
+    for (int i = 0; i < count; ++i) {
+      place(document(std::to_string(kept.size())), keyPath, kept);
+      EXPECT_EQ(place(used, keyPath, kept), usedPlace);
+    }
+  };
+  useOthers(6);
+  EXPECT_EQ(place(old, keyPath, kept), oldPlace) << "seven others were used since";
+  useOthers(7);
+  EXPECT_NE(place(old, keyPath, kept), oldPlace) << "eight others were used since";
+
+  place(document(std::string(17U << 20U, 'x')), keyPath, kept);  // more than all that is kept together
+  EXPECT_EQ(place(used, keyPath, kept), usedPlace);
+  const Dictionary large = document(std::string(9U << 20U, 'x'));
+  const Value* largePlace = place(large, keyPath, kept);
+  EXPECT_EQ(place(used, keyPath, kept), usedPlace);
+  EXPECT_EQ(place(large, keyPath, kept), largePlace);
+  place(document(std::string(9U << 20U, 'y')), keyPath, kept);
+  EXPECT_NE(place(large, keyPath, kept), largePlace) << "two such are too much";
+  EXPECT_EQ(place(signedBy(ed25519()), keyPath, kept), place(signedBy(ed25519()), keyPath, kept));
+}
+
 TEST_F(PlatformTest, ThreadsShareOnePlatform) {
-  const Dictionary document = signedBy(p256());
+  std::vector<Dictionary> documents;  // no two have the same signature; more than are remembered
+  for (int i = 0; i < 10; ++i) documents.push_back(signedBy(p256()));
   const StationPlatform platform(publicKeys(p256().pair.publicKey), StationPlatform::Log::kNone);
   EXPECT_FALSE(platform.logs());
   const auto validate = [&] {
-    for (int i = 0; i < 20; ++i) {
+    for (std::size_t i = 0; i < 40; ++i) {
+      const Dictionary& document = documents[i / 2 % documents.size()];
       std::optional<std::string> description;
       EXPECT_TRUE(platform.validatedPropertyListFromSignedDictionary(document, "", description));
     }

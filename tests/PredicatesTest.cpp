@@ -111,5 +111,77 @@ TEST(PredicatesTest, ACallWithoutAllPartNumberReferencesIsLogged) {
   EXPECT_EQ(platform->lines.size(), 1U);
 }
 
+TEST(PredicatesTest, AbsentReferencesAndLists) {
+  const Value text("text");
+  EXPECT_THROW(Kernel::staticTextGUIEquals(&text, nullptr, &text), std::out_of_range);
+  EXPECT_EQ(lineOf(Kernel::combinedMPNRCCheck(nullptr, nullptr, nullptr)).substr(0, 12), "(null): FAIL");
+  EXPECT_EQ(lineOf(Kernel::checkEEEFCCIDTable(&text, nullptr, &text)),
+            "(null): FAIL, unknown FCCID (null), known FCCID");
+  const Value conditional = parsed("{ list = (text); match = { OnPass = 1; }; nonMatch = { OnPass = 2; }; }");
+  EXPECT_EQ(description(Kernel::sendConditionalAttribute(nullptr, &conditional).find("attributes")),
+            "{\n    OnPass = 2;\n}");
+  EXPECT_THROW(Kernel::sendStaticAttribute(&text, nullptr), std::invalid_argument);
+  EXPECT_EQ(Kernel::nvramWhiteListDescription(&text, nullptr),
+            (Dictionary{{"actual", "actual keys: (null)"}, {"expected", "allowed keys: (null)"}}));
+}
+
+// What a host calls by its name in C++ is what rules call by their word.
+TEST(PredicatesTest, FunctionsAndWordsMeanTheSame) {
+  const std::pair<std::string_view, Dictionary (*)(const Value*, const Value*)> predicates[] = {
+      {"MPN4CCheck", Kernel::MPN4CCheck},
+      {"MPN4CListCheck", Kernel::MPN4CListCheck},
+      {"MPN4ECheck", Kernel::MPN4ECheck},
+      {"MPN4EListCheck", Kernel::MPN4EListCheck},
+      {"MPNCCCCheck", Kernel::MPNCCCCheck},
+      {"boolEqual", Kernel::boolEqual},
+      {"caseInsensitiveEqual", Kernel::caseInsensitiveEqual},
+      {"caseInsensitiveEqualData", Kernel::caseInsensitiveEqualData},
+      {"checkIMEIfromGUI", Kernel::checkIMEIfromGUI},
+      {"contains", Kernel::contains},
+      {"controlBitCheck", Kernel::controlBitCheck},
+      {"dataNotNull", Kernel::dataNotNull},
+      {"equal", Kernel::equal},
+      {"equalData", Kernel::equalData},
+      {"equalLong", Kernel::equalLong},
+      {"equalMask", Kernel::equalMask},
+      {"greaterThan", Kernel::greaterThan},
+      {"hasPrefix", Kernel::hasPrefix},
+      {"hasSuffix", Kernel::hasSuffix},
+      {"isUppercase", Kernel::isUppercase},
+      {"minimumNandSize", Kernel::minimumNandSize},
+      {"nandSizeCheck", Kernel::nandSizeCheck},
+      {"nvramWhiteList", Kernel::nvramWhiteList},
+      {"referenceHasPrefix", Kernel::referenceHasPrefix},
+      {"sendConditionalAttribute", Kernel::sendConditionalAttribute},
+      {"sendStaticAttribute", Kernel::sendStaticAttribute},
+      {"systemPartitionSizeCheck", Kernel::systemPartitionSizeCheck},
+      {"validIMEI", Kernel::validIMEI},
+      {"valueInList", Kernel::valueInList},
+      {"varnockSystemPartitionSizeCheck", Kernel::varnockSystemPartitionSizeCheck},
+  };
+  const Value attributes[] = {Value("4294967303"), Value("A serial number, 42"), Value(64'500'000'000),
+                              Value(true),         Value(Data{1, 2, 3}),         parsed("{ a = 1; }")};
+  const Value values[] = {Value("7"),          Value("A serial"),
+                          Value("number, 42"), Value(Data{1, 2, 3}),
+                          parsed("(a, 64)"),   parsed("{ match = { OnPass = 1; }; nonMatch = { OnPass = 2; }; }")};
+  const PredicateKernel kernel(std::make_shared<TestPlatform>());
+  const auto outcome = [](auto call) -> std::optional<Dictionary> {
+    try {
+      return call();
+    } catch (const std::logic_error& fault) {
+      return Dictionary{{"fault", fault.what()}};
+    }
+  };
+  for (const auto& [word, predicate] : predicates) {
+    for (const Value& attribute : attributes) {
+      for (const Value& value : values) {
+        EXPECT_EQ(outcome([&, call = predicate] { return call(&attribute, &value); }),
+                  outcome([&, name = word] { return kernel.perform(name, &attribute, nullptr, &value); }))
+            << word << " of " << description(&attribute) << " and " << description(&value);
+      }
+    }
+  }
+}
+
 }  // namespace
 }  // namespace tavik

@@ -77,6 +77,13 @@ std::string bigEndian(std::uint64_t number, int size) {
   return bytes;
 }
 
+// Entries of an XML dictionary with the keys 10, 11, ...
+std::string manyEntries(int count) {
+  std::string entries;
+  for (int key = 10; key < 10 + count; ++key) entries += "<key>" + std::to_string(key) + "</key><true/>";
+  return entries;
+}
+
 struct Layout {
   int offsetSize = 2;
   int referenceSize = 1;
@@ -236,6 +243,11 @@ TEST(XmlPropertyListTest, RefusesWithPlace) {
        "line 3, column 2: the key \"a\" is given twice, first at line 2, column 1"},
       {"key on several lines twice", "<dict><key>a\nb</key><true/><key>a\nb</key><true/></dict>",
        "line 2, column 15: the key \"a?b\" is given twice, first at line 1, column 7"},
+      {"long key twice", "<dict><key>a key of many letters</key><true/><key>a key of many letters</key><true/></dict>",
+       "line 1, column 46: the key \"a key of many letters\" is given twice, first at line 1, column 7"},
+      {"key twice among many",
+       "<dict><key>a</key><true/><key>b</key><true/>" + manyEntries(20) + "<key>b</key><true/></dict>",
+       "line 1, column 445: the key \"b\" is given twice, first at line 1, column 26"},
       {"too deep", repeated("<array>", 513),
        "line 1, column 3585: arrays and dictionaries stand in each other more than 512"},
       {"much too deep", repeated("<dict><key>a</key>", 10000), "line 1, column 9217: arrays and dictionaries"},
@@ -520,6 +532,13 @@ TEST(PropertyListTest, BinaryHoldsEqualScalarsOnce) {
   // -0.0.
   const Value value = Array::of("ab", "ab", 1, 1, true, 1.0, 0.0, -0.0, -0.0);
   EXPECT_EQ(written(value, PropertyListFormat::kBinary).size(), 8U + (1 + 9) + (3 + 2 + 1 + 9 + 9 + 9) + 7 + 32);
+
+  // Contents that lie outside their values: equal ones once, but a string is not data.
+  const std::string text(20, 'x');
+  const Data data(std::vector<std::uint8_t>(20, 'x'));
+  const Value outside = Array::of(text, std::string(20, 'x'), data, Data(std::vector<std::uint8_t>(20, 'x')));
+  EXPECT_EQ(written(outside, PropertyListFormat::kBinary).size(), 8U + (1 + 4) + 2 * (3 + 20) + 3 + 32);
+  expectRoundTrip(outside);
 
   // Shared without end, so little would stand for so much that the document could not be read back.
   Array often;

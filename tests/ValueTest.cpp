@@ -89,6 +89,16 @@ TEST(ValueTest, CopiesAreIndependent) {
   array.set(0, array.at(1));
   EXPECT_EQ(before, Array::of(1, 2));
   EXPECT_EQ(array, Array::of(2, 2, Array::of(1, 2)));
+  array = before;
+  array.append("c");
+  EXPECT_EQ(before, Array::of(1, 2));
+
+  Data data{1};
+  const Data old = data;
+  data = Data{2, 3};
+  EXPECT_EQ(old, Data{1});
+  data = old;
+  EXPECT_EQ(data, Data{1});
 }
 
 TEST(ValueTest, DictionaryKeepsOrderThroughEveryChange) {
@@ -139,6 +149,9 @@ TEST(ValueTest, StoringAbsent) {
   EXPECT_THROW(Array::of("a").set(1, "b"), std::out_of_range);
   dictionary.setAll(dictionary);
   EXPECT_EQ(dictionary.size(), 3U);
+  Dictionary empty;
+  empty.setAll(dictionary);
+  EXPECT_EQ(empty, dictionary);
   EXPECT_EQ(dictionary.findArray("a"), nullptr);
 }
 
@@ -148,10 +161,16 @@ TEST(ValueTest, EqualityOfNumbersIsExact) {
   EXPECT_NE(Value(kBig), Value(static_cast<double>(kBig)));
   EXPECT_NE(Value(std::numeric_limits<std::int64_t>::max()), Value(9223372036854775808.0));
   EXPECT_EQ(Value(std::numeric_limits<std::int64_t>::min()), Value(-9223372036854775808.0));
+  EXPECT_NE(Value(0), Value(-1e300));
+  EXPECT_NE(Value(2.5), Value(2));
   EXPECT_NE(Value(std::nan("")), Value(std::nan("")));
   EXPECT_NE(Value(1), Value(true));
   EXPECT_EQ(Value(Dictionary{{"a", Value(1)}, {"b", Value(2)}}), Value(Dictionary{{"b", Value(2.0)}, {"a", Value(1)}}));
   EXPECT_NE(Value(Dictionary{{"a", "1"}}), Value(Dictionary{{"b", "1"}}));
+  EXPECT_NE(Value(Array::of(Array::of(1, 2))), Value(Array::of(Array::of(1, 3))));
+  EXPECT_NE(Value(Array::of(Array::of(1, 2))), Value(Array::of(Array::of(1))));
+  EXPECT_NE(Value(Array::of(Dictionary{{"a", "1"}})), Value(Array::of(Dictionary{{"a", "2"}})));
+  EXPECT_NE(Value(Array::of(Dictionary{{"a", "1"}})), Value(Array::of(Dictionary())));
 }
 
 TEST(ValueTest, Conversions) {
@@ -186,7 +205,11 @@ TEST(ValueTest, Conversions) {
       {Value("1.5.5"), 1, 1, 1.5, true},
       {Value("1e3"), 1, 1, 1000, true},
       {Value("1e+"), 1, 1, 1, true},
+      {Value("1E3"), 1, 1, 1000, true},
       {Value("1e999"), 1, 1, kInfinity, true},
+      {Value(std::string(400, '9')), kMax, kLongMax, kInfinity, true},
+      {Value("0." + std::string(400, '0') + "1"), 0, 0, 0, false},
+      {Value("0e999999"), 0, 0, 0, false},
       {Value("-0.001e400"), 0, 0, -kInfinity, false},
       {Value("1e-999"), 1, 1, 0, true},
       {Value("inf"), 0, 0, 0, false},
@@ -199,6 +222,8 @@ TEST(ValueTest, Conversions) {
       {Value(-3.9), -3, -3, -3.9, true},
       {Value(1e300), kMax, kLongMax, 1e300, true},
       {Value(-1e300), kMin, kLongMin, -1e300, true},
+      {Value(-(std::int64_t{1} << 40)), kMin, -(std::int64_t{1} << 40), -1099511627776.0, true},
+      {Value(0.0), 0, 0, 0, false},
       {Value(std::int64_t{1} << 40), kMax, std::int64_t{1} << 40, 1099511627776.0, true},
       {Value(true), 1, 1, 1, true},
       {Value(Data{1}), 0, 0, 0, false},
@@ -213,6 +238,7 @@ TEST(ValueTest, Conversions) {
   }
   const Value nan(std::nan(""));
   EXPECT_EQ(integerValue(&nan), 0);
+  EXPECT_FALSE(booleanValue(&nan));
   EXPECT_EQ(longValue(nullptr), 0);
   EXPECT_EQ(doubleValue(nullptr), 0);
   EXPECT_FALSE(booleanValue(nullptr));

@@ -21,11 +21,14 @@
 #include <tavik/Platform.h>
 
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
 
 namespace tavik {
+
+class ValidationCache;
 
 /// The ready-made platform: checks signed envelopes against a PEM file of public keys and writes the log where the host
 /// wants it. Safe from any thread.
@@ -41,10 +44,15 @@ class TAVIK_EXPORT StationPlatform : public Platform {
   /// between them, in at most 1 MiB. A file with anything else in it (a private key, a certificate, a damaged, weak or
   /// unsupported key) is refused whole, so that no key is ever passed over in silence.
   explicit StationPlatform(std::optional<std::string> publicKeyPath = std::nullopt, Log log = Log::kStandardError);
+  ~StationPlatform() override;
 
   /// Returns the property list parsed from the very bytes that were signed. On failure returns absent and sets
   /// `errorDescription`: no key file, unreadable or weak key, no envelope, other payload type, no signature, mismatch,
   /// broken payload, each told apart.
+  ///
+  /// The last few documents that were trusted are remembered (at most 8, and 16 MiB of signed bytes): when payload,
+  /// signatures and the bytes of the key file are all the same again, the earlier verdict and its document are used.
+  /// The key file is read for every validation, whatever its name and dates, and what is refused is never remembered.
   std::optional<Value> validatedPropertyListFromSignedDictionary(
       const Dictionary& signedDictionary, const std::string& publicKeyPath,
       std::optional<std::string>& errorDescription) const override;
@@ -54,6 +62,7 @@ class TAVIK_EXPORT StationPlatform : public Platform {
  private:
   std::optional<std::string> publicKeyPath_;
   Log log_;
+  std::unique_ptr<ValidationCache> cache_;
 };
 
 /// Signs the bytes of a property-list file with the private key in a PEM file (unencrypted PKCS #8).

@@ -26,6 +26,7 @@
 #include <tavik/ManifestParser.h>
 #include <tavik/Platform.h>
 #include <tavik/PredicateKernel.h>
+#include <tavik/PreparedRules.h>
 #include <tavik/PropertyList.h>
 #include <tavik/SystemConfig.h>
 #include <tavik/TavikKernelVersion.h>

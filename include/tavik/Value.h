@@ -34,6 +34,8 @@
 
 #include <tavik/Export.h>
 
+#include <array>
+#include <bit>
 #include <concepts>
 #include <cstddef>
 #include <cstdint>
@@ -201,6 +203,7 @@ class TAVIK_EXPORT Dictionary {
   friend class detail::ValueAccess;
   void makeOwn(std::size_t needed);
   void store(Value key, Value value, bool first);
+  void append(Value key, Value value);
   detail::Entries* entries_ = nullptr;  // null: empty, no room made
 };
 
@@ -223,13 +226,13 @@ class TAVIK_EXPORT Value {
   requires(!std::same_as<Integer, bool> && !std::same_as<Integer, char> &&
            (std::signed_integral<Integer> ||
             sizeof(Integer) < sizeof(std::int64_t))) explicit Value(Integer number) noexcept
-      : Value(kInteger, static_cast<std::int64_t>(number)) {}
+      : Value(kInteger, std::bit_cast<std::uint64_t>(static_cast<std::int64_t>(number))) {}
   template <std::floating_point Real>
   requires(sizeof(Real) <= sizeof(double)) explicit Value(Real number) noexcept
-      : Value(kReal, static_cast<double>(number)) {}
-  explicit Value(std::same_as<bool> auto truth) noexcept : Value(kBoolean, truth) {}
+      : Value(kReal, std::bit_cast<std::uint64_t>(static_cast<double>(number))) {}
+  explicit Value(std::same_as<bool> auto truth) noexcept : Value(kBoolean, std::uint64_t{truth}) {}
   Value(Data data) noexcept : Value(kData, std::move(data)) {}
-  Value(Date date) noexcept : Value(kDate, date) {}
+  Value(Date date) noexcept : Value(kDate, std::bit_cast<std::uint64_t>(date)) {}
   Value(Array array) noexcept : Value(kArray, std::move(array)) {}
   Value(Dictionary dictionary) noexcept : Value(kDictionary, std::move(dictionary)) {}
   /// A pointer is no value: dereference it, or use the operations that take `const Value*`.
@@ -239,33 +242,64 @@ class TAVIK_EXPORT Value {
   Value(std::nullptr_t) = delete;
 
   Value(const Value& other) noexcept {
-    std::memcpy(storage_, other.storage_, sizeof storage_);
+    setWords(other.words());
     if (tag() >= kFirstShared) share();
   }
   Value(Value&& other) noexcept {
-    std::memcpy(storage_, other.storage_, sizeof storage_);
-    std::memset(other.storage_, 0, sizeof other.storage_);
+    setWords(other.words());
+    other.setWords({});
   }
   Value& operator=(Value other) noexcept {
-    unsigned char mine[sizeof storage_];
-    std::memcpy(mine, storage_, sizeof mine);
-    std::memcpy(storage_, other.storage_, sizeof mine);
-    std::memcpy(other.storage_, mine, sizeof mine);
+    const Words mine = words();
+    setWords(other.words());
+    other.setWords(mine);
     return *this;
   }
   ~Value() {
     if (tag() >= kFirstShared) release();
   }
 
-  [[nodiscard]] Kind kind() const noexcept;
+  [[nodiscard]] Kind kind() const noexcept {
+    switch (tag()) {
+      case kInteger:
+      case kReal:
+        return Kind::kNumber;
+      case kBoolean:
+        return Kind::kBoolean;
+      case kData:
+        return Kind::kData;
+      case kDate:
+        return Kind::kDate;
+      case kArray:
+        return Kind::kArray;
+      case kDictionary:
+        return Kind::kDictionary;
+      default:
+        return Kind::kString;
+    }
+  }
   [[nodiscard]] bool isString() const noexcept { return tag() <= kLongestShort || tag() == kLongString; }
 
   /// The contents, absent or null when the value is of another kind.
-  [[nodiscard]] std::optional<std::string_view> ifString() const noexcept;
-  [[nodiscard]] std::optional<std::int64_t> ifInteger() const noexcept;  ///< a number kept as an integer
-  [[nodiscard]] std::optional<double> ifReal() const noexcept;           ///< a number kept as a floating-point number
-  [[nodiscard]] std::optional<bool> ifBoolean() const noexcept;
-  [[nodiscard]] std::optional<Date> ifDate() const noexcept;
+  [[nodiscard]] std::optional<std::string_view> ifString() const noexcept {
+    if (tag() <= kLongestShort) return std::string_view(reinterpret_cast<const char*>(storage_), tag());
+    if (tag() == kLongString) return longText();
+    return std::nullopt;
+  }
+  /// A number kept as an integer.
+  [[nodiscard]] std::optional<std::int64_t> ifInteger() const noexcept {
+    return tag() == kInteger ? std::optional(std::bit_cast<std::int64_t>(words().low)) : std::nullopt;
+  }
+  /// A number kept as a floating-point number.
+  [[nodiscard]] std::optional<double> ifReal() const noexcept {
+    return tag() == kReal ? std::optional(std::bit_cast<double>(words().low)) : std::nullopt;
+  }
+  [[nodiscard]] std::optional<bool> ifBoolean() const noexcept {
+    return tag() == kBoolean ? std::optional(words().low != 0) : std::nullopt;
+  }
+  [[nodiscard]] std::optional<Date> ifDate() const noexcept {
+    return tag() == kDate ? std::optional(std::bit_cast<Date>(words().low)) : std::nullopt;
+  }
   [[nodiscard]] const Data* ifData() const noexcept { return tag() == kData ? contents<Data>() : nullptr; }
   [[nodiscard]] const Array* ifArray() const noexcept { return tag() == kArray ? contents<Array>() : nullptr; }
   [[nodiscard]] const Dictionary* ifDictionary() const noexcept {
@@ -299,17 +333,38 @@ class TAVIK_EXPORT Value {
     kDictionary,
   };
 
+  // The storage is written and read in halves: a processor passes on at once what was written as it is read.
+  struct Words {
+    std::uint64_t low = 0;
+    std::uint64_t high = 0;
+    friend bool operator==(const Words&, const Words&) = default;
+  };
+  static constexpr std::uint64_t highWord(Tag tag) noexcept {
+    return std::bit_cast<std::uint64_t>(std::array<std::uint8_t, 8>{0, 0, 0, 0, 0, 0, 0, tag});
+  }
+  Value(Tag tag, std::uint64_t low) noexcept { setWords({low, highWord(tag)}); }
   template <class Contents>
-  Value(Tag tag, Contents contents) noexcept {
-    static_assert(sizeof(Contents) <= 8);
+  requires(sizeof(Contents) == 8 && !std::same_as<Contents, std::uint64_t>) Value(Tag tag, Contents contents)
+  noexcept {
+    setWords({0, highWord(tag)});
     new (storage_) Contents(std::move(contents));
-    storage_[15] = tag;
+  }
+  [[nodiscard]] Words words() const noexcept {
+    Words words;
+    std::memcpy(&words.low, storage_, sizeof words.low);
+    std::memcpy(&words.high, storage_ + sizeof words.low, sizeof words.high);
+    return words;
+  }
+  void setWords(Words words) noexcept {
+    std::memcpy(storage_, &words.low, sizeof words.low);
+    std::memcpy(storage_ + sizeof words.low, &words.high, sizeof words.high);
   }
   [[nodiscard]] Tag tag() const noexcept { return static_cast<Tag>(storage_[15]); }
   template <class Contents>
   [[nodiscard]] const Contents* contents() const noexcept {
     return std::launder(reinterpret_cast<const Contents*>(storage_));
   }
+  [[nodiscard]] std::string_view longText() const noexcept;
   void share() const noexcept;
   void release() noexcept;
 
@@ -317,18 +372,27 @@ class TAVIK_EXPORT Value {
 };
 static_assert(sizeof(Value) == 16);
 
+struct detail::Entry {
+  Value key;
+  Value value;
+};
+
 /// Walks the entries of a dictionary in stored order.
-class TAVIK_EXPORT Dictionary::Iterator {
+class Dictionary::Iterator {
  public:
   using value_type = Item;
   using difference_type = std::ptrdiff_t;
 
   Iterator() noexcept = default;
-  [[nodiscard]] Item operator*() const noexcept;
+  [[nodiscard]] Item operator*() const noexcept { return {*entry_->key.ifString(), entry_->value}; }
   /// The key as a value of its own: shares a long key's text where `(*it).key` would have it copied.
-  [[nodiscard]] const Value& key() const noexcept;
-  [[nodiscard]] const Value& value() const noexcept;
-  Iterator& operator++() noexcept;
+  [[nodiscard]] const Value& key() const noexcept { return entry_->key; }
+  [[nodiscard]] const Value& value() const noexcept { return entry_->value; }
+  Iterator& operator++() noexcept {
+    ++entry_;
+    skipErased();
+    return *this;
+  }
   Iterator operator++(int) noexcept {
     Iterator before = *this;
     ++*this;
@@ -338,8 +402,10 @@ class TAVIK_EXPORT Dictionary::Iterator {
 
  private:
   friend class Dictionary;
-  Iterator(const detail::Entry* entry, const detail::Entry* end) noexcept;
-  void skipErased() noexcept;
+  Iterator(const detail::Entry* entry, const detail::Entry* end) noexcept : entry_(entry), end_(end) { skipErased(); }
+  void skipErased() noexcept {
+    while (entry_ != end_ && entry_->key.tag() == Value::kErased) ++entry_;
+  }
   const detail::Entry* entry_ = nullptr;
   const detail::Entry* end_ = nullptr;
 };

@@ -24,6 +24,7 @@
 #include <tavik/Error.h>
 #include <tavik/Platform.h>
 #include <tavik/PredicateKernel.h>
+#include <tavik/PreparedRules.h>
 #include <tavik/Value.h>
 
 #include <memory>
@@ -73,6 +74,10 @@ class TAVIK_EXPORT ZRTTavikKernel : public PredicateKernel {
   [[nodiscard]] std::optional<Array> check(const Dictionary& deviceAttributes, const Dictionary* rules,
                                            const Dictionary* sourcesForReferenceValues,
                                            std::optional<Error>& error) const;
+
+  /// Makes local rules ready for the check of many devices. rules: the signed local rules; what is wrong with them, or
+  /// that there are none (null), is for each check to report. Never null; needs the kernel no longer.
+  [[nodiscard]] std::unique_ptr<const PreparedRules> prepare(const Dictionary* rules) const;
   /// @}
 
   /// @name Source-specific check lists

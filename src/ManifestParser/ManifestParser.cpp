@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <limits>
+#include <new>
 #include <optional>
 #include <span>
 #include <string>
@@ -46,7 +47,9 @@ class ItemList {
  public:
   explicit ItemList(const DERDecoder& set) {
     std::uint32_t count = 0;
-    if (DERDecoderGetAllData(&set, &list_, &count) != kDERDecoderErrorNone) DERDecoderFreeData(&list_);
+    const std::uint32_t status = DERDecoderGetAllData(&set, &list_, &count);
+    if (status == kDERDecoderErrorInvalid) throw std::bad_alloc();
+    if (status != kDERDecoderErrorNone) DERDecoderFreeData(&list_);
   }
   ItemList(const ItemList&) = delete;
   ItemList& operator=(const ItemList&) = delete;

@@ -2,6 +2,7 @@
 
 #include <tavik/ZRTTavikKernel.h>
 
+#include "kernel_private/DeviceRules.h"
 #include "values/Format.h"
 #include "values/MaybeAbsent.h"
 #include "values/Text.h"
@@ -45,10 +46,14 @@ bool ZRTTavikKernel::visitDefinitions(const Dictionary& localRules, const Dictio
     return false;
   }
   const Dictionary* rules = validated ? validated->ifDictionary() : nullptr;
-  const auto deviceRules = makeDeviceRules(rules == nullptr ? Dictionary() : *rules, deviceAttributes, error);
-  if (!deviceRules) return false;
-  for (auto rule = deviceRules->begin(); rule != deviceRules->end(); ++rule) {
-    if (const Dictionary* definition = dictionaryOf(find(&rules_, &rule.key()))) visit(rule.key(), *definition);
+  static const Dictionary none;
+  const LocalEntries local(rules == nullptr ? none : *rules, deviceAttributes.find("ModelNumber"),
+                           deviceAttributes.find("RegionInfo"));
+  error = local.report(*this);
+  if (error) return false;
+  for (const EntryList::Entry& entry : local.entries()) {
+    const Dictionary* definition = dictionaryOf(ValueAccess::find(rules_, *entry.name, entry.hash));
+    if (definition != nullptr) visit(*entry.name, *definition);
   }
   return true;
 }
@@ -66,7 +71,7 @@ std::optional<Dictionary> ZRTTavikKernel::sfcCheckList(const Dictionary& localRu
                                                        std::optional<Error>& error) const {
   auto list = sourceSpecificCheckList(localRules, "sfc", deviceAttributes, error);
   const Value logged = list ? Value(*list) : Value("(null)");
-  log(platform(), "sfc check list;%@", {logged});
+  log(platform(), "sfc check list;%@", logged);
   return list;
 }
 

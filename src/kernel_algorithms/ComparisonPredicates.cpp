@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <functional>
 
+#include "kernel_algorithms/Comparison.h"
 #include "kernel_algorithms/RuleResult.h"
 #include "values/Description.h"
 #include "values/Format.h"
@@ -17,6 +18,7 @@ namespace tavik {
 namespace {
 
 using detail::ValueAccess;
+using Finding = Comparison::Finding;
 
 // Whether both are texts and `compare` holds for them.
 template <class Compare>
@@ -34,20 +36,14 @@ bool equalsExpected(std::string_view text, const Value* expected) {
 }
 
 template <class Convert, class Compare>
-Dictionary compareNumbers(const Value* attribute, const Value* value, Convert convert, Compare compare,
-                          std::string_view expectedPattern) {
-  const bool result = readsAsScalar(attribute) && readsAsScalar(value) && compare(convert(attribute), convert(value));
-  return ruleResult(result, attribute, expectedPattern, value);
+bool numbersCompare(const Value* attribute, const Value* value, Convert convert, Compare compare) {
+  return readsAsScalar(attribute) && readsAsScalar(value) && compare(convert(attribute), convert(value));
 }
 
 Value hexadecimalText(const Data& data) {
   TextBuffer text;
   for (const std::uint8_t byte : data.bytes()) appendHexByte(text, byte);
   return ValueAccess::string(text.view());
-}
-
-bool everyElementIn(const Array& elements, const Array& list) {
-  return std::ranges::all_of(elements, [&](const Value& element) { return list.contains(element); });
 }
 
 bool equalsMasked(const Data& data, const Data& mask, const Data& result) {
@@ -61,62 +57,153 @@ bool equalsMasked(const Data& data, const Data& mask, const Data& result) {
 
 }  // namespace
 
+constexpr Comparison kHasSuffix = {
+    .judge = [](const Value* attribute, const Value* value) -> Finding {
+      return {textsCompare(attribute, value, endsWith), present(attribute)};
+    },
+    .expected = expectedText<"has suffix %@">,
+};
+
+constexpr Comparison kHasPrefix = {
+    .judge = [](const Value* attribute, const Value* value) -> Finding {
+      return {textsCompare(attribute, value, beginsWith), present(attribute)};
+    },
+    .expected = expectedText<"has prefix %@">,
+};
+
+constexpr Comparison kContains = {
+    .judge = [](const Value* attribute, const Value* value) -> Finding {
+      return {textsCompare(attribute, value, occursIn), present(attribute)};
+    },
+    .expected = expectedText<"contains %@">,
+};
+
+constexpr Comparison kCaseInsensitiveEqual = {
+    .judge = [](const Value* attribute, const Value* value) -> Finding {
+      const auto text = textOf(attribute);
+      return {text && equalsExpected(*text, value), present(attribute)};
+    },
+    .expected = expectedText<"caseInsensitiveEqual:%@">,
+};
+
+constexpr Comparison kCaseInsensitiveEqualData = {
+    .judge = [](const Value* attribute, const Value* value) -> Finding {
+      const Data* data = dataOf(attribute);
+      if (data == nullptr) return {false, descriptionValue(attribute)};
+      const Value digits = hexadecimalText(*data);
+      return {equalsExpected(*digits.ifString(), value), digits};
+    },
+    .expected = expectedText<"caseInsensitiveEqual:%@">,
+};
+
+constexpr Comparison kValueInList = {
+    .judge = [](const Value* attribute, const Value* value) -> Finding {
+      if (attribute == nullptr) return {false, "(null)"};
+      const Array* elements = attribute->ifArray();
+      const Array* list = arrayOf(value);
+      const auto isListed = [&](const Value& element) { return list != nullptr && list->contains(element); };
+      if (elements == nullptr) return {value == nullptr || isListed(*attribute), descriptionValue(attribute)};
+      return {value == nullptr || std::ranges::all_of(*elements, isListed), listText(attribute, ",")};
+    },
+    .expected = expectedOneOf,
+};
+
+constexpr Comparison kGreaterThan = {
+    .judge = [](const Value* attribute, const Value* value) -> Finding {
+      return {numbersCompare(attribute, value, doubleValue, std::greater<>()), present(attribute)};
+    },
+    .expected = expectedText<"greater than %@">,
+};
+
+constexpr Comparison kEqual = {
+    .judge = [](const Value* attribute, const Value* value) -> Finding {
+      return {numbersCompare(attribute, value, integerValue, std::equal_to<>()), present(attribute)};
+    },
+    .expected = expectedText<"equal %@">,
+};
+
+constexpr Comparison kEqualLong = {
+    .judge = [](const Value* attribute, const Value* value) -> Finding {
+      return {numbersCompare(attribute, value, longValue, std::equal_to<>()), present(attribute)};
+    },
+    .expected = expectedText<"equal %@">,
+};
+
+constexpr Comparison kEqualData = {
+    .judge = [](const Value* attribute, const Value* value) -> Finding {
+      const Value actual = descriptionValue(attribute);
+      return {attribute != nullptr && textsCompare(&actual, value, equalIgnoringCase), actual};
+    },
+    .expected = expectedText<"equal %@">,
+};
+
+constexpr Comparison kDataNotNull = {
+    .judge = [](const Value* attribute, const Value* /*value*/) -> Finding {
+      const Data* data = dataOf(attribute);
+      const auto isSet = [](std::uint8_t byte) { return byte != 0; };
+      return {data != nullptr && std::ranges::any_of(data->bytes(), isSet), descriptionValue(attribute)};
+    },
+    .expected = [](const Value* /*value*/, detail::SlabCutter* /*slabs*/) { return Value("not all null"); },
+};
+
+constexpr Comparison kBoolEqual = {
+    .judge = [](const Value* attribute, const Value* value) -> Finding {
+      const auto truth = attribute == nullptr ? std::nullopt : attribute->ifBoolean();
+      return {truth && readsAsScalar(value) && *truth == booleanValue(value), descriptionValue(attribute)};
+    },
+    .expected = expectedText<"is %@">,
+};
+
 Dictionary ZRTTavikKernel::hasSuffix(const Value* attribute, const Value* value) {
-  return ruleResult(textsCompare(attribute, value, endsWith), attribute, "has suffix %@", value);
+  return kHasSuffix.record(attribute, value);
 }
 
 Dictionary ZRTTavikKernel::hasPrefix(const Value* attribute, const Value* value) {
-  return ruleResult(textsCompare(attribute, value, beginsWith), attribute, "has prefix %@", value);
+  return kHasPrefix.record(attribute, value);
+}
+
+Dictionary ZRTTavikKernel::contains(const Value* attribute, const Value* value) {
+  return kContains.record(attribute, value);
+}
+
+Dictionary ZRTTavikKernel::caseInsensitiveEqual(const Value* attribute, const Value* value) {
+  return kCaseInsensitiveEqual.record(attribute, value);
+}
+
+Dictionary ZRTTavikKernel::caseInsensitiveEqualData(const Value* attribute, const Value* value) {
+  return kCaseInsensitiveEqualData.record(attribute, value);
+}
+
+Dictionary ZRTTavikKernel::valueInList(const Value* attribute, const Value* value) {
+  return kValueInList.record(attribute, value);
+}
+
+Dictionary ZRTTavikKernel::greaterThan(const Value* attribute, const Value* value) {
+  return kGreaterThan.record(attribute, value);
+}
+
+Dictionary ZRTTavikKernel::equal(const Value* attribute, const Value* value) { return kEqual.record(attribute, value); }
+
+Dictionary ZRTTavikKernel::equalLong(const Value* attribute, const Value* value) {
+  return kEqualLong.record(attribute, value);
+}
+
+Dictionary ZRTTavikKernel::equalData(const Value* attribute, const Value* value) {
+  return kEqualData.record(attribute, value);
+}
+
+Dictionary ZRTTavikKernel::dataNotNull(const Value* attribute, const Value* value) {
+  return kDataNotNull.record(attribute, value);
+}
+
+Dictionary ZRTTavikKernel::boolEqual(const Value* attribute, const Value* value) {
+  return kBoolEqual.record(attribute, value);
 }
 
 Dictionary ZRTTavikKernel::referenceHasPrefix(const Value* attribute, const Value* value) {
   const Value absent("(null)");
   return ruleResult(textsCompare(value, attribute, beginsWith), value == nullptr ? &absent : value, "has prefix %@",
                     attribute);
-}
-
-Dictionary ZRTTavikKernel::caseInsensitiveEqual(const Value* attribute, const Value* value) {
-  const auto text = textOf(attribute);
-  return ruleResult(text && equalsExpected(*text, value), attribute, "caseInsensitiveEqual:%@", value);
-}
-
-Dictionary ZRTTavikKernel::caseInsensitiveEqualData(const Value* attribute, const Value* value) {
-  const Data* data = dataOf(attribute);
-  const Value actual = data != nullptr ? hexadecimalText(*data) : descriptionValue(attribute);
-  return ruleResult(data != nullptr && equalsExpected(*actual.ifString(), value), &actual, "caseInsensitiveEqual:%@",
-                    value);
-}
-
-Dictionary ZRTTavikKernel::valueInList(const Value* attribute, const Value* value) {
-  if (attribute == nullptr) return ruleResult(false, "(null)", formattedValue("one of %@", {listText(value, ",")}));
-  const Array* elements = attribute->ifArray();
-  const Array single = elements == nullptr ? Array::of(*attribute) : Array();
-  if (elements == nullptr) elements = &single;
-  const Array* list = arrayOf(value);
-  const bool result = value == nullptr || (list != nullptr && everyElementIn(*elements, *list));
-  return ruleResult(result, arrayToString(elements, ","), formattedValue("one of %@", {listText(value, ",")}));
-}
-
-Dictionary ZRTTavikKernel::greaterThan(const Value* attribute, const Value* value) {
-  return compareNumbers(attribute, value, doubleValue, std::greater<>(), "greater than %@");
-}
-
-Dictionary ZRTTavikKernel::contains(const Value* attribute, const Value* value) {
-  return ruleResult(textsCompare(attribute, value, occursIn), attribute, "contains %@", value);
-}
-
-Dictionary ZRTTavikKernel::equal(const Value* attribute, const Value* value) {
-  return compareNumbers(attribute, value, integerValue, std::equal_to<>(), "equal %@");
-}
-
-Dictionary ZRTTavikKernel::equalLong(const Value* attribute, const Value* value) {
-  return compareNumbers(attribute, value, longValue, std::equal_to<>(), "equal %@");
-}
-
-Dictionary ZRTTavikKernel::equalData(const Value* attribute, const Value* value) {
-  const Value actual = descriptionValue(attribute);
-  const bool result = attribute != nullptr && textsCompare(&actual, value, equalIgnoringCase);
-  return ruleResult(result, &actual, "equal %@", value);
 }
 
 Dictionary ZRTTavikKernel::equalMask(const Value* attribute, const Value* value) {
@@ -130,19 +217,6 @@ Dictionary ZRTTavikKernel::equalMask(const Value* attribute, const Value* value)
   const Data* resultData = dataOf(result);
   return ruleResult(resultData != nullptr && equalsMasked(*data, *maskData, *resultData), descriptionValue(attribute),
                     formattedValue("and mask %@ equal %@", {mask, result}));
-}
-
-Dictionary ZRTTavikKernel::dataNotNull(const Value* attribute, const Value* /*value*/) {
-  const Data* data = dataOf(attribute);
-  const bool result =
-      data != nullptr && std::ranges::any_of(data->bytes(), [](std::uint8_t byte) { return byte != 0; });
-  return ruleResult(result, descriptionValue(attribute), "not all null");
-}
-
-Dictionary ZRTTavikKernel::boolEqual(const Value* attribute, const Value* value) {
-  const auto truth = attribute == nullptr ? std::nullopt : attribute->ifBoolean();
-  return ruleResult(truth && readsAsScalar(value) && *truth == booleanValue(value), descriptionValue(attribute),
-                    formattedValue("is %@", {value}));
 }
 
 Dictionary ZRTTavikKernel::isUppercase(const Value* attribute, const Value* /*value*/) {

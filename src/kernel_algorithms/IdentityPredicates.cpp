@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <stdexcept>
 
+#include "kernel_algorithms/Comparison.h"
 #include "kernel_algorithms/RuleResult.h"
 #include "values/Format.h"
 #include "values/MaybeAbsent.h"
@@ -16,6 +17,7 @@ namespace tavik {
 namespace {
 
 using detail::ValueAccess;
+using Finding = Comparison::Finding;
 
 [[noreturn]] void tooShort(std::string_view serialNumber, std::string_view code) {
   throw std::out_of_range(format("serial number %@ is too short for its %@ code", {serialNumber, code}));
@@ -41,27 +43,29 @@ std::optional<Value> cutFromStart(const Value* serialNumber, std::size_t start, 
   return ValueAccess::string(text->substr(*begin, *end - *begin));
 }
 
-using Extractor = std::optional<Value> (*)(const Value*);
-
 // What a check judges: the code, or the attribute itself where it is of a kind that no code can be cut from.
 const Value* judged(const std::optional<Value>& code, const Value* attribute) { return code ? &*code : attribute; }
 
-Dictionary checkCode(const Value* attribute, const Value* value, Extractor extract) {
+// A code against one text.
+template <auto extract>
+Finding judgeCode(const Value* attribute, const Value* value) {
   const auto code = extract(attribute);
-  return ZRTTavikKernel::caseInsensitiveEqual(judged(code, attribute), value);
+  return kCaseInsensitiveEqual.judge(judged(code, attribute), value);
 }
 
-Dictionary checkCodeInList(const Value* attribute, const Value* value, Extractor extract) {
+// A code against a list of texts.
+template <auto extract>
+Finding judgeCodeInList(const Value* attribute, const Value* value) {
   const auto code = extract(attribute);
   const Array* list = arrayOf(value);
   const auto matches = [&](const Value& element) {
     const auto text = element.ifString();
     return text && equalIgnoringCase(*code->ifString(), *text);
   };
-  const bool result = code && list != nullptr && std::ranges::any_of(*list, matches);
-  const Value expected = listText(value, ",");
-  return ZRTTavikKernel::buildResult(result, judged(code, attribute), &expected);
+  return {code && list != nullptr && std::ranges::any_of(*list, matches), present(judged(code, attribute))};
 }
+
+Value expectedElements(const Value* value, detail::SlabCutter* slabs) { return expectedList("", value, ",", slabs); }
 
 bool sameText(const Value* left, const Value* right) {
   const auto text = textOf(left);
@@ -92,24 +96,30 @@ std::optional<Value> ZRTTavikKernel::parse4ECode(const Value* serialNumber) {
   return cutFromStart(serialNumber, 11, 4, "4E");
 }
 
+constexpr Comparison kMPNCCCCheck = {judgeCode<ZRTTavikKernel::parseCCCCode>, expectedText<"caseInsensitiveEqual:%@">};
+constexpr Comparison kMPN4CCheck = {judgeCode<ZRTTavikKernel::parse4CCode>, expectedText<"caseInsensitiveEqual:%@">};
+constexpr Comparison kMPN4ECheck = {judgeCode<ZRTTavikKernel::parse4ECode>, expectedText<"caseInsensitiveEqual:%@">};
+constexpr Comparison kMPN4CListCheck = {judgeCodeInList<ZRTTavikKernel::parse4CCode>, expectedElements};
+constexpr Comparison kMPN4EListCheck = {judgeCodeInList<ZRTTavikKernel::parse4ECode>, expectedElements};
+
 Dictionary ZRTTavikKernel::MPNCCCCheck(const Value* attribute, const Value* value) {
-  return checkCode(attribute, value, parseCCCCode);
+  return kMPNCCCCheck.record(attribute, value);
 }
 
 Dictionary ZRTTavikKernel::MPN4CCheck(const Value* attribute, const Value* value) {
-  return checkCode(attribute, value, parse4CCode);
+  return kMPN4CCheck.record(attribute, value);
 }
 
 Dictionary ZRTTavikKernel::MPN4ECheck(const Value* attribute, const Value* value) {
-  return checkCode(attribute, value, parse4ECode);
+  return kMPN4ECheck.record(attribute, value);
 }
 
 Dictionary ZRTTavikKernel::MPN4CListCheck(const Value* attribute, const Value* value) {
-  return checkCodeInList(attribute, value, parse4CCode);
+  return kMPN4CListCheck.record(attribute, value);
 }
 
 Dictionary ZRTTavikKernel::MPN4EListCheck(const Value* attribute, const Value* value) {
-  return checkCodeInList(attribute, value, parse4ECode);
+  return kMPN4EListCheck.record(attribute, value);
 }
 
 Dictionary ZRTTavikKernel::combinedMPNRCCheck(const Value* /*attribute*/, const Dictionary* references,

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 
+#include "kernel_algorithms/Comparison.h"
 #include "kernel_algorithms/RuleResult.h"
 #include "values/Format.h"
 #include "values/MaybeAbsent.h"
@@ -33,16 +34,22 @@ std::string_view trimmed(std::string_view text) {
 
 }  // namespace
 
+constexpr Comparison kValidIMEI = {
+    .judge = [](const Value* attribute, const Value* value) -> Comparison::Finding {
+      const auto imei = textOf(attribute);
+      const Array* prefixes = arrayOf(value);
+      const auto begins = [&](const Value& prefix) {
+        const auto text = prefix.ifString();
+        return text && beginsWith(*imei, *text);
+      };
+      return {imei && prefixes != nullptr && std::ranges::any_of(*prefixes, begins), present(attribute)};
+    },
+    .expected = [](const Value* value,
+                   detail::SlabCutter* slabs) { return expectedList("has prefix ", value, ", or ", slabs); },
+};
+
 Dictionary ZRTTavikKernel::validIMEI(const Value* attribute, const Value* value) {
-  const auto imei = textOf(attribute);
-  const Array* prefixes = arrayOf(value);
-  const auto begins = [&](const Value& prefix) {
-    const auto text = prefix.ifString();
-    return text && beginsWith(*imei, *text);
-  };
-  const Value expected = listText(value, ", or ");
-  return ruleResult(imei && prefixes != nullptr && std::ranges::any_of(*prefixes, begins), attribute, "has prefix %@",
-                    &expected);
+  return kValidIMEI.record(attribute, value);
 }
 
 Dictionary ZRTTavikKernel::checkIMEIfromGUI(const Value* attribute, const Value* value) {

@@ -5,9 +5,41 @@
 
 #include <tavik/Value.h>
 
+#include <optional>
 #include <string_view>
+#include <utility>
+
+#include "values/SharedContents.h"
 
 namespace tavik {
+
+/// What a predicate says, while it is not yet a record.
+struct RuleResult {
+  RuleResult(bool passed, Value found, Value wanted, std::optional<Value> forwarded = std::nullopt)
+      : result(passed), actual(std::move(found)), expected(std::move(wanted)), attributes(std::move(forwarded)) {}
+
+  bool result;
+  Value actual;
+  Value expected;
+  std::optional<Value> attributes;  ///< for the station
+
+  /// Of a predicate's record.
+  static RuleResult of(const Dictionary& record);
+  /// The record of a predicate.
+  Dictionary record() &&;
+};
+
+/// The record of a check run, cut from slabs.
+inline Dictionary checkRecord(const Value& rule, bool result, Value&& actual, Value&& expected,
+                              detail::SlabCutter& slabs) {
+  using detail::ValueAccess;
+  detail::SmallDictionary record(detail::Entries::make(4, slabs));
+  record.add(ValueAccess::literal("rule"), ValueAccess::copied(rule, slabs));
+  record.add(ValueAccess::literal("result"), Value(result));
+  record.add(ValueAccess::literal("actual"), std::move(actual));
+  record.add(ValueAccess::literal("expected"), std::move(expected));
+  return std::move(record).take();
+}
 
 /// A record of "result", "actual" and "expected", with room for "rule".
 Dictionary ruleResult(bool result, Value actual, Value expected);
@@ -15,6 +47,9 @@ Dictionary ruleResult(bool result, Value actual, Value expected);
 /// A record whose "actual" is a value as it stands and whose "expected" is a text about another. Raises
 /// `std::invalid_argument` when `actual` is null.
 Dictionary ruleResult(bool result, const Value* actual, std::string_view expectedPattern, const Value* expected);
+
+/// The value, which a record is to hold under `key`. Raises `std::invalid_argument` when it is null.
+const Value& present(const Value* value, const char* key = "actual");
 
 /// The value's description as a string value.
 Value descriptionValue(const Value* value);

@@ -5,6 +5,7 @@
 
 #include <stdexcept>
 
+#include "kernel_algorithms/Comparison.h"
 #include "kernel_algorithms/RuleResult.h"
 #include "values/Format.h"
 #include "values/MaybeAbsent.h"
@@ -52,13 +53,18 @@ Dictionary ZRTTavikKernel::controlBitCheck(const Value* attribute, const Value* 
   return ruleResult(result, actual, expected);
 }
 
+constexpr Comparison kNvramWhiteList = {
+    .judge = [](const Value* attribute, const Value* value) -> Comparison::Finding {
+      const Dictionary* variables = dictionaryOf(attribute);
+      if (variables == nullptr) return {false, descriptionValue(attribute)};
+      const Value names(detail::ValueAccess::keys(*variables));
+      return kValueInList.judge(&names, value);
+    },
+    .expected = expectedOneOf,
+};
+
 Dictionary ZRTTavikKernel::nvramWhiteList(const Value* attribute, const Value* value) {
-  const Dictionary* variables = dictionaryOf(attribute);
-  if (variables == nullptr) {
-    return ruleResult(false, descriptionValue(attribute), formattedValue("one of %@", {listText(value, ",")}));
-  }
-  const Value names(detail::ValueAccess::keys(*variables));
-  return valueInList(&names, value);
+  return kNvramWhiteList.record(attribute, value);
 }
 
 Dictionary ZRTTavikKernel::staticTextGUIEquals(const Value* /*attribute*/, const Dictionary* references,

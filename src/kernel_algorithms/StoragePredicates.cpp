@@ -5,6 +5,7 @@
 #include <cmath>
 #include <functional>
 
+#include "kernel_algorithms/Comparison.h"
 #include "kernel_algorithms/RuleResult.h"
 #include "values/Format.h"
 #include "values/MaybeAbsent.h"
@@ -12,6 +13,8 @@
 namespace tavik {
 
 namespace {
+
+using Finding = Comparison::Finding;
 
 // Cut off toward zero, saturating.
 std::int32_t wholeNumber(double number) {
@@ -26,11 +29,16 @@ std::int32_t partitionMebibytes(const Value* bytes) {
 
 Value decimalText(std::int32_t size) { return formattedValue("%d", {size}); }
 
-// Compares a size with the expected value, which is "expected" as it stands.
+// Compares a size with the expected value.
 template <class Compare>
-Dictionary compareSize(std::int32_t size, const Value* value, Compare compare, std::string_view unspecified) {
-  if (value == nullptr) return ruleResult(false, unspecified, "N/A");
-  return ruleResult(readsAsScalar(value) && compare(size, integerValue(value)), decimalText(size), *value);
+Finding judgeSize(std::int32_t size, const Value* value, Compare compare, std::string_view unspecified) {
+  if (value == nullptr) return {false, unspecified};
+  return {readsAsScalar(value) && compare(size, integerValue(value)), decimalText(size)};
+}
+
+// The expected value as it stands.
+Value expectedSize(const Value* value, detail::SlabCutter* /*slabs*/) {
+  return value == nullptr ? Value("N/A") : *value;
 }
 
 constexpr std::string_view kNoPartitionSize = "no System Partition size specified";
@@ -44,23 +52,52 @@ std::int32_t ZRTTavikKernel::parseNandSize(const Value* capacity) {
   return wholeNumber(gigabytes >= kRoundedDownFrom ? std::floor(gigabytes) : std::round(gigabytes));
 }
 
+constexpr Comparison kNandSizeCheck = {
+    .judge = [](const Value* attribute, const Value* value) -> Finding {
+      return judgeSize(ZRTTavikKernel::parseNandSize(attribute), value, std::equal_to<>(), "no NAND size specified");
+    },
+    .expected = expectedSize,
+};
+
+constexpr Comparison kMinimumNandSize = {
+    .judge = [](const Value* attribute, const Value* value) -> Finding {
+      return judgeSize(ZRTTavikKernel::parseNandSize(attribute), value, std::greater_equal<>(),
+                       "no minimum NAND size specified");
+    },
+    .expected =
+        [](const Value* value, detail::SlabCutter* slabs) {
+          return value == nullptr ? Value("N/A") : expectedText<"no less than %@">(value, slabs);
+        },
+};
+
+constexpr Comparison kSystemPartitionSizeCheck = {
+    .judge = [](const Value* attribute, const Value* value) -> Finding {
+      return judgeSize(partitionMebibytes(attribute), value, std::equal_to<>(), kNoPartitionSize);
+    },
+    .expected = expectedSize,
+};
+
+constexpr Comparison kVarnockSystemPartitionSizeCheck = {
+    .judge = [](const Value* attribute, const Value* value) -> Finding {
+      return judgeSize(partitionMebibytes(attribute), value, std::less_equal<>(), kNoPartitionSize);
+    },
+    .expected = expectedSize,
+};
+
 Dictionary ZRTTavikKernel::nandSizeCheck(const Value* attribute, const Value* value) {
-  return compareSize(parseNandSize(attribute), value, std::equal_to<>(), "no NAND size specified");
+  return kNandSizeCheck.record(attribute, value);
 }
 
 Dictionary ZRTTavikKernel::minimumNandSize(const Value* attribute, const Value* value) {
-  if (value == nullptr) return ruleResult(false, "no minimum NAND size specified", "N/A");
-  const std::int32_t size = parseNandSize(attribute);
-  return ruleResult(readsAsScalar(value) && size >= integerValue(value), decimalText(size),
-                    formattedValue("no less than %@", {value}));
+  return kMinimumNandSize.record(attribute, value);
 }
 
 Dictionary ZRTTavikKernel::systemPartitionSizeCheck(const Value* attribute, const Value* value) {
-  return compareSize(partitionMebibytes(attribute), value, std::equal_to<>(), kNoPartitionSize);
+  return kSystemPartitionSizeCheck.record(attribute, value);
 }
 
 Dictionary ZRTTavikKernel::varnockSystemPartitionSizeCheck(const Value* attribute, const Value* value) {
-  return compareSize(partitionMebibytes(attribute), value, std::less_equal<>(), kNoPartitionSize);
+  return kVarnockSystemPartitionSizeCheck.record(attribute, value);
 }
 
 Dictionary ZRTTavikKernel::cccNandSizeCheck(const Value* attribute, const Dictionary* references, const Value* value) {
@@ -68,7 +105,8 @@ Dictionary ZRTTavikKernel::cccNandSizeCheck(const Value* attribute, const Dictio
   const Value* codeValue = code ? &*code : nullptr;
   const Value* size = find(dictionaryOf(value), codeValue);
   const Value unspecified = formattedValue("no size for CCC %@ specified", {codeValue});
-  return compareSize(parseNandSize(attribute), size, std::equal_to<>(), *unspecified.ifString());
+  Finding finding = judgeSize(parseNandSize(attribute), size, std::equal_to<>(), *unspecified.ifString());
+  return ruleResult(finding.result, std::move(finding.actual), expectedSize(size, nullptr));
 }
 
 }  // namespace tavik

@@ -25,10 +25,12 @@ void ZRTTavikKernel::expandBasebandManifestData(Dictionary& attributes) {
 }
 
 void ZRTTavikKernel::renameKeys(Dictionary& target, const Dictionary& withDictionary, std::string_view andPrefix) {
-  target.reserve(target.size() + withDictionary.size());
+  Dictionary renamed;
+  renamed.reserve(withDictionary.size());
   for (const auto [key, value] : withDictionary) {
-    detail::ValueAccess::set(target, formattedValue("%@.%@", {andPrefix, key}), value);
+    detail::ValueAccess::addNew(renamed, formattedValue("%@.%@", {andPrefix, key}), value);
   }
+  target.setAll(renamed);
 }
 
 }  // namespace tavik

@@ -1,7 +1,12 @@
 // Device rule assembly: the local rules' entries for one device, completed with the rule library's definitions.
 
+#include "kernel_private/DeviceRules.h"
+
 #include <tavik/ZRTTavikKernel.h>
 
+#include <bit>
+
+#include "values/DictionaryKey.h"
 #include "values/Format.h"
 #include "values/MaybeAbsent.h"
 #include "values/ValueAccess.h"
@@ -17,105 +22,204 @@ constexpr std::int32_t kUnknownRuleSet = -100004;
 
 constexpr std::string_view kRegionRules = "RegionRules";
 
-// Where the local rules ask for a dictionary: sets the error for a value of any other kind.
-class EntryReader {
- public:
-  EntryReader(const PredicateKernel& kernel, std::optional<Error>& error) : kernel_(kernel), error_(error) {}
-
-  // Null with the error set when `value`, found under `key`, is no dictionary.
-  const Dictionary* dictionary(const Value& value, std::string_view key) {
-    if (const Dictionary* found = value.ifDictionary()) return found;
-    fail(kUnknownDevice, "malformed local rules: \"%@\" is not a dictionary", key);
-    return nullptr;
+// Where the local rules ask for a dictionary: refuses a value of any other kind.
+const Dictionary* dictionaryUnder(const Value& value, std::string_view key, std::optional<AssemblyFailure>& failure) {
+  const Dictionary* found = value.ifDictionary();
+  if (found == nullptr) {
+    failure = {kUnknownDevice, format("malformed local rules: \"%@\" is not a dictionary", {key})};
   }
-
-  // The dictionary under an optional key; an empty one when there is none.
-  const Dictionary* optionalDictionary(const Dictionary& rules, std::string_view key) {
-    const Value* value = rules.find(key);
-    return value == nullptr ? &kNone : dictionary(*value, key);
-  }
-
-  void fail(std::int32_t code, std::string_view pattern, const FormatArgument& argument) {
-    error_ = kernel_.handleError(code, format(pattern, {argument}));
-  }
-
- private:
-  inline static const Dictionary kNone;
-  const PredicateKernel& kernel_;
-  std::optional<Error>& error_;
-};
-
-}  // namespace
-
-std::optional<Dictionary> ZRTTavikKernel::makeMPNRCRules(const Value* partNumber, const Value* RC,
-                                                         const Dictionary& fromRules,
-                                                         std::optional<Error>& error) const {
-  EntryReader reader(*this, error);
-  Dictionary selected;
-  const Value* tableValue = fromRules.find("MPNRules");
-  if (tableValue == nullptr) return selected;
-  const Dictionary* table = reader.dictionary(*tableValue, "MPNRules");
-  if (table == nullptr) return std::nullopt;
-  const Value* entryValue = find(table, partNumber);
-  if (entryValue == nullptr) return reader.fail(kUnknownDevice, "unknown MPN:%@", partNumber), std::nullopt;
-  const Dictionary* entry = reader.dictionary(*entryValue, *partNumber->ifString());
-  if (entry == nullptr) return std::nullopt;
-  for (auto item = entry->begin(); item != entry->end(); ++item) {
-    if (item.key().ifString() != kRegionRules) {
-      ValueAccess::set(selected, item.key(), item.value());
-      continue;
-    }
-    const Dictionary* regions = reader.dictionary(item.value(), kRegionRules);
-    if (regions == nullptr) return std::nullopt;
-    const Value* region = find(regions, RC);
-    if (region == nullptr) return reader.fail(kUnknownDevice, "unknown Region Code:%@", RC), std::nullopt;
-    const Dictionary* regionRules = reader.dictionary(*region, *RC->ifString());
-    if (regionRules == nullptr) return std::nullopt;
-    selected.setAll(*regionRules);
-  }
-  return selected;
+  return found;
 }
 
-bool ZRTTavikKernel::expandRuleSets(const Dictionary& rules, Dictionary& deviceRules,
-                                    std::optional<Error>& error) const {
-  EntryReader reader(*this, error);
-  const Dictionary* sets = reader.optionalDictionary(rules, "RuleSets");
+// The dictionary under an optional key; an empty one when there is none.
+const Dictionary* optionalDictionary(const Dictionary& rules, std::string_view key,
+                                     std::optional<AssemblyFailure>& failure) {
+  static const Dictionary none;
+  const Value* value = rules.find(key);
+  return value == nullptr ? &none : dictionaryUnder(*value, key, failure);
+}
+
+// The dictionary under a part number or region; null with the failure, which `unknown` begins, when there is none.
+const Dictionary* selected(const Dictionary& table, const Value* name, std::string_view unknown,
+                           std::optional<AssemblyFailure>& failure) {
+  const Value* entry = find(&table, name);
+  if (entry != nullptr) return dictionaryUnder(*entry, *name->ifString(), failure);
+  failure = {kUnknownDevice, format("unknown %@:%@", {unknown, name})};
+  return nullptr;
+}
+
+// The entries of a part number, those of the region in the place where its regions stand.
+void addSelected(const Selection& selection, EntryList& list) {
+  if (selection.partNumber == nullptr) return;
+  list.reserve(selection.partNumber->size() + (selection.region == nullptr ? 0 : selection.region->size()));
+  for (auto item = selection.partNumber->begin(); item != selection.partNumber->end(); ++item) {
+    if (item.key().ifString() == kRegionRules) {
+      list.setAll(*selection.region);
+    } else {
+      list.set(item.key(), item.value());
+    }
+  }
+}
+
+// Replaces the names of rule sets by what the sets hold.
+bool expandSets(const Dictionary& rules, EntryList& list, std::optional<AssemblyFailure>& failure) {
+  const Dictionary* sets = optionalDictionary(rules, "RuleSets", failure);
   if (sets == nullptr) return false;
-  const Dictionary snapshot = deviceRules;
-  for (const auto [key, entry] : snapshot) {
-    if (!key.ends_with("RuleSet")) continue;
-    const Value* setValue = sets->find(key);
-    if (setValue == nullptr) return reader.fail(kUnknownRuleSet, "unknown RuleSet:%@", key), false;
-    const Dictionary* set = reader.dictionary(*setValue, key);
+  const std::size_t count = list.all().size();
+  for (std::size_t position = 0; position < count; ++position) {
+    const Value* name = list.all()[position].name;
+    if (!name->ifString()->ends_with("RuleSet")) continue;
+    const Value* setValue = find(sets, name);
+    if (setValue == nullptr) {
+      failure = {kUnknownRuleSet, format("unknown RuleSet:%@", {name})};
+      return false;
+    }
+    const Dictionary* set = dictionaryUnder(*setValue, *name->ifString(), failure);
     if (set == nullptr) return false;
-    deviceRules.erase(key);
-    deviceRules.setAll(*set);
+    list.erase(position);
+    list.setAll(*set);
   }
   return true;
 }
 
+Error errorOf(const AssemblyFailure& failure, const PredicateKernel& kernel) {
+  return kernel.handleError(failure.code, failure.message);
+}
+
+}  // namespace
+
+std::optional<Selection> select(const Dictionary& rules, const Value* partNumber, const Value* region,
+                                std::optional<AssemblyFailure>& failure) {
+  Selection selection;
+  const Value* tableValue = rules.find("MPNRules");
+  if (tableValue == nullptr) return selection;
+  const Dictionary* table = dictionaryUnder(*tableValue, "MPNRules", failure);
+  if (table == nullptr) return std::nullopt;
+  selection.partNumber = selected(*table, partNumber, "MPN", failure);
+  if (selection.partNumber == nullptr) return std::nullopt;
+  const Value* regionsValue = selection.partNumber->find(kRegionRules);
+  if (regionsValue == nullptr) return selection;
+  const Dictionary* regions = dictionaryUnder(*regionsValue, kRegionRules, failure);
+  if (regions == nullptr) return std::nullopt;
+  selection.region = selected(*regions, region, "Region Code", failure);
+  return selection.region == nullptr ? std::nullopt : std::optional(selection);
+}
+
+LocalEntries::LocalEntries(const Dictionary& rules, const Selection& selection) { assemble(rules, selection); }
+
+LocalEntries::LocalEntries(const Dictionary& rules, const Value* partNumber, const Value* region) {
+  if (const auto selection = select(rules, partNumber, region, failure_)) assemble(rules, *selection);
+}
+
+void LocalEntries::assemble(const Dictionary& rules, const Selection& selection) {
+  // "extra-rules" is never looked into: it would be only if there were no table of entries at all.
+  EntryList list;
+  addSelected(selection, list);
+  const Dictionary* generic = optionalDictionary(rules, "GenericRules", failure_);
+  if (generic == nullptr) return;
+  list.setAll(*generic);
+  if (!expandSets(rules, list, failure_)) return;
+  entries_.reserve(list.all().size());
+  for (const EntryList::Entry& entry : list.all()) {
+    if (entry.name == nullptr) continue;
+    entries_.push_back(entry);
+    if (dictionaryUnder(*entry.value, *entry.name->ifString(), failure_) == nullptr) return;
+  }
+}
+
+std::optional<Error> LocalEntries::report(const PredicateKernel& kernel) const {
+  if (kernel.platform().logs()) {
+    for (const EntryList::Entry& entry : entries_) log(kernel.platform(), "making local rule %@", *entry.name);
+  }
+  return failure_ ? std::optional(errorOf(*failure_, kernel)) : std::nullopt;
+}
+
+void EntryList::reserve(std::size_t count) {
+  const std::size_t needed = entries_.size() + count;
+  if (2 * needed <= slots_.size()) return;
+  entries_.reserve(needed);
+  slots_.assign(std::bit_ceil(2 * needed), 0);
+  for (std::uint32_t position = 0; position < entries_.size(); ++position) {
+    const Entry& entry = entries_[position];
+    if (entry.name != nullptr) slotFor(*entry.name, entry.hash) = position + 1;
+  }
+}
+
+void EntryList::set(const Value& name, const Value& value) {
+  const std::uint64_t hash = detail::Sought(name).hash();
+  std::uint32_t& slot = slotFor(name, hash);
+  if (slot != 0) {
+    entries_[slot - 1].value = &value;
+    return;
+  }
+  entries_.push_back({&name, &value, hash});
+  slot = static_cast<std::uint32_t>(entries_.size());
+}
+
+void EntryList::setAll(const Dictionary& layer) {
+  reserve(layer.size());
+  for (auto item = layer.begin(); item != layer.end(); ++item) set(item.key(), item.value());
+}
+
+Dictionary EntryList::dictionary() const {
+  Dictionary dictionary;
+  dictionary.reserve(entries_.size());
+  for (const Entry& entry : entries_) {
+    if (entry.name != nullptr) ValueAccess::addNew(dictionary, *entry.name, *entry.value);
+  }
+  return dictionary;
+}
+
+std::uint32_t& EntryList::slotFor(const Value& name, std::uint64_t hash) noexcept {
+  const detail::Sought sought(name);
+  std::size_t slot = hash & (slots_.size() - 1);
+  while (slots_[slot] != 0) {
+    const Entry& entry = entries_[slots_[slot] - 1];
+    if (entry.name != nullptr && entry.hash == hash && sought.is(*entry.name)) break;
+    slot = (slot + 1) & (slots_.size() - 1);
+  }
+  return slots_[slot];
+}
+
+std::optional<Dictionary> ZRTTavikKernel::makeMPNRCRules(const Value* partNumber, const Value* RC,
+                                                         const Dictionary& fromRules,
+                                                         std::optional<Error>& error) const {
+  std::optional<AssemblyFailure> failure;
+  if (const auto selection = select(fromRules, partNumber, RC, failure)) {
+    EntryList selected;
+    addSelected(*selection, selected);
+    return selected.dictionary();
+  }
+  error = errorOf(*failure, *this);
+  return std::nullopt;
+}
+
+bool ZRTTavikKernel::expandRuleSets(const Dictionary& rules, Dictionary& deviceRules,
+                                    std::optional<Error>& error) const {
+  std::optional<AssemblyFailure> failure;
+  EntryList list;
+  list.setAll(deviceRules);
+  const bool expanded = expandSets(rules, list, failure);
+  deviceRules = list.dictionary();
+  if (expanded) return true;
+  error = errorOf(*failure, *this);
+  return false;
+}
+
 std::optional<Dictionary> ZRTTavikKernel::makeDeviceRules(const Dictionary& rules, const Dictionary& forDevice,
                                                           std::optional<Error>& error) const {
-  EntryReader reader(*this, error);
-  auto entries = makeMPNRCRules(forDevice.find("ModelNumber"), forDevice.find("RegionInfo"), rules, error);
-  if (!entries) return std::nullopt;
-  const Dictionary* generic = reader.optionalDictionary(rules, "GenericRules");
-  if (generic == nullptr) return std::nullopt;
-  entries->setAll(*generic);
-  if (!expandRuleSets(rules, *entries, error)) return std::nullopt;
-
-  // "extra-rules" is never looked into: it would be only if there were no table of entries at all.
+  const LocalEntries local(rules, forDevice.find("ModelNumber"), forDevice.find("RegionInfo"));
+  if (auto failed = local.report(*this)) {
+    error = std::move(failed);
+    return std::nullopt;
+  }
   Dictionary deviceRules;
-  deviceRules.reserve(entries->size());
-  for (auto item = entries->begin(); item != entries->end(); ++item) {
-    const auto [name, entryValue] = *item;
-    log(platform(), "making local rule %@", {name});
-    const Dictionary* entry = reader.dictionary(entryValue, name);
-    if (entry == nullptr) return std::nullopt;
-    const Dictionary* definition = rules_.findDictionary(name);
+  deviceRules.reserve(local.entries().size());
+  for (const EntryList::Entry& entry : local.entries()) {
+    const Dictionary* definition = dictionaryOf(ValueAccess::find(rules_, *entry.name, entry.hash));
     Dictionary rule = definition == nullptr ? Dictionary() : *definition;
-    if (const Value* value = entry->find("value")) rule.set("value", *value);
-    ValueAccess::set(deviceRules, item.key(), std::move(rule));
+    if (const Value* value = entry.value->ifDictionary()->find("value")) rule.set("value", *value);
+    ValueAccess::addNew(deviceRules, *entry.name, std::move(rule));
   }
   return deviceRules;
 }

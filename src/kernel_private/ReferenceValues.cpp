@@ -17,12 +17,7 @@ void ZRTTavikKernel::buildResultForGetAttributeError(const Value* attribute, std
 
 std::string ZRTTavikKernel::arrayToString(const Array* array, std::string_view delineator) {
   TextBuffer text;
-  if (array != nullptr) {
-    for (const Value& element : *array) {
-      if (&element != array->begin()) text.append(delineator);
-      appendDescription(text, &element);
-    }
-  }
+  if (array != nullptr) appendElements(text, *array, delineator);
   return std::string(text.view());
 }
 

@@ -104,23 +104,24 @@ Value takeAscii(Cursor& cursor, std::uint64_t count) {
 }
 
 Value takeUtf16(Cursor& cursor, std::uint64_t count) {
-  const auto isHighSurrogate = [](std::uint64_t unit) { return unit >= 0xD800 && unit <= 0xDBFF; };
-  const auto isLowSurrogate = [](std::uint64_t unit) { return unit >= 0xDC00 && unit <= 0xDFFF; };
-  ByteSpan rest = cursor.take(count, 2);
+  const auto isHighSurrogate = [](char32_t unit) { return unit >= 0xD800 && unit <= 0xDBFF; };
+  const auto isLowSurrogate = [](char32_t unit) { return unit >= 0xDC00 && unit <= 0xDFFF; };
+  const ByteSpan bytes = cursor.take(count, 2);
+  const auto unitAt = [&](std::size_t offset) { return char32_t{bytes[offset]} << 8 | bytes[offset + 1]; };
   std::string text;
-  text.reserve(rest.size());
-  while (!rest.empty()) {
-    auto character = static_cast<char32_t>(bigEndian(rest.first(2)));
-    std::size_t length = 2;
-    if (isHighSurrogate(character) && rest.size() >= 4 && isLowSurrogate(bigEndian(rest.subspan(2, 2)))) {
-      character =
-          0x10000 + ((character - 0xD800) << 10 | static_cast<char32_t>(bigEndian(rest.subspan(2, 2)) - 0xDC00));
-      length = 4;
-    } else if (isHighSurrogate(character) || isLowSurrogate(character)) {
-      throw Refusal{cursor.offset() - rest.size(), "half of a surrogate pair stands alone here"};
+  text.reserve(bytes.size());
+  for (std::size_t offset = 0; offset < bytes.size(); offset += 2) {
+    const char32_t unit = unitAt(offset);
+    if (unit < 0x80) {
+      text += static_cast<char>(unit);
+    } else if (!isHighSurrogate(unit) && !isLowSurrogate(unit)) {
+      appendUtf8(text, unit);
+    } else if (isHighSurrogate(unit) && offset + 2 < bytes.size() && isLowSurrogate(unitAt(offset + 2))) {
+      offset += 2;
+      appendUtf8(text, 0x10000 + ((unit - 0xD800) << 10 | (unitAt(offset) - 0xDC00)));
+    } else {
+      throw Refusal{cursor.offset() - bytes.size() + offset, "half of a surrogate pair stands alone here"};
     }
-    appendUtf8(text, character);
-    rest = rest.subspan(length);
   }
   return ValueAccess::string(text);
 }
@@ -176,15 +177,26 @@ class BinaryReader {
     State state = State::kUnread;
   };
 
-  const Object& object(std::uint64_t number, std::size_t referenceOffset, int depth);
+  const Object& object(std::uint64_t number, std::size_t referenceOffset, int depth) {
+    const bool isRead = number < objects_.size() && objects_[number].state == State::kRead;
+    return isRead ? objects_[number] : readObject(number, referenceOffset, depth);
+  }
   const Object& referredObject(std::size_t referenceOffset, int depth) {
     return object(bigEndian(document_.subspan(referenceOffset, referenceSize_)), referenceOffset, depth);
   }
+  const Object& readObject(std::uint64_t number, std::size_t referenceOffset, int depth);
   [[nodiscard]] std::size_t offsetOf(std::size_t number) const;
   void readArray(Object& object, Cursor& cursor, unsigned lowerHalf, int depth);
   void readDictionary(Object& object, Cursor& cursor, unsigned lowerHalf, int depth);
   static void beginContainer(Object& object, const Cursor& cursor, int depth);
-  void enclose(Object& container, const Object& element, const Cursor& cursor, int depth) const;
+  void enclose(Object& container, const Object& element, const Cursor& cursor, int depth) const {
+    container.height = std::max(container.height, element.height + 1);
+    container.weight += element.weight;
+    if (depth - 1 + container.height > kPropertyListDepthLimit || isTooHeavy(container.weight, document_.size())) {
+      refuseEnclosed(container, cursor, depth);
+    }
+  }
+  [[noreturn]] static void refuseEnclosed(const Object& container, const Cursor& cursor, int depth);
 
   ByteSpan document_;
   std::size_t tableOffset_ = 0;
@@ -192,6 +204,7 @@ class BinaryReader {
   std::size_t referenceSize_ = 0;
   std::uint64_t top_ = 0;
   std::vector<Object> objects_;
+  OpenContainers open_;
   std::size_t unclaimed_ = 0;  // bytes of the objects that no object read so far has taken
 };
 
@@ -226,14 +239,14 @@ BinaryReader::BinaryReader(ByteSpan document) : document_(document) {
   objects_.resize(static_cast<std::size_t>(count));
 }
 
-// Object `number`, which is named at `referenceOffset`; `depth` is the one that it has if it is a container.
-const BinaryReader::Object& BinaryReader::object(std::uint64_t number, std::size_t referenceOffset, int depth) {
+// Object `number`, which has not been read yet and is named at `referenceOffset`; `depth` is the one that it has if it
+// is a container.
+const BinaryReader::Object& BinaryReader::readObject(std::uint64_t number, std::size_t referenceOffset, int depth) {
   if (number >= objects_.size()) {
     throw Refusal{referenceOffset, "there is no object " + std::to_string(number) + ", only " +
                                        std::to_string(objects_.size()) + " counted from 0"};
   }
   Object& object = objects_[static_cast<std::size_t>(number)];
-  if (object.state == State::kRead) return object;
   Cursor cursor(document_.first(tableOffset_), offsetOf(static_cast<std::size_t>(number)), unclaimed_);
   if (object.state == State::kOpen) cursor.refuse("this object contains itself");
   object.state = State::kOpen;
@@ -267,14 +280,13 @@ void BinaryReader::readArray(Object& object, Cursor& cursor, unsigned lowerHalf,
   std::size_t offset = cursor.offset();
   cursor.take(count, referenceSize_);
   beginContainer(object, cursor, depth);
-  Array array;
-  array.reserve(static_cast<std::size_t>(count));
+  const std::size_t begin = open_.openArray();
   for (; offset < cursor.offset(); offset += referenceSize_) {
     const Object& element = referredObject(offset, depth + 1);
     enclose(object, element, cursor, depth);
-    array.append(element.value);
+    open_.addElement(Value(element.value));
   }
-  object.value = std::move(array);
+  object.value = open_.closeArray(begin);
 }
 
 // The references to all keys stand before those to the values.
@@ -283,19 +295,16 @@ void BinaryReader::readDictionary(Object& object, Cursor& cursor, unsigned lower
   const std::size_t keysOffset = cursor.offset();
   const std::size_t keysSize = cursor.take(count, 2 * referenceSize_).size() / 2;
   beginContainer(object, cursor, depth);
-  Dictionary dictionary;
-  dictionary.reserve(static_cast<std::size_t>(count));
+  const std::size_t begin = open_.openDictionary();
   for (std::size_t offset = keysOffset; offset < keysOffset + keysSize; offset += referenceSize_) {
     const Object& key = referredObject(offset, depth + 1);
     if (!key.value.isString()) throw Refusal{offset, "a key of a dictionary is not a string"};
     enclose(object, key, cursor, depth);
     const Object& value = referredObject(offset + keysSize, depth + 1);
     enclose(object, value, cursor, depth);
-    if (const std::optional<std::size_t> earlier = addEntry(dictionary, key.value, value.value)) {
-      refuseRepeatedKey(key.value, offset, keysOffset + *earlier * referenceSize_);
-    }
+    open_.addEntry({key.value, value.value}, offset);
   }
-  object.value = std::move(dictionary);
+  object.value = open_.closeDictionary(begin);
 }
 
 void BinaryReader::beginContainer(Object& object, const Cursor& cursor, int depth) {
@@ -305,13 +314,9 @@ void BinaryReader::beginContainer(Object& object, const Cursor& cursor, int dept
 }
 
 // A shared element may have been read at a lesser depth than the one it has here.
-void BinaryReader::enclose(Object& container, const Object& element, const Cursor& cursor, int depth) const {
-  container.height = std::max(container.height, element.height + 1);
+void BinaryReader::refuseEnclosed(const Object& container, const Cursor& cursor, int depth) {
   requireDepth(depth - 1 + container.height, cursor.start());
-  container.weight += element.weight;
-  if (isTooHeavy(container.weight, document_.size())) {
-    cursor.refuse("with all that it refers to, over and over, this object is far larger than the document");
-  }
+  cursor.refuse("with all that it refers to, over and over, this object is far larger than the document");
 }
 
 }  // namespace

@@ -1,67 +1,118 @@
 // Writes binary property lists, version 00.
 //
-// Strings, numbers, dates and data are encoded at once, behind the header, and each only once: whatever is encoded to
-// the same bytes is the same object. Arrays and dictionaries follow when all objects have their numbers, then the table
-// and the trailer.
+// Strings, numbers, dates and data are encoded at once, behind the header, and each only once: whatever is of the same
+// kind and the same to the bit is the same object. Arrays and dictionaries follow when all objects have their numbers,
+// then the table and the trailer.
 
 #include <algorithm>
-#include <array>
 #include <bit>
 #include <cstdint>
-#include <functional>
+#include <cstring>
 #include <limits>
+#include <optional>
 #include <utility>
 
 #include "values/PropertyListEncodings.h"
 #include "values/Text.h"
+#include "values/ValueAccess.h"
 
 namespace tavik {
 namespace {
 
-// From hashes to the numbers of objects. Where a great many hashes collide, some objects are not found again; so nobody
-// can prepare values that are slow to write.
+using detail::ValueAccess;
+
+std::string_view textOf(std::span<const std::uint8_t> bytes) noexcept {
+  return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
+}
+
+// The bytes of a long string or of data, which a value only points to.
+std::optional<std::string_view> longContents(const Value& value) noexcept {
+  if (ValueAccess::isLong(value)) return value.ifString();
+  const Data* data = value.ifData();
+  return data == nullptr ? std::nullopt : std::optional(textOf(data->bytes()));
+}
+
+// For neither arrays nor dictionaries. Tells 1 from 1.0 and 0.0 from -0.0, which are equal as values.
+bool isSame(const Value& left, const Value& right) noexcept {
+  if (ValueAccess::bits(left) == ValueAccess::bits(right)) return true;
+  const std::optional<std::string_view> contents = longContents(left);
+  return contents && left.kind() == right.kind() && contents == longContents(right);
+}
+
+// A multiplicative hash of the contents, the same in every run: nothing that is written may hang on an address.
+std::uint32_t hashOf(const Value& value) noexcept {
+  __extension__ using Wide = unsigned __int128;
+  constexpr std::uint64_t kOdd = 0x9E3779B97F4A7C15;
+  const auto mix = [](std::uint64_t left, std::uint64_t right) {
+    const Wide product = Wide{left} * right;
+    return static_cast<std::uint64_t>(product) ^ static_cast<std::uint64_t>(product >> 64);
+  };
+  const std::optional<std::string_view> contents = longContents(value);
+  if (!contents) {
+    const ValueAccess::Bits bits = ValueAccess::bits(value);
+    return static_cast<std::uint32_t>(mix(bits.low ^ kOdd, bits.high ^ 0xD6E8FEB86659FD93));
+  }
+  std::uint64_t state = contents->size();
+  for (std::string_view rest = *contents; !rest.empty();) {
+    std::uint64_t word = 0;
+    const std::size_t count = std::min(rest.size(), sizeof word);
+    std::memcpy(&word, rest.data(), count);
+    state = mix(state ^ word, kOdd);
+    rest.remove_prefix(count);
+  }
+  return static_cast<std::uint32_t>(mix(state, kOdd));
+}
+
+// The objects that stand for strings, numbers, booleans, dates and data. Where a great many hashes collide, or beyond
+// 2^32 objects, some are not found again; so nobody can prepare values that are slow to write.
 class ObjectIndex {
  public:
-  // The object for which `isSame` holds; `number` itself, now in the index, when there is none.
-  template <class IsSame>
-  std::size_t findOrAdd(std::size_t hash, std::size_t number, IsSame isSame) {
-    if (2 * used_ >= slots_.size()) grow();
+  struct Object {
+    const Value* value;
+    std::size_t number;
+    std::size_t size;  // of its encoding
+  };
+
+  [[nodiscard]] const Object* find(const Value& value, std::uint32_t hash) const noexcept {
     for (std::size_t probe = 0; probe < kProbes; ++probe) {
-      Slot& slot = slots_[(hash + probe) & (slots_.size() - 1)];
-      if (slot.number == kFree) {
-        slot = {hash, number};
-        ++used_;
-        return number;
-      }
-      if (slot.hash == hash && isSame(slot.number)) return slot.number;
+      const Slot& slot = slots_[(hash + probe) & (slots_.size() - 1)];
+      if (slot.object == kNone) return nullptr;
+      if (slot.hash == hash && isSame(*objects_[slot.object].value, value)) return &objects_[slot.object];
     }
-    return number;
+    return nullptr;
+  }
+  void add(const Object& object, std::uint32_t hash) {
+    if (objects_.size() == kNone) return;
+    if (2 * objects_.size() >= slots_.size()) grow();
+    put({hash, static_cast<std::uint32_t>(objects_.size())});
+    objects_.push_back(object);
   }
 
  private:
   static constexpr std::size_t kProbes = 32;
-  static constexpr std::size_t kFree = std::numeric_limits<std::size_t>::max();
+  static constexpr std::uint32_t kNone = std::numeric_limits<std::uint32_t>::max();
   struct Slot {
-    std::size_t hash = 0;
-    std::size_t number = kFree;
+    std::uint32_t hash = 0;
+    std::uint32_t object = kNone;
   };
 
+  void put(const Slot& added) noexcept {
+    for (std::size_t probe = 0; probe < kProbes; ++probe) {
+      Slot& slot = slots_[(added.hash + probe) & (slots_.size() - 1)];
+      if (slot.object != kNone) continue;
+      slot = added;
+      return;
+    }
+  }
   void grow() {
-    const std::vector<Slot> before =
-        std::exchange(slots_, std::vector<Slot>(std::max<std::size_t>(64, 2 * slots_.size())));
-    for (const Slot& moved : before) {
-      if (moved.number == kFree) continue;
-      for (std::size_t probe = 0; probe < kProbes; ++probe) {
-        Slot& slot = slots_[(moved.hash + probe) & (slots_.size() - 1)];
-        if (slot.number != kFree) continue;
-        slot = moved;
-        break;
-      }
+    const std::vector<Slot> before = std::exchange(slots_, std::vector<Slot>(2 * slots_.size()));
+    for (const Slot& slot : before) {
+      if (slot.object != kNone) put(slot);
     }
   }
 
-  std::vector<Slot> slots_;
-  std::size_t used_ = 0;
+  std::vector<Slot> slots_ = std::vector<Slot>(256);
+  std::vector<Object> objects_;
 };
 
 std::size_t bytesFor(std::uint64_t number) noexcept {
@@ -70,14 +121,16 @@ std::size_t bytesFor(std::uint64_t number) noexcept {
 
 // Big-endian.
 std::string utf16(std::string_view text) {
-  std::string units;
-  units.reserve(2 * text.size());
+  std::string units(2 * text.size(), '\0');  // no character takes more
+  char* next = units.data();
   const auto append = [&](char32_t unit) {
-    units += static_cast<char>(unit >> 8 & 0xFF);
-    units += static_cast<char>(unit & 0xFF);
+    *next++ = static_cast<char>(unit >> 8 & 0xFF);
+    *next++ = static_cast<char>(unit & 0xFF);
   };
   while (!text.empty()) {
-    const char32_t character = takeCharacter(text);
+    const bool isAscii = static_cast<unsigned char>(text.front()) < 0x80;
+    const char32_t character = isAscii ? static_cast<unsigned char>(text.front()) : takeCharacter(text);
+    if (isAscii) text.remove_prefix(1);
     if (character < 0x10000) {
       append(character);
     } else {
@@ -85,6 +138,7 @@ std::string utf16(std::string_view text) {
       append(0xDC00 + ((character - 0x10000) & 0x3FF));
     }
   }
+  units.resize(static_cast<std::size_t>(next - units.data()));
   return units;
 }
 
@@ -112,8 +166,9 @@ class BinaryWriter {
   void appendInteger(std::int64_t number);
   void appendReal(std::uint8_t marker, double number);
   void appendContainer(const Container& container, std::size_t referenceSize);
+  void appendAll(std::span<const std::size_t> numbers, std::size_t size);
   void appendMarker(std::uint8_t kind, std::size_t count);
-  void appendBytes(std::uint64_t number, std::size_t count);
+  void appendBytes(std::uint64_t number, std::size_t size);
 
   std::string document_ = "bplist00";
   std::vector<std::size_t> offsets_;  // of the objects, by number
@@ -129,7 +184,7 @@ Data BinaryWriter::write(const Value& value) {
   for (const Container& container : containers_) appendContainer(container, referenceSize);
   const std::size_t tableOffset = document_.size();
   const std::size_t offsetSize = bytesFor(tableOffset);
-  for (const std::size_t offset : offsets_) appendBytes(offset, offsetSize);
+  appendAll(offsets_, offsetSize);
   appendBytes(0, 6);
   appendBytes(offsetSize, 1);
   appendBytes(referenceSize, 1);
@@ -178,23 +233,22 @@ std::size_t BinaryWriter::beginContainer(std::size_t references, bool isDictiona
 
 // An object is not shared where the reader would refuse the document for standing for far more than it holds.
 std::size_t BinaryWriter::addScalar(const Value& value) {
-  const std::size_t offset = document_.size();
-  appendScalar(value);
-  const std::size_t size = document_.size() - offset;
-  const std::size_t number = offsets_.size();
-  weight_ += kObjectWeight + size;
-  if (!isTooHeavy(weight_, offset + containers_.size())) {  // each container will take a byte or more
-
-    const std::string_view encoded = std::string_view(document_).substr(offset);
-    // No encoding is the beginning of another, so a comparison of as many bytes as this one has decides.
-    const auto isSame = [&](std::size_t other) { return document_.compare(offsets_[other], size, encoded) == 0; };
-    const std::size_t same = scalars_.findOrAdd(std::hash<std::string_view>()(encoded), number, isSame);
-    if (same != number) {
-      document_.resize(offset);
-      return same;
+  const std::uint32_t hash = hashOf(value);
+  const ObjectIndex::Object* known = scalars_.find(value, hash);
+  if (known != nullptr) {
+    const std::uint64_t weight = weight_ + kObjectWeight + known->size;
+    if (!isTooHeavy(weight, document_.size() + containers_.size())) {  // each container will take a byte or more
+      weight_ = weight;
+      return known->number;
     }
   }
+  const std::size_t offset = document_.size();
+  const std::size_t number = offsets_.size();
+  appendScalar(value);
+  const std::size_t size = document_.size() - offset;
+  weight_ += kObjectWeight + size;
   offsets_.push_back(offset);
+  if (known == nullptr) scalars_.add({&value, number, size}, hash);
   return number;
 }
 
@@ -236,8 +290,17 @@ void BinaryWriter::appendReal(std::uint8_t marker, double number) {
 void BinaryWriter::appendContainer(const Container& container, std::size_t referenceSize) {
   offsets_[container.number] = document_.size();
   container.isDictionary ? appendMarker(0xD0, container.references / 2) : appendMarker(0xA0, container.references);
-  for (const std::size_t number : std::span(references_).subspan(container.firstReference, container.references)) {
-    appendBytes(number, referenceSize);
+  appendAll(std::span(references_).subspan(container.firstReference, container.references), referenceSize);
+}
+
+// Each number in its lowest `size` bytes, the highest of them first.
+void BinaryWriter::appendAll(std::span<const std::size_t> numbers, std::size_t size) {
+  const std::size_t offset = document_.size();
+  document_.resize(offset + numbers.size() * size);
+  char* next = document_.data() + offset;
+  for (const std::size_t number : numbers) {
+    for (std::size_t shift = 8 * size; shift != 0; shift -= 8)
+      *next++ = static_cast<char>(number >> (shift - 8) & 0xFF);
   }
 }
 
@@ -247,11 +310,10 @@ void BinaryWriter::appendMarker(std::uint8_t kind, std::size_t count) {
   if (count >= 0xF) appendInteger(static_cast<std::int64_t>(count));
 }
 
-// The lowest `count` bytes of `number`, the highest of them first.
-void BinaryWriter::appendBytes(std::uint64_t number, std::size_t count) {
-  std::array<char, sizeof number> bytes;
-  for (std::size_t index = bytes.size(); index-- > 0; number >>= 8) bytes[index] = static_cast<char>(number & 0xFF);
-  document_.append(bytes.data() + bytes.size() - count, count);
+// The lowest `size` bytes of `number`, the highest of them first.
+void BinaryWriter::appendBytes(std::uint64_t number, std::size_t size) {
+  for (std::size_t shift = 8 * size; shift != 0; shift -= 8)
+    document_ += static_cast<char>(number >> (shift - 8) & 0xFF);
 }
 
 }  // namespace

@@ -169,10 +169,17 @@ class Listing {
 
 }  // namespace
 
+void appendElements(TextBuffer& text, const Array& array, std::string_view delineator) {
+  for (const Value& element : array) {
+    if (&element != array.begin()) text.append(delineator);
+    appendDescription(text, &element);
+  }
+}
+
 void appendHexByte(TextBuffer& text, std::uint8_t byte) {
   constexpr std::string_view kDigits = "0123456789abcdef";
-  text.append(kDigits[byte >> 4]);
-  text.append(kDigits[byte & 0xF]);
+  const std::array<char, 2> digits = {kDigits[byte >> 4], kDigits[byte & 0xF]};
+  text.append({digits.data(), digits.size()});
 }
 
 void appendNumber(TextBuffer& text, std::int64_t number) {

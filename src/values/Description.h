@@ -14,6 +14,9 @@ void appendDescription(TextBuffer& text, const Value* value);
 void appendDescription(TextBuffer& text, const Array& array);
 void appendDescription(TextBuffer& text, const Dictionary& dictionary);
 
+/// The elements' descriptions with `delineator` between them.
+void appendElements(TextBuffer& text, const Array& array, std::string_view delineator);
+
 /// Two lower-case hexadecimal digits.
 void appendHexByte(TextBuffer& text, std::uint8_t byte);
 

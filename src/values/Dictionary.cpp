@@ -6,75 +6,60 @@
 
 #include <tavik/Value.h>
 
+#include "values/DictionaryKey.h"
 #include "values/SharedContents.h"
 #include "values/Text.h"
 #include "values/ValueAccess.h"
 
 namespace tavik {
 
+const char detail::Sought::kAnchor = 0;
+
 using detail::Container;
 using detail::dropOwner;
 using detail::Entries;
 using detail::Entry;
+using detail::Sought;
 using detail::ValueAccess;
 
 namespace {
 
-__extension__ using Wide = unsigned __int128;
+std::uint32_t upperHalf(std::uint64_t hash) noexcept { return static_cast<std::uint32_t>(hash >> 32); }
 
-std::uint64_t mix(std::uint64_t a, std::uint64_t b) noexcept {
-  const Wide product = Wide{a} * b;
-  return static_cast<std::uint64_t>(product) ^ static_cast<std::uint64_t>(product >> 64);
-}
-
-// A multiplicative hash. The seed is the block's own address, which whoever writes a document cannot know, so that
-// nobody can prepare keys that collide.
-std::uint64_t hash(std::string_view key, const Entries* seed) noexcept {
-  constexpr std::uint64_t kOdd = 0x9E3779B97F4A7C15;
-  std::uint64_t state = mix(reinterpret_cast<std::uintptr_t>(seed) ^ kOdd, key.size() ^ 0xD6E8FEB86659FD93);
-  while (!key.empty()) {
-    std::uint64_t word = 0;
-    const std::size_t count = std::min(key.size(), sizeof word);
-    std::memcpy(&word, key.data(), count);
-    state = mix(state ^ word, kOdd);
-    key.remove_prefix(count);
-  }
-  return mix(state, kOdd);
-}
-
-std::string_view textOf(const Value& key) noexcept { return key.ifString().value_or(std::string_view{}); }
-
-// The slot where `key` is found or would go.
-std::uint32_t& slotFor(Entries* entries, std::string_view key) noexcept {
+// The slot where the key is found or would go.
+Entries::Slot& slotFor(Entries* entries, const Sought& key, std::uint64_t hash) noexcept {
   const auto slots = entries->slots();
-  std::size_t slot = hash(key, entries) & (slots.size() - 1);
-  while (slots[slot] != 0) {
-    const Value& stored = entries->begin()[slots[slot] - 1].key;
-    if (!ValueAccess::isErased(stored) && textOf(stored) == key) break;
-    slot = (slot + 1) & (slots.size() - 1);
-  }
-  return slots[slot];
+  const auto holds = [&](const Entries::Slot& slot) {
+    return slot.hash == upperHalf(hash) && key.is(entries->begin()[slot.place - 1].key);
+  };
+  std::size_t index = hash & entries->slotMask;
+  while (slots[index].place != 0 && !holds(slots[index])) index = (index + 1) & entries->slotMask;
+  return slots[index];
+}
+
+// Notes the place of an entry whose key is in no slot yet.
+void indexEntry(Entries* entries, std::uint32_t position) noexcept {
+  const Sought key(entries->begin()[position].key);
+  const std::uint64_t hash = key.hash();
+  slotFor(entries, key, hash) = {position + 1, upperHalf(hash)};
 }
 
 void index(Entries* entries) noexcept {
-  const auto slots = entries->slots();
-  if (slots.empty()) return;
-  std::ranges::fill(slots, 0U);
+  if (!entries->isIndexed()) return;
+  std::ranges::fill(entries->slots(), Entries::Slot());
   for (std::uint32_t position = 0; position < entries->size; ++position) {
-    slotFor(entries, textOf(entries->begin()[position].key)) = position + 1;
+    if (!ValueAccess::isErased(entries->begin()[position].key)) indexEntry(entries, position);
   }
 }
 
-Entry* findEntry(Entries* entries, std::string_view key) noexcept {
+Entry* findEntry(Entries* entries, const Sought& key) noexcept {
   if (entries == nullptr) return nullptr;
-  if (!entries->slots().empty()) {
-    const std::uint32_t position = slotFor(entries, key);
-    return position == 0 ? nullptr : entries->begin() + (position - 1);
+  if (entries->isIndexed()) {
+    const std::uint32_t place = slotFor(entries, key, key.hash()).place;
+    return place == 0 ? nullptr : entries->begin() + (place - 1);
   }
-  for (Entry& entry : *entries) {
-    if (!ValueAccess::isErased(entry.key) && textOf(entry.key) == key) return &entry;
-  }
-  return nullptr;
+  const auto found = std::ranges::find_if(*entries, [&](const Entry& entry) { return key.is(entry.key); });
+  return found == entries->end() ? nullptr : &*found;
 }
 
 // Closes the gaps that erased entries left.
@@ -82,14 +67,15 @@ void compact(Entries* entries) noexcept {
   Entry* end = std::remove_if(entries->begin(), entries->end(),
                               [](const Entry& entry) { return ValueAccess::isErased(entry.key); });
   std::destroy(end, entries->end());
-  entries->size = static_cast<std::size_t>(end - entries->begin());
+  entries->size = static_cast<std::uint32_t>(end - entries->begin());
   entries->erased = 0;
   index(entries);
 }
 
 }  // namespace
 
-Dictionary::Dictionary(std::initializer_list<std::pair<std::string_view, Value>> entries) {
+// Delegates, so that a constructor that fails half-way is followed by the destructor.
+Dictionary::Dictionary(std::initializer_list<std::pair<std::string_view, Value>> entries) : Dictionary() {
   reserve(entries.size());
   for (const auto& [key, value] : entries) set(key, value);
 }
@@ -116,8 +102,20 @@ Dictionary::Iterator Dictionary::end() const noexcept {
 }
 
 const Value* Dictionary::find(std::string_view key) const noexcept {
-  const Entry* entry = findEntry(entries_, key);
+  const Entry* entry = findEntry(entries_, Sought(key));
   return entry == nullptr ? nullptr : &entry->value;
+}
+
+const Value* ValueAccess::find(const Dictionary& dictionary, const Value& key) noexcept {
+  const Entry* entry = findEntry(dictionary.entries_, Sought(key));
+  return entry == nullptr ? nullptr : &entry->value;
+}
+
+const Value* ValueAccess::find(const Dictionary& dictionary, const Value& key, std::uint64_t hash) noexcept {
+  Entries* entries = dictionary.entries_;
+  if (entries == nullptr || !entries->isIndexed()) return find(dictionary, key);
+  const std::uint32_t place = slotFor(entries, Sought(key), hash).place;
+  return place == 0 ? nullptr : &entries->begin()[place - 1].value;
 }
 
 std::optional<std::string_view> Dictionary::findString(std::string_view key) const noexcept {
@@ -157,6 +155,10 @@ void Dictionary::setOrRemove(std::string_view key, const Value* value) {
 void Dictionary::setAll(const Dictionary& other) {
   const Dictionary source = other;  // NOLINT(performance-unnecessary-copy-initialization): it may be this very one
   if (source.entries_ == nullptr) return;
+  if (empty()) {
+    *this = source;
+    return;
+  }
   reserve(size() + source.size());
   for (const Entry& entry : *source.entries_) {
     if (!ValueAccess::isErased(entry.key)) store(entry.key, entry.value, false);
@@ -164,9 +166,10 @@ void Dictionary::setAll(const Dictionary& other) {
 }
 
 bool Dictionary::erase(std::string_view key) {
-  if (findEntry(entries_, key) == nullptr) return false;
+  const Sought sought(key);
+  if (findEntry(entries_, sought) == nullptr) return false;
   makeOwn(entries_->size);
-  Entry* entry = findEntry(entries_, key);
+  Entry* entry = findEntry(entries_, sought);
   entry->key = ValueAccess::erasedMark();
   entry->value = Value();
   ++entries_->erased;
@@ -184,44 +187,29 @@ void Dictionary::makeOwn(std::size_t needed) {
 }
 
 void Dictionary::store(Value key, Value value, bool first) {
-  constexpr std::size_t kFirstRoom = 4;
-  if (Entry* entry = findEntry(entries_, textOf(key))) {
+  const Sought sought(key);
+  if (Entry* entry = findEntry(entries_, sought)) {
     if (!entries_->hasOneOwner()) {
       makeOwn(entries_->size);
-      entry = findEntry(entries_, textOf(key));
+      entry = findEntry(entries_, sought);
     }
     entry->value = std::move(value);
     return;
   }
-  makeOwn(entries_ == nullptr ? kFirstRoom : entries_->size + 1);
-  std::construct_at(entries_->end(), Entry{std::move(key), std::move(value)});
-  ++entries_->size;
+  append(std::move(key), std::move(value));
   if (first) {
     std::rotate(entries_->begin(), entries_->end() - 1, entries_->end());
     index(entries_);
-  } else if (!entries_->slots().empty()) {
-    slotFor(entries_, textOf(entries_->end()[-1].key)) = static_cast<std::uint32_t>(entries_->size);
   }
 }
 
-Dictionary::Iterator::Iterator(const Entry* entry, const Entry* end) noexcept : entry_(entry), end_(end) {
-  skipErased();
-}
-
-void Dictionary::Iterator::skipErased() noexcept {
-  while (entry_ != end_ && ValueAccess::isErased(entry_->key)) ++entry_;
-}
-
-Dictionary::Item Dictionary::Iterator::operator*() const noexcept { return {textOf(entry_->key), entry_->value}; }
-
-const Value& Dictionary::Iterator::key() const noexcept { return entry_->key; }
-
-const Value& Dictionary::Iterator::value() const noexcept { return entry_->value; }
-
-Dictionary::Iterator& Dictionary::Iterator::operator++() noexcept {
-  ++entry_;
-  skipErased();
-  return *this;
+// Stores under a key that is new.
+void Dictionary::append(Value key, Value value) {
+  constexpr std::size_t kFirstRoom = 4;
+  makeOwn(entries_ == nullptr ? kFirstRoom : entries_->size + 1);
+  std::construct_at(entries_->end(), Entry{std::move(key), std::move(value)});
+  ++entries_->size;
+  if (entries_->isIndexed()) indexEntry(entries_, entries_->size - 1);
 }
 
 }  // namespace tavik

@@ -6,7 +6,7 @@
 #include <utility>
 #include <vector>
 
-#include "values/ValueAccess.h"
+#include "values/SharedContents.h"
 
 namespace tavik {
 
@@ -110,7 +110,11 @@ bool equal(const Contents& left, const Contents& right) {
 
 }  // namespace
 
-bool operator==(const Value& left, const Value& right) { return equal(left, right); }
+bool operator==(const Value& left, const Value& right) {
+  if (ValueAccess::isShort(left)) return ValueAccess::bits(left) == ValueAccess::bits(right);
+  if (ValueAccess::isLong(left)) return ValueAccess::text(left) == ValueAccess::text(right);
+  return equal(left, right);
+}
 bool operator==(const Array& left, const Array& right) { return equal(left, right); }
 bool operator==(const Dictionary& left, const Dictionary& right) { return equal(left, right); }
 

@@ -8,7 +8,6 @@
 #include <string>
 
 #include "values/Description.h"
-#include "values/Text.h"
 
 namespace tavik {
 
@@ -34,8 +33,6 @@ class Formatter {
     if (take("%d")) return appendNumber(text_, std::int64_t{of<std::int32_t>(next())});
     if (take("%lu")) return appendUnsigned(of<std::size_t>(next()));
     if (take("%.4f")) return appendFixed(of<double>(next()));
-    if (take("%02x")) return appendHexByte(text_, of<std::uint8_t>(next()));
-    if (take("%c")) return appendCharacter(of<std::uint8_t>(next()));
     std::abort();
   }
 
@@ -76,12 +73,6 @@ class Formatter {
     text_.append({digits.data(), std::to_chars(digits.begin(), digits.end(), number, std::chars_format::fixed, 4).ptr});
   }
 
-  void appendCharacter(std::uint8_t byte) {
-    std::string character;
-    appendUtf8(character, byte);
-    text_.append(character);
-  }
-
   std::string_view pattern_;
   const FormatArgument* next_;
   const FormatArgument* end_;
@@ -94,10 +85,6 @@ std::string format(std::string_view pattern, std::initializer_list<FormatArgumen
 
 Value formattedValue(std::string_view pattern, std::initializer_list<FormatArgument> arguments) {
   return Formatter(pattern, arguments).text();
-}
-
-void log(const Platform& platform, std::string_view pattern, std::initializer_list<FormatArgument> arguments) {
-  if (platform.logs()) platform.log(Formatter(pattern, arguments).text());
 }
 
 }  // namespace tavik

@@ -1,7 +1,7 @@
 /// @file
 /// Messages made from printf-style patterns. The patterns are part of what hosts and operators know, so they stand in
 /// the code as they are: "%@" (description of a value), "%d" (signed 32-bit decimal), "%lu" (unsigned decimal), "%.4f"
-/// (fixed point, four decimals), "%02x" (two lower-case hexadecimal digits), "%c" (one byte as a character).
+/// (fixed point, four decimals).
 #ifndef TAVIK_VALUES_FORMAT_H
 #define TAVIK_VALUES_FORMAT_H
 
@@ -28,12 +28,10 @@ class FormatArgument {
   FormatArgument(std::int32_t number) : held_(number) {}
   FormatArgument(std::size_t number) : held_(number) {}
   FormatArgument(double number) : held_(number) {}
-  FormatArgument(std::uint8_t byte) : held_(byte) {}
 
  private:
   friend class Formatter;
-  std::variant<const Value*, const Array*, const Dictionary*, std::string_view, std::int32_t, std::size_t, double,
-               std::uint8_t>
+  std::variant<const Value*, const Array*, const Dictionary*, std::string_view, std::int32_t, std::size_t, double>
       held_;
 };
 
@@ -43,8 +41,11 @@ std::string format(std::string_view pattern, std::initializer_list<FormatArgumen
 /// The message as a string value.
 Value formattedValue(std::string_view pattern, std::initializer_list<FormatArgument> arguments);
 
-/// Logs the message; makes nothing when nobody reads the log.
-void log(const Platform& platform, std::string_view pattern, std::initializer_list<FormatArgument> arguments);
+/// Logs the message with one argument; makes nothing when nobody reads the log.
+template <class Argument>
+void log(const Platform& platform, std::string_view pattern, const Argument& argument) {
+  if (platform.logs()) platform.log(format(pattern, {argument}));
+}
 
 }  // namespace tavik
 

@@ -8,10 +8,12 @@
 #include <optional>
 #include <string_view>
 
+#include "values/SharedContents.h"
+
 namespace tavik {
 
 inline std::optional<std::string_view> textOf(const Value* value) noexcept {
-  return value == nullptr ? std::nullopt : value->ifString();
+  return value == nullptr ? std::nullopt : detail::ValueAccess::text(*value);
 }
 inline const Data* dataOf(const Value* value) noexcept { return value == nullptr ? nullptr : value->ifData(); }
 inline const Array* arrayOf(const Value* value) noexcept { return value == nullptr ? nullptr : value->ifArray(); }
@@ -25,8 +27,8 @@ inline const Value* find(const Dictionary* dictionary, std::string_view key) noe
 }
 /// The entry under a key that is a value itself.
 inline const Value* find(const Dictionary* dictionary, const Value* key) noexcept {
-  const auto text = textOf(key);
-  return text ? find(dictionary, *text) : nullptr;
+  if (dictionary == nullptr || key == nullptr || !key->isString()) return nullptr;
+  return detail::ValueAccess::find(*dictionary, *key);
 }
 
 /// The entry as it is where it is a string, else null.

@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <memory>
 #include <string_view>
 #include <system_error>
 #include <utility>
@@ -20,6 +21,8 @@
 
 namespace tavik {
 
+using detail::Entries;
+using detail::Entry;
 using detail::ValueAccess;
 
 namespace {
@@ -131,23 +134,71 @@ std::string whyNotWritable(const Value& value, int depth) {
   const Array* array = value.ifArray();
   const Dictionary* dictionary = value.ifDictionary();
   if (array == nullptr && dictionary == nullptr) {
-    const std::optional<Date> date = value.isString() ? std::nullopt : value.ifDate();
+    const std::optional<Date> date = value.ifDate();
     if (!date || isInCalendar(*date)) return {};
     return "the date " + descriptionOfDate(*date) + " lies outside the years 1 to 9999";
   }
   if (depth == kPropertyListDepthLimit) return std::string(kTooDeep);
   if (array != nullptr) {
     for (std::size_t index = 0; index < array->size(); ++index) {
-      const std::string why = whyNotWritable(array->at(index), depth + 1);
+      if (array->begin()[index].isString()) continue;
+      const std::string why = whyNotWritable(array->begin()[index], depth + 1);
       if (!why.empty()) return (depth < kNamedDepth ? "element " + std::to_string(index) + ": " : "") + why;
     }
     return {};
   }
   for (const auto [key, element] : *dictionary) {
+    if (element.isString()) continue;
     const std::string why = whyNotWritable(element, depth + 1);
     if (!why.empty()) return (depth < kNamedDepth ? quoted(key) + ": " : "") + why;
   }
   return {};
+}
+
+[[noreturn]] void refuseRepeatedKey(const Value& key, std::size_t second, std::size_t first) {
+  throw Refusal{second, "the key " + quoted(key.ifString().value()) + " is given twice, first at", first};
+}
+
+bool isSameText(const Value& left, const Value& right) noexcept {
+  if (ValueAccess::isShort(left)) return ValueAccess::bits(left) == ValueAccess::bits(right);
+  return left.ifString() == right.ifString();
+}
+
+// Moves values into a container that has room for them and nothing else.
+template <class Block, class Element>
+void fill(Block* block, std::span<Element> elements) noexcept {
+  std::uninitialized_move(elements.begin(), elements.end(), block->begin());
+  block->size = static_cast<std::uint32_t>(elements.size());
+}
+
+// Few keys are quicker compared each with each than looked up.
+Dictionary smallDictionary(std::span<Entry> entries, std::span<const std::size_t> keyOffsets) {
+  for (std::size_t second = 1; second < entries.size(); ++second) {
+    for (std::size_t first = 0; first < second; ++first) {
+      if (!isSameText(entries[first].key, entries[second].key)) continue;
+      refuseRepeatedKey(entries[second].key, keyOffsets[second], keyOffsets[first]);
+    }
+  }
+  Dictionary dictionary;
+  if (entries.empty()) return dictionary;
+  dictionary.reserve(entries.size());
+  fill(ValueAccess::block(dictionary), entries);
+  return dictionary;
+}
+
+Dictionary largeDictionary(std::span<Entry> entries, std::span<const std::size_t> keyOffsets) {
+  Dictionary dictionary;
+  dictionary.reserve(entries.size());
+  for (std::size_t index = 0; index < entries.size(); ++index) {
+    Value& key = entries[index].key;
+    if (ValueAccess::find(dictionary, key) != nullptr) {
+      std::size_t first = 0;
+      for (auto entry = dictionary.begin(); entry.key() != key; ++entry) ++first;
+      refuseRepeatedKey(key, keyOffsets[index], keyOffsets[first]);
+    }
+    ValueAccess::addNew(dictionary, std::move(key), std::move(entries[index].value));
+  }
+  return dictionary;
 }
 
 }  // namespace
@@ -220,46 +271,23 @@ void requireDepth(int depth, std::size_t offset) {
   if (depth > kPropertyListDepthLimit) throw Refusal{offset, std::string(kTooDeep)};
 }
 
-std::optional<std::size_t> addEntry(Dictionary& dictionary, const Value& key, Value value) {
-  const std::size_t count = dictionary.size();
-  ValueAccess::set(dictionary, key, std::move(value));
-  if (dictionary.size() != count) return std::nullopt;
-  std::size_t position = 0;
-  for (auto entry = dictionary.begin(); entry.key() != key; ++entry) ++position;
-  return position;
-}
-
-void refuseRepeatedKey(const Value& key, std::size_t second, std::size_t first) {
-  throw Refusal{second, "the key " + quoted(key.ifString().value()) + " is given twice, first at", first};
-}
-
-void OpenContainers::addKey(Value key, std::size_t offset) {
-  values_.push_back(std::move(key));
-  keyOffsets_.push_back(offset);
-}
-
-Array OpenContainers::closeArray(Mark mark) {
-  const std::span<Value> elements = std::span(values_).subspan(mark.value);
+Array OpenContainers::closeArray(std::size_t begin) {
+  const std::span<Value> elements = std::span(elements_).subspan(begin);
   Array array;
+  if (elements.empty()) return array;
   array.reserve(elements.size());
-  for (Value& element : elements) array.append(std::move(element));
-  values_.resize(mark.value);
+  fill(ValueAccess::block(array), elements);
+  elements_.resize(begin);
   return array;
 }
 
-Dictionary OpenContainers::closeDictionary(Mark mark) {
-  const std::span<const std::size_t> offsets = std::span(keyOffsets_).subspan(mark.key);
-  Value* next = values_.data() + mark.value;
-  Dictionary dictionary;
-  dictionary.reserve(offsets.size());
-  for (const std::size_t offset : offsets) {
-    if (const std::optional<std::size_t> earlier = addEntry(dictionary, next[0], std::move(next[1]))) {
-      refuseRepeatedKey(next[0], offset, offsets[*earlier]);
-    }
-    next += 2;
-  }
-  values_.resize(mark.value);
-  keyOffsets_.resize(mark.key);
+Dictionary OpenContainers::closeDictionary(std::size_t begin) {
+  const std::span<Entry> entries = std::span(entries_).subspan(begin);
+  const std::span<const std::size_t> keyOffsets = std::span(keyOffsets_).subspan(begin);
+  Dictionary dictionary =
+      entries.size() <= Entries::kScanned ? smallDictionary(entries, keyOffsets) : largeDictionary(entries, keyOffsets);
+  entries_.resize(begin);
+  keyOffsets_.resize(begin);
   return dictionary;
 }
 

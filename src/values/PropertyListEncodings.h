@@ -14,7 +14,10 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
+
+#include "values/SharedContents.h"
 
 namespace tavik {
 
@@ -48,30 +51,25 @@ void requireDepth(int depth, std::size_t offset);
 /// in one go and of its exact size.
 class OpenContainers {
  public:
-  /// Where the values of a container begin.
-  struct Mark {
-    std::size_t value;
-    std::size_t key;
-  };
-  [[nodiscard]] Mark open() const noexcept { return {values_.size(), keyOffsets_.size()}; }
+  /// Where an array begins: to be given back when it closes. What was opened later closes earlier.
+  [[nodiscard]] std::size_t openArray() const noexcept { return elements_.size(); }
+  void addElement(Value&& element) { elements_.push_back(std::move(element)); }
+  Array closeArray(std::size_t begin);
 
-  void add(Value value) { values_.push_back(std::move(value)); }
-  /// The key of the value that is added next; `offset` is its place in the document.
-  void addKey(Value key, std::size_t offset);
-
-  Array closeArray(Mark mark);
+  /// The same for a dictionary, whose keys are strings; `keyOffset` is a key's place in the document.
+  [[nodiscard]] std::size_t openDictionary() const noexcept { return entries_.size(); }
+  void addEntry(detail::Entry&& entry, std::size_t keyOffset) {
+    entries_.push_back(std::move(entry));
+    keyOffsets_.push_back(keyOffset);
+  }
   /// Refuses a key that is given twice.
-  Dictionary closeDictionary(Mark mark);
+  Dictionary closeDictionary(std::size_t begin);
 
  private:
-  std::vector<Value> values_;  // in a dictionary, keys and values by turns
+  std::vector<Value> elements_;
+  std::vector<detail::Entry> entries_;
   std::vector<std::size_t> keyOffsets_;
 };
-
-/// Stores an entry, unless the key is there already: then gives the position of the earlier one.
-std::optional<std::size_t> addEntry(Dictionary& dictionary, const Value& key, Value value);
-/// A key that is given twice, at `first` and `second`.
-[[noreturn]] void refuseRepeatedKey(const Value& key, std::size_t second, std::size_t first);
 
 /// Binary documents may refer to one object many times over. An object's weight is about what it and all it holds would
 /// take in memory if every reference were an object of its own: this much, and its own bytes in the document.

@@ -10,80 +10,188 @@
 #include <bit>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
+#include <limits>
 #include <memory>
 #include <span>
 #include <string_view>
 #include <utility>
 
+#include "values/Slab.h"
 #include "values/ValueAccess.h"
 
 namespace tavik::detail {
 
 /// The head of every shared block.
-struct Shared {
-  std::atomic<std::size_t> owners{1};
+class Shared {
+ public:
+  Shared() noexcept = default;
+  /// Of a block cut from a slab.
+  explicit Shared(std::size_t slabUnit) noexcept : owners_(slabUnit << kOwnerBits | 1) {}
 
-  void addOwner() noexcept { owners.fetch_add(1, std::memory_order_relaxed); }
-  /// Whether that was the last owner.
-  bool dropOwner() noexcept { return owners.fetch_sub(1, std::memory_order_acq_rel) == 1; }
+  void addOwner() noexcept { owners_.fetch_add(1, std::memory_order_relaxed); }
+  /// Whether that was the last owner. The only one can tell without a write that others would have to wait for.
+  bool dropOwner() noexcept {
+    return hasOneOwner() || (owners_.fetch_sub(1, std::memory_order_acq_rel) & kOwnerMask) == 1;
+  }
   /// Acquire: what other owners read before they let go happened before what the caller writes now.
-  [[nodiscard]] bool hasOneOwner() const noexcept { return owners.load(std::memory_order_acquire) == 1; }
+  [[nodiscard]] bool hasOneOwner() const noexcept {
+    return (owners_.load(std::memory_order_acquire) & kOwnerMask) == 1;
+  }
+
+  /// Gives the memory of a block back that has no owners and whose contents are gone.
+  void free(SlabRelease& release) noexcept {
+    const std::uint64_t unit = owners_.load(std::memory_order_relaxed) >> kOwnerBits;
+    if (unit == 0) return ::operator delete(this);
+    release.add(reinterpret_cast<Slab*>(reinterpret_cast<std::byte*>(this) - unit * Slab::kUnit));
+  }
+
+ private:
+  static constexpr int kOwnerBits = 40;
+  static constexpr std::uint64_t kOwnerMask = (std::uint64_t{1} << kOwnerBits) - 1;
+
+  // The number of owners; in the upper bits how many units behind the start of its slab the block lies, 0 for an
+  // allocation of its own.
+  std::atomic<std::uint64_t> owners_{1};
 };
 
 /// Text or data that never changes; the bytes follow.
 struct Bytes : Shared {
-  std::size_t size;
+  using Shared::Shared;
+
+  std::size_t size = 0;
 
   static Bytes* make(const void* bytes, std::size_t size);
+  static Bytes* make(std::string_view text, SlabCutter& slabs);
   [[nodiscard]] const unsigned char* begin() const noexcept { return reinterpret_cast<const unsigned char*>(this + 1); }
   [[nodiscard]] std::string_view text() const noexcept { return {reinterpret_cast<const char*>(this + 1), size}; }
 };
 
 /// The head of the blocks that hold values.
 struct Container : Shared {
-  explicit Container(bool dictionary, std::size_t room) noexcept : capacity(room), isDictionary(dictionary) {}
+  Container(bool dictionary, std::size_t room, std::size_t slabUnit) noexcept
+      : Shared(slabUnit), capacity(static_cast<std::uint32_t>(room)), isDictionary(dictionary) {}
 
-  std::size_t size = 0;
-  std::size_t capacity;
+  /// As many elements or entries as a container can have.
+  static constexpr std::size_t kMost = std::numeric_limits<std::uint32_t>::max() / 4;
+
   Container* nextDead = nullptr;  // links the containers that are being destroyed
+  std::uint32_t size = 0;
+  std::uint32_t capacity;
   bool isDictionary;
 };
 
 /// The elements of an array; they follow.
 struct Elements : Container {
-  explicit Elements(std::size_t room) noexcept : Container(false, room) {}
+  explicit Elements(std::size_t room) noexcept : Container(false, room, 0) {}
 
   static Elements* make(std::size_t capacity);
   [[nodiscard]] Value* begin() noexcept { return reinterpret_cast<Value*>(this + 1); }
   [[nodiscard]] Value* end() noexcept { return begin() + size; }
 };
 
-struct Entry {
-  Value key;
-  Value value;
-};
-
 /// The entries of a dictionary; they follow, and behind them, from a certain size on, an index from hash to position.
 /// An erased entry stays until the next compaction, with a mark for a key and an empty value.
 struct Entries : Container {
-  explicit Entries(std::size_t room) noexcept : Container(true, room) {}
+  explicit Entries(std::size_t room, std::size_t slabUnit = 0) noexcept
+      : Container(true, room, slabUnit), slotMask(static_cast<std::uint32_t>(slotCount(room) - 1)) {}
 
   /// Up to this many entries a scan is quicker than an index.
   static constexpr std::size_t kScanned = 16;
 
   static Entries* make(std::size_t capacity);
+  /// Of entries that are scanned.
+  static Entries* make(std::size_t capacity, SlabCutter& slabs);
   [[nodiscard]] Entry* begin() noexcept { return reinterpret_cast<Entry*>(this + 1); }
   [[nodiscard]] Entry* end() noexcept { return begin() + size; }
-  /// Positions plus one, 0 where free, probed linearly. At least twice as many as entries.
-  [[nodiscard]] std::span<std::uint32_t> slots() noexcept {
-    return {reinterpret_cast<std::uint32_t*>(begin() + capacity), slotCount(capacity)};
+  struct Slot {
+    std::uint32_t place = 0;  // the position plus one, 0 where free
+    std::uint32_t hash = 0;   // the upper half of the key's, which tells most keys apart without a look at them
+  };
+  /// Probed linearly; at least twice as many as entries.
+  [[nodiscard]] std::span<Slot> slots() noexcept {
+    return {reinterpret_cast<Slot*>(begin() + capacity), isIndexed() ? slotMask + std::size_t{1} : 0};
   }
+  [[nodiscard]] bool isIndexed() const noexcept { return capacity > kScanned; }
   static std::size_t slotCount(std::size_t capacity) noexcept {
     return capacity <= kScanned ? 0 : std::bit_ceil(2 * capacity);
   }
 
-  std::size_t erased = 0;
+  std::uint32_t erased = 0;
+  std::uint32_t slotMask;  // the number of slots, a power of two or none, minus one
 };
+
+/// An array under construction, with room for all its elements.
+class FixedArray {
+ public:
+  explicit FixedArray(std::size_t room) : array_(ValueAccess::array(Elements::make(room))) {}
+
+  const Value& add(Value&& value) noexcept {
+    Elements* elements = ValueAccess::block(array_);
+    const Value& added = *std::construct_at(elements->end(), std::move(value));
+    ++elements->size;
+    return added;
+  }
+  [[nodiscard]] Value& last() noexcept { return ValueAccess::block(array_)->end()[-1]; }
+  Array take() && noexcept { return std::move(array_); }
+
+ private:
+  Array array_;
+};
+
+/// A dictionary under construction, of entries whose keys are known to differ and are few enough to be scanned.
+class SmallDictionary {
+ public:
+  /// Of a block that is empty.
+  explicit SmallDictionary(Entries* block) noexcept
+      : dictionary_(ValueAccess::dictionary(block)), entries_(block), end_(block->begin()) {}
+
+  void add(Value&& key, Value&& value) noexcept { std::construct_at(end_++, Entry{std::move(key), std::move(value)}); }
+  Dictionary take() && noexcept {
+    entries_->size = static_cast<std::uint32_t>(end_ - entries_->begin());
+    return std::move(dictionary_);
+  }
+
+ private:
+  Dictionary dictionary_;
+  Entries* entries_;
+  Entry* end_;
+};
+
+inline Bytes* Bytes::make(std::string_view text, SlabCutter& slabs) {
+  const auto [memory, unit] = slabs.cut(sizeof(Bytes) + text.size());
+  auto* block = new (memory) Bytes(unit);
+  block->size = text.size();
+  std::memcpy(static_cast<void*>(block + 1), text.data(), text.size());
+  return block;
+}
+
+inline Entries* Entries::make(std::size_t capacity, SlabCutter& slabs) {
+  const auto [memory, unit] = slabs.cut(sizeof(Entries) + capacity * sizeof(Entry));
+  return new (memory) Entries(capacity, unit);
+}
+
+inline std::optional<std::string_view> ValueAccess::text(const Value& value) noexcept {
+  return isLong(value) ? (*value.contents<Bytes*>())->text() : value.ifString();
+}
+
+inline Value ValueAccess::string(std::string_view wellFormed, SlabCutter* slabs) {
+  const bool isCut =
+      slabs != nullptr && wellFormed.size() > kLongestShort && SlabCutter::takes(sizeof(Bytes) + wellFormed.size());
+  return isCut ? Value(Value::kLongString, Bytes::make(wellFormed, *slabs)) : string(wellFormed);
+}
+
+inline Value ValueAccess::copied(const Value& value, SlabCutter& slabs) {
+  if (!isLong(value)) return value;
+  const std::string_view text = (*value.contents<Bytes*>())->text();
+  return SlabCutter::takes(sizeof(Bytes) + text.size()) ? Value(Value::kLongString, Bytes::make(text, slabs)) : value;
+}
+
+/// The entries, erased ones among them; their keys equal no text.
+inline std::span<const Entry> entriesOf(const Dictionary& dictionary) noexcept {
+  Entries* block = ValueAccess::block(dictionary);
+  return block == nullptr ? std::span<const Entry>() : std::span<const Entry>(block->begin(), block->size);
+}
 
 /// Destroys a container that has lost its last owner, and whatever it alone owned, at any depth: dead containers wait
 /// in a list of their own links, so neither stack nor memory is needed.
@@ -94,8 +202,8 @@ void destroy(Container* last) noexcept;
 template <class Block>
 bool makeWritable(Block*& block, std::size_t needed);
 
-inline void dropOwner(Bytes* bytes) noexcept {
-  if (bytes != nullptr && bytes->dropOwner()) ::operator delete(bytes);
+inline void dropOwner(Bytes* bytes, SlabRelease& release) noexcept {
+  if (bytes != nullptr && bytes->dropOwner()) bytes->free(release);
 }
 inline void dropOwner(Container* container) noexcept {
   if (container != nullptr && container->dropOwner()) destroy(container);
@@ -109,7 +217,8 @@ bool makeWritable(Block*& block, std::size_t needed) {
   }
   const bool only = block->hasOneOwner();
   if (only && needed <= block->capacity) return false;
-  Block* writable = Block::make(needed <= block->capacity ? block->capacity : std::max(needed, 2 * block->capacity));
+  const std::size_t grown = std::max<std::size_t>(needed, 2 * std::size_t{block->capacity});
+  Block* writable = Block::make(needed <= block->capacity ? block->capacity : grown);
   auto* end = writable->begin();
   for (auto& element : *block) {
     if constexpr (std::is_same_v<Block, Entries>) {
@@ -117,7 +226,7 @@ bool makeWritable(Block*& block, std::size_t needed) {
     }
     only ? std::construct_at(end++, std::move(element)) : std::construct_at(end++, element);
   }
-  writable->size = static_cast<std::size_t>(end - writable->begin());
+  writable->size = static_cast<std::uint32_t>(end - writable->begin());
   dropOwner(static_cast<Container*>(std::exchange(block, writable)));
   return true;
 }

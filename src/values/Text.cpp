@@ -2,6 +2,7 @@
 
 #include "values/Text.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
 #include <vector>
@@ -13,6 +14,8 @@ namespace tavik {
 namespace {
 
 constexpr char32_t kReplacement = 0xFFFD;
+
+bool isAscii(char byte) noexcept { return static_cast<unsigned char>(byte) < 0x80; }
 
 bool isContinuation(char byte) noexcept { return (static_cast<unsigned char>(byte) & 0xC0) == 0x80; }
 
@@ -63,18 +66,15 @@ std::size_t asciiPrefix(std::string_view bytes) noexcept {
     if ((word & 0x8080808080808080) != 0) break;
     length += sizeof word;
   }
-  while (length < bytes.size() && static_cast<unsigned char>(bytes[length]) < 0x80) ++length;
+  while (length < bytes.size() && isAscii(bytes[length])) ++length;
   return length;
 }
 
-char32_t foldedCharacter(std::string_view& text) noexcept {
-  const auto byte = static_cast<unsigned char>(text.front());
-  if (byte < 0x80) {
-    text.remove_prefix(1);
-    return byte >= 'A' && byte <= 'Z' ? byte + U'a' - U'A' : byte;
-  }
-  return simpleFolding(takeCharacter(text));
+unsigned char foldedAscii(unsigned char byte) noexcept {
+  return byte >= 'A' && byte <= 'Z' ? static_cast<unsigned char>(byte | 0x20U) : byte;
 }
+
+char32_t foldedCharacter(std::string_view& text) noexcept { return simpleFolding(takeCharacter(text)); }
 
 // Knuth, Morris and Pratt: linear whatever the two texts hold, which a plain search is not.
 bool occursInLinearTime(std::string_view text, std::string_view pattern) {
@@ -189,6 +189,17 @@ bool isWhiteSpace(char32_t character) noexcept {
 }
 
 bool equalIgnoringCase(std::string_view left, std::string_view right) noexcept {
+  if (left.size() == right.size()) {
+    unsigned char difference = 0;
+    unsigned char all = 0;
+    for (std::size_t index = 0; index < left.size(); ++index) {
+      const auto l = static_cast<unsigned char>(left[index]);
+      const auto r = static_cast<unsigned char>(right[index]);
+      difference |= static_cast<unsigned char>(foldedAscii(l) ^ foldedAscii(r));
+      all |= l | r;
+    }
+    if (all < 0x80) return difference == 0;
+  }
   while (!left.empty() && !right.empty()) {
     if (foldedCharacter(left) != foldedCharacter(right)) return false;
   }

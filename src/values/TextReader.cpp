@@ -6,6 +6,7 @@
 // may have a comma after its last element.
 
 #include <algorithm>
+#include <array>
 #include <cstdint>
 #include <utility>
 
@@ -18,15 +19,16 @@ namespace {
 
 using detail::ValueAccess;
 
-constexpr bool isAlphanumeric(char character) noexcept {
-  return (character >= '0' && character <= '9') || (character >= 'a' && character <= 'z') ||
-         (character >= 'A' && character <= 'Z');
-}
-
 // What a string without quotes is made of. The plus sign is for numbers, which descriptions of values give as "1e+20".
-bool isPlain(char character) noexcept {
-  return isAlphanumeric(character) || std::string_view("_$/:.-+").find(character) != std::string_view::npos;
-}
+constexpr std::array<bool, 256> kPlain = [] {
+  std::array<bool, 256> plain{};
+  for (const char character :
+       std::string_view("0123456789abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ_$/:.-+")) {
+    plain[static_cast<unsigned char>(character)] = true;
+  }
+  return plain;
+}();
+bool isPlain(char character) noexcept { return kPlain[static_cast<unsigned char>(character)]; }
 
 bool isSpace(char character) noexcept { return character == ' ' || (character >= '\t' && character <= '\r'); }
 
@@ -112,28 +114,28 @@ Value TextReader::readValue(int depth) {
 Array TextReader::readArray(int depth) {
   const std::size_t start = position_++;
   requireDepth(depth, start);
-  const OpenContainers::Mark mark = open_.open();
+  const std::size_t begin = open_.openArray();
   while (!takeNext(')')) {
-    open_.add(readValue(depth + 1));
+    open_.addElement(readValue(depth + 1));
     if (takeNext(',')) continue;
     if (takeNext(')')) break;
     throw Refusal{position_, "\",\" or \")\" is missing here, in the array of", start};
   }
-  return open_.closeArray(mark);
+  return open_.closeArray(begin);
 }
 
 Dictionary TextReader::readDictionary(int depth) {
   const std::size_t start = position_++;
   requireDepth(depth, start);
-  const OpenContainers::Mark mark = open_.open();
+  const std::size_t begin = open_.openDictionary();
   while (!takeNext('}')) {
     const std::size_t keyStart = position_;
-    open_.addKey(readString(), keyStart);
+    Value key = readString();
     if (!takeNext('=')) throw Refusal{position_, "\"=\" is missing here, behind the key of", keyStart};
-    open_.add(readValue(depth + 1));
+    open_.addEntry({std::move(key), readValue(depth + 1)}, keyStart);
     if (!takeNext(';')) throw Refusal{position_, "\";\" is missing here, behind the value of the key of", keyStart};
   }
-  return open_.closeDictionary(mark);
+  return open_.closeDictionary(begin);
 }
 
 Data TextReader::readData() {

@@ -22,7 +22,7 @@ namespace {
 
 template <class Block>
 Block* makeBlock(std::size_t capacity, std::size_t elementSize, std::size_t extraBytes) {
-  if (capacity > (std::numeric_limits<std::size_t>::max() / 4 - extraBytes) / elementSize) throw std::bad_alloc();
+  if (capacity > Container::kMost) throw std::bad_alloc();
   return new (::operator new(sizeof(Block) + capacity * elementSize + extraBytes)) Block(capacity);
 }
 
@@ -39,9 +39,9 @@ Bytes* Bytes::make(const void* bytes, std::size_t size) {
 Elements* Elements::make(std::size_t capacity) { return makeBlock<Elements>(capacity, sizeof(Value), 0); }
 
 Entries* Entries::make(std::size_t capacity) {
-  if (capacity >= std::numeric_limits<std::uint32_t>::max() / 2) throw std::bad_alloc();
-  auto* block = makeBlock<Entries>(capacity, sizeof(Entry), slotCount(capacity) * sizeof(std::uint32_t));
-  std::ranges::fill(block->slots(), 0U);
+  const std::size_t slots = capacity > kMost ? 0 : slotCount(capacity);
+  auto* block = makeBlock<Entries>(capacity, sizeof(Entry), slots * sizeof(Slot));
+  std::ranges::fill(block->slots(), Slot());
   return block;
 }
 
@@ -55,14 +55,14 @@ Value ValueAccess::string(std::string_view wellFormed) {
   return {Value::kLongString, Bytes::make(wellFormed.data(), wellFormed.size())};
 }
 
-Container* ValueAccess::dropContents(Value& value) noexcept {
+Container* ValueAccess::dropContents(Value& value, SlabRelease& release) noexcept {
   Container* container = nullptr;
   switch (value.tag()) {
     case Value::kLongString:
-      dropOwner(*value.contents<Bytes*>());
+      dropOwner(*value.contents<Bytes*>(), release);
       break;
     case Value::kData:
-      dropOwner(value.contents<Data>()->bytes_);
+      dropOwner(value.contents<Data>()->bytes_, release);
       break;
     case Value::kArray:
       container = value.contents<Array>()->elements_;
@@ -82,7 +82,7 @@ namespace {
 std::span<Value> valuesOf(Container* container) noexcept {
   if (container->isDictionary) {
     auto* entries = static_cast<Entries*>(container);
-    return {&entries->begin()->key, 2 * entries->size};
+    return {&entries->begin()->key, 2 * std::size_t{entries->size}};
   }
   auto* elements = static_cast<Elements*>(container);
   return {elements->begin(), elements->size};
@@ -92,12 +92,14 @@ static_assert(sizeof(Entry) == 2 * sizeof(Value) && offsetof(Entry, value) == si
 }  // namespace
 
 void destroy(Container* last) noexcept {
+  SlabRelease release;
   while (last != nullptr) {
     Container* container = std::exchange(last, last->nextDead);
     for (Value& value : valuesOf(container)) {
-      if (Container* dead = ValueAccess::dropContents(value)) dead->nextDead = std::exchange(last, dead);
+      if (!ValueAccess::isShared(value)) continue;
+      if (Container* dead = ValueAccess::dropContents(value, release)) dead->nextDead = std::exchange(last, dead);
     }
-    ::operator delete(container);
+    container->free(release);
   }
 }
 
@@ -115,7 +117,10 @@ Data& Data::operator=(Data other) noexcept {
   return *this;
 }
 
-Data::~Data() { dropOwner(bytes_); }
+Data::~Data() {
+  detail::SlabRelease release;
+  detail::dropOwner(bytes_, release);
+}
 
 std::span<const std::uint8_t> Data::bytes() const noexcept {
   if (bytes_ == nullptr) return {};
@@ -133,47 +138,7 @@ Value::Value(std::string_view text)
 Value::Value(const char* text)
     : Value(text != nullptr ? std::string_view(text) : throw std::invalid_argument("a null pointer is no text")) {}
 
-Kind Value::kind() const noexcept {
-  switch (tag()) {
-    case kInteger:
-    case kReal:
-      return Kind::kNumber;
-    case kBoolean:
-      return Kind::kBoolean;
-    case kData:
-      return Kind::kData;
-    case kDate:
-      return Kind::kDate;
-    case kArray:
-      return Kind::kArray;
-    case kDictionary:
-      return Kind::kDictionary;
-    default:
-      return Kind::kString;
-  }
-}
-
-std::optional<std::string_view> Value::ifString() const noexcept {
-  if (tag() <= kLongestShort) return std::string_view(reinterpret_cast<const char*>(storage_), tag());
-  if (tag() == kLongString) return (*contents<Bytes*>())->text();
-  return std::nullopt;
-}
-
-std::optional<std::int64_t> Value::ifInteger() const noexcept {
-  return tag() == kInteger ? std::optional(*contents<std::int64_t>()) : std::nullopt;
-}
-
-std::optional<double> Value::ifReal() const noexcept {
-  return tag() == kReal ? std::optional(*contents<double>()) : std::nullopt;
-}
-
-std::optional<bool> Value::ifBoolean() const noexcept {
-  return tag() == kBoolean ? std::optional(*contents<bool>()) : std::nullopt;
-}
-
-std::optional<Date> Value::ifDate() const noexcept {
-  return tag() == kDate ? std::optional(*contents<Date>()) : std::nullopt;
-}
+std::string_view Value::longText() const noexcept { return (*contents<Bytes*>())->text(); }
 
 void Value::share() const noexcept {
   detail::Shared* contents = nullptr;
@@ -185,7 +150,8 @@ void Value::share() const noexcept {
 }
 
 void Value::release() noexcept {
-  if (Container* dead = ValueAccess::dropContents(*this)) detail::destroy(dead);
+  detail::SlabRelease release;
+  if (Container* dead = ValueAccess::dropContents(*this, release)) detail::destroy(dead);
 }
 
 }  // namespace tavik

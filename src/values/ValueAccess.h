@@ -5,22 +5,89 @@
 
 #include <tavik/Value.h>
 
+#include <algorithm>
+#include <array>
+#include <bit>
+#include <cstdint>
+#include <optional>
 #include <string_view>
 #include <utility>
 
 namespace tavik::detail {
 
 struct Container;
+class SlabCutter;
+class SlabRelease;
 
 class ValueAccess {
  public:
+  static constexpr std::size_t kLongestShort = Value::kLongestShort;
+
   /// A string from text that is known to be well-formed UTF-8.
   static Value string(std::string_view wellFormed);
+  /// The same where slabs are cut, if there are any, unless it is long.
+  static Value string(std::string_view wellFormed, SlabCutter* slabs);
 
   /// Stores under a key that is a string value already, sharing its text.
   static void set(Dictionary& dictionary, Value key, Value value) {
     dictionary.store(std::move(key), std::move(value), false);
   }
+
+  /// Stores under a key that the dictionary is known not to have.
+  static void addNew(Dictionary& dictionary, Value key, Value value) {
+    dictionary.append(std::move(key), std::move(value));
+  }
+
+  /// The dictionary that owns the block.
+  static Dictionary dictionary(Entries* block) noexcept {
+    Dictionary dictionary;
+    dictionary.entries_ = block;
+    return dictionary;
+  }
+
+  static Array array(Elements* block) noexcept {
+    Array array;
+    array.elements_ = block;
+    return array;
+  }
+
+  static Entries* block(const Dictionary& dictionary) noexcept { return dictionary.entries_; }
+  static Elements* block(const Array& array) noexcept { return array.elements_; }
+
+  /// The value under a key that is a string value.
+  static const Value* find(const Dictionary& dictionary, const Value& key) noexcept;
+  /// The same where the key's hash is known.
+  static const Value* find(const Dictionary& dictionary, const Value& key, std::uint64_t hash) noexcept;
+
+  /// The bytes of a value; those of two short strings are equal when the strings are.
+  using Bits = Value::Words;
+  static Bits bits(const Value& value) noexcept { return value.words(); }
+
+  /// A short string that is made by the compiler.
+  struct Literal {
+    template <std::size_t kSize>
+    requires(kSize - 1 <= kLongestShort) consteval Literal(const char (&text)[kSize]) {
+      std::array<char, sizeof(Value)> bytes = {};
+      std::copy_n(text, kSize - 1, bytes.begin());
+      bytes.back() = kSize - 1;
+      bits = std::bit_cast<Bits>(bytes);
+    }
+    Bits bits;
+  };
+  static Value literal(Literal text) noexcept {
+    Value value;
+    value.setWords(text.bits);
+    return value;
+  }
+  /// Whether a value is this string.
+  static bool is(const Value& value, Literal text) noexcept { return bits(value) == text.bits; }
+
+  /// What `Value::ifString` gives.
+  static std::optional<std::string_view> text(const Value& value) noexcept;
+
+  static bool isShared(const Value& value) noexcept { return value.tag() >= Value::kFirstShared; }
+  static bool isShort(const Value& value) noexcept { return value.tag() <= Value::kLongestShort; }
+  static bool isLong(const Value& value) noexcept { return value.tag() == Value::kLongString; }
 
   /// The keys as an array of strings, sharing their text.
   static Array keys(const Dictionary& dictionary) {
@@ -37,10 +104,13 @@ class ValueAccess {
   }
 
   static bool isErased(const Value& key) noexcept { return key.tag() == Value::kErased; }
-  static Value erasedMark() noexcept { return {Value::kErased, std::int64_t{0}}; }
+  static Value erasedMark() noexcept { return {Value::kErased, std::uint64_t{0}}; }
+
+  /// A value of its own: a text is copied to where slabs are cut, unless it is long.
+  static Value copied(const Value& value, SlabCutter& slabs);
 
   /// Lets go of a value's contents without destroying containers: returns the container that lost its last owner.
-  static Container* dropContents(Value& value) noexcept;
+  static Container* dropContents(Value& value, SlabRelease& release) noexcept;
 };
 
 }  // namespace tavik::detail

@@ -7,8 +7,11 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <charconv>
 #include <cstdint>
+#include <cstring>
+#include <iterator>
 #include <limits>
 #include <system_error>
 #include <utility>
@@ -24,40 +27,89 @@ using detail::ValueAccess;
 
 constexpr std::string_view kWhiteSpace = " \t\r\n";
 
-bool isXmlSpace(char character) noexcept {
-  return character == ' ' || character == '\t' || character == '\n' || character == '\r';
+// What a character may be part of.
+enum Class : std::uint8_t {
+  kSpace = 1,
+  kName = 2,
+  kPlain = 4,  // character data that goes on without a closer look
+};
+constexpr std::array<std::uint8_t, 256> kClasses = [] {
+  std::array<std::uint8_t, 256> classes{};
+  for (std::size_t byte = 0x20; byte < classes.size(); ++byte) {
+    const auto character = static_cast<char>(byte);
+    if (character != ' ' && std::string_view("\"&'/<=>").find(character) == std::string_view::npos)
+      classes[byte] |= kName;
+    if (character != '<' && character != '&') classes[byte] |= kPlain;
+  }
+  classes['\t'] = classes['\n'] = kPlain;
+  for (const char space : kWhiteSpace) classes[static_cast<unsigned char>(space)] |= kSpace;
+  return classes;
+}();
+bool isOf(Class wanted, char character) noexcept {
+  return (kClasses[static_cast<unsigned char>(character)] & wanted) != 0;
 }
 
 bool isForbiddenControl(char character) noexcept {
-  return static_cast<unsigned char>(character) < 0x20 && !isXmlSpace(character);
+  return static_cast<unsigned char>(character) < 0x20 && !isOf(kSpace, character);
 }
 
 constexpr const char* kControlCharacter = "a control character stands here, which XML does not allow";
 
-constexpr std::array<bool, 256> kNameCharacters = [] {
-  std::array<bool, 256> characters{};
-  for (std::size_t byte = 0x21; byte < characters.size(); ++byte) {
-    characters[byte] = std::string_view("\"&'/<=>").find(static_cast<char>(byte)) == std::string_view::npos;
+enum class Element : std::uint8_t {
+  kArray,
+  kData,
+  kDate,
+  kDictionary,
+  kFalse,
+  kInteger,
+  kKey,
+  kPlist,
+  kReal,
+  kString,
+  kTrue,
+  kUnknown,
+};
+constexpr std::string_view kElementNames[] = {"array", "data",  "date", "dict",   "false", "integer",
+                                              "key",   "plist", "real", "string", "true"};
+static_assert(std::size(kElementNames) == static_cast<std::size_t>(Element::kUnknown));
+
+// The first eight characters of a text as a number.
+std::uint64_t packed(const char* text) noexcept {
+  std::uint64_t number = 0;
+  std::memcpy(&number, text, sizeof number);
+  return number;
+}
+
+// What stands behind the "<" of a tag: up to eight characters, which are compared in one go.
+struct PlainTag {
+  constexpr PlainTag(std::string_view characters, Element named) noexcept
+      : size(characters.size() + 1),
+        element(named),
+        isEnd(characters.starts_with('/')),
+        isEmpty(characters.ends_with("/>")) {
+    std::array<unsigned char, 8> bytes{};
+    std::array<unsigned char, 8> wanted{};
+    std::ranges::copy(characters, bytes.begin());
+    std::fill_n(wanted.begin(), characters.size(), static_cast<unsigned char>(0xFF));
+    text = std::bit_cast<std::uint64_t>(bytes);
+    mask = std::bit_cast<std::uint64_t>(wanted);
   }
-  return characters;
-}();
-bool isNameCharacter(char character) noexcept { return kNameCharacters[static_cast<unsigned char>(character)]; }
+  std::uint64_t text = 0;
+  std::uint64_t mask = 0;
+  std::size_t size;
+  Element element;
+  bool isEnd;
+  bool isEmpty;
+};
+constexpr PlainTag kPlainTags[] = {
+    {"key>", Element::kKey},         {"string>", Element::kString},   {"/dict>", Element::kDictionary},
+    {"dict>", Element::kDictionary}, {"integer>", Element::kInteger}, {"/array>", Element::kArray},
+    {"array>", Element::kArray},     {"true/>", Element::kTrue},      {"false/>", Element::kFalse},
+    {"data>", Element::kData},       {"real>", Element::kReal},
+};
 
-// What character data goes on through without a closer look.
-constexpr std::array<bool, 256> kPlain = [] {
-  std::array<bool, 256> plain{};
-  for (std::size_t byte = 0x20; byte < plain.size(); ++byte) plain[byte] = byte != '<' && byte != '&';
-  plain['\t'] = plain['\n'] = true;
-  return plain;
-}();
-bool isPlain(char character) noexcept { return kPlain[static_cast<unsigned char>(character)]; }
-
-// A name of up to 8 characters as a number, for a switch; 0 for a longer one.
-constexpr std::uint64_t packed(std::string_view name) noexcept {
-  if (name.size() > 8) return 0;
-  std::uint64_t result = 0;
-  for (const char character : name) result = result << 8 | static_cast<unsigned char>(character);
-  return result;
+Element elementNamed(std::string_view name) noexcept {
+  return static_cast<Element>(std::ranges::find(kElementNames, name) - std::begin(kElementNames));
 }
 
 // The character that "&reference;" stands for. Any Unicode character may be given by its number, NUL too: the writer
@@ -90,12 +142,15 @@ bool isReadableEncoding(std::string_view name) {
 
 struct Tag {
   std::size_t offset = 0;  // of its "<"
-  std::string_view name;
+  Element element = Element::kUnknown;
   bool isEnd = false;
   bool isEmpty = false;  // "<name/>"
 };
 
-std::string inBrackets(std::string_view name) { return '<' + std::string(name) + '>'; }
+// For messages, which are about tags of known elements.
+std::string inBrackets(const Tag& tag) {
+  return '<' + std::string(kElementNames[static_cast<std::size_t>(tag.element)]) + '>';
+}
 
 std::string_view withoutOuterSpace(std::string_view text) noexcept {
   const std::size_t start = text.find_first_not_of(kWhiteSpace);
@@ -117,7 +172,8 @@ struct Characters {
 
 class XmlReader {
  public:
-  explicit XmlReader(std::string_view document) noexcept : document_(document) {}
+  explicit XmlReader(std::string_view document) noexcept
+      : document_(document), pastBrackets_(document.rfind('<') + 1) {}
 
   Value read();
 
@@ -125,7 +181,11 @@ class XmlReader {
   void readDeclaration();
   void skipDocumentType();
   Value readPlist(const Tag& tag);
-  Value readValue(const Tag& tag, int depth);
+  Value readValue(const Tag& tag, int depth) {
+    return tag.element == Element::kString ? readString(tag) : readOtherValue(tag, depth);
+  }
+  Value readString(const Tag& tag) { return ValueAccess::string(readCharacters(tag).text); }
+  [[gnu::noinline]] Value readOtherValue(const Tag& tag, int depth);
   Array readArray(const Tag& tag, int depth);
   Dictionary readDictionary(const Tag& tag, int depth);
   Value readBoolean(const Tag& tag, bool truth);
@@ -134,17 +194,40 @@ class XmlReader {
   Value readDate(const Tag& tag);
   Value readData(const Tag& tag);
 
-  Characters readCharacters(const Tag& tag);
+  // Up to and including the end tag.
+  Characters readCharacters(const Tag& tag) {
+    if (tag.isEmpty) return {{}, tag.offset, false};
+    const std::size_t start = position_;
+    const std::string_view plain = takeAll(kPlain);
+    if (takePlainEndTag(tag) || takeEndTag(tag)) return {plain, start, true};
+    return readSpecialCharacters(tag, plain);
+  }
+  [[gnu::noinline]] Characters readSpecialCharacters(const Tag& tag, std::string_view plain);
   void appendSpecial(const Tag& tag);
   void appendCharacterData();
   void appendReference();
 
-  bool readChild(const Tag& parent, Tag& child);
+  // The tag of the next element in `parent`; false when it has no more and its end tag has been read.
+  bool readChild(const Tag& parent, Tag& child) {
+    if (parent.isEmpty) return false;
+    skipSpace();
+    if (!takePlainTag(child)) readOtherTag(parent, child);
+    if (child.isEnd) requireEndOf(parent, child);
+    return !child.isEnd;
+  }
   void readTag(Tag& tag);
+  bool takePlainTag(Tag& tag) noexcept;
+  bool takePlainEndTag(const Tag& tag) noexcept {
+    return tag.element == Element::kString ? take("</string>") : tag.element == Element::kKey && take("</key>");
+  }
+  [[gnu::noinline]] void readOtherTag(const Tag& parent, Tag& child);
   void readRestOfTag(Tag& tag);
-  bool takeEndTag(const Tag& tag);
+  [[gnu::noinline]] bool takeEndTag(const Tag& tag);
   void requireMore(const Tag& open) const;
-  static void requireEndOf(const Tag& begin, const Tag& end);
+  static void requireEndOf(const Tag& begin, const Tag& end) {
+    if (end.element != begin.element) refuseEnd(begin, end);
+  }
+  [[noreturn]] static void refuseEnd(const Tag& begin, const Tag& end);
   struct Attribute {
     std::string_view name;
     std::string_view value;
@@ -152,7 +235,7 @@ class XmlReader {
   std::optional<Attribute> takeAttribute();
   void skipBlank();
   bool skipComment();
-  bool skipSpace() noexcept { return !takeWhile(isXmlSpace).empty(); }
+  bool skipSpace() noexcept { return !takeAll(kSpace).empty(); }
   void skipPast(std::string_view end, std::size_t start);
 
   [[nodiscard]] bool isAtEnd() const noexcept { return position_ == document_.size(); }
@@ -160,9 +243,10 @@ class XmlReader {
   [[nodiscard]] char peek(std::size_t ahead = 0) const noexcept {
     return document_.size() - position_ > ahead ? document_[position_ + ahead] : '\0';
   }
-  [[nodiscard]] bool isAt(std::string_view text) const noexcept {
-    return document_.substr(position_).starts_with(text);
+  [[nodiscard]] std::string_view rest() const noexcept {
+    return {document_.data() + position_, document_.size() - position_};
   }
+  [[nodiscard]] bool isAt(std::string_view text) const noexcept { return rest().starts_with(text); }
   bool take(char character) noexcept {
     if (isAtEnd() || document_[position_] != character) return false;
     ++position_;
@@ -174,17 +258,23 @@ class XmlReader {
     return true;
   }
 
-  template <class Predicate>
-  std::string_view takeWhile(Predicate isWanted) noexcept {
-    const std::string_view rest = document_.substr(position_);
-    std::size_t length = 0;
-    while (length < rest.size() && isWanted(rest[length])) ++length;
-    position_ += length;
-    return rest.substr(0, length);
+  // A "<" is of no class, so as long as one lies ahead, the end of the document need not be looked for.
+  std::string_view takeAll(Class wanted) noexcept {
+    const char* const start = document_.data() + position_;
+    const char* next = start;
+    if (position_ < pastBrackets_) {
+      while (isOf(wanted, *next)) ++next;
+    } else {
+      const char* const end = document_.data() + document_.size();
+      while (next != end && isOf(wanted, *next)) ++next;
+    }
+    position_ += static_cast<std::size_t>(next - start);
+    return {start, next};
   }
 
   std::string_view document_;
   std::size_t position_ = 0;
+  std::size_t pastBrackets_;  // where the last "<" ends; 0 without one
   OpenContainers open_;
   std::string scratch_;              // text that is not verbatim
   std::vector<std::uint8_t> bytes_;  // data that is being decoded
@@ -202,7 +292,7 @@ Value XmlReader::read() {
   Tag root;
   readTag(root);
   if (root.isEnd) throw Refusal{root.offset, "there is nothing that this tag could end"};
-  Value value = root.name == "plist" ? readPlist(root) : readValue(root, 1);
+  Value value = root.element == Element::kPlist ? readPlist(root) : readValue(root, 1);
   skipBlank();
   if (!isAtEnd()) throw Refusal{position_, "something follows the end of the property list"};
   return value;
@@ -211,7 +301,7 @@ Value XmlReader::read() {
 // Only the encoding matters, and it may not be another than the one that is read anyway.
 void XmlReader::readDeclaration() {
   const std::size_t start = position_;
-  if (!take("<?xml") || !isXmlSpace(peek())) {
+  if (!take("<?xml") || !isOf(kSpace, peek())) {
     position_ = start;  // an instruction of another name, if it is one
     return;
   }
@@ -249,61 +339,63 @@ Value XmlReader::readPlist(const Tag& tag) {
 }
 
 // `depth` is the one that the value has if it is a container.
-Value XmlReader::readValue(const Tag& tag, int depth) {
-  switch (packed(tag.name)) {
-    case packed("string"):
-      return ValueAccess::string(readCharacters(tag).text);
-    case packed("dict"):
+Value XmlReader::readOtherValue(const Tag& tag, int depth) {
+  switch (tag.element) {
+    case Element::kString:
+      return readString(tag);
+    case Element::kDictionary:
       return readDictionary(tag, depth);
-    case packed("array"):
+    case Element::kArray:
       return readArray(tag, depth);
-    case packed("integer"):
+    case Element::kInteger:
       return readInteger(tag);
-    case packed("true"):
+    case Element::kTrue:
       return readBoolean(tag, true);
-    case packed("false"):
+    case Element::kFalse:
       return readBoolean(tag, false);
-    case packed("data"):
+    case Element::kData:
       return readData(tag);
-    case packed("real"):
+    case Element::kReal:
       return readReal(tag);
-    case packed("date"):
+    case Element::kDate:
       return readDate(tag);
-    case packed("key"):
+    case Element::kKey:
       throw Refusal{tag.offset, "a <key> stands where a value should"};
-    case packed("plist"):
+    case Element::kPlist:
       throw Refusal{tag.offset, "<plist> may only be the outermost element"};
-    default:
-      throw Refusal{tag.offset, "property lists have no element named " + quoted(tag.name)};
+    case Element::kUnknown:
+      break;
   }
+  position_ = tag.offset + 1;
+  throw Refusal{tag.offset, "property lists have no element named " + quoted(takeAll(kName))};
 }
 
 Array XmlReader::readArray(const Tag& tag, int depth) {
   requireDepth(depth, tag.offset);
-  const OpenContainers::Mark mark = open_.open();
+  const std::size_t begin = open_.openArray();
   Tag child;
-  while (readChild(tag, child)) open_.add(readValue(child, depth + 1));
-  return open_.closeArray(mark);
+  while (readChild(tag, child)) open_.addElement(readValue(child, depth + 1));
+  return open_.closeArray(begin);
 }
 
 Dictionary XmlReader::readDictionary(const Tag& tag, int depth) {
   requireDepth(depth, tag.offset);
-  const OpenContainers::Mark mark = open_.open();
+  const std::size_t begin = open_.openDictionary();
   Tag child;
   while (readChild(tag, child)) {
     const std::size_t keyOffset = child.offset;
-    if (child.name != "key") throw Refusal{keyOffset, "a <key> is missing before this element"};
-    open_.addKey(ValueAccess::string(readCharacters(child).text), keyOffset);
+    if (child.element != Element::kKey) throw Refusal{keyOffset, "a <key> is missing before this element"};
+    Value key = readString(child);
     if (!readChild(tag, child)) throw Refusal{keyOffset, "this key has no value"};
-    open_.add(readValue(child, depth + 1));
+    open_.addEntry({std::move(key), readValue(child, depth + 1)}, keyOffset);
   }
-  return open_.closeDictionary(mark);
+  return open_.closeDictionary(begin);
 }
 
 Value XmlReader::readBoolean(const Tag& tag, bool truth) {
   const Characters characters = readCharacters(tag);
   const std::string_view text = withoutOuterSpace(characters.text);
-  if (!text.empty()) throw Refusal{characters.offsetOf(text), inBrackets(tag.name) + " must be empty"};
+  if (!text.empty()) throw Refusal{characters.offsetOf(text), inBrackets(tag) + " must be empty"};
   return Value(truth);
 }
 
@@ -380,7 +472,7 @@ Value XmlReader::readData(const Tag& tag) {
       bytes_.push_back(static_cast<std::uint8_t>(group));
     } else if (character == '=') {
       ++padding;
-    } else if (!isXmlSpace(character)) {
+    } else if (!isOf(kSpace, character)) {
       throw Refusal{characters.offsetOf({&character, 1}), "this is not base64 text"};
     }
   }
@@ -395,16 +487,12 @@ Value XmlReader::readData(const Tag& tag) {
   return Data(bytes_);
 }
 
-// Up to and including the end tag.
-Characters XmlReader::readCharacters(const Tag& tag) {
-  if (tag.isEmpty) return {{}, tag.offset, false};
-  const std::size_t start = position_;
-  const std::string_view plain = takeWhile(isPlain);
-  if (takeEndTag(tag)) return {plain, start, true};
+Characters XmlReader::readSpecialCharacters(const Tag& tag, std::string_view plain) {
+  const std::size_t start = position_ - plain.size();
   scratch_ = plain;
   while (!takeEndTag(tag)) {
     appendSpecial(tag);
-    scratch_ += takeWhile(isPlain);
+    scratch_ += takeAll(kPlain);
   }
   return {scratch_, start, false};
 }
@@ -414,7 +502,7 @@ void XmlReader::appendSpecial(const Tag& tag) {
   requireMore(tag);
   if (isAt("<![CDATA[")) return appendCharacterData();
   if (skipComment()) return;
-  if (peek() == '<') throw Refusal{position_, "an element stands in the text of " + inBrackets(tag.name)};
+  if (peek() == '<') throw Refusal{position_, "an element stands in the text of " + inBrackets(tag)};
   if (peek() == '&') return appendReference();
   if (!take('\r')) throw Refusal{position_, kControlCharacter};
   take('\n');
@@ -450,24 +538,33 @@ void XmlReader::appendReference() {
   position_ = end + 1;
 }
 
-// The tag of the next element in `parent`; false when it has no more and its end tag has been read.
-bool XmlReader::readChild(const Tag& parent, Tag& child) {
-  if (parent.isEmpty) return false;
+// A tag as it is nearly always written, without white space or attributes.
+bool XmlReader::takePlainTag(Tag& tag) noexcept {
+  if (document_.size() - position_ <= sizeof(std::uint64_t) || peek() != '<') return false;
+  const std::uint64_t next = packed(document_.data() + position_ + 1);
+  for (const PlainTag& plain : kPlainTags) {
+    if ((next & plain.mask) != plain.text) continue;
+    tag = {position_, plain.element, plain.isEnd, plain.isEmpty};
+    position_ += plain.size;
+    return true;
+  }
+  return false;
+}
+
+void XmlReader::readOtherTag(const Tag& parent, Tag& child) {
   skipBlank();
   requireMore(parent);
   if (peek() != '<' || peek(1) == '!') {
-    throw Refusal{position_, "something other than an element stands in " + inBrackets(parent.name)};
+    throw Refusal{position_, "something other than an element stands in " + inBrackets(parent)};
   }
   readTag(child);
-  if (child.isEnd) requireEndOf(parent, child);
-  return !child.isEnd;
 }
 
 void XmlReader::readTag(Tag& tag) {
+  tag = Tag();
   tag.offset = position_++;
   tag.isEnd = take('/');
-  tag.isEmpty = false;
-  tag.name = takeWhile(isNameCharacter);
+  tag.element = elementNamed(takeAll(kName));
   if (!take('>')) readRestOfTag(tag);
 }
 
@@ -485,30 +582,24 @@ void XmlReader::readRestOfTag(Tag& tag) {
 // The end tag of `tag`, if there is one here.
 bool XmlReader::takeEndTag(const Tag& tag) {
   if (peek() != '<' || peek(1) != '/') return false;
-  const std::string_view rest = document_.substr(position_ + 2);
-  if (rest.starts_with(tag.name) && rest.substr(tag.name.size()).starts_with('>')) {
-    position_ += 2 + tag.name.size() + 1;
-  } else {
-    Tag end;
-    readTag(end);
-    requireEndOf(tag, end);
-  }
+  Tag end;
+  readTag(end);
+  requireEndOf(tag, end);
   return true;
 }
 
 void XmlReader::requireMore(const Tag& open) const {
   if (!isAtEnd()) return;
-  throw Refusal{position_, "the document ends inside the " + inBrackets(open.name) + " of", open.offset};
+  throw Refusal{position_, "the document ends inside the " + inBrackets(open) + " of", open.offset};
 }
 
-void XmlReader::requireEndOf(const Tag& begin, const Tag& end) {
-  if (end.name == begin.name) return;
-  throw Refusal{end.offset, "this tag ends no " + inBrackets(begin.name) + ", which is open from", begin.offset};
+void XmlReader::refuseEnd(const Tag& begin, const Tag& end) {
+  throw Refusal{end.offset, "this tag ends no " + inBrackets(begin) + ", which is open from", begin.offset};
 }
 
 std::optional<XmlReader::Attribute> XmlReader::takeAttribute() {
   Attribute attribute;
-  attribute.name = takeWhile(isNameCharacter);
+  attribute.name = takeAll(kName);
   skipSpace();
   if (attribute.name.empty() || !take('=')) return std::nullopt;
   skipSpace();

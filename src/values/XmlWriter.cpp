@@ -21,6 +21,24 @@ constexpr std::array<bool, 256> kPlain = [] {
   return plain;
 }();
 
+// Deeper than this, lines are not set in further: the document stays in proportion to the value.
+constexpr std::size_t kDeepest = 16;
+
+// About how many characters a value takes, so that the document is not moved as it grows. What texts need besides their
+// own characters is not counted.
+std::size_t expectedSize(const Value& value, std::size_t depth) {
+  const std::size_t line = std::min(depth, kDeepest) + 20;  // set in, with both tags
+  if (const auto text = value.ifString()) return line + text->size();
+  if (const Data* data = value.ifData()) return line + data->size() / 2 * 3;
+  std::size_t size = line;
+  if (const Array* array = value.ifArray()) {
+    for (const Value& element : *array) size += expectedSize(element, depth + 1);
+  } else if (const Dictionary* dictionary = value.ifDictionary()) {
+    for (const auto [key, element] : *dictionary) size += line + key.size() + expectedSize(element, depth + 1);
+  }
+  return size;
+}
+
 class XmlWriter {
  public:
   Data write(const Value& value);
@@ -43,7 +61,9 @@ class XmlWriter {
 };
 
 Data XmlWriter::write(const Value& value) {
-  document_ = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\">\n";
+  constexpr std::size_t kFrameSize = 100;
+  document_.reserve(kFrameSize + expectedSize(value, 0));
+  document_ += "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\">\n";
   appendLine(value, 0);
   document_ += "</plist>\n";
   return Data(std::span(reinterpret_cast<const std::uint8_t*>(document_.data()), document_.size()));
@@ -167,11 +187,7 @@ std::size_t XmlWriter::appendSpecial(std::string_view text) {
   }
 }
 
-// Deeper than this, lines are not set in further: the document stays in proportion to the value.
-void XmlWriter::appendIndent(std::size_t depth) {
-  constexpr std::size_t kDeepest = 16;
-  document_.append(std::min(depth, kDeepest), '\t');
-}
+void XmlWriter::appendIndent(std::size_t depth) { document_.append(std::min(depth, kDeepest), '\t'); }
 
 }  // namespace
 

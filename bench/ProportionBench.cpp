@@ -1,0 +1,276 @@
+// Memory and time in proportion to the input: for each of the worst inputs that could be thought of, the most memory
+// held at any one time and the time, by the byte of input. Time is given for a second size too, an eighth of the first:
+// what is linear costs the same by the byte.
+//
+//   ProportionBench [MEGABYTES [NAME]]     inputs of about that size (4), of those whose names hold NAME
+//
+// An input is a row of kInputs; a job reads or writes it once. Memory is counted through operator new and delete.
+
+#include <malloc.h>
+#include <tavik/PropertyList.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <ctime>
+#include <functional>
+#include <new>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace {
+
+std::size_t liveBytes = 0;
+std::size_t mostBytes = 0;
+
+}  // namespace
+
+[[gnu::noinline]] void* operator new(std::size_t size) {
+  void* block = std::malloc(size);
+  if (block == nullptr) throw std::bad_alloc();
+  liveBytes += malloc_usable_size(block);
+  mostBytes = std::max(mostBytes, liveBytes);
+  return block;
+}
+[[gnu::noinline]] void operator delete(void* block) noexcept {
+  liveBytes -= malloc_usable_size(block);
+  std::free(block);
+}
+void operator delete(void* block, std::size_t) noexcept { operator delete(block); }
+
+namespace {
+
+using tavik::Array;
+using tavik::Data;
+using tavik::Dictionary;
+using tavik::PropertyListFormat;
+using tavik::Value;
+using namespace std::string_literals;
+
+struct Job {
+  std::size_t inputSize;
+  std::function<void()> run;
+};
+
+struct Input {
+  std::string_view name;
+  Job (*make)(std::size_t size);  // of about that many bytes
+};
+
+std::string repeated(std::string_view text, std::size_t size) {
+  std::string result;
+  result.reserve(size + text.size());
+  while (result.size() < size) result += text;
+  return result;
+}
+
+// Of one text for each number from 0.
+template <class Text>
+std::string numbered(std::size_t size, Text text) {
+  std::string result;
+  for (std::size_t number = 0; result.size() < size; ++number) result += text(std::to_string(number));
+  return result;
+}
+
+Job reading(std::string document, bool isRead = true) {
+  const std::size_t size = document.size();
+  return {size, [document = std::move(document), isRead] {
+            std::string error;
+            const auto* bytes = reinterpret_cast<const std::uint8_t*>(document.data());
+            if (tavik::readPropertyList({bytes, document.size()}, error).has_value() != isRead) {
+              std::fprintf(stderr, "not as expected: %s\n", error.c_str());
+              std::abort();
+            }
+          }};
+}
+Job refused(std::string document) { return reading(std::move(document), false); }
+
+std::string written(const Value& value, PropertyListFormat format) {
+  std::string error;
+  const Data document = writePropertyList(value, format, error).value();
+  return {document.bytes().begin(), document.bytes().end()};
+}
+
+// The input of a writer counts as large as what is written of it.
+Job writing(const Value& value, PropertyListFormat format) {
+  return {written(value, format).size(), [value, format] {
+            std::string error;
+            if (!writePropertyList(value, format, error)) std::abort();
+          }};
+}
+
+template <class Element>
+Array arrayOf(std::size_t count, Element element) {
+  Array array;
+  for (std::size_t number = 0; number < count; ++number) array.append(element(number));
+  return array;
+}
+
+Dictionary manyKeys(std::size_t count, std::string_view prefix) {
+  Dictionary dictionary;
+  for (std::size_t number = 0; number < count; ++number) {
+    dictionary.set(std::string(prefix) + std::to_string(number), Value(true));
+  }
+  return dictionary;
+}
+
+// Nested as deep as is allowed, again and again.
+std::string towers(std::size_t size, std::string_view open, std::string_view close, std::string_view between) {
+  std::string tower;
+  for (int depth = 1; depth < tavik::kPropertyListDepthLimit; ++depth) tower += open;
+  for (int depth = 1; depth < tavik::kPropertyListDepthLimit; ++depth) tower += close;
+  return repeated(tower.append(between), size);
+}
+
+std::string bigEndian(std::uint64_t number) {
+  std::string bytes;
+  for (int shift = 56; shift >= 0; shift -= 8) bytes += static_cast<char>(number >> shift & 0xFF);
+  return bytes;
+}
+
+// Offsets and references take 8 bytes each; the first object is the root.
+std::string binary(const std::vector<std::string>& objects, std::uint64_t claimedCount) {
+  std::string document = "bplist00";
+  std::string table;
+  for (const std::string& object : objects) {
+    table += bigEndian(document.size());
+    document += object;
+  }
+  const std::size_t tableOffset = document.size();
+  return document + table + "\0\0\0\0\0\0\x08\x08"s + bigEndian(claimedCount) + bigEndian(0) + bigEndian(tableOffset);
+}
+
+// Arrays that each hold the next one twice, beside data that makes the document large enough to be allowed to.
+std::string doubled(std::size_t size, int levels) {
+  std::vector<std::string> objects = {"\xA2" + bigEndian(1) + bigEndian(static_cast<std::uint64_t>(levels) + 2)};
+  for (int level = 1; level <= levels; ++level) {
+    const std::string next = bigEndian(static_cast<std::uint64_t>(level) + 1);
+    objects.push_back("\xA2" + next + next);
+  }
+  objects.emplace_back("\x09");
+  objects.push_back("\x4F\x13" + bigEndian(size) + std::string(size, 'x'));
+  return binary(objects, objects.size());
+}
+
+using enum PropertyListFormat;
+
+const Input kInputs[] = {
+    {"XML, tiny values", [](std::size_t size) { return reading("<array>" + repeated("<true/>", size) + "</array>"); }},
+    {"XML, empty dictionaries",
+     [](std::size_t size) { return reading("<array>" + repeated("<dict/>", size) + "</array>"); }},
+    {"XML, dictionaries of one entry",
+     [](std::size_t size) { return reading("<array>" + repeated("<dict><key/><true/></dict>", size) + "</array>"); }},
+    {"XML, tiny entries",
+     [](std::size_t size) {
+       return reading("<dict>" + numbered(size, [](auto n) { return "<key>" + n + "</key><true/>"; }) + "</dict>");
+     }},
+    {"XML, keys alike",
+     [](std::size_t size) {
+       const std::string same(100, 'k');
+       return reading("<dict>" + numbered(size, [&](auto n) { return "<key>" + same + n + same + "</key><true/>"; }) +
+                      "</dict>");
+     }},
+    {"XML, long keys",
+     [](std::size_t size) {
+       const std::string half(size / 2, 'k');
+       return reading("<dict><key>" + half + "1</key><true/><key>" + half + "2</key><true/></dict>");
+     }},
+    {"XML, one string", [](std::size_t size) { return reading("<string>" + repeated("x", size) + "</string>"); }},
+    {"XML, strings of 16 characters",
+     [](std::size_t size) {
+       return reading("<array>" + repeated("<string>0123456789ABCDEF</string>", size) + "</array>");
+     }},
+    {"XML, string beyond ASCII",
+     [](std::size_t size) { return reading("<string>" + repeated("\xC3\xA9", size) + "</string>"); }},
+    {"XML, references", [](std::size_t size) { return reading("<string>" + repeated("&#65;", size) + "</string>"); }},
+    {"XML, references that do not end",
+     [](std::size_t size) { return refused("<string>" + repeated("&", size) + "</string>"); }},
+    {"XML, one CDATA section",
+     [](std::size_t size) { return reading("<string><![CDATA[" + repeated("x", size) + "]]></string>"); }},
+    {"XML, empty CDATA sections",
+     [](std::size_t size) { return reading("<string>" + repeated("<![CDATA[]]>", size) + "</string>"); }},
+    {"XML, one comment", [](std::size_t size) { return reading("<array><!--" + repeated("x", size) + "--></array>"); }},
+    {"XML, empty comments",
+     [](std::size_t size) { return reading("<array>" + repeated("<!---->", size) + "</array>"); }},
+    {"XML, white space", [](std::size_t size) { return reading("<array>" + repeated(" ", size) + "</array>"); }},
+    {"XML, attributes", [](std::size_t size) { return reading("<array" + repeated(" a=''", size) + "></array>"); }},
+    {"XML, data", [](std::size_t size) { return reading("<data>" + repeated("AAAA", size) + "</data>"); }},
+    {"XML, nested 512 deep",
+     [](std::size_t size) { return reading("<array>" + towers(size, "<array>", "</array>", "") + "</array>"); }},
+    {"XML, refused at its end",
+     [](std::size_t size) { return refused("<array>" + repeated("\n<true/>", size) + "</arrays>"); }},
+    {"binary, tiny values",
+     [](std::size_t size) {
+       return reading(
+           written(arrayOf(size / 9, [](std::size_t n) { return Value(static_cast<std::int64_t>(n)); }), kBinary));
+     }},
+    {"binary, one value shared",
+     [](std::size_t size) { return reading(written(arrayOf(size, [](auto) { return Value(true); }), kBinary)); }},
+    {"binary, empty dictionaries",
+     [](std::size_t size) { return reading(written(arrayOf(size / 7, [](auto) { return Dictionary(); }), kBinary)); }},
+    {"binary, tiny entries", [](std::size_t size) { return reading(written(manyKeys(size / 15, ""), kBinary)); }},
+    {"binary, keys alike",
+     [](std::size_t size) { return reading(written(manyKeys(size / 115, std::string(100, 'k')), kBinary)); }},
+    {"binary, one string", [](std::size_t size) { return reading(written(repeated("x", size), kBinary)); }},
+    {"binary, string beyond ASCII",
+     [](std::size_t size) { return reading(written(repeated("\xE2\x82\xAC", size), kBinary)); }},
+    {"binary, arrays that double, 8-byte offsets", [](std::size_t size) { return reading(doubled(size, 20)); }},
+    {"binary, arrays that double too often", [](std::size_t size) { return refused(doubled(size, 60)); }},
+    {"binary, 2^60 objects claimed",
+     [](std::size_t size) { return refused(binary({repeated("\x09", size)}, std::uint64_t{1} << 60)); }},
+    {"text, tiny values", [](std::size_t size) { return reading("(" + repeated("a,", size) + ")"); }},
+    {"text, tiny entries",
+     [](std::size_t size) { return reading("{" + numbered(size, [](auto n) { return n + "=a;"; }) + "}"); }},
+    {"text, escapes", [](std::size_t size) { return reading("\"" + repeated("\\n", size) + "\""); }},
+    {"text, comments", [](std::size_t size) { return reading(repeated("/**/", size) + "a"); }},
+    {"text, nested 512 deep", [](std::size_t size) { return reading("(" + towers(size, "(", ")", ",") + ")"); }},
+    {"XML written, empty arrays",
+     [](std::size_t size) { return writing(arrayOf(size / 10, [](auto) { return Array(); }), kXml); }},
+    {"XML written, control characters", [](std::size_t size) { return writing(repeated("\x01", size / 4), kXml); }},
+    {"XML written, data",
+     [](std::size_t size) { return writing(Data(std::vector<std::uint8_t>(size / 4 * 3)), kXml); }},
+    {"binary written, tiny entries", [](std::size_t size) { return writing(manyKeys(size / 15, ""), kBinary); }},
+    {"binary written, one string", [](std::size_t size) { return writing(repeated("x", size), kBinary); }},
+    {"binary written, string beyond ASCII",
+     [](std::size_t size) { return writing(repeated("\xE2\x82\xAC", size), kBinary); }},
+    {"binary written, empty arrays",
+     [](std::size_t size) { return writing(arrayOf(size / 7, [](auto) { return Array(); }), kBinary); }},
+    {"binary written, one value shared",
+     [](std::size_t size) { return writing(arrayOf(size, [](auto) { return Value(true); }), kBinary); }},
+};
+
+double peakPerByte(const Job& job) {
+  const std::size_t before = liveBytes;
+  mostBytes = liveBytes;
+  job.run();
+  return static_cast<double>(mostBytes - before) / static_cast<double>(job.inputSize);
+}
+
+// Of the processor's time; the best of three, for these machines are noisy.
+double nanosecondsPerByte(const Job& job) {
+  double best = 1e300;
+  for (int attempt = 0; attempt < 3; ++attempt) {
+    const std::clock_t start = std::clock();
+    job.run();
+    best = std::min(best, static_cast<double>(std::clock() - start) * 1e9 / CLOCKS_PER_SEC);
+  }
+  return best / static_cast<double>(job.inputSize);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  const std::size_t size = (argc > 1 ? std::strtoul(argv[1], nullptr, 10) : 4) << 20;
+  const std::string_view wanted = argc > 2 ? argv[2] : "";
+  std::printf("%-44s %11s %9s %9s %9s\n", "input", "bytes", "peak/byte", "ns/byte", "1/8: ns");
+  for (const Input& input : kInputs) {
+    if (input.name.find(wanted) == std::string_view::npos) continue;
+    const double smallTime = nanosecondsPerByte(input.make(size / 8));
+    const Job job = input.make(size);
+    std::printf("%-44s %11zu %9.2f %9.2f %9.2f\n", input.name.data(), job.inputSize, peakPerByte(job),
+                nanosecondsPerByte(job), smallTime);
+  }
+}

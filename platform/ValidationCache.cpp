@@ -1,0 +1,43 @@
+#include "ValidationCache.h"
+
+#include <algorithm>
+#include <iterator>
+
+namespace tavik {
+namespace {
+
+std::size_t bytesIn(const Envelope& envelope) {
+  std::size_t bytes = envelope.payload.size();
+  for (const Signature& signature : envelope.signatures) bytes += signature.bytes.size() + signature.keyId.size();
+  return bytes;
+}
+
+}  // namespace
+
+std::optional<Value> ValidationCache::find(const Envelope& envelope, std::span<const std::uint8_t> keyFile) {
+  const std::lock_guard lock(mutex_);
+  const auto verdict = std::ranges::find_if(verdicts_, [&](const Verdict& kept) {
+    return std::ranges::equal(kept.keyFile, keyFile) && kept.envelope == envelope;
+  });
+  if (verdict == verdicts_.end()) return std::nullopt;
+  verdicts_.splice(verdicts_.begin(), verdicts_, verdict);
+  return verdict->document;
+}
+
+void ValidationCache::keep(const Envelope& envelope, std::span<const std::uint8_t> keyFile, const Value& document) {
+  const std::size_t bytes = bytesIn(envelope) + keyFile.size();
+  if (bytes > kMostBytes) return;
+  std::list<Verdict> added;
+  std::list<Verdict> dropped;  // destroyed when others may look up again
+  added.push_back({envelope, {keyFile.begin(), keyFile.end()}, document, bytes});
+
+  const std::lock_guard lock(mutex_);
+  verdicts_.splice(verdicts_.begin(), added);
+  bytes_ += bytes;
+  while (verdicts_.size() > kMostVerdicts || bytes_ > kMostBytes) {
+    bytes_ -= verdicts_.back().bytes;
+    dropped.splice(dropped.end(), verdicts_, std::prev(verdicts_.end()));
+  }
+}
+
+}  // namespace tavik

@@ -1,0 +1,113 @@
+/// @file
+/// Pieces of memory from which many small blocks are cut. The records of a check are made together and mostly go
+/// together: cut from slabs, they cost neither an allocation each nor a release each.
+#ifndef TAVIK_VALUES_SLAB_H
+#define TAVIK_VALUES_SLAB_H
+
+#include <algorithm>
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <new>
+
+namespace tavik::detail {
+
+/// The head of a slab; the blocks follow. It goes when the last of them does.
+class Slab {
+ public:
+  /// Blocks lie at multiples of this from its start.
+  static constexpr std::size_t kUnit = 8;
+
+  static Slab* make(std::size_t size) { return new (::operator new(size)) Slab; }
+
+  /// So many blocks are let go of.
+  void drop(std::size_t blocks) noexcept {
+    if (blocks_.fetch_sub(blocks, std::memory_order_acq_rel) == blocks) ::operator delete(this);
+  }
+  /// Nothing more is cut: `blocks` have been in all.
+  void close(std::size_t blocks) noexcept { drop(kOpen - blocks); }
+
+ private:
+  // While blocks are cut their number is not known here: it is taken off this one when it is.
+  static constexpr std::size_t kOpen = std::size_t{1} << 40;
+
+  std::atomic<std::size_t> blocks_ = kOpen;
+};
+
+/// Lets go of blocks, those of one slab in one go.
+class SlabRelease {
+ public:
+  SlabRelease() = default;
+  SlabRelease(const SlabRelease&) = delete;
+  SlabRelease& operator=(const SlabRelease&) = delete;
+  ~SlabRelease() { flush(); }
+
+  void add(Slab* slab) noexcept {
+    if (slab != slab_) {
+      flush();
+      slab_ = slab;
+    }
+    ++blocks_;
+  }
+
+ private:
+  void flush() noexcept {
+    if (slab_ != nullptr) slab_->drop(blocks_);
+    blocks_ = 0;
+  }
+
+  Slab* slab_ = nullptr;
+  std::size_t blocks_ = 0;
+};
+
+/// Cuts blocks from slabs, one slab after the other.
+class SlabCutter {
+ public:
+  /// `expected`: about how many bytes will be cut in all.
+  explicit SlabCutter(std::size_t expected) noexcept : slabSize_(std::clamp(expected, kLeast, kMost)) {}
+  SlabCutter(const SlabCutter&) = delete;
+  SlabCutter& operator=(const SlabCutter&) = delete;
+  ~SlabCutter() { close(); }
+
+  struct Cut {
+    void* memory;
+    std::size_t unit;  // how far behind the start of the slab, in units
+  };
+
+  /// Whether a block of this size is cut at all; a large one is better an allocation of its own.
+  static bool takes(std::size_t size) noexcept { return size <= kLargestBlock; }
+  Cut cut(std::size_t size) {
+    size = (size + Slab::kUnit - 1) / Slab::kUnit * Slab::kUnit;
+    if (slab_ == nullptr || size > slabSize_ - used_) open();
+    const Cut cut = {reinterpret_cast<std::byte*>(slab_) + used_, used_ / Slab::kUnit};
+    used_ += size;
+    ++blocks_;
+    return cut;
+  }
+
+ private:
+  static constexpr std::size_t kLeast = 1024;
+  static constexpr std::size_t kMost = 16 * 1024;
+  static constexpr std::size_t kLargestBlock = 256;
+
+  void open() {
+    Slab* slab = Slab::make(slabSize_);
+    close();
+    slab_ = slab;
+    used_ = Slab::kUnit;
+    blocks_ = 0;
+  }
+  void close() noexcept {
+    if (slab_ != nullptr) slab_->close(blocks_);
+  }
+
+  std::size_t slabSize_;
+  Slab* slab_ = nullptr;
+  std::size_t used_ = 0;
+  std::size_t blocks_ = 0;
+};
+static_assert(sizeof(Slab) == Slab::kUnit);
+
+}  // namespace tavik::detail
+
+#endif

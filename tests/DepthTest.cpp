@@ -1,0 +1,232 @@
+// Values nested far deeper than any stack would allow, on a thread whose stack is small: nothing may recurse.
+
+#include <pthread.h>
+
+#include <functional>
+
+#include "TestSupport.h"
+
+namespace tavik {
+namespace {
+
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr std::size_t kStack = 1 << 20;
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
+constexpr std::size_t kStack = 1 << 20;
+#else
+constexpr std::size_t kStack = 256 << 10;
+#endif
+#else
+constexpr std::size_t kStack = 256 << 10;
+#endif
+
+constexpr int kDeep = 1'000'000;
+// For what describes values again and again: deep enough that the smallest frame of a recursion would not fit so often.
+constexpr int kDeepEnough = kStack / (2 * sizeof(void*));
+
+void onSmallStack(std::function<void()> action) {
+  pthread_attr_t attributes;
+  pthread_attr_init(&attributes);
+  ASSERT_EQ(pthread_attr_setstacksize(&attributes, kStack), 0);
+  const auto start = [](void* given) -> void* {
+    (*static_cast<std::function<void()>*>(given))();
+    return nullptr;
+  };
+  pthread_t thread{};
+  ASSERT_EQ(pthread_create(&thread, &attributes, start, &action), 0);
+  pthread_join(thread, nullptr);
+  pthread_attr_destroy(&attributes);
+}
+
+// Arrays and dictionaries in turn, the outermost a dictionary; every thousandth level is wide.
+Value nested(int depth, Value core) {
+  for (int level = 1; level <= depth; ++level) {
+    const int siblings = level % 1000 == 0 ? 20 : 0;
+    if ((depth - level) % 2 == 1) {
+      Array array = Array::of(std::move(core));
+      for (int sibling = 0; sibling < siblings; ++sibling) array.append(Value(sibling));
+      core = std::move(array);
+    } else {
+      Dictionary dictionary{{"k", std::move(core)}};
+      for (int sibling = 0; sibling < siblings; ++sibling) dictionary.set(std::to_string(sibling), Array());
+      core = std::move(dictionary);
+    }
+  }
+  return core;
+}
+
+TEST(DepthTest, ValuesAreCopiedComparedDescribedRefusedAndDestroyed) {
+  onSmallStack([] {
+    Value one = nested(kDeep, "core");
+    const Value equal = nested(kDeep, "core");
+    const Value unequal = nested(kDeep, "cork");
+    Value copy = one;
+    Dictionary changed = *copy.ifDictionary();
+    changed.set("new", one);
+    EXPECT_TRUE(one == equal);
+    EXPECT_FALSE(one == unequal) << "at the bottom";
+    EXPECT_TRUE(Array::of("x", one).contains(equal));
+    EXPECT_TRUE(changed.find("k") != nullptr && *changed.find("k") == *equal.ifDictionary()->find("k"));
+
+    const std::string listing = description(&one);
+    EXPECT_THAT(listing.substr(0, 40), testing::StartsWith("{\n    k = (\n        {\n"));
+    EXPECT_LT(listing.size(), std::size_t{150} * kDeep) << "lines are not set in for ever";
+    std::string error;
+    EXPECT_FALSE(readPropertyList({reinterpret_cast<const std::uint8_t*>(listing.data()), listing.size()}, error));
+    EXPECT_THAT(error, testing::HasSubstr("more than 512 deep"));
+
+    for (const auto format : {PropertyListFormat::kXml, PropertyListFormat::kBinary}) {
+      error.clear();
+      EXPECT_FALSE(writePropertyList(changed, format, error));
+      EXPECT_EQ(
+          error,
+          "\"k\": element 0: \"k\": element 0: \"k\": element 0: \"k\": element 0: arrays and dictionaries stand in "
+          "each other more than 512 deep");
+    }
+    copy = Value();
+    changed = Dictionary();
+    one = Value("assigned over");
+  });
+}
+
+// Takes every document as it is; the kernel's rule library is the one that the host holds.
+class HostedPlatform : public Platform {
+ public:
+  explicit HostedPlatform(Dictionary library) : library_(std::move(library)) {}
+  std::optional<Value> validatedPropertyListFromSignedDictionary(
+      const Dictionary& signedDictionary, const std::string& /*publicKeyPath*/,
+      std::optional<std::string>& /*errorDescription*/) const override {
+    return signedDictionary.contains("library") ? Value(library_) : Value(signedDictionary);
+  }
+  bool logs() const override { return keepsLog; }
+  void log(std::string_view line) const override { characters += line.size(); }
+
+  bool keepsLog = false;
+  mutable std::size_t characters = 0;
+
+ private:
+  Dictionary library_;
+};
+
+constexpr std::string_view kPredicates[] = {"MPN4CCheck AND MPN4ECheck",
+                                            "MPN4CListCheck OR MPN4EListCheck",
+                                            "NOT MPNCCCCheck",
+                                            "boolEqual",
+                                            "caseInsensitiveEqual",
+                                            "caseInsensitiveEqualData",
+                                            "cccNandSizeCheck",
+                                            "checkEEEFCCIDTable",
+                                            "checkIMEIfromGUI",
+                                            "checkWifiVendorAgainst4E",
+                                            "checkWifiVendorAgainstEEE",
+                                            "combinedMPNRCCheck",
+                                            "contains",
+                                            "controlBitCheck",
+                                            "dataNotNull",
+                                            "equal",
+                                            "equalData",
+                                            "equalLong",
+                                            "equalMask",
+                                            "greaterThan",
+                                            "hasPrefix",
+                                            "hasSuffix",
+                                            "isUppercase",
+                                            "minimumNandSize",
+                                            "nandSizeCheck",
+                                            "nvramWhiteList",
+                                            "referenceHasPrefix",
+                                            "sendConditionalAttribute",
+                                            "sendStaticAttribute",
+                                            "staticTextGUIEquals",
+                                            "swbhRegionMatch",
+                                            "systemPartitionSizeCheck",
+                                            "validIMEI",
+                                            "valueInList",
+                                            "varnockSystemPartitionSizeCheck"};
+
+// A predicate on a deep attribute, with a deep expected value, over deep references, in both forms. Faults are as good
+// an end as records.
+TEST(DepthTest, PredicatesTakeDeepValues) {
+  onSmallStack([] {
+    const PredicateKernel kernel(std::make_shared<HostedPlatform>(Dictionary()));
+    const Value deep = nested(kDeepEnough, "core");
+    const Value list = Array::of(deep, "x");
+    const Value text("a text");
+    Dictionary references{{"SerialNumber", deep}, {"FCCID", deep}, {"MLBSerialNumber", deep}, {"RegionInfo", deep}};
+    std::size_t records = 0;
+    std::size_t faults = 0;
+    for (const std::string_view expression : kPredicates) {
+      std::optional<Error> error;
+      const auto tree = AbstractTreeNode::parsePredicateString(expression, kernel, error);
+      ASSERT_TRUE(tree) << expression;
+      const std::pair<const Value*, const Value*> pairs[] = {{&deep, &text}, {&text, &deep}, {&deep, &list}};
+      for (const auto& [attribute, value] : pairs) {
+        for (const Dictionary* given : {static_cast<const Dictionary*>(nullptr), &std::as_const(references)}) {
+          try {
+            records += std::size_t{tree->process(attribute, value, given)->contains("result")};
+          } catch (const std::logic_error&) {
+            ++faults;
+          }
+        }
+      }
+    }
+    EXPECT_EQ(records + faults, 6 * std::size(kPredicates));
+    EXPECT_GT(records, 5 * std::size(kPredicates));
+  });
+}
+
+TEST(DepthTest, ChecksTakeDeepDocuments) {
+  onSmallStack([] {
+    const Value deep = nested(kDeepEnough, "core");
+    const Value reference = Array::of(Dictionary{{"source", "sfc"}, {"description", deep}});
+    auto platform = std::make_shared<HostedPlatform>(Dictionary{
+        {"version", "1"},
+        {"Deep value", Dictionary{{"attribute", "deep"}, {"predicate", "valueInList"}, {"value", deep}}},
+        {"Deep reference", Dictionary{{"attribute", "deep"}, {"predicate", "valueInList"}, {"references", reference}}},
+        {"Deep references", Dictionary{{"attribute", "deep"}, {"references", deep}}},
+        {"Deep attribute", Dictionary{{"attribute", deep}, {"predicate", "equal"}}},
+        {"Deep domain", Dictionary{{"attribute", "x"}, {"domain", deep}, {"poll", deep}}},
+        {"No Attribute deep", Dictionary{{"attribute", "deep"}, {"predicate", deep}}},
+        {"Forwarded", Dictionary{{"attribute", "deep"}, {"predicate", "sendStaticAttribute"}}}});
+    const TemporaryFile file("{ library = yes; }");
+    const auto kernel = ZRTTavikKernel::init(file.path(), platform);
+    ASSERT_TRUE(kernel);
+    Dictionary entries;
+    for (const char* name : {"Deep value", "Deep reference", "Deep references", "Deep attribute", "Deep domain",
+                             "No Attribute deep", "Nowhere"}) {
+      entries.set(name, Dictionary{{"deeper", deep}});
+    }
+    entries.set("Forwarded", Dictionary{{"value", Dictionary{{"OnPass", deep}, {"OnFail", deep}}}});
+    const Dictionary local{{"version", "2"}, {"GenericRules", entries}, {"unread", deep}};
+    const Dictionary device{{"deep", deep}, {"SysCfgData", deep}, {"BasebandFirmwareManifestData", deep}};
+    const Dictionary sources{{"sfc", Dictionary{{"deep", nested(kDeepEnough, "core")}}}};
+
+    for (const bool log : {false, true}) {
+      platform->keepsLog = log;
+      Dictionary station;
+      std::optional<Error> error;
+      const auto records = kernel->check(device, &local, &sources, &station, error);
+      ASSERT_TRUE(records) << error->localizedDescription();
+      EXPECT_EQ(records->size(), 3U + entries.size());
+      EXPECT_EQ(*station.find("OnPass"), deep);
+      const auto prepared = kernel->prepare(&local);
+      EXPECT_EQ(prepared->check(device, &sources, nullptr, error), records);
+    }
+    EXPECT_GT(platform->characters, std::size_t{kDeepEnough});
+
+    std::optional<Error> error;
+    EXPECT_EQ(*kernel->sfcCheckList(local, device, error)->find("deep"), deep);
+    EXPECT_EQ(*kernel->getDomainList(local, device, error)->find("0"), deep);
+    EXPECT_EQ(*kernel->getPollingList(local, device, error)->find("0"), deep);
+    EXPECT_FALSE(kernel->guiCheckList(*deep.ifDictionary(), device, error)->contains("k"));
+    EXPECT_FALSE(kernel->simCheckList({{"GenericRules", Array::of(deep)}}, device, error));
+    EXPECT_EQ(error->code(), -100003);
+    EXPECT_TRUE(ZRTTavikKernel::valueInListDescription(&deep, &deep).contains("actual"));
+    EXPECT_TRUE(ZRTTavikKernel::nandSizeCheckDescription(device, &deep).contains("actual"));
+    EXPECT_TRUE(ZRTTavikKernel::nvramWhiteListDescription(&deep, &deep).contains("actual"));
+  });
+}
+
+}  // namespace
+}  // namespace tavik
