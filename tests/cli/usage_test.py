@@ -31,7 +31,7 @@ class UsageTest(CommandTest):
             ("--unsigned is given twice", (*CHECK, "--unsigned", "--unsigned")),
             ("--public-key and --unsigned exclude each other", (*CHECK, "--unsigned", "--public-key", "p")),
             ("--attributes: 1 required FILE missing", (*CHECK[:-1],)),
-            ("--format: xml not in {table,json}", (*CHECK, "--format", "xml")),
+            ("--format: xml not in {table,json,junit,html,plist}", (*CHECK, "--format", "xml")),
             ("--algorithm: dsa not in", ("keygen", "--private", "a", "--public", "b", "--algorithm", "dsa")),
             ("--to is required", ("convert", "x")),
             ("EXPRESSION is required", ("eval", "--attribute", "1")),

@@ -6,7 +6,6 @@
 
 #include <algorithm>
 #include <exception>
-#include <functional>
 #include <memory>
 #include <mutex>
 #include <system_error>
@@ -19,9 +18,9 @@
 #include "LineReader.h"
 #include "OrderedOutput.h"
 #include "Progress.h"
+#include "Report.h"
 #include "StopRequest.h"
 #include "Tally.h"
-#include "Terminal.h"
 
 namespace tavik::tool {
 namespace {
@@ -34,12 +33,21 @@ left out, null is no value, and other keys are refused. A line may be 64 MiB lon
 
 For each, in the order of the input, one line is printed: the object of "check --format json" with "id" first (by default
 the number of the line), or {"id": ..., "input_error": "..."} for a line that cannot be used, which counts as a failed
-device. With --format table a line is the verdict, the id, and the rules that failed. A summary goes to standard error. Ctrl-C
-and SIGTERM end the run after the devices that are being checked.
+device. A summary goes to standard error. Ctrl-C and SIGTERM end the run after the devices that are being checked.
+
+Formats:
+  json   as above
+  table  a line for each device: the verdict, the id, and the rules that failed
+  plist  one XML property list: an array of the same objects as "json" has; what is null there is left out
+  junit  JUnit XML for CI servers: a test suite for each device, a test case for each rule
+  html   a page for people, written at the end: pass rate, failures by rule and by part number, every device that did not
+         pass. Devices beyond 10,000 of a kind, or 16 MiB of them, are counted only. It tells the time it was made at;
+         SOURCE_DATE_EPOCH sets another
 
 Examples:
   tavik batch --library rules.signed --rules product.signed devices.jsonl > results.jsonl
   tavik batch --library rules.signed --rules product.signed -j 1 --format table < devices.jsonl
+  tavik batch --library rules.signed --rules product.signed --format html devices.jsonl > shift.html
 
 Exit status: 0 every device passed, 1 some device did not, for whatever reason, 2 the command or an input is at fault, or
 the run was ended early, 4 a document is not trusted, empty or malformed and no device was checked.)";
@@ -51,51 +59,6 @@ struct BatchOptions {
   std::size_t threads = std::clamp<std::size_t>(std::thread::hardware_concurrency(), 1, kMostThreads);
   PlatformOptions platform;
   std::string format;
-};
-
-Dictionary unshared(const Dictionary& dictionary);
-
-/// A copy that shares nothing with the value.
-Value unshared(const Value& value) {
-  if (const auto text = value.ifString()) return *text;
-  if (const Data* const data = value.ifData()) return Data(data->bytes());
-  if (const Dictionary* const dictionary = value.ifDictionary()) return unshared(*dictionary);
-  const Array* const array = value.ifArray();
-  if (array == nullptr) return value;
-  Array copy;
-  for (const Value& element : *array) copy.append(unshared(element));
-  return copy;
-}
-
-Dictionary unshared(const Dictionary& dictionary) {
-  Dictionary copy;
-  for (const auto [key, value] : dictionary) copy.set(key, unshared(value));
-  return copy;
-}
-
-/// Validates the local rules once: a check that is given one of the copies made of their content takes it as it is.
-/// Threads that shared one copy would queue for its reference counts.
-class ValidatingOnce : public HostPlatform {
- public:
-  explicit ValidatingOnce(const PlatformOptions& options) : HostPlatform(options) {}
-
-  /// Before any check; messages call the document by `name`.
-  void validateRules(const std::string& name, const Dictionary& document, std::size_t copies) {
-    const Dictionary content = trustedContent(name, document, *this);
-    while (rules_.size() < copies) rules_.push_back(unshared(content));
-  }
-  [[nodiscard]] const std::vector<Dictionary>& rules() const noexcept { return rules_; }
-
-  std::optional<Value> validatedPropertyListFromSignedDictionary(
-      const Dictionary& signedDictionary, const std::string& publicKeyPath,
-      std::optional<std::string>& errorDescription) const override {
-    const bool isCopy = std::ranges::any_of(rules_, [&](const Dictionary& copy) { return &copy == &signedDictionary; });
-    if (isCopy) return Value(signedDictionary);
-    return HostPlatform::validatedPropertyListFromSignedDictionary(signedDictionary, publicKeyPath, errorDescription);
-  }
-
- private:
-  std::vector<Dictionary> rules_;
 };
 
 /// Refuses local rules that are malformed for every device. What is malformed for one part number is for its devices to
@@ -110,21 +73,17 @@ void refuseMalformed(const std::string& name, const Dictionary& rules, const ZRT
   }
 }
 
-enum class ResultFormat : std::uint8_t { kJson, kTable };
-
 /// The threads of a run and what they share.
 class Batch {
  public:
-  /// `rules`: copies of the validated local rules, one for each thread.
-  Batch(const ZRTTavikKernel& kernel, const std::vector<Dictionary>& rules, LineReader& input, StopRequest& stop,
-        ResultFormat format)
-      : kernel_(kernel),
-        rules_(rules),
+  Batch(const PreparedRules& rules, std::size_t threads, LineReader& input, StopRequest& stop, ResultWriter& writer)
+      : rules_(rules),
+        threads_(threads),
         input_(input),
         stop_(stop),
-        format_(format),
+        writer_(writer),
         progress_(input.size()),
-        output_(kWindowPerThread * rules.size(), progress_) {}
+        output_(kWindowPerThread * threads, progress_) {}
 
   /// Checks the devices of the input. Raises what kept results from being made or written.
   Tally run();
@@ -138,20 +97,19 @@ class Batch {
     std::uint64_t position = 0;
   };
 
-  void work(const Dictionary& rules) noexcept;
+  void work() noexcept;
   Piece take();
   [[nodiscard]] Finished check(Piece piece, DeviceChecker& checker, Tally& tally) const;
   void add(const Tally& tally);
   void fail(std::exception_ptr why);
 
-  const ZRTTavikKernel& kernel_;
-  const std::vector<Dictionary>& rules_;
+  const PreparedRules& rules_;
+  std::size_t threads_;
   LineReader& input_;
   StopRequest& stop_;
-  ResultFormat format_;
+  ResultWriter& writer_;
   Progress progress_;
   OrderedOutput output_;
-  Screen screen_ = Screen::standardOutput();
   std::mutex inputMutex_;  // held while a thread waits for input
   std::size_t taken_ = 0;
   std::mutex resultMutex_;
@@ -162,21 +120,21 @@ class Batch {
 Tally Batch::run() {
   {
     std::vector<std::jthread> others;
-    others.reserve(rules_.size());
+    others.reserve(threads_);
     try {
-      for (std::size_t i = 1; i < rules_.size(); ++i) others.emplace_back(&Batch::work, this, std::cref(rules_[i]));
+      for (std::size_t i = 1; i < threads_; ++i) others.emplace_back(&Batch::work, this);
     } catch (const std::system_error&) {
       // No more threads are to be had; those that are there come to the same results.
     }
-    work(rules_.front());
+    work();
   }
   if (failure_) std::rethrow_exception(failure_);
   return tally_;
 }
 
-void Batch::work(const Dictionary& rules) noexcept {
+void Batch::work() noexcept {
   try {
-    DeviceChecker checker(kernel_, rules);
+    DeviceChecker checker(rules_);
     Tally tally;
     for (Piece piece = take(); !piece.lines.empty(); piece = take()) {
       const std::size_t number = piece.number;
@@ -200,11 +158,7 @@ Finished Batch::check(Piece piece, DeviceChecker& checker, Tally& tally) const {
     const DeviceResult result = checker.check(line);
     tally.add(result);
     if (!result.passed()) ++finished.failed;
-    if (format_ == ResultFormat::kJson) {
-      appendJson(finished.lines, result);
-    } else {
-      appendText(finished.lines, result, screen_);
-    }
+    writer_.add(finished.lines, line.number, result);
   }
   return finished;
 }
@@ -223,23 +177,26 @@ void Batch::fail(std::exception_ptr why) {
 }
 
 ExitStatus runBatch(const BatchOptions& options) {
-  const auto platform = std::make_shared<ValidatingOnce>(options.platform);
+  const auto platform = std::make_shared<HostPlatform>(options.platform);
   warnWhenUnsigned("batch", options.platform);
   const std::string libraryName = nameOf("--library", options.library);
   const std::string rulesName = nameOf("--rules", options.rules);
   Inputs inputs;
   const Dictionary library = inputs.dictionary("--library", options.library);
   const Dictionary rules = inputs.dictionary("--rules", options.rules);
-  trustedContent(libraryName, library, *platform);
-  platform->validateRules(rulesName, rules, options.threads);
+  const Dictionary libraryContent = trustedContent(libraryName, library, *platform);
+  const Dictionary content = trustedContent(rulesName, rules, *platform);
   const std::unique_ptr<ZRTTavikKernel> kernel = openKernel(libraryName, library, platform);
-  refuseMalformed(rulesName, platform->rules().front(), *kernel);
+  refuseMalformed(rulesName, content, *kernel);
+  const std::unique_ptr<const PreparedRules> prepared = kernel->prepare(&rules);
 
   FileDescriptor file = inputs.open("", options.input);
   StopRequest stop;
   LineReader input(nameOf("", options.input), std::move(file), stop);
-  const ResultFormat format = options.format == "json" ? ResultFormat::kJson : ResultFormat::kTable;
-  const Tally tally = Batch(*kernel, platform->rules(), input, stop, format).run();
+  const auto writer = makeResultWriter(options.format, {libraryContent, content});
+  writeStandardOutput(writer->begin());
+  const Tally tally = Batch(*prepared, options.threads, input, stop, *writer).run();
+  writeStandardOutput(writer->end({tally, input.whyEnded().value_or("")}));
   writeStandardError(tally.summary());
   input.checkEnd();
   platform->checkLog();
@@ -259,7 +216,7 @@ Run defineBatch(CLI::App& app) {
       ->check(CLI::Range(std::size_t{1}, kMostThreads).description(""))
       ->multi_option_policy(CLI::MultiOptionPolicy::Throw);
   addPlatform(app, options->platform);
-  addFormat(app, options->format, {"json", "table"});
+  addFormat(app, options->format, {"json", "table", "junit", "html", "plist"});
   app.footer(kFooter);
   return [options] { return runBatch(*options); };
 }

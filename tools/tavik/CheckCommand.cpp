@@ -4,10 +4,12 @@
 #include <tavik/PropertyList.h>
 
 #include <memory>
+#include <utility>
 
 #include "CheckRun.h"
 #include "CheckTable.h"
 #include "Command.h"
+#include "Report.h"
 #include "Terminal.h"
 
 namespace tavik::tool {
@@ -15,11 +17,21 @@ namespace {
 
 constexpr const char* kFooter =
     R"(Every FILE is a property list (XML, binary or old-style text) or JSON, told by its content; "-" is standard input.
-A passing rule that hides its result is counted but not listed; JSON lists it.
+A passing rule that hides its result is counted but not listed by "table"; the others list it.
+
+Formats:
+  table  for the terminal
+  json   {"records": [{"rule", "result", "actual", "expected", ...}, ...] or null, "station": {...}, "error": null or
+         {"domain", "code", "description"}}, and "fault": {"kind", "message"} after a fault
+  plist  the same as an XML property list; what is null there is left out
+  junit  JUnit XML for CI servers: a test case for each rule; a fault and a run without a verdict are errors
+  html   a page for people, with nothing outside it: what failed, what was expected, what to do. It tells the time it was
+         made at; SOURCE_DATE_EPOCH sets another
 
 Examples:
   tavik check --library rules.signed --rules product.signed --attributes device.plist
   tavik check --library rules.signed --rules product.signed --attributes - --source sfc=sfc.json --format json
+  tavik check --library rules.signed --rules product.signed --attributes device.plist --format html > device.html
 
 Exit status: 0 every rule passed, 1 a rule failed, 2 the command or an input is at fault, 3 a fault ended the run,
 4 no verdict: a document is not trusted, empty or malformed, or the device's rules could not be assembled.)";
@@ -55,11 +67,28 @@ void writeStation(const std::string& path, const Dictionary& station) {
   writeOutput("--station", path, bytes->bytes());
 }
 
-std::string outcomeText(const CheckOutcome& outcome, const std::string& format) {
-  if (format != "json") return checkTable(outcome, Screen::standardOutput());
+/// What tells the device from others in a report.
+Value nameOfDevice(const Dictionary& attributes) {
+  const Value* const serialNumber = attributes.find("SerialNumber");
+  return serialNumber == nullptr ? Value("without a serial number") : *serialNumber;
+}
+
+std::string outcomeText(const DeviceResult& result, const Dictionary& library, const std::string& format) {
+  if (format == "junit") return junitReport(result);
+  if (format == "html") return htmlReport(result, library);
+  if (format == "plist") return plistReport(result);
+  if (format == "table") return checkTable(result.outcome, Screen::standardOutput());
   std::string text = "{";
-  appendOutcome(text, outcome);
+  appendOutcome(text, result.outcome);
   return text + "}\n";
+}
+
+/// The definitions of the rules, which the kernel has taken already.
+Dictionary contentOf(const Dictionary& library, const HostPlatform& platform) {
+  std::optional<std::string> error;
+  const auto content =
+      platform.validatedPropertyListFromSignedDictionary(library, ZRTTavikKernel::kPublicKeyPath, error);
+  return content && content->ifDictionary() != nullptr ? *content->ifDictionary() : Dictionary();
 }
 
 void explain(const CheckOutcome& outcome, const CheckOptions& options, ExitStatus status) {
@@ -80,12 +109,18 @@ ExitStatus runCheckCommand(const CheckOptions& options) {
   const Dictionary sources = readSources(inputs, options.sources);
   const std::unique_ptr<ZRTTavikKernel> kernel = openKernel(nameOf("--library", options.library), library, platform);
 
-  const CheckOutcome outcome = runCheck(*kernel, attributes, rules, sources);
+  CheckOutcome outcome = runCheck(*kernel->prepare(&rules), attributes, sources);
   platform->checkLog();
   if (options.station) writeStation(*options.station, outcome.station);
   const ExitStatus status = statusOf(outcome);
   explain(outcome, options, status);
-  writeStandardOutput(outcomeText(outcome, options.format));
+  const DeviceResult result{.id = nameOfDevice(attributes),
+                            .status = status,
+                            .inputError = {},
+                            .outcome = std::move(outcome),
+                            .attributes = attributes};
+  const Dictionary definitions = options.format == "html" ? contentOf(library, *platform) : Dictionary();
+  writeStandardOutput(outcomeText(result, definitions, options.format));
   return status;
 }
 
@@ -102,7 +137,7 @@ Run defineCheck(CLI::App& app) {
   addText(app, "--station", options->station, "FILE",
           "Write the station dictionary, as the run leaves it, to FILE (an XML property list)");
   addPlatform(app, options->platform);
-  addFormat(app, options->format, {"table", "json"});
+  addFormat(app, options->format, {"table", "json", "junit", "html", "plist"});
   app.footer(kFooter);
   return [options] { return runCheckCommand(*options); };
 }

@@ -11,11 +11,9 @@
 namespace tavik::tool {
 namespace {
 
-void run(const ZRTTavikKernel& kernel, const Dictionary& attributes, const Dictionary& rules, const Dictionary& sources,
-         CheckOutcome& outcome) {
+void run(const PreparedRules& rules, const Dictionary& attributes, const Dictionary& sources, CheckOutcome& outcome) {
   outcome.fault = faultOf([&] {
-    outcome.records =
-        kernel.check(attributes, &rules, sources.empty() ? nullptr : &sources, &outcome.station, outcome.error);
+    outcome.records = rules.check(attributes, sources.empty() ? nullptr : &sources, &outcome.station, outcome.error);
   });
   if (outcome.fault) outcome.error.reset();
 }
@@ -36,15 +34,14 @@ bool endedEarly(const CheckOutcome& outcome) {
 
 }  // namespace
 
-CheckOutcome runCheck(const ZRTTavikKernel& kernel, const Dictionary& attributes, const Dictionary& rules,
-                      const Dictionary& sources) {
+CheckOutcome runCheck(const PreparedRules& rules, const Dictionary& attributes, const Dictionary& sources) {
   CheckOutcome outcome;
-  run(kernel, attributes, rules, sources, outcome);
+  run(rules, attributes, sources, outcome);
   if (outcome.records) return outcome;
   // Only the log tells which rule a run ended at, and a run is the same every time.
   const LogCapture log("processing ", LogCapture::LogFile::kPauses);
   CheckOutcome again;
-  run(kernel, attributes, rules, sources, again);
+  run(rules, attributes, sources, again);
   outcome.rule = log.lastLine();
   return outcome;
 }

@@ -4,8 +4,8 @@
 #define TAVIK_TOOL_CHECK_RUN_H
 
 #include <tavik/Error.h>
+#include <tavik/PreparedRules.h>
 #include <tavik/Value.h>
-#include <tavik/ZRTTavikKernel.h>
 
 #include <optional>
 #include <string>
@@ -27,9 +27,8 @@ struct CheckOutcome {
       rule;  ///< where a fault or a malformed expression ended the run, once it had come to its rules
 };
 
-/// Runs a check; a fault is part of the outcome. The kernel's platform must be a HostPlatform.
-CheckOutcome runCheck(const ZRTTavikKernel& kernel, const Dictionary& attributes, const Dictionary& rules,
-                      const Dictionary& sources);
+/// Runs a check; a fault is part of the outcome. The platform of the rules must be a HostPlatform.
+CheckOutcome runCheck(const PreparedRules& rules, const Dictionary& attributes, const Dictionary& sources);
 
 ExitStatus statusOf(const CheckOutcome& outcome);
 

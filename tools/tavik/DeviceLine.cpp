@@ -74,7 +74,8 @@ std::string findings(const DeviceResult& result) {
 DeviceResult DeviceChecker::check(Line& line) {
   std::string error;
   const std::optional<Value> content = line.tooLong ? std::nullopt : reader_.read(line.text, error, line.number);
-  DeviceResult result{.id = idOf(line, content), .status = ExitStatus::kUnusable, .inputError = {}, .outcome = {}};
+  DeviceResult result{
+      .id = idOf(line, content), .status = ExitStatus::kUnusable, .inputError = {}, .outcome = {}, .attributes = {}};
   if (content) error = whyUnusable(*content);
   if (line.tooLong) error = fmt::format("is longer than {} MiB", kLongestLine >> 20U);
   if (!error.empty()) {
@@ -82,7 +83,8 @@ DeviceResult DeviceChecker::check(Line& line) {
     result.inputError = hasPlace ? error : fmt::format("line {}: {}", line.number, error);
     return result;
   }
-  result.outcome = runCheck(kernel_, memberOf(*content, kAttributes), rules_, memberOf(*content, kSources));
+  result.attributes = memberOf(*content, kAttributes);
+  result.outcome = runCheck(rules_, result.attributes, memberOf(*content, kSources));
   result.status = statusOf(result.outcome);
   return result;
 }

@@ -3,8 +3,8 @@
 #ifndef TAVIK_TOOL_DEVICE_LINE_H
 #define TAVIK_TOOL_DEVICE_LINE_H
 
+#include <tavik/PreparedRules.h>
 #include <tavik/Value.h>
-#include <tavik/ZRTTavikKernel.h>
 
 #include <optional>
 #include <string>
@@ -22,6 +22,7 @@ struct DeviceResult {
   ExitStatus status;       ///< of the device alone
   std::string inputError;  ///< of the status kUnusable
   CheckOutcome outcome;    ///< of the others
+  Dictionary attributes;   ///< likewise
 
   [[nodiscard]] bool passed() const { return status == ExitStatus::kPassed; }
 };
@@ -29,7 +30,7 @@ struct DeviceResult {
 /// Checks devices one after the other, keeping its working memory. For one thread at a time.
 class DeviceChecker {
  public:
-  DeviceChecker(const ZRTTavikKernel& kernel, const Dictionary& rules) : kernel_(kernel), rules_(rules) {}
+  explicit DeviceChecker(const PreparedRules& rules) : rules_(rules) {}
 
   /// `line` holds anything; {"id": any, "attributes": {...}, "sources": {"sfc": {...}}} is what gets a check run.
   DeviceResult check(Line& line);
@@ -37,8 +38,7 @@ class DeviceChecker {
  private:
   Value idOf(const Line& line, const std::optional<Value>& content);
 
-  const ZRTTavikKernel& kernel_;
-  const Dictionary& rules_;
+  const PreparedRules& rules_;
   JsonReader reader_;
 };
 

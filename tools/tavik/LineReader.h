@@ -36,6 +36,8 @@ class LineReader {
 
   /// Raises `Unusable` unless the stream was read to its end.
   void checkEnd() const;
+  /// What kept the stream from being read to its end.
+  [[nodiscard]] const std::optional<std::string>& whyEnded() const noexcept { return whyEnded_; }
 
   /// Bytes up to the end of the lines taken so far.
   [[nodiscard]] std::uint64_t position() const noexcept { return bytesRead_ - (buffer_.size() - start_); }

@@ -3,8 +3,6 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <utility>
-#include <vector>
 
 #include "Text.h"
 
@@ -64,10 +62,14 @@ std::string Tally::summary() const {
   return text + "\n" + rulesThatFailedMost();
 }
 
+std::vector<Tally::RuleCount> Tally::rulesThatFailed() const {
+  std::vector<RuleCount> rows(failuresByRule_.begin(), failuresByRule_.end());
+  std::ranges::stable_sort(rows, std::ranges::greater(), &RuleCount::second);
+  return rows;
+}
+
 std::string Tally::rulesThatFailedMost() const {
-  using Row = std::pair<std::string_view, std::uint64_t>;
-  std::vector<Row> rows(failuresByRule_.begin(), failuresByRule_.end());
-  std::ranges::stable_sort(rows, std::ranges::greater(), &Row::second);  // by name where counts are equal
+  std::vector<RuleCount> rows = rulesThatFailed();
   rows.resize(std::min(rows.size(), kMostRules));
   std::string text = rows.empty() ? "" : "rules that failed most:\n";
   for (const auto& [rule, count] : rows) text += fmt::format("{:>8}  {}\n", count, visible(rule));

@@ -8,6 +8,8 @@
 #include <map>
 #include <string>
 #include <string_view>
+#include <utility>
+#include <vector>
 
 #include "DeviceLine.h"
 
@@ -20,6 +22,14 @@ class Tally {
 
   [[nodiscard]] std::uint64_t devices() const noexcept { return devices_; }
   [[nodiscard]] std::uint64_t failed() const noexcept { return failed_; }
+  /// Of those that failed:
+  [[nodiscard]] std::uint64_t inputErrors() const noexcept { return inputErrors_; }
+  [[nodiscard]] std::uint64_t faults() const noexcept { return faults_; }
+  [[nodiscard]] std::uint64_t noVerdicts() const noexcept { return noVerdicts_; }
+
+  using RuleCount = std::pair<std::string_view, std::uint64_t>;
+  /// The rules that failed with the number of devices, most first, by name where these are equal.
+  [[nodiscard]] std::vector<RuleCount> rulesThatFailed() const;
 
   /// Counts, and the rules that failed most; the same devices give the same text.
   [[nodiscard]] std::string summary() const;

@@ -59,6 +59,11 @@ std::optional<char32_t> takeCharacter(std::string_view& rest) {
   return character;
 }
 
+std::size_t atCharacter(std::string_view text, std::size_t place) {
+  while (place < text.size() && isContinuation(text[place])) ++place;
+  return std::min(place, text.size());
+}
+
 std::string visible(std::string_view text) {
   std::string result;
   result.reserve(text.size());

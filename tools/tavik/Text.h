@@ -17,6 +17,9 @@ namespace tavik::tool {
 /// not UTF-8.
 std::optional<char32_t> takeCharacter(std::string_view& rest);
 
+/// The first place from `place` on at which a character of the valid text begins, or the end of the text.
+std::size_t atCharacter(std::string_view text, std::size_t place);
+
 /// The text with everything that could move a cursor, colour a screen, break a line or reorder its neighbours written
 /// as an escape: "\n", "\x1b", "\u202e". Bytes that are no UTF-8 become "\xff".
 std::string visible(std::string_view text);
