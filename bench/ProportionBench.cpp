@@ -7,15 +7,21 @@
 // An input is a row of kInputs; a job reads or writes it once. Memory is counted through operator new and delete.
 
 #include <malloc.h>
-#include <tavik/PropertyList.h>
+#include <tavik/TavikKernel.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
+#include <filesystem>
+#include <fstream>
 #include <functional>
+#include <memory>
 #include <new>
+#include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -157,7 +163,114 @@ std::string doubled(std::size_t size, int levels) {
 
 using enum PropertyListFormat;
 
+Job decoding(std::string bytes, std::function<void(const Data&)> decode) {
+  const Data data(std::span(reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size()));
+  return {bytes.size(), [data, decode = std::move(decode)] { decode(data); }};
+}
+
+void walkDER(const Data& data) {
+  const DERDecoder decoder{data.bytes().data(), static_cast<std::uint32_t>(data.size())};
+  std::uint32_t count = 0;
+  if (DERDecoderGetCount(&decoder, &count) != kDERDecoderErrorNone) std::abort();
+}
+
+std::string derElement(std::string_view identifier, std::string_view content) {
+  return std::string(identifier) + '\x84' + bigEndian(content.size()).substr(4) + std::string(content);
+}
+
+// Manifest items of no content, each with a tag of its own.
+std::string tinyItems(std::size_t size) {
+  const std::string items = numbered(size, [](const std::string& number) {
+    const auto tag = static_cast<unsigned>(std::stoul(number)) + 0x4000;
+    return std::string{'\x9F', static_cast<char>(0x80 | (tag >> 14 & 0x7F)),
+                       static_cast<char>(0x80 | (tag >> 7 & 0x7F)), static_cast<char>(tag & 0x7F), '\0'};
+  });
+  const std::string algorithm = "\x30\x0B\x06\x09\x2A\x86\x48\x86\xF7\x0D\x01\x01\x05";
+  return derElement("\x30", algorithm + derElement("\x31", items) + "\x04\0\xA3\0"s);
+}
+
+void readManifest(const Data& data) {
+  if (tavik::ManifestParser::rootDictFromData({{"RootManifestData", data}}).value().empty()) std::abort();
+}
+
+std::string littleEndian(std::initializer_list<std::size_t> words) {
+  std::string bytes;
+  for (const std::size_t word : words) {
+    for (int shift = 0; shift < 32; shift += 8) bytes += static_cast<char>(word >> shift & 0xFF);
+  }
+  return bytes;
+}
+
+// Fields that all lie in the same quarter of the blob.
+std::string overlappingFields(std::size_t size) {
+  constexpr std::size_t kIndirect = 0x434E5442;
+  const std::size_t count = size * 3 / 4 / 20;
+  std::string blob = std::string(20, '\0') + littleEndian({count});
+  for (std::size_t i = 0; i < count; ++i) blob += littleEndian({kIndirect, i, size / 4, 24 + 20 * count, 0});
+  return blob + std::string(size / 4, 'x');
+}
+
+// A list of texts that the attribute holds in reverse order.
+Job longLists(std::size_t size) {
+  const auto code = [](std::size_t number) { return Value("code" + std::to_string(number)); };
+  const std::size_t count = size / 2 / 10;
+  const Value list(arrayOf(count, code));
+  const Value attribute(arrayOf(count, [&](std::size_t number) { return code(count - 1 - number); }));
+  return {written(list, kBinary).size() * 2, [list, attribute] {
+            if (!booleanValue(tavik::ZRTTavikKernel::valueInList(&attribute, &list).find("result"))) std::abort();
+          }};
+}
+
+class Trusting : public tavik::Platform {
+  std::optional<Value> validatedPropertyListFromSignedDictionary(const Dictionary& document, const std::string& /*key*/,
+                                                                 std::optional<std::string>& /*error*/) const override {
+    return document;
+  }
+  bool logs() const override { return false; }
+};
+
+// A check of many rules, each about an attribute of its own.
+Job checking(std::size_t size) {
+  Dictionary device;
+  Dictionary library{{"version", "1"}};
+  Dictionary entries;
+  for (std::size_t number = 0; number < size / 100; ++number) {
+    const std::string name = std::to_string(number);
+    device.set(name, Value(5));
+    library.set("rule " + name, Dictionary{{"attribute", name}, {"predicate", "equal"}, {"value", Value(5)}});
+    entries.set("rule " + name, Dictionary());
+  }
+  const Dictionary local{{"version", "1"}, {"GenericRules", entries}};
+  const std::string file = written(library, kBinary);
+  const std::string path = std::filesystem::temp_directory_path() / ("tavik-proportion-" + std::to_string(getpid()));
+  std::ofstream(path, std::ios::binary) << file;
+  const std::shared_ptr<const tavik::ZRTTavikKernel> kernel =
+      tavik::ZRTTavikKernel::init(path, std::make_shared<Trusting>());
+  std::filesystem::remove(path);
+  return {file.size() + written(device, kBinary).size() + written(local, kBinary).size(), [kernel, device, local] {
+            std::optional<tavik::Error> error;
+            if (kernel->check(device, &local, nullptr, error).value().size() != device.size() + 3) std::abort();
+          }};
+}
+
 const Input kInputs[] = {
+    {"DER, empty elements", [](std::size_t size) { return decoding(repeated("\x04\0"s, size), walkDER); }},
+    {"manifest, tiny items", [](std::size_t size) { return decoding(tinyItems(size), readManifest); }},
+    {"SysCfg, fields that overlap",
+     [](std::size_t size) {
+       return decoding(overlappingFields(size), [](const Data& blob) {
+         if (tavik::SystemConfig::sysCfgFromData(&blob).empty()) std::abort();
+       });
+     }},
+    {"control bits",
+     [](std::size_t size) {
+       return decoding(repeated("x", size), [](const Data& block) {
+         if (tavik::SystemConfig::controlBitsFromData(&block).empty()) std::abort();
+       });
+     }},
+    {"valueInList, two long lists", longLists},
+    {"check, many rules", checking},
+
     {"XML, tiny values", [](std::size_t size) { return reading("<array>" + repeated("<true/>", size) + "</array>"); }},
     {"XML, empty dictionaries",
      [](std::size_t size) { return reading("<array>" + repeated("<dict/>", size) + "</array>"); }},

@@ -90,6 +90,23 @@ TEST(PredicatesTest, AbsentAttributes) {
             "(null): FAIL, unknown FCCID (null), known FCCID");
 }
 
+TEST(PredicatesTest, LongListsOfAllKindsAreSearchedWhole) {
+  Array list;
+  for (int i = 0; i < 3000; ++i) list.append(i % 2 == 0 ? Value("code " + std::to_string(i)) : Value(i));
+  const auto isListed = [&](const Value& last) {
+    Array some = list;
+    some.append(last);
+    const Value attribute(some);
+    const Value expected(list);
+    return booleanValue(Kernel::valueInList(&attribute, &expected).find("result"));
+  };
+  EXPECT_TRUE(isListed("code 2998"));
+  EXPECT_TRUE(isListed(Value(2999.0)));
+  EXPECT_FALSE(isListed("code 2999"));
+  EXPECT_FALSE(isListed("2999"));
+  EXPECT_FALSE(isListed(Value(2998)));
+}
+
 TEST(PredicatesTest, VendorAgainstAnyBoardCode) {
   const Value info("card 4330 vendor=0x02d0");
   const Value vendors(Dictionary{{"0x02d0", Array::of("BCD", "DE67")}});

@@ -308,7 +308,8 @@ class TAVIK_EXPORT Value {
 
   /// Strings by exact characters, numbers by numeric value (5 equals 5.0), booleans by truth, data by bytes, dates by
   /// point in time, arrays element by element, dictionaries entry by entry whatever the order. Values of different
-  /// kinds are never equal: neither "5" and 5, nor 1 and true. NaN equals nothing.
+  /// kinds are never equal: neither "5" and 5, nor 1 and true. NaN equals nothing, save that a container equals its own
+  /// copy without a look inside.
   friend TAVIK_EXPORT bool operator==(const Value& left, const Value& right);
 
  private:

@@ -46,6 +46,21 @@ Value hexadecimalText(const Data& data) {
   return ValueAccess::string(text.view());
 }
 
+// Whether every element equals some element of the list. Of two long arrays, the list's texts are looked up.
+bool everyElementIn(const Array& elements, const Array& list) {
+  constexpr std::size_t kFewComparisons = 1024;
+  Dictionary texts;
+  if (elements.size() > kFewComparisons / std::max<std::size_t>(list.size(), 1)) {
+    texts.reserve(list.size());
+    for (const Value& element : list) {
+      if (element.isString()) ValueAccess::set(texts, element, Value());
+    }
+  }
+  return std::ranges::all_of(elements, [&](const Value& element) {
+    return element.isString() && !texts.empty() ? find(&texts, &element) != nullptr : list.contains(element);
+  });
+}
+
 bool equalsMasked(const Data& data, const Data& mask, const Data& result) {
   const auto masked = [&](std::size_t index) -> std::uint8_t { return data.bytes()[index] & mask.bytes()[index]; };
   if (result.size() != data.size()) return false;
@@ -101,9 +116,10 @@ constexpr Comparison kValueInList = {
       if (attribute == nullptr) return {false, "(null)"};
       const Array* elements = attribute->ifArray();
       const Array* list = arrayOf(value);
-      const auto isListed = [&](const Value& element) { return list != nullptr && list->contains(element); };
-      if (elements == nullptr) return {value == nullptr || isListed(*attribute), descriptionValue(attribute)};
-      return {value == nullptr || std::ranges::all_of(*elements, isListed), listText(attribute, ",")};
+      if (elements == nullptr) {
+        return {value == nullptr || (list != nullptr && list->contains(*attribute)), descriptionValue(attribute)};
+      }
+      return {value == nullptr || (list != nullptr && everyElementIn(*elements, *list)), listText(attribute, ",")};
     },
     .expected = expectedOneOf,
 };

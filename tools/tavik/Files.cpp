@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <climits>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -223,6 +224,15 @@ Value Inputs::inPlace(std::string_view argument, const std::string& textOrFile) 
   std::string text = textOrFile;
   return parseJson(std::string(argument), text);
 }
+
+SignalsHeld::SignalsHeld() noexcept {
+  sigset_t ending;
+  sigemptyset(&ending);
+  for (const int signal : {SIGHUP, SIGINT, SIGTERM}) sigaddset(&ending, signal);
+  pthread_sigmask(SIG_BLOCK, &ending, &before_);
+}
+
+SignalsHeld::~SignalsHeld() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
 
 PendingFile::PendingFile(std::string name, const std::string& path, mode_t permissions)
     : name_(std::move(name)), path_(path), pendingPath_(folderOf(path) + "/.tavik-XXXXXX") {

@@ -7,6 +7,7 @@
 #include <sys/types.h>
 #include <tavik/Value.h>
 
+#include <csignal>
 #include <cstddef>
 #include <cstdint>
 #include <span>
@@ -68,6 +69,18 @@ bool isJson(std::string_view bytes);
 /// Reads a value from bytes that were read already; `name` is what messages begin with.
 Value parseValue(const std::string& name, std::string& bytes);
 
+/// While it lives, the signals that ask the command to end wait: they end it when what it began is done or undone.
+class SignalsHeld {
+ public:
+  SignalsHeld() noexcept;
+  SignalsHeld(const SignalsHeld&) = delete;
+  SignalsHeld& operator=(const SignalsHeld&) = delete;
+  ~SignalsHeld();
+
+ private:
+  sigset_t before_;
+};
+
 /// A file that is written under a name of its own, beside the place where it shall be, and takes that place when it is
 /// whole.
 class PendingFile {
@@ -92,6 +105,7 @@ class PendingFile {
   void abandon() noexcept;
   [[nodiscard]] bool placeAsNew() const;
 
+  SignalsHeld signals_;  // first, so that the file is out of the way when they come
   std::string name_;
   std::string path_;
   std::string pendingPath_;  // empty when there is none

@@ -1,0 +1,95 @@
+/// @file
+/// What a check run leaves behind, and whether the two ways to run one leave the same.
+#ifndef TAVIK_FUZZ_CHECK_AGREEMENT_H
+#define TAVIK_FUZZ_CHECK_AGREEMENT_H
+
+#include <tavik/TavikKernel.h>
+
+#include <functional>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "Choices.h"
+
+namespace tavik {
+
+/// Trusts every document but those with an "untrusted" entry, whose description is the reason, and takes "nothing" for
+/// a document that validates to no value at all. Keeps the log, unless told otherwise.
+class RecordingPlatform : public Platform {
+ public:
+  std::optional<Value> validatedPropertyListFromSignedDictionary(const Dictionary& signedDictionary,
+                                                                 const std::string& /*publicKeyPath*/,
+                                                                 std::optional<std::string>& error) const override {
+    if (signedDictionary.contains("nothing")) return std::nullopt;
+    if (const Value* reason = signedDictionary.find("untrusted")) error = description(reason);
+    return Value(signedDictionary);
+  }
+  bool logs() const override { return keepsLog; }
+  void log(std::string_view line) const override { lines.emplace_back(line); }
+
+  bool keepsLog = true;
+  mutable std::vector<std::string> lines;
+};
+
+/// Everything that somebody outside sees of a run.
+struct CheckOutcome {
+  std::optional<Array> records;
+  std::optional<Error> error;
+  std::string fault;  // its kind and what it says
+  std::optional<Dictionary> station;
+  std::vector<std::string> lines;
+
+  [[nodiscard]] std::string text() const {
+    std::string all = "records " + (records ? exact::text(*records) : "absent");
+    all += "\nerror " + (error ? std::to_string(error->code()) + ' ' + exact::text(error->userInfo()) : "none");
+    all += "\nfault " + fault + "\nstation " + (station ? exact::text(*station) : "none");
+    for (const std::string& line : lines) all += '\n' + line;
+    return all;
+  }
+};
+
+/// How a check is called, apart from what is checked.
+using CheckCall = std::function<std::optional<Array>(Dictionary* station, std::optional<Error>& error)>;
+
+/// Runs a check with an earlier error and an earlier entry of the station dictionary, if there is one. Faults other
+/// than the two that are allowed pass on.
+inline CheckOutcome outcomeOf(const RecordingPlatform& platform, bool hasStation, const CheckCall& check) {
+  CheckOutcome outcome;
+  outcome.error = Error(-1, "as it was");
+  if (hasStation) outcome.station = Dictionary{{"OnPass", "as it was"}, {"other", "stays"}};
+  platform.lines.clear();
+  try {
+    outcome.records = check(outcome.station ? &*outcome.station : nullptr, outcome.error);
+  } catch (const std::out_of_range& fault) {
+    outcome.fault = std::string("out of range: ") + fault.what();
+  } catch (const std::invalid_argument& fault) {
+    outcome.fault = std::string("invalid argument: ") + fault.what();
+  }
+  outcome.lines = std::move(platform.lines);
+  return outcome;
+}
+
+/// The outcomes of a check and of a check with prepared rules, as texts.
+struct CheckPair {
+  CheckOutcome checked;
+  CheckOutcome prepared;
+};
+
+inline CheckPair checkBothWays(const ZRTTavikKernel& kernel, const PreparedRules& prepared,
+                               const RecordingPlatform& platform, const Dictionary& device, const Dictionary* rules,
+                               const Dictionary* sources, bool hasStation = true) {
+  return {outcomeOf(platform, hasStation,
+                    [&](Dictionary* station, std::optional<Error>& error) {
+                      return kernel.check(device, rules, sources, station, error);
+                    }),
+          outcomeOf(platform, hasStation, [&](Dictionary* station, std::optional<Error>& error) {
+            return prepared.check(device, sources, station, error);
+          })};
+}
+
+}  // namespace tavik
+
+#endif

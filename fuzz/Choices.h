@@ -1,0 +1,147 @@
+/// @file
+/// Decisions taken from bytes, for targets that build what they test, and values as texts that tell apart whatever can
+/// be told apart.
+#ifndef TAVIK_FUZZ_CHOICES_H
+#define TAVIK_FUZZ_CHOICES_H
+
+#include <tavik/Value.h>
+
+#include <array>
+#include <bit>
+#include <cmath>
+#include <cstdint>
+#include <cstring>
+#include <span>
+#include <string>
+#include <string_view>
+
+namespace tavik {
+
+/// Takes decisions from bytes, the same from the same; where the bytes have run out, always the first choice.
+class Choices {
+ public:
+  explicit Choices(std::span<const std::uint8_t> bytes) noexcept : rest_(bytes) {}
+
+  [[nodiscard]] bool done() const noexcept { return rest_.empty(); }
+
+  std::uint8_t byte() noexcept {
+    if (done()) return 0;
+    const std::uint8_t first = rest_.front();
+    rest_ = rest_.subspan(1);
+    return first;
+  }
+  /// From 0 to below `count`, which is at most 256.
+  std::size_t below(std::size_t count) noexcept { return byte() % count; }
+  /// True in so many of 16 cases.
+  bool often(std::size_t sixteenths) noexcept { return below(16) >= 16 - sixteenths; }
+
+  template <class Item, std::size_t kCount>
+  const Item& oneOf(const Item (&items)[kCount]) noexcept {
+    return items[below(kCount)];
+  }
+
+  template <class Number>
+  Number number() noexcept {
+    std::array<std::uint8_t, sizeof(Number)> bytes;
+    for (std::uint8_t& each : bytes) each = byte();
+    return std::bit_cast<Number>(bytes);
+  }
+
+  /// Up to `most` bytes, at most 255.
+  std::span<const std::uint8_t> bytes(std::size_t most) noexcept {
+    const auto taken = rest_.first(std::min(below(most + 1), rest_.size()));
+    rest_ = rest_.subspan(taken.size());
+    return taken;
+  }
+  /// The same as text, not always in UTF-8.
+  std::string_view text(std::size_t most) noexcept {
+    const auto taken = bytes(most);
+    return {reinterpret_cast<const char*>(taken.data()), taken.size()};
+  }
+
+ private:
+  std::span<const std::uint8_t> rest_;
+};
+
+namespace exact {
+
+inline void append(std::string& all, char mark, std::string_view bytes) {
+  all += mark;
+  all += std::to_string(bytes.size());
+  all += ':';
+  all += bytes;
+}
+
+// Bit by bit, save that there is one NaN.
+inline void append(std::string& all, char mark, double number) {
+  all += mark;
+  all += std::isnan(number) ? "nan" : std::to_string(std::bit_cast<std::uint64_t>(number));
+  all += ';';
+}
+
+inline void append(std::string& all, const Value& value);
+
+inline void append(std::string& all, const Array& array) {
+  all += '(';
+  for (const Value& element : array) append(all, element);
+  all += ')';
+}
+
+inline void append(std::string& all, const Dictionary& dictionary) {
+  all += '{';
+  for (const auto [key, value] : dictionary) {
+    append(all, 'k', key);
+    append(all, value);
+  }
+  all += '}';
+}
+
+inline void append(std::string& all, const Value& value) {
+  switch (value.kind()) {
+    case Kind::kString:
+      append(all, 's', *value.ifString());
+      break;
+    case Kind::kNumber:
+      value.ifInteger() ? append(all, 'i', std::to_string(*value.ifInteger())) : append(all, 'r', *value.ifReal());
+      break;
+    case Kind::kBoolean:
+      all += *value.ifBoolean() ? 'T' : 'F';
+      break;
+    case Kind::kData: {
+      const auto bytes = value.ifData()->bytes();
+      append(all, 'd', std::string_view(reinterpret_cast<const char*>(bytes.data()), bytes.size()));
+      break;
+    }
+    case Kind::kDate:
+      append(all, 't', value.ifDate()->secondsSinceReference() + 0.0);  // a date has one zero
+      break;
+    case Kind::kArray:
+      append(all, *value.ifArray());
+      break;
+    case Kind::kDictionary:
+      append(all, *value.ifDictionary());
+      break;
+  }
+}
+
+/// Of a value, an array or a dictionary. Two have the same text when they are of the same kinds, equal, and in the same
+/// order throughout: integers are told from floating-point numbers and 0.0 from -0.0, and a NaN is like another.
+template <class Item>
+std::string text(const Item& item) {
+  std::string all;
+  append(all, item);
+  return all;
+}
+
+/// An entry of a dictionary's text.
+inline std::string entry(std::string_view key, std::string_view valueText) {
+  std::string all;
+  append(all, 'k', key);
+  return all.append(valueText);
+}
+
+}  // namespace exact
+
+}  // namespace tavik
+
+#endif

@@ -1,0 +1,195 @@
+// Rule documents, devices and sources built from the input, and everything a kernel does with them. The check and the
+// check with prepared rules leave the same behind, also the second time; records are whole, and what a rule's
+// expression gives by itself is what the run recorded; the arguments stay as they were, and only two kinds of fault
+// come out.
+
+#include <sys/mman.h>
+#include <tavik/TavikKernel.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <iostream>
+
+#include "CheckAgreement.h"
+#include "RuleDocumentMaker.h"
+
+namespace {
+
+using namespace tavik;
+
+std::string textOf(const RuleDocuments& documents) {
+  std::string all = exact::text(documents.library);
+  all += documents.rules ? exact::text(*documents.rules) : "none";
+  all += documents.sources ? exact::text(*documents.sources) : "none";
+  for (const Dictionary& device : documents.devices) all += exact::text(device);
+  return all;
+}
+
+// A kernel reads its library from a path, which a file without a name has too.
+std::unique_ptr<ZRTTavikKernel> kernelOver(const Dictionary& library, std::shared_ptr<const Platform> platform) {
+  static const int file = memfd_create("library", MFD_CLOEXEC);
+  std::string error;
+  const auto bytes = writePropertyList(Value(library), PropertyListFormat::kBinary, error);
+  if (!bytes) return nullptr;  // it has a date that no property list can hold
+  const auto span = bytes->bytes();
+  if (ftruncate(file, 0) != 0 || pwrite(file, span.data(), span.size(), 0) != static_cast<ssize_t>(span.size())) {
+    std::abort();
+  }
+  return ZRTTavikKernel::init("/proc/self/fd/" + std::to_string(file), std::move(platform));
+}
+
+class Examination {
+ public:
+  Examination(const RuleDocuments& documents, std::shared_ptr<RecordingPlatform> platform)
+      : documents_(documents), platform_(*platform), kernel_(kernelOver(documents.library, std::move(platform))) {}
+
+  void run() {
+    if (kernel_ == nullptr) return;
+    const auto prepared = kernel_->prepare(rules());
+    for (int round = 0; round < 2; ++round) {
+      for (const Dictionary& device : documents_.devices) examine(*prepared, device, round == 0);
+    }
+  }
+
+ private:
+  // Says what was examined: a rule document is hard to read off the input.
+  void require(bool condition, std::string_view what, const std::string& found = "") const {
+    if (condition) return;
+    const Value rules(documents_.rules.value_or(Dictionary()));
+    const Value sources(documents_.sources.value_or(Dictionary()));
+    const Value library(documents_.library);
+    std::cerr << what << '\n' << found << "\nlibrary " << description(&library);
+    std::cerr << "\nrules " << description(&rules) << "\nsources " << description(&sources);
+    for (const Dictionary& device : documents_.devices) {
+      const Value attributes(device);
+      std::cerr << "\ndevice " << description(&attributes);
+    }
+    std::cerr << std::endl;
+    std::abort();
+  }
+
+  [[nodiscard]] const Dictionary* rules() const { return documents_.rules ? &*documents_.rules : nullptr; }
+  [[nodiscard]] const Dictionary* sources() const { return documents_.sources ? &*documents_.sources : nullptr; }
+
+  void examine(const PreparedRules& prepared, const Dictionary& device, bool hasStation) {
+    const auto [checked, again] = checkBothWays(*kernel_, prepared, platform_, device, rules(), sources(), hasStation);
+    const std::string text = checked.text();
+    require(text == again.text(), "the prepared check differs", text + "\n--- prepared\n" + again.text());
+    require(checked.records || checked.error || !checked.fault.empty(), "nothing came of it");
+    if (checked.records) examineRecords(*checked.records, text);
+    if (hasStation) examineLists(checked, device);
+  }
+
+  void examineRecords(const Array& records, const std::string& text) const {
+    for (const Value& element : records) {
+      const Dictionary* record = element.ifDictionary();
+      require(record != nullptr && record->findString("rule"), "a record without its rule", text);
+      const Value* result = record->find("result");
+      require(result != nullptr && result->ifBoolean(), "a record without its result", text);
+      require(record->contains("actual") && record->contains("expected"), "a record that lacks an entry", text);
+      const Value* hidden = record->find("hideResult");
+      require(hidden == nullptr || hidden->ifString() == "", "another hideResult", text);
+    }
+  }
+
+  // The lists and the run agree on whether rules assemble; then every rule has its record.
+  void examineLists(const CheckOutcome& checked, const Dictionary& device) {
+    if (rules() == nullptr) return;
+    using List = std::optional<Dictionary> (ZRTTavikKernel::*)(const Dictionary&, const Dictionary&,
+                                                               std::optional<Error>&) const;
+    static constexpr List kLists[] = {&ZRTTavikKernel::sfcCheckList, &ZRTTavikKernel::guiCheckList,
+                                      &ZRTTavikKernel::simCheckList, &ZRTTavikKernel::getDomainList,
+                                      &ZRTTavikKernel::getPollingList};
+    std::optional<bool> trusted;
+    for (const List list : kLists) {
+      std::optional<Error> error;
+      const auto entries = (*kernel_.*list)(*rules(), device, error);
+      require(entries.has_value() != error.has_value(), "a list with its error, or neither");
+      require(trusted.value_or(entries.has_value()) == entries.has_value(), "one list assembles, the other does not");
+      trusted = entries.has_value();
+    }
+    Dictionary attributes = device;
+    ZRTTavikKernel::expandSysConfigData(attributes);
+    ZRTTavikKernel::expandBasebandManifestData(attributes);
+    std::optional<Error> error;
+    const auto made = kernel_->makeDeviceRules(*rules(), attributes, error);
+    require(made.has_value() != error.has_value(), "rules with their error, or neither");
+    if (!made) return;
+    const bool ran = checked.records && checked.records->size() > 3 && *trusted;
+    if (ran) require(checked.records->size() == 3 + std::max<std::size_t>(made->size(), 1), "a rule without a record");
+    std::size_t position = 3;
+    for (const auto [name, rule] : *made) {
+      describe(*rule.ifDictionary(), attributes);
+      const Value* record = ran ? &checked.records->at(position++) : nullptr;
+      evaluate(name, *rule.ifDictionary(), attributes, record == nullptr ? nullptr : record->ifDictionary());
+    }
+  }
+
+  void describe(const Dictionary& rule, const Dictionary& attributes) const {
+    const auto name = rule.findString("attribute");
+    const Value* attribute = name ? attributes.find(*name) : nullptr;
+    const Value* value = rule.find("value");
+    try {
+      static_cast<void>(ZRTTavikKernel::valueInListDescription(attribute, value));
+      static_cast<void>(ZRTTavikKernel::nandSizeCheckDescription(attributes, value));
+      static_cast<void>(ZRTTavikKernel::nvramWhiteListDescription(attribute, value));
+    } catch (const std::out_of_range&) {
+    } catch (const std::invalid_argument&) {
+    }
+  }
+
+  // Evaluates a rule's expression by hand. Where the rule has no references its record must be what the run made of it.
+  void evaluate(std::string_view name, const Dictionary& rule, const Dictionary& attributes, const Dictionary* record) {
+    const auto attributeName = rule.findString("attribute");
+    const Value* attribute = attributeName ? attributes.find(*attributeName) : nullptr;
+    if (attribute == nullptr || name.starts_with("No Attribute")) return;
+    const auto expression = rule.findString("predicate");
+    const Value* value = rule.find("value");
+    std::optional<Error> error;
+    const auto tree = AbstractTreeNode::parsePredicateString(expression, *kernel_, error);
+    require((tree == nullptr) == error.has_value(), "a tree with its error, or neither");
+    require(tree != nullptr || record == nullptr || rule.contains("references"), "a record of a malformed expression");
+    if (tree == nullptr) return;
+    evaluateTree(*tree, expression.value_or(""), attribute, value, &attributes);
+    const auto evaluated = evaluateTree(*tree, expression.value_or(""), attribute, value, nullptr);
+    if (record == nullptr || rule.contains("references")) return;
+    require(evaluated.has_value(), "a record of a rule that raises a fault");
+    for (const char* key : {"result", "actual", "expected", "attributes"}) {
+      const Value* mine = evaluated->find(key);
+      const Value* its = record->find(key);
+      require((mine == nullptr) == (its == nullptr) && (mine == nullptr || exact::text(*mine) == exact::text(*its)),
+              "a rule by itself gives another record", exact::text(*evaluated) + '\n' + exact::text(*record));
+    }
+  }
+
+  // Absent when it raises a fault. A single predicate performed gives the record of its tree, save that the tree has
+  // one for a word nobody knows.
+  std::optional<Dictionary> evaluateTree(const AbstractTreeNode& tree, std::string_view expression,
+                                         const Value* attribute, const Value* value,
+                                         const Dictionary* references) const {
+    try {
+      const auto performed = kernel_->perform(expression, attribute, references, value);
+      Dictionary evaluated = tree.process(attribute, value, references).value();
+      require(!performed || exact::text(*performed) == exact::text(evaluated), "a tree differs from its predicate",
+              exact::text(evaluated));
+      return evaluated;
+    } catch (const std::out_of_range&) {
+    } catch (const std::invalid_argument&) {
+    }
+    return std::nullopt;
+  }
+
+  const RuleDocuments& documents_;
+  RecordingPlatform& platform_;
+  std::unique_ptr<ZRTTavikKernel> kernel_;
+};
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  const RuleDocuments documents = RuleDocumentMaker(Choices({data, size})).documents();
+  const std::string before = textOf(documents);
+  Examination(documents, std::make_shared<RecordingPlatform>()).run();
+  if (textOf(documents) != before) std::abort();
+  return 0;
+}
