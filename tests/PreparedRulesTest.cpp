@@ -81,7 +81,8 @@ TEST(PreparedRulesTest, EveryExampleDevice) {
   std::size_t records = 0;
   for (std::string line; std::getline(lines, line); ++devices) {
     const Dictionary entry = jsonOf(line);
-    records += host.compare(*entry.findDictionary("attributes"), entry.findDictionary("sources")).records->size();
+    const auto outcome = host.compare(*entry.findDictionary("attributes"), entry.findDictionary("sources"));
+    if (outcome.records) records += outcome.records->size();  // a fault or a malformed expression leaves none
     if (HasFailure()) break;
   }
   EXPECT_EQ(devices, 300);
