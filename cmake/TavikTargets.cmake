@@ -35,7 +35,8 @@ function(tavik_library target export_name)
                VISIBILITY_INLINES_HIDDEN ON)
   set(export_map ${CMAKE_CURRENT_SOURCE_DIR}/${target}.map)
   set_property(TARGET ${target} PROPERTY LINK_DEPENDS ${export_map})
-  # Nobody may put an operation of his own in the place of one of the library's: it calls them directly.
+  # Nobody may put an operation of his own in the place of one of the library's: it calls them directly. Values are moved
+  # in halves, which are not to be joined (Value.h).
   target_compile_options(${target} PRIVATE -fno-semantic-interposition -fno-tree-slp-vectorize)
   target_link_options(${target} PRIVATE -Wl,--version-script=${export_map} -Wl,--as-needed -Wl,-Bsymbolic-functions)
   if(NOT TAVIK_SANITIZE)

@@ -61,7 +61,10 @@ class TAVIK_EXPORT ZRTTavikKernel : public PredicateKernel {
   /// at a time. error: cleared before the rules are assembled, set when that fails or a predicate expression is
   /// malformed, else as it was.
   ///
-  /// Returns the records in order: one that says why there is no check, or three with the versions followed by one a
+  /// A host that checks many devices prepares its rules: `prepare`.
+  ///
+  /// Returns the records in order, which share pieces of memory: a single one that is kept keeps up to 16 KiB of the
+  /// others'. They are one that says why there is no check, or three with the versions followed by one a
   /// rule. Absent when a rule's predicate expression is malformed: `error` says which. Only then is anything gathered
   /// lost.
   ///

@@ -38,9 +38,9 @@ std::string logTime() {
 class NamelessFile {
  public:
   explicit NamelessFile(const Data& contents) : file_(memfd_create("tavik-rule-library", MFD_CLOEXEC)) {
-    const std::span<const std::uint8_t> bytes = contents.bytes();
-    const bool written = pwrite(file_, bytes.data(), bytes.size(), 0) == static_cast<ssize_t>(bytes.size());
-    if (!written || access(path().c_str(), R_OK) != 0) failure_ = errno;
+    const bool written = file_ >= 0 && writeAll(file_, textOf(contents.bytes()));
+    const FileDescriptor again(written ? open(path().c_str(), O_RDONLY | O_CLOEXEC) : -1);  // may be one too many
+    if (again.number() < 0) failure_ = errno;
   }
   NamelessFile(const NamelessFile&) = delete;
   NamelessFile& operator=(const NamelessFile&) = delete;

@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <fmt/format.h>
+#include <poll.h>
 #include <sys/stat.h>
 #include <tavik/PropertyList.h>
 #include <unistd.h>
@@ -14,6 +15,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <memory>
+#include <new>
 #include <optional>
 #include <system_error>
 #include <utility>
@@ -30,10 +32,27 @@ constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 
 std::string systemReason() { return std::generic_category().message(errno); }
 
+/// Returns when a file that others made non-blocking may go on.
+void await(int file, short events) {
+  pollfd waiting{file, events, 0};
+  poll(&waiting, 1, -1);
+}
+
+/// What `work` gives; says that memory ran out over `name`.
+template <class Work>
+auto inMemory(const std::string& name, Work work) {
+  try {
+    return work();
+  } catch (const std::bad_alloc&) {
+    throw Unusable(name + ": out of memory");
+  }
+}
+
 /// Refuses what has no end or is no file: only files, pipes, sockets and a terminal on standard input are read.
 void checkReadable(const std::string& name, int file, bool isStandardInput) {
   struct stat status {};
   if (fstat(file, &status) != 0) throw Unusable(name + ": " + systemReason());
+  if ((fcntl(file, F_GETFL) & O_ACCMODE) == O_WRONLY) throw Unusable(name + ": is not open for reading");
   if (S_ISDIR(status.st_mode)) throw Unusable(name + ": is a directory");
   const bool readable = S_ISREG(status.st_mode) || S_ISFIFO(status.st_mode) || S_ISSOCK(status.st_mode) ||
                         (isStandardInput && isatty(file) != 0);
@@ -42,23 +61,31 @@ void checkReadable(const std::string& name, int file, bool isStandardInput) {
 
 [[noreturn]] void refuseSize(const std::string& name) { throw Unusable(name + ": is larger than 1 GiB"); }
 
-std::string readAll(const std::string& name, int file) {
-  constexpr std::size_t kChunk = std::size_t{1} << 18;
-  struct stat status {};
-  const bool sized = fstat(file, &status) == 0 && S_ISREG(status.st_mode);
-  if (sized && static_cast<std::uint64_t>(status.st_size) > kLargestInput) refuseSize(name);
-  std::string bytes;
-  std::size_t size = 0;
+/// What is there next, at least one byte; 0 at the end.
+std::size_t readSome(const std::string& name, int file, std::span<char> room) {
   while (true) {
-    if (bytes.size() - size < kChunk) bytes.resize(std::max(2 * size, kChunk));
-    const ssize_t count = read(file, bytes.data() + size, bytes.size() - size);
-    if (count == 0) break;
-    if (count > 0) {
-      size += static_cast<std::size_t>(count);
+    const ssize_t count = read(file, room.data(), room.size());
+    if (count >= 0) return static_cast<std::size_t>(count);
+    if (errno == EAGAIN) {
+      await(file, POLLIN);
     } else if (errno != EINTR) {
       throw Unusable(name + ": " + systemReason());
     }
+  }
+}
+
+std::string readAll(const std::string& name, int file) {
+  constexpr std::size_t kSmallestRoom = std::size_t{1} << 16;
+  struct stat status {};
+  const bool isFile = fstat(file, &status) == 0 && S_ISREG(status.st_mode);
+  const std::uint64_t expected = isFile ? static_cast<std::uint64_t>(status.st_size) : 0;
+  if (expected > kLargestInput) refuseSize(name);
+  std::string bytes(std::max<std::size_t>(expected + 1, kSmallestRoom), '\0');  // a file ends with room left over
+  std::size_t size = 0;
+  while (const std::size_t count = readSome(name, file, std::span(bytes).subspan(size))) {
+    size += count;
     if (size > kLargestInput) refuseSize(name);
+    if (size == bytes.size()) bytes.resize(std::min(2 * size, kLargestInput + 1));
   }
   bytes.resize(size);
   return bytes;
@@ -106,21 +133,32 @@ Value parseJson(const std::string& name, std::string& text) {
   return *std::move(value);
 }
 
+Value parse(const std::string& name, std::string& bytes) {
+  if (bytes.empty()) throw Unusable(name + ": is empty");
+  if (isJson(bytes)) {
+    bytes.erase(0, bytes.size() - withoutByteOrderMark(bytes).size());
+    return parseJson(name, bytes);
+  }
+  std::string error;
+  std::optional<Value> value = readPropertyList(bytesOf(bytes), error);
+  if (!value) throw Unusable(name + ": " + error);
+  return *std::move(value);
+}
+
 /// Takes off the front of `bytes` what could be written; false with `errno` set when that is not all.
 bool writeOff(int file, std::string_view& bytes) {
   while (!bytes.empty()) {
     const ssize_t count = write(file, bytes.data(), bytes.size());
     if (count >= 0) {
       bytes.remove_prefix(static_cast<std::size_t>(count));
+    } else if (errno == EAGAIN) {
+      await(file, POLLOUT);
     } else if (errno != EINTR) {
       return false;
     }
   }
   return true;
 }
-
-/// Writes all of it; false with `errno` set when that fails.
-bool writeAll(int file, std::string_view bytes) { return writeOff(file, bytes); }
 
 [[noreturn]] void failStandardOutput(int reason) {
   if (reason == EPIPE) throw ReaderGone();
@@ -136,11 +174,24 @@ void withdrawFromStandardOutput(std::size_t count) {
   if (ftruncate(STDOUT_FILENO, wanted) == 0) lseek(STDOUT_FILENO, wanted, SEEK_SET);
 }
 
-/// The file itself where `path` is a link to one, so that the link stays.
+/// The place that `path` leads to, where there need not be a file yet: links stay.
 std::string resolved(const std::string& path) {
-  std::error_code error;
-  const std::filesystem::path file = std::filesystem::canonical(path, error);
-  return error ? path : file.string();
+  constexpr int kMostLinks = 40;  // as for the system
+  std::filesystem::path place = path;
+  for (int links = 0; links < kMostLinks; ++links) {
+    std::error_code notALink;
+    const std::filesystem::path target = std::filesystem::read_symlink(place, notALink);
+    if (notALink) break;
+    place = place.parent_path() / target;
+  }
+  return place.string();
+}
+
+/// Standard output's own file is not to be replaced: it may hold more. A device stands in where there is none.
+bool isStandardOutput(const struct stat& file) {
+  struct stat output {};
+  return !S_ISCHR(file.st_mode) && fstat(STDOUT_FILENO, &output) == 0 && output.st_dev == file.st_dev &&
+         output.st_ino == file.st_ino;
 }
 
 std::string folderOf(const std::string& path) {
@@ -154,6 +205,8 @@ void writeInPlace(const std::string& name, const std::string& path, std::string_
 }
 
 }  // namespace
+
+bool writeAll(int file, std::string_view bytes) { return writeOff(file, bytes); }
 
 std::string nameOf(std::string_view argument, const std::string& path) {
   const std::string_view file = path == kStandardStream ? "standard input" : std::string_view(path);
@@ -178,7 +231,9 @@ FileDescriptor Inputs::open(std::string_view argument, const std::string& path) 
 }
 
 std::string Inputs::bytes(std::string_view argument, const std::string& path) {
-  return readAll(nameOf(argument, path), open(argument, path).number());
+  const std::string name = nameOf(argument, path);
+  const FileDescriptor file = open(argument, path);
+  return inMemory(name, [&] { return readAll(name, file.number()); });
 }
 
 bool isJson(std::string_view bytes) {
@@ -197,15 +252,7 @@ bool isJson(std::string_view bytes) {
 }
 
 Value parseValue(const std::string& name, std::string& bytes) {
-  if (bytes.empty()) throw Unusable(name + ": is empty");
-  if (isJson(bytes)) {
-    bytes.erase(0, bytes.size() - withoutByteOrderMark(bytes).size());
-    return parseJson(name, bytes);
-  }
-  std::string error;
-  std::optional<Value> value = readPropertyList(bytesOf(bytes), error);
-  if (!value) throw Unusable(name + ": " + error);
-  return *std::move(value);
+  return inMemory(name, [&] { return parse(name, bytes); });
 }
 
 Value Inputs::value(std::string_view argument, const std::string& path) {
@@ -228,7 +275,7 @@ Value Inputs::inPlace(std::string_view argument, const std::string& textOrFile) 
 SignalsHeld::SignalsHeld() noexcept {
   sigset_t ending;
   sigemptyset(&ending);
-  for (const int signal : {SIGHUP, SIGINT, SIGTERM}) sigaddset(&ending, signal);
+  for (const int signal : {SIGHUP, SIGINT, SIGQUIT, SIGTERM, SIGXCPU}) sigaddset(&ending, signal);
   pthread_sigmask(SIG_BLOCK, &ending, &before_);
 }
 
@@ -288,8 +335,11 @@ void writeOutput(std::string_view argument, const std::string& path, std::span<c
   const std::string name = nameOf(argument, path);
   struct stat status {};
   const bool exists = stat(path.c_str(), &status) == 0;
+  if (!exists && errno != ENOENT) throw Unusable(name + ": " + systemReason());
   if (exists && S_ISDIR(status.st_mode)) throw Unusable(name + ": is a directory");
+  if (exists && isStandardOutput(status)) return writeStandardOutput(textOf(bytes));
   if (exists && !S_ISREG(status.st_mode)) return writeInPlace(name, path, textOf(bytes));
+  if (exists && access(path.c_str(), W_OK) != 0) throw Unusable(name + ": " + systemReason());
   PendingFile file(name, resolved(path), exists ? status.st_mode & 07777U : ordinaryPermissions());
   file.write(bytes);
   file.commit(PendingFile::Existing::kReplace);

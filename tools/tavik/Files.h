@@ -41,6 +41,9 @@ class FileDescriptor {
   int number_;
 };
 
+/// Writes all of it, waiting where the file is not ready; false with `errno` set when that fails.
+bool writeAll(int file, std::string_view bytes);
+
 /// What a command reads. A path is that of a regular file or of a pipe; "-" is standard input, which can be read once.
 /// `argument` names the option in messages and is empty for an argument without a name.
 class Inputs {
@@ -115,7 +118,8 @@ class PendingFile {
 /// Permissions of a file that anybody may read, as far as the user's mask allows.
 mode_t ordinaryPermissions();
 
-/// Writes an output: a regular file is replaced whole, a pipe or device is written to, "-" is standard output.
+/// Writes an output: a regular file is replaced whole, a pipe or device is written to. "-" and any name of the file
+/// that standard output goes to are standard output.
 void writeOutput(std::string_view argument, const std::string& path, std::span<const std::uint8_t> bytes);
 
 /// Writes to standard output. Raises `ReaderGone` when nobody reads it.

@@ -44,11 +44,17 @@ KeyPair makeKeys(const KeygenOptions& options) {
   return *std::move(keys);
 }
 
+/// What messages begin with. "-", a stream elsewhere, has no owner to keep a key for.
+std::string placeNamed(std::string_view argument, const std::string& path) {
+  if (path == "-") throw Unusable(std::string(argument) + " -: a key goes into a file");
+  return nameOf(argument, path);
+}
+
 ExitStatus runKeygen(const KeygenOptions& options) {
   constexpr mode_t kOwnerOnly = 0600;
-  PendingFile privateFile(nameOf("--private", options.privateKey), options.privateKey, kOwnerOnly);
-  PendingFile publicFile(nameOf("--public", options.publicKey), options.publicKey, ordinaryPermissions());
   const KeyPair keys = makeKeys(options);
+  PendingFile privateFile(placeNamed("--private", options.privateKey), options.privateKey, kOwnerOnly);
+  PendingFile publicFile(placeNamed("--public", options.publicKey), options.publicKey, ordinaryPermissions());
   privateFile.write(bytesOf(keys.privateKey));
   publicFile.write(bytesOf(keys.publicKey));
   privateFile.commit(PendingFile::Existing::kKeep);

@@ -115,6 +115,14 @@ void reserveStandardStreams() {
   }
 }
 
+/// Asks for no more of it.
+void printOutOfMemory(std::string_view command) {
+  char line[64];
+  const auto end =
+      fmt::format_to_n(line, sizeof line, "tavik: {}{}out of memory\n", command, command.empty() ? "" : ": ");
+  writeStandardError({line, std::min(end.size, sizeof line)});
+}
+
 ExitStatus tavik(std::span<char* const> arguments) {
   try {
     return dispatch(arguments);
@@ -124,7 +132,7 @@ ExitStatus tavik(std::span<char* const> arguments) {
     printToStandardError(nameIn(arguments), failure.what());
     return failure.status();
   } catch (const std::bad_alloc&) {
-    printToStandardError(nameIn(arguments), "out of memory");
+    printOutOfMemory(nameIn(arguments));
   } catch (const std::exception& error) {
     printToStandardError(nameIn(arguments), error.what());
   }
@@ -137,7 +145,8 @@ ExitStatus tavik(std::span<char* const> arguments) {
 int main(int argc, char** argv) {
   tavik::tool::reserveStandardStreams();
   std::setlocale(LC_CTYPE, "C.UTF-8");  // for the display width of characters
-  std::signal(SIGPIPE, SIG_IGN);        // a closed pipe is an error of write(2)
+  std::signal(SIGPIPE, SIG_IGN);        // a closed pipe is an error of write(2),
+  std::signal(SIGXFSZ, SIG_IGN);        // and so is a file that may not grow
   return static_cast<int>(
       tavik::tool::tavik(std::span(argv, static_cast<std::size_t>(argc)).subspan(argc > 0 ? 1 : 0)));
 }
