@@ -185,9 +185,9 @@ class InputsTest(RobustnessTest):
             cases = [("is a directory", "."), ("is a device, not a file", "/dev/zero"), ("is a device, not a file", "/dev/urandom"),
                      ("No such device or address", "socket"), ("is larger than 1 GiB", "folder/huge"), ("File name too long", "n" * 300)]
             if os.geteuid() != 0:  # root reads everything
-                self.file("secret", b"1")
-                os.chmod(self.folder / "secret", 0)
-                cases.append(("Permission denied", "secret"))
+                self.file("folder/secret", b"1")
+                os.chmod(self.folder / "folder" / "secret", 0)
+                cases.append(("Permission denied", "folder/secret"))
             little = {} if SANITIZED else self.limited(resource.RLIMIT_AS, 64 << 20)
             for command in READERS:
                 for why, name in cases:

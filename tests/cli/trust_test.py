@@ -123,8 +123,8 @@ class TrustTest(CommandTest):
         private = [("No such file", "missing.pem"), ("holds no key", "garbage.pem"), ("not a regular file", "folder.pem"),
                    ("holds no private key", "pub.pem")]
         if os.geteuid() != 0:  # root reads everything
-            os.chmod(self.folder / "key.pem", 0)
-            private.append(("Permission denied", "key.pem"))
+            (self.folder / "folder.pem" / "secret.pem").touch(0)
+            private.append(("Permission denied", "folder.pem/secret.pem"))
         for why, key in public:
             with self.subTest("public", key=key):
                 self.refuses(UNUSABLE, why, "verify", "--public-key", key, "library.signed")
