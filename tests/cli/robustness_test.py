@@ -182,19 +182,26 @@ class InputsTest(RobustnessTest):
             huge.truncate(10 << 30)
         with socket.socket(socket.AF_UNIX) as listener:
             listener.bind(str(self.folder / "socket"))
-            cases = [("is a directory", "."), ("is a device, not a file", "/dev/zero"), ("is a device, not a file", "/dev/urandom"),
-                     ("No such device or address", "socket"), ("is larger than 1 GiB", "folder/huge"), ("File name too long", "n" * 300)]
+            cases = [
+                ("is a directory", "."),
+                ("is a device, not a file", "/dev/zero"),
+                ("is a device, not a file", "/dev/urandom"),
+                ("No such device or address", "socket"),
+                ("is larger than 1 GiB", "folder/huge"),
+                ("File name too long", "n" * 300),
+            ]
             if os.geteuid() != 0:  # root reads everything
                 self.file("folder/secret", b"1")
                 os.chmod(self.folder / "folder" / "secret", 0)
                 cases.append(("Permission denied", "folder/secret"))
-            little = {} if SANITIZED else self.limited(resource.RLIMIT_AS, 64 << 20)
             for command in READERS:
+                unlimited = SANITIZED or command[0] == "batch"  # its threads have stacks
+                little = {} if unlimited else self.limited(resource.RLIMIT_AS, 64 << 20)
                 for why, name in cases:
                     if (command[0], name) == ("batch", "folder/huge"):
                         continue  # a stream may be that long
                     with self.subTest(command, name=name):
-                        self.refuses(UNUSABLE, f"{name}: {why}", *given(command, name), **(little if command[0] != "batch" else {}))
+                        self.refuses(UNUSABLE, f"{name}: {why}", *given(command, name), **little)
 
     def test_keys_that_are_no_file(self):
         os.mkfifo(self.folder / "pipe")
@@ -239,14 +246,15 @@ class InputsTest(RobustnessTest):
         for name in (b"two words", b"line\nbreak", b"bell\a", b"escape\x1b[31m", b"quote\"'", b"\xff\xfe", b"\xe2\x80\xaeover",
                      b"-dash", b"tab\there", b"[a]", b"{}", b"%s"):
             with self.subTest(name):
-                for command in (["convert", "--to", "json", "--", name], ["convert", "--to", "xml", "device", b"--output=" + name + b"/x"]):
-                    run = subprocess.run([TAVIK, *command], cwd=self.folder, capture_output=True, check=False)
+                to_json = ["convert", "--to", "json"]
+                for arguments in (["--", name], ["device", b"--output=" + name + b"/x"]):
+                    run = subprocess.run([TAVIK, *to_json, *arguments], cwd=self.folder, capture_output=True, check=False)
                     self.assertEqual((run.returncode, run.stdout), (UNUSABLE, b""))
                     line = run.stderr.decode()  # is UTF-8, whatever the name is
                     self.assertTrue(line.startswith("tavik: convert: ") and line.endswith(": No such file or directory\n"), line)
                     self.assertTrue(all(character >= " " and character != "\u202e" for character in line[:-1]), ascii(line))
-                for command in (["convert", "--to", "json", "device", b"--output=" + name], ["convert", "--to", "json", "--", name]):
-                    run = subprocess.run([TAVIK, *command], cwd=self.folder, capture_output=True, check=False)
+                for arguments in (["device", b"--output=" + name], ["--", name]):
+                    run = subprocess.run([TAVIK, *to_json, *arguments], cwd=self.folder, capture_output=True, check=False)
                     self.assertEqual((run.returncode, run.stderr), (PASSED, b""))
                 self.assertEqual(json.loads(run.stdout), DEVICE)
 
@@ -255,7 +263,8 @@ class InputsTest(RobustnessTest):
         ours, theirs = socket.socketpair()
         with ours:
             theirs.setblocking(False)
-            process = subprocess.Popen([TAVIK, "convert", "--to", "xml", "-"], stdin=theirs, stdout=theirs, stderr=subprocess.PIPE)
+            command = [TAVIK, "convert", "--to", "xml", "-"]
+            process = subprocess.Popen(command, stdin=theirs, stdout=theirs, stderr=subprocess.PIPE)
             theirs.close()
             time.sleep(0.1)
             ours.sendall(text)
@@ -301,7 +310,8 @@ class OutputsTest(RobustnessTest):
                         (self.folder / "out").unlink(missing_ok=True)
                         if old:
                             self.file("out", old)
-                        self.refuses(UNUSABLE, "File too large", *given(command, "out"), **self.limited(resource.RLIMIT_FSIZE, limit))
+                        full = self.limited(resource.RLIMIT_FSIZE, limit)
+                        self.refuses(UNUSABLE, "File too large", *given(command, "out"), **full)
 
     def test_links_and_standard_output_by_name(self):
         os.mkdir(self.folder / "folder")
@@ -313,7 +323,8 @@ class OutputsTest(RobustnessTest):
 
         self.file("log", b"before\n")
         with open(self.folder / "log", "ab") as log:
-            run = subprocess.run([TAVIK, "convert", "--to", "json", "device", "-o", "/dev/stdout"], stdout=log, cwd=self.folder, check=False)
+            command = [TAVIK, "convert", "--to", "json", "device", "-o", "/dev/stdout"]
+            run = subprocess.run(command, stdout=log, cwd=self.folder, check=False)
         self.assertEqual(run.returncode, PASSED)
         before, after = (self.folder / "log").read_text().split("\n", 1)
         self.assertEqual((before, json.loads(after)), ("before", DEVICE))
@@ -326,7 +337,8 @@ class OutputsTest(RobustnessTest):
             with open("/dev/full", "wb") as full, open("/dev/null", "rb") as unwritable:
                 for stdout, why in ((full, "No space left on device"), (unwritable, "Bad file descriptor"), (gone, None)):
                     with self.subTest(command, why=why):
-                        run = subprocess.run([TAVIK, *command], cwd=self.folder, stdout=stdout, stderr=subprocess.PIPE, timeout=60, check=False)
+                        run = subprocess.run([TAVIK, *command], cwd=self.folder, stdout=stdout, stderr=subprocess.PIPE,
+                                             timeout=60, check=False)
                         lines = [line for line in run.stderr.decode().splitlines() if "no signature is checked" not in line]
                         self.assertEqual(run.returncode, UNUSABLE)
                         self.assertEqual(lines, [f"tavik: {where}standard output: {why}"] if why else [])
@@ -341,7 +353,8 @@ class OutputsTest(RobustnessTest):
             ("convert --to json device -o out", "<&- >&- 2>&-", PASSED, ""),
         ):
             with self.subTest(command, streams=streams):
-                run = subprocess.run(["sh", "-c", f'"$0" {command} {streams}', TAVIK], cwd=self.folder, capture_output=True, check=False)
+                run = subprocess.run(["sh", "-c", f'"$0" {command} {streams}', TAVIK], cwd=self.folder, capture_output=True,
+                                     check=False)
                 self.assertEqual((run.returncode, run.stdout, run.stderr.decode()), (status, b"", expected))
         self.assertEqual(json.loads((self.folder / "out").read_text()), DEVICE)
 
