@@ -214,7 +214,7 @@ enum class Kind : std::uint8_t { kString, kNumber, kBoolean, kData, kDate, kArra
 class TAVIK_EXPORT Value {
  public:
   /// The empty string.
-  Value() noexcept = default;
+  Value() noexcept { setWords({}); }
   /// Text in UTF-8, NUL characters included. Bytes that are no UTF-8 become U+FFFD, one for each malformed sequence, so
   /// that a string is valid whatever a host passes.
   Value(std::string_view text);
@@ -369,7 +369,7 @@ class TAVIK_EXPORT Value {
   void share() const noexcept;
   void release() noexcept;
 
-  alignas(8) unsigned char storage_[16] = {};
+  alignas(8) unsigned char storage_[16];  // set by every constructor, in halves
 };
 static_assert(sizeof(Value) == 16);
 

@@ -14,6 +14,7 @@
 #include <tavik/ManifestParser.h>
 
 #include "ManifestParser/TagNames.h"
+#include "values/SharedContents.h"
 #include "values/ValueAccess.h"
 
 namespace tavik {

@@ -3,6 +3,7 @@
 #include <tavik/ZRTTavikKernel.h>
 
 #include "kernel_private/DeviceRules.h"
+#include "values/DictionaryKey.h"
 #include "values/Format.h"
 #include "values/MaybeAbsent.h"
 #include "values/Text.h"
@@ -52,7 +53,7 @@ bool ZRTTavikKernel::visitDefinitions(const Dictionary& localRules, const Dictio
   error = local.report(*this);
   if (error) return false;
   for (const EntryList::Entry& entry : local.entries()) {
-    const Dictionary* definition = dictionaryOf(ValueAccess::find(rules_, *entry.name, entry.hash));
+    const Dictionary* definition = dictionaryOf(ValueAccess::find(rules_, detail::Sought(*entry.name), entry.hash));
     if (definition != nullptr) visit(*entry.name, *definition);
   }
   return true;

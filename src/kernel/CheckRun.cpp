@@ -4,6 +4,7 @@
 #include <tavik/TavikKernelVersion.h>
 #include <tavik/ZRTTavikKernel.h>
 
+#include <algorithm>
 #include <stdexcept>
 
 #include "kernel/PreparedDocuments.h"
@@ -37,9 +38,9 @@ class Records {
  public:
   explicit Records(std::size_t ruleCount) : slabs_((ruleCount + kOthers) * kBytesEach), records_(ruleCount + kOthers) {}
 
-  const Value& add(Dictionary&& record) noexcept { return records_.add(Value(std::move(record))); }
-  const Value& add(const Value& rule, bool result, Value&& actual, Value&& expected) {
-    return add(checkRecord(rule, result, std::move(actual), std::move(expected), slabs_));
+  void add(Dictionary&& record) noexcept { records_.add(Value(std::move(record))); }
+  void add(const Value& rule, bool result, Value&& actual, Value&& expected) {
+    records_.add(checkRecord(rule, result, std::move(actual), std::move(expected), slabs_));
   }
 
   [[nodiscard]] Value& last() noexcept { return records_.last(); }
@@ -71,8 +72,9 @@ class RuleRun {
   bool add(const PreparedRule& rule) {
     if (logs_) log(kernel_.platform(), "processing %@", rule.name);
     if (rule.wantsAbsence) return addNotPresent(rule);
-    const Value* attribute =
-        rule.attribute == nullptr ? nullptr : ValueAccess::find(attributes_, *rule.attribute, rule.attributeHash);
+    const Value* attribute = rule.attribute == nullptr ? nullptr
+                                                       : ValueAccess::find(attributes_, rule.attributeKey,
+                                                                           rule.attributeHash, rule.attributeGuess);
     if (attribute == nullptr) return addMissing(rule.attribute, rule, kDevice);
     if (rule.references == nullptr) return evaluate(rule, *attribute, rule.value, nullptr);
     return evaluateWithReferences(rule, *attribute);
@@ -205,6 +207,7 @@ class RuleRun {
 
 std::optional<Array> PreparedDocuments::check(const Dictionary& deviceAttributes, const Dictionary* sources,
                                               Dictionary* station, std::optional<Error>& error) const {
+  static const Value kernelVersion = formattedValue("%.4f", {TavikKernelVersionNumber});
   if (refusal_) return Array::of(*refusal_);
   Dictionary attributes = deviceAttributes;
   ZRTTavikKernel::expandSysConfigData(attributes);
@@ -212,8 +215,8 @@ std::optional<Array> PreparedDocuments::check(const Dictionary& deviceAttributes
 
   std::unique_ptr<const DeviceRules> unkept;
   const DeviceRules& rules = rulesFor(attributes, unkept);
-  Records records(rules.prepared.size());
-  records.add("TavikKernel lib version", true, formattedValue("%.4f", {TavikKernelVersionNumber}), "current library");
+  Records records(rules.count());
+  records.add("TavikKernel lib version", true, Value(kernelVersion), "current library");
   records.add(kLibraryVersion, true, versionText(kLibraryVersion, library_), "current rules");
   records.add(kLocalVersion, true, versionText(kLocalVersion, localRules_), "current rules");
   const Value logged(sources == nullptr ? Dictionary() : *sources);
@@ -225,15 +228,18 @@ std::optional<Array> PreparedDocuments::check(const Dictionary& deviceAttributes
     records.add("failed to build device specific rule list", false, error->localizedDescription(), "valid rule lists");
     return std::move(records).take();
   }
-  if (rules.prepared.empty()) {
+  if (rules.count() == 0) {
     records.add("Device Rules", false, "no rules specified", "valid rule lists");
     return std::move(records).take();
   }
 
   RuleRun run(kernel_, attributes, sources, station, error, records);
-  for (const PreparedRule& rule : rules.prepared) {
-    if (!run.add(rule)) return std::nullopt;
-  }
+  RuleMaker maker(library_, attributes, forMany_);
+  const auto evaluate = [&](const PreparedRule& rule) { return run.add(rule); };
+  const auto makeAndEvaluate = [&](const EntryList::Entry& entry) { return run.add(maker.make(entry)); };
+  const bool complete = forMany_ ? std::ranges::all_of(rules.prepared, evaluate)
+                                 : std::ranges::all_of(rules.local.entries(), makeAndEvaluate);
+  if (!complete) return std::nullopt;
   log(kernel_.platform(), "%@",
       std::string_view("-(NSArray*)check:(NSDictionary*)deviceAttributes rules:(NSDictionary*)sLocalRules "
                        "sourcesForReferenceValues:(NSDictionary*)sources error:(NSError**)e\n"));

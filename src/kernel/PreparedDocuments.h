@@ -18,12 +18,30 @@
 
 namespace tavik {
 
+/// Makes the rules of one device ready, one after the other.
+class RuleMaker {
+ public:
+  /// `device`, `forMany`: as for `PreparedRule`.
+  RuleMaker(const Dictionary& library, const Dictionary& device, bool forMany) noexcept
+      : library_(library), device_(device), forMany_(forMany) {}
+
+  PreparedRule make(const EntryList::Entry& local);
+
+ private:
+  const Dictionary& library_;
+  const Dictionary& device_;
+  bool forMany_;
+  std::uint32_t guess_ = 0;  // where the next definition may be: documents often list their rules in the same order
+};
+
 /// The rules of one kind of device.
 struct DeviceRules {
-  DeviceRules(LocalEntries entries, const Dictionary& library, bool forMany);
+  explicit DeviceRules(LocalEntries entries) : local(std::move(entries)) {}
+
+  [[nodiscard]] std::size_t count() const noexcept { return local.failed() ? 0 : local.entries().size(); }
 
   LocalEntries local;
-  std::vector<PreparedRule> prepared;  ///< one for each entry
+  std::vector<PreparedRule> prepared;  ///< one for each entry, where they are for more than one device
 };
 
 /// The rules that were made ready, by what a device selects of the local rules. Grows only, and whoever looks something
@@ -71,6 +89,7 @@ class PreparedDocuments {
   /// The rules for a device; `unkept` owns them where they are for this device alone.
   [[nodiscard]] const DeviceRules& rulesFor(const Dictionary& attributes,
                                             std::unique_ptr<const DeviceRules>& unkept) const;
+  void prepareAll(DeviceRules& rules, const Dictionary& device) const;
 
   PredicateKernel kernel_;
   Dictionary library_;

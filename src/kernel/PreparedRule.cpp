@@ -13,24 +13,35 @@ namespace tavik {
 
 using detail::ValueAccess;
 
-PreparedRule::PreparedRule(const EntryList::Entry& local, const Dictionary& library, bool forMany)
+PreparedRule::PreparedRule(const EntryList::Entry& local, const Dictionary* definition, const Dictionary& device,
+                           bool forMany)
     : name(*local.name), wantsAbsence(name.ifString()->starts_with("No Attribute")) {
-  if (const Dictionary* definition = dictionaryOf(ValueAccess::find(library, name, local.hash))) read(*definition);
-  if (attribute != nullptr) attributeHash = detail::Sought(*attribute).hash();
+  if (definition != nullptr) read(*definition);
+  if (attribute != nullptr) {
+    attributeKey = detail::Sought(*attribute);
+    attributeHash = attributeKey.hash();
+    if (forMany) {
+      const Value* found = ValueAccess::find(device, attributeKey, attributeHash);
+      if (found != nullptr) attributeGuess = ValueAccess::positionOf(device, *found);
+    } else {
+      ValueAccess::prefetch(device, attributeHash);
+    }
+  }
   for (const auto& [key, entry] : detail::entriesOf(*local.value->ifDictionary())) {
     if (ValueAccess::is(key, "value")) value = &entry;
   }
   takesValueFromReference = references != nullptr && value == nullptr && predicate != nullptr &&
                             ZRTTavikKernel::useReferenceForValue(*predicate->ifString());
-  if (predicate != nullptr) call = prepared(*ValueAccess::text(*predicate), forMany);
+  if (predicate != nullptr) prepare(call, *ValueAccess::text(*predicate), forMany);
   if (call.operation != nullptr) return;  // one word, and known
   const Expression parsed = expression();
   errorCode = parsed.errorCode;
   combination = parsed.combination;
   if (errorCode != 0) return;
-  call = prepared(parsed.words[0], forMany);
+  prepare(call, parsed.words[0], forMany);
   if (combination == Expression::Operator::kAnd || combination == Expression::Operator::kOr) {
-    secondCall = std::make_unique<const PreparedCall>(prepared(parsed.words[1], forMany));
+    secondCall = std::make_unique<PreparedCall>();
+    prepare(*secondCall, parsed.words[1], forMany);
   }
 }
 
@@ -52,15 +63,15 @@ void PreparedRule::read(const Dictionary& definition) {
   }
 }
 
-PreparedCall PreparedRule::prepared(std::string_view word, bool forMany) const {
-  PreparedCall made = {.operation = findOperation(word), .comparison = nullptr, .expected = {}};
+// Looks the word up in what is an empty call.
+void PreparedRule::prepare(PreparedCall& made, std::string_view word, bool forMany) const {
+  made.operation = findOperation(word);
   const bool callsWithReferences = references != nullptr && !takesValueFromReference;
-  if (made.operation == nullptr || callsWithReferences) return made;
+  if (made.operation == nullptr || callsWithReferences) return;
   const auto* comparison = std::get_if<const Comparison*>(&made.operation->call);
-  if (comparison == nullptr) return made;
+  if (comparison == nullptr) return;
   made.comparison = *comparison;
   if (forMany && !takesValueFromReference) made.expected = made.comparison->expected(value, nullptr);
-  return made;
 }
 
 }  // namespace tavik

@@ -6,6 +6,7 @@
 #include <tavik/Value.h>
 
 #include <cstdint>
+#include <limits>
 #include <memory>
 #include <optional>
 #include <string_view>
@@ -13,6 +14,7 @@
 #include "AbstractTree/Expression.h"
 #include "kernel_algorithms/OperationRegistry.h"
 #include "kernel_private/DeviceRules.h"
+#include "values/DictionaryKey.h"
 
 namespace tavik {
 
@@ -25,21 +27,27 @@ struct PreparedCall {
 
 /// Borrows from the rule library and the local rules.
 struct PreparedRule {
+  /// `definition`: the rule library's, null when it has none.
+  /// `device`: the attributes of the first device with the rule, which others of its station list alike.
   /// `forMany`: the rule is for many devices, so that what records say of the expected value is made once.
-  PreparedRule(const EntryList::Entry& local, const Dictionary& library, bool forMany);
+  PreparedRule(const EntryList::Entry& local, const Dictionary* definition, const Dictionary& device, bool forMany);
 
   /// The names of its predicates, which only say something when none of them is known.
   [[nodiscard]] Expression expression() const noexcept;
 
+  static constexpr std::uint32_t kUnguessed = std::numeric_limits<std::uint32_t>::max();
+
   const Value& name;
-  const Value* attribute = nullptr;   ///< a string; null: the rule names none
-  std::uint64_t attributeHash = 0;    ///< of the attribute as a key
-  const Value* value = nullptr;       ///< the expected value, may be null
-  const Value* references = nullptr;  ///< as the rule has them, may be null
-  const Value* predicate = nullptr;   ///< a string; null: the rule names none
+  const Value* attribute = nullptr;  ///< a string; null: the rule names none
+  detail::Sought attributeKey{std::string_view()};
+  std::uint64_t attributeHash = 0;            ///< of that key
+  std::uint32_t attributeGuess = kUnguessed;  ///< where the attribute was among those of `device`
+  const Value* value = nullptr;               ///< the expected value, may be null
+  const Value* references = nullptr;          ///< as the rule has them, may be null
+  const Value* predicate = nullptr;           ///< a string; null: the rule names none
   PreparedCall call;
-  std::unique_ptr<const PreparedCall> secondCall;  ///< of the second predicate, where two are combined
-  std::int32_t errorCode = 0;                      ///< 0, or that of a malformed expression
+  std::unique_ptr<PreparedCall> secondCall;  ///< of the second predicate, where two are combined
+  std::int32_t errorCode = 0;                ///< 0, or that of a malformed expression
   Expression::Operator combination = Expression::Operator::kNone;
   bool wantsAbsence = false;
   bool hidesResult = false;
@@ -47,7 +55,7 @@ struct PreparedRule {
 
  private:
   void read(const Dictionary& definition);
-  [[nodiscard]] PreparedCall prepared(std::string_view word, bool forMany) const;
+  void prepare(PreparedCall& call, std::string_view word, bool forMany) const;
 };
 
 }  // namespace tavik

@@ -7,10 +7,15 @@
 
 #include "kernel/PreparedDocuments.h"
 #include "kernel_algorithms/RuleResult.h"
+#include "values/DictionaryKey.h"
+#include "values/MaybeAbsent.h"
+#include "values/ValueAccess.h"
 
 namespace tavik {
 
 namespace {
+
+using detail::ValueAccess;
 
 Dictionary failure(std::string_view rule, std::string_view actual, std::string_view expected) {
   Dictionary record = ruleResult(false, actual, expected);
@@ -20,10 +25,10 @@ Dictionary failure(std::string_view rule, std::string_view actual, std::string_v
 
 }  // namespace
 
-DeviceRules::DeviceRules(LocalEntries entries, const Dictionary& library, bool forMany) : local(std::move(entries)) {
-  if (local.failed()) return;
-  prepared.reserve(local.entries().size());
-  for (const EntryList::Entry& entry : local.entries()) prepared.emplace_back(entry, library, forMany);
+PreparedRule RuleMaker::make(const EntryList::Entry& local) {
+  const Value* definition = ValueAccess::find(library_, detail::Sought(*local.name), local.hash, guess_);
+  if (definition != nullptr) guess_ = ValueAccess::positionOf(library_, *definition) + 1;
+  return {local, dictionaryOf(definition), device_, forMany_};
 }
 
 DeviceRulesCache::~DeviceRulesCache() {
@@ -52,7 +57,7 @@ const DeviceRules* DeviceRulesCache::find(const Selection& selection) const noex
 const DeviceRules& DeviceRulesCache::keep(const Selection& selection, std::unique_ptr<const DeviceRules>& rules) {
   const DeviceRules& used = *rules;
   auto kept = std::make_unique<Kept>(Kept{selection, nullptr, nullptr});
-  const std::size_t count = used.prepared.size();
+  const std::size_t count = used.count();
   if (ruleCount_.fetch_add(count, std::memory_order_relaxed) + count > kMostRules) {
     ruleCount_.fetch_sub(count, std::memory_order_relaxed);
     return used;
@@ -90,12 +95,21 @@ const DeviceRules& PreparedDocuments::rulesFor(const Dictionary& attributes,
   std::optional<AssemblyFailure> refusal;
   const auto selection = select(localRules_, attributes.find("ModelNumber"), attributes.find("RegionInfo"), refusal);
   if (!selection) {
-    unkept = std::make_unique<const DeviceRules>(LocalEntries(*std::move(refusal)), library_, forMany_);
+    unkept = std::make_unique<const DeviceRules>(LocalEntries(*std::move(refusal)));
     return *unkept;
   }
   if (const DeviceRules* kept = cache_.find(*selection)) return *kept;
-  unkept = std::make_unique<const DeviceRules>(LocalEntries(localRules_, *selection), library_, forMany_);
-  return cache_.keep(*selection, unkept);
+  auto rules = std::make_unique<DeviceRules>(LocalEntries(localRules_, *selection));
+  if (forMany_) prepareAll(*rules, attributes);
+  unkept = std::move(rules);
+  return forMany_ ? cache_.keep(*selection, unkept) : *unkept;
+}
+
+void PreparedDocuments::prepareAll(DeviceRules& rules, const Dictionary& device) const {
+  if (rules.local.failed()) return;
+  RuleMaker maker(library_, device, /*forMany=*/true);
+  rules.prepared.reserve(rules.count());
+  for (const EntryList::Entry& entry : rules.local.entries()) rules.prepared.push_back(maker.make(entry));
 }
 
 PreparedRules::PreparedRules(std::unique_ptr<const PreparedDocuments> documents) : documents_(std::move(documents)) {}

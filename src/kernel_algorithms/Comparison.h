@@ -9,9 +9,7 @@
 #include <cstddef>
 #include <string_view>
 
-#include "values/Description.h"
 #include "values/SharedContents.h"
-#include "values/TextBuffer.h"
 
 namespace tavik {
 
@@ -41,13 +39,13 @@ struct Pattern {
   char text[kSize] = {};
 };
 
-/// An "expected" that is a pattern about the expected value.
+/// An "expected" that is a text and the expected value's description.
+Value expectedAfter(std::string_view before, const Value* value, detail::SlabCutter* slabs);
+
+/// The same as a pattern about the expected value.
 template <Pattern kPattern>
 Value expectedText(const Value* value, detail::SlabCutter* slabs) {
-  TextBuffer text;
-  text.append(kPattern.beforeValue());
-  appendDescription(text, value);
-  return detail::ValueAccess::string(text.view(), slabs);
+  return expectedAfter(kPattern.beforeValue(), value, slabs);
 }
 
 /// An "expected" about the elements of a list, with `delineator` between them.

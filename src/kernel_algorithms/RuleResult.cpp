@@ -7,6 +7,7 @@
 #include <stdexcept>
 
 #include "kernel_algorithms/Comparison.h"
+#include "values/Description.h"
 #include "values/Format.h"
 #include "values/MaybeAbsent.h"
 #include "values/SharedContents.h"
@@ -39,11 +40,11 @@ RuleResult RuleResult::of(const Dictionary& record) {
 Dictionary RuleResult::record() && {
   constexpr std::size_t kMostEntries = 5;  // with "rule" and "attributes"
   SmallDictionary record(Entries::make(kMostEntries));
-  record.add(ValueAccess::literal("result"), Value(result));
-  record.add(ValueAccess::literal("actual"), std::move(actual));
-  record.add(ValueAccess::literal("expected"), std::move(expected));
-  if (attributes) record.add(ValueAccess::literal("attributes"), *std::move(attributes));
-  return std::move(record).take();
+  record.add("result", Value(result));
+  record.add("actual", std::move(actual));
+  record.add("expected", std::move(expected));
+  if (attributes) record.add("attributes", *std::move(attributes));
+  return ValueAccess::dictionary(std::move(record).take());
 }
 
 Dictionary ruleResult(bool result, Value actual, Value expected) {
@@ -74,16 +75,19 @@ Value expectedList(std::string_view before, const Value* list, std::string_view 
   TextBuffer text;
   text.append(before);
   appendList(text, list, delineator);
-  return ValueAccess::string(text.view(), slabs);
+  return ValueAccess::joined({}, text.view(), slabs);
+}
+
+Value expectedAfter(std::string_view before, const Value* value, SlabCutter* slabs) {
+  if (const auto text = textOf(value)) return ValueAccess::joined(before, *text, slabs);
+  const auto integer = value == nullptr ? std::nullopt : value->ifInteger();
+  if (integer) return ValueAccess::joined(before, IntegerText(*integer).view(), slabs);
+  TextBuffer text;
+  appendDescription(text, value);
+  return ValueAccess::joined(before, text.view(), slabs);
 }
 
 Value expectedOneOf(const Value* list, SlabCutter* slabs) { return expectedList("one of ", list, ",", slabs); }
-
-bool readsAsScalar(const Value* value) noexcept {
-  if (value == nullptr) return true;
-  const Kind kind = value->kind();
-  return kind == Kind::kNumber || kind == Kind::kString || kind == Kind::kBoolean;
-}
 
 Dictionary ZRTTavikKernel::buildResult(bool result, const Value* actual, const Value* expected) {
   return ruleResult(result, present(actual, "actual"), present(expected, "expected"));

@@ -30,15 +30,14 @@ struct RuleResult {
 };
 
 /// The record of a check run, cut from slabs.
-inline Dictionary checkRecord(const Value& rule, bool result, Value&& actual, Value&& expected,
-                              detail::SlabCutter& slabs) {
-  using detail::ValueAccess;
+inline Value checkRecord(const Value& rule, bool result, Value&& actual, Value&& expected, detail::SlabCutter& slabs) {
+  Value name = detail::ValueAccess::copied(rule, slabs);
   detail::SmallDictionary record(detail::Entries::make(4, slabs));
-  record.add(ValueAccess::literal("rule"), ValueAccess::copied(rule, slabs));
-  record.add(ValueAccess::literal("result"), Value(result));
-  record.add(ValueAccess::literal("actual"), std::move(actual));
-  record.add(ValueAccess::literal("expected"), std::move(expected));
-  return std::move(record).take();
+  record.add("rule", std::move(name));
+  record.add("result", Value(result));
+  record.add("actual", std::move(actual));
+  record.add("expected", std::move(expected));
+  return detail::ValueAccess::valueOf(std::move(record).take());
 }
 
 /// A record of "result", "actual" and "expected", with room for "rule".
@@ -59,7 +58,11 @@ Value descriptionValue(const Value* value);
 Value listText(const Value* list, std::string_view delineator);
 
 /// Whether a predicate may read a number or a truth from the value: a number, a boolean, a string or nothing at all.
-bool readsAsScalar(const Value* value) noexcept;
+inline bool readsAsScalar(const Value* value) noexcept {
+  if (value == nullptr) return true;
+  const Kind kind = value->kind();
+  return kind == Kind::kNumber || kind == Kind::kString || kind == Kind::kBoolean;
+}
 
 }  // namespace tavik
 

@@ -4,11 +4,13 @@
 
 #include <tavik/ZRTTavikKernel.h>
 
+#include <algorithm>
 #include <bit>
 
 #include "values/DictionaryKey.h"
 #include "values/Format.h"
 #include "values/MaybeAbsent.h"
+#include "values/SharedContents.h"
 #include "values/ValueAccess.h"
 
 namespace tavik {
@@ -119,12 +121,12 @@ void LocalEntries::assemble(const Dictionary& rules, const Selection& selection)
   if (generic == nullptr) return;
   list.setAll(*generic);
   if (!expandSets(rules, list, failure_)) return;
-  entries_.reserve(list.all().size());
-  for (const EntryList::Entry& entry : list.all()) {
-    if (entry.name == nullptr) continue;
-    entries_.push_back(entry);
-    if (dictionaryUnder(*entry.value, *entry.name->ifString(), failure_) == nullptr) return;
-  }
+  entries_ = std::move(list).take();
+  const auto malformed = std::ranges::find_if(
+      entries_, [](const EntryList::Entry& entry) { return entry.value->ifDictionary() == nullptr; });
+  if (malformed == entries_.end()) return;
+  dictionaryUnder(*malformed->value, *malformed->name->ifString(), failure_);
+  entries_.erase(malformed + 1, entries_.end());
 }
 
 std::optional<Error> LocalEntries::report(const PredicateKernel& kernel) const {
@@ -159,6 +161,11 @@ void EntryList::set(const Value& name, const Value& value) {
 void EntryList::setAll(const Dictionary& layer) {
   reserve(layer.size());
   for (auto item = layer.begin(); item != layer.end(); ++item) set(item.key(), item.value());
+}
+
+std::vector<EntryList::Entry> EntryList::take() && {
+  if (erases_) std::erase_if(entries_, [](const Entry& entry) { return entry.name == nullptr; });
+  return std::move(entries_);
 }
 
 Dictionary EntryList::dictionary() const {
@@ -216,7 +223,7 @@ std::optional<Dictionary> ZRTTavikKernel::makeDeviceRules(const Dictionary& rule
   Dictionary deviceRules;
   deviceRules.reserve(local.entries().size());
   for (const EntryList::Entry& entry : local.entries()) {
-    const Dictionary* definition = dictionaryOf(ValueAccess::find(rules_, *entry.name, entry.hash));
+    const Dictionary* definition = dictionaryOf(ValueAccess::find(rules_, detail::Sought(*entry.name), entry.hash));
     Dictionary rule = definition == nullptr ? Dictionary() : *definition;
     if (const Value* value = entry.value->ifDictionary()->find("value")) rule.set("value", *value);
     ValueAccess::addNew(deviceRules, *entry.name, std::move(rule));

@@ -48,16 +48,22 @@ class EntryList {
   void reserve(std::size_t count);
   void set(const Value& name, const Value& value);
   void setAll(const Dictionary& layer);
-  void erase(std::size_t position) noexcept { entries_[position].name = nullptr; }
+  void erase(std::size_t position) noexcept {
+    entries_[position].name = nullptr;
+    erases_ = true;
+  }
 
   /// Erased ones among them.
   [[nodiscard]] const std::vector<Entry>& all() const noexcept { return entries_; }
   [[nodiscard]] Dictionary dictionary() const;
+  /// Those that are not erased.
+  [[nodiscard]] std::vector<Entry> take() &&;
 
  private:
   [[nodiscard]] std::uint32_t& slotFor(const Value& name, std::uint64_t hash) noexcept;
 
   std::vector<Entry> entries_;
+  bool erases_ = false;
   std::vector<std::uint32_t> slots_;  // positions plus one, 0 where free; a power of two, at least twice the entries
 };
 

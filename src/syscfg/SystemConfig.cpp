@@ -11,6 +11,7 @@
 #include <tavik/SystemConfig.h>
 
 #include "values/Text.h"
+#include "values/SharedContents.h"
 #include "values/ValueAccess.h"
 
 namespace tavik {

@@ -6,6 +6,7 @@
 #include <memory>
 #include <stdexcept>
 
+#include "values/DictionaryKey.h"
 #include "values/SharedContents.h"
 
 namespace tavik {
@@ -38,7 +39,11 @@ const Value& Array::at(std::size_t index) const {
   return begin()[index];
 }
 
-bool Array::contains(const Value& value) const { return std::find(begin(), end(), value) != end(); }
+bool Array::contains(const Value& value) const {
+  if (!value.isString()) return std::find(begin(), end(), value) != end();
+  const detail::Sought text(value);
+  return std::ranges::any_of(*this, [&](const Value& element) { return text.is(element); });
+}
 
 void Array::append(Value value) {
   constexpr std::size_t kFirstRoom = 4;

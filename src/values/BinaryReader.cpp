@@ -13,6 +13,7 @@
 
 #include "values/DateText.h"
 #include "values/PropertyListEncodings.h"
+#include "values/SharedContents.h"
 #include "values/Text.h"
 #include "values/ValueAccess.h"
 
@@ -166,7 +167,11 @@ class BinaryReader {
  public:
   explicit BinaryReader(ByteSpan document);
 
-  Value read() { return object(top_, document_.size() - kTrailerSize + 16, 1).value; }
+  Value read() {
+    Value top = ValueAccess::copiedUnseen(object(top_, document_.size() - kTrailerSize + 16, 1).value);
+    for (Object& object : objects_) ValueAccess::releaseUnseen(object.value);
+    return top;
+  }
 
  private:
   enum class State : std::uint8_t { kUnread, kOpen, kRead };
@@ -284,7 +289,7 @@ void BinaryReader::readArray(Object& object, Cursor& cursor, unsigned lowerHalf,
   for (; offset < cursor.offset(); offset += referenceSize_) {
     const Object& element = referredObject(offset, depth + 1);
     enclose(object, element, cursor, depth);
-    open_.addElement(Value(element.value));
+    open_.addElement(ValueAccess::copiedUnseen(element.value));
   }
   object.value = open_.closeArray(begin);
 }
@@ -302,7 +307,7 @@ void BinaryReader::readDictionary(Object& object, Cursor& cursor, unsigned lower
     enclose(object, key, cursor, depth);
     const Object& value = referredObject(offset + keysSize, depth + 1);
     enclose(object, value, cursor, depth);
-    open_.addEntry({key.value, value.value}, offset);
+    open_.addEntry({ValueAccess::copiedUnseen(key.value), ValueAccess::copiedUnseen(value.value)}, offset);
   }
   object.value = open_.closeDictionary(begin);
 }

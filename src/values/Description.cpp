@@ -11,8 +11,12 @@
 #include <vector>
 
 #include "values/DateText.h"
+#include "values/SharedContents.h"
+#include "values/ValueAccess.h"
 
 namespace tavik {
+
+using detail::ValueAccess;
 
 namespace {
 
@@ -172,21 +176,12 @@ class Listing {
 void appendElements(TextBuffer& text, const Array& array, std::string_view delineator) {
   for (const Value& element : array) {
     if (&element != array.begin()) text.append(delineator);
-    appendDescription(text, &element);
+    const auto string = ValueAccess::text(element);
+    string ? text.append(*string) : appendDescription(text, &element);
   }
 }
 
-void appendHexByte(TextBuffer& text, std::uint8_t byte) {
-  constexpr std::string_view kDigits = "0123456789abcdef";
-  const std::array<char, 2> digits = {kDigits[byte >> 4], kDigits[byte & 0xF]};
-  text.append({digits.data(), digits.size()});
-}
-
-void appendNumber(TextBuffer& text, std::int64_t number) {
-  std::array<char, 24> digits;
-  const auto end = std::to_chars(digits.begin(), digits.end(), number).ptr;
-  text.append({digits.data(), end});
-}
+void appendNumber(TextBuffer& text, std::int64_t number) { text.append(IntegerText(number).view()); }
 
 // Shortest text that reads back: in plain notation where that stays short, else with an exponent.
 void appendNumber(TextBuffer& text, double number) {

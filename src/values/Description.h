@@ -5,6 +5,11 @@
 
 #include <tavik/Value.h>
 
+#include <array>
+#include <charconv>
+#include <cstdint>
+#include <string_view>
+
 #include "values/TextBuffer.h"
 
 namespace tavik {
@@ -18,7 +23,24 @@ void appendDescription(TextBuffer& text, const Dictionary& dictionary);
 void appendElements(TextBuffer& text, const Array& array, std::string_view delineator);
 
 /// Two lower-case hexadecimal digits.
-void appendHexByte(TextBuffer& text, std::uint8_t byte);
+inline void appendHexByte(TextBuffer& text, std::uint8_t byte) {
+  constexpr std::string_view kDigits = "0123456789abcdef";
+  const std::array<char, 2> digits = {kDigits[byte >> 4], kDigits[byte & 0xF]};
+  text.append({digits.data(), digits.size()});
+}
+
+/// The decimal text of an integer.
+class IntegerText {
+ public:
+  explicit IntegerText(std::int64_t number) noexcept
+      : size_(static_cast<std::size_t>(std::to_chars(digits_.begin(), digits_.end(), number).ptr - digits_.begin())) {}
+
+  [[nodiscard]] std::string_view view() const noexcept { return {digits_.data(), size_}; }
+
+ private:
+  std::array<char, 20> digits_;
+  std::size_t size_;
+};
 
 /// Decimal text of a number.
 void appendNumber(TextBuffer& text, std::int64_t number);

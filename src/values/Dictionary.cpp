@@ -52,10 +52,11 @@ void index(Entries* entries) noexcept {
   }
 }
 
-Entry* findEntry(Entries* entries, const Sought& key) noexcept {
+// `hash`: the key's, where it is known.
+Entry* findEntry(Entries* entries, const Sought& key, std::optional<std::uint64_t> hash = std::nullopt) noexcept {
   if (entries == nullptr) return nullptr;
   if (entries->isIndexed()) {
-    const std::uint32_t place = slotFor(entries, key, key.hash()).place;
+    const std::uint32_t place = slotFor(entries, key, hash ? *hash : key.hash()).place;
     return place == 0 ? nullptr : entries->begin() + (place - 1);
   }
   const auto found = std::ranges::find_if(*entries, [&](const Entry& entry) { return key.is(entry.key); });
@@ -111,11 +112,9 @@ const Value* ValueAccess::find(const Dictionary& dictionary, const Value& key) n
   return entry == nullptr ? nullptr : &entry->value;
 }
 
-const Value* ValueAccess::find(const Dictionary& dictionary, const Value& key, std::uint64_t hash) noexcept {
-  Entries* entries = dictionary.entries_;
-  if (entries == nullptr || !entries->isIndexed()) return find(dictionary, key);
-  const std::uint32_t place = slotFor(entries, Sought(key), hash).place;
-  return place == 0 ? nullptr : &entries->begin()[place - 1].value;
+const Value* ValueAccess::find(const Dictionary& dictionary, const Sought& key, std::uint64_t hash) noexcept {
+  const Entry* entry = findEntry(dictionary.entries_, key, hash);
+  return entry == nullptr ? nullptr : &entry->value;
 }
 
 std::optional<std::string_view> Dictionary::findString(std::string_view key) const noexcept {

@@ -60,6 +60,13 @@ class Sought {
   bool isShort_;
 };
 
+inline const Value* ValueAccess::find(const Dictionary& dictionary, const Sought& key, std::uint64_t hash,
+                                      std::uint32_t guess) noexcept {
+  const std::span<const Entry> entries = entriesOf(dictionary);
+  if (guess < entries.size() && key.is(entries[guess].key)) return &entries[guess].value;
+  return find(dictionary, key, hash);
+}
+
 }  // namespace tavik::detail
 
 #endif

@@ -17,6 +17,7 @@
 #include <string_view>
 #include <utility>
 
+#include "values/CopyBytes.h"
 #include "values/Slab.h"
 #include "values/ValueAccess.h"
 
@@ -30,6 +31,14 @@ class Shared {
   explicit Shared(std::size_t slabUnit) noexcept : owners_(slabUnit << kOwnerBits | 1) {}
 
   void addOwner() noexcept { owners_.fetch_add(1, std::memory_order_relaxed); }
+  /// The same while no other thread knows of the block.
+  void addOwnerUnseen() noexcept {
+    owners_.store(owners_.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
+  }
+  /// Lets go of one of several owners while no other thread knows of the block.
+  void dropOwnerUnseen() noexcept {
+    owners_.store(owners_.load(std::memory_order_relaxed) - 1, std::memory_order_relaxed);
+  }
   /// Whether that was the last owner. The only one can tell without a write that others would have to wait for.
   bool dropOwner() noexcept {
     return hasOneOwner() || (owners_.fetch_sub(1, std::memory_order_acq_rel) & kOwnerMask) == 1;
@@ -61,8 +70,9 @@ struct Bytes : Shared {
 
   std::size_t size = 0;
 
-  static Bytes* make(const void* bytes, std::size_t size);
-  static Bytes* make(std::string_view text, SlabCutter& slabs);
+  /// Their bytes are still to be written.
+  static Bytes* make(std::size_t size);
+  static Bytes* make(std::size_t size, SlabCutter& slabs);
   [[nodiscard]] const unsigned char* begin() const noexcept { return reinterpret_cast<const unsigned char*>(this + 1); }
   [[nodiscard]] std::string_view text() const noexcept { return {reinterpret_cast<const char*>(this + 1), size}; }
 };
@@ -126,11 +136,10 @@ class FixedArray {
  public:
   explicit FixedArray(std::size_t room) : array_(ValueAccess::array(Elements::make(room))) {}
 
-  const Value& add(Value&& value) noexcept {
+  void add(Value&& value) noexcept {
     Elements* elements = ValueAccess::block(array_);
-    const Value& added = *std::construct_at(elements->end(), std::move(value));
+    new (elements->end()) Value(std::move(value));
     ++elements->size;
-    return added;
   }
   [[nodiscard]] Value& last() noexcept { return ValueAccess::block(array_)->end()[-1]; }
   Array take() && noexcept { return std::move(array_); }
@@ -139,30 +148,32 @@ class FixedArray {
   Array array_;
 };
 
-/// A dictionary under construction, of entries whose keys are known to differ and are few enough to be scanned.
+/// A dictionary under construction, of entries whose keys are known to differ and are few enough to be scanned. Nothing
+/// that may fail stands between its making and `take`.
 class SmallDictionary {
  public:
   /// Of a block that is empty.
-  explicit SmallDictionary(Entries* block) noexcept
-      : dictionary_(ValueAccess::dictionary(block)), entries_(block), end_(block->begin()) {}
+  explicit SmallDictionary(Entries* block) noexcept : entries_(block), end_(block->begin()) {}
 
-  void add(Value&& key, Value&& value) noexcept { std::construct_at(end_++, Entry{std::move(key), std::move(value)}); }
-  Dictionary take() && noexcept {
+  void add(ValueAccess::Literal key, Value&& value) noexcept {
+    new (&end_->key) Value(ValueAccess::literal(key));
+    new (&end_->value) Value(std::move(value));
+    ++end_;
+  }
+  Entries* take() && noexcept {
     entries_->size = static_cast<std::uint32_t>(end_ - entries_->begin());
-    return std::move(dictionary_);
+    return entries_;
   }
 
  private:
-  Dictionary dictionary_;
   Entries* entries_;
   Entry* end_;
 };
 
-inline Bytes* Bytes::make(std::string_view text, SlabCutter& slabs) {
-  const auto [memory, unit] = slabs.cut(sizeof(Bytes) + text.size());
+inline Bytes* Bytes::make(std::size_t size, SlabCutter& slabs) {
+  const auto [memory, unit] = slabs.cut(sizeof(Bytes) + size);
   auto* block = new (memory) Bytes(unit);
-  block->size = text.size();
-  std::memcpy(static_cast<void*>(block + 1), text.data(), text.size());
+  block->size = size;
   return block;
 }
 
@@ -175,22 +186,77 @@ inline std::optional<std::string_view> ValueAccess::text(const Value& value) noe
   return isLong(value) ? (*value.contents<Bytes*>())->text() : value.ifString();
 }
 
-inline Value ValueAccess::string(std::string_view wellFormed, SlabCutter* slabs) {
-  const bool isCut =
-      slabs != nullptr && wellFormed.size() > kLongestShort && SlabCutter::takes(sizeof(Bytes) + wellFormed.size());
-  return isCut ? Value(Value::kLongString, Bytes::make(wellFormed, *slabs)) : string(wellFormed);
+inline Value ValueAccess::string(std::string_view wellFormed) { return joined({}, wellFormed, nullptr); }
+
+inline Value ValueAccess::joined(std::string_view first, std::string_view second, SlabCutter* slabs) {
+  const std::size_t size = first.size() + second.size();
+  Value value;
+  char* text = reinterpret_cast<char*>(value.storage_);
+  if (size <= kLongestShort) {
+    text[kLongestShort] = static_cast<char>(size);
+  } else {
+    Bytes* bytes =
+        slabs != nullptr && SlabCutter::takes(sizeof(Bytes) + size) ? Bytes::make(size, *slabs) : Bytes::make(size);
+    value = Value(Value::kLongString, bytes);
+    text = reinterpret_cast<char*>(bytes + 1);
+  }
+  copyBytes(text, first.data(), first.size());
+  copyBytes(text + first.size(), second.data(), second.size());
+  return value;
+}
+
+inline Shared* ValueAccess::contentsOf(const Value& value) noexcept {
+  switch (value.tag()) {
+    case Value::kLongString:
+      return *value.contents<Bytes*>();
+    case Value::kData:
+      return value.contents<Data>()->bytes_;
+    case Value::kArray:
+      return value.contents<Array>()->elements_;
+    case Value::kDictionary:
+      return value.contents<Dictionary>()->entries_;
+    default:
+      return nullptr;
+  }
+}
+
+inline Value ValueAccess::copiedUnseen(const Value& value) noexcept {
+  if (Shared* contents = contentsOf(value)) contents->addOwnerUnseen();
+  Value copy;
+  copy.setWords(value.words());
+  return copy;
+}
+
+inline void ValueAccess::releaseUnseen(Value& value) noexcept {
+  Shared* contents = contentsOf(value);
+  if (contents == nullptr || contents->hasOneOwner()) return;
+  contents->dropOwnerUnseen();
+  value.setWords({});
 }
 
 inline Value ValueAccess::copied(const Value& value, SlabCutter& slabs) {
   if (!isLong(value)) return value;
   const std::string_view text = (*value.contents<Bytes*>())->text();
-  return SlabCutter::takes(sizeof(Bytes) + text.size()) ? Value(Value::kLongString, Bytes::make(text, slabs)) : value;
+  if (!SlabCutter::takes(sizeof(Bytes) + text.size())) return value;
+  Bytes* bytes = Bytes::make(text.size(), slabs);
+  copyBytes(reinterpret_cast<char*>(bytes + 1), text.data(), text.size());
+  return {Value::kLongString, bytes};
 }
 
 /// The entries, erased ones among them; their keys equal no text.
 inline std::span<const Entry> entriesOf(const Dictionary& dictionary) noexcept {
   Entries* block = ValueAccess::block(dictionary);
   return block == nullptr ? std::span<const Entry>() : std::span<const Entry>(block->begin(), block->size);
+}
+
+inline void ValueAccess::prefetch(const Dictionary& dictionary, std::uint64_t hash) noexcept {
+  Entries* entries = block(dictionary);
+  if (entries != nullptr && entries->isIndexed()) __builtin_prefetch(&entries->slots()[hash & entries->slotMask]);
+}
+
+inline std::uint32_t ValueAccess::positionOf(const Dictionary& dictionary, const Value& found) noexcept {
+  const auto* entry = reinterpret_cast<const Entry*>(&found - 1);
+  return static_cast<std::uint32_t>(entry - block(dictionary)->begin());
 }
 
 /// Destroys a container that has lost its last owner, and whatever it alone owned, at any depth: dead containers wait

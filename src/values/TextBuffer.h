@@ -4,22 +4,19 @@
 #define TAVIK_VALUES_TEXT_BUFFER_H
 
 #include <array>
-#include <cstring>
 #include <string>
 #include <string_view>
+
+#include "values/CopyBytes.h"
 
 namespace tavik {
 
 class TextBuffer {
  public:
   void append(std::string_view text) {
-    if (overflow_.empty() && size_ + text.size() <= inPlace_.size()) {
-      if (!text.empty()) std::memcpy(inPlace_.data() + size_, text.data(), text.size());
-      size_ += text.size();
-      return;
-    }
-    if (overflow_.empty()) overflow_.assign(inPlace_.data(), size_);
-    overflow_.append(text);
+    if (text.size() > inPlace_.size() - size_) return appendBeyond(text);
+    copyBytes(inPlace_.data() + size_, text.data(), text.size());
+    size_ += text.size();
   }
   void append(char character) { append(std::string_view(&character, 1)); }
 
@@ -28,6 +25,12 @@ class TextBuffer {
   }
 
  private:
+  void appendBeyond(std::string_view text) {
+    if (overflow_.empty()) overflow_.assign(inPlace_.data(), size_);
+    overflow_.append(text);
+    size_ = inPlace_.size();  // nothing goes there any more
+  }
+
   std::array<char, 256> inPlace_;
   std::size_t size_ = 0;
   std::string overflow_;

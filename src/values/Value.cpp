@@ -28,11 +28,10 @@ Block* makeBlock(std::size_t capacity, std::size_t elementSize, std::size_t extr
 
 }  // namespace
 
-Bytes* Bytes::make(const void* bytes, std::size_t size) {
+Bytes* Bytes::make(std::size_t size) {
   if (size > std::numeric_limits<std::size_t>::max() / 2) throw std::bad_alloc();
   auto* block = new (::operator new(sizeof(Bytes) + size)) Bytes;
   block->size = size;
-  std::memcpy(static_cast<void*>(block + 1), bytes, size);
   return block;
 }
 
@@ -43,16 +42,6 @@ Entries* Entries::make(std::size_t capacity) {
   auto* block = makeBlock<Entries>(capacity, sizeof(Entry), slots * sizeof(Slot));
   std::ranges::fill(block->slots(), Slot());
   return block;
-}
-
-Value ValueAccess::string(std::string_view wellFormed) {
-  Value value;
-  if (wellFormed.size() <= Value::kLongestShort) {
-    if (!wellFormed.empty()) std::memcpy(value.storage_, wellFormed.data(), wellFormed.size());
-    value.storage_[15] = static_cast<unsigned char>(wellFormed.size());
-    return value;
-  }
-  return {Value::kLongString, Bytes::make(wellFormed.data(), wellFormed.size())};
 }
 
 Container* ValueAccess::dropContents(Value& value, SlabRelease& release) noexcept {
@@ -105,8 +94,9 @@ void destroy(Container* last) noexcept {
 
 }  // namespace detail
 
-Data::Data(std::span<const std::uint8_t> bytes)
-    : bytes_(bytes.empty() ? nullptr : Bytes::make(bytes.data(), bytes.size())) {}
+Data::Data(std::span<const std::uint8_t> bytes) : bytes_(bytes.empty() ? nullptr : Bytes::make(bytes.size())) {
+  if (bytes_ != nullptr) std::memcpy(static_cast<void*>(bytes_ + 1), bytes.data(), bytes.size());
+}
 
 Data::Data(const Data& other) noexcept : bytes_(other.bytes_) {
   if (bytes_ != nullptr) bytes_->addOwner();
@@ -141,12 +131,7 @@ Value::Value(const char* text)
 std::string_view Value::longText() const noexcept { return (*contents<Bytes*>())->text(); }
 
 void Value::share() const noexcept {
-  detail::Shared* contents = nullptr;
-  if (tag() == kLongString) contents = *this->contents<Bytes*>();
-  if (tag() == kData) contents = this->contents<Data>()->bytes_;
-  if (tag() == kArray) contents = this->contents<Array>()->elements_;
-  if (tag() == kDictionary) contents = this->contents<Dictionary>()->entries_;
-  if (contents != nullptr) contents->addOwner();
+  if (detail::Shared* contents = ValueAccess::contentsOf(*this)) contents->addOwner();
 }
 
 void Value::release() noexcept {

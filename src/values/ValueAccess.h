@@ -18,6 +18,8 @@ namespace tavik::detail {
 struct Container;
 class SlabCutter;
 class SlabRelease;
+class Shared;
+class Sought;
 
 class ValueAccess {
  public:
@@ -25,8 +27,8 @@ class ValueAccess {
 
   /// A string from text that is known to be well-formed UTF-8.
   static Value string(std::string_view wellFormed);
-  /// The same where slabs are cut, if there are any, unless it is long.
-  static Value string(std::string_view wellFormed, SlabCutter* slabs);
+  /// A string from two such texts, cut from slabs, if there are any, unless it is long.
+  static Value joined(std::string_view first, std::string_view second, SlabCutter* slabs);
 
   /// Stores under a key that is a string value already, sharing its text.
   static void set(Dictionary& dictionary, Value key, Value value) {
@@ -45,6 +47,11 @@ class ValueAccess {
     return dictionary;
   }
 
+  /// The dictionary that owns the block, as a value.
+  static Value valueOf(Entries* block) noexcept {
+    return {Value::kDictionary, static_cast<std::uint64_t>(reinterpret_cast<std::uintptr_t>(block))};
+  }
+
   static Array array(Elements* block) noexcept {
     Array array;
     array.elements_ = block;
@@ -57,7 +64,14 @@ class ValueAccess {
   /// The value under a key that is a string value.
   static const Value* find(const Dictionary& dictionary, const Value& key) noexcept;
   /// The same where the key's hash is known.
-  static const Value* find(const Dictionary& dictionary, const Value& key, std::uint64_t hash) noexcept;
+  static const Value* find(const Dictionary& dictionary, const Sought& key, std::uint64_t hash) noexcept;
+  /// The same, quicker where the key is at the position that is guessed.
+  static const Value* find(const Dictionary& dictionary, const Sought& key, std::uint64_t hash,
+                           std::uint32_t guess) noexcept;
+  /// Has the processor fetch what a look-up of a key with this hash begins with.
+  static void prefetch(const Dictionary& dictionary, std::uint64_t hash) noexcept;
+  /// Where the value that was found in a dictionary is, as a guess for others like it.
+  static std::uint32_t positionOf(const Dictionary& dictionary, const Value& found) noexcept;
 
   /// The bytes of a value; those of two short strings are equal when the strings are.
   using Bits = Value::Words;
@@ -106,11 +120,18 @@ class ValueAccess {
   static bool isErased(const Value& key) noexcept { return key.tag() == Value::kErased; }
   static Value erasedMark() noexcept { return {Value::kErased, std::uint64_t{0}}; }
 
+  /// A copy of a value that no other thread knows of yet, which costs less than a copy.
+  static Value copiedUnseen(const Value& value) noexcept;
+  /// Lets go of such a value where it has other owners.
+  static void releaseUnseen(Value& value) noexcept;
+
   /// A value of its own: a text is copied to where slabs are cut, unless it is long.
   static Value copied(const Value& value, SlabCutter& slabs);
 
   /// Lets go of a value's contents without destroying containers: returns the container that lost its last owner.
   static Container* dropContents(Value& value, SlabRelease& release) noexcept;
+  /// The shared block, null when there is none.
+  static Shared* contentsOf(const Value& value) noexcept;
 };
 
 }  // namespace tavik::detail

@@ -17,6 +17,7 @@
 #include <utility>
 
 #include "values/PropertyListEncodings.h"
+#include "values/SharedContents.h"
 #include "values/Text.h"
 #include "values/ValueAccess.h"
 
