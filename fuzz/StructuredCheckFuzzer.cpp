@@ -3,14 +3,13 @@
 // expression gives by itself is what the run recorded; the arguments stay as they were, and only two kinds of fault
 // come out.
 
-#include <sys/mman.h>
 #include <tavik/TavikKernel.h>
-#include <unistd.h>
 
 #include <cstdlib>
 #include <iostream>
 
 #include "CheckAgreement.h"
+#include "MemoryFile.h"
 #include "RuleDocumentMaker.h"
 
 namespace {
@@ -25,17 +24,13 @@ std::string textOf(const RuleDocuments& documents) {
   return all;
 }
 
-// A kernel reads its library from a path, which a file without a name has too.
 std::unique_ptr<ZRTTavikKernel> kernelOver(const Dictionary& library, std::shared_ptr<const Platform> platform) {
-  static const int file = memfd_create("library", MFD_CLOEXEC);
+  static const MemoryFile file;
   std::string error;
   const auto bytes = writePropertyList(Value(library), PropertyListFormat::kBinary, error);
   if (!bytes) return nullptr;  // it has a date that no property list can hold
-  const auto span = bytes->bytes();
-  if (ftruncate(file, 0) != 0 || pwrite(file, span.data(), span.size(), 0) != static_cast<ssize_t>(span.size())) {
-    std::abort();
-  }
-  return ZRTTavikKernel::init("/proc/self/fd/" + std::to_string(file), std::move(platform));
+  file.write(bytes->bytes());
+  return ZRTTavikKernel::init(file.path(), std::move(platform));
 }
 
 class Examination {

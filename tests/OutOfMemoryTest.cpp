@@ -5,12 +5,14 @@
 #include <openssl/crypto.h>
 #include <tavik/PreparedRules.h>
 #include <tavik/StationPlatform.h>
+#include <tavik/tavik_platform.h>
 
 #include <array>
 #include <cstdlib>
 #include <functional>
 #include <new>
 
+#include "CHandles.h"
 #include "TestSupport.h"
 
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
@@ -629,6 +631,153 @@ TEST(OutOfMemoryTest, Predicates) {
       {"nandSizeCheckDescription", [&] { return Value(ZRTTavikKernel::nandSizeCheckDescription(phone, &sizes)); }},
       {"nvramWhiteListDescription",
        [&] { return Value(ZRTTavikKernel::nvramWhiteListDescription(&variables, &list)); }},
+  });
+}
+
+// The C interface says TAVIK_NO_MEMORY where C++ raises, which `done` turns back; then there is no handle and no error.
+Value fromC(const std::function<tavik_status(tavik_value** value, tavik_error** error)>& call) {
+  tavik_value* value = nullptr;
+  tavik_error* error = nullptr;
+  const tavik_status status = call(&value, &error);
+  if (status == TAVIK_NO_MEMORY) {
+    EXPECT_TRUE(value == nullptr && error == nullptr);
+    throw std::bad_alloc();
+  }
+  struct Release {
+    ~Release() {
+      tavik_value_release(&value);
+      tavik_error_release(&error);
+    }
+    tavik_value*& value;
+    tavik_error*& error;
+  } const release{value, error};
+  return Array::of(tavik_status_text(status), tavik_error_text(error), value == nullptr ? Value() : c::valueOf(value));
+}
+
+TEST(OutOfMemoryTest, ValuesThroughTheCInterface) {
+  const std::string xml = bytesOf(everyKind(), PropertyListFormat::kXml);
+  const c::OwnedValue all = c::handleOf(everyKind());
+  exhaustAll({
+      {"building and reading", [] { return c::valueOf(c::handleOf(everyKind())); }},
+      {"describing", [&] { return fromC([&](auto value, auto) { return tavik_value_describe(all, value); }); }},
+      {"reading XML",
+       [&] {
+         return fromC(
+             [&](auto value, auto error) { return tavik_property_list_read(xml.data(), xml.size(), value, error); });
+       }},
+      {"refusing a file",
+       [] {
+         return fromC([](auto value, auto error) { return tavik_property_list_read_file("/no/such", value, error); });
+       }},
+      {"writing binary",
+       [&] {
+         return fromC(
+             [&](auto value, auto error) { return tavik_property_list_write(all, TAVIK_FORMAT_BINARY, value, error); });
+       }},
+      {"a wrong index", [&] { return fromC([&](auto value, auto) { return tavik_array_get(all, 7, value); }); }},
+      {"a wrong kind, with an error",
+       [&] {
+         return fromC(
+             [&](auto value, auto error) { return tavik_nand_size_check_description(nullptr, all, value, error); });
+       }},
+  });
+  // A container that cannot be changed stays as it was.
+  for (const bool shared : {false, true}) {
+    forEveryRequest("tavik_dictionary_set", [&](std::size_t refused, bool onlyOne) {
+      const c::OwnedValue handle = c::handleOf(entries(16));
+      const Value copy = shared ? c::valueOf(handle) : Value();
+      c::OwnedValue other;
+      if (shared) c::done(tavik_value_copy(handle, other.out()));
+      const bool ended = runs(refused, onlyOne, [&] {
+        c::done(tavik_dictionary_set_string(handle, text("new").c_str(), "a value that is too long to lie in place"));
+      });
+      EXPECT_EQ(c::dictionaryOf(handle).size(), ended ? 17U : 16U);
+      EXPECT_EQ(shared ? c::valueOf(other) : Value(), copy);
+    });
+  }
+}
+
+// As TrustingPlatform.
+void trustThroughC(c::OwnedPlatform& platform) {
+  static std::size_t characters = 0;
+  tavik_platform_callbacks callbacks = {};
+  callbacks.struct_size = sizeof callbacks;
+  callbacks.user_data = &characters;
+  callbacks.validate = [](void*, const tavik_value* document, const char*, tavik_verdict* verdict) {
+    const char* reason = nullptr;
+    std::size_t length = 0;
+    if (tavik_dictionary_get_string(document, "untrusted", &reason, &length) == TAVIK_OK) {
+      tavik_verdict_refuse(verdict, reason, length);
+    } else {
+      tavik_verdict_trust(verdict, document);
+    }
+  };
+  callbacks.log = [](void* data, const char*, std::size_t length) { *static_cast<std::size_t*>(data) += length; };
+  c::done(tavik_platform_new(&callbacks, platform.out()));
+}
+
+TEST(OutOfMemoryTest, ChecksThroughTheCInterface) {
+  const TemporaryFile library(kLibrary);
+  const TemporaryFile malformed("{ version = 1; Prefix = { attribute = serial; predicate = \"hasPrefix XOR b\"; }; }");
+  c::OwnedPlatform platform;
+  trustThroughC(platform);
+  c::OwnedKernel kernel;
+  c::OwnedKernel malformedKernel;
+  c::OwnedRules rules;
+  const c::OwnedValue local = c::handleOf(parsed(kLocal));
+  const c::OwnedValue untrusted = c::handleOf(Dictionary{{"untrusted", "a reason that is too long to lie in place"}});
+  const c::OwnedValue sources = c::handleOf(parsed(kSources));
+  const c::OwnedValue attributes = c::handleOf(device());
+  const c::OwnedValue elsewhere = c::handleOf(Dictionary{{"ModelNumber", "MD123"}, {"RegionInfo", "unheard of"}});
+  const c::OwnedValue text = c::handleOf(Value("abc"));
+  c::done(tavik_kernel_new(library.path().c_str(), platform, kernel.out(), nullptr));
+  c::done(tavik_kernel_new(malformed.path().c_str(), platform, malformedKernel.out(), nullptr));
+  c::done(tavik_kernel_prepare(kernel, local, rules.out(), nullptr));
+  const auto checking = [&](const tavik_kernel* with, const tavik_value* of, const tavik_value* documents) {
+    return fromC([&](auto records, auto error) {
+      return tavik_kernel_check(with, of, documents, sources, nullptr, records, error);
+    });
+  };
+  exhaustAll({
+      {"check", [&] { return checking(kernel, attributes, local); }},
+      {"check with rules that are refused", [&] { return checking(kernel, attributes, untrusted); }},
+      {"check in an unknown region", [&] { return checking(kernel, elsewhere, local); }},
+      {"check with a malformed expression", [&] { return checking(malformedKernel, attributes, local); }},
+      {"check with rules prepared before",
+       [&] {
+         return fromC([&](auto records, auto error) {
+           return tavik_rules_check(rules, attributes, sources, nullptr, records, error);
+         });
+       }},
+      {"a list",
+       [&] {
+         return fromC([&](auto list, auto error) {
+           return tavik_kernel_sfc_check_list(kernel, local, attributes, list, error);
+         });
+       }},
+      {"an expression without a platform",
+       [&] {
+         return fromC([&](auto record, auto error) {
+           return tavik_evaluate("hasPrefix AND hasSuffix", text, nullptr, text, nullptr, record, error);
+         });
+       }},
+      {"a fault",
+       [&] {
+         return fromC([&](auto record, auto error) {
+           return tavik_evaluate("MPN4CCheck", text, nullptr, text, nullptr, record, error);
+         });
+       }},
+      {"a kernel of its own",
+       [&]() -> Value {
+         c::OwnedPlatform own;
+         c::OwnedKernel made;
+         c::OwnedRules prepared;
+         c::done(tavik_station_platform_new("a path that is too long to lie in place", TAVIK_LOG_NONE, own.out()));
+         trustThroughC(own);
+         c::done(tavik_kernel_new(library.path().c_str(), own, made.out(), nullptr));
+         c::done(tavik_kernel_prepare(made, local, prepared.out(), nullptr));
+         return "made";
+       }},
   });
 }
 

@@ -4,38 +4,16 @@
 #include <random>
 
 #include "CheckAgreement.h"
-#include "Json.h"
+#include "ExampleDocuments.h"
 #include "RuleDocumentMaker.h"
 #include "TestSupport.h"
 
 namespace tavik {
 namespace {
 
-const std::filesystem::path kExample = TAVIK_EXAMPLE;
-
-Dictionary documentAt(const std::filesystem::path& path) {
-  std::string error;
-  const auto value = readPropertyListFile(path, error);
-  EXPECT_TRUE(value) << path << ": " << error;
-  return *value.value_or(Dictionary()).ifDictionary();
-}
-
-Dictionary jsonOf(std::string text) {
-  std::string error;
-  const auto value = tool::JsonReader().read(text, error);
-  EXPECT_TRUE(value) << error;
-  return *value.value_or(Dictionary()).ifDictionary();
-}
-
 Dictionary jsonAt(const std::filesystem::path& path) {
   std::ifstream file(path);
   return jsonOf({std::istreambuf_iterator<char>(file), {}});
-}
-
-std::string bytesOf(const Dictionary& library) {
-  std::string error;
-  const Data bytes = writePropertyList(Value(library), PropertyListFormat::kBinary, error).value_or(Data());
-  return {bytes.bytes().begin(), bytes.bytes().end()};
 }
 
 // A kernel whose platform keeps the log, the local rules, and these made ready.

@@ -34,7 +34,8 @@ def facts(entry):
 
 def rows():
     """Word -> its row of the registry."""
-    return {word: row for row, word in re.findall(r'(\.word = "(\w+)".*)', REGISTRY)}
+    parts = re.split(r'\.word = "(\w+)"', REGISTRY)
+    return dict(zip(parts[1::2], parts[2::2]))
 
 
 def tavik(*arguments, folder=None):
@@ -80,6 +81,19 @@ class PredicatesPageTest(unittest.TestCase):
                 self.assertTrue(examples)
                 for expression in examples:
                     self.assertIn(word, expression.split())
+
+    def test_the_table_is_what_the_command_prints_and_the_entries_say(self):
+        table = subprocess.run([TAVIK, "lint", "--print", "predicates"], capture_output=True, text=True, timeout=60, check=True).stdout
+        self.assertIn(f"\n\n{table}\n", PAGE)
+        said = {word: facts(entry) for word, entry in entries().items()}
+        for line in table.splitlines()[2:]:
+            word, form, _, value, references, without = re.split(r" \| ", line.strip("| "))
+            word = re.match(r"\[(\w+)\]\(#(\w+)\)", word)[1]
+            with self.subTest(word):
+                self.assertTrue(said[word]["without a value"].replace("*", "").startswith(without.replace("*", "")))
+                self.assertEqual(re.findall(r'"\w+"', references), re.findall(r'"\w+"', said[word].get("references", "")))
+                self.assertEqual("references" in form, "references" in said[word])
+                self.assertEqual("not used" in value, "not used" in said[word]["value"])
 
     def expect_without_a_value(self, said, status, outcome, with_value):
         if said.startswith("a fault"):

@@ -1,4 +1,5 @@
-"""Runs what docs/rule-documents.md shows: its files in a folder, then its commands, whose output must be the one on the page.
+"""Runs what the pages for rule authors and station engineers show: the files of a page in a folder, then its commands, whose output must be the one on
+the page.
 
     TAVIK=build/tools/tavik/tavik python3 tests/rule_documents_page_test.py
 """
@@ -10,7 +11,8 @@ import subprocess
 import tempfile
 import unittest
 
-PAGE = pathlib.Path(__file__).parent.parent / "docs/rule-documents.md"
+DOCS = pathlib.Path(__file__).parent.parent / "docs"
+PAGES = ("reviewing-rules.md", "rule-documents.md", "testing-rules.md", "rule-author.md", "station-engineer.md")
 BLOCK = re.compile(r"^```(\w+)\n(.*?)^```$", re.MULTILINE | re.DOTALL)
 
 
@@ -31,17 +33,18 @@ def commands(page):
 class RuleDocumentsPageTest(unittest.TestCase):
     maxDiff = None
 
-    def test_what_the_page_shows(self):
-        page = PAGE.read_text(encoding="utf-8")
-        path = f"{pathlib.Path(os.environ['TAVIK']).resolve().parent}:{os.environ['PATH']}"
-        with tempfile.TemporaryDirectory() as folder:
-            for name, contents in documents(page).items():
-                pathlib.Path(folder, name).write_text(contents, encoding="utf-8")
-            for command, output in commands(page):
-                with self.subTest(command):
-                    run = subprocess.run(command, shell=True, cwd=folder, env=os.environ | {"PATH": path}, text=True, timeout=60,
-                                         stdout=subprocess.PIPE, stderr=subprocess.STDOUT, check=False)
-                    self.assertEqual(run.stdout, output)
+    def test_what_the_pages_show(self):
+        for name in PAGES:
+            page = (DOCS / name).read_text(encoding="utf-8")
+            path = f"{pathlib.Path(os.environ['TAVIK']).resolve().parent}:{os.environ['PATH']}"
+            with tempfile.TemporaryDirectory() as folder:
+                for file, contents in documents(page).items():
+                    pathlib.Path(folder, file).write_text(contents, encoding="utf-8")
+                for command, output in commands(page):
+                    with self.subTest(page=name, command=command):
+                        run = subprocess.run(command, shell=True, cwd=folder, env=os.environ | {"PATH": path}, text=True,
+                                             timeout=60, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, check=False)
+                        self.assertEqual(run.stdout, output)
 
 
 if __name__ == "__main__":

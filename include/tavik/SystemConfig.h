@@ -32,6 +32,9 @@ class TAVIK_EXPORT SystemConfig {
   /// as a shorter one holds, none from absent (null) or empty data.
   static Array controlBitsFromData(const Data* data);
 
+  /// Records in a whole control-bit block.
+  static constexpr std::size_t kControlBitCount = 254;
+
   /// Bytes in one control-bit record.
   static constexpr std::size_t kControlBitSize = 32;
 

@@ -25,9 +25,11 @@
 #include <tavik/Error.h>
 #include <tavik/ManifestParser.h>
 #include <tavik/Platform.h>
+#include <tavik/PredicateFacts.h>
 #include <tavik/PredicateKernel.h>
 #include <tavik/PreparedRules.h>
 #include <tavik/PropertyList.h>
+#include <tavik/RuleOrigins.h>
 #include <tavik/SystemConfig.h>
 #include <tavik/TavikKernelVersion.h>
 #include <tavik/Value.h>

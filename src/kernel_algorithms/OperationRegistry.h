@@ -1,5 +1,6 @@
 /// @file
-/// The operations that rules may name, one row each. Adding a predicate is one function and one row.
+/// The operations that rules may name, one row each. Adding a predicate is one function and one row, which also holds
+/// what is to be known of it (PredicateFacts.h).
 #ifndef TAVIK_KERNEL_ALGORITHMS_OPERATION_REGISTRY_H
 #define TAVIK_KERNEL_ALGORITHMS_OPERATION_REGISTRY_H
 

@@ -7,10 +7,10 @@
 #include <algorithm>
 #include <bit>
 
+#include "kernel_private/Assembly.h"
 #include "values/DictionaryKey.h"
 #include "values/Format.h"
 #include "values/MaybeAbsent.h"
-#include "values/SharedContents.h"
 #include "values/ValueAccess.h"
 
 namespace tavik {
@@ -20,26 +20,6 @@ namespace {
 using detail::ValueAccess;
 
 constexpr std::int32_t kUnknownDevice = -100003;
-constexpr std::int32_t kUnknownRuleSet = -100004;
-
-constexpr std::string_view kRegionRules = "RegionRules";
-
-// Where the local rules ask for a dictionary: refuses a value of any other kind.
-const Dictionary* dictionaryUnder(const Value& value, std::string_view key, std::optional<AssemblyFailure>& failure) {
-  const Dictionary* found = value.ifDictionary();
-  if (found == nullptr) {
-    failure = {kUnknownDevice, format("malformed local rules: \"%@\" is not a dictionary", {key})};
-  }
-  return found;
-}
-
-// The dictionary under an optional key; an empty one when there is none.
-const Dictionary* optionalDictionary(const Dictionary& rules, std::string_view key,
-                                     std::optional<AssemblyFailure>& failure) {
-  static const Dictionary none;
-  const Value* value = rules.find(key);
-  return value == nullptr ? &none : dictionaryUnder(*value, key, failure);
-}
 
 // The dictionary under a part number or region; null with the failure, which `unknown` begins, when there is none.
 const Dictionary* selected(const Dictionary& table, const Value* name, std::string_view unknown,
@@ -50,45 +30,32 @@ const Dictionary* selected(const Dictionary& table, const Value* name, std::stri
   return nullptr;
 }
 
-// The entries of a part number, those of the region in the place where its regions stand.
-void addSelected(const Selection& selection, EntryList& list) {
-  if (selection.partNumber == nullptr) return;
-  list.reserve(selection.partNumber->size() + (selection.region == nullptr ? 0 : selection.region->size()));
-  for (auto item = selection.partNumber->begin(); item != selection.partNumber->end(); ++item) {
-    if (item.key().ifString() == kRegionRules) {
-      list.setAll(*selection.region);
-    } else {
-      list.set(item.key(), item.value());
-    }
-  }
-}
-
-// Replaces the names of rule sets by what the sets hold.
-bool expandSets(const Dictionary& rules, EntryList& list, std::optional<AssemblyFailure>& failure) {
-  const Dictionary* sets = optionalDictionary(rules, "RuleSets", failure);
-  if (sets == nullptr) return false;
-  const std::size_t count = list.all().size();
-  for (std::size_t position = 0; position < count; ++position) {
-    const Value* name = list.all()[position].name;
-    if (!name->ifString()->ends_with("RuleSet")) continue;
-    const Value* setValue = find(sets, name);
-    if (setValue == nullptr) {
-      failure = {kUnknownRuleSet, format("unknown RuleSet:%@", {name})};
-      return false;
-    }
-    const Dictionary* set = dictionaryUnder(*setValue, *name->ifString(), failure);
-    if (set == nullptr) return false;
-    list.erase(position);
-    list.setAll(*set);
-  }
-  return true;
-}
-
 Error errorOf(const AssemblyFailure& failure, const PredicateKernel& kernel) {
   return kernel.handleError(failure.code, failure.message);
 }
 
 }  // namespace
+
+const Dictionary* dictionaryUnder(const Value& value, std::string_view key, std::optional<AssemblyFailure>& failure) {
+  const Dictionary* found = value.ifDictionary();
+  if (found == nullptr) {
+    failure = {kUnknownDevice, format("malformed local rules: \"%@\" is not a dictionary", {key})};
+  }
+  return found;
+}
+
+const Dictionary* optionalDictionary(const Dictionary& rules, std::string_view key,
+                                     std::optional<AssemblyFailure>& failure) {
+  static const Dictionary none;
+  const Value* value = rules.find(key);
+  return value == nullptr ? &none : dictionaryUnder(*value, key, failure);
+}
+
+Dictionary completedRule(const Dictionary* definition, const Dictionary& localEntry) {
+  Dictionary rule = definition == nullptr ? Dictionary() : *definition;
+  if (const Value* value = localEntry.find("value")) rule.set("value", *value);
+  return rule;
+}
 
 std::optional<Selection> select(const Dictionary& rules, const Value* partNumber, const Value* region,
                                 std::optional<AssemblyFailure>& failure) {
@@ -114,13 +81,8 @@ LocalEntries::LocalEntries(const Dictionary& rules, const Value* partNumber, con
 }
 
 void LocalEntries::assemble(const Dictionary& rules, const Selection& selection) {
-  // "extra-rules" is never looked into: it would be only if there were no table of entries at all.
   EntryList list;
-  addSelected(selection, list);
-  const Dictionary* generic = optionalDictionary(rules, "GenericRules", failure_);
-  if (generic == nullptr) return;
-  list.setAll(*generic);
-  if (!expandSets(rules, list, failure_)) return;
+  if (!addLayers(rules, selection, list, failure_)) return;
   entries_ = std::move(list).take();
   const auto malformed = std::ranges::find_if(
       entries_, [](const EntryList::Entry& entry) { return entry.value->ifDictionary() == nullptr; });
@@ -157,6 +119,8 @@ void EntryList::set(const Value& name, const Value& value) {
   entries_.push_back({&name, &value, hash});
   slot = static_cast<std::uint32_t>(entries_.size());
 }
+
+std::size_t EntryList::positionOf(const Value& name) noexcept { return slotFor(name, detail::Sought(name).hash()) - 1; }
 
 void EntryList::setAll(const Dictionary& layer) {
   reserve(layer.size());
@@ -224,9 +188,7 @@ std::optional<Dictionary> ZRTTavikKernel::makeDeviceRules(const Dictionary& rule
   deviceRules.reserve(local.entries().size());
   for (const EntryList::Entry& entry : local.entries()) {
     const Dictionary* definition = dictionaryOf(ValueAccess::find(rules_, detail::Sought(*entry.name), entry.hash));
-    Dictionary rule = definition == nullptr ? Dictionary() : *definition;
-    if (const Value* value = entry.value->ifDictionary()->find("value")) rule.set("value", *value);
-    ValueAccess::addNew(deviceRules, *entry.name, std::move(rule));
+    ValueAccess::addNew(deviceRules, *entry.name, completedRule(definition, *entry.value->ifDictionary()));
   }
   return deviceRules;
 }

@@ -5,6 +5,7 @@
 
 #include <tavik/Error.h>
 #include <tavik/PredicateKernel.h>
+#include <tavik/RuleOrigins.h>
 #include <tavik/Value.h>
 
 #include <cstdint>
@@ -44,6 +45,8 @@ class EntryList {
     std::uint64_t hash = 0;        ///< of the name as a key
   };
 
+  /// What is set from here on stands in this layer: of no interest here.
+  static constexpr void enter(LocalEntry::Layer /*layer*/, std::string_view /*set*/ = {}) noexcept {}
   /// Makes room for so many more.
   void reserve(std::size_t count);
   void set(const Value& name, const Value& value);
@@ -53,6 +56,8 @@ class EntryList {
     erases_ = true;
   }
 
+  /// Of an entry that was set.
+  [[nodiscard]] std::size_t positionOf(const Value& name) noexcept;
   /// Erased ones among them.
   [[nodiscard]] const std::vector<Entry>& all() const noexcept { return entries_; }
   [[nodiscard]] Dictionary dictionary() const;

@@ -10,8 +10,8 @@
 
 #include <tavik/SystemConfig.h>
 
-#include "values/Text.h"
 #include "values/SharedContents.h"
+#include "values/Text.h"
 #include "values/ValueAccess.h"
 
 namespace tavik {
@@ -35,7 +35,6 @@ constexpr std::size_t kLeastBudget = std::size_t{16} << 20;
 
 // A control-bit block: a header that is not read, the records.
 constexpr std::size_t kBlockHeaderSize = 64;
-constexpr std::size_t kControlBitCount = 254;
 
 // Every read goes through here: takes the next `count` bytes off `rest`, absent when there are fewer.
 std::optional<Bytes> take(Bytes& rest, std::size_t count) {

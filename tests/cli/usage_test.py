@@ -4,7 +4,8 @@ import unittest
 
 from support import UNUSABLE, CommandTest
 
-COMMANDS = ("batch", "check", "convert", "decode", "describe", "eval", "keygen", "list", "sign", "verify")
+COMMANDS = ("batch", "check", "convert", "decode", "describe", "diff", "eval", "explain",
+            "keygen", "list", "sign", "test", "verify")
 CHECK = ("check", "--library", "l", "--rules", "r", "--attributes", "a")
 
 
@@ -37,6 +38,7 @@ class UsageTest(CommandTest):
             ("EXPRESSION is required", ("eval", "--attribute", "1")),
             ("KIND: elf not in", ("decode", "elf", "x")),
             ("--output is required", ("sign", "--key", "k", "x")),
+            ("CASES is required", ("test",)),
         )
         for message, arguments in cases:
             with self.subTest(message):

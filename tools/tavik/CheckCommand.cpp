@@ -46,20 +46,6 @@ struct CheckOptions {
   std::string format;
 };
 
-/// The sources of "NAME=FILE" arguments.
-Dictionary readSources(Inputs& inputs, const std::vector<std::string>& arguments) {
-  Dictionary sources;
-  for (const std::string& argument : arguments) {
-    const std::size_t equals = argument.find('=');
-    if (equals == std::string::npos) throw Unusable("--source " + argument + ": is not of the form NAME=FILE");
-    const std::string name = argument.substr(0, equals);
-    if (sources.contains(name))
-      throw Unusable(fmt::format("--source {}: the source \"{}\" is given twice", argument, name));
-    sources.set(name, inputs.dictionary(fmt::format("--source {}=", name), argument.substr(equals + 1)));
-  }
-  return sources;
-}
-
 void writeStation(const std::string& path, const Dictionary& station) {
   std::string error;
   const std::optional<Data> bytes = writePropertyList(Value(station), PropertyListFormat::kXml, error);
@@ -131,9 +117,7 @@ Run defineCheck(CLI::App& app) {
   addText(app, "--library", options->library, "FILE", "The signed rule library")->required();
   addText(app, "--rules", options->rules, "FILE", "The signed local rules of the product")->required();
   addText(app, "--attributes", options->attributes, "FILE", "The device's attributes, a dictionary")->required();
-  app.add_option("--source", options->sources, "What the source NAME holds for the device, a dictionary; repeatable")
-      ->type_name("NAME=FILE")
-      ->allow_extra_args(false);
+  addSources(app, options->sources);
   addText(app, "--station", options->station, "FILE",
           "Write the station dictionary, as the run leaves it, to FILE (an XML property list)");
   addPlatform(app, options->platform);

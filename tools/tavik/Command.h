@@ -20,7 +20,9 @@ using Run = std::function<ExitStatus()>;
 struct Command {
   std::string_view name;
   std::string_view summary;
-  /// Adds the command's options, and a text about examples and exit statuses as the footer.
+  /// Adds the command's options, and as the footer what else there is to say: paragraphs; lists, whose lines begin with
+  /// two blanks; headings, which stand alone and end with a colon. "Examples:" and "Exit status: 0 ..., 1 ..." are the
+  /// last two. Manual pages are made of the same (manual/CommandHelp.h).
   Run (*define)(CLI::App& app);
 };
 
@@ -29,10 +31,14 @@ Run defineCheck(CLI::App& app);
 Run defineConvert(CLI::App& app);
 Run defineDecode(CLI::App& app);
 Run defineDescribe(CLI::App& app);
+Run defineDiff(CLI::App& app);
 Run defineEval(CLI::App& app);
+Run defineExplain(CLI::App& app);
 Run defineKeygen(CLI::App& app);
+Run defineLint(CLI::App& app);
 Run defineList(CLI::App& app);
 Run defineSign(CLI::App& app);
+Run defineTest(CLI::App& app);
 Run defineVerify(CLI::App& app);
 
 /// An option that takes one text and may be given once.
@@ -41,8 +47,26 @@ CLI::Option* addText(CLI::App& app, const std::string& name, Text& text, const c
   return app.add_option(name, text, help)->type_name(type)->multi_option_policy(CLI::MultiOptionPolicy::Throw);
 }
 
+/// Refuses all but these words, and keeps them for `choicesOf`.
+CLI::Validator oneOf(const std::vector<std::string>& words);
+
+/// An option that takes one of a few words; they follow `help`.
+template <class Text>  // as above
+CLI::Option* addChoice(CLI::App& app, const std::string& name, Text& choice, const char* type, const std::string& help,
+                       const std::vector<std::string>& words) {
+  return addText(app, name, choice, type, help + ": " + CLI::detail::join(words, ", "))->check(oneOf(words));
+}
+
+/// The words that an option takes; empty when it takes others too.
+std::vector<std::string> choicesOf(CLI::Option& option);
+
 /// "--format", with the first of `formats` as the default.
 void addFormat(CLI::App& app, std::string& format, const std::vector<std::string>& formats);
+
+/// "--source NAME=FILE", repeatable.
+void addSources(CLI::App& app, std::vector<std::string>& sources);
+/// What such arguments name: a dictionary for each source.
+Dictionary readSources(Inputs& inputs, const std::vector<std::string>& arguments);
 
 void addPublicKey(CLI::App& app, PlatformOptions& options);
 void addLog(CLI::App& app, PlatformOptions& options);

@@ -47,10 +47,7 @@ ExitStatus runConvert(const ConvertOptions& options) {
 
 Run defineConvert(CLI::App& app) {
   const auto options = std::make_shared<ConvertOptions>();
-  const std::vector<std::string> encodings = {"xml", "binary", "json"};
-  addText(app, "--to", options->encoding, "ENCODING", "The encoding to write: xml, binary, json")
-      ->required()
-      ->check(CLI::IsMember(encodings).description(""));
+  addChoice(app, "--to", options->encoding, "ENCODING", "The encoding to write", {"xml", "binary", "json"})->required();
   addText(app, "IN", options->input, "", "A property list or JSON; \"-\" is standard input")->required();
   addText(app, "-o,--output", options->output, "OUT", "Where the result goes, by default standard output");
   app.footer(kFooter);

@@ -193,9 +193,7 @@ Run defineDecode(CLI::App& app) {
   const auto options = std::make_shared<DecodeOptions>();
   std::vector<std::string> names;
   for (const BlobKind& kind : kKinds) names.emplace_back(kind.name);
-  addText(app, "KIND", options->kind, "", "What the bytes are: " + CLI::detail::join(names, ", "))
-      ->required()
-      ->check(CLI::IsMember(names).description(""));
+  addChoice(app, "KIND", options->kind, "", "What the bytes are", names)->required();
   addText(app, "FILE", options->input, "", "The raw bytes")->required();
   addFormat(app, options->format, {"table", "json"});
   app.footer(kFooter);

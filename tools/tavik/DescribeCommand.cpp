@@ -86,9 +86,7 @@ Run defineDescribe(CLI::App& app) {
   const auto options = std::make_shared<DescribeOptions>();
   std::vector<std::string> names;
   for (const DescriptionKind& kind : kKinds) names.emplace_back(kind.name);
-  addText(app, "KIND", options->kind, "", "Whose texts: " + CLI::detail::join(names, ", "))
-      ->required()
-      ->check(CLI::IsMember(names).description(""));
+  addChoice(app, "KIND", options->kind, "", "Whose texts", names)->required();
   addText(app, "--attribute", options->attribute, "V", "The device's value")->required();
   addText(app, "--value", options->value, "V", "The expected value")->required();
   addFormat(app, options->format, {"table", "json"});

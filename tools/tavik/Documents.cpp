@@ -122,15 +122,20 @@ void warnWhenUnsigned(std::string_view command, const PlatformOptions& options) 
   }
 }
 
-Dictionary trustedContent(const std::string& name, const Dictionary& document, const HostPlatform& platform) {
+Dictionary validatedContent(const std::string& name, const Dictionary& document, const HostPlatform& platform) {
   std::optional<std::string> refusal;
   const std::optional<Value> content =
       platform.validatedPropertyListFromSignedDictionary(document, ZRTTavikKernel::kPublicKeyPath, refusal);
   if (refusal) throw Failure(ExitStatus::kNoVerdict, name + ": " + *refusal);
   const Dictionary* const entries = content ? content->ifDictionary() : nullptr;
   if (entries == nullptr || entries->empty()) throw Failure(ExitStatus::kNoVerdict, name + ": holds no rules");
-  if (!entries->contains("version")) throw Failure(ExitStatus::kNoVerdict, name + ": has no \"version\"");
   return *entries;
+}
+
+Dictionary trustedContent(const std::string& name, const Dictionary& document, const HostPlatform& platform) {
+  Dictionary content = validatedContent(name, document, platform);
+  if (!content.contains("version")) throw Failure(ExitStatus::kNoVerdict, name + ": has no \"version\"");
+  return content;
 }
 
 std::unique_ptr<ZRTTavikKernel> openKernel(const std::string& name, const Dictionary& library,

@@ -73,8 +73,11 @@ class LogCapture {
 /// Says on standard error, in the name of a command, that signatures are not checked.
 void warnWhenUnsigned(std::string_view command, const PlatformOptions& options);
 
-/// The content of a rule document, which messages call by `name`. Raises `Failure` when it is not trusted, holds no
-/// entries or has no "version": then there is nothing to check a device with.
+/// The content of a rule document, which messages call by `name`. Raises `Failure` when it is not trusted or holds no
+/// entries.
+Dictionary validatedContent(const std::string& name, const Dictionary& document, const HostPlatform& platform);
+
+/// The same; raises `Failure` also when it has no "version": then there is nothing to check a device with.
 Dictionary trustedContent(const std::string& name, const Dictionary& document, const HostPlatform& platform);
 
 /// Makes the kernel of a rule library, which messages call by `name`. Raises `Failure` when it is not trusted or empty.

@@ -39,35 +39,6 @@ struct Object {
   int depth = 0;
 };
 
-/// Where in the document the reading stands, for refusals: a key, or an index when there is no key.
-struct Step {
-  std::optional<std::string_view> key;
-  std::size_t index = 0;
-};
-
-std::string keyInPath(std::string_view key) {
-  constexpr std::size_t kMost = 40;
-  const bool plain = !key.empty() && key.size() <= kMost && std::ranges::all_of(key, [](char character) {
-    return character == '-' || character == '_' || (character >= '0' && character <= '9') ||
-           (character >= 'A' && character <= 'Z') || (character >= 'a' && character <= 'z');
-  });
-  return plain ? std::string(key) : "\"" + shortened(visible(key), kMost) + "\"";
-}
-
-/// "RuleSets.Base[2]", of a deep path its end.
-std::string pathText(const std::vector<Step>& path) {
-  constexpr std::size_t kMost = 8;
-  std::string text = path.size() > kMost ? "…" : "";
-  for (const Step& step : std::span(path).last(std::min(path.size(), kMost))) {
-    if (step.key) {
-      text += (text.empty() ? "" : ".") + keyInPath(*step.key);
-    } else {
-      text += fmt::format("[{}]", step.index);
-    }
-  }
-  return text;
-}
-
 Value realForm(std::string_view name) {
   if (name == "nan") return Value(std::numeric_limits<double>::quiet_NaN());
   return Value(name == "inf" ? std::numeric_limits<double>::infinity() : -std::numeric_limits<double>::infinity());
@@ -123,7 +94,7 @@ class Reading {
   }
 
   /// The path to where a Refusal was raised.
-  [[nodiscard]] const std::vector<Step>& path() const { return path_; }
+  [[nodiscard]] const std::vector<JsonStep>& path() const { return path_; }
 
  private:
   /// `token`: the first of the value, with the white space after it. `depth`: the arrays and dictionaries around the
@@ -255,11 +226,11 @@ class Reading {
   ondemand::document& document_;
   std::string_view text_;
   std::size_t firstLine_;
-  std::vector<Step> path_;
+  std::vector<JsonStep> path_;
 };
 
-std::string describe(std::string place, const std::vector<Step>& path, std::string_view why) {
-  if (!path.empty()) place += " (" + pathText(path) + ")";
+std::string describe(std::string place, const std::vector<JsonStep>& path, std::string_view why) {
+  if (!path.empty()) place += " (" + jsonPath(path) + ")";
   return place + ": " + std::string(why);
 }
 

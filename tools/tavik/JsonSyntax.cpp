@@ -1,5 +1,7 @@
 #include "JsonSyntax.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <cctype>
 #include <utility>
@@ -27,10 +29,18 @@ class SyntaxCheck {
     if (!takeIf('{')) return std::nullopt;
     do {
       const std::string_view quoted = takeKey();
-      skipWhiteSpace();
-      const std::size_t start = position_;
-      takeWhole();
-      if (quoted.substr(1, quoted.size() - 2) == key) return text_.substr(start, position_ - start);
+      const std::string_view value = takeTextOfValue();
+      if (quoted.substr(1, quoted.size() - 2) == key) return value;
+    } while (takeIf(','));
+    return std::nullopt;
+  }
+
+  /// Reads an array up to the end of the element at `index`; raises a SyntaxError.
+  std::optional<std::string_view> takeElement(std::size_t index) {
+    if (!takeIf('[')) return std::nullopt;
+    do {
+      const std::string_view value = takeTextOfValue();
+      if (index-- == 0) return value;
     } while (takeIf(','));
     return std::nullopt;
   }
@@ -64,6 +74,13 @@ class SyntaxCheck {
   void takeWhole() {
     takeValue();
     while (!open_.empty()) takeNext();
+  }
+
+  std::string_view takeTextOfValue() {
+    skipWhiteSpace();
+    const std::size_t start = position_;
+    takeWhole();
+    return text_.substr(start, position_ - start);
   }
 
   /// A value, of a container its opening bracket.
@@ -219,6 +236,23 @@ class SyntaxCheck {
   bool fresh_ = false;  // just after an opening bracket
 };
 
+std::optional<std::string_view> findElement(std::string_view text, std::size_t index) {
+  try {
+    return SyntaxCheck(text).takeElement(index);
+  } catch (const SyntaxError&) {
+    return std::nullopt;
+  }
+}
+
+std::string keyInPath(std::string_view key) {
+  constexpr std::size_t kMost = 40;
+  const bool plain = !key.empty() && key.size() <= kMost && std::ranges::all_of(key, [](char character) {
+    return character == '-' || character == '_' || (character >= '0' && character <= '9') ||
+           (character >= 'A' && character <= 'Z') || (character >= 'a' && character <= 'z');
+  });
+  return plain ? std::string(key) : "\"" + shortened(visible(key), kMost) + "\"";
+}
+
 }  // namespace
 
 std::optional<SyntaxError> findSyntaxError(std::string_view text) {
@@ -236,6 +270,29 @@ std::optional<std::string_view> findMember(std::string_view text, std::string_vi
   } catch (const SyntaxError&) {
     return std::nullopt;
   }
+}
+
+std::string jsonPath(std::span<const JsonStep> path) {
+  constexpr std::size_t kMost = 8;
+  std::string text = path.size() > kMost ? "…" : "";
+  for (const JsonStep& step : path.last(std::min(path.size(), kMost))) {
+    if (step.key) {
+      text += (text.empty() ? "" : ".") + keyInPath(*step.key);
+    } else {
+      text += fmt::format("[{}]", step.index);
+    }
+  }
+  return text;
+}
+
+std::optional<std::size_t> findPlace(std::string_view text, std::span<const JsonStep> path) {
+  std::string_view value = text;
+  for (const JsonStep& step : path) {
+    const auto found = step.key ? findMember(value, *step.key) : findElement(value, step.index);
+    if (!found) return std::nullopt;
+    value = *found;
+  }
+  return static_cast<std::size_t>(value.data() - text.data());
 }
 
 }  // namespace tavik::tool

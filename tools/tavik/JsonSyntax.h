@@ -6,6 +6,7 @@
 
 #include <cstddef>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 
@@ -22,6 +23,19 @@ std::optional<SyntaxError> findSyntaxError(std::string_view text);
 /// The text of the first value of `key` (without escapes) in the object that the text is, or begins as: what comes
 /// after the value may be malformed. Absent where there is none.
 std::optional<std::string_view> findMember(std::string_view text, std::string_view key);
+
+/// A step into a value: to what a key stands for or, without a key, to the element at an index from 0.
+struct JsonStep {
+  std::optional<std::string_view> key;
+  std::size_t index = 0;
+};
+
+/// "RuleSets.Base[2]", of a deep path its end.
+std::string jsonPath(std::span<const JsonStep> path);
+
+/// Where in a well-formed text the value begins that the steps lead to; absent where they lead nowhere, or through a
+/// key that is written with escapes.
+std::optional<std::size_t> findPlace(std::string_view text, std::span<const JsonStep> path);
 
 }  // namespace tavik::tool
 

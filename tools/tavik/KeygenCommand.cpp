@@ -76,9 +76,7 @@ Run defineKeygen(CLI::App& app) {
   std::vector<std::string> names;
   for (const auto& [word, algorithm] : kAlgorithms) names.emplace_back(word);
   options->algorithm = names.front();
-  addText(app, "--algorithm", options->algorithm, "NAME", "The kind of key: " + CLI::detail::join(names, ", "))
-      ->check(CLI::IsMember(names).description(""))
-      ->default_str(options->algorithm);
+  addChoice(app, "--algorithm", options->algorithm, "NAME", "The kind of key", names)->default_str(options->algorithm);
   app.footer(kFooter);
   return [options] { return runKeygen(*options); };
 }

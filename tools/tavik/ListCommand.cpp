@@ -104,9 +104,7 @@ Run defineList(CLI::App& app) {
   const auto options = std::make_shared<ListOptions>();
   std::vector<std::string> names;
   for (const ListKind& kind : kKinds) names.emplace_back(kind.name);
-  addText(app, "KIND", options->kind, "", "What to list: " + CLI::detail::join(names, ", "))
-      ->required()
-      ->check(CLI::IsMember(names).description(""));
+  addChoice(app, "KIND", options->kind, "", "What to list", names)->required();
   addText(app, "--library", options->library, "FILE", "The signed rule library")->required();
   addText(app, "--rules", options->rules, "FILE", "The signed local rules of the product")->required();
   addText(app, "--attributes", options->attributes, "FILE", "The device's attributes, a dictionary")->required();

@@ -64,6 +64,14 @@ std::size_t atCharacter(std::string_view text, std::size_t place) {
   return std::min(place, text.size());
 }
 
+std::string lowerCase(std::string_view text) {
+  std::string lower(text);
+  std::ranges::transform(lower, lower.begin(), [](char character) {
+    return character >= 'A' && character <= 'Z' ? static_cast<char>(character - 'A' + 'a') : character;
+  });
+  return lower;
+}
+
 std::string visible(std::string_view text) {
   std::string result;
   result.reserve(text.size());

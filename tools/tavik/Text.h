@@ -24,6 +24,9 @@ std::size_t atCharacter(std::string_view text, std::size_t place);
 /// as an escape: "\n", "\x1b", "\u202e". Bytes that are no UTF-8 become "\xff".
 std::string visible(std::string_view text);
 
+/// The text with the letters A to Z as small ones.
+std::string lowerCase(std::string_view text);
+
 /// Columns that a visible text takes on a terminal.
 std::size_t displayWidth(std::string_view visibleText);
 

@@ -3,7 +3,6 @@
 
 #include <fcntl.h>
 #include <fmt/format.h>
-#include <tavik/TavikKernelVersion.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -13,49 +12,16 @@
 #include <new>
 #include <span>
 
-#include "Command.h"
+#include "Commands.h"
 #include "ExitStatus.h"
 #include "Files.h"
 
 namespace tavik::tool {
 namespace {
 
-constexpr Command kCommands[] = {
-    {"check", "Check one device and print its records", defineCheck},
-    {"batch", "Check a stream of devices, one JSON object a line", defineBatch},
-    {"list", "Show what a station has to gather for one device", defineList},
-    {"eval", "Evaluate a predicate expression on values given in place", defineEval},
-    {"describe", "Show what a predicate is about to compare", defineDescribe},
-    {"decode", "Show what a blob of device data holds", defineDecode},
-    {"keygen", "Make a key pair", defineKeygen},
-    {"sign", "Sign a rule document", defineSign},
-    {"verify", "Check a signed rule document and print its content", defineVerify},
-    {"convert", "Rewrite a value file as XML or binary property list, or as JSON", defineConvert},
-};
-
-std::string versionText() { return fmt::format("tavik {:.2f}", TavikKernelVersionNumber); }
-
-std::string helpText() {
-  std::string text =
-      "The check kernel for factory test stations, from the command line.\n\nUsage: tavik COMMAND "
-      "[OPTIONS]\n\nCommands:\n";
-  for (const Command& command : kCommands) text += fmt::format("  {:<10}{}\n", command.name, command.summary);
-  text += R"(
-"tavik COMMAND --help" tells more about a command, "tavik --version" the version.
-
-Exit status:
-  0  everything passed
-  1  the device failed
-  2  the command could not be understood, or an input could not be read
-  3  a fault ended the run
-  4  no verdict about the device: a document is not trusted, empty or malformed
-)";
-  return text;
-}
-
 const Command& commandNamed(std::string_view name) {
-  const auto* const command = std::ranges::find(kCommands, name, &Command::name);
-  if (command == std::end(kCommands)) throw Unusable(fmt::format("unknown command \"{}\"; see tavik --help", name));
+  const Command* const command = findCommand(name);
+  if (command == nullptr) throw Unusable(fmt::format("unknown command \"{}\"; see tavik --help", name));
   return *command;
 }
 
@@ -74,20 +40,17 @@ std::string usageError(const CLI::App& app, const CLI::ParseError& error) {
 
 /// Parses the options and runs the command. `arguments` are those after its name.
 ExitStatus run(const Command& command, std::span<char* const> arguments) {
-  CLI::App app(std::string(command.summary) + ".", "tavik " + std::string(command.name));
-  app.set_help_flag("-h,--help", "Print this help and exit");
-  app.set_version_flag("--version", versionText(), "Print the version and exit");
-  const Run runCommand = command.define(app);
+  const auto [app, runCommand] = makeCommand(command);
   try {
-    app.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));
+    app->parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));
   } catch (const CLI::CallForHelp&) {
-    writeStandardOutput(app.help());
+    writeStandardOutput(app->help());
     return ExitStatus::kPassed;
   } catch (const CLI::CallForVersion&) {
     writeStandardOutput(versionText() + "\n");
     return ExitStatus::kPassed;
   } catch (const CLI::ParseError& error) {
-    throw Unusable(fmt::format("{}; see tavik {} --help", usageError(app, error), command.name));
+    throw Unusable(fmt::format("{}; see tavik {} --help", usageError(*app, error), command.name));
   }
   return runCommand();
 }
@@ -96,7 +59,7 @@ ExitStatus dispatch(std::span<char* const> arguments) {
   if (arguments.empty()) throw Unusable("a command is missing; see tavik --help");
   const std::string_view first = arguments.front();
   if (first == "-h" || first == "--help" || first == "--version") {
-    writeStandardOutput(first == "--version" ? versionText() + "\n" : helpText());
+    writeStandardOutput(first == "--version" ? versionText() + "\n" : overviewText());
     return ExitStatus::kPassed;
   }
   return run(commandNamed(first), arguments.subspan(1));
@@ -105,7 +68,7 @@ ExitStatus dispatch(std::span<char* const> arguments) {
 /// The command's name for messages; empty when there is no such command.
 std::string_view nameIn(std::span<char* const> arguments) {
   const std::string_view first = arguments.empty() ? "" : arguments.front();
-  return std::ranges::count(kCommands, first, &Command::name) != 0 ? first : "";
+  return findCommand(first) != nullptr ? first : "";
 }
 
 /// A file opened later must not become a standard stream that was closed: reading or writing such a stream shall fail.

@@ -1,0 +1,337 @@
+#include "Conversion.h"
+
+#include <tavik/PropertyList.h>
+
+#include <array>
+#include <span>
+#include <vector>
+
+#include "Dates.h"
+#include "FrozenDictionary.h"
+
+namespace tavik::python {
+namespace {
+
+std::string reprOf(py::handle object) { return py::repr(object).cast<std::string>(); }
+
+std::string typeNameOf(py::handle object) { return Py_TYPE(object.ptr())->tp_name; }
+
+bool isBytes(PyObject* object) {
+  return PyBytes_Check(object) || PyByteArray_Check(object) || PyMemoryView_Check(object);
+}
+
+// ---- Python to library ----
+
+class Converter {
+ public:
+  explicit Converter(const std::string& what) : what_(what) {}
+
+  Value value(py::handle object) { return value(object.ptr(), nullptr); }
+  Dictionary dictionary(py::handle object) {
+    if (!isMapping(object.ptr())) refuse(PyExc_TypeError, nullptr, "is of type " + typeNameOf(object) + ", not dict");
+    const Value whole = value(object);
+    return *whole.ifDictionary();
+  }
+  Data data(py::handle object) {
+    if (!isBytes(object.ptr())) refuse(PyExc_TypeError, nullptr, "is of type " + typeNameOf(object) + ", not bytes");
+    const Value whole = value(object);
+    return *whole.ifData();
+  }
+
+ private:
+  // One step on the way from the argument to a value, for messages.
+  struct Step {
+    const Step* above;
+    PyObject* key;  // null: an index
+    Py_ssize_t index;
+  };
+
+  // A level of arrays and dictionaries in each other.
+  class Level {
+   public:
+    Level(Converter& converter, const Step* step) : converter_(converter) {
+      if (++converter.depth_ > kPropertyListDepthLimit) {
+        converter.refuse(PyExc_ValueError, step,
+                         "is more than " + std::to_string(kPropertyListDepthLimit) +
+                             " levels deep; does a list or dictionary contain itself?");
+      }
+    }
+    Level(const Level&) = delete;
+    Level& operator=(const Level&) = delete;
+    ~Level() { --converter_.depth_; }
+
+   private:
+    Converter& converter_;
+  };
+
+  Value value(PyObject* object, const Step* step);
+  Value sequence(PyObject* object, const Step* step);
+  Value mapping(PyObject* object, const Step* step);
+  Dictionary exactDictionary(PyObject* object, const Step* step);
+  Dictionary otherMapping(PyObject* object, const Step* step);
+  void store(Dictionary& dictionary, PyObject* key, PyObject* object, const Step* step);
+  Value frozen(const Dictionary& dictionary, const Step* step);
+  void admit(const Value& value, const Step* step);
+  std::string_view text(PyObject* object, const Step* step) const;
+  Value integer(PyObject* object, const Step* step) const;
+  Value date(PyObject* object, const Step* step) const;
+  void count(const Step* step);
+  static bool isMapping(PyObject* object);
+  [[noreturn]] void refuse(PyObject* type, const Step* step, const std::string& why) const;
+  [[nodiscard]] std::string where(const Step* step) const;
+
+  const std::string& what_;
+  int depth_ = 0;
+  std::size_t count_ = 0;
+};
+
+// The bytes of an object that has them, kept in place.
+class Buffer {
+ public:
+  explicit Buffer(PyObject* object) {
+    if (PyObject_GetBuffer(object, &view_, PyBUF_CONTIG_RO) != 0) throw py::error_already_set();
+  }
+  Buffer(const Buffer&) = delete;
+  Buffer& operator=(const Buffer&) = delete;
+  ~Buffer() { PyBuffer_Release(&view_); }
+
+  [[nodiscard]] std::span<const std::uint8_t> bytes() const {
+    return {static_cast<const std::uint8_t*>(view_.buf), static_cast<std::size_t>(view_.len)};
+  }
+
+ private:
+  Py_buffer view_{};
+};
+
+Value Converter::value(PyObject* object, const Step* step) {
+  count(step);
+  if (PyUnicode_Check(object)) return text(object, step);
+  if (PyBool_Check(object)) return Value(object == Py_True);
+  if (PyLong_Check(object)) return integer(object, step);
+  if (PyFloat_Check(object)) return Value(PyFloat_AS_DOUBLE(object));
+  if (isBytes(object)) return Data(Buffer(object).bytes());
+  if (PyList_Check(object) || PyTuple_Check(object)) return sequence(object, step);
+  if (isDatetime(object)) return date(object, step);
+  if (object == Py_None) refuse(PyExc_TypeError, step, "None is no value; leave out what is absent");
+  if (isMapping(object)) return mapping(object, step);
+  refuse(PyExc_TypeError, step, "is of type " + typeNameOf(object) + ", which is no value");
+}
+
+// A time zone written in Python may change a list or dictionary that is being read, so that each step looks anew and
+// holds what it reads.
+Value Converter::sequence(PyObject* object, const Step* step) {
+  const Level level(*this, step);
+  Array array;
+  array.reserve(static_cast<std::size_t>(PySequence_Fast_GET_SIZE(object)));
+  for (Py_ssize_t i = 0; i < PySequence_Fast_GET_SIZE(object); ++i) {
+    const py::object element = py::reinterpret_borrow<py::object>(PySequence_Fast_GET_ITEM(object, i));
+    const Step below{step, nullptr, i};
+    array.append(value(element.ptr(), &below));
+  }
+  return array;
+}
+
+Value Converter::mapping(PyObject* object, const Step* step) {
+  if (PyDict_CheckExact(object)) return exactDictionary(object, step);
+  if (py::isinstance<FrozenDictionary>(object)) {
+    return frozen(py::handle(object).cast<const FrozenDictionary&>().contents, step);
+  }
+  return otherMapping(object, step);
+}
+
+Dictionary Converter::exactDictionary(PyObject* object, const Step* step) {
+  const Level level(*this, step);
+  Dictionary dictionary;
+  dictionary.reserve(static_cast<std::size_t>(PyDict_Size(object)));
+  PyObject* key = nullptr;
+  PyObject* element = nullptr;
+  for (Py_ssize_t position = 0; PyDict_Next(object, &position, &key, &element) != 0;) {
+    const py::object heldKey = py::reinterpret_borrow<py::object>(key);
+    const py::object held = py::reinterpret_borrow<py::object>(element);
+    store(dictionary, key, element, step);
+  }
+  return dictionary;
+}
+
+Dictionary Converter::otherMapping(PyObject* object, const Step* step) {
+  const Level level(*this, step);
+  const auto items = py::reinterpret_steal<py::object>(PyMapping_Items(object));
+  if (!items) throw py::error_already_set();
+  Dictionary dictionary;
+  for (const py::handle item : items) {
+    const auto pair = py::cast<std::pair<py::object, py::object>>(item);
+    store(dictionary, pair.first.ptr(), pair.second.ptr(), step);
+  }
+  return dictionary;
+}
+
+void Converter::store(Dictionary& dictionary, PyObject* key, PyObject* object, const Step* step) {
+  if (!PyUnicode_Check(key)) {
+    refuse(PyExc_TypeError, step, "the key " + reprOf(key) + " of type " + typeNameOf(key) + " is no str");
+  }
+  const Step below{step, key, 0};
+  dictionary.set(text(key, &below), value(object, &below));
+}
+
+// A frozen dictionary is taken as it is; what it holds counts all the same.
+Value Converter::frozen(const Dictionary& dictionary, const Step* step) {
+  Value whole(dictionary);
+  if (step != nullptr) admit(whole, step);
+  return whole;
+}
+
+void Converter::admit(const Value& value, const Step* step) {
+  count(step);
+  const Array* const array = value.ifArray();
+  const Dictionary* const dictionary = value.ifDictionary();
+  if (array == nullptr && dictionary == nullptr) return;
+  const Level level(*this, step);
+  if (array != nullptr) {
+    for (const Value& element : *array) admit(element, step);
+  } else {
+    for (const auto [key, element] : *dictionary) admit(element, step);
+  }
+}
+
+std::string_view Converter::text(PyObject* object, const Step* step) const {
+  Py_ssize_t size = 0;
+  const char* const characters = PyUnicode_AsUTF8AndSize(object, &size);
+  if (characters == nullptr) {
+    PyErr_Clear();
+    refuse(PyExc_ValueError, step, "is no text: it holds a lone surrogate");
+  }
+  return {characters, static_cast<std::size_t>(size)};
+}
+
+Value Converter::integer(PyObject* object, const Step* step) const {
+  int overflow = 0;
+  const long long number = PyLong_AsLongLongAndOverflow(object, &overflow);
+  if (overflow != 0) refuse(PyExc_OverflowError, step, "the integer needs more than 64 bits");
+  return Value(number);
+}
+
+Value Converter::date(PyObject* object, const Step* step) const {
+  const std::optional<Date> date = toDate(object);
+  if (!date) {
+    refuse(PyExc_ValueError, step,
+           "a datetime without a time zone is no point in time; what plistlib has read is UTC: "
+           ".replace(tzinfo=datetime.timezone.utc)");
+  }
+  return *date;
+}
+
+void Converter::count(const Step* step) {
+  if (++count_ <= kMostValues) return;
+  refuse(PyExc_ValueError, step, "is more than " + std::to_string(kMostValues) + " values in all");
+}
+
+bool Converter::isMapping(PyObject* object) {
+  if (PyDict_Check(object) || py::isinstance<FrozenDictionary>(object)) return true;
+  return py::isinstance(object, py::module_::import("collections.abc").attr("Mapping"));
+}
+
+void Converter::refuse(PyObject* type, const Step* step, const std::string& why) const {
+  PyErr_SetString(type, (where(step) + ": " + why).c_str());
+  throw py::error_already_set();
+}
+
+// The steps down to a value; of a long way, the first ones.
+std::string Converter::where(const Step* step) const {
+  constexpr std::size_t kMostSteps = 10;
+  std::vector<const Step*> way;
+  for (; step != nullptr; step = step->above) way.push_back(step);
+  std::string path = what_;
+  for (std::size_t i = 0; i < way.size(); ++i) {
+    if (i == kMostSteps) return path + "...";
+    const Step& next = *way[way.size() - 1 - i];
+    path += "[" + (next.key == nullptr ? std::to_string(next.index) : reprOf(next.key)) + "]";
+  }
+  return path;
+}
+
+// ---- Library to Python ----
+
+// The keys of records, which are made again and again.
+struct KnownKey {
+  std::string_view text;
+  PyObject* object = nullptr;
+};
+std::array<KnownKey, 7> knownKeys = {
+    {{"rule"}, {"result"}, {"actual"}, {"expected"}, {"hideResult"}, {"attributes"}, {"description"}}};
+
+py::object owned(PyObject* object) {
+  if (object == nullptr) throw py::error_already_set();
+  return py::reinterpret_steal<py::object>(object);
+}
+
+py::object newText(std::string_view text) {
+  return owned(PyUnicode_DecodeUTF8(text.data(), static_cast<Py_ssize_t>(text.size()), nullptr));
+}
+
+py::object newKey(std::string_view text) {
+  for (const KnownKey& known : knownKeys) {
+    if (known.text == text) return py::reinterpret_borrow<py::object>(known.object);
+  }
+  return newText(text);
+}
+
+py::object newBytes(std::span<const std::uint8_t> bytes) {
+  return owned(
+      PyBytes_FromStringAndSize(reinterpret_cast<const char*>(bytes.data()), static_cast<Py_ssize_t>(bytes.size())));
+}
+
+py::object newNumber(const Value& value) {
+  if (const auto integer = value.ifInteger()) return owned(PyLong_FromLongLong(*integer));
+  return owned(PyFloat_FromDouble(*value.ifReal()));
+}
+
+}  // namespace
+
+Value toValue(py::handle object, const std::string& what) { return Converter(what).value(object); }
+
+Dictionary toDictionary(py::handle object, const std::string& what) { return Converter(what).dictionary(object); }
+
+Data toData(py::handle object, const std::string& what) { return Converter(what).data(object); }
+
+py::object toPython(const Value& value) {
+  switch (value.kind()) {
+    case Kind::kString:
+      return newText(*value.ifString());
+    case Kind::kNumber:
+      return newNumber(value);
+    case Kind::kBoolean:
+      return py::bool_(*value.ifBoolean());
+    case Kind::kData:
+      return newBytes(value.ifData()->bytes());
+    case Kind::kDate:
+      return toDatetime(*value.ifDate());
+    case Kind::kArray:
+      return toPython(*value.ifArray());
+    default:
+      return toPython(*value.ifDictionary());
+  }
+}
+
+py::dict toPython(const Dictionary& dictionary) {
+  py::dict made;
+  for (const auto [key, value] : dictionary) {
+    if (PyDict_SetItem(made.ptr(), newKey(key).ptr(), toPython(value).ptr()) != 0) throw py::error_already_set();
+  }
+  return made;
+}
+
+py::list toPython(const Array& array) {
+  py::list made(array.size());
+  Py_ssize_t index = 0;
+  for (const Value& element : array) PyList_SET_ITEM(made.ptr(), index++, toPython(element).release().ptr());
+  return made;
+}
+
+py::str toText(std::string_view text) { return newText(text); }
+
+void initializeConversion() {
+  initializeDates();
+  for (KnownKey& known : knownKeys) known.object = PyUnicode_InternFromString(known.text.data());
+}
+
+}  // namespace tavik::python

@@ -1,0 +1,21 @@
+/// @file
+/// Paths, and property-list files.
+#ifndef TAVIK_PYTHON_DOCUMENTS_H
+#define TAVIK_PYTHON_DOCUMENTS_H
+
+#include <pybind11/pybind11.h>
+#include <tavik/Value.h>
+
+#include <string>
+
+namespace tavik::python {
+
+/// The path that a str, bytes or os.PathLike names.
+std::string pathOf(const pybind11::object& path);
+
+/// Reads a property-list file. Raises OSError for one that cannot be opened, DocumentError for one that is malformed.
+Value readFile(const std::string& path);
+
+}  // namespace tavik::python
+
+#endif

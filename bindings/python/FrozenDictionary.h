@@ -1,0 +1,17 @@
+/// @file
+/// tavik.Dictionary: a dictionary that was converted once and never changes.
+#ifndef TAVIK_PYTHON_FROZEN_DICTIONARY_H
+#define TAVIK_PYTHON_FROZEN_DICTIONARY_H
+
+#include <pybind11/pybind11.h>
+#include <tavik/Value.h>
+
+namespace tavik::python {
+
+struct FrozenDictionary {
+  Dictionary contents;
+};
+
+}  // namespace tavik::python
+
+#endif

@@ -1,0 +1,80 @@
+#include "HostPlatform.h"
+
+#include "Conversion.h"
+#include "Documents.h"
+#include "FrozenDictionary.h"
+#include "Parts.h"
+#include "Raise.h"
+
+namespace tavik::python {
+namespace {
+
+py::object platformClass(const char* name) { return py::module_::import("tavik._platform").attr(name); }
+
+std::shared_ptr<const StationPlatform> stationOf(const py::object& platform) {
+  const py::object station = platformClass("StationPlatform");
+  const py::object function = py::getattr(platform.attr("validate"), "__func__", py::none());
+  const bool validatesAsStation = py::isinstance(platform, station) && function.is(station.attr("validate"));
+  if (!validatesAsStation) return nullptr;
+  return platform.attr("_validation").cast<const StationValidation&>().platform;
+}
+
+FrozenDictionary validate(const StationValidation& validation, py::handle document, const std::string& publicKeyPath) {
+  std::optional<std::string> refusal;
+  const auto content = validation.platform->validatedPropertyListFromSignedDictionary(toDictionary(document, "signed"),
+                                                                                      publicKeyPath, refusal);
+  if (refusal) raise(makeException("UntrustedError", *refusal));
+  return {*content->ifDictionary()};  // the root of what was signed is a dictionary
+}
+
+}  // namespace
+
+HostPlatform::HostPlatform(py::object platform) : platform_(std::move(platform)) {
+  if (!py::isinstance(platform_, platformClass("Platform"))) throw py::type_error("platform: is no tavik.Platform");
+  station_ = stationOf(platform_);
+}
+
+HostPlatform::~HostPlatform() {
+  const py::gil_scoped_acquire lock;
+  platform_ = py::object();
+}
+
+void HostPlatform::askWhetherItLogs() { logs_.store(platform_.attr("logs")().cast<bool>(), std::memory_order_relaxed); }
+
+std::optional<Value> HostPlatform::validatedPropertyListFromSignedDictionary(
+    const Dictionary& signedDictionary, const std::string& publicKeyPath,
+    std::optional<std::string>& errorDescription) const {
+  if (station_) {
+    return station_->validatedPropertyListFromSignedDictionary(signedDictionary, publicKeyPath, errorDescription);
+  }
+  const py::gil_scoped_acquire lock;
+  try {
+    const py::object content = platform_.attr("validate")(FrozenDictionary{signedDictionary}, publicKeyPath);
+    return toDictionary(content, "validate()");
+  } catch (py::error_already_set& raised) {
+    if (!raised.matches(py::module_::import("tavik._errors").attr("UntrustedError"))) throw;
+    errorDescription = py::str(raised.value()).cast<std::string>();
+    return std::nullopt;
+  }
+}
+
+void HostPlatform::log(std::string_view line) const {
+  const py::gil_scoped_acquire lock;
+  try {
+    platform_.attr("log")(toText(line));
+  } catch (py::error_already_set& raised) {
+    raised.discard_as_unraisable("the log of a tavik.Platform");
+  }
+}
+
+void defineStationValidation(py::module_& module) {
+  py::class_<StationValidation>(module, "StationValidation")
+      .def(py::init([](const py::object& publicKey) {
+        std::optional<std::string> path;
+        if (!publicKey.is_none()) path = pathOf(publicKey);
+        return StationValidation{std::make_shared<StationPlatform>(std::move(path), StationPlatform::Log::kNone)};
+      }))
+      .def("validate", validate);
+}
+
+}  // namespace tavik::python

@@ -1,0 +1,26 @@
+// The extension module: the C++ interface, bound directly. Each part defines what it is about.
+
+#include <pybind11/pybind11.h>
+#include <tavik/TavikKernelVersion.h>
+#include <tavik/Value.h>
+
+#include "Conversion.h"
+#include "Parts.h"
+
+PYBIND11_MODULE(_tavik, module) {
+  using namespace tavik;
+  using namespace tavik::python;
+  py::options options;
+  options.disable_function_signatures();  // the texts begin with signatures that inspect.signature understands
+  initializeConversion();
+  const Value version(TavikKernelVersionNumber);
+  module.attr("__version__") = toText(description(&version));
+  module.attr("__name__") = "tavik";  // where people find the classes
+  defineFrozenDictionary(module);
+  defineStationValidation(module);
+  defineResult(module);
+  defineKernel(module);
+  defineDecoders(module);
+  defineDocuments(module);
+  module.attr("__name__") = "tavik._tavik";
+}

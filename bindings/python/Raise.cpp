@@ -1,0 +1,33 @@
+#include "Raise.h"
+
+#include <stdexcept>
+
+namespace tavik::python {
+
+py::object makeException(const Error& error) {
+  return makeException("Error", error.domain(), error.code(), error.localizedDescription());
+}
+
+py::object makeException(const std::exception_ptr& fault) {
+  try {
+    std::rethrow_exception(fault);
+  } catch (const std::out_of_range& range) {
+    return makeException("RangeFault", range.what());
+  } catch (const std::invalid_argument& argument) {
+    return makeException("ArgumentFault", argument.what());
+  }
+}
+
+void raise(const py::object& exception) {
+  PyErr_SetObject(py::type::handle_of(exception).ptr(), exception.ptr());
+  throw py::error_already_set();
+}
+
+void raiseDocumentError(const std::string& message) { raise(makeException("DocumentError", message)); }
+
+void raiseSystemError(const std::string& path) {
+  PyErr_SetFromErrnoWithFilename(PyExc_OSError, path.c_str());
+  throw py::error_already_set();
+}
+
+}  // namespace tavik::python

@@ -1,0 +1,47 @@
+/// @file
+/// What the module raises: the exceptions of tavik/_errors.py, with the kernel's errors and faults in them.
+#ifndef TAVIK_PYTHON_RAISE_H
+#define TAVIK_PYTHON_RAISE_H
+
+#include <pybind11/pybind11.h>
+#include <tavik/Error.h>
+
+#include <exception>
+#include <string>
+
+namespace tavik::python {
+
+namespace py = pybind11;
+
+/// An exception of the package, made and not raised.
+template <class... Arguments>
+py::object makeException(const char* name, Arguments&&... arguments) {
+  return py::module_::import("tavik._errors").attr(name)(std::forward<Arguments>(arguments)...);
+}
+
+/// tavik.Error.
+py::object makeException(const Error& error);
+
+/// tavik.RangeFault or tavik.ArgumentFault. What else a failed call may have raised, such as an exception of a platform
+/// written in Python, is raised again.
+py::object makeException(const std::exception_ptr& fault);
+
+/// Raises an exception that `makeException` made.
+[[noreturn]] void raise(const py::object& exception);
+[[noreturn]] void raiseDocumentError(const std::string& message);
+/// Raises OSError, for the errno of the last system call.
+[[noreturn]] void raiseSystemError(const std::string& path);
+
+/// Calls into the library; faults become exceptions of the package.
+template <class Call>
+auto withFaults(Call call) {
+  try {
+    return call();
+  } catch (const std::logic_error&) {
+    raise(makeException(std::current_exception()));
+  }
+}
+
+}  // namespace tavik::python
+
+#endif

@@ -1,0 +1,118 @@
+/* check_device PUBLIC_KEY LIBRARY LOCAL_RULES DEVICE [SFC]: checks one device, whose attributes and shop-floor values
+   are property-list files, and prints its records.
+
+   Exits with 0 when the device passed, 1 when it failed, 2 when there is no verdict. */
+
+#include <stdio.h>
+#include <tavik/tavik_platform.h>
+
+enum { kPassed = 0, kFailed = 1, kNoVerdict = 2 };
+
+/* What a station holds as long as it runs. */
+typedef struct Station {
+  tavik_kernel* kernel;
+  tavik_rules* rules;
+} Station;
+
+/* Says why a step failed; what else there is to say comes with the error. */
+static int report(const char* what, tavik_status status, tavik_error** error) {
+  fprintf(stderr, "%s: %s", what, tavik_status_text(status));
+  if (*error != NULL) fprintf(stderr, ": %s", tavik_error_text(*error));
+  fputc('\n', stderr);
+  tavik_error_release(error);
+  return kNoVerdict;
+}
+
+static tavik_status openStation(Station* station, char** files, tavik_error** error) {
+  tavik_platform* platform = NULL;
+  tavik_value* localRules = NULL;
+  tavik_status status = tavik_station_platform_new(files[0], TAVIK_LOG_NONE, &platform);
+  if (status == TAVIK_OK) status = tavik_kernel_new(files[1], platform, &station->kernel, error);
+  if (status == TAVIK_OK) status = tavik_property_list_read_file(files[2], &localRules, error);
+  if (status == TAVIK_OK) status = tavik_kernel_prepare(station->kernel, localRules, &station->rules, error);
+  tavik_value_release(&localRules); /* releasing null does nothing */
+  tavik_platform_release(&platform);
+  return status;
+}
+
+static void closeStation(Station* station) {
+  tavik_rules_release(&station->rules);
+  tavik_kernel_release(&station->kernel);
+}
+
+/* Prints "name: text" of an entry that may hold any value. */
+static void printEntry(const tavik_value* record, const char* key) {
+  tavik_value* value = NULL;
+  tavik_value* description = NULL;
+  const char* text = "";
+  size_t length = 0;
+  tavik_dictionary_get(record, key, TAVIK_TO_NUL, &value);
+  tavik_value_describe(value, &description);
+  tavik_value_get_string(description, &text, &length);
+  printf("  %s: %.*s\n", key, (int)length, text);
+  tavik_value_release(&description);
+  tavik_value_release(&value);
+}
+
+/* Whether the record says that its rule holds. */
+static int printRecord(const tavik_value* record) {
+  const char* rule = "";
+  size_t length = 0;
+  int32_t result = 0;
+  tavik_dictionary_get_string(record, "rule", &rule, &length);
+  tavik_dictionary_get_boolean(record, "result", &result);
+  printf("%s %.*s\n", result ? "pass" : "FAIL", (int)length, rule);
+  if (!result) {
+    printEntry(record, "actual");
+    printEntry(record, "expected");
+  }
+  return result;
+}
+
+static int printRecords(const tavik_value* records) {
+  int verdict = kPassed;
+  size_t count = 0;
+  tavik_value_get_count(records, &count);
+  for (size_t i = 0; i < count; ++i) {
+    tavik_value* record = NULL;
+    if (tavik_array_get(records, i, &record) != TAVIK_OK || !printRecord(record)) verdict = kFailed;
+    tavik_value_release(&record);
+  }
+  return verdict;
+}
+
+static int check(const Station* station, const char* deviceFile, const char* sfcFile) {
+  tavik_error* error = NULL;
+  tavik_value* device = NULL;
+  tavik_value* sfc = NULL;
+  tavik_value* sources = NULL;
+  tavik_value* records = NULL;
+  tavik_status status = tavik_property_list_read_file(deviceFile, &device, &error);
+  if (status == TAVIK_OK && sfcFile != NULL) {
+    status = tavik_property_list_read_file(sfcFile, &sfc, &error);
+    if (status == TAVIK_OK) status = tavik_value_new_dictionary(&sources);
+    if (status == TAVIK_OK) status = tavik_dictionary_set(sources, "sfc", TAVIK_TO_NUL, sfc);
+  }
+  if (status == TAVIK_OK) status = tavik_rules_check(station->rules, device, sources, NULL, &records, &error);
+  int verdict = records != NULL ? printRecords(records) : kNoVerdict;
+  if (status != TAVIK_OK) verdict = report(deviceFile, status, &error);
+  tavik_value_release(&records);
+  tavik_value_release(&sources);
+  tavik_value_release(&sfc);
+  tavik_value_release(&device);
+  return verdict;
+}
+
+int main(int argc, char** argv) {
+  if (argc != 5 && argc != 6) {
+    fprintf(stderr, "usage: %s PUBLIC_KEY LIBRARY LOCAL_RULES DEVICE [SFC]\n", argv[0]);
+    return kNoVerdict;
+  }
+  Station station = {NULL, NULL};
+  tavik_error* error = NULL;
+  const tavik_status status = openStation(&station, argv + 1, &error);
+  const int verdict =
+      status == TAVIK_OK ? check(&station, argv[4], argc == 6 ? argv[5] : NULL) : report("no station", status, &error);
+  closeStation(&station);
+  return verdict;
+}

@@ -1,0 +1,298 @@
+// Calls of the C interface as the input says, on handles of every type, null and wrong ones among them. A status comes
+// out, handles and errors as it says, and the values are in the end what the same changes make of C++ values.
+
+#include <tavik/tavik.h>
+
+#include <array>
+#include <cstdlib>
+
+#include "CHandles.h"
+#include "Choices.h"
+#include "MemoryFile.h"
+#include "RuleDocumentMaker.h"
+
+namespace {
+
+using namespace tavik;
+
+void require(bool condition, int line = __builtin_LINE()) {
+  if (condition) return;
+  std::cerr << "what line " << line << " requires does not hold" << std::endl;
+  std::abort();
+}
+
+// Beyond it a value does not grow: values in each other stand for far more than they hold.
+constexpr std::size_t kMost = 500;
+
+std::size_t sizeOf(const Value& value) {
+  std::size_t size = 1;
+  if (const Array* array = value.ifArray()) {
+    for (const Value& element : *array) size += sizeOf(element);
+  }
+  if (const Dictionary* dictionary = value.ifDictionary()) {
+    for (const auto [key, entry] : *dictionary) size += sizeOf(entry);
+  }
+  return size;
+}
+
+class Calls {
+ public:
+  explicit Calls(Choices choices) : choices_(choices) {}
+
+  void run() {
+    if (choices_.often(8)) makeDocuments();
+    for (int rest = 100; rest > 0 && !choices_.done(); --rest) call();
+    for (const Slot& slot : values_) {
+      if (slot.model) require(exact::text(c::valueOf(slot.handle)) == exact::text(*slot.model));
+      require(slot.model.has_value() == (slot.handle != nullptr));
+    }
+  }
+
+ private:
+  struct Slot {
+    c::OwnedValue handle;
+    std::optional<Value> model;
+  };
+
+  // From the same input that says what is called.
+  void makeDocuments() {
+    const RuleDocuments documents = RuleDocumentMaker(choices_).documents();
+    const std::optional<Dictionary> made[] = {documents.library, documents.rules, documents.devices.front(),
+                                              documents.sources};
+    for (std::size_t index = 0; index < std::size(made); ++index) {
+      if (!made[index]) continue;
+      values_[index].handle = c::handleOf(*made[index]);
+      values_[index].model = *made[index];
+    }
+    makeKernel(values_[0].handle, values_[1].handle);
+  }
+
+  Slot& slot() { return values_[choices_.below(values_.size())]; }
+
+  // A value, null, or what is none.
+  tavik_value* argument() {
+    switch (choices_.below(16)) {
+      case 0:
+        return nullptr;
+      case 1:
+        return reinterpret_cast<tavik_value*>(static_cast<tavik_kernel*>(kernel_));
+      case 2:
+        return reinterpret_cast<tavik_value*>(static_cast<tavik_rules*>(rules_));
+      default:
+        return slot().handle;
+    }
+  }
+
+  void call() {
+    switch (choices_.below(10)) {
+      case 0:
+      case 1:
+        return make();
+      case 2:
+      case 3:
+        return store();
+      case 4:
+        return take();
+      case 5:
+        return misread();
+      case 6:
+        return release();
+      case 7:
+        return makeKernel(argument(), argument());
+      default:
+        return give();
+    }
+  }
+
+  void keep(Slot& to, tavik_status status, const Value& model) {
+    require((status == TAVIK_OK) == (to.handle != nullptr));
+    to.model = status == TAVIK_OK ? std::optional(model) : std::nullopt;
+  }
+
+  void make() {
+    Slot& to = slot();
+    tavik_value** const out = to.handle.out();
+    const auto text = choices_.text(20);
+    switch (choices_.below(7)) {
+      case 0:
+        return keep(to, tavik_value_new_string(text.data(), text.size(), out), text);
+      case 1: {
+        const auto number = choices_.number<std::int64_t>();
+        return keep(to, tavik_value_new_integer(number, out), Value(number));
+      }
+      case 2: {
+        const auto number = choices_.number<double>();
+        return keep(to, tavik_value_new_real(number, out), Value(number));
+      }
+      case 3:
+        return keep(to, tavik_value_new_boolean(7, out), Value(true));
+      case 4: {
+        const Data data(std::span(reinterpret_cast<const std::uint8_t*>(text.data()), text.size()));
+        return keep(to, tavik_value_new_data(text.data(), text.size(), out), data);
+      }
+      case 5:
+        return keep(to, tavik_value_new_array(out), Array());
+      default:
+        return keep(to, tavik_value_new_dictionary(out), Dictionary());
+    }
+  }
+
+  void store() {
+    Slot& into = slot();
+    const Slot& from = slot();
+    const auto key = choices_.text(6);
+    const bool grows = into.model && from.model && sizeOf(*into.model) + sizeOf(*from.model) <= kMost;
+    if (into.model && from.model && !grows) return;
+    const std::size_t index = choices_.below(8);
+    if (choices_.often(8)) {
+      const tavik_status status = tavik_dictionary_set(into.handle, key.data(), key.size(), from.handle);
+      if (status != TAVIK_OK) return;
+      Dictionary changed = *into.model->ifDictionary();
+      changed.set(key, *from.model);
+      into.model = changed;
+    } else if (choices_.often(4)) {
+      const tavik_status status = tavik_dictionary_erase(into.handle, key.data(), key.size());
+      if (status != TAVIK_OK) return;
+      Dictionary changed = *into.model->ifDictionary();
+      require(changed.erase(key));
+      into.model = changed;
+    } else {
+      const bool appends = choices_.often(8);
+      const tavik_status status =
+          appends ? tavik_array_append(into.handle, from.handle) : tavik_array_set(into.handle, index, from.handle);
+      if (status != TAVIK_OK) return;
+      Array changed = *into.model->ifArray();
+      appends ? changed.append(*from.model) : changed.set(index, *from.model);
+      into.model = changed;
+    }
+  }
+
+  void take() {
+    const Slot& from = slot();
+    Slot to;
+    const auto key = choices_.text(6);
+    const std::size_t index = choices_.below(8);
+    if (choices_.often(4)) {
+      keep(to, tavik_value_copy(from.handle, to.handle.out()), from.model.value_or(Value()));
+    } else if (choices_.often(8)) {
+      const tavik_status status = tavik_dictionary_get(from.handle, key.data(), key.size(), to.handle.out());
+      keep(to, status, status == TAVIK_OK ? *from.model->ifDictionary()->find(key) : Value());
+    } else {
+      const tavik_status status = tavik_array_get(from.handle, index, to.handle.out());
+      keep(to, status, status == TAVIK_OK ? from.model->ifArray()->at(index) : Value());
+    }
+    slot() = std::move(to);
+  }
+
+  // Of any kind, whatever it is.
+  void misread() {
+    const tavik_value* value = argument();
+    const char* text = nullptr;
+    const std::uint8_t* bytes = nullptr;
+    std::size_t length = 0;
+    std::int64_t integer = 0;
+    double real = 0;
+    std::int32_t truth = 0;
+    const std::string key(choices_.text(6));
+    const tavik_status statuses[] = {
+        tavik_value_get_kind(value, &truth),
+        tavik_value_get_string(value, &text, &length),
+        tavik_value_get_integer(value, &integer),
+        tavik_value_get_real(value, &real),
+        tavik_value_get_boolean(value, &truth),
+        tavik_value_get_data(value, &bytes, &length),
+        tavik_value_get_date(value, &real),
+        tavik_value_get_count(value, &length),
+        tavik_value_equal(value, argument(), &truth),
+        tavik_dictionary_get_string(value, key.c_str(), &text, &length),
+        tavik_dictionary_get_integer(value, key.c_str(), &integer),
+        tavik_dictionary_get_data(value, key.c_str(), &bytes, &length),
+    };
+    for (const tavik_status status : statuses) require(status >= TAVIK_OK && status < TAVIK_INTERNAL);
+  }
+
+  void release() {
+    Slot& released = slot();
+    released.handle = c::OwnedValue();
+    released.model.reset();
+    tavik_value* none = reinterpret_cast<tavik_value*>(static_cast<tavik_kernel*>(kernel_));
+    require(tavik_value_release(&none) == (kernel_ == nullptr ? TAVIK_OK : TAVIK_BAD_HANDLE));
+  }
+
+  // A kernel whose library is a value, and rules.
+  void makeKernel(const tavik_value* library, const tavik_value* localRules) {
+    static const MemoryFile file;
+    host_.lines.clear();
+    c::OwnedKernel kernel;  // the arguments may be the ones before, in the place of a value
+    c::OwnedRules rules;
+    c::OwnedValue document;
+    if (tavik_property_list_write(library, TAVIK_FORMAT_BINARY, document.out(), nullptr) == TAVIK_OK) {
+      const std::uint8_t* bytes = nullptr;
+      std::size_t length = 0;
+      c::done(tavik_value_get_data(document, &bytes, &length));
+      file.write({bytes, length});
+      static_cast<void>(tavik_kernel_new(file.path().c_str(), platform_, kernel.out(), nullptr));
+    }
+    const tavik_status status = tavik_kernel_prepare(kernel, localRules, rules.out(), nullptr);
+    require((status == TAVIK_OK) == (rules != nullptr));
+    kernel_ = std::move(kernel);
+    rules_ = std::move(rules);
+  }
+
+  // What gives a value and may give an error.
+  void give() {
+    Slot to;
+    c::OwnedError error;
+    const std::string expression(choices_.text(40));
+    const tavik_status status = giving(expression, to.handle.out(), error.out());
+    require(status >= TAVIK_OK && status < TAVIK_INTERNAL && status != TAVIK_NO_MEMORY);
+    require((status == TAVIK_OK) == (error == nullptr));
+    require(status != TAVIK_OK || to.handle != nullptr);
+    require(to.handle == nullptr || status <= TAVIK_ERROR);
+    if (to.handle != nullptr) to.model = c::valueOf(to.handle);
+    if (!to.model || sizeOf(*to.model) <= kMost) slot() = std::move(to);
+  }
+
+  tavik_status giving(const std::string& text, tavik_value** out, tavik_error** error) {
+    tavik_value* const first = argument();
+    tavik_value* const second = argument();
+    tavik_value* const third = argument();
+    Slot& station = slot();
+    switch (choices_.below(8)) {
+      case 0:
+        return tavik_property_list_read(text.data(), text.size(), out, error);
+      case 1:
+        return tavik_property_list_write(first, choices_.byte(), out, error);
+      case 2:
+      case 3: {
+        const tavik_status status = choices_.often(8)
+                                        ? tavik_kernel_check(kernel_, first, second, third, station.handle, out, error)
+                                        : tavik_rules_check(rules_, first, second, station.handle, out, error);
+        if (station.handle != nullptr) station.model = c::valueOf(station.handle);
+        return status;
+      }
+      case 4:
+        return tavik_kernel_sfc_check_list(kernel_, first, second, out, error);
+      case 5:
+        return tavik_kernel_domain_list(kernel_, first, second, out, error);
+      case 6:
+        return tavik_nand_size_check_description(first, second, out, error);
+      default:
+        return tavik_evaluate(text.c_str(), first, second, third, platform_, out, error);
+    }
+  }
+
+  Choices choices_;
+  c::CallbackHost host_;
+  c::OwnedPlatform platform_ = host_.platform();
+  c::OwnedKernel kernel_;
+  c::OwnedRules rules_;
+  std::array<Slot, 6> values_;
+};
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  Calls(Choices({data, size})).run();
+  return 0;
+}

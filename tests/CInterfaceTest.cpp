@@ -1,0 +1,660 @@
+// The C interface: every misuse is a status, and what comes out is what comes out of C++, on every example device and
+// on random documents.
+
+#include <tavik/PlatformHandle.h>
+#include <tavik/tavik_platform.h>
+
+#include <functional>
+#include <limits>
+#include <random>
+
+#include "CHandles.h"
+#include "CheckAgreement.h"
+#include "ExampleDocuments.h"
+#include "RuleDocumentMaker.h"
+#include "TestSupport.h"
+
+namespace tavik {
+namespace {
+
+using c::done;
+using c::handleOf;
+using c::handleOrNull;
+using c::OwnedError;
+using c::OwnedKernel;
+using c::OwnedPlatform;
+using c::OwnedRules;
+using c::OwnedValue;
+using c::valueOf;
+
+// C cannot see which error there was before, nor whether there is one beside a fault, and its texts end at a NUL.
+std::string seenFromC(CheckOutcome outcome) {
+  if (!outcome.fault.empty() || (outcome.error && outcome.error->code() == -1)) outcome.error.reset();
+  if (outcome.error) {
+    const std::string text(outcome.error->localizedDescription());
+    outcome.error = Error(static_cast<std::int32_t>(outcome.error->code()), text.c_str());
+  }
+  outcome.fault = outcome.fault.c_str();
+  return outcome.text();
+}
+
+// The same kernel held from C++ and from C.
+class BothKernels {
+ public:
+  BothKernels(const std::string& library, std::optional<Dictionary> rules) : rules_(std::move(rules)) {
+    const TemporaryFile file(library);
+    kernel_ = ZRTTavikKernel::init(file.path(), platform_);
+    OwnedError error;
+    const tavik_status status = tavik_kernel_new(file.path().c_str(), host_.platform(), handle_.out(), error.out());
+    EXPECT_EQ(status, kernel_ != nullptr ? TAVIK_OK : TAVIK_REFUSED) << tavik_error_text(error);
+    rulesHandle_ = handleOrNull(local());
+    if (kernel_ != nullptr) done(tavik_kernel_prepare(handle_, rulesHandle_, prepared_.out(), nullptr));
+  }
+
+  [[nodiscard]] bool exists() const { return kernel_ != nullptr; }
+
+  // Compares everything that a kernel does with one device; returns what its check left.
+  CheckOutcome compare(const Dictionary& device, const Dictionary* sources, bool hasStation) {
+    const OwnedValue deviceHandle = handleOf(device);
+    const OwnedValue sourcesHandle = handleOrNull(sources);
+    CheckOutcome checked = outcomeOf(*platform_, hasStation, [&](Dictionary* station, std::optional<Error>& error) {
+      return kernel_->check(device, local(), sources, station, error);
+    });
+    const std::string text = seenFromC(checked);
+    EXPECT_EQ(text, fromC(hasStation, [&](auto... outputs) {
+                return tavik_kernel_check(handle_, deviceHandle, rulesHandle_, sourcesHandle, outputs...);
+              }));
+    EXPECT_EQ(text, fromC(hasStation, [&](auto... outputs) {
+                return tavik_rules_check(prepared_, deviceHandle, sourcesHandle, outputs...);
+              }));
+    if (rules_ && hasStation) compareLists(device, deviceHandle);
+    return checked;
+  }
+
+  // Each rule of the library, on an attribute.
+  void compareExpressions(const Dictionary& library, const Value& attribute) {
+    for (const auto [name, rule] : library) {
+      const Dictionary* definition = rule.ifDictionary();
+      if (definition == nullptr || !definition->findString("predicate")) continue;
+      const std::string expression(*definition->findString("predicate"));
+      const Value* expected = definition->find("value");
+      SCOPED_TRACE(expression);
+      CheckOutcome plain = outcomeOf(*platform_, false, [&](Dictionary*, std::optional<Error>& error) {
+        std::optional<Array> record;
+        const auto tree = AbstractTreeNode::parsePredicateString(expression.c_str(), *kernel_, error);
+        if (tree != nullptr) record = Array::of(*tree->process(&attribute, expected, nullptr));
+        return record;
+      });
+      const auto evaluate = [&](tavik_value*, tavik_value** records, tavik_error** error) {
+        OwnedValue record;
+        const tavik_status status = tavik_evaluate(expression.c_str(), handleOf(attribute), nullptr,
+                                                   handleOrNull(expected), host_.platform(), record.out(), error);
+        if (status != TAVIK_OK) return status;
+        done(tavik_value_new_array(records));
+        return tavik_array_append(*records, record);
+      };
+      EXPECT_EQ(seenFromC(std::move(plain)), fromC(false, evaluate));
+    }
+  }
+
+ private:
+  [[nodiscard]] const Dictionary* local() const { return rules_ ? &*rules_ : nullptr; }
+
+  // What a check through C leaves. `check`: of station, records and error.
+  template <class Check>
+  std::string fromC(bool hasStation, Check check) {
+    CheckOutcome outcome;
+    OwnedValue station;
+    OwnedValue records;
+    OwnedError error;
+    if (hasStation) station = handleOf(Dictionary{{"OnPass", "as it was"}, {"other", "stays"}});
+    host_.lines.clear();
+    const tavik_status status = check(static_cast<tavik_value*>(station), records.out(), error.out());
+    if (records != nullptr) outcome.records = c::arrayOf(records);
+    if (hasStation) outcome.station = c::dictionaryOf(station);
+    outcome.lines = host_.lines;
+    const std::string text = tavik_error_text(error);
+    if (status == TAVIK_FAULT_OUT_OF_RANGE) outcome.fault = "out of range: " + text;
+    if (status == TAVIK_FAULT_INVALID_ARGUMENT) outcome.fault = "invalid argument: " + text;
+    if (status == TAVIK_ERROR) {
+      EXPECT_EQ(tavik_error_domain(error), Error::kDomain);
+      outcome.error = Error(static_cast<std::int32_t>(tavik_error_code(error)), text);
+    }
+    EXPECT_EQ(status == TAVIK_OK, error == nullptr);
+    EXPECT_LE(status, TAVIK_FAULT_INVALID_ARGUMENT) << tavik_status_text(status);
+    return outcome.text();
+  }
+
+  void compareLists(const Dictionary& device, const tavik_value* deviceHandle) {
+    using List = std::optional<Dictionary> (ZRTTavikKernel::*)(const Dictionary&, const Dictionary&,
+                                                               std::optional<Error>&) const;
+    const std::pair<List, decltype(&tavik_kernel_sfc_check_list)> lists[] = {
+        {&ZRTTavikKernel::sfcCheckList, tavik_kernel_sfc_check_list},
+        {&ZRTTavikKernel::guiCheckList, tavik_kernel_gui_check_list},
+        {&ZRTTavikKernel::simCheckList, tavik_kernel_sim_check_list},
+        {&ZRTTavikKernel::getDomainList, tavik_kernel_domain_list},
+        {&ZRTTavikKernel::getPollingList, tavik_kernel_polling_list},
+    };
+    for (const auto& [list, function] : lists) {
+      std::optional<Error> error;
+      const auto entries = (*kernel_.*list)(*rules_, device, error);
+      OwnedValue entriesHandle;
+      OwnedError errorHandle;
+      const tavik_status status = function(handle_, rulesHandle_, deviceHandle, entriesHandle.out(), errorHandle.out());
+      EXPECT_EQ(status, entries ? TAVIK_OK : TAVIK_ERROR);
+      EXPECT_EQ(tavik_error_code(errorHandle), error ? error->code() : 0);
+      EXPECT_EQ(entriesHandle == nullptr, !entries);
+      if (entries && entriesHandle != nullptr) {
+        EXPECT_EQ(exact::text(valueOf(entriesHandle)), exact::text(*entries));
+      }
+    }
+  }
+
+  std::optional<Dictionary> rules_;
+  std::shared_ptr<RecordingPlatform> platform_ = std::make_shared<RecordingPlatform>();
+  std::unique_ptr<ZRTTavikKernel> kernel_;
+  c::CallbackHost host_;
+  OwnedKernel handle_;
+  OwnedRules prepared_;
+  OwnedValue rulesHandle_;
+};
+
+TEST(CInterfaceTest, EveryExampleDevice) {
+  const Dictionary library = documentAt(kExample / "rule-library.plist");
+  BothKernels kernels(bytesOf(library), documentAt(kExample / "local-rules.plist"));
+  ASSERT_TRUE(kernels.exists());
+  kernels.compareExpressions(library, "C02K647012KR4");
+  std::ifstream lines(kExample / "devices.jsonl");
+  int devices = 0;
+  std::size_t records = 0;
+  for (std::string line; std::getline(lines, line) && !HasFailure(); ++devices) {
+    const Dictionary entry = jsonOf(line);
+    const auto outcome =
+        kernels.compare(*entry.findDictionary("attributes"), entry.findDictionary("sources"), devices % 2 == 0);
+    if (outcome.records) records += outcome.records->size();
+  }
+  EXPECT_EQ(devices, 300);
+  EXPECT_GT(records, 300u * 20);
+}
+
+TEST(CInterfaceTest, RandomDevices) {
+  std::mt19937_64 random(20261122);
+  int devices = 0;
+  int errors = 0;
+  int faults = 0;
+  while (devices < 10000 && !HasFailure()) {
+    SCOPED_TRACE("device " + std::to_string(devices));
+    std::vector<std::uint8_t> bytes(200 + random() % 1500);
+    for (std::uint8_t& byte : bytes) byte = static_cast<std::uint8_t>(random());
+    const RuleDocuments made = RuleDocumentMaker(Choices(bytes)).documents();
+    std::string error;
+    if (!writePropertyList(Value(made.library), PropertyListFormat::kBinary, error)) continue;
+    BothKernels kernels(bytesOf(made.library), made.rules);
+    if (!kernels.exists()) continue;
+    for (const Dictionary& device : made.devices) {
+      const auto outcome = kernels.compare(device, made.sources ? &*made.sources : nullptr, devices++ % 2 == 0);
+      if (!outcome.fault.empty()) ++faults;
+      if (outcome.error && outcome.error->code() != -1) ++errors;
+    }
+    kernels.compareExpressions(made.library, made.devices.front());
+  }
+  EXPECT_GT(errors, 500);
+  EXPECT_GT(faults, 500);
+}
+
+TEST(CInterfaceTest, DescriptionsAndDecoders) {
+  const auto same = [](const std::optional<Value>& value, const std::function<tavik_status(tavik_value**)>& call) {
+    OwnedValue out;
+    EXPECT_EQ(call(out.out()), value ? TAVIK_OK : TAVIK_REFUSED);
+    EXPECT_EQ(out == nullptr, !value);
+    if (value && out != nullptr) {
+      EXPECT_EQ(exact::text(valueOf(out)), exact::text(*value));
+    }
+  };
+  const Value list = Array::of("a", "b");
+  const Dictionary phone{{"SerialNumber", "C02K6470ABCD"}, {"TotalDiskCapacity", Value(64000000000)}};
+  const Value sizes = Dictionary{{"BCD", Value(64)}};
+  const Value variables = Dictionary{{"a", "1"}, {"c", "2"}};
+  same(ZRTTavikKernel::valueInListDescription(&list, nullptr),
+       [&](auto out) { return tavik_value_in_list_description(handleOf(list), nullptr, out, nullptr); });
+  same(ZRTTavikKernel::nandSizeCheckDescription(phone, &sizes),
+       [&](auto out) { return tavik_nand_size_check_description(handleOf(phone), handleOf(sizes), out, nullptr); });
+  same(ZRTTavikKernel::nvramWhiteListDescription(&variables, &list),
+       [&](auto out) { return tavik_nvram_white_list_description(handleOf(variables), handleOf(list), out, nullptr); });
+
+  std::vector<std::uint8_t> blob(20, 0);
+  blob.insert(blob.end(), {1, 0, 0, 0, '#', 'B', 'L', 'M', 'x', 'y', 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0});
+  const std::vector<std::uint8_t> root = {0x30, 0x19, 0x30, 0x0b, 0x06, 0x09, 0x2a, 0x86, 0x48,
+                                          0x86, 0xf7, 0x0d, 0x01, 0x01, 0x05, 0x31, 0x05, 0x04,
+                                          0x03, 'a',  'b',  'c',  0x04, 0x01, 0x02, 0xa3, 0x00};
+  for (const auto& bytes : {blob, root, std::vector<std::uint8_t>()}) {
+    const Data data(bytes);
+    const auto optional = [](auto decoded) { return decoded ? std::optional<Value>(*decoded) : std::nullopt; };
+    same(SystemConfig::sysCfgFromData(&data),
+         [&](auto out) { return tavik_decode_syscfg(bytes.data(), bytes.size(), out); });
+    same(SystemConfig::controlBitsFromData(&data),
+         [&](auto out) { return tavik_decode_control_bits(bytes.data(), bytes.size(), out); });
+    same(optional(ManifestParser::rootDictFromData({{"RootManifestData", data}})),
+         [&](auto out) { return tavik_decode_root_manifest(bytes.data(), bytes.size(), out); });
+    same(optional(ManifestParser::provisioningDictFromData({{"ProvisioningManifestData", data}})),
+         [&](auto out) { return tavik_decode_provisioning_manifest(bytes.data(), bytes.size(), out); });
+  }
+  EXPECT_EQ(SystemConfig::sysCfgFromData(std::array{Data(blob)}.data()).size(), 1U) << "there is something to decode";
+  EXPECT_EQ(ManifestParser::rootDictFromData({{"RootManifestData", Data(root)}}).value_or(Dictionary()).size(), 1U);
+}
+
+TEST(CInterfaceTest, ValuesAreReadAsTheyWereBuilt) {
+  OwnedValue device;
+  done(tavik_value_new_dictionary(device.out()));
+  done(tavik_dictionary_set_string(device, "string", "\xC3\xA4"));
+  done(tavik_dictionary_set_integer(device, "integer", std::numeric_limits<std::int64_t>::min()));
+  done(tavik_dictionary_set_real(device, "real", -0.0));
+  done(tavik_dictionary_set_boolean(device, "boolean", 7));
+  done(tavik_dictionary_set_data(device, "data", "\0\1", 2));
+  done(tavik_dictionary_set_date(device, "date", 0.25));
+  done(tavik_dictionary_set(device, "itself\0and more", 15, device));
+  const std::string built = exact::text(valueOf(device));
+  Dictionary same{{"string", "\u00E4"},  {"integer", Value(std::numeric_limits<std::int64_t>::min())},
+                  {"real", Value(-0.0)}, {"boolean", Value(true)},
+                  {"data", Data{0, 1}},  {"date", Date::sinceReference(0.25)}};
+  same.set(std::string_view("itself\0and more", 15), same);
+  EXPECT_EQ(built, exact::text(same));
+
+  const char* text = nullptr;
+  const std::uint8_t* bytes = nullptr;
+  std::size_t length = 0;
+  std::int64_t integer = 0;
+  double real = 0;
+  std::int32_t truth = 0;
+  EXPECT_EQ(tavik_dictionary_get_string(device, "string", &text, &length), TAVIK_OK);
+  EXPECT_EQ(std::string_view(text, length), "\u00E4");
+  EXPECT_EQ(tavik_dictionary_get_integer(device, "integer", &integer), TAVIK_OK);
+  EXPECT_EQ(integer, std::numeric_limits<std::int64_t>::min());
+  EXPECT_EQ(tavik_dictionary_get_real(device, "real", &real), TAVIK_OK);
+  EXPECT_TRUE(std::signbit(real));
+  EXPECT_EQ(tavik_dictionary_get_boolean(device, "boolean", &truth), TAVIK_OK);
+  EXPECT_EQ(truth, 1);
+  EXPECT_EQ(tavik_dictionary_get_data(device, "data", &bytes, &length), TAVIK_OK);
+  EXPECT_EQ(std::vector(bytes, bytes + length), (std::vector<std::uint8_t>{0, 1}));
+  EXPECT_EQ(tavik_dictionary_get_date(device, "date", &real), TAVIK_OK);
+  EXPECT_EQ(real, 0.25);
+
+  OwnedValue copy;
+  OwnedValue taken;
+  done(tavik_value_copy(device, copy.out()));
+  done(tavik_dictionary_get(copy, "itself\0and more", 15, taken.out()));
+  done(tavik_dictionary_erase(taken, "string", TAVIK_TO_NUL));
+  done(tavik_dictionary_erase(copy, "date", 4));
+  EXPECT_EQ(exact::text(valueOf(device)), built) << "copies change by themselves";
+  EXPECT_EQ(tavik_value_equal(device, copy, &truth), TAVIK_OK);
+  EXPECT_EQ(truth, 0);
+  const OwnedValue array = handleOf(Array::of("x"));
+  done(tavik_array_append(array, array));
+  done(tavik_array_set(array, 0, array));
+  EXPECT_EQ(valueOf(array), Value(Array::of(Array::of("x", Array::of("x")), Array::of("x")))) << "as it was before";
+  OwnedValue nothing;
+  done(tavik_value_describe(nullptr, nothing.out()));
+  EXPECT_EQ(c::stringOf(nothing), "(null)");
+}
+
+TEST(CInterfaceTest, PropertyLists) {
+  const Value value = Dictionary{{"a", Array::of(Value(1), Value(1.0), Value(true), Data{1, 2})}};
+  for (const std::int32_t format : {TAVIK_FORMAT_XML, TAVIK_FORMAT_BINARY}) {
+    OwnedValue document;
+    OwnedValue again;
+    const std::uint8_t* bytes = nullptr;
+    std::size_t length = 0;
+    done(tavik_property_list_write(handleOf(value), format, document.out(), nullptr));
+    done(tavik_value_get_data(document, &bytes, &length));
+    EXPECT_EQ(std::string_view(reinterpret_cast<const char*>(bytes), 5),
+              format == TAVIK_FORMAT_XML ? "<?xml" : "bplis");
+    done(tavik_property_list_read(bytes, length, again.out(), nullptr));
+    EXPECT_EQ(exact::text(valueOf(again)), exact::text(value));
+    const TemporaryFile file(std::string(bytes, bytes + length));
+    done(tavik_property_list_read_file(file.path().c_str(), again.out(), nullptr));
+    EXPECT_EQ(exact::text(valueOf(again)), exact::text(value));
+  }
+  OwnedValue value_;
+  OwnedError error;
+  EXPECT_EQ(tavik_property_list_read("{ a = 1;\n a = 2; }", 18, value_.out(), error.out()), TAVIK_REFUSED);
+  EXPECT_THAT(tavik_error_text(error), testing::StartsWith("line 2, column 2: "));
+  EXPECT_STREQ(tavik_error_domain(error), "Tavik C Interface");
+  EXPECT_EQ(tavik_error_code(error), TAVIK_REFUSED);
+  EXPECT_EQ(tavik_property_list_read_file("/no/such/file", value_.out(), error.out()), TAVIK_REFUSED);
+  EXPECT_THAT(tavik_error_text(error), testing::HasSubstr("No such file"));
+  EXPECT_EQ(tavik_property_list_write(handleOf(Value(Date::sinceReference(1e15))), TAVIK_FORMAT_XML, value_.out(),
+                                      error.out()),
+            TAVIK_REFUSED);
+  EXPECT_STRNE(tavik_error_text(error), "");
+}
+
+// Programs hold the numbers, which the recorded interface does not.
+TEST(CInterfaceTest, NumbersOnceGivenStay) {
+  const std::int32_t statuses[] = {
+      TAVIK_OK,           TAVIK_ERROR,      TAVIK_FAULT_OUT_OF_RANGE, TAVIK_FAULT_INVALID_ARGUMENT,
+      TAVIK_REFUSED,      TAVIK_NO_MEMORY,  TAVIK_NOT_FOUND,          TAVIK_NULL_ARGUMENT,
+      TAVIK_BAD_HANDLE,   TAVIK_WRONG_KIND, TAVIK_INDEX_OUT_OF_RANGE, TAVIK_NOT_UTF8,
+      TAVIK_BAD_ARGUMENT, TAVIK_INTERNAL};
+  const std::int32_t kinds[] = {0,
+                                TAVIK_KIND_STRING,
+                                TAVIK_KIND_INTEGER,
+                                TAVIK_KIND_REAL,
+                                TAVIK_KIND_BOOLEAN,
+                                TAVIK_KIND_DATA,
+                                TAVIK_KIND_DATE,
+                                TAVIK_KIND_ARRAY,
+                                TAVIK_KIND_DICTIONARY};
+  for (std::int32_t number = 0; number < 14; ++number) EXPECT_EQ(statuses[number], number);
+  for (std::int32_t number = 0; number < 9; ++number) EXPECT_EQ(kinds[number], number);
+  EXPECT_TRUE(TAVIK_FORMAT_XML == 1 && TAVIK_FORMAT_BINARY == 2 && TAVIK_LOG_NONE == 0 &&
+              TAVIK_LOG_STANDARD_ERROR == 1);
+}
+
+// Nothing here may crash, give a handle, or change what it was handed.
+TEST(CInterfaceTest, Misuse) {
+  c::CallbackHost host;
+  const OwnedPlatform platform = host.platform();
+  const TemporaryFile file("{ version = 1; A = { attribute = a; predicate = hasPrefix; }; }");
+  OwnedKernel kernel;
+  OwnedRules rules;
+  done(tavik_kernel_new(file.path().c_str(), platform, kernel.out(), nullptr));
+  done(tavik_kernel_prepare(kernel, nullptr, rules.out(), nullptr));
+  const OwnedValue string = handleOf(Value("text"));
+  const OwnedValue integer = handleOf(Value(5));
+  const OwnedValue array = handleOf(Value(Array::of("element")));
+  const OwnedValue dictionary = handleOf(Value(Dictionary{{"k", "v"}}));
+  // Handles of other types in the place of values, and the other way round.
+  auto* const noValue = reinterpret_cast<tavik_value*>(static_cast<tavik_kernel*>(kernel));
+  auto* const noKernel = reinterpret_cast<tavik_kernel*>(static_cast<tavik_value*>(string));
+  auto* const noRules = reinterpret_cast<tavik_rules*>(static_cast<tavik_kernel*>(kernel));
+  auto* const noPlatform = reinterpret_cast<tavik_platform*>(static_cast<tavik_rules*>(rules));
+  auto* const noVerdict = reinterpret_cast<tavik_verdict*>(static_cast<tavik_value*>(string));
+
+  tavik_value* value = nullptr;
+  tavik_kernel* madeKernel = nullptr;
+  tavik_rules* madeRules = nullptr;
+  tavik_platform* madePlatform = nullptr;
+  tavik_error* error = nullptr;
+  const char* text = nullptr;
+  const std::uint8_t* bytes = nullptr;
+  std::size_t size = 0;
+  std::int64_t number = 0;
+  double real = 0;
+  std::int32_t truth = 0;
+  tavik_platform_callbacks noValidate = {};
+  noValidate.struct_size = sizeof noValidate;
+  struct {
+    tavik_platform_callbacks known;
+    void* added;
+  } future = {};
+  future.known.struct_size = sizeof future;
+  future.known.validate = [](void*, const tavik_value*, const char*, tavik_verdict*) {};
+  future.added = &future;
+  tavik_platform_callbacks wrongSize = future.known;
+  wrongSize.struct_size = sizeof wrongSize - 1;
+  tavik_platform_callbacks hugeSize = future.known;
+  hugeSize.struct_size = std::numeric_limits<std::size_t>::max();
+  const auto released = [&](auto* handle, auto release) { return release(&handle); };
+
+  struct Case {
+    const char* call;
+    tavik_status status;
+    std::function<tavik_status()> run;
+  };
+#define CASE(status, call)              \
+  Case {                                \
+#call, status, [&] { return call; } \
+  }
+  const Case cases[] = {
+      CASE(TAVIK_NULL_ARGUMENT, tavik_value_new_string(nullptr, 1, &value)),
+      CASE(TAVIK_NULL_ARGUMENT, tavik_value_new_string(nullptr, TAVIK_TO_NUL, &value)),
+      CASE(TAVIK_NULL_ARGUMENT, tavik_value_new_string("x", 1, nullptr)),
+      CASE(TAVIK_NOT_UTF8, tavik_value_new_string("a\xFF", TAVIK_TO_NUL, &value)),
+      CASE(TAVIK_NOT_UTF8, tavik_value_new_string("\xED\xA0\x80", 3, &value)),
+      CASE(TAVIK_NULL_ARGUMENT, tavik_value_new_integer(1, nullptr)),
+      CASE(TAVIK_NULL_ARGUMENT, tavik_value_new_real(1, nullptr)),
+      CASE(TAVIK_NULL_ARGUMENT, tavik_value_new_boolean(1, nullptr)),
+      CASE(TAVIK_NULL_ARGUMENT, tavik_value_new_data(nullptr, 1, &value)),
+      CASE(TAVIK_BAD_ARGUMENT, tavik_value_new_data("x", SIZE_MAX, &value)),
+      CASE(TAVIK_NULL_ARGUMENT, tavik_value_new_date(1, nullptr)),
+      CASE(TAVIK_NULL_ARGUMENT, tavik_value_new_array(nullptr)),
+      CASE(TAVIK_NULL_ARGUMENT, tavik_value_new_dictionary(nullptr)),
+      CASE(TAVIK_NULL_ARGUMENT, tavik_value_copy(nullptr, &value)),
+      CASE(TAVIK_BAD_HANDLE, tavik_value_copy(noValue, &value)),
+      CASE(TAVIK_NULL_ARGUMENT, tavik_value_release(nullptr)),
+      CASE(TAVIK_BAD_HANDLE, released(noValue, tavik_value_release)),
+      CASE(TAVIK_BAD_HANDLE, released(noKernel, tavik_kernel_release)),
+      CASE(TAVIK_BAD_HANDLE, released(noRules, tavik_rules_release)),
+      CASE(TAVIK_BAD_HANDLE, released(noPlatform, tavik_platform_release)),
+      CASE(TAVIK_BAD_HANDLE, released(reinterpret_cast<tavik_error*>(noValue), tavik_error_release)),
+      CASE(TAVIK_NULL_ARGUMENT, tavik_value_get_kind(nullptr, &truth)),
+      CASE(TAVIK_NULL_ARGUMENT, tavik_value_get_kind(string, nullptr)),
+      CASE(TAVIK_NULL_ARGUMENT, tavik_value_get_string(string, nullptr, &size)),
+      CASE(TAVIK_NULL_ARGUMENT, tavik_value_get_string(string, &text, nullptr)),
+      CASE(TAVIK_WRONG_KIND, tavik_value_get_string(integer, &text, &size)),
+      CASE(TAVIK_WRONG_KIND, tavik_value_get_integer(string, &number)),
+      CASE(TAVIK_WRONG_KIND, tavik_value_get_real(integer, &real)),
+      CASE(TAVIK_WRONG_KIND, tavik_value_get_boolean(integer, &truth)),
+      CASE(TAVIK_WRONG_KIND, tavik_value_get_data(string, &bytes, &size)),
+      CASE(TAVIK_WRONG_KIND, tavik_value_get_date(integer, &real)),
+      CASE(TAVIK_BAD_HANDLE, tavik_value_get_date(noValue, &real)),
+      CASE(TAVIK_WRONG_KIND, tavik_value_get_count(string, &size)),
+      CASE(TAVIK_NULL_ARGUMENT, tavik_value_get_count(array, nullptr)),
+      CASE(TAVIK_NULL_ARGUMENT, tavik_value_equal(string, nullptr, &truth)),
+      CASE(TAVIK_NULL_ARGUMENT, tavik_value_equal(string, string, nullptr)),
+      CASE(TAVIK_BAD_HANDLE, tavik_value_describe(noValue, &value)),
+      CASE(TAVIK_INDEX_OUT_OF_RANGE, tavik_array_get(array, 1, &value)),
+      CASE(TAVIK_INDEX_OUT_OF_RANGE, tavik_array_get(array, SIZE_MAX, &value)),
+      CASE(TAVIK_WRONG_KIND, tavik_array_get(dictionary, 0, &value)),
+      CASE(TAVIK_INDEX_OUT_OF_RANGE, tavik_array_set(array, 1, string)),
+      CASE(TAVIK_WRONG_KIND, tavik_array_set(string, 0, string)),
+      CASE(TAVIK_NULL_ARGUMENT, tavik_array_append(array, nullptr)),
+      CASE(TAVIK_NULL_ARGUMENT, tavik_array_append(nullptr, string)),
+      CASE(TAVIK_BAD_HANDLE, tavik_array_append(array, noValue)),
+      CASE(TAVIK_WRONG_KIND, tavik_dictionary_keys(array, &value)),
+      CASE(TAVIK_NULL_ARGUMENT, tavik_dictionary_get(dictionary, nullptr, 1, &value)),
+      CASE(TAVIK_NOT_FOUND, tavik_dictionary_get(dictionary, "x", 1, &value)),
+      CASE(TAVIK_NOT_UTF8, tavik_dictionary_get(dictionary, "\xFF", 1, &value)),
+      CASE(TAVIK_WRONG_KIND, tavik_dictionary_get(array, "k", 1, &value)),
+      CASE(TAVIK_NULL_ARGUMENT, tavik_dictionary_set(dictionary, "n", 1, nullptr)),
+      CASE(TAVIK_NOT_UTF8, tavik_dictionary_set(dictionary, "\x80", 1, string)),
+      CASE(TAVIK_WRONG_KIND, tavik_dictionary_set(array, "n", 1, string)),
+      CASE(TAVIK_BAD_HANDLE, tavik_dictionary_set(noValue, "n", 1, string)),
+      CASE(TAVIK_NOT_FOUND, tavik_dictionary_erase(dictionary, "x", 1)),
+      CASE(TAVIK_NULL_ARGUMENT, tavik_dictionary_set_string(dictionary, "n", nullptr)),
+      CASE(TAVIK_NULL_ARGUMENT, tavik_dictionary_set_integer(dictionary, nullptr, 1)),
+      CASE(TAVIK_WRONG_KIND, tavik_dictionary_set_real(string, "n", 1)),
+      CASE(TAVIK_NOT_UTF8, tavik_dictionary_set_boolean(dictionary, "\xC3", 1)),
+      CASE(TAVIK_NULL_ARGUMENT, tavik_dictionary_set_data(dictionary, "n", nullptr, 1)),
+      CASE(TAVIK_NULL_ARGUMENT, tavik_dictionary_set_date(nullptr, "n", 1)),
+      CASE(TAVIK_NOT_FOUND, tavik_dictionary_get_string(dictionary, "x", &text, &size)),
+      CASE(TAVIK_WRONG_KIND, tavik_dictionary_get_integer(dictionary, "k", &number)),
+      CASE(TAVIK_NULL_ARGUMENT, tavik_dictionary_get_real(dictionary, "x", nullptr)),
+      CASE(TAVIK_WRONG_KIND, tavik_dictionary_get_boolean(array, "k", &truth)),
+      CASE(TAVIK_NULL_ARGUMENT, tavik_dictionary_get_data(dictionary, nullptr, &bytes, &size)),
+      CASE(TAVIK_NULL_ARGUMENT, tavik_dictionary_get_date(nullptr, "k", &real)),
+      CASE(TAVIK_NULL_ARGUMENT, tavik_property_list_read(nullptr, 1, &value, &error)),
+      CASE(TAVIK_REFUSED, tavik_property_list_read(nullptr, 0, &value, &error)),
+      CASE(TAVIK_NULL_ARGUMENT, tavik_property_list_read("{}", 2, nullptr, &error)),
+      CASE(TAVIK_NULL_ARGUMENT, tavik_property_list_read_file(nullptr, &value, &error)),
+      CASE(TAVIK_BAD_ARGUMENT, tavik_property_list_write(string, 3, &value, &error)),
+      CASE(TAVIK_NULL_ARGUMENT, tavik_property_list_write(nullptr, TAVIK_FORMAT_XML, &value, &error)),
+      CASE(TAVIK_NULL_ARGUMENT, tavik_verdict_trust(nullptr, string)),
+      CASE(TAVIK_BAD_HANDLE, tavik_verdict_trust(noVerdict, string)),
+      CASE(TAVIK_BAD_HANDLE, tavik_verdict_refuse(noVerdict, "x", 1)),
+      CASE(TAVIK_NULL_ARGUMENT, tavik_platform_new(nullptr, &madePlatform)),
+      CASE(TAVIK_NULL_ARGUMENT, tavik_platform_new(&noValidate, &madePlatform)),
+      CASE(TAVIK_BAD_ARGUMENT, tavik_platform_new(&future.known, &madePlatform)),
+      CASE(TAVIK_BAD_ARGUMENT, tavik_platform_new(&wrongSize, &madePlatform)),
+      CASE(TAVIK_BAD_ARGUMENT, tavik_platform_new(&hugeSize, &madePlatform)),
+      CASE(TAVIK_NULL_ARGUMENT, makePlatformHandle(nullptr, &madePlatform)),
+      CASE(TAVIK_NULL_ARGUMENT, tavik_kernel_new(nullptr, platform, &madeKernel, &error)),
+      CASE(TAVIK_NULL_ARGUMENT, tavik_kernel_new("/x", nullptr, &madeKernel, &error)),
+      CASE(TAVIK_BAD_HANDLE, tavik_kernel_new("/x", noPlatform, &madeKernel, &error)),
+      CASE(TAVIK_NULL_ARGUMENT, tavik_kernel_new("/x", platform, nullptr, &error)),
+      CASE(TAVIK_REFUSED, tavik_kernel_new("/no/such/file", platform, &madeKernel, &error)),
+      CASE(TAVIK_NULL_ARGUMENT, tavik_kernel_check(nullptr, dictionary, nullptr, nullptr, nullptr, &value, &error)),
+      CASE(TAVIK_BAD_HANDLE, tavik_kernel_check(noKernel, dictionary, nullptr, nullptr, nullptr, &value, &error)),
+      CASE(TAVIK_NULL_ARGUMENT, tavik_kernel_check(kernel, nullptr, nullptr, nullptr, nullptr, &value, &error)),
+      CASE(TAVIK_WRONG_KIND, tavik_kernel_check(kernel, array, nullptr, nullptr, nullptr, &value, &error)),
+      CASE(TAVIK_WRONG_KIND, tavik_kernel_check(kernel, dictionary, string, nullptr, nullptr, &value, &error)),
+      CASE(TAVIK_WRONG_KIND, tavik_kernel_check(kernel, dictionary, nullptr, array, nullptr, &value, &error)),
+      CASE(TAVIK_WRONG_KIND, tavik_kernel_check(kernel, dictionary, nullptr, nullptr, integer, &value, &error)),
+      CASE(TAVIK_NULL_ARGUMENT, tavik_kernel_check(kernel, dictionary, nullptr, nullptr, nullptr, nullptr, &error)),
+      CASE(TAVIK_WRONG_KIND, tavik_kernel_prepare(kernel, string, &madeRules, &error)),
+      CASE(TAVIK_NULL_ARGUMENT, tavik_kernel_prepare(kernel, nullptr, nullptr, &error)),
+      CASE(TAVIK_BAD_HANDLE, tavik_rules_check(noRules, dictionary, nullptr, nullptr, &value, &error)),
+      CASE(TAVIK_NULL_ARGUMENT, tavik_rules_check(nullptr, dictionary, nullptr, nullptr, &value, &error)),
+      CASE(TAVIK_NULL_ARGUMENT, tavik_kernel_sfc_check_list(kernel, nullptr, dictionary, &value, &error)),
+      CASE(TAVIK_WRONG_KIND, tavik_kernel_gui_check_list(kernel, dictionary, string, &value, &error)),
+      CASE(TAVIK_BAD_HANDLE, tavik_kernel_domain_list(noKernel, dictionary, dictionary, &value, &error)),
+      CASE(TAVIK_NULL_ARGUMENT, tavik_kernel_polling_list(kernel, dictionary, dictionary, nullptr, &error)),
+      CASE(TAVIK_NULL_ARGUMENT, tavik_evaluate(nullptr, string, nullptr, string, nullptr, &value, &error)),
+      CASE(TAVIK_NOT_UTF8, tavik_evaluate("\xFF", string, nullptr, string, nullptr, &value, &error)),
+      CASE(TAVIK_ERROR, tavik_evaluate("a b c d", string, nullptr, string, nullptr, &value, &error)),
+      CASE(TAVIK_WRONG_KIND, tavik_evaluate("equal", string, array, string, nullptr, &value, &error)),
+      CASE(TAVIK_BAD_HANDLE, tavik_evaluate("equal", string, nullptr, string, noPlatform, &value, &error)),
+      CASE(TAVIK_FAULT_OUT_OF_RANGE,
+           tavik_evaluate("MPN4CCheck", handleOf(Value("abc")), nullptr, string, nullptr, &value, &error)),
+      CASE(TAVIK_FAULT_INVALID_ARGUMENT,
+           tavik_evaluate("sendStaticAttribute", string, nullptr, nullptr, platform, &value, &error)),
+      CASE(TAVIK_WRONG_KIND, tavik_nand_size_check_description(array, string, &value, &error)),
+      CASE(TAVIK_BAD_HANDLE, tavik_value_in_list_description(noValue, string, &value, &error)),
+      CASE(TAVIK_NULL_ARGUMENT, tavik_nvram_white_list_description(string, string, nullptr, &error)),
+      CASE(TAVIK_NULL_ARGUMENT, tavik_decode_syscfg(nullptr, 1, &value)),
+      CASE(TAVIK_REFUSED, tavik_decode_root_manifest("x", 1, &value)),
+  };
+#undef CASE
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.call);
+    const OwnedValue stale = handleOf(Value("what outputs held before"));
+    value = stale;
+    const bool hasError = std::string_view(c.call).ends_with("&error)");
+    EXPECT_STREQ(tavik_status_text(c.run()), tavik_status_text(c.status));
+    const bool givesValue = std::string_view(c.call).find("&value") != std::string_view::npos;
+    EXPECT_EQ(value, givesValue ? nullptr : static_cast<tavik_value*>(stale));
+    EXPECT_TRUE(madeKernel == nullptr && madeRules == nullptr && madePlatform == nullptr);
+    EXPECT_EQ(error != nullptr, hasError);
+    EXPECT_EQ(*tavik_error_text(error) != '\0', hasError);
+    done(tavik_error_release(&error));
+  }
+  EXPECT_EQ(valueOf(array), Value(Array::of("element")));
+  EXPECT_EQ(valueOf(dictionary), Value(Dictionary{{"k", "v"}}));
+  EXPECT_EQ(tavik_error_code(nullptr), 0);
+  EXPECT_STREQ(tavik_error_text(reinterpret_cast<tavik_error*>(noValue)), "");
+  EXPECT_STREQ(tavik_status_text(-1), "no status of this library");
+  EXPECT_STREQ(tavik_status_text(TAVIK_INTERNAL + 1), "no status of this library");
+
+  tavik_value* twice = nullptr;
+  done(tavik_value_copy(dictionary, &twice));
+  EXPECT_EQ(tavik_value_release(&twice), TAVIK_OK);
+  EXPECT_EQ(tavik_value_release(&twice), TAVIK_OK) << "it is null by now";
+}
+
+// How a callback may answer, what the kernel makes of it, and what the callback may not do.
+TEST(CInterfaceTest, PlatformCallbacks) {
+  using Validate = decltype(tavik_platform_callbacks::validate);
+  struct Case {
+    const char* why;
+    Validate validate;
+    const char* actual;  // of the record that says why there is no check; null: there is one
+  };
+  const Case cases[] = {
+      {"no answer", [](void*, const tavik_value*, const char*, tavik_verdict*) {}, "the platform gave no verdict"},
+      {"refused, then trusted",
+       [](void*, const tavik_value* document, const char*, tavik_verdict* verdict) {
+         EXPECT_EQ(tavik_verdict_refuse(verdict, "not \xFF ours", TAVIK_TO_NUL), TAVIK_OK);
+         EXPECT_EQ(tavik_verdict_trust(verdict, document), TAVIK_BAD_ARGUMENT);
+       },
+       "not \uFFFD ours"},
+      {"trusted, then refused without a reason",
+       [](void*, const tavik_value* document, const char*, tavik_verdict* verdict) {
+         EXPECT_EQ(tavik_verdict_trust(verdict, document), TAVIK_OK);
+         EXPECT_EQ(tavik_verdict_refuse(verdict, nullptr, 1), TAVIK_NULL_ARGUMENT);
+       },
+       ""},
+      {"nothing trusted",
+       [](void*, const tavik_value*, const char*, tavik_verdict* verdict) {
+         EXPECT_EQ(tavik_verdict_trust(verdict, nullptr), TAVIK_NULL_ARGUMENT);
+       },
+       "the platform gave no verdict"},
+      {"trusted; the document is neither to be changed nor to be released",
+       [](void*, const tavik_value* document, const char* path, tavik_verdict* verdict) {
+         EXPECT_STREQ(path, ZRTTavikKernel::kPublicKeyPath);
+         auto* borrowed = const_cast<tavik_value*>(document);
+         EXPECT_EQ(tavik_dictionary_set_integer(borrowed, "version", 9), TAVIK_BAD_HANDLE);
+         EXPECT_EQ(tavik_value_release(&borrowed), TAVIK_BAD_HANDLE);
+         EXPECT_EQ(tavik_verdict_trust(verdict, document), TAVIK_OK);
+       },
+       nullptr},
+  };
+  const TemporaryFile file("{ version = 1; A = { attribute = a; predicate = hasPrefix; value = x; }; }");
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.why);
+    struct Host {
+      Validate validate;  // from the second document on
+      int documents = 0;
+      int releases = 0;
+    } host{c.validate};
+    tavik_platform_callbacks callbacks = {};
+    callbacks.struct_size = sizeof callbacks;
+    callbacks.user_data = &host;
+    callbacks.validate = [](void* data, const tavik_value* document, const char* path, tavik_verdict* verdict) {
+      auto* const itsHost = static_cast<Host*>(data);
+      if (itsHost->documents++ == 0) return done(tavik_verdict_trust(verdict, document));
+      itsHost->validate(data, document, path, verdict);
+    };
+    callbacks.release = [](void* data) { ++static_cast<Host*>(data)->releases; };
+    OwnedPlatform platform;
+    OwnedKernel kernel;
+    OwnedRules rules;
+    OwnedValue records;
+    done(tavik_platform_new(&callbacks, platform.out()));
+    done(tavik_kernel_new(file.path().c_str(), platform, kernel.out(), nullptr));
+    platform = OwnedPlatform();
+    const OwnedValue local = handleOf(parsed("{ version = 2; GenericRules = { A = {}; }; }"));
+    done(tavik_kernel_prepare(kernel, local, rules.out(), nullptr));
+    kernel = OwnedKernel();
+    EXPECT_EQ(host.releases, 0) << "the rules still use it";
+    done(tavik_rules_check(rules, handleOf(Dictionary{{"a", "xyz"}}), nullptr, nullptr, records.out(), nullptr));
+    const Array made = c::arrayOf(records);
+    if (c.actual != nullptr) {
+      EXPECT_EQ(made.size(), 1U);
+      EXPECT_THAT(description(made.at(0).ifDictionary()->find("actual")), testing::HasSubstr(c.actual));
+    } else {
+      EXPECT_EQ(lineOf(*made.at(3).ifDictionary()), "A: pass, xyz, has prefix x");
+    }
+    rules = OwnedRules();
+    EXPECT_EQ(host.releases, 1);
+  }
+}
+
+TEST(CInterfaceTest, TheUserDataStaysTheCallersWhenThereIsNoPlatform) {
+  int releases = 0;
+  tavik_platform_callbacks callbacks = {};
+  callbacks.struct_size = sizeof callbacks;
+  callbacks.user_data = &releases;
+  callbacks.release = [](void* data) { ++*static_cast<int*>(data); };
+  tavik_platform* platform = nullptr;
+  EXPECT_EQ(tavik_platform_new(&callbacks, &platform), TAVIK_NULL_ARGUMENT);
+  EXPECT_EQ(releases, 0);
+}
+
+// One handle as device, sources and station at once, and a platform made in C++.
+TEST(CInterfaceTest, OneHandleForAll) {
+  const TemporaryFile file("{ version = 1; A = { attribute = a; predicate = sendStaticAttribute; }; }");
+  OwnedPlatform platform;
+  OwnedKernel kernel;
+  OwnedValue records;
+  done(makePlatformHandle(std::make_shared<RecordingPlatform>(), platform.out()));
+  done(tavik_kernel_new(file.path().c_str(), platform, kernel.out(), nullptr));
+  const OwnedValue local =
+      handleOf(parsed("{ version = 2; GenericRules = { A = { value = { OnPass = p; OnFail = f; }; }; }; }"));
+  const OwnedValue all = handleOf(Dictionary{{"a", "b"}});
+  done(tavik_kernel_check(kernel, all, local, all, all, records.out(), nullptr));
+  EXPECT_EQ(valueOf(all), Value(Dictionary{{"a", "b"}, {"OnPass", "p"}, {"OnFail", "f"}}));
+  EXPECT_EQ(c::arrayOf(records).size(), 4U);
+}
+
+}  // namespace
+}  // namespace tavik

@@ -1,0 +1,349 @@
+"""`tavik diff`: that it says what changes, to whom, and nothing else; that it agrees with the checks of both versions."""
+
+import copy
+import json
+import pathlib
+import plistlib
+import random
+import unittest
+
+from support import FAILED, NO_VERDICT, PASSED, UNUSABLE, CommandTest
+
+EXAMPLE = pathlib.Path(__file__).resolve().parents[2] / "examples" / "station"
+
+LIBRARY = {
+    "version": "L1",
+    "Color": {"attribute": "Color", "predicate": "valueInList", "value": ["sand", "slate"]},
+    "Size": {"attribute": "Size", "predicate": "equal", "value": 64},
+    "Form": {"attribute": "Color", "predicate": "not isUppercase", "hideResult": "", "note": "nobody reads this"},
+    "Send": {"attribute": "Size", "predicate": "sendStaticAttribute", "value": {"OnPass": "1"}},
+    "SendToo": {"attribute": "Size", "predicate": "NOT sendStaticAttribute", "value": {"OnPass": "2"}},
+}
+RULES = {
+    "version": "R1",
+    "MPNRules": {"P1": {"Color": {}, "Size": {"value": 32}, "RegionRules": {"EU": {"Form": {}}, "US": {}}},
+                 "P2": {"Size": {}, "BaseRuleSet": {}}, "P3": {"RegionRules": {"EU": {}, "US": {}}}},
+    "GenericRules": {"Color": {}},
+    "RuleSets": {"BaseRuleSet": {"Send": {}, "SendToo": {}}, "SpareRuleSet": {"Form": {}}},
+}
+P1, P1_EU, P2, P3 = ([{"part_number": "P1", "region": "EU"}, {"part_number": "P1", "region": "US"}],
+                     [{"part_number": "P1", "region": "EU"}], [{"part_number": "P2"}],
+                     [{"part_number": "P3", "region": "EU"}, {"part_number": "P3", "region": "US"}])
+UNKNOWN = {"reason": "unknown part number or region"}
+
+
+def merged(document, change):
+    """The document with a change: None takes an entry away."""
+    result = copy.deepcopy(document)
+    for key, value in change.items():
+        if value is None:
+            del result[key]
+        elif isinstance(value, dict) and value and isinstance(result.get(key), dict):
+            result[key] = merged(result[key], value)
+        else:
+            result[key] = value
+    return result
+
+
+def turned(value):
+    """The value with every dictionary's keys in another order."""
+    if isinstance(value, list):
+        return [turned(element) for element in value]
+    return {key: turned(value[key]) for key in reversed(value)} if isinstance(value, dict) else value
+
+
+def rules_of(local, library, part_number, region):
+    """What a device gets, worked out from the description of the documents; None when it is refused."""
+    table = {}
+    if "MPNRules" in local:
+        if part_number not in local["MPNRules"]:
+            return None
+        for name, entry in local["MPNRules"][part_number].items():
+            if name != "RegionRules":
+                table[name] = entry
+            elif region not in entry:
+                return None
+            else:
+                table.update(entry[region])
+    table.update(local.get("GenericRules", {}))
+    for name in [name for name in table if name.endswith("RuleSet")]:
+        if name not in local.get("RuleSets", {}):
+            return None
+        del table[name]
+        table.update(local["RuleSets"][name])
+    return {name: {**library.get(name, {}), **({"value": entry["value"]} if "value" in entry else {})}
+            for name, entry in table.items()}
+
+
+class DiffTest(CommandTest):
+    def setUp(self):
+        super().setUp()
+        self.maxDiff = None
+        self.file("library", json.dumps(LIBRARY))
+        self.file("old", json.dumps(RULES))
+
+    def diff(self, new, *options, old="old", trust=("--unsigned",)):
+        name = new if isinstance(new, str) else self.file("new", json.dumps(new))
+        return self.tavik("diff", *trust, old, name, *options)
+
+    def changes(self, new, *options):
+        run = self.diff(new, *options, "--format", "json")
+        answer = json.loads(run.out)
+        self.assertEqual(run.status, FAILED if answer["changes"] or answer.get("devices") else PASSED)
+        return answer["changes"]
+
+    def test_what_changes_for_whom(self):
+        def changed(rule, old, new, *sources):
+            named = zip(("old_value_from", "new_value_from"), sources)
+            return {"change": "changed", "rule": rule, "old": old, "new": new,
+                    **{key: source for key, source in named if source}}
+
+        gained_form = {"change": "gained", "rule": "Form", "new": {"attribute": "Color", "predicate": "NOT isUppercase",
+                                                                  "hideResult": True}}
+        cases = (
+            ("a generic entry takes the part number's value away",
+             {"GenericRules": {"Size": {}}},
+             [(P1, [changed("Size", {"value": 32}, {"value": 64}, "part_number", "library")]),
+              (P3, [{"change": "gained", "rule": "Size", "new": {"attribute": "Size", "predicate": "equal", "value": 64},
+                     "new_value_from": "library"}])]),
+            ("one change of the same kind is told once",
+             {"MPNRules": {"P1": {"RegionRules": {"US": {"Form": {}}}}, "P3": {"Form": {}}}},
+             [([P1[1], *P3], [gained_form])]),
+            ("a value where there was none, in a list another one",
+             {"MPNRules": {"P1": {"RegionRules": {"EU": {"Form": {"value": 1}}}}, "P2": {"Size": {"value": 64.5}}}},
+             [(P1_EU, [changed("Form", {}, {"value": 1}, None, "region")]),
+              (P2, [changed("Size", {"value": 64}, {"value": 64.5}, "library", "part_number")])]),
+            ("a set",
+             {"RuleSets": {"BaseRuleSet": {"Send": None, "Size": {"value": "64"}}}},
+             [(P2, [changed("Size", {"value": 64}, {"value": "64"}, "library", "set BaseRuleSet"),
+                    {"change": "lost", "rule": "Send", "old": LIBRARY["Send"], "old_value_from": "library"}])]),
+            ("part numbers and regions",
+             {"MPNRules": {"P2": None, "P4": {"Form": {}}, "P3": {"RegionRules": {"US": None}}}},
+             [(P2 + P3[1:], [{"change": "refused", "old": {}, "new": UNKNOWN}]),
+              ([{"part_number": "P4"}], [{"change": "accepted", "old": UNKNOWN, "new": {}}, gained_form,
+                                         {"change": "gained", "rule": "Color", "new": LIBRARY["Color"],
+                                          "new_value_from": "library"}])]),
+            ("a set that is not there",
+             {"MPNRules": {"P1": {"GoneRuleSet": {}}}},
+             [(P1, [{"change": "refused", "old": {}, "new": {"reason": "unknown RuleSet:GoneRuleSet"}}])]),
+        )
+        for why, change, expected in cases:
+            with self.subTest(why):
+                found = [(group["devices"], group["changes"])
+                         for group in self.changes(merged(RULES, change), "--library", "library")]
+                self.assertEqual(found, expected)
+
+    def test_order_of_forwarding_and_left_over_devices(self):
+        turned_set = merged(RULES, {"RuleSets": None})
+        turned_set["RuleSets"] = turned(RULES["RuleSets"])
+        self.assertEqual(self.changes(turned_set, "--library", "library"), [{"devices": P2, "changes": [
+            {"change": "forwards", "old": {"rules": ["Send", "SendToo"]}, "new": {"rules": ["SendToo", "Send"]}}]}])
+        regions = merged(RULES, {"MPNRules": {"P2": {"RegionRules": {"EU": {}}}, "P3": {"RegionRules": None}}})
+        refused, accepted = self.changes(regions, "--library", "library")
+        self.assertEqual(refused, {"devices": P2, "changes": [{"change": "refused", "old": {}, "new": UNKNOWN}]})
+        self.assertEqual(accepted["devices"], [{"part_number": "P3"}])
+        self.assertEqual([change["change"] for change in accepted["changes"]], ["accepted", "gained"])
+        self.assertIn("\nP2 (any other region)\n  refused   get no rules any more: unknown part number or region\n",
+                      self.diff(regions).out)
+        self.assertIn("\nP1 (any other region), P3 (any other region), any other part number\n  accepted  got no rules: ",
+                      self.diff(merged(RULES, {"MPNRules": None})).out)
+
+    def test_what_changes_nothing(self):
+        respelt = turned(merged(RULES, {"RuleSets": None}))
+        respelt["RuleSets"] = RULES["RuleSets"]
+        cases = {
+            "the same": RULES,
+            "another order": respelt,
+            "another version": merged(RULES, {"version": 2}),
+            "what nothing reads": merged(RULES, {"extra-rules": {"X": {}}, "MPNRules": {"P1": {"Color": {"note": "x"}}},
+                                                 "RuleSets": {"SpareRuleSet": {"Color": {"value": 1}}}}),
+            "the library's own value": merged(RULES, {"MPNRules": {"P2": {"Size": {"value": 64.0}}}}),
+            "an entry in another layer": merged(RULES, {"MPNRules": {"P1": {"Color": None}}}),
+        }
+        for why, new in cases.items():
+            with self.subTest(why):
+                self.assertEqual(self.changes(new, "--library", "library"), [])
+                self.assertTrue(self.diff(new, "--library", "library").out.endswith("\n\nno device gets other rules\n"))
+        for format in (plistlib.FMT_XML, plistlib.FMT_BINARY):
+            self.file("new", plistlib.dumps(RULES, fmt=format, sort_keys=False))
+            self.assertEqual(self.changes("new", "--library", "library"), [])
+        library = merged(LIBRARY, {"Form": {"predicate": "NOT isUppercase", "hideResult": False, "note": None},
+                                   "Unused": {"attribute": "X"}, "version": "L2"})
+        self.file("library2", json.dumps(turned(library)))
+        self.assertEqual(self.changes("old", "--library", "library", "--library", "library2"), [])
+
+    def test_library(self):
+        self.file("library2", json.dumps(merged(LIBRARY, {"Size": {"value": 128}, "Form": {"predicate": "isUppercase"},
+                                                          "Color": {"references": [{"attribute": "Size"}]}})))
+        groups = self.changes("old", "--library", "library", "--library", "library2")
+        self.assertEqual([(group["devices"], [change["rule"] for change in group["changes"]]) for group in groups],
+                         [([*P1, *P2, *P3], ["Color"]), (P1_EU, ["Form"]), (P2, ["Size"])])
+        self.assertEqual(groups[1]["changes"][0]["old"], {"predicate": "NOT isUppercase"})
+        self.assertEqual(groups[0]["changes"][0]["new"], {"references": [{"attribute": "Size"}]})
+        # Without a library, only what the local rules say themselves.
+        new = merged(RULES, {"MPNRules": {"P1": {"Size": {}}}})
+        self.assertEqual(self.changes(new)[0]["changes"], [
+            {"change": "changed", "rule": "Size", "old": {"value": 32}, "new": {}, "old_value_from": "part_number"}])
+
+    def test_text(self):
+        new = merged(RULES, {"version": "R2", "GenericRules": {"Size": {}, "Color": {
+            "value": ["sand", "slate", "a color with a name that is rather long", "another color with a long name"]}}})
+        run = self.diff(new, "--library", "library")
+        self.assertEqual(run.out, """\
+local rules  R1 -> R2
+library      L1, the same version
+
+every device
+  changed   Color
+            expected value: with "a color with a name that is rather long", "another color with a long name"
+            expected value: of library -> of GenericRules
+
+P1
+  changed   Size
+            expected value: 32 (part number) -> 64 (library)
+
+P3
+  gained    Size
+            Size  equal  64 (library)
+""")
+
+    def test_agrees_with_the_description_on_random_documents(self):
+        chance = random.Random(5)
+        names = ["A", "B", "C", "oneRuleSet", "twoRuleSet"]
+
+        def entries():
+            return {name: {} if chance.random() < 0.5 else {"value": chance.randrange(3)}
+                    for name in chance.sample(names, chance.randrange(4))}
+
+        def document():
+            made = {"version": 1, "GenericRules": entries(), "RuleSets": {"oneRuleSet": entries(), "twoRuleSet": entries()}}
+            made["MPNRules"] = {part: entries() for part in chance.sample(["P", "Q", "R"], 2)}
+            for entry in made["MPNRules"].values():
+                if chance.random() < 0.6:
+                    entry["RegionRules"] = {region: entries() for region in chance.sample(["EU", "US", "JP"], 2)}
+            return made
+
+        library = {"version": 1, "A": {"value": 1}, "B": {"attribute": "b"}}
+        self.file("library", json.dumps(library))
+        for number in range(60):
+            old, new = document(), document()
+            self.file("old", json.dumps(old))
+            told = {}
+            for group in self.changes(new, "--library", "library"):
+                for device in group["devices"]:
+                    told[device["part_number"], device.get("region", "none of them")] = group["changes"] + told.get(
+                        (device["part_number"], device.get("region", "none of them")), [])
+            for part in "PQR":
+                for region in ("EU", "US", "JP", "none of them"):
+                    old_rules, new_rules = (rules_of(rules, library, part, region) for rules in (old, new))
+                    known = (part, region) if (part, region) in told else (part, "none of them")
+                    changes = {change.get("rule", change["change"]): change for change in told.get(known, [])}
+                    with self.subTest(number=number, part=part, region=region):
+                        if old_rules is None or new_rules is None:
+                            self.assertEqual("refused" in changes, old_rules is not None)
+                            self.assertEqual("accepted" in changes, new_rules is not None)
+                            continue
+                        for rule in old_rules.keys() | new_rules.keys():
+                            was, now = old_rules.get(rule), new_rules.get(rule)
+                            what = "gained" if was is None else "lost" if now is None else "changed" if was != now else None
+                            self.assertEqual(changes.pop(rule, {"change": None})["change"], what)
+                        self.assertEqual(changes, {})
+
+    def test_devices_agree_with_checks_of_both_versions(self):
+        chance = random.Random(3)
+        old = plistlib.loads((EXAMPLE / "local-rules.plist").read_bytes())
+        devices = (EXAMPLE / "devices.jsonl").read_bytes().splitlines()
+        self.file("devices", b"\n".join(devices[:60]))
+        self.file("old", json.dumps(old))
+        library = str(EXAMPLE / "rule-library.plist")
+        for _ in range(5):
+            new = copy.deepcopy(old)
+            new["version"] = "another"
+            for layer in (*new["MPNRules"].values(), new["GenericRules"], *new["RuleSets"].values()):
+                rules = [rule for rule in layer if rule != "RegionRules"]
+                for rule in chance.sample(rules, min(2, len(rules))):
+                    change = chance.randrange(3)
+                    if change == 0:
+                        del layer[rule]
+                    else:
+                        layer[rule] = {"value": chance.choice([1, "x", ["graphite"], 64])} if change == 1 else {}
+            if chance.random() < 0.4:
+                del new["MPNRules"][chance.choice(list(new["MPNRules"]))]
+            self.file("new", json.dumps(new))
+            checked = [[json.loads(line) for line in self.tavik(
+                "batch", "--unsigned", "--library", library, "--rules", rules, "devices").out.splitlines()]
+                for rules in ("old", "new")]
+            answer = json.loads(self.diff("new", "--library", library, "--batch", "devices", "--format", "json").out)
+            told = {json.dumps(device["id"]): device for device in answer["devices"]}
+            self.assertEqual(answer["checked"], 60)
+            for was, now in zip(*checked, strict=True):
+                records = [{record["rule"]: record for record in (run["records"] or [])[3:] if not run["error"]}
+                           for run in (was, now)]
+                expected = {rule: (records[0].get(rule), records[1].get(rule))
+                            for rule in records[0].keys() | records[1].keys()
+                            if records[0].get(rule) != records[1].get(rule)}
+                device = told.pop(json.dumps(was["id"]), {"rules": [], "old": {"station": was["station"]},
+                                                          "new": {"station": was["station"]}})
+                self.assertEqual({rule["rule"]: (rule.get("old"), rule.get("new")) for rule in device["rules"]}, expected)
+                self.assertEqual(device["old"]["station"], was["station"])
+                self.assertEqual(device["new"]["station"], now["station"])
+            self.assertEqual(told, {})
+
+    def test_devices_as_text(self):
+        for name, size in (("good", 32), ("other", 64)):
+            self.file(name, json.dumps({"ModelNumber": "P1", "RegionInfo": "US", "Color": "sand", "Size": size}))
+        new = merged(RULES, {"MPNRules": {"P1": {"Size": {}}}})
+        run = self.diff(new, "--library", "library", "--attributes", "good", "--attributes", "other")
+        self.assertEqual(run.status, FAILED)
+        self.assertTrue(run.out.endswith("""\
+2 of 2 devices come out otherwise
+  rule  now fails  now passes  otherwise
+  Size  1          1           0
+
+good  passed -> FAILED
+  Size
+    old  pass  actual 32, expected equal 32
+    new  FAIL  actual 32, expected equal 64
+other  FAILED -> passed
+  Size
+    old  FAIL  actual 64, expected equal 32
+    new  pass  actual 64, expected equal 64
+"""), run.out)
+        run = self.diff(merged(RULES, {"MPNRules": {"P1": None}}), "--library", "library", "--attributes", "good")
+        self.assertIn("\ngood  passed -> no verdict: unknown MPN:P1\n  Color\n    old  pass", run.out)
+        turned_sets = {**RULES, "RuleSets": turned(RULES["RuleSets"])}
+        self.file("good", json.dumps({"ModelNumber": "P2", "Color": "sand", "Size": 64}))
+        self.assertIn('good  FAILED\n  to the station\n    old  {"OnPass": "2"}\n    new  {"OnPass": "1"}\n',
+                      self.diff(turned_sets, "--library", "library", "--attributes", "good").out)
+        run = self.diff("old", "--library", "library", "--attributes", "good")
+        self.assertEqual((run.status, run.out.splitlines()[-1]), (PASSED, "0 of 1 device comes out otherwise"))
+
+    def test_trust_and_refusals(self):
+        self.passes("keygen", "--private", "key", "--public", "pub")
+        for name in ("old", "library"):
+            self.passes("sign", "--key", "key", name, "-o", name + ".signed")
+        trust = ("--public-key", "pub")
+        run = self.diff("old.signed", "--library", "library.signed", old="old.signed", trust=trust)
+        self.assertEqual((run.status, run.err), (PASSED, ""))
+        self.file("line", '{"attributes": {}}\n{"attributes": 5}\n')
+        signed = ("diff", *trust, "old.signed")
+        plain = ("diff", "--unsigned", "old", "old")
+        cases = (
+            (NO_VERDICT, "tavik: diff: old: ", (*signed, "old")),
+            (NO_VERDICT, "--library library: ", (*signed, "old.signed", "--library", "library")),
+            (NO_VERDICT, "old.signed: is signed", ("diff", "--unsigned", "old", "old.signed")),
+            (UNUSABLE, "gone: No such file", ("diff", "--unsigned", "old", "gone")),
+            (UNUSABLE, "library: is a rule library; to compare two", ("diff", "--unsigned", "library", "old")),
+            (UNUSABLE, "--library is missing", (*plain, "--attributes", "line")),
+            (UNUSABLE, "--source is for the devices of --attributes", (*plain, "--source", "sfc=line")),
+            (UNUSABLE, "--library is given more than twice", (*plain, *["--library", "library"] * 3)),
+            (UNUSABLE, '--batch line: line 2: "attributes" is not an object',
+             (*plain, "--library", "library", "--batch", "line")),
+        )
+        for status, message, arguments in cases:
+            with self.subTest(message):
+                self.refuses(status, message, *arguments)
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -1,0 +1,234 @@
+"""`tavik explain`: that it agrees with the check run, and what it tells people."""
+
+import json
+import pathlib
+import random
+import unittest
+
+from support import FAILED, NO_VERDICT, PASSED, UNUSABLE, CommandTest
+
+EXAMPLE = pathlib.Path(__file__).resolve().parents[2] / "examples" / "station"
+
+LIBRARY = {
+    "version": "L1",
+    "Color": {"attribute": "Color", "predicate": "hasPrefix OR hasSuffix", "value": "sand"},
+    "Size": {"attribute": "Size", "predicate": "equal", "value": 64},
+    "Build": {"attribute": "Build", "predicate": "equalLong",
+              "references": [{"source": "sfc", "attribute": "build"}, {"attribute": "Size"}]},
+    "Label": {"attribute": "Color", "predicate": "NOT hasPrefx"},
+    "List": {"attribute": "Color", "predicate": "valueInList"},
+    "Form": {"attribute": "Color", "predicate": "equal", "value": 1, "references": [{"attribute": "Size"}]},
+    "Station": {"attribute": "Color", "predicate": "sendStaticAttribute", "value": {"OnPass": "1"}, "hideResult": ""},
+    "Bad": {"attribute": "Color", "predicate": "equal XOR equal"},
+}
+RULES = {
+    "version": "R1",
+    "MPNRules": {"P1": {"Color": {"value": "moss"}, "Size": {"value": 32}, "FinalRuleSet": {},
+                        "RegionRules": {"EU": {"Size": {"value": 16}}, "US": {}}},
+                 "P2": {"Bad": {}}},
+    "GenericRules": {"Size": {}, "Build": {}, "No Attribute token": {}, "Gone": {}},
+    "RuleSets": {"FinalRuleSet": {"Label": {}, "List": {}, "Form": {}, "Station": {}, "Color": {"value": "slate"}}},
+}
+DEVICE = {"ModelNumber": "P1", "RegionInfo": "EU", "Color": "dark slate", "Size": 64, "Build": 7}
+
+OVERVIEW = """\
+part number P1, region EU: 9 rules
+
+rule                comes from        expected         said by      calls
+Color               set FinalRuleSet  "slate"          local rules  hasPrefix:value: OR hasSuffix:value:
+Size                GenericRules      64               library      equal:value:
+Build               GenericRules                       reference    equalLong:value:
+No Attribute token  GenericRules                                    nothing: the attribute must be missing
+Gone                GenericRules                                    nothing: it names no attribute
+Label               set FinalRuleSet                                NOT hasPrefx:value:
+List                set FinalRuleSet                   nobody       valueInList:value:
+Form                set FinalRuleSet  1                library      equal:references:value:
+Station             set FinalRuleSet  {"OnPass": "1"}  library      sendStaticAttribute:value:
+
+Replaced
+  Color  set FinalRuleSet replaces part number P1, with another value for its "moss"
+  Size   region EU replaces part number P1, with another value for its 32
+  Size   GenericRules replaces region EU, and takes away its 16: the library's 64 holds
+
+References
+  Build  build from sfc        9
+  Build  Size from the device  64
+  Form   Size from the device  64
+
+Rule sets
+  FinalRuleSet  named by part number P1
+
+Look at
+  No Attribute token  the library does not define it
+  Gone                the library does not define it
+  Label               unknown predicate hasPrefx:value: (there is no such predicate; did you mean "hasPrefix"?)
+  List                nobody says a value: valueInList passes for every device
+  Form                unknown predicate equal:references:value: (it takes no references)
+"""
+
+COLOR = """\
+part number P1, region EU
+
+Color
+  comes from  set FinalRuleSet
+              named by part number P1
+              set FinalRuleSet replaces part number P1, with another value for its "moss"
+  predicate   hasPrefix OR hasSuffix
+              Passes when it begins with the expected text, or when it ends with the expected text.
+  attribute   Color: "dark slate"
+  expected    "slate", by set FinalRuleSet
+
+  called            result  actual      expected
+  hasPrefix:value:  FAIL    dark slate  has prefix slate
+  hasSuffix:value:  pass    dark slate  has suffix slate
+  OR makes it       pass    dark slate  has prefix slate or has suffix slate
+"""
+
+
+class ExplainTest(CommandTest):
+    def setUp(self):
+        super().setUp()
+        self.maxDiff = None
+        for name, content in (("library", LIBRARY), ("rules", RULES), ("device", DEVICE), ("sfc", {"build": 9})):
+            self.file(name, json.dumps(content))
+
+    def explain(self, *options, trust=("--unsigned",), library="library", rules="rules", device="device"):
+        return self.tavik("explain", *trust, "--library", library, "--rules", rules, "--attributes", device,
+                          "--source", "sfc=sfc", *options)
+
+    def explained(self, *options, **documents):
+        return json.loads(self.explain("--format", "json", *options, **documents).out)
+
+    def test_agrees_with_the_check_of_every_example_device(self):
+        documents = ("--unsigned", "--library", EXAMPLE / "rule-library.plist", "--rules", EXAMPLE / "local-rules.plist")
+        seen = 0
+        for device in sorted(EXAMPLE.glob("device-*/attributes.*")):
+            arguments = (*documents, "--attributes", device, "--source", f"sfc={device.parent / 'sfc.json'}",
+                         "--source", f"gui={device.parent / 'gui.json'}", "--format", "json")
+            explained = json.loads(self.tavik("explain", *arguments).out)
+            checked = json.loads(self.tavik("check", *arguments).out)
+            with self.subTest(device.parent.name):
+                self.assertEqual(explained["error"], checked["error"])
+                self.assertEqual([rule["record"] for rule in explained["rules"] or []],
+                                 [] if checked["error"] else checked["records"][3:])
+                seen += len(explained["rules"] or [])
+        self.assertGreater(seen, 100)
+
+    def test_agrees_with_the_check_of_random_rules(self):
+        chance = random.Random(7)
+        words = ["equal", "hasPrefix", "hasPrefx", "valueInList", "isUppercase", "greaterThan", "cccNandSizeCheck",
+                 "staticTextGUIEquals", "sendStaticAttribute", "combinedMPNRCCheck", "not", "AND"]
+        forms = ["{0}", "{0}", "NOT {0}", "not {0}", "{0} AND {1}", "{0} or {1}", "{0} XOR {1}", "{0}  {1}", "a b c {0}"]
+        values = ["sand", "", 5, "5", ["sand"], [], {"OnPass": "x"}, {"dark": 1}, True, 2.5]
+        references = [{"attribute": "Size"}, {"source": "sfc", "attribute": "build"}, {}, {"source": "gui"}, "broken",
+                      {"source": 5}, {"attribute": 5}, {"source": "sfc", "attribute": "FCCID"}]
+
+        def rule():
+            made = {"attribute": chance.choice(["Color", "Size", "Build", "Serial", "Gone", 5]),
+                    "predicate": chance.choice(forms).format(*chance.choices(words, k=2))}
+            if chance.random() < 0.5:
+                made["references"] = chance.choices(references, k=chance.randrange(3)) if chance.random() < 0.9 else "x"
+            if chance.random() < 0.6:
+                made["value"] = chance.choice(values)
+            for key in ("predicate", "attribute"):
+                if chance.random() < 0.04:
+                    made[key] = 5
+            if chance.random() < 0.1:
+                made["hideResult"] = False
+            return made
+
+        names = [("No Attribute " if i % 40 == 0 else "Rule ") + str(i) for i in range(600)]
+        self.file("library", json.dumps({"version": 1, **{name: rule() for name in names}}))
+        entries = {name: {"value": chance.choice(values)} if chance.random() < 0.2 else {} for name in names}
+        self.file("rules", json.dumps({"version": 1, "GenericRules": entries}))
+        self.file("each", json.dumps({"version": 1, "MPNRules": {name: {name: entries[name]} for name in names}}))
+        sources = {"sfc": {"build": 5, "FCCID": "x"}}
+        device = {"Color": "dark sand", "Size": 5, "Build": "5", "Serial": "ABCDEF"}
+        self.file("device", json.dumps(device))
+        self.file("sfc", json.dumps(sources["sfc"]))
+        lines = [json.dumps({"attributes": {**device, "ModelNumber": name}, "sources": sources}) for name in names]
+        checked = self.tavik("batch", "--unsigned", "--library", "library", "--rules", "each",
+                             stdin="\n".join(lines).encode()).out.splitlines()
+        ends = set()
+        for name, line, explained in zip(names, map(json.loads, checked), self.explained()["rules"], strict=True):
+            with self.subTest(name):
+                fault = line.get("fault") and {**line["fault"], "message": line["fault"]["message"].split(": ", 1)[1]}
+                record = line["records"][3] if line["records"] else None
+                self.assertEqual(explained.get("record"), record)
+                self.assertEqual(explained.get("fault"), fault)
+                self.assertEqual(explained.get("error"), line["error"])
+                ends.add("fault" if fault else "error" if line["error"] else record["result"])
+        self.assertEqual(ends, {"fault", "error", True, False})
+
+    def test_overview(self):
+        run = self.explain()
+        self.assertEqual((run.status, run.out), (PASSED, OVERVIEW))
+
+    def test_steps(self):
+        self.assertEqual(self.explain("Color").out, COLOR)
+        cases = (
+            (("Label",), "  hasPrefx:value:  FAIL    unknown predicate hasPrefx:value:  valid predicate name\n"
+                         "  NOT makes it     pass    unknown predicate hasPrefx:value:  not valid predicate name\n"),
+            (("Build",), "  expected    the reference build from sfc\n"),
+            (("Build",), "  equalLong:value:  FAIL    7       equal 9\n"),
+            (("Station",), '  forwards    {"OnPass": "1"}\n  hidden      "check" does not list it when it passes\n'),
+            (("No Attribute token",), "  nothing  pass    no attribute (null)  no attribute (null)\n"),
+            (("List",), "  expected    nobody says a value\n"),
+        )
+        for names, text in cases:
+            with self.subTest(text):
+                self.assertIn(text, self.explain(*names).out)
+        self.file("device", json.dumps({"ModelNumber": "P2", "Color": "x"}))
+        self.assertIn("  look        invalid logical operator:equal XOR equal: ends every check that comes to it\n",
+                      self.explain("Bad").out)
+
+    def test_a_rule_that_the_device_does_not_get(self):
+        for name, text in (("Bad", "this device does not get it; it is for P2"),
+                           ("Colour", 'the local rules know it; did you mean "Color"?'),
+                           ("version", "the local rules know it\n")):
+            with self.subTest(name):
+                run = self.explain("Size", name)
+                self.assertEqual(run.status, FAILED)
+                self.assertIn(text, run.out)
+                self.assertIn("\nSize\n  comes from  GenericRules\n", run.out)
+        run = self.explained("Bad", "Bad", "Colour")
+        self.assertEqual(run["not_there"], [{"rule": "Bad", "defined": True, "devices": [{"part_number": "P2"}]},
+                                            {"rule": "Colour", "defined": False, "devices": [], "nearest": "Color"}])
+
+    def test_layers_as_json(self):
+        explained = self.explained("Size")
+        self.assertEqual(explained["device"], {"part_number": "P1", "region": "EU"})
+        rule, = explained["rules"]
+        self.assertEqual(rule["entries"], [{"layer": "part_number", "name": "P1", "entry": {"value": 32}},
+                                           {"layer": "region", "name": "EU", "entry": {"value": 16}},
+                                           {"layer": "generic", "entry": {}}])
+        self.assertEqual((rule["value"], rule["value_from"], rule["definition"]), (64, "library", LIBRARY["Size"]))
+        self.assertEqual(explained["sets"], [{"name": "FinalRuleSet", "entries": [
+            {"layer": "part_number", "name": "P1", "entry": {}}]}])
+
+    def test_devices_and_documents_without_rules(self):
+        for device, message in (({"ModelNumber": "p1"}, 'unknown MPN:p1; did you mean "P1"?'),
+                                ({"ModelNumber": "P1", "RegionInfo": "JP"}, "unknown Region Code:JP; the regions of P1 are EU, US"),
+                                ({}, "unknown MPN:(null)")):
+            self.file("device", json.dumps(device))
+            run = self.explain("--format", "json")
+            self.assertIn(f"tavik: explain: --rules rules: {message}\n", run.err)
+            self.assertEqual((run.status, json.loads(run.out)["rules"]), (NO_VERDICT, None))
+            self.assertEqual(json.loads(run.out)["error"]["code"], -100003)
+        self.file("unversioned", "{}")
+        arguments = ("explain", "--unsigned", "--attributes", "device", "--library")
+        self.refuses(NO_VERDICT, "--rules unversioned: holds no rules", *arguments, "library", "--rules", "unversioned")
+        self.refuses(UNUSABLE, "--library gone: No such file", *arguments, "gone", "--rules", "rules")
+
+    def test_signed_documents(self):
+        self.passes("keygen", "--private", "key", "--public", "pub")
+        for name in ("library", "rules"):
+            self.passes("sign", "--key", "key", name, "-o", name + ".signed")
+        run = self.explain("Color", trust=("--public-key", "pub"), library="library.signed", rules="rules.signed")
+        self.assertEqual((run.status, run.err, run.out), (PASSED, "", COLOR))
+        self.refuses(NO_VERDICT, "--rules rules: ", "explain", "--public-key", "pub", "--library", "library.signed", "--rules",
+                     "rules", "--attributes", "device")
+
+
+if __name__ == "__main__":
+    unittest.main()

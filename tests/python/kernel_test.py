@@ -1,0 +1,324 @@
+"""Kernels and results: trust, exceptions, platforms and logs of Python, threads, signals, and memory."""
+
+import gc
+import logging
+import os
+import signal
+import sys
+import threading
+import time
+import unittest
+
+import tavik
+
+from support import LIBRARY, SANITIZED, FolderTest, Unsigned, kernel, rules
+
+GOOD = {"ModelNumber": "MD101", "Colour": 3, "SerialNumber": "C8PKKQ2"}
+SFC = {"sfc": {"Colour": 3}}
+
+# A check that takes some tenths of a second.
+SLOW = {"version": "1"} | {f"Zeros {i}": {"attribute": "Zeros", "predicate": "dataNotNull"} for i in range(30)}
+SLOW_RULES = rules(*(name for name in SLOW if name != "version"))
+ZEROS = tavik.Dictionary({"Zeros": bytes(1 << 20)})
+
+
+class TrustTest(FolderTest):
+    def test_signed_documents(self):
+        private, public = self.keys()
+        other = self.folder / "other.pem"
+        other.write_text(tavik.generate_key_pair("p256").public_key, encoding="utf-8")
+        signed = tavik.sign(LIBRARY, private)
+        library = self.folder / "library.plist"
+        library.write_bytes(tavik.write_property_list(signed, "binary"))
+        local = tavik.sign(tavik.write_property_list(rules("Model Number"), "binary"), private)
+        for source in (library, str(library), os.fsencode(library), signed, tavik.Dictionary.read(library)):
+            opened = tavik.Kernel(source, public)
+            self.assertTrue(opened.check(GOOD, local))
+            untrusted = opened.check(GOOD, rules("Model Number"))
+            self.assertEqual((untrusted.passed, untrusted.checked, len(untrusted.records)), (False, False, 1))
+        with self.assertRaises(tavik.Error) as raised:
+            opened.sfc_check_list(rules("Model Number"), GOOD)
+        self.assertEqual(raised.exception.code, -100008)
+        self.assertEqual(tavik.verify(local, public), rules("Model Number"))
+
+        class Stricter(tavik.StationPlatform):
+            def validate(self, signed, public_key_path):
+                content = super().validate(signed, public_key_path)
+                if content["version"] == "12":
+                    raise tavik.UntrustedError("revoked")
+                return content
+
+        patched = tavik.StationPlatform(public)
+        patched.validate = Stricter(public).validate
+        for platform in (Stricter(public), patched):
+            strict = tavik.Kernel(signed, platform=platform)
+            self.assertEqual(strict.check(GOOD, local).records[0]["actual"], "revoked")
+        local["payload"] = local["payload"].replace(b"12", b"13")
+
+        unreadable = self.folder / "library.txt"
+        unreadable.write_text("{ a = 1 }", encoding="utf-8")
+        listed = self.folder / "list.plist"
+        listed.write_text("(1)", encoding="utf-8")
+        for kind, text, call, *arguments in (
+            (tavik.UntrustedError, f"{library}: ", tavik.Kernel, library, other),
+            (tavik.UntrustedError, "library: the document is not signed", tavik.Kernel, LIBRARY, public),
+            (tavik.UntrustedError, "library: public key file", tavik.Kernel, signed, "/does/not/exist"),
+            (tavik.UntrustedError, "signature does not hold", tavik.verify, local, public),
+            (tavik.DocumentError, "library.txt: line 1, column 9", tavik.Kernel, unreadable, public),
+            (tavik.DocumentError, "list.plist: is no dictionary", tavik.Kernel, listed, public),
+            (tavik.DocumentError, "library: holds no rules", tavik.Kernel, tavik.sign({}, private), public),
+            (tavik.DocumentError, "", tavik.sign, ["no dictionary"], private),
+            (tavik.DocumentError, "", tavik.sign, LIBRARY, public),
+            (FileNotFoundError, "/does/not/exist", tavik.Kernel, "/does/not/exist", public),
+            (TypeError, "library: is of type int", tavik.Kernel, 5),
+        ):
+            with self.subTest(kind=kind, text=text), self.assertRaises(kind) as raised:
+                call(*arguments)
+            self.assertIs(type(raised.exception), kind)
+            self.assertIn(text, str(raised.exception))
+        with self.assertRaisesRegex(ValueError, "public_key: "):
+            tavik.Kernel(signed, public, platform=Unsigned())
+
+
+class OutcomeTest(unittest.TestCase):
+    def setUp(self):
+        self.kernel = kernel(LIBRARY)
+
+    def test_exceptions_say_what_and_keep_the_station(self):
+        for name, device, kind, also, told in (
+            ("Malformed", GOOD, tavik.Error, Exception, ("ZRT Tavik Error Domain", -100006,
+                                                          "invalid logical operator:a XOR b")),
+            ("Code", GOOD | {"SerialNumber": "Q2"}, tavik.RangeFault, IndexError, None),
+        ):
+            local = rules("Send", name)
+            with self.subTest(name), self.assertRaises(also) as raised:
+                self.kernel.check(device, local, station={"before": 1})
+            error = raised.exception
+            self.assertIs(type(error), kind)
+            self.assertEqual(error.station, {"before": 1, "OnPass": "good", "OnFail": 5})
+            if told:
+                self.assertEqual((error.domain, error.code, error.text), told)
+        with self.assertRaises(tavik.ArgumentFault) as raised:
+            self.kernel.check(GOOD, {"GenericRules": {}})
+        self.assertIn('no "version"', str(raised.exception))
+
+    def test_many_devices_in_order_and_none_lost(self):
+        prepared = self.kernel.prepare(rules("Model Number", "Colour", "Code", MPNRules={
+            "MD101": {}, "MX": {}, "MD102": {"OddRuleSet": {}}}, RuleSets={"OddRuleSet": {"Malformed": {}}}))
+        kinds = ((GOOD, SFC), (GOOD, None), GOOD | {"ModelNumber": "MX"}, (GOOD | {"SerialNumber": "Q"}, SFC),
+                 (GOOD | {"ModelNumber": "MD102"}, SFC), tavik.Dictionary({"ModelNumber": "MD9"}))
+
+        def shown(outcome):
+            return outcome.passed if isinstance(outcome, tavik.Result) else type(outcome)
+
+        expected = [True, False, False, tavik.RangeFault, tavik.Error, False]
+        for threads in (None, 1, 2, 1000):
+            outcomes = prepared.check_many((kind for kind in kinds * 50), threads)
+            self.assertEqual([shown(outcome) for outcome in outcomes], expected * 50)
+        self.assertEqual(prepared.check_many([]), [])
+        for kind, text, devices, threads in (
+            (TypeError, "devices[2]['a']: None is no value", [GOOD, GOOD, {"a": None}], None),
+            (TypeError, "devices[1][1]['sfc']: None is no value", [GOOD, (GOOD, {"sfc": None})], None),
+            (TypeError, "devices[0]: is no pair", [(GOOD, SFC, {})], None),
+            (TypeError, "not iterable", 5, None),
+            (TypeError, "integer", [GOOD], "2"),
+            (ValueError, "threads: ", [GOOD], 0),
+        ):
+            with self.subTest(text), self.assertRaises(kind) as raised:
+                prepared.check_many(devices, threads)
+            self.assertIn(text, str(raised.exception))
+
+    def test_a_result_keeps_what_it_gave(self):
+        result = self.kernel.check(GOOD | {"ModelNumber": "MX"}, rules("Model Number", "Code"))
+        self.assertIs(result.records, result.records)
+        self.assertEqual(result.failures, result.records[3:4])
+        self.assertEqual((bool(result), result.checked, result.error), (False, True, None))
+        self.assertFalse(self.kernel.check(GOOD, rules()).checked)
+        self.assertFalse(self.kernel.check(GOOD, None).checked)
+
+
+class Lines(Unsigned):
+    def __init__(self):
+        self.lines = []
+
+    def logs(self):
+        return True
+
+    def log(self, line):
+        self.lines.append(line)
+
+
+class PlatformTest(unittest.TestCase):
+    def test_log_lines_go_where_they_are_read_and_else_are_not_made(self):
+        local = rules("Model Number")
+        lines = Lines()
+        kernel(LIBRARY, lines).prepare(local).check(GOOD)
+        with self.assertLogs("tavik", logging.DEBUG) as logged:
+            kernel(LIBRARY).check(GOOD, local)
+        self.assertIn("processing Model Number", lines.lines)
+        self.assertEqual([record.getMessage() for record in logged.records], lines.lines)
+        self.assertEqual({record.levelno for record in logged.records}, {logging.DEBUG})
+
+        class Silent(Lines):
+            def logs(self):
+                return False
+
+        silent = Silent()
+        kernel(LIBRARY, silent).check(GOOD, local)
+        self.assertEqual(silent.lines, [])
+
+    def test_exceptions_of_a_platform(self):
+        class Moody(Lines):
+            mood = None
+
+            def validate(self, signed, public_key_path):
+                if self.mood:
+                    raise self.mood
+                return signed
+
+            def logs(self):
+                if self.mood is KeyError:
+                    raise self.mood
+                return True
+
+            def log(self, line):
+                super().log(line)
+                raise ZeroDivisionError(line)
+
+        moody, unraisable = Moody(), []
+        self.addCleanup(setattr, sys, "unraisablehook", sys.unraisablehook)
+        sys.unraisablehook = lambda raised: unraisable.append(raised.exc_type)
+        opened = kernel(LIBRARY, moody)
+        self.assertTrue(opened.check(GOOD, rules("Model Number")))
+        self.assertEqual(set(unraisable), {ZeroDivisionError})
+        self.assertEqual(len(unraisable), len(moody.lines))
+        moody.mood = tavik.UntrustedError("not today")
+        self.assertEqual(opened.check(GOOD, rules("Model Number")).records[0]["actual"], "not today")
+        with self.assertRaisesRegex(tavik.UntrustedError, "library: not today"):
+            kernel(LIBRARY, moody)
+        for moody.mood in (OSError("gone"), KeyboardInterrupt(), KeyError):
+            kind = moody.mood if isinstance(moody.mood, type) else type(moody.mood)
+            for call in (lambda: opened.check(GOOD, rules()), lambda: opened.prepare(rules()),
+                         lambda: kernel(LIBRARY, moody)):
+                with self.assertRaises(kind):
+                    call()
+
+        class Odd(tavik.Platform):
+            def validate(self, signed, public_key_path):
+                return None
+
+        for platform, kind in ((Odd(), TypeError), (tavik.Platform(), NotImplementedError), (5, TypeError)):
+            with self.assertRaises(kind):
+                kernel(LIBRARY, platform)
+
+
+class ThreadTest(unittest.TestCase):
+    def test_other_threads_go_on_during_a_check(self):
+        opened = kernel(SLOW)
+        prepared = opened.prepare(SLOW_RULES)
+        for name, check in (("check", lambda: opened.check(ZEROS, SLOW_RULES)),
+                            ("prepared", lambda: prepared.check(ZEROS)),
+                            ("many", lambda: prepared.check_many([ZEROS], threads=1))):
+            began, ended, ticks = threading.Event(), threading.Event(), 0
+
+            def run(began=began, ended=ended, check=check):
+                began.set()
+                check()
+                ended.set()
+
+            thread = threading.Thread(target=run)
+            thread.start()
+            began.wait()
+            while not ended.is_set():
+                ticks += 1
+                time.sleep(0.001)
+            thread.join()
+            self.assertGreater(ticks, 10, name)
+
+    def test_two_threads_check_at_the_same_time(self):
+        meeting = threading.Barrier(2)
+        local = threading.local()
+        broken = []
+
+        class Meeting(Lines):
+            def log(self, line):
+                if not line.startswith("processing") or getattr(local, "met", False):
+                    return
+                local.met = True
+                try:
+                    meeting.wait(timeout=60)  # nobody goes on before two threads are here
+                except threading.BrokenBarrierError:
+                    broken.append(line)
+
+        opened = kernel(LIBRARY, Meeting())
+        outcomes = opened.prepare(rules("Model Number")).check_many([GOOD, GOOD], threads=2)
+        self.assertEqual((broken, [outcome.passed for outcome in outcomes]), ([], [True, True]))
+        local = threading.local()
+        threads = [threading.Thread(target=opened.check, args=(GOOD, rules("Model Number"))) for _ in range(2)]
+        for thread in threads:
+            thread.start()
+        for thread in threads:
+            thread.join()
+        self.assertEqual(broken, [])
+
+    def test_a_signal_ends_a_long_run(self):
+        class Alarm(Exception):
+            pass
+
+        def ring(*_):
+            raise Alarm
+
+        self.addCleanup(signal.signal, signal.SIGALRM, signal.signal(signal.SIGALRM, ring))
+        prepared = kernel(SLOW).prepare(SLOW_RULES)
+        signal.setitimer(signal.ITIMER_REAL, 0.1)
+        with self.assertRaises(Alarm):
+            prepared.check_many([ZEROS] * 100_000, threads=2)  # hours
+
+
+class MemoryTest(unittest.TestCase):
+    """Nothing is kept: neither Python's objects nor the library's values."""
+
+    def work(self):
+        opened = kernel(LIBRARY)
+        for names in (("Model Number", "Colour", "Send"), ("Malformed",), ("Code",)):
+            prepared = opened.prepare(rules(*names))
+            for outcome in prepared.check_many([(GOOD, SFC), GOOD | {"SerialNumber": "Q", "Text": "x" * 100}], 2):
+                if isinstance(outcome, tavik.Result):
+                    outcome.records, outcome.failures, outcome.station
+        for call in (lambda: tavik.Dictionary({"a": [b"x" * 100, {"b": None}]}),
+                     lambda: tavik.evaluate("a b c", 1), lambda: opened.check(GOOD, rules("Malformed")),
+                     lambda: kernel(LIBRARY, tavik.Platform())):
+            try:
+                call()
+            except (TypeError, tavik.Error, NotImplementedError):
+                pass
+        tavik.read_property_list(tavik.write_property_list(tavik.Dictionary({"d": [b"x" * 200, "y" * 200]}), "binary"))
+        tavik.decode_der(b"\x02\x01\x05" * 10)
+
+    def test_no_reference_is_left(self):
+        runs = 400
+        for _ in range(runs):
+            self.work()
+        gc.collect()
+        before = sys.getallocatedblocks()
+        for _ in range(runs):
+            self.work()
+        gc.collect()
+        self.assertLess(sys.getallocatedblocks() - before, runs)  # not even one a run
+
+    @unittest.skipIf(SANITIZED, "a sanitizer keeps what was freed for a while")
+    def test_memory_does_not_grow(self):
+        def resident():
+            with open("/proc/self/statm", encoding="ascii") as file:
+                return int(file.read().split()[1]) * os.sysconf("SC_PAGE_SIZE")
+
+        for _ in range(500):
+            self.work()
+        before = resident()
+        for _ in range(2000):
+            self.work()
+        self.assertLess(resident() - before, 2 << 20)
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -1,0 +1,154 @@
+"""The module says of every device what the command says: records, station, error and fault, kind for kind."""
+
+import json
+import random
+import unittest
+
+import tavik
+
+from support import STATION, FolderTest, Unsigned, answer, from_json, kernel, to_json
+
+DEVICES = 10_000
+DOCUMENTS = ("--unsigned", "--library", "library.json", "--rules", "rules.json")
+
+
+class RecordsTest(FolderTest):
+    def setUp(self):
+        super().setUp()
+        self.library = tavik.read_property_list_file(STATION / "rule-library.plist")
+        self.rules = tavik.read_property_list_file(STATION / "local-rules.plist")
+        # Part numbers for every other way in which a run can end.
+        self.library |= {"Malformed": {"attribute": "ModelNumber", "predicate": "a XOR b"},
+                         "Absent value": {"attribute": "ModelNumber", "predicate": "sendStaticAttribute"}}
+        self.rules["MPNRules"] |= {"MALFORMED": {"Malformed": {}}, "ABSENT": {"Absent value": {}},
+                                   "LOST": {"LostRuleSet": {}}, "BROKEN": "no dictionary"}
+        self.rules["GenericRules"]["SIM card issuer"] = {}
+        for name, document in (("library", self.library), ("rules", self.rules)):
+            (self.folder / f"{name}.json").write_text(json.dumps(to_json(document)), encoding="utf-8")
+        self.kernel = kernel(self.library)
+
+    def test_every_device_of_the_example(self):
+        devices = sorted(STATION.glob("device-*"))
+        self.assertEqual(len(devices), 4)
+        for device in devices:
+            with self.subTest(device.name):
+                (attributes,) = device.glob("attributes.*")
+                sources = {source: from_json(json.loads((device / f"{source}.json").read_text(encoding="utf-8")))
+                           for source in ("sfc", "gui")}
+                read = attributes.read_bytes()
+                values = from_json(json.loads(read)) if read.startswith(b"{") else tavik.read_property_list(read)
+                (expected,) = self.tavik("check", *DOCUMENTS, "--attributes", attributes, "--source",
+                                         f"sfc={device}/sfc.json", "--source", f"gui={device}/gui.json", "--format",
+                                         "json")
+                self.assertEqual(repr(answer(self.kernel.check(values, self.rules, sources))), repr(expected))
+
+    def random_devices(self):
+        """Devices of the example with attributes and sources missing, swapped and of other kinds."""
+        chance = random.Random(19)
+        lines = [from_json(json.loads(line)) for line in (STATION / "devices.jsonl").read_text("utf-8").splitlines()]
+        values = [value for line in lines for value in line["attributes"].values()]
+        values += [True, False, 0, 1, -1, 1.5, "", "5", " 7x", "DEAD", b"", b"\xde\xad", [], ["A", 5], {}, {"a": b"x"}]
+        parts = [*self.rules["MPNRules"], "NONE", 5]
+        for _ in range(DEVICES):
+            line = chance.choice(lines)
+            attributes, sources = dict(line["attributes"]), {name: dict(of) for name, of in line["sources"].items()}
+            for entries in (attributes, *sources.values()):
+                for key in [key for key in entries if chance.random() < 0.06]:
+                    entries[key] = chance.choice(values)
+                for key in [key for key in entries if chance.random() < 0.02]:
+                    del entries[key]
+            if chance.random() < 0.2:
+                attributes["ModelNumber"] = chance.choice(parts)
+            yield attributes, sources
+
+    def test_random_devices(self):
+        devices = list(self.random_devices())
+        (self.folder / "devices.jsonl").write_text(
+            "".join(json.dumps({"attributes": to_json(attributes), "sources": to_json(sources)}) + "\n"
+                    for attributes, sources in devices), encoding="utf-8")
+        expected = self.tavik("batch", *DOCUMENTS, "devices.jsonl")
+        outcomes = self.kernel.prepare(self.rules).check_many(devices, threads=3)
+        seen = {"passed": 0, "failed": 0, "no verdict": 0, "Error": 0, "RangeFault": 0, "ArgumentFault": 0}
+        for index, (outcome, wanted) in enumerate(zip(outcomes, expected, strict=True)):
+            found = answer(outcome)
+            del wanted["id"]
+            if "fault" in wanted:  # the command says which rule it was
+                self.assertTrue(wanted["fault"]["message"].endswith(": " + found["fault"]["message"]))
+                found["fault"]["message"] = wanted["fault"]["message"]
+            self.assertEqual(repr(found), repr(wanted), f"device {index}: {devices[index]}")
+            seen[self.kind(outcome)] += 1
+            if index % 10 == 0:
+                self.check_alone(devices[index], outcome)
+        self.assertTrue(all(seen.values()), seen)
+
+    @staticmethod
+    def kind(outcome):
+        if not isinstance(outcome, tavik.Result):
+            return type(outcome).__name__
+        return "passed" if outcome else "failed" if outcome.checked else "no verdict"
+
+    def check_alone(self, device, expected):
+        try:
+            outcome = self.kernel.check(device[0], self.rules, device[1])
+        except (tavik.Error, tavik.Fault) as raised:
+            outcome = raised
+        self.assertEqual(repr(answer(outcome)), repr(answer(expected)))
+
+    def test_lists_descriptions_decoders_and_expressions(self):
+        with (STATION / "devices.jsonl").open(encoding="utf-8") as file:
+            device = from_json(json.loads(file.readline()))["attributes"]
+        (self.folder / "device.json").write_text(json.dumps(to_json(device)), encoding="utf-8")
+        for name, found in (
+            ("sfc", self.kernel.sfc_check_list(self.rules, device)),
+            ("gui", self.kernel.gui_check_list(self.rules, device)),
+            ("sim", self.kernel.sim_check_list(self.rules, device)),
+            ("domain", self.kernel.domain_list(self.rules, device)),
+            ("polling", self.kernel.polling_list(self.rules, device)),
+        ):
+            (answered,) = self.tavik("list", name, *DOCUMENTS, "--attributes", "device.json", "--format", "json")
+            self.assertEqual(repr(found), repr(answered["list"]))
+            self.assertTrue(found, name)
+
+        blobs = {"syscfg": (tavik.decode_sys_cfg, device["SysCfgData"]),
+                 "control-bits": (tavik.decode_control_bits, device["ControlBits"]),
+                 "root-manifest": (tavik.decode_root_manifest,
+                                   device["BasebandFirmwareManifestData"]["RootManifestData"]),
+                 "provisioning-manifest": (tavik.decode_provisioning_manifest,
+                                           device["BasebandFirmwareManifestData"]["ProvisioningManifestData"])}
+        for name, (decode, blob) in blobs.items():
+            (self.folder / name).write_bytes(blob)
+            (answered,) = self.tavik("decode", name, name, "--format", "json")
+            self.assertEqual(repr(decode(blob)), repr(answered))
+            self.assertTrue(answered, name)
+        (der,) = self.tavik("decode", "der", "root-manifest", "--format", "json")
+        self.same_elements(tavik.decode_der(blobs["root-manifest"][1]), der["items"])
+
+        for arguments, found in (
+            (["describe", "value-in-list", "--attribute", '["a", 5]', "--value", '["b"]'],
+             tavik.value_in_list_description(["a", 5], ["b"])),
+            (["describe", "nand-size", "--attribute", "@device.json", "--value", '{"KQ2": 64}'],
+             tavik.nand_size_check_description(device, {"KQ2": 64})),
+            (["describe", "nvram-white-list", "--attribute", '{"a": 1, "b": 2}', "--value", '["a"]'],
+             tavik.nvram_white_list_description({"a": 1, "b": 2}, ["a"])),
+            (["eval", "equal OR greaterThan", "--attribute", "5.5", "--value", '"5"'],
+             tavik.evaluate("equal OR greaterThan", 5.5, "5")),
+            (["eval", "staticTextGUIEquals", "--attribute", "1", "--value", '"OK"', "--references", '{"a": "ok"}'],
+             tavik.evaluate("staticTextGUIEquals", 1, "OK", {"a": "ok"})),
+        ):
+            (answered,) = self.tavik(*arguments, "--format", "json")
+            self.assertEqual(repr(found), repr(answered))
+
+    def same_elements(self, found, expected):
+        self.assertEqual(len(found), len(expected))
+        for item, element in zip(found, expected):
+            self.assertEqual((item.tag_class, item.tag, item.is_constructed, len(item.encoding)),
+                             (element["class"], element["tag"], element["constructed"],
+                              element["headerLength"] + element["length"]))
+            if item.is_constructed:
+                self.same_elements(tavik.decode_der(item.content), element["items"])
+            else:
+                self.assertEqual(item.content, element["data"])
+
+
+if __name__ == "__main__":
+    unittest.main()

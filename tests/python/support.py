@@ -1,0 +1,110 @@
+"""What the tests of the Python module share: a signed product, an unsigned platform, and the JSON of the command."""
+
+import base64
+import datetime
+import json
+import os
+import pathlib
+import shutil
+import subprocess
+import tempfile
+import unittest
+
+import tavik
+
+os.environ.pop("LD_PRELOAD", None)  # a sanitizer's runtime, which is not for the command
+
+PROJECT = pathlib.Path(__file__).resolve().parents[2]
+STATION = PROJECT / "examples" / "station"
+SANITIZED = bool(os.environ.get("SANITIZED"))
+
+LIBRARY = {
+    "version": "31",
+    "Model Number": {"attribute": "ModelNumber", "predicate": "hasPrefix", "value": "MD", "domain": "identity"},
+    "Colour": {"attribute": "Colour", "predicate": "equal",
+               "references": [{"source": "sfc", "attribute": "Colour", "description": "colour on the ticket"}]},
+    "Code": {"attribute": "SerialNumber", "predicate": "MPNCCCCheck", "value": "KQ2"},
+    "Malformed": {"attribute": "ModelNumber", "predicate": "a XOR b"},
+    "Send": {"attribute": "ModelNumber", "predicate": "sendStaticAttribute", "value": {"OnPass": "good", "OnFail": 5}},
+}
+
+
+class Unsigned(tavik.Platform):
+    """Takes plain documents."""
+
+    def validate(self, signed, public_key_path):
+        return signed
+
+
+def kernel(library, platform=None):
+    return tavik.Kernel(library, platform=platform or Unsigned())
+
+
+def rules(*names, **others):
+    return {"version": "12", "GenericRules": {name: {} for name in names}, **others}
+
+
+class FolderTest(unittest.TestCase):
+    """Each test has an empty folder of its own."""
+
+    def setUp(self):
+        self.folder = pathlib.Path(tempfile.mkdtemp(prefix="tavik-python-"))
+        self.addCleanup(shutil.rmtree, self.folder)
+
+    def tavik(self, *arguments, **options):
+        """What the command prints as JSON."""
+        run = subprocess.run([os.environ["TAVIK"], *map(str, arguments)], capture_output=True, cwd=self.folder,
+                             timeout=300, check=False, **options)
+        self.assertTrue(run.stdout, run.stderr)
+        return [from_json(json.loads(line)) for line in run.stdout.splitlines()]
+
+    def keys(self):
+        """A new key pair as two files."""
+        pair = tavik.generate_key_pair()
+        files = self.folder / "private.pem", self.folder / "public.pem"
+        for path, text in zip(files, (pair.private_key, pair.public_key)):
+            path.write_text(text, encoding="utf-8")
+        return files
+
+
+def from_json(value):
+    """A value that the command has written as JSON."""
+    if isinstance(value, list):
+        return [from_json(element) for element in value]
+    if not isinstance(value, dict):
+        return value
+    if list(value) == ["$data"]:
+        return base64.b64decode(value["$data"])
+    if list(value) == ["$date"]:
+        return datetime.datetime.fromisoformat(value["$date"].replace("Z", "+00:00")).astimezone(datetime.timezone.utc)
+    if list(value) == ["$dictionary"]:
+        value = value["$dictionary"]
+    return {key: from_json(element) for key, element in value.items()}
+
+
+def to_json(value):
+    """The same the other way."""
+    if isinstance(value, list):
+        return [to_json(element) for element in value]
+    if isinstance(value, bytes):
+        return {"$data": base64.b64encode(value).decode()}
+    if isinstance(value, datetime.datetime):
+        return {"$date": value.strftime("%Y-%m-%dT%H:%M:%SZ")}
+    if isinstance(value, dict):
+        entries = {key: to_json(element) for key, element in value.items()}
+        return {"$dictionary": entries} if len(value) == 1 and next(iter(value)).startswith("$") else entries
+    return value
+
+
+def answer(outcome):
+    """The object that the command prints for what came of a check."""
+    if isinstance(outcome, tavik.Result):
+        return {"records": outcome.records, "station": outcome.station, "error": shown(outcome.error)}
+    if isinstance(outcome, tavik.Fault):
+        return {"records": None, "station": outcome.station, "error": None,
+                "fault": {"kind": outcome.kind, "message": str(outcome)}}
+    return {"records": None, "station": outcome.station, "error": shown(outcome)}
+
+
+def shown(error):
+    return error and {"domain": error.domain, "code": error.code, "description": error.text}

@@ -1,0 +1,83 @@
+/// @file
+/// Devices checked with the rule documents as they were and as they are: what comes out otherwise.
+#ifndef TAVIK_TOOL_DIFF_DEVICE_CHANGES_H
+#define TAVIK_TOOL_DIFF_DEVICE_CHANGES_H
+
+#include <tavik/PreparedRules.h>
+#include <tavik/Value.h>
+
+#include <cstddef>
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "CheckRun.h"
+
+namespace tavik::tool {
+
+/// A rule's record; absent where the device does not get the rule, or gets no verdict at all.
+struct RecordChange {
+  std::string rule;
+  std::optional<Value> before;
+  std::optional<Value> after;
+};
+
+/// What came of a device, once.
+struct DeviceVerdict {
+  ExitStatus status;
+  std::string why;  ///< there is no verdict; empty where there is one
+  Dictionary station;
+
+  friend bool operator==(const DeviceVerdict&, const DeviceVerdict&) = default;
+};
+
+struct DeviceChange {
+  Value id;
+  DeviceVerdict before;
+  DeviceVerdict after;
+  std::vector<RecordChange> records;
+};
+
+/// How many devices see a rule come out otherwise.
+struct RecordTally {
+  std::size_t nowFails = 0;
+  std::size_t nowPasses = 0;
+  std::size_t others = 0;  ///< other texts, gained or lost
+};
+
+/// Checks device after device, and remembers of each that comes out otherwise what `render` makes of it.
+class DeviceChanges {
+ public:
+  using Render = std::function<void(std::string& out, const DeviceChange& change)>;
+
+  DeviceChanges(std::shared_ptr<const PreparedRules> before, std::shared_ptr<const PreparedRules> after, Render render)
+      : before_(std::move(before)), after_(std::move(after)), render_(std::move(render)) {}
+
+  void check(const Value& id, const Dictionary& attributes, const Dictionary& sources);
+  /// The same for a device that was checked twice already.
+  void compare(const Value& id, const CheckOutcome& before, const CheckOutcome& after);
+
+  [[nodiscard]] const PreparedRules& rulesBefore() const noexcept { return *before_; }
+  [[nodiscard]] const PreparedRules& rulesAfter() const noexcept { return *after_; }
+  [[nodiscard]] std::size_t devices() const noexcept { return devices_; }
+  [[nodiscard]] std::size_t changed() const noexcept { return changed_; }
+  [[nodiscard]] const std::map<std::string, RecordTally>& rules() const noexcept { return rules_; }
+  [[nodiscard]] const std::string& rendered() const noexcept { return rendered_; }
+
+ private:
+  std::shared_ptr<const PreparedRules> before_;
+  std::shared_ptr<const PreparedRules> after_;
+  Render render_;
+  std::size_t devices_ = 0;
+  std::size_t changed_ = 0;
+  std::map<std::string, RecordTally> rules_;
+  std::string rendered_;
+};
+
+}  // namespace tavik::tool
+
+#endif

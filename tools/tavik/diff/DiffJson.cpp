@@ -1,0 +1,65 @@
+// A difference for programs.
+
+#include <string_view>
+
+#include "Json.h"
+#include "diff/DiffReport.h"
+
+namespace tavik::tool {
+namespace {
+
+std::string_view verdictName(ExitStatus status) {
+  switch (status) {
+    case ExitStatus::kPassed:
+      return "passed";
+    case ExitStatus::kFailed:
+      return "failed";
+    case ExitStatus::kFault:
+      return "fault";
+    default:
+      return "no verdict";
+  }
+}
+
+Dictionary verdictObject(const DeviceVerdict& verdict) {
+  Dictionary object{{"verdict", verdictName(verdict.status)}, {"station", verdict.station}};
+  if (!verdict.why.empty()) object.set("reason", verdict.why);
+  return object;
+}
+
+void appendDevice(std::string& out, const DeviceChange& change) {
+  Array rules;
+  for (const RecordChange& record : change.records) {
+    Dictionary object{{"rule", record.rule}};
+    if (record.before) object.set("old", *record.before);
+    if (record.after) object.set("new", *record.after);
+    rules.append(std::move(object));
+  }
+  if (!out.empty()) out += ", ";
+  appendJson(out, Dictionary{{"id", change.id},
+                             {"old", verdictObject(change.before)},
+                             {"new", verdictObject(change.after)},
+                             {"rules", std::move(rules)}});
+}
+
+}  // namespace
+
+DeviceChanges::Render jsonRenderer() { return appendDevice; }
+
+std::string differenceJson(const Difference& difference) {
+  Array groups;
+  for (const ChangeGroup& group : difference.rules.groups()) {
+    Array changes;
+    for (const RuleChange* const change : group.changes) changes.append(change->value());
+    groups.append(
+        Dictionary{{"devices", difference.rules.kinds().value(group.devices)}, {"changes", std::move(changes)}});
+  }
+  std::string text = "{\"versions\": " + toJson(difference.versions) + ", \"changes\": " + toJson(groups);
+  if (difference.devices) {
+    text += ", \"checked\": " + std::to_string(difference.devices->devices());
+    text += ", \"devices\": [" + difference.devices->rendered() + "]";
+  }
+  return text + "}\n";
+}
+
+}  // namespace tavik::tool

@@ -1,0 +1,34 @@
+/// @file
+/// What `tavik diff` prints.
+#ifndef TAVIK_TOOL_DIFF_DIFF_REPORT_H
+#define TAVIK_TOOL_DIFF_DIFF_REPORT_H
+
+#include <tavik/Value.h>
+
+#include <optional>
+#include <string>
+
+#include "Terminal.h"
+#include "diff/DeviceChanges.h"
+#include "diff/RuleChanges.h"
+
+namespace tavik::tool {
+
+struct Difference {
+  Dictionary versions;  ///< "old" and "new", and "old_library" and "new_library" where there are libraries
+  RuleChanges rules;
+  std::optional<DeviceChanges> devices;
+
+  [[nodiscard]] bool empty() const { return rules.empty() && (!devices || devices->changed() == 0); }
+};
+
+/// How the two formats have a device that comes out otherwise.
+DeviceChanges::Render textRenderer(const Screen& screen);
+DeviceChanges::Render jsonRenderer();
+
+std::string differenceText(const Difference& difference, const Screen& screen);
+std::string differenceJson(const Difference& difference);
+
+}  // namespace tavik::tool
+
+#endif

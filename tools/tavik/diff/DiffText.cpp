@@ -1,0 +1,283 @@
+// A difference for a reviewer: each change once, with whom it concerns.
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <iterator>
+#include <string_view>
+#include <unordered_map>
+#include <utility>
+
+#include "Json.h"
+#include "Text.h"
+#include "diff/DiffReport.h"
+
+namespace tavik::tool {
+namespace {
+
+constexpr std::size_t kWidestInline = 44;
+constexpr std::size_t kIndent = 12;
+
+std::string labelOf(std::string_view key) {
+  if (key == "value") return "expected value";
+  if (key == "hideResult") return "hidden";
+  return std::string(key);
+}
+
+std::string valueFromText(std::string_view from) {
+  if (from == "part_number") return "part number";
+  if (from == "generic") return "GenericRules";
+  return visible(from);
+}
+
+/// An entry's value with its kind to be seen, and who says it.
+std::string shown(const Value* value, std::string_view from) {
+  if (value == nullptr) return "none";
+  const std::string text = visible(toJson(*value));
+  return from.empty() ? text : fmt::format("{} ({})", text, valueFromText(from));
+}
+
+/// What differs between two values, in lines: of lists the elements, of dictionaries the entries, of others all.
+class ValueDifference {
+ public:
+  ValueDifference(std::string path, const Value& before, const Value& after) {
+    compare(std::move(path), before, after);
+  }
+  [[nodiscard]] const std::vector<std::string>& lines() const noexcept { return lines_; }
+
+ private:
+  void compare(std::string path, const Value& before, const Value& after) {
+    if (before.ifDictionary() != nullptr && after.ifDictionary() != nullptr) {
+      compareEntries(path, *before.ifDictionary(), *after.ifDictionary());
+    } else if (before.ifArray() != nullptr && after.ifArray() != nullptr) {
+      compareElements(path, *before.ifArray(), *after.ifArray());
+    } else {
+      lines_.push_back(fmt::format("{}: {} -> {}", path, shown(&before, ""), shown(&after, "")));
+    }
+  }
+
+  void compareEntries(const std::string& path, const Dictionary& before, const Dictionary& after) {
+    for (const auto [key, value] : before) {
+      const Value* const now = after.find(key);
+      const std::string entry = fmt::format("{}, \"{}\"", path, visible(key));
+      if (now == nullptr) {
+        lines_.push_back(fmt::format("{}: without {}", entry, shown(&value, "")));
+      } else if (value != *now) {
+        compare(entry, value, *now);
+      }
+    }
+    for (const auto [key, value] : after) {
+      if (before.contains(key)) continue;
+      lines_.push_back(fmt::format("{}, \"{}\": with {}", path, visible(key), shown(&value, "")));
+    }
+  }
+
+  void compareElements(const std::string& path, const Array& before, const Array& after) {
+    const std::string gone = elementsBeyond(before, after);
+    const std::string added = elementsBeyond(after, before);
+    if (!gone.empty()) lines_.push_back(fmt::format("{}: without {}", path, gone));
+    if (!added.empty()) lines_.push_back(fmt::format("{}: with {}", path, added));
+    if (gone.empty() && added.empty()) lines_.push_back(path + ": in another order");
+  }
+
+  /// The elements of a list that another one lacks, counting each as often as it stands there.
+  static std::string elementsBeyond(const Array& list, const Array& other) {
+    std::unordered_map<std::string, std::size_t> there;
+    for (const Value& element : other) ++there[toJson(element)];
+    std::string text;
+    for (const Value& element : list) {
+      std::size_t& count = there[toJson(element)];
+      if (count > 0) {
+        --count;
+      } else {
+        text += (text.empty() ? "" : ", ") + shown(&element, "");
+      }
+    }
+    return text;
+  }
+
+  std::vector<std::string> lines_;
+};
+
+/// An entry of a rule, old and new: side by side where they are short, else what differs between them.
+std::vector<std::string> entryTexts(std::string_view key, const RuleChange& change) {
+  const bool isValue = key == "value";
+  const Value* const before = change.before.find(key);
+  const Value* const after = change.after.find(key);
+  const std::string was = shown(before, isValue ? change.valueFromBefore : "");
+  const std::string is = shown(after, isValue ? change.valueFromAfter : "");
+  if (displayWidth(was) <= kWidestInline && displayWidth(is) <= kWidestInline) {
+    return {fmt::format("{}: {} -> {}", labelOf(key), was, is)};
+  }
+  if (before == nullptr || after == nullptr) {
+    return {fmt::format("{}, old: {}", labelOf(key), was), fmt::format("{}, new: {}", labelOf(key), is)};
+  }
+  std::vector<std::string> lines = ValueDifference(labelOf(key), *before, *after).lines();
+  if (change.valueFromBefore != change.valueFromAfter) {
+    lines.push_back(fmt::format("{}: of {} -> of {}", labelOf(key), valueFromText(change.valueFromBefore),
+                                valueFromText(change.valueFromAfter)));
+  }
+  return lines;
+}
+
+std::vector<std::string> changedEntries(const RuleChange& change) {
+  std::vector<std::string> texts;
+  const auto add = [&](std::string_view key) { std::ranges::copy(entryTexts(key, change), std::back_inserter(texts)); };
+  for (const auto [key, value] : change.before) add(key);
+  for (const auto [key, value] : change.after) {
+    if (!change.before.contains(key)) add(key);
+  }
+  return texts;
+}
+
+std::string referencesText(const Value& references) {
+  if (references.ifArray() == nullptr) return shown(&references, "");
+  std::string text;
+  for (const Value& element : *references.ifArray()) {
+    const Dictionary* const reference = element.ifDictionary();
+    const Value* const name = reference == nullptr ? nullptr : reference->find("attribute");
+    const Value* const source = reference == nullptr ? nullptr : reference->find("source");
+    text += fmt::format("{}{} from {}", text.empty() ? "" : ", ", name == nullptr ? "its attribute" : lineOf(name),
+                        source == nullptr ? "the device" : lineOf(source));
+  }
+  return text;
+}
+
+/// A rule that is gained: what it is about.
+std::vector<std::string> wholeRule(const Dictionary& rule, std::string_view valueFrom) {
+  std::string text;
+  const auto add = [&](std::string_view key, const std::string& entry) {
+    if (rule.contains(key)) text += (text.empty() ? "" : "  ") + entry;
+  };
+  add("attribute", lineOf(rule.find("attribute")));
+  add("predicate", lineOf(rule.find("predicate")));
+  add("value", shown(rule.find("value"), valueFrom));
+  if (const Value* references = rule.find("references")) add("references", "with " + referencesText(*references));
+  return text.empty() ? std::vector<std::string>() : std::vector{text};
+}
+
+/// The rules of a list, one after the other.
+std::string namesIn(const Dictionary& entries) {
+  std::string text;
+  for (const Value& name : *entries.findArray("rules")) text += (text.empty() ? "" : ", ") + lineOf(&name);
+  return text;
+}
+
+/// A change as its kind, its rule or a sentence, and lines below.
+struct ChangeText {
+  std::string_view mark;
+  std::string title;
+  std::vector<std::string> lines = {};
+};
+
+ChangeText textOf(const RuleChange& change) {
+  const std::string rule = visible(change.rule);
+  switch (change.kind) {
+    case RuleChange::Kind::kGained:
+      return {"gained", rule, wholeRule(change.after, change.valueFromAfter)};
+    case RuleChange::Kind::kLost:
+      return {"lost", rule};
+    case RuleChange::Kind::kChanged:
+      return {"changed", rule, changedEntries(change)};
+    case RuleChange::Kind::kForwards:
+      return {"order",
+              "the last of these rules to forward attributes is the one that counts",
+              {"old: " + namesIn(change.before), "new: " + namesIn(change.after)}};
+    case RuleChange::Kind::kAccepted:
+      return {"accepted", "got no rules: " + lineOf(change.before.find("reason"))};
+    case RuleChange::Kind::kRefused:
+      return {"refused", "get no rules any more: " + lineOf(change.after.find("reason"))};
+    case RuleChange::Kind::kRefusal:
+      break;
+  }
+  return {"refused",
+          "get no rules, for another reason",
+          {"old: " + lineOf(change.before.find("reason")), "new: " + lineOf(change.after.find("reason"))}};
+}
+
+std::string groupText(const ChangeGroup& group, const DeviceKinds& kinds, const Screen& screen) {
+  std::string text = "\n" + styled(kinds.text(group.devices), Style::kHeading, screen) + "\n";
+  for (const RuleChange* const change : group.changes) {
+    const ChangeText shownChange = textOf(*change);
+    text += fmt::format("  {:<{}}{}\n", shownChange.mark, kIndent - 2, shownChange.title);
+    for (const std::string& line : shownChange.lines) text += fmt::format("{:{}}{}\n", "", kIndent, line);
+  }
+  return text;
+}
+
+std::string versionsText(const Dictionary& versions) {
+  std::string text;
+  const auto add = [&](std::string_view label, std::string_view before, std::string_view after) {
+    if (!versions.contains(before)) return;
+    text += fmt::format("{:<12} {}", label, lineOf(versions.find(before)));
+    const bool same = *versions.find(before) == *versions.find(after);
+    text += same ? ", the same version\n" : fmt::format(" -> {}\n", lineOf(versions.find(after)));
+  };
+  add("local rules", "old", "new");
+  add("library", "old_library", "new_library");
+  return text;
+}
+
+std::string verdictText(const DeviceVerdict& verdict) {
+  switch (verdict.status) {
+    case ExitStatus::kPassed:
+      return "passed";
+    case ExitStatus::kFailed:
+      return "FAILED";
+    case ExitStatus::kFault:
+      return "fault: " + visible(verdict.why);
+    default:
+      return "no verdict: " + visible(verdict.why);
+  }
+}
+
+std::string recordText(const std::optional<Value>& record) {
+  if (!record) return "not checked";
+  const Dictionary& entries = *record->ifDictionary();
+  std::string text = fmt::format("{}  actual {}, expected {}", passed(*record) ? "pass" : "FAIL",
+                                 lineOf(entries.find("actual")), lineOf(entries.find("expected")));
+  if (const Value* forwarded = entries.find("attributes")) text += ", forwards " + visible(toJson(*forwarded));
+  return text + (entries.contains("hideResult") ? ", hidden" : "");
+}
+
+void appendDevice(std::string& out, const DeviceChange& change, const Screen& screen) {
+  const bool sameVerdict = change.before.status == change.after.status && change.before.why == change.after.why;
+  const std::string verdicts =
+      sameVerdict ? verdictText(change.after) : verdictText(change.before) + " -> " + verdictText(change.after);
+  out += styled(lineOf(&change.id), Style::kHeading, screen) + "  " + verdicts + "\n";
+  for (const RecordChange& record : change.records) {
+    out += fmt::format("  {}\n    old  {}\n    new  {}\n", visible(record.rule), recordText(record.before),
+                       recordText(record.after));
+  }
+  if (change.before.station == change.after.station) return;
+  out += fmt::format("  to the station\n    old  {}\n    new  {}\n", visible(toJson(change.before.station)),
+                     visible(toJson(change.after.station)));
+}
+
+std::string devicesText(const DeviceChanges& devices, const Screen& screen) {
+  std::string text = fmt::format("\n{} of {} {} out otherwise\n", devices.changed(), devices.devices(),
+                                 devices.devices() == 1 ? "device comes" : "devices come");
+  if (devices.changed() == 0) return text;
+  Table table;
+  table.add(Style::kHeading, {"  rule", "now fails", "now passes", "otherwise"});
+  for (const auto& [rule, tally] : devices.rules()) {
+    table.add(Style::kPlain, {"  " + visible(rule), std::to_string(tally.nowFails), std::to_string(tally.nowPasses),
+                              std::to_string(tally.others)});
+  }
+  return text + (devices.rules().empty() ? "" : table.text(screen)) + "\n" + devices.rendered();
+}
+
+}  // namespace
+
+DeviceChanges::Render textRenderer(const Screen& screen) {
+  return [screen](std::string& out, const DeviceChange& change) { appendDevice(out, change, screen); };
+}
+
+std::string differenceText(const Difference& difference, const Screen& screen) {
+  std::string text = versionsText(difference.versions);
+  for (const ChangeGroup& group : difference.rules.groups()) text += groupText(group, difference.rules.kinds(), screen);
+  if (difference.rules.empty()) text += "\nno device gets other rules\n";
+  return text + (difference.devices ? devicesText(*difference.devices, screen) : "");
+}
+
+}  // namespace tavik::tool

@@ -1,0 +1,242 @@
+#include "diff/RuleChanges.h"
+
+#include <fmt/format.h>
+#include <tavik/PredicateFacts.h>
+
+#include <algorithm>
+#include <cctype>
+#include <functional>
+#include <iterator>
+#include <unordered_set>
+#include <utility>
+
+#include "Json.h"
+
+namespace tavik::tool {
+namespace {
+
+/// What counts in a rule; "hideResult" counts by being there.
+constexpr std::string_view kKeys[] = {"attribute", "predicate", "value", "references", "hideResult", "domain", "poll"};
+
+constexpr std::string_view kUnknown = "unknown part number or region";
+
+std::string upperCase(std::string_view text) {
+  std::string upper(text);
+  for (char& c : upper) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+  return upper;
+}
+
+/// A predicate expression with its operator, which may be in any case, in capitals.
+std::string canonical(std::string_view expression) {
+  const std::size_t first = expression.find(' ');
+  if (first == std::string_view::npos) return std::string(expression);
+  const std::string_view left = expression.substr(0, first);
+  const std::string_view rest = expression.substr(first + 1);
+  const std::size_t second = rest.find(' ');
+  if (second == std::string_view::npos) {
+    return upperCase(left) == "NOT" ? fmt::format("NOT {}", rest) : std::string(expression);
+  }
+  const std::string word = upperCase(rest.substr(0, second));
+  return word == "AND" || word == "OR" ? fmt::format("{} {}{}", left, word, rest.substr(second))
+                                       : std::string(expression);
+}
+
+/// An entry of a rule, as far as it counts.
+std::optional<Value> effective(const RuleOrigin& rule, std::string_view key) {
+  const Value* const value = key == "value"               ? rule.value()
+                             : rule.definition == nullptr ? nullptr
+                                                          : rule.definition->find(key);
+  if (value == nullptr) return std::nullopt;
+  if (key == "hideResult") return Value(true);
+  return key == "predicate" && value->isString() ? Value(canonical(*value->ifString())) : *value;
+}
+
+/// Whether an entry is the same without a closer look.
+bool isShared(const RuleOrigin& before, const RuleOrigin& after, std::string_view key) {
+  return key == "value" ? before.value() == after.value() : before.definition == after.definition;
+}
+
+std::string valueFrom(const RuleOrigin& rule) {
+  const LocalEntry& last = rule.entries.back();
+  if (last.value() == nullptr) return rule.value() == nullptr ? "" : "library";
+  const std::string layer(nameOf(last.layer));
+  return last.layer == LocalEntry::Layer::kSet ? fmt::format("{} {}", layer, last.set) : layer;
+}
+
+Dictionary effectiveRule(const RuleOrigin& rule) {
+  Dictionary entries;
+  for (const std::string_view key : kKeys) {
+    if (const auto value = effective(rule, key)) entries.set(key, *value);
+  }
+  return entries;
+}
+
+std::optional<RuleChange> differenceOf(const RuleOrigin& before, const RuleOrigin& after) {
+  RuleChange change{.kind = RuleChange::Kind::kChanged,
+                    .rule = std::string(before.name),
+                    .before = {},
+                    .after = {},
+                    .valueFromBefore = {},
+                    .valueFromAfter = {}};
+  bool differs = false;
+  for (const std::string_view key : kKeys) {
+    if (isShared(before, after, key)) continue;
+    const std::optional<Value> was = effective(before, key);
+    const std::optional<Value> is = effective(after, key);
+    if (was == is) continue;
+    differs = true;
+    if (was) change.before.set(key, *was);
+    if (is) change.after.set(key, *is);
+    if (key != "value") continue;
+    change.valueFromBefore = valueFrom(before);
+    change.valueFromAfter = valueFrom(after);
+  }
+  return differs ? std::optional(std::move(change)) : std::nullopt;
+}
+
+/// The rules that may forward attributes to the station, in order.
+std::vector<std::string_view> forwardingRules(const RuleOrigins::Device& device) {
+  std::vector<std::string_view> names;
+  for (const RuleOrigin& rule : device.rules) {
+    const auto predicate = rule.definition == nullptr ? std::nullopt : rule.definition->findString("predicate");
+    if (!predicate || rule.name.starts_with("No Attribute")) continue;
+    const std::string expression = canonical(*predicate);
+    const std::string_view word = std::string_view(expression).substr(expression.starts_with("NOT ") ? 4 : 0);
+    const PredicateFacts* const facts = PredicateFacts::find(word);
+    if (facts != nullptr && facts->forwards) names.push_back(rule.name);
+  }
+  return names;
+}
+
+std::vector<std::string_view> thoseIn(const std::vector<std::string_view>& names,
+                                      const std::vector<std::string_view>& others) {
+  const std::unordered_set<std::string_view> known(others.begin(), others.end());
+  std::vector<std::string_view> both;
+  std::ranges::copy_if(names, std::back_inserter(both), [&](std::string_view name) { return known.contains(name); });
+  return both;
+}
+
+Dictionary listed(const std::vector<std::string_view>& names) {
+  Array array;
+  for (const std::string_view name : names) array.append(name);
+  return {{"rules", std::move(array)}};
+}
+
+/// Why devices get no rules; the same words for every part number and region that is not known.
+std::string reasonOf(const Error& error) {
+  const std::string_view text = error.localizedDescription();
+  const bool unknown = text.starts_with("unknown MPN:") || text.starts_with("unknown Region Code:");
+  return std::string(unknown ? kUnknown : text);
+}
+
+Dictionary reason(const std::optional<Error>& error) {
+  return error ? Dictionary{{"reason", reasonOf(*error)}} : Dictionary();
+}
+
+std::string_view nameOf(RuleChange::Kind kind) {
+  constexpr std::string_view kNames[] = {"gained", "lost", "changed", "forwards", "accepted", "refused", "refusal"};
+  return kNames[static_cast<std::size_t>(kind)];
+}
+
+std::optional<Value> valueOf(const std::optional<std::string>& text) {
+  return text ? std::optional<Value>(*text) : std::nullopt;
+}
+
+}  // namespace
+
+Value RuleChange::value() const {
+  Dictionary object{{"change", nameOf(kind)}};
+  if (!rule.empty()) object.set("rule", rule);
+  if (kind != Kind::kGained) object.set("old", before);
+  if (kind != Kind::kLost) object.set("new", after);
+  if (!valueFromBefore.empty()) object.set("old_value_from", valueFromBefore);
+  if (!valueFromAfter.empty()) object.set("new_value_from", valueFromAfter);
+  return object;
+}
+
+RuleChanges::RuleChanges(const RuleOrigins& before, const RuleOrigins& after) : kinds_(before, after) {
+  for (std::size_t kind = 0; kind < kinds_.all().size(); ++kind) compare(kind, before, after);
+}
+
+void RuleChanges::compare(std::size_t kind, const RuleOrigins& before, const RuleOrigins& after) {
+  const std::optional<Value> partNumber = valueOf(kinds_.all()[kind].partNumber);
+  const std::optional<Value> region = valueOf(kinds_.all()[kind].region);
+  std::optional<Error> errorBefore;
+  std::optional<Error> errorAfter;
+  const Value* const wanted = partNumber ? &*partNumber : nullptr;
+  const Value* const wantedRegion = region ? &*region : nullptr;
+  const auto was = before.of(wanted, wantedRegion, errorBefore);
+  const auto is = after.of(wanted, wantedRegion, errorAfter);
+  if (was && is) return compareRules(kind, *was, *is);
+  if (!was && !is && reasonOf(*errorBefore) == reasonOf(*errorAfter)) return;
+  const RuleChange::Kind what = was  ? RuleChange::Kind::kRefused
+                                : is ? RuleChange::Kind::kAccepted
+                                     : RuleChange::Kind::kRefusal;
+  add(kind, {.kind = what,
+             .rule = {},
+             .before = reason(errorBefore),
+             .after = reason(errorAfter),
+             .valueFromBefore = {},
+             .valueFromAfter = {}});
+  if (is) compareRules(kind, {}, *is);
+}
+
+void RuleChanges::compareRules(std::size_t kind, const RuleOrigins::Device& before, const RuleOrigins::Device& after) {
+  std::unordered_map<std::string_view, const RuleOrigin*> remaining;
+  for (const RuleOrigin& rule : before.rules) remaining.emplace(rule.name, &rule);
+  for (const RuleOrigin& rule : after.rules) {
+    const auto old = remaining.find(rule.name);
+    if (old == remaining.end()) {
+      add(kind, {.kind = RuleChange::Kind::kGained,
+                 .rule = std::string(rule.name),
+                 .before = {},
+                 .after = effectiveRule(rule),
+                 .valueFromBefore = {},
+                 .valueFromAfter = valueFrom(rule)});
+      continue;
+    }
+    if (auto change = differenceOf(*old->second, rule)) add(kind, *std::move(change));
+    remaining.erase(old);
+  }
+  for (const RuleOrigin& rule : before.rules) {
+    if (!remaining.contains(rule.name)) continue;
+    add(kind, {.kind = RuleChange::Kind::kLost,
+               .rule = std::string(rule.name),
+               .before = effectiveRule(rule),
+               .after = {},
+               .valueFromBefore = valueFrom(rule),
+               .valueFromAfter = {}});
+  }
+  const std::vector<std::string_view> forwarded = forwardingRules(before);
+  const std::vector<std::string_view> forward = forwardingRules(after);
+  const auto was = thoseIn(forwarded, forward);
+  const auto is = thoseIn(forward, forwarded);
+  if (was == is) return;
+  add(kind, {.kind = RuleChange::Kind::kForwards,
+             .rule = {},
+             .before = listed(was),
+             .after = listed(is),
+             .valueFromBefore = {},
+             .valueFromAfter = {}});
+}
+
+void RuleChanges::add(std::size_t kind, RuleChange change) {
+  const auto [place, isNew] = places_.try_emplace(toJson(change.value()), changes_.size());
+  if (isNew) changes_.push_back({std::move(change), {}});
+  changes_[place->second].devices.push_back(kind);
+}
+
+std::vector<ChangeGroup> RuleChanges::groups() const {
+  std::map<std::vector<std::size_t>, std::size_t> places;
+  std::vector<ChangeGroup> groups;
+  for (const Seen& seen : changes_) {
+    const auto [place, isNew] = places.try_emplace(seen.devices, groups.size());
+    if (isNew) groups.push_back({seen.devices, {}});
+    groups[place->second].changes.push_back(&seen.change);
+  }
+  std::ranges::stable_sort(groups, std::ranges::greater(),
+                           [](const ChangeGroup& group) { return group.devices.size(); });
+  return groups;
+}
+
+}  // namespace tavik::tool

@@ -1,0 +1,54 @@
+/// @file
+/// What `tavik explain` has to say of a device and its rules, as text and as JSON.
+#ifndef TAVIK_TOOL_EXPLAIN_EXPLANATION_H
+#define TAVIK_TOOL_EXPLAIN_EXPLANATION_H
+
+#include <tavik/RuleOrigins.h>
+#include <tavik/Value.h>
+
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "DeviceKinds.h"
+#include "Terminal.h"
+#include "explain/Evaluation.h"
+
+namespace tavik::tool {
+
+struct ExplainedRule {
+  const RuleOrigin* origin;
+  Evaluation evaluation;
+};
+
+/// A rule that was asked about and that the device does not get.
+struct RuleNotThere {
+  std::string name;
+  bool defined;                        ///< by the rule library
+  std::vector<std::size_t> devices;    ///< the kinds of device that get it
+  std::optional<std::string> nearest;  ///< a rule of the device, or else of others, that may have been meant
+};
+
+struct Explanation {
+  std::optional<Value> partNumber;
+  std::optional<Value> region;
+  DeviceKinds kinds;
+  RuleOrigins::Device device;
+  std::vector<ExplainedRule> rules;  ///< those that were asked about
+  std::vector<RuleNotThere> notThere;
+};
+
+/// Every rule in a line, with what is out of the ordinary below.
+std::string overviewText(const Explanation& explanation, const Screen& screen);
+/// Every rule step by step.
+std::string stepsText(const Explanation& explanation, const Screen& screen);
+/// One object, without a line end.
+std::string explanationJson(const Explanation& explanation);
+
+/// {"part_number": ..., "region": ...}, either of which may be left out.
+Value deviceValue(const std::optional<Value>& partNumber, const std::optional<Value>& region);
+
+}  // namespace tavik::tool
+
+#endif

@@ -1,0 +1,131 @@
+// An explanation for programs. What there is not is left out.
+
+#include <string_view>
+#include <utility>
+
+#include "Json.h"
+#include "explain/Explanation.h"
+
+namespace tavik::tool {
+namespace {
+
+void setMaybe(Dictionary& object, std::string_view key, const std::optional<Value>& value) {
+  if (value) object.set(key, *value);
+}
+
+void setMaybe(Dictionary& object, std::string_view key, const std::optional<std::string>& text) {
+  if (text) object.set(key, *text);
+}
+
+/// The name of the layer: the part number, the region or the set.
+std::optional<Value> ownNameOf(const LocalEntry& entry, const Explanation& all) {
+  switch (entry.layer) {
+    case LocalEntry::Layer::kPartNumber:
+      return all.partNumber;
+    case LocalEntry::Layer::kRegion:
+      return all.region;
+    case LocalEntry::Layer::kGeneric:
+      return std::nullopt;
+    case LocalEntry::Layer::kSet:
+      break;
+  }
+  return Value(entry.set);
+}
+
+Array entriesOf(const std::vector<LocalEntry>& entries, const Explanation& all) {
+  Array array;
+  for (const LocalEntry& entry : entries) {
+    Dictionary object{{"layer", nameOf(entry.layer)}};
+    setMaybe(object, "name", ownNameOf(entry, all));
+    object.set("entry", *entry.content);
+    array.append(std::move(object));
+  }
+  return array;
+}
+
+Array referencesOf(const Evaluation& evaluation) {
+  Array array;
+  for (const ReferenceFound& reference : evaluation.references) {
+    Dictionary object;
+    setMaybe(object, "name", reference.name);
+    setMaybe(object, "source", reference.source);
+    setMaybe(object, "value", reference.value);
+    array.append(std::move(object));
+  }
+  return array;
+}
+
+Array callsOf(const Evaluation& evaluation) {
+  Array array;
+  for (const PredicateCall& call : evaluation.calls) {
+    Dictionary object{{"predicate", call.word}, {"operation", call.operation()}, {"known", Value(call.known)}};
+    if (!call.known) object.set("trouble", call.trouble());
+    if (call.step) object.set("record", *call.step);
+    array.append(std::move(object));
+  }
+  return array;
+}
+
+Dictionary ruleObject(const ExplainedRule& rule, const Explanation& all) {
+  const Evaluation& evaluation = rule.evaluation;
+  Dictionary object{{"rule", rule.origin->name}, {"entries", entriesOf(rule.origin->entries, all)}};
+  if (rule.origin->definition != nullptr) object.set("definition", *rule.origin->definition);
+  if (const Value* value = rule.origin->value()) {
+    object.set("value", *value);
+    object.set("value_from", rule.origin->entries.back().value() != nullptr ? "entry" : "library");
+  } else if (evaluation.referenceIsValue) {
+    setMaybe(object, "value", evaluation.value);
+    object.set("value_from", "reference");
+  }
+  Dictionary attribute;
+  setMaybe(attribute, "name", evaluation.attributeName);
+  setMaybe(attribute, "value", evaluation.attribute);
+  object.set("attribute", attribute);
+  object.set("references", referencesOf(evaluation));
+  object.set("combination", wordFor(evaluation.combination));
+  object.set("calls", callsOf(evaluation));
+  if (evaluation.record) object.set("record", *evaluation.record);
+  if (evaluation.malformed && !evaluation.record) {
+    object.set("error", Dictionary{{"domain", evaluation.malformed->domain()},
+                                   {"code", Value(evaluation.malformed->code())},
+                                   {"description", evaluation.malformed->localizedDescription()}});
+  }
+  if (evaluation.fault) {
+    object.set("fault", Dictionary{{"kind", evaluation.fault->kind}, {"message", evaluation.fault->message}});
+  }
+  return object;
+}
+
+Dictionary notThereObject(const RuleNotThere& rule, const Explanation& all) {
+  Dictionary object{{"rule", rule.name}, {"defined", Value(rule.defined)}, {"devices", all.kinds.value(rule.devices)}};
+  setMaybe(object, "nearest", rule.nearest);
+  return object;
+}
+
+}  // namespace
+
+Value deviceValue(const std::optional<Value>& partNumber, const std::optional<Value>& region) {
+  Dictionary device;
+  setMaybe(device, "part_number", partNumber);
+  setMaybe(device, "region", region);
+  return device;
+}
+
+std::string explanationJson(const Explanation& explanation) {
+  Array rules;
+  for (const ExplainedRule& rule : explanation.rules) rules.append(ruleObject(rule, explanation));
+  Array sets;
+  for (const RuleSetOrigin& set : explanation.device.sets) {
+    sets.append(Dictionary{{"name", set.name}, {"entries", entriesOf(set.entries, explanation)}});
+  }
+  Array notThere;
+  for (const RuleNotThere& rule : explanation.notThere) notThere.append(notThereObject(rule, explanation));
+  std::string text = toJson(Dictionary{{"device", deviceValue(explanation.partNumber, explanation.region)},
+                                       {"rules", rules},
+                                       {"sets", sets},
+                                       {"not_there", notThere}});
+  text.pop_back();
+  return text + ", \"error\": null}";
+}
+
+}  // namespace tavik::tool

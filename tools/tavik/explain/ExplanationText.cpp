@@ -1,0 +1,283 @@
+// An explanation for people: short lines, plain words.
+
+#include <fmt/format.h>
+#include <tavik/PredicateFacts.h>
+
+#include <algorithm>
+#include <string_view>
+#include <utility>
+
+#include "CheckRun.h"
+#include "Json.h"
+#include "RuleMeaning.h"
+#include "Text.h"
+#include "explain/Explanation.h"
+
+namespace tavik::tool {
+namespace {
+
+constexpr std::size_t kWidestValue = 32;  // of an overview, where a rule has one line
+
+/// A value with its kind to be seen: "5" is not 5.
+std::string shown(const Value& value) { return visible(toJson(value)); }
+
+std::string shownName(const std::optional<std::string>& name) { return name ? visible(*name) : "(no name)"; }
+
+std::string deviceText(const Explanation& all) {
+  std::string text = all.partNumber ? "part number " + lineOf(&*all.partNumber) : "no part number";
+  if (all.region) text += ", region " + lineOf(&*all.region);
+  return text;
+}
+
+std::string layerText(const LocalEntry& entry, const Explanation& all) {
+  switch (entry.layer) {
+    case LocalEntry::Layer::kPartNumber:
+      return "part number " + lineOf(&*all.partNumber);
+    case LocalEntry::Layer::kRegion:
+      return "region " + lineOf(&*all.region);
+    case LocalEntry::Layer::kGeneric:
+      return "GenericRules";
+    case LocalEntry::Layer::kSet:
+      break;
+  }
+  return "set " + visible(entry.set);
+}
+
+std::string layersText(const std::vector<LocalEntry>& entries, const Explanation& all) {
+  std::string text;
+  for (const LocalEntry& entry : entries) text += (text.empty() ? "" : ", ") + layerText(entry, all);
+  return text;
+}
+
+std::string referenceText(const ReferenceFound& reference) {
+  return fmt::format("{} from {}", shownName(reference.name), visible(reference.source.value_or("the device")));
+}
+
+/// Whether the value that nobody says would be read.
+bool lacksValue(const ExplainedRule& rule) {
+  const Evaluation& evaluation = rule.evaluation;
+  if (rule.origin->value() != nullptr || evaluation.referenceIsValue) return false;
+  return std::ranges::any_of(evaluation.calls, [](const PredicateCall& call) {
+    return call.known && PredicateFacts::find(call.word)->withoutValue != Without::kSame;
+  });
+}
+
+/// Who says what is expected.
+std::string valueSource(const ExplainedRule& rule) {
+  if (rule.origin->entries.back().value() != nullptr) return "local rules";
+  if (rule.origin->value() != nullptr) return "library";
+  if (rule.evaluation.referenceIsValue) return "reference";
+  return lacksValue(rule) ? "nobody" : "";
+}
+
+std::string_view withoutValue(const PredicateFacts& facts) {
+  switch (facts.withoutValue) {
+    case Without::kFails:
+      return "fails for every device";
+    case Without::kPasses:
+      return "passes for every device";
+    case Without::kComparesWithZero:
+      return "compares with 0";
+    case Without::kComparesWithFalse:
+      return "compares with false";
+    case Without::kFault:
+      return "ends the check with a fault";
+    case Without::kSame:
+      break;
+  }
+  return "does without";
+}
+
+std::string callsText(const Evaluation& evaluation) {
+  if (evaluation.wantsAbsence) return "nothing: the attribute must be missing";
+  if (!evaluation.attributeName) return "nothing: it names no attribute";
+  if (evaluation.calls.empty()) return "nothing: the predicate is malformed";
+  std::string first = visible(evaluation.calls.front().operation());
+  const std::string_view word = wordFor(evaluation.combination);
+  if (word.empty()) return first;
+  if (evaluation.calls.size() == 1) return fmt::format("{} {}", word, first);
+  return fmt::format("{} {} {}", first, word, visible(evaluation.calls.back().operation()));
+}
+
+/// What became of the values of entries that others took the place of; a sentence for each.
+std::vector<std::string> replacements(const ExplainedRule& rule, const Explanation& all) {
+  const std::vector<LocalEntry>& entries = rule.origin->entries;
+  const Value* const expected = rule.origin->value();
+  std::vector<std::string> sentences;
+  for (std::size_t i = 0; i + 1 < entries.size(); ++i) {
+    const LocalEntry& winner = entries[i + 1];
+    const Value* const lost = entries[i].value();
+    std::string sentence = fmt::format("{} replaces {}", layerText(winner, all), layerText(entries[i], all));
+    if (lost != nullptr) {
+      sentence += fmt::format(", {} its {}", winner.value() == nullptr ? "and takes away" : "with another value for",
+                              shortened(shown(*lost), kWidestValue));
+    }
+    const bool back = i + 2 == entries.size() && lost != nullptr && winner.value() == nullptr;
+    if (back && expected != nullptr) {
+      sentence += fmt::format(": the library's {} holds", shortened(shown(*expected), kWidestValue));
+    }
+    if (back && expected == nullptr) sentence += ": no value is left";
+    sentences.push_back(std::move(sentence));
+  }
+  return sentences;
+}
+
+std::vector<std::string> troubles(const ExplainedRule& rule) {
+  const Evaluation& evaluation = rule.evaluation;
+  std::vector<std::string> all;
+  if (rule.origin->definition == nullptr) all.emplace_back("the library does not define it");
+  if (evaluation.malformed && evaluation.attributeName) {
+    all.push_back(visible(evaluation.malformed->localizedDescription()) + ": ends every check that comes to it");
+  }
+  for (const PredicateCall& call : evaluation.calls) {
+    if (!call.known) {
+      all.push_back(fmt::format("unknown predicate {} ({})", visible(call.operation()), visible(call.trouble())));
+    } else if (lacksValue(rule)) {
+      all.push_back(
+          fmt::format("nobody says a value: {} {}", call.word, withoutValue(*PredicateFacts::find(call.word))));
+    }
+  }
+  return all;
+}
+
+/// A heading with a table below it, where there is anything in it.
+class Section {
+ public:
+  explicit Section(std::string_view title) : title_(title) {}
+  void add(std::vector<std::string> cells) {
+    cells.front().insert(0, "  ");
+    table_.add(Style::kPlain, std::move(cells));
+    empty_ = false;
+  }
+  [[nodiscard]] std::string text(const Screen& screen) const {
+    return empty_ ? "" : "\n" + styled(title_, Style::kHeading, screen) + "\n" + table_.text(screen);
+  }
+
+ private:
+  std::string_view title_;
+  Table table_;
+  bool empty_ = true;
+};
+
+std::string foundText(const std::optional<Value>& value) { return value ? shown(*value) : "not found"; }
+
+std::string notThereText(const RuleNotThere& rule, const Explanation& all) {
+  std::string text = "this device does not get it";
+  if (!rule.devices.empty()) {
+    text += "; it is for " + all.kinds.text(rule.devices);
+  } else {
+    text += rule.defined ? ", nor does any other" : ", and neither the library nor the local rules know it";
+  }
+  if (rule.nearest) text += fmt::format("; did you mean \"{}\"?", visible(*rule.nearest));
+  return text;
+}
+
+/// Lines with a label in front, aligned.
+void addLine(std::string& text, std::string_view label, std::string_view content) {
+  if (!content.empty()) text += fmt::format("  {:<11} {}\n", label, content);
+}
+
+std::string expectedText(const ExplainedRule& rule, const Explanation& all) {
+  const LocalEntry& last = rule.origin->entries.back();
+  if (last.value() != nullptr) return fmt::format("{}, by {}", shown(*last.value()), layerText(last, all));
+  const Value* const value = rule.origin->value();
+  if (value != nullptr) return shown(*value) + ", by the library";
+  const Evaluation& evaluation = rule.evaluation;
+  if (evaluation.referenceIsValue && !evaluation.references.empty()) {
+    return "the reference " + referenceText(evaluation.references.front());
+  }
+  return lacksValue(rule) ? "nobody says a value" : "";
+}
+
+void addRow(Table& table, std::string_view label, const Dictionary& record) {
+  const bool pass = passed(Value(record));
+  table.add(pass ? Style::kPlain : Style::kBad, {"  " + std::string(label), pass ? "pass" : "FAIL",
+                                                 lineOf(record.find("actual")), lineOf(record.find("expected"))});
+}
+
+std::string recordsText(const Evaluation& evaluation, const Screen& screen) {
+  Table table;
+  table.add(Style::kHeading, {"  called", "result", "actual", "expected"});
+  const bool stepwise = evaluation.combination != Evaluation::Combination::kNone;
+  bool called = false;
+  for (const PredicateCall& call : evaluation.calls) {
+    if (call.step) addRow(table, visible(call.operation()), *call.step);
+    called = called || call.step;
+  }
+  if (!called && evaluation.record) addRow(table, "nothing", *evaluation.record);
+  if (called && stepwise && evaluation.record) {
+    addRow(table, fmt::format("{} makes it", wordFor(evaluation.combination)), *evaluation.record);
+  }
+  std::string text = called || evaluation.record ? "\n" + table.text(screen) : "";
+  if (evaluation.fault)
+    text += styled("  a fault ends the check: " + visible(evaluation.fault->message), Style::kBad, screen) + "\n";
+  return text;
+}
+
+std::string ruleText(const ExplainedRule& rule, const Explanation& all, const Screen& screen) {
+  const Evaluation& evaluation = rule.evaluation;
+  const Dictionary complete = rule.origin->rule();
+  std::string text = styled(visible(rule.origin->name), Style::kHeading, screen) + "\n";
+  addLine(text, "comes from", layerText(rule.origin->entries.back(), all));
+  for (const RuleSetOrigin& set : all.device.sets) {
+    if (set.name == rule.origin->entries.back().set) addLine(text, "", "named by " + layersText(set.entries, all));
+  }
+  for (const std::string& sentence : replacements(rule, all)) addLine(text, "", sentence);
+  addLine(text, "predicate", evaluation.wantsAbsence ? "none" : lineOf(complete.find("predicate")));
+  if (!evaluation.wantsAbsence) addLine(text, "", meaningOf(complete.findString("predicate").value_or("")));
+  addLine(text, "attribute",
+          fmt::format("{}: {}", shownName(evaluation.attributeName), foundText(evaluation.attribute)));
+  for (const ReferenceFound& reference : evaluation.references) {
+    addLine(text, "reference", fmt::format("{}: {}", referenceText(reference), foundText(reference.value)));
+  }
+  addLine(text, "expected", expectedText(rule, all));
+  for (const std::string& trouble : troubles(rule)) addLine(text, "look", trouble);
+  text += recordsText(evaluation, screen);
+  if (!evaluation.record) return text;
+  std::string more;
+  if (const Value* forwarded = evaluation.record->find("attributes")) addLine(more, "forwards", shown(*forwarded));
+  if (evaluation.record->contains("hideResult")) addLine(more, "hidden", "\"check\" does not list it when it passes");
+  return more.empty() ? text : text + "\n" + more;
+}
+
+}  // namespace
+
+std::string overviewText(const Explanation& explanation, const Screen& screen) {
+  Table rules;
+  Section replaced("Replaced");
+  Section references("References");
+  Section sets("Rule sets");
+  Section look("Look at");
+  rules.add(Style::kHeading, {"rule", "comes from", "expected", "said by", "calls"});
+  for (const ExplainedRule& rule : explanation.rules) {
+    const std::string name = visible(rule.origin->name);
+    const Value* const value = rule.origin->value();
+    rules.add(Style::kPlain, {name, layerText(rule.origin->entries.back(), explanation),
+                              value == nullptr ? "" : shortened(shown(*value), kWidestValue), valueSource(rule),
+                              callsText(rule.evaluation)});
+    for (const std::string& sentence : replacements(rule, explanation)) replaced.add({name, sentence});
+    for (const ReferenceFound& reference : rule.evaluation.references) {
+      references.add({name, referenceText(reference), foundText(reference.value)});
+    }
+    for (const std::string& trouble : troubles(rule)) look.add({name, trouble});
+  }
+  for (const RuleSetOrigin& set : explanation.device.sets) {
+    sets.add({visible(set.name), "named by " + layersText(set.entries, explanation)});
+  }
+  const std::size_t count = explanation.rules.size();
+  return fmt::format("{}: {} {}\n\n", deviceText(explanation), count, count == 1 ? "rule" : "rules") +
+         (count == 0 ? "" : rules.text(screen)) + replaced.text(screen) + references.text(screen) + sets.text(screen) +
+         look.text(screen);
+}
+
+std::string stepsText(const Explanation& explanation, const Screen& screen) {
+  std::string text = deviceText(explanation) + "\n";
+  for (const ExplainedRule& rule : explanation.rules) text += "\n" + ruleText(rule, explanation, screen);
+  for (const RuleNotThere& rule : explanation.notThere) {
+    text +=
+        "\n" + styled(visible(rule.name), Style::kHeading, screen) + "\n  " + notThereText(rule, explanation) + "\n";
+  }
+  return text;
+}
+
+}  // namespace tavik::tool

@@ -1,0 +1,56 @@
+#include "lint/Check.h"
+
+#include <algorithm>
+
+#include "NearestName.h"
+
+namespace tavik::tool::lint {
+
+std::string_view nameOf(Severity severity) {
+  constexpr std::string_view kNames[] = {"error", "warning", "information"};
+  return kNames[static_cast<std::size_t>(severity)];
+}
+
+std::vector<const Check*> allChecks() {
+  std::vector<const Check*> all;
+  for (const auto checks : {documentChecks(), ruleChecks(), valueChecks()}) {
+    for (const Check& check : checks) all.push_back(&check);
+  }
+  std::ranges::sort(all, {}, &Check::name);
+  return all;
+}
+
+std::string Finding::message() const {
+  std::string message = statement.what;
+  for (const std::string& part : {statement.effect, statement.advice}) {
+    if (!part.empty()) message += " " + part;
+  }
+  return message;
+}
+
+std::string Reporter::endingFor(std::string_view name, std::span<const std::string_view> known) {
+  constexpr std::size_t kMostCompared = 200'000;
+  if (namesCompared_ >= kMostCompared) return ".";
+  namesCompared_ += known.size();
+  const std::string suggestion = didYouMean(name, known);
+  return suggestion.empty() ? "." : suggestion;
+}
+
+void Reporter::add(const Place& place, bool atKey, std::string_view rule, Statement statement) {
+  if (!seen_.emplace(check_, &place.value(), statement.what).second) return;
+  if (findings_.size() == kMost) {
+    ++dropped_;
+    return;
+  }
+  std::string path = place.path();
+  std::string name(rule.empty() ? std::string_view(path) : rule);
+  findings_.push_back({.check = check_,
+                       .document = &place.document(),
+                       .rule = std::move(name),
+                       .path = std::move(path),
+                       .value = &place.value(),
+                       .atKey = atKey,
+                       .statement = std::move(statement)});
+}
+
+}  // namespace tavik::tool::lint

@@ -1,0 +1,404 @@
+// The checks of documents: their versions and keys, and how the layers of local rules come together.
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <span>
+#include <unordered_map>
+#include <unordered_set>
+
+#include "Text.h"
+#include "lint/Documents.h"
+#include "lint/ValueWalk.h"
+
+namespace tavik::tool::lint {
+namespace {
+
+constexpr std::string_view kDefinitionKeys[] = {"attribute",  "predicate", "value", "references",
+                                                "hideResult", "domain",    "poll"};
+constexpr std::string_view kReferenceKeys[] = {"attribute", "source", "description"};
+constexpr std::string_view kEntryKeys[] = {"value"};
+constexpr std::string_view kExtraRules = "extra-rules";  // which is another finding
+constexpr std::string_view kTopKeys[] = {"version", "MPNRules", "GenericRules", "RuleSets", kExtraRules};
+
+void forEachEntry(const Documents& documents, const auto& visit) {
+  for (const LocalRules& rules : documents.localRules) {
+    for (const Layer& layer : rules.layers()) {
+      if (!layer.isReached) continue;
+      for (const Entry& entry : layer.entries) visit(rules, entry);
+    }
+  }
+}
+
+void noVersion(const Documents& documents, Reporter& reporter) {
+  const auto check = [&](const Place& root) {
+    if (root.value().ifDictionary()->contains("version")) return;
+    reporter.at(root, "",
+                {"The document has no \"version\".", "A fault ends the check of every device: no rule gets a record.",
+                 "Give it one, and another with each change."});
+  };
+  check(documents.library);
+  for (const LocalRules& rules : documents.localRules) check(rules.root());
+}
+
+void malformedDefinition(const Documents& documents, Reporter& reporter) {
+  for (const auto [name, value] : *documents.library.value().ifDictionary()) {
+    if (name == "version" || value.ifDictionary() != nullptr) continue;
+    reporter.at(documents.library.entry(name, value), name,
+                {fmt::format("The definition is {}, not a dictionary.", kindName(value.kind())),
+                 "It counts as none: the rule fails for every device that gets it.", "Write a dictionary."});
+  }
+}
+
+void ruleNamedLikeSet(const Documents& documents, Reporter& reporter) {
+  for (const std::string_view name : documents.ruleNames) {
+    if (!namesSet(name)) continue;
+    reporter.atKey(documents.library.entry(name, *documents.definition(name)), name,
+                   {"The rule's name ends in \"RuleSet\".",
+                    "Local rules that name it name a set: no device gets the rule.", "Give it another name."});
+  }
+}
+
+void sourceSpelling(const Documents& documents, Reporter& reporter) {
+  std::unordered_map<std::string, std::string_view> spellings;
+  for (const std::string_view name : documents.ruleNames) {
+    const Rule rule(documents.library.entry(name, *documents.definition(name)), name, nullptr);
+    for (const Rule::Reference& reference : rule.references()) {
+      const Value* source = reference.place.value().ifDictionary()->find("source");
+      if (source == nullptr || !source->isString()) continue;
+      const std::string_view spelling = *source->ifString();
+      const std::string_view first = spellings.try_emplace(lowerCase(spelling), spelling).first->second;
+      if (first == spelling) continue;
+      reporter.at(
+          reference.place.entry("source", *source), name,
+          {fmt::format("The source {} is spelt {} elsewhere.", shown(spelling), shown(first)),
+           "A check finds a source only as the host spells it: one of the two is never found, and its rules fail.",
+           "Spell it as the host does."});
+    }
+  }
+}
+
+void unusedRule(const Documents& documents, Reporter& reporter) {
+  if (documents.localRules.empty()) return;
+  std::unordered_set<std::string_view> used;
+  forEachEntry(documents, [&](const LocalRules&, const Entry& entry) { used.insert(entry.name); });
+  for (const std::string_view name : documents.ruleNames) {
+    if (used.contains(name)) continue;
+    reporter.atKey(documents.library.entry(name, *documents.definition(name)), name,
+                   {"None of the local rules given here names the rule.", "No device of theirs gets it.", ""});
+  }
+}
+
+void notADictionary(const Documents& documents, Reporter& reporter) {
+  const auto report = [&](const Place& place, std::string_view rule, const std::string& whom) {
+    reporter.at(place, rule,
+                {fmt::format("{} is {}, not a dictionary.", shown(place.key()), kindName(place.value().kind())),
+                 fmt::format("No rule is checked for {}: \"failed to build device specific rule list\".", whom),
+                 "Write a dictionary, if an empty one."});
+  };
+  for (const LocalRules& rules : documents.localRules) {
+    for (const LocalRules::Malformed& malformed : rules.malformed()) report(malformed.place, "", malformed.whom);
+  }
+  forEachEntry(documents, [&](const LocalRules& rules, const Entry& entry) {
+    const bool isRule = !namesSet(entry.name) || rules.unexpanded().contains(&entry);
+    if (!isRule || !entry.holds || entry.value->ifDictionary() != nullptr) return;
+    report(entry.place(), entry.name, entry.layer->whom());
+  });
+}
+
+/// What a name that the library does not define may have been meant to be.
+std::string adviceFor(const LocalRules& rules, const Entry& entry) {
+  if (entry.name == kRegionRules) return "\"RegionRules\" counts only among the entries of a part number.";
+  const Dictionary* extra = rules.root().value().ifDictionary()->findDictionary(kExtraRules);
+  if (extra != nullptr && extra->contains(entry.name)) return "Define it in the library: \"extra-rules\" is not read.";
+  return "Spell it as the library does, or define it there.";
+}
+
+void undefinedRule(const Documents& documents, Reporter& reporter) {
+  std::vector<std::string_view> known = documents.ruleNames;
+  known.push_back(kRegionRules);
+  forEachEntry(documents, [&](const LocalRules& rules, const Entry& entry) {
+    if (!entry.holds || namesSet(entry.name) || documents.definition(entry.name) != nullptr) return;
+    const bool passes = entry.name.starts_with("No Attribute");
+    reporter.atKey(
+        entry.place(), entry.name,
+        {fmt::format("The library defines no rule {}{}", shown(entry.name), reporter.endingFor(entry.name, known)),
+         fmt::format("A rule without an attribute {} for {}.", passes ? "passes" : "fails", entry.layer->whom()),
+         adviceFor(rules, entry)});
+  });
+}
+
+void unknownRuleSet(const Documents& documents, Reporter& reporter) {
+  for (const LocalRules& rules : documents.localRules) {
+    std::vector<std::string_view> known;
+    for (const Layer& layer : rules.layers()) {
+      if (layer.kind == Layer::Kind::kSet) known.push_back(layer.name);
+    }
+    const Dictionary* sets = rules.root().value().ifDictionary()->findDictionary("RuleSets");
+    for (const Layer& layer : rules.layers()) {
+      if (layer.kind == Layer::Kind::kSet) continue;
+      for (const Entry* entry : layer.setNames) {
+        if (sets != nullptr && sets->contains(entry->name)) continue;  // what is none is another finding
+        reporter.atKey(
+            entry->place(), "",
+            {fmt::format("\"RuleSets\" has no set {}{}", shown(entry->name), reporter.endingFor(entry->name, known)),
+             fmt::format("No rule is checked for {}: \"failed to build device specific rule list\".", layer.whom()),
+             "Define the set, or leave the name out."});
+      }
+    }
+  }
+}
+
+void nestedRuleSet(const Documents& documents, Reporter& reporter) {
+  forEachEntry(documents, [&](const LocalRules& rules, const Entry& entry) {
+    if (!rules.unexpanded().contains(&entry) || documents.definition(entry.name) != nullptr) return;
+    reporter.atKey(
+        entry.place(), "",
+        {fmt::format("The set {} names the set {}.", shown(entry.layer->name), shown(entry.name)),
+         fmt::format("Sets hold rules alone: the name stays a rule that the library does not define and fails "
+                     "for {}, and what is in that set is not checked.",
+                     entry.layer->whom()),
+         "Name it beside the other set, not in it."});
+  });
+}
+
+std::string nameOf(const Layer& layer) {
+  switch (layer.kind) {
+    case Layer::Kind::kGeneric:
+      return "\"GenericRules\"";
+    case Layer::Kind::kSet:
+      return "the set " + shown(layer.name);
+    case Layer::Kind::kPartNumber:
+    case Layer::Kind::kRegion:
+      break;
+  }
+  return layer.whom();
+}
+
+void droppedValue(const Documents& documents, Reporter& reporter) {
+  forEachEntry(documents, [&](const LocalRules& rules, const Entry& entry) {
+    if (entry.replacedBy == nullptr) return;
+    const Value& dropped = *entry.expected();
+    const Value* effective = rules.effectiveValue(*entry.replacedBy);
+    const Place place = entry.place();
+    reporter.at(place.entry("value", dropped), entry.name,
+                {fmt::format("The value {} is dropped: the entry of {} comes later and replaces this one.",
+                             shown(dropped), nameOf(*entry.replacedBy->layer)),
+                 fmt::format("For {} the expected value is {}.", entry.replacedFor,
+                             effective == nullptr ? std::string("none") : shown(*effective)),
+                 "Leave one of the two entries out."});
+  });
+}
+
+void extraRules(const Documents& documents, Reporter& reporter) {
+  for (const LocalRules& rules : documents.localRules) {
+    const Value* extra = rules.root().value().ifDictionary()->find(kExtraRules);
+    if (extra == nullptr) continue;
+    reporter.atKey(rules.root().entry(kExtraRules, *extra), "",
+                   {"The document has \"extra-rules\".", "Nothing reads them: no device gets a rule from there.",
+                    "Define the rules in the library."});
+  }
+}
+
+/// Reports the keys of a dictionary that are none of those known.
+void reportUnread(const Place& place, std::string_view rule, std::span<const std::string_view> known,
+                  const std::string& reader, Reporter& reporter) {
+  for (const auto [key, value] : *place.value().ifDictionary()) {
+    if (std::ranges::count(known, key) != 0) continue;
+    reporter.atKey(place.entry(key, value), rule,
+                   {fmt::format("{} has no key {}{}", reader, shown(key), reporter.endingFor(key, known)),
+                    "Nothing reads it.", "Spell it as it is read, or leave it out."});
+  }
+}
+
+void unreadKeyOfDefinition(const Rule& rule, Reporter& reporter) {
+  reportUnread(rule.definition(), rule.name(), kDefinitionKeys, "A definition", reporter);
+  for (const Rule::Reference& reference : rule.references()) {
+    reportUnread(reference.place, rule.name(), kReferenceKeys, "A reference", reporter);
+  }
+}
+
+void unreadKeyOfValue(const Rule& rule, Reporter& reporter) {
+  walkValues(rule, [&](const ValuePart& part) {
+    if (part.facts.entries.empty() || part.place.value().ifDictionary() == nullptr) return;
+    std::vector<std::string_view> known;
+    for (const EntryFacts& entry : part.facts.entries) known.push_back(entry.key);
+    reportUnread(part.place, rule.name(), known,
+                 fmt::format("{} of \"{}\"", shown(part.place.name()), part.operand.word), reporter);
+  });
+  if (rule.entry() == nullptr) unreadKeyOfDefinition(rule, reporter);
+}
+
+void unreadKeyOfEntry(const Documents& documents, const Entry& entry, Reporter& reporter) {
+  const bool isSet = namesSet(entry.name);
+  if (entry.value->ifDictionary() == nullptr || (!isSet && documents.definition(entry.name) == nullptr)) return;
+  if (isSet) {
+    reportUnread(entry.place(), "", {}, "The name of a set", reporter);
+  } else {
+    reportUnread(entry.place(), entry.name, kEntryKeys, "A local entry", reporter);
+  }
+}
+
+void unreadKeyOfLocalRules(const Documents& documents, Reporter& reporter) {
+  for (const LocalRules& rules : documents.localRules) {
+    reportUnread(rules.root(), "", kTopKeys, "A document of local rules", reporter);
+  }
+  forEachEntry(documents, [&](const LocalRules&, const Entry& entry) { unreadKeyOfEntry(documents, entry, reporter); });
+}
+
+void unusedRuleSet(const Documents& documents, Reporter& reporter) {
+  for (const LocalRules& rules : documents.localRules) {
+    for (const Layer& layer : rules.layers()) {
+      if (layer.kind != Layer::Kind::kSet || layer.isReached) continue;
+      reporter.atKey(layer.place, "",
+                     {namesSet(layer.name) ? fmt::format("Nothing names the set {}.", shown(layer.name))
+                                           : fmt::format("The name {} does not end in \"RuleSet\".", shown(layer.name)),
+                      "No device gets its rules, and they were not looked at.", ""});
+    }
+  }
+}
+
+void noRules(const Documents& documents, Reporter& reporter) {
+  for (const LocalRules& rules : documents.localRules) {
+    for (const Place& place : rules.withoutRules()) {
+      const bool isTable = place.key() == "MPNRules" || place.key() == kRegionRules;
+      reporter.at(place, "",
+                  {isTable ? fmt::format("\"{}\" is empty.", place.key())
+                           : std::string("There are no rules for these devices."),
+                   isTable ? "No rule is checked for any device: it is unknown." : "They fail: \"no rules specified\".",
+                   "Fill it in, or leave it out."});
+    }
+  }
+}
+
+constexpr Check kChecks[] = {
+    {.name = "dropped-value",
+     .severity = Severity::kWarning,
+     .what = "A local value is replaced by a later entry of the same rule.",
+     .why =
+         "Entries come in layers: part number and region, then \"GenericRules\", then sets. A later entry replaces an "
+         "earlier one whole: an empty one takes its value away, and the library's holds. So a generic entry undoes "
+         "what "
+         "a part number says. A region that has another value than its part number is no finding.",
+     .before = R"("MPNRules": {"M1": {"Color": {"value": "moss"}}}, "GenericRules": {"Color": {}})",
+     .after = R"("MPNRules": {"M1": {"Color": {"value": "moss"}}, "M2": {"Color": {}}})",
+     .ofDocuments = droppedValue},
+    {.name = "extra-rules",
+     .severity = Severity::kWarning,
+     .what = "Local rules hold \"extra-rules\".",
+     .why = "The key is there for old documents and read by nothing. Rules are defined in the library alone.",
+     .before =
+         R"("GenericRules": {"Color": {}}, "extra-rules": {"Lot": {"attribute": "Lot", "predicate": "isUppercase"}})",
+     .after = R"("GenericRules": {"Color": {}})",
+     .ofDocuments = extraRules},
+    {.name = "malformed-definition",
+     .severity = Severity::kError,
+     .what = "A definition of the library is no dictionary.",
+     .why = "It counts as none, and devices that get the rule fail: \"attribute (null) not found from device!\".",
+     .before = R"("Color": "sand")",
+     .after = R"("Color": {"attribute": "Color", "predicate": "caseInsensitiveEqual", "value": "sand"})",
+     .ofDocuments = malformedDefinition},
+    {.name = "nested-rule-set",
+     .severity = Severity::kWarning,
+     .what = "A rule set names another rule set.",
+     .why =
+         "Sets are expanded once. A set's name in a set stays a rule of that name, which fails, and the rules of the "
+         "inner set reach nobody.",
+     .before = R"("GenericRules": {"BaseRuleSet": {}},
+"RuleSets": {"BaseRuleSet": {"PaintRuleSet": {}}, "PaintRuleSet": {"Color": {}}})",
+     .after = R"("GenericRules": {"BaseRuleSet": {}, "PaintRuleSet": {}},
+"RuleSets": {"BaseRuleSet": {"Size": {"value": 64}}, "PaintRuleSet": {"Color": {}}})",
+     .ofDocuments = nestedRuleSet},
+    {.name = "no-rules",
+     .severity = Severity::kError,
+     .what = "Local rules give devices no rule at all.",
+     .why =
+         "A device without rules fails: \"no rules specified\". With an empty table of part numbers or regions, every "
+         "device is unknown.",
+     .before = R"("MPNRules": {"M1": {}})",
+     .after = R"("MPNRules": {"M1": {"Color": {}}})",
+     .ofDocuments = noRules},
+    {.name = "no-version",
+     .severity = Severity::kError,
+     .what = "A document has no \"version\".",
+     .why = "Both versions stand in every result. One that is missing is a fault: no device is checked.",
+     .before = R"("GenericRules": {"Color": {}})",
+     .after = R"("version": "revision 13", "GenericRules": {"Color": {}})",
+     .ofDocuments = noVersion},
+    {.name = "not-a-dictionary",
+     .severity = Severity::kError,
+     .what = "Local rules have another kind where a dictionary belongs.",
+     .why =
+         "No rule of the devices that it is about is checked: their rules cannot be put together. An entry that says "
+         "nothing is an empty dictionary.",
+     .before = R"("GenericRules": {"Color": "sand"})",
+     .after = R"("GenericRules": {"Color": {"value": "sand"}})",
+     .ofDocuments = notADictionary},
+    {.name = "rule-named-like-set",
+     .severity = Severity::kWarning,
+     .what = "The name of a rule ends in \"RuleSet\".",
+     .why = "In local rules such a name stands for a set: the rule reaches nobody, and where there is no set of that "
+            "name, "
+            "no rule of the device is checked.",
+     .before = R"("Color RuleSet": {"attribute": "Color", "predicate": "isUppercase"})",
+     .after = R"("Color": {"attribute": "Color", "predicate": "isUppercase"})",
+     .ofDocuments = ruleNamedLikeSet},
+    {.name = "source-spelling",
+     .severity = Severity::kWarning,
+     .what = "A source is spelt in two ways.",
+     .why = "The lists of what to gather take \"SFC\" for \"sfc\", but a check finds a source only under the very name "
+            "that "
+            "the host passes. The rules with the other spelling fail for every device.",
+     .before = R"("A": {"attribute": "A", "predicate": "equal", "references": [{"source": "sfc"}]},
+"B": {"attribute": "B", "predicate": "equal", "references": [{"source": "SFC"}]})",
+     .after = R"("A": {"attribute": "A", "predicate": "equal", "references": [{"source": "sfc"}]},
+"B": {"attribute": "B", "predicate": "equal", "references": [{"source": "sfc"}]})",
+     .ofDocuments = sourceSpelling},
+    {.name = "undefined-rule",
+     .severity = Severity::kError,
+     .what = "Local rules name a rule that the library does not define.",
+     .why = "It is a rule without an attribute, and fails for every device that gets it; but one whose name begins "
+            "with \"No "
+            "Attribute\" passes for every device. \"RegionRules\" outside of a part number's entries is such a name.",
+     .before = R"("GenericRules": {"Colour": {}})",
+     .after = R"("GenericRules": {"Color": {}})",
+     .ofDocuments = undefinedRule},
+    {.name = "unknown-rule-set",
+     .severity = Severity::kError,
+     .what = "Local rules name a rule set that they do not define.",
+     .why =
+         "Every name that ends in \"RuleSet\" stands for a set. Where there is none, no rule of the device is checked.",
+     .before = R"("GenericRules": {"PaintRuleSet": {}}, "RuleSets": {"PaintsRuleSet": {"Color": {}}})",
+     .after = R"("GenericRules": {"PaintRuleSet": {}}, "RuleSets": {"PaintRuleSet": {"Color": {}}})",
+     .ofDocuments = unknownRuleSet},
+    {.name = "unread-key",
+     .severity = Severity::kWarning,
+     .what = "A dictionary has a key that nothing reads.",
+     .why = "What stands under it has no effect. A misspelt \"value\" leaves the rule with the library's, or without "
+            "any; a "
+            "local entry reads \"value\" alone.",
+     .before = R"("GenericRules": {"Color": {"valeu": "moss"}})",
+     .after = R"("GenericRules": {"Color": {"value": "moss"}})",
+     .ofRule = unreadKeyOfValue,
+     .ofDocuments = unreadKeyOfLocalRules},
+    {.name = "unused-rule",
+     .severity = Severity::kInformation,
+     .what = "No local rules name a rule of the library.",
+     .why = "Other products may use it. If none does, it checks nothing.",
+     .before = R"("Lot": {"attribute": "Lot", "predicate": "isUppercase"})",
+     .after = "",
+     .ofDocuments = unusedRule},
+    {.name = "unused-rule-set",
+     .severity = Severity::kInformation,
+     .what = "Nothing names a rule set, or its name does not end in \"RuleSet\".",
+     .why = "Its rules reach no device. They were not checked, either.",
+     .before = R"("GenericRules": {"Color": {}}, "RuleSets": {"PaintRuleSet": {"Color": {}}})",
+     .after = R"("GenericRules": {"PaintRuleSet": {}}, "RuleSets": {"PaintRuleSet": {"Color": {}}})",
+     .ofDocuments = unusedRuleSet},
+};
+
+}  // namespace
+
+std::span<const Check> documentChecks() { return kChecks; }
+
+}  // namespace tavik::tool::lint

@@ -1,0 +1,68 @@
+#include "lint/Documents.h"
+
+#include "lint/Rule.h"
+
+namespace tavik::tool::lint {
+namespace {
+
+class Run {
+ public:
+  Run(const Documents& documents, Reporter& reporter)
+      : documents_(documents), reporter_(reporter), checks_(allChecks()) {}
+
+  void run() {
+    for (const Check* check : checks_) {
+      reporter_.begin(*check);
+      if (check->ofDocuments != nullptr) check->ofDocuments(documents_, reporter_);
+    }
+    for (const std::string_view name : documents_.ruleNames) checkRule(name, nullptr);
+    for (const LocalRules& rules : documents_.localRules) {
+      for (const Layer& layer : rules.layers()) checkLayer(layer);
+    }
+  }
+
+ private:
+  void checkLayer(const Layer& layer) {
+    for (const Entry& entry : layer.entries) {
+      if (!entry.holds || entry.value->ifDictionary() == nullptr) continue;
+      const Value* definition = documents_.definition(entry.name);
+      if (definition == nullptr) continue;
+      // Any other entry makes the rule what the definition says, which was checked.
+      const bool differs = entry.expected() != nullptr || !definition->ifDictionary()->contains("value");
+      if (differs) checkRule(entry.name, &entry);
+    }
+  }
+
+  void checkRule(std::string_view name, const Entry* entry) {
+    const Place place = documents_.library.entry(name, *documents_.definition(name));
+    const Rule rule(place, name, entry);
+    for (const Check* check : checks_) {
+      reporter_.begin(*check);
+      if (check->ofDefinition != nullptr && entry == nullptr) check->ofDefinition(rule, reporter_);
+      if (check->ofRule != nullptr) check->ofRule(rule, reporter_);
+    }
+  }
+
+  const Documents& documents_;
+  Reporter& reporter_;
+  std::vector<const Check*> checks_;
+};
+
+}  // namespace
+
+Documents::Documents(const std::deque<Document>& documents) : library(documents.front()) {
+  for (const auto [name, value] : documents.front().entries()) {
+    if (name != "version" && value.ifDictionary() != nullptr) ruleNames.push_back(name);
+  }
+  for (auto document = documents.begin() + 1; document != documents.end(); ++document)
+    localRules.emplace_back(*document, documents.front());
+}
+
+const Value* Documents::definition(std::string_view name) const {
+  const Value* value = name == "version" ? nullptr : library.value().ifDictionary()->find(name);
+  return value != nullptr && value->ifDictionary() != nullptr ? value : nullptr;
+}
+
+void runChecks(const Documents& documents, Reporter& reporter) { Run(documents, reporter).run(); }
+
+}  // namespace tavik::tool::lint

@@ -1,0 +1,233 @@
+#include "lint/LintReport.h"
+
+#include <fmt/format.h>
+#include <tavik/TavikKernelVersion.h>
+
+#include <algorithm>
+#include <cctype>
+#include <tuple>
+#include <unordered_map>
+
+#include "Json.h"
+#include "Text.h"
+
+namespace tavik::tool::lint {
+namespace {
+
+constexpr std::string_view kStandardStream = "-";
+
+/// The numbers of the values that findings are about, each value counted before those in it.
+class Numbers {
+ public:
+  explicit Numbers(const std::vector<const Finding*>& findings) {
+    for (const Finding* finding : findings) wanted_.emplace(finding->value, std::nullopt);
+  }
+
+  /// Numbers the values in `value`; returns how many there are.
+  std::size_t count(const Value& value) {
+    number(value);
+    return count_;
+  }
+  [[nodiscard]] std::size_t of(const Value* value) const { return *wanted_.at(value); }
+
+ private:
+  void number(const Value& value) {
+    const auto found = wanted_.find(&value);
+    if (found != wanted_.end() && !found->second) found->second = count_;
+    ++count_;
+    if (const Array* array = value.ifArray()) {
+      for (const Value& element : *array) number(element);
+    } else if (const Dictionary* dictionary = value.ifDictionary()) {
+      for (const auto& item : *dictionary) number(item.value);
+    }
+  }
+
+  std::unordered_map<const Value*, std::optional<std::size_t>> wanted_;
+  std::size_t count_ = 0;
+};
+
+/// Of a list or dictionary that has a key, the key is what one looks for.
+std::size_t offsetOf(const Finding& finding, const Offsets& offsets) {
+  const bool isContainer = finding.value->ifArray() != nullptr || finding.value->ifDictionary() != nullptr;
+  return finding.atKey || isContainer ? offsets.key.value_or(offsets.value) : offsets.value;
+}
+
+/// Appends the findings of one document.
+void place(const Document& document, const std::vector<const Finding*>& findings, std::vector<PlacedFinding>& all) {
+  Numbers numbers(findings);
+  const std::size_t count = numbers.count(document.content);
+  const std::vector<Offsets> offsets = offsetsOfValues(document.bytes);
+  const bool hasOffsets = offsets.size() == count;
+  std::vector<std::pair<std::size_t, const Finding*>> order;
+  for (const Finding* finding : findings) {
+    const std::size_t number = numbers.of(finding->value);
+    order.emplace_back(hasOffsets ? offsetOf(*finding, offsets[number]) : number, finding);
+  }
+  std::ranges::stable_sort(order, {}, &std::pair<std::size_t, const Finding*>::first);
+  PositionFinder positions(document.bytes);
+  for (const auto& [offset, finding] : order) {
+    all.push_back({*finding, hasOffsets ? std::optional(positions.at(offset)) : std::nullopt});
+  }
+}
+
+std::string placeText(const PlacedFinding& placed) {
+  const std::string file = visible(placed.finding.document->file);
+  if (!placed.position) return file;
+  return fmt::format("{}:{}:{}", file, placed.position->line, placed.position->column);
+}
+
+/// A path as it stands in a URI.
+std::string uriOf(std::string_view path) {
+  std::string uri;
+  for (const char character : path) {
+    const auto byte = static_cast<unsigned char>(character);
+    const bool stands = std::isalnum(byte) != 0 || std::string_view("-._~/").find(character) != std::string_view::npos;
+    uri += stands ? std::string(1, character) : fmt::format("%{:02X}", byte);
+  }
+  return path.starts_with('/') ? "file://" + uri : uri;
+}
+
+std::string_view levelOf(Severity severity) { return severity == Severity::kInformation ? "note" : nameOf(severity); }
+
+Value integer(std::size_t number) { return Value(static_cast<std::int64_t>(number)); }
+
+Value text(std::string_view words) { return Dictionary{{"text", words}}; }
+
+std::string codeBlock(std::string_view code) { return fmt::format("```json\n{}\n```", code); }
+
+Value sarifRule(const Check& check) {
+  const std::string help = fmt::format("{}\n\nBefore:\n\n{}", check.why, check.before) +
+                           (check.after.empty() ? "" : fmt::format("\n\nAfter:\n\n{}", check.after));
+  const std::string markdown = fmt::format("{}\n\nBefore:\n\n{}", check.why, codeBlock(check.before)) +
+                               (check.after.empty() ? "" : fmt::format("\n\nAfter:\n\n{}", codeBlock(check.after)));
+  return Dictionary{{"id", check.name},
+                    {"shortDescription", text(check.what)},
+                    {"fullDescription", text(check.why)},
+                    {"help", Dictionary{{"text", help}, {"markdown", markdown}}},
+                    {"defaultConfiguration", Dictionary{{"level", levelOf(check.severity)}}}};
+}
+
+Value sarifLocation(const PlacedFinding& placed) {
+  const Finding& finding = placed.finding;
+  Dictionary location;
+  if (finding.document->file != kStandardStream) {
+    Dictionary physical{{"artifactLocation", Dictionary{{"uri", uriOf(finding.document->file)}}}};
+    if (placed.position) {
+      physical.set("region", Dictionary{{"startLine", integer(placed.position->line)},
+                                        {"startColumn", integer(placed.position->column)}});
+    }
+    location.set("physicalLocation", physical);
+  }
+  Dictionary logical{{"fullyQualifiedName", finding.path}, {"kind", "property"}};
+  if (!finding.rule.empty()) logical.set("name", finding.rule);
+  if (!finding.path.empty()) location.set("logicalLocations", Array::of(logical));
+  return location;
+}
+
+Value sarifResult(const PlacedFinding& placed, std::size_t ruleIndex) {
+  const Finding& finding = placed.finding;
+  return Dictionary{{"ruleId", finding.check->name},
+                    {"ruleIndex", integer(ruleIndex)},
+                    {"level", levelOf(finding.check->severity)},
+                    {"message", text(finding.message())},
+                    {"locations", Array::of(sarifLocation(placed))}};
+}
+
+std::string counted(std::size_t count, std::string_view noun) {
+  return fmt::format("{} {}{}", count, noun, count == 1 ? "" : "s");
+}
+
+std::string summary(const std::vector<PlacedFinding>& findings, const std::deque<Document>& documents) {
+  std::size_t counts[3] = {};
+  for (const PlacedFinding& placed : findings) ++counts[static_cast<std::size_t>(placed.finding.check->severity)];
+  const std::string looked =
+      fmt::format("{} and {} of local rules", "the rule library", counted(documents.size() - 1, "document"));
+  if (findings.empty()) return fmt::format("Nothing to find fault with in {}.\n", looked);
+  return fmt::format("{}, {}, {} for information, in {}.\n", counted(counts[0], "error"), counted(counts[1], "warning"),
+                     counts[2], looked);
+}
+
+}  // namespace
+
+std::vector<PlacedFinding> placed(std::vector<Finding> findings, const std::deque<Document>& documents) {
+  std::unordered_map<const Document*, std::vector<const Finding*>> byDocument;
+  for (const Finding& finding : findings) byDocument[finding.document].push_back(&finding);
+  std::vector<PlacedFinding> all;
+  for (const Document& document : documents) {
+    if (byDocument.contains(&document)) place(document, byDocument[&document], all);
+  }
+  return all;
+}
+
+std::string lintTable(const std::vector<PlacedFinding>& findings, const std::deque<Document>& documents,
+                      const Screen& screen) {
+  std::string table;
+  for (const PlacedFinding& placed : findings) {
+    const Finding& finding = placed.finding;
+    const Severity severity = finding.check->severity;
+    const Style style = severity == Severity::kError     ? Style::kBad
+                        : severity == Severity::kWarning ? Style::kHeading
+                                                         : Style::kFaint;
+    table +=
+        fmt::format("{}  {}  {}\n", styled(nameOf(severity), style, screen), finding.check->name, placeText(placed));
+    if (!finding.path.empty()) table += fmt::format("  {}\n", styled(visible(finding.path), Style::kHeading, screen));
+    for (const std::string& part : {finding.statement.what, finding.statement.effect, finding.statement.advice}) {
+      if (!part.empty()) table += fmt::format("    {}\n", visible(part));
+    }
+    table += '\n';
+  }
+  return table + summary(findings, documents);
+}
+
+std::string lintJson(const std::vector<PlacedFinding>& findings) {
+  Array list;
+  list.reserve(findings.size());
+  for (const PlacedFinding& placed : findings) {
+    const Finding& finding = placed.finding;
+    Dictionary entry{{"severity", nameOf(finding.check->severity)},
+                     {"document", finding.document->role == Document::Role::kLibrary ? "library" : "rules"},
+                     {"rule", finding.rule},
+                     {"message", finding.message()},
+                     {"name", finding.check->name},
+                     {"path", finding.path},
+                     {"file", finding.document->file}};
+    if (placed.position) {
+      entry.set("line", integer(placed.position->line));
+      entry.set("column", integer(placed.position->column));
+    }
+    list.append(entry);
+  }
+  return toJson(Dictionary{{"findings", list}}) + "\n";
+}
+
+std::string lintSarif(const std::vector<PlacedFinding>& findings) {
+  const std::vector<const Check*> checks = allChecks();
+  Array rules;
+  for (const Check* check : checks) rules.append(sarifRule(*check));
+  Array results;
+  results.reserve(findings.size());
+  for (const PlacedFinding& placed : findings) {
+    const auto index = std::ranges::find(checks, placed.finding.check) - checks.begin();
+    results.append(sarifResult(placed, static_cast<std::size_t>(index)));
+  }
+  const Dictionary driver{
+      {"name", "tavik lint"}, {"version", fmt::format("{:.2f}", TavikKernelVersionNumber)}, {"rules", rules}};
+  const Dictionary run{
+      {"tool", Dictionary{{"driver", driver}}}, {"columnKind", "unicodeCodePoints"}, {"results", results}};
+  const Dictionary log{
+      {"$schema", "https://json.schemastore.org/sarif-2.1.0.json"}, {"version", "2.1.0"}, {"runs", Array::of(run)}};
+  return toJson(log, JsonLayout::kIndented) + "\n";
+}
+
+std::string lintLines(const std::vector<PlacedFinding>& findings) {
+  std::string lines;
+  for (const PlacedFinding& placed : findings) {
+    const Finding& finding = placed.finding;
+    const std::string path = placed.position || finding.path.empty() ? "" : visible(finding.path) + ": ";
+    lines += fmt::format("{}: {}: {}{} [{}]\n", placeText(placed), levelOf(finding.check->severity), path,
+                         visible(finding.message()), finding.check->name);
+  }
+  return lines;
+}
+
+}  // namespace tavik::tool::lint

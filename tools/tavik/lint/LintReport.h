@@ -1,0 +1,36 @@
+/// @file
+/// What `tavik lint` found: for people, for programs (JSON), for code-scanning services (SARIF 2.1.0), and as editors
+/// and compilers' logs have it.
+#ifndef TAVIK_TOOL_LINT_LINT_REPORT_H
+#define TAVIK_TOOL_LINT_LINT_REPORT_H
+
+#include <deque>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "Terminal.h"
+#include "lint/Check.h"
+#include "lint/Positions.h"
+
+namespace tavik::tool::lint {
+
+struct PlacedFinding {
+  Finding finding;
+  std::optional<Position> position;  ///< where the document is XML or old-style text
+};
+
+/// The findings of each document in its order, with their positions.
+std::vector<PlacedFinding> placed(std::vector<Finding> findings, const std::deque<Document>& documents);
+
+std::string lintTable(const std::vector<PlacedFinding>& findings, const std::deque<Document>& documents,
+                      const Screen& screen);
+std::string lintJson(const std::vector<PlacedFinding>& findings);
+std::string lintSarif(const std::vector<PlacedFinding>& findings);
+/// "FILE:LINE:COLUMN: SEVERITY: MESSAGE [NAME]", a finding a line; with the path in the message where the position is
+/// not known.
+std::string lintLines(const std::vector<PlacedFinding>& findings);
+
+}  // namespace tavik::tool::lint
+
+#endif

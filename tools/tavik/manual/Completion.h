@@ -1,0 +1,32 @@
+/// @file
+/// Completions of the command line, for the shells that people use.
+#ifndef TAVIK_TOOL_MANUAL_COMPLETION_H
+#define TAVIK_TOOL_MANUAL_COMPLETION_H
+
+#include <cstdint>
+#include <span>
+#include <string>
+
+#include "CommandHelp.h"
+
+namespace tavik::tool::manual {
+
+/// What the value of an option can be completed to.
+enum class Completes : std::uint8_t {
+  kNothing,
+  kChoices,
+  kFile,
+  kNamedFile,  ///< NAME=FILE
+  kAtFile,     ///< JSON text, or @FILE
+};
+Completes completionOf(const OptionHelp& option);
+
+/// A file for share/bash-completion/completions; needs bash alone.
+std::string bashCompletion(std::span<const CommandHelp> commands);
+
+/// A file for share/zsh/site-functions.
+std::string zshCompletion(std::span<const CommandHelp> commands);
+
+}  // namespace tavik::tool::manual
+
+#endif

@@ -1,0 +1,280 @@
+#include "CaseFile.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <initializer_list>
+#include <map>
+#include <set>
+#include <span>
+#include <string_view>
+#include <utility>
+
+#include "ExitStatus.h"
+#include "JsonSyntax.h"
+#include "NearestName.h"
+#include "Text.h"
+
+namespace tavik::tool {
+namespace {
+
+/// The file that is read, for the places in messages.
+struct Source {
+  std::string name;
+  std::string text;
+};
+
+/// A value of a case file that knows where it stands.
+class Node {
+ public:
+  Node(const Source& source, const Value& value) : source_(&source), value_(&value) {}
+
+  [[noreturn]] void refuse(const std::string& why) const {
+    std::string place;
+    const std::optional<std::size_t> offset = isJson(source_->text) ? findPlace(source_->text, path_) : std::nullopt;
+    if (offset) place += ": " + placeInText(source_->text, *offset);
+    if (!path_.empty()) place += fmt::format("{}({})", offset ? " " : ": ", jsonPath(path_));
+    throw Unusable(source_->name + place + ": " + why);
+  }
+
+  [[nodiscard]] const Value& value() const { return *value_; }
+  [[nodiscard]] bool isText() const { return value_->isString(); }
+
+  [[nodiscard]] std::string text() const {
+    if (!isText() || value_->ifString()->empty()) refuse("is not a text, or empty");
+    return std::string(*value_->ifString());
+  }
+
+  [[nodiscard]] bool flag() const {
+    const std::optional<bool> flag = value_->ifBoolean();
+    if (!flag) refuse("is neither true nor false");
+    return *flag;
+  }
+
+  /// One of the words, by its position.
+  [[nodiscard]] std::size_t choice(std::initializer_list<std::string_view> words) const {
+    const auto* const found = std::ranges::find(words, value_->ifString().value_or(""));
+    if (found == words.end()) refuse(fmt::format("is none of \"{}\"", fmt::join(words, "\", \"")));
+    return static_cast<std::size_t>(found - words.begin());
+  }
+
+  [[nodiscard]] const Dictionary& object() const {
+    if (value_->ifDictionary() == nullptr) refuse("is not an object");
+    return *value_->ifDictionary();
+  }
+
+  /// An object that holds nothing but these keys.
+  [[nodiscard]] const Dictionary& object(std::span<const std::string_view> known) const {
+    for (const auto [key, value] : object()) {
+      if (std::ranges::find(known, key) != known.end()) continue;
+      Node(*this, {key, 0}, value).refuse("unknown key" + didYouMean(key, known));
+    }
+    return object();
+  }
+
+  /// An object that holds some of these keys.
+  [[nodiscard]] const Dictionary& someOf(std::initializer_list<std::string_view> known) const {
+    if (object(known).empty()) refuse(fmt::format("holds none of \"{}\"", fmt::join(known, "\", \"")));
+    return object();
+  }
+
+  [[nodiscard]] std::optional<Node> find(std::string_view key) const {
+    const Value* const member = object().find(key);
+    return member == nullptr ? std::nullopt : std::optional(Node(*this, {key, 0}, *member));
+  }
+
+  [[nodiscard]] Node at(std::string_view key) const {
+    const std::optional<Node> member = find(key);
+    if (!member) refuse(fmt::format("\"{}\" is missing", key));
+    return *member;
+  }
+
+  [[nodiscard]] std::vector<std::pair<std::string, Node>> members() const {
+    std::vector<std::pair<std::string, Node>> members;
+    for (const auto [key, value] : object()) members.emplace_back(key, Node(*this, {key, 0}, value));
+    return members;
+  }
+
+  [[nodiscard]] std::vector<Node> elements() const {
+    const Array* const array = value_->ifArray();
+    if (array == nullptr) refuse("is not an array");
+    std::vector<Node> elements;
+    for (std::size_t i = 0; i < array->size(); ++i) elements.push_back(Node(*this, {std::nullopt, i}, array->at(i)));
+    return elements;
+  }
+
+ private:
+  Node(const Node& parent, JsonStep step, const Value& value)
+      : source_(parent.source_), value_(&value), path_(parent.path_) {
+    path_.push_back(step);
+  }
+
+  const Source* source_;
+  const Value* value_;
+  std::vector<JsonStep> path_;
+};
+
+constexpr std::string_view kRecordKeys[] = {"result", "actual", "expected", "hideResult", "attributes"};
+constexpr std::string_view kFileKeys[] = {"$schema",   "library",    "rules",   "unsigned",
+                                          "publicKey", "attributes", "sources", "cases"};
+constexpr std::string_view kCaseKeys[] = {"name", "attributes", "change", "remove", "sources", "expect"};
+constexpr std::string_view kExpectKeys[] = {"rules", "others", "station", "error", "fault"};
+
+RuleExpectation readRuleExpectation(const std::string& rule, const Node& node) {
+  if (node.isText()) {
+    const std::size_t word = node.choice({"pass", "fail", "absent"});
+    return {rule, word != 2, word == 2 ? Dictionary() : Dictionary{{"result", Value(word == 0)}}};
+  }
+  if (node.object(kRecordKeys).empty()) node.refuse("expects nothing");
+  if (const std::optional<Node> result = node.find("result")) (void)result->flag();
+  return {rule, true, node.object()};
+}
+
+std::vector<RuleExpectation> readRuleExpectations(const Node& node) {
+  std::vector<RuleExpectation> expectations;
+  for (const auto& [rule, expected] : node.members()) expectations.push_back(readRuleExpectation(rule, expected));
+  return expectations;
+}
+
+Dictionary readErrorExpectation(const Node& node) {
+  const Dictionary& entries = node.someOf({"code", "description"});
+  if (const auto code = node.find("code"); code && !code->value().ifInteger()) code->refuse("is not an integer");
+  if (const auto description = node.find("description")) (void)description->text();
+  return entries;
+}
+
+Dictionary readFaultExpectation(const Node& node) {
+  const Dictionary& entries = node.someOf({"kind", "message"});
+  if (const auto kind = node.find("kind")) (void)kind->choice({"range", "invalid-argument"});
+  if (const auto message = node.find("message")) (void)message->text();
+  return entries;
+}
+
+Expectation readExpectation(const Node& node) {
+  if (node.object(kExpectKeys).empty()) node.refuse("expects nothing");
+  Expectation expectation;
+  if (const auto error = node.find("error")) expectation.error = readErrorExpectation(*error);
+  if (const auto fault = node.find("fault")) expectation.fault = readFaultExpectation(*fault);
+  const bool ends = expectation.error || expectation.fault;
+  if (ends && node.object().size() > 1) node.refuse("\"error\" and \"fault\" stand alone: such a run checks no rule");
+  if (const auto rules = node.find("rules")) expectation.rules = readRuleExpectations(*rules);
+  if (const auto others = node.find("others"))
+    expectation.others = static_cast<OtherRules>(others->choice({"pass", "any", "none"}));
+  if (const auto station = node.find("station")) expectation.station = station->object();
+  return expectation;
+}
+
+/// Reads a case file and what it names.
+class CaseFileReader {
+ public:
+  CaseFileReader(Inputs& inputs, const std::string& path)
+      : inputs_(inputs), folder_(std::filesystem::path(path).parent_path()) {}
+
+  CaseFile read(const Node& root, const std::string& name) {
+    (void)root.object(kFileKeys);
+    CaseFile file;
+    file.name = name;
+    file.library = pathAt(root, "library");
+    file.rules = pathAt(root, "rules");
+    file.publicKey = pathAt(root, "publicKey");
+    if (const auto flag = root.find("unsigned")) file.unsignedDocuments = flag->flag();
+    if (file.unsignedDocuments && file.publicKey) root.refuse("\"unsigned\" and \"publicKey\" exclude each other");
+    file.tests = readTests(root);
+    return file;
+  }
+
+ private:
+  /// A path of the case file, for a reader that stands elsewhere. "-" is a file of this name.
+  [[nodiscard]] std::string resolved(const std::string& path) const {
+    return (path == "-" && folder_.empty() ? std::filesystem::path("./-") : folder_ / path).string();
+  }
+
+  [[nodiscard]] std::optional<std::string> pathAt(const Node& node, std::string_view key) const {
+    const std::optional<Node> path = node.find(key);
+    return path ? std::optional(resolved(path->text())) : std::nullopt;
+  }
+
+  std::vector<RuleTest> readTests(const Node& root) {
+    const std::vector<Node> cases = root.at("cases").elements();
+    if (cases.empty()) root.at("cases").refuse("holds no case");
+    std::vector<RuleTest> tests;
+    std::set<std::string> names;
+    for (const Node& node : cases) {
+      tests.push_back(readTest(root, node));
+      if (!names.insert(tests.back().name).second) node.at("name").refuse("another case has this name");
+    }
+    return tests;
+  }
+
+  RuleTest readTest(const Node& root, const Node& node) {
+    (void)node.object(kCaseKeys);
+    RuleTest test;
+    test.name = node.at("name").text();
+    const std::optional<Node> own = node.find("attributes");
+    test.attributes = readDictionary(own ? *own : attributesOf(root, node));
+    if (const auto removed = node.find("remove")) remove(test.attributes, *removed);
+    if (const auto changed = node.find("change")) change(test.attributes, *changed);
+    for (const Node& level : {root, node}) {
+      if (const auto sources = level.find("sources")) readSources(*sources, test.sources);
+    }
+    test.expected = readExpectation(node.at("expect"));
+    return test;
+  }
+
+  static Node attributesOf(const Node& root, const Node& node) {
+    const std::optional<Node> common = root.find("attributes");
+    if (!common) node.refuse("has no \"attributes\", and the file has none for all its cases");
+    return *common;
+  }
+
+  static void remove(Dictionary& attributes, const Node& names) {
+    for (const Node& name : names.elements()) {
+      if (!attributes.contains(name.text()))
+        name.refuse("the device has no such attribute" + nearestIn(attributes, name));
+      attributes.erase(name.text());
+    }
+  }
+
+  static std::string nearestIn(const Dictionary& attributes, const Node& name) {
+    std::vector<std::string_view> known;
+    for (const auto [key, value] : attributes) known.push_back(key);
+    return didYouMean(name.text(), known);
+  }
+
+  static void change(Dictionary& attributes, const Node& changes) {
+    for (const auto [key, value] : changes.object()) attributes.set(key, value);
+  }
+
+  /// A case's source takes the place of the file's of the same name.
+  void readSources(const Node& node, Dictionary& sources) {
+    for (const auto& [name, source] : node.members()) sources.set(name, Value(readDictionary(source)));
+  }
+
+  /// A dictionary in place, or in a file, which is read once however many cases name it.
+  Dictionary readDictionary(const Node& node) {
+    if (!node.isText()) return node.object();
+    const std::string path = resolved(node.text());
+    const auto known = dictionaries_.find(path);
+    if (known != dictionaries_.end()) return known->second;
+    try {
+      return dictionaries_[path] = inputs_.dictionary("", path);
+    } catch (const Unusable& refusal) {
+      node.refuse(refusal.what());
+    }
+  }
+
+  Inputs& inputs_;
+  std::filesystem::path folder_;
+  std::map<std::string, Dictionary> dictionaries_;
+};
+
+}  // namespace
+
+CaseFile readCaseFile(Inputs& inputs, const std::string& path) {
+  Source source{.name = nameOf("", path), .text = inputs.bytes("", path)};
+  const Value value = parseValue(source.name, source.text);
+  return CaseFileReader(inputs, path).read(Node(source, value), source.name);
+}
+
+}  // namespace tavik::tool

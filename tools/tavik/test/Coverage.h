@@ -1,0 +1,62 @@
+/// @file
+/// What the test cases of a pair of rule documents have seen: the rules, part numbers and regions that passed and
+/// failed under their eyes.
+#ifndef TAVIK_TOOL_TEST_COVERAGE_H
+#define TAVIK_TOOL_TEST_COVERAGE_H
+
+#include <tavik/Value.h>
+
+#include <cstdint>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "CaseFile.h"
+#include "CheckRun.h"
+
+namespace tavik::tool {
+
+/// In how many cases something passed and failed.
+struct Seen {
+  std::uint64_t passed = 0;
+  std::uint64_t failed = 0;
+
+  void add(bool pass) { ++(pass ? passed : failed); }
+  [[nodiscard]] bool whole() const { return passed != 0 && failed != 0; }
+};
+
+class Coverage {
+ public:
+  /// Something that cases can see, by the names that lead to it: a rule; a part number; a part number and a region.
+  struct Item {
+    std::vector<std::string> names;
+    Seen seen;
+  };
+
+  /// Everything there is to be seen: each rule that some device gets, each part number and region of the local rules.
+  Coverage(const Dictionary& library, const Dictionary& localRules);
+
+  /// Counts a case: the rules of which it expects something, and the device. A run without a verdict shows nothing.
+  void add(const RuleTest& test, const CheckOutcome& outcome);
+
+  [[nodiscard]] const std::vector<Item>& rules() const { return rules_.items; }
+  [[nodiscard]] const std::vector<Item>& partNumbers() const { return partNumbers_.items; }
+  [[nodiscard]] const std::vector<Item>& regions() const { return regions_.items; }
+
+ private:
+  struct Group {
+    std::vector<Item> items;
+    std::map<std::vector<std::string>, std::size_t> places;
+
+    void insert(std::vector<std::string> names);
+    void add(const std::vector<std::string>& names, bool pass);
+  };
+
+  Group rules_;
+  Group partNumbers_;
+  Group regions_;
+};
+
+}  // namespace tavik::tool
+
+#endif

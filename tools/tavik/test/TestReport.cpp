@@ -1,0 +1,208 @@
+#include "TestReport.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <string_view>
+
+#include "Json.h"
+#include "JunitSuite.h"
+#include "RuleMeaning.h"
+#include "Text.h"
+
+namespace tavik::tool {
+namespace {
+
+std::size_t failures(const TestResults& results) {
+  return static_cast<std::size_t>(std::ranges::count(results.cases, false, &CaseResult::passed));
+}
+
+/// "TotalDiskCapacity: Passes when the storage has as many GB as expected."; empty for a rule that the library lacks.
+std::string meaningIn(const Dictionary& library, const std::string& rule) {
+  const Dictionary* const definition = library.findDictionary(rule);
+  if (definition == nullptr) return "";
+  const std::string meaning = meaningOf(definition->findString("predicate").value_or(""));
+  return meaning.empty() ? "" : fmt::format("{}: {}", lineOf(definition->find("attribute")), meaning);
+}
+
+/// As a case file spells it.
+std::string entriesText(const Dictionary& entries) { return visible(toJson(Value(entries))); }
+
+/// What is not as expected: a title and, below it, what there is to know.
+struct MismatchText {
+  MismatchText(const Mismatch& mismatch, const Dictionary& library)
+      : title(visible(mismatch.rule ? *mismatch.rule + ": " + mismatch.message : mismatch.message)) {
+    if (mismatch.rule) add("checks", meaningIn(library, *mismatch.rule));
+    if (!mismatch.expected.empty()) add("expected", entriesText(mismatch.expected));
+    if (!mismatch.found.empty()) add("found", entriesText(mismatch.found));
+  }
+
+  void add(std::string_view label, std::string_view text) {
+    if (!text.empty()) lines.push_back(fmt::format("{:<8}  {}", label, text));
+  }
+
+  std::string title;
+  std::vector<std::string> lines;
+};
+
+std::string caseText(const CaseResult& result, const Screen& screen) {
+  if (result.passed()) return fmt::format("  pass  {}\n", visible(result.test->name));
+  std::string text = styled("  FAIL  " + visible(result.test->name), Style::kBad, screen) + "\n";
+  for (const Mismatch& mismatch : result.mismatches) {
+    const MismatchText shown(mismatch, *result.library);
+    text += fmt::format("        {}\n", shown.title);
+    for (const std::string& line : shown.lines) text += fmt::format("          {}\n", line);
+  }
+  return text;
+}
+
+std::string casesText(const TestResults& results, const Screen& screen) {
+  std::string text;
+  const CaseFile* file = nullptr;
+  for (const CaseResult& result : results.cases) {
+    if (result.file != file) text += fmt::format("{}{}\n", text.empty() ? "" : "\n", visible(result.file->name));
+    file = result.file;
+    text += caseText(result, screen);
+  }
+  return text;
+}
+
+std::string summary(const TestResults& results, const Screen& screen) {
+  const std::size_t total = results.cases.size();
+  const std::size_t failed = failures(results);
+  const std::string verdict =
+      styled(failed == 0 ? "PASSED" : "FAILED", failed == 0 ? Style::kGood : Style::kBad, screen);
+  return fmt::format("\n{}  {} {}: {} passed, {} failed\n", verdict, total, total == 1 ? "case" : "cases",
+                     total - failed, failed);
+}
+
+constexpr std::string_view kRuleKeys[] = {"rule"};
+constexpr std::string_view kPartNumberKeys[] = {"part_number"};
+constexpr std::string_view kRegionKeys[] = {"part_number", "region"};
+
+struct Kind {
+  std::string_view name;
+  std::string_view plural;
+  std::string_view jsonName;
+  std::span<const std::string_view> keys;
+  const std::vector<Coverage::Item>& (Coverage::*items)() const;
+};
+
+constexpr Kind kKinds[] = {
+    {"rule", "rules", "rules", kRuleKeys, &Coverage::rules},
+    {"part number", "part numbers", "part_numbers", kPartNumberKeys, &Coverage::partNumbers},
+    {"region", "regions", "regions", kRegionKeys, &Coverage::regions},
+};
+
+void addCounts(Table& table, std::string_view name, const std::vector<Coverage::Item>& items) {
+  const auto passed = std::ranges::count_if(items, [](const Coverage::Item& item) { return item.seen.passed != 0; });
+  const auto failed = std::ranges::count_if(items, [](const Coverage::Item& item) { return item.seen.failed != 0; });
+  const auto share = [&](auto count) { return fmt::format("{} of {}", count, items.size()); };
+  table.add(Style::kPlain, {std::string(name), share(passed), share(failed)});
+}
+
+void addGaps(Table& table, std::string_view name, const std::vector<Coverage::Item>& items) {
+  for (const Coverage::Item& item : items) {
+    if (item.seen.whole()) continue;
+    table.add(Style::kPlain, {std::string(name), visible(fmt::format("{}", fmt::join(item.names, " "))),
+                              item.seen.passed == 0 ? "never" : "yes", item.seen.failed == 0 ? "never" : "yes"});
+  }
+}
+
+std::string coverageText(const DocumentsCoverage& seen, const Screen& screen) {
+  Table counts;
+  Table gaps;
+  counts.add(Style::kHeading, {"coverage", "seen to pass", "seen to fail"});
+  gaps.add(Style::kHeading, {"not seen", "", "to pass", "to fail"});
+  bool whole = true;
+  for (const Kind& kind : kKinds) {
+    const std::vector<Coverage::Item>& items = (seen.coverage->*kind.items)();
+    if (items.empty()) continue;
+    addCounts(counts, kind.plural, items);
+    addGaps(gaps, kind.name, items);
+    whole = whole && std::ranges::all_of(items, [](const Coverage::Item& item) { return item.seen.whole(); });
+  }
+  return fmt::format("\n{} with {}\n{}{}", visible(seen.rules), visible(seen.library), counts.text(screen),
+                     whole ? "" : "\n" + gaps.text(screen));
+}
+
+Value mismatchValue(const Mismatch& mismatch) {
+  Dictionary entries;
+  if (mismatch.rule) entries.set("rule", Value(*mismatch.rule));
+  entries.set("message", Value(mismatch.message));
+  entries.set("expected", Value(mismatch.expected));
+  entries.set("found", Value(mismatch.found));
+  return Value(entries);
+}
+
+Value caseValue(const CaseResult& result) {
+  Array mismatches;
+  for (const Mismatch& mismatch : result.mismatches) mismatches.append(mismatchValue(mismatch));
+  return Value(Dictionary{{"file", result.file->name},
+                          {"name", result.test->name},
+                          {"passed", Value(result.passed())},
+                          {"mismatches", Value(mismatches)}});
+}
+
+Value coverageValue(const DocumentsCoverage& seen) {
+  Dictionary entries{{"library", seen.library}, {"local_rules", seen.rules}};
+  for (const Kind& kind : kKinds) {
+    Array items;
+    for (const Coverage::Item& item : (seen.coverage->*kind.items)()) {
+      Dictionary entry;
+      for (std::size_t i = 0; i < kind.keys.size(); ++i) entry.set(kind.keys[i], Value(item.names[i]));
+      entry.set("passed", Value(static_cast<std::int64_t>(item.seen.passed)));
+      entry.set("failed", Value(static_cast<std::int64_t>(item.seen.failed)));
+      items.append(Value(entry));
+    }
+    entries.set(kind.jsonName, Value(items));
+  }
+  return Value(entries);
+}
+
+void addCase(JunitSuite& suite, const CaseResult& result) {
+  if (result.passed()) return suite.pass(result.test->name);
+  std::string details;
+  for (const Mismatch& mismatch : result.mismatches) {
+    const MismatchText shown(mismatch, *result.library);
+    details += shown.title + "\n";
+    for (const std::string& line : shown.lines) details += "  " + line + "\n";
+  }
+  const std::string_view first = std::string_view(details).substr(0, details.find('\n'));
+  suite.fail(result.test->name, "case", first, details);
+}
+
+}  // namespace
+
+bool TestResults::passed() const { return failures(*this) == 0; }
+
+std::string testTable(const TestResults& results, const Screen& screen) {
+  std::string text = casesText(results, screen);
+  for (const DocumentsCoverage& seen : results.coverage) text += coverageText(seen, screen);
+  return text + summary(results, screen);
+}
+
+std::string testJson(const TestResults& results) {
+  Array cases;
+  for (const CaseResult& result : results.cases) cases.append(caseValue(result));
+  const auto failed = static_cast<std::int64_t>(failures(results));
+  Dictionary answer{
+      {"cases", Value(cases)}, {"passed", Value(std::ssize(results.cases) - failed)}, {"failed", Value(failed)}};
+  Array coverage;
+  for (const DocumentsCoverage& seen : results.coverage) coverage.append(coverageValue(seen));
+  if (!coverage.empty()) answer.set("coverage", Value(coverage));
+  return toJson(Value(answer)) + "\n";
+}
+
+std::string testJunit(const TestResults& results) {
+  std::string text(kJunitBegin);
+  for (auto first = results.cases.begin(); first != results.cases.end();) {
+    const CaseFile* const file = first->file;
+    JunitSuite suite("rules." + JunitSuite::classNamePart(file->name));
+    for (; first != results.cases.end() && first->file == file; ++first) addCase(suite, *first);
+    text += suite.text(file->name);
+  }
+  return text.append(kJunitEnd);
+}
+
+}  // namespace tavik::tool
