@@ -112,7 +112,7 @@ class DiffRun {
     warnWhenUnsigned("diff", options_.platform);
     const Side before = readSide(options_.before, 0);
     const Side after = readSide(options_.after, 1);
-    Difference difference{
+    RulesDifference difference{
         .versions = versionsOf(before, after), .rules = RuleChanges(before.origins(), after.origins()), .devices = {}};
     if (checksDevices(options_)) checkDevices(before, after, difference.devices);
     platform_->checkLog();

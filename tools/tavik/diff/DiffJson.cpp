@@ -46,7 +46,7 @@ void appendDevice(std::string& out, const DeviceChange& change) {
 
 DeviceChanges::Render jsonRenderer() { return appendDevice; }
 
-std::string differenceJson(const Difference& difference) {
+std::string differenceJson(const RulesDifference& difference) {
   Array groups;
   for (const ChangeGroup& group : difference.rules.groups()) {
     Array changes;

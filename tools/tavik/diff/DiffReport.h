@@ -14,7 +14,7 @@
 
 namespace tavik::tool {
 
-struct Difference {
+struct RulesDifference {
   Dictionary versions;  ///< "old" and "new", and "old_library" and "new_library" where there are libraries
   RuleChanges rules;
   std::optional<DeviceChanges> devices;
@@ -26,8 +26,8 @@ struct Difference {
 DeviceChanges::Render textRenderer(const Screen& screen);
 DeviceChanges::Render jsonRenderer();
 
-std::string differenceText(const Difference& difference, const Screen& screen);
-std::string differenceJson(const Difference& difference);
+std::string differenceText(const RulesDifference& difference, const Screen& screen);
+std::string differenceJson(const RulesDifference& difference);
 
 }  // namespace tavik::tool
 

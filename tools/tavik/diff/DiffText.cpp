@@ -273,7 +273,7 @@ DeviceChanges::Render textRenderer(const Screen& screen) {
   return [screen](std::string& out, const DeviceChange& change) { appendDevice(out, change, screen); };
 }
 
-std::string differenceText(const Difference& difference, const Screen& screen) {
+std::string differenceText(const RulesDifference& difference, const Screen& screen) {
   std::string text = versionsText(difference.versions);
   for (const ChangeGroup& group : difference.rules.groups()) text += groupText(group, difference.rules.kinds(), screen);
   if (difference.rules.empty()) text += "\nno device gets other rules\n";
