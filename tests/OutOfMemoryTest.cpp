@@ -716,6 +716,23 @@ void trustThroughC(c::OwnedPlatform& platform) {
   c::done(tavik_platform_new(&callbacks, platform.out()));
 }
 
+// The user data is the platform's once there is one, and stays the caller's when there is none.
+TEST(OutOfMemoryTest, UserDataChangesHandsWithThePlatform) {
+  forEveryRequest("tavik_platform_new", [](std::size_t refused, bool onlyOne) {
+    int releases = 0;
+    tavik_platform_callbacks callbacks = {};
+    callbacks.struct_size = sizeof callbacks;
+    callbacks.user_data = &releases;
+    callbacks.validate = [](void*, const tavik_value*, const char*, tavik_verdict*) {};
+    callbacks.release = [](void* data) { ++*static_cast<int*>(data); };
+    c::OwnedPlatform platform;
+    const bool ended = runs(refused, onlyOne, [&] { c::done(tavik_platform_new(&callbacks, platform.out())); });
+    EXPECT_EQ(releases, 0);
+    platform = c::OwnedPlatform();
+    EXPECT_EQ(releases, ended ? 1 : 0);
+  });
+}
+
 TEST(OutOfMemoryTest, ChecksThroughTheCInterface) {
   const TemporaryFile library(kLibrary);
   const TemporaryFile malformed("{ version = 1; Prefix = { attribute = serial; predicate = \"hasPrefix XOR b\"; }; }");

@@ -79,7 +79,18 @@ class InstallTest(unittest.TestCase):
         (self.root / "good.plist").write_text("{ ModelNumber = MX101; }", encoding="utf-8")
         (self.root / "array.plist").write_text("( MX101 )", encoding="utf-8")
         files = [self.root / name for name in ("pub.pem", "library.signed", "rules.signed")]
+        station = HERE.parent / "examples/station"
+        command = self.prefix / "bin" / "tavik"
+        for name in ("rule-library", "local-rules"):
+            run(command, "sign", "--key", self.root / "key.pem", station / f"{name}.plist", "-o", self.root / name)
+        for name in ("sfc", "gui"):
+            run(command, "convert", "--to", "xml", station / f"device-good/{name}.json", "-o", self.root / f"{name}.plist")
+        passes = [files[0], self.root / "rule-library", self.root / "local-rules", station / "device-good/attributes.plist",
+                  *(f"{name}={self.root}/{name}.plist" for name in ("sfc", "gui"))]
         for program in (build / "check_device", by_pkg_config):
+            passed = run(program, *passes)
+            self.assertIn("pass Storage size\n", passed.stdout)
+            self.assertNotIn("FAIL", passed.stdout)
             failed = run(program, *files, self.root / "good.plist", check=False)
             self.assertEqual(failed.returncode, 1, failed.stderr)
             self.assertIn("pass Model\nFAIL Unheard\n  actual: attribute (null) not found from device!\n", failed.stdout)

@@ -4,6 +4,7 @@
    Exits with 0 when the device passed, 1 when it failed, 2 when there is no verdict. */
 
 #include <stdio.h>
+#include <string.h>
 #include <tavik/tavik_platform.h>
 
 enum { kPassed = 0, kFailed = 1, kNoVerdict = 2 };
@@ -81,38 +82,46 @@ static int printRecords(const tavik_value* records) {
   return verdict;
 }
 
-static int check(const Station* station, const char* deviceFile, const char* sfcFile) {
+/* The dictionary of sources from arguments such as "sfc=shop-floor.plist". */
+static tavik_status readSources(char** arguments, int count, tavik_value** sources, tavik_error** error) {
+  tavik_status status = tavik_value_new_dictionary(sources);
+  for (int i = 0; i < count && status == TAVIK_OK; ++i) {
+    const char* const equals = strchr(arguments[i], '=');
+    tavik_value* source = NULL;
+    if (equals == NULL) return TAVIK_BAD_ARGUMENT;
+    status = tavik_property_list_read_file(equals + 1, &source, error);
+    if (status == TAVIK_OK)
+      status = tavik_dictionary_set(*sources, arguments[i], (size_t)(equals - arguments[i]), source);
+    tavik_value_release(&source);
+  }
+  return status;
+}
+
+static int check(const Station* station, char** arguments, int count) {
   tavik_error* error = NULL;
   tavik_value* device = NULL;
-  tavik_value* sfc = NULL;
   tavik_value* sources = NULL;
   tavik_value* records = NULL;
-  tavik_status status = tavik_property_list_read_file(deviceFile, &device, &error);
-  if (status == TAVIK_OK && sfcFile != NULL) {
-    status = tavik_property_list_read_file(sfcFile, &sfc, &error);
-    if (status == TAVIK_OK) status = tavik_value_new_dictionary(&sources);
-    if (status == TAVIK_OK) status = tavik_dictionary_set(sources, "sfc", TAVIK_TO_NUL, sfc);
-  }
+  tavik_status status = tavik_property_list_read_file(arguments[0], &device, &error);
+  if (status == TAVIK_OK) status = readSources(arguments + 1, count - 1, &sources, &error);
   if (status == TAVIK_OK) status = tavik_rules_check(station->rules, device, sources, NULL, &records, &error);
   int verdict = records != NULL ? printRecords(records) : kNoVerdict;
-  if (status != TAVIK_OK) verdict = report(deviceFile, status, &error);
+  if (status != TAVIK_OK) verdict = report(arguments[0], status, &error);
   tavik_value_release(&records);
   tavik_value_release(&sources);
-  tavik_value_release(&sfc);
   tavik_value_release(&device);
   return verdict;
 }
 
 int main(int argc, char** argv) {
-  if (argc != 5 && argc != 6) {
-    fprintf(stderr, "usage: %s PUBLIC_KEY LIBRARY LOCAL_RULES DEVICE [SFC]\n", argv[0]);
+  if (argc < 5) {
+    fprintf(stderr, "usage: %s PUBLIC_KEY LIBRARY LOCAL_RULES DEVICE [SOURCE=FILE]...\n", argv[0]);
     return kNoVerdict;
   }
   Station station = {NULL, NULL};
   tavik_error* error = NULL;
   const tavik_status status = openStation(&station, argv + 1, &error);
-  const int verdict =
-      status == TAVIK_OK ? check(&station, argv[4], argc == 6 ? argv[5] : NULL) : report("no station", status, &error);
+  const int verdict = status == TAVIK_OK ? check(&station, argv + 4, argc - 4) : report("no station", status, &error);
   closeStation(&station);
   return verdict;
 }

@@ -12,11 +12,10 @@
 /// with a rule
 ///   document is an `Error` or a failing record about the document; what a host or rule author must not do is a fault:
 ///   an exception, `std::out_of_range` or `std::invalid_argument`, that ends the call. After a fault everything stays
-///   usable. `std::bad_alloc` passes through. The C functions raise nothing; their misuse ends the process with the
-///   broken condition's text.
+///   usable. `std::bad_alloc` passes through. The functions of DERDecoder.h raise nothing; their misuse ends the
+///   process with the broken condition's text.
 /// - **Threads.** There is no global state. One kernel serves any number of threads at once; what a call is given must
-/// not be
-///   changed by another thread meanwhile.
+///   not be changed by another thread meanwhile.
 #ifndef TAVIK_KERNEL_H
 #define TAVIK_KERNEL_H
 

@@ -87,7 +87,7 @@ class SlabCutter {
 
  private:
   static constexpr std::size_t kLeast = 1024;
-  static constexpr std::size_t kMost = 16 * 1024;
+  static constexpr std::size_t kMost = std::size_t{16} * 1024;
   static constexpr std::size_t kLargestBlock = 256;
 
   void open() {
