@@ -346,6 +346,8 @@ TEST(CInterfaceTest, NumbersOnceGivenStay) {
                                 TAVIK_KIND_DICTIONARY};
   for (std::int32_t number = 0; number < 14; ++number) EXPECT_EQ(statuses[number], number);
   for (std::int32_t number = 0; number < 9; ++number) EXPECT_EQ(kinds[number], number);
+  EXPECT_EQ(tavik_interface_version(), TAVIK_INTERFACE_VERSION);
+  EXPECT_EQ(tavik_version(), TavikKernelVersionNumber);
   EXPECT_TRUE(TAVIK_FORMAT_XML == 1 && TAVIK_FORMAT_BINARY == 2 && TAVIK_LOG_NONE == 0 &&
               TAVIK_LOG_STANDARD_ERROR == 1);
 }

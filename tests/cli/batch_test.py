@@ -185,13 +185,15 @@ rules that failed most:
 
     def test_table(self):
         text = "".join(line(attributes, sources=sources, id=f"d\n{i}") for i, (attributes, sources, _) in enumerate(DEVICES[:5]))
+        text += line(DEVICES[0][0], sources=DEVICES[0][1], id=[1, {"a": 2}])
         out = self.batch(text + "bad", "--format", "table").out
         self.assertRegex(out, r'''^pass  d\\n0
 FAIL  d\\n1  Colour
 FAIL  d\\n2  Model
 FAIL  d\\n3  fault: rule "Code": .*
 FAIL  d\\n4  no verdict: rule "Malformed": invalid logical operator:a XOR b
-FAIL  6  input: line 6, column 1: no value begins with "b"
+pass  \( 1, { a = 2; } \)
+FAIL  7  input: line 7, column 1: no value begins with "b"
 $''')
 
     def test_the_summary_names_the_ten_rules_that_failed_most(self):

@@ -2,10 +2,13 @@
 
 import base64
 import json
+import os
+import pty
 import struct
+import subprocess
 import unittest
 
-from support import FAILED, PASSED, CommandTest
+from support import FAILED, PASSED, TAVIK, CommandTest, shown_on
 
 SHA1_WITH_RSA = bytes.fromhex("06092a864886f70d010105")
 
@@ -78,8 +81,19 @@ class DecodeTest(CommandTest):
                     self.assertEqual((status, out), (FAILED, ""))
                     self.assertTrue(err.startswith(f"tavik: decode: blob: is no {kind}"))
 
+    def test_of_long_data_a_terminal_shows_the_beginning(self):
+        self.file("blob", der(0x30, der(0x30, SHA1_WITH_RSA), der(0x31, der(0x81, b"\xff" * 300)), der(0x04), der(0xA3)))
+        master, terminal = pty.openpty()
+        subprocess.run([TAVIK, "decode", "root-manifest", "blob"], cwd=self.folder, stdout=terminal, check=True)
+        os.close(terminal)
+        lines = shown_on(master).splitlines()
+        self.assertEqual(len(lines), 17)
+        self.assertIn("… 44 more bytes", lines[-1])
+
     def test_der(self):
         blob = der(0x30, der(0x02, b"\xff"), der(0xA1, der(0x0C, "é".encode())), der(0x31)) + SHA1_WITH_RSA
+        truths = self.decode("der", der(0x01, b"\xff") + der(0x01, b"\0") + der(0x01, b"\1\2"))[1].splitlines()[1:]
+        self.assertEqual([line.split("BOOLEAN")[1].strip() for line in truths], ["TRUE", "FALSE", "01 02"])
         run = self.decode("der", blob, "--format", "json")
         self.assertEqual(run[1], (
             '{"items": [{"offset": 0, "headerLength": 2, "length": 11, "class": 0, "tag": 16, "constructed": true, "items": '

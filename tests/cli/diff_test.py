@@ -207,6 +207,30 @@ P3
             Size  equal  64 (library)
 """)
 
+    def test_text_of_what_is_long_or_refused(self):
+        long = "a text that is too long to stand beside another one"
+        send, other = ({"RuleSets": {"BaseRuleSet": {"Send": {"value": {"OnPass": "1", **more}}}}}
+                       for more in ({}, {"OnFail": long}))
+        gone, lost = ({"MPNRules": {"P1": {f"{name}RuleSet": {}}}} for name in ("Gone", "Lost"))
+        cases = (
+            (send, other, 'expected value, "OnFail": with "a text that'),
+            (other, send, 'expected value, "OnFail": without "a text that'),
+            (other, {"RuleSets": {"BaseRuleSet": {"Send": {"value": {"OnPass": "1", "OnFail": "2"}}}}},
+             f'expected value, "OnFail": "{long}" -> "2"'),
+            ({"MPNRules": {"P1": {"RegionRules": {"EU": {"Form": {"value": long}}}}}}, {},
+             f'expected value, old: "{long}" (region)\n            expected value, new: none\n'),
+            ({}, gone, "refused   get no rules any more: unknown RuleSet:GoneRuleSet"),
+            (gone, lost, "get no rules, for another reason\n            old: unknown RuleSet:GoneRuleSet\n"),
+        )
+        for before, after, text in cases:
+            with self.subTest(text):
+                self.file("old", json.dumps(merged(RULES, before)))
+                out = self.diff(merged(RULES, after), "--library", "library").out
+                self.assertIn(text, out)
+        self.file("old", json.dumps(RULES))
+        self.file("library2", json.dumps(merged(LIBRARY, {"Form": {"hideResult": None}})))
+        self.assertIn("hidden: true -> none", self.diff("old", "--library", "library", "--library", "library2").out)
+
     def test_agrees_with_the_description_on_random_documents(self):
         chance = random.Random(5)
         names = ["A", "B", "C", "oneRuleSet", "twoRuleSet"]
@@ -311,6 +335,9 @@ other  FAILED -> passed
 """), run.out)
         run = self.diff(merged(RULES, {"MPNRules": {"P1": None}}), "--library", "library", "--attributes", "good")
         self.assertIn("\ngood  passed -> no verdict: unknown MPN:P1\n  Color\n    old  pass", run.out)
+        self.file("library2", json.dumps(merged(LIBRARY, {"Color": {"predicate": "sendConditionalAttribute", "value": {"list": []}}})))
+        run = self.diff("old", "--library", "library", "--library", "library2", "--attributes", "good")
+        self.assertIn('\ngood  passed -> fault: ', run.out)
         turned_sets = {**RULES, "RuleSets": turned(RULES["RuleSets"])}
         self.file("good", json.dumps({"ModelNumber": "P2", "Color": "sand", "Size": 64}))
         self.assertIn('good  FAILED\n  to the station\n    old  {"OnPass": "2"}\n    new  {"OnPass": "1"}\n',

@@ -182,6 +182,17 @@ class ExplainTest(CommandTest):
         self.assertIn("  look        invalid logical operator:equal XOR equal: ends every check that comes to it\n",
                       self.explain("Bad").out)
 
+    def test_what_a_missing_value_does(self):
+        words = {"hasPrefix": "fails for every device", "valueInList": "passes for every device", "greaterThan": "compares with 0",
+                 "boolEqual": "compares with false", "sendStaticAttribute": "ends the check with a fault"}
+        self.file("library", json.dumps({"version": 1, **{word: {"attribute": "Color", "predicate": word} for word in words}}))
+        self.file("rules", json.dumps({"version": 1, "GenericRules": {word: {} for word in words}}))
+        out = self.explain().out
+        for word, meaning in words.items():
+            with self.subTest(word):
+                self.assertIn(f"nobody says a value: {word} {meaning}", out)
+        self.assertIn("\n  a fault ends the check: ", self.explain("sendStaticAttribute").out)
+
     def test_a_rule_that_the_device_does_not_get(self):
         for name, text in (("Bad", "this device does not get it; it is for P2"),
                            ("Colour", 'the local rules know it; did you mean "Color"?'),

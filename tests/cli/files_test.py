@@ -1,5 +1,6 @@
 """The files of a command line: what is read and told apart, what hostile input does (nothing), and how outputs are written."""
 
+import json
 import os
 import plistlib
 import pty
@@ -8,6 +9,7 @@ import stat
 import struct
 import subprocess
 import threading
+import time
 import unittest
 
 from support import PASSED, TAVIK, UNUSABLE, CommandTest
@@ -88,6 +90,7 @@ class InputsTest(CommandTest):
             ("is a device", "/dev/null"),
             ("is larger than 1 GiB", "huge"),
             ("File name too long", "n" * 5000),
+            ("Input/output error", "/proc/self/mem"),
         )
         for why, path in cases:
             with self.subTest(path[:20]):
@@ -191,6 +194,17 @@ class OutputsTest(CommandTest):
         run = subprocess.run(command, stdout=writer, stderr=subprocess.PIPE, cwd=self.folder, check=False)
         os.close(writer)
         self.assertEqual((run.returncode, run.stderr), (UNUSABLE, b""))
+
+    def test_standard_output_that_does_not_wait(self):
+        self.file("long.json", json.dumps(["x" * 99] * 10000))
+        reader, writer = os.pipe()
+        os.set_blocking(writer, False)
+        with subprocess.Popen([TAVIK, "convert", "--to", "json", "long.json"], stdout=writer, cwd=self.folder) as process:
+            os.close(writer)
+            time.sleep(0.2)  # the pipe is full by then
+            with os.fdopen(reader, "rb") as out:
+                self.assertEqual(json.load(out), ["x" * 99] * 10000)
+        self.assertEqual(process.returncode, PASSED)
 
     def test_a_terminal_gets_no_binary(self):
         master, terminal = pty.openpty()

@@ -48,6 +48,7 @@ TRAPS = [
     # ends the run, or faults
     ("malformed-expression", "error", "Modem firmware", "blank that is too many", [library("Modem firmware", "predicate", "hasPrefix  OR contains")]),
     ("malformed-expression", "error", "Modem firmware", "XOR", [library("Modem firmware", "predicate", "hasPrefix XOR contains")]),
+    ("malformed-expression", "error", "Modem firmware", "without parentheses", [library("Modem firmware", "predicate", "NOT (hasPrefix OR contains)")]),
     ("malformed-expression", "error", "Modem firmware", "no \"predicate\"", [library("Modem firmware", "predicate", GONE)]),
     ("no-version", "error", "", "fault", [library("version", GONE)]),
     ("no-version", "error", "", "fault", [rules("version", GONE)]),
@@ -74,6 +75,9 @@ TRAPS = [
     ("undefined-rule", "error", "No Attribute token", "passes for every device", [rules("GenericRules", "No Attribute token", {})]),
     ("empty-value", "error", "Control bits", "passes for every device", [library("Control bits", "value", [])]),
     # can never pass
+    ("missing-value", "error", "Model code list", "NOT turns that round. The rule fails",
+     [library("Model code list", "value", GONE), library("Model code list", "predicate", "NOT valueInList")]),
+    ("wrong-kind", "error", "Storage size", "data as 17 bytes", [library("Storage size", "value", bytes(17))]),
     ("unknown-predicate", "error", "Modem firmware", "did you mean \"hasPrefix\"? The rule fails", [library("Modem firmware", "predicate", "hasPrefx")]),
     ("unknown-predicate", "error", "Serial number form", "The rule fails for every device", [library("Serial number form", "predicate", "hasPrefix AND isUpper")]),
     ("unknown-predicate", "error", "Camera module supplier", "only \"hasPrefix\" decides", [library("Camera module supplier", "predicate", "hasPrefix OR suffix")]),
@@ -377,6 +381,13 @@ class LintTest(CommandTest):
                 dropped, without = self.replaced(local)
                 self.assertEqual({f["path"] for f in findings if f["name"] == "compares-with-nothing"}, without)
                 self.assertEqual({f["path"] for f in findings if f["name"] == "dropped-value"}, dropped)
+
+    def test_more_findings_than_anybody_reads(self):
+        self.documents["library"].update({str(number): {"attribute": "A", "predicate": "isUppercase"} for number in range(100_010)})
+        self.write()
+        run = self.lint("--format", "json")
+        self.assertEqual((run.status, run.err.splitlines()[-1]), (PASSED, "tavik: lint: 10 findings more are not shown"))
+        self.assertEqual(len(json.loads(run.out)["findings"]), 100_000)
 
     def test_documents_of_any_shape_are_borne(self):
         """Values of the example replaced at random."""

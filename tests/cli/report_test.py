@@ -232,7 +232,12 @@ class ReportTest(ReportCase):
             (DEVICES[3][0], NO_VERDICT, ("a XOR b. The rules are at fault",)),
             (DEVICES[4][0], NO_VERDICT, ("unknown MPN:MD3. Compare the part number",)),
             ({"ModelNumber": "MD1", "SerialNumber": "C8PKKQ2"}, FAILED, ("To do: The device gave no such value.",)),
+            (GOOD | {"ModelNumber": "MD4"}, FAILED, ("To do: The operator was not asked, or gave no answer", "(gui)",
+                                                     "To do: This source has no such value", "</code> from label")),
         )
+        from_source = {name: {"attribute": "ModelNumber", "predicate": "equal", "references": [{"source": name, "attribute": "x"}]}
+                       for name in ("gui", "label")}
+        self.documents(LIBRARY | from_source, RULES | {"MPNRules": RULES["MPNRules"] | {"MD4": {"gui": {}, "label": {}}}})
         for device, status, texts in cases:
             page = self.check(device, "html", status)
             for text in texts:
@@ -262,6 +267,14 @@ class ReportTest(ReportCase):
         listed = [int(number) for number in re.findall(r'class="name">(\d+)</bdi>', page)]
         self.assertEqual(listed, list(range(len(listed))))
         self.assertTrue(15 << 20 < len(page) < 17 << 20 and len(listed) < len(sizes), (len(page), len(listed)))
+
+    def test_a_batch_page_of_many_rules_is_bounded(self):
+        names = [f"Rule {number:03}" for number in range(260)]
+        self.documents({"version": 1, **{name: LIBRARY["Size"] for name in names}},
+                       {"version": 1, "GenericRules": {name: {} for name in names}})
+        page = self.batch('{"attributes": {"Size": 4}}\n', "html")
+        for words in ("220 more failed rules of this device are not listed", "60 more are not listed"):
+            self.assertTrue(words in page, words)
 
     def test_an_input_that_cannot_be_read_on_is_told_in_the_report(self):
         devices = json.dumps({"attributes": GOOD}) + "\n"

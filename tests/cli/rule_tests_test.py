@@ -201,10 +201,10 @@ FAILED  3 cases: 2 passed, 1 failed
     def test_junit_is_valid_and_takes_any_text(self):
         cases = [{"name": "good ]]> \x1b \U0001F600 <", "expect": {"others": "pass"}},
                  {"name": "wrong", "change": {"Color": "\x01]]>&"}, "expect": {"others": "pass"}}]
-        run = self.tavik("test", self.case_file(cases), "--format", "junit")
+        run = self.tavik("test", self.case_file(cases, "cases\udcff.json"), "--format", "junit")
         subprocess.run(["xmllint", "--noout", "--schema", PROJECT / "tests/cli/junit.xsd", "-"], input=run.stdout,
                        capture_output=True, check=True)
-        self.assertIn('<testsuite name="cases.json" tests="2" failures="1" errors="0"', run.out)
+        self.assertIn('<testsuite name="cases\\xff.json" tests="2" failures="1" errors="0"', run.out)
         self.assertIn('message="Color: fails, and should pass as the case does not name it"', run.out)
 
     def test_coverage_counts_what_cases_expect_something_of(self):
@@ -229,6 +229,7 @@ FAILED  3 cases: 2 passed, 1 failed
         self.assertNotIn("Storage", text)
         self.refuses(UNUSABLE, "--coverage: JUnit XML has no place for it", "test", "cases.json", "--coverage", "--format",
                      "junit")
+        self.refuses(UNUSABLE, "--public-key and --unsigned exclude each other", "test", "cases.json", "--public-key", "p", "--unsigned")
 
     def test_filter(self):
         cases = [{"name": name, "expect": {"others": "pass"}} for name in ("storage good", "color", "storage")]

@@ -31,8 +31,6 @@ class JsonReader {
  public:
   JsonReader();
   ~JsonReader();
-  JsonReader(JsonReader&&) noexcept;
-  JsonReader& operator=(JsonReader&&) noexcept;
 
   /// Reads one text, which may hold anything: malformed JSON or UTF-8, null, a key given twice, an integer beyond 64
   /// bits, a malformed "$" form and nesting beyond kPropertyListDepthLimit are refused.

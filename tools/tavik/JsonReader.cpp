@@ -248,8 +248,6 @@ struct JsonReader::Parser {
 
 JsonReader::JsonReader() : parser_(std::make_unique<Parser>()) {}
 JsonReader::~JsonReader() = default;
-JsonReader::JsonReader(JsonReader&&) noexcept = default;
-JsonReader& JsonReader::operator=(JsonReader&&) noexcept = default;
 
 std::optional<Value> JsonReader::read(std::string& text, std::string& error, std::size_t firstLine) {
   text.reserve(text.size() + simdjson::SIMDJSON_PADDING);
