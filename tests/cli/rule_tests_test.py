@@ -161,7 +161,7 @@ class RuleTestsTest(CommandTest):
             ("(cases[1].name): another case has this name", {"cases": case()["cases"] * 2}),
             ('(cases[0]): has no "attributes"', {"cases": [{"name": "n", "expect": {"others": "any"}}]}),
             ("(cases[0].attributes): nowhere.json: No such file", case(attributes="nowhere.json")),
-            ("cases.json: names no document for --library", case()),
+            ("cases.json: has no \"library\"; add it, or give --library", case()),
         )
         validator = jsonschema.Draft7Validator(SCHEMA)
         for message, document in (*refused, *only_by_the_command):

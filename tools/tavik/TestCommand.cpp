@@ -67,8 +67,9 @@ struct DocumentNames {
 std::string documentName(std::string_view option, const std::optional<std::string>& given,
                          const std::optional<std::string>& inFile, const CaseFile& file) {
   if (given) return *given;
-  if (!inFile)
-    throw Unusable(fmt::format("{}: names no document for {}, and there is no such option", file.name, option));
+  if (!inFile) {
+    throw Unusable(fmt::format("{}: has no \"{}\"; add it, or give {} FILE", file.name, option.substr(2), option));
+  }
   return *inFile;
 }
 
