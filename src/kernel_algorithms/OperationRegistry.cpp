@@ -86,7 +86,7 @@ constexpr ValueFacts kRegionCode = {.kinds = {Kind::kString}, .role = "region co
 constexpr ValueFacts kRegionCodes = {
     .kinds = {Kind::kArray}, .otherKind = OtherKind::kPassedOver, .elements = &kRegionCode};
 constexpr EntryFacts kCommonBehaviorEntries[] = {
-    {"countryList", &kRegionCodes, Without::kSame},
+    {"countryList", &kRegionCodes, Without::kFails},
     {"behavior", &kText, Without::kPasses},
 };
 constexpr ValueFacts kCommonBehavior = {

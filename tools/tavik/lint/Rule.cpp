@@ -7,6 +7,8 @@
 #include <memory>
 #include <unordered_set>
 
+#include "lint/ValuePart.h"
+
 namespace tavik::tool::lint {
 namespace {
 
@@ -43,6 +45,8 @@ Rule::Outcome negated(Rule::Outcome outcome) {
   if (outcome == Rule::Outcome::kFails) return Rule::Outcome::kPasses;
   return outcome == Rule::Outcome::kPasses ? Rule::Outcome::kFails : outcome;
 }
+
+std::string_view verbOf(Rule::Outcome outcome) { return outcome == Rule::Outcome::kFails ? "fails" : "passes"; }
 
 }  // namespace
 
@@ -117,16 +121,21 @@ std::string Rule::sentence(Outcome outcome) const {
 }
 
 std::string Rule::consequence(const Operand& operand, Outcome outcome) const {
+  if (referencesAreMalformed_) return sentence(Outcome::kFails);
   if (outcome == Outcome::kFault || operator_ == Operator::kNone) return sentence(outcome);
   if (operator_ == Operator::kNot) {
-    return fmt::format("\"{}\" always {}, and NOT turns that round. {}", operand.word,
-                       outcome == Outcome::kFails ? "fails" : "passes", sentence(negated(outcome)));
+    return fmt::format("\"{}\" always {}, and NOT turns that round. {}", operand.word, verbOf(outcome),
+                       sentence(negated(outcome)));
   }
   const bool decides = (operator_ == Operator::kAnd) == (outcome == Outcome::kFails);
   if (decides) return sentence(outcome);
   const Operand& other = &operand == &operands_[0] ? operands_[1] : operands_[0];
-  return fmt::format("\"{}\" always {}, so only \"{}\" decides.", operand.word,
-                     outcome == Outcome::kFails ? "fails" : "passes", other.word);
+  const Outcome others = outcomeOf(*this, other);
+  const std::string first = fmt::format("\"{}\" always {}", operand.word, verbOf(outcome));
+  if (others != Outcome::kFails && others != Outcome::kPasses) {
+    return fmt::format("{}, so only \"{}\" decides.", first, other.word);
+  }
+  return fmt::format("{}, and \"{}\" always {}. {}", first, other.word, verbOf(others), sentence(others));
 }
 
 }  // namespace tavik::tool::lint

@@ -74,6 +74,10 @@ class Rule {
   [[nodiscard]] bool isCalled(const Operand& operand) const {
     return operand.facts != nullptr && operand.facts->takesReferences == callsWithReferences();
   }
+  /// The operand is called without an expected value.
+  [[nodiscard]] bool lacksValue(const Operand& operand) const {
+    return !value_ && !valueIsOpen() && !takesFirstReference_ && isCalled(operand);
+  }
 
   /// What follows for the rule when one of its predicates always ends so.
   [[nodiscard]] std::string consequence(const Operand& operand, Outcome outcome) const;

@@ -7,7 +7,7 @@
 #include <span>
 
 #include "lint/Check.h"
-#include "lint/Rule.h"
+#include "lint/ValuePart.h"
 
 namespace tavik::tool::lint {
 namespace {
@@ -211,6 +211,31 @@ void lostForwarding(const Rule& rule, Reporter& reporter) {
   }
 }
 
+void alwaysPasses(const Rule& rule, Reporter& reporter) {
+  if (rule.combination() != Operator::kNot && rule.combination() != Operator::kOr) return;
+  for (const Rule::Operand& operand : rule.operands()) {
+    if (!rule.isCalled(operand) || !operand.facts->forwards || outcomeOf(rule, operand) != Outcome::kPasses) continue;
+    reporter.at(rule.expressionPlace(), rule.name(),
+                {fmt::format("\"{}\" only forwards attributes: it passes for every device.", operand.word),
+                 rule.consequence(operand, Outcome::kPasses), "Make it a rule of its own, without NOT or OR."});
+  }
+}
+
+void comparedWithItself(const Rule& rule, Reporter& reporter) {
+  if (!rule.takesFirstReference() || rule.references().empty()) return;
+  const std::string_view name = rule.references().front().name;
+  // Of several with this name the last one stays.
+  const auto last = std::find_if(rule.references().rbegin(), rule.references().rend(),
+                                 [&](const Rule::Reference& reference) { return reference.name == name; });
+  const bool isOfDevice = !last->place.value().ifDictionary()->contains("source");
+  const bool isRead = rule.operands()[0].facts->withoutValue != Without::kSame;
+  if (!isOfDevice || !isRead || rule.keys().findString("attribute") != name) return;
+  reporter.at(last->place, rule.name(),
+              {fmt::format("The reference is the attribute {} itself, as the device has it.", shown(name)),
+               "It is compared with itself, which says nothing about the device.",
+               "Give the reference a \"source\", or another \"attribute\"."});
+}
+
 void shownAfterAll(const Rule& rule, Reporter& reporter) {
   const auto place = rule.key("hideResult");
   if (!place || place->value().ifBoolean() != false) return;
@@ -231,6 +256,14 @@ void attributeOfTwoKinds(const Rule& rule, Reporter& reporter) {
 }
 
 constexpr Check kChecks[] = {
+    {.name = "always-passes",
+     .severity = Severity::kError,
+     .what = "A predicate that forwards attributes to the station stands under NOT or in an OR.",
+     .why = "It passes for every device, as it is there to forward alone. So a rule with OR passes for every device, "
+            "whatever the other predicate finds, and one with NOT fails for every device.",
+     .before = R"("Send": {"attribute": "Model", "predicate": "NOT sendStaticAttribute", "value": {"OnPass": "PACK"}})",
+     .after = R"("Send": {"attribute": "Model", "predicate": "sendStaticAttribute", "value": {"OnPass": "PACK"}})",
+     .ofRule = alwaysPasses},
     {.name = "attribute-of-two-kinds",
      .severity = Severity::kError,
      .what = "The two predicates of an AND take attributes of different kinds.",
@@ -239,6 +272,16 @@ constexpr Check kChecks[] = {
      .before = R"("Board": {"attribute": "BoardKey", "predicate": "hasPrefix AND dataNotNull", "value": "B"})",
      .after = R"("Board": {"attribute": "BoardKey", "predicate": "dataNotNull"})",
      .ofDefinition = attributeOfTwoKinds},
+    {.name = "compared-with-itself",
+     .severity = Severity::kError,
+     .what = "A rule takes its own attribute as the expected value.",
+     .why = "A reference without a \"source\" is read from the device, and without an \"attribute\" it is the rule's "
+            "own. Every number or text equals itself and begins with itself, so the rule passes for every device; "
+            "none is greater than itself, so with `greaterThan` it fails.",
+     .before = R"("Build": {"attribute": "Build", "predicate": "equalLong", "references": [{"description": "Build"}]})",
+     .after = R"("Build": {"attribute": "Build", "predicate": "equalLong",
+           "references": [{"source": "sfc", "description": "Build"}]})",
+     .ofRule = comparedWithItself},
     {.name = "duplicate-reference",
      .severity = Severity::kWarning,
      .what = "Two references of a rule have the same name.",
@@ -262,7 +305,7 @@ constexpr Check kChecks[] = {
      .why = "A combined record has a result and two texts, nothing else. The station is not told where the device "
             "goes, and sends it where an earlier rule said, or nowhere.",
      .before =
-         R"("Send": {"attribute": "Model", "predicate": "dataNotNull OR sendStaticAttribute", "value": {"OnPass": "PACK"}})",
+         R"("Send": {"attribute": "Model", "predicate": "dataNotNull AND sendStaticAttribute", "value": {"OnPass": "PACK"}})",
      .after = R"("Send": {"attribute": "Model", "predicate": "sendStaticAttribute", "value": {"OnPass": "PACK"}})",
      .ofDefinition = lostForwarding},
     {.name = "malformed-expression",

@@ -16,29 +16,9 @@ using Outcome = Rule::Outcome;
 using Empty = ValueFacts::Empty;
 using ReadAs = ValueFacts::ReadAs;
 
-Outcome outcomeOf(Without without) {
-  switch (without) {
-    case Without::kFails:
-      return Outcome::kFails;
-    case Without::kPasses:
-      return Outcome::kPasses;
-    case Without::kFault:
-      return Outcome::kFault;
-    case Without::kComparesWithZero:
-    case Without::kComparesWithFalse:
-    case Without::kSame:
-      break;
-  }
-  return Outcome::kOpen;
-}
-
-bool lacksValue(const Rule& rule, const Rule::Operand& operand) {
-  return !rule.value() && !rule.valueIsOpen() && !rule.takesFirstReference() && rule.isCalled(operand);
-}
-
 void missingValue(const Rule& rule, Reporter& reporter) {
   for (const Rule::Operand& operand : rule.operands()) {
-    if (!lacksValue(rule, operand)) continue;
+    if (!rule.lacksValue(operand)) continue;
     const Outcome outcome = outcomeOf(operand.facts->withoutValue);
     if (outcome == Outcome::kOpen) continue;
     reporter.atKey(
@@ -50,7 +30,7 @@ void missingValue(const Rule& rule, Reporter& reporter) {
 
 void comparesWithNothing(const Rule& rule, Reporter& reporter) {
   for (const Rule::Operand& operand : rule.operands()) {
-    if (!lacksValue(rule, operand)) continue;
+    if (!rule.lacksValue(operand)) continue;
     const Without without = operand.facts->withoutValue;
     if (without != Without::kComparesWithZero && without != Without::kComparesWithFalse) continue;
     reporter.atKey(
@@ -71,69 +51,6 @@ void unusedValue(const Rule& rule, Reporter& reporter) {
                  {rule.wantsAbsence() ? std::string("A \"No Attribute\" rule has a value.")
                                       : fmt::format("{} reads no value.", shown(*rule.expression())),
                   "It is compared with nothing.", "Leave it out, or name a predicate that compares."});
-}
-
-std::string nounOf(const ValuePart& part) {
-  if (!part.facts.role.empty()) return fmt::format("The {}", part.facts.role);
-  return part.place.name() == "value" ? "The value" : fmt::format("The entry under \"{}\"", part.place.name());
-}
-
-std::string kindsOf(Kinds kinds) {
-  std::string names;
-  for (const Kind kind :
-       {Kind::kString, Kind::kNumber, Kind::kBoolean, Kind::kData, Kind::kDate, Kind::kArray, Kind::kDictionary}) {
-    if (kinds.contains(kind)) names += fmt::format("{}{}", names.empty() ? "" : " or ", kindName(kind));
-  }
-  return names;
-}
-
-/// Why a part of a kind that is not taken; empty where it is taken.
-std::string wrongKindOf(const ValuePart& part) {
-  const Kind kind = part.place.value().kind();
-  if (part.isKey || part.facts.kinds.contains(kind)) return "";
-  const bool isShort = kind != Kind::kArray && kind != Kind::kDictionary;
-  return fmt::format("\"{}\" takes {} here, not {}{}.", part.operand.word, kindsOf(part.facts.kinds), kindName(kind),
-                     isShort ? " as " + shown(part.place.value()) : "");
-}
-
-bool isEmpty(const ValuePart& part) {
-  if (const auto text = part.text()) return text->empty();
-  const Array* array = part.place.value().ifArray();
-  const Dictionary* dictionary = part.place.value().ifDictionary();
-  return (array != nullptr && array->empty()) || (dictionary != nullptr && dictionary->empty());
-}
-
-/// Why an empty part never passes, or always does.
-std::string emptinessOf(const ValuePart& part) {
-  if (part.facts.empty == Empty::kOrdinary || !isEmpty(part)) return "";
-  return fmt::format("{} of \"{}\" is empty.", nounOf(part), part.operand.word);
-}
-
-std::size_t charactersIn(std::string_view text) {
-  std::size_t count = 0;
-  for (; !text.empty(); ++count) takeCharacter(text);
-  return count;
-}
-
-/// Why a text is none that can pass.
-std::string impossibilityOf(const ValuePart& part) {
-  const auto text = part.text();
-  if (!text || (text->empty() && part.facts.empty != Empty::kOrdinary)) return "";
-  const ValueFacts& facts = part.facts;
-  const std::size_t count = charactersIn(*text);
-  if (facts.characters != 0 && count != facts.characters) {
-    return fmt::format("{} {} has {} characters, and \"{}\" compares with one of {}.", nounOf(part), shown(*text),
-                       count, part.operand.word, facts.characters);
-  }
-  if (!facts.onlyOf.empty() && text->find_first_not_of(facts.onlyOf) != std::string_view::npos) {
-    return fmt::format("{} holds other characters than {}.", shown(*text), facts.role);
-  }
-  if (facts.inPairs && count % 2 != 0) return fmt::format("{} has an odd number of {}.", shown(*text), facts.role);
-  if (const std::size_t found = text->find_first_of(facts.noneOf); found != std::string_view::npos) {
-    return fmt::format("{} {} holds a \"{}\", which no {} does.", nounOf(part), shown(*text), (*text)[found],
-                       facts.role);
-  }
-  return "";
 }
 
 void wrongKind(const Rule& rule, Reporter& reporter) {
@@ -283,7 +200,8 @@ std::string effectWithout(const EntryFacts& entry, const ValuePart& part) {
                                       : "Every device counts as a match.";
   }
   if (part.alone) return part.rule.consequence(part.operand, outcome);
-  return "Devices that it is for pass, whatever they say.";
+  return outcome == Outcome::kFails ? "No device ever passes by it; the rest of the value counts."
+                                    : "Devices that it is for pass, whatever they say.";
 }
 
 void missingEntry(const Rule& rule, Reporter& reporter) {
@@ -377,8 +295,9 @@ constexpr Check kChecks[] = {
      .severity = Severity::kError,
      .what = "The value of a predicate lacks an entry.",
      .why =
-         "Without \"Mask\" or \"Result\" nothing passes, without \"behavior\" every device of the listed regions does; "
-         "without \"list\" every device counts as a match; and when the attributes to forward are missing, a fault "
+         "Without \"Mask\" or \"Result\" nothing passes, without \"behavior\" every device of the listed regions does, "
+         "and without \"countryList\" none is listed; without \"list\" every device counts as a match; and when the "
+         "attributes to forward are missing, a fault "
          "ends "
          "the check.",
      .before = R"("Send": {"attribute": "RegionInfo", "predicate": "sendConditionalAttribute",

@@ -3,26 +3,9 @@
 #ifndef TAVIK_TOOL_LINT_VALUE_WALK_H
 #define TAVIK_TOOL_LINT_VALUE_WALK_H
 
-#include "lint/Rule.h"
+#include "lint/ValuePart.h"
 
 namespace tavik::tool::lint {
-
-/// A value, or a part of one, with what is to be known of it.
-struct ValuePart {
-  const Rule& rule;
-  const Rule::Operand& operand;
-  const ValueFacts& facts;
-  const Place& place;
-  /// Nothing passes that does not pass here; else other parts may still do.
-  bool alone;
-  /// The part is the key of a table.
-  bool isKey = false;
-
-  /// What the text is that the part may be.
-  [[nodiscard]] std::optional<std::string_view> text() const {
-    return isKey ? std::optional(place.key()) : place.value().ifString();
-  }
-};
 
 /// Calls `visit` with the value and, of what is of the right kind, the parts.
 template <class Visit>
@@ -33,7 +16,8 @@ void walkValue(const ValuePart& part, const Visit& visit) {
   visit(part);
   if (!part.facts.kinds.contains(part.place.value().kind())) return;
   if (const Array* array = part.place.value().ifArray(); array != nullptr && part.facts.elements != nullptr) {
-    const bool everyOne = part.facts.elementsNeeded == ValueFacts::Elements::kEvery || array->size() == 1;
+    const bool everyOne =
+        part.facts.elementsNeeded == ValueFacts::Elements::kEvery || array->size() == 1 || allDead(part);
     for (std::size_t i = 0; i < array->size(); ++i) {
       child(*part.facts.elements, part.place.element(i, array->at(i)), part.alone && everyOne);
     }
@@ -41,7 +25,7 @@ void walkValue(const ValuePart& part, const Visit& visit) {
   const Dictionary* dictionary = part.place.value().ifDictionary();
   if (dictionary == nullptr) return;
   if (part.facts.tableEntries != nullptr) {
-    const bool alone = part.alone && dictionary->size() == 1;
+    const bool alone = part.alone && (dictionary->size() == 1 || allDead(part));
     for (const auto [key, value] : *dictionary) {
       const Place place = part.place.entry(key, value);
       visit({part.rule, part.operand, *part.facts.tableKeys, place, alone, true});

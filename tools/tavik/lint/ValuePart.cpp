@@ -1,0 +1,180 @@
+#include "lint/ValuePart.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+
+#include "Text.h"
+
+namespace tavik::tool::lint {
+namespace {
+
+using Empty = ValueFacts::Empty;
+using Outcome = Rule::Outcome;
+
+std::string nounOf(const ValuePart& part) {
+  if (!part.facts.role.empty()) return fmt::format("The {}", part.facts.role);
+  return part.place.name() == "value" ? "The value" : fmt::format("The entry under \"{}\"", part.place.name());
+}
+
+std::string kindsOf(Kinds kinds) {
+  std::string names;
+  for (const Kind kind :
+       {Kind::kString, Kind::kNumber, Kind::kBoolean, Kind::kData, Kind::kDate, Kind::kArray, Kind::kDictionary}) {
+    if (kinds.contains(kind)) names += fmt::format("{}{}", names.empty() ? "" : " or ", kindName(kind));
+  }
+  return names;
+}
+
+std::size_t charactersIn(std::string_view text) {
+  std::size_t count = 0;
+  for (; !text.empty(); ++count) takeCharacter(text);
+  return count;
+}
+
+bool isPassedOver(const ValueFacts& facts, const Value& value) {
+  return facts.otherKind == ValueFacts::OtherKind::kPassedOver && !facts.kinds.contains(value.kind());
+}
+
+ValuePart childOf(const ValuePart& part, const ValueFacts& facts, const Place& place, bool isKey = false) {
+  return {part.rule, part.operand, facts, place, part.alone, isKey};
+}
+
+bool deadEntry(const ValuePart& part, std::string_view key, const Value& value) {
+  const Place place = part.place.entry(key, value);
+  return neverPasses(childOf(part, *part.facts.tableKeys, place, true)) ||
+         neverPasses(childOf(part, *part.facts.tableEntries, place));
+}
+
+/// Whether one of the entries of fixed names, without which nothing passes, is missing or dead.
+bool lacksEntry(const ValuePart& part, const Dictionary& dictionary) {
+  return std::ranges::any_of(part.facts.entries, [&](const EntryFacts& entry) {
+    const Value* value = dictionary.find(entry.key);
+    if (value == nullptr || isPassedOver(*entry.value, *value)) return entry.without == Without::kFails;
+    return entry.without != Without::kSame &&
+           neverPasses(childOf(part, *entry.value, part.place.entry(entry.key, *value)));
+  });
+}
+
+/// Whether a dictionary is empty or, where any one of its entries will do, none of them does.
+bool holdsNothing(const ValuePart& part, const Dictionary& dictionary) {
+  const auto willDo = [](const EntryFacts& entry) { return entry.without == Without::kSame; };
+  if (dictionary.empty()) return true;
+  if (part.facts.entries.empty() || !std::ranges::all_of(part.facts.entries, willDo)) return false;
+  return std::ranges::all_of(part.facts.entries, [&](const EntryFacts& entry) {
+    const Value* value = dictionary.find(entry.key);
+    if (value == nullptr || isPassedOver(*entry.value, *value)) return true;
+    const Place place = part.place.entry(entry.key, *value);
+    const ValuePart child = childOf(part, *entry.value, place);
+    return isEmpty(child) || neverPasses(child);
+  });
+}
+
+/// Whether an entry is missing without which there is a fault.
+bool mayFault(const ValuePart& part) {
+  const Dictionary* dictionary = part.place.value().ifDictionary();
+  return dictionary != nullptr && std::ranges::any_of(part.facts.entries, [&](const EntryFacts& entry) {
+           return entry.without == Without::kFault && !dictionary->contains(entry.key);
+         });
+}
+
+}  // namespace
+
+std::string wrongKindOf(const ValuePart& part) {
+  const Kind kind = part.place.value().kind();
+  if (part.isKey || part.facts.kinds.contains(kind)) return "";
+  const bool isShort = kind != Kind::kArray && kind != Kind::kDictionary;
+  return fmt::format("\"{}\" takes {} here, not {}{}.", part.operand.word, kindsOf(part.facts.kinds), kindName(kind),
+                     isShort ? " as " + shown(part.place.value()) : "");
+}
+
+bool isEmpty(const ValuePart& part) {
+  if (const auto text = part.text()) return text->empty();
+  const Array* array = part.place.value().ifArray();
+  const Dictionary* dictionary = part.place.value().ifDictionary();
+  return (array != nullptr && array->empty()) || (dictionary != nullptr && holdsNothing(part, *dictionary));
+}
+
+std::string emptinessOf(const ValuePart& part) {
+  if (part.facts.empty == Empty::kOrdinary || !isEmpty(part)) return "";
+  const Dictionary* dictionary = part.place.value().ifDictionary();
+  const bool holdsSomething = dictionary != nullptr && !dictionary->empty();
+  return fmt::format("{} of \"{}\" {}.", nounOf(part), part.operand.word,
+                     holdsSomething ? "has no entry that a device can pass by" : "is empty");
+}
+
+std::string impossibilityOf(const ValuePart& part) {
+  const auto text = part.text();
+  if (!text || (text->empty() && part.facts.empty != Empty::kOrdinary)) return "";
+  const ValueFacts& facts = part.facts;
+  const std::size_t count = charactersIn(*text);
+  if (facts.characters != 0 && count != facts.characters) {
+    return fmt::format("{} {} has {} characters, and \"{}\" compares with one of {}.", nounOf(part), shown(*text),
+                       count, part.operand.word, facts.characters);
+  }
+  if (!facts.onlyOf.empty() && text->find_first_not_of(facts.onlyOf) != std::string_view::npos) {
+    return fmt::format("{} holds other characters than {}.", shown(*text), facts.role);
+  }
+  if (facts.inPairs && count % 2 != 0) return fmt::format("{} has an odd number of {}.", shown(*text), facts.role);
+  if (const std::size_t found = text->find_first_of(facts.noneOf); found != std::string_view::npos) {
+    return fmt::format("{} {} holds a \"{}\", which no {} does.", nounOf(part), shown(*text), (*text)[found],
+                       facts.role);
+  }
+  return "";
+}
+
+bool allDead(const ValuePart& part) {
+  const Array* array = part.place.value().ifArray();
+  if (array != nullptr && part.facts.elements != nullptr) {
+    for (std::size_t i = 0; i < array->size(); ++i) {
+      if (!neverPasses(childOf(part, *part.facts.elements, part.place.element(i, array->at(i))))) return false;
+    }
+    return !array->empty();
+  }
+  const Dictionary* dictionary = part.place.value().ifDictionary();
+  if (dictionary == nullptr || part.facts.tableEntries == nullptr) return false;
+  for (const auto [key, value] : *dictionary) {
+    if (!deadEntry(part, key, value)) return false;
+  }
+  return !dictionary->empty();
+}
+
+bool neverPasses(const ValuePart& part) {
+  if (!part.isKey && isPassedOver(part.facts, part.place.value())) return false;
+  if (!wrongKindOf(part).empty() || !impossibilityOf(part).empty()) return true;
+  if (part.facts.empty == Empty::kNeverPasses && isEmpty(part)) return true;
+  if (part.isKey) return false;
+  const Dictionary* dictionary = part.place.value().ifDictionary();
+  return allDead(part) || (dictionary != nullptr && lacksEntry(part, *dictionary));
+}
+
+Rule::Outcome outcomeOf(Without without) {
+  switch (without) {
+    case Without::kFails:
+      return Outcome::kFails;
+    case Without::kPasses:
+      return Outcome::kPasses;
+    case Without::kFault:
+      return Outcome::kFault;
+    case Without::kComparesWithZero:
+    case Without::kComparesWithFalse:
+    case Without::kSame:
+      break;
+  }
+  return Outcome::kOpen;
+}
+
+Rule::Outcome outcomeOf(const Rule& rule, const Rule::Operand& operand) {
+  if (!rule.isCalled(operand)) return Outcome::kFails;
+  const PredicateFacts& facts = *operand.facts;
+  const auto isListed = [&](std::string_view name) { return std::ranges::count(rule.referenceNames(), name) != 0; };
+  if (!std::ranges::all_of(facts.references, isListed)) return Outcome::kFails;
+  if (rule.lacksValue(operand)) return outcomeOf(facts.withoutValue);
+  if (!rule.value() || facts.withoutValue == Without::kSame) return Outcome::kOpen;
+  const ValuePart whole = {rule, operand, facts.value, *rule.value(), true};
+  if (neverPasses(whole)) return Outcome::kFails;
+  if (facts.value.empty == Empty::kPassesAlways && isEmpty(whole)) return Outcome::kPasses;
+  return facts.forwards && !mayFault(whole) ? Outcome::kPasses : Outcome::kOpen;
+}
+
+}  // namespace tavik::tool::lint
