@@ -159,8 +159,11 @@ Dictionary Converter::otherMapping(PyObject* object, const Step* step) {
   if (!items) throw py::error_already_set();
   Dictionary dictionary;
   for (const py::handle item : items) {
-    const auto pair = py::cast<std::pair<py::object, py::object>>(item);
-    store(dictionary, pair.first.ptr(), pair.second.ptr(), step);
+    if (!PyTuple_Check(item.ptr()) || PyTuple_GET_SIZE(item.ptr()) != 2) {
+      refuse(PyExc_TypeError, step, "items() gives " + reprOf(item) + ", which is no pair");
+    }
+    const py::object pair = py::reinterpret_borrow<py::object>(item);
+    store(dictionary, PyTuple_GET_ITEM(pair.ptr(), 0), PyTuple_GET_ITEM(pair.ptr(), 1), step);
   }
   return dictionary;
 }

@@ -34,6 +34,7 @@ bool isDatetime(py::handle object) { return PyDateTime_Check(object.ptr()); }
 std::optional<Date> toDate(py::handle datetime) {
   const py::object offset = datetime.attr("utcoffset")();
   if (offset.is_none()) return std::nullopt;
+  if (!PyDelta_Check(offset.ptr())) throw py::type_error("utcoffset() gave no timedelta");  // a subclass's own
   const std::int64_t ahead =
       std::int64_t{86400} * PyDateTime_DELTA_GET_DAYS(offset.ptr()) + PyDateTime_DELTA_GET_SECONDS(offset.ptr());
   const int fraction =

@@ -78,6 +78,16 @@ class KindsTest(unittest.TestCase):
         self.assertEqual(list(tavik.Dictionary({"z": 1, "a": 2})), ["z", "a"])
 
 
+class Odd(datetime.datetime):
+    def utcoffset(self):
+        return "far from a timedelta"
+
+
+class OddItems(dict):
+    def items(self):
+        return [5]
+
+
 class RefusalTest(unittest.TestCase):
     def refuses(self, kind, text, call, *arguments, **keywords):
         with self.subTest(text), self.assertRaises(kind) as raised:
@@ -108,6 +118,8 @@ class RefusalTest(unittest.TestCase):
             (1j, TypeError, "is of type complex"),
             ({1, 2}, TypeError, "is of type set"),
             (memoryview(b"abcd")[::2], BufferError, "memoryview"),
+            (Odd(2026, 1, 1, tzinfo=UTC), TypeError, "utcoffset() gave no timedelta"),
+            (OddItems(), TypeError, "entries['key']: items() gives 5, which is no pair"),
             (cyclic, ValueError, "more than 512 levels deep"),
             (nested(512), ValueError, "more than 512 levels deep"),
             (frozen, ValueError, "more than 512 levels deep"),
