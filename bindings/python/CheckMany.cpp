@@ -3,8 +3,11 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <mutex>
 #include <system_error>
 #include <thread>
+
+#include "InterpreterLock.h"
 
 namespace tavik::python {
 namespace {
@@ -19,13 +22,12 @@ class Run {
  private:
   // False when all devices are taken.
   bool checkNext();
-  void work() {
-    while (checkNext()) {
-    }
-  }
+  // Checks until all devices are taken; `watch` is called after each. What is thrown ends the whole run.
+  template <class Watch>
+  void work(Watch watch) noexcept;
   void workAndWatchSignals();
   static void raiseOnSignal() {
-    const py::gil_scoped_acquire lock;
+    const Locked lock;
     if (PyErr_CheckSignals() != 0) throw py::error_already_set();
   }
 
@@ -33,18 +35,23 @@ class Run {
   const std::vector<Device>& devices_;
   std::vector<Outcome> outcomes_;
   std::atomic<std::size_t> next_ = 0;
+  std::once_flag ended_;
+  std::exception_ptr end_;
 };
 
 std::vector<Outcome> Run::with(std::size_t threads) && {
   {
     std::vector<std::jthread> others;
     try {
-      for (std::size_t i = 1; i < std::min(threads, devices_.size()); ++i) others.emplace_back(&Run::work, this);
+      for (std::size_t i = 1; i < std::min(threads, devices_.size()); ++i) {
+        others.emplace_back([this] { work([] {}); });
+      }
     } catch (const std::system_error&) {
       // No more threads are to be had; those that are there come to the same results.
     }
     workAndWatchSignals();
   }
+  if (end_) std::rethrow_exception(end_);
   return std::move(outcomes_);
 }
 
@@ -58,20 +65,24 @@ bool Run::checkNext() {
   return true;
 }
 
+template <class Watch>
+void Run::work(Watch watch) noexcept {
+  try {
+    while (checkNext()) watch();
+  } catch (...) {
+    next_.store(devices_.size(), std::memory_order_relaxed);
+    std::call_once(ended_, [&] { end_ = std::current_exception(); });
+  }
+}
+
 void Run::workAndWatchSignals() {
   using Clock = std::chrono::steady_clock;
-  constexpr std::chrono::milliseconds kInterval(50);
-  auto last = Clock::now();
-  try {
-    while (checkNext()) {
-      if (Clock::now() - last < kInterval) continue;
-      raiseOnSignal();
-      last = Clock::now();
-    }
-  } catch (const py::error_already_set&) {
-    next_.store(devices_.size(), std::memory_order_relaxed);
-    throw;
-  }
+  static constexpr std::chrono::milliseconds kInterval(50);
+  work([last = Clock::now()]() mutable {
+    if (Clock::now() - last < kInterval) return;
+    raiseOnSignal();
+    last = Clock::now();
+  });
 }
 
 }  // namespace

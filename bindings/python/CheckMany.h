@@ -18,7 +18,8 @@ struct Device {
 };
 
 /// One outcome a device, in their order. Called without the interpreter lock, which is taken now and then to see
-/// whether a signal came (Ctrl-C): then all threads end, and what Python's handler raised is raised.
+/// whether a signal came (Ctrl-C): then all threads end, and what Python's handler raised is raised. So does what a
+/// platform raises.
 std::vector<Outcome> checkMany(const PreparedRules& rules, const std::vector<Device>& devices, std::size_t threads);
 
 }  // namespace tavik::python

@@ -3,6 +3,7 @@
 #include "Conversion.h"
 #include "Documents.h"
 #include "FrozenDictionary.h"
+#include "InterpreterLock.h"
 #include "Parts.h"
 #include "Raise.h"
 
@@ -35,11 +36,13 @@ HostPlatform::HostPlatform(py::object platform) : platform_(std::move(platform))
 }
 
 HostPlatform::~HostPlatform() {
-  const py::gil_scoped_acquire lock;
+  const Locked lock;
   platform_ = py::object();
 }
 
-void HostPlatform::askWhetherItLogs() { logs_.store(platform_.attr("logs")().cast<bool>(), std::memory_order_relaxed); }
+void HostPlatform::askWhetherItLogs() {
+  logs_.store(callPython(platform_.attr("logs")).cast<bool>(), std::memory_order_relaxed);
+}
 
 std::optional<Value> HostPlatform::validatedPropertyListFromSignedDictionary(
     const Dictionary& signedDictionary, const std::string& publicKeyPath,
@@ -47,9 +50,10 @@ std::optional<Value> HostPlatform::validatedPropertyListFromSignedDictionary(
   if (station_) {
     return station_->validatedPropertyListFromSignedDictionary(signedDictionary, publicKeyPath, errorDescription);
   }
-  const py::gil_scoped_acquire lock;
+  const Locked lock;
   try {
-    const py::object content = platform_.attr("validate")(FrozenDictionary{signedDictionary}, publicKeyPath);
+    const py::object content =
+        callPython(platform_.attr("validate"), py::cast(FrozenDictionary{signedDictionary}), toText(publicKeyPath));
     return toDictionary(content, "validate()");
   } catch (py::error_already_set& raised) {
     if (!raised.matches(py::module_::import("tavik._errors").attr("UntrustedError"))) throw;
@@ -59,10 +63,11 @@ std::optional<Value> HostPlatform::validatedPropertyListFromSignedDictionary(
 }
 
 void HostPlatform::log(std::string_view line) const {
-  const py::gil_scoped_acquire lock;
+  const Locked lock;
   try {
-    platform_.attr("log")(toText(line));
+    callPython(platform_.attr("log"), toText(line));
   } catch (py::error_already_set& raised) {
+    if (!raised.matches(PyExc_Exception)) throw;
     raised.discard_as_unraisable("the log of a tavik.Platform");
   }
 }

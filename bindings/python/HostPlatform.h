@@ -21,7 +21,9 @@ namespace py = pybind11;
 /// called without a way through Python.
 ///
 /// What `validate` raises ends the call into the library, save UntrustedError, which is its refusal. What `log` raises
-/// is reported through sys.unraisablehook and the run goes on: a verdict is not lost for a line of a log.
+/// is reported through sys.unraisablehook and the run goes on: a verdict is not lost for a line of a log. But what is
+/// no Exception, such as KeyboardInterrupt, ends the call as well: a signal that comes while `log` runs is raised
+/// there.
 class HostPlatform : public Platform {
  public:
   /// Raises TypeError when `platform` is no Platform.

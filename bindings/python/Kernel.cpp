@@ -16,6 +16,7 @@
 #include "Conversion.h"
 #include "Documents.h"
 #include "HostPlatform.h"
+#include "InterpreterLock.h"
 #include "Parts.h"
 #include "Raise.h"
 
@@ -216,7 +217,7 @@ const Type* pointerTo(const std::optional<Type>& maybe) {
 template <class Call>
 auto released(HostPlatform& platform, Call call) {
   platform.askWhetherItLogs();
-  const py::gil_scoped_release unlocked;
+  const Unlocked unlocked;
   return call();
 }
 

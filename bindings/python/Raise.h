@@ -22,8 +22,7 @@ py::object makeException(const char* name, Arguments&&... arguments) {
 /// tavik.Error.
 py::object makeException(const Error& error);
 
-/// tavik.RangeFault or tavik.ArgumentFault. What else a failed call may have raised, such as an exception of a platform
-/// written in Python, is raised again.
+/// tavik.RangeFault or tavik.ArgumentFault; any other exception is thrown again.
 py::object makeException(const std::exception_ptr& fault);
 
 /// Raises an exception that `makeException` made.

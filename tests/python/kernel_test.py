@@ -3,7 +3,9 @@
 import gc
 import logging
 import os
+import pathlib
 import signal
+import subprocess
 import sys
 import threading
 import time
@@ -203,6 +205,20 @@ class PlatformTest(unittest.TestCase):
                 with self.assertRaises(kind):
                     call()
 
+        class Ending(Lines):
+            def log(self, line):
+                super().log(line)
+                raise KeyboardInterrupt  # where Ctrl-C is raised while Python logs
+
+        ending = Ending()
+        opened = kernel(LIBRARY, ending)
+        prepared, local = opened.prepare(rules("Model Number")), rules("Colour")
+        for call in (lambda: prepared.check(GOOD), lambda: prepared.check_many([GOOD] * 1000, threads=2),
+                     lambda: opened.sfc_check_list(local, GOOD)):
+            with self.assertRaises(KeyboardInterrupt):
+                call()
+        self.assertLess(len(ending.lines), 10)
+
         class Odd(tavik.Platform):
             def validate(self, signed, public_key_path):
                 return None
@@ -273,6 +289,22 @@ class ThreadTest(unittest.TestCase):
         signal.setitimer(signal.ITIMER_REAL, 0.1)
         with self.assertRaises(Alarm):
             prepared.check_many([ZEROS] * 100_000, threads=2)  # hours
+
+
+    def test_a_process_ends_beside_threads_that_check(self):
+        program = """if True:
+            import threading, time
+            from kernel_test import GOOD, LIBRARY, Lines, Unsigned, kernel, rules
+            for platform in (Unsigned(), Lines()):
+                prepared = kernel(LIBRARY, platform).prepare(rules("Model Number"))
+                for check in (lambda p=prepared: p.check(GOOD), lambda p=prepared: p.check_many([GOOD] * 200, 2)):
+                    run = lambda check=check: [check() for _ in iter(int, 1)]
+                    threading.Thread(target=run, daemon=True).start()
+            time.sleep(0.1)"""
+        for _ in range(8):
+            run = subprocess.run([sys.executable, "-c", program], cwd=pathlib.Path(__file__).parent,
+                                 capture_output=True, timeout=60, check=False)
+            self.assertEqual((run.returncode, run.stderr), (0, b""))
 
 
 class MemoryTest(unittest.TestCase):

@@ -15,8 +15,8 @@ class Platform:
     """The signature check and the diagnostic log of a kernel. A host with its own trust store derives from it.
 
     A kernel calls it from any thread, several at a time, and keeps it; one that keeps its kernel in turn is never freed.
-    An exception in `validate` ends the call into the kernel and reaches the caller; one in `log` goes to
-    sys.unraisablehook, and the run goes on.
+    An exception in `validate` ends the call into the kernel and reaches the caller; an Exception in `log` goes to
+    sys.unraisablehook, and the run goes on, but KeyboardInterrupt and its like end it there too.
 
     >>> class Unsigned(Platform):
     ...     def validate(self, signed, public_key_path):

@@ -1,0 +1,65 @@
+/// @file
+/// The interpreter lock, for threads that the interpreter may leave behind.
+///
+/// Up to version 3.13, an interpreter that comes to its end unwinds the stack of every other thread that asks for the
+/// lock: one that Python calls a daemon. C++ does not survive that. Such a thread stays where it is until the process
+/// has ended, as it does from version 3.14 on.
+#ifndef TAVIK_PYTHON_INTERPRETER_LOCK_H
+#define TAVIK_PYTHON_INTERPRETER_LOCK_H
+
+#include <cxxabi.h>
+#include <pybind11/pybind11.h>
+#include <unistd.h>
+
+namespace tavik::python {
+
+namespace py = pybind11;
+
+/// Calls what asks for the lock, or runs Python, which lets go of it and asks again.
+template <class Call>
+auto orStay(Call call) {
+  try {
+    return call();
+  } catch (abi::__forced_unwind&) {
+    for (;;) pause();
+  }
+}
+
+/// Holds the lock.
+class Locked {
+ public:
+  Locked() : state_(orStay(PyGILState_Ensure)) {}
+  Locked(const Locked&) = delete;
+  Locked& operator=(const Locked&) = delete;
+  ~Locked() { PyGILState_Release(state_); }
+
+ private:
+  PyGILState_STATE state_;
+};
+
+/// Lets go of the lock, which is held, for as long.
+class Unlocked {
+ public:
+  Unlocked() : thread_(PyEval_SaveThread()) {}
+  Unlocked(const Unlocked&) = delete;
+  Unlocked& operator=(const Unlocked&) = delete;
+  ~Unlocked() {
+    orStay([this] { PyEval_RestoreThread(thread_); });
+  }
+
+ private:
+  PyThreadState* thread_;
+};
+
+/// Calls Python.
+template <class... Arguments>
+py::object callPython(const py::object& function, const Arguments&... arguments) {
+  PyObject* const result =
+      orStay([&] { return PyObject_CallFunctionObjArgs(function.ptr(), arguments.ptr()..., nullptr); });
+  if (result == nullptr) throw py::error_already_set();
+  return py::reinterpret_steal<py::object>(result);
+}
+
+}  // namespace tavik::python
+
+#endif
