@@ -230,6 +230,9 @@ class LinesTest(AuditTest):
                 self.check("odd.jsonl", self.command)
             self.assertEqual(raised.exception.text, message)
             self.assertEqual([path.name for path in self.output.iterdir()], ["tallies"])
+        os.mkfifo(self.input / "pipe.jsonl")
+        with self.assertRaisesRegex(audit.Problem, "is no regular file"):
+            self.check("pipe.jsonl", self.command)
 
     def test_workers_have_the_same_rules_and_version(self):
         documents = audit.Documents(self.library, self.rules, self.public_key, os.environ["TAVIK"]).checked()
@@ -249,17 +252,19 @@ class FolderOfFilesTest(AuditTest):
         return self.process(command, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
 
     def start_scheduler(self):
-        """Returns its address. The system chooses the port."""
+        """Returns it with its address. The system chooses the port."""
         file = self.folder / "scheduler.json"
-        self.dask("scheduler", "--port", "0")
+        scheduler = self.dask("scheduler", "--port", "0")
         wait_until(lambda: file.exists() and file.read_bytes().endswith(b"}"))
-        return json.loads(file.read_text())["address"]
+        return scheduler, json.loads(file.read_text())["address"]
+
+    def worker(self):
+        return self.dask("worker", "--no-nanny", "--nthreads", "1", "--memory-limit", "0", "--local-directory", self.folder)
 
     def test_a_worker_is_killed_in_the_middle(self):
         self.write_files()
-        address = self.start_scheduler()
-        workers = [self.dask("worker", "--no-nanny", "--nthreads", "1", "--memory-limit", "0", "--local-directory", self.folder)
-                   for _ in range(2)]
+        _, address = self.start_scheduler()
+        workers = [self.worker() for _ in range(2)]
         self.hold.touch()
         run = self.start("--scheduler", address)
         wait_until(lambda: self.held() == {worker.pid for worker in workers})
@@ -270,6 +275,16 @@ class FolderOfFilesTest(AuditTest):
         self.assertGreater(len(finished), 0)
         self.assertLess(len(finished), 10)
         self.assertEqual(finished, {name: state for name, state in self.results().items() if name in finished})
+
+    def test_the_scheduler_is_killed(self):
+        self.write_files()
+        scheduler, address = self.start_scheduler()
+        self.worker()
+        self.hold.touch()
+        run = self.start("--scheduler", address)
+        wait_until(self.held)
+        scheduler.kill()
+        self.finish(run, audit.UNUSABLE, "the scheduler is gone")
 
     def test_an_audit_that_is_killed_goes_on(self):
         self.write_files()

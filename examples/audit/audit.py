@@ -25,6 +25,7 @@ import logging
 import math
 import os
 import pathlib
+import stat
 import subprocess
 import sys
 import tempfile
@@ -270,6 +271,15 @@ def lines_of(file):
             yield number, line
 
 
+def open_input(path):
+    """Opens a file, and nothing that may keep a reader waiting or never ends."""
+    file = open(path, "rb", opener=lambda name, flags: os.open(name, flags | os.O_NONBLOCK))
+    if not stat.S_ISREG(os.fstat(file.fileno()).st_mode):
+        file.close()
+        raise Problem("is no regular file")
+    return file
+
+
 def state_of(file):
     """What changes when a file is written to."""
     status = os.fstat(file.fileno())
@@ -305,7 +315,7 @@ def check_file(prepared, arguments, path, output):
     The tally is written behind the results: where it is, they are complete.
     """
     marker, result = output / "tallies" / f"{path.name}.json", output / path.name
-    with open(path, "rb") as source:
+    with open_input(path) as source:
         state = state_of(source)
         tally = finished(marker, result, state)
         if tally is not None:
@@ -419,7 +429,7 @@ def remove_unfinished(folder):
 def client_of(options):
     from distributed import Client, LocalCluster
 
-    logging.getLogger("distributed").setLevel(logging.CRITICAL)  # what is lost is done again, or reported below
+    logging.disable()  # what is lost is done again, or reported below
     if options.scheduler:
         try:
             client = Client(options.scheduler, timeout="10s")
@@ -589,7 +599,8 @@ def main(arguments=None):
         print(problem.text, file=sys.stderr)
         return problem.status
     except OSError as error:
-        print(f"audit: {error.filename}: {error.strerror}", file=sys.stderr)
+        where = error.filename or options.output  # what is written has no name in an error
+        print(f"audit: {where}: {error.strerror}", file=sys.stderr)
     except KeyboardInterrupt:
         print("audit: interrupted; what is finished is kept, start it again to go on", file=sys.stderr)
     return UNUSABLE
