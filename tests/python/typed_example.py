@@ -37,4 +37,4 @@ def main(folder: pathlib.Path) -> list[str]:
     tavik.evaluate("equal", object())  # type: ignore[arg-type]
     tavik.generate_key_pair("rsa1024")  # type: ignore[arg-type]
     prepared.check_many(device, threads="2")  # type: ignore[arg-type]
-    return failed + [str(one), str(content)]
+    return failed + [str(one), str(content), tavik.__version__]

@@ -25,7 +25,7 @@ from ._tavik import (
     KeyPair,
     PreparedRules,
     Result,
-    __version__,
+    __version__ as __version__,
     decode_control_bits,
     decode_der,
     decode_provisioning_manifest,

@@ -1,7 +1,7 @@
 from collections.abc import Iterable, Iterator, Mapping
 from datetime import datetime
 from os import PathLike
-from typing import Any, Literal, Optional, Union
+from typing import Any, ClassVar, Literal, Optional, Union
 
 from ._errors import Error, Fault
 from ._platform import Platform
@@ -23,6 +23,7 @@ class Dictionary(Mapping[str, Any]):
     def __getitem__(self, key: str) -> Any: ...
     def __iter__(self) -> Iterator[str]: ...
     def __len__(self) -> int: ...
+    __hash__: ClassVar[None]  # type: ignore[assignment]
 
 class Result:
     @property
