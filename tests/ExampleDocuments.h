@@ -7,7 +7,10 @@
 #include <tavik/PropertyList.h>
 
 #include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <string>
+#include <vector>
 
 #include "Json.h"
 
@@ -27,6 +30,34 @@ inline Dictionary jsonOf(std::string text) {
   const auto value = tool::JsonReader().read(text, error);
   EXPECT_TRUE(value) << error;
   return *value.value_or(Dictionary()).ifDictionary();
+}
+
+inline Dictionary jsonAt(const std::filesystem::path& path) {
+  std::ifstream file(path);
+  return jsonOf({std::istreambuf_iterator<char>(file), {}});
+}
+
+struct ExampleDevice {
+  Dictionary attributes;
+  Dictionary sources;
+};
+
+/// Those with a folder of their own, then those off the line.
+inline std::vector<ExampleDevice> exampleDevices() {
+  std::vector<ExampleDevice> devices;
+  for (const char* name : {"device-good", "device-wrong", "device-unknown-region", "device-incomplete"}) {
+    const auto folder = kExample / name;
+    const auto plist = folder / "attributes.plist";
+    devices.push_back({exists(plist) ? documentAt(plist) : jsonAt(folder / "attributes.json"),
+                       {{"sfc", jsonAt(folder / "sfc.json")}, {"gui", jsonAt(folder / "gui.json")}}});
+  }
+  std::ifstream lines(kExample / "devices.jsonl");
+  for (std::string line; std::getline(lines, line);) {
+    const Dictionary entry = jsonOf(line);
+    devices.push_back({*entry.findDictionary("attributes"), *entry.findDictionary("sources")});
+  }
+  EXPECT_EQ(devices.size(), 304U);
+  return devices;
 }
 
 inline std::string bytesOf(const Dictionary& library) {
