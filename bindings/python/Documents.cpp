@@ -127,7 +127,7 @@ py::object verify(py::handle document, const py::object& publicKey) {
   std::optional<std::string> refusal;
   const std::optional<Value> content =
       platform.validatedPropertyListFromSignedDictionary(toDictionary(document, "signed"), {}, refusal);
-  if (refusal) raise(makeException("UntrustedError", *refusal));
+  if (refusal) raiseUntrustedError(*refusal);
   return toPython(*content);
 }
 

@@ -24,7 +24,7 @@ FrozenDictionary validate(const StationValidation& validation, py::handle docume
   std::optional<std::string> refusal;
   const auto content = validation.platform->validatedPropertyListFromSignedDictionary(toDictionary(document, "signed"),
                                                                                       publicKeyPath, refusal);
-  if (refusal) raise(makeException("UntrustedError", *refusal));
+  if (refusal) raiseUntrustedError(*refusal);
   return {*content->ifDictionary()};  // the root of what was signed is a dictionary
 }
 
@@ -57,7 +57,7 @@ std::optional<Value> HostPlatform::validatedPropertyListFromSignedDictionary(
     return toDictionary(content, "validate()");
   } catch (py::error_already_set& raised) {
     if (!raised.matches(py::module_::import("tavik._errors").attr("UntrustedError"))) throw;
-    errorDescription = py::str(raised.value()).cast<std::string>();
+    errorDescription = py::bytes(py::str(raised.value()).attr("encode")("utf-8", "replace")).cast<std::string>();
     return std::nullopt;
   }
 }

@@ -328,7 +328,7 @@ void Kernel::refuse(const std::string& name, const std::string& path) const {
   std::optional<std::string> refusal;
   static_cast<void>(platform_->validatedPropertyListFromSignedDictionary(*file.ifDictionary(),
                                                                          ZRTTavikKernel::kPublicKeyPath, refusal));
-  if (refusal) raise(makeException("UntrustedError", name + ": " + *refusal));
+  if (refusal) raiseUntrustedError(name + ": " + *refusal);
   raiseDocumentError(name + ": holds no rules");
 }
 

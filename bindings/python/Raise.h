@@ -28,6 +28,7 @@ py::object makeException(const std::exception_ptr& fault);
 /// Raises an exception that `makeException` made.
 [[noreturn]] void raise(const py::object& exception);
 [[noreturn]] void raiseDocumentError(const std::string& message);
+[[noreturn]] void raiseUntrustedError(const std::string& message);
 /// Raises OSError, for the errno of the last system call.
 [[noreturn]] void raiseSystemError(const std::string& path);
 

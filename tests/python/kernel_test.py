@@ -59,6 +59,8 @@ class TrustTest(FolderTest):
 
         unreadable = self.folder / "library.txt"
         unreadable.write_text("{ a = 1 }", encoding="utf-8")
+        no_utf8 = self.folder / "\udcff"
+        no_utf8.write_bytes(unreadable.read_bytes())
         listed = self.folder / "list.plist"
         listed.write_text("(1)", encoding="utf-8")
         for kind, text, call, *arguments in (
@@ -71,6 +73,9 @@ class TrustTest(FolderTest):
             (tavik.DocumentError, "library: holds no rules", tavik.Kernel, tavik.sign({}, private), public),
             (tavik.DocumentError, "", tavik.sign, ["no dictionary"], private),
             (tavik.DocumentError, "", tavik.sign, LIBRARY, public),
+            (tavik.DocumentError, "\udcff: line 1, column 9", tavik.Kernel, no_utf8, public),
+            (tavik.UntrustedError, 'public key file "no\udcff"', tavik.Kernel, signed, b"no\xff"),
+            (tavik.DocumentError, 'private key file "no\udcff"', tavik.sign, LIBRARY, b"no\xff"),
             (FileNotFoundError, "/does/not/exist", tavik.Kernel, "/does/not/exist", public),
             (TypeError, "library: is of type int", tavik.Kernel, 5),
         ):
@@ -194,6 +199,8 @@ class PlatformTest(unittest.TestCase):
         self.assertTrue(opened.check(GOOD, rules("Model Number")))
         self.assertEqual(set(unraisable), {ZeroDivisionError})
         self.assertEqual(len(unraisable), len(moody.lines))
+        moody.mood = tavik.UntrustedError("not \udcff")
+        self.assertEqual(opened.check(GOOD, rules("Model Number")).records[0]["actual"], "not ?")
         moody.mood = tavik.UntrustedError("not today")
         self.assertEqual(opened.check(GOOD, rules("Model Number")).records[0]["actual"], "not today")
         with self.assertRaisesRegex(tavik.UntrustedError, "library: not today"):
