@@ -37,7 +37,9 @@ TEST(KernelTest, IsMadeOnlyFromATrustedLibraryWithEntries) {
   }
   auto platform = std::make_shared<TestPlatform>();
   EXPECT_EQ(ZRTTavikKernel::init("/no/such/file", platform), nullptr);
-  EXPECT_THAT(platform->lines, ElementsAre("!!!ERROR no rules at path!!!:/no/such/file"));
+  EXPECT_EQ(ZRTTavikKernel::init("/no/such/\xff", platform), nullptr);
+  EXPECT_THAT(platform->lines, ElementsAre("!!!ERROR no rules at path!!!:/no/such/file",
+                                           "!!!ERROR no rules at path!!!:/no/such/\uFFFD"));
   EXPECT_THROW(ZRTTavikKernel::init("/no/such/file", nullptr), std::invalid_argument);
 }
 

@@ -5,6 +5,7 @@
 #include <tavik/SystemConfig.h>
 
 #include "c_interface/Handles.h"
+#include "values/Text.h"
 
 namespace tavik::c {
 
@@ -130,7 +131,7 @@ tavik_status tavik_kernel_new(const char* library_path, const tavik_platform* pl
     static_cast<void>(platformOf(platform));
     auto made = ZRTTavikKernel::init(library_path, platform->platform);
     if (made == nullptr) {
-      throw Failure{TAVIK_REFUSED, std::string("no kernel comes of \"").append(library_path) +
+      throw Failure{TAVIK_REFUSED, "no kernel comes of \"" + tavik::replacingIllFormedUtf8(library_path) +
                                        "\": it cannot be read, is not trusted or holds no rules; the log says more"};
     }
     out.make(std::move(made));

@@ -14,7 +14,7 @@ PredicateKernel::PredicateKernel(std::shared_ptr<const Platform> platform) : pla
 }
 
 Error PredicateKernel::handleError(std::int32_t code, std::string_view msg) const {
-  tavik::log(platform(), "*******ERROR:%@*******", msg);
+  tavik::log(platform(), "*******ERROR:%@*******", Value(msg));
   return {code, msg};
 }
 
@@ -29,14 +29,14 @@ std::unique_ptr<ZRTTavikKernel> ZRTTavikKernel::init(const std::string& path,
   std::string readError;
   const auto file = readPropertyListFile(path, readError);
   if (!file || file->ifDictionary() == nullptr) {
-    tavik::log(*platform, "!!!ERROR no rules at path!!!:%@", std::string_view(path));
+    tavik::log(*platform, "!!!ERROR no rules at path!!!:%@", Value(path));
     return nullptr;
   }
   std::optional<std::string> invalid;
   const auto rules =
       platform->validatedPropertyListFromSignedDictionary(*file->ifDictionary(), kPublicKeyPath, invalid);
   if (invalid) {
-    tavik::log(*platform, "!!!ERROR can not validate Rule Library!!!:%@", std::string_view(*invalid));
+    tavik::log(*platform, "!!!ERROR can not validate Rule Library!!!:%@", Value(*invalid));
     return nullptr;
   }
   if (!rules || rules->ifDictionary() == nullptr || rules->ifDictionary()->empty()) return nullptr;

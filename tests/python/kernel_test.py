@@ -298,6 +298,7 @@ class ThreadTest(unittest.TestCase):
             prepared.check_many([ZEROS] * 100_000, threads=2)  # hours
 
 
+    @unittest.skipIf(SANITIZED, "a process of its own has no runtime of the sanitizer")
     def test_a_process_ends_beside_threads_that_check(self):
         program = """if True:
             import threading, time
