@@ -210,12 +210,15 @@ std::string overlappingFields(std::size_t size) {
   return blob + std::string(size / 4, 'x');
 }
 
-// A list of texts that the attribute holds in reverse order.
+Value code(std::size_t number) { return Value("code" + std::to_string(number)); }
+Value arrayWithCode(std::size_t number) { return Value(Array::of(code(number))); }
+
+// A list that the attribute holds in reverse order.
+template <Value (*kElement)(std::size_t)>
 Job longLists(std::size_t size) {
-  const auto code = [](std::size_t number) { return Value("code" + std::to_string(number)); };
   const std::size_t count = size / 2 / 10;
-  const Value list(arrayOf(count, code));
-  const Value attribute(arrayOf(count, [&](std::size_t number) { return code(count - 1 - number); }));
+  const Value list(arrayOf(count, kElement));
+  const Value attribute(arrayOf(count, [&](std::size_t number) { return kElement(count - 1 - number); }));
   return {written(list, kBinary).size() * 2, [list, attribute] {
             if (!booleanValue(tavik::ZRTTavikKernel::valueInList(&attribute, &list).find("result"))) std::abort();
           }};
@@ -268,7 +271,8 @@ const Input kInputs[] = {
          if (tavik::SystemConfig::controlBitsFromData(&block).empty()) std::abort();
        });
      }},
-    {"valueInList, two long lists", longLists},
+    {"valueInList, two long lists", longLists<code>},
+    {"valueInList, two long lists of arrays", longLists<arrayWithCode>},
     {"check, many rules", checking},
 
     {"XML, tiny values", [](std::size_t size) { return reading("<array>" + repeated("<true/>", size) + "</array>"); }},

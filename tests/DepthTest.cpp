@@ -69,6 +69,14 @@ TEST(DepthTest, ValuesAreCopiedComparedDescribedRefusedAndDestroyed) {
     EXPECT_TRUE(Array::of("x", one).contains(equal));
     EXPECT_TRUE(changed.find("k") != nullptr && *changed.find("k") == *equal.ifDictionary()->find("k"));
 
+    Array list = Array::of(nested(kDeep / 10, "core"));
+    while (list.size() < 2000) list.append(Value(true));
+    for (const bool listed : {true, false}) {
+      const Value attribute(Array::of(true, nested(kDeep / 10, listed ? "core" : "cork")));
+      const Value expected(list);
+      EXPECT_EQ(booleanValue(ZRTTavikKernel::valueInList(&attribute, &expected).find("result")), listed);
+    }
+
     const std::string listing = description(&one);
     EXPECT_THAT(listing.substr(0, 40), testing::StartsWith("{\n    k = (\n        {\n"));
     EXPECT_LT(listing.size(), std::size_t{150} * kDeep) << "lines are not set in for ever";

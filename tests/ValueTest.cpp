@@ -173,6 +173,17 @@ TEST(ValueTest, EqualityOfNumbersIsExact) {
   EXPECT_NE(Value(Array::of(Dictionary{{"a", "1"}})), Value(Array::of(Dictionary())));
 }
 
+// Values that stand for far more elements than memory has.
+TEST(ValueTest, WhatIsSharedOverAndOverIsComparedOnce) {
+  const auto doubled = [](Value value, int times) {
+    for (int i = 0; i < times; ++i)
+      value = i % 2 == 0 ? Value(Array::of(value, value)) : Value(Dictionary{{"a", value}, {"b", value}});
+    return value;
+  };
+  EXPECT_EQ(doubled("x", 100), doubled("x", 100));
+  EXPECT_NE(doubled("x", 100), doubled(Array::of(Value(doubled("x", 1)), Value(doubled("y", 1))), 99));
+}
+
 TEST(ValueTest, Conversions) {
   constexpr auto kMax = std::numeric_limits<std::int32_t>::max();
   constexpr auto kMin = std::numeric_limits<std::int32_t>::min();

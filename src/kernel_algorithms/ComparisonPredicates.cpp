@@ -3,7 +3,9 @@
 #include <tavik/ZRTTavikKernel.h>
 
 #include <algorithm>
+#include <cstdint>
 #include <functional>
+#include <unordered_set>
 
 #include "kernel_algorithms/Comparison.h"
 #include "kernel_algorithms/RuleResult.h"
@@ -12,6 +14,7 @@
 #include "values/MaybeAbsent.h"
 #include "values/Text.h"
 #include "values/ValueAccess.h"
+#include "values/ValueNumbers.h"
 
 namespace tavik {
 
@@ -46,19 +49,16 @@ Value hexadecimalText(const Data& data) {
   return ValueAccess::string(text.view());
 }
 
-// Whether every element equals some element of the list. Of two long arrays, the list's texts are looked up.
+// Whether every element equals some element of the list.
 bool everyElementIn(const Array& elements, const Array& list) {
   constexpr std::size_t kFewComparisons = 1024;
-  Dictionary texts;
-  if (elements.size() > kFewComparisons / std::max<std::size_t>(list.size(), 1)) {
-    texts.reserve(list.size());
-    for (const Value& element : list) {
-      if (element.isString()) ValueAccess::set(texts, element, Value());
-    }
+  if (elements.size() <= kFewComparisons / std::max<std::size_t>(list.size(), 1)) {
+    return std::ranges::all_of(elements, [&](const Value& element) { return list.contains(element); });
   }
-  return std::ranges::all_of(elements, [&](const Value& element) {
-    return element.isString() && !texts.empty() ? find(&texts, &element) != nullptr : list.contains(element);
-  });
+  detail::ValueNumbers numbers;
+  std::unordered_set<std::uint64_t> listed;
+  for (const Value& element : list) listed.insert(numbers.of(element));
+  return std::ranges::all_of(elements, [&](const Value& element) { return listed.contains(numbers.of(element)); });
 }
 
 bool equalsMasked(const Data& data, const Data& mask, const Data& result) {

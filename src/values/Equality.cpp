@@ -3,10 +3,12 @@
 #include <tavik/Value.h>
 
 #include <cmath>
+#include <optional>
 #include <utility>
 #include <vector>
 
 #include "values/SharedContents.h"
+#include "values/ValueNumbers.h"
 
 namespace tavik {
 
@@ -65,8 +67,10 @@ class Comparison {
     return true;
   }
 
-  bool decide() {
-    for (;;) {
+  // Absent when it takes so many comparisons that contents may come up over and over, in more places than memory has.
+  std::optional<bool> decide() {
+    constexpr std::size_t kMany = std::size_t{1} << 26;
+    while (compared_ < kMany) {
       if (!arrays_.empty()) {
         const auto [left, right] = arrays_.back();
         arrays_.pop_back();
@@ -79,10 +83,12 @@ class Comparison {
         return true;
       }
     }
+    return std::nullopt;
   }
 
  private:
   bool elementsMayBeEqual(const Array& left, const Array& right) {
+    compared_ += left.size();
     const Value* other = right.begin();
     for (const Value& element : left) {
       if (!mayBeEqual(element, *other++)) return false;
@@ -91,6 +97,7 @@ class Comparison {
   }
 
   bool entriesMayBeEqual(const Dictionary& left, const Dictionary& right) {
+    compared_ += left.size();
     for (const auto [key, value] : left) {
       const Value* other = right.find(key);
       if (other == nullptr || !mayBeEqual(value, *other)) return false;
@@ -100,12 +107,18 @@ class Comparison {
 
   std::vector<std::pair<const Array*, const Array*>> arrays_;
   std::vector<std::pair<const Dictionary*, const Dictionary*>> dictionaries_;
+  std::size_t compared_ = 0;
 };
 
 template <class Contents>
 bool equal(const Contents& left, const Contents& right) {
   Comparison comparison;
-  return comparison.mayBeEqual(left, right) && comparison.decide();
+  if (!comparison.mayBeEqual(left, right)) return false;
+  if (const std::optional<bool> decision = comparison.decide()) return *decision;
+  const Value leftValue(left);
+  const Value rightValue(right);
+  detail::ValueNumbers numbers;
+  return numbers.of(leftValue) == numbers.of(rightValue);
 }
 
 }  // namespace
