@@ -257,6 +257,9 @@ $''')
         for message, arguments in cases:
             with self.subTest(message):
                 self.refuses(UNUSABLE, message, "batch", "--unsigned", *DOCUMENTS, *arguments)
+        run = self.tavik("batch", "--unsigned", *DOCUMENTS, "/proc/self/mem")
+        self.assertEqual((run.status, run.out, run.err.splitlines()[1:]), (
+            UNUSABLE, "", ["0 devices: 0 passed, 0 failed", "tavik: batch: /proc/self/mem: Input/output error"]))
         self.refuses(UNUSABLE, 'standard input: only one argument can be "-"', "batch", "--unsigned", "--library", "-",
                      "--rules", "rules", stdin=json.dumps(LIBRARY).encode())
 

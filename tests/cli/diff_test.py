@@ -338,6 +338,8 @@ other  FAILED -> passed
         self.file("library2", json.dumps(merged(LIBRARY, {"Color": {"predicate": "sendConditionalAttribute", "value": {"list": []}}})))
         run = self.diff("old", "--library", "library", "--library", "library2", "--attributes", "good")
         self.assertIn('\ngood  passed -> fault: ', run.out)
+        run = self.diff("old", "--library", "library", "--library", "library2", "--attributes", "good", "--format", "json")
+        self.assertEqual(json.loads(run.out)["devices"][0]["new"]["verdict"], "fault")
         turned_sets = {**RULES, "RuleSets": turned(RULES["RuleSets"])}
         self.file("good", json.dumps({"ModelNumber": "P2", "Color": "sand", "Size": 64}))
         self.assertIn('good  FAILED\n  to the station\n    old  {"OnPass": "2"}\n    new  {"OnPass": "1"}\n',

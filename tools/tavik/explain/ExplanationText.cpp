@@ -53,13 +53,14 @@ std::string referenceText(const ReferenceFound& reference) {
   return fmt::format("{} from {}", shownName(reference.name), visible(reference.source.value_or("the device")));
 }
 
-/// Whether the value that nobody says would be read.
+/// Whether a predicate would read the value that nobody says.
+bool lacksValue(const ExplainedRule& rule, const PredicateCall& call) {
+  if (rule.origin->value() != nullptr || rule.evaluation.referenceIsValue) return false;
+  return call.known && PredicateFacts::find(call.word)->withoutValue != Without::kSame;
+}
+
 bool lacksValue(const ExplainedRule& rule) {
-  const Evaluation& evaluation = rule.evaluation;
-  if (rule.origin->value() != nullptr || evaluation.referenceIsValue) return false;
-  return std::ranges::any_of(evaluation.calls, [](const PredicateCall& call) {
-    return call.known && PredicateFacts::find(call.word)->withoutValue != Without::kSame;
-  });
+  return std::ranges::any_of(rule.evaluation.calls, [&](const PredicateCall& call) { return lacksValue(rule, call); });
 }
 
 /// Who says what is expected.
@@ -85,7 +86,7 @@ std::string_view withoutValue(const PredicateFacts& facts) {
     case Without::kSame:
       break;
   }
-  return "does without";
+  return "";
 }
 
 std::string callsText(const Evaluation& evaluation) {
@@ -132,7 +133,7 @@ std::vector<std::string> troubles(const ExplainedRule& rule) {
   for (const PredicateCall& call : evaluation.calls) {
     if (!call.known) {
       all.push_back(fmt::format("unknown predicate {} ({})", visible(call.operation()), visible(call.trouble())));
-    } else if (lacksValue(rule)) {
+    } else if (lacksValue(rule, call)) {
       all.push_back(
           fmt::format("nobody says a value: {} {}", call.word, withoutValue(*PredicateFacts::find(call.word))));
     }
