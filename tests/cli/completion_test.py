@@ -75,8 +75,8 @@ class CompletionTest(CommandTest):
                 names = [name for pair in options for name in pair if name]
                 self.assertIn("--help", names)
                 self.assertEqual(self.offers(command, "-"), names)
-                (specifications,) = re.findall(rf"^    {command}\)\n(.*?)^      ;;", zsh, re.MULTILINE | re.DOTALL)
-                self.assertEqual(re.findall(r"[)*](-[\w-]+)[=+]?\[", specifications), names)
+                (offers,) = re.findall(rf"^    {command}\)\n(.*?)^      ;;", zsh, re.MULTILINE | re.DOTALL)
+                self.assertEqual(re.findall(r"[)*](-[\w-]+)[=+]?\[", offers), names)
 
     def test_what_bash_offers(self):
         self.file("a.json", "")

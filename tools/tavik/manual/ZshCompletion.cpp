@@ -47,7 +47,7 @@ std::string quoted(std::string_view text, std::string_view special) {
 }
 
 /// ":message:action" of a value.
-std::string valueSpec(const OptionHelp& option) {
+std::string valuePart(const OptionHelp& option) {
   if (!option.takesValue) return "";
   const auto action = [&]() -> std::string {
     switch (completionOf(option)) {
@@ -67,22 +67,22 @@ std::string valueSpec(const OptionHelp& option) {
   return fmt::format(":{}:{}", quoted(option.valueName(), ":"), action());
 }
 
-/// One specification for each name of an option; each name excludes the others, once it is given.
-std::string specs(const OptionHelp& option) {
-  if (option.positional) return fmt::format(" \\\n        '{}{}'", option.repeatable ? "*" : "", valueSpec(option));
+/// One line for each name of an option; each name excludes the others, once it is given.
+std::string linesFor(const OptionHelp& option) {
+  if (option.positional) return fmt::format(" \\\n        '{}{}'", option.repeatable ? "*" : "", valuePart(option));
   std::string text;
   for (const std::string& name : option.names) {
     const std::string before = option.repeatable ? "*" : fmt::format("({})", fmt::join(option.names, " "));
     const std::string_view value = !option.takesValue ? "" : name.starts_with("--") ? "=" : "+";
     text += fmt::format(" \\\n        '{}{}{}[{}]{}'", before, name, value, quoted(option.description, "[]\\"),
-                        valueSpec(option));
+                        valuePart(option));
   }
   return text;
 }
 
 std::string commandCase(const CommandHelp& command) {
   std::string text = fmt::format("    {})\n      _arguments -s", command.name);
-  for (const OptionHelp& option : command.options) text += specs(option);
+  for (const OptionHelp& option : command.options) text += linesFor(option);
   return text + "\n      ;;\n";
 }
 
