@@ -27,6 +27,7 @@ constexpr std::size_t kHeaderSize = 8;
 constexpr std::size_t kTrailerSize = 32;
 
 std::uint64_t bigEndian(ByteSpan bytes) noexcept {
+  if (bytes.size() == 2) return std::uint64_t{bytes[0]} << 8 | bytes[1];  // nearly all references and offsets
   std::uint64_t number = 0;
   for (const std::uint8_t byte : bytes) number = number << 8 | byte;
   return number;
