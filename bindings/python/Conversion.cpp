@@ -124,7 +124,7 @@ Value Converter::sequence(PyObject* object, const Step* step) {
   Array array;
   array.reserve(static_cast<std::size_t>(PySequence_Fast_GET_SIZE(object)));
   for (Py_ssize_t i = 0; i < PySequence_Fast_GET_SIZE(object); ++i) {
-    const py::object element = py::reinterpret_borrow<py::object>(PySequence_Fast_GET_ITEM(object, i));
+    const auto element = py::reinterpret_borrow<py::object>(PySequence_Fast_GET_ITEM(object, i));
     const Step below{step, nullptr, i};
     array.append(value(element.ptr(), &below));
   }
@@ -146,8 +146,8 @@ Dictionary Converter::exactDictionary(PyObject* object, const Step* step) {
   PyObject* key = nullptr;
   PyObject* element = nullptr;
   for (Py_ssize_t position = 0; PyDict_Next(object, &position, &key, &element) != 0;) {
-    const py::object heldKey = py::reinterpret_borrow<py::object>(key);
-    const py::object held = py::reinterpret_borrow<py::object>(element);
+    const auto heldKey = py::reinterpret_borrow<py::object>(key);
+    const auto held = py::reinterpret_borrow<py::object>(element);
     store(dictionary, key, element, step);
   }
   return dictionary;
@@ -162,7 +162,7 @@ Dictionary Converter::otherMapping(PyObject* object, const Step* step) {
     if (!PyTuple_Check(item.ptr()) || PyTuple_GET_SIZE(item.ptr()) != 2) {
       refuse(PyExc_TypeError, step, "items() gives " + reprOf(item) + ", which is no pair");
     }
-    const py::object pair = py::reinterpret_borrow<py::object>(item);
+    const auto pair = py::reinterpret_borrow<py::object>(item);
     store(dictionary, PyTuple_GET_ITEM(pair.ptr(), 0), PyTuple_GET_ITEM(pair.ptr(), 1), step);
   }
   return dictionary;

@@ -98,7 +98,7 @@ py::object read(py::handle object) {
 }
 
 py::object write(py::handle object, const std::string& format) {
-  if (format != "xml" && format != "binary") throw py::value_error("format: is neither \"xml\" nor \"binary\"");
+  if (format != "xml" && format != "binary") throw py::value_error(R"(format: is neither "xml" nor "binary")");
   const auto encoding = format == "xml" ? PropertyListFormat::kXml : PropertyListFormat::kBinary;
   std::string error;
   const std::optional<Data> bytes = writePropertyList(toValue(object, "value"), encoding, error);
@@ -135,7 +135,7 @@ KeyAlgorithm algorithmOf(const std::string& name) {
   if (name == "ed25519") return KeyAlgorithm::kEd25519;
   if (name == "p256") return KeyAlgorithm::kP256;
   if (name == "rsa3072") return KeyAlgorithm::kRsa3072;
-  throw py::value_error("algorithm: is none of \"ed25519\", \"p256\", \"rsa3072\"");
+  throw py::value_error(R"(algorithm: is none of "ed25519", "p256", "rsa3072")");
 }
 
 KeyPair generate(const std::string& algorithm) {

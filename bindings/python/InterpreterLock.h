@@ -28,12 +28,18 @@ auto orStay(Call call) {
 /// Holds the lock.
 class Locked {
  public:
-  Locked() : state_(orStay(PyGILState_Ensure)) {}
+  Locked() : state_(orStay(take)) {}
   Locked(const Locked&) = delete;
   Locked& operator=(const Locked&) = delete;
   ~Locked() { PyGILState_Release(state_); }
 
  private:
+  // An interpreter at its end has nothing left that a lock could be asked of.
+  static PyGILState_STATE take() {
+    while (Py_IsInitialized() == 0) pause();
+    return PyGILState_Ensure();
+  }
+
   PyGILState_STATE state_;
 };
 
