@@ -85,6 +85,8 @@ TRAPS = [
     ("wrong-form", "error", "Camera module supplier", "\"hasPrefix\" always fails, and \"hasSuffix\" always fails. The rule fails for every device",
      [library("Camera module supplier", "predicate", "hasPrefix OR hasSuffix"), library("Camera module supplier", "references", [{"source": "sfc"}])]),
     ("always-passes", "error", STATIC, "NOT turns that round. The rule fails for every device", [library(STATIC, "predicate", "NOT sendStaticAttribute")]),
+    ("unknown-predicate", "error", "Region behavior", "only \"swbhRegionMatch\" decides",
+     [library("Region behavior", "predicate", "swbhRegionMatch OR hasPrefx")]),
     ("undefined-rule", "error", "Storage sise", "did you mean \"Storage size\"? A rule without an attribute fails for part number \"DN20W-064\"",
      [rules(MPN, "DN20W-064", "Storage sise", {})]),
     ("undefined-rule", "error", "regionrules", "did you mean \"RegionRules\"?", [rules(MPN, "DN20W-064", "regionrules", {})]),
