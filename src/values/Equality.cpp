@@ -2,7 +2,6 @@
 
 #include <tavik/Value.h>
 
-#include <cmath>
 #include <optional>
 #include <utility>
 #include <vector>
@@ -17,10 +16,7 @@ using detail::ValueAccess;
 namespace {
 
 // Exact, also where a double cannot hold the integer.
-bool equalNumbers(std::int64_t integer, double real) noexcept {
-  constexpr double kBeyond = 9223372036854775808.0;  // 2 to the 63rd
-  return real >= -kBeyond && real < kBeyond && std::trunc(real) == real && static_cast<std::int64_t>(real) == integer;
-}
+bool equalNumbers(std::int64_t integer, double real) noexcept { return detail::integerEqualTo(real) == integer; }
 
 bool equalNumbers(const Value& left, const Value& right) noexcept {
   const auto leftInteger = left.ifInteger();

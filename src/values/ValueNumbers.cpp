@@ -37,10 +37,9 @@ std::string spelled(char kind, std::uint64_t number) {
 
 // An integer and a floating-point number that are equal are spelled alike.
 std::string spelledReal(double real) {
-  constexpr double kBeyond = 9223372036854775808.0;  // 2 to the 63rd
-  const bool isInteger = real >= -kBeyond && real < kBeyond && std::trunc(real) == real;
-  return isInteger ? spelled('i', static_cast<std::uint64_t>(static_cast<std::int64_t>(real)))
-                   : spelled('r', std::bit_cast<std::uint64_t>(real));
+  const auto integer = integerEqualTo(real);
+  return integer ? spelled('i', static_cast<std::uint64_t>(*integer))
+                 : spelled('r', std::bit_cast<std::uint64_t>(real));
 }
 
 std::string spelling(const Value& value) {
@@ -61,6 +60,12 @@ bool equalsItself(const Value& value) {
 }
 
 }  // namespace
+
+std::optional<std::int64_t> integerEqualTo(double real) noexcept {
+  constexpr double kBeyond = 9223372036854775808.0;  // 2 to the 63rd
+  if (real < -kBeyond || real >= kBeyond || std::trunc(real) != real) return std::nullopt;
+  return static_cast<std::int64_t>(real);
+}
 
 std::uint64_t ValueNumbers::of(const Value& value) {
   std::vector<const Value*> open{&value};

@@ -6,6 +6,7 @@
 #include <tavik/Value.h>
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -13,6 +14,9 @@
 #include "values/DictionaryKey.h"
 
 namespace tavik::detail {
+
+/// The integer that a floating-point number is equal to, absent when there is none.
+std::optional<std::int64_t> integerEqualTo(double real) noexcept;
 
 /// Gives values numbers, equal ones the same. The time is linear in the values' size, where contents that stand in
 /// many places count once. The values must outlive it.
