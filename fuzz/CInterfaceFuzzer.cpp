@@ -97,8 +97,10 @@ class Calls {
         return misread();
       case 6:
         return release();
-      case 7:
-        return makeKernel(argument(), argument());
+      case 7: {
+        const tavik_value* library = argument();
+        return makeKernel(library, argument());
+      }
       default:
         return give();
     }

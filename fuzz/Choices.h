@@ -6,6 +6,7 @@
 
 #include <tavik/Value.h>
 
+#include <algorithm>
 #include <array>
 #include <bit>
 #include <cmath>
@@ -49,7 +50,8 @@ class Choices {
 
   /// Up to `most` bytes, at most 255.
   std::span<const std::uint8_t> bytes(std::size_t most) noexcept {
-    const auto taken = rest_.first(std::min(below(most + 1), rest_.size()));
+    const std::size_t wanted = below(most + 1);  // takes one of the rest
+    const auto taken = rest_.first(std::min(wanted, rest_.size()));
     rest_ = rest_.subspan(taken.size());
     return taken;
   }

@@ -152,7 +152,10 @@ class RuleDocumentMaker {
     if (choices_.often(10)) made.set("MPNRules", choices_.often(1) ? value(1) : Value(partNumbers()));
     if (!choices_.often(4)) made.set("GenericRules", choices_.often(1) ? value(1) : Value(entries()));
     if (choices_.often(10)) made.set("RuleSets", choices_.often(1) ? value(1) : Value(sets()));
-    if (choices_.often(1)) made.set(choices_.often(8) ? "untrusted" : "nothing", value(1));
+    if (choices_.often(1)) {
+      const char* name = choices_.often(8) ? "untrusted" : "nothing";
+      made.set(name, value(1));
+    }
     return made;
   }
 
