@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <bit>
 #include <cstdint>
+#include <cstring>
 #include <limits>
 #include <utility>
 
@@ -20,34 +21,39 @@
 namespace tavik {
 namespace {
 
+using detail::FixedArray;
+using detail::FixedDictionary;
 using detail::ValueAccess;
 using ByteSpan = std::span<const std::uint8_t>;
 
 constexpr std::size_t kHeaderSize = 8;
 constexpr std::size_t kTrailerSize = 32;
 
+// Of 1 to 8 bytes of a document. They stand behind its header, so that the document has eight bytes up to their end.
 std::uint64_t bigEndian(ByteSpan bytes) noexcept {
-  if (bytes.size() == 2) return std::uint64_t{bytes[0]} << 8 | bytes[1];  // nearly all references and offsets
+  static_assert(kHeaderSize >= sizeof(std::uint64_t));
   std::uint64_t number = 0;
-  for (const std::uint8_t byte : bytes) number = number << 8 | byte;
-  return number;
+  std::memcpy(&number, bytes.data() + bytes.size() - sizeof number, sizeof number);
+  if constexpr (std::endian::native == std::endian::little) number = __builtin_bswap64(number);
+  const std::size_t others = 8 * (sizeof number - bytes.size());
+  return number << others >> others;
 }
 
-// Takes the bytes of one object. All cursors share a count of bytes that no object has claimed yet.
+// Takes the bytes of one object.
 class Cursor {
  public:
-  Cursor(ByteSpan objects, std::size_t offset, std::size_t& unclaimed) noexcept
-      : start_(offset), offset_(offset), objects_(objects), unclaimed_(unclaimed) {}
+  Cursor(ByteSpan objects, std::size_t offset) noexcept : start_(offset), offset_(offset), objects_(objects) {}
 
   [[nodiscard]] std::size_t start() const noexcept { return start_; }
   [[nodiscard]] std::size_t offset() const noexcept { return offset_; }
+  [[nodiscard]] std::size_t taken() const noexcept { return offset_ - start_; }
 
   /// `count` pieces of `size` bytes each.
   ByteSpan take(std::uint64_t count, std::size_t size) {
-    if (count > (objects_.size() - offset_) / size) refuse("this object reaches beyond the end of the objects");
-    const std::size_t length = static_cast<std::size_t>(count) * size;
-    if (length > unclaimed_) refuse("this object overlaps with others");
-    unclaimed_ -= length;
+    std::size_t length = 0;
+    if (__builtin_mul_overflow(count, size, &length) || length > objects_.size() - offset_) {
+      refuse("this object reaches beyond the end of the objects");
+    }
     offset_ += length;
     return objects_.subspan(offset_ - length, length);
   }
@@ -59,15 +65,17 @@ class Cursor {
   std::size_t start_;
   std::size_t offset_;
   ByteSpan objects_;
-  std::size_t& unclaimed_;
 };
 
-// The number of elements, characters or bytes: the marker's lower half, or the integer that follows when that is full.
-std::uint64_t takeCount(Cursor& cursor, unsigned lowerHalf) {
-  if (lowerHalf != 0xF) return lowerHalf;
+std::uint64_t takeLongCount(Cursor& cursor) {
   const unsigned marker = cursor.takeByte();
   if (marker < 0x10 || marker > 0x13) cursor.refuse("the length of this object is not an integer of up to 8 bytes");
   return bigEndian(cursor.take(1, std::size_t{1} << (marker & 0xF)));
+}
+
+// The number of elements, characters or bytes: the marker's lower half, or the integer that follows when that is full.
+std::uint64_t takeCount(Cursor& cursor, unsigned lowerHalf) {
+  return lowerHalf != 0xF ? lowerHalf : takeLongCount(cursor);
 }
 
 // Integers of less than 8 bytes have no sign.
@@ -110,22 +118,22 @@ Value takeUtf16(Cursor& cursor, std::uint64_t count) {
   const auto isLowSurrogate = [](char32_t unit) { return unit >= 0xDC00 && unit <= 0xDFFF; };
   const ByteSpan bytes = cursor.take(count, 2);
   const auto unitAt = [&](std::size_t offset) { return char32_t{bytes[offset]} << 8 | bytes[offset + 1]; };
-  std::string text;
-  text.reserve(bytes.size());
+  std::string text(3 * (bytes.size() / 2), '\0');  // no unit takes more
+  char* end = text.data();
   for (std::size_t offset = 0; offset < bytes.size(); offset += 2) {
     const char32_t unit = unitAt(offset);
     if (unit < 0x80) {
-      text += static_cast<char>(unit);
+      *end++ = static_cast<char>(unit);
     } else if (!isHighSurrogate(unit) && !isLowSurrogate(unit)) {
-      appendUtf8(text, unit);
+      end = putUtf8(end, unit);
     } else if (isHighSurrogate(unit) && offset + 2 < bytes.size() && isLowSurrogate(unitAt(offset + 2))) {
       offset += 2;
-      appendUtf8(text, 0x10000 + ((unit - 0xD800) << 10 | (unitAt(offset) - 0xDC00)));
+      end = putUtf8(end, 0x10000 + ((unit - 0xD800) << 10 | (unitAt(offset) - 0xDC00)));
     } else {
       throw Refusal{cursor.offset() - bytes.size() + offset, "half of a surrogate pair stands alone here"};
     }
   }
-  return ValueAccess::string(text);
+  return ValueAccess::string({text.data(), end});
 }
 
 [[noreturn]] void refuseKind(const Cursor& cursor, unsigned marker) {
@@ -194,15 +202,14 @@ class BinaryReader {
   [[nodiscard]] std::size_t offsetOf(std::size_t number) const;
   void readArray(Object& object, Cursor& cursor, unsigned lowerHalf, int depth);
   void readDictionary(Object& object, Cursor& cursor, unsigned lowerHalf, int depth);
-  static void beginContainer(Object& object, const Cursor& cursor, int depth);
-  void enclose(Object& container, const Object& element, const Cursor& cursor, int depth) const {
+  void claim(const Cursor& cursor);
+  void beginContainer(Object& object, const Cursor& cursor, int depth);
+  void enclose(Object& container, const Object& element, const Cursor& cursor) const {
     container.height = std::max(container.height, element.height + 1);
     container.weight += element.weight;
-    if (depth - 1 + container.height > kPropertyListDepthLimit || isTooHeavy(container.weight, document_.size())) {
-      refuseEnclosed(container, cursor, depth);
-    }
+    if (container.weight > heaviest_) refuseWeight(cursor);
   }
-  [[noreturn]] static void refuseEnclosed(const Object& container, const Cursor& cursor, int depth);
+  [[noreturn]] static void refuseWeight(const Cursor& cursor);
 
   ByteSpan document_;
   std::size_t tableOffset_ = 0;
@@ -210,11 +217,11 @@ class BinaryReader {
   std::size_t referenceSize_ = 0;
   std::uint64_t top_ = 0;
   std::vector<Object> objects_;
-  OpenContainers open_;
   std::size_t unclaimed_ = 0;  // bytes of the objects that no object read so far has taken
+  std::uint64_t heaviest_;
 };
 
-BinaryReader::BinaryReader(ByteSpan document) : document_(document) {
+BinaryReader::BinaryReader(ByteSpan document) : document_(document), heaviest_(heaviestObject(document.size())) {
   if (document.size() < kHeaderSize + kTrailerSize) throw Refusal{document.size(), "the document is too short"};
   const std::string_view version(reinterpret_cast<const char*>(document.data()) + 6, 2);
   if (version != "00") {
@@ -253,7 +260,7 @@ const BinaryReader::Object& BinaryReader::readObject(std::uint64_t number, std::
                                        std::to_string(objects_.size()) + " counted from 0"};
   }
   Object& object = objects_[static_cast<std::size_t>(number)];
-  Cursor cursor(document_.first(tableOffset_), offsetOf(static_cast<std::size_t>(number)), unclaimed_);
+  Cursor cursor(document_.first(tableOffset_), offsetOf(static_cast<std::size_t>(number)));
   if (object.state == State::kOpen) cursor.refuse("this object contains itself");
   object.state = State::kOpen;
   const unsigned marker = cursor.takeByte();
@@ -266,7 +273,8 @@ const BinaryReader::Object& BinaryReader::readObject(std::uint64_t number, std::
       break;
     default:
       object.value = takeScalar(cursor, marker);
-      object.weight = kObjectWeight + (cursor.offset() - cursor.start());
+      object.weight = kObjectWeight + cursor.taken();
+      claim(cursor);
   }
   object.state = State::kRead;
   return object;
@@ -286,13 +294,18 @@ void BinaryReader::readArray(Object& object, Cursor& cursor, unsigned lowerHalf,
   std::size_t offset = cursor.offset();
   cursor.take(count, referenceSize_);
   beginContainer(object, cursor, depth);
-  const std::size_t begin = open_.openArray();
+  if (count == 0) {
+    object.value = Array();
+    return;
+  }
+  FixedArray array(static_cast<std::size_t>(count));
   for (; offset < cursor.offset(); offset += referenceSize_) {
     const Object& element = referredObject(offset, depth + 1);
-    enclose(object, element, cursor, depth);
-    open_.addElement(ValueAccess::copiedUnseen(element.value));
+    enclose(object, element, cursor);
+    array.add(ValueAccess::copiedUnseen(element.value));
   }
-  object.value = open_.closeArray(begin);
+  requireDepth(depth - 1 + object.height, cursor.start());
+  object.value = std::move(array).take();
 }
 
 // The references to all keys stand before those to the values.
@@ -301,27 +314,40 @@ void BinaryReader::readDictionary(Object& object, Cursor& cursor, unsigned lower
   const std::size_t keysOffset = cursor.offset();
   const std::size_t keysSize = cursor.take(count, 2 * referenceSize_).size() / 2;
   beginContainer(object, cursor, depth);
-  const std::size_t begin = open_.openDictionary();
+  if (count == 0) {
+    object.value = Dictionary();
+    return;
+  }
+  FixedDictionary dictionary(static_cast<std::size_t>(count));
   for (std::size_t offset = keysOffset; offset < keysOffset + keysSize; offset += referenceSize_) {
     const Object& key = referredObject(offset, depth + 1);
     if (!key.value.isString()) throw Refusal{offset, "a key of a dictionary is not a string"};
-    enclose(object, key, cursor, depth);
+    enclose(object, key, cursor);
     const Object& value = referredObject(offset + keysSize, depth + 1);
-    enclose(object, value, cursor, depth);
-    open_.addEntry({ValueAccess::copiedUnseen(key.value), ValueAccess::copiedUnseen(value.value)}, offset);
+    enclose(object, value, cursor);
+    dictionary.add(ValueAccess::copiedUnseen(key.value), ValueAccess::copiedUnseen(value.value));
   }
-  object.value = open_.closeDictionary(begin);
+  requireDepth(depth - 1 + object.height, cursor.start());
+  if (const auto repeated = dictionary.makeIndex()) {
+    const auto offsetOfKey = [&](std::size_t position) { return keysOffset + position * referenceSize_; };
+    refuseRepeatedKey(repeated->key, offsetOfKey(repeated->second), offsetOfKey(repeated->first));
+  }
+  object.value = std::move(dictionary).take();
+}
+
+void BinaryReader::claim(const Cursor& cursor) {
+  if (cursor.taken() > unclaimed_) cursor.refuse("this object overlaps with others");
+  unclaimed_ -= cursor.taken();
 }
 
 void BinaryReader::beginContainer(Object& object, const Cursor& cursor, int depth) {
+  claim(cursor);
   requireDepth(depth, cursor.start());
   object.weight = kObjectWeight;
   object.height = 1;
 }
 
-// A shared element may have been read at a lesser depth than the one it has here.
-void BinaryReader::refuseEnclosed(const Object& container, const Cursor& cursor, int depth) {
-  requireDepth(depth - 1 + container.height, cursor.start());
+void BinaryReader::refuseWeight(const Cursor& cursor) {
   cursor.refuse("with all that it refers to, over and over, this object is far larger than the document");
 }
 

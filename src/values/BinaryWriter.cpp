@@ -237,7 +237,7 @@ std::size_t BinaryWriter::addScalar(const Value& value) {
   const ObjectIndex::Object* known = scalars_.find(value, hash);
   if (known != nullptr) {
     const std::uint64_t weight = weight_ + kObjectWeight + known->size;
-    if (!isTooHeavy(weight, document_.size() + containers_.size())) {  // each container will take a byte or more
+    if (weight <= heaviestObject(document_.size() + containers_.size())) {  // each container will take a byte or more
       weight_ = weight;
       return known->number;
     }

@@ -19,6 +19,7 @@ using detail::Container;
 using detail::dropOwner;
 using detail::Entries;
 using detail::Entry;
+using detail::FixedDictionary;
 using detail::Sought;
 using detail::ValueAccess;
 
@@ -37,11 +38,11 @@ Entries::Slot& slotFor(Entries* entries, const Sought& key, std::uint64_t hash) 
   return slots[index];
 }
 
-// Notes the place of an entry whose key is in no slot yet.
-void indexEntry(Entries* entries, std::uint32_t position) noexcept {
+// Notes the place of an entry. Gives the place of another with the same key, 0 where there is none.
+std::uint32_t indexEntry(Entries* entries, std::uint32_t position) noexcept {
   const Sought key(entries->begin()[position].key);
   const std::uint64_t hash = key.hash();
-  slotFor(entries, key, hash) = {position + 1, upperHalf(hash)};
+  return std::exchange(slotFor(entries, key, hash), {position + 1, upperHalf(hash)}).place;
 }
 
 void index(Entries* entries) noexcept {
@@ -74,6 +75,26 @@ void compact(Entries* entries) noexcept {
 }
 
 }  // namespace
+
+// Few keys are quicker compared each with each than looked up.
+std::optional<FixedDictionary::Repetition> FixedDictionary::makeIndex() noexcept {
+  Entries* entries = ValueAccess::block(dictionary_);
+  const auto repetition = [&](std::uint32_t first, std::uint32_t second) {
+    return Repetition{*entries->begin()[second].key.ifString(), first, second};
+  };
+  for (std::uint32_t second = 0; second < entries->size; ++second) {
+    if (entries->isIndexed()) {
+      const std::uint32_t place = indexEntry(entries, second);
+      if (place != 0) return repetition(place - 1, second);
+      continue;
+    }
+    const Sought key(entries->begin()[second].key);
+    for (std::uint32_t first = 0; first < second; ++first) {
+      if (key.is(entries->begin()[first].key)) return repetition(first, second);
+    }
+  }
+  return std::nullopt;
+}
 
 // Delegates, so that a constructor that fails half-way is followed by the destructor.
 Dictionary::Dictionary(std::initializer_list<std::pair<std::string_view, Value>> entries) : Dictionary() {

@@ -14,6 +14,7 @@
 #include <system_error>
 #include <utility>
 
+#include "values/CopyBytes.h"
 #include "values/DateText.h"
 #include "values/PropertyListEncodings.h"
 #include "values/Text.h"
@@ -21,9 +22,9 @@
 
 namespace tavik {
 
-using detail::Entries;
 using detail::Entry;
-using detail::ValueAccess;
+using detail::FixedArray;
+using detail::FixedDictionary;
 
 namespace {
 
@@ -155,52 +156,6 @@ std::string whyNotWritable(const Value& value, int depth) {
   return {};
 }
 
-[[noreturn]] void refuseRepeatedKey(const Value& key, std::size_t second, std::size_t first) {
-  throw Refusal{second, "the key " + quoted(key.ifString().value()) + " is given twice, first at", first};
-}
-
-bool isSameText(const Value& left, const Value& right) noexcept {
-  if (ValueAccess::isShort(left)) return ValueAccess::bits(left) == ValueAccess::bits(right);
-  return left.ifString() == right.ifString();
-}
-
-// Moves values into a container that has room for them and nothing else.
-template <class Block, class Element>
-void fill(Block* block, std::span<Element> elements) noexcept {
-  std::uninitialized_move(elements.begin(), elements.end(), block->begin());
-  block->size = static_cast<std::uint32_t>(elements.size());
-}
-
-// Few keys are quicker compared each with each than looked up.
-Dictionary smallDictionary(std::span<Entry> entries, std::span<const std::size_t> keyOffsets) {
-  for (std::size_t second = 1; second < entries.size(); ++second) {
-    for (std::size_t first = 0; first < second; ++first) {
-      if (!isSameText(entries[first].key, entries[second].key)) continue;
-      refuseRepeatedKey(entries[second].key, keyOffsets[second], keyOffsets[first]);
-    }
-  }
-  Dictionary dictionary;
-  if (entries.empty()) return dictionary;
-  dictionary.reserve(entries.size());
-  fill(ValueAccess::block(dictionary), entries);
-  return dictionary;
-}
-
-Dictionary largeDictionary(std::span<Entry> entries, std::span<const std::size_t> keyOffsets) {
-  Dictionary dictionary;
-  dictionary.reserve(entries.size());
-  for (std::size_t index = 0; index < entries.size(); ++index) {
-    Value& key = entries[index].key;
-    if (ValueAccess::find(dictionary, key) != nullptr) {
-      std::size_t first = 0;
-      for (auto entry = dictionary.begin(); entry.key() != key; ++entry) ++first;
-      refuseRepeatedKey(key, keyOffsets[index], keyOffsets[first]);
-    }
-    ValueAccess::addNew(dictionary, std::move(key), std::move(entries[index].value));
-  }
-  return dictionary;
-}
-
 }  // namespace
 
 std::optional<Value> readPropertyList(std::span<const std::uint8_t> bytes, std::string& error) {
@@ -245,13 +200,15 @@ void requireUtf8(std::string_view document) {
 }
 
 bool isAscii(std::string_view text) noexcept {
-  constexpr std::uint64_t kHighBits = 0x8080808080808080;
   std::uint64_t word = 0;
-  for (; text.size() >= sizeof word; text.remove_prefix(sizeof word)) {
+  std::uint64_t all = 0;
+  for (; text.size() > sizeof word; text.remove_prefix(sizeof word)) {
     std::memcpy(&word, text.data(), sizeof word);
-    if ((word & kHighBits) != 0) return false;
+    all |= word;
   }
-  return std::ranges::all_of(text, [](char character) { return static_cast<unsigned char>(character) < 0x80; });
+  word = 0;
+  copyBytes(reinterpret_cast<char*>(&word), text.data(), text.size());
+  return ((all | word) & 0x8080808080808080) == 0;
 }
 
 std::string quoted(std::string_view text) {
@@ -271,24 +228,30 @@ void requireDepth(int depth, std::size_t offset) {
   if (depth > kPropertyListDepthLimit) throw Refusal{offset, std::string(kTooDeep)};
 }
 
+void refuseRepeatedKey(std::string_view key, std::size_t second, std::size_t first) {
+  throw Refusal{second, "the key " + quoted(key) + " is given twice, first at", first};
+}
+
 Array OpenContainers::closeArray(std::size_t begin) {
   const std::span<Value> elements = std::span(elements_).subspan(begin);
-  Array array;
-  if (elements.empty()) return array;
-  array.reserve(elements.size());
-  fill(ValueAccess::block(array), elements);
+  if (elements.empty()) return {};
+  FixedArray array(elements.size());
+  for (Value& element : elements) array.add(std::move(element));
   elements_.resize(begin);
-  return array;
+  return std::move(array).take();
 }
 
 Dictionary OpenContainers::closeDictionary(std::size_t begin) {
   const std::span<Entry> entries = std::span(entries_).subspan(begin);
-  const std::span<const std::size_t> keyOffsets = std::span(keyOffsets_).subspan(begin);
-  Dictionary dictionary =
-      entries.size() <= Entries::kScanned ? smallDictionary(entries, keyOffsets) : largeDictionary(entries, keyOffsets);
+  if (entries.empty()) return {};
+  FixedDictionary dictionary(entries.size());
+  for (auto& [key, value] : entries) dictionary.add(std::move(key), std::move(value));
+  if (const auto repeated = dictionary.makeIndex()) {
+    refuseRepeatedKey(repeated->key, keyOffsets_[begin + repeated->second], keyOffsets_[begin + repeated->first]);
+  }
   entries_.resize(begin);
   keyOffsets_.resize(begin);
-  return dictionary;
+  return std::move(dictionary).take();
 }
 
 }  // namespace tavik

@@ -47,6 +47,9 @@ std::string quoted(std::string_view text);
 /// An array or dictionary at `offset` that would be the `depth`th of those that stand in each other.
 void requireDepth(int depth, std::size_t offset);
 
+/// A key that stands at two places of a dictionary.
+[[noreturn]] void refuseRepeatedKey(std::string_view key, std::size_t second, std::size_t first);
+
 /// What readers have gathered for the arrays and dictionaries that are still open. A container is made when it closes,
 /// in one go and of its exact size.
 class OpenContainers {
@@ -75,12 +78,8 @@ class OpenContainers {
 /// take in memory if every reference were an object of its own: this much, and its own bytes in the document.
 inline constexpr std::uint64_t kObjectWeight = sizeof(Value);
 
-/// Whether a document of so many bytes may not hold anything of this weight. Readers refuse it, writers avoid it.
-constexpr bool isTooHeavy(std::uint64_t weight, std::uint64_t documentSize) noexcept {
-  constexpr std::uint64_t kFactor = 100;
-  constexpr std::uint64_t kAllowance = 1 << 20;
-  return weight > kAllowance && (weight - kAllowance) / kFactor > documentSize;
-}
+/// The most that anything in a document of so many bytes may weigh. Readers refuse what is heavier, writers avoid it.
+constexpr std::uint64_t heaviestObject(std::uint64_t documentSize) noexcept { return 100 * documentSize + (1 << 20); }
 
 }  // namespace tavik
 

@@ -148,6 +148,34 @@ class FixedArray {
   Array array_;
 };
 
+/// A dictionary under construction, with room for all its entries. They are not looked up before they are all there.
+class FixedDictionary {
+ public:
+  explicit FixedDictionary(std::size_t room) : dictionary_(ValueAccess::dictionary(Entries::make(room))) {}
+
+  /// Any string for a key.
+  void add(Value&& key, Value&& value) noexcept {
+    Entries* entries = ValueAccess::block(dictionary_);
+    Entry* end = entries->end();
+    new (&end->key) Value(std::move(key));
+    new (&end->value) Value(std::move(value));
+    ++entries->size;
+  }
+
+  /// A key that two entries have, which are at these positions.
+  struct Repetition {
+    std::string_view key;
+    std::uint32_t first;
+    std::uint32_t second;
+  };
+  /// Makes the index. To be called once, behind the last entry, which `take` may follow only where nothing is repeated.
+  [[nodiscard]] std::optional<Repetition> makeIndex() noexcept;
+  Dictionary take() && noexcept { return std::move(dictionary_); }
+
+ private:
+  Dictionary dictionary_;
+};
+
 /// A dictionary under construction, of entries whose keys are known to differ and are few enough to be scanned. Nothing
 /// that may fail stands between its making and `take`.
 class SmallDictionary {
@@ -206,18 +234,9 @@ inline Value ValueAccess::joined(std::string_view first, std::string_view second
 }
 
 inline Shared* ValueAccess::contentsOf(const Value& value) noexcept {
-  switch (value.tag()) {
-    case Value::kLongString:
-      return *value.contents<Bytes*>();
-    case Value::kData:
-      return value.contents<Data>()->bytes_;
-    case Value::kArray:
-      return value.contents<Array>()->elements_;
-    case Value::kDictionary:
-      return value.contents<Dictionary>()->entries_;
-    default:
-      return nullptr;
-  }
+  static_assert(std::is_base_of_v<Shared, Bytes> && std::is_base_of_v<Shared, Container>);
+  // Whatever a shared value holds is a pointer to a block, and a block begins with its head.
+  return isShared(value) ? reinterpret_cast<Shared*>(static_cast<std::uintptr_t>(value.words().low)) : nullptr;
 }
 
 inline Value ValueAccess::copiedUnseen(const Value& value) noexcept {

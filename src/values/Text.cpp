@@ -3,6 +3,7 @@
 #include "values/Text.h"
 
 #include <algorithm>
+#include <array>
 #include <cstdint>
 #include <cstring>
 #include <vector>
@@ -116,21 +117,29 @@ std::string replacingIllFormedUtf8(std::string_view bytes) {
   return text;
 }
 
-void appendUtf8(std::string& text, char32_t character) {
-  const auto append = [&](char32_t byte) { text.push_back(static_cast<char>(static_cast<unsigned char>(byte))); };
-  if (character < 0x80) return append(character);
-  if (character < 0x800) {
-    append(0xC0 | character >> 6);
-    return append(0x80 | (character & 0x3F));
-  }
-  if (character < 0x10000) {
-    append(0xE0 | character >> 12);
+char* putUtf8(char* to, char32_t character) noexcept {
+  const auto put = [&](char32_t byte) { *to++ = static_cast<char>(static_cast<unsigned char>(byte)); };
+  if (character < 0x80) {
+    put(character);
+  } else if (character < 0x800) {
+    put(0xC0 | character >> 6);
+    put(0x80 | (character & 0x3F));
+  } else if (character < 0x10000) {
+    put(0xE0 | character >> 12);
+    put(0x80 | (character >> 6 & 0x3F));
+    put(0x80 | (character & 0x3F));
   } else {
-    append(0xF0 | character >> 18);
-    append(0x80 | (character >> 12 & 0x3F));
+    put(0xF0 | character >> 18);
+    put(0x80 | (character >> 12 & 0x3F));
+    put(0x80 | (character >> 6 & 0x3F));
+    put(0x80 | (character & 0x3F));
   }
-  append(0x80 | (character >> 6 & 0x3F));
-  append(0x80 | (character & 0x3F));
+  return to;
+}
+
+void appendUtf8(std::string& text, char32_t character) {
+  std::array<char, 4> bytes;
+  text.append(bytes.data(), putUtf8(bytes.data(), character));
 }
 
 char32_t takeCharacter(std::string_view& text) noexcept {

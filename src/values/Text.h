@@ -16,6 +16,9 @@ std::size_t validUtf8Prefix(std::string_view bytes) noexcept;
 /// `bytes` with U+FFFD in place of each maximal ill-formed sequence (Unicode 15, section 3.9).
 std::string replacingIllFormedUtf8(std::string_view bytes);
 
+/// Writes one Unicode scalar value in UTF-8, 1 to 4 bytes. Gives where the next would go.
+char* putUtf8(char* to, char32_t character) noexcept;
+
 /// Appends one Unicode scalar value in UTF-8.
 void appendUtf8(std::string& text, char32_t character);
 
