@@ -12,6 +12,7 @@
 #include <optional>
 #include <utility>
 
+#include "values/DataBuffer.h"
 #include "values/PropertyListEncodings.h"
 #include "values/Text.h"
 #include "values/ValueAccess.h"
@@ -27,7 +28,7 @@ std::string_view textOf(std::span<const std::uint8_t> bytes) noexcept {
 
 // The bytes of a long string or of data, which a value only points to.
 std::optional<std::string_view> longContents(const Value& value) noexcept {
-  if (ValueAccess::isLong(value)) return value.ifString();
+  if (ValueAccess::isLong(value)) return ValueAccess::text(value);
   const Data* data = value.ifData();
   return data == nullptr ? std::nullopt : std::optional(textOf(data->bytes()));
 }
@@ -105,7 +106,7 @@ class ObjectIndex {
     }
   }
   void grow() {
-    const std::vector<Slot> before = std::exchange(slots_, std::vector<Slot>(2 * slots_.size()));
+    const std::vector<Slot> before = std::exchange(slots_, std::vector<Slot>(4 * slots_.size()));
     for (const Slot& slot : before) {
       if (slot.object != kNone) put(slot);
     }
@@ -117,6 +118,12 @@ class ObjectIndex {
 
 std::size_t bytesFor(std::uint64_t number) noexcept {
   return std::max<std::size_t>(1, (static_cast<std::size_t>(std::bit_width(number)) + 7) / 8);
+}
+
+// The lowest `size` bytes of `number`, the highest of them first. Gives where the next would go.
+char* put(char* to, std::uint64_t number, std::size_t size) noexcept {
+  for (std::size_t shift = 8 * size; shift != 0; shift -= 8) *to++ = static_cast<char>(number >> (shift - 8) & 0xFF);
+  return to;
 }
 
 // Big-endian.
@@ -167,10 +174,14 @@ class BinaryWriter {
   void appendReal(std::uint8_t marker, double number);
   void appendContainer(const Container& container, std::size_t referenceSize);
   void appendAll(std::span<const std::size_t> numbers, std::size_t size);
-  void appendMarker(std::uint8_t kind, std::size_t count);
-  void appendBytes(std::uint64_t number, std::size_t size);
+  // The kind of an object, and how many characters, bytes or elements follow.
+  void appendMarker(std::uint8_t kind, std::size_t count) {
+    count < 0xF ? static_cast<void>(document_ += static_cast<char>(kind | count)) : appendLongMarker(kind, count);
+  }
+  void appendLongMarker(std::uint8_t kind, std::size_t count);
+  void appendBytes(std::uint64_t number, std::size_t size) { put(document_.extend(size), number, size); }
 
-  std::string document_ = "bplist00";
+  detail::DataBuffer document_;
   std::vector<std::size_t> offsets_;  // of the objects, by number
   std::vector<Container> containers_;
   std::vector<std::size_t> references_;
@@ -179,6 +190,7 @@ class BinaryWriter {
 };
 
 Data BinaryWriter::write(const Value& value) {
+  document_ += "bplist00";
   const std::size_t top = add(value);
   const std::size_t referenceSize = bytesFor(offsets_.size() - 1);
   for (const Container& container : containers_) appendContainer(container, referenceSize);
@@ -191,7 +203,7 @@ Data BinaryWriter::write(const Value& value) {
   appendBytes(offsets_.size(), 8);
   appendBytes(top, 8);
   appendBytes(tableOffset, 8);
-  return Data(std::span(reinterpret_cast<const std::uint8_t*>(document_.data()), document_.size()));
+  return std::move(document_).take();
 }
 
 // Gives the number of the object that stands for `value`.
@@ -203,7 +215,7 @@ std::size_t BinaryWriter::add(const Value& value) {
 
 std::size_t BinaryWriter::addArray(const Array& array) {
   const std::size_t number = beginContainer(array.size(), false);
-  std::size_t reference = references_.size() - array.size();
+  std::size_t reference = containers_.back().firstReference;
   for (const Value& element : array) {
     const std::size_t elementNumber = add(element);
     references_[reference++] = elementNumber;
@@ -212,13 +224,15 @@ std::size_t BinaryWriter::addArray(const Array& array) {
 }
 
 std::size_t BinaryWriter::addDictionary(const Dictionary& dictionary) {
-  const std::size_t number = beginContainer(2 * dictionary.size(), true);
-  std::size_t reference = references_.size() - 2 * dictionary.size();
-  for (auto entry = dictionary.begin(); entry != dictionary.end(); ++entry, ++reference) {
+  const std::size_t size = dictionary.size();
+  const std::size_t number = beginContainer(2 * size, true);
+  std::size_t reference = containers_.back().firstReference;
+  const auto end = dictionary.end();
+  for (auto entry = dictionary.begin(); entry != end; ++entry, ++reference) {
     const std::size_t keyNumber = addScalar(entry.key());
     const std::size_t valueNumber = add(entry.value());
     references_[reference] = keyNumber;
-    references_[reference + dictionary.size()] = valueNumber;
+    references_[reference + size] = valueNumber;
   }
   return number;
 }
@@ -260,7 +274,7 @@ void BinaryWriter::appendScalar(const Value& value) {
   if (const auto truth = value.ifBoolean()) return appendBytes(*truth ? 0x09 : 0x08, 1);
   const auto bytes = value.ifData()->bytes();
   appendMarker(0x40, bytes.size());
-  document_.append(reinterpret_cast<const char*>(bytes.data()), bytes.size());
+  document_ += textOf(bytes);
 }
 
 void BinaryWriter::appendString(std::string_view text) {
@@ -293,27 +307,14 @@ void BinaryWriter::appendContainer(const Container& container, std::size_t refer
   appendAll(std::span(references_).subspan(container.firstReference, container.references), referenceSize);
 }
 
-// Each number in its lowest `size` bytes, the highest of them first.
 void BinaryWriter::appendAll(std::span<const std::size_t> numbers, std::size_t size) {
-  const std::size_t offset = document_.size();
-  document_.resize(offset + numbers.size() * size);
-  char* next = document_.data() + offset;
-  for (const std::size_t number : numbers) {
-    for (std::size_t shift = 8 * size; shift != 0; shift -= 8)
-      *next++ = static_cast<char>(number >> (shift - 8) & 0xFF);
-  }
+  char* next = document_.extend(numbers.size() * size);
+  for (const std::size_t number : numbers) next = put(next, number, size);
 }
 
-// The kind of an object, and how many characters, bytes or elements follow.
-void BinaryWriter::appendMarker(std::uint8_t kind, std::size_t count) {
-  document_ += static_cast<char>(kind | std::min<std::size_t>(count, 0xF));
-  if (count >= 0xF) appendInteger(static_cast<std::int64_t>(count));
-}
-
-// The lowest `size` bytes of `number`, the highest of them first.
-void BinaryWriter::appendBytes(std::uint64_t number, std::size_t size) {
-  for (std::size_t shift = 8 * size; shift != 0; shift -= 8)
-    document_ += static_cast<char>(number >> (shift - 8) & 0xFF);
+void BinaryWriter::appendLongMarker(std::uint8_t kind, std::size_t count) {
+  document_ += static_cast<char>(kind | 0xF);
+  appendInteger(static_cast<std::int64_t>(count));
 }
 
 }  // namespace

@@ -14,7 +14,6 @@
 #include <system_error>
 #include <utility>
 
-#include "values/CopyBytes.h"
 #include "values/DateText.h"
 #include "values/PropertyListEncodings.h"
 #include "values/Text.h"
@@ -141,17 +140,19 @@ std::string whyNotWritable(const Value& value, int depth) {
   }
   if (depth == kPropertyListDepthLimit) return std::string(kTooDeep);
   if (array != nullptr) {
-    for (std::size_t index = 0; index < array->size(); ++index) {
-      if (array->begin()[index].isString()) continue;
-      const std::string why = whyNotWritable(array->begin()[index], depth + 1);
-      if (!why.empty()) return (depth < kNamedDepth ? "element " + std::to_string(index) + ": " : "") + why;
+    for (const Value& element : *array) {
+      if (element.isString()) continue;
+      const std::string why = whyNotWritable(element, depth + 1);
+      if (why.empty()) continue;
+      return (depth < kNamedDepth ? "element " + std::to_string(&element - array->begin()) + ": " : "") + why;
     }
     return {};
   }
-  for (const auto [key, element] : *dictionary) {
-    if (element.isString()) continue;
-    const std::string why = whyNotWritable(element, depth + 1);
-    if (!why.empty()) return (depth < kNamedDepth ? quoted(key) + ": " : "") + why;
+  const auto end = dictionary->end();
+  for (auto entry = dictionary->begin(); entry != end; ++entry) {
+    if (entry.value().isString()) continue;
+    const std::string why = whyNotWritable(entry.value(), depth + 1);
+    if (!why.empty()) return (depth < kNamedDepth ? quoted((*entry).key) + ": " : "") + why;
   }
   return {};
 }
@@ -197,18 +198,6 @@ std::optional<Data> writePropertyList(const Value& value, PropertyListFormat for
 void requireUtf8(std::string_view document) {
   const std::size_t valid = validUtf8Prefix(document);
   if (valid != document.size()) throw Refusal{valid, "this is not UTF-8 text"};
-}
-
-bool isAscii(std::string_view text) noexcept {
-  std::uint64_t word = 0;
-  std::uint64_t all = 0;
-  for (; text.size() > sizeof word; text.remove_prefix(sizeof word)) {
-    std::memcpy(&word, text.data(), sizeof word);
-    all |= word;
-  }
-  word = 0;
-  copyBytes(reinterpret_cast<char*>(&word), text.data(), text.size());
-  return ((all | word) & 0x8080808080808080) == 0;
 }
 
 std::string quoted(std::string_view text) {

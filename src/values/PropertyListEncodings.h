@@ -10,6 +10,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <optional>
 #include <span>
 #include <string>
@@ -17,6 +18,7 @@
 #include <utility>
 #include <vector>
 
+#include "values/CopyBytes.h"
 #include "values/SharedContents.h"
 
 namespace tavik {
@@ -39,7 +41,17 @@ Data writeBinaryPropertyList(const Value& value);
 /// Refuses what is not UTF-8.
 void requireUtf8(std::string_view document);
 
-bool isAscii(std::string_view text) noexcept;
+inline bool isAscii(std::string_view text) noexcept {
+  std::uint64_t word = 0;
+  std::uint64_t all = 0;
+  for (; text.size() > sizeof word; text.remove_prefix(sizeof word)) {
+    std::memcpy(&word, text.data(), sizeof word);
+    all |= word;
+  }
+  word = 0;
+  copyBytes(reinterpret_cast<char*>(&word), text.data(), text.size());
+  return ((all | word) & 0x8080808080808080) == 0;
+}
 
 /// `text` in quotes and fit for a message of one line: cut where it is long, control characters replaced.
 std::string quoted(std::string_view text);

@@ -52,6 +52,12 @@ class ValueAccess {
     return {Value::kDictionary, static_cast<std::uint64_t>(reinterpret_cast<std::uintptr_t>(block))};
   }
 
+  static Data data(Bytes* block) noexcept {
+    Data data;
+    data.bytes_ = block;
+    return data;
+  }
+
   static Array array(Elements* block) noexcept {
     Array array;
     array.elements_ = block;

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <iterator>
 
+#include "values/DataBuffer.h"
 #include "values/PropertyListEncodings.h"
 
 namespace tavik {
@@ -57,7 +58,7 @@ class XmlWriter {
   std::size_t appendSpecial(std::string_view text);
   void appendIndent(std::size_t depth);
 
-  std::string document_;
+  detail::DataBuffer document_;
 };
 
 Data XmlWriter::write(const Value& value) {
@@ -66,7 +67,7 @@ Data XmlWriter::write(const Value& value) {
   document_ += "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\">\n";
   appendLine(value, 0);
   document_ += "</plist>\n";
-  return Data(std::span(reinterpret_cast<const std::uint8_t*>(document_.data()), document_.size()));
+  return std::move(document_).take();
 }
 
 void XmlWriter::appendLine(const Value& value, std::size_t depth) {
@@ -144,7 +145,9 @@ template <class Number>
 void XmlWriter::appendNumber(std::string_view begin, Number number, std::string_view end) {
   char text[32];
   char* textEnd = std::to_chars(text, std::end(text), number).ptr;
-  document_.append(begin).append(text, textEnd).append(end);
+  document_ += begin;
+  document_ += {text, textEnd};
+  document_ += end;
 }
 
 void XmlWriter::appendElement(std::string_view begin, std::string_view text, std::string_view end) {
@@ -156,7 +159,7 @@ void XmlWriter::appendElement(std::string_view begin, std::string_view text, std
 void XmlWriter::appendText(std::string_view text) {
   while (true) {
     const auto special = std::ranges::find_if(text, [](char c) { return !kPlain[static_cast<unsigned char>(c)]; });
-    document_.append(text.begin(), special);
+    document_ += {text.begin(), special};
     text.remove_prefix(static_cast<std::size_t>(special - text.begin()));
     if (text.empty()) return;
     text.remove_prefix(appendSpecial(text));
@@ -182,7 +185,9 @@ std::size_t XmlWriter::appendSpecial(std::string_view text) {
       return character.size();
     }
     default:
-      document_.append("&#").append(std::to_string(static_cast<int>(text.front()))).append(";");
+      document_ += "&#";
+      document_ += std::to_string(static_cast<int>(text.front()));
+      document_ += ';';
       return 1;
   }
 }

@@ -1,0 +1,77 @@
+/// @file
+/// Data under construction, for what writes documents.
+#ifndef TAVIK_VALUES_DATA_BUFFER_H
+#define TAVIK_VALUES_DATA_BUFFER_H
+
+#include <tavik/Value.h>
+
+#include <algorithm>
+#include <cstddef>
+#include <memory>
+#include <string_view>
+#include <utility>
+
+#include "values/CopyBytes.h"
+#include "values/SharedContents.h"
+#include "values/ValueAccess.h"
+
+namespace tavik::detail {
+
+/// Bytes in the block that becomes the data: where room has been reserved for all of them, they are never moved.
+class DataBuffer {
+ public:
+  [[nodiscard]] std::size_t size() const noexcept { return size_; }
+
+  /// Makes room for so many bytes in all.
+  void reserve(std::size_t capacity) {
+    if (capacity > capacity_) moveTo(capacity);
+  }
+
+  /// Adds bytes that the caller is to write.
+  char* extend(std::size_t count) {
+    if (count > capacity_ - size_) moveTo(std::max({size_ + count, 2 * capacity_, kLeast}));
+    return begin_ + std::exchange(size_, size_ + count);
+  }
+  DataBuffer& operator+=(std::string_view text) {
+    copyBytes(extend(text.size()), text.data(), text.size());
+    return *this;
+  }
+  DataBuffer& operator+=(char character) {
+    *extend(1) = character;
+    return *this;
+  }
+  void append(std::size_t count, char character) { std::fill_n(extend(count), count, character); }
+
+  Data take() && {
+    constexpr std::size_t kSpare = 8;  // the part of the data that may be left over
+    if (size_ == 0) return {};
+    if (capacity_ - size_ > size_ / kSpare) moveTo(size_);
+    block_->size = size_;
+    return ValueAccess::data(block_.release());
+  }
+
+ private:
+  static constexpr std::size_t kLeast = 512;
+
+  struct Free {
+    void operator()(Bytes* block) const noexcept { ::operator delete(block); }
+  };
+
+  void moveTo(std::size_t capacity) {
+    std::unique_ptr<Bytes, Free> block(Bytes::make(capacity));
+    char* begin = reinterpret_cast<char*>(block.get() + 1);
+    copyBytes(begin, begin_, size_);
+    block_ = std::move(block);
+    begin_ = begin;
+    capacity_ = capacity;
+  }
+
+  std::unique_ptr<Bytes, Free> block_;
+  char* begin_ = nullptr;  // of the bytes, behind the block's head
+  std::size_t size_ = 0;
+  std::size_t capacity_ = 0;
+};
+
+}  // namespace tavik::detail
+
+#endif
