@@ -80,13 +80,15 @@ static_assert(sizeof(Entry) == 2 * sizeof(Value) && offsetof(Entry, value) == si
 
 }  // namespace
 
+// What stands first goes first, as it most often came: the memory lies in that order.
 void destroy(Container* last) noexcept {
   SlabRelease release;
   while (last != nullptr) {
     Container* container = std::exchange(last, last->nextDead);
-    for (Value& value : valuesOf(container)) {
-      if (!ValueAccess::isShared(value)) continue;
-      if (Container* dead = ValueAccess::dropContents(value, release)) dead->nextDead = std::exchange(last, dead);
+    const std::span<Value> values = valuesOf(container);
+    for (auto value = values.rbegin(); value != values.rend(); ++value) {
+      if (!ValueAccess::isShared(*value)) continue;
+      if (Container* dead = ValueAccess::dropContents(*value, release)) dead->nextDead = std::exchange(last, dead);
     }
     container->free(release);
   }
