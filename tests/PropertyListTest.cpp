@@ -64,8 +64,7 @@ std::string repeated(std::string_view text, int count) {
   return result;
 }
 
-Value nested(int depth) {
-  Value value("inside");
+Value nested(int depth, Value value = "inside") {
   for (int index = 0; index < depth; ++index) value = Array::of(value);
   return value;
 }
@@ -554,6 +553,9 @@ TEST(PropertyListTest, WhatCouldNotBeReadBackIsNotWritten) {
     EXPECT_TRUE(writePropertyList(nested(512), format, error));
     EXPECT_THAT(error, IsEmpty());
     EXPECT_FALSE(writePropertyList(nested(513), format, error));
+    EXPECT_TRUE(writePropertyList(nested(511, Dictionary()), format, error));
+    EXPECT_FALSE(writePropertyList(nested(512, Dictionary()), format, error));
+    EXPECT_FALSE(writePropertyList(nested(512, Array()), format, error));
     EXPECT_FALSE(writePropertyList(nested(100000), format, error));
     EXPECT_THAT(error, HasSubstr("more than 512 deep"));
     EXPECT_FALSE(writePropertyList(Dictionary{{"Rules", Array::of("a", Date::sinceReference(1e12))}}, format, error));

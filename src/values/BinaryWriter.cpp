@@ -13,6 +13,7 @@
 #include <utility>
 
 #include "values/DataBuffer.h"
+#include "values/DateText.h"
 #include "values/PropertyListEncodings.h"
 #include "values/Text.h"
 #include "values/ValueAccess.h"
@@ -162,15 +163,16 @@ class BinaryWriter {
     bool isDictionary;
   };
 
-  std::size_t add(const Value& value);
-  std::size_t addArray(const Array& array);
-  std::size_t addDictionary(const Dictionary& dictionary);
+  std::size_t add(const Value& value, int depth);
+  std::size_t addArray(const Array& array, int depth);
+  std::size_t addDictionary(const Dictionary& dictionary, int depth);
   std::size_t beginContainer(std::size_t references, bool isDictionary);
   std::size_t addScalar(const Value& value);
 
   void appendScalar(const Value& value);
   void appendString(std::string_view text);
   void appendInteger(std::int64_t number);
+  void appendDate(Date date);
   void appendReal(std::uint8_t marker, double number);
   void appendContainer(const Container& container, std::size_t referenceSize);
   void appendAll(std::span<const std::size_t> numbers, std::size_t size);
@@ -191,7 +193,7 @@ class BinaryWriter {
 
 Data BinaryWriter::write(const Value& value) {
   document_ += "bplist00";
-  const std::size_t top = add(value);
+  const std::size_t top = add(value, 1);
   const std::size_t referenceSize = bytesFor(offsets_.size() - 1);
   for (const Container& container : containers_) appendContainer(container, referenceSize);
   const std::size_t tableOffset = document_.size();
@@ -206,31 +208,33 @@ Data BinaryWriter::write(const Value& value) {
   return std::move(document_).take();
 }
 
-// Gives the number of the object that stands for `value`.
-std::size_t BinaryWriter::add(const Value& value) {
-  if (const Array* array = value.ifArray()) return addArray(*array);
-  if (const Dictionary* dictionary = value.ifDictionary()) return addDictionary(*dictionary);
+// Gives the number of the object that stands for `value`; `depth` is the one that it has if it is a container.
+std::size_t BinaryWriter::add(const Value& value, int depth) {
+  if (const Array* array = value.ifArray()) return addArray(*array, depth);
+  if (const Dictionary* dictionary = value.ifDictionary()) return addDictionary(*dictionary, depth);
   return addScalar(value);
 }
 
-std::size_t BinaryWriter::addArray(const Array& array) {
+std::size_t BinaryWriter::addArray(const Array& array, int depth) {
+  requireDepth(depth);
   const std::size_t number = beginContainer(array.size(), false);
   std::size_t reference = containers_.back().firstReference;
   for (const Value& element : array) {
-    const std::size_t elementNumber = add(element);
+    const std::size_t elementNumber = add(element, depth + 1);
     references_[reference++] = elementNumber;
   }
   return number;
 }
 
-std::size_t BinaryWriter::addDictionary(const Dictionary& dictionary) {
+std::size_t BinaryWriter::addDictionary(const Dictionary& dictionary, int depth) {
+  requireDepth(depth);
   const std::size_t size = dictionary.size();
   const std::size_t number = beginContainer(2 * size, true);
   std::size_t reference = containers_.back().firstReference;
   const auto end = dictionary.end();
   for (auto entry = dictionary.begin(); entry != end; ++entry, ++reference) {
     const std::size_t keyNumber = addScalar(entry.key());
-    const std::size_t valueNumber = add(entry.value());
+    const std::size_t valueNumber = add(entry.value(), depth + 1);
     references_[reference] = keyNumber;
     references_[reference + size] = valueNumber;
   }
@@ -270,7 +274,7 @@ void BinaryWriter::appendScalar(const Value& value) {
   if (const auto text = value.ifString()) return appendString(*text);
   if (const auto integer = value.ifInteger()) return appendInteger(*integer);
   if (const auto real = value.ifReal()) return appendReal(0x23, *real);
-  if (const auto date = value.ifDate()) return appendReal(0x33, date->secondsSinceReference());
+  if (const auto date = value.ifDate()) return appendDate(*date);
   if (const auto truth = value.ifBoolean()) return appendBytes(*truth ? 0x09 : 0x08, 1);
   const auto bytes = value.ifData()->bytes();
   appendMarker(0x40, bytes.size());
@@ -294,6 +298,11 @@ void BinaryWriter::appendInteger(std::int64_t number) {
   const int sizeExponent = bits > 0xFFFFFFFF ? 3 : bits > 0xFFFF ? 2 : bits > 0xFF ? 1 : 0;
   appendBytes(0x10U | static_cast<unsigned>(sizeExponent), 1);
   appendBytes(bits, std::size_t{1} << sizeExponent);
+}
+
+void BinaryWriter::appendDate(Date date) {
+  if (!isInCalendar(date)) throw Unwritable{};
+  appendReal(0x33, date.secondsSinceReference());
 }
 
 void BinaryWriter::appendReal(std::uint8_t marker, double number) {

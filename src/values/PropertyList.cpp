@@ -128,7 +128,8 @@ std::string readFile(const std::string& path, std::vector<std::uint8_t>& bytes) 
   return {};
 }
 
-// What keeps `value` from being written, and where in it: `"Rules": element 3: the date ...`. Empty when nothing does.
+// What keeps `value` from being written, and where in it: `"Rules": element 3: the date ...`. Empty when it is not in
+// it.
 std::string whyNotWritable(const Value& value, int depth) {
   constexpr int kNamedDepth = 8;  // the way to a fault further inside is not told to its end
   const Array* array = value.ifArray();
@@ -141,18 +142,15 @@ std::string whyNotWritable(const Value& value, int depth) {
   if (depth == kPropertyListDepthLimit) return std::string(kTooDeep);
   if (array != nullptr) {
     for (const Value& element : *array) {
-      if (element.isString()) continue;
       const std::string why = whyNotWritable(element, depth + 1);
       if (why.empty()) continue;
       return (depth < kNamedDepth ? "element " + std::to_string(&element - array->begin()) + ": " : "") + why;
     }
     return {};
   }
-  const auto end = dictionary->end();
-  for (auto entry = dictionary->begin(); entry != end; ++entry) {
-    if (entry.value().isString()) continue;
-    const std::string why = whyNotWritable(entry.value(), depth + 1);
-    if (!why.empty()) return (depth < kNamedDepth ? quoted((*entry).key) + ": " : "") + why;
+  for (const auto [key, element] : *dictionary) {
+    const std::string why = whyNotWritable(element, depth + 1);
+    if (!why.empty()) return (depth < kNamedDepth ? quoted(key) + ": " : "") + why;
   }
   return {};
 }
@@ -188,11 +186,12 @@ std::optional<Value> readPropertyListFile(const std::string& path, std::string& 
 }
 
 std::optional<Data> writePropertyList(const Value& value, PropertyListFormat format, std::string& error) {
-  if (std::string why = whyNotWritable(value, 0); !why.empty()) {
-    error = std::move(why);
+  try {
+    return format == PropertyListFormat::kXml ? writeXmlPropertyList(value) : writeBinaryPropertyList(value);
+  } catch (const Unwritable&) {
+    error = whyNotWritable(value, 0);
     return std::nullopt;
   }
-  return format == PropertyListFormat::kXml ? writeXmlPropertyList(value) : writeBinaryPropertyList(value);
 }
 
 void requireUtf8(std::string_view document) {

@@ -2,7 +2,8 @@
 /// The encodings behind PropertyList.h: three readers, two writers, and what they share.
 ///
 /// Readers throw a `Refusal` at the first thing that is wrong; PropertyList.cpp catches it and turns it into the
-/// message. Writers take only what `writePropertyList` has found writable, so nothing can go wrong in them but memory.
+/// message. Writers throw `Unwritable` at the first value that has no form in property lists; PropertyList.cpp then
+/// looks for it and tells where it is.
 #ifndef TAVIK_VALUES_PROPERTY_LIST_ENCODINGS_H
 #define TAVIK_VALUES_PROPERTY_LIST_ENCODINGS_H
 
@@ -30,6 +31,8 @@ struct Refusal {
   std::optional<std::size_t> other = std::nullopt;  ///< a second place, which the message names behind `what`
 };
 
+struct Unwritable {};
+
 /// Documents without their byte order mark, not known to be UTF-8.
 Value readXmlPropertyList(std::string_view document);
 Value readTextPropertyList(std::string_view document);
@@ -56,8 +59,12 @@ inline bool isAscii(std::string_view text) noexcept {
 /// `text` in quotes and fit for a message of one line: cut where it is long, control characters replaced.
 std::string quoted(std::string_view text);
 
-/// An array or dictionary at `offset` that would be the `depth`th of those that stand in each other.
+/// Refuses an array or dictionary at `offset` that would be the `depth`th of those that stand in each other.
 void requireDepth(int depth, std::size_t offset);
+/// The same when it is written.
+inline void requireDepth(int depth) {
+  if (depth > kPropertyListDepthLimit) throw Unwritable{};
+}
 
 /// A key that stands at two places of a dictionary.
 [[noreturn]] void refuseRepeatedKey(std::string_view key, std::size_t second, std::size_t first);

@@ -23,18 +23,20 @@ constexpr std::array<bool, 256> kPlain = [] {
 }();
 
 // Deeper than this, lines are not set in further: the document stays in proportion to the value.
-constexpr std::size_t kDeepest = 16;
+std::size_t indentAt(int depth) noexcept { return static_cast<std::size_t>(std::min(depth, 16)); }
 
-// About how many characters a value takes, so that the document is not moved as it grows. What texts need besides their
-// own characters is not counted.
-std::size_t expectedSize(const Value& value, std::size_t depth) {
-  const std::size_t line = std::min(depth, kDeepest) + 20;  // set in, with both tags
+// About how many characters a value takes that stands in `depth` others, so that the document is not moved as it grows.
+// What texts need besides their own characters is not counted.
+std::size_t expectedSize(const Value& value, int depth) {
+  const std::size_t line = indentAt(depth) + 20;  // with both tags
   if (const auto text = value.ifString()) return line + text->size();
   if (const Data* data = value.ifData()) return line + data->size() / 2 * 3;
   std::size_t size = line;
   if (const Array* array = value.ifArray()) {
+    requireDepth(depth + 1);
     for (const Value& element : *array) size += expectedSize(element, depth + 1);
   } else if (const Dictionary* dictionary = value.ifDictionary()) {
+    requireDepth(depth + 1);
     for (const auto [key, element] : *dictionary) size += line + key.size() + expectedSize(element, depth + 1);
   }
   return size;
@@ -45,18 +47,19 @@ class XmlWriter {
   Data write(const Value& value);
 
  private:
-  void appendLine(const Value& value, std::size_t depth);
-  void append(const Value& value, std::size_t depth);
-  void appendArray(const Array& array, std::size_t depth);
-  void appendDictionary(const Dictionary& dictionary, std::size_t depth);
-  void appendData(std::span<const std::uint8_t> bytes, std::size_t depth);
+  void appendLine(const Value& value, int depth);
+  void append(const Value& value, int depth);
+  void appendArray(const Array& array, int depth);
+  void appendDictionary(const Dictionary& dictionary, int depth);
+  void appendDate(Date date);
+  void appendData(std::span<const std::uint8_t> bytes, int depth);
   void appendBase64(std::span<const std::uint8_t> bytes);
   template <class Number>
   void appendNumber(std::string_view begin, Number number, std::string_view end);
   void appendElement(std::string_view begin, std::string_view text, std::string_view end);
   void appendText(std::string_view text);
   std::size_t appendSpecial(std::string_view text);
-  void appendIndent(std::size_t depth);
+  void appendIndent(int depth);
 
   detail::DataBuffer document_;
 };
@@ -70,24 +73,24 @@ Data XmlWriter::write(const Value& value) {
   return std::move(document_).take();
 }
 
-void XmlWriter::appendLine(const Value& value, std::size_t depth) {
+void XmlWriter::appendLine(const Value& value, int depth) {
   appendIndent(depth);
   append(value, depth);
   document_ += '\n';
 }
 
-void XmlWriter::append(const Value& value, std::size_t depth) {
+void XmlWriter::append(const Value& value, int depth) {
   if (const auto text = value.ifString()) return appendElement("<string>", *text, "</string>");
   if (const Dictionary* dictionary = value.ifDictionary()) return appendDictionary(*dictionary, depth);
   if (const Array* array = value.ifArray()) return appendArray(*array, depth);
   if (const Data* data = value.ifData()) return appendData(data->bytes(), depth);
   if (const auto integer = value.ifInteger()) return appendNumber("<integer>", *integer, "</integer>");
   if (const auto real = value.ifReal()) return appendNumber("<real>", *real, "</real>");
-  if (const auto date = value.ifDate()) return appendElement("<date>", dateToIsoText(*date).value(), "</date>");
+  if (const auto date = value.ifDate()) return appendDate(*date);
   document_ += value.ifBoolean().value() ? "<true/>" : "<false/>";
 }
 
-void XmlWriter::appendArray(const Array& array, std::size_t depth) {
+void XmlWriter::appendArray(const Array& array, int depth) {
   if (array.empty()) return static_cast<void>(document_ += "<array/>");
   document_ += "<array>\n";
   for (const Value& element : array) appendLine(element, depth + 1);
@@ -95,7 +98,7 @@ void XmlWriter::appendArray(const Array& array, std::size_t depth) {
   document_ += "</array>";
 }
 
-void XmlWriter::appendDictionary(const Dictionary& dictionary, std::size_t depth) {
+void XmlWriter::appendDictionary(const Dictionary& dictionary, int depth) {
   if (dictionary.empty()) return static_cast<void>(document_ += "<dict/>");
   document_ += "<dict>\n";
   for (const auto [key, value] : dictionary) {
@@ -108,7 +111,7 @@ void XmlWriter::appendDictionary(const Dictionary& dictionary, std::size_t depth
 }
 
 // Long data goes over several lines.
-void XmlWriter::appendData(std::span<const std::uint8_t> bytes, std::size_t depth) {
+void XmlWriter::appendData(std::span<const std::uint8_t> bytes, int depth) {
   constexpr std::size_t kBytesALine = 57;  // 76 digits
   document_ += "<data>";
   if (bytes.size() <= kBytesALine) {
@@ -138,6 +141,12 @@ void XmlWriter::appendBase64(std::span<const std::uint8_t> bytes) {
     document_ += bytes.size() > 1 ? kDigits[group >> 6 & 0x3F] : '=';
     document_ += bytes.size() > 2 ? kDigits[group & 0x3F] : '=';
   }
+}
+
+void XmlWriter::appendDate(Date date) {
+  const std::optional<std::string> text = dateToIsoText(date);
+  if (!text) throw Unwritable{};
+  appendElement("<date>", *text, "</date>");
 }
 
 // The shortest text that reads back to the same number.
@@ -192,7 +201,7 @@ std::size_t XmlWriter::appendSpecial(std::string_view text) {
   }
 }
 
-void XmlWriter::appendIndent(std::size_t depth) { document_.append(std::min(depth, kDeepest), '\t'); }
+void XmlWriter::appendIndent(int depth) { document_.append(indentAt(depth), '\t'); }
 
 }  // namespace
 
