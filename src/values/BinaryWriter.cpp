@@ -163,6 +163,7 @@ class BinaryWriter {
     bool isDictionary;
   };
 
+  void reserve(std::size_t referenceSize);
   std::size_t add(const Value& value, int depth);
   std::size_t addArray(const Array& array, int depth);
   std::size_t addDictionary(const Dictionary& dictionary, int depth);
@@ -195,6 +196,7 @@ Data BinaryWriter::write(const Value& value) {
   document_ += "bplist00";
   const std::size_t top = add(value, 1);
   const std::size_t referenceSize = bytesFor(offsets_.size() - 1);
+  reserve(referenceSize);
   for (const Container& container : containers_) appendContainer(container, referenceSize);
   const std::size_t tableOffset = document_.size();
   const std::size_t offsetSize = bytesFor(tableOffset);
@@ -206,6 +208,15 @@ Data BinaryWriter::write(const Value& value) {
   appendBytes(top, 8);
   appendBytes(tableOffset, 8);
   return std::move(document_).take();
+}
+
+// Makes room for all that follows the strings, numbers, dates and data.
+void BinaryWriter::reserve(std::size_t referenceSize) {
+  constexpr std::size_t kMarkerAndCount = 3;  // at most, but for the largest containers
+  constexpr std::size_t kTrailerSize = 32;
+  const std::size_t tableOffset =
+      document_.size() + containers_.size() * kMarkerAndCount + references_.size() * referenceSize;
+  document_.reserve(tableOffset + offsets_.size() * bytesFor(tableOffset) + kTrailerSize);
 }
 
 // Gives the number of the object that stands for `value`; `depth` is the one that it has if it is a container.

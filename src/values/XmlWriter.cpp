@@ -28,7 +28,9 @@ std::size_t indentAt(int depth) noexcept { return static_cast<std::size_t>(std::
 // About how many characters a value takes that stands in `depth` others, so that the document is not moved as it grows.
 // What texts need besides their own characters is not counted.
 std::size_t expectedSize(const Value& value, int depth) {
-  const std::size_t line = indentAt(depth) + 20;  // with both tags
+  constexpr std::size_t kTags = 18;  // of a string, and about those of another value with its contents
+  constexpr std::size_t kKeyTags = 12;
+  const std::size_t line = indentAt(depth) + kTags;
   if (const auto text = value.ifString()) return line + text->size();
   if (const Data* data = value.ifData()) return line + data->size() / 2 * 3;
   std::size_t size = line;
@@ -37,7 +39,9 @@ std::size_t expectedSize(const Value& value, int depth) {
     for (const Value& element : *array) size += expectedSize(element, depth + 1);
   } else if (const Dictionary* dictionary = value.ifDictionary()) {
     requireDepth(depth + 1);
-    for (const auto [key, element] : *dictionary) size += line + key.size() + expectedSize(element, depth + 1);
+    for (const auto [key, element] : *dictionary) {
+      size += indentAt(depth + 1) + kKeyTags + key.size() + expectedSize(element, depth + 1);
+    }
   }
   return size;
 }
