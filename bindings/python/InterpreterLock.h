@@ -3,13 +3,17 @@
 ///
 /// Up to version 3.13, an interpreter that comes to its end unwinds the stack of every other thread that asks for the
 /// lock: one that Python calls a daemon. C++ does not survive that. Such a thread stays where it is until the process
-/// has ended, as it does from version 3.14 on.
+/// has ended, as it does from version 3.14 on. The thread that ends the interpreter has the lock and goes on: what it
+/// lets go of last are kernels and platforms too.
 #ifndef TAVIK_PYTHON_INTERPRETER_LOCK_H
 #define TAVIK_PYTHON_INTERPRETER_LOCK_H
 
 #include <cxxabi.h>
 #include <pybind11/pybind11.h>
 #include <unistd.h>
+
+#include <atomic>
+#include <thread>
 
 namespace tavik::python {
 
@@ -25,6 +29,15 @@ auto orStay(Call call) {
   }
 }
 
+/// The thread that ends the interpreter, none before it begins to.
+inline std::atomic<std::thread::id> endingThread;
+
+/// To be called once, before anything else here.
+inline void noteEndOfInterpreter() {
+  py::module_::import("atexit").attr("register")(
+      py::cpp_function([] { endingThread.store(std::this_thread::get_id()); }));
+}
+
 /// Holds the lock.
 class Locked {
  public:
@@ -34,9 +47,9 @@ class Locked {
   ~Locked() { PyGILState_Release(state_); }
 
  private:
-  // An interpreter at its end has nothing left that a lock could be asked of.
+  // An interpreter at its end has nothing left that another thread could ask for the lock.
   static PyGILState_STATE take() {
-    while (Py_IsInitialized() == 0) pause();
+    while (Py_IsInitialized() == 0 && endingThread.load() != std::this_thread::get_id()) pause();
     return PyGILState_Ensure();
   }
 

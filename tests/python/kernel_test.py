@@ -297,6 +297,19 @@ class ThreadTest(unittest.TestCase):
         with self.assertRaises(Alarm):
             prepared.check_many([ZEROS] * 100_000, threads=2)  # hours
 
+    def run_to_the_end(self, program):
+        run = subprocess.run([sys.executable, "-c", program], cwd=pathlib.Path(__file__).parent, capture_output=True,
+                             timeout=60, check=False)
+        self.assertEqual((run.returncode, run.stderr), (0, b""))
+
+    @unittest.skipIf(SANITIZED, "a process of its own has no runtime of the sanitizer")
+    def test_a_process_ends_that_still_has_kernels(self):
+        self.run_to_the_end("""if True:
+            import sys
+            from kernel_test import GOOD, LIBRARY, Lines, Unsigned, kernel, rules
+            opened = [kernel(LIBRARY, platform) for platform in (Unsigned(), Lines())]
+            sys.kept = [each.prepare(rules("Model Number")) for each in opened]  # goes later than this module
+            results = [each.check(GOOD) for each in sys.kept]""")
 
     @unittest.skipIf(SANITIZED, "a process of its own has no runtime of the sanitizer")
     def test_a_process_ends_beside_threads_that_check(self):
@@ -310,9 +323,7 @@ class ThreadTest(unittest.TestCase):
                     threading.Thread(target=run, daemon=True).start()
             time.sleep(0.1)"""
         for _ in range(8):
-            run = subprocess.run([sys.executable, "-c", program], cwd=pathlib.Path(__file__).parent,
-                                 capture_output=True, timeout=60, check=False)
-            self.assertEqual((run.returncode, run.stderr), (0, b""))
+            self.run_to_the_end(program)
 
 
 class MemoryTest(unittest.TestCase):

@@ -1,7 +1,10 @@
-"""The module says of every device what the command says: records, station, error and fault, kind for kind."""
+"""The module says of every device what the command and a program in C say: records, station, error and fault, kind for
+kind."""
 
 import json
+import os
 import random
+import subprocess
 import unittest
 
 import tavik
@@ -41,6 +44,7 @@ class RecordsTest(FolderTest):
                                          f"sfc={device}/sfc.json", "--source", f"gui={device}/gui.json", "--format",
                                          "json")
                 self.assertEqual(repr(answer(self.kernel.check(values, self.rules, sources))), repr(expected))
+                self.assertEqual(repr([*self.answers_in_c([(values, sources)])]), repr([expected]))
 
     def random_devices(self):
         """Devices of the example with attributes and sources missing, swapped and of other kinds."""
@@ -67,10 +71,12 @@ class RecordsTest(FolderTest):
             "".join(json.dumps({"attributes": to_json(attributes), "sources": to_json(sources)}) + "\n"
                     for attributes, sources in devices), encoding="utf-8")
         expected = self.tavik("batch", *DOCUMENTS, "devices.jsonl")
+        answers = self.answers_in_c(devices)
         outcomes = self.kernel.prepare(self.rules).check_many(devices, threads=3)
         seen = {"passed": 0, "failed": 0, "no verdict": 0, "Error": 0, "RangeFault": 0, "ArgumentFault": 0}
-        for index, (outcome, wanted) in enumerate(zip(outcomes, expected, strict=True)):
+        for index, (outcome, wanted, in_c) in enumerate(zip(outcomes, expected, answers, strict=True)):
             found = answer(outcome)
+            self.assertEqual(repr(in_c), repr(found), f"device {index}: {devices[index]}")
             del wanted["id"]
             if "fault" in wanted:  # the command says which rule it was
                 self.assertTrue(wanted["fault"]["message"].endswith(": " + found["fault"]["message"]))
@@ -80,6 +86,22 @@ class RecordsTest(FolderTest):
             if index % 10 == 0:
                 self.check_alone(devices[index], outcome)
         self.assertTrue(all(seen.values()), seen)
+
+    def answers_in_c(self, devices):
+        """What a program in C is told, as `answer` shows it."""
+        files = [self.folder / f"{name}.plist" for name in ("library", "rules", "devices", "answers")]
+        described = [{"attributes": attributes, "sources": sources} for attributes, sources in devices]
+        for file, document in zip(files, (self.library, self.rules, described)):
+            file.write_bytes(tavik.write_property_list(document, "binary"))
+        subprocess.run([os.environ["CHECK_DEVICES"], *files], check=True)
+        kinds = {2: "range", 3: "invalid-argument"}
+        for found in tavik.read_property_list_file(files[-1]):
+            shown = {"records": found.get("records"), "station": found["station"], "error": None}
+            if found["status"] == 1:
+                shown["error"] = {"domain": found["domain"], "code": found["code"], "description": found["text"]}
+            elif found["status"] != 0:
+                shown["fault"] = {"kind": kinds[found["status"]], "message": found["text"]}
+            yield shown
 
     @staticmethod
     def kind(outcome):
