@@ -217,7 +217,7 @@ class Calls {
     Slot& released = slot();
     released.handle = c::OwnedValue();
     released.model.reset();
-    tavik_value* none = reinterpret_cast<tavik_value*>(static_cast<tavik_kernel*>(kernel_));
+    auto* none = reinterpret_cast<tavik_value*>(static_cast<tavik_kernel*>(kernel_));
     require(tavik_value_release(&none) == (kernel_ == nullptr ? TAVIK_OK : TAVIK_BAD_HANDLE));
   }
 

@@ -49,7 +49,7 @@ class Shared {
   }
 
   /// Gives the memory of a block back that has no owners and whose contents are gone.
-  void free(SlabRelease& release) noexcept {
+  void giveBack(SlabRelease& release) noexcept {
     const std::uint64_t unit = owners_.load(std::memory_order_relaxed) >> kOwnerBits;
     if (unit == 0) return ::operator delete(this);
     release.add(reinterpret_cast<Slab*>(reinterpret_cast<std::byte*>(this) - unit * Slab::kUnit));
@@ -236,7 +236,9 @@ inline Value ValueAccess::joined(std::string_view first, std::string_view second
 inline Shared* ValueAccess::contentsOf(const Value& value) noexcept {
   static_assert(std::is_base_of_v<Shared, Bytes> && std::is_base_of_v<Shared, Container>);
   // Whatever a shared value holds is a pointer to a block, and a block begins with its head.
-  return isShared(value) ? reinterpret_cast<Shared*>(static_cast<std::uintptr_t>(value.words().low)) : nullptr;
+  Shared* contents = nullptr;
+  if (isShared(value)) std::memcpy(&contents, value.storage_, sizeof contents);
+  return contents;
 }
 
 inline Value ValueAccess::copiedUnseen(const Value& value) noexcept {
@@ -288,7 +290,7 @@ template <class Block>
 bool makeWritable(Block*& block, std::size_t needed);
 
 inline void dropOwner(Bytes* bytes, SlabRelease& release) noexcept {
-  if (bytes != nullptr && bytes->dropOwner()) bytes->free(release);
+  if (bytes != nullptr && bytes->dropOwner()) bytes->giveBack(release);
 }
 inline void dropOwner(Container* container) noexcept {
   if (container != nullptr && container->dropOwner()) destroy(container);

@@ -86,11 +86,12 @@ void destroy(Container* last) noexcept {
   while (last != nullptr) {
     Container* container = std::exchange(last, last->nextDead);
     const std::span<Value> values = valuesOf(container);
-    for (auto value = values.rbegin(); value != values.rend(); ++value) {
-      if (!ValueAccess::isShared(*value)) continue;
-      if (Container* dead = ValueAccess::dropContents(*value, release)) dead->nextDead = std::exchange(last, dead);
+    for (std::size_t left = values.size(); left != 0; --left) {
+      Value& value = values[left - 1];
+      if (!ValueAccess::isShared(value)) continue;
+      if (Container* dead = ValueAccess::dropContents(value, release)) dead->nextDead = std::exchange(last, dead);
     }
-    container->free(release);
+    container->giveBack(release);
   }
 }
 
