@@ -35,8 +35,8 @@ class Run {
   const std::vector<Device>& devices_;
   std::vector<Outcome> outcomes_;
   std::atomic<std::size_t> next_ = 0;
-  std::once_flag ended_;
-  std::exception_ptr end_;
+  std::mutex endsMutex_;
+  std::vector<std::exception_ptr> ends_;  // all are kept: Python's are freed with its lock
 };
 
 std::vector<Outcome> Run::with(std::size_t threads) && {
@@ -51,8 +51,11 @@ std::vector<Outcome> Run::with(std::size_t threads) && {
     }
     workAndWatchSignals();
   }
-  if (end_) std::rethrow_exception(end_);
-  return std::move(outcomes_);
+  if (ends_.empty()) return std::move(outcomes_);
+  const Locked lock;
+  const std::exception_ptr first = ends_.front();
+  ends_.clear();
+  std::rethrow_exception(first);
 }
 
 bool Run::checkNext() {
@@ -71,7 +74,8 @@ void Run::work(Watch watch) noexcept {
     while (checkNext()) watch();
   } catch (...) {
     next_.store(devices_.size(), std::memory_order_relaxed);
-    std::call_once(ended_, [&] { end_ = std::current_exception(); });
+    const std::lock_guard guard(endsMutex_);
+    ends_.push_back(std::current_exception());
   }
 }
 

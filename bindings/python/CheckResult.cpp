@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "Conversion.h"
+#include "Made.h"
 #include "Parts.h"
 #include "Raise.h"
 
@@ -78,6 +79,15 @@ class Result {
   std::optional<Error> error_;
   std::optional<py::list> converted_;
 };
+
+}  // namespace
+}  // namespace tavik::python
+
+template <>
+class pybind11::detail::type_caster<tavik::python::Result> : public tavik::python::MadeCaster<tavik::python::Result> {};
+
+namespace tavik::python {
+namespace {
 
 // A run that ends early has one record, or says behind those of the versions why it ended.
 bool Result::checked() const {

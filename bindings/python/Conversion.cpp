@@ -8,11 +8,14 @@
 
 #include "Dates.h"
 #include "FrozenDictionary.h"
+#include "InterpreterLock.h"
 
 namespace tavik::python {
 namespace {
 
-std::string reprOf(py::handle object) { return py::repr(object).cast<std::string>(); }
+std::string reprOf(py::handle object) {
+  return fromPython([&] { return PyObject_Repr(object.ptr()); }).cast<std::string>();
+}
 
 std::string typeNameOf(py::handle object) { return Py_TYPE(object.ptr())->tp_name; }
 
@@ -155,8 +158,7 @@ Dictionary Converter::exactDictionary(PyObject* object, const Step* step) {
 
 Dictionary Converter::otherMapping(PyObject* object, const Step* step) {
   const Level level(*this, step);
-  const auto items = py::reinterpret_steal<py::object>(PyMapping_Items(object));
-  if (!items) throw py::error_already_set();
+  const py::object items = fromPython([&] { return PyMapping_Items(object); });
   Dictionary dictionary;
   for (const py::handle item : items) {
     if (!PyTuple_Check(item.ptr()) || PyTuple_GET_SIZE(item.ptr()) != 2) {
@@ -230,7 +232,10 @@ void Converter::count(const Step* step) {
 
 bool Converter::isMapping(PyObject* object) {
   if (PyDict_Check(object) || py::isinstance<FrozenDictionary>(object)) return true;
-  return py::isinstance(object, py::module_::import("collections.abc").attr("Mapping"));
+  const py::object mapping = imported("collections.abc", "Mapping");
+  const int is = orStay([&] { return PyObject_IsInstance(object, mapping.ptr()); });
+  if (is < 0) throw py::error_already_set();
+  return is != 0;
 }
 
 void Converter::refuse(PyObject* type, const Step* step, const std::string& why) const {

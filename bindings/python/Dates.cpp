@@ -5,6 +5,8 @@
 #include <chrono>
 #include <cmath>
 
+#include "InterpreterLock.h"
+
 namespace tavik::python {
 namespace {
 
@@ -32,7 +34,7 @@ std::int64_t shownSeconds(PyObject* datetime) {
 bool isDatetime(py::handle object) { return PyDateTime_Check(object.ptr()); }
 
 std::optional<Date> toDate(py::handle datetime) {
-  const py::object offset = datetime.attr("utcoffset")();
+  const py::object offset = callPython(attributeOf(datetime, "utcoffset"));
   if (offset.is_none()) return std::nullopt;
   if (!PyDelta_Check(offset.ptr())) throw py::type_error("utcoffset() gave no timedelta");  // a subclass's own
   const std::int64_t ahead =

@@ -7,6 +7,7 @@
 #include <limits>
 
 #include "Conversion.h"
+#include "Made.h"
 #include "Parts.h"
 #include "Raise.h"
 
@@ -76,6 +77,16 @@ struct DerItem {
         .format(tagClass, tag, isConstructed, content);
   }
 };
+
+}  // namespace
+}  // namespace tavik::python
+
+template <>
+class pybind11::detail::type_caster<tavik::python::DerItem> : public tavik::python::MadeCaster<tavik::python::DerItem> {
+};
+
+namespace tavik::python {
+namespace {
 
 class ItemList {
  public:

@@ -8,8 +8,13 @@
 #include <optional>
 
 #include "Conversion.h"
+#include "InterpreterLock.h"
+#include "Made.h"
 #include "Parts.h"
 #include "Raise.h"
+
+template <>
+class pybind11::detail::type_caster<tavik::KeyPair> : public tavik::python::MadeCaster<tavik::KeyPair> {};
 
 namespace tavik::python {
 namespace {
@@ -152,7 +157,7 @@ py::str reprOf(const KeyPair& pair) {
 }  // namespace
 
 std::string pathOf(const py::object& path) {
-  return py::bytes(py::module_::import("os").attr("fsencode")(path)).cast<std::string>();
+  return py::bytes(callPython(imported("os", "fsencode"), path)).cast<std::string>();
 }
 
 Value readFile(const std::string& path) {

@@ -6,6 +6,8 @@
 #include <pybind11/pybind11.h>
 #include <tavik/Value.h>
 
+#include "Made.h"
+
 namespace tavik::python {
 
 struct FrozenDictionary {
@@ -13,5 +15,9 @@ struct FrozenDictionary {
 };
 
 }  // namespace tavik::python
+
+template <>
+class pybind11::detail::type_caster<tavik::python::FrozenDictionary>
+    : public tavik::python::MadeCaster<tavik::python::FrozenDictionary> {};
 
 #endif

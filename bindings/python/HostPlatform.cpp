@@ -10,7 +10,7 @@
 namespace tavik::python {
 namespace {
 
-py::object platformClass(const char* name) { return py::module_::import("tavik._platform").attr(name); }
+py::object platformClass(const char* name) { return imported("tavik._platform", name); }
 
 std::shared_ptr<const StationPlatform> stationOf(const py::object& platform) {
   const py::object station = platformClass("StationPlatform");
@@ -37,11 +37,11 @@ HostPlatform::HostPlatform(py::object platform) : platform_(std::move(platform))
 
 HostPlatform::~HostPlatform() {
   const Locked lock;
-  platform_ = py::object();
+  orStay([this] { Py_XDECREF(platform_.release().ptr()); });
 }
 
 void HostPlatform::askWhetherItLogs() {
-  logs_.store(callPython(platform_.attr("logs")).cast<bool>(), std::memory_order_relaxed);
+  logs_.store(callPython(attributeOf(platform_, "logs")).cast<bool>(), std::memory_order_relaxed);
 }
 
 std::optional<Value> HostPlatform::validatedPropertyListFromSignedDictionary(
@@ -51,25 +51,33 @@ std::optional<Value> HostPlatform::validatedPropertyListFromSignedDictionary(
     return station_->validatedPropertyListFromSignedDictionary(signedDictionary, publicKeyPath, errorDescription);
   }
   const Locked lock;
+  const py::object untrusted = imported("tavik._errors", "UntrustedError");
+  py::object refusal;
   try {
-    const py::object content =
-        callPython(platform_.attr("validate"), py::cast(FrozenDictionary{signedDictionary}), toText(publicKeyPath));
+    const py::object content = callPython(attributeOf(platform_, "validate"),
+                                          py::cast(FrozenDictionary{signedDictionary}), toText(publicKeyPath));
     return toDictionary(content, "validate()");
   } catch (py::error_already_set& raised) {
-    if (!raised.matches(py::module_::import("tavik._errors").attr("UntrustedError"))) throw;
-    errorDescription = py::bytes(py::str(raised.value()).attr("encode")("utf-8", "replace")).cast<std::string>();
-    return std::nullopt;
+    if (!raised.matches(untrusted)) throw;
+    refusal = raised.value();
   }
+  const py::object text = fromPython([&] { return PyObject_Str(refusal.ptr()); });
+  errorDescription = py::bytes(fromPython([&] { return PyUnicode_AsEncodedString(text.ptr(), "utf-8", "replace"); }));
+  return std::nullopt;
 }
 
 void HostPlatform::log(std::string_view line) const {
   const Locked lock;
+  py::object where;
   try {
-    callPython(platform_.attr("log"), toText(line));
+    callPython(attributeOf(platform_, "log"), toText(line));
+    return;
   } catch (py::error_already_set& raised) {
     if (!raised.matches(PyExc_Exception)) throw;
-    raised.discard_as_unraisable("the log of a tavik.Platform");
+    where = py::str("the log of a tavik.Platform");
+    raised.restore();
   }
+  orStay([&] { PyErr_WriteUnraisable(where.ptr()); });
 }
 
 void defineStationValidation(py::module_& module) {

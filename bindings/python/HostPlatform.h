@@ -13,6 +13,8 @@
 #include <string>
 #include <string_view>
 
+#include "Made.h"
+
 namespace tavik::python {
 
 namespace py = pybind11;
@@ -52,5 +54,9 @@ struct StationValidation {
 };
 
 }  // namespace tavik::python
+
+template <>
+class pybind11::detail::type_caster<tavik::python::StationValidation>
+    : public tavik::python::MadeCaster<tavik::python::StationValidation> {};
 
 #endif

@@ -12,14 +12,12 @@
 #include <pybind11/pybind11.h>
 #include <unistd.h>
 
-#include <atomic>
-#include <thread>
-
 namespace tavik::python {
 
 namespace py = pybind11;
 
-/// Calls what asks for the lock, or runs Python, which lets go of it and asks again.
+/// Calls what asks for the lock, or runs Python, which lets go of it and asks again. Not for a handler of an exception:
+/// no second one can be caught there that is not C++'s.
 template <class Call>
 auto orStay(Call call) {
   try {
@@ -27,15 +25,6 @@ auto orStay(Call call) {
   } catch (abi::__forced_unwind&) {
     for (;;) pause();
   }
-}
-
-/// The thread that ends the interpreter, none before it begins to.
-inline std::atomic<std::thread::id> endingThread;
-
-/// To be called once, before anything else here.
-inline void noteEndOfInterpreter() {
-  py::module_::import("atexit").attr("register")(
-      py::cpp_function([] { endingThread.store(std::this_thread::get_id()); }));
 }
 
 /// Holds the lock.
@@ -49,8 +38,12 @@ class Locked {
  private:
   // An interpreter at its end has nothing left that another thread could ask for the lock.
   static PyGILState_STATE take() {
-    while (Py_IsInitialized() == 0 && endingThread.load() != std::this_thread::get_id()) pause();
+    while (Py_IsInitialized() == 0 && !isHeldHere()) pause();
     return PyGILState_Ensure();
+  }
+  static bool isHeldHere() {
+    PyThreadState* const own = PyGILState_GetThisThreadState();
+    return own != nullptr && own == py::detail::get_thread_state_unchecked();
   }
 
   PyGILState_STATE state_;
@@ -70,13 +63,26 @@ class Unlocked {
   PyThreadState* thread_;
 };
 
-/// Calls Python.
-template <class... Arguments>
-py::object callPython(const py::object& function, const Arguments&... arguments) {
-  PyObject* const result =
-      orStay([&] { return PyObject_CallFunctionObjArgs(function.ptr(), arguments.ptr()..., nullptr); });
+/// Gets a new reference from Python, or raises what Python raised. Whatever may run Python's code goes this way, with
+/// nothing in `call` that has a destructor: unwound, it would let go of objects without the lock.
+template <class Call>
+py::object fromPython(Call call) {
+  PyObject* const result = orStay(call);
   if (result == nullptr) throw py::error_already_set();
   return py::reinterpret_steal<py::object>(result);
+}
+
+template <class... Arguments>
+py::object callPython(const py::object& function, const Arguments&... arguments) {
+  return fromPython([&] { return PyObject_CallFunctionObjArgs(function.ptr(), arguments.ptr()..., nullptr); });
+}
+
+inline py::object attributeOf(py::handle object, const char* name) {
+  return fromPython([&] { return PyObject_GetAttrString(object.ptr(), name); });
+}
+
+inline py::object imported(const char* module, const char* name) {
+  return attributeOf(fromPython([&] { return PyImport_ImportModule(module); }), name);
 }
 
 }  // namespace tavik::python

@@ -17,6 +17,7 @@
 #include "Documents.h"
 #include "HostPlatform.h"
 #include "InterpreterLock.h"
+#include "Made.h"
 #include "Parts.h"
 #include "Raise.h"
 
@@ -242,6 +243,16 @@ struct Prepared {
   std::unique_ptr<const PreparedRules> rules;
 };
 
+}  // namespace
+}  // namespace tavik::python
+
+template <>
+class pybind11::detail::type_caster<tavik::python::Prepared>
+    : public tavik::python::MadeCaster<tavik::python::Prepared> {};
+
+namespace tavik::python {
+namespace {
+
 py::object checkPrepared(const Prepared& self, py::handle attributes, py::handle sources, py::handle station) {
   return checkOne(*self.platform, attributes, sources, station,
                   [&](const Dictionary& device, const Dictionary* others, Dictionary* after,
@@ -267,9 +278,12 @@ std::size_t threadsOf(py::handle wanted) {
 py::list checkDevices(const Prepared& self, py::handle devices, py::handle threads) {
   const std::size_t count = threadsOf(threads);
   std::vector<Device> converted;
-  for (const py::handle device : py::iter(devices)) {
+  const py::object iterator = fromPython([&] { return PyObject_GetIter(devices.ptr()); });
+  while (PyObject* const next = orStay([&] { return PyIter_Next(iterator.ptr()); })) {
+    const auto device = py::reinterpret_steal<py::object>(next);
     converted.push_back(deviceOf(device, "devices[" + std::to_string(converted.size()) + "]"));
   }
+  if (PyErr_Occurred() != nullptr) throw py::error_already_set();
   auto outcomes = released(*self.platform, [&] { return checkMany(*self.rules, converted, count); });
   py::list objects;
   for (Outcome& outcome : outcomes) objects.append(toObject(std::move(outcome)));
@@ -298,7 +312,7 @@ class Kernel {
 
  private:
   static py::object platformOf(const py::object& publicKey, const py::object& platform) {
-    if (platform.is_none()) return py::module_::import("tavik._platform").attr("StationPlatform")(publicKey);
+    if (platform.is_none()) return callPython(imported("tavik._platform", "StationPlatform"), publicKey);
     if (!publicKey.is_none()) throw py::value_error("public_key: the platform that is given has the key");
     return platform;
   }
@@ -320,6 +334,15 @@ class Kernel {
   std::shared_ptr<HostPlatform> platform_;
   std::unique_ptr<const ZRTTavikKernel> kernel_;
 };
+
+}  // namespace
+}  // namespace tavik::python
+
+template <>
+class pybind11::detail::type_caster<tavik::python::Kernel> : public tavik::python::MadeCaster<tavik::python::Kernel> {};
+
+namespace tavik::python {
+namespace {
 
 // The library tells only its log why there is no kernel.
 void Kernel::refuse(const std::string& name, const std::string& path) const {
@@ -363,7 +386,7 @@ py::dict evaluate(const std::string& expression, py::handle attribute, py::handl
   const std::optional<Value> found = valueUnlessNone(attribute, "attribute");
   const std::optional<Value> expected = valueUnlessNone(value, "value");
   const std::optional<Dictionary> others = dictionaryUnlessNone(references, "references");
-  const auto platform = std::make_shared<HostPlatform>(py::module_::import("tavik._platform").attr("Platform")());
+  const auto platform = std::make_shared<HostPlatform>(callPython(imported("tavik._platform", "Platform")));
   platform->askWhetherItLogs();
   const PredicateKernel kernel(platform);
   std::optional<Error> error;

@@ -5,7 +5,6 @@
 #include <tavik/Value.h>
 
 #include "Conversion.h"
-#include "InterpreterLock.h"
 #include "Parts.h"
 
 PYBIND11_MODULE(_tavik, module) {
@@ -13,7 +12,6 @@ PYBIND11_MODULE(_tavik, module) {
   using namespace tavik::python;
   py::options options;
   options.disable_function_signatures();  // the texts begin with signatures that inspect.signature understands
-  noteEndOfInterpreter();
   initializeConversion();
   const Value version(TavikKernelVersionNumber);
   module.attr("__version__") = toText(description(&version));

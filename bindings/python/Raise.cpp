@@ -21,13 +21,18 @@ py::object makeException(const Error& error) {
 }
 
 py::object makeException(const std::exception_ptr& fault) {
+  const char* name = nullptr;
+  std::string text;
   try {
     std::rethrow_exception(fault);
   } catch (const std::out_of_range& range) {
-    return makeException("RangeFault", range.what());
+    name = "RangeFault";
+    text = range.what();
   } catch (const std::invalid_argument& argument) {
-    return makeException("ArgumentFault", argument.what());
+    name = "ArgumentFault";
+    text = argument.what();
   }
+  return makeException(name, text);
 }
 
 void raise(const py::object& exception) {

@@ -9,6 +9,8 @@
 #include <exception>
 #include <string>
 
+#include "InterpreterLock.h"
+
 namespace tavik::python {
 
 namespace py = pybind11;
@@ -16,7 +18,9 @@ namespace py = pybind11;
 /// An exception of the package, made and not raised.
 template <class... Arguments>
 py::object makeException(const char* name, Arguments&&... arguments) {
-  return py::module_::import("tavik._errors").attr(name)(std::forward<Arguments>(arguments)...);
+  const py::object type = imported("tavik._errors", name);
+  const py::tuple given = py::make_tuple(std::forward<Arguments>(arguments)...);
+  return fromPython([&] { return PyObject_CallObject(type.ptr(), given.ptr()); });
 }
 
 /// tavik.Error.
@@ -35,11 +39,13 @@ py::object makeException(const std::exception_ptr& fault);
 /// Calls into the library; faults become exceptions of the package.
 template <class Call>
 auto withFaults(Call call) {
+  std::exception_ptr fault;
   try {
     return call();
   } catch (const std::logic_error&) {
-    raise(makeException(std::current_exception()));
+    fault = std::current_exception();
   }
+  raise(makeException(fault));
 }
 
 }  // namespace tavik::python

@@ -304,26 +304,91 @@ class ThreadTest(unittest.TestCase):
 
     @unittest.skipIf(SANITIZED, "a process of its own has no runtime of the sanitizer")
     def test_a_process_ends_that_still_has_kernels(self):
-        self.run_to_the_end("""if True:
-            import sys
-            from kernel_test import GOOD, LIBRARY, Lines, Unsigned, kernel, rules
-            opened = [kernel(LIBRARY, platform) for platform in (Unsigned(), Lines())]
-            sys.kept = [each.prepare(rules("Model Number")) for each in opened]  # goes later than this module
-            results = [each.check(GOOD) for each in sys.kept]""")
+        program = """
+import atexit, sys
+def keep():
+    from kernel_test import GOOD, LIBRARY, Lines, Unsigned, kernel, rules
+    sys.kept = [kernel(LIBRARY, platform).prepare(rules("Model Number")) for platform in (Unsigned(), Lines())]
+    sys.results = [each.check(GOOD) for each in sys.kept]
+"""
+        self.run_to_the_end(program + "keep()")
+        self.run_to_the_end(program + "atexit.register(keep)")
 
     @unittest.skipIf(SANITIZED, "a process of its own has no runtime of the sanitizer")
     def test_a_process_ends_beside_threads_that_check(self):
-        program = """if True:
-            import threading, time
-            from kernel_test import GOOD, LIBRARY, Lines, Unsigned, kernel, rules
-            for platform in (Unsigned(), Lines()):
-                prepared = kernel(LIBRARY, platform).prepare(rules("Model Number"))
-                for check in (lambda p=prepared: p.check(GOOD), lambda p=prepared: p.check_many([GOOD] * 200, 2)):
-                    run = lambda check=check: [check() for _ in iter(int, 1)]
-                    threading.Thread(target=run, daemon=True).start()
-            time.sleep(0.1)"""
-        for _ in range(8):
-            self.run_to_the_end(program)
+        beginning = """
+import datetime, sys, threading, time
+import tavik
+from kernel_test import GOOD, LIBRARY, Lines, Unsigned, kernel, rules
+
+class SlowEnd:
+    def __del__(self, clock=time.monotonic):
+        end = clock() + 0.2
+        while clock() < end: [number for number in range(1000)]
+sys.kept = SlowEnd()
+sys.unraisablehook = lambda raised: None
+
+def for_ever(call):
+    threading.Thread(target=lambda: [call() for _ in iter(int, 1)], daemon=True).start()
+"""
+        ways = {
+            "checks": """
+for platform in (Unsigned(), Lines()):
+    prepared = kernel(LIBRARY, platform).prepare(rules("Model Number"))
+    for_ever(lambda p=prepared: p.check(GOOD))
+    for_ever(lambda p=prepared: p.check_many([GOOD] * 200, 2))
+""",
+            "a log that raises": """
+class Raising(Lines):
+    def log(self, line): raise ZeroDivisionError(line)
+prepared = kernel(LIBRARY, Raising()).prepare(rules("Model Number"))
+for_ever(lambda: prepared.check(GOOD))
+""",
+            "documents that are not trusted": """
+class Revoked(tavik.UntrustedError):
+    def __str__(self):
+        time.sleep(0.001)
+        return "revoked"
+class Refusing(Unsigned):
+    def validate(self, signed, public_key_path):
+        if "GenericRules" in signed: raise Revoked
+        return signed
+opened = kernel(LIBRARY, Refusing())
+for _ in range(3): for_ever(lambda: opened.check(GOOD, rules("Model Number")))
+""",
+            "dates with a zone of Python": """
+class Zone(datetime.tzinfo):
+    def utcoffset(self, date):
+        for _ in range(100): pass
+        return datetime.timedelta(0)
+dates = {"Dates": [datetime.datetime(2020, 1, 1, tzinfo=Zone())] * 100}
+for _ in range(3): for_ever(lambda: tavik.Dictionary(dates))
+""",
+            "platforms that go": """
+class Going(Unsigned):
+    def __del__(self, sleep=time.sleep): sleep(0.001)
+for _ in range(3): for_ever(lambda: kernel(LIBRARY, Going()))
+""",
+        }
+        for name, way in ways.items():
+            with self.subTest(name):
+                for _ in range(4):
+                    self.run_to_the_end(beginning + way + "time.sleep(0.1)")
+
+    def test_objects_that_were_never_initialized(self):
+        class Hasty(tavik.Kernel):
+            def __init__(self):
+                self.check(GOOD, None)
+                super().__init__(LIBRARY)
+
+        def made(kind):
+            return kind.__new__(kind)
+
+        for use in (Hasty, lambda: made(tavik.Kernel).prepare(None), lambda: made(tavik.PreparedRules).check(GOOD),
+                    lambda: made(tavik.Result).records, lambda: len(made(tavik.Dictionary)),
+                    lambda: made(tavik.KeyPair).public_key, lambda: made(tavik.DerItem).content):
+            with self.assertRaisesRegex(TypeError, "not been called|No constructor"):
+                use()
 
 
 class MemoryTest(unittest.TestCase):
