@@ -128,31 +128,52 @@ std::string readFile(const std::string& path, std::vector<std::uint8_t>& bytes) 
   return {};
 }
 
-// What keeps `value` from being written, and where in it: `"Rules": element 3: the date ...`. Empty when it is not in
-// it.
-std::string whyNotWritable(const Value& value, int depth) {
-  constexpr int kNamedDepth = 8;  // the way to a fault further inside is not told to its end
+// Where a value stands in an array, or in a dictionary.
+struct Step {
+  std::size_t index;
+  const Value* key;  // null in an array
+};
+
+// The first value in `value` that has no form in property lists, null when there is none; `way` leads to it, backwards.
+const Value* findUnwritable(const Value& value, int depth, std::vector<Step>& way) {
   const Array* array = value.ifArray();
   const Dictionary* dictionary = value.ifDictionary();
   if (array == nullptr && dictionary == nullptr) {
     const std::optional<Date> date = value.ifDate();
-    if (!date || isInCalendar(*date)) return {};
-    return "the date " + descriptionOfDate(*date) + " lies outside the years 1 to 9999";
+    return date && !isInCalendar(*date) ? &value : nullptr;
   }
-  if (depth == kPropertyListDepthLimit) return std::string(kTooDeep);
+  if (depth == kPropertyListDepthLimit) return &value;
+  std::size_t index = 0;
+  const auto findIn = [&](const Value& element, const Value* key) {
+    const Value* found = findUnwritable(element, depth + 1, way);
+    if (found != nullptr) way.push_back({index, key});
+    ++index;
+    return found;
+  };
   if (array != nullptr) {
     for (const Value& element : *array) {
-      const std::string why = whyNotWritable(element, depth + 1);
-      if (why.empty()) continue;
-      return (depth < kNamedDepth ? "element " + std::to_string(&element - array->begin()) + ": " : "") + why;
+      if (const Value* found = findIn(element, nullptr)) return found;
     }
-    return {};
+    return nullptr;
   }
-  for (const auto [key, element] : *dictionary) {
-    const std::string why = whyNotWritable(element, depth + 1);
-    if (!why.empty()) return (depth < kNamedDepth ? quoted(key) + ": " : "") + why;
+  for (auto entry = dictionary->begin(); entry != dictionary->end(); ++entry) {
+    if (const Value* found = findIn(entry.value(), &entry.key())) return found;
   }
-  return {};
+  return nullptr;
+}
+
+// What keeps `value` from being written, and where in it: `"Rules": element 3: the date ...`.
+std::string whyNotWritable(const Value& value) {
+  constexpr std::size_t kNamedSteps = 8;  // the way to a fault further inside is not told to its end
+  std::vector<Step> way;
+  const std::optional<Date> date = findUnwritable(value, 0, way)->ifDate();
+  std::string text;
+  for (std::size_t step = 0; step < std::min(way.size(), kNamedSteps); ++step) {
+    const auto [index, key] = way[way.size() - 1 - step];
+    text += (key == nullptr ? "element " + std::to_string(index) : quoted(key->ifString().value())) + ": ";
+  }
+  return text +
+         (date ? "the date " + descriptionOfDate(*date) + " lies outside the years 1 to 9999" : std::string(kTooDeep));
 }
 
 }  // namespace
@@ -189,7 +210,7 @@ std::optional<Data> writePropertyList(const Value& value, PropertyListFormat for
   try {
     return format == PropertyListFormat::kXml ? writeXmlPropertyList(value) : writeBinaryPropertyList(value);
   } catch (const Unwritable&) {
-    error = whyNotWritable(value, 0);
+    error = whyNotWritable(value);
     return std::nullopt;
   }
 }
