@@ -42,9 +42,9 @@ class DataBuffer {
   }
   void append(std::size_t count, char character) { std::fill_n(extend(count), count, character); }
 
+  /// Of a buffer that is not empty.
   Data take() && {
     constexpr std::size_t kSpare = 8;  // the part of the data that may be left over
-    if (size_ == 0) return {};
     if (capacity_ - size_ > size_ / kSpare) moveTo(size_);
     block_->size = size_;
     return ValueAccess::data(block_.release());
