@@ -40,10 +40,12 @@ class Run {
 };
 
 std::vector<Outcome> Run::with(std::size_t threads) && {
+  const std::size_t used = std::clamp<std::size_t>(devices_.size(), 1, threads);
+  ends_.reserve(used);  // where one is added, memory may have run out
   {
     std::vector<std::jthread> others;
     try {
-      for (std::size_t i = 1; i < std::min(threads, devices_.size()); ++i) {
+      for (std::size_t i = 1; i < used; ++i) {
         others.emplace_back([this] { work([] {}); });
       }
     } catch (const std::system_error&) {

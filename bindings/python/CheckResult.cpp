@@ -57,6 +57,8 @@ Error('ZRT Tavik Error Domain', -100003, 'unknown MPN:MX101'))";
 
 class Result {
  public:
+  using MadeByInit = Result;
+
   explicit Result(Outcome outcome)
       : records_(*std::move(outcome.records)), station_(std::move(outcome.station)), error_(std::move(outcome.error)) {}
 
@@ -79,15 +81,6 @@ class Result {
   std::optional<Error> error_;
   std::optional<py::list> converted_;
 };
-
-}  // namespace
-}  // namespace tavik::python
-
-template <>
-class pybind11::detail::type_caster<tavik::python::Result> : public tavik::python::MadeCaster<tavik::python::Result> {};
-
-namespace tavik::python {
-namespace {
 
 // A run that ends early has one record, or says behind those of the versions why it ended.
 bool Result::checked() const {

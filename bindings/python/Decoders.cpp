@@ -66,6 +66,8 @@ content is elements; content: its bytes; encoding: those with the header.
 DerItem(tag_class=0, tag=2, is_constructed=False, content=b'\x05'))";
 
 struct DerItem {
+  using MadeByInit = DerItem;
+
   std::uint32_t tagClass;
   std::uint32_t tag;
   bool isConstructed;
@@ -77,16 +79,6 @@ struct DerItem {
         .format(tagClass, tag, isConstructed, content);
   }
 };
-
-}  // namespace
-}  // namespace tavik::python
-
-template <>
-class pybind11::detail::type_caster<tavik::python::DerItem> : public tavik::python::MadeCaster<tavik::python::DerItem> {
-};
-
-namespace tavik::python {
-namespace {
 
 class ItemList {
  public:

@@ -11,13 +11,11 @@
 namespace tavik::python {
 
 struct FrozenDictionary {
+  using MadeByInit = FrozenDictionary;
+
   Dictionary contents;
 };
 
 }  // namespace tavik::python
-
-template <>
-class pybind11::detail::type_caster<tavik::python::FrozenDictionary>
-    : public tavik::python::MadeCaster<tavik::python::FrozenDictionary> {};
 
 #endif

@@ -50,13 +50,11 @@ class HostPlatform : public Platform {
 
 /// The part of a StationPlatform that checks signatures.
 struct StationValidation {
+  using MadeByInit = StationValidation;
+
   std::shared_ptr<const StationPlatform> platform;
 };
 
 }  // namespace tavik::python
-
-template <>
-class pybind11::detail::type_caster<tavik::python::StationValidation>
-    : public tavik::python::MadeCaster<tavik::python::StationValidation> {};
 
 #endif

@@ -239,19 +239,11 @@ py::object checkOne(HostPlatform& platform, py::handle attributes, py::handle so
 // ---- Prepared rules ----
 
 struct Prepared {
+  using MadeByInit = Prepared;
+
   std::shared_ptr<HostPlatform> platform;
   std::unique_ptr<const PreparedRules> rules;
 };
-
-}  // namespace
-}  // namespace tavik::python
-
-template <>
-class pybind11::detail::type_caster<tavik::python::Prepared>
-    : public tavik::python::MadeCaster<tavik::python::Prepared> {};
-
-namespace tavik::python {
-namespace {
 
 py::object checkPrepared(const Prepared& self, py::handle attributes, py::handle sources, py::handle station) {
   return checkOne(*self.platform, attributes, sources, station,
@@ -294,6 +286,8 @@ py::list checkDevices(const Prepared& self, py::handle devices, py::handle threa
 
 class Kernel {
  public:
+  using MadeByInit = Kernel;
+
   Kernel(const py::object& library, const py::object& publicKey, const py::object& platform)
       : platform_(std::make_shared<HostPlatform>(platformOf(publicKey, platform))) {
     const bool isPath =
@@ -334,15 +328,6 @@ class Kernel {
   std::shared_ptr<HostPlatform> platform_;
   std::unique_ptr<const ZRTTavikKernel> kernel_;
 };
-
-}  // namespace
-}  // namespace tavik::python
-
-template <>
-class pybind11::detail::type_caster<tavik::python::Kernel> : public tavik::python::MadeCaster<tavik::python::Kernel> {};
-
-namespace tavik::python {
-namespace {
 
 // The library tells only its log why there is no kernel.
 void Kernel::refuse(const std::string& name, const std::string& path) const {

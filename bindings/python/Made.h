@@ -6,6 +6,7 @@
 #include <pybind11/pybind11.h>
 
 #include <string>
+#include <type_traits>
 #include <utility>
 
 namespace tavik::python {
@@ -13,7 +14,8 @@ namespace tavik::python {
 namespace py = pybind11;
 
 /// Refuses an object without a value: what `Kernel.__new__(Kernel)` gives, or a derived class that uses itself before
-/// it calls `__init__` of its base. Specialize py::detail::type_caster with it for each class.
+/// it calls `__init__` of its base. Serves every class with a member type `MadeByInit`; for one of the library
+/// specialize py::detail::type_caster with it.
 template <class Type>
 class MadeCaster : public py::detail::type_caster_base<Type> {
  public:
@@ -21,12 +23,17 @@ class MadeCaster : public py::detail::type_caster_base<Type> {
 
   void load_value(py::detail::value_and_holder&& held) {
     if (!held.holder_constructed()) {
-      throw py::type_error(std::string(Py_TYPE(held.inst)->tp_name) + ": __init__() has not been called");
+      throw py::type_error(std::string(Py_TYPE(held.inst)->tp_name) +
+                           ": __init__() has not been called; a derived class calls super().__init__() first");
     }
     py::detail::type_caster_generic::load_value(std::move(held));
   }
 };
 
 }  // namespace tavik::python
+
+template <class Type>
+class pybind11::detail::type_caster<Type, std::void_t<typename Type::MadeByInit>>
+    : public tavik::python::MadeCaster<Type> {};
 
 #endif

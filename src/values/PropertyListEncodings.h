@@ -31,6 +31,7 @@ struct Refusal {
   std::optional<std::size_t> other = std::nullopt;  ///< a second place, which the message names behind `what`
 };
 
+/// A value has no form in property lists.
 struct Unwritable {};
 
 /// Documents without their byte order mark, not known to be UTF-8.
