@@ -12,7 +12,7 @@
 #include <string>
 #include <vector>
 
-#include "Json.h"
+#include "io/Json.h"
 
 namespace tavik {
 

@@ -12,9 +12,9 @@
 #include <new>
 #include <span>
 
-#include "Commands.h"
 #include "ExitStatus.h"
-#include "Files.h"
+#include "commands/Commands.h"
+#include "io/Files.h"
 
 namespace tavik::tool {
 namespace {

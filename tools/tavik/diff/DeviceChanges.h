@@ -15,7 +15,7 @@
 #include <utility>
 #include <vector>
 
-#include "CheckRun.h"
+#include "check/CheckRun.h"
 
 namespace tavik::tool {
 

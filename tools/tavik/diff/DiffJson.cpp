@@ -2,8 +2,8 @@
 
 #include <string_view>
 
-#include "Json.h"
 #include "diff/DiffReport.h"
+#include "io/Json.h"
 
 namespace tavik::tool {
 namespace {

@@ -8,9 +8,9 @@
 #include <optional>
 #include <string>
 
-#include "Terminal.h"
 #include "diff/DeviceChanges.h"
 #include "diff/RuleChanges.h"
+#include "text/Terminal.h"
 
 namespace tavik::tool {
 

@@ -8,9 +8,9 @@
 #include <unordered_map>
 #include <utility>
 
-#include "Json.h"
-#include "Text.h"
 #include "diff/DiffReport.h"
+#include "io/Json.h"
+#include "text/Text.h"
 
 namespace tavik::tool {
 namespace {

@@ -10,7 +10,7 @@
 #include <unordered_set>
 #include <utility>
 
-#include "Json.h"
+#include "io/Json.h"
 
 namespace tavik::tool {
 namespace {

@@ -15,7 +15,7 @@
 #include <unordered_map>
 #include <vector>
 
-#include "DeviceKinds.h"
+#include "rules/DeviceKinds.h"
 
 namespace tavik::tool {
 

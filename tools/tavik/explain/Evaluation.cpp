@@ -8,7 +8,7 @@
 #include <memory>
 #include <utility>
 
-#include "NearestName.h"
+#include "text/NearestName.h"
 
 namespace tavik::tool {
 namespace {

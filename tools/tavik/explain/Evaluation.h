@@ -15,7 +15,7 @@
 #include <string_view>
 #include <vector>
 
-#include "Fault.h"
+#include "check/Fault.h"
 
 namespace tavik::tool {
 

@@ -11,9 +11,9 @@
 #include <string>
 #include <vector>
 
-#include "DeviceKinds.h"
-#include "Terminal.h"
 #include "explain/Evaluation.h"
+#include "rules/DeviceKinds.h"
+#include "text/Terminal.h"
 
 namespace tavik::tool {
 

@@ -3,8 +3,8 @@
 #include <string_view>
 #include <utility>
 
-#include "Json.h"
 #include "explain/Explanation.h"
+#include "io/Json.h"
 
 namespace tavik::tool {
 namespace {

@@ -7,11 +7,11 @@
 #include <string_view>
 #include <utility>
 
-#include "CheckRun.h"
-#include "Json.h"
-#include "RuleMeaning.h"
-#include "Text.h"
+#include "check/CheckRun.h"
 #include "explain/Explanation.h"
+#include "io/Json.h"
+#include "rules/RuleMeaning.h"
+#include "text/Text.h"
 
 namespace tavik::tool {
 namespace {

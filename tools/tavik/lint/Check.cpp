@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "NearestName.h"
+#include "text/NearestName.h"
 
 namespace tavik::tool::lint {
 

@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <vector>
 
-#include "Text.h"
+#include "text/Text.h"
 
 namespace tavik::tool::lint {
 

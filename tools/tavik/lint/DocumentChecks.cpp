@@ -7,9 +7,9 @@
 #include <unordered_map>
 #include <unordered_set>
 
-#include "Text.h"
 #include "lint/Documents.h"
 #include "lint/ValueWalk.h"
+#include "text/Text.h"
 
 namespace tavik::tool::lint {
 namespace {

@@ -8,8 +8,8 @@
 #include <tuple>
 #include <unordered_map>
 
-#include "Json.h"
-#include "Text.h"
+#include "io/Json.h"
+#include "text/Text.h"
 
 namespace tavik::tool::lint {
 namespace {

@@ -9,9 +9,9 @@
 #include <string>
 #include <vector>
 
-#include "Terminal.h"
 #include "lint/Check.h"
 #include "lint/Positions.h"
+#include "text/Terminal.h"
 
 namespace tavik::tool::lint {
 

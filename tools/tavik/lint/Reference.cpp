@@ -3,8 +3,8 @@
 #include <fmt/format.h>
 #include <tavik/PredicateFacts.h>
 
-#include "Text.h"
 #include "lint/Check.h"
+#include "text/Text.h"
 
 namespace tavik::tool::lint {
 namespace {

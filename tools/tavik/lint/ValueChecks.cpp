@@ -5,9 +5,9 @@
 #include <algorithm>
 #include <cmath>
 
-#include "Text.h"
 #include "lint/Check.h"
 #include "lint/ValueWalk.h"
+#include "text/Text.h"
 
 namespace tavik::tool::lint {
 namespace {

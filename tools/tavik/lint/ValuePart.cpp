@@ -4,7 +4,7 @@
 
 #include <algorithm>
 
-#include "Text.h"
+#include "text/Text.h"
 
 namespace tavik::tool::lint {
 namespace {

@@ -2,7 +2,7 @@
 
 #include <string_view>
 
-#include "Completion.h"
+#include "manual/Completion.h"
 
 namespace tavik::tool::manual {
 namespace {

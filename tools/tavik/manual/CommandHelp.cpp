@@ -1,10 +1,10 @@
-#include "CommandHelp.h"
+#include "manual/CommandHelp.h"
 
 #include <algorithm>
 #include <optional>
 #include <stdexcept>
 
-#include "Commands.h"
+#include "commands/Commands.h"
 
 namespace tavik::tool::manual {
 namespace {

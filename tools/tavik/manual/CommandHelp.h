@@ -10,7 +10,7 @@
 #include <utility>
 #include <vector>
 
-#include "Command.h"
+#include "commands/Command.h"
 
 namespace tavik::tool::manual {
 

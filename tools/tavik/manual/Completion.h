@@ -7,7 +7,7 @@
 #include <span>
 #include <string>
 
-#include "CommandHelp.h"
+#include "manual/CommandHelp.h"
 
 namespace tavik::tool::manual {
 

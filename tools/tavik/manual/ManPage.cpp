@@ -1,11 +1,11 @@
-#include "ManPage.h"
+#include "manual/ManPage.h"
 
 #include <fmt/format.h>
 #include <tavik/ZRTTavikKernel.h>
 
 #include <algorithm>
 
-#include "Commands.h"
+#include "commands/Commands.h"
 
 namespace tavik::tool::manual {
 namespace {

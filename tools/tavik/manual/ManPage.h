@@ -7,7 +7,7 @@
 #include <string>
 #include <string_view>
 
-#include "CommandHelp.h"
+#include "manual/CommandHelp.h"
 
 namespace tavik::tool::manual {
 

@@ -12,7 +12,7 @@
 #include <string_view>
 #include <vector>
 
-#include "Commands.h"
+#include "commands/Commands.h"
 #include "manual/CommandHelp.h"
 #include "manual/Completion.h"
 #include "manual/ManPage.h"

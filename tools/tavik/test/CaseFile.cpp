@@ -1,4 +1,4 @@
-#include "CaseFile.h"
+#include "test/CaseFile.h"
 
 #include <fmt/format.h>
 
@@ -12,9 +12,9 @@
 #include <utility>
 
 #include "ExitStatus.h"
-#include "JsonSyntax.h"
-#include "NearestName.h"
-#include "Text.h"
+#include "io/JsonSyntax.h"
+#include "text/NearestName.h"
+#include "text/Text.h"
 
 namespace tavik::tool {
 namespace {

@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "Files.h"
+#include "io/Files.h"
 
 namespace tavik::tool {
 

@@ -1,4 +1,4 @@
-#include "Coverage.h"
+#include "test/Coverage.h"
 
 #include <tavik/RuleOrigins.h>
 
@@ -6,7 +6,7 @@
 #include <set>
 #include <utility>
 
-#include "Judgement.h"
+#include "test/Judgement.h"
 
 namespace tavik::tool {
 namespace {

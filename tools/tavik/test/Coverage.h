@@ -11,8 +11,8 @@
 #include <string>
 #include <vector>
 
-#include "CaseFile.h"
-#include "CheckRun.h"
+#include "check/CheckRun.h"
+#include "test/CaseFile.h"
 
 namespace tavik::tool {
 

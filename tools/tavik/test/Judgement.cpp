@@ -1,4 +1,4 @@
-#include "Judgement.h"
+#include "test/Judgement.h"
 
 #include <fmt/format.h>
 
@@ -7,7 +7,7 @@
 #include <set>
 #include <string_view>
 
-#include "NearestName.h"
+#include "text/NearestName.h"
 
 namespace tavik::tool {
 namespace {

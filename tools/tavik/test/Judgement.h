@@ -10,8 +10,8 @@
 #include <string>
 #include <vector>
 
-#include "CaseFile.h"
-#include "CheckRun.h"
+#include "check/CheckRun.h"
+#include "test/CaseFile.h"
 
 namespace tavik::tool {
 

@@ -1,14 +1,14 @@
-#include "TestReport.h"
+#include "test/TestReport.h"
 
 #include <fmt/format.h>
 
 #include <algorithm>
 #include <string_view>
 
-#include "Json.h"
-#include "JunitSuite.h"
-#include "RuleMeaning.h"
-#include "Text.h"
+#include "io/Json.h"
+#include "reports/JunitSuite.h"
+#include "rules/RuleMeaning.h"
+#include "text/Text.h"
 
 namespace tavik::tool {
 namespace {

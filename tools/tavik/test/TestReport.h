@@ -10,10 +10,10 @@
 #include <string>
 #include <vector>
 
-#include "CaseFile.h"
-#include "Coverage.h"
-#include "Judgement.h"
-#include "Terminal.h"
+#include "test/CaseFile.h"
+#include "test/Coverage.h"
+#include "test/Judgement.h"
+#include "text/Terminal.h"
 
 namespace tavik::tool {
 

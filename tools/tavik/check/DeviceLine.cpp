@@ -1,0 +1,125 @@
+#include "check/DeviceLine.h"
+
+#include <fmt/format.h>
+
+#include <utility>
+
+#include "io/JsonSyntax.h"
+#include "text/Text.h"
+
+namespace tavik::tool {
+namespace {
+
+constexpr std::string_view kId = "id";
+constexpr std::string_view kAttributes = "attributes";
+constexpr std::string_view kSources = "sources";
+
+std::string whyUnusableSources(const Value& sources) {
+  if (sources.ifDictionary() == nullptr) return R"("sources" is not an object)";
+  for (const auto [name, source] : *sources.ifDictionary()) {
+    if (source.ifDictionary() == nullptr) {
+      return fmt::format(R"(the source "{}" is not an object)", shortened(visible(name), 40));
+    }
+  }
+  return "";
+}
+
+/// What is wrong with a line that is JSON; empty when nothing is.
+std::string whyUnusable(const Value& line) {
+  const Dictionary* const members = line.ifDictionary();
+  if (members == nullptr) return "is not an object";
+  for (const auto [key, value] : *members) {
+    if (key != kId && key != kAttributes && key != kSources) {
+      return fmt::format(R"("{}" is none of "id", "attributes" and "sources")", shortened(visible(key), 40));
+    }
+  }
+  const Value* const attributes = members->find(kAttributes);
+  if (attributes == nullptr) return R"("attributes" is missing)";
+  if (attributes->ifDictionary() == nullptr) return R"("attributes" is not an object)";
+  const Value* const sources = members->find(kSources);
+  return sources == nullptr ? "" : whyUnusableSources(*sources);
+}
+
+const Dictionary& memberOf(const Value& line, std::string_view key) {
+  static const Dictionary kNone;
+  const Dictionary* const member = line.ifDictionary()->findDictionary(key);
+  return member == nullptr ? kNone : *member;
+}
+
+std::string namesOfFailed(const Array& records) {
+  std::string names;
+  for (const Value& record : records) {
+    if (passed(record)) continue;
+    names += (names.empty() ? "" : ", ") + lineOf(record.ifDictionary()->find("rule"));
+  }
+  return names;
+}
+
+/// What failed, in a few words.
+std::string findings(const DeviceResult& result) {
+  switch (result.status) {
+    case ExitStatus::kUnusable:
+      return "input: " + visible(result.inputError);
+    case ExitStatus::kFault:
+      return "fault: " + visible(whyNoVerdict(result.outcome));
+    case ExitStatus::kNoVerdict:
+      return "no verdict: " + visible(whyNoVerdict(result.outcome));
+    default:
+      return namesOfFailed(*result.outcome.records);
+  }
+}
+
+}  // namespace
+
+DeviceResult DeviceChecker::check(Line& line) {
+  std::string error;
+  const std::optional<Value> content = line.tooLong ? std::nullopt : reader_.read(line.text, error, line.number);
+  DeviceResult result{
+      .id = idOf(line, content), .status = ExitStatus::kUnusable, .inputError = {}, .outcome = {}, .attributes = {}};
+  if (content) error = whyUnusable(*content);
+  if (line.tooLong) error = fmt::format("is longer than {} MiB", kLongestLine >> 20U);
+  if (!error.empty()) {
+    const bool hasPlace = !content && !line.tooLong;
+    result.inputError = hasPlace ? error : fmt::format("line {}: {}", line.number, error);
+    return result;
+  }
+  result.attributes = memberOf(*content, kAttributes);
+  result.outcome = runCheck(rules_, result.attributes, memberOf(*content, kSources));
+  result.status = statusOf(result.outcome);
+  return result;
+}
+
+Value DeviceChecker::idOf(const Line& line, const std::optional<Value>& content) {
+  if (content && content->ifDictionary() != nullptr) {
+    if (const Value* const id = content->ifDictionary()->find(kId)) return *id;
+  }
+  if (!content) {
+    std::string text(findMember(line.text, kId).value_or(""));
+    std::string ignored;
+    if (std::optional<Value> id = reader_.read(text, ignored)) return *std::move(id);
+  }
+  return Value(static_cast<std::int64_t>(line.number));
+}
+
+void appendJson(std::string& out, const DeviceResult& result) {
+  out += "{\"id\": ";
+  appendJson(out, result.id);
+  out += ", ";
+  if (result.status == ExitStatus::kUnusable) {
+    out += "\"input_error\": ";
+    appendJsonString(out, result.inputError);
+  } else {
+    appendOutcome(out, result.outcome);
+  }
+  out += "}\n";
+}
+
+void appendText(std::string& out, const DeviceResult& result, const Screen& screen) {
+  const bool pass = result.passed();
+  std::string line = fmt::format("{}  {}", pass ? "pass" : "FAIL", lineOf(&result.id));
+  if (!pass) line += "  " + findings(result);
+  if (screen.width) line = shortened(line, *screen.width);
+  out += styled(line, pass ? Style::kPlain : Style::kBad, screen) + "\n";
+}
+
+}  // namespace tavik::tool

@@ -1,0 +1,224 @@
+// `tavik batch`: one check run per line of the input.
+//
+// Every thread does the same: it takes the next few lines, which are there in the order of the input, checks their
+// devices, and hands the results over to be written in that order. What is shared, and locked, is the taking and the
+// handing over; a window between the two bounds the memory.
+
+#include <algorithm>
+#include <exception>
+#include <memory>
+#include <mutex>
+#include <system_error>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include "check/DeviceLine.h"
+#include "commands/Command.h"
+#include "io/LineReader.h"
+#include "io/OrderedOutput.h"
+#include "io/Progress.h"
+#include "io/StopRequest.h"
+#include "reports/Report.h"
+#include "reports/Tally.h"
+
+namespace tavik::tool {
+namespace {
+
+constexpr std::size_t kMostThreads = 256;
+
+constexpr const char* kFooter =
+    R"(INPUT holds one JSON object a line, {"id": any, "attributes": {...}, "sources": {"sfc": {...}}}; "id" and "sources" may be
+left out, null is no value, and other keys are refused. A line may be 64 MiB long; blank lines are passed over.
+
+For each, in the order of the input, one line is printed: the object of "check --format json" with "id" first (by default
+the number of the line), or {"id": ..., "input_error": "..."} for a line that cannot be used, which counts as a failed
+device. A summary goes to standard error. Ctrl-C and SIGTERM end the run after the devices that are being checked.
+
+Formats:
+  json   as above
+  table  a line for each device: the verdict, the id, and the rules that failed
+  plist  one XML property list: an array of the same objects as "json" has; what is null there is left out
+  junit  JUnit XML for CI servers: a test suite for each device, a test case for each rule
+  html   a page for people, written at the end: pass rate, failures by rule and by part number, every device that did not
+         pass. Devices beyond 10,000 of a kind, or 16 MiB of them, are counted only. It tells the time it was made at;
+         SOURCE_DATE_EPOCH sets another
+
+Examples:
+  tavik batch --library rules.signed --rules product.signed devices.jsonl > results.jsonl
+  tavik batch --library rules.signed --rules product.signed -j 1 --format table < devices.jsonl
+  tavik batch --library rules.signed --rules product.signed --format html devices.jsonl > shift.html
+
+Exit status: 0 every device passed, 1 some device did not, for whatever reason, 2 the command or an input is at fault, or
+the run was ended early, 4 a document is not trusted, empty or malformed and no device was checked.)";
+
+struct BatchOptions {
+  std::string library;
+  std::string rules;
+  std::string input = "-";
+  std::size_t threads = std::clamp<std::size_t>(std::thread::hardware_concurrency(), 1, kMostThreads);
+  PlatformOptions platform;
+  std::string format;
+};
+
+/// Refuses local rules that are malformed for every device. What is malformed for one part number is for its devices to
+/// meet.
+void refuseMalformed(const std::string& name, const Dictionary& rules, const ZRTTavikKernel& kernel) {
+  constexpr int kMalformed = -100003;  // also an unknown part number, which nobody asks for here
+  Dictionary forAll = rules;
+  if (forAll.findDictionary("MPNRules") != nullptr) forAll.erase("MPNRules");
+  std::optional<Error> error;
+  if (!kernel.makeDeviceRules(forAll, {}, error) && error->code() == kMalformed) {
+    throw Failure(ExitStatus::kNoVerdict, name + ": " + std::string(error->localizedDescription()));
+  }
+}
+
+/// The threads of a run and what they share.
+class Batch {
+ public:
+  Batch(const PreparedRules& rules, std::size_t threads, LineReader& input, StopRequest& stop, ResultWriter& writer)
+      : rules_(rules),
+        threads_(threads),
+        input_(input),
+        stop_(stop),
+        writer_(writer),
+        progress_(input.size()),
+        output_(kWindowPerThread * threads, progress_) {}
+
+  /// Checks the devices of the input. Raises what kept results from being made or written.
+  Tally run();
+
+ private:
+  static constexpr std::size_t kWindowPerThread = 4;
+
+  struct Piece {
+    std::size_t number = 0;
+    std::vector<Line> lines;
+    std::uint64_t position = 0;
+  };
+
+  void work() noexcept;
+  Piece take();
+  [[nodiscard]] Finished check(Piece piece, DeviceChecker& checker, Tally& tally) const;
+  void add(const Tally& tally);
+  void fail(std::exception_ptr why);
+
+  const PreparedRules& rules_;
+  std::size_t threads_;
+  LineReader& input_;
+  StopRequest& stop_;
+  ResultWriter& writer_;
+  Progress progress_;
+  OrderedOutput output_;
+  std::mutex inputMutex_;  // held while a thread waits for input
+  std::size_t taken_ = 0;
+  std::mutex resultMutex_;
+  Tally tally_;
+  std::exception_ptr failure_;
+};
+
+Tally Batch::run() {
+  {
+    std::vector<std::jthread> others;
+    others.reserve(threads_);
+    try {
+      for (std::size_t i = 1; i < threads_; ++i) others.emplace_back(&Batch::work, this);
+    } catch (const std::system_error&) {
+      // No more threads are to be had; those that are there come to the same results.
+    }
+    work();
+  }
+  if (failure_) std::rethrow_exception(failure_);
+  return tally_;
+}
+
+void Batch::work() noexcept {
+  try {
+    DeviceChecker checker(rules_);
+    Tally tally;
+    for (Piece piece = take(); !piece.lines.empty(); piece = take()) {
+      const std::size_t number = piece.number;
+      output_.put(number, check(std::move(piece), checker, tally));
+    }
+    add(tally);
+  } catch (...) {
+    fail(std::current_exception());
+  }
+}
+
+Batch::Piece Batch::take() {
+  const std::lock_guard lock(inputMutex_);
+  std::vector<Line> lines = input_.next();
+  return {taken_++, std::move(lines), input_.position()};
+}
+
+Finished Batch::check(Piece piece, DeviceChecker& checker, Tally& tally) const {
+  Finished finished{.lines = {}, .devices = piece.lines.size(), .failed = 0, .position = piece.position};
+  for (Line& line : piece.lines) {
+    const DeviceResult result = checker.check(line);
+    tally.add(result);
+    if (!result.passed()) ++finished.failed;
+    writer_.add(finished.lines, line.number, result);
+  }
+  return finished;
+}
+
+void Batch::add(const Tally& tally) {
+  const std::lock_guard lock(resultMutex_);
+  tally_.add(tally);
+}
+
+/// Has all threads end: one that waits for input, and those that wait for their turn to write.
+void Batch::fail(std::exception_ptr why) {
+  stop_.make();
+  output_.abandon();
+  const std::lock_guard lock(resultMutex_);
+  if (!failure_) failure_ = std::move(why);
+}
+
+ExitStatus runBatch(const BatchOptions& options) {
+  const auto platform = std::make_shared<HostPlatform>(options.platform);
+  warnWhenUnsigned("batch", options.platform);
+  const std::string libraryName = nameOf("--library", options.library);
+  const std::string rulesName = nameOf("--rules", options.rules);
+  Inputs inputs;
+  const Dictionary library = inputs.dictionary("--library", options.library);
+  const Dictionary rules = inputs.dictionary("--rules", options.rules);
+  const Dictionary libraryContent = trustedContent(libraryName, library, *platform);
+  const Dictionary content = trustedContent(rulesName, rules, *platform);
+  const std::unique_ptr<ZRTTavikKernel> kernel = openKernel(libraryName, library, platform);
+  refuseMalformed(rulesName, content, *kernel);
+  const std::unique_ptr<const PreparedRules> prepared = kernel->prepare(&rules);
+
+  FileDescriptor file = inputs.open("", options.input);
+  StopRequest stop;
+  LineReader input(nameOf("", options.input), std::move(file), stop);
+  const auto writer = makeResultWriter(options.format, {libraryContent, content});
+  writeStandardOutput(writer->begin());
+  const Tally tally = Batch(*prepared, options.threads, input, stop, *writer).run();
+  writeStandardOutput(writer->end({tally, input.whyEnded().value_or("")}));
+  writeStandardError(tally.summary());
+  input.checkEnd();
+  platform->checkLog();
+  return tally.failed() == 0 ? ExitStatus::kPassed : ExitStatus::kFailed;
+}
+
+}  // namespace
+
+Run defineBatch(CLI::App& app) {
+  const auto options = std::make_shared<BatchOptions>();
+  addText(app, "--library", options->library, "FILE", "The signed rule library")->required();
+  addText(app, "--rules", options->rules, "FILE", "The signed local rules of the product")->required();
+  addText(app, "INPUT", options->input, "",
+          "The devices, one JSON object a line; \"-\", the default, is standard input");
+  app.add_option("-j", options->threads, "Threads to check with, by default one for each processor")
+      ->type_name("N")
+      ->check(CLI::Range(std::size_t{1}, kMostThreads).description(""))
+      ->multi_option_policy(CLI::MultiOptionPolicy::Throw);
+  addPlatform(app, options->platform);
+  addFormat(app, options->format, {"json", "table", "junit", "html", "plist"});
+  app.footer(kFooter);
+  return [options] { return runBatch(*options); };
+}
+
+}  // namespace tavik::tool

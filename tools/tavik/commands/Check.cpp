@@ -1,0 +1,129 @@
+// `tavik check`: one check run.
+
+#include <fmt/format.h>
+#include <tavik/PropertyList.h>
+
+#include <memory>
+#include <utility>
+
+#include "check/CheckRun.h"
+#include "commands/Command.h"
+#include "reports/CheckTable.h"
+#include "reports/Report.h"
+#include "text/Terminal.h"
+
+namespace tavik::tool {
+namespace {
+
+constexpr const char* kFooter =
+    R"(Every FILE is a property list (XML, binary or old-style text) or JSON, told by its content; "-" is standard input.
+A passing rule that hides its result is counted but not listed by "table"; the others list it.
+
+Formats:
+  table  for the terminal
+  json   {"records": [{"rule", "result", "actual", "expected", ...}, ...] or null, "station": {...}, "error": null or
+         {"domain", "code", "description"}}, and "fault": {"kind", "message"} after a fault
+  plist  the same as an XML property list; what is null there is left out
+  junit  JUnit XML for CI servers: a test case for each rule; a fault and a run without a verdict are errors
+  html   a page for people, with nothing outside it: what failed, what was expected, what to do. It tells the time it was
+         made at; SOURCE_DATE_EPOCH sets another
+
+Examples:
+  tavik check --library rules.signed --rules product.signed --attributes device.plist
+  tavik check --library rules.signed --rules product.signed --attributes - --source sfc=sfc.json --format json
+  tavik check --library rules.signed --rules product.signed --attributes device.plist --format html > device.html
+
+Exit status: 0 every rule passed, 1 a rule failed, 2 the command or an input is at fault, 3 a fault ended the run,
+4 no verdict: a document is not trusted, empty or malformed, or the device's rules could not be assembled.)";
+
+struct CheckOptions {
+  std::string library;
+  std::string rules;
+  std::string attributes;
+  std::vector<std::string> sources;
+  std::optional<std::string> station;
+  PlatformOptions platform;
+  std::string format;
+};
+
+void writeStation(const std::string& path, const Dictionary& station) {
+  std::string error;
+  const std::optional<Data> bytes = writePropertyList(Value(station), PropertyListFormat::kXml, error);
+  if (!bytes) throw Unusable(nameOf("--station", path) + ": " + error);
+  writeOutput("--station", path, bytes->bytes());
+}
+
+/// What tells the device from others in a report.
+Value nameOfDevice(const Dictionary& attributes) {
+  const Value* const serialNumber = attributes.find("SerialNumber");
+  return serialNumber == nullptr ? Value("without a serial number") : *serialNumber;
+}
+
+std::string outcomeText(const DeviceResult& result, const Dictionary& library, const std::string& format) {
+  if (format == "junit") return junitReport(result);
+  if (format == "html") return htmlReport(result, library);
+  if (format == "plist") return plistReport(result);
+  if (format == "table") return checkTable(result.outcome, Screen::standardOutput());
+  std::string text = "{";
+  appendOutcome(text, result.outcome);
+  return text + "}\n";
+}
+
+/// The definitions of the rules, which the kernel has taken already.
+Dictionary contentOf(const Dictionary& library, const HostPlatform& platform) {
+  std::optional<std::string> error;
+  const auto content =
+      platform.validatedPropertyListFromSignedDictionary(library, ZRTTavikKernel::kPublicKeyPath, error);
+  return content && content->ifDictionary() != nullptr ? *content->ifDictionary() : Dictionary();
+}
+
+void explain(const CheckOutcome& outcome, const CheckOptions& options, ExitStatus status) {
+  if (status != ExitStatus::kFault && status != ExitStatus::kNoVerdict) return;
+  // A record that stands for a whole run is about the local rules; what ended at a rule names it.
+  const std::string about = outcome.records ? nameOf("--rules", options.rules) + ": " : "";
+  printToStandardError("check", about + (outcome.fault ? "fault: " : "") + whyNoVerdict(outcome));
+}
+
+ExitStatus runCheckCommand(const CheckOptions& options) {
+  if (options.station == "-") throw Unusable("--station: standard output is for the records");
+  const auto platform = std::make_shared<const HostPlatform>(options.platform);
+  warnWhenUnsigned("check", options.platform);
+  Inputs inputs;
+  const Dictionary library = inputs.dictionary("--library", options.library);
+  const Dictionary rules = inputs.dictionary("--rules", options.rules);
+  const Dictionary attributes = inputs.dictionary("--attributes", options.attributes);
+  const Dictionary sources = readSources(inputs, options.sources);
+  const std::unique_ptr<ZRTTavikKernel> kernel = openKernel(nameOf("--library", options.library), library, platform);
+
+  CheckOutcome outcome = runCheck(*kernel->prepare(&rules), attributes, sources);
+  platform->checkLog();
+  if (options.station) writeStation(*options.station, outcome.station);
+  const ExitStatus status = statusOf(outcome);
+  explain(outcome, options, status);
+  const DeviceResult result{.id = nameOfDevice(attributes),
+                            .status = status,
+                            .inputError = {},
+                            .outcome = std::move(outcome),
+                            .attributes = attributes};
+  const Dictionary definitions = options.format == "html" ? contentOf(library, *platform) : Dictionary();
+  writeStandardOutput(outcomeText(result, definitions, options.format));
+  return status;
+}
+
+}  // namespace
+
+Run defineCheck(CLI::App& app) {
+  const auto options = std::make_shared<CheckOptions>();
+  addText(app, "--library", options->library, "FILE", "The signed rule library")->required();
+  addText(app, "--rules", options->rules, "FILE", "The signed local rules of the product")->required();
+  addText(app, "--attributes", options->attributes, "FILE", "The device's attributes, a dictionary")->required();
+  addSources(app, options->sources);
+  addText(app, "--station", options->station, "FILE",
+          "Write the station dictionary, as the run leaves it, to FILE (an XML property list)");
+  addPlatform(app, options->platform);
+  addFormat(app, options->format, {"table", "json", "junit", "html", "plist"});
+  app.footer(kFooter);
+  return [options] { return runCheckCommand(*options); };
+}
+
+}  // namespace tavik::tool

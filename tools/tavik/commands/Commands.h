@@ -1,0 +1,48 @@
+/// @file
+/// All commands of `tavik`, and what each of them is before its arguments are read: of this `--help`, the manual pages
+/// and the completions of the shells are made.
+#ifndef TAVIK_TOOL_COMMANDS_COMMANDS_H
+#define TAVIK_TOOL_COMMANDS_COMMANDS_H
+
+#include <memory>
+#include <span>
+#include <string>
+#include <string_view>
+
+#include "commands/Command.h"
+
+namespace tavik::tool {
+
+/// In the order of `tavik --help`.
+std::span<const Command> commands();
+
+/// Null when there is none of this name.
+const Command* findCommand(std::string_view name);
+
+/// A command with its options.
+struct DefinedCommand {
+  std::unique_ptr<CLI::App> app;
+  Run run;  ///< once `app` has parsed the arguments
+};
+
+DefinedCommand makeCommand(const Command& command);
+
+/// "tavik 3.19"
+std::string versionText();
+
+/// What `tavik --help` prints.
+std::string overviewText();
+
+/// What `tavik` is, in a sentence.
+inline constexpr std::string_view kPurpose = "The check kernel for factory test stations, from the command line.";
+
+/// What an exit status means, whatever the command.
+struct ExitMeaning {
+  ExitStatus status;
+  std::string_view meaning;
+};
+std::span<const ExitMeaning> exitMeanings();
+
+}  // namespace tavik::tool
+
+#endif

@@ -1,0 +1,62 @@
+#include <fmt/format.h>
+
+#include "commands/Command.h"
+
+namespace tavik::tool {
+
+CLI::Validator oneOf(const std::vector<std::string>& words) {
+  // The name of the check keeps the words; its description would crowd the help.
+  return CLI::IsMember(words).description("").name(CLI::detail::join(words, ","));
+}
+
+std::vector<std::string> choicesOf(CLI::Option& option) {
+  try {
+    const std::string words = option.get_validator()->get_name();
+    return words.empty() ? std::vector<std::string>() : CLI::detail::split(words, ',');
+  } catch (const CLI::OptionNotFound&) {
+    return {};
+  }
+}
+
+void addFormat(CLI::App& app, std::string& format, const std::vector<std::string>& formats) {
+  format = formats.front();
+  addChoice(app, "--format", format, "FORMAT", "How to print the answer", formats)->default_str(format);
+}
+
+void addSources(CLI::App& app, std::vector<std::string>& sources) {
+  app.add_option("--source", sources, "What the source NAME holds for the device, a dictionary; repeatable")
+      ->type_name("NAME=FILE")
+      ->allow_extra_args(false);
+}
+
+Dictionary readSources(Inputs& inputs, const std::vector<std::string>& arguments) {
+  Dictionary sources;
+  for (const std::string& argument : arguments) {
+    const std::size_t equals = argument.find('=');
+    if (equals == std::string::npos) throw Unusable("--source " + argument + ": is not of the form NAME=FILE");
+    const std::string name = argument.substr(0, equals);
+    if (sources.contains(name))
+      throw Unusable(fmt::format("--source {}: the source \"{}\" is given twice", argument, name));
+    sources.set(name, inputs.dictionary(fmt::format("--source {}=", name), argument.substr(equals + 1)));
+  }
+  return sources;
+}
+
+void addPublicKey(CLI::App& app, PlatformOptions& options) {
+  addText(app, "--public-key", options.publicKey, "PUB.pem",
+          std::string("PEM file of the trusted public keys, in place of ") + ZRTTavikKernel::kPublicKeyPath);
+}
+
+void addLog(CLI::App& app, PlatformOptions& options) {
+  addText(app, "--log", options.log, "FILE", "Append the diagnostic log to FILE");
+}
+
+void addPlatform(CLI::App& app, PlatformOptions& options) {
+  addPublicKey(app, options);
+  app.add_flag("--unsigned", options.unsignedDocuments,
+               "Take plain, unsigned rule documents; says so on standard error")
+      ->multi_option_policy(CLI::MultiOptionPolicy::Throw);
+  addLog(app, options);
+}
+
+}  // namespace tavik::tool

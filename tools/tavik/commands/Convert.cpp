@@ -1,0 +1,57 @@
+// `tavik convert`: rewrites a value file in another encoding.
+
+#include <tavik/PropertyList.h>
+#include <unistd.h>
+
+#include <memory>
+
+#include "commands/Command.h"
+#include "io/Json.h"
+
+namespace tavik::tool {
+namespace {
+
+constexpr const char* kFooter = R"(What is written reads back equal, kind for kind. OUT is written whole or not at all.
+
+Examples:
+  tavik convert --to json device.plist
+  tavik convert --to binary device.json -o device.plist
+
+Exit status: 0 converted, 2 anything else.)";
+
+struct ConvertOptions {
+  std::string encoding;
+  std::string input;
+  std::string output = "-";
+};
+
+Data encoded(const ConvertOptions& options, const Value& value) {
+  if (options.encoding == "json") return Data(bytesOf(toJson(value, JsonLayout::kIndented) + "\n"));
+  std::string error;
+  const auto format = options.encoding == "xml" ? PropertyListFormat::kXml : PropertyListFormat::kBinary;
+  std::optional<Data> bytes = writePropertyList(value, format, error);
+  if (!bytes) throw Unusable(nameOf("", options.input) + ": " + error);
+  return *std::move(bytes);
+}
+
+ExitStatus runConvert(const ConvertOptions& options) {
+  if (options.encoding == "binary" && options.output == "-" && isatty(STDOUT_FILENO) != 0) {
+    throw Unusable("standard output is a terminal, which cannot show a binary property list: give -o OUT");
+  }
+  const Value value = Inputs().value("", options.input);
+  writeOutput("-o", options.output, encoded(options, value).bytes());
+  return ExitStatus::kPassed;
+}
+
+}  // namespace
+
+Run defineConvert(CLI::App& app) {
+  const auto options = std::make_shared<ConvertOptions>();
+  addChoice(app, "--to", options->encoding, "ENCODING", "The encoding to write", {"xml", "binary", "json"})->required();
+  addText(app, "IN", options->input, "", "A property list or JSON; \"-\" is standard input")->required();
+  addText(app, "-o,--output", options->output, "OUT", "Where the result goes, by default standard output");
+  app.footer(kFooter);
+  return [options] { return runConvert(*options); };
+}
+
+}  // namespace tavik::tool

@@ -1,0 +1,203 @@
+// `tavik decode`: what a blob of device data holds. The command itself; how each kind of blob is shown is in BlobText
+// and DerWalk.
+
+#include <fmt/format.h>
+#include <tavik/DERDecoder.h>
+#include <tavik/ManifestParser.h>
+#include <tavik/SystemConfig.h>
+
+#include <algorithm>
+#include <iterator>
+#include <memory>
+
+#include "commands/Command.h"
+#include "decode/BlobText.h"
+#include "decode/DerWalk.h"
+#include "io/Base64.h"
+#include "io/Json.h"
+#include "text/Terminal.h"
+#include "text/Text.h"
+
+namespace tavik::tool {
+namespace {
+
+constexpr const char* kFooter = R"(FILE holds the raw bytes, as the device gave them; "-" is standard input.
+
+  syscfg                 the SysCfg blob: tags with their values
+  control-bits           the control-bit block: a grid of test states, and what failed
+  root-manifest          the root manifest of the baseband firmware
+  provisioning-manifest  its provisioning manifest
+  der                    any DER: each element's offset, header length, content length, class, tag and content
+
+Examples:
+  tavik decode syscfg syscfg.bin
+  tavik decode der manifest.der --format json
+
+Exit status: 0 decoded, 1 not a manifest, or DER that could only be read in part, 2 the command or the file is at fault.)";
+
+struct DecodeOptions {
+  std::string kind;
+  std::string input;
+  std::string format;
+
+  [[nodiscard]] bool json() const { return format == "json"; }
+};
+
+ExitStatus decodeSysCfg(const DecodeOptions& options, const Data& bytes) {
+  const Dictionary entries = SystemConfig::sysCfgFromData(&bytes);
+  writeStandardOutput(options.json() ? toJson(Value(entries)) + "\n" : entriesText(entries, Screen::standardOutput()));
+  return ExitStatus::kPassed;
+}
+
+ExitStatus decodeControlBits(const DecodeOptions& options, const Data& bytes) {
+  const Array records = SystemConfig::controlBitsFromData(&bytes);
+  writeStandardOutput(options.json() ? toJson(Value(records)) + "\n"
+                                     : controlBitsText(records, Screen::standardOutput()));
+  return ExitStatus::kPassed;
+}
+
+ExitStatus printManifest(const DecodeOptions& options, const std::optional<Dictionary>& manifest) {
+  if (!manifest) {
+    printToStandardError("decode", nameOf("", options.input) + ": is no " + options.kind +
+                                       ": its shape or its signature algorithm is another");
+    if (options.json()) writeStandardOutput("null\n");
+    return ExitStatus::kFailed;
+  }
+  writeStandardOutput(options.json() ? toJson(Value(*manifest)) + "\n"
+                                     : entriesText(*manifest, Screen::standardOutput()));
+  return ExitStatus::kPassed;
+}
+
+ExitStatus decodeRootManifestFile(const DecodeOptions& options, const Data& bytes) {
+  return printManifest(options, ManifestParser::rootDictFromData({{"RootManifestData", bytes}}));
+}
+
+ExitStatus decodeProvisioningManifestFile(const DecodeOptions& options, const Data& bytes) {
+  return printManifest(options, ManifestParser::provisioningDictFromData({{"ProvisioningManifestData", bytes}}));
+}
+
+class DerJson : public DerVisitor {
+ public:
+  explicit DerJson(BufferedOutput& out) : out_(out) {}
+
+  void enter(const DerElement& element, std::size_t) override {
+    std::string text = first_ ? "" : ", ";
+    fmt::format_to(std::back_inserter(text),
+                   R"({{"offset": {}, "headerLength": {}, "length": {}, "class": {}, "tag": {}, "constructed": {}, )",
+                   element.offset, element.headerLength, element.content.size(), element.tagClass, element.tag,
+                   element.constructed);
+    if (element.constructed) {
+      text += "\"items\": [";
+    } else {
+      text += R"("data": {"$data": ")";
+      appendBase64(text, element.content);
+      text += "\"}}";
+    }
+    first_ = element.constructed;
+    out_.append(text);
+  }
+
+  void leave() override {
+    out_.append("]}");
+    first_ = false;
+  }
+
+ private:
+  BufferedOutput& out_;
+  bool first_ = true;  // the next element is the first of its list
+};
+
+class DerOutline : public DerVisitor {
+ public:
+  DerOutline(BufferedOutput& out, const Screen& screen) : out_(out), screen_(screen) {
+    out_.append(styled("  offset  header    length  element", Style::kHeading, screen_) + "\n");
+  }
+
+  void enter(const DerElement& element, std::size_t depth) override {
+    // An outline of lines that grow with every level would be quadratic in the file.
+    constexpr std::size_t kDeepestIndentation = 24;
+    std::string line = fmt::format("{:>8}  {:>6}  {:>8}  {:{}}", element.offset, element.headerLength,
+                                   element.content.size(), "", 2 * std::min(depth, kDeepestIndentation));
+    if (depth > kDeepestIndentation) line += fmt::format("(level {}) ", depth);
+    line += derTagText(element);
+    if (!element.constructed && !element.content.empty()) line += "  " + derContentText(element);
+    out_.append((screen_.width ? shortened(line, *screen_.width) : line) + "\n");
+  }
+
+  void leave() override {}
+
+ private:
+  BufferedOutput& out_;
+  Screen screen_;
+};
+
+DerEnd printDer(const DecodeOptions& options, std::span<const std::uint8_t> bytes) {
+  BufferedOutput out;
+  DerEnd end{};
+  if (options.json()) {
+    DerJson json(out);
+    out.append("{\"items\": [");
+    end = walkDer(bytes, json);
+    out.append(fmt::format("], \"status\": {}}}\n", end.status));
+  } else {
+    DerOutline outline(out, Screen::standardOutput());
+    end = walkDer(bytes, outline);
+  }
+  out.flush();
+  return end;
+}
+
+std::string_view statusText(std::uint32_t status) {
+  switch (status) {
+    case kDERDecoderErrorBufferOverrun:
+      return "its content runs past the end";
+    case kDERDecoderErrorBadTag:
+      return "its tag is cut off";
+    case kDERDecoderErrorBadLength:
+      return "its length is cut off";
+    default:
+      return "its tag or length needs more than 32 bits";
+  }
+}
+
+ExitStatus decodeDer(const DecodeOptions& options, const Data& bytes) {
+  const DerEnd end = printDer(options, bytes.bytes());
+  if (end.status == kDERDecoderErrorNone) return ExitStatus::kPassed;
+  printToStandardError("decode",
+                       fmt::format("{}: byte {}: the element cannot be read: {} (status {})", nameOf("", options.input),
+                                   end.offset, statusText(end.status), end.status));
+  return ExitStatus::kFailed;
+}
+
+struct BlobKind {
+  std::string_view name;
+  ExitStatus (*decode)(const DecodeOptions& options, const Data& bytes);
+};
+
+constexpr BlobKind kKinds[] = {
+    {"syscfg", decodeSysCfg},
+    {"control-bits", decodeControlBits},
+    {"root-manifest", decodeRootManifestFile},
+    {"provisioning-manifest", decodeProvisioningManifestFile},
+    {"der", decodeDer},
+};
+
+ExitStatus runDecode(const DecodeOptions& options) {
+  const auto* const kind = std::ranges::find(kKinds, options.kind, &BlobKind::name);
+  return kind->decode(options, Data(bytesOf(Inputs().bytes("", options.input))));
+}
+
+}  // namespace
+
+Run defineDecode(CLI::App& app) {
+  const auto options = std::make_shared<DecodeOptions>();
+  std::vector<std::string> names;
+  for (const BlobKind& kind : kKinds) names.emplace_back(kind.name);
+  addChoice(app, "KIND", options->kind, "", "What the bytes are", names)->required();
+  addText(app, "FILE", options->input, "", "The raw bytes")->required();
+  addFormat(app, options->format, {"table", "json"});
+  app.footer(kFooter);
+  return [options] { return runDecode(*options); };
+}
+
+}  // namespace tavik::tool

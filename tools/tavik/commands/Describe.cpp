@@ -1,0 +1,97 @@
+// `tavik describe`: the texts that a predicate is about to compare, without its verdict.
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <memory>
+
+#include "check/Fault.h"
+#include "commands/Command.h"
+#include "io/Json.h"
+#include "text/Terminal.h"
+
+namespace tavik::tool {
+namespace {
+
+constexpr const char* kFooter =
+    R"(  value-in-list     --attribute any value, --value the list
+  nand-size         --attribute the device's attributes, of which "SerialNumber" and "TotalDiskCapacity" are read, --value a
+                    dictionary of CCC code and size
+  nvram-white-list  --attribute the variables, a dictionary, --value the allowed keys
+
+A V is JSON text, or @FILE (a property list or JSON, "@-" for standard input). JSON spells data {"$data": "3q0="} and
+dates {"$date": "2026-11-21T01:02:03Z"}.
+
+Example:
+  tavik describe value-in-list --attribute '"B"' --value '["A", "B"]'
+
+Exit status: 0 described, 2 the command or an input is at fault, 3 a fault.)";
+
+Dictionary describeNandSize(const Value* attribute, const Value* expected) {
+  const Dictionary* const attributes = attribute->ifDictionary();
+  if (attributes == nullptr) throw Unusable("--attribute: is not a dictionary");
+  return ZRTTavikKernel::nandSizeCheckDescription(*attributes, expected);
+}
+
+struct DescriptionKind {
+  std::string_view name;
+  Dictionary (*describe)(const Value* attribute, const Value* expected);
+};
+
+constexpr DescriptionKind kKinds[] = {
+    {"value-in-list", ZRTTavikKernel::valueInListDescription},
+    {"nand-size", describeNandSize},
+    {"nvram-white-list", ZRTTavikKernel::nvramWhiteListDescription},
+};
+
+struct DescribeOptions {
+  std::string kind;
+  std::string attribute;
+  std::string value;
+  std::string format;
+};
+
+std::string descriptionText(const Dictionary& description, const std::string& format) {
+  if (format == "json") return toJson(Value(description)) + "\n";
+  std::string text;
+  for (const auto [key, value] : description) text += fmt::format("{:<12}{}\n", key, lineOf(&value));
+  return text;
+}
+
+ExitStatus refuse(const DescribeOptions& options, const Fault& fault) {
+  printToStandardError("describe", options.kind + ": fault: " + fault.message);
+  if (options.format == "json") {
+    std::string json = "{\"fault\": ";
+    appendFault(json, fault);
+    writeStandardOutput(json + "}\n");
+  }
+  return ExitStatus::kFault;
+}
+
+ExitStatus runDescribe(const DescribeOptions& options) {
+  const auto* const kind = std::ranges::find(kKinds, options.kind, &DescriptionKind::name);
+  Inputs inputs;
+  const Value attribute = inputs.inPlace("--attribute", options.attribute);
+  const Value value = inputs.inPlace("--value", options.value);
+  Dictionary description;
+  const std::optional<Fault> fault = faultOf([&] { description = kind->describe(&attribute, &value); });
+  if (fault) return refuse(options, *fault);
+  writeStandardOutput(descriptionText(description, options.format));
+  return ExitStatus::kPassed;
+}
+
+}  // namespace
+
+Run defineDescribe(CLI::App& app) {
+  const auto options = std::make_shared<DescribeOptions>();
+  std::vector<std::string> names;
+  for (const DescriptionKind& kind : kKinds) names.emplace_back(kind.name);
+  addChoice(app, "KIND", options->kind, "", "Whose texts", names)->required();
+  addText(app, "--attribute", options->attribute, "V", "The device's value")->required();
+  addText(app, "--value", options->value, "V", "The expected value")->required();
+  addFormat(app, options->format, {"table", "json"});
+  app.footer(kFooter);
+  return [options] { return runDescribe(*options); };
+}
+
+}  // namespace tavik::tool

@@ -1,0 +1,198 @@
+// `tavik diff`: what a change of rule documents changes, for whom.
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <memory>
+#include <utility>
+
+#include "check/DeviceLine.h"
+#include "commands/Command.h"
+#include "diff/DiffReport.h"
+#include "io/LineReader.h"
+#include "io/StopRequest.h"
+
+namespace tavik::tool {
+namespace {
+
+constexpr const char* kFooter =
+    R"(OLD and NEW are local rules. What counts is what devices get: for each part number and region, rules gained and lost,
+with another expected value or definition; equal changes are printed once, with all whom they concern. Another order or
+spelling, a comment, or a new "version" is no change.
+
+Without a library, only the local rules' own values are compared. With one, what the library says where they say nothing,
+too: give --library once for both, or twice to compare OLD with the first and NEW with the second. For a change of the
+library alone, give the local rules twice. OLD and NEW are both signed or both unsigned; "tavik verify" prints what was
+signed.
+
+With --attributes or --batch, devices are checked both ways, and those are printed that come out otherwise: rules that
+pass or fail, their texts, what is sent to the station. The three records of versions do not count.
+
+Formats:
+  table  for the terminal
+  json   {"versions": {...}, "changes": [{"devices": [{"part_number", "region"}, ...], "changes": [...]}, ...]}, and with
+         devices "checked": 300, "devices": [{"id", "old", "new", "rules"}, ...]; docs/reviewing-rules.md tells more
+
+Examples:
+  tavik diff production.signed candidate.signed --library rules.signed
+  tavik diff --unsigned product.plist new-product.plist --library rules.plist --batch devices.jsonl
+  tavik diff --unsigned product.plist product.plist --library rules.plist --library new-rules.plist
+
+Exit status: 0 nothing changes, 1 something does, 2 the command or an input is at fault, 4 a document is not trusted, empty
+or malformed.)";
+
+struct DiffOptions {
+  std::string before;
+  std::string after;
+  std::vector<std::string> libraries;
+  std::vector<std::string> attributes;
+  std::vector<std::string> sources;
+  std::optional<std::string> batch;
+  PlatformOptions platform;
+  std::string format;
+};
+
+/// A rule document as it was read, and what it says.
+struct Document {
+  std::string name;
+  Dictionary file;
+  Dictionary content;
+};
+
+Document readDocument(Inputs& inputs, std::string_view argument, const std::string& path,
+                      const HostPlatform& platform) {
+  Document document{.name = nameOf(argument, path), .file = inputs.dictionary(argument, path), .content = {}};
+  document.content = trustedContent(document.name, document.file, platform);
+  return document;
+}
+
+/// A rule library holds definitions where local rules hold layers.
+void refuseLibrary(const Document& rules) {
+  for (const std::string_view layer : {"MPNRules", "GenericRules", "RuleSets"}) {
+    if (rules.content.contains(layer)) return;
+  }
+  const bool defines = std::ranges::any_of(rules.content, [](const Dictionary::Item& item) {
+    return item.value.ifDictionary() != nullptr && item.value.ifDictionary()->contains("attribute");
+  });
+  if (defines) {
+    throw Unusable(rules.name +
+                   ": is a rule library; to compare two, give the local rules twice, and --library for each of them");
+  }
+}
+
+/// The local rules and the library, as they were or as they are.
+struct Side {
+  Document rules;
+  std::optional<Document> library;
+
+  [[nodiscard]] RuleOrigins origins() const { return {library ? library->content : Dictionary(), rules.content}; }
+  [[nodiscard]] std::unique_ptr<const PreparedRules> prepare(
+      const std::shared_ptr<const HostPlatform>& platform) const {
+    return openKernel(library->name, library->file, platform)->prepare(&rules.file);
+  }
+};
+
+Dictionary versionsOf(const Side& before, const Side& after) {
+  Dictionary versions{{"old", *before.rules.content.find("version")}, {"new", *after.rules.content.find("version")}};
+  if (before.library) {
+    versions.set("old_library", *before.library->content.find("version"));
+    versions.set("new_library", *after.library->content.find("version"));
+  }
+  return versions;
+}
+
+bool checksDevices(const DiffOptions& options) { return !options.attributes.empty() || options.batch; }
+
+class DiffRun {
+ public:
+  explicit DiffRun(const DiffOptions& options)
+      : options_(options), platform_(std::make_shared<const HostPlatform>(options.platform)) {}
+
+  ExitStatus run() {
+    warnWhenUnsigned("diff", options_.platform);
+    const Side before = readSide(options_.before, 0);
+    const Side after = readSide(options_.after, 1);
+    RulesDifference difference{
+        .versions = versionsOf(before, after), .rules = RuleChanges(before.origins(), after.origins()), .devices = {}};
+    if (checksDevices(options_)) checkDevices(before, after, difference.devices);
+    platform_->checkLog();
+    writeStandardOutput(asJson() ? differenceJson(difference) : differenceText(difference, Screen::standardOutput()));
+    return difference.empty() ? ExitStatus::kPassed : ExitStatus::kFailed;
+  }
+
+ private:
+  [[nodiscard]] bool asJson() const { return options_.format == "json"; }
+
+  Side readSide(const std::string& path, std::size_t number) {
+    Side side{.rules = readDocument(inputs_, "", path, *platform_), .library = {}};
+    refuseLibrary(side.rules);
+    if (options_.libraries.empty()) return side;
+    const std::string& library = options_.libraries[std::min(number, options_.libraries.size() - 1)];
+    if (!library_ || options_.libraries.size() > 1) {
+      library_ = readDocument(inputs_, "--library", library, *platform_);
+    }
+    side.library = library_;
+    return side;
+  }
+
+  void checkDevices(const Side& before, const Side& after, std::optional<DeviceChanges>& devices) {
+    devices.emplace(before.prepare(platform_), after.prepare(platform_),
+                    asJson() ? jsonRenderer() : textRenderer(Screen::standardOutput()));
+    const Dictionary sources = readSources(inputs_, options_.sources);
+    for (const std::string& path : options_.attributes) {
+      devices->check(path, inputs_.dictionary("--attributes", path), sources);
+    }
+    if (options_.batch) checkBatch(*devices, *options_.batch);
+  }
+
+  void checkBatch(DeviceChanges& devices, const std::string& path) {
+    const std::string name = nameOf("--batch", path);
+    StopRequest stop;
+    LineReader input(name, inputs_.open("--batch", path), stop);
+    DeviceChecker before(devices.rulesBefore());
+    DeviceChecker after(devices.rulesAfter());
+    for (std::vector<Line> lines = input.next(); !lines.empty(); lines = input.next()) {
+      for (Line& line : lines) {
+        const DeviceResult was = before.check(line);
+        if (was.status == ExitStatus::kUnusable) throw Unusable(name + ": " + was.inputError);
+        devices.compare(was.id, was.outcome, after.check(line).outcome);
+      }
+    }
+    input.checkEnd();
+  }
+
+  const DiffOptions& options_;
+  std::shared_ptr<const HostPlatform> platform_;
+  Inputs inputs_;
+  std::optional<Document> library_;  // the last one that was read
+};
+
+ExitStatus runDiff(const DiffOptions& options) {
+  if (options.libraries.size() > 2) throw Unusable("--library is given more than twice");
+  if (checksDevices(options) && options.libraries.empty())
+    throw Unusable("--library is missing: devices are checked with a rule library");
+  if (options.attributes.empty() && !options.sources.empty()) {
+    throw Unusable("--source is for the devices of --attributes, and there are none");
+  }
+  return DiffRun(options).run();
+}
+
+}  // namespace
+
+Run defineDiff(CLI::App& app) {
+  const auto options = std::make_shared<DiffOptions>();
+  addText(app, "OLD", options->before, "", "The local rules as they were")->required();
+  addText(app, "NEW", options->after, "", "The local rules as they are to be")->required();
+  app.add_option("--library", options->libraries, "The rule library; twice where it changes too, the old one first")
+      ->type_name("FILE")
+      ->allow_extra_args(false);
+  app.add_option("--attributes", options->attributes, "Check this device both ways; repeatable")->type_name("FILE");
+  addSources(app, options->sources);
+  addText(app, "--batch", options->batch, "FILE", "Check these devices both ways: lines as \"tavik batch\" takes them");
+  addPlatform(app, options->platform);
+  addFormat(app, options->format, {"table", "json"});
+  app.footer(kFooter);
+  return [options] { return runDiff(*options); };
+}
+
+}  // namespace tavik::tool

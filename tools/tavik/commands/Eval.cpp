@@ -1,0 +1,117 @@
+// `tavik eval`: a predicate expression on values given in place.
+
+#include <tavik/AbstractTree.h>
+
+#include <memory>
+
+#include "check/CheckRun.h"
+#include "check/Fault.h"
+#include "commands/Command.h"
+#include "io/Json.h"
+#include "text/Terminal.h"
+
+namespace tavik::tool {
+namespace {
+
+constexpr const char* kFooter =
+    R"(A V is JSON text, or @FILE (a property list or JSON, "@-" for standard input). JSON spells data {"$data": "3q0="} and
+dates {"$date": "2026-11-21T01:02:03Z"}. The predicate gets exactly what is given: with --references it is called in its
+form with references, and no reference stands in for a missing --value.
+
+Examples:
+  tavik eval hasSuffix --attribute '"ABC123"' --value '"123"'
+  tavik eval 'NOT equal' --attribute 5 --value 7 --format json
+
+Exit status: 0 the record passes, 1 it fails, 2 the command or an input is at fault, 3 a fault, 4 a malformed expression.)";
+
+struct EvalOptions {
+  std::string expression;
+  std::string attribute;
+  std::optional<std::string> value;
+  std::optional<std::string> references;
+  PlatformOptions platform;
+  std::string format;
+};
+
+struct EvalInputs {
+  Value attribute;
+  std::optional<Value> value;
+  std::optional<Value> references;
+};
+
+EvalInputs readInputs(const EvalOptions& options) {
+  Inputs inputs;
+  EvalInputs read{.attribute = inputs.inPlace("--attribute", options.attribute), .value = {}, .references = {}};
+  if (options.value) read.value = inputs.inPlace("--value", *options.value);
+  if (options.references) read.references = inputs.inPlace("--references", *options.references);
+  if (read.references && read.references->ifDictionary() == nullptr)
+    throw Unusable("--references: is not a dictionary");
+  return read;
+}
+
+/// One line on standard error and, as JSON, the object on standard output.
+ExitStatus refuse(const EvalOptions& options, ExitStatus status, const std::string& message, const std::string& json) {
+  printToStandardError("eval", message);
+  if (options.format == "json") writeStandardOutput(json + "\n");
+  return status;
+}
+
+ExitStatus refuse(const EvalOptions& options, const Error& error) {
+  std::string json = "{\"error\": ";
+  appendError(json, error);
+  return refuse(options, ExitStatus::kNoVerdict, std::string(error.localizedDescription()), json + "}");
+}
+
+ExitStatus refuse(const EvalOptions& options, const Fault& fault) {
+  std::string json = "{\"fault\": ";
+  appendFault(json, fault);
+  return refuse(options, ExitStatus::kFault, options.expression + ": fault: " + fault.message, json + "}");
+}
+
+std::string recordTable(const Dictionary& record, bool pass, const Screen& screen) {
+  std::string text;
+  for (const auto [key, value] : record) {
+    const bool isResult = key == "result";
+    const std::string shown =
+        isResult ? styled(pass ? "pass" : "FAIL", pass ? Style::kGood : Style::kBad, screen) : lineOf(&value);
+    text += std::string(key) + std::string(key.size() < 12 ? 12 - key.size() : 1, ' ') + shown + "\n";
+  }
+  return text;
+}
+
+ExitStatus runEval(const EvalOptions& options) {
+  const EvalInputs inputs = readInputs(options);
+  const auto platform = std::make_shared<const HostPlatform>(options.platform);
+  const PredicateKernel kernel(platform);
+  std::optional<Error> error;
+  const auto tree = AbstractTreeNode::parsePredicateString(options.expression, kernel, error);
+  if (!tree) return refuse(options, *error);
+
+  std::optional<Dictionary> record;
+  const std::optional<Fault> fault = faultOf([&] {
+    record = tree->process(&inputs.attribute, inputs.value ? &*inputs.value : nullptr,
+                           inputs.references ? inputs.references->ifDictionary() : nullptr);
+  });
+  platform->checkLog();
+  if (fault) return refuse(options, *fault);
+  const bool pass = passed(Value(*record));
+  const bool asJson = options.format == "json";
+  writeStandardOutput(asJson ? toJson(Value(*record)) + "\n" : recordTable(*record, pass, Screen::standardOutput()));
+  return pass ? ExitStatus::kPassed : ExitStatus::kFailed;
+}
+
+}  // namespace
+
+Run defineEval(CLI::App& app) {
+  const auto options = std::make_shared<EvalOptions>();
+  app.add_option("EXPRESSION", options->expression, "NAME, 'NOT NAME', 'NAME AND NAME' or 'NAME OR NAME'")->required();
+  addText(app, "--attribute", options->attribute, "V", "The device's value")->required();
+  addText(app, "--value", options->value, "V", "The expected value");
+  addText(app, "--references", options->references, "V", "The reference values, a dictionary");
+  addLog(app, options->platform);
+  addFormat(app, options->format, {"table", "json"});
+  app.footer(kFooter);
+  return [options] { return runEval(*options); };
+}
+
+}  // namespace tavik::tool

@@ -1,0 +1,188 @@
+// `tavik explain`: where a device's rules come from, and how they are judged.
+
+#include <fmt/format.h>
+
+#include <map>
+#include <memory>
+#include <set>
+#include <utility>
+
+#include "check/Fault.h"
+#include "commands/Command.h"
+#include "explain/Explanation.h"
+#include "io/Json.h"
+#include "text/NearestName.h"
+
+namespace tavik::tool {
+namespace {
+
+constexpr const char* kFooter =
+    R"(Without a RULE: every rule that the device gets, which part of the local rules it comes from, what is expected and who
+says so, and the predicate as it will be called; below, entries that others replaced, references, rule sets, and what
+looks wrong. With RULEs: each of them step by step, as a check of this device judges it.
+
+Formats:
+  table  for the terminal
+  json   {"device": {"part_number", "region"}, "rules": [{"rule", "entries", "definition", "value", "value_from",
+         "attribute", "references", "combination", "calls", "record"}, ...], "sets": [...], "not_there": [...],
+         "error": null}; docs/reviewing-rules.md tells more
+
+Examples:
+  tavik explain --library rules.signed --rules product.signed --attributes device.plist
+  tavik explain --library rules.signed --rules product.signed --attributes device.plist --source sfc=sfc.json Build
+
+Exit status: 0 explained, whatever the results, 1 the device does not get a RULE that was named, 2 the command or an input
+is at fault, 4 a document is not trusted, empty or malformed, or the device's rules could not be assembled.)";
+
+struct ExplainOptions {
+  std::string library;
+  std::string rules;
+  std::string attributes;
+  std::vector<std::string> sources;
+  std::vector<std::string> names;
+  PlatformOptions platform;
+  std::string format;
+};
+
+std::optional<Value> selector(const Dictionary& attributes, std::string_view name) {
+  const Value* const value = attributes.find(name);
+  return value == nullptr ? std::nullopt : std::optional(*value);
+}
+
+/// Where a device has no rules: which part number or region may have been meant.
+std::string nearestSelector(const RuleOrigins& origins, const Explanation& device) {
+  std::set<std::string_view> partNumbers;
+  std::set<std::string_view> regions;
+  for (const DeviceKind& kind : origins.deviceKinds()) {
+    if (kind.partNumber != nullptr) partNumbers.insert(*kind.partNumber->ifString());
+    const bool same = kind.partNumber != nullptr && device.partNumber && *kind.partNumber == *device.partNumber;
+    if (same && kind.region != nullptr) regions.insert(*kind.region->ifString());
+  }
+  const auto wanted = device.partNumber ? device.partNumber->ifString() : std::nullopt;
+  if (!wanted) return "";
+  if (!partNumbers.contains(*wanted)) return didYouMean(*wanted, std::vector(partNumbers.begin(), partNumbers.end()));
+  const auto region = device.region ? device.region->ifString() : std::nullopt;
+  if (regions.empty() || (region && regions.contains(*region))) return "";
+  return fmt::format("; the regions of {} are {}", *wanted, fmt::join(regions, ", "));
+}
+
+ExitStatus refuse(const ExplainOptions& options, const Explanation& device, const Error& error,
+                  const std::string& hint) {
+  printToStandardError("explain",
+                       nameOf("--rules", options.rules) + ": " + std::string(error.localizedDescription()) + hint);
+  if (options.format == "json") {
+    std::string text =
+        R"({"device": )" + toJson(deviceValue(device.partNumber, device.region)) + R"(, "rules": null, "error": )";
+    appendError(text, error);
+    writeStandardOutput(text + "}\n");
+  }
+  return ExitStatus::kNoVerdict;
+}
+
+/// For a rule that the device does not get: who gets it, and what may have been meant.
+class Elsewhere {
+ public:
+  Elsewhere(const RuleOrigins& origins, const Dictionary& library, const RuleOrigins::Device& device)
+      : library_(library) {
+    for (const RuleOrigin& rule : device.rules) own_.push_back(rule.name);
+    const std::vector<DeviceKind> kinds = origins.deviceKinds();
+    for (std::size_t i = 0; i < kinds.size(); ++i) {
+      std::optional<Error> ignored;
+      const auto other = origins.of(kinds[i].partNumber, kinds[i].region, ignored);
+      if (!other) continue;
+      for (const RuleOrigin& rule : other->rules) devices_[rule.name].push_back(i);
+    }
+    for (const auto& [name, kindsThatGetIt] : devices_) others_.push_back(name);
+  }
+
+  [[nodiscard]] RuleNotThere find(const std::string& name) const {
+    RuleNotThere rule{.name = name, .defined = library_.findDictionary(name) != nullptr, .devices = {}, .nearest = {}};
+    const auto devices = devices_.find(name);
+    if (devices != devices_.end()) rule.devices = devices->second;
+    if (rule.defined || !rule.devices.empty()) return rule;
+    const auto nearest = nearestName(name, own_);
+    rule.nearest = nearest ? nearest : nearestName(name, others_);
+    return rule;
+  }
+
+ private:
+  const Dictionary& library_;
+  std::vector<std::string_view> own_;
+  std::map<std::string_view, std::vector<std::size_t>> devices_;
+  std::vector<std::string_view> others_;
+};
+
+void addNotThere(Explanation& all, const std::vector<std::string>& names, const Elsewhere& elsewhere) {
+  std::set<std::string_view> known;
+  for (const RuleOrigin& rule : all.device.rules) known.insert(rule.name);
+  for (const std::string& name : names) {
+    if (known.insert(name).second) all.notThere.push_back(elsewhere.find(name));
+  }
+}
+
+Explanation beginOf(const RuleOrigins& origins, const Findings& findings) {
+  return {.partNumber = selector(findings.attributes(), "ModelNumber"),
+          .region = selector(findings.attributes(), "RegionInfo"),
+          .kinds = DeviceKinds(origins),
+          .device = {},
+          .rules = {},
+          .notThere = {}};
+}
+
+void addRules(Explanation& all, const std::vector<std::string>& names, const Findings& findings,
+              const PredicateKernel& kernel) {
+  const std::set<std::string_view> named(names.begin(), names.end());
+  for (const RuleOrigin& rule : all.device.rules) {
+    if (named.empty() || named.contains(rule.name)) all.rules.push_back({&rule, evaluate(rule, findings, kernel)});
+  }
+}
+
+std::string textOf(const Explanation& all, const ExplainOptions& options) {
+  if (options.format == "json") return explanationJson(all) + "\n";
+  const Screen screen = Screen::standardOutput();
+  return options.names.empty() ? overviewText(all, screen) : stepsText(all, screen);
+}
+
+ExitStatus runExplain(const ExplainOptions& options) {
+  const auto platform = std::make_shared<const HostPlatform>(options.platform);
+  warnWhenUnsigned("explain", options.platform);
+  Inputs inputs;
+  const auto read = [&](std::string_view argument, const std::string& path) {
+    return trustedContent(nameOf(argument, path), inputs.dictionary(argument, path), *platform);
+  };
+  const Dictionary library = read("--library", options.library);
+  const RuleOrigins origins(library, read("--rules", options.rules));
+  const Dictionary attributes = inputs.dictionary("--attributes", options.attributes);
+  const Findings findings(attributes, readSources(inputs, options.sources));
+
+  Explanation all = beginOf(origins, findings);
+  std::optional<Error> error;
+  auto device = origins.of(all.partNumber ? &*all.partNumber : nullptr, all.region ? &*all.region : nullptr, error);
+  if (!device) return refuse(options, all, *error, nearestSelector(origins, all));
+  all.device = *std::move(device);
+  addRules(all, options.names, findings, PredicateKernel(platform));
+  if (all.rules.size() < options.names.size()) {
+    addNotThere(all, options.names, Elsewhere(origins, library, all.device));
+  }
+  platform->checkLog();
+  writeStandardOutput(textOf(all, options));
+  return all.notThere.empty() ? ExitStatus::kPassed : ExitStatus::kFailed;
+}
+
+}  // namespace
+
+Run defineExplain(CLI::App& app) {
+  const auto options = std::make_shared<ExplainOptions>();
+  addText(app, "--library", options->library, "FILE", "The signed rule library")->required();
+  addText(app, "--rules", options->rules, "FILE", "The signed local rules of the product")->required();
+  addText(app, "--attributes", options->attributes, "FILE", "The device's attributes, a dictionary")->required();
+  app.add_option("RULE", options->names, "The rules to explain step by step; without any, all of them in short")
+      ->type_name("");
+  addSources(app, options->sources);
+  addPlatform(app, options->platform);
+  addFormat(app, options->format, {"table", "json"});
+  app.footer(kFooter);
+  return [options] { return runExplain(*options); };
+}
+
+}  // namespace tavik::tool

@@ -1,0 +1,84 @@
+// `tavik keygen`: makes a key pair.
+
+#include <tavik/StationPlatform.h>
+
+#include <memory>
+#include <utility>
+
+#include "commands/Command.h"
+
+namespace tavik::tool {
+namespace {
+
+constexpr const char* kFooter =
+    R"(No file that is there already is overwritten. Only the owner can read the private key: keep it off the stations.
+
+Example:
+  tavik keygen --private station.pem --public station-pub.pem
+
+Exit status: 0 both files are written, 2 neither.)";
+
+constexpr std::pair<std::string_view, KeyAlgorithm> kAlgorithms[] = {
+    {"ed25519", KeyAlgorithm::kEd25519},
+    {"p256", KeyAlgorithm::kP256},
+    {"rsa3072", KeyAlgorithm::kRsa3072},
+};
+
+struct KeygenOptions {
+  std::string privateKey;
+  std::string publicKey;
+  std::string algorithm;
+};
+
+KeyAlgorithm algorithmNamed(std::string_view name) {
+  for (const auto& [word, algorithm] : kAlgorithms) {
+    if (word == name) return algorithm;
+  }
+  throw Unusable("--algorithm: unknown");
+}
+
+KeyPair makeKeys(const KeygenOptions& options) {
+  std::string error;
+  std::optional<KeyPair> keys = generateKeyPair(algorithmNamed(options.algorithm), error);
+  if (!keys) throw Unusable(error);
+  return *std::move(keys);
+}
+
+/// What messages begin with. "-", a stream elsewhere, has no owner to keep a key for.
+std::string placeNamed(std::string_view argument, const std::string& path) {
+  if (path == "-") throw Unusable(std::string(argument) + " -: a key goes into a file");
+  return nameOf(argument, path);
+}
+
+ExitStatus runKeygen(const KeygenOptions& options) {
+  constexpr mode_t kOwnerOnly = 0600;
+  const KeyPair keys = makeKeys(options);
+  PendingFile privateFile(placeNamed("--private", options.privateKey), options.privateKey, kOwnerOnly);
+  PendingFile publicFile(placeNamed("--public", options.publicKey), options.publicKey, ordinaryPermissions());
+  privateFile.write(bytesOf(keys.privateKey));
+  publicFile.write(bytesOf(keys.publicKey));
+  privateFile.commit(PendingFile::Existing::kKeep);
+  try {
+    publicFile.commit(PendingFile::Existing::kKeep);
+  } catch (const Unusable&) {
+    privateFile.withdraw();
+    throw;
+  }
+  return ExitStatus::kPassed;
+}
+
+}  // namespace
+
+Run defineKeygen(CLI::App& app) {
+  const auto options = std::make_shared<KeygenOptions>();
+  addText(app, "--private", options->privateKey, "KEY.pem", "Where the private key goes")->required();
+  addText(app, "--public", options->publicKey, "PUB.pem", "Where the public key goes")->required();
+  std::vector<std::string> names;
+  for (const auto& [word, algorithm] : kAlgorithms) names.emplace_back(word);
+  options->algorithm = names.front();
+  addChoice(app, "--algorithm", options->algorithm, "NAME", "The kind of key", names)->default_str(options->algorithm);
+  app.footer(kFooter);
+  return [options] { return runKeygen(*options); };
+}
+
+}  // namespace tavik::tool

@@ -1,0 +1,115 @@
+// `tavik lint`: what is wrong in rule documents, before a device shows it.
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <deque>
+#include <memory>
+
+#include "commands/Command.h"
+#include "lint/Documents.h"
+#include "lint/LintReport.h"
+#include "lint/Reference.h"
+
+namespace tavik::tool {
+namespace {
+
+using lint::Document;
+
+constexpr const char* kFooter =
+    R"(Each finding says what is wrong, what happens on the line because of it, and what to do; docs/lint.md has a paragraph about
+each kind. Without --rules, the library is looked at alone.
+
+Examples:
+  tavik lint --unsigned --library library.plist --rules local.plist
+  tavik lint --public-key pub.pem --library library.signed --rules a.signed --rules b.signed --format json
+
+Exit status: 0 no error was found, 1 at least one error, 2 the command or an input is at fault, 4 a document is not trusted
+or empty.)";
+
+struct LintOptions {
+  std::optional<std::string> library;
+  std::vector<std::string> rules;
+  PlatformOptions platform;
+  std::string format;
+  std::optional<std::string> print;
+};
+
+/// Whether a person wrote the file, so that lines and columns mean something.
+bool hasLines(std::string_view bytes) { return !bytes.starts_with("bplist") && !isJson(bytes); }
+
+class DocumentReader {
+ public:
+  explicit DocumentReader(const PlatformOptions& options) : options_(options), platform_(options) {}
+
+  Document read(Document::Role role, const std::string& file) {
+    const std::string_view argument = role == Document::Role::kLibrary ? "--library" : "--rules";
+    const std::string name = nameOf(argument, file);
+    std::string bytes = inputs_.bytes(argument, file);
+    std::string kept = options_.unsignedDocuments && hasLines(bytes) ? bytes : std::string();
+    const Value value = parseValue(name, bytes);
+    if (value.ifDictionary() == nullptr) throw Unusable(name + ": is not a dictionary");
+    Dictionary content = validatedContent(name, *value.ifDictionary(), platform_);
+    return {role, file, Value(std::move(content)), std::move(kept)};
+  }
+
+  void checkLog() const { platform_.checkLog(); }
+
+ private:
+  const PlatformOptions& options_;
+  HostPlatform platform_;
+  Inputs inputs_;
+};
+
+std::string report(const LintOptions& options, const std::vector<lint::PlacedFinding>& findings,
+                   const std::deque<Document>& documents) {
+  if (options.format == "json") return lintJson(findings);
+  if (options.format == "sarif") return lintSarif(findings);
+  if (options.format == "gcc") return lintLines(findings);
+  return lintTable(findings, documents, Screen::standardOutput());
+}
+
+ExitStatus runLint(const LintOptions& options) {
+  if (options.print) {
+    writeStandardOutput(*options.print == "findings" ? lint::findingsPage() : lint::predicateTable());
+    return ExitStatus::kPassed;
+  }
+  if (!options.library) throw Unusable("--library is required; see tavik lint --help");
+  warnWhenUnsigned("lint", options.platform);
+  DocumentReader reader(options.platform);
+  std::deque<Document> documents;
+  documents.push_back(reader.read(Document::Role::kLibrary, *options.library));
+  for (const std::string& file : options.rules) documents.push_back(reader.read(Document::Role::kRules, file));
+  reader.checkLog();
+
+  const lint::Documents parts(documents);
+  lint::Reporter reporter;
+  runChecks(parts, reporter);
+  if (reporter.dropped() != 0) {
+    printToStandardError("lint", fmt::format("{} findings more are not shown", reporter.dropped()));
+  }
+  const std::vector<lint::PlacedFinding> findings = placed(std::move(reporter).take(), documents);
+  writeStandardOutput(report(options, findings, documents));
+  const auto isError = [](const lint::PlacedFinding& found) {
+    return found.finding.check->severity == lint::Severity::kError;
+  };
+  return std::ranges::any_of(findings, isError) ? ExitStatus::kFailed : ExitStatus::kPassed;
+}
+
+}  // namespace
+
+Run defineLint(CLI::App& app) {
+  const auto options = std::make_shared<LintOptions>();
+  addText(app, "--library", options->library, "FILE", "The signed rule library");
+  app.add_option("--rules", options->rules, "Signed local rules; may be given several times")
+      ->type_name("FILE")
+      ->allow_extra_args(false);
+  addPlatform(app, options->platform);
+  addFormat(app, options->format, {"table", "json", "sarif", "gcc"});
+  addChoice(app, "--print", options->print, "PAGE", "Print a reference in Markdown and look at no document",
+            {"findings", "predicates"});
+  app.footer(kFooter);
+  return [options] { return runLint(*options); };
+}
+
+}  // namespace tavik::tool

@@ -1,0 +1,117 @@
+// `tavik list`: what a station has to gather for one device before a check.
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <iterator>
+#include <memory>
+
+#include "check/Fault.h"
+#include "commands/Command.h"
+#include "io/Json.h"
+#include "text/Terminal.h"
+#include "text/Text.h"
+
+namespace tavik::tool {
+namespace {
+
+constexpr const char* kFooter =
+    R"(  sfc      what to ask the shop-floor system: attribute and description
+  gui      what to ask the operator: attribute and description
+  sim      the rules about the SIM card's identity: name and definition
+  domain   the domain entries of the device's rules, numbered
+  polling  their polling entries, numbered
+
+Example:
+  tavik list sfc --library rules.signed --rules product.signed --attributes device.plist
+
+Exit status: 0 listed, 2 the command or an input is at fault, 3 a fault, 4 a document is not trusted, empty or malformed,
+or the device's rules could not be assembled.)";
+
+struct ListKind {
+  std::string_view name;
+  std::optional<Dictionary> (ZRTTavikKernel::*list)(const Dictionary& localRules, const Dictionary& deviceAttributes,
+                                                    std::optional<Error>& error) const;
+  std::string_view keyHeading;
+  std::string_view valueHeading;
+};
+
+constexpr ListKind kKinds[] = {
+    {"sfc", &ZRTTavikKernel::sfcCheckList, "attribute", "description"},
+    {"gui", &ZRTTavikKernel::guiCheckList, "attribute", "description"},
+    {"sim", &ZRTTavikKernel::simCheckList, "rule", "definition"},
+    {"domain", &ZRTTavikKernel::getDomainList, "number", "domain"},
+    {"polling", &ZRTTavikKernel::getPollingList, "number", "poll"},
+};
+
+struct ListOptions {
+  std::string kind;
+  std::string library;
+  std::string rules;
+  std::string attributes;
+  PlatformOptions platform;
+  std::string format;
+};
+
+std::string listTable(const ListKind& kind, const Dictionary& list, const Screen& screen) {
+  Table table;
+  table.add(Style::kHeading, {std::string(kind.keyHeading), std::string(kind.valueHeading)});
+  for (const auto [key, value] : list) table.add(Style::kPlain, {visible(key), lineOf(&value)});
+  return table.text(screen);
+}
+
+std::string listJson(const std::optional<Dictionary>& list, const std::optional<Error>& error) {
+  std::string text = "{\"list\": ";
+  if (list) {
+    appendJson(text, Value(*list));
+  } else {
+    text += "null";
+  }
+  text += ", \"error\": ";
+  appendError(text, error);
+  return text + "}\n";
+}
+
+ExitStatus runList(const ListOptions& options) {
+  const auto* const kind = std::ranges::find(kKinds, options.kind, &ListKind::name);
+  const auto platform = std::make_shared<const HostPlatform>(options.platform);
+  warnWhenUnsigned("list", options.platform);
+  Inputs inputs;
+  const Dictionary library = inputs.dictionary("--library", options.library);
+  const Dictionary rules = inputs.dictionary("--rules", options.rules);
+  const Dictionary attributes = inputs.dictionary("--attributes", options.attributes);
+  const std::unique_ptr<ZRTTavikKernel> kernel = openKernel(nameOf("--library", options.library), library, platform);
+
+  std::optional<Dictionary> list;
+  std::optional<Error> error;
+  const std::optional<Fault> fault = faultOf([&] { list = ((*kernel).*kind->list)(rules, attributes, error); });
+  if (fault) throw Failure(ExitStatus::kFault, "fault: " + fault->message);
+  platform->checkLog();
+  if (!list) {
+    printToStandardError("list", nameOf("--rules", options.rules) + ": " + std::string(error->localizedDescription()));
+  }
+  if (options.format == "json") {
+    writeStandardOutput(listJson(list, error));
+  } else if (list) {
+    writeStandardOutput(listTable(*kind, *list, Screen::standardOutput()));
+  }
+  return list ? ExitStatus::kPassed : ExitStatus::kNoVerdict;
+}
+
+}  // namespace
+
+Run defineList(CLI::App& app) {
+  const auto options = std::make_shared<ListOptions>();
+  std::vector<std::string> names;
+  for (const ListKind& kind : kKinds) names.emplace_back(kind.name);
+  addChoice(app, "KIND", options->kind, "", "What to list", names)->required();
+  addText(app, "--library", options->library, "FILE", "The signed rule library")->required();
+  addText(app, "--rules", options->rules, "FILE", "The signed local rules of the product")->required();
+  addText(app, "--attributes", options->attributes, "FILE", "The device's attributes, a dictionary")->required();
+  addPlatform(app, options->platform);
+  addFormat(app, options->format, {"table", "json"});
+  app.footer(kFooter);
+  return [options] { return runList(*options); };
+}
+
+}  // namespace tavik::tool

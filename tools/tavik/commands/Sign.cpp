@@ -1,0 +1,65 @@
+// `tavik sign`: signs a rule document.
+
+#include <tavik/PropertyList.h>
+#include <tavik/StationPlatform.h>
+
+#include <memory>
+
+#include "commands/Command.h"
+
+namespace tavik::tool {
+namespace {
+
+constexpr const char* kFooter =
+    R"(A property list is signed byte for byte as it is; JSON is turned into an XML property list first. OUT is written whole
+or not at all.
+
+Example:
+  tavik sign --key station.pem rules.plist -o rules.signed
+
+Exit status: 0 signed, 2 anything else.)";
+
+struct SignOptions {
+  std::string key;
+  std::string input;
+  std::string output;
+};
+
+Data toXml(const std::string& name, const Value& value) {
+  std::string error;
+  std::optional<Data> bytes = writePropertyList(value, PropertyListFormat::kXml, error);
+  if (!bytes) throw Unusable(name + ": " + error);
+  return *std::move(bytes);
+}
+
+/// The document as the property list that is signed.
+Data readPayload(const std::string& path) {
+  const std::string name = nameOf("", path);
+  std::string bytes = Inputs().bytes("", path);
+  const Value document = parseValue(name, bytes);
+  if (document.ifDictionary() == nullptr) throw Unusable(name + ": is not a dictionary");
+  return isJson(bytes) ? toXml(name, document) : Data(bytesOf(bytes));
+}
+
+ExitStatus runSign(const SignOptions& options) {
+  const Data payload = readPayload(options.input);
+  std::string error;
+  const std::optional<Dictionary> envelope = signPropertyList(payload, options.key, error);
+  if (!envelope) throw Unusable("--key: " + error);
+  writeOutput("-o", options.output, toXml("-o", Value(*envelope)).bytes());
+  return ExitStatus::kPassed;
+}
+
+}  // namespace
+
+Run defineSign(CLI::App& app) {
+  const auto options = std::make_shared<SignOptions>();
+  addText(app, "--key", options->key, "KEY.pem", "PEM file of the private key (PKCS #8, not encrypted)")->required();
+  addText(app, "IN", options->input, "", "The rule document: a property list or JSON; \"-\" is standard input")
+      ->required();
+  addText(app, "-o,--output", options->output, "OUT", "The signed document; \"-\" is standard output")->required();
+  app.footer(kFooter);
+  return [options] { return runSign(*options); };
+}
+
+}  // namespace tavik::tool

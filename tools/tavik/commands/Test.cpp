@@ -1,0 +1,195 @@
+// `tavik test`: test cases for rules.
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <map>
+#include <memory>
+#include <utility>
+
+#include "check/CheckRun.h"
+#include "commands/Command.h"
+#include "test/CaseFile.h"
+#include "test/Coverage.h"
+#include "test/Judgement.h"
+#include "test/TestReport.h"
+#include "text/Terminal.h"
+
+namespace tavik::tool {
+namespace {
+
+constexpr const char* kFooter =
+    R"(A case file holds devices and what is expected of the rules that they get:
+
+  {"library": "rule-library.plist", "rules": "local-rules.plist", "unsigned": true,
+   "cases": [{"name": "a device of 32 GB", "attributes": "device.plist", "change": {"TotalDiskCapacity": 32000000000},
+              "expect": {"rules": {"Storage size": "fail"}, "others": "pass"}}]}
+
+docs/testing-rules.md describes it. Its paths count from the file's folder; options replace the documents and the key that it
+names. A device that gets no rules does not pass, and a file without cases is refused.
+
+Formats:
+  table  for the terminal: a line for each case, and what was not as expected
+  json   {"cases": [{"file", "name", "passed", "mismatches": [{"rule", "message", "expected", "found"}, ...]}, ...],
+         "passed": 1, "failed": 0}, and "coverage" where it was asked for
+  junit  JUnit XML for CI servers: a test suite for each file
+
+Examples:
+  tavik test rule-tests.json
+  tavik test rule-tests.json --library new-library.plist --unsigned --filter storage
+  tavik test *-tests.json --coverage
+  tavik test *-tests.json --format junit > rule-tests.xml
+
+Exit status: 0 every case passed, 1 a case failed, 2 the command or an input is at fault, 4 a document is not trusted, empty
+or malformed.)";
+
+struct TestOptions {
+  std::vector<std::string> caseFiles;
+  std::optional<std::string> library;
+  std::optional<std::string> rules;
+  std::string filter;
+  bool coverage = false;
+  PlatformOptions platform;
+  std::string format;
+};
+
+/// The rule documents of a case file.
+struct DocumentNames {
+  std::string library;
+  std::string rules;
+  bool unsignedDocuments;
+  std::optional<std::string> publicKey;
+
+  friend auto operator<=>(const DocumentNames&, const DocumentNames&) = default;
+};
+
+/// What is read from `option`, or else from a case file.
+std::string documentName(std::string_view option, const std::optional<std::string>& given,
+                         const std::optional<std::string>& inFile, const CaseFile& file) {
+  if (given) return *given;
+  if (!inFile) {
+    throw Unusable(fmt::format("{}: has no \"{}\"; add it, or give {} FILE", file.name, option.substr(2), option));
+  }
+  return *inFile;
+}
+
+DocumentNames documentNames(const TestOptions& options, const CaseFile& file) {
+  const bool given = options.platform.unsignedDocuments || options.platform.publicKey;
+  return {.library = documentName("--library", options.library, file.library, file),
+          .rules = documentName("--rules", options.rules, file.rules, file),
+          .unsignedDocuments = given ? options.platform.unsignedDocuments : file.unsignedDocuments,
+          .publicKey = given ? options.platform.publicKey : file.publicKey};
+}
+
+/// A pair of rule documents, made ready to check devices with.
+class Documents {
+ public:
+  Documents(const DocumentNames& names, const TestOptions& options, Inputs& inputs)
+      : platform_(std::make_shared<HostPlatform>(
+            PlatformOptions{names.publicKey, names.unsignedDocuments, options.platform.log})) {
+    const std::string libraryName = nameOf("", names.library);
+    const Dictionary library = inputs.dictionary("", names.library);
+    const Dictionary rules = inputs.dictionary("", names.rules);
+    library_ = trustedContent(libraryName, library, *platform_);
+    const Dictionary content = trustedContent(nameOf("", names.rules), rules, *platform_);
+    const std::unique_ptr<ZRTTavikKernel> kernel = openKernel(libraryName, library, platform_);
+    prepared_ = kernel->prepare(&rules);
+    if (options.coverage) coverage_.emplace(library_, content);
+  }
+
+  [[nodiscard]] const Dictionary& library() const { return library_; }
+  /// Null when nobody asked for it.
+  [[nodiscard]] const Coverage* coverage() const { return coverage_ ? &*coverage_ : nullptr; }
+  void checkLog() const { platform_->checkLog(); }
+
+  std::vector<Mismatch> run(const RuleTest& test) {
+    const CheckOutcome outcome = runCheck(*prepared_, test.attributes, test.sources);
+    if (coverage_) coverage_->add(test, outcome);
+    return mismatches(test.expected, outcome);
+  }
+
+ private:
+  std::shared_ptr<const HostPlatform> platform_;
+  Dictionary library_;
+  std::unique_ptr<const PreparedRules> prepared_;
+  std::optional<Coverage> coverage_;
+};
+
+class TestRun {
+ public:
+  explicit TestRun(const TestOptions& options) : options_(options) {
+    for (const std::string& path : options.caseFiles) files_.push_back(readCaseFile(inputs_, path));
+  }
+
+  TestResults run() {
+    TestResults results;
+    for (const CaseFile& file : files_) {
+      Documents& documents = documentsOf(file);
+      for (const RuleTest& test : file.tests) {
+        if (test.name.find(options_.filter) == std::string::npos) continue;
+        results.cases.push_back({&file, &test, &documents.library(), documents.run(test)});
+      }
+    }
+    if (results.cases.empty())
+      throw Unusable(fmt::format("--filter {}: no case has a name with this text", options_.filter));
+    for (const auto& [names, documents] : documents_) {
+      documents.checkLog();
+      if (documents.coverage() != nullptr)
+        results.coverage.push_back({names.library, names.rules, documents.coverage()});
+    }
+    return results;
+  }
+
+ private:
+  Documents& documentsOf(const CaseFile& file) {
+    const DocumentNames names = documentNames(options_, file);
+    const auto known = documents_.find(names);
+    if (known != documents_.end()) return known->second;
+    if (names.unsignedDocuments) {
+      const std::string_view who = options_.platform.unsignedDocuments ? "--unsigned" : std::string_view(file.name);
+      printToStandardError("test",
+                           fmt::format("{}: the rule documents are taken as they are, no signature is checked", who));
+    }
+    return documents_.try_emplace(names, names, options_, inputs_).first->second;
+  }
+
+  const TestOptions& options_;
+  Inputs inputs_;
+  std::vector<CaseFile> files_;
+  std::map<DocumentNames, Documents> documents_;
+};
+
+ExitStatus runTest(const TestOptions& options) {
+  if (options.platform.unsignedDocuments && options.platform.publicKey)
+    throw Unusable("--public-key and --unsigned exclude each other");
+  if (options.coverage && options.format == "junit") throw Unusable("--coverage: JUnit XML has no place for it");
+  TestRun run(options);
+  const TestResults results = run.run();
+  if (options.format == "json") {
+    writeStandardOutput(testJson(results));
+  } else if (options.format == "junit") {
+    writeStandardOutput(testJunit(results));
+  } else {
+    writeStandardOutput(testTable(results, Screen::standardOutput()));
+  }
+  return results.passed() ? ExitStatus::kPassed : ExitStatus::kFailed;
+}
+
+}  // namespace
+
+Run defineTest(CLI::App& app) {
+  const auto options = std::make_shared<TestOptions>();
+  app.add_option("CASES", options->caseFiles, "The case files")->type_name("")->required();
+  addText(app, "--library", options->library, "FILE", "The rule library, in place of those that the case files name");
+  addText(app, "--rules", options->rules, "FILE", "The local rules, likewise");
+  addText(app, "--filter", options->filter, "TEXT", "Run only the cases that have TEXT in their names");
+  app.add_flag("--coverage", options->coverage,
+               "Tell which rules, part numbers and regions no case has seen pass and fail")
+      ->multi_option_policy(CLI::MultiOptionPolicy::Throw);
+  addPlatform(app, options->platform);
+  addFormat(app, options->format, {"table", "json", "junit"});
+  app.footer(kFooter);
+  return [options] { return runTest(*options); };
+}
+
+}  // namespace tavik::tool

@@ -1,0 +1,58 @@
+// `tavik verify`: checks a signed rule document and prints its content.
+
+#include <tavik/PropertyList.h>
+
+#include <memory>
+
+#include "commands/Command.h"
+#include "io/Json.h"
+
+namespace tavik::tool {
+namespace {
+
+constexpr const char* kFooter =
+    R"(Prints the content of the signed document, once a signature holds: as an XML property list, or as JSON.
+
+Examples:
+  tavik verify --public-key station-pub.pem rules.signed
+  tavik verify --public-key station-pub.pem rules.signed --format json
+
+Exit status: 0 trusted, 2 the command, the file or the key is at fault, 4 not trusted.)";
+
+struct VerifyOptions {
+  PlatformOptions platform;
+  std::string input;
+  std::string format;
+};
+
+std::string contentText(const VerifyOptions& options, const Value& content) {
+  if (options.format == "json") return toJson(content) + "\n";
+  std::string error;
+  const std::optional<Data> xml = writePropertyList(content, PropertyListFormat::kXml, error);
+  if (!xml) throw Unusable(nameOf("", options.input) + ": " + error);
+  return std::string(textOf(xml->bytes()));
+}
+
+ExitStatus runVerify(const VerifyOptions& options) {
+  const Dictionary document = Inputs().dictionary("", options.input);
+  std::optional<std::string> refusal;
+  const std::optional<Value> content =
+      HostPlatform(options.platform)
+          .validatedPropertyListFromSignedDictionary(document, ZRTTavikKernel::kPublicKeyPath, refusal);
+  if (refusal) throw Failure(ExitStatus::kNoVerdict, nameOf("", options.input) + ": " + *refusal);
+  writeStandardOutput(contentText(options, *content));
+  return ExitStatus::kPassed;
+}
+
+}  // namespace
+
+Run defineVerify(CLI::App& app) {
+  const auto options = std::make_shared<VerifyOptions>();
+  addText(app, "IN", options->input, "", "The signed document; \"-\" is standard input")->required();
+  addPublicKey(app, options->platform);
+  addFormat(app, options->format, {"table", "plist", "json"});
+  app.footer(kFooter);
+  return [options] { return runVerify(*options); };
+}
+
+}  // namespace tavik::tool

@@ -1,0 +1,117 @@
+#include "io/LineReader.h"
+
+#include <poll.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <iterator>
+#include <system_error>
+#include <utility>
+
+#include "ExitStatus.h"
+
+namespace tavik::tool {
+namespace {
+
+constexpr std::size_t kReadSize = std::size_t{1} << 18;
+/// Lines of a piece of work: enough to make handing it over cheap, few enough to bound what comes of it.
+constexpr std::size_t kMostLines = 8;
+/// What is kept of a line that is too long, for the "id" that it may begin with.
+constexpr std::size_t kKeptOfLongLine = 4096;
+
+constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
+
+bool isBlank(std::string_view text) { return text.find_first_not_of(" \t\r") == std::string_view::npos; }
+
+/// What is left to read of a file.
+std::optional<std::uint64_t> sizeOf(int file) {
+  struct stat status {};
+  if (fstat(file, &status) != 0 || !S_ISREG(status.st_mode)) return std::nullopt;
+  return static_cast<std::uint64_t>(status.st_size - std::clamp<off_t>(lseek(file, 0, SEEK_CUR), 0, status.st_size));
+}
+
+}  // namespace
+
+LineReader::LineReader(std::string name, FileDescriptor file, const StopRequest& stop)
+    : name_(std::move(name)), file_(std::move(file)), stop_(stop), size_(sizeOf(file_.number())), piece_(kReadSize) {}
+
+std::vector<Line> LineReader::next() {
+  std::vector<Line> lines;
+  checkStop();
+  while (lines.size() < kMostLines && !whyEnded_) {
+    if (takeLine(lines)) continue;
+    if (atEnd_ || !lines.empty()) break;
+    fill();
+  }
+  return lines;
+}
+
+bool LineReader::takeLine(std::vector<Line>& lines) {
+  searched_ = std::min(buffer_.find('\n', searched_), buffer_.size());
+  const bool ended = searched_ < buffer_.size();
+  const bool last = !ended && atEnd_ && (start_ < searched_ || longLine_);
+  if (!ended && !last) return false;
+  addLine(std::string_view(buffer_).substr(start_, searched_ - start_), lines);
+  if (ended) ++searched_;
+  start_ = searched_;
+  return true;
+}
+
+void LineReader::addLine(std::string_view text, std::vector<Line>& lines) {
+  const std::size_t number = ++linesTaken_;
+  if (number == 1 && text.starts_with(kByteOrderMark)) text.remove_prefix(kByteOrderMark.size());
+  if (text.ends_with('\r')) text.remove_suffix(1);
+  if (longLine_) {
+    lines.push_back({number, *std::exchange(longLine_, {}), true});
+  } else if (!isBlank(text)) {
+    const bool tooLong = text.size() > kLongestLine;
+    lines.push_back({number, std::string(text.substr(0, tooLong ? kKeptOfLongLine : text.size())), tooLong});
+  }
+}
+
+/// Reads what is there next, at least one byte unless there is no more.
+void LineReader::fill() {
+  makeRoom();
+  awaitInput();
+  checkStop();
+  if (whyEnded_) return;
+  const ssize_t count = read(file_.number(), piece_.data(), piece_.size());
+  if (count < 0) {
+    if (errno != EINTR && errno != EAGAIN) whyEnded_ = name_ + ": " + std::generic_category().message(errno);
+    return;
+  }
+  buffer_.append(piece_.data(), static_cast<std::size_t>(count));
+  bytesRead_ += static_cast<std::uint64_t>(count);
+  atEnd_ = count == 0;
+}
+
+/// Drops the lines that were taken, and of a line that is too long all but its beginning.
+void LineReader::makeRoom() {
+  buffer_.erase(0, start_);
+  if (longLine_ || buffer_.size() > kLongestLine) {
+    if (!longLine_) longLine_ = buffer_.substr(0, kKeptOfLongLine);
+    buffer_.clear();
+  }
+  start_ = 0;
+  searched_ = buffer_.size();
+}
+
+/// Returns when there is something to read, or a stop is requested.
+void LineReader::awaitInput() const {
+  pollfd files[] = {{file_.number(), POLLIN, 0}, {stop_.descriptor(), POLLIN, 0}};
+  while (poll(files, std::size(files), -1) < 0 && errno == EINTR) {
+  }
+}
+
+void LineReader::checkStop() {
+  const bool done = atEnd_ && start_ == buffer_.size();
+  if (stop_.made() && !done) whyEnded_ = "interrupted before the end of the input";
+}
+
+void LineReader::checkEnd() const {
+  if (whyEnded_) throw Unusable(*whyEnded_);
+}
+
+}  // namespace tavik::tool

@@ -1,0 +1,41 @@
+#include "io/OrderedOutput.h"
+
+#include <utility>
+
+#include "io/Files.h"
+
+namespace tavik::tool {
+
+void OrderedOutput::put(std::size_t number, Finished piece) {
+  std::unique_lock lock(mutex_);
+  room_.wait(lock, [&] { return abandoned_ || number <= due_ + window_; });
+  pieces_.emplace(number, std::move(piece));
+  if (writing_) return;  // whoever writes comes to it
+  writing_ = true;
+  while (!abandoned_ && pieces_.contains(due_)) {
+    const auto next = pieces_.extract(due_);
+    lock.unlock();
+    write(next.mapped());
+    lock.lock();
+    ++due_;
+    room_.notify_all();
+  }
+  writing_ = false;
+}
+
+void OrderedOutput::abandon() {
+  const std::lock_guard lock(mutex_);
+  abandoned_ = true;
+  room_.notify_all();
+}
+
+void OrderedOutput::write(const Finished& piece) {
+  progress_.makeWay();
+  writeLinesToStandardOutput(piece.lines);
+  written_.devices += piece.devices;
+  written_.failed += piece.failed;
+  written_.position = piece.position;
+  progress_.show(written_);
+}
+
+}  // namespace tavik::tool

@@ -1,0 +1,34 @@
+/// @file
+/// A request to end a long run early, whole: made by a signal (SIGINT, SIGTERM, SIGHUP) or by the run itself.
+#ifndef TAVIK_TOOL_IO_STOP_REQUEST_H
+#define TAVIK_TOOL_IO_STOP_REQUEST_H
+
+#include <csignal>
+
+#include "io/Files.h"
+
+namespace tavik::tool {
+
+/// While it lives, the first of the signals is a request, unless the process was started to ignore it; the second ends
+/// the process, as one does otherwise. One at a time. Safe from any thread.
+class StopRequest {
+ public:
+  StopRequest();
+  StopRequest(const StopRequest&) = delete;
+  StopRequest& operator=(const StopRequest&) = delete;
+  ~StopRequest();
+
+  void make() noexcept;
+  [[nodiscard]] bool made() const noexcept;
+  /// For poll(2): becomes readable with the request and stays so.
+  [[nodiscard]] int descriptor() const noexcept { return event_.number(); }
+
+ private:
+  static constexpr int kSignals[] = {SIGINT, SIGTERM, SIGHUP};
+  FileDescriptor event_;
+  struct sigaction before_[3] = {};
+};
+
+}  // namespace tavik::tool
+
+#endif

@@ -1,0 +1,85 @@
+#include "reports/CheckTable.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+
+#include "text/Text.h"
+
+namespace tavik::tool {
+namespace {
+
+/// A record as it is shown.
+struct Line {
+  explicit Line(const Value& record)
+      : pass(passed(record)),
+        hidden(record.ifDictionary()->contains("hideResult")),
+        rule(lineOf(record.ifDictionary()->find("rule")) + (hidden ? " (hidden)" : "")),
+        actual(lineOf(record.ifDictionary()->find("actual"))),
+        expected(lineOf(record.ifDictionary()->find("expected"))) {}
+
+  [[nodiscard]] std::string_view mark() const { return pass ? "pass" : "FAIL"; }
+
+  bool pass;
+  bool hidden;
+  std::string rule;
+  std::string actual;
+  std::string expected;
+};
+
+std::vector<Line> linesOf(const Array& records) {
+  std::vector<Line> lines;
+  for (const Value& record : records) lines.emplace_back(record);
+  return lines;
+}
+
+std::string overview(const std::vector<Line>& lines, const Screen& screen) {
+  Table table;
+  table.add(Style::kHeading, {"", "rule", "actual", "expected"});
+  for (const Line& line : lines) {
+    if (line.hidden && line.pass) continue;
+    table.add(line.pass ? Style::kPlain : Style::kBad,
+              {std::string(line.mark()), line.rule, line.actual, line.expected});
+  }
+  return table.text(screen);
+}
+
+/// The failures once more, each in full, where the eye is when the table has scrolled by.
+std::string failures(const std::vector<Line>& lines, const Screen& screen) {
+  std::string text;
+  for (const Line& line : lines) {
+    if (line.pass) continue;
+    text += "\n" + styled(fmt::format("FAIL  {}", line.rule), Style::kBad, screen);
+    text += fmt::format("\n      actual    {}\n      expected  {}\n", line.actual, line.expected);
+  }
+  return text;
+}
+
+std::string counts(std::span<const Line> rules) {
+  const auto failed = std::ranges::count(rules, false, &Line::pass);
+  const auto hidden = std::ranges::count(rules, true, &Line::hidden);
+  const auto total = std::ssize(rules);
+  std::string text =
+      fmt::format("{} {}: {} passed, {} failed", total, total == 1 ? "rule" : "rules", total - failed, failed);
+  if (hidden != 0) text += fmt::format(", {} hidden", hidden);
+  return text;
+}
+
+std::string summary(const std::vector<Line>& lines, ExitStatus status, const Screen& screen) {
+  if (status == ExitStatus::kNoVerdict) return styled("NO VERDICT", Style::kBad, screen) + ": no rule was checked\n";
+  const bool pass = status == ExitStatus::kPassed;
+  return fmt::format("{}  {}\n", styled(pass ? "PASSED" : "FAILED", pass ? Style::kGood : Style::kBad, screen),
+                     counts(std::span(lines).subspan(kVersionRecords)));
+}
+
+}  // namespace
+
+std::string checkTable(const CheckOutcome& outcome, const Screen& screen) {
+  if (!outcome.records) return "";
+  const std::vector<Line> lines = linesOf(*outcome.records);
+  const ExitStatus status = statusOf(outcome);
+  const std::string details = status == ExitStatus::kNoVerdict ? "" : failures(lines, screen);
+  return overview(lines, screen) + details + "\n" + summary(lines, status, screen);
+}
+
+}  // namespace tavik::tool

@@ -1,0 +1,19 @@
+/// @file
+/// The records of a check run for people: all of them at a glance, failures again in full, and a last line that sums
+/// up.
+#ifndef TAVIK_TOOL_REPORTS_CHECK_TABLE_H
+#define TAVIK_TOOL_REPORTS_CHECK_TABLE_H
+
+#include <string>
+
+#include "check/CheckRun.h"
+#include "text/Terminal.h"
+
+namespace tavik::tool {
+
+/// The text of an outcome. A passing rule that hides its result is only counted; a failing one is shown and marked.
+std::string checkTable(const CheckOutcome& outcome, const Screen& screen);
+
+}  // namespace tavik::tool
+
+#endif

@@ -1,0 +1,361 @@
+// A batch as an HTML page: how many devices passed, on what the others failed and of which part number they are, then
+// every device that did not pass. The page is written at the end; what is kept until then is bounded.
+
+#include <fmt/format.h>
+#include <tavik/TavikKernelVersion.h>
+
+#include <algorithm>
+#include <atomic>
+#include <functional>
+#include <iterator>
+#include <map>
+#include <mutex>
+#include <utility>
+
+#include "reports/BarChart.h"
+#include "reports/HtmlPage.h"
+#include "reports/HtmlRecords.h"
+#include "reports/Report.h"
+#include "text/Text.h"
+
+namespace tavik::tool {
+namespace {
+
+// Beyond these, devices, rules and part numbers are counted only, which the page says.
+constexpr std::size_t kMostDevices = 10000;
+constexpr std::size_t kMostBytes = std::size_t{16} << 20;  // of the devices' HTML
+constexpr std::size_t kMostPartNumbers = 1000;
+constexpr std::size_t kMostTableRows = 200;
+constexpr std::size_t kMostBars = 12;
+constexpr std::size_t kMostRulesOfDevice = 40;
+constexpr std::size_t kTextLimit = 600;
+
+/// Texts that come in any order, of which the first ones by line are kept: those before the first that there was no
+/// room for. Which these are does not depend on the order they came in.
+class FirstOnes {
+ public:
+  FirstOnes(std::size_t most, std::size_t mostBytes) : most_(most), mostBytes_(mostBytes) {}
+
+  void add(std::size_t line, std::string text) {
+    ++count_;
+    if (line >= end_) return;
+    bytes_ += text.size();
+    texts_.emplace(line, std::move(text));
+    while (texts_.size() > most_ || bytes_ > mostBytes_) {
+      const auto last = std::prev(texts_.end());
+      end_ = last->first;
+      bytes_ -= last->second.size();
+      texts_.erase(last);
+    }
+  }
+  /// Whether there may be room for the text of a line. Safe beside `add`.
+  [[nodiscard]] bool takes(std::size_t line) const noexcept { return line < end_; }
+
+  [[nodiscard]] const std::map<std::size_t, std::string>& texts() const noexcept { return texts_; }
+  [[nodiscard]] std::size_t leftOut() const noexcept { return count_ - texts_.size(); }
+
+ private:
+  std::size_t most_;
+  std::size_t mostBytes_;
+  std::map<std::size_t, std::string> texts_;
+  std::size_t bytes_ = 0;
+  std::size_t count_ = 0;
+  std::atomic<std::size_t> end_ = static_cast<std::size_t>(-1);  // nothing from this line on is kept
+};
+
+/// Outcomes by part number. Devices can name any, so that only the first ones by name are kept apart.
+class PartNumbers {
+ public:
+  void add(const std::string& name, const Outcomes& outcomes) {
+    Outcomes& place = name < end_ || !ended_ ? parts_[name] : others_;
+    add(place, outcomes);
+    if (parts_.size() <= kMostPartNumbers) return;
+    const auto last = std::prev(parts_.end());
+    add(others_, last->second);
+    end_ = last->first;
+    ended_ = true;
+    parts_.erase(last);
+  }
+
+  /// Those with the most devices that did not pass first.
+  [[nodiscard]] std::vector<Bar> bars() const {
+    std::vector<Bar> bars;
+    for (const auto& [name, outcomes] : parts_) bars.push_back({name, valueOf(outcomes), outcomes});
+    std::ranges::stable_sort(bars, std::ranges::greater(),
+                             [](const Bar& bar) { return bar.outcomes.failed + bar.outcomes.odd; });
+    Outcomes rest = others_;
+    for (; bars.size() >= kMostTableRows; bars.pop_back()) add(rest, bars.back().outcomes);
+    if (rest.total() != 0) bars.push_back({"all others", valueOf(rest), rest});
+    return bars;
+  }
+
+ private:
+  static void add(Outcomes& sum, const Outcomes& more) {
+    sum.passed += more.passed;
+    sum.failed += more.failed;
+    sum.odd += more.odd;
+  }
+  static std::string valueOf(const Outcomes& outcomes) {
+    const std::uint64_t bad = outcomes.failed + outcomes.odd;
+    return fmt::format("{} of {} ({})", bad, outcomes.total(), percentText(bad, outcomes.total()));
+  }
+
+  std::map<std::string, Outcomes> parts_;
+  Outcomes others_;
+  std::string end_;  // no name from this on is kept, once ended_
+  bool ended_ = false;
+};
+
+struct Kind {
+  std::string_view value;
+  std::string_view label;
+};
+
+Kind kindOf(ExitStatus status) {
+  switch (status) {
+    case ExitStatus::kUnusable:
+      return {"input", "input error"};
+    case ExitStatus::kFault:
+      return {"fault", "fault"};
+    case ExitStatus::kNoVerdict:
+      return {"no-verdict", "no verdict"};
+    default:
+      return {"failed", "failed"};
+  }
+}
+
+std::string partNumberOf(const DeviceResult& result) {
+  const Value* const part = result.attributes.find("ModelNumber");
+  if (result.status == ExitStatus::kUnusable) return "(unreadable line)";
+  return part == nullptr ? "(no part number)" : shortened(lineOf(part), 60);
+}
+
+Outcomes outcomesOf(const DeviceResult& result) {
+  const bool failed = result.status == ExitStatus::kFailed;
+  return {.passed = result.passed() ? 1U : 0U, .failed = failed ? 1U : 0U, .odd = result.passed() || failed ? 0U : 1U};
+}
+
+std::string nameOf(const DeviceResult& result) { return shortened(lineOf(&result.id), 120); }
+
+class HtmlWriter : public ResultWriter {
+ public:
+  explicit HtmlWriter(ReportDocuments documents) : documents_(std::move(documents)) {}
+
+  void add(std::string& /*out*/, std::size_t line, const DeviceResult& result) override {
+    FirstOnes& list = result.passed() ? passed_ : notPassed_;
+    std::string text;
+    if (list.takes(line)) text = result.passed() ? passedHtml(result) : notPassedHtml(result);
+    const std::string part = partNumberOf(result);
+    const std::lock_guard lock(mutex_);
+    parts_.add(part, outcomesOf(result));
+    list.add(line, std::move(text));
+  }
+
+  std::string end(const BatchEnd& end) override;
+
+ private:
+  [[nodiscard]] static std::string summaryHtml(const DeviceResult& result, const std::string& findings);
+  [[nodiscard]] static std::string passedHtml(const DeviceResult& result) {
+    return "<li data-result=\"passed\">" + escapedHtml(nameOf(result)) + "</li>\n";
+  }
+  [[nodiscard]] std::string notPassedHtml(const DeviceResult& result) const {
+    return result.status == ExitStatus::kFailed ? failedHtml(result) : oddHtml(result);
+  }
+  [[nodiscard]] std::string failedHtml(const DeviceResult& result) const;
+  [[nodiscard]] static std::string oddHtml(const DeviceResult& result);
+  [[nodiscard]] static std::string verdictHtml(const BatchEnd& end, const Outcomes& all);
+  [[nodiscard]] static std::string passRateHtml(const Tally& tally, const Outcomes& all);
+  [[nodiscard]] static std::string rulesHtml(const Tally& tally);
+  [[nodiscard]] std::string partsHtml() const;
+  [[nodiscard]] std::string devicesHtml(const Tally& tally) const;
+  [[nodiscard]] std::string versionsHtml() const;
+
+  ReportDocuments documents_;
+  std::mutex mutex_;
+  FirstOnes notPassed_{kMostDevices, kMostBytes};
+  FirstOnes passed_{kMostDevices, kMostBytes};
+  PartNumbers parts_;
+};
+
+std::string HtmlWriter::summaryHtml(const DeviceResult& result, const std::string& findings) {
+  const Kind kind = kindOf(result.status);
+  const bool odd = result.status != ExitStatus::kFailed;
+  std::string text = fmt::format(
+      "<details class=\"device{}\" data-result=\"{}\"><summary><span class=\"badge\">{}</span> "
+      "<bdi class=\"name\">{}</bdi>",
+      odd ? " odd" : "", kind.value, kind.label, escapedHtml(nameOf(result)));
+  for (const std::string_view key : {"ModelNumber", "RegionInfo"}) {
+    const Value* const value = result.attributes.find(key);
+    if (value != nullptr) text += " <small><bdi>" + escapedHtml(shortened(lineOf(value), 60)) + "</bdi></small>";
+  }
+  return text + " · " + findings + "</summary><div>\n";
+}
+
+std::string HtmlWriter::failedHtml(const DeviceResult& result) const {
+  const RowOptions options{.library = documents_.library, .textLimit = kTextLimit, .filtered = false};
+  std::string names;
+  std::string rows;
+  std::size_t count = 0;
+  for (const Value& value : *result.outcome.records) {
+    if (passed(value) || ++count > kMostRulesOfDevice) continue;
+    const Dictionary& record = *value.ifDictionary();
+    names += (names.empty() ? "" : ", ") + escapedHtml(lineOf(record.find("rule")));
+    appendRow(rows, record, options);
+  }
+  std::string text = summaryHtml(result, names) + identityHtml(result);
+  text.append(ruleTableBegin("failures")).append(rows).append(kTableEnd);
+  if (count > kMostRulesOfDevice) {
+    text += fmt::format("<p class=\"faint\">{} more failed rules of this device are not listed.</p>\n",
+                        count - kMostRulesOfDevice);
+  }
+  return text + "</div></details>\n";
+}
+
+std::string HtmlWriter::oddHtml(const DeviceResult& result) {
+  const bool unusable = result.status == ExitStatus::kUnusable;
+  const std::string why = shortened(visible(unusable ? result.inputError : whyNoVerdict(result.outcome)), kTextLimit);
+  std::string text = summaryHtml(result, escapedHtml(why)) + identityHtml(result);
+  text += fmt::format("<p>{}</p>\n", adviceFor(result));
+  return text + "</div></details>\n";
+}
+
+std::string HtmlWriter::verdictHtml(const BatchEnd& end, const Outcomes& all) {
+  const std::uint64_t devices = end.tally.devices();
+  const bool pass = end.tally.failed() == 0 && end.whyEarly.empty();
+  std::string sentence = fmt::format("{} of {} did not pass.", end.tally.failed(), counted(devices, "device"));
+  if (end.tally.failed() == 0) sentence = fmt::format("{} checked, all passed.", counted(devices, "device"));
+  if (all.odd != 0)
+    sentence += fmt::format(" {} got no verdict: the reason stands with each.", counted(all.odd, "device"));
+  if (all.failed != 0)
+    sentence += " Begin with the rules that failed most: what fails on many devices often has one cause.";
+  if (!end.whyEarly.empty()) {
+    sentence += fmt::format(" <strong>The input was not read to its end: {}.</strong>", html(end.whyEarly));
+  }
+  return fmt::format("<header class=\"verdict {}\"><p class=\"word\">{}</p>\n<h1>{}</h1>\n<p>{}</p>\n</header>\n",
+                     pass ? "passed" : "failed", pass ? "PASSED" : "FAILED", "Batch of " + counted(devices, "device"),
+                     sentence);
+}
+
+std::string tableOf(std::string_view head, const std::vector<Bar>& bars, std::string_view counts) {
+  std::string table = fmt::format(
+      "<details><summary>As a table</summary><table><thead><tr><th scope=\"col\">{}</th>"
+      "<th scope=\"col\" class=\"number\">{}</th></tr></thead><tbody>\n",
+      head, counts);
+  const std::size_t shown = std::min(bars.size(), kMostTableRows);
+  for (std::size_t i = 0; i < shown; ++i) {
+    table += fmt::format("<tr><th scope=\"row\">{}</th><td class=\"number\">{}</td></tr>\n", escapedHtml(bars[i].label),
+                         escapedHtml(bars[i].value));
+  }
+  table += "</tbody></table>\n";
+  if (bars.size() > shown)
+    table += fmt::format("<p class=\"faint\">{} more are not listed.</p>\n", bars.size() - shown);
+  return table + "</details>\n";
+}
+
+std::string figure(std::string_view id, std::string_view title, const std::vector<Bar>& bars, std::string_view head,
+                   std::string_view counts) {
+  const std::vector<Bar> shown(bars.begin(),
+                               bars.begin() + static_cast<std::ptrdiff_t>(std::min(bars.size(), kMostBars)));
+  const std::string note = bars.size() > shown.size()
+                               ? fmt::format("<p class=\"faint\">The first {} of {}.</p>\n", shown.size(), bars.size())
+                               : "";
+  return fmt::format("<section><h2>{}</h2>\n{}<figure>{}</figure>\n{}</section>\n", title, note,
+                     barChart(id, title, "The same figures stand in the table below.", shown),
+                     tableOf(head, bars, counts));
+}
+
+std::string HtmlWriter::passRateHtml(const Tally& tally, const Outcomes& all) {
+  if (all.total() == 0) return "";
+  const std::string rate = percentText(all.passed, all.total());
+  std::string legend = fmt::format(
+      "<li><span class=\"key bar-good\"></span>{} passed ({})</li>"
+      "<li><span class=\"key bar-bad\"></span>{} failed ({})</li>",
+      all.passed, rate, all.failed, percentText(all.failed, all.total()));
+  const std::pair<std::uint64_t, std::string> odd[] = {
+      {tally.noVerdicts(), fmt::format("{} without a verdict", tally.noVerdicts())},
+      {tally.faults(), fmt::format("{} ended by a fault", tally.faults())},
+      {tally.inputErrors(), counted(tally.inputErrors(), "unusable line")}};
+  for (const auto& [count, what] : odd) {
+    if (count != 0) legend += fmt::format(R"(<li><span class="key bar-odd"></span>{}</li>)", what);
+  }
+  const std::string description =
+      fmt::format("{} passed, {} failed, {} got no verdict.", all.passed, all.failed, all.odd);
+  return fmt::format(
+      "<section><h2>Pass rate: {}</h2>\n<figure>{}<figcaption><ul class=\"legend\">{}</ul></figcaption>"
+      "</figure></section>\n",
+      rate, barChart("pass-rate", "Pass rate " + rate, description, {{"", "", all}}), legend);
+}
+
+std::string HtmlWriter::rulesHtml(const Tally& tally) {
+  std::vector<Bar> bars;
+  for (const auto& [rule, count] : tally.rulesThatFailed()) {
+    bars.push_back({visible(rule), counted(count, "device"), {.failed = count}});
+  }
+  return bars.empty() ? "" : figure("rules", "Failures by rule", bars, "Rule", "Devices");
+}
+
+std::string HtmlWriter::partsHtml() const {
+  const std::vector<Bar> bars = parts_.bars();
+  return bars.empty() ? "" : figure("parts", "Not passed by part number", bars, "Part number", "Not passed");
+}
+
+std::string listHtml(const FirstOnes& list) {
+  std::string text;
+  for (const auto& [line, item] : list.texts()) text += item;
+  return text;
+}
+
+std::string leftOutHtml(const FirstOnes& list) {
+  if (list.leftOut() == 0) return "";
+  return fmt::format(
+      "<p class=\"faint\">A page this long would help nobody: the first {} are listed here, {} more are "
+      "counted above. The format \"json\" has every device.</p>\n",
+      list.texts().size(), list.leftOut());
+}
+
+std::string HtmlWriter::devicesHtml(const Tally& tally) const {
+  std::vector<std::pair<std::string, std::string>> kinds = {{"failed", "failed"}};
+  if (tally.noVerdicts() != 0) kinds.emplace_back("no-verdict", "no verdict");
+  if (tally.faults() != 0) kinds.emplace_back("fault", "fault");
+  if (tally.inputErrors() != 0) kinds.emplace_back("input", "input error");
+  kinds.emplace_back("passed", "passed");
+  std::string text = tally.devices() == 0 ? "" : filterBar("Find a device, part number or rule", kinds);
+  if (tally.failed() != 0) {
+    text += fmt::format("<section data-section><h2>Devices that did not pass ({})</h2>\n{}{}</section>\n",
+                        tally.failed(), leftOutHtml(notPassed_), listHtml(notPassed_));
+  }
+  const std::uint64_t passes = tally.devices() - tally.failed();
+  if (passes == 0) return text;
+  return text + fmt::format(
+                    "<details data-section class=\"screen\"><summary><h2>Devices that passed "
+                    "({})</h2></summary>\n{}"
+                    "<ul class=\"plain\">\n{}</ul></details>\n",
+                    passes, leftOutHtml(passed_), listHtml(passed_));
+}
+
+std::string HtmlWriter::versionsHtml() const {
+  const auto entry = [](std::string_view label, const std::string& text) {
+    return fmt::format("<div><dt>{}</dt><dd>{}</dd></div>", label, text);
+  };
+  return "<h2>Checked with</h2>\n<dl>" +
+         entry("TavikKernel lib version", fmt::format("{:.4f}", TavikKernelVersionNumber)) +
+         entry("TavikRules version", escapedHtml(lineOf(documents_.library.find("version")))) +
+         entry("device Rules version", escapedHtml(lineOf(documents_.rules.find("version")))) + "</dl>\n";
+}
+
+std::string HtmlWriter::end(const BatchEnd& end) {
+  const Tally& tally = end.tally;
+  const std::uint64_t odd = tally.inputErrors() + tally.faults() + tally.noVerdicts();
+  const Outcomes all{.passed = tally.devices() - tally.failed(), .failed = tally.failed() - odd, .odd = odd};
+  return pageBegin("Batch of " + counted(tally.devices(), "device")) + verdictHtml(end, all) +
+         passRateHtml(tally, all) + "<div class=\"columns\">" + rulesHtml(tally) + partsHtml() + "</div>\n" +
+         devicesHtml(tally) + versionsHtml() + pageEnd();
+}
+
+}  // namespace
+
+std::unique_ptr<ResultWriter> makeHtmlWriter(const ReportDocuments& documents) {
+  return std::make_unique<HtmlWriter>(documents);
+}
+
+}  // namespace tavik::tool

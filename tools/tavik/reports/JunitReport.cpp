@@ -1,0 +1,95 @@
+// Results as JUnit XML, as CI servers read it: a test suite for each device, a test case for each rule. A rule that
+// failed is a failure; a fault, a run without a verdict and a line that cannot be used are errors.
+
+#include <fmt/format.h>
+
+#include "reports/JunitSuite.h"
+#include "reports/Report.h"
+
+namespace tavik::tool {
+namespace {
+
+std::string descriptionOf(const Dictionary* dictionary, std::string_view key, std::string_view otherwise) {
+  const Value* const value = dictionary == nullptr ? nullptr : dictionary->find(key);
+  return value == nullptr ? std::string(otherwise) : description(value);
+}
+
+/// A class for each device, in the package of its part number.
+std::string classNameOf(const DeviceResult& result) {
+  const std::string part = descriptionOf(&result.attributes, "ModelNumber", "device");
+  return JunitSuite::classNamePart(part) + "." + JunitSuite::classNamePart(description(&result.id));
+}
+
+void addProperties(JunitSuite& suite, const DeviceResult& result) {
+  for (const std::string_view key : {"SerialNumber", "ModelNumber", "RegionInfo"}) {
+    if (const Value* const value = result.attributes.find(key)) suite.property(key, description(value));
+  }
+  const std::size_t versions = versionRecords(result.outcome);
+  for (std::size_t i = 0; i < versions; ++i) {
+    const Dictionary* const record = result.outcome.records->at(i).ifDictionary();
+    suite.property(descriptionOf(record, "rule", ""), descriptionOf(record, "actual", ""));
+  }
+  for (const auto [key, value] : result.outcome.station)
+    suite.property("station " + std::string(key), description(&value));
+}
+
+void addFailure(JunitSuite& suite, std::string_view rule, const Dictionary& record) {
+  const Value* const actual = record.find("actual");
+  const Value* const expected = record.find("expected");
+  suite.fail(rule, "rule", fmt::format("found {}, expected {}", lineOf(actual), lineOf(expected)),
+             fmt::format("expected  {}\nactual    {}", description(expected), description(actual)));
+}
+
+void addRecords(JunitSuite& suite, const DeviceResult& result) {
+  const Array& records = *result.outcome.records;
+  for (std::size_t i = versionRecords(result.outcome); i < records.size(); ++i) {
+    const Dictionary* const record = records.at(i).ifDictionary();
+    const std::string rule = descriptionOf(record, "rule", "");
+    if (passed(records.at(i))) {
+      suite.pass(rule);
+    } else {
+      addFailure(suite, rule, *record);
+    }
+  }
+}
+
+std::string suiteOf(const DeviceResult& result) {
+  JunitSuite suite(classNameOf(result));
+  addProperties(suite, result);
+  switch (result.status) {
+    case ExitStatus::kUnusable:
+      suite.error("input", "input error", result.inputError);
+      break;
+    case ExitStatus::kFault:
+      suite.error(result.outcome.rule.value_or("check run"), "fault", whyNoVerdict(result.outcome));
+      break;
+    case ExitStatus::kNoVerdict:
+      suite.error(result.outcome.rule.value_or("check run"), "no verdict", whyNoVerdict(result.outcome));
+      break;
+    default:
+      addRecords(suite, result);
+  }
+  return suite.text(description(&result.id));
+}
+
+class JunitWriter : public ResultWriter {
+ public:
+  [[nodiscard]] std::string begin() const override { return std::string(kJunitBegin); }
+  void add(std::string& out, std::size_t /*line*/, const DeviceResult& result) override { out += suiteOf(result); }
+  std::string end(const BatchEnd& end) override {
+    if (end.whyEarly.empty()) return std::string(kJunitEnd);
+    JunitSuite rest("batch");
+    rest.error("end of the input", "input error", end.whyEarly);
+    return rest.text("batch").append(kJunitEnd);
+  }
+};
+
+}  // namespace
+
+std::unique_ptr<ResultWriter> makeJunitWriter() { return std::make_unique<JunitWriter>(); }
+
+std::string junitReport(const DeviceResult& result) {
+  return std::string(kJunitBegin).append(suiteOf(result)).append(kJunitEnd);
+}
+
+}  // namespace tavik::tool

@@ -1,0 +1,118 @@
+#include "reports/JunitSuite.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <iterator>
+#include <optional>
+
+#include "text/Text.h"
+
+namespace tavik::tool {
+namespace {
+
+constexpr std::size_t kMessageWidth = 300;
+
+/// XML has no form for these, not even a numeric reference.
+bool isOutsideXml(char32_t character) {
+  return (character < 0x20 && character != '\t' && character != '\n' && character != '\r') || character == 0xFFFE ||
+         character == 0xFFFF;
+}
+
+/// Appends one character of a text or an attribute. References keep line ends and tabs from being normalised.
+void appendCharacter(std::string& out, char32_t character, std::string_view bytes) {
+  switch (character) {
+    case '<':
+      out += "&lt;";
+      return;
+    case '>':
+      out += "&gt;";
+      return;
+    case '&':
+      out += "&amp;";
+      return;
+    case '"':
+      out += "&quot;";
+      return;
+    case '\t':
+    case '\n':
+    case '\r':
+      fmt::format_to(std::back_inserter(out), "&#{};", static_cast<std::uint32_t>(character));
+      return;
+    default:
+      out += bytes;
+  }
+}
+
+/// The text as XML. A character that XML has no form for is written as "\x1b" or "\ufffe".
+std::string xml(std::string_view text) {
+  std::string out;
+  out.reserve(text.size());
+  while (!text.empty()) {
+    const std::string_view before = text;
+    const std::optional<char32_t> character = takeCharacter(text);
+    if (!character) {
+      fmt::format_to(std::back_inserter(out), "\\x{:02x}", static_cast<unsigned char>(before.front()));
+    } else if (isOutsideXml(*character)) {
+      fmt::format_to(std::back_inserter(out), fmt::runtime(*character < 0x80 ? "\\x{:02x}" : "\\u{:04x}"),
+                     static_cast<std::uint32_t>(*character));
+    } else {
+      appendCharacter(out, *character, before.substr(0, before.size() - text.size()));
+    }
+  }
+  return out;
+}
+
+}  // namespace
+
+JunitSuite::JunitSuite(std::string_view className) : className_(xml(className)) {}
+
+std::string JunitSuite::classNamePart(std::string_view text) {
+  std::string part(text);
+  std::ranges::replace(part, '.', '_');
+  return part;
+}
+
+void JunitSuite::open(std::string_view name) {
+  ++tests_;
+  cases_ += fmt::format(R"(    <testcase classname="{}" name="{}" time="0")", className_, xml(name));
+}
+
+void JunitSuite::close(std::string_view element, std::string_view type, std::string_view message,
+                       std::string_view details) {
+  cases_ += fmt::format(R"(><{0} type="{1}" message="{2}">{3}</{0}></testcase>)", element, type,
+                        xml(shortened(message, kMessageWidth)), xml(details));
+  cases_ += '\n';
+}
+
+void JunitSuite::pass(std::string_view name) {
+  open(name);
+  cases_ += "/>\n";
+}
+
+void JunitSuite::fail(std::string_view name, std::string_view type, std::string_view message,
+                      std::string_view details) {
+  open(name);
+  ++failures_;
+  close("failure", type, message, details);
+}
+
+void JunitSuite::error(std::string_view name, std::string_view type, std::string_view why) {
+  open(name);
+  ++errors_;
+  close("error", type, visible(why), why);
+}
+
+void JunitSuite::property(std::string_view name, std::string_view value) {
+  properties_ += fmt::format("      <property name=\"{}\" value=\"{}\"/>\n", xml(name), xml(value));
+}
+
+std::string JunitSuite::text(std::string_view name) const {
+  std::string text =
+      fmt::format("  <testsuite name=\"{}\" tests=\"{}\" failures=\"{}\" errors=\"{}\" skipped=\"0\" time=\"0\">\n",
+                  xml(name), tests_, failures_, errors_);
+  if (!properties_.empty()) text += "    <properties>\n" + properties_ + "    </properties>\n";
+  return text + cases_ + "  </testsuite>\n";
+}
+
+}  // namespace tavik::tool

@@ -1,0 +1,47 @@
+/// @file
+/// JUnit XML, as CI servers read it: suites of cases that passed, failed or could not be run.
+#ifndef TAVIK_TOOL_REPORTS_JUNIT_SUITE_H
+#define TAVIK_TOOL_REPORTS_JUNIT_SUITE_H
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+namespace tavik::tool {
+
+/// What stands before the first suite and after the last.
+inline constexpr std::string_view kJunitBegin = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<testsuites>\n";
+inline constexpr std::string_view kJunitEnd = "</testsuites>\n";
+
+/// All texts may hold anything: what XML has no form for is written as an escape.
+class JunitSuite {
+ public:
+  /// Servers group cases by class: "package.name", cut at full stops.
+  explicit JunitSuite(std::string_view className);
+
+  /// A text as one part of a class name.
+  static std::string classNamePart(std::string_view text);
+
+  void pass(std::string_view name);
+  /// `message`: one line of visible text; `details`: any number of lines.
+  void fail(std::string_view name, std::string_view type, std::string_view message, std::string_view details);
+  void error(std::string_view name, std::string_view type, std::string_view why);
+  void property(std::string_view name, std::string_view value);
+
+  [[nodiscard]] std::string text(std::string_view name) const;
+
+ private:
+  void open(std::string_view name);
+  void close(std::string_view element, std::string_view type, std::string_view message, std::string_view details);
+
+  std::string className_;
+  std::string cases_;
+  std::string properties_;
+  std::size_t tests_ = 0;
+  std::size_t failures_ = 0;
+  std::size_t errors_ = 0;
+};
+
+}  // namespace tavik::tool
+
+#endif

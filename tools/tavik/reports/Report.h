@@ -1,0 +1,69 @@
+/// @file
+/// How `tavik check` and `tavik batch` print results: lines for programs and terminals, and the reports for others to
+/// read: JUnit XML for CI, an HTML page for people, a property list for hosts.
+#ifndef TAVIK_TOOL_REPORTS_REPORT_H
+#define TAVIK_TOOL_REPORTS_REPORT_H
+
+#include <tavik/Value.h>
+
+#include <cstddef>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "check/CheckRun.h"
+#include "check/DeviceLine.h"
+#include "reports/Tally.h"
+#include "text/Terminal.h"
+
+namespace tavik::tool {
+
+/// The trusted contents of the rule documents.
+struct ReportDocuments {
+  Dictionary library;
+  Dictionary rules;
+};
+
+/// How a batch came to its end.
+struct BatchEnd {
+  Tally tally;
+  std::string whyEarly;  ///< what kept devices from being checked; empty when all were
+};
+
+/// Writes the results of a batch, one by one, as the one text that goes to standard output.
+class ResultWriter {
+ public:
+  ResultWriter() = default;
+  ResultWriter(const ResultWriter&) = delete;
+  ResultWriter& operator=(const ResultWriter&) = delete;
+  virtual ~ResultWriter() = default;
+
+  /// What stands before the first device.
+  [[nodiscard]] virtual std::string begin() const { return ""; }
+  /// Appends whole lines about one device, to be written in the order of the input, or keeps what it has to say for the
+  /// end. `line`: the number of the device's line. Safe from any thread, in any order.
+  virtual void add(std::string& out, std::size_t line, const DeviceResult& result) = 0;
+  /// What stands after the last device.
+  virtual std::string end(const BatchEnd& /*end*/) { return ""; }
+};
+
+/// The writer of a batch for "json", "table", "junit", "html" or "plist".
+std::unique_ptr<ResultWriter> makeResultWriter(std::string_view format, const ReportDocuments& documents);
+
+std::unique_ptr<ResultWriter> makeJunitWriter();
+std::unique_ptr<ResultWriter> makeHtmlWriter(const ReportDocuments& documents);
+std::unique_ptr<ResultWriter> makePlistWriter();
+
+/// One device's report.
+std::string junitReport(const DeviceResult& result);
+std::string htmlReport(const DeviceResult& result, const Dictionary& library);
+/// Raises `Unusable` when the outcome is nested too deep for a property list.
+std::string plistReport(const DeviceResult& result);
+
+/// The records of an outcome that are about versions come first; this many are.
+std::size_t versionRecords(const CheckOutcome& outcome);
+
+}  // namespace tavik::tool
+
+#endif

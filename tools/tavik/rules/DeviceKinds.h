@@ -1,0 +1,53 @@
+/// @file
+/// The part numbers and regions that rule documents tell apart, and how they and the layers of local rules are named.
+#ifndef TAVIK_TOOL_RULES_DEVICE_KINDS_H
+#define TAVIK_TOOL_RULES_DEVICE_KINDS_H
+
+#include <tavik/RuleOrigins.h>
+#include <tavik/Value.h>
+
+#include <cstddef>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace tavik::tool {
+
+/// "part_number", "region", "generic" or "set", for programs.
+std::string_view nameOf(LocalEntry::Layer layer);
+
+class DeviceKinds {
+ public:
+  /// Absent: any other than those that stand beside it.
+  struct Kind {
+    std::optional<std::string> partNumber;
+    std::optional<std::string> region;
+  };
+
+  explicit DeviceKinds(const RuleOrigins& origins);
+  /// Those that either of the two tells apart: where one of them asks for a part number or region and the other does
+  /// not, what is left over is a kind too.
+  DeviceKinds(const RuleOrigins& first, const RuleOrigins& second);
+
+  [[nodiscard]] const std::vector<Kind>& all() const noexcept { return kinds_; }
+
+  /// "every device", or "DN20-064 (EU/1, US/1), DN20-128" where all regions of DN20-128 are meant; as many part numbers
+  /// as people read. `members`: positions in `all`, ascending.
+  [[nodiscard]] std::string text(std::span<const std::size_t> members) const;
+  /// The same for programs: an array of {"part_number": ..., "region": ...}, either of which may be left out.
+  [[nodiscard]] Value value(std::span<const std::size_t> members) const;
+
+ private:
+  using Span = std::pair<std::size_t, std::size_t>;
+  [[nodiscard]] Span partNumberSpan(std::size_t member) const;
+  [[nodiscard]] std::string partNumberText(std::span<const std::size_t> members, bool whole) const;
+
+  std::vector<Kind> kinds_;  // those of one part number stand together
+};
+
+}  // namespace tavik::tool
+
+#endif

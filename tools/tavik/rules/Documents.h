@@ -1,0 +1,89 @@
+/// @file
+/// The rule documents of a command line: what they are trusted by, and the kernel made of the rule library.
+#ifndef TAVIK_TOOL_RULES_DOCUMENTS_H
+#define TAVIK_TOOL_RULES_DOCUMENTS_H
+
+#include <tavik/Platform.h>
+#include <tavik/StationPlatform.h>
+#include <tavik/ZRTTavikKernel.h>
+
+#include <atomic>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "io/Files.h"
+
+namespace tavik::tool {
+
+/// The options that say what documents are trusted by, and where the log goes.
+struct PlatformOptions {
+  std::optional<std::string> publicKey;  ///< absent: the fixed path
+  bool unsignedDocuments = false;
+  std::optional<std::string> log;  ///< absent: no log
+};
+
+/// The platform of the command: signatures as a station checks them or, when so told, none; the log in a file.
+class HostPlatform : public Platform {
+ public:
+  /// Raises `Unusable` when the log cannot be opened.
+  explicit HostPlatform(const PlatformOptions& options);
+  ~HostPlatform() override;
+
+  /// Raises `Unusable` when the public key cannot be read: then it is not the document that is at fault.
+  std::optional<Value> validatedPropertyListFromSignedDictionary(
+      const Dictionary& signedDictionary, const std::string& publicKeyPath,
+      std::optional<std::string>& errorDescription) const override;
+  bool logs() const override;
+  void log(std::string_view line) const override;
+
+  /// Raises `Unusable` when a line of the log could not be written.
+  void checkLog() const;
+
+ private:
+  StationPlatform station_;
+  PlatformOptions options_;
+  int logFile_ = -1;
+  mutable std::atomic<int> logFailure_ = 0;  // an errno
+};
+
+/// While it lives, keeps the last log line of this thread that begins with a prefix. One at a time on a thread.
+class LogCapture {
+ public:
+  /// What becomes of the log file meanwhile.
+  enum class LogFile : std::uint8_t { kGoesOn, kPauses };
+
+  LogCapture(std::string_view prefix, LogFile logFile);
+  LogCapture(const LogCapture&) = delete;
+  LogCapture& operator=(const LogCapture&) = delete;
+  ~LogCapture();
+
+  /// What follows the prefix on the line.
+  [[nodiscard]] const std::optional<std::string>& lastLine() const noexcept { return lastLine_; }
+
+ private:
+  friend class HostPlatform;
+  std::string_view prefix_;
+  LogFile logFile_;
+  std::optional<std::string> lastLine_;
+};
+
+/// Says on standard error, in the name of a command, that signatures are not checked.
+void warnWhenUnsigned(std::string_view command, const PlatformOptions& options);
+
+/// The content of a rule document, which messages call by `name`. Raises `Failure` when it is not trusted or holds no
+/// entries.
+Dictionary validatedContent(const std::string& name, const Dictionary& document, const HostPlatform& platform);
+
+/// The same; raises `Failure` also when it has no "version": then there is nothing to check a device with.
+Dictionary trustedContent(const std::string& name, const Dictionary& document, const HostPlatform& platform);
+
+/// Makes the kernel of a rule library, which messages call by `name`. Raises `Failure` when it is not trusted or empty.
+std::unique_ptr<ZRTTavikKernel> openKernel(const std::string& name, const Dictionary& library,
+                                           const std::shared_ptr<const HostPlatform>& platform);
+
+}  // namespace tavik::tool
+
+#endif

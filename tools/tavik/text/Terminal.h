@@ -1,0 +1,55 @@
+/// @file
+/// Tables and colours for people, fitted to the terminal that the stream is, if it is one.
+#ifndef TAVIK_TOOL_TEXT_TERMINAL_H
+#define TAVIK_TOOL_TEXT_TERMINAL_H
+
+#include <tavik/Value.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace tavik::tool {
+
+/// Where a text for people will be read.
+struct Screen {
+  std::optional<std::size_t> width;  ///< columns; absent when it is no terminal and nothing may be cut off
+  bool colour = false;
+
+  /// What a stream is. COLUMNS overrides a terminal's width; NO_COLOR and TERM=dumb switch colour off.
+  static Screen standardOutput();
+  static Screen standardError();
+};
+
+enum class Style : std::uint8_t { kPlain, kHeading, kGood, kBad, kFaint };
+
+/// The text in the style, when the screen has colours.
+std::string styled(std::string_view text, Style style, const Screen& screen);
+
+/// A value as one line of visible text.
+std::string lineOf(const Value* value);
+
+/// Columns aligned by display width. On a terminal, long cells are cut so that a row fits a line; elsewhere they stay
+/// whole.
+class Table {
+ public:
+  void add(Style style, std::vector<std::string> visibleCells) { rows_.push_back({style, std::move(visibleCells)}); }
+  [[nodiscard]] std::string text(const Screen& screen) const;
+
+ private:
+  struct Row {
+    Style style;
+    std::vector<std::string> cells;
+  };
+
+  [[nodiscard]] std::vector<std::size_t> naturalWidths() const;
+
+  std::vector<Row> rows_;
+};
+
+}  // namespace tavik::tool
+
+#endif

@@ -1,0 +1,132 @@
+#include "text/Text.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <bit>
+#include <cwchar>
+#include <iterator>
+
+namespace tavik::tool {
+namespace {
+
+constexpr std::string_view kEllipsis = "…";
+
+bool isContinuation(char byte) { return (static_cast<unsigned char>(byte) & 0xC0U) == 0x80U; }
+
+/// The characters that belong to no line of text: controls, line and paragraph separators, marks that reorder what
+/// follows.
+bool mustBeEscaped(char32_t character) {
+  return character < 0x20 || (character >= 0x7F && character <= 0x9F) || character == 0x061C ||
+         (character >= 0x200E && character <= 0x200F) || (character >= 0x2028 && character <= 0x202E) ||
+         (character >= 0x2066 && character <= 0x2069) || character == 0xFEFF;
+}
+
+std::string escaped(char32_t character) {
+  switch (character) {
+    case '\n':
+      return "\\n";
+    case '\r':
+      return "\\r";
+    case '\t':
+      return "\\t";
+    default:
+      return fmt::format(fmt::runtime(character < 0x80 ? "\\x{:02x}" : "\\u{:04x}"),
+                         static_cast<std::uint32_t>(character));
+  }
+}
+
+std::size_t widthOf(std::optional<char32_t> character) {
+  const int width = wcwidth(static_cast<wchar_t>(character.value_or('?')));
+  return width < 0 ? 1 : static_cast<std::size_t>(width);
+}
+
+}  // namespace
+
+std::optional<char32_t> takeCharacter(std::string_view& rest) {
+  const auto lead = static_cast<unsigned char>(rest.front());
+  const auto length = static_cast<std::size_t>(lead < 0x80 ? 1 : std::countl_one(lead));
+  const std::string_view bytes = rest.substr(0, length);
+  rest.remove_prefix(1);
+  if (length == 1) return lead < 0x80 ? std::optional<char32_t>(lead) : std::nullopt;
+  if (length > 4 || bytes.size() < length || !std::ranges::all_of(bytes.substr(1), isContinuation)) return std::nullopt;
+  char32_t character = lead & (0x7FU >> length);
+  for (const char byte : bytes.substr(1)) character = (character << 6) | (static_cast<unsigned char>(byte) & 0x3FU);
+  constexpr char32_t kSmallest[] = {0x80, 0x800, 0x10000};
+  const bool surrogate = character >= 0xD800 && character <= 0xDFFF;
+  if (character < kSmallest[length - 2] || character > 0x10FFFF || surrogate) return std::nullopt;
+  rest.remove_prefix(length - 1);
+  return character;
+}
+
+std::size_t atCharacter(std::string_view text, std::size_t place) {
+  while (place < text.size() && isContinuation(text[place])) ++place;
+  return std::min(place, text.size());
+}
+
+std::string lowerCase(std::string_view text) {
+  std::string lower(text);
+  std::ranges::transform(lower, lower.begin(), [](char character) {
+    return character >= 'A' && character <= 'Z' ? static_cast<char>(character - 'A' + 'a') : character;
+  });
+  return lower;
+}
+
+std::string visible(std::string_view text) {
+  std::string result;
+  result.reserve(text.size());
+  while (!text.empty()) {
+    const std::string_view before = text;
+    const std::optional<char32_t> character = takeCharacter(text);
+    if (!character) {
+      fmt::format_to(std::back_inserter(result), "\\x{:02x}", static_cast<unsigned char>(before.front()));
+    } else if (mustBeEscaped(*character)) {
+      result += escaped(*character);
+    } else {
+      result += before.substr(0, before.size() - text.size());
+    }
+  }
+  return result;
+}
+
+std::size_t displayWidth(std::string_view visibleText) {
+  std::size_t width = 0;
+  while (!visibleText.empty()) width += widthOf(takeCharacter(visibleText));
+  return width;
+}
+
+std::string shortened(std::string_view visibleText, std::size_t width) {
+  if (displayWidth(visibleText) <= width) return std::string(visibleText);
+  if (width == 0) return "";
+  std::string_view rest = visibleText;
+  std::size_t used = 0;
+  while (true) {
+    const std::string_view before = rest;
+    used += widthOf(takeCharacter(rest));
+    if (used > width - 1) {
+      return std::string(visibleText.substr(0, visibleText.size() - before.size())).append(kEllipsis);
+    }
+  }
+}
+
+std::string placeInText(std::string_view text, std::size_t offset, std::size_t firstLine) {
+  const std::string_view before = text.substr(0, offset);
+  const std::size_t line = firstLine + static_cast<std::size_t>(std::ranges::count(before, '\n'));
+  std::string_view onLine = before.substr(before.rfind('\n') + 1);
+  std::size_t column = 1;
+  for (; !onLine.empty(); ++column) takeCharacter(onLine);
+  return fmt::format("line {}, column {}", line, column);
+}
+
+std::string hexDumpLine(std::size_t offset, std::span<const std::uint8_t> bytes) {
+  constexpr std::size_t kHalf = 24;  // eight bytes with their blanks
+  std::string digits;
+  std::string characters;
+  for (const std::uint8_t byte : bytes) {
+    fmt::format_to(std::back_inserter(digits), "{}{:02x}", digits.size() == kHalf ? "  " : " ", byte);
+    characters += byte >= 0x20 && byte < 0x7F ? static_cast<char>(byte) : '.';
+  }
+  return fmt::format("{:06x} {:<49}  |{}|", offset, digits, characters);
+}
+
+}  // namespace tavik::tool

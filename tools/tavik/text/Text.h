@@ -1,0 +1,44 @@
+/// @file
+/// Text for terminals: what may come from a device or a hostile file made harmless to print, and how wide it is on the
+/// screen.
+#ifndef TAVIK_TOOL_TEXT_TEXT_H
+#define TAVIK_TOOL_TEXT_TEXT_H
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+
+namespace tavik::tool {
+
+/// Takes one character off the front of `rest`, which is not empty. Absent, with one byte taken, where the bytes are
+/// not UTF-8.
+std::optional<char32_t> takeCharacter(std::string_view& rest);
+
+/// The first place from `place` on at which a character of the valid text begins, or the end of the text.
+std::size_t atCharacter(std::string_view text, std::size_t place);
+
+/// The text with everything that could move a cursor, colour a screen, break a line or reorder its neighbours written
+/// as an escape: "\n", "\x1b", "\u202e". Bytes that are no UTF-8 become "\xff".
+std::string visible(std::string_view text);
+
+/// The text with the letters A to Z as small ones.
+std::string lowerCase(std::string_view text);
+
+/// Columns that a visible text takes on a terminal.
+std::size_t displayWidth(std::string_view visibleText);
+
+/// The visible text cut to `width` columns, with an ellipsis where something was cut off.
+std::string shortened(std::string_view visibleText, std::size_t width);
+
+/// "line 3, column 9": the place of the byte at `offset`, counted in characters from 1; the text begins on `firstLine`.
+std::string placeInText(std::string_view text, std::size_t offset, std::size_t firstLine = 1);
+
+/// One line of a hex dump: up to 16 bytes as hexadecimal digits, then as characters.
+std::string hexDumpLine(std::size_t offset, std::span<const std::uint8_t> bytes);
+
+}  // namespace tavik::tool
+
+#endif

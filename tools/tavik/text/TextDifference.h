@@ -1,0 +1,33 @@
+/// @file
+/// Where the text that was found differs from the text that says what was expected.
+#ifndef TAVIK_TOOL_TEXT_TEXT_DIFFERENCE_H
+#define TAVIK_TOOL_TEXT_TEXT_DIFFERENCE_H
+
+#include <cstddef>
+#include <string_view>
+#include <vector>
+
+namespace tavik::tool {
+
+/// Bytes of a text, from `begin` up to `end`.
+struct Span {
+  std::size_t begin = 0;
+  std::size_t end = 0;
+  friend bool operator==(const Span&, const Span&) = default;
+};
+
+/// The parts of either text that the other one lacks, in order and apart from each other. Both empty where the texts
+/// say nothing that could be compared, such as "32" and "no less than 64".
+struct Difference {
+  std::vector<Span> actual;
+  std::vector<Span> expected;
+};
+
+/// Compares "actual" with "expected" of a failing record. What the predicates write around a value is understood:
+/// "equal V", "has prefix V", "one of V,W", "and mask M equal V", and two results with " and " or " or " between them.
+/// Texts of more than 256 KiB are not compared.
+Difference differenceOf(std::string_view actual, std::string_view expected);
+
+}  // namespace tavik::tool
+
+#endif
