@@ -13,7 +13,7 @@
 #include <new>
 
 #include "CHandles.h"
-#include "TestSupport.h"
+#include "support/TestSupport.h"
 
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 #define TAVIK_SYSTEM_CALLOC __interceptor_calloc

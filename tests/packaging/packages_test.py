@@ -1,7 +1,7 @@
 """Unpacks the Debian packages into an empty root and uses what is there: the same checks as of an installation, and what the
 packages say of themselves.
 
-    BUILD=build/package python3 tests/packages_test.py
+    BUILD=build/package python3 tests/packaging/packages_test.py
 """
 
 import gzip

@@ -2,7 +2,7 @@
 
 #include <thread>
 
-#include "TestSupport.h"
+#include "support/TestSupport.h"
 
 namespace tavik {
 namespace {

@@ -1,7 +1,7 @@
 """The audit of a folder of batch files: byte for byte what `tavik batch` prints, also after workers or the whole audit were
 killed in the middle.
 
-    TAVIK=... PYTHONPATH=<build>/bindings/python python3 tests/audit_test.py
+    TAVIK=... PYTHONPATH=<build>/bindings/python python3 tests/python/audit_test.py
 """
 
 import contextlib
@@ -11,7 +11,6 @@ import importlib.util
 import io
 import json
 import os
-import pathlib
 import random
 import signal
 import struct
@@ -21,9 +20,8 @@ import time
 import unittest
 import xml.etree.ElementTree
 
-sys.path.insert(0, str(pathlib.Path(__file__).parent / "python"))
-
 import tavik
+
 from support import PROJECT, FolderTest
 
 SCRIPT = PROJECT / "examples" / "audit" / "audit.py"

@@ -3,7 +3,7 @@
 #include <cstdlib>
 #include <new>
 
-#include "TestSupport.h"
+#include "support/TestSupport.h"
 
 namespace {
 

@@ -4,9 +4,9 @@
 #include <random>
 
 #include "CheckAgreement.h"
-#include "ExampleDocuments.h"
 #include "RuleDocumentMaker.h"
-#include "TestSupport.h"
+#include "support/ExampleDocuments.h"
+#include "support/TestSupport.h"
 
 namespace tavik {
 namespace {

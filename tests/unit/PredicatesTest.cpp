@@ -1,7 +1,7 @@
 // Predicates as a host calls them: the pieces that no rule names, and attributes that are absent. What rules can ask
 // for stands in tests/cases/.
 
-#include "TestSupport.h"
+#include "support/TestSupport.h"
 
 namespace tavik {
 namespace {

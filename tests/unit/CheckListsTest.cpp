@@ -1,6 +1,6 @@
 // What a host asks before a check: the source-specific lists, and descriptions of what is about to be compared.
 
-#include "TestSupport.h"
+#include "support/TestSupport.h"
 
 namespace tavik {
 namespace {

@@ -10,9 +10,9 @@
 
 #include "CHandles.h"
 #include "CheckAgreement.h"
-#include "ExampleDocuments.h"
 #include "RuleDocumentMaker.h"
-#include "TestSupport.h"
+#include "support/ExampleDocuments.h"
+#include "support/TestSupport.h"
 
 namespace tavik {
 namespace {

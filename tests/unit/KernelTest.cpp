@@ -1,6 +1,6 @@
 // The kernel: creation, errors, result making, predicate trees, device rule assembly.
 
-#include "TestSupport.h"
+#include "support/TestSupport.h"
 
 namespace tavik {
 namespace {

@@ -1,6 +1,6 @@
 """Installs the build into an empty folder and uses it from there: through CMake, through pkg-config, and by name.
 
-    BUILD=build/release python3 tests/install_test.py
+    BUILD=build/release python3 tests/packaging/install_test.py
 """
 
 import os
@@ -10,7 +10,8 @@ import subprocess
 import tempfile
 import unittest
 
-HERE = pathlib.Path(__file__).parent
+HERE = pathlib.Path(__file__).resolve().parent
+PROJECT = HERE.parents[1]
 BUILD = os.environ["BUILD"]
 
 LIBRARY = '{ version = 1; Model = { attribute = ModelNumber; predicate = hasPrefix; value = MX; }; }'
@@ -72,14 +73,14 @@ class InstallTest(unittest.TestCase):
 
     def test_the_example_in_c(self):
         build = self.root / "c-example"
-        run("cmake", "-S", HERE.parent / "examples/c", "-B", build, "-G", "Ninja", f"-DCMAKE_PREFIX_PATH={self.prefix}")
+        run("cmake", "-S", PROJECT / "examples/c", "-B", build, "-G", "Ninja", f"-DCMAKE_PREFIX_PATH={self.prefix}")
         run("cmake", "--build", build)
         by_pkg_config = self.root / "c-by-pkg-config"
-        self.compile_through_pkg_config(HERE.parent / "examples/c/check_device.c", by_pkg_config, STRICT_C)
+        self.compile_through_pkg_config(PROJECT / "examples/c/check_device.c", by_pkg_config, STRICT_C)
         (self.root / "good.plist").write_text("{ ModelNumber = MX101; }", encoding="utf-8")
         (self.root / "array.plist").write_text("( MX101 )", encoding="utf-8")
         files = [self.root / name for name in ("pub.pem", "library.signed", "rules.signed")]
-        station = HERE.parent / "examples/station"
+        station = PROJECT / "examples/station"
         command = self.prefix / "bin" / "tavik"
         for name in ("rule-library", "local-rules"):
             run(command, "sign", "--key", self.root / "key.pem", station / f"{name}.plist", "-o", self.root / name)
@@ -104,7 +105,7 @@ class InstallTest(unittest.TestCase):
                 self.assertIn(why, refused.stderr)
 
     def test_the_program_in_the_page_for_c(self):
-        page = (HERE.parent / "docs/c-interface.md").read_text(encoding="utf-8")
+        page = (PROJECT / "docs/c-interface.md").read_text(encoding="utf-8")
         source = self.root / "page.c"
         source.write_text(re.search(r"```c\n(.*?)```", page, re.DOTALL).group(1), encoding="utf-8")
         self.compile_through_pkg_config(source, self.root / "page", STRICT_C)
@@ -137,7 +138,7 @@ class InstallTest(unittest.TestCase):
             self.assertTrue((share / file).is_file(), file)
 
     def test_the_program_in_the_readme(self):
-        readme = (HERE.parent / "README.md").read_text(encoding="utf-8")
+        readme = (PROJECT / "README.md").read_text(encoding="utf-8")
         source = self.root / "readme.cpp"
         source.write_text(re.search(r"```cpp\n(.*?)```", readme, re.DOTALL).group(1), encoding="utf-8")
         self.compile_through_pkg_config(source, self.root / "readme")
@@ -147,7 +148,7 @@ class InstallTest(unittest.TestCase):
         self.assertIn("pass Model\nFAIL Unheard\n", run(self.root / "readme", *files, device).stdout)
 
     def test_the_program_in_the_page_for_host_programmers(self):
-        page = (HERE.parent / "docs/host-programmer.md").read_text(encoding="utf-8")
+        page = (PROJECT / "docs/host-programmer.md").read_text(encoding="utf-8")
         source = self.root / "host.cpp"
         source.write_text(re.search(r"```cpp\n(.*?)```", page, re.DOTALL).group(1), encoding="utf-8")
         self.compile_through_pkg_config(source, self.root / "host")

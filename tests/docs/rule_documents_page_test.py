@@ -1,7 +1,7 @@
 """Runs what the pages for rule authors and station engineers show: the files of a page in a folder, then its commands, whose output must be the one on
 the page.
 
-    TAVIK=build/tools/tavik/tavik python3 tests/rule_documents_page_test.py
+    TAVIK=build/tools/tavik/tavik python3 tests/docs/rule_documents_page_test.py
 """
 
 import os
@@ -11,7 +11,7 @@ import subprocess
 import tempfile
 import unittest
 
-DOCS = pathlib.Path(__file__).parent.parent / "docs"
+DOCS = pathlib.Path(__file__).resolve().parents[2] / "docs"
 PAGES = ("reviewing-rules.md", "rule-documents.md", "testing-rules.md", "rule-author.md", "station-engineer.md")
 BLOCK = re.compile(r"^```(\w+)\n(.*?)^```$", re.MULTILINE | re.DOTALL)
 

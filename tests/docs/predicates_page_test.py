@@ -1,7 +1,7 @@
 """Holds docs/predicates.md against the library: every predicate has an entry, every entry says what it has to, and every example
 is checked as a rule of a real run.
 
-    TAVIK=build/tools/tavik/tavik python3 tests/predicates_page_test.py
+    TAVIK=build/tools/tavik/tavik python3 tests/docs/predicates_page_test.py
 """
 
 import json
@@ -13,7 +13,7 @@ import tempfile
 import unittest
 
 TAVIK = os.environ["TAVIK"]
-PROJECT = pathlib.Path(__file__).parent.parent
+PROJECT = pathlib.Path(__file__).resolve().parents[2]
 PAGE = (PROJECT / "docs/predicates.md").read_text(encoding="utf-8")
 REGISTRY = (PROJECT / "src/kernel_algorithms/OperationRegistry.cpp").read_text(encoding="utf-8")
 

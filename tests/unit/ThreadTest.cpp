@@ -9,7 +9,7 @@
 #include <functional>
 #include <thread>
 
-#include "TestSupport.h"
+#include "support/TestSupport.h"
 
 namespace tavik {
 namespace {

@@ -1,6 +1,6 @@
-"""Runs tests/cases/*.json through `tavik eval`: expression and values in, the record out.
+"""Runs the cases in *.json through `tavik eval`: expression and values in, the record out.
 
-    TAVIK=build/tools/tavik/tavik python3 tests/cases_test.py
+    TAVIK=build/tools/tavik/tavik python3 tests/cases/cases_test.py
 
 A case is an object of "expression", "attribute", "value" and "references" (optional), "record", and "why" for the reader. Where a
 fault is raised, "record" is {"fault": {"kind": ..., "message": part of it}}.
@@ -13,7 +13,7 @@ import subprocess
 import unittest
 
 TAVIK = os.environ["TAVIK"]
-CASES = pathlib.Path(__file__).parent / "cases"
+CASES = pathlib.Path(__file__).parent
 
 
 def evaluate(case):

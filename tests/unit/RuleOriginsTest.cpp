@@ -4,7 +4,7 @@
 
 #include <random>
 
-#include "TestSupport.h"
+#include "support/TestSupport.h"
 
 namespace tavik {
 namespace {

@@ -7,7 +7,7 @@
 #include <map>
 #include <set>
 
-#include "TestSupport.h"
+#include "support/TestSupport.h"
 
 namespace tavik {
 namespace {
