@@ -14,7 +14,8 @@
 
 #include "ExitStatus.h"
 #include "commands/Commands.h"
-#include "io/Files.h"
+#include "io/StandardError.h"
+#include "io/StandardOutput.h"
 
 namespace tavik::tool {
 namespace {

@@ -15,12 +15,19 @@
 
 #include "check/DeviceLine.h"
 #include "commands/Command.h"
+#include "commands/CommonOptions.h"
+#include "io/ArgumentName.h"
+#include "io/FileDescriptor.h"
+#include "io/Inputs.h"
 #include "io/LineReader.h"
 #include "io/OrderedOutput.h"
 #include "io/Progress.h"
+#include "io/StandardError.h"
+#include "io/StandardOutput.h"
 #include "io/StopRequest.h"
 #include "reports/Report.h"
 #include "reports/Tally.h"
+#include "rules/Documents.h"
 
 namespace tavik::tool {
 namespace {

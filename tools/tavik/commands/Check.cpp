@@ -8,8 +8,15 @@
 
 #include "check/CheckRun.h"
 #include "commands/Command.h"
+#include "commands/CommonOptions.h"
+#include "io/ArgumentName.h"
+#include "io/Inputs.h"
+#include "io/Output.h"
+#include "io/StandardError.h"
+#include "io/StandardOutput.h"
 #include "reports/CheckTable.h"
 #include "reports/Report.h"
+#include "rules/Documents.h"
 #include "text/Terminal.h"
 
 namespace tavik::tool {

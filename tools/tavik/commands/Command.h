@@ -5,12 +5,9 @@
 
 #include <CLI/CLI.hpp>
 #include <functional>
-#include <string>
 #include <string_view>
-#include <vector>
 
 #include "ExitStatus.h"
-#include "rules/Documents.h"
 
 namespace tavik::tool {
 
@@ -40,38 +37,6 @@ Run defineList(CLI::App& app);
 Run defineSign(CLI::App& app);
 Run defineTest(CLI::App& app);
 Run defineVerify(CLI::App& app);
-
-/// An option that takes one text and may be given once.
-template <class Text>  // std::string or std::optional<std::string>
-CLI::Option* addText(CLI::App& app, const std::string& name, Text& text, const char* type, const std::string& help) {
-  return app.add_option(name, text, help)->type_name(type)->multi_option_policy(CLI::MultiOptionPolicy::Throw);
-}
-
-/// Refuses all but these words, and keeps them for `choicesOf`.
-CLI::Validator oneOf(const std::vector<std::string>& words);
-
-/// An option that takes one of a few words; they follow `help`.
-template <class Text>  // as above
-CLI::Option* addChoice(CLI::App& app, const std::string& name, Text& choice, const char* type, const std::string& help,
-                       const std::vector<std::string>& words) {
-  return addText(app, name, choice, type, help + ": " + CLI::detail::join(words, ", "))->check(oneOf(words));
-}
-
-/// The words that an option takes; empty when it takes others too.
-std::vector<std::string> choicesOf(CLI::Option& option);
-
-/// "--format", with the first of `formats` as the default.
-void addFormat(CLI::App& app, std::string& format, const std::vector<std::string>& formats);
-
-/// "--source NAME=FILE", repeatable.
-void addSources(CLI::App& app, std::vector<std::string>& sources);
-/// What such arguments name: a dictionary for each source.
-Dictionary readSources(Inputs& inputs, const std::vector<std::string>& arguments);
-
-void addPublicKey(CLI::App& app, PlatformOptions& options);
-void addLog(CLI::App& app, PlatformOptions& options);
-/// "--public-key", "--unsigned" and "--log".
-void addPlatform(CLI::App& app, PlatformOptions& options);
 
 }  // namespace tavik::tool
 

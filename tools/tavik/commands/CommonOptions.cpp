@@ -1,6 +1,8 @@
+#include "commands/CommonOptions.h"
+
 #include <fmt/format.h>
 
-#include "commands/Command.h"
+#include "ExitStatus.h"
 
 namespace tavik::tool {
 

@@ -11,10 +11,16 @@
 #include <memory>
 
 #include "commands/Command.h"
+#include "commands/CommonOptions.h"
 #include "decode/BlobText.h"
 #include "decode/DerWalk.h"
+#include "io/ArgumentName.h"
 #include "io/Base64.h"
+#include "io/Bytes.h"
+#include "io/Inputs.h"
 #include "io/Json.h"
+#include "io/StandardError.h"
+#include "io/StandardOutput.h"
 #include "text/Terminal.h"
 #include "text/Text.h"
 

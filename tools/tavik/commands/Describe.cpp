@@ -7,7 +7,11 @@
 
 #include "check/Fault.h"
 #include "commands/Command.h"
+#include "commands/CommonOptions.h"
+#include "io/Inputs.h"
 #include "io/Json.h"
+#include "io/StandardError.h"
+#include "io/StandardOutput.h"
 #include "text/Terminal.h"
 
 namespace tavik::tool {

@@ -8,9 +8,14 @@
 
 #include "check/DeviceLine.h"
 #include "commands/Command.h"
+#include "commands/CommonOptions.h"
 #include "diff/DiffReport.h"
+#include "io/ArgumentName.h"
+#include "io/Inputs.h"
 #include "io/LineReader.h"
+#include "io/StandardOutput.h"
 #include "io/StopRequest.h"
+#include "rules/Documents.h"
 
 namespace tavik::tool {
 namespace {

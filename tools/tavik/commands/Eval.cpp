@@ -7,7 +7,12 @@
 #include "check/CheckRun.h"
 #include "check/Fault.h"
 #include "commands/Command.h"
+#include "commands/CommonOptions.h"
+#include "io/Inputs.h"
 #include "io/Json.h"
+#include "io/StandardError.h"
+#include "io/StandardOutput.h"
+#include "rules/Documents.h"
 #include "text/Terminal.h"
 
 namespace tavik::tool {

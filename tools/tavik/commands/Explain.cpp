@@ -9,8 +9,14 @@
 
 #include "check/Fault.h"
 #include "commands/Command.h"
+#include "commands/CommonOptions.h"
 #include "explain/Explanation.h"
+#include "io/ArgumentName.h"
+#include "io/Inputs.h"
 #include "io/Json.h"
+#include "io/StandardError.h"
+#include "io/StandardOutput.h"
+#include "rules/Documents.h"
 #include "text/NearestName.h"
 
 namespace tavik::tool {

@@ -6,6 +6,10 @@
 #include <utility>
 
 #include "commands/Command.h"
+#include "commands/CommonOptions.h"
+#include "io/ArgumentName.h"
+#include "io/Bytes.h"
+#include "io/PendingFile.h"
 
 namespace tavik::tool {
 namespace {

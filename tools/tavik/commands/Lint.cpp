@@ -7,9 +7,16 @@
 #include <memory>
 
 #include "commands/Command.h"
+#include "commands/CommonOptions.h"
+#include "io/ArgumentName.h"
+#include "io/Encoding.h"
+#include "io/Inputs.h"
+#include "io/StandardError.h"
+#include "io/StandardOutput.h"
 #include "lint/Documents.h"
 #include "lint/LintReport.h"
 #include "lint/Reference.h"
+#include "rules/Documents.h"
 
 namespace tavik::tool {
 namespace {

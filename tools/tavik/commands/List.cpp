@@ -8,7 +8,13 @@
 
 #include "check/Fault.h"
 #include "commands/Command.h"
+#include "commands/CommonOptions.h"
+#include "io/ArgumentName.h"
+#include "io/Inputs.h"
 #include "io/Json.h"
+#include "io/StandardError.h"
+#include "io/StandardOutput.h"
+#include "rules/Documents.h"
 #include "text/Terminal.h"
 #include "text/Text.h"
 

@@ -6,6 +6,12 @@
 #include <memory>
 
 #include "commands/Command.h"
+#include "commands/CommonOptions.h"
+#include "io/ArgumentName.h"
+#include "io/Bytes.h"
+#include "io/Encoding.h"
+#include "io/Inputs.h"
+#include "io/Output.h"
 
 namespace tavik::tool {
 namespace {

@@ -9,6 +9,12 @@
 
 #include "check/CheckRun.h"
 #include "commands/Command.h"
+#include "commands/CommonOptions.h"
+#include "io/ArgumentName.h"
+#include "io/Inputs.h"
+#include "io/StandardError.h"
+#include "io/StandardOutput.h"
+#include "rules/Documents.h"
 #include "test/CaseFile.h"
 #include "test/Coverage.h"
 #include "test/Judgement.h"

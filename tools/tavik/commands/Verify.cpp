@@ -5,7 +5,13 @@
 #include <memory>
 
 #include "commands/Command.h"
+#include "commands/CommonOptions.h"
+#include "io/ArgumentName.h"
+#include "io/Bytes.h"
+#include "io/Inputs.h"
 #include "io/Json.h"
+#include "io/StandardOutput.h"
+#include "rules/Documents.h"
 
 namespace tavik::tool {
 namespace {

@@ -9,7 +9,7 @@
 #include <string_view>
 #include <vector>
 
-#include "io/Files.h"
+#include "io/Bytes.h"
 #include "text/Text.h"
 
 namespace tavik::tool {

@@ -7,7 +7,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <iterator>
-#include <system_error>
 #include <utility>
 
 #include "ExitStatus.h"
@@ -79,7 +78,7 @@ void LineReader::fill() {
   if (whyEnded_) return;
   const ssize_t count = read(file_.number(), piece_.data(), piece_.size());
   if (count < 0) {
-    if (errno != EINTR && errno != EAGAIN) whyEnded_ = name_ + ": " + std::generic_category().message(errno);
+    if (errno != EINTR && errno != EAGAIN) whyEnded_ = name_ + ": " + systemReason();
     return;
   }
   buffer_.append(piece_.data(), static_cast<std::size_t>(count));

@@ -10,7 +10,7 @@
 #include <string_view>
 #include <vector>
 
-#include "io/Files.h"
+#include "io/FileDescriptor.h"
 #include "io/StopRequest.h"
 
 namespace tavik::tool {

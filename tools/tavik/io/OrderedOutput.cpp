@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "io/Files.h"
+#include "io/StandardOutput.h"
 
 namespace tavik::tool {
 

@@ -6,7 +6,7 @@
 #include <algorithm>
 #include <string>
 
-#include "io/Files.h"
+#include "io/StandardError.h"
 #include "text/Text.h"
 
 namespace tavik::tool {

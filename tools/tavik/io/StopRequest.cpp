@@ -6,7 +6,6 @@
 #include <atomic>
 #include <cerrno>
 #include <iterator>
-#include <system_error>
 
 #include "ExitStatus.h"
 
@@ -31,7 +30,7 @@ void onSignal(int) {
 
 int makeEvent() {
   const int event = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
-  if (event < 0) throw Unusable("no event descriptor: " + std::generic_category().message(errno));
+  if (event < 0) throw Unusable("no event descriptor: " + systemReason());
   return event;
 }
 

@@ -5,7 +5,7 @@
 
 #include <csignal>
 
-#include "io/Files.h"
+#include "io/FileDescriptor.h"
 
 namespace tavik::tool {
 

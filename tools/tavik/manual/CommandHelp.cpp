@@ -5,6 +5,7 @@
 #include <stdexcept>
 
 #include "commands/Commands.h"
+#include "commands/CommonOptions.h"
 
 namespace tavik::tool::manual {
 namespace {

@@ -3,7 +3,7 @@
 
 #include <tavik/PropertyList.h>
 
-#include "io/Files.h"
+#include "io/Bytes.h"
 #include "reports/Report.h"
 
 namespace tavik::tool {

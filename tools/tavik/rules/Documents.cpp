@@ -12,6 +12,10 @@
 #include <system_error>
 
 #include "ExitStatus.h"
+#include "io/ArgumentName.h"
+#include "io/Bytes.h"
+#include "io/FileDescriptor.h"
+#include "io/StandardError.h"
 
 namespace tavik::tool {
 namespace {

@@ -14,8 +14,6 @@
 #include <string>
 #include <string_view>
 
-#include "io/Files.h"
-
 namespace tavik::tool {
 
 /// The options that say what documents are trusted by, and where the log goes.

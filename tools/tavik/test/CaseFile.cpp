@@ -12,6 +12,9 @@
 #include <utility>
 
 #include "ExitStatus.h"
+#include "io/ArgumentName.h"
+#include "io/Encoding.h"
+#include "io/Inputs.h"
 #include "io/JsonSyntax.h"
 #include "text/NearestName.h"
 #include "text/Text.h"

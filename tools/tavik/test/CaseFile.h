@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "io/Files.h"
+#include "io/Inputs.h"
 
 namespace tavik::tool {
 

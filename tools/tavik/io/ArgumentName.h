@@ -1,0 +1,19 @@
+/// @file
+/// How messages name the files of a command line.
+#ifndef TAVIK_TOOL_IO_ARGUMENT_NAME_H
+#define TAVIK_TOOL_IO_ARGUMENT_NAME_H
+
+#include <string>
+#include <string_view>
+
+namespace tavik::tool {
+
+/// The path that stands for standard input or standard output.
+inline constexpr std::string_view kStandardStream = "-";
+
+/// "--rules local.plist" or "--source sfc=sfc.plist", as messages name an argument with its file.
+std::string nameOf(std::string_view argument, const std::string& path);
+
+}  // namespace tavik::tool
+
+#endif

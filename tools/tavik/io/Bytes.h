@@ -1,0 +1,21 @@
+/// @file
+/// Bytes as text and text as bytes, in place.
+#ifndef TAVIK_TOOL_IO_BYTES_H
+#define TAVIK_TOOL_IO_BYTES_H
+
+#include <cstdint>
+#include <span>
+#include <string_view>
+
+namespace tavik::tool {
+
+inline std::span<const std::uint8_t> bytesOf(std::string_view text) {
+  return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
+}
+inline std::string_view textOf(std::span<const std::uint8_t> bytes) {
+  return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
+}
+
+}  // namespace tavik::tool
+
+#endif

@@ -1,0 +1,25 @@
+/// @file
+/// Values in bytes: which encoding they have, told by their beginning, and what they hold.
+#ifndef TAVIK_TOOL_IO_ENCODING_H
+#define TAVIK_TOOL_IO_ENCODING_H
+
+#include <tavik/Value.h>
+
+#include <string>
+#include <string_view>
+
+namespace tavik::tool {
+
+/// Whether bytes are JSON, as far as their beginning tells it from the property-list encodings.
+bool isJson(std::string_view bytes);
+
+/// The value that the bytes hold, a property list in any encoding or JSON. Raises `Unusable` with the place and the
+/// reason; `name` is what messages begin with.
+Value parseValue(const std::string& name, std::string& bytes);
+
+/// The same for JSON alone.
+Value parseJson(const std::string& name, std::string& text);
+
+}  // namespace tavik::tool
+
+#endif

@@ -1,0 +1,102 @@
+#include "io/Inputs.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdint>
+#include <span>
+#include <utility>
+
+#include "ExitStatus.h"
+#include "io/ArgumentName.h"
+#include "io/Encoding.h"
+#include "io/InMemory.h"
+
+namespace tavik::tool {
+namespace {
+
+/// Refuses what has no end or is no file: only files, pipes, sockets and a terminal on standard input are read.
+void checkReadable(const std::string& name, int file, bool isStandardInput) {
+  struct stat status {};
+  if (fstat(file, &status) != 0) throw Unusable(name + ": " + systemReason());
+  if ((fcntl(file, F_GETFL) & O_ACCMODE) == O_WRONLY) throw Unusable(name + ": is not open for reading");
+  if (S_ISDIR(status.st_mode)) throw Unusable(name + ": is a directory");
+  const bool readable = S_ISREG(status.st_mode) || S_ISFIFO(status.st_mode) || S_ISSOCK(status.st_mode) ||
+                        (isStandardInput && isatty(file) != 0);
+  if (!readable) throw Unusable(name + ": is a device, not a file");
+}
+
+[[noreturn]] void refuseSize(const std::string& name) { throw Unusable(name + ": is larger than 1 GiB"); }
+
+/// What is there next, at least one byte; 0 at the end.
+std::size_t readSome(const std::string& name, int file, std::span<char> room) {
+  while (true) {
+    const ssize_t count = read(file, room.data(), room.size());
+    if (count >= 0) return static_cast<std::size_t>(count);
+    if (errno == EAGAIN) {
+      await(file, POLLIN);
+    } else if (errno != EINTR) {
+      throw Unusable(name + ": " + systemReason());
+    }
+  }
+}
+
+std::string readAll(const std::string& name, int file) {
+  constexpr std::size_t kSmallestRoom = std::size_t{1} << 16;
+  struct stat status {};
+  const bool isFile = fstat(file, &status) == 0 && S_ISREG(status.st_mode);
+  const std::uint64_t expected = isFile ? static_cast<std::uint64_t>(status.st_size) : 0;
+  if (expected > kLargestInput) refuseSize(name);
+  std::string bytes(std::max<std::size_t>(expected + 1, kSmallestRoom), '\0');  // a file ends with room left over
+  std::size_t size = 0;
+  while (const std::size_t count = readSome(name, file, std::span(bytes).subspan(size))) {
+    size += count;
+    if (size > kLargestInput) refuseSize(name);
+    if (size == bytes.size()) bytes.resize(std::min(2 * size, kLargestInput + 1));
+  }
+  bytes.resize(size);
+  return bytes;
+}
+
+}  // namespace
+
+FileDescriptor Inputs::open(std::string_view argument, const std::string& path) {
+  const std::string name = nameOf(argument, path);
+  const bool isStandardInput = path == kStandardStream;
+  if (isStandardInput && std::exchange(standardInputTaken_, true)) {
+    throw Unusable(name + ": only one argument can be \"-\"");
+  }
+  FileDescriptor file(isStandardInput ? STDIN_FILENO : ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY));
+  if (file.number() < 0) throw Unusable(name + ": " + systemReason());
+  checkReadable(name, file.number(), isStandardInput);
+  return file;
+}
+
+std::string Inputs::bytes(std::string_view argument, const std::string& path) {
+  const std::string name = nameOf(argument, path);
+  const FileDescriptor file = open(argument, path);
+  return inMemory(name, [&] { return readAll(name, file.number()); });
+}
+
+Value Inputs::value(std::string_view argument, const std::string& path) {
+  std::string contents = bytes(argument, path);
+  return parseValue(nameOf(argument, path), contents);
+}
+
+Dictionary Inputs::dictionary(std::string_view argument, const std::string& path) {
+  const Value read = value(argument, path);
+  if (read.ifDictionary() == nullptr) throw Unusable(nameOf(argument, path) + ": is not a dictionary");
+  return *read.ifDictionary();
+}
+
+Value Inputs::inPlace(std::string_view argument, const std::string& textOrFile) {
+  if (textOrFile.starts_with('@')) return value(argument, textOrFile.substr(1));
+  std::string text = textOrFile;
+  return parseJson(std::string(argument), text);
+}
+
+}  // namespace tavik::tool

@@ -1,0 +1,63 @@
+#include "io/StandardOutput.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <climits>
+#include <cstddef>
+#include <system_error>
+
+#include "ExitStatus.h"
+#include "io/FileDescriptor.h"
+
+namespace tavik::tool {
+namespace {
+
+[[noreturn]] void failStandardOutput(int reason) {
+  if (reason == EPIPE) throw ReaderGone();
+  throw Unusable("standard output: " + std::generic_category().message(reason));
+}
+
+/// Takes the last `count` bytes off the regular file that standard output may be.
+void withdrawFromStandardOutput(std::size_t count) {
+  struct stat status {};
+  const off_t end = lseek(STDOUT_FILENO, 0, SEEK_CUR);
+  if (fstat(STDOUT_FILENO, &status) != 0 || !S_ISREG(status.st_mode) || status.st_size != end) return;
+  const off_t wanted = end - static_cast<off_t>(count);
+  if (ftruncate(STDOUT_FILENO, wanted) == 0) lseek(STDOUT_FILENO, wanted, SEEK_SET);
+}
+
+}  // namespace
+
+void writeStandardOutput(std::string_view text) {
+  if (!writeAll(STDOUT_FILENO, text)) failStandardOutput(errno);
+}
+
+void writeLinesToStandardOutput(std::string_view lines) {
+  while (!lines.empty()) {
+    const std::size_t lastEnd = lines.rfind('\n', PIPE_BUF - 1);
+    const std::size_t size = (lastEnd == std::string_view::npos ? lines.find('\n') : lastEnd) + 1;
+    std::string_view rest = lines.substr(0, size);
+    if (!writeOff(STDOUT_FILENO, rest)) {
+      const int reason = errno;
+      const std::string_view written = lines.substr(0, size - rest.size());
+      withdrawFromStandardOutput(written.size() - (written.rfind('\n') + 1));
+      failStandardOutput(reason);
+    }
+    lines.remove_prefix(size);
+  }
+}
+
+void BufferedOutput::append(std::string_view text) {
+  constexpr std::size_t kPiece = std::size_t{1} << 16;
+  pending_ += text;
+  if (pending_.size() >= kPiece) flush();
+}
+
+void BufferedOutput::flush() {
+  writeStandardOutput(pending_);
+  pending_.clear();
+}
+
+}  // namespace tavik::tool
