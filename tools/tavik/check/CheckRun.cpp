@@ -5,7 +5,7 @@
 #include <algorithm>
 
 #include "io/Json.h"
-#include "rules/Documents.h"
+#include "rules/HostPlatform.h"
 #include "text/Text.h"
 
 namespace tavik::tool {

@@ -13,7 +13,7 @@
 #include <utility>
 #include <vector>
 
-#include "check/DeviceLine.h"
+#include "check/DeviceChecker.h"
 #include "commands/Command.h"
 #include "commands/CommonOptions.h"
 #include "io/ArgumentName.h"
@@ -27,7 +27,8 @@
 #include "io/StopRequest.h"
 #include "reports/Report.h"
 #include "reports/Tally.h"
-#include "rules/Documents.h"
+#include "rules/HostPlatform.h"
+#include "rules/RuleDocuments.h"
 
 namespace tavik::tool {
 namespace {

@@ -16,7 +16,8 @@
 #include "io/StandardOutput.h"
 #include "reports/CheckTable.h"
 #include "reports/Report.h"
-#include "rules/Documents.h"
+#include "rules/HostPlatform.h"
+#include "rules/RuleDocuments.h"
 #include "text/Terminal.h"
 
 namespace tavik::tool {

@@ -1,6 +1,7 @@
 #include "commands/CommonOptions.h"
 
 #include <fmt/format.h>
+#include <tavik/ZRTTavikKernel.h>
 
 #include "ExitStatus.h"
 

@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "io/Inputs.h"
-#include "rules/Documents.h"
+#include "rules/HostPlatform.h"
 
 namespace tavik::tool {
 

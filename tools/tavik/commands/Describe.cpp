@@ -1,6 +1,7 @@
 // `tavik describe`: the texts that a predicate is about to compare, without its verdict.
 
 #include <fmt/format.h>
+#include <tavik/ZRTTavikKernel.h>
 
 #include <algorithm>
 #include <memory>

@@ -6,7 +6,7 @@
 #include <memory>
 #include <utility>
 
-#include "check/DeviceLine.h"
+#include "check/DeviceChecker.h"
 #include "commands/Command.h"
 #include "commands/CommonOptions.h"
 #include "diff/DiffReport.h"
@@ -15,7 +15,8 @@
 #include "io/LineReader.h"
 #include "io/StandardOutput.h"
 #include "io/StopRequest.h"
-#include "rules/Documents.h"
+#include "rules/HostPlatform.h"
+#include "rules/RuleDocuments.h"
 
 namespace tavik::tool {
 namespace {

@@ -12,7 +12,7 @@
 #include "io/Json.h"
 #include "io/StandardError.h"
 #include "io/StandardOutput.h"
-#include "rules/Documents.h"
+#include "rules/HostPlatform.h"
 #include "text/Terminal.h"
 
 namespace tavik::tool {

@@ -16,7 +16,8 @@
 #include "io/Json.h"
 #include "io/StandardError.h"
 #include "io/StandardOutput.h"
-#include "rules/Documents.h"
+#include "rules/HostPlatform.h"
+#include "rules/RuleDocuments.h"
 #include "text/NearestName.h"
 
 namespace tavik::tool {

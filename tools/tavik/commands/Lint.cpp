@@ -16,7 +16,9 @@
 #include "lint/Documents.h"
 #include "lint/LintReport.h"
 #include "lint/Reference.h"
-#include "rules/Documents.h"
+#include "reports/Sarif.h"
+#include "rules/HostPlatform.h"
+#include "rules/RuleDocuments.h"
 
 namespace tavik::tool {
 namespace {

@@ -14,7 +14,8 @@
 #include "io/Json.h"
 #include "io/StandardError.h"
 #include "io/StandardOutput.h"
-#include "rules/Documents.h"
+#include "rules/HostPlatform.h"
+#include "rules/RuleDocuments.h"
 #include "text/Terminal.h"
 #include "text/Text.h"
 

@@ -1,6 +1,7 @@
 // `tavik verify`: checks a signed rule document and prints its content.
 
 #include <tavik/PropertyList.h>
+#include <tavik/ZRTTavikKernel.h>
 
 #include <memory>
 
@@ -11,7 +12,7 @@
 #include "io/Inputs.h"
 #include "io/Json.h"
 #include "io/StandardOutput.h"
-#include "rules/Documents.h"
+#include "rules/HostPlatform.h"
 
 namespace tavik::tool {
 namespace {

@@ -11,6 +11,8 @@ std::string_view nameOf(Severity severity) {
   return kNames[static_cast<std::size_t>(severity)];
 }
 
+std::string_view levelOf(Severity severity) { return severity == Severity::kInformation ? "note" : nameOf(severity); }
+
 std::vector<const Check*> allChecks() {
   std::vector<const Check*> all;
   for (const auto checks : {documentChecks(), ruleChecks(), valueChecks()}) {

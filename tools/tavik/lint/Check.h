@@ -27,6 +27,8 @@ enum class Severity : std::uint8_t {
   kInformation,  ///< worth knowing
 };
 std::string_view nameOf(Severity severity);
+/// As SARIF and compilers call it.
+std::string_view levelOf(Severity severity);
 
 struct Check {
   std::string_view name;  ///< stable

@@ -1,10 +1,8 @@
 #include "lint/LintReport.h"
 
 #include <fmt/format.h>
-#include <tavik/TavikKernelVersion.h>
 
 #include <algorithm>
-#include <cctype>
 #include <tuple>
 #include <unordered_map>
 
@@ -13,8 +11,6 @@
 
 namespace tavik::tool::lint {
 namespace {
-
-constexpr std::string_view kStandardStream = "-";
 
 /// The numbers of the values that findings are about, each value counted before those in it.
 class Numbers {
@@ -76,62 +72,7 @@ std::string placeText(const PlacedFinding& placed) {
   return fmt::format("{}:{}:{}", file, placed.position->line, placed.position->column);
 }
 
-/// A path as it stands in a URI.
-std::string uriOf(std::string_view path) {
-  std::string uri;
-  for (const char character : path) {
-    const auto byte = static_cast<unsigned char>(character);
-    const bool stands = std::isalnum(byte) != 0 || std::string_view("-._~/").find(character) != std::string_view::npos;
-    uri += stands ? std::string(1, character) : fmt::format("%{:02X}", byte);
-  }
-  return path.starts_with('/') ? "file://" + uri : uri;
-}
-
-std::string_view levelOf(Severity severity) { return severity == Severity::kInformation ? "note" : nameOf(severity); }
-
 Value integer(std::size_t number) { return Value(static_cast<std::int64_t>(number)); }
-
-Value text(std::string_view words) { return Dictionary{{"text", words}}; }
-
-std::string codeBlock(std::string_view code) { return fmt::format("```json\n{}\n```", code); }
-
-Value sarifRule(const Check& check) {
-  const std::string help = fmt::format("{}\n\nBefore:\n\n{}", check.why, check.before) +
-                           (check.after.empty() ? "" : fmt::format("\n\nAfter:\n\n{}", check.after));
-  const std::string markdown = fmt::format("{}\n\nBefore:\n\n{}", check.why, codeBlock(check.before)) +
-                               (check.after.empty() ? "" : fmt::format("\n\nAfter:\n\n{}", codeBlock(check.after)));
-  return Dictionary{{"id", check.name},
-                    {"shortDescription", text(check.what)},
-                    {"fullDescription", text(check.why)},
-                    {"help", Dictionary{{"text", help}, {"markdown", markdown}}},
-                    {"defaultConfiguration", Dictionary{{"level", levelOf(check.severity)}}}};
-}
-
-Value sarifLocation(const PlacedFinding& placed) {
-  const Finding& finding = placed.finding;
-  Dictionary location;
-  if (finding.document->file != kStandardStream) {
-    Dictionary physical{{"artifactLocation", Dictionary{{"uri", uriOf(finding.document->file)}}}};
-    if (placed.position) {
-      physical.set("region", Dictionary{{"startLine", integer(placed.position->line)},
-                                        {"startColumn", integer(placed.position->column)}});
-    }
-    location.set("physicalLocation", physical);
-  }
-  Dictionary logical{{"fullyQualifiedName", finding.path}, {"kind", "property"}};
-  if (!finding.rule.empty()) logical.set("name", finding.rule);
-  if (!finding.path.empty()) location.set("logicalLocations", Array::of(logical));
-  return location;
-}
-
-Value sarifResult(const PlacedFinding& placed, std::size_t ruleIndex) {
-  const Finding& finding = placed.finding;
-  return Dictionary{{"ruleId", finding.check->name},
-                    {"ruleIndex", integer(ruleIndex)},
-                    {"level", levelOf(finding.check->severity)},
-                    {"message", text(finding.message())},
-                    {"locations", Array::of(sarifLocation(placed))}};
-}
 
 std::string counted(std::size_t count, std::string_view noun) {
   return fmt::format("{} {}{}", count, noun, count == 1 ? "" : "s");
@@ -198,25 +139,6 @@ std::string lintJson(const std::vector<PlacedFinding>& findings) {
     list.append(entry);
   }
   return toJson(Dictionary{{"findings", list}}) + "\n";
-}
-
-std::string lintSarif(const std::vector<PlacedFinding>& findings) {
-  const std::vector<const Check*> checks = allChecks();
-  Array rules;
-  for (const Check* check : checks) rules.append(sarifRule(*check));
-  Array results;
-  results.reserve(findings.size());
-  for (const PlacedFinding& placed : findings) {
-    const auto index = std::ranges::find(checks, placed.finding.check) - checks.begin();
-    results.append(sarifResult(placed, static_cast<std::size_t>(index)));
-  }
-  const Dictionary driver{
-      {"name", "tavik lint"}, {"version", fmt::format("{:.2f}", TavikKernelVersionNumber)}, {"rules", rules}};
-  const Dictionary run{
-      {"tool", Dictionary{{"driver", driver}}}, {"columnKind", "unicodeCodePoints"}, {"results", results}};
-  const Dictionary log{
-      {"$schema", "https://json.schemastore.org/sarif-2.1.0.json"}, {"version", "2.1.0"}, {"runs", Array::of(run)}};
-  return toJson(log, JsonLayout::kIndented) + "\n";
 }
 
 std::string lintLines(const std::vector<PlacedFinding>& findings) {

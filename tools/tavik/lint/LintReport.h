@@ -1,6 +1,5 @@
 /// @file
-/// What `tavik lint` found: for people, for programs (JSON), for code-scanning services (SARIF 2.1.0), and as editors
-/// and compilers' logs have it.
+/// What `tavik lint` found: for people, for programs (JSON), and as editors and compilers' logs have it.
 #ifndef TAVIK_TOOL_LINT_LINT_REPORT_H
 #define TAVIK_TOOL_LINT_LINT_REPORT_H
 
@@ -26,7 +25,6 @@ std::vector<PlacedFinding> placed(std::vector<Finding> findings, const std::dequ
 std::string lintTable(const std::vector<PlacedFinding>& findings, const std::deque<Document>& documents,
                       const Screen& screen);
 std::string lintJson(const std::vector<PlacedFinding>& findings);
-std::string lintSarif(const std::vector<PlacedFinding>& findings);
 /// "FILE:LINE:COLUMN: SEVERITY: MESSAGE [NAME]", a finding a line; with the path in the message where the position is
 /// not known.
 std::string lintLines(const std::vector<PlacedFinding>& findings);

@@ -13,7 +13,7 @@
 #include <string_view>
 
 #include "check/CheckRun.h"
-#include "check/DeviceLine.h"
+#include "check/DeviceResult.h"
 #include "reports/Tally.h"
 #include "text/Terminal.h"
 
@@ -51,6 +51,8 @@ class ResultWriter {
 /// The writer of a batch for "json", "table", "junit", "html" or "plist".
 std::unique_ptr<ResultWriter> makeResultWriter(std::string_view format, const ReportDocuments& documents);
 
+std::unique_ptr<ResultWriter> makeJsonWriter();
+std::unique_ptr<ResultWriter> makeTextWriter();
 std::unique_ptr<ResultWriter> makeJunitWriter();
 std::unique_ptr<ResultWriter> makeHtmlWriter(const ReportDocuments& documents);
 std::unique_ptr<ResultWriter> makePlistWriter();

@@ -11,7 +11,7 @@
 #include <utility>
 #include <vector>
 
-#include "check/DeviceLine.h"
+#include "check/DeviceResult.h"
 
 namespace tavik::tool {
 

@@ -1,7 +1,10 @@
-#include "check/DeviceLine.h"
+#include "check/DeviceChecker.h"
 
 #include <fmt/format.h>
 
+#include <cstdint>
+#include <string>
+#include <string_view>
 #include <utility>
 
 #include "io/JsonSyntax.h"
@@ -46,29 +49,6 @@ const Dictionary& memberOf(const Value& line, std::string_view key) {
   return member == nullptr ? kNone : *member;
 }
 
-std::string namesOfFailed(const Array& records) {
-  std::string names;
-  for (const Value& record : records) {
-    if (passed(record)) continue;
-    names += (names.empty() ? "" : ", ") + lineOf(record.ifDictionary()->find("rule"));
-  }
-  return names;
-}
-
-/// What failed, in a few words.
-std::string findings(const DeviceResult& result) {
-  switch (result.status) {
-    case ExitStatus::kUnusable:
-      return "input: " + visible(result.inputError);
-    case ExitStatus::kFault:
-      return "fault: " + visible(whyNoVerdict(result.outcome));
-    case ExitStatus::kNoVerdict:
-      return "no verdict: " + visible(whyNoVerdict(result.outcome));
-    default:
-      return namesOfFailed(*result.outcome.records);
-  }
-}
-
 }  // namespace
 
 DeviceResult DeviceChecker::check(Line& line) {
@@ -99,27 +79,6 @@ Value DeviceChecker::idOf(const Line& line, const std::optional<Value>& content)
     if (std::optional<Value> id = reader_.read(text, ignored)) return *std::move(id);
   }
   return Value(static_cast<std::int64_t>(line.number));
-}
-
-void appendJson(std::string& out, const DeviceResult& result) {
-  out += "{\"id\": ";
-  appendJson(out, result.id);
-  out += ", ";
-  if (result.status == ExitStatus::kUnusable) {
-    out += "\"input_error\": ";
-    appendJsonString(out, result.inputError);
-  } else {
-    appendOutcome(out, result.outcome);
-  }
-  out += "}\n";
-}
-
-void appendText(std::string& out, const DeviceResult& result, const Screen& screen) {
-  const bool pass = result.passed();
-  std::string line = fmt::format("{}  {}", pass ? "pass" : "FAIL", lineOf(&result.id));
-  if (!pass) line += "  " + findings(result);
-  if (screen.width) line = shortened(line, *screen.width);
-  out += styled(line, pass ? Style::kPlain : Style::kBad, screen) + "\n";
 }
 
 }  // namespace tavik::tool

@@ -1,15 +1,13 @@
 /// @file
-/// The rule documents of a command line: what they are trusted by, and the kernel made of the rule library.
-#ifndef TAVIK_TOOL_RULES_DOCUMENTS_H
-#define TAVIK_TOOL_RULES_DOCUMENTS_H
+/// What the rule documents of a command line are trusted by, and where the log goes.
+#ifndef TAVIK_TOOL_RULES_HOST_PLATFORM_H
+#define TAVIK_TOOL_RULES_HOST_PLATFORM_H
 
 #include <tavik/Platform.h>
 #include <tavik/StationPlatform.h>
-#include <tavik/ZRTTavikKernel.h>
 
 #include <atomic>
 #include <cstdint>
-#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -70,17 +68,6 @@ class LogCapture {
 
 /// Says on standard error, in the name of a command, that signatures are not checked.
 void warnWhenUnsigned(std::string_view command, const PlatformOptions& options);
-
-/// The content of a rule document, which messages call by `name`. Raises `Failure` when it is not trusted or holds no
-/// entries.
-Dictionary validatedContent(const std::string& name, const Dictionary& document, const HostPlatform& platform);
-
-/// The same; raises `Failure` also when it has no "version": then there is nothing to check a device with.
-Dictionary trustedContent(const std::string& name, const Dictionary& document, const HostPlatform& platform);
-
-/// Makes the kernel of a rule library, which messages call by `name`. Raises `Failure` when it is not trusted or empty.
-std::unique_ptr<ZRTTavikKernel> openKernel(const std::string& name, const Dictionary& library,
-                                           const std::shared_ptr<const HostPlatform>& platform);
 
 }  // namespace tavik::tool
 

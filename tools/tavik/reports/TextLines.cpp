@@ -1,0 +1,54 @@
+// A line for each device, for people: the verdict, the id, and what failed.
+
+#include <fmt/format.h>
+
+#include "reports/Report.h"
+#include "text/Text.h"
+
+namespace tavik::tool {
+namespace {
+
+std::string namesOfFailed(const Array& records) {
+  std::string names;
+  for (const Value& record : records) {
+    if (passed(record)) continue;
+    names += (names.empty() ? "" : ", ") + lineOf(record.ifDictionary()->find("rule"));
+  }
+  return names;
+}
+
+/// What failed, in a few words.
+std::string whyNotPassed(const DeviceResult& result) {
+  switch (result.status) {
+    case ExitStatus::kUnusable:
+      return "input: " + visible(result.inputError);
+    case ExitStatus::kFault:
+      return "fault: " + visible(whyNoVerdict(result.outcome));
+    case ExitStatus::kNoVerdict:
+      return "no verdict: " + visible(whyNoVerdict(result.outcome));
+    default:
+      return namesOfFailed(*result.outcome.records);
+  }
+}
+
+class TextLines : public ResultWriter {
+ public:
+  void add(std::string& out, std::size_t line, const DeviceResult& result) override;
+
+ private:
+  Screen screen_ = Screen::standardOutput();
+};
+
+void TextLines::add(std::string& out, std::size_t /*line*/, const DeviceResult& result) {
+  const bool pass = result.passed();
+  std::string line = fmt::format("{}  {}", pass ? "pass" : "FAIL", lineOf(&result.id));
+  if (!pass) line += "  " + whyNotPassed(result);
+  if (screen_.width) line = shortened(line, *screen_.width);
+  out += styled(line, pass ? Style::kPlain : Style::kBad, screen_) + "\n";
+}
+
+}  // namespace
+
+std::unique_ptr<ResultWriter> makeTextWriter() { return std::make_unique<TextLines>(); }
+
+}  // namespace tavik::tool
