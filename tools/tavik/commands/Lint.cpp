@@ -13,9 +13,9 @@
 #include "io/Inputs.h"
 #include "io/StandardError.h"
 #include "io/StandardOutput.h"
-#include "lint/Documents.h"
 #include "lint/LintReport.h"
-#include "lint/Reference.h"
+#include "lint/LintedDocuments.h"
+#include "lint/Pages.h"
 #include "reports/Sarif.h"
 #include "rules/HostPlatform.h"
 #include "rules/RuleDocuments.h"
@@ -91,7 +91,7 @@ ExitStatus runLint(const LintOptions& options) {
   for (const std::string& file : options.rules) documents.push_back(reader.read(Document::Role::kRules, file));
   reader.checkLog();
 
-  const lint::Documents parts(documents);
+  const lint::LintedDocuments parts(documents);
   lint::Reporter reporter;
   runChecks(parts, reporter);
   if (reporter.dropped() != 0) {

@@ -163,7 +163,7 @@ std::string namesIn(const Dictionary& entries) {
   return text;
 }
 
-/// A change as its kind, its rule or a sentence, and lines below.
+/// A change as its category, its rule or a sentence, and lines below.
 struct ChangeText {
   std::string_view mark;
   std::string title;
@@ -172,22 +172,22 @@ struct ChangeText {
 
 ChangeText textOf(const RuleChange& change) {
   const std::string rule = visible(change.rule);
-  switch (change.kind) {
-    case RuleChange::Kind::kGained:
+  switch (change.category) {
+    case RuleChange::Category::kGained:
       return {"gained", rule, wholeRule(change.after, change.valueFromAfter)};
-    case RuleChange::Kind::kLost:
+    case RuleChange::Category::kLost:
       return {"lost", rule};
-    case RuleChange::Kind::kChanged:
+    case RuleChange::Category::kChanged:
       return {"changed", rule, changedEntries(change)};
-    case RuleChange::Kind::kForwards:
+    case RuleChange::Category::kForwards:
       return {"order",
               "the last of these rules to forward attributes is the one that counts",
               {"old: " + namesIn(change.before), "new: " + namesIn(change.after)}};
-    case RuleChange::Kind::kAccepted:
+    case RuleChange::Category::kAccepted:
       return {"accepted", "got no rules: " + lineOf(change.before.find("reason"))};
-    case RuleChange::Kind::kRefused:
+    case RuleChange::Category::kRefused:
       return {"refused", "get no rules any more: " + lineOf(change.after.find("reason"))};
-    case RuleChange::Kind::kRefusal:
+    case RuleChange::Category::kRefusal:
       break;
   }
   return {"refused",

@@ -72,7 +72,7 @@ Dictionary effectiveRule(const RuleOrigin& rule) {
 }
 
 std::optional<RuleChange> differenceOf(const RuleOrigin& before, const RuleOrigin& after) {
-  RuleChange change{.kind = RuleChange::Kind::kChanged,
+  RuleChange change{.category = RuleChange::Category::kChanged,
                     .rule = std::string(before.name),
                     .before = {},
                     .after = {},
@@ -133,9 +133,9 @@ Dictionary reason(const std::optional<Error>& error) {
   return error ? Dictionary{{"reason", reasonOf(*error)}} : Dictionary();
 }
 
-std::string_view nameOf(RuleChange::Kind kind) {
+std::string_view nameOf(RuleChange::Category category) {
   constexpr std::string_view kNames[] = {"gained", "lost", "changed", "forwards", "accepted", "refused", "refusal"};
-  return kNames[static_cast<std::size_t>(kind)];
+  return kNames[static_cast<std::size_t>(category)];
 }
 
 std::optional<Value> valueOf(const std::optional<std::string>& text) {
@@ -145,10 +145,10 @@ std::optional<Value> valueOf(const std::optional<std::string>& text) {
 }  // namespace
 
 Value RuleChange::value() const {
-  Dictionary object{{"change", nameOf(kind)}};
+  Dictionary object{{"change", nameOf(category)}};
   if (!rule.empty()) object.set("rule", rule);
-  if (kind != Kind::kGained) object.set("old", before);
-  if (kind != Kind::kLost) object.set("new", after);
+  if (category != Category::kGained) object.set("old", before);
+  if (category != Category::kLost) object.set("new", after);
   if (!valueFromBefore.empty()) object.set("old_value_from", valueFromBefore);
   if (!valueFromAfter.empty()) object.set("new_value_from", valueFromAfter);
   return object;
@@ -169,10 +169,10 @@ void RuleChanges::compare(std::size_t kind, const RuleOrigins& before, const Rul
   const auto is = after.of(wanted, wantedRegion, errorAfter);
   if (was && is) return compareRules(kind, *was, *is);
   if (!was && !is && reasonOf(*errorBefore) == reasonOf(*errorAfter)) return;
-  const RuleChange::Kind what = was  ? RuleChange::Kind::kRefused
-                                : is ? RuleChange::Kind::kAccepted
-                                     : RuleChange::Kind::kRefusal;
-  add(kind, {.kind = what,
+  const RuleChange::Category what = was  ? RuleChange::Category::kRefused
+                                    : is ? RuleChange::Category::kAccepted
+                                         : RuleChange::Category::kRefusal;
+  add(kind, {.category = what,
              .rule = {},
              .before = reason(errorBefore),
              .after = reason(errorAfter),
@@ -187,7 +187,7 @@ void RuleChanges::compareRules(std::size_t kind, const RuleOrigins::Device& befo
   for (const RuleOrigin& rule : after.rules) {
     const auto old = remaining.find(rule.name);
     if (old == remaining.end()) {
-      add(kind, {.kind = RuleChange::Kind::kGained,
+      add(kind, {.category = RuleChange::Category::kGained,
                  .rule = std::string(rule.name),
                  .before = {},
                  .after = effectiveRule(rule),
@@ -200,7 +200,7 @@ void RuleChanges::compareRules(std::size_t kind, const RuleOrigins::Device& befo
   }
   for (const RuleOrigin& rule : before.rules) {
     if (!remaining.contains(rule.name)) continue;
-    add(kind, {.kind = RuleChange::Kind::kLost,
+    add(kind, {.category = RuleChange::Category::kLost,
                .rule = std::string(rule.name),
                .before = effectiveRule(rule),
                .after = {},
@@ -212,7 +212,7 @@ void RuleChanges::compareRules(std::size_t kind, const RuleOrigins::Device& befo
   const auto was = thoseIn(forwarded, forward);
   const auto is = thoseIn(forward, forwarded);
   if (was == is) return;
-  add(kind, {.kind = RuleChange::Kind::kForwards,
+  add(kind, {.category = RuleChange::Category::kForwards,
              .rule = {},
              .before = listed(was),
              .after = listed(is),

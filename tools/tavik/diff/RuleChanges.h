@@ -20,7 +20,7 @@
 namespace tavik::tool {
 
 struct RuleChange {
-  enum class Kind : std::uint8_t {
+  enum class Category : std::uint8_t {
     kGained,
     kLost,
     kChanged,   ///< the rule is another one
@@ -30,7 +30,7 @@ struct RuleChange {
     kRefusal,   ///< they get none for another reason
   };
 
-  Kind kind;
+  Category category;
   std::string rule;  ///< of the first three
   /// Of a rule, the entries that differ, with "value" as it is expected: all of one that is gained or lost. Of
   /// kForwards "rules", of the last three "reason".

@@ -19,7 +19,7 @@ namespace tavik::tool::lint {
 
 class Reporter;
 class Rule;
-struct Documents;
+struct LintedDocuments;
 
 enum class Severity : std::uint8_t {
   kError,        ///< ends the check, or makes a rule pass or fail whatever the device says
@@ -43,7 +43,7 @@ struct Check {
   void (*ofDefinition)(const Rule& rule, Reporter& reporter) = nullptr;
   /// The same and, where another value or none can make a difference, a rule as a local entry makes it.
   void (*ofRule)(const Rule& rule, Reporter& reporter) = nullptr;
-  void (*ofDocuments)(const Documents& documents, Reporter& reporter) = nullptr;
+  void (*ofDocuments)(const LintedDocuments& documents, Reporter& reporter) = nullptr;
 };
 
 std::span<const Check> ruleChecks();

@@ -7,7 +7,7 @@
 #include <unordered_map>
 #include <unordered_set>
 
-#include "lint/Documents.h"
+#include "lint/LintedDocuments.h"
 #include "lint/ValueWalk.h"
 #include "text/Text.h"
 
@@ -21,7 +21,7 @@ constexpr std::string_view kEntryKeys[] = {"value"};
 constexpr std::string_view kExtraRules = "extra-rules";  // which is another finding
 constexpr std::string_view kTopKeys[] = {"version", "MPNRules", "GenericRules", "RuleSets", kExtraRules};
 
-void forEachEntry(const Documents& documents, const auto& visit) {
+void forEachEntry(const LintedDocuments& documents, const auto& visit) {
   for (const LocalRules& rules : documents.localRules) {
     for (const Layer& layer : rules.layers()) {
       if (!layer.isReached) continue;
@@ -30,7 +30,7 @@ void forEachEntry(const Documents& documents, const auto& visit) {
   }
 }
 
-void noVersion(const Documents& documents, Reporter& reporter) {
+void noVersion(const LintedDocuments& documents, Reporter& reporter) {
   const auto check = [&](const Place& root) {
     if (root.value().ifDictionary()->contains("version")) return;
     reporter.at(root, "",
@@ -41,7 +41,7 @@ void noVersion(const Documents& documents, Reporter& reporter) {
   for (const LocalRules& rules : documents.localRules) check(rules.root());
 }
 
-void malformedDefinition(const Documents& documents, Reporter& reporter) {
+void malformedDefinition(const LintedDocuments& documents, Reporter& reporter) {
   for (const auto [name, value] : *documents.library.value().ifDictionary()) {
     if (name == "version" || value.ifDictionary() != nullptr) continue;
     reporter.at(documents.library.entry(name, value), name,
@@ -50,7 +50,7 @@ void malformedDefinition(const Documents& documents, Reporter& reporter) {
   }
 }
 
-void ruleNamedLikeSet(const Documents& documents, Reporter& reporter) {
+void ruleNamedLikeSet(const LintedDocuments& documents, Reporter& reporter) {
   for (const std::string_view name : documents.ruleNames) {
     if (!namesSet(name)) continue;
     reporter.atKey(documents.library.entry(name, *documents.definition(name)), name,
@@ -59,7 +59,7 @@ void ruleNamedLikeSet(const Documents& documents, Reporter& reporter) {
   }
 }
 
-void sourceSpelling(const Documents& documents, Reporter& reporter) {
+void sourceSpelling(const LintedDocuments& documents, Reporter& reporter) {
   std::unordered_map<std::string, std::string_view> spellings;
   for (const std::string_view name : documents.ruleNames) {
     const Rule rule(documents.library.entry(name, *documents.definition(name)), name, nullptr);
@@ -78,7 +78,7 @@ void sourceSpelling(const Documents& documents, Reporter& reporter) {
   }
 }
 
-void unusedRule(const Documents& documents, Reporter& reporter) {
+void unusedRule(const LintedDocuments& documents, Reporter& reporter) {
   if (documents.localRules.empty()) return;
   std::unordered_set<std::string_view> used;
   forEachEntry(documents, [&](const LocalRules&, const Entry& entry) { used.insert(entry.name); });
@@ -89,7 +89,7 @@ void unusedRule(const Documents& documents, Reporter& reporter) {
   }
 }
 
-void notADictionary(const Documents& documents, Reporter& reporter) {
+void notADictionary(const LintedDocuments& documents, Reporter& reporter) {
   const auto report = [&](const Place& place, std::string_view rule, const std::string& whom) {
     reporter.at(place, rule,
                 {fmt::format("{} is {}, not a dictionary.", shown(place.key()), kindName(place.value().kind())),
@@ -114,7 +114,7 @@ std::string adviceFor(const LocalRules& rules, const Entry& entry) {
   return "Spell it as the library does, or define it there.";
 }
 
-void undefinedRule(const Documents& documents, Reporter& reporter) {
+void undefinedRule(const LintedDocuments& documents, Reporter& reporter) {
   std::vector<std::string_view> known = documents.ruleNames;
   known.push_back(kRegionRules);
   forEachEntry(documents, [&](const LocalRules& rules, const Entry& entry) {
@@ -128,15 +128,15 @@ void undefinedRule(const Documents& documents, Reporter& reporter) {
   });
 }
 
-void unknownRuleSet(const Documents& documents, Reporter& reporter) {
+void unknownRuleSet(const LintedDocuments& documents, Reporter& reporter) {
   for (const LocalRules& rules : documents.localRules) {
     std::vector<std::string_view> known;
     for (const Layer& layer : rules.layers()) {
-      if (layer.kind == Layer::Kind::kSet) known.push_back(layer.name);
+      if (layer.category == Layer::Category::kSet) known.push_back(layer.name);
     }
     const Dictionary* sets = rules.root().value().ifDictionary()->findDictionary("RuleSets");
     for (const Layer& layer : rules.layers()) {
-      if (layer.kind == Layer::Kind::kSet) continue;
+      if (layer.category == Layer::Category::kSet) continue;
       for (const Entry* entry : layer.setNames) {
         if (sets != nullptr && sets->contains(entry->name)) continue;  // what is none is another finding
         reporter.atKey(
@@ -149,7 +149,7 @@ void unknownRuleSet(const Documents& documents, Reporter& reporter) {
   }
 }
 
-void nestedRuleSet(const Documents& documents, Reporter& reporter) {
+void nestedRuleSet(const LintedDocuments& documents, Reporter& reporter) {
   forEachEntry(documents, [&](const LocalRules& rules, const Entry& entry) {
     if (!rules.unexpanded().contains(&entry) || documents.definition(entry.name) != nullptr) return;
     reporter.atKey(
@@ -163,19 +163,19 @@ void nestedRuleSet(const Documents& documents, Reporter& reporter) {
 }
 
 std::string nameOf(const Layer& layer) {
-  switch (layer.kind) {
-    case Layer::Kind::kGeneric:
+  switch (layer.category) {
+    case Layer::Category::kGeneric:
       return "\"GenericRules\"";
-    case Layer::Kind::kSet:
+    case Layer::Category::kSet:
       return "the set " + shown(layer.name);
-    case Layer::Kind::kPartNumber:
-    case Layer::Kind::kRegion:
+    case Layer::Category::kPartNumber:
+    case Layer::Category::kRegion:
       break;
   }
   return layer.whom();
 }
 
-void droppedValue(const Documents& documents, Reporter& reporter) {
+void droppedValue(const LintedDocuments& documents, Reporter& reporter) {
   forEachEntry(documents, [&](const LocalRules& rules, const Entry& entry) {
     if (entry.replacedBy == nullptr) return;
     const Value& dropped = *entry.expected();
@@ -190,7 +190,7 @@ void droppedValue(const Documents& documents, Reporter& reporter) {
   });
 }
 
-void extraRules(const Documents& documents, Reporter& reporter) {
+void extraRules(const LintedDocuments& documents, Reporter& reporter) {
   for (const LocalRules& rules : documents.localRules) {
     const Value* extra = rules.root().value().ifDictionary()->find(kExtraRules);
     if (extra == nullptr) continue;
@@ -229,7 +229,7 @@ void unreadKeyOfValue(const Rule& rule, Reporter& reporter) {
   if (rule.entry() == nullptr) unreadKeyOfDefinition(rule, reporter);
 }
 
-void unreadKeyOfEntry(const Documents& documents, const Entry& entry, Reporter& reporter) {
+void unreadKeyOfEntry(const LintedDocuments& documents, const Entry& entry, Reporter& reporter) {
   const bool isSet = namesSet(entry.name);
   if (entry.value->ifDictionary() == nullptr || (!isSet && documents.definition(entry.name) == nullptr)) return;
   if (isSet) {
@@ -239,17 +239,17 @@ void unreadKeyOfEntry(const Documents& documents, const Entry& entry, Reporter& 
   }
 }
 
-void unreadKeyOfLocalRules(const Documents& documents, Reporter& reporter) {
+void unreadKeyOfLocalRules(const LintedDocuments& documents, Reporter& reporter) {
   for (const LocalRules& rules : documents.localRules) {
     reportUnread(rules.root(), "", kTopKeys, "A document of local rules", reporter);
   }
   forEachEntry(documents, [&](const LocalRules&, const Entry& entry) { unreadKeyOfEntry(documents, entry, reporter); });
 }
 
-void unusedRuleSet(const Documents& documents, Reporter& reporter) {
+void unusedRuleSet(const LintedDocuments& documents, Reporter& reporter) {
   for (const LocalRules& rules : documents.localRules) {
     for (const Layer& layer : rules.layers()) {
-      if (layer.kind != Layer::Kind::kSet || layer.isReached) continue;
+      if (layer.category != Layer::Category::kSet || layer.isReached) continue;
       reporter.atKey(layer.place, "",
                      {namesSet(layer.name) ? fmt::format("Nothing names the set {}.", shown(layer.name))
                                            : fmt::format("The name {} does not end in \"RuleSet\".", shown(layer.name)),
@@ -258,7 +258,7 @@ void unusedRuleSet(const Documents& documents, Reporter& reporter) {
   }
 }
 
-void noRules(const Documents& documents, Reporter& reporter) {
+void noRules(const LintedDocuments& documents, Reporter& reporter) {
   for (const LocalRules& rules : documents.localRules) {
     for (const Place& place : rules.withoutRules()) {
       const bool isTable = place.key() == "MPNRules" || place.key() == kRegionRules;

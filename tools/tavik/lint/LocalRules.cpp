@@ -12,14 +12,14 @@ constexpr std::string_view kEveryDevice = "every device";
 /// A region says more about a device than its part number, and a set, which part numbers choose, more than the generic
 /// entries.
 int specificity(const Layer& layer) {
-  switch (layer.kind) {
-    case Layer::Kind::kGeneric:
+  switch (layer.category) {
+    case Layer::Category::kGeneric:
       return 0;
-    case Layer::Kind::kSet:
+    case Layer::Category::kSet:
       return 1;
-    case Layer::Kind::kPartNumber:
+    case Layer::Category::kPartNumber:
       return 2;
-    case Layer::Kind::kRegion:
+    case Layer::Category::kRegion:
       break;
   }
   return 3;
@@ -40,14 +40,14 @@ Entry* Layer::find(std::string_view entryName) const {
 }
 
 std::string Layer::whom() const {
-  switch (kind) {
-    case Kind::kPartNumber:
+  switch (category) {
+    case Category::kPartNumber:
       return "part number " + shown(partNumber);
-    case Kind::kRegion:
+    case Category::kRegion:
       return fmt::format("part number {} in region {}", shown(partNumber), shown(name));
-    case Kind::kSet:
+    case Category::kSet:
       return "every device that gets the set " + shown(name);
-    case Kind::kGeneric:
+    case Category::kGeneric:
       break;
   }
   return std::string(kEveryDevice);
@@ -74,12 +74,13 @@ const Dictionary* LocalRules::topDictionary(std::string_view key) {
   return dictionary(places_.emplace_back(root_.entry(key, *value)), std::string(kEveryDevice));
 }
 
-Layer& LocalRules::addLayer(Layer::Kind kind, const Place& place, std::string_view partNumber, std::string_view name) {
-  Layer& layer = layers_.emplace_back(kind, place, partNumber, name);
+Layer& LocalRules::addLayer(Layer::Category category, const Place& place, std::string_view partNumber,
+                            std::string_view name) {
+  Layer& layer = layers_.emplace_back(category, place, partNumber, name);
   const Dictionary& dictionary = *place.value().ifDictionary();
   layer.entries.reserve(dictionary.size());
   for (const auto [key, value] : dictionary) {
-    if (kind == Layer::Kind::kPartNumber && key == kRegionRules) continue;
+    if (category == Layer::Category::kPartNumber && key == kRegionRules) continue;
     layer.entries.push_back({.name = key, .value = &value, .layer = &layer});
     layer.byName.emplace(key, &layer.entries.back());
     if (namesSet(key)) layer.setNames.push_back(&layer.entries.back());
@@ -88,7 +89,7 @@ Layer& LocalRules::addLayer(Layer::Kind kind, const Place& place, std::string_vi
 }
 
 void LocalRules::readGeneric() {
-  if (topDictionary("GenericRules") != nullptr) generic_ = &addLayer(Layer::Kind::kGeneric, places_.back(), {}, {});
+  if (topDictionary("GenericRules") != nullptr) generic_ = &addLayer(Layer::Category::kGeneric, places_.back(), {}, {});
 }
 
 void LocalRules::readSets() {
@@ -98,7 +99,7 @@ void LocalRules::readSets() {
   for (const auto [name, value] : *sets) {
     const Place where = place.entry(name, value);
     if (dictionary(where, "every device that gets the set " + shown(name)) == nullptr) continue;
-    Layer& layer = addLayer(Layer::Kind::kSet, where, {}, name);
+    Layer& layer = addLayer(Layer::Category::kSet, where, {}, name);
     sets_.emplace(name, &layer);
     for (const Entry& entry : layer.entries) ++setsWith_[entry.name];
   }
@@ -106,7 +107,7 @@ void LocalRules::readSets() {
 
 void LocalRules::findContested() {
   for (Layer& layer : layers_) {
-    const std::size_t itself = layer.kind == Layer::Kind::kSet ? 1 : 0;
+    const std::size_t itself = layer.category == Layer::Category::kSet ? 1 : 0;
     for (Entry& entry : layer.entries) {
       const auto sets = setsWith_.find(entry.name);
       if (sets != setsWith_.end() && sets->second > itself) layer.contested.push_back(&entry);
@@ -127,7 +128,7 @@ void LocalRules::readPartNumbers() {
 }
 
 void LocalRules::readPartNumber(const Place& place, std::string_view partNumber) {
-  Layer& own = addLayer(Layer::Kind::kPartNumber, place, partNumber, {});
+  Layer& own = addLayer(Layer::Category::kPartNumber, place, partNumber, {});
   const Value* regionsValue = place.value().ifDictionary()->find(kRegionRules);
   if (regionsValue == nullptr) return assemble({.own = &own, .whom = own.whom()});
   const Place& regionsPlace = places_.emplace_back(own.place.entry(kRegionRules, *regionsValue));
@@ -144,7 +145,7 @@ void LocalRules::readPartNumber(const Place& place, std::string_view partNumber)
     const Place where = regionsPlace.entry(name, value);
     const std::string whom = fmt::format("{} in region {}", own.whom(), shown(name));
     if (dictionary(where, whom) == nullptr) continue;
-    Layer& region = addLayer(Layer::Kind::kRegion, where, partNumber, name);
+    Layer& region = addLayer(Layer::Category::kRegion, where, partNumber, name);
     assemble({.own = &own, .region = &region, .regionIndex = before, .whom = whom});
     ++count;
   }
@@ -193,7 +194,7 @@ void LocalRules::findSets(Device& device) {
 void LocalRules::reach(Layer* layer) {
   if (layer == nullptr || layer->isReached) return;
   layer->isReached = true;
-  if (layer->kind == Layer::Kind::kPartNumber || layer->kind == Layer::Kind::kRegion) return;
+  if (layer->category == Layer::Category::kPartNumber || layer->category == Layer::Category::kRegion) return;
   for (Entry& entry : layer->entries) entry.holds = true;
   for (Entry* entry : layer->contested) entry->holds = false;
 }

@@ -42,12 +42,12 @@ struct Entry {
 
 /// Entries that stand together.
 struct Layer {
-  enum class Kind : std::uint8_t { kPartNumber, kRegion, kGeneric, kSet };
+  enum class Category : std::uint8_t { kPartNumber, kRegion, kGeneric, kSet };
 
-  Layer(Kind layerKind, const Place& where, std::string_view part, std::string_view of)
-      : kind(layerKind), place(where), partNumber(part), name(of) {}
+  Layer(Category layerCategory, const Place& where, std::string_view part, std::string_view of)
+      : category(layerCategory), place(where), partNumber(part), name(of) {}
 
-  Kind kind;
+  Category category;
   Place place;
   std::string_view partNumber;  ///< of kPartNumber and kRegion
   std::string_view name;        ///< of the region or set
@@ -100,7 +100,7 @@ class LocalRules {
 
   const Dictionary* dictionary(const Place& place, std::string whom);
   const Dictionary* topDictionary(std::string_view key);
-  Layer& addLayer(Layer::Kind kind, const Place& place, std::string_view partNumber, std::string_view name);
+  Layer& addLayer(Layer::Category category, const Place& place, std::string_view partNumber, std::string_view name);
   void readGeneric();
   void readSets();
   void findContested();

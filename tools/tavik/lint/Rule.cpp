@@ -41,12 +41,12 @@ std::vector<std::string_view> wordsOf(std::string_view expression) {
   return words;
 }
 
-Rule::Outcome negated(Rule::Outcome outcome) {
-  if (outcome == Rule::Outcome::kFails) return Rule::Outcome::kPasses;
-  return outcome == Rule::Outcome::kPasses ? Rule::Outcome::kFails : outcome;
+Rule::Forecast negated(Rule::Forecast forecast) {
+  if (forecast == Rule::Forecast::kFails) return Rule::Forecast::kPasses;
+  return forecast == Rule::Forecast::kPasses ? Rule::Forecast::kFails : forecast;
 }
 
-std::string_view verbOf(Rule::Outcome outcome) { return outcome == Rule::Outcome::kFails ? "fails" : "passes"; }
+std::string_view verbOf(Rule::Forecast forecast) { return forecast == Rule::Forecast::kFails ? "fails" : "passes"; }
 
 }  // namespace
 
@@ -104,35 +104,35 @@ void Rule::readExpression() {
                          operands_[0].facts->firstReferenceMayBeValue;
 }
 
-std::string Rule::sentence(Outcome outcome) const {
+std::string Rule::sentence(Forecast forecast) const {
   const std::string whom = entry_ == nullptr ? "every device" : entry_->layer->whom();
-  switch (outcome) {
-    case Outcome::kFails:
+  switch (forecast) {
+    case Forecast::kFails:
       return fmt::format("The rule fails for {}.", whom);
-    case Outcome::kPasses:
+    case Forecast::kPasses:
       return fmt::format("The rule passes for {}, whatever the device says.", whom);
-    case Outcome::kFault:
+    case Forecast::kFault:
       return fmt::format("A fault ends the check of {} that has the rule's attribute: no rule gets a record.",
                          entry_ == nullptr ? "every device" : whom);
-    case Outcome::kOpen:
+    case Forecast::kOpen:
       break;
   }
   return "";
 }
 
-std::string Rule::consequence(const Operand& operand, Outcome outcome) const {
-  if (referencesAreMalformed_) return sentence(Outcome::kFails);
-  if (outcome == Outcome::kFault || operator_ == Operator::kNone) return sentence(outcome);
+std::string Rule::consequence(const Operand& operand, Forecast forecast) const {
+  if (referencesAreMalformed_) return sentence(Forecast::kFails);
+  if (forecast == Forecast::kFault || operator_ == Operator::kNone) return sentence(forecast);
   if (operator_ == Operator::kNot) {
-    return fmt::format("\"{}\" always {}, and NOT turns that round. {}", operand.word, verbOf(outcome),
-                       sentence(negated(outcome)));
+    return fmt::format("\"{}\" always {}, and NOT turns that round. {}", operand.word, verbOf(forecast),
+                       sentence(negated(forecast)));
   }
-  const bool decides = (operator_ == Operator::kAnd) == (outcome == Outcome::kFails);
-  if (decides) return sentence(outcome);
+  const bool decides = (operator_ == Operator::kAnd) == (forecast == Forecast::kFails);
+  if (decides) return sentence(forecast);
   const Operand& other = &operand == &operands_[0] ? operands_[1] : operands_[0];
-  const Outcome others = outcomeOf(*this, other);
-  const std::string first = fmt::format("\"{}\" always {}", operand.word, verbOf(outcome));
-  if (others != Outcome::kFails && others != Outcome::kPasses) {
+  const Forecast others = forecastOf(*this, other);
+  const std::string first = fmt::format("\"{}\" always {}", operand.word, verbOf(forecast));
+  if (others != Forecast::kFails && others != Forecast::kPasses) {
     return fmt::format("{}, so only \"{}\" decides.", first, other.word);
   }
   return fmt::format("{}, and \"{}\" always {}. {}", first, other.word, verbOf(others), sentence(others));

@@ -30,7 +30,7 @@ class Rule {
   };
   enum class Operator : std::uint8_t { kNone, kNot, kAnd, kOr };
   /// What becomes of a predicate, or of the rule, for every device.
-  enum class Outcome : std::uint8_t { kFails, kPasses, kFault, kOpen };
+  enum class Forecast : std::uint8_t { kFails, kPasses, kFault, kOpen };
 
   /// `entry`: null for the definition by itself.
   Rule(const Place& definition, std::string_view name, const Entry* entry);
@@ -80,9 +80,9 @@ class Rule {
   }
 
   /// What follows for the rule when one of its predicates always ends so.
-  [[nodiscard]] std::string consequence(const Operand& operand, Outcome outcome) const;
+  [[nodiscard]] std::string consequence(const Operand& operand, Forecast forecast) const;
   /// "The rule fails for every device."
-  [[nodiscard]] std::string sentence(Outcome outcome) const;
+  [[nodiscard]] std::string sentence(Forecast forecast) const;
 
  private:
   void readReferences();

@@ -12,7 +12,7 @@
 namespace tavik::tool::lint {
 namespace {
 
-using Outcome = Rule::Outcome;
+using Forecast = Rule::Forecast;
 using Operator = Rule::Operator;
 
 std::span<const std::string_view> knownWords() {
@@ -58,7 +58,7 @@ void unknownPredicate(const Rule& rule, Reporter& reporter) {
     reporter.at(
         rule.expressionPlace(), rule.name(),
         {fmt::format("There is no predicate {}{}", shown(operand.word), reporter.endingFor(operand.word, knownWords())),
-         rule.consequence(operand, Outcome::kFails), "Name one that docs/predicates.md lists."});
+         rule.consequence(operand, Forecast::kFails), "Name one that docs/predicates.md lists."});
   }
 }
 
@@ -78,7 +78,7 @@ void wrongForm(const Rule& rule, Reporter& reporter) {
     if (operand.facts->takesReferences) {
       reporter.at(rule.expressionPlace(), rule.name(),
                   {fmt::format("\"{}\" needs references, and the rule has no \"references\".", operand.word),
-                   rule.consequence(operand, Outcome::kFails), "List those that docs/predicates.md names for it."});
+                   rule.consequence(operand, Forecast::kFails), "List those that docs/predicates.md names for it."});
       continue;
     }
     const bool byLocalValue =
@@ -86,14 +86,14 @@ void wrongForm(const Rule& rule, Reporter& reporter) {
     reporter.at(byLocalValue ? *rule.value() : rule.referencesPlace(), rule.name(),
                 {fmt::format("\"{}\" is called with references, which makes it an unknown predicate: {}.", operand.word,
                              whyCalledWithReferences(rule, *operand.facts)),
-                 rule.consequence(operand, Outcome::kFails), "Leave out the references, or the value."});
+                 rule.consequence(operand, Forecast::kFails), "Leave out the references, or the value."});
   }
 }
 
 void nothingToTake(const Rule& rule, Reporter& reporter) {
   if (!rule.takesFirstReference() || rule.referencesAreMalformed() || !rule.references().empty()) return;
   reporter.at(rule.referencesPlace(), rule.name(),
-              {"The list of references is empty, and there is no \"value\" either.", rule.sentence(Outcome::kFault),
+              {"The list of references is empty, and there is no \"value\" either.", rule.sentence(Forecast::kFault),
                "Give the rule a reference or a \"value\"."});
 }
 
@@ -106,7 +106,7 @@ void missingReference(const Rule& rule, Reporter& reporter) {
       reporter.at(rule.referencesPlace(), rule.name(),
                   {fmt::format("\"{}\" reads the reference \"{}\", which is not listed{}", operand.word, name,
                                reporter.endingFor(name, rule.referenceNames())),
-                   rule.consequence(operand, Outcome::kFails), "List it."});
+                   rule.consequence(operand, Forecast::kFails), "List it."});
     }
   }
 }
@@ -118,7 +118,7 @@ void wrongReferenceCount(const Rule& rule, Reporter& reporter) {
     if (!rule.isCalled(operand) || !operand.facts->readsTheOnlyReference || count == 1) continue;
     reporter.at(rule.referencesPlace(), rule.name(),
                 {fmt::format("\"{}\" takes exactly one reference, and there are {}.", operand.word, count),
-                 rule.consequence(operand, count == 0 ? Outcome::kFault : Outcome::kFails), "List one."});
+                 rule.consequence(operand, count == 0 ? Forecast::kFault : Forecast::kFails), "List one."});
   }
 }
 
@@ -173,7 +173,7 @@ void malformedReferences(const Rule& rule, Reporter& reporter) {
       if (value == nullptr || value->isString()) continue;
       reporter.at(reference.place.entry(key, *value), rule.name(),
                   {fmt::format("The \"{}\" of a reference is {}, not a string.", key, kindName(value->kind())),
-                   key == "source" ? rule.sentence(Outcome::kFails)
+                   key == "source" ? rule.sentence(Forecast::kFails)
                                    : "It counts as none: the rule's own attribute is looked up instead.",
                    "Write a string."});
     }
@@ -185,7 +185,7 @@ void missingAttribute(const Rule& rule, Reporter& reporter) {
   const auto place = rule.key("attribute");
   reporter.at(place ? *place : rule.definition(), rule.name(),
               {place ? "The \"attribute\" is no string, which counts as none." : "The rule has no \"attribute\".",
-               rule.sentence(rule.wantsAbsence() ? Outcome::kPasses : Outcome::kFails),
+               rule.sentence(rule.wantsAbsence() ? Forecast::kPasses : Forecast::kFails),
                "Name the device attribute that it is about."});
 }
 
@@ -214,10 +214,10 @@ void lostForwarding(const Rule& rule, Reporter& reporter) {
 void alwaysPasses(const Rule& rule, Reporter& reporter) {
   if (rule.combination() != Operator::kNot && rule.combination() != Operator::kOr) return;
   for (const Rule::Operand& operand : rule.operands()) {
-    if (!rule.isCalled(operand) || !operand.facts->forwards || outcomeOf(rule, operand) != Outcome::kPasses) continue;
+    if (!rule.isCalled(operand) || !operand.facts->forwards || forecastOf(rule, operand) != Forecast::kPasses) continue;
     reporter.at(rule.expressionPlace(), rule.name(),
                 {fmt::format("\"{}\" only forwards attributes: it passes for every device.", operand.word),
-                 rule.consequence(operand, Outcome::kPasses), "Make it a rule of its own, without NOT or OR."});
+                 rule.consequence(operand, Forecast::kPasses), "Make it a rule of its own, without NOT or OR."});
   }
 }
 
@@ -252,7 +252,7 @@ void attributeOfTwoKinds(const Rule& rule, Reporter& reporter) {
   if (left.facts->attribute.kinds.meets(right.facts->attribute.kinds)) return;
   reporter.at(rule.expressionPlace(), rule.name(),
               {fmt::format("No attribute is of a kind that both \"{}\" and \"{}\" take.", left.word, right.word),
-               rule.sentence(Outcome::kFails), "Make them two rules about two attributes."});
+               rule.sentence(Forecast::kFails), "Make them two rules about two attributes."});
 }
 
 constexpr Check kChecks[] = {

@@ -12,19 +12,19 @@
 namespace tavik::tool::lint {
 namespace {
 
-using Outcome = Rule::Outcome;
+using Forecast = Rule::Forecast;
 using Empty = ValueFacts::Empty;
 using ReadAs = ValueFacts::ReadAs;
 
 void missingValue(const Rule& rule, Reporter& reporter) {
   for (const Rule::Operand& operand : rule.operands()) {
     if (!rule.lacksValue(operand)) continue;
-    const Outcome outcome = outcomeOf(operand.facts->withoutValue);
-    if (outcome == Outcome::kOpen) continue;
+    const Forecast forecast = forecastOf(operand.facts->withoutValue);
+    if (forecast == Forecast::kOpen) continue;
     reporter.atKey(
         rule.ownPlace(), rule.name(),
         {fmt::format("\"{}\" has no expected value, neither from the library nor from this entry.", operand.word),
-         rule.consequence(operand, outcome), "Give the entry a \"value\", or the library's definition."});
+         rule.consequence(operand, forecast), "Give the entry a \"value\", or the library's definition."});
   }
 }
 
@@ -59,7 +59,7 @@ void wrongKind(const Rule& rule, Reporter& reporter) {
     const bool passedOver = part.facts.otherKind == ValueFacts::OtherKind::kPassedOver;
     if (what.empty() || (!part.alone && !passedOver)) return;
     reporter.at(part.place, rule.name(),
-                {what, passedOver ? "It counts as not there." : rule.consequence(part.operand, Outcome::kFails),
+                {what, passedOver ? "It counts as not there." : rule.consequence(part.operand, Forecast::kFails),
                  "Write one of that kind."});
   });
 }
@@ -72,7 +72,7 @@ void emptyValue(const Rule& rule, Reporter& reporter) {
         part.facts.empty == Empty::kPassesEmptyAlone
             ? fmt::format("\"{}\" passes only for an attribute that is empty itself.", part.operand.word)
             : rule.consequence(part.operand,
-                               part.facts.empty == Empty::kPassesAlways ? Outcome::kPasses : Outcome::kFails);
+                               part.facts.empty == Empty::kPassesAlways ? Forecast::kPasses : Forecast::kFails);
     reporter.at(part.place, rule.name(), {what, effect, "Fill it in, or leave the rule out."});
   });
 }
@@ -82,7 +82,7 @@ void impossibleText(const Rule& rule, Reporter& reporter) {
     const std::string what = impossibilityOf(part);
     if (what.empty() || !part.alone) return;
     reporter.at(part.place, rule.name(),
-                {what, rule.consequence(part.operand, Outcome::kFails), "Write it as the device has it."});
+                {what, rule.consequence(part.operand, Forecast::kFails), "Write it as the device has it."});
   });
 }
 
@@ -188,20 +188,21 @@ void numberOutOfRange(const Rule& rule, Reporter& reporter) {
     reporter.at(
         part.place, rule.name(),
         {fmt::format("There is no {} {}: they are 0 to {}.", part.facts.role, shown(part.place.value()), limit - 1),
-         rule.consequence(part.operand, Outcome::kFault), "Write one that there is."});
+         rule.consequence(part.operand, Forecast::kFault), "Write one that there is."});
   });
 }
 
 /// What becomes of devices without an entry of a value.
 std::string effectWithout(const EntryFacts& entry, const ValuePart& part) {
-  const Outcome outcome = outcomeOf(entry.without);
+  const Forecast forecast = forecastOf(entry.without);
   if (part.operand.facts->forwards) {
-    return outcome == Outcome::kFault ? "A fault ends the check of every device that it is for: no rule gets a record."
-                                      : "Every device counts as a match.";
+    return forecast == Forecast::kFault
+               ? "A fault ends the check of every device that it is for: no rule gets a record."
+               : "Every device counts as a match.";
   }
-  if (part.alone) return part.rule.consequence(part.operand, outcome);
-  return outcome == Outcome::kFails ? "No device ever passes by it; the rest of the value counts."
-                                    : "Devices that it is for pass, whatever they say.";
+  if (part.alone) return part.rule.consequence(part.operand, forecast);
+  return forecast == Forecast::kFails ? "No device ever passes by it; the rest of the value counts."
+                                      : "Devices that it is for pass, whatever they say.";
 }
 
 void missingEntry(const Rule& rule, Reporter& reporter) {
@@ -240,7 +241,7 @@ void maskMismatch(const Rule& rule, Reporter& reporter) {
       return;
     }
     reporter.at(part.place, rule.name(),
-                {what, rule.consequence(part.operand, Outcome::kFails),
+                {what, rule.consequence(part.operand, Forecast::kFails),
                  "Write both as long as the attribute, and no bit that the mask lacks."});
   });
 }

@@ -10,7 +10,7 @@ namespace tavik::tool::lint {
 namespace {
 
 using Empty = ValueFacts::Empty;
-using Outcome = Rule::Outcome;
+using Forecast = Rule::Forecast;
 
 std::string nounOf(const ValuePart& part) {
   if (!part.facts.role.empty()) return fmt::format("The {}", part.facts.role);
@@ -148,33 +148,33 @@ bool neverPasses(const ValuePart& part) {
   return allDead(part) || (dictionary != nullptr && lacksEntry(part, *dictionary));
 }
 
-Rule::Outcome outcomeOf(Without without) {
+Rule::Forecast forecastOf(Without without) {
   switch (without) {
     case Without::kFails:
-      return Outcome::kFails;
+      return Forecast::kFails;
     case Without::kPasses:
-      return Outcome::kPasses;
+      return Forecast::kPasses;
     case Without::kFault:
-      return Outcome::kFault;
+      return Forecast::kFault;
     case Without::kComparesWithZero:
     case Without::kComparesWithFalse:
     case Without::kSame:
       break;
   }
-  return Outcome::kOpen;
+  return Forecast::kOpen;
 }
 
-Rule::Outcome outcomeOf(const Rule& rule, const Rule::Operand& operand) {
-  if (!rule.isCalled(operand)) return Outcome::kFails;
+Rule::Forecast forecastOf(const Rule& rule, const Rule::Operand& operand) {
+  if (!rule.isCalled(operand)) return Forecast::kFails;
   const PredicateFacts& facts = *operand.facts;
   const auto isListed = [&](std::string_view name) { return std::ranges::count(rule.referenceNames(), name) != 0; };
-  if (!std::ranges::all_of(facts.references, isListed)) return Outcome::kFails;
-  if (rule.lacksValue(operand)) return outcomeOf(facts.withoutValue);
-  if (!rule.value() || facts.withoutValue == Without::kSame) return Outcome::kOpen;
+  if (!std::ranges::all_of(facts.references, isListed)) return Forecast::kFails;
+  if (rule.lacksValue(operand)) return forecastOf(facts.withoutValue);
+  if (!rule.value() || facts.withoutValue == Without::kSame) return Forecast::kOpen;
   const ValuePart whole = {rule, operand, facts.value, *rule.value(), true};
-  if (neverPasses(whole)) return Outcome::kFails;
-  if (facts.value.empty == Empty::kPassesAlways && isEmpty(whole)) return Outcome::kPasses;
-  return facts.forwards && !mayFault(whole) ? Outcome::kPasses : Outcome::kOpen;
+  if (neverPasses(whole)) return Forecast::kFails;
+  if (facts.value.empty == Empty::kPassesAlways && isEmpty(whole)) return Forecast::kPasses;
+  return facts.forwards && !mayFault(whole) ? Forecast::kPasses : Forecast::kOpen;
 }
 
 }  // namespace tavik::tool::lint

@@ -37,9 +37,9 @@ std::string impossibilityOf(const ValuePart& part);
 /// Nothing passes by the part.
 [[nodiscard]] bool neverPasses(const ValuePart& part);
 
-[[nodiscard]] Rule::Outcome outcomeOf(Without without);
+[[nodiscard]] Rule::Forecast forecastOf(Without without);
 /// What becomes of a predicate, as far as the documents say it.
-[[nodiscard]] Rule::Outcome outcomeOf(const Rule& rule, const Rule::Operand& operand);
+[[nodiscard]] Rule::Forecast forecastOf(const Rule& rule, const Rule::Operand& operand);
 
 }  // namespace tavik::tool::lint
 

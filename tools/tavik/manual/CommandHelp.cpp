@@ -57,7 +57,7 @@ std::optional<Block> itemOf(std::string_view line) {
   const std::string_view content = withoutIndentation(line);
   const std::size_t gap = content.find("  ");
   if (line.size() - content.size() != 2 || gap == std::string_view::npos) return std::nullopt;
-  return Block{Block::Kind::kItem, std::string(withoutIndentation(content.substr(gap))),
+  return Block{Block::Category::kItem, std::string(withoutIndentation(content.substr(gap))),
                std::string(content.substr(0, gap))};
 }
 
@@ -65,7 +65,7 @@ std::optional<Block> itemOf(std::string_view line) {
 /// taken as they are.
 void addIndented(std::vector<Block>& blocks, std::span<const std::string_view> lines) {
   if (!itemOf(lines.front())) {
-    blocks.push_back({Block::Kind::kLiteral, ""});
+    blocks.push_back({Block::Category::kLiteral, ""});
     for (const std::string_view line : lines) blocks.back().text.append(line.substr(2)).append("\n");
     return;
   }
@@ -84,9 +84,9 @@ void addBlocks(std::vector<Block>& blocks, std::span<const std::string_view> lin
   const bool isHeading = lines.size() > 1 && list - lines.begin() == 1 && lines.front().ends_with(':');
   if (isHeading) {
     const std::string_view heading = lines.front().substr(0, lines.front().size() - 1);
-    blocks.push_back({Block::Kind::kHeading, std::string(heading)});
+    blocks.push_back({Block::Category::kHeading, std::string(heading)});
   } else {
-    blocks.push_back({Block::Kind::kParagraph, joined({lines.begin(), list})});
+    blocks.push_back({Block::Category::kParagraph, joined({lines.begin(), list})});
   }
   if (list != lines.end()) addIndented(blocks, {list, lines.end()});
 }

@@ -31,8 +31,8 @@ struct OptionHelp {
 
 /// A piece of a text.
 struct Block {
-  enum class Kind : std::uint8_t { kParagraph, kHeading, kItem, kLiteral };
-  Kind kind;
+  enum class Category : std::uint8_t { kParagraph, kHeading, kItem, kLiteral };
+  Category category;
   std::string text;       ///< of a literal block, lines that each end in a line end
   std::string term = {};  ///< of an item
 };

@@ -87,14 +87,14 @@ class Page {
   }
 
   void add(const Block& block) {
-    switch (block.kind) {
-      case Block::Kind::kParagraph:
+    switch (block.category) {
+      case Block::Category::kParagraph:
         return paragraph(block.text);
-      case Block::Kind::kHeading:
+      case Block::Category::kHeading:
         return subsection(block.text);
-      case Block::Kind::kItem:
+      case Block::Category::kItem:
         return item(bold(block.term), block.text);
-      case Block::Kind::kLiteral:
+      case Block::Category::kLiteral:
         return literal(block.text);
     }
   }

@@ -106,12 +106,12 @@ class PartNumbers {
   bool ended_ = false;
 };
 
-struct Kind {
+struct ResultLabel {
   std::string_view value;
-  std::string_view label;
+  std::string_view text;
 };
 
-Kind kindOf(ExitStatus status) {
+ResultLabel labelOf(ExitStatus status) {
   switch (status) {
     case ExitStatus::kUnusable:
       return {"input", "input error"};
@@ -139,7 +139,7 @@ std::string nameOf(const DeviceResult& result) { return shortened(lineOf(&result
 
 class HtmlWriter : public ResultWriter {
  public:
-  explicit HtmlWriter(ReportDocuments documents) : documents_(std::move(documents)) {}
+  explicit HtmlWriter(TrustedContents documents) : documents_(std::move(documents)) {}
 
   void add(std::string& /*out*/, std::size_t line, const DeviceResult& result) override {
     FirstOnes& list = result.passed() ? passed_ : notPassed_;
@@ -154,7 +154,7 @@ class HtmlWriter : public ResultWriter {
   std::string end(const BatchEnd& end) override;
 
  private:
-  [[nodiscard]] static std::string summaryHtml(const DeviceResult& result, const std::string& findings);
+  [[nodiscard]] static std::string summaryHtml(const DeviceResult& result, const std::string& failures);
   [[nodiscard]] static std::string passedHtml(const DeviceResult& result) {
     return "<li data-result=\"passed\">" + escapedHtml(nameOf(result)) + "</li>\n";
   }
@@ -170,25 +170,25 @@ class HtmlWriter : public ResultWriter {
   [[nodiscard]] std::string devicesHtml(const Tally& tally) const;
   [[nodiscard]] std::string versionsHtml() const;
 
-  ReportDocuments documents_;
+  TrustedContents documents_;
   std::mutex mutex_;
   FirstOnes notPassed_{kMostDevices, kMostBytes};
   FirstOnes passed_{kMostDevices, kMostBytes};
   PartNumbers parts_;
 };
 
-std::string HtmlWriter::summaryHtml(const DeviceResult& result, const std::string& findings) {
-  const Kind kind = kindOf(result.status);
+std::string HtmlWriter::summaryHtml(const DeviceResult& result, const std::string& failures) {
+  const ResultLabel label = labelOf(result.status);
   const bool odd = result.status != ExitStatus::kFailed;
   std::string text = fmt::format(
       "<details class=\"device{}\" data-result=\"{}\"><summary><span class=\"badge\">{}</span> "
       "<bdi class=\"name\">{}</bdi>",
-      odd ? " odd" : "", kind.value, kind.label, escapedHtml(nameOf(result)));
+      odd ? " odd" : "", label.value, label.text, escapedHtml(nameOf(result)));
   for (const std::string_view key : {"ModelNumber", "RegionInfo"}) {
     const Value* const value = result.attributes.find(key);
     if (value != nullptr) text += " <small><bdi>" + escapedHtml(shortened(lineOf(value), 60)) + "</bdi></small>";
   }
-  return text + " · " + findings + "</summary><div>\n";
+  return text + " · " + failures + "</summary><div>\n";
 }
 
 std::string HtmlWriter::failedHtml(const DeviceResult& result) const {
@@ -354,7 +354,7 @@ std::string HtmlWriter::end(const BatchEnd& end) {
 
 }  // namespace
 
-std::unique_ptr<ResultWriter> makeHtmlWriter(const ReportDocuments& documents) {
+std::unique_ptr<ResultWriter> makeHtmlWriter(const TrustedContents& documents) {
   return std::make_unique<HtmlWriter>(documents);
 }
 

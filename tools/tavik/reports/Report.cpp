@@ -2,7 +2,7 @@
 
 namespace tavik::tool {
 
-std::unique_ptr<ResultWriter> makeResultWriter(std::string_view format, const ReportDocuments& documents) {
+std::unique_ptr<ResultWriter> makeResultWriter(std::string_view format, const TrustedContents& documents) {
   if (format == "junit") return makeJunitWriter();
   if (format == "html") return makeHtmlWriter(documents);
   if (format == "plist") return makePlistWriter();

@@ -20,7 +20,7 @@
 namespace tavik::tool {
 
 /// The trusted contents of the rule documents.
-struct ReportDocuments {
+struct TrustedContents {
   Dictionary library;
   Dictionary rules;
 };
@@ -49,12 +49,12 @@ class ResultWriter {
 };
 
 /// The writer of a batch for "json", "table", "junit", "html" or "plist".
-std::unique_ptr<ResultWriter> makeResultWriter(std::string_view format, const ReportDocuments& documents);
+std::unique_ptr<ResultWriter> makeResultWriter(std::string_view format, const TrustedContents& documents);
 
 std::unique_ptr<ResultWriter> makeJsonWriter();
 std::unique_ptr<ResultWriter> makeTextWriter();
 std::unique_ptr<ResultWriter> makeJunitWriter();
-std::unique_ptr<ResultWriter> makeHtmlWriter(const ReportDocuments& documents);
+std::unique_ptr<ResultWriter> makeHtmlWriter(const TrustedContents& documents);
 std::unique_ptr<ResultWriter> makePlistWriter();
 
 /// One device's report.

@@ -115,7 +115,7 @@ DeviceKinds::Span DeviceKinds::partNumberSpan(std::size_t member) const {
 }
 
 std::string DeviceKinds::partNumberText(std::span<const std::size_t> members, bool whole) const {
-  const Kind& first = kinds_[members.front()];
+  const Selectors& first = kinds_[members.front()];
   std::string partNumber = first.partNumber ? visible(*first.partNumber) : "any other part number";
   if (whole) return partNumber;
   std::string regions;

@@ -21,8 +21,8 @@ std::string_view nameOf(LocalEntry::Layer layer);
 
 class DeviceKinds {
  public:
-  /// Absent: any other than those that stand beside it.
-  struct Kind {
+  /// What tells the devices of a kind from others. Absent: any other than those that stand beside it.
+  struct Selectors {
     std::optional<std::string> partNumber;
     std::optional<std::string> region;
   };
@@ -32,7 +32,7 @@ class DeviceKinds {
   /// not, what is left over is a kind too.
   DeviceKinds(const RuleOrigins& first, const RuleOrigins& second);
 
-  [[nodiscard]] const std::vector<Kind>& all() const noexcept { return kinds_; }
+  [[nodiscard]] const std::vector<Selectors>& all() const noexcept { return kinds_; }
 
   /// "every device", or "DN20-064 (EU/1, US/1), DN20-128" where all regions of DN20-128 are meant; as many part numbers
   /// as people read. `members`: positions in `all`, ascending.
@@ -45,7 +45,7 @@ class DeviceKinds {
   [[nodiscard]] Span partNumberSpan(std::size_t member) const;
   [[nodiscard]] std::string partNumberText(std::span<const std::size_t> members, bool whole) const;
 
-  std::vector<Kind> kinds_;  // those of one part number stand together
+  std::vector<Selectors> kinds_;  // those of one part number stand together
 };
 
 }  // namespace tavik::tool

@@ -80,7 +80,7 @@ constexpr std::string_view kRuleKeys[] = {"rule"};
 constexpr std::string_view kPartNumberKeys[] = {"part_number"};
 constexpr std::string_view kRegionKeys[] = {"part_number", "region"};
 
-struct Kind {
+struct CoverageSection {
   std::string_view name;
   std::string_view plural;
   std::string_view jsonName;
@@ -88,7 +88,7 @@ struct Kind {
   const std::vector<Coverage::Item>& (Coverage::*items)() const;
 };
 
-constexpr Kind kKinds[] = {
+constexpr CoverageSection kCoverageSections[] = {
     {"rule", "rules", "rules", kRuleKeys, &Coverage::rules},
     {"part number", "part numbers", "part_numbers", kPartNumberKeys, &Coverage::partNumbers},
     {"region", "regions", "regions", kRegionKeys, &Coverage::regions},
@@ -115,11 +115,11 @@ std::string coverageText(const DocumentsCoverage& seen, const Screen& screen) {
   counts.add(Style::kHeading, {"coverage", "seen to pass", "seen to fail"});
   gaps.add(Style::kHeading, {"not seen", "", "to pass", "to fail"});
   bool whole = true;
-  for (const Kind& kind : kKinds) {
-    const std::vector<Coverage::Item>& items = (seen.coverage->*kind.items)();
+  for (const CoverageSection& section : kCoverageSections) {
+    const std::vector<Coverage::Item>& items = (seen.coverage->*section.items)();
     if (items.empty()) continue;
-    addCounts(counts, kind.plural, items);
-    addGaps(gaps, kind.name, items);
+    addCounts(counts, section.plural, items);
+    addGaps(gaps, section.name, items);
     whole = whole && std::ranges::all_of(items, [](const Coverage::Item& item) { return item.seen.whole(); });
   }
   return fmt::format("\n{} with {}\n{}{}", visible(seen.rules), visible(seen.library), counts.text(screen),
@@ -146,16 +146,16 @@ Value caseValue(const CaseResult& result) {
 
 Value coverageValue(const DocumentsCoverage& seen) {
   Dictionary entries{{"library", seen.library}, {"local_rules", seen.rules}};
-  for (const Kind& kind : kKinds) {
+  for (const CoverageSection& section : kCoverageSections) {
     Array items;
-    for (const Coverage::Item& item : (seen.coverage->*kind.items)()) {
+    for (const Coverage::Item& item : (seen.coverage->*section.items)()) {
       Dictionary entry;
-      for (std::size_t i = 0; i < kind.keys.size(); ++i) entry.set(kind.keys[i], Value(item.names[i]));
+      for (std::size_t i = 0; i < section.keys.size(); ++i) entry.set(section.keys[i], Value(item.names[i]));
       entry.set("passed", Value(static_cast<std::int64_t>(item.seen.passed)));
       entry.set("failed", Value(static_cast<std::int64_t>(item.seen.failed)));
       items.append(Value(entry));
     }
-    entries.set(kind.jsonName, Value(items));
+    entries.set(section.jsonName, Value(items));
   }
   return Value(entries);
 }

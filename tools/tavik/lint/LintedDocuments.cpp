@@ -1,4 +1,4 @@
-#include "lint/Documents.h"
+#include "lint/LintedDocuments.h"
 
 #include "lint/Rule.h"
 
@@ -7,7 +7,7 @@ namespace {
 
 class Run {
  public:
-  Run(const Documents& documents, Reporter& reporter)
+  Run(const LintedDocuments& documents, Reporter& reporter)
       : documents_(documents), reporter_(reporter), checks_(allChecks()) {}
 
   void run() {
@@ -43,14 +43,14 @@ class Run {
     }
   }
 
-  const Documents& documents_;
+  const LintedDocuments& documents_;
   Reporter& reporter_;
   std::vector<const Check*> checks_;
 };
 
 }  // namespace
 
-Documents::Documents(const std::deque<Document>& documents) : library(documents.front()) {
+LintedDocuments::LintedDocuments(const std::deque<Document>& documents) : library(documents.front()) {
   for (const auto [name, value] : documents.front().entries()) {
     if (name != "version" && value.ifDictionary() != nullptr) ruleNames.push_back(name);
   }
@@ -58,11 +58,11 @@ Documents::Documents(const std::deque<Document>& documents) : library(documents.
     localRules.emplace_back(*document, documents.front());
 }
 
-const Value* Documents::definition(std::string_view name) const {
+const Value* LintedDocuments::definition(std::string_view name) const {
   const Value* value = name == "version" ? nullptr : library.value().ifDictionary()->find(name);
   return value != nullptr && value->ifDictionary() != nullptr ? value : nullptr;
 }
 
-void runChecks(const Documents& documents, Reporter& reporter) { Run(documents, reporter).run(); }
+void runChecks(const LintedDocuments& documents, Reporter& reporter) { Run(documents, reporter).run(); }
 
 }  // namespace tavik::tool::lint

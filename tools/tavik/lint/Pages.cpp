@@ -1,4 +1,4 @@
-#include "lint/Reference.h"
+#include "lint/Pages.h"
 
 #include <fmt/format.h>
 #include <tavik/PredicateFacts.h>

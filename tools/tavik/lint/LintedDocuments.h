@@ -1,7 +1,7 @@
 /// @file
 /// All that one run of `tavik lint` looks at.
-#ifndef TAVIK_TOOL_LINT_DOCUMENTS_H
-#define TAVIK_TOOL_LINT_DOCUMENTS_H
+#ifndef TAVIK_TOOL_LINT_LINTED_DOCUMENTS_H
+#define TAVIK_TOOL_LINT_LINTED_DOCUMENTS_H
 
 #include <deque>
 #include <string_view>
@@ -12,11 +12,11 @@
 
 namespace tavik::tool::lint {
 
-struct Documents {
+struct LintedDocuments {
   /// `documents`: the library, then the local rules; borrowed.
-  explicit Documents(const std::deque<Document>& documents);
-  Documents(const Documents&) = delete;
-  Documents& operator=(const Documents&) = delete;
+  explicit LintedDocuments(const std::deque<Document>& documents);
+  LintedDocuments(const LintedDocuments&) = delete;
+  LintedDocuments& operator=(const LintedDocuments&) = delete;
 
   /// The definition of a rule; null where the library has none, or one that is no dictionary.
   [[nodiscard]] const Value* definition(std::string_view name) const;
@@ -27,7 +27,7 @@ struct Documents {
 };
 
 /// Runs every check.
-void runChecks(const Documents& documents, Reporter& reporter);
+void runChecks(const LintedDocuments& documents, Reporter& reporter);
 
 }  // namespace tavik::tool::lint
 

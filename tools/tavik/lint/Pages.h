@@ -1,8 +1,8 @@
 /// @file
 /// The reference pages that are made of the tables in the code: what `tavik lint` can find, and what there is to be
 /// known of the predicates.
-#ifndef TAVIK_TOOL_LINT_REFERENCE_H
-#define TAVIK_TOOL_LINT_REFERENCE_H
+#ifndef TAVIK_TOOL_LINT_PAGES_H
+#define TAVIK_TOOL_LINT_PAGES_H
 
 #include <string>
 
