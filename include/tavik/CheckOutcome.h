@@ -25,7 +25,7 @@ struct TAVIK_EXPORT Reason {
     kFault,                ///< see the fault
   };
 
-  Category category;
+  Category category = Category::kUnreadable;
   /// In words, without the rule's name.
   std::string description;
   /// The rule that ended the run; absent if no rule did.
@@ -45,7 +45,7 @@ struct TAVIK_EXPORT Fault {
     kInvalidArgument,  ///< `std::invalid_argument`
   };
 
-  Category category;
+  Category category = Category::kRange;
   std::string message;
 
   /// "range" or "invalid-argument".
