@@ -60,12 +60,9 @@ PredicateExpression PredicateExpression::parse(std::optional<std::string_view> t
 }
 
 std::string PredicateExpression::text() const {
-  std::string text;
-  if (operator_ == Operator::kNot) text = "NOT ";
-  for (const std::string_view name : predicates()) {
-    if (&name != names_.data()) text.append(" ").append(word(operator_)).append(" ");
-    text += name;
-  }
+  std::string text(operator_ == Operator::kNot ? "NOT " : "");
+  text += names_[0];
+  if (count_ == 2) text.append(" ").append(word(operator_)).append(" ").append(names_[1]);
   return text;
 }
 
