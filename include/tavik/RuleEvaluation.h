@@ -63,7 +63,7 @@ struct TAVIK_EXPORT RuleEvaluation {
 class TAVIK_EXPORT RuleEvaluator {
  public:
   /// attributes, sources: as for `ZRTTavikKernel::check`; packed attributes are expanded.
-  RuleEvaluator(const PredicateKernel& kernel, Dictionary attributes, Dictionary sources);
+  RuleEvaluator(PredicateKernel kernel, Dictionary attributes, Dictionary sources);
 
   /// The device's attributes with packed ones expanded.
   [[nodiscard]] const Dictionary& attributes() const noexcept { return attributes_; }

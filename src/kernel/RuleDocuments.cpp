@@ -38,9 +38,8 @@ ValidatedContent validatedContent(const Platform& platform, const Dictionary& si
   return {*content, std::nullopt};
 }
 
-RuleDocuments::RuleDocuments(const PredicateKernel& predicateKernel, const Dictionary& ruleLibrary,
-                             const Dictionary* signedRules)
-    : kernel(predicateKernel), library(ruleLibrary) {
+RuleDocuments::RuleDocuments(PredicateKernel predicateKernel, Dictionary ruleLibrary, const Dictionary* signedRules)
+    : kernel(std::move(predicateKernel)), library(std::move(ruleLibrary)) {
   std::optional<Reason> reason;
   if (signedRules == nullptr) {
     reason = Reason{Reason::Category::kNoLocalRules, "there are no local rules"};

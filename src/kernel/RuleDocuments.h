@@ -13,7 +13,7 @@ namespace tavik {
 
 struct RuleDocuments {
   /// Has `signedRules`, which may be null, validated by the kernel's platform.
-  RuleDocuments(const PredicateKernel& kernel, const Dictionary& library, const Dictionary* signedRules);
+  RuleDocuments(PredicateKernel kernel, Dictionary library, const Dictionary* signedRules);
 
   /// Why every check ends at once, with the one record that says so.
   struct Rejection {

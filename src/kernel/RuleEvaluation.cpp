@@ -13,8 +13,8 @@ std::string RuleEvaluation::Call::operation() const {
   return word + (withReferences ? ":references:value:" : ":value:");
 }
 
-RuleEvaluator::RuleEvaluator(const PredicateKernel& kernel, Dictionary attributes, Dictionary sources)
-    : kernel_(kernel), attributes_(std::move(attributes)), sources_(std::move(sources)) {
+RuleEvaluator::RuleEvaluator(PredicateKernel kernel, Dictionary attributes, Dictionary sources)
+    : kernel_(std::move(kernel)), attributes_(std::move(attributes)), sources_(std::move(sources)) {
   ZRTTavikKernel::expandSysConfigData(attributes_);
   ZRTTavikKernel::expandBasebandManifestData(attributes_);
 }

@@ -23,10 +23,10 @@ constexpr std::size_t slotOf(std::string_view word) noexcept {
 // The rows' numbers plus one, at or after the slots of their words; 0 where free.
 consteval std::array<std::uint8_t, kSlots> makeIndex() {
   std::array<std::uint8_t, kSlots> index = {};
-  for (std::uint8_t row = 0; row < kOperations.size(); ++row) {
+  for (std::size_t row = 0; row < kOperations.size(); ++row) {
     std::size_t slot = slotOf(kOperations[row].word);
     while (index[slot] != 0) slot = (slot + 1) % kSlots;
-    index[slot] = row + 1;
+    index[slot] = static_cast<std::uint8_t>(row + 1);
   }
   return index;
 }

@@ -1,0 +1,35 @@
+/// @file
+/// What prepared rules are made of.
+#ifndef TAVIK_KERNEL_PREPARED_DOCUMENTS_H
+#define TAVIK_KERNEL_PREPARED_DOCUMENTS_H
+
+#include <memory>
+#include <optional>
+#include <utility>
+
+#include "kernel/CheckRun.h"
+#include "kernel/DeviceRulesCache.h"
+#include "kernel/RuleDocuments.h"
+
+namespace tavik {
+
+/// A rule library and local rules, with the rules of each kind of device that has been checked.
+class PreparedDocuments {
+ public:
+  explicit PreparedDocuments(RuleDocuments documents) : documents_(std::move(documents)) {}
+
+  [[nodiscard]] const RuleDocuments& documents() const noexcept { return documents_; }
+  /// Checks one device; returns what `PreparedRules::check` returns.
+  std::optional<Array> check(const CheckCall& call, CheckProgress& progress) const;
+
+ private:
+  [[nodiscard]] std::shared_ptr<const DeviceRules> rulesFor(const Dictionary& attributes) const;
+  [[nodiscard]] std::shared_ptr<const DeviceRules> make(const Selection& selection, const Dictionary& device) const;
+
+  RuleDocuments documents_;
+  mutable DeviceRulesCache cache_;
+};
+
+}  // namespace tavik
+
+#endif
