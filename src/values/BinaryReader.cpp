@@ -12,7 +12,7 @@
 #include <utility>
 
 #include "values/DateText.h"
-#include "values/PropertyListEncodings.h"
+#include "values/Encodings.h"
 #include "values/SharedContents.h"
 #include "values/Text.h"
 #include "values/ValueAccess.h"

@@ -14,7 +14,7 @@
 
 #include "values/DataBuffer.h"
 #include "values/DateText.h"
-#include "values/PropertyListEncodings.h"
+#include "values/Encodings.h"
 #include "values/Text.h"
 #include "values/ValueAccess.h"
 

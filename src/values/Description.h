@@ -6,10 +6,10 @@
 #include <tavik/Value.h>
 
 #include <array>
-#include <charconv>
 #include <cstdint>
 #include <string_view>
 
+#include "values/Numbers.h"
 #include "values/TextBuffer.h"
 
 namespace tavik {
@@ -28,19 +28,6 @@ inline void appendHexByte(TextBuffer& text, std::uint8_t byte) {
   const std::array<char, 2> digits = {kDigits[byte >> 4], kDigits[byte & 0xF]};
   text.append({digits.data(), digits.size()});
 }
-
-/// The decimal text of an integer.
-class IntegerText {
- public:
-  explicit IntegerText(std::int64_t number) noexcept
-      : size_(static_cast<std::size_t>(std::to_chars(digits_.begin(), digits_.end(), number).ptr - digits_.begin())) {}
-
-  [[nodiscard]] std::string_view view() const noexcept { return {digits_.data(), size_}; }
-
- private:
-  std::array<char, 20> digits_;
-  std::size_t size_;
-};
 
 /// Decimal text of a number.
 void appendNumber(TextBuffer& text, std::int64_t number);

@@ -1,4 +1,4 @@
-// Property lists: telling the encodings apart, files, places in messages, and what the readers and writers share.
+// Property lists: telling the encodings apart, and files.
 
 #include <tavik/PropertyList.h>
 
@@ -12,23 +12,10 @@
 #include <system_error>
 #include <utility>
 
-#include "values/DateText.h"
-#include "values/PropertyListEncodings.h"
-#include "values/Text.h"
-#include "values/ValueAccess.h"
+#include "values/Encodings.h"
 
 namespace tavik {
-
-using detail::Entry;
-using detail::FixedArray;
-using detail::FixedDictionary;
-
 namespace {
-
-constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
-constexpr std::string_view kBinaryMagic = "bplist";
-constexpr std::string_view kTooDeep = "arrays and dictionaries stand in each other more than 512 deep";
-static_assert(kPropertyListDepthLimit == 512);
 
 bool isLetter(char character) noexcept {
   return (character >= 'a' && character <= 'z') || (character >= 'A' && character <= 'Z');
@@ -49,34 +36,39 @@ bool looksLikeXml(std::string_view document) noexcept {
   return pastHexLetters != rest.end() && isLetter(*pastHexLetters);
 }
 
-// Both ends of a line are known, LF and CR LF, and the CR of old.
-std::string placeInText(std::string_view document, std::size_t offset) {
-  std::size_t line = 1;
-  std::size_t column = 1;
-  for (std::size_t index = 0; index < offset; ++index) {
-    const char character = document[index];
-    if (character == '\n' || (character == '\r' && !document.substr(index + 1).starts_with('\n'))) {
-      ++line;
-      column = 1;
-    } else if ((static_cast<unsigned char>(character) & 0xC0) != 0x80) {
-      ++column;
-    }
-  }
-  return "line " + std::to_string(line) + ", column " + std::to_string(column);
-}
-
-template <class Place>
-std::string message(const Refusal& refusal, Place place) {
-  std::string text = place(refusal.offset) + ": " + refusal.what;
-  if (refusal.other) text.append(" ").append(place(*refusal.other));
-  return text;
-}
-
-Value readText(std::string_view document) {
+Value readText(std::string_view document, std::vector<ValueOffset>* offsets) {
   if (document.starts_with("\xFE\xFF") || document.starts_with("\xFF\xFE")) {
     throw Refusal{0, "the document is UTF-16 text; only UTF-8 is read"};
   }
-  return looksLikeXml(document) ? readXmlPropertyList(document) : readTextPropertyList(document);
+  return looksLikeXml(document) ? readXmlPropertyList(document, offsets) : readTextPropertyList(document, offsets);
+}
+
+std::optional<Value> readBinary(std::span<const std::uint8_t> document, std::string& error) {
+  try {
+    return readBinaryPropertyList(document);
+  } catch (const Refusal& refusal) {
+    const auto byte = [](std::size_t offset) { return "byte " + std::to_string(offset); };
+    error = byte(refusal.offset) + ": " + refusal.what;
+    if (refusal.other) error += " " + byte(*refusal.other);
+    return std::nullopt;
+  }
+}
+
+// `locations`: null if they are not wanted.
+std::optional<Value> read(std::span<const std::uint8_t> bytes, std::string& error, ValueLocations* locations) {
+  constexpr std::string_view kBinaryMagic = "bplist";
+  const std::string_view whole(reinterpret_cast<const char*>(bytes.data()), bytes.size());
+  if (whole.starts_with(kBinaryMagic)) return readBinary(bytes, error);
+  const std::string_view document = withoutByteOrderMark(whole);
+  std::vector<ValueOffset> offsets;
+  try {
+    Value value = readText(document, locations != nullptr ? &offsets : nullptr);
+    if (locations != nullptr) *locations = locationsOf(document, offsets);
+    return value;
+  } catch (const Refusal& refusal) {
+    error = message(refusal, document);
+    return std::nullopt;
+  }
 }
 
 // A file descriptor that closes itself.
@@ -126,73 +118,16 @@ std::string readFile(const std::string& path, std::vector<std::uint8_t>& bytes) 
   return {};
 }
 
-// Where a value stands in an array, or in a dictionary.
-struct Step {
-  std::size_t index;
-  const Value* key;  // null in an array
-};
-
-// The first value in `value` that has no form in property lists, null when there is none; `way` leads to it, backwards.
-const Value* findUnwritable(const Value& value, int depth, std::vector<Step>& way) {
-  const Array* array = value.ifArray();
-  const Dictionary* dictionary = value.ifDictionary();
-  if (array == nullptr && dictionary == nullptr) {
-    const std::optional<Date> date = value.ifDate();
-    return date && !isInCalendar(*date) ? &value : nullptr;
-  }
-  if (depth == kPropertyListDepthLimit) return &value;
-  std::size_t index = 0;
-  const auto findIn = [&](const Value& element, const Value* key) {
-    const Value* found = findUnwritable(element, depth + 1, way);
-    if (found != nullptr) way.push_back({index, key});
-    ++index;
-    return found;
-  };
-  if (array != nullptr) {
-    for (const Value& element : *array) {
-      if (const Value* found = findIn(element, nullptr)) return found;
-    }
-    return nullptr;
-  }
-  for (auto entry = dictionary->begin(); entry != dictionary->end(); ++entry) {
-    if (const Value* found = findIn(entry.value(), &entry.key())) return found;
-  }
-  return nullptr;
-}
-
-// What keeps `value` from being written, and where in it: `"Rules": element 3: the date ...`.
-std::string whyNotWritable(const Value& value) {
-  constexpr std::size_t kNamedSteps = 8;  // the way to a fault further inside is not told to its end
-  std::vector<Step> way;
-  const std::optional<Date> date = findUnwritable(value, 0, way)->ifDate();
-  std::string text;
-  for (std::size_t step = 0; step < std::min(way.size(), kNamedSteps); ++step) {
-    const auto [index, key] = way[way.size() - 1 - step];
-    text += (key == nullptr ? "element " + std::to_string(index) : quoted(key->ifString().value())) + ": ";
-  }
-  return text +
-         (date ? "the date " + descriptionOfDate(*date) + " lies outside the years 1 to 9999" : std::string(kTooDeep));
-}
-
 }  // namespace
 
 std::optional<Value> readPropertyList(std::span<const std::uint8_t> bytes, std::string& error) {
-  std::string_view document(reinterpret_cast<const char*>(bytes.data()), bytes.size());
-  if (document.starts_with(kBinaryMagic)) {
-    try {
-      return readBinaryPropertyList(bytes);
-    } catch (const Refusal& refusal) {
-      error = message(refusal, [](std::size_t offset) { return "byte " + std::to_string(offset); });
-      return std::nullopt;
-    }
-  }
-  if (document.starts_with(kByteOrderMark)) document.remove_prefix(kByteOrderMark.size());
-  try {
-    return readText(document);
-  } catch (const Refusal& refusal) {
-    error = message(refusal, [=](std::size_t offset) { return placeInText(document, offset); });
-    return std::nullopt;
-  }
+  return read(bytes, error, nullptr);
+}
+
+std::optional<Value> readPropertyList(std::span<const std::uint8_t> bytes, std::string& error,
+                                      ValueLocations& locations) {
+  locations.clear();
+  return read(bytes, error, &locations);
 }
 
 std::optional<Value> readPropertyListFile(const std::string& path, std::string& error) {
@@ -208,57 +143,9 @@ std::optional<Data> writePropertyList(const Value& value, PropertyListFormat for
   try {
     return format == PropertyListFormat::kXml ? writeXmlPropertyList(value) : writeBinaryPropertyList(value);
   } catch (const Unwritable&) {
-    error = whyNotWritable(value);
+    error = whyUnwritable(value);
     return std::nullopt;
   }
-}
-
-void requireUtf8(std::string_view document) {
-  const std::size_t valid = validUtf8Prefix(document);
-  if (valid != document.size()) throw Refusal{valid, "this is not UTF-8 text"};
-}
-
-std::string quoted(std::string_view text) {
-  constexpr std::size_t kLongest = 60;
-  std::string result = "\"";
-  const std::string wellFormed = replacingIllFormedUtf8(text.substr(0, 4 * (kLongest + 1)));
-  std::string_view rest = wellFormed;
-  for (std::size_t count = 0; !rest.empty() && count < kLongest; ++count) {
-    const char32_t character = takeCharacter(rest);
-    const bool isControl = character < 0x20 || (character >= 0x7F && character < 0xA0);
-    appendUtf8(result, isControl ? U'?' : character);
-  }
-  return result += rest.empty() ? "\"" : "...\"";
-}
-
-void requireDepth(int depth, std::size_t offset) {
-  if (depth > kPropertyListDepthLimit) throw Refusal{offset, std::string(kTooDeep)};
-}
-
-void refuseRepeatedKey(std::string_view key, std::size_t second, std::size_t first) {
-  throw Refusal{second, "the key " + quoted(key) + " is given twice, first at", first};
-}
-
-Array OpenContainers::closeArray(std::size_t begin) {
-  const std::span<Value> elements = std::span(elements_).subspan(begin);
-  if (elements.empty()) return {};
-  FixedArray array(elements.size());
-  for (Value& element : elements) array.add(std::move(element));
-  elements_.resize(begin);
-  return std::move(array).take();
-}
-
-Dictionary OpenContainers::closeDictionary(std::size_t begin) {
-  const std::span<Entry> entries = std::span(entries_).subspan(begin);
-  if (entries.empty()) return {};
-  FixedDictionary dictionary(entries.size());
-  for (auto& [key, value] : entries) dictionary.add(std::move(key), std::move(value));
-  if (const auto repeated = dictionary.makeIndex()) {
-    refuseRepeatedKey(repeated->key, keyOffsets_[begin + repeated->second], keyOffsets_[begin + repeated->first]);
-  }
-  entries_.resize(begin);
-  keyOffsets_.resize(begin);
-  return std::move(dictionary).take();
 }
 
 }  // namespace tavik

@@ -1,0 +1,477 @@
+// Reads JSON (RFC 8259) in one pass. A string without escapes is made straight from the text.
+
+#include <tavik/Json.h>
+
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+#include <cstdint>
+#include <limits>
+#include <system_error>
+#include <utility>
+
+#include "values/Base64.h"
+#include "values/Encodings.h"
+#include "values/JsonCharacters.h"
+#include "values/Numbers.h"
+#include "values/Slab.h"
+#include "values/Text.h"
+#include "values/ValueAccess.h"
+
+namespace tavik {
+namespace {
+
+using detail::Entry;
+using detail::SlabCutter;
+using detail::ValueAccess;
+
+bool isSpace(char character) noexcept {
+  return character == ' ' || character == '\n' || character == '\r' || character == '\t';
+}
+
+bool isDigit(char character) noexcept { return character >= '0' && character <= '9'; }
+
+// What a "$" form stands for; absent if it is malformed, with what is wrong in `why`.
+std::optional<Value> valueOfForm(const Entry& form, std::string& why) {
+  const std::string_view name = *form.key.ifString();
+  const std::optional<std::string_view> text = form.value.ifString();
+  if (name == "$data") {
+    if (std::optional<Data> data = text ? dataFromBase64(*text) : std::nullopt) return *std::move(data);
+    why = R"("$data" must be a string in padded base64)";
+  } else if (name == "$date") {
+    if (const std::optional<Date> date = text ? dateFromIsoText(*text) : std::nullopt) return *date;
+    why = R"("$date" must be a string such as "2026-11-21T01:02:03Z", in the years 1 to 9999)";
+  } else if (name == "$number") {
+    if (text == "nan") return Value(std::numeric_limits<double>::quiet_NaN());
+    if (text == "inf") return Value(std::numeric_limits<double>::infinity());
+    if (text == "-inf") return Value(-std::numeric_limits<double>::infinity());
+    why = R"("$number" must be "nan", "inf" or "-inf")";
+  } else if (name == "$dictionary") {
+    if (form.value.ifDictionary() != nullptr) return form.value;
+    why = R"("$dictionary" must be an object)";
+  } else {
+    why = quoted(name) + R"( is not one of "$data", "$date", "$dictionary", "$number"; write a dictionary with only )"
+                         R"(this key as {"$dictionary": {...}})";
+  }
+  return std::nullopt;
+}
+
+// Where the containers from `start` on begin that hold less than two elements or entries, in ascending order. In malformed
+// text it says nothing.
+std::vector<std::size_t> findSmallContainers(std::string_view text, std::size_t start) {
+  struct Open {
+    std::size_t offset;
+    bool isSmall = true;
+  };
+  constexpr std::size_t kMostOpen = 2 * kPropertyListDepthLimit + 1;  // deeper text is refused
+  std::vector<Open> open;
+  std::vector<std::size_t> found;
+  for (std::size_t at = start; at < text.size() && open.size() <= kMostOpen; ++at) {
+    switch (text[at]) {
+      case '"':
+        for (++at; at < text.size() && text[at] != '"'; ++at) {
+          if (text[at] == '\\') ++at;
+        }
+        break;
+      case '{':
+      case '[':
+        open.push_back({at});
+        break;
+      case ',':
+        if (!open.empty()) open.back().isSmall = false;
+        break;
+      case '}':
+      case ']':
+        if (open.empty()) return found;
+        if (open.back().isSmall) found.push_back(open.back().offset);
+        open.pop_back();
+        break;
+      default:
+        break;
+    }
+  }
+  std::ranges::sort(found);
+  return found;
+}
+
+class JsonReader {
+ public:
+  JsonReader(std::string_view text, std::vector<ValueOffset>* offsets)
+      : text_(text), next_(text.data()), end_(text.data() + text.size()), offsets_(offsets), slabs_(text.size()) {}
+
+  Value read();
+
+  // Where a refusal was thrown: the path to the value that was being read.
+  [[nodiscard]] std::string path() const;
+
+ private:
+  // Into an open container.
+  struct Step {
+    bool isArray;
+    std::size_t place;  // the index of an element, or the offset of a key
+  };
+  static constexpr std::size_t kNoKey = std::numeric_limits<std::size_t>::max();
+
+  Value readValue(int depth, std::size_t keyOffset = kNoKey);
+  void note(std::size_t keyOffset);
+  Array readArray(int depth);
+  Value readObject(int depth);
+  Dictionary readLiteral(int depth);
+  Dictionary closeDictionary(std::size_t begin);
+  void readEntries(int depth);
+  Value readEntryValue(std::size_t object, const Value& key, std::size_t keyOffset, int depth);
+  void close(char bracket, std::size_t start);
+  bool hasOneEntry(std::size_t object);
+
+  Value readWord(std::string_view word, bool truth);
+  Value readNumber();
+  Value readReal(std::size_t start);
+  void skipDigits(const char* missing);
+
+  Value readString() { return ValueAccess::joined(readText(), {}, &slabs_); }
+  std::string_view readText();
+  std::string_view readEscapedText(std::size_t start, std::string_view plain);
+  std::string_view takePlain();
+  void appendEscape();
+  char32_t readUtf16Escape(std::size_t start);
+
+  [[noreturn]] void refuse(std::string what) const { throw Refusal{offset(), std::move(what)}; }
+  [[noreturn]] void refuseCharacter() const;
+  [[nodiscard]] std::size_t offset() const noexcept { return static_cast<std::size_t>(next_ - text_.data()); }
+  [[nodiscard]] bool isAtEnd() const noexcept { return next_ == end_; }
+  [[nodiscard]] char peek() const noexcept { return isAtEnd() ? '\0' : *next_; }
+  bool take(char character) noexcept {
+    if (peek() != character) return false;
+    ++next_;
+    return true;
+  }
+  bool take(std::string_view text) noexcept {
+    if (!std::string_view(next_, end_).starts_with(text)) return false;
+    next_ += text.size();
+    return true;
+  }
+  void skipSpace() noexcept {
+    while (!isAtEnd() && isSpace(*next_)) ++next_;
+  }
+  bool takeNext(char character) noexcept {
+    skipSpace();
+    return take(character);
+  }
+
+  std::string_view text_;
+  const char* next_;
+  const char* end_;
+  std::vector<ValueOffset>* offsets_;  // of all values, null if they are not wanted
+  SlabCutter slabs_;
+  OpenContainers open_;
+  std::vector<Step> path_;
+  std::string scratch_;  // a string with escapes
+  std::optional<std::vector<std::size_t>> small_;  // see hasOneEntry
+};
+
+Value JsonReader::read() {
+  skipSpace();
+  if (isAtEnd()) refuse("the document is empty");
+  Value value = readValue(1);
+  skipSpace();
+  if (!isAtEnd()) refuse("unexpected text after the value");
+  return value;
+}
+
+// `depth` is the one that the value has if it is a container.
+Value JsonReader::readValue(int depth, std::size_t keyOffset) {
+  skipSpace();
+  if (offsets_ != nullptr) note(keyOffset);
+  switch (peek()) {
+    case '"':
+      return readString();
+    case '{':
+      return readObject(depth);
+    case '[':
+      return readArray(depth);
+    case 't':
+      return readWord("true", true);
+    case 'f':
+      return readWord("false", false);
+    case 'n':
+      if (std::string_view(next_, end_).starts_with("null")) refuse("null is not allowed");
+      refuseCharacter();
+    default:
+      return readNumber();
+  }
+}
+
+void JsonReader::note(std::size_t keyOffset) {
+  offsets_->push_back({offset(), keyOffset == kNoKey ? std::nullopt : std::optional(keyOffset)});
+}
+
+Array JsonReader::readArray(int depth) {
+  const std::size_t start = offset();
+  requireDepth(depth, start);
+  ++next_;
+  const std::size_t begin = open_.openArray();
+  path_.push_back({true, 0});
+  if (!takeNext(']')) {
+    do {
+      open_.addElement(readValue(depth + 1));
+      ++path_.back().place;
+    } while (takeNext(','));
+    close(']', start);
+  }
+  path_.pop_back();
+  return open_.closeArray(begin, &slabs_);
+}
+
+// An object with a single entry whose key begins with "$" is a form. It may be nested one level deeper than containers,
+// which it is not, except for {"$dictionary": {...}}, which is the inner dictionary.
+Value JsonReader::readObject(int depth) {
+  const std::size_t start = offset();
+  requireDepth(depth - 1, start);
+  const std::size_t begin = open_.openDictionary();
+  readEntries(depth);
+  const Entry* only = open_.onlyEntry(begin);
+  if (only == nullptr || !only->key.ifString()->starts_with('$')) {
+    requireDepth(depth, start);
+    return closeDictionary(begin);
+  }
+  std::string why;
+  std::optional<Value> value = valueOfForm(*only, why);
+  if (!value) throw Refusal{start, std::move(why)};
+  if (offsets_ != nullptr && value->ifDictionary() == nullptr) offsets_->pop_back();
+  open_.dropDictionary(begin);
+  return *std::move(value);
+}
+
+// The object under "$dictionary": a dictionary, whatever its keys.
+Dictionary JsonReader::readLiteral(int depth) {
+  requireDepth(depth, offset());
+  const std::size_t begin = open_.openDictionary();
+  readEntries(depth);
+  return closeDictionary(begin);
+}
+
+Dictionary JsonReader::closeDictionary(std::size_t begin) {
+  try {
+    return open_.closeDictionary(begin, &slabs_);
+  } catch (const Refusal& repeatedKey) {
+    path_.push_back({false, repeatedKey.offset});
+    throw;
+  }
+}
+
+void JsonReader::readEntries(int depth) {
+  const std::size_t start = offset();
+  ++next_;
+  path_.push_back({false, kNoKey});
+  if (!takeNext('}')) {
+    do {
+      skipSpace();
+      const std::size_t keyOffset = offset();
+      if (peek() != '"') isAtEnd() ? refuseCharacter() : refuse("expected a key in double quotes");
+      Value key = readString();
+      path_.back().place = keyOffset;
+      if (!takeNext(':')) refuse("expected \":\"");
+      Value value = readEntryValue(start, key, keyOffset, depth);
+      open_.addEntry({std::move(key), std::move(value)}, keyOffset);
+      path_.back().place = kNoKey;
+    } while (takeNext(','));
+    close('}', start);
+  }
+  path_.pop_back();
+}
+
+Value JsonReader::readEntryValue(std::size_t object, const Value& key, std::size_t keyOffset, int depth) {
+  if (!ValueAccess::is(key, "$dictionary")) return readValue(depth + 1, keyOffset);
+  skipSpace();
+  return peek() == '{' && hasOneEntry(object) ? Value(readLiteral(depth)) : readValue(depth + 1, keyOffset);
+}
+
+// The end of a container that is not empty.
+void JsonReader::close(char bracket, std::size_t start) {
+  if (take(bracket)) return;
+  path_.pop_back();
+  const bool isArray = bracket == ']';
+  if (isAtEnd()) {
+    throw Refusal{offset(), std::string("unexpected end inside the ") + (isArray ? "array" : "object") + " opened at",
+                  start};
+  }
+  refuse(isArray ? R"(expected "," or "]")" : R"(expected "," or "}")");
+}
+
+// Whether another entry follows shows only at the end of an object, but what is inside {"$dictionary": {...}} depends on
+// it. So one look ahead, the first time that this is asked, finds all containers with less than two elements or entries.
+bool JsonReader::hasOneEntry(std::size_t object) {
+  if (!small_) small_ = findSmallContainers(text_, object);
+  return std::ranges::binary_search(*small_, object);
+}
+
+Value JsonReader::readWord(std::string_view word, bool truth) {
+  if (!take(word)) refuseCharacter();
+  return Value(truth);
+}
+
+Value JsonReader::readNumber() {
+  const std::size_t start = offset();
+  const bool isNegative = take('-');
+  if (!isDigit(peek())) {
+    if (isNegative) refuse("expected a digit");
+    refuseCharacter();
+  }
+  const char* const digits = next_;
+  std::uint64_t magnitude = 0;
+  for (; !isAtEnd() && isDigit(*next_); ++next_) magnitude = 10 * magnitude + static_cast<std::uint64_t>(*next_ - '0');
+  const auto count = next_ - digits;
+  if (*digits == '0' && count > 1) throw Refusal{start, "leading zeros are not allowed"};
+  if (peek() == '.' || peek() == 'e' || peek() == 'E') return readReal(start);
+  constexpr int kMostDigits = 19;
+  const std::uint64_t largest = std::numeric_limits<std::int64_t>::max() + std::uint64_t{isNegative};
+  if (count > kMostDigits || magnitude > largest) refuseIntegerRange(text_.substr(start, offset() - start), start);
+  return Value(static_cast<std::int64_t>(isNegative ? 0 - magnitude : magnitude));
+}
+
+// The whole digits of the number have been read.
+Value JsonReader::readReal(std::size_t start) {
+  if (take('.')) skipDigits("expected a digit after the decimal point");
+  if (take('e') || take('E')) {
+    if (!take('+')) take('-');
+    skipDigits("expected a digit in the exponent");
+  }
+  double number = 0;
+  tavik::readReal(text_.substr(start, offset() - start), number);
+  if (std::isinf(number)) throw Refusal{start, "the number is out of range for a 64-bit floating-point number"};
+  return Value(number);
+}
+
+void JsonReader::skipDigits(const char* missing) {
+  if (!isDigit(peek())) refuse(missing);
+  while (isDigit(peek())) ++next_;
+}
+
+// What a string says. Holds until the next one is read.
+std::string_view JsonReader::readText() {
+  const std::size_t start = offset();
+  ++next_;
+  const std::string_view plain = takePlain();
+  return take('"') ? plain : readEscapedText(start, plain);
+}
+
+std::string_view JsonReader::readEscapedText(std::size_t start, std::string_view plain) {
+  scratch_ = plain;
+  while (!take('"')) {
+    if (isAtEnd()) throw Refusal{start, "unterminated string"};
+    if (*next_ != '\\') refuse("unescaped control character in a string");
+    appendEscape();
+    scratch_ += takePlain();
+  }
+  return scratch_;
+}
+
+std::string_view JsonReader::takePlain() {
+  constexpr std::uint64_t kBeyondAscii = 0x8080808080808080;
+  const char* const start = next_;
+  std::uint64_t special = 0;
+  std::uint64_t all = 0;
+  for (; end_ - next_ >= 8; next_ += 8) {
+    const std::uint64_t characters = eightCharacters(next_);
+    special = specialAmong(characters);
+    if (special != 0) {
+      all |= characters & ((special & -special) - 1);
+      next_ += std::countr_zero(special) / 8;
+      break;
+    }
+    all |= characters;
+  }
+  for (; special == 0 && !isAtEnd() && !isSpecialInJson(*next_); ++next_) all |= static_cast<unsigned char>(*next_);
+  const std::string_view plain(start, next_);
+  if ((all & kBeyondAscii) != 0) requireUtf8(plain, static_cast<std::size_t>(start - text_.data()));
+  return plain;
+}
+
+void JsonReader::appendEscape() {
+  constexpr std::string_view kEscapes = "\"\\/bfnrt";
+  constexpr std::string_view kCharacters = "\"\\/\b\f\n\r\t";
+  const std::size_t start = offset();
+  ++next_;
+  if (const std::size_t index = kEscapes.find(peek()); index != std::string_view::npos) {
+    ++next_;
+    scratch_ += kCharacters[index];
+  } else if (peek() == 'u') {
+    appendUtf8(scratch_, readUtf16Escape(start));
+  } else {
+    throw Refusal{start, "unknown escape"};
+  }
+}
+
+// One character of one "uhhhh", or of a pair of surrogates: "uhhhh\uhhhh".
+char32_t JsonReader::readUtf16Escape(std::size_t start) {
+  const auto readUnit = [&] {
+    ++next_;  // "u"
+    std::uint16_t unit = 0;
+    const char* const unitEnd = end_ - next_ < 4 ? next_ : next_ + 4;
+    if (unitEnd == next_ || std::from_chars(next_, unitEnd, unit, 16).ptr != unitEnd) {
+      throw Refusal{start, "\\u needs four hexadecimal digits"};
+    }
+    next_ = unitEnd;
+    return unit;
+  };
+  constexpr const char* kUnpaired = "unpaired surrogate";
+  const std::uint32_t first = readUnit();
+  if (first < 0xD800 || first > 0xDFFF) return first;
+  if (first > 0xDBFF || !take('\\') || peek() != 'u') throw Refusal{start, kUnpaired};
+  const std::uint32_t second = readUnit();
+  if (second < 0xDC00 || second > 0xDFFF) throw Refusal{start, kUnpaired};
+  return 0x10000 + ((first - 0xD800) << 10 | (second - 0xDC00));
+}
+
+void JsonReader::refuseCharacter() const {
+  if (isAtEnd()) refuse("unexpected end of the document");
+  std::string_view rest(next_, end_);
+  std::string_view character = rest;
+  takeCharacter(rest);
+  character.remove_suffix(rest.size());
+  if (validUtf8Prefix(character) == 0) refuse("invalid UTF-8");
+  refuse("unexpected " + quoted(character) + "; expected a value");
+}
+
+std::string JsonReader::path() const {
+  std::vector<std::string> keys;
+  keys.reserve(path_.size());  // the steps refer to them
+  std::vector<PathStep> steps;
+  for (const auto& [isArray, place] : path_) {
+    if (isArray) {
+      steps.push_back({std::nullopt, place});
+    } else if (place != kNoKey) {
+      keys.emplace_back(JsonReader(text_.substr(place), nullptr).readText());
+      steps.push_back({keys.back()});
+    }
+  }
+  return pathText(steps);
+}
+
+std::optional<Value> read(std::string_view text, std::string& error, std::size_t firstLine,
+                          std::vector<ValueOffset>* offsets) {
+  JsonReader reader(text, offsets);
+  try {
+    return reader.read();
+  } catch (const Refusal& refusal) {
+    error = message(refusal, text, firstLine, reader.path());
+    return std::nullopt;
+  }
+}
+
+}  // namespace
+
+std::optional<Value> readJson(std::string_view text, std::string& error, std::size_t firstLine) {
+  return read(withoutByteOrderMark(text), error, firstLine, nullptr);
+}
+
+std::optional<Value> readJson(std::string_view text, std::string& error, ValueLocations& locations) {
+  locations.clear();
+  text = withoutByteOrderMark(text);
+  std::vector<ValueOffset> offsets;
+  std::optional<Value> value = read(text, error, 1, &offsets);
+  if (value) locations = locationsOf(text, offsets);
+  return value;
+}
+
+}  // namespace tavik

@@ -1,0 +1,41 @@
+/// @file
+/// Turns byte offsets in a text document into lines and columns.
+#ifndef TAVIK_VALUES_LOCATION_FINDER_H
+#define TAVIK_VALUES_LOCATION_FINDER_H
+
+#include <tavik/Location.h>
+
+#include <cstddef>
+#include <optional>
+#include <string_view>
+#include <vector>
+
+namespace tavik {
+
+/// Finds the locations of ascending offsets in one pass.
+class LocationFinder {
+ public:
+  explicit LocationFinder(std::string_view document, std::size_t firstLine = 1) noexcept
+      : document_(document), location_{firstLine, 1} {}
+
+  /// `offset` is not less than that of the previous call.
+  Location at(std::size_t offset) noexcept;
+
+ private:
+  std::string_view document_;
+  std::size_t offset_ = 0;
+  Location location_;
+};
+
+/// Where a value and its key begin, in bytes from the start of the document.
+struct ValueOffset {
+  std::size_t value;
+  std::optional<std::size_t> key = std::nullopt;
+};
+
+/// `offsets` as locations; they ascend, keys included.
+ValueLocations locationsOf(std::string_view document, const std::vector<ValueOffset>& offsets);
+
+}  // namespace tavik
+
+#endif
