@@ -56,48 +56,64 @@ std::optional<Value> valueOfForm(const Entry& form, std::string& why) {
   return std::nullopt;
 }
 
-// Where the containers from `start` on begin that hold less than two elements or entries, in ascending order. In malformed
-// text it says nothing.
-std::vector<std::size_t> findSmallContainers(std::string_view text, std::size_t start) {
+// Tells whether a container has less than two elements or entries, before it is read. To answer this about one, all of
+// its text is looked at, and the answers for the containers inside it are kept.
+class LookAhead {
+ public:
+  explicit LookAhead(std::string_view text) noexcept : text_(text) {}
+
+  // To be asked in the order in which containers are read. In malformed text the answer may be wrong.
+  bool isSmall(std::size_t container) {
+    if (container >= end_) lookFrom(container);
+    return std::ranges::binary_search(small_, container);
+  }
+
+ private:
+  void lookFrom(std::size_t start);
+
+  std::string_view text_;
+  std::size_t end_ = 0;  // what has been looked at
+  std::vector<std::size_t> small_;
+};
+
+void LookAhead::lookFrom(std::size_t start) {
   struct Open {
     std::size_t offset;
     bool isSmall = true;
   };
   constexpr std::size_t kMostOpen = 2 * kPropertyListDepthLimit + 1;  // deeper text is refused
-  std::vector<Open> open;
-  std::vector<std::size_t> found;
-  for (std::size_t at = start; at < text.size() && open.size() <= kMostOpen; ++at) {
-    switch (text[at]) {
+  std::vector<Open> open = {{start}};
+  small_.clear();
+  for (end_ = start + 1; end_ < text_.size() && !open.empty() && open.size() <= kMostOpen; ++end_) {
+    switch (text_[end_]) {
       case '"':
-        for (++at; at < text.size() && text[at] != '"'; ++at) {
-          if (text[at] == '\\') ++at;
+        for (++end_; end_ < text_.size() && text_[end_] != '"'; ++end_) {
+          if (text_[end_] == '\\') ++end_;
         }
         break;
       case '{':
       case '[':
-        open.push_back({at});
+        open.push_back({end_});
         break;
       case ',':
-        if (!open.empty()) open.back().isSmall = false;
+        open.back().isSmall = false;
         break;
       case '}':
       case ']':
-        if (open.empty()) return found;
-        if (open.back().isSmall) found.push_back(open.back().offset);
+        if (open.back().isSmall) small_.push_back(open.back().offset);
         open.pop_back();
         break;
       default:
         break;
     }
   }
-  std::ranges::sort(found);
-  return found;
+  std::ranges::sort(small_);
 }
 
 class JsonReader {
  public:
   JsonReader(std::string_view text, std::vector<ValueOffset>* offsets)
-      : text_(text), next_(text.data()), end_(text.data() + text.size()), offsets_(offsets), slabs_(text.size()) {}
+      : text_(text), next_(text.data()), end_(text.data() + text.size()), offsets_(offsets), slabs_(text.size()), ahead_(text) {}
 
   Value read();
 
@@ -118,10 +134,9 @@ class JsonReader {
   Value readObject(int depth);
   Dictionary readLiteral(int depth);
   Dictionary closeDictionary(std::size_t begin);
-  void readEntries(int depth);
-  Value readEntryValue(std::size_t object, const Value& key, std::size_t keyOffset, int depth);
+  void readEntries(int depth, bool isLiteral);
+  bool isLiteralNext(std::size_t object, const Value& key);
   void close(char bracket, std::size_t start);
-  bool hasOneEntry(std::size_t object);
 
   Value readWord(std::string_view word, bool truth);
   Value readNumber();
@@ -166,7 +181,7 @@ class JsonReader {
   OpenContainers open_;
   std::vector<Step> path_;
   std::string scratch_;  // a string with escapes
-  std::optional<std::vector<std::size_t>> small_;  // see hasOneEntry
+  LookAhead ahead_;
 };
 
 Value JsonReader::read() {
@@ -228,7 +243,7 @@ Value JsonReader::readObject(int depth) {
   const std::size_t start = offset();
   requireDepth(depth - 1, start);
   const std::size_t begin = open_.openDictionary();
-  readEntries(depth);
+  readEntries(depth, false);
   const Entry* only = open_.onlyEntry(begin);
   if (only == nullptr || !only->key.ifString()->starts_with('$')) {
     requireDepth(depth, start);
@@ -246,7 +261,7 @@ Value JsonReader::readObject(int depth) {
 Dictionary JsonReader::readLiteral(int depth) {
   requireDepth(depth, offset());
   const std::size_t begin = open_.openDictionary();
-  readEntries(depth);
+  readEntries(depth, true);
   return closeDictionary(begin);
 }
 
@@ -259,7 +274,7 @@ Dictionary JsonReader::closeDictionary(std::size_t begin) {
   }
 }
 
-void JsonReader::readEntries(int depth) {
+void JsonReader::readEntries(int depth, bool isLiteral) {
   const std::size_t start = offset();
   ++next_;
   path_.push_back({false, kNoKey});
@@ -271,7 +286,7 @@ void JsonReader::readEntries(int depth) {
       Value key = readString();
       path_.back().place = keyOffset;
       if (!takeNext(':')) refuse("expected \":\"");
-      Value value = readEntryValue(start, key, keyOffset, depth);
+      Value value = !isLiteral && isLiteralNext(start, key) ? readLiteral(depth) : readValue(depth + 1, keyOffset);
       open_.addEntry({std::move(key), std::move(value)}, keyOffset);
       path_.back().place = kNoKey;
     } while (takeNext(','));
@@ -280,10 +295,12 @@ void JsonReader::readEntries(int depth) {
   path_.pop_back();
 }
 
-Value JsonReader::readEntryValue(std::size_t object, const Value& key, std::size_t keyOffset, int depth) {
-  if (!ValueAccess::is(key, "$dictionary")) return readValue(depth + 1, keyOffset);
+// Whether {"$dictionary": {...}} has been read up to the inner object, and nothing follows that. The end shows it, but
+// what is inside is read accordingly.
+bool JsonReader::isLiteralNext(std::size_t object, const Value& key) {
+  if (!ValueAccess::is(key, "$dictionary")) return false;
   skipSpace();
-  return peek() == '{' && hasOneEntry(object) ? Value(readLiteral(depth)) : readValue(depth + 1, keyOffset);
+  return peek() == '{' && ahead_.isSmall(object);
 }
 
 // The end of a container that is not empty.
@@ -296,13 +313,6 @@ void JsonReader::close(char bracket, std::size_t start) {
                   start};
   }
   refuse(isArray ? R"(expected "," or "]")" : R"(expected "," or "}")");
-}
-
-// Whether another entry follows shows only at the end of an object, but what is inside {"$dictionary": {...}} depends on
-// it. So one look ahead, the first time that this is asked, finds all containers with less than two elements or entries.
-bool JsonReader::hasOneEntry(std::size_t object) {
-  if (!small_) small_ = findSmallContainers(text_, object);
-  return std::ranges::binary_search(*small_, object);
 }
 
 Value JsonReader::readWord(std::string_view word, bool truth) {
