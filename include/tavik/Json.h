@@ -51,6 +51,12 @@ TAVIK_EXPORT std::optional<Value> readJson(std::string_view text, std::string& e
 /// location is that of its opening brace, and what is inside it has none, except for the entries of a "$dictionary".
 TAVIK_EXPORT std::optional<Value> readJson(std::string_view text, std::string& error, ValueLocations& locations);
 
+/// Reads the value of one member of the object that `text` is, for naming a text that is rejected: what comes after the
+/// member may be malformed, and what comes before it must be well-formed JSON, but may be rejected for other reasons.
+///
+/// Returns the value of the first member with this key, or absent if it is not found or is itself rejected.
+TAVIK_EXPORT std::optional<Value> readJsonMember(std::string_view text, std::string_view key);
+
 enum class JsonLayout : std::uint8_t {
   kOneLine,   ///< {"a": [1, 2], "b": {}}
   kIndented,  ///< one element or entry per line, indented by two spaces per level

@@ -1,4 +1,4 @@
-#include "values/Base64.h"
+#include "values/property_lists/Base64.h"
 
 #include <array>
 

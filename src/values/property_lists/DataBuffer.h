@@ -1,7 +1,7 @@
 /// @file
 /// Data under construction, for what writes documents.
-#ifndef TAVIK_VALUES_DATA_BUFFER_H
-#define TAVIK_VALUES_DATA_BUFFER_H
+#ifndef TAVIK_VALUES_PROPERTY_LISTS_DATA_BUFFER_H
+#define TAVIK_VALUES_PROPERTY_LISTS_DATA_BUFFER_H
 
 #include <tavik/Value.h>
 

@@ -1,7 +1,7 @@
 /// @file
 /// Turns byte offsets in a text document into lines and columns.
-#ifndef TAVIK_VALUES_LOCATION_FINDER_H
-#define TAVIK_VALUES_LOCATION_FINDER_H
+#ifndef TAVIK_VALUES_PROPERTY_LISTS_LOCATION_FINDER_H
+#define TAVIK_VALUES_PROPERTY_LISTS_LOCATION_FINDER_H
 
 #include <tavik/Location.h>
 

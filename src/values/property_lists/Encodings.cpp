@@ -1,6 +1,6 @@
 // What the readers and writers of all encodings share: messages, and the containers under construction.
 
-#include "values/Encodings.h"
+#include "values/property_lists/Encodings.h"
 
 #include <algorithm>
 #include <utility>
@@ -121,10 +121,9 @@ void refuseRepeatedKey(std::string_view key, std::size_t second, std::size_t fir
   throw Refusal{second, "the key " + quoted(key) + " is given twice, first at", first};
 }
 
-void refuseIntegerRange(std::string_view number, std::size_t offset) {
-  const bool isNegative = number.starts_with('-');
-  throw Refusal{offset, quoted(number) + " is out of range (signed 64-bit, " +
-                            (isNegative ? "at least -9223372036854775808)" : "at most 9223372036854775807)")};
+std::string outOfIntegerRange(std::string_view number) {
+  return quoted(number) + " is out of range (signed 64-bit, " +
+         (number.starts_with('-') ? "at least -9223372036854775808)" : "at most 9223372036854775807)");
 }
 
 Array OpenContainers::closeArray(std::size_t begin, detail::SlabCutter* slabs) {

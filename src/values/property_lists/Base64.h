@@ -1,7 +1,7 @@
 /// @file
 /// Base64 (RFC 4648, section 4), padded.
-#ifndef TAVIK_VALUES_BASE64_H
-#define TAVIK_VALUES_BASE64_H
+#ifndef TAVIK_VALUES_PROPERTY_LISTS_BASE64_H
+#define TAVIK_VALUES_PROPERTY_LISTS_BASE64_H
 
 #include <tavik/Value.h>
 

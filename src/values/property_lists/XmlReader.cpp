@@ -17,8 +17,8 @@
 #include <system_error>
 #include <utility>
 
-#include "values/Base64.h"
-#include "values/Encodings.h"
+#include "values/property_lists/Base64.h"
+#include "values/property_lists/Encodings.h"
 #include "values/Numbers.h"
 #include "values/SharedContents.h"
 #include "values/Text.h"
@@ -435,7 +435,7 @@ Value XmlReader::readInteger(const Tag& tag) {
   }
   const std::uint64_t largest = std::numeric_limits<std::int64_t>::max() + std::uint64_t{isNegative};
   if (error != std::errc() || magnitude > largest) {
-    refuseIntegerRange(text, characters.offsetOf(text));
+    throw Refusal{characters.offsetOf(text), outOfIntegerRange(text)};
   }
   return Value(static_cast<std::int64_t>(isNegative ? 0 - magnitude : magnitude));
 }

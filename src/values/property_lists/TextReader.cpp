@@ -10,7 +10,7 @@
 #include <cstdint>
 #include <utility>
 
-#include "values/Encodings.h"
+#include "values/property_lists/Encodings.h"
 #include "values/SharedContents.h"
 #include "values/Text.h"
 #include "values/ValueAccess.h"

@@ -1,7 +1,7 @@
 /// @file
 /// The characters that JSON strings hold as they are, found eight at a time.
-#ifndef TAVIK_VALUES_JSON_CHARACTERS_H
-#define TAVIK_VALUES_JSON_CHARACTERS_H
+#ifndef TAVIK_VALUES_PROPERTY_LISTS_JSON_CHARACTERS_H
+#define TAVIK_VALUES_PROPERTY_LISTS_JSON_CHARACTERS_H
 
 #include <array>
 #include <bit>

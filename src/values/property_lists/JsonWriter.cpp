@@ -9,9 +9,9 @@
 #include <cstdint>
 #include <cstring>
 
-#include "values/Base64.h"
-#include "values/Encodings.h"
-#include "values/JsonCharacters.h"
+#include "values/property_lists/Base64.h"
+#include "values/property_lists/Encodings.h"
+#include "values/property_lists/JsonCharacters.h"
 #include "values/Numbers.h"
 #include "values/ValueAccess.h"
 

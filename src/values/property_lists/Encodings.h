@@ -3,8 +3,8 @@
 ///
 /// Readers throw a `Refusal` at the first error; the public function catches it and makes the message. Writers throw
 /// `Unwritable` at the first value that cannot be read back; the public function then looks for it and says where it is.
-#ifndef TAVIK_VALUES_ENCODINGS_H
-#define TAVIK_VALUES_ENCODINGS_H
+#ifndef TAVIK_VALUES_PROPERTY_LISTS_ENCODINGS_H
+#define TAVIK_VALUES_PROPERTY_LISTS_ENCODINGS_H
 
 #include <tavik/PropertyList.h>
 
@@ -19,7 +19,7 @@
 #include <utility>
 #include <vector>
 
-#include "values/LocationFinder.h"
+#include "values/property_lists/LocationFinder.h"
 #include "values/SharedContents.h"
 
 namespace tavik {
@@ -90,8 +90,8 @@ inline void requireDepth(int depth) {
 /// A key that is given twice in a dictionary.
 [[noreturn]] void refuseRepeatedKey(std::string_view key, std::size_t second, std::size_t first);
 
-/// An integer that does not fit in 64 bits.
-[[noreturn]] void refuseIntegerRange(std::string_view number, std::size_t offset);
+/// Why an integer outside signed 64 bits is refused.
+std::string outOfIntegerRange(std::string_view number);
 
 /// What readers have gathered for the arrays and dictionaries that are still open. A container is made when it closes,
 /// in one go and of its exact size.

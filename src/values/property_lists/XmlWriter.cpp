@@ -6,9 +6,9 @@
 #include <cstdint>
 #include <iterator>
 
-#include "values/Base64.h"
-#include "values/DataBuffer.h"
-#include "values/Encodings.h"
+#include "values/property_lists/Base64.h"
+#include "values/property_lists/DataBuffer.h"
+#include "values/property_lists/Encodings.h"
 
 namespace tavik {
 namespace {

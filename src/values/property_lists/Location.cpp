@@ -2,7 +2,7 @@
 
 #include <tavik/Location.h>
 
-#include "values/LocationFinder.h"
+#include "values/property_lists/LocationFinder.h"
 
 namespace tavik {
 namespace {

@@ -10,9 +10,9 @@
 #include <system_error>
 #include <utility>
 
-#include "values/Base64.h"
-#include "values/Encodings.h"
-#include "values/JsonCharacters.h"
+#include "values/property_lists/Base64.h"
+#include "values/property_lists/Encodings.h"
+#include "values/property_lists/JsonCharacters.h"
 #include "values/Numbers.h"
 #include "values/Slab.h"
 #include "values/Text.h"
@@ -117,6 +117,10 @@ class JsonReader {
 
   Value read();
 
+  // Reads the beginning of an object, up to the value under `key`. What is well-formed JSON, but not a value, is passed
+  // over. Absent if there is no such key.
+  std::optional<std::string_view> findMember(std::string_view key);
+
   // Where a refusal was thrown: the path to the value that was being read.
   [[nodiscard]] std::string path() const;
 
@@ -150,6 +154,11 @@ class JsonReader {
   void appendEscape();
   char32_t readUtf16Escape(std::size_t start);
 
+  // Refuses what is well-formed JSON, but not a value.
+  Value refuseValue(std::size_t offset, std::string why) const {
+    if (passesOver_) return Value();
+    throw Refusal{offset, std::move(why)};
+  }
   [[noreturn]] void refuse(std::string what) const { throw Refusal{offset(), std::move(what)}; }
   [[noreturn]] void refuseCharacter() const;
   [[nodiscard]] std::size_t offset() const noexcept { return static_cast<std::size_t>(next_ - text_.data()); }
@@ -182,6 +191,7 @@ class JsonReader {
   std::vector<Step> path_;
   std::string scratch_;  // a string with escapes
   LookAhead ahead_;
+  bool passesOver_ = false;
 };
 
 Value JsonReader::read() {
@@ -191,6 +201,22 @@ Value JsonReader::read() {
   skipSpace();
   if (!isAtEnd()) refuse("unexpected text after the value");
   return value;
+}
+
+std::optional<std::string_view> JsonReader::findMember(std::string_view key) {
+  passesOver_ = true;
+  if (!takeNext('{')) return std::nullopt;
+  do {
+    skipSpace();
+    if (peek() != '"') return std::nullopt;
+    const bool isWanted = readText() == key;
+    if (!takeNext(':')) return std::nullopt;
+    skipSpace();
+    const char* const start = next_;
+    readValue(2);
+    if (isWanted) return std::string_view(start, next_);
+  } while (takeNext(','));
+  return std::nullopt;
 }
 
 // `depth` is the one that the value has if it is a container.
@@ -209,8 +235,8 @@ Value JsonReader::readValue(int depth, std::size_t keyOffset) {
     case 'f':
       return readWord("false", false);
     case 'n':
-      if (std::string_view(next_, end_).starts_with("null")) refuse("null is not allowed");
-      refuseCharacter();
+      if (!take("null")) refuseCharacter();
+      return refuseValue(offset() - 4, "null is not allowed");
     default:
       return readNumber();
   }
@@ -251,7 +277,7 @@ Value JsonReader::readObject(int depth) {
   }
   std::string why;
   std::optional<Value> value = valueOfForm(*only, why);
-  if (!value) throw Refusal{start, std::move(why)};
+  if (!value) value = refuseValue(start, std::move(why));
   if (offsets_ != nullptr && value->ifDictionary() == nullptr) offsets_->pop_back();
   open_.dropDictionary(begin);
   return *std::move(value);
@@ -269,6 +295,10 @@ Dictionary JsonReader::closeDictionary(std::size_t begin) {
   try {
     return open_.closeDictionary(begin, &slabs_);
   } catch (const Refusal& repeatedKey) {
+    if (passesOver_) {
+      open_.dropDictionary(begin);
+      return {};
+    }
     path_.push_back({false, repeatedKey.offset});
     throw;
   }
@@ -335,7 +365,9 @@ Value JsonReader::readNumber() {
   if (peek() == '.' || peek() == 'e' || peek() == 'E') return readReal(start);
   constexpr int kMostDigits = 19;
   const std::uint64_t largest = std::numeric_limits<std::int64_t>::max() + std::uint64_t{isNegative};
-  if (count > kMostDigits || magnitude > largest) refuseIntegerRange(text_.substr(start, offset() - start), start);
+  if (count > kMostDigits || magnitude > largest) {
+    return refuseValue(start, outOfIntegerRange(text_.substr(start, offset() - start)));
+  }
   return Value(static_cast<std::int64_t>(isNegative ? 0 - magnitude : magnitude));
 }
 
@@ -348,7 +380,7 @@ Value JsonReader::readReal(std::size_t start) {
   }
   double number = 0;
   tavik::readReal(text_.substr(start, offset() - start), number);
-  if (std::isinf(number)) throw Refusal{start, "the number is out of range for a 64-bit floating-point number"};
+  if (std::isinf(number)) return refuseValue(start, "the number is out of range for a 64-bit floating-point number");
   return Value(number);
 }
 
@@ -473,6 +505,16 @@ std::optional<Value> read(std::string_view text, std::string& error, std::size_t
 
 std::optional<Value> readJson(std::string_view text, std::string& error, std::size_t firstLine) {
   return read(withoutByteOrderMark(text), error, firstLine, nullptr);
+}
+
+std::optional<Value> readJsonMember(std::string_view text, std::string_view key) {
+  std::string ignored;
+  try {
+    const auto member = JsonReader(withoutByteOrderMark(text), nullptr).findMember(key);
+    return member ? readJson(*member, ignored) : std::nullopt;
+  } catch (const Refusal&) {
+    return std::nullopt;
+  }
 }
 
 std::optional<Value> readJson(std::string_view text, std::string& error, ValueLocations& locations) {

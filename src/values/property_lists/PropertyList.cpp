@@ -12,7 +12,7 @@
 #include <system_error>
 #include <utility>
 
-#include "values/Encodings.h"
+#include "values/property_lists/Encodings.h"
 
 namespace tavik {
 namespace {
