@@ -20,7 +20,7 @@
 namespace tavik {
 
 /// A location in a text document. Both numbers start at 1. Columns count characters (Unicode code points); a byte order
-/// mark does not count. LF, CR LF and CR end a line.
+/// mark does not count. LF and CR LF end a line, and in property lists CR.
 struct Location {
   std::size_t line = 1;
   std::size_t column = 1;

@@ -154,8 +154,8 @@ TEST(JsonTest, RejectsWithLocation) {
       // Not values
       {"null", "line 1, column 1: null is not allowed"},
       {"{\"a\": {\"b\": [1,\r\n  null]}}", "line 2, column 3 (a.b[1]): null is not allowed"},
-      {"{\"a\": {\"b c\": {\"k\": 1,\r \"k\": 2}}}",
-       "line 2, column 2 (a.\"b c\".k): the key \"k\" is given twice, first at line 1, column 16"},
+      {"{\"a\": {\"b c\":\r {\"k\": 1,\n \"k\": 2}}}",
+       "line 2, column 2 (a.\"b c\".k): the key \"k\" is given twice, first at line 1, column 17"},
       {"{\"a\":1,\"b\":2,\"\\u0062\":3}",
        "line 1, column 14 (b): the key \"b\" is given twice, first at line 1, column 8"},
       {"[9223372036854775808]",

@@ -62,8 +62,8 @@ std::string_view withoutByteOrderMark(std::string_view document) noexcept {
   return document.substr(document.starts_with(kByteOrderMark) ? kByteOrderMark.size() : 0);
 }
 
-std::string message(const Refusal& refusal, std::string_view document, std::size_t firstLine, std::string_view path) {
-  const auto locationOf = [&](std::size_t offset) { return LocationFinder(document, firstLine).at(offset).text(); };
+std::string message(const Refusal& refusal, const LocationFinder& finder, std::string_view path) {
+  const auto locationOf = [&](std::size_t offset) { return LocationFinder(finder).at(offset).text(); };
   std::string text = locationOf(refusal.offset);
   if (!path.empty()) text.append(" (").append(path).append(")");
   text.append(": ").append(refusal.what);

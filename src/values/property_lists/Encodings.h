@@ -32,8 +32,7 @@ struct Refusal {
 };
 
 /// The message about a text document: "line 3, column 9 (path): what [line 1, column 2]".
-std::string message(const Refusal& refusal, std::string_view document, std::size_t firstLine = 1,
-                    std::string_view path = {});
+std::string message(const Refusal& refusal, const LocationFinder& finder, std::string_view path = {});
 
 /// A value could not be read back.
 struct Unwritable {};

@@ -490,13 +490,18 @@ std::string JsonReader::path() const {
   return pathText(steps);
 }
 
-std::optional<Value> read(std::string_view text, std::string& error, std::size_t firstLine,
-                          std::vector<ValueOffset>* offsets) {
-  JsonReader reader(text, offsets);
+// `locations`: null if they are not wanted.
+std::optional<Value> read(std::string_view text, std::string& error, std::size_t firstLine, ValueLocations* locations) {
+  text = withoutByteOrderMark(text);
+  const LocationFinder finder(text, LocationFinder::LoneReturn::kIsPartOfLine, firstLine);
+  std::vector<ValueOffset> offsets;
+  JsonReader reader(text, locations != nullptr ? &offsets : nullptr);
   try {
-    return reader.read();
+    Value value = reader.read();
+    if (locations != nullptr) *locations = locationsOf(offsets, finder);
+    return value;
   } catch (const Refusal& refusal) {
-    error = message(refusal, text, firstLine, reader.path());
+    error = message(refusal, finder, reader.path());
     return std::nullopt;
   }
 }
@@ -504,7 +509,7 @@ std::optional<Value> read(std::string_view text, std::string& error, std::size_t
 }  // namespace
 
 std::optional<Value> readJson(std::string_view text, std::string& error, std::size_t firstLine) {
-  return read(withoutByteOrderMark(text), error, firstLine, nullptr);
+  return read(text, error, firstLine, nullptr);
 }
 
 std::optional<Value> readJsonMember(std::string_view text, std::string_view key) {
@@ -519,11 +524,7 @@ std::optional<Value> readJsonMember(std::string_view text, std::string_view key)
 
 std::optional<Value> readJson(std::string_view text, std::string& error, ValueLocations& locations) {
   locations.clear();
-  text = withoutByteOrderMark(text);
-  std::vector<ValueOffset> offsets;
-  std::optional<Value> value = read(text, error, 1, &offsets);
-  if (value) locations = locationsOf(text, offsets);
-  return value;
+  return read(text, error, 1, &locations);
 }
 
 }  // namespace tavik

@@ -62,7 +62,8 @@ const ValueLocation* findLocation(const Value& document, const ValueLocations& l
 Location LocationFinder::at(std::size_t offset) noexcept {
   for (; offset_ < offset; ++offset_) {
     const char character = document_[offset_];
-    if (character == '\n' || (character == '\r' && !document_.substr(offset_ + 1).starts_with('\n'))) {
+    const bool isLoneReturn = character == '\r' && !document_.substr(offset_ + 1).starts_with('\n');
+    if (character == '\n' || (isLoneReturn && loneReturn_ == LoneReturn::kEndsLine)) {
       location_ = {location_.line + 1, 1};
     } else if ((static_cast<unsigned char>(character) & 0xC0) != 0x80) {
       ++location_.column;
@@ -71,10 +72,9 @@ Location LocationFinder::at(std::size_t offset) noexcept {
   return location_;
 }
 
-ValueLocations locationsOf(std::string_view document, const std::vector<ValueOffset>& offsets) {
+ValueLocations locationsOf(const std::vector<ValueOffset>& offsets, LocationFinder finder) {
   ValueLocations locations;
   locations.reserve(offsets.size());
-  LocationFinder finder(document);
   for (const auto& [value, key] : offsets) {
     const std::optional<Location> keyLocation = key ? std::optional(finder.at(*key)) : std::nullopt;
     locations.push_back({finder.at(value), keyLocation});

@@ -12,17 +12,21 @@
 
 namespace tavik {
 
-/// Finds the locations of ascending offsets in one pass.
+/// Finds the locations of ascending offsets in one pass. LF and CR LF end a line.
 class LocationFinder {
  public:
-  explicit LocationFinder(std::string_view document, std::size_t firstLine = 1) noexcept
-      : document_(document), location_{firstLine, 1} {}
+  /// A CR alone ends a line of a property list, but not of JSON, of which a document may be one line of a file.
+  enum class LoneReturn : bool { kIsPartOfLine, kEndsLine };
+
+  LocationFinder(std::string_view document, LoneReturn loneReturn, std::size_t firstLine = 1) noexcept
+      : document_(document), loneReturn_(loneReturn), location_{firstLine, 1} {}
 
   /// `offset` is not less than that of the previous call.
   Location at(std::size_t offset) noexcept;
 
  private:
   std::string_view document_;
+  LoneReturn loneReturn_;
   std::size_t offset_ = 0;
   Location location_;
 };
@@ -34,7 +38,7 @@ struct ValueOffset {
 };
 
 /// `offsets` as locations; they ascend, keys included.
-ValueLocations locationsOf(std::string_view document, const std::vector<ValueOffset>& offsets);
+ValueLocations locationsOf(const std::vector<ValueOffset>& offsets, LocationFinder finder);
 
 }  // namespace tavik
 

@@ -60,13 +60,14 @@ std::optional<Value> read(std::span<const std::uint8_t> bytes, std::string& erro
   const std::string_view whole(reinterpret_cast<const char*>(bytes.data()), bytes.size());
   if (whole.starts_with(kBinaryMagic)) return readBinary(bytes, error);
   const std::string_view document = withoutByteOrderMark(whole);
+  const LocationFinder finder(document, LocationFinder::LoneReturn::kEndsLine);
   std::vector<ValueOffset> offsets;
   try {
     Value value = readText(document, locations != nullptr ? &offsets : nullptr);
-    if (locations != nullptr) *locations = locationsOf(document, offsets);
+    if (locations != nullptr) *locations = locationsOf(offsets, finder);
     return value;
   } catch (const Refusal& refusal) {
-    error = message(refusal, document);
+    error = message(refusal, finder);
     return std::nullopt;
   }
 }
