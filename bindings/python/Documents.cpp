@@ -1,6 +1,7 @@
 #include "Documents.h"
 
 #include <fcntl.h>
+#include <tavik/Json.h>
 #include <tavik/PropertyList.h>
 #include <tavik/StationPlatform.h>
 #include <unistd.h>
@@ -57,6 +58,32 @@ Writes a value as a property list, "xml" or "binary", from which it reads back e
 </plist>
 <BLANKLINE>)";
 
+constexpr const char* kReadJson = R"(read_json(text)
+--
+
+Reads a JSON text, a str or bytes in UTF-8. Dates, data and special numbers have forms of their own.
+
+>>> read_json('{"Boards": ["A1", 2, 2.0], "Raw": {"$data": "Cv8="}}')
+{'Boards': ['A1', 2, 2.0], 'Raw': b'\n\xff'}
+
+Raises DocumentError, which says where and why, for anything that is malformed, for null, for a key given twice and for
+integers outside signed 64 bits.)";
+
+constexpr const char* kWriteJson = R"(write_json(value, indent=False)
+--
+
+Writes a value as JSON text from which it reads back equal, kind for kind, on one line or indented.
+
+>>> write_json({"Boards": ["A1", 2, 2.0], "Raw": b"\n\xff"})
+'{"Boards": ["A1", 2, 2.0], "Raw": {"$data": "Cv8="}}'
+>>> print(write_json([5, True], indent=True))
+[
+  5,
+  true
+]
+
+Raises DocumentError for a value that cannot be read back: nested more than 512 levels deep.)";
+
 constexpr const char* kSign = R"(sign(document, private_key)
 --
 
@@ -109,6 +136,30 @@ py::object write(py::handle object, const std::string& format) {
   const std::optional<Data> bytes = writePropertyList(toValue(object, "value"), encoding, error);
   if (!bytes) raiseDocumentError(error);
   return toPython(Value(*bytes));
+}
+
+py::object readJsonText(py::handle text) {
+  std::string error;
+  std::optional<Value> value;
+  if (PyUnicode_Check(text.ptr())) {
+    Py_ssize_t size = 0;
+    const char* const characters = PyUnicode_AsUTF8AndSize(text.ptr(), &size);
+    if (characters == nullptr) throw py::error_already_set();
+    value = readJson({characters, static_cast<std::size_t>(size)}, error);
+  } else {
+    const Data data = toData(text, "text");
+    value = readJson({reinterpret_cast<const char*>(data.bytes().data()), data.size()}, error);
+  }
+  if (!value) raiseDocumentError(error);
+  return toPython(*value);
+}
+
+py::str writeJsonText(py::handle object, bool indent) {
+  std::string error;
+  const std::optional<std::string> text =
+      writeJson(toValue(object, "value"), error, indent ? JsonLayout::kIndented : JsonLayout::kOneLine);
+  if (!text) raiseDocumentError(error);
+  return toText(*text);
 }
 
 Data payloadOf(const Value& document) {
@@ -176,6 +227,8 @@ void defineDocuments(py::module_& module) {
       "read_property_list_file", [](const py::object& path) { return toPython(readFile(pathOf(path))); },
       py::arg("path"), kReadPropertyListFile);
   module.def("write_property_list", write, py::arg("value"), py::arg("format") = "xml", kWritePropertyList);
+  module.def("read_json", readJsonText, py::arg("text"), kReadJson);
+  module.def("write_json", writeJsonText, py::arg("value"), py::arg("indent") = false, kWriteJson);
   module.def("sign", sign, py::arg("document"), py::arg("private_key"), kSign);
   module.def("verify", verify, py::arg("signed"), py::arg("public_key"), kVerify);
   module.def("generate_key_pair", generate, py::arg("algorithm") = "ed25519", kGenerateKeyPair);

@@ -9,6 +9,7 @@
 #ifndef TAVIK_PROPERTY_LIST_H
 #define TAVIK_PROPERTY_LIST_H
 
+#include <tavik/Location.h>
 #include <tavik/Value.h>
 
 #include <cstdint>
@@ -38,6 +39,9 @@ inline constexpr int kPropertyListDepthLimit = 512;
 /// Returns the value, or absent with `error` set to where, what and why ("line 3, column 9: ..." counted in characters
 /// from 1 for XML and text, "byte 17: ..." for binary). `error` is written on failure only.
 TAVIK_EXPORT std::optional<Value> readPropertyList(std::span<const std::uint8_t> bytes, std::string& error);
+/// The same, with the locations of all values in `locations`. They stay empty for a binary property list and on failure.
+TAVIK_EXPORT std::optional<Value> readPropertyList(std::span<const std::uint8_t> bytes, std::string& error,
+                                                   ValueLocations& locations);
 
 /// The same for the contents of a file. A file that cannot be opened or read gives absent and the system's reason. Only
 /// regular files are read, and none beyond 1 GiB.

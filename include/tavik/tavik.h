@@ -218,6 +218,21 @@ TAVIK_EXPORT tavik_status tavik_property_list_write(const tavik_value* value, in
                                                     tavik_error** error);
 /// @}
 
+/// @name JSON
+/// Values as JSON, with the mapping in Json.h. TAVIK_REFUSED with an error that says where, what and why.
+/// @{
+enum {
+  TAVIK_JSON_ONE_LINE = 1,
+  TAVIK_JSON_INDENTED = 2,
+};
+
+/// Reads a JSON text; the value is the caller's. Text that is not UTF-8 is TAVIK_REFUSED too, with its location.
+TAVIK_EXPORT tavik_status tavik_json_read(const char* text, size_t length, tavik_value** value, tavik_error** error);
+/// Writes a value; the text, a string, is the caller's. layout: one of the two above.
+TAVIK_EXPORT tavik_status tavik_json_write(const tavik_value* value, int32_t layout, tavik_value** text,
+                                           tavik_error** error);
+/// @}
+
 /// @name Platforms
 /// The one of a test station is made by tavik_platform.h, that of a host with its own trust store or log here.
 /// @{

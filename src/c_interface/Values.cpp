@@ -1,5 +1,6 @@
-// Values of the C interface: making, reading and changing them, and property lists.
+// Values of the C interface: making, reading and changing them, property lists and JSON.
 
+#include <tavik/Json.h>
 #include <tavik/PropertyList.h>
 
 #include "c_interface/Handles.h"
@@ -369,5 +370,24 @@ tavik_status tavik_property_list_write(const tavik_value* value, int32_t format,
     std::string why;
     const auto asFormat = format == TAVIK_FORMAT_XML ? PropertyListFormat::kXml : PropertyListFormat::kBinary;
     return orRefused(tavik::writePropertyList(contents, asFormat, why), why);
+  });
+}
+
+tavik_status tavik_json_read(const char* text, size_t length, tavik_value** value, tavik_error** error) {
+  return give(value, error, [&] {
+    const auto bytes = bytesOf(text, length == TAVIK_TO_NUL && text != nullptr ? std::strlen(text) : length);
+    std::string why;
+    return orRefused(tavik::readJson({reinterpret_cast<const char*>(bytes.data()), bytes.size()}, why), why);
+  });
+}
+
+tavik_status tavik_json_write(const tavik_value* value, int32_t layout, tavik_value** text, tavik_error** error) {
+  return give(text, error, [&] {
+    using tavik::JsonLayout;
+    const Value& contents = valueOf(value, "value");
+    if (layout != TAVIK_JSON_ONE_LINE && layout != TAVIK_JSON_INDENTED) fail(TAVIK_BAD_ARGUMENT, "layout");
+    std::string why;
+    const auto asLayout = layout == TAVIK_JSON_ONE_LINE ? JsonLayout::kOneLine : JsonLayout::kIndented;
+    return orRefused(tavik::writeJson(contents, why, asLayout), why);
   });
 }

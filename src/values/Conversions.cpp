@@ -2,10 +2,10 @@
 
 #include <tavik/Value.h>
 
-#include <charconv>
 #include <cmath>
 #include <limits>
 
+#include "values/Numbers.h"
 #include "values/Text.h"
 
 namespace tavik {
@@ -95,27 +95,12 @@ std::size_t decimalLength(std::string_view text) noexcept {
   return digits == 0 ? length : static_cast<std::size_t>(exponent.data() - text.data()) + digits;
 }
 
-// Whether a decimal number too great or too small for a double is too great: where its first significant digit stands
-// decides.
-bool isTooGreat(std::string_view decimal) noexcept {
-  const std::size_t exponentAt = decimal.find_first_of("eE");
-  const std::string_view mantissa = decimal.substr(0, exponentAt);
-  const std::size_t point = std::min(mantissa.find('.'), mantissa.size());
-  const std::size_t significant = mantissa.find_first_of("123456789");
-  const auto exponent =
-      exponentAt == std::string_view::npos ? 0 : integerAtStart<std::int64_t>(decimal.substr(exponentAt + 1));
-  const auto place = static_cast<std::int64_t>(point) - static_cast<std::int64_t>(significant);
-  return significant != std::string_view::npos && exponent > -place;
-}
-
 double doubleAtStart(std::string_view text) noexcept {
   skipWhiteSpace(text);
   const bool minus = takeSign(text);
   text = text.substr(0, decimalLength(text));
   double number = 0;
-  if (std::from_chars(text.begin(), text.end(), number).ec == std::errc::result_out_of_range) {
-    number = isTooGreat(text) ? std::numeric_limits<double>::infinity() : 0;
-  }
+  readReal(text, number);
   return minus ? -number : number;
 }
 

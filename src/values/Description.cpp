@@ -4,9 +4,6 @@
 #include "values/Description.h"
 
 #include <algorithm>
-#include <array>
-#include <charconv>
-#include <cmath>
 #include <cstdlib>
 #include <vector>
 
@@ -184,19 +181,7 @@ void appendElements(TextBuffer& text, const Array& array, std::string_view delin
 }
 
 void appendNumber(TextBuffer& text, std::int64_t number) { text.append(IntegerText(number).view()); }
-
-// Shortest text that reads back: in plain notation where that stays short, else with an exponent.
-void appendNumber(TextBuffer& text, double number) {
-  constexpr double kSmallestPlain = 1e-4;
-  constexpr double kSmallestWithExponent = 1e16;
-  const double size = std::abs(number);
-  const bool plain = number == 0 || (size >= kSmallestPlain && size < kSmallestWithExponent);
-  std::array<char, 32> digits;
-  const auto format = plain ? std::chars_format::fixed : std::chars_format::scientific;
-  const auto end = std::isfinite(number) ? std::to_chars(digits.begin(), digits.end(), number, format).ptr
-                                         : std::to_chars(digits.begin(), digits.end(), number).ptr;
-  text.append({digits.data(), end});
-}
+void appendNumber(TextBuffer& text, double number) { text.append(RealText(number).view()); }
 
 void appendDescription(TextBuffer& text, const Value* value) {
   if (value == nullptr) return text.append("(null)");

@@ -7,11 +7,11 @@
 
 #include <algorithm>
 #include <array>
-#include <charconv>
 #include <cstdint>
 #include <span>
 #include <string_view>
 
+#include "values/Numbers.h"
 #include "values/TextBuffer.h"
 
 namespace tavik {
@@ -39,19 +39,6 @@ inline void appendHex(TextBuffer& text, std::span<const std::uint8_t> bytes) {
     bytes = bytes.subspan(size / 2);
   }
 }
-
-/// The decimal text of an integer.
-class IntegerText {
- public:
-  explicit IntegerText(std::int64_t number) noexcept
-      : size_(static_cast<std::size_t>(std::to_chars(digits_.begin(), digits_.end(), number).ptr - digits_.begin())) {}
-
-  [[nodiscard]] std::string_view view() const noexcept { return {digits_.data(), size_}; }
-
- private:
-  std::array<char, 20> digits_;
-  std::size_t size_;
-};
 
 /// Decimal text of a number.
 void appendNumber(TextBuffer& text, std::int64_t number);

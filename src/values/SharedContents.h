@@ -17,7 +17,6 @@
 #include <string_view>
 #include <utility>
 
-#include "values/CopyBytes.h"
 #include "values/Slab.h"
 #include "values/ValueAccess.h"
 
@@ -93,9 +92,11 @@ struct Container : Shared {
 
 /// The elements of an array; they follow.
 struct Elements : Container {
-  explicit Elements(std::size_t room) noexcept : Container(false, room, 0) {}
+  explicit Elements(std::size_t room, std::size_t slabUnit = 0) noexcept : Container(false, room, slabUnit) {}
 
   static Elements* make(std::size_t capacity);
+  /// Cut from slabs, if there are any, unless it is large.
+  static Elements* make(std::size_t capacity, SlabCutter* slabs);
   [[nodiscard]] Value* begin() noexcept { return reinterpret_cast<Value*>(this + 1); }
   [[nodiscard]] Value* end() noexcept { return begin() + size; }
 };
@@ -112,6 +113,8 @@ struct Entries : Container {
   static Entries* make(std::size_t capacity);
   /// Of entries that are scanned.
   static Entries* make(std::size_t capacity, SlabCutter& slabs);
+  /// Cut from slabs, if there are any, unless it is large.
+  static Entries* make(std::size_t capacity, SlabCutter* slabs);
   [[nodiscard]] Entry* begin() noexcept { return reinterpret_cast<Entry*>(this + 1); }
   [[nodiscard]] Entry* end() noexcept { return begin() + size; }
   struct Slot {
@@ -134,7 +137,8 @@ struct Entries : Container {
 /// An array under construction, with room for all its elements.
 class FixedArray {
  public:
-  explicit FixedArray(std::size_t room) : array_(ValueAccess::array(Elements::make(room))) {}
+  explicit FixedArray(std::size_t room, SlabCutter* slabs = nullptr)
+      : array_(ValueAccess::array(Elements::make(room, slabs))) {}
 
   void add(Value&& value) noexcept {
     Elements* elements = ValueAccess::block(array_);
@@ -151,7 +155,8 @@ class FixedArray {
 /// A dictionary under construction, with room for all its entries. They are not looked up before they are all there.
 class FixedDictionary {
  public:
-  explicit FixedDictionary(std::size_t room) : dictionary_(ValueAccess::dictionary(Entries::make(room))) {}
+  explicit FixedDictionary(std::size_t room, SlabCutter* slabs = nullptr)
+      : dictionary_(ValueAccess::dictionary(Entries::make(room, slabs))) {}
 
   /// Any string for a key.
   void add(Value&& key, Value&& value) noexcept {
@@ -210,6 +215,18 @@ inline Entries* Entries::make(std::size_t capacity, SlabCutter& slabs) {
   return new (memory) Entries(capacity, unit);
 }
 
+inline Elements* Elements::make(std::size_t capacity, SlabCutter* slabs) {
+  const std::size_t size = sizeof(Elements) + capacity * sizeof(Value);
+  if (slabs == nullptr || !SlabCutter::takes(size)) return make(capacity);
+  const auto [memory, unit] = slabs->cut(size);
+  return new (memory) Elements(capacity, unit);
+}
+
+inline Entries* Entries::make(std::size_t capacity, SlabCutter* slabs) {
+  const bool isCut = slabs != nullptr && SlabCutter::takes(sizeof(Entries) + capacity * sizeof(Entry));
+  return isCut ? make(capacity, *slabs) : make(capacity);
+}
+
 inline std::optional<std::string_view> ValueAccess::text(const Value& value) noexcept {
   return isLong(value) ? (*value.contents<Bytes*>())->text() : value.ifString();
 }
@@ -228,8 +245,8 @@ inline Value ValueAccess::joined(std::string_view first, std::string_view second
     value = Value(Value::kLongString, bytes);
     text = reinterpret_cast<char*>(bytes + 1);
   }
-  copyBytes(text, first.data(), first.size());
-  copyBytes(text + first.size(), second.data(), second.size());
+  std::copy_n(first.data(), first.size(), text);
+  std::copy_n(second.data(), second.size(), text + first.size());
   return value;
 }
 
@@ -268,7 +285,7 @@ inline Value ValueAccess::copied(const Value& value, SlabCutter& slabs) {
   const std::string_view text = (*value.contents<Bytes*>())->text();
   if (!SlabCutter::takes(sizeof(Bytes) + text.size())) return value;
   Bytes* bytes = Bytes::make(text.size(), slabs);
-  copyBytes(reinterpret_cast<char*>(bytes + 1), text.data(), text.size());
+  std::copy_n(text.data(), text.size(), reinterpret_cast<char*>(bytes + 1));
   return {Value::kLongString, bytes};
 }
 

@@ -3,11 +3,11 @@
 #ifndef TAVIK_VALUES_TEXT_BUFFER_H
 #define TAVIK_VALUES_TEXT_BUFFER_H
 
+#include <algorithm>
 #include <array>
 #include <string>
 #include <string_view>
 
-#include "values/CopyBytes.h"
 
 namespace tavik {
 
@@ -15,7 +15,7 @@ class TextBuffer {
  public:
   void append(std::string_view text) {
     if (text.size() > inPlace_.size() - size_) return appendBeyond(text);
-    copyBytes(inPlace_.data() + size_, text.data(), text.size());
+    std::copy_n(text.data(), text.size(), inPlace_.data() + size_);
     size_ += text.size();
   }
   void append(char character) { append(std::string_view(&character, 1)); }

@@ -118,7 +118,7 @@ rules that failed most:
         long = b'{"id": "long", "attributes": {"a": "' + b"x" * (1 << 26) + b'"}}'
         cases = (
             # line                                                 id      message
-            (b"x", None, 'column 1: no value begins with "x"'),
+            (b"x", None, 'column 1: unexpected "x"; expected a value'),
             (b"[1]", None, ": is not an object"),
             (b'{"$data": ""}', None, ": is not an object"),
             (b"{}", None, ': "attributes" is missing'),
@@ -127,19 +127,19 @@ rules that failed most:
             (b'{"attributes": {}, "id": 1.50, "sources": []}', 1.5, ': "sources" is not an object'),
             (b'{"attributes": {}, "sources": {"sfc": 5}}', None, ': the source "sfc" is not an object'),
             (b'{"attributes": {}, "source": {}, "id": 7}', 7, ': "source" is none of "id", "attributes" and "sources"'),
-            (b'{"id": null, "attributes": {}}', None, "column 8 (id): null is no value"),
-            (b'{"id": "b", "attributes": {"a": {"b": null}}}', "b", "column 39 (attributes.a.b): null is no value"),
-            (b'{"attributes": {"a": null}, "id": [1, "c"]}', [1, "c"], "column 22 (attributes.a): null is no value"),
+            (b'{"id": null, "attributes": {}}', None, "column 8 (id): null is not allowed"),
+            (b'{"id": "b", "attributes": {"a": {"b": null}}}', "b", "column 39 (attributes.a.b): null is not allowed"),
+            (b'{"attributes": {"a": null}, "id": [1, "c"]}', [1, "c"], "column 22 (attributes.a): null is not allowed"),
             (b'{"attributes": {"a": 1, "a": 2}, "id": "d"}', "d", 'the key "a" is given twice'),
-            (b'{"id": "e", "attributes": {"a": "\xff"}}', "e", "column 34: invalid UTF-8"),
-            (b'{"attributes": {"a": "\xff"}, "id": "f"}', None, "column 23: invalid UTF-8"),
-            (b'{"id": "g", "attributes": {"a": "b', "g", "this text has no closing quote"),
+            (b'{"id": "e", "attributes": {"a": "\xff"}}', "e", "column 34 (attributes.a): invalid UTF-8"),
+            (b'{"attributes": {"a": "\xff"}, "id": "f"}', None, "column 23 (attributes.a): invalid UTF-8"),
+            (b'{"id": "g", "attributes": {"a": "b', "g", "unterminated string"),
             (b'{"id": "h", "id": "i", "attributes": {}}', "h", 'the key "id" is given twice'),
             (b'{"id": {"$data": "?"}, "attributes": {}}', None, "base64"),
-            (b'{"id": "j", "attributes": {}} {}', "j", "something follows the value"),
-            (b'{"id": "k", "attributes": ' + b"[" * 600 + b"]" * 600 + b"}", "k", "nested more than 512 deep"),
-            (b'{"id": "nul\x00", "attributes": {}}', None, "a control character stands in a text unescaped"),
-            (b'{"id": 123456789012345678901, "attributes": {}}', None, "does not fit in 64 bits"),
+            (b'{"id": "j", "attributes": {}} {}', "j", "unexpected text after the value"),
+            (b'{"id": "k", "attributes": ' + b"[" * 600 + b"]" * 600 + b"}", "k", "nested more than 512 levels deep"),
+            (b'{"id": "nul\x00", "attributes": {}}', None, "unescaped control character in a string"),
+            (b'{"id": 123456789012345678901, "attributes": {}}', None, "signed 64-bit, at most 9223372036854775807"),
             (long, "long", ": is longer than 64 MiB"),
         )
         good = line(GOOD, sources=SFC, id="good").encode()
@@ -193,7 +193,7 @@ FAIL  d\\n2  Model
 FAIL  d\\n3  fault: rule "Code": .*
 FAIL  d\\n4  no verdict: rule "Malformed": invalid logical operator:a XOR b
 pass  \( 1, { a = 2; } \)
-FAIL  7  input: line 7, column 1: no value begins with "b"
+FAIL  7  input: line 7, column 1: unexpected "b"; expected a value
 $''')
 
     def test_the_summary_names_the_ten_rules_that_failed_most(self):

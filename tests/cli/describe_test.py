@@ -41,7 +41,7 @@ class DescribeTest(CommandTest):
     def test_what_cannot_be_used(self):
         cases = (
             ("--attribute: is not a dictionary", ("nand-size", "--attribute", '"AB"', "--value", "{}")),
-            ("--value: line 1, column 1: null is no value", ("value-in-list", "--attribute", "1", "--value", "null")),
+            ("--value: line 1, column 1: null is not allowed", ("value-in-list", "--attribute", "1", "--value", "null")),
             ("--value missing: No such file", ("value-in-list", "--attribute", "1", "--value", "@missing")),
             ("--value is required", ("value-in-list", "--attribute", "1")),
             ("KIND: imei not in {value-in-list,nand-size,nvram-white-list}", ("imei", "--attribute", "1", "--value", "1")),

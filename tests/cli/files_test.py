@@ -110,7 +110,7 @@ class InputsTest(CommandTest):
             # why         data                                                               message
             ("text, cut", b"{a = (1, 2", "line 1, column "),
             ("not UTF-8", b'<plist version="1.0"><string>a\xff</string></plist>', "line 1, column 31: "),
-            ("not UTF-8 in JSON", b'["a\xff"]', "line 1, column 4: invalid UTF-8"),
+            ("not UTF-8 in JSON", b'["a\xff"]', "line 1, column 4 ([0]): invalid UTF-8"),
             ("entity bomb", bomb, "line 1, column "),
             ("cycle", binary([b"\xa1\x00"]), "byte "),
             ("long cycle", binary([b"\xa1\x01", b"\xd1\x02\x00", b"\x51a"]), "byte "),

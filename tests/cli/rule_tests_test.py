@@ -153,7 +153,7 @@ class RuleTestsTest(CommandTest):
             ("(cases[0].expect.station): is not an object", expect(station=1)),
             ("(unsigned): is neither true nor false", case() | {"unsigned": 1}),
             ('"unsigned" and "publicKey" exclude each other', case() | {"unsigned": True, "publicKey": "k"}),
-            ("(cases[0].change.A): null is no value", case(change={"A": None})),
+            ("(cases[0].change.A): null is not allowed", case(change={"A": None})),
         )
         only_by_the_command = (
             ('(cases[0].remove[0]): the device has no such attribute; did you mean "Color"?',

@@ -4,15 +4,13 @@
 #define TAVIK_TESTS_EXAMPLE_DOCUMENTS_H
 
 #include <gtest/gtest.h>
-#include <tavik/PropertyList.h>
+#include <tavik/Json.h>
 
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <string>
 #include <vector>
-
-#include "io/Json.h"
 
 namespace tavik {
 
@@ -25,9 +23,9 @@ inline Dictionary documentAt(const std::filesystem::path& path) {
   return *value.value_or(Dictionary()).ifDictionary();
 }
 
-inline Dictionary jsonOf(std::string text) {
+inline Dictionary jsonOf(const std::string& text) {
   std::string error;
-  const auto value = tool::JsonReader().read(text, error);
+  const auto value = readJson(text, error);
   EXPECT_TRUE(value) << error;
   return *value.value_or(Dictionary()).ifDictionary();
 }

@@ -325,6 +325,23 @@ TEST(CInterfaceTest, PropertyLists) {
   EXPECT_STRNE(tavik_error_text(error), "");
 }
 
+TEST(CInterfaceTest, Json) {
+  OwnedValue value;
+  OwnedValue text;
+  OwnedError error;
+  done(tavik_json_read("[1, {}] ?", 8, value.out(), error.out()));
+  done(tavik_json_write(value, TAVIK_JSON_ONE_LINE, text.out(), error.out()));
+  EXPECT_EQ(c::stringOf(text), "[1, {}]");
+  done(tavik_json_read("[1, {}]", TAVIK_TO_NUL, value.out(), nullptr));
+  done(tavik_json_write(value, TAVIK_JSON_INDENTED, text.out(), nullptr));
+  EXPECT_EQ(c::stringOf(text), "[\n  1,\n  {}\n]");
+  EXPECT_EQ(tavik_json_read("[1,\n\"\xFF\"]", TAVIK_TO_NUL, value.out(), error.out()), TAVIK_REFUSED);
+  EXPECT_STREQ(tavik_error_text(error), "line 2, column 2 ([1]): invalid UTF-8");
+  EXPECT_EQ(tavik_json_write(handleOf(Value(Date::sinceReference(1e15))), TAVIK_JSON_ONE_LINE, text.out(), error.out()),
+            TAVIK_REFUSED);
+  EXPECT_THAT(tavik_error_text(error), testing::StartsWith("the date"));
+}
+
 // Programs hold the numbers, which the recorded interface does not.
 TEST(CInterfaceTest, NumbersOnceGivenStay) {
   const std::int32_t statuses[] = {
@@ -477,6 +494,10 @@ TEST(CInterfaceTest, Misuse) {
       CASE(TAVIK_NULL_ARGUMENT, tavik_property_list_read("{}", 2, nullptr, &error)),
       CASE(TAVIK_NULL_ARGUMENT, tavik_property_list_read_file(nullptr, &value, &error)),
       CASE(TAVIK_BAD_ARGUMENT, tavik_property_list_write(string, 3, &value, &error)),
+      CASE(TAVIK_NULL_ARGUMENT, tavik_json_read(nullptr, TAVIK_TO_NUL, &value, &error)),
+      CASE(TAVIK_REFUSED, tavik_json_read(nullptr, 0, &value, &error)),
+      CASE(TAVIK_BAD_ARGUMENT, tavik_json_write(string, 3, &value, &error)),
+      CASE(TAVIK_NULL_ARGUMENT, tavik_json_write(string, TAVIK_JSON_ONE_LINE, nullptr, &error)),
       CASE(TAVIK_NULL_ARGUMENT, tavik_property_list_write(nullptr, TAVIK_FORMAT_XML, &value, &error)),
       CASE(TAVIK_NULL_ARGUMENT, tavik_verdict_trust(nullptr, string)),
       CASE(TAVIK_BAD_HANDLE, tavik_verdict_trust(noVerdict, string)),

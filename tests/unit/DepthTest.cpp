@@ -1,6 +1,7 @@
 // Values nested far deeper than any stack would allow, on a thread whose stack is small: nothing may recurse.
 
 #include <pthread.h>
+#include <tavik/Json.h>
 
 #include <functional>
 
@@ -82,16 +83,20 @@ TEST(DepthTest, ValuesAreCopiedComparedDescribedRefusedAndDestroyed) {
     EXPECT_LT(listing.size(), std::size_t{150} * kDeep) << "lines are not set in for ever";
     std::string error;
     EXPECT_FALSE(readPropertyList({reinterpret_cast<const std::uint8_t*>(listing.data()), listing.size()}, error));
-    EXPECT_THAT(error, testing::HasSubstr("more than 512 deep"));
+    EXPECT_THAT(error, testing::HasSubstr("more than 512 levels deep"));
 
+    constexpr std::string_view kTooDeep = "….k[0].k[0].k[0].k[0]: nested more than 512 levels deep";
     for (const auto format : {PropertyListFormat::kXml, PropertyListFormat::kBinary}) {
       error.clear();
       EXPECT_FALSE(writePropertyList(changed, format, error));
-      EXPECT_EQ(
-          error,
-          "\"k\": element 0: \"k\": element 0: \"k\": element 0: \"k\": element 0: arrays and dictionaries stand in "
-          "each other more than 512 deep");
+      EXPECT_EQ(error, kTooDeep);
     }
+    error.clear();
+    EXPECT_FALSE(writeJson(changed, error));
+    EXPECT_EQ(error, kTooDeep);
+    const ValueLocations locations(2);
+    EXPECT_EQ(findLocation(one, locations, *one.ifDictionary()->find("k")), &locations[1]);
+    EXPECT_EQ(findLocation(one, locations, copy), nullptr);
     copy = Value();
     changed = Dictionary();
     one = Value("assigned over");

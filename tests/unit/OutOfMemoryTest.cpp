@@ -3,6 +3,7 @@
 // pass.
 
 #include <openssl/crypto.h>
+#include <tavik/Json.h>
 #include <tavik/PreparedRules.h>
 #include <tavik/StationPlatform.h>
 #include <tavik/tavik_platform.h>
@@ -262,6 +263,17 @@ Value writing(const Value& value, PropertyListFormat format) {
   return document ? Value(*document) : Value(error);
 }
 
+Value readingJson(std::string_view text) {
+  std::string error;
+  ValueLocations locations;
+  return orReason(readJson(text, error, locations), error);
+}
+
+Value writingJson(const Value& value) {
+  std::string error;
+  return writeJson(value, error, JsonLayout::kIndented).value_or(error);
+}
+
 Value readingFile(const std::string& path) {
   std::string error;
   return orReason(readPropertyListFile(path, error), error);
@@ -321,6 +333,7 @@ TEST(OutOfMemoryTest, PropertyLists) {
   const std::string xml = bytesOf(value, PropertyListFormat::kXml);
   const std::string binary = bytesOf(value, PropertyListFormat::kBinary);
   const std::string oldStyle = description(&value);
+  const std::string json(*writingJson(value).ifString());
   const std::string oddXml =
       "<?xml version=\"1.0\"?><!DOCTYPE plist><plist version=\"1.0\"><!-- a comment --><array><string>a long enough "
       "text &amp; &#x1F600; <![CDATA[<raw> text]]></string><real>+1.50e3</real><integer>0x1F</integer></array></plist>";
@@ -343,11 +356,16 @@ TEST(OutOfMemoryTest, PropertyLists) {
       {"writing binary", [&] { return writing(value, PropertyListFormat::kBinary); }},
       {"refusing to write a date", [&] { return writing(Array::of(farDate), PropertyListFormat::kXml); }},
       {"refusing to write so deep", [] { return writing(nested(513), PropertyListFormat::kBinary); }},
+      {"reading JSON", [&] { return readingJson(json); }},
+      {"refusing JSON", [] { return readingJson(R"({"a key beyond fifteen": [{"a": 1, "a": 2}]})"); }},
+      {"writing JSON", [&] { return writingJson(value); }},
+      {"refusing to write JSON", [] { return writingJson(nested(513)); }},
       {"a date as text", [] { return Value(dateToIsoText(Date::sinceReference(0.1)).value_or("")); }},
       {"a date from text",
        [] { return Value(*dateFromIsoText("2026-11-21T01:02:03.123456789012345678901234567890Z")); }},
   });
   EXPECT_EQ(readable, value);
+  EXPECT_EQ(readingJson(json), value);
 }
 
 // An element with a length of up to 255 bytes.

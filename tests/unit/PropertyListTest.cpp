@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <tavik/Json.h>
 #include <tavik/PropertyList.h>
 #include <unistd.h>
 
@@ -151,8 +152,9 @@ TEST(XmlPropertyListTest, Reads) {
        "<integer>0x7fFF</integer><integer>-0X10</integer></array>",
        Array::of(7, std::numeric_limits<std::int64_t>::min(), std::numeric_limits<std::int64_t>::max(), 32767, -16)},
       {"floating-point numbers",
-       "<array><real>1</real><real>+.5</real><real>-1.5E-3</real><real>INF</real><real>-infinity</real></array>",
-       Array::of(1.0, 0.5, -0.0015, HUGE_VAL, -HUGE_VAL)},
+       "<array><real>1</real><real>+.5</real><real>-1.5E-3</real><real>INF</real><real>-infinity</real>"
+       "<real>1e-400</real></array>",
+       Array::of(1.0, 0.5, -0.0015, HUGE_VAL, -HUGE_VAL, 0.0)},
       {"data", "<array><data/><data>AQ==</data><data> A Q\r\nI= </data><data>AQID+/8=</data></array>",
        Array::of(Data(), Data{1}, Data{1, 2}, Data{1, 2, 3, 0xFB, 0xFF})},
       {"dates", "<array><date>2001-01-01T00:00:10Z</date><date> 2000-12-31T23:59:59.750Z\n</date></array>",
@@ -211,7 +213,7 @@ TEST(XmlPropertyListTest, RefusesWithPlace) {
       {"columns are characters, CR ends a line", "<array>\r\xC3\xA9",
        "line 2, column 1: something other than an element"},
       {"columns behind characters", "<string>\xC3\xA9\xF0\x9F\x98\x80&</string>", "line 1, column 11: \"&\""},
-      {"not UTF-8", "<string>a\n\xE9</string>", "line 2, column 1: this is not UTF-8"},
+      {"not UTF-8", "<string>a\n\xE9</string>", "line 2, column 1: invalid UTF-8"},
       {"declared otherwise", "<?xml version='1.0' encoding='ISO-8859-1'?><string>\xE9</string>",
        "line 1, column 21: the encoding \"ISO-8859-1\" is not supported"},
       {"UTF-16", "\xFF\xFE<\0"s, "line 1, column 1: the document is UTF-16"},
@@ -219,14 +221,14 @@ TEST(XmlPropertyListTest, RefusesWithPlace) {
       {"empty integer", "<integer> </integer>", "line 1, column 11: \"\" is not an integer"},
       {"two signs", "<integer>+-5</integer>", "line 1, column 10: \"+-5\" is not an integer"},
       {"too large", "<integer>9223372036854775808</integer>",
-       "line 1, column 10: \"9223372036854775808\" does not fit"},
+       "line 1, column 10: \"9223372036854775808\" is out of range (signed 64-bit, at most 9223372036854775807)"},
       {"too small", "<integer>-9223372036854775809</integer>",
-       "line 1, column 10: \"-9223372036854775809\" does not fit"},
+       "line 1, column 10: \"-9223372036854775809\" is out of range (signed 64-bit, at least -9223372036854775808)"},
       {"too large by far", "<integer>0x10000000000000000</integer>",
-       "line 1, column 10: \"0x10000000000000000\" does not fit"},
+       "line 1, column 10: \"0x10000000000000000\" is out of range (signed 64-bit, at most"},
       {"no number", "<real>+-5</real>", "line 1, column 7: \"+-5\" is not a number"},
       {"hexadecimal number", "<real>0x10</real>", "line 1, column 7: \"0x10\" is not a number"},
-      {"number out of range", "<real>1e999</real>", "line 1, column 7: \"1e999\" lies outside"},
+      {"number out of range", "<real>1e999</real>", "line 1, column 7: \"1e999\" is out of range"},
       {"no base64", "<data>\nAQ!D</data>", "line 2, column 3: this is not base64"},
       {"base64 behind padding", "<data>AQ==AQ==</data>", "line 1, column 11: this is not base64"},
       {"padding missing", "<data>AQ</data>", "line 1, column 7: the last group"},
@@ -248,8 +250,8 @@ TEST(XmlPropertyListTest, RefusesWithPlace) {
        "<dict><key>a</key><true/><key>b</key><true/>" + manyEntries(20) + "<key>b</key><true/></dict>",
        "line 1, column 445: the key \"b\" is given twice, first at line 1, column 26"},
       {"too deep", repeated("<array>", 513),
-       "line 1, column 3585: arrays and dictionaries stand in each other more than 512"},
-      {"much too deep", repeated("<dict><key>a</key>", 10000), "line 1, column 9217: arrays and dictionaries"},
+       "line 1, column 3585: nested more than 512 levels deep"},
+      {"much too deep", repeated("<dict><key>a</key>", 10000), "line 1, column 9217: nested more than 512 levels deep"},
   });
 }
 
@@ -303,10 +305,10 @@ TEST(TextPropertyListTest, RefusesWithPlace) {
       {"lone low surrogate", R"("\Ude00")", "line 1, column 2: half of a surrogate pair"},
       {"control character", "\"a\0\""s, "line 1, column 3: a control character"},
       {"open comment", "(a /* *)", "line 1, column 4: this comment does not end"},
-      {"not UTF-8", "(a, \"\xC0\x80\")", "line 1, column 6: this is not UTF-8"},
+      {"not UTF-8", "(a, \"\xC0\x80\")", "line 1, column 6: invalid UTF-8"},
       {"key twice", "{ a = {a=1;};\n 'a' = 2; }",
        "line 2, column 2: the key \"a\" is given twice, first at line 1, column 3"},
-      {"much too deep", std::string(10000, '('), "line 1, column 513: arrays and dictionaries"},
+      {"much too deep", std::string(10000, '('), "line 1, column 513: nested more than 512 levels deep"},
   });
 }
 
@@ -386,7 +388,7 @@ TEST(BinaryPropertyListTest, RefusesWithPlace) {
       {"lone high surrogate", binary({"\x62\0a\xD8\x3D"s}), "byte 11: half of a surrogate pair"},
       {"lone low surrogate", binary({"\x62\xDE\0\0a"s}), "byte 9: half of a surrogate pair"},
       {"integer beyond 64 bits", binary({"\x14" + std::string(8, '\0') + std::string(8, '\xFF')}),
-       "byte 8: this integer does not fit"},
+       "byte 8: this integer is out of range"},
       {"integer of 32 bytes", binary({"\x15" + std::string(32, '\0')}), "byte 8: this integer has a size"},
       {"number of 2 bytes", binary({"\x21\0\0"s}), "byte 8: this floating-point number has a size"},
       {"date of 4 bytes", binary({"\x32\0\0\0\0"s}), "byte 8: this date has a size"},
@@ -422,8 +424,8 @@ TEST(BinaryPropertyListTest, RefusesDepthHoweverItIsShared) {
     return objects;
   };
   EXPECT_EQ(readable(binary(chain(512), {2, 2, 0})), nested(512));
-  EXPECT_THAT(refusalOf(binary(chain(513), {2, 2, 0})), StartsWith("byte 1544: arrays and dictionaries"));
-  EXPECT_THAT(refusalOf(binary(chain(10000), {3, 2, 0})), HasSubstr("more than 512"));
+  EXPECT_THAT(refusalOf(binary(chain(513), {2, 2, 0})), StartsWith("byte 1544: nested more than 512 levels deep"));
+  EXPECT_THAT(refusalOf(binary(chain(10000), {3, 2, 0})), HasSubstr("more than 512 levels deep"));
 
   // The second element holds the first one, which was read a level further out.
   const auto shared = [](std::uint64_t length) {
@@ -433,7 +435,7 @@ TEST(BinaryPropertyListTest, RefusesDepthHoweverItIsShared) {
     return binary(objects, {2, 2, 0});
   };
   EXPECT_EQ(readable(shared(510)), Value(Array::of(nested(510), nested(511))));
-  EXPECT_THAT(refusalOf(shared(511)), StartsWith("byte 13: arrays and dictionaries"));
+  EXPECT_THAT(refusalOf(shared(511)), StartsWith("byte 13: nested more than 512 levels deep"));
 }
 
 TEST(BinaryPropertyListTest, RefusesWhatSharingBlowsUp) {
@@ -465,6 +467,13 @@ TEST(PropertyListTest, AllEncodingsOfOneDocumentAreEqual) {
 
 // Equality sees neither the order of keys nor the kind of a number nor the sign of a zero; the encoded bytes do.
 void expectRoundTrip(const Value& value) {
+  for (const JsonLayout layout : {JsonLayout::kOneLine, JsonLayout::kIndented}) {
+    std::string error;
+    const std::string text = writeJson(value, error, layout).value_or(error);
+    const std::optional<Value> back = readJson(text, error);
+    ASSERT_TRUE(back) << error << " in:\n" << text;
+    EXPECT_EQ(written(*back, PropertyListFormat::kBinary), written(value, PropertyListFormat::kBinary)) << text;
+  }
   for (const PropertyListFormat format : kFormats) {
     const std::string document = written(value, format);
     const Value back = readable(document);
@@ -557,9 +566,9 @@ TEST(PropertyListTest, WhatCouldNotBeReadBackIsNotWritten) {
     EXPECT_FALSE(writePropertyList(nested(512, Dictionary()), format, error));
     EXPECT_FALSE(writePropertyList(nested(512, Array()), format, error));
     EXPECT_FALSE(writePropertyList(nested(100000), format, error));
-    EXPECT_THAT(error, HasSubstr("more than 512 deep"));
+    EXPECT_THAT(error, HasSubstr("more than 512 levels deep"));
     EXPECT_FALSE(writePropertyList(Dictionary{{"Rules", Array::of("a", Date::sinceReference(1e12))}}, format, error));
-    EXPECT_THAT(error, StartsWith("\"Rules\": element 1: the date"));
+    EXPECT_THAT(error, StartsWith("Rules[1]: the date"));
     EXPECT_FALSE(writePropertyList(Date::sinceReference(std::nan("")), format, error));
   }
 }

@@ -35,11 +35,13 @@ from ._tavik import (
     generate_key_pair,
     nand_size_check_description,
     nvram_white_list_description,
+    read_json,
     read_property_list,
     read_property_list_file,
     sign,
     value_in_list_description,
     verify,
+    write_json,
     write_property_list,
 )
 
@@ -67,10 +69,12 @@ __all__ = [
     "generate_key_pair",
     "nand_size_check_description",
     "nvram_white_list_description",
+    "read_json",
     "read_property_list",
     "read_property_list_file",
     "sign",
     "value_in_list_description",
     "verify",
+    "write_json",
     "write_property_list",
 ]

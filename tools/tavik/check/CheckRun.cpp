@@ -32,6 +32,16 @@ bool endedEarly(const CheckOutcome& outcome) {
          (records.size() == kVersionRecords + 1 && (outcome.error || saysNoRules(records.at(kVersionRecords))));
 }
 
+/// One by one: a record may hold an attribute that is nested as deep as is allowed in a record, but not in an array of them.
+void appendRecords(std::string& out, const Array& records) {
+  out += '[';
+  for (const Value& record : records) {
+    if (&record != records.begin()) out += ", ";
+    appendJson(out, record);
+  }
+  out += ']';
+}
+
 }  // namespace
 
 CheckOutcome runCheck(const PreparedRules& rules, const Dictionary& attributes, const Dictionary& sources) {
@@ -67,7 +77,7 @@ std::string whyNoVerdict(const CheckOutcome& outcome) {
 void appendOutcome(std::string& out, const CheckOutcome& outcome) {
   out += "\"records\": ";
   if (outcome.records) {
-    appendJson(out, Value(*outcome.records));
+    appendRecords(out, *outcome.records);
   } else {
     out += "null";
   }

@@ -1,13 +1,13 @@
 #include "check/DeviceChecker.h"
 
 #include <fmt/format.h>
+#include <tavik/Json.h>
 
 #include <cstdint>
 #include <string>
 #include <string_view>
 #include <utility>
 
-#include "io/JsonSyntax.h"
 #include "text/Text.h"
 
 namespace tavik::tool {
@@ -49,11 +49,19 @@ const Dictionary& memberOf(const Value& line, std::string_view key) {
   return member == nullptr ? kNone : *member;
 }
 
+Value idOf(const Line& line, const std::optional<Value>& content) {
+  const bool isObject = content && content->ifDictionary() != nullptr;
+  const Value* const known = isObject ? content->ifDictionary()->find(kId) : nullptr;
+  if (known != nullptr) return *known;
+  const std::optional<Value> found = content ? std::nullopt : readJsonMember(line.text, kId);
+  return found.value_or(Value(static_cast<std::int64_t>(line.number)));
+}
+
 }  // namespace
 
-DeviceResult DeviceChecker::check(Line& line) {
+DeviceResult DeviceChecker::check(const Line& line) const {
   std::string error;
-  const std::optional<Value> content = line.tooLong ? std::nullopt : reader_.read(line.text, error, line.number);
+  const std::optional<Value> content = line.tooLong ? std::nullopt : readJson(line.text, error, line.number);
   DeviceResult result{
       .id = idOf(line, content), .status = ExitStatus::kUnusable, .inputError = {}, .outcome = {}, .attributes = {}};
   if (content) error = whyUnusable(*content);
@@ -67,18 +75,6 @@ DeviceResult DeviceChecker::check(Line& line) {
   result.outcome = runCheck(rules_, result.attributes, memberOf(*content, kSources));
   result.status = statusOf(result.outcome);
   return result;
-}
-
-Value DeviceChecker::idOf(const Line& line, const std::optional<Value>& content) {
-  if (content && content->ifDictionary() != nullptr) {
-    if (const Value* const id = content->ifDictionary()->find(kId)) return *id;
-  }
-  if (!content) {
-    std::string text(findMember(line.text, kId).value_or(""));
-    std::string ignored;
-    if (std::optional<Value> id = reader_.read(text, ignored)) return *std::move(id);
-  }
-  return Value(static_cast<std::int64_t>(line.number));
 }
 
 }  // namespace tavik::tool

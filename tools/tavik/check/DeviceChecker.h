@@ -4,29 +4,22 @@
 #define TAVIK_TOOL_CHECK_DEVICE_CHECKER_H
 
 #include <tavik/PreparedRules.h>
-#include <tavik/Value.h>
-
-#include <optional>
 
 #include "check/DeviceResult.h"
-#include "io/Json.h"
 #include "io/LineReader.h"
 
 namespace tavik::tool {
 
-/// Checks devices one after the other, keeping its working memory. For one thread at a time.
+/// Checks devices. Thread-safe.
 class DeviceChecker {
  public:
   explicit DeviceChecker(const PreparedRules& rules) : rules_(rules) {}
 
   /// `line` holds anything; {"id": any, "attributes": {...}, "sources": {"sfc": {...}}} is what gets a check run.
-  DeviceResult check(Line& line);
+  [[nodiscard]] DeviceResult check(const Line& line) const;
 
  private:
-  Value idOf(const Line& line, const std::optional<Value>& content);
-
   const PreparedRules& rules_;
-  JsonReader reader_;
 };
 
 }  // namespace tavik::tool

@@ -37,7 +37,7 @@ constexpr std::size_t kMostThreads = 256;
 
 constexpr const char* kFooter =
     R"(INPUT holds one JSON object a line, {"id": any, "attributes": {...}, "sources": {"sfc": {...}}}; "id" and "sources" may be
-left out, null is no value, and other keys are refused. A line may be 64 MiB long; blank lines are passed over.
+left out, null is not allowed, and other keys are refused. A line may be 64 MiB long; blank lines are passed over.
 
 For each, in the order of the input, one line is printed: the object of "check --format json" with "id" first (by default
 the number of the line), or {"id": ..., "input_error": "..."} for a line that cannot be used, which counts as a failed

@@ -15,7 +15,6 @@
 #include "decode/BlobText.h"
 #include "decode/DerWalk.h"
 #include "io/ArgumentName.h"
-#include "io/Base64.h"
 #include "io/Bytes.h"
 #include "io/Inputs.h"
 #include "io/Json.h"
@@ -95,9 +94,9 @@ class DerJson : public DerVisitor {
     if (element.constructed) {
       text += "\"items\": [";
     } else {
-      text += R"("data": {"$data": ")";
-      appendBase64(text, element.content);
-      text += "\"}}";
+      text += "\"data\": ";
+      appendJson(text, Data(element.content));
+      text += '}';
     }
     first_ = element.constructed;
     out_.append(text);

@@ -54,7 +54,7 @@ class DocumentReader {
   Document read(Document::Role role, const std::string& file) {
     const std::string_view argument = role == Document::Role::kLibrary ? "--library" : "--rules";
     const std::string name = nameOf(argument, file);
-    std::string bytes = inputs_.bytes(argument, file);
+    const std::string bytes = inputs_.bytes(argument, file);
     std::string kept = options_.unsignedDocuments && hasLines(bytes) ? bytes : std::string();
     const Value value = parseValue(name, bytes);
     if (value.ifDictionary() == nullptr) throw Unusable(name + ": is not a dictionary");

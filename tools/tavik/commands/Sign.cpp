@@ -41,7 +41,7 @@ Data toXml(const std::string& name, const Value& value) {
 /// The document as the property list that is signed.
 Data readPayload(const std::string& path) {
   const std::string name = nameOf("", path);
-  std::string bytes = Inputs().bytes("", path);
+  const std::string bytes = Inputs().bytes("", path);
   const Value document = parseValue(name, bytes);
   if (document.ifDictionary() == nullptr) throw Unusable(name + ": is not a dictionary");
   return isJson(bytes) ? toXml(name, document) : Data(bytesOf(bytes));

@@ -1,5 +1,6 @@
 #include "io/Encoding.h"
 
+#include <tavik/Json.h>
 #include <tavik/PropertyList.h>
 
 #include <algorithm>
@@ -11,7 +12,6 @@
 #include "ExitStatus.h"
 #include "io/Bytes.h"
 #include "io/InMemory.h"
-#include "io/Json.h"
 
 namespace tavik::tool {
 namespace {
@@ -53,16 +53,20 @@ bool isLiteral(std::string_view text) {
   });
 }
 
-Value parse(const std::string& name, std::string& bytes) {
+std::optional<Value> read(std::string_view bytes, std::string& error, ValueLocations* locations) {
+  if (isJson(bytes)) return locations != nullptr ? readJson(bytes, error, *locations) : readJson(bytes, error);
+  return locations != nullptr ? readPropertyList(bytesOf(bytes), error, *locations)
+                              : readPropertyList(bytesOf(bytes), error);
+}
+
+Value parse(const std::string& name, std::string_view bytes, ValueLocations* locations) {
   if (bytes.empty()) throw Unusable(name + ": is empty");
-  if (isJson(bytes)) {
-    bytes.erase(0, bytes.size() - withoutByteOrderMark(bytes).size());
-    return parseJson(name, bytes);
-  }
-  std::string error;
-  std::optional<Value> value = readPropertyList(bytesOf(bytes), error);
-  if (!value) throw Unusable(name + ": " + error);
-  return *std::move(value);
+  return inMemory(name, [&] {
+    std::string error;
+    std::optional<Value> value = read(bytes, error, locations);
+    if (!value) throw Unusable(name + ": " + error);
+    return *std::move(value);
+  });
 }
 
 }  // namespace
@@ -82,15 +86,17 @@ bool isJson(std::string_view bytes) {
   }
 }
 
-Value parseJson(const std::string& name, std::string& text) {
+Value parseJson(const std::string& name, std::string_view text) {
   std::string error;
-  std::optional<Value> value = JsonReader().read(text, error);
+  std::optional<Value> value = readJson(text, error);
   if (!value) throw Unusable(name + ": " + error);
   return *std::move(value);
 }
 
-Value parseValue(const std::string& name, std::string& bytes) {
-  return inMemory(name, [&] { return parse(name, bytes); });
+Value parseValue(const std::string& name, std::string_view bytes) { return parse(name, bytes, nullptr); }
+
+Value parseValue(const std::string& name, std::string_view bytes, ValueLocations& locations) {
+  return parse(name, bytes, &locations);
 }
 
 }  // namespace tavik::tool

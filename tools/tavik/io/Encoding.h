@@ -3,6 +3,7 @@
 #ifndef TAVIK_TOOL_IO_ENCODING_H
 #define TAVIK_TOOL_IO_ENCODING_H
 
+#include <tavik/Location.h>
 #include <tavik/Value.h>
 
 #include <string>
@@ -13,12 +14,14 @@ namespace tavik::tool {
 /// Whether bytes are JSON, as far as their beginning tells it from the property-list encodings.
 bool isJson(std::string_view bytes);
 
-/// The value that the bytes hold, a property list in any encoding or JSON. Raises `Unusable` with the place and the
+/// The value that the bytes hold, a property list in any encoding or JSON. Raises `Unusable` with the location and the
 /// reason; `name` is what messages begin with.
-Value parseValue(const std::string& name, std::string& bytes);
+Value parseValue(const std::string& name, std::string_view bytes);
+/// The same, with the locations of all values in `locations`, which stay empty for a binary property list.
+Value parseValue(const std::string& name, std::string_view bytes, ValueLocations& locations);
 
 /// The same for JSON alone.
-Value parseJson(const std::string& name, std::string& text);
+Value parseJson(const std::string& name, std::string_view text);
 
 }  // namespace tavik::tool
 

@@ -83,8 +83,7 @@ std::string Inputs::bytes(std::string_view argument, const std::string& path) {
 }
 
 Value Inputs::value(std::string_view argument, const std::string& path) {
-  std::string contents = bytes(argument, path);
-  return parseValue(nameOf(argument, path), contents);
+  return parseValue(nameOf(argument, path), bytes(argument, path));
 }
 
 Dictionary Inputs::dictionary(std::string_view argument, const std::string& path) {
@@ -95,8 +94,7 @@ Dictionary Inputs::dictionary(std::string_view argument, const std::string& path
 
 Value Inputs::inPlace(std::string_view argument, const std::string& textOrFile) {
   if (textOrFile.starts_with('@')) return value(argument, textOrFile.substr(1));
-  std::string text = textOrFile;
-  return parseJson(std::string(argument), text);
+  return parseJson(std::string(argument), textOrFile);
 }
 
 }  // namespace tavik::tool

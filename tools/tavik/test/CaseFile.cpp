@@ -15,29 +15,38 @@
 #include "io/ArgumentName.h"
 #include "io/Encoding.h"
 #include "io/Inputs.h"
-#include "io/JsonSyntax.h"
 #include "text/NearestName.h"
 #include "text/Text.h"
 
 namespace tavik::tool {
 namespace {
 
-/// The file that is read, for the places in messages.
+/// The file that is read, for the locations in messages.
 struct Source {
   std::string name;
-  std::string text;
+  Value content;
+  ValueLocations locations;
 };
 
-/// A value of a case file that knows where it stands.
+/// A key as a path shows it.
+std::string keyInPath(std::string_view key) {
+  constexpr std::size_t kLongest = 40;
+  const bool isPlain = !key.empty() && key.size() <= kLongest && std::ranges::all_of(key, [](char c) {
+    return c == '-' || c == '_' || (c >= '0' && c <= '9') || (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z');
+  });
+  return isPlain ? std::string(key) : "\"" + shortened(visible(key), kLongest) + "\"";
+}
+
+/// A value of a case file that knows its path: "cases[2].name".
 class Node {
  public:
-  Node(const Source& source, const Value& value) : source_(&source), value_(&value) {}
+  explicit Node(const Source& source) : Node(source, source.content, "") {}
 
   [[noreturn]] void refuse(const std::string& why) const {
     std::string place;
-    const std::optional<std::size_t> offset = isJson(source_->text) ? findPlace(source_->text, path_) : std::nullopt;
-    if (offset) place += ": " + placeInText(source_->text, *offset);
-    if (!path_.empty()) place += fmt::format("{}({})", offset ? " " : ": ", jsonPath(path_));
+    const ValueLocation* const location = findLocation(source_->content, source_->locations, *value_);
+    if (location != nullptr) place += ": " + location->value.text();
+    if (!path_.empty()) place += fmt::format("{}({})", location != nullptr ? " " : ": ", path_);
     throw Unusable(source_->name + place + ": " + why);
   }
 
@@ -71,7 +80,7 @@ class Node {
   [[nodiscard]] const Dictionary& object(std::span<const std::string_view> known) const {
     for (const auto [key, value] : object()) {
       if (std::ranges::find(known, key) != known.end()) continue;
-      Node(*this, {key, 0}, value).refuse("unknown key" + didYouMean(key, known));
+      child(key, value).refuse("unknown key" + didYouMean(key, known));
     }
     return object();
   }
@@ -84,7 +93,7 @@ class Node {
 
   [[nodiscard]] std::optional<Node> find(std::string_view key) const {
     const Value* const member = object().find(key);
-    return member == nullptr ? std::nullopt : std::optional(Node(*this, {key, 0}, *member));
+    return member == nullptr ? std::nullopt : std::optional(child(key, *member));
   }
 
   [[nodiscard]] Node at(std::string_view key) const {
@@ -95,7 +104,7 @@ class Node {
 
   [[nodiscard]] std::vector<std::pair<std::string, Node>> members() const {
     std::vector<std::pair<std::string, Node>> members;
-    for (const auto [key, value] : object()) members.emplace_back(key, Node(*this, {key, 0}, value));
+    for (const auto [key, value] : object()) members.emplace_back(key, child(key, value));
     return members;
   }
 
@@ -103,19 +112,23 @@ class Node {
     const Array* const array = value_->ifArray();
     if (array == nullptr) refuse("is not an array");
     std::vector<Node> elements;
-    for (std::size_t i = 0; i < array->size(); ++i) elements.push_back(Node(*this, {std::nullopt, i}, array->at(i)));
+    for (std::size_t i = 0; i < array->size(); ++i) {
+      elements.push_back(Node(*source_, array->at(i), fmt::format("{}[{}]", path_, i)));
+    }
     return elements;
   }
 
  private:
-  Node(const Node& parent, JsonStep step, const Value& value)
-      : source_(parent.source_), value_(&value), path_(parent.path_) {
-    path_.push_back(step);
+  Node(const Source& source, const Value& value, std::string path)
+      : source_(&source), value_(&value), path_(std::move(path)) {}
+
+  [[nodiscard]] Node child(std::string_view key, const Value& value) const {
+    return {*source_, value, path_ + (path_.empty() ? "" : ".") + keyInPath(key)};
   }
 
   const Source* source_;
   const Value* value_;
-  std::vector<JsonStep> path_;
+  std::string path_;
 };
 
 constexpr std::string_view kRecordKeys[] = {"result", "actual", "expected", "hideResult", "attributes"};
@@ -275,9 +288,9 @@ class CaseFileReader {
 }  // namespace
 
 CaseFile readCaseFile(Inputs& inputs, const std::string& path) {
-  Source source{.name = nameOf("", path), .text = inputs.bytes("", path)};
-  const Value value = parseValue(source.name, source.text);
-  return CaseFileReader(inputs, path).read(Node(source, value), source.name);
+  Source source{.name = nameOf("", path), .content = {}, .locations = {}};
+  source.content = parseValue(source.name, inputs.bytes("", path), source.locations);
+  return CaseFileReader(inputs, path).read(Node(source), source.name);
 }
 
 }  // namespace tavik::tool

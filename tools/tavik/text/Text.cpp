@@ -109,15 +109,6 @@ std::string shortened(std::string_view visibleText, std::size_t width) {
   }
 }
 
-std::string placeInText(std::string_view text, std::size_t offset, std::size_t firstLine) {
-  const std::string_view before = text.substr(0, offset);
-  const std::size_t line = firstLine + static_cast<std::size_t>(std::ranges::count(before, '\n'));
-  std::string_view onLine = before.substr(before.rfind('\n') + 1);
-  std::size_t column = 1;
-  for (; !onLine.empty(); ++column) takeCharacter(onLine);
-  return fmt::format("line {}, column {}", line, column);
-}
-
 std::string hexDumpLine(std::size_t offset, std::span<const std::uint8_t> bytes) {
   constexpr std::size_t kHalf = 24;  // eight bytes with their blanks
   std::string digits;

@@ -33,9 +33,6 @@ std::size_t displayWidth(std::string_view visibleText);
 /// The visible text cut to `width` columns, with an ellipsis where something was cut off.
 std::string shortened(std::string_view visibleText, std::size_t width);
 
-/// "line 3, column 9": the place of the byte at `offset`, counted in characters from 1; the text begins on `firstLine`.
-std::string placeInText(std::string_view text, std::size_t offset, std::size_t firstLine = 1);
-
 /// One line of a hex dump: up to 16 bytes as hexadecimal digits, then as characters.
 std::string hexDumpLine(std::size_t offset, std::span<const std::uint8_t> bytes);
 

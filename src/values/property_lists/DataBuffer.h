@@ -1,7 +1,7 @@
 /// @file
 /// Data under construction, for what writes documents.
-#ifndef TAVIK_VALUES_DATA_BUFFER_H
-#define TAVIK_VALUES_DATA_BUFFER_H
+#ifndef TAVIK_VALUES_PROPERTY_LISTS_DATA_BUFFER_H
+#define TAVIK_VALUES_PROPERTY_LISTS_DATA_BUFFER_H
 
 #include <tavik/Value.h>
 
@@ -11,7 +11,6 @@
 #include <string_view>
 #include <utility>
 
-#include "values/CopyBytes.h"
 #include "values/SharedContents.h"
 #include "values/ValueAccess.h"
 
@@ -33,7 +32,7 @@ class DataBuffer {
     return begin_ + std::exchange(size_, size_ + count);
   }
   DataBuffer& operator+=(std::string_view text) {
-    copyBytes(extend(text.size()), text.data(), text.size());
+    std::copy_n(text.data(), text.size(), extend(text.size()));
     return *this;
   }
   DataBuffer& operator+=(char character) {
@@ -60,7 +59,7 @@ class DataBuffer {
   void moveTo(std::size_t capacity) {
     std::unique_ptr<Bytes, Free> block(Bytes::make(capacity));
     char* begin = reinterpret_cast<char*>(block.get() + 1);
-    copyBytes(begin, begin_, size_);
+    std::copy_n(begin_, size_, begin);
     block_ = std::move(block);
     begin_ = begin;
     capacity_ = capacity;

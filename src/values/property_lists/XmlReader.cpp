@@ -9,6 +9,7 @@
 #include <array>
 #include <bit>
 #include <charconv>
+#include <cmath>
 #include <cstdint>
 #include <cstring>
 #include <iterator>
@@ -16,7 +17,9 @@
 #include <system_error>
 #include <utility>
 
-#include "values/PropertyListEncodings.h"
+#include "values/property_lists/Base64.h"
+#include "values/property_lists/Encodings.h"
+#include "values/Numbers.h"
 #include "values/SharedContents.h"
 #include "values/Text.h"
 #include "values/ValueAccess.h"
@@ -49,6 +52,10 @@ constexpr std::array<std::uint8_t, 256> kClasses = [] {
 bool isOf(Class wanted, char character) noexcept {
   return (kClasses[static_cast<unsigned char>(character)] & wanted) != 0;
 }
+
+bool isSpace(char character) noexcept { return isOf(kSpace, character); }
+
+bool isDigit(char character) noexcept { return character >= '0' && character <= '9'; }
 
 bool isForbiddenControl(char character) noexcept {
   return static_cast<unsigned char>(character) < 0x20 && !isOf(kSpace, character);
@@ -173,8 +180,8 @@ struct Characters {
 
 class XmlReader {
  public:
-  explicit XmlReader(std::string_view document) noexcept
-      : document_(document), pastBrackets_(document.rfind('<') + 1) {}
+  XmlReader(std::string_view document, std::vector<ValueOffset>* offsets) noexcept
+      : document_(document), pastBrackets_(document.rfind('<') + 1), offsets_(offsets) {}
 
   Value read();
 
@@ -182,10 +189,17 @@ class XmlReader {
   void readDeclaration();
   void skipDocumentType();
   Value readPlist(const Tag& tag);
+  Value readRoot(const Tag& tag) {
+    note(tag);
+    return readValue(tag, 1);
+  }
   Value readValue(const Tag& tag, int depth) {
     return tag.element == Element::kString ? readString(tag) : readOtherValue(tag, depth);
   }
   Value readString(const Tag& tag) { return ValueAccess::string(readCharacters(tag).text); }
+  void note(const Tag& tag, std::optional<std::size_t> keyOffset = std::nullopt) {
+    if (offsets_ != nullptr) offsets_->push_back({tag.offset, keyOffset});
+  }
   [[gnu::noinline]] Value readOtherValue(const Tag& tag, int depth);
   Array readArray(const Tag& tag, int depth);
   Dictionary readDictionary(const Tag& tag, int depth);
@@ -194,6 +208,7 @@ class XmlReader {
   Value readReal(const Tag& tag);
   Value readDate(const Tag& tag);
   Value readData(const Tag& tag);
+  [[noreturn]] static void refuseData(const Characters& characters);
 
   // Up to and including the end tag.
   Characters readCharacters(const Tag& tag) {
@@ -277,8 +292,8 @@ class XmlReader {
   std::size_t position_ = 0;
   std::size_t pastBrackets_;  // where the last "<" ends; 0 without one
   OpenContainers open_;
-  std::string scratch_;              // text that is not verbatim
-  std::vector<std::uint8_t> bytes_;  // data that is being decoded
+  std::string scratch_;                // text that is not verbatim
+  std::vector<ValueOffset>* offsets_;  // of all values, null if they are not wanted
 };
 
 Value XmlReader::read() {
@@ -293,7 +308,7 @@ Value XmlReader::read() {
   Tag root;
   readTag(root);
   if (root.isEnd) throw Refusal{root.offset, "there is nothing that this tag could end"};
-  Value value = root.element == Element::kPlist ? readPlist(root) : readValue(root, 1);
+  Value value = root.element == Element::kPlist ? readPlist(root) : readRoot(root);
   skipBlank();
   if (!isAtEnd()) throw Refusal{position_, "something follows the end of the property list"};
   return value;
@@ -334,7 +349,7 @@ void XmlReader::skipDocumentType() {
 Value XmlReader::readPlist(const Tag& tag) {
   Tag child;
   if (!readChild(tag, child)) throw Refusal{tag.offset, "<plist> has no value in it"};
-  Value value = readValue(child, 1);
+  Value value = readRoot(child);
   if (readChild(tag, child)) throw Refusal{child.offset, "<plist> has a second value in it"};
   return value;
 }
@@ -375,7 +390,10 @@ Array XmlReader::readArray(const Tag& tag, int depth) {
   requireDepth(depth, tag.offset);
   const std::size_t begin = open_.openArray();
   Tag child;
-  while (readChild(tag, child)) open_.addElement(readValue(child, depth + 1));
+  while (readChild(tag, child)) {
+    note(child);
+    open_.addElement(readValue(child, depth + 1));
+  }
   return open_.closeArray(begin);
 }
 
@@ -388,6 +406,7 @@ Dictionary XmlReader::readDictionary(const Tag& tag, int depth) {
     if (child.element != Element::kKey) throw Refusal{keyOffset, "a <key> is missing before this element"};
     Value key = readString(child);
     if (!readChild(tag, child)) throw Refusal{keyOffset, "this key has no value"};
+    note(child, keyOffset);
     open_.addEntry({std::move(key), readValue(child, depth + 1)}, keyOffset);
   }
   return open_.closeDictionary(begin);
@@ -416,7 +435,7 @@ Value XmlReader::readInteger(const Tag& tag) {
   }
   const std::uint64_t largest = std::numeric_limits<std::int64_t>::max() + std::uint64_t{isNegative};
   if (error != std::errc() || magnitude > largest) {
-    throw Refusal{characters.offsetOf(text), quoted(text) + " does not fit into 64 bits"};
+    throw Refusal{characters.offsetOf(text), outOfIntegerRange(text)};
   }
   return Value(static_cast<std::int64_t>(isNegative ? 0 - magnitude : magnitude));
 }
@@ -426,13 +445,12 @@ Value XmlReader::readReal(const Tag& tag) {
   const std::string_view text = withoutOuterSpace(characters.text);
   const std::string_view number = text.starts_with('+') && !text.starts_with("+-") ? text.substr(1) : text;
   double real = 0;
-  const char* numberEnd = number.data() + number.size();
-  const auto [end, error] = std::from_chars(number.data(), numberEnd, real);
-  if (error == std::errc::invalid_argument || end != numberEnd) {
+  const auto [end, error] = tavik::readReal(number, real);
+  if (error != std::errc() || end != number.end()) {
     throw Refusal{characters.offsetOf(text), quoted(text) + " is not a number"};
   }
-  if (error != std::errc()) {
-    throw Refusal{characters.offsetOf(text), quoted(text) + " lies outside the range of a 64-bit number"};
+  if (std::isinf(real) && std::ranges::any_of(number, isDigit)) {
+    throw Refusal{characters.offsetOf(text), quoted(text) + " is out of range for a 64-bit floating-point number"};
   }
   return Value(real);
 }
@@ -445,47 +463,28 @@ Value XmlReader::readDate(const Tag& tag) {
                 quoted(text) + " is not a date such as 2026-11-21T01:02:03Z, in the years 1 to 9999"};
 }
 
-constexpr std::uint8_t kNoDigit = 0xFF;
-constexpr std::array<std::uint8_t, 256> kBase64Digits = [] {
-  constexpr std::string_view kAlphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-  std::array<std::uint8_t, 256> digits{};
-  digits.fill(kNoDigit);
-  for (std::size_t digit = 0; digit < kAlphabet.size(); ++digit) {
-    digits[static_cast<unsigned char>(kAlphabet[digit])] = static_cast<std::uint8_t>(digit);
-  }
-  return digits;
-}();
-
+// White space may be anywhere in the text.
 Value XmlReader::readData(const Tag& tag) {
   const Characters characters = readCharacters(tag);
-  bytes_.clear();
-  bytes_.reserve(characters.text.size() / 4 * 3);
-  std::uint32_t group = 0;
-  std::size_t digits = 0;
-  std::size_t padding = 0;
-  for (const char& character : characters.text) {
-    const std::uint8_t digit = kBase64Digits[static_cast<unsigned char>(character)];
-    if (digit != kNoDigit && padding == 0) {
-      group = group << 6 | digit;
-      if (++digits % 4 != 0) continue;
-      bytes_.push_back(static_cast<std::uint8_t>(group >> 16));
-      bytes_.push_back(static_cast<std::uint8_t>(group >> 8));
-      bytes_.push_back(static_cast<std::uint8_t>(group));
-    } else if (character == '=') {
-      ++padding;
-    } else if (!isOf(kSpace, character)) {
-      throw Refusal{characters.offsetOf({&character, 1}), "this is not base64 text"};
-    }
+  std::string_view digits = characters.text;
+  std::string spaceless;
+  if (std::ranges::any_of(digits, isSpace)) {
+    std::ranges::remove_copy_if(digits, std::back_inserter(spaceless), isSpace);
+    digits = spaceless;
   }
-  // The last group may stand for one byte or two; the bits left over must be zero.
-  const std::size_t rest = digits % 4;
-  const std::uint32_t leftOver = rest == 2 ? group & 0xF : rest == 3 ? group & 0x3 : 0;
-  if (rest == 1 || padding != (4 - rest) % 4 || leftOver != 0) {
-    throw Refusal{characters.offset, "the last group of base64 digits is incomplete"};
-  }
-  if (rest >= 2) bytes_.push_back(static_cast<std::uint8_t>(rest == 2 ? group >> 4 : group >> 10));
-  if (rest == 3) bytes_.push_back(static_cast<std::uint8_t>(group >> 2));
-  return Data(bytes_);
+  if (std::optional<Data> data = dataFromBase64(digits)) return *std::move(data);
+  refuseData(characters);
+}
+
+void XmlReader::refuseData(const Characters& characters) {
+  const std::string_view text = characters.text;
+  const std::size_t padding = std::min(text.find('='), text.size());
+  const auto wrong = std::ranges::find_if(text, [&](const char& character) {
+    const bool isPadding = &character >= text.data() + padding;
+    return !isSpace(character) && (isPadding ? character != '=' : !isBase64Digit(character));
+  });
+  if (wrong != text.end()) throw Refusal{characters.offsetOf({wrong, 1}), "this is not base64 text"};
+  throw Refusal{characters.offset, "the last group of base64 digits is incomplete"};
 }
 
 Characters XmlReader::readSpecialCharacters(const Tag& tag, std::string_view plain) {
@@ -643,6 +642,8 @@ void XmlReader::skipPast(std::string_view end, std::size_t start) {
 
 }  // namespace
 
-Value readXmlPropertyList(std::string_view document) { return XmlReader(document).read(); }
+Value readXmlPropertyList(std::string_view document, std::vector<ValueOffset>* offsets) {
+  return XmlReader(document, offsets).read();
+}
 
 }  // namespace tavik

@@ -10,7 +10,7 @@
 #include <cstdint>
 #include <utility>
 
-#include "values/PropertyListEncodings.h"
+#include "values/property_lists/Encodings.h"
 #include "values/SharedContents.h"
 #include "values/Text.h"
 #include "values/ValueAccess.h"
@@ -48,12 +48,13 @@ std::optional<std::uint32_t> digitValue(char character) noexcept {
 
 class TextReader {
  public:
-  explicit TextReader(std::string_view document) noexcept : document_(document) {}
+  TextReader(std::string_view document, std::vector<ValueOffset>* offsets) noexcept
+      : document_(document), offsets_(offsets) {}
 
   Value read();
 
  private:
-  Value readValue(int depth);
+  Value readValue(int depth, std::optional<std::size_t> keyOffset = std::nullopt);
   Array readArray(int depth);
   Dictionary readDictionary(int depth);
   Data readData();
@@ -85,6 +86,7 @@ class TextReader {
   OpenContainers open_;
   std::string scratch_;              // a string with escapes
   std::vector<std::uint8_t> bytes_;  // data that is being read
+  std::vector<ValueOffset>* offsets_;  // of all values, null if they are not wanted
 };
 
 Value TextReader::read() {
@@ -98,8 +100,9 @@ Value TextReader::read() {
 }
 
 // `depth` is the one that the value has if it is a container.
-Value TextReader::readValue(int depth) {
+Value TextReader::readValue(int depth, std::optional<std::size_t> keyOffset) {
   skipBlank();
+  if (offsets_ != nullptr) offsets_->push_back({position_, keyOffset});
   switch (peek()) {
     case '{':
       return readDictionary(depth);
@@ -133,7 +136,7 @@ Dictionary TextReader::readDictionary(int depth) {
     const std::size_t keyStart = position_;
     Value key = readString();
     if (!takeNext('=')) throw Refusal{position_, "\"=\" is missing here, behind the key of", keyStart};
-    open_.addEntry({std::move(key), readValue(depth + 1)}, keyStart);
+    open_.addEntry({std::move(key), readValue(depth + 1, keyStart)}, keyStart);
     if (!takeNext(';')) throw Refusal{position_, "\";\" is missing here, behind the value of the key of", keyStart};
   }
   return open_.closeDictionary(begin);
@@ -265,6 +268,8 @@ bool TextReader::takeNext(char character) {
 
 }  // namespace
 
-Value readTextPropertyList(std::string_view document) { return TextReader(document).read(); }
+Value readTextPropertyList(std::string_view document, std::vector<ValueOffset>* offsets) {
+  return TextReader(document, offsets).read();
+}
 
 }  // namespace tavik

@@ -6,8 +6,9 @@
 #include <cstdint>
 #include <iterator>
 
-#include "values/DataBuffer.h"
-#include "values/PropertyListEncodings.h"
+#include "values/property_lists/Base64.h"
+#include "values/property_lists/DataBuffer.h"
+#include "values/property_lists/Encodings.h"
 
 namespace tavik {
 namespace {
@@ -135,16 +136,7 @@ void XmlWriter::appendData(std::span<const std::uint8_t> bytes, int depth) {
 }
 
 void XmlWriter::appendBase64(std::span<const std::uint8_t> bytes) {
-  constexpr std::string_view kDigits = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-  for (; !bytes.empty(); bytes = bytes.subspan(std::min<std::size_t>(bytes.size(), 3))) {
-    std::uint32_t group = std::uint32_t{bytes[0]} << 16;
-    if (bytes.size() > 1) group |= std::uint32_t{bytes[1]} << 8;
-    if (bytes.size() > 2) group |= bytes[2];
-    document_ += kDigits[group >> 18];
-    document_ += kDigits[group >> 12 & 0x3F];
-    document_ += bytes.size() > 1 ? kDigits[group >> 6 & 0x3F] : '=';
-    document_ += bytes.size() > 2 ? kDigits[group & 0x3F] : '=';
-  }
+  putBase64(document_.extend(base64Size(bytes.size())), bytes);
 }
 
 void XmlWriter::appendDate(Date date) {

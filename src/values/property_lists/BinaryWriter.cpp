@@ -12,9 +12,9 @@
 #include <optional>
 #include <utility>
 
-#include "values/DataBuffer.h"
+#include "values/property_lists/DataBuffer.h"
 #include "values/DateText.h"
-#include "values/PropertyListEncodings.h"
+#include "values/property_lists/Encodings.h"
 #include "values/Text.h"
 #include "values/ValueAccess.h"
 

@@ -1,14 +1,14 @@
 /// @file
-/// The encodings behind PropertyList.h: three readers, two writers, and what they share.
+/// The encodings behind PropertyList.h and Json.h: readers, writers and what they share.
 ///
-/// Readers throw a `Refusal` at the first thing that is wrong; PropertyList.cpp catches it and turns it into the
-/// message. Writers throw `Unwritable` at the first value that has no form in property lists; PropertyList.cpp then
-/// looks for it and tells where it is.
-#ifndef TAVIK_VALUES_PROPERTY_LIST_ENCODINGS_H
-#define TAVIK_VALUES_PROPERTY_LIST_ENCODINGS_H
+/// Readers throw a `Refusal` at the first error; the public function catches it and makes the message. Writers throw
+/// `Unwritable` at the first value that cannot be read back; the public function then looks for it and says where it is.
+#ifndef TAVIK_VALUES_PROPERTY_LISTS_ENCODINGS_H
+#define TAVIK_VALUES_PROPERTY_LISTS_ENCODINGS_H
 
 #include <tavik/PropertyList.h>
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -19,7 +19,7 @@
 #include <utility>
 #include <vector>
 
-#include "values/CopyBytes.h"
+#include "values/property_lists/LocationFinder.h"
 #include "values/SharedContents.h"
 
 namespace tavik {
@@ -31,19 +31,38 @@ struct Refusal {
   std::optional<std::size_t> other = std::nullopt;  ///< a second place, which the message names behind `what`
 };
 
-/// A value has no form in property lists.
+/// The message about a text document: "line 3, column 9 (path): what [line 1, column 2]".
+std::string message(const Refusal& refusal, const LocationFinder& finder, std::string_view path = {});
+
+/// A value could not be read back.
 struct Unwritable {};
 
-/// Documents without their byte order mark, not known to be UTF-8.
-Value readXmlPropertyList(std::string_view document);
-Value readTextPropertyList(std::string_view document);
+/// What keeps `value` from being written, and where it is in it: "RuleSets.Base[2]: the date ...".
+std::string whyUnwritable(const Value& value);
+
+/// From a container to a value inside it.
+struct PathStep {
+  std::optional<std::string_view> key;  ///< absent: an element of an array
+  std::size_t index = 0;
+};
+
+/// "RuleSets.Base[2]"; of a long path only its end.
+std::string pathText(std::span<const PathStep> path);
+
+/// Removes a UTF-8 byte order mark.
+std::string_view withoutByteOrderMark(std::string_view document) noexcept;
+
+/// Documents without their byte order mark, not known to be UTF-8. If `offsets` is not null, those of all values are
+/// appended.
+Value readXmlPropertyList(std::string_view document, std::vector<ValueOffset>* offsets);
+Value readTextPropertyList(std::string_view document, std::vector<ValueOffset>* offsets);
 Value readBinaryPropertyList(std::span<const std::uint8_t> document);
 
 Data writeXmlPropertyList(const Value& value);
 Data writeBinaryPropertyList(const Value& value);
 
-/// Refuses what is not UTF-8.
-void requireUtf8(std::string_view document);
+/// Refuses what is not UTF-8. `offset`: of the text in the document.
+void requireUtf8(std::string_view text, std::size_t offset = 0);
 
 inline bool isAscii(std::string_view text) noexcept {
   std::uint64_t word = 0;
@@ -53,7 +72,7 @@ inline bool isAscii(std::string_view text) noexcept {
     all |= word;
   }
   word = 0;
-  copyBytes(reinterpret_cast<char*>(&word), text.data(), text.size());
+  std::copy_n(text.data(), text.size(), reinterpret_cast<char*>(&word));
   return ((all | word) & 0x8080808080808080) == 0;
 }
 
@@ -67,8 +86,11 @@ inline void requireDepth(int depth) {
   if (depth > kPropertyListDepthLimit) throw Unwritable{};
 }
 
-/// A key that stands at two places of a dictionary.
+/// A key that is given twice in a dictionary.
 [[noreturn]] void refuseRepeatedKey(std::string_view key, std::size_t second, std::size_t first);
+
+/// Why an integer outside signed 64 bits is refused.
+std::string outOfIntegerRange(std::string_view number);
 
 /// What readers have gathered for the arrays and dictionaries that are still open. A container is made when it closes,
 /// in one go and of its exact size.
@@ -77,7 +99,7 @@ class OpenContainers {
   /// Where an array begins: to be given back when it closes. What was opened later closes earlier.
   [[nodiscard]] std::size_t openArray() const noexcept { return elements_.size(); }
   void addElement(Value&& element) { elements_.push_back(std::move(element)); }
-  Array closeArray(std::size_t begin);
+  Array closeArray(std::size_t begin, detail::SlabCutter* slabs = nullptr);
 
   /// The same for a dictionary, whose keys are strings; `keyOffset` is a key's place in the document.
   [[nodiscard]] std::size_t openDictionary() const noexcept { return entries_.size(); }
@@ -85,8 +107,16 @@ class OpenContainers {
     entries_.push_back(std::move(entry));
     keyOffsets_.push_back(keyOffset);
   }
+  /// The entry of a dictionary that has only one, else null.
+  [[nodiscard]] const detail::Entry* onlyEntry(std::size_t begin) const noexcept {
+    return entries_.size() == begin + 1 ? &entries_.back() : nullptr;
+  }
   /// Refuses a key that is given twice.
-  Dictionary closeDictionary(std::size_t begin);
+  Dictionary closeDictionary(std::size_t begin, detail::SlabCutter* slabs = nullptr);
+  void dropDictionary(std::size_t begin) {
+    entries_.resize(begin);
+    keyOffsets_.resize(begin);
+  }
 
  private:
   std::vector<Value> elements_;

@@ -12,7 +12,7 @@
 #include <utility>
 
 #include "values/DateText.h"
-#include "values/PropertyListEncodings.h"
+#include "values/property_lists/Encodings.h"
 #include "values/SharedContents.h"
 #include "values/Text.h"
 #include "values/ValueAccess.h"
@@ -83,7 +83,7 @@ std::int64_t takeInteger(Cursor& cursor, unsigned sizeExponent) {
   const ByteSpan bytes = cursor.take(1, std::size_t{1} << sizeExponent);
   const auto number = static_cast<std::int64_t>(bigEndian(bytes.last(std::min<std::size_t>(bytes.size(), 8))));
   if (bytes.size() == 16 && bigEndian(bytes.first(8)) != (number < 0 ? ~std::uint64_t{0} : 0)) {
-    cursor.refuse("this integer does not fit into 64 bits");
+    cursor.refuse("this integer is out of range (signed 64-bit)");
   }
   return number;
 }

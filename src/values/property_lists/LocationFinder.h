@@ -1,0 +1,45 @@
+/// @file
+/// Turns byte offsets in a text document into lines and columns.
+#ifndef TAVIK_VALUES_PROPERTY_LISTS_LOCATION_FINDER_H
+#define TAVIK_VALUES_PROPERTY_LISTS_LOCATION_FINDER_H
+
+#include <tavik/Location.h>
+
+#include <cstddef>
+#include <optional>
+#include <string_view>
+#include <vector>
+
+namespace tavik {
+
+/// Finds the locations of ascending offsets in one pass. LF and CR LF end a line.
+class LocationFinder {
+ public:
+  /// A CR alone ends a line of a property list, but not of JSON, of which a document may be one line of a file.
+  enum class LoneReturn : bool { kIsPartOfLine, kEndsLine };
+
+  LocationFinder(std::string_view document, LoneReturn loneReturn, std::size_t firstLine = 1) noexcept
+      : document_(document), loneReturn_(loneReturn), location_{firstLine, 1} {}
+
+  /// `offset` is not less than that of the previous call.
+  Location at(std::size_t offset) noexcept;
+
+ private:
+  std::string_view document_;
+  LoneReturn loneReturn_;
+  std::size_t offset_ = 0;
+  Location location_;
+};
+
+/// Where a value and its key begin, in bytes from the start of the document.
+struct ValueOffset {
+  std::size_t value;
+  std::optional<std::size_t> key = std::nullopt;
+};
+
+/// `offsets` as locations; they ascend, keys included.
+ValueLocations locationsOf(const std::vector<ValueOffset>& offsets, LocationFinder finder);
+
+}  // namespace tavik
+
+#endif

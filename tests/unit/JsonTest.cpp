@@ -1,0 +1,299 @@
+// JSON: what the reader takes and rejects, and where it says so; what the writer makes of values. Round trips together
+// with the other encodings are in PropertyListTest.cpp.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <tavik/Json.h>
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <memory>
+#include <string>
+#include <string_view>
+
+namespace tavik {
+namespace {
+
+using testing::EndsWith;
+using testing::IsEmpty;
+using testing::StartsWith;
+
+using namespace std::string_literals;
+using namespace std::string_view_literals;
+
+// Reads from a block that is exactly as long as the text, so that a byte too many does not go unnoticed.
+std::optional<Value> read(std::string_view text, std::string& error) {
+  const auto block = std::make_unique<char[]>(text.size());
+  std::copy(text.begin(), text.end(), block.get());
+  return readJson({block.get(), text.size()}, error);
+}
+
+Value readable(std::string_view text) {
+  std::string error;
+  const std::optional<Value> value = read(text, error);
+  EXPECT_TRUE(value) << error << " in:\n" << text;
+  EXPECT_THAT(error, IsEmpty());
+  return value.value_or(Value("unreadable"));
+}
+
+std::string refusalOf(std::string_view text) {
+  std::string error;
+  EXPECT_FALSE(read(text, error)) << text;
+  return error;
+}
+
+std::string written(const Value& value, JsonLayout layout = JsonLayout::kOneLine) {
+  std::string error;
+  const std::optional<std::string> text = writeJson(value, error, layout);
+  EXPECT_TRUE(text) << error;
+  return text.value_or("");
+}
+
+std::string repeated(std::string_view text, int count) {
+  std::string result;
+  for (int index = 0; index < count; ++index) result += text;
+  return result;
+}
+
+TEST(JsonTest, Reads) {
+  struct Case {
+    std::string_view why;
+    std::string text;
+    Value value;
+  };
+  const Case cases[] = {
+      {"white space and a byte order mark", "\xEF\xBB\xBF \t\r\n[ 1 , { \"a\" : [ ] } ] ",
+       Array::of(1, Dictionary{{"a", Array()}})},
+      {"words", "[true,false]", Array::of(true, false)},
+      {"strings", R"(["", "fifteen letters", "sixteen letters.", "é😀"])",
+       Array::of("", "fifteen letters", "sixteen letters.", "é😀")},
+      {"escapes", R"("\"\\\/\b\f\n\r\t\u0000\u00e9\uFFFF\ud83d\uDE00 and plain text")",
+       "\"\\/\b\f\n\r\t\0é\xEF\xBF\xBF😀 and plain text"sv},
+      {"a string that is longer than a slab takes", "\"" + std::string(1000, 'x') + "\"", std::string(1000, 'x')},
+      {"integers", "[0,-0,9223372036854775807,-9223372036854775808]",
+       Array::of(0, 0, std::numeric_limits<std::int64_t>::max(), std::numeric_limits<std::int64_t>::min())},
+      {"floating-point numbers", "[1e3,1E+2,-0.5e-1,99999999999999999999.0,0.09999999999999999999999]",
+       Array::of(1000.0, 100.0, -0.05, 1e20, 0.1)},
+      {"numbers too small for a double", "[1e-400,0.00e9999999999999999999,1e-99999999999999999999]",
+       Array::of(0.0, 0.0, 0.0)},
+      {"data", R"([{"$data": ""}, {"$data":"AQ=="}, {"$data":"AQI="}, {"$data":"AQID"}, {"$data":"//79"}])",
+       Array::of(Data(), Data{1}, Data{1, 2}, Data{1, 2, 3}, Data{0xFF, 0xFE, 0xFD})},
+      {"dates", R"([{"$date": "2001-01-01T00:00:10.000Z"}, {"$date": "2000-12-31T23:59:59.75Z"}])",
+       Array::of(Date::sinceReference(10), Date::sinceReference(-0.25))},
+      {"infinite numbers", R"([{"$number": "inf"}, {"$number": "-inf"}])", Array::of(HUGE_VAL, -HUGE_VAL)},
+      {"dictionaries that look like forms", R"([{"$data": 1, "b": 2}, {"$dictionary": {"$data": "x"}},
+         {"$dictionary": {}}, {"$dictionary": {"a": {"\u0024data": "AQ=="}}}, {"\u0024dictionary": {"$": 1}}])",
+       Array::of(Dictionary{{"$data", Value(1)}, {"b", Value(2)}}, Dictionary{{"$data", "x"}}, Dictionary(),
+                 Dictionary{{"a", Data{1}}}, Dictionary{{"$", Value(1)}})},
+      {"\"$dictionary\" as a key among others", R"([{"$dictionary": {"$data": "AQ=="}, "b": 1},
+         {"$dictionary": {"$dictionary": {"$data": "AQ=="}}, "b": 1}, {"a": {}, "$dictionary": {"$data": "AQ=="}}])",
+       Array::of(Dictionary{{"$dictionary", Data{1}}, {"b", Value(1)}},
+                 Dictionary{{"$dictionary", Dictionary{{"$data", "AQ=="}}}, {"b", Value(1)}},
+                 Dictionary{{"a", Dictionary()}, {"$dictionary", Data{1}}})},
+      {"\"$dictionary\" in \"$dictionary\"", R"([{"$dictionary": {"$dictionary": {"$data": "AQ=="}}},
+         {"$dictionary": {"$dictionary": {"$dictionary": {"$x": 1}}}}])",
+       Array::of(Dictionary{{"$dictionary", Data{1}}}, Dictionary{{"$dictionary", Dictionary{{"$x", Value(1)}}}})},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.why);
+    const Value value = readable(c.text);
+    EXPECT_EQ(value, c.value) << description(&value);
+    EXPECT_EQ(written(value), written(c.value)) << "the same to the kind of each number";
+  }
+  EXPECT_TRUE(std::isnan(readable(R"({"$number": "nan"})").ifReal().value()));
+}
+
+TEST(JsonTest, RejectsWithLocation) {
+  struct Case {
+    std::string_view text;
+    std::string_view error;
+  };
+  const Case cases[] = {
+      // Not JSON
+      {"", "line 1, column 1: the document is empty"},
+      {" \r\n\n ", "line 3, column 2: the document is empty"},
+      {"[1] 2", "line 1, column 5: unexpected text after the value"},
+      {"falsely", "line 1, column 6: unexpected text after the value"},
+      {"falsy", "line 1, column 1: unexpected \"f\"; expected a value"},
+      {"nul", "line 1, column 1: unexpected \"n\"; expected a value"},
+      {"[é]", "line 1, column 2 ([0]): unexpected \"é\"; expected a value"},
+      {"[1,]", "line 1, column 4 ([1]): unexpected \"]\"; expected a value"},
+      {"[1 2]", "line 1, column 4: expected \",\" or \"]\""},
+      {"[[1", "line 1, column 4 ([0]): unexpected end inside the array opened at line 1, column 2"},
+      {"{\"a\": 1\n", "line 2, column 1: unexpected end inside the object opened at line 1, column 1"},
+      {"[1,\n", "line 2, column 1 ([1]): unexpected end of the document"},
+      {"{\"a\":", "line 1, column 6 (a): unexpected end of the document"},
+      {"{\"a\": 1,", "line 1, column 9: unexpected end of the document"},
+      {"{\"a\" 1}", "line 1, column 6 (a): expected \":\""},
+      {"{\"a\": 1,}", "line 1, column 9: expected a key in double quotes"},
+      {"{\"a\": 1 \"b\"}", "line 1, column 9: expected \",\" or \"}\""},
+      {"{a: 1}", "line 1, column 2: expected a key in double quotes"},
+      {"[-]", "line 1, column 3 ([0]): expected a digit"},
+      {"[01]", "line 1, column 2 ([0]): leading zeros are not allowed"},
+      {"[1.]", "line 1, column 4 ([0]): expected a digit after the decimal point"},
+      {"[1e+]", "line 1, column 5 ([0]): expected a digit in the exponent"},
+      {"[+1]", "line 1, column 2 ([0]): unexpected \"+\"; expected a value"},
+      {"NaN", "line 1, column 1: unexpected \"N\"; expected a value"},
+      // Strings
+      {"[\"abc", "line 1, column 2 ([0]): unterminated string"},
+      {"\"abc\\\"", "line 1, column 1: unterminated string"},
+      {"[\"a\\n\\x\"]", "line 1, column 6 ([0]): unknown escape"},
+      {"\"\\", "line 1, column 2: unknown escape"},
+      {"\"\\u12G4\"", "line 1, column 2: \\u needs four hexadecimal digits"},
+      {"\"\\u123", "line 1, column 2: \\u needs four hexadecimal digits"},
+      {"\"\\ud800\"", "line 1, column 2: unpaired surrogate"},
+      {"\"\\ud800\\n\"", "line 1, column 2: unpaired surrogate"},
+      {"\"\\udc00\\ud800\"", "line 1, column 2: unpaired surrogate"},
+      {"\"a\tb\"", "line 1, column 3: unescaped control character in a string"},
+      {"\"ä\xFF\"", "line 1, column 3: invalid UTF-8"},
+      {"\"12345678\xC3\"", "line 1, column 10: invalid UTF-8"},
+      {"\"\xED\xA0\x80\"", "line 1, column 2: invalid UTF-8"},
+      {"[\xFF]", "line 1, column 2 ([0]): invalid UTF-8"},
+      {"{\"a\": 1, \"\\x\": 2}", "line 1, column 11: unknown escape"},
+      // Not values
+      {"null", "line 1, column 1: null is not allowed"},
+      {"{\"a\": {\"b\": [1,\r\n  null]}}", "line 2, column 3 (a.b[1]): null is not allowed"},
+      {"{\"a\": {\"b c\":\r {\"k\": 1,\n \"k\": 2}}}",
+       "line 2, column 2 (a.\"b c\".k): the key \"k\" is given twice, first at line 1, column 17"},
+      {"{\"a\":1,\"b\":2,\"\\u0062\":3}",
+       "line 1, column 14 (b): the key \"b\" is given twice, first at line 1, column 8"},
+      {"[9223372036854775808]",
+       "line 1, column 2 ([0]): \"9223372036854775808\" is out of range (signed 64-bit, at most 9223372036854775807)"},
+      {"-9223372036854775809",
+       "line 1, column 1: \"-9223372036854775809\" is out of range (signed 64-bit, at least -9223372036854775808)"},
+      {"100000000000000000000000000000", "line 1, column 1: \"100000000000000000000000000000\" is out of range (signed "
+                                         "64-bit, at most 9223372036854775807)"},
+      {"-1e400", "line 1, column 1: the number is out of range for a 64-bit floating-point number"},
+      {"{\"a\":{\"$data\": \"3q0\"}}", "line 1, column 6 (a): \"$data\" must be a string in padded base64"},
+      {"{\"$data\": \"3q1=\"}", "line 1, column 1: \"$data\" must be a string in padded base64"},
+      {"{\"$data\": \"3q 0\"}", "line 1, column 1: \"$data\" must be a string in padded base64"},
+      {"{\"$data\": \"A===\"}", "line 1, column 1: \"$data\" must be a string in padded base64"},
+      {"{\"$data\": \"====\"}", "line 1, column 1: \"$data\" must be a string in padded base64"},
+      {"{\"$data\": \"AA==AAAA\"}", "line 1, column 1: \"$data\" must be a string in padded base64"},
+      {"{\"$data\": 5}", "line 1, column 1: \"$data\" must be a string in padded base64"},
+      {"{\"$date\": \"2026-02-30T00:00:00Z\"}", "line 1, column 1: \"$date\" must be a string such as "
+                                               "\"2026-11-21T01:02:03Z\", in the years 1 to 9999"},
+      {"{\"$number\": \"1\"}", "line 1, column 1: \"$number\" must be \"nan\", \"inf\" or \"-inf\""},
+      {"{\"$dictionary\": 5}", "line 1, column 1: \"$dictionary\" must be an object"},
+      {"{\"$foo\": 5}",
+       "line 1, column 1: \"$foo\" is not one of \"$data\", \"$date\", \"$dictionary\", \"$number\"; write a dictionary "
+       "with only this key as {\"$dictionary\": {...}}"},
+  };
+  for (const Case& c : cases) EXPECT_EQ(refusalOf(c.text), c.error) << c.text;
+
+  std::string error;
+  EXPECT_FALSE(readJson("\n?", error, 41));
+  EXPECT_THAT(error, StartsWith("line 42, column 1: "));
+  EXPECT_THAT(refusalOf("[0,[{\"1\":[[{\"a\":[[{\"\":[null"),
+              StartsWith("line 1, column 24 (….1[0][0].a[0][0].\"\"[0]): null"));
+}
+
+TEST(JsonTest, RejectsEveryShorterPrefix) {
+  const std::string text = R"({"a\u00e9": [-1.5e-3, true, {"$data": "AQ=="}, "é😀\ud83d\ude00"], "b": {"$dictionary": {}}})";
+  EXPECT_EQ(written(readable(text)), R"({"aé": [-0.0015, true, {"$data": "AQ=="}, "é😀😀"], "b": {}})");
+  for (std::size_t length = 0; length < text.size(); ++length) {
+    EXPECT_THAT(refusalOf(std::string_view(text).substr(0, length)), StartsWith("line 1, column ")) << length;
+  }
+}
+
+TEST(JsonTest, NestingIsLimitedAsInPropertyLists) {
+  const auto nested = [](int count, const std::string& inner = "") {
+    return repeated("[", count) + inner + repeated("]", count);
+  };
+  const auto objects = [](std::string_view key, int count, const std::string& inner) {
+    return repeated("{\"" + std::string(key) + "\": ", count) + inner + repeated("}", count);
+  };
+  constexpr int kLimit = kPropertyListDepthLimit;
+  for (const std::string& text :
+       {nested(kLimit), nested(kLimit, R"({"$data": ""})"), nested(kLimit - 1, R"({"$dictionary": {"$x": 1}})"),
+        objects("a", kLimit, "1"), objects("$dictionary", 2 * kLimit - 1, R"({"$x": 1})")}) {
+    EXPECT_EQ(readable(written(readable(text))), readable(text));
+  }
+  for (const std::string& text :
+       {nested(kLimit + 1), nested(kLimit, "{}"), nested(kLimit, R"({"$dictionary": {}})"), nested(1000000),
+        repeated("[", 1000000), objects("a", kLimit + 1, "1"), objects("$dictionary", 2 * kLimit, R"({"x": 1})"),
+        objects("$dictionary", 100000, "{}"), objects("$data", 100000, "\"\"")}) {
+    EXPECT_THAT(refusalOf(text), EndsWith(": nested more than 512 levels deep")) << text.substr(0, 40);
+  }
+  EXPECT_THAT(refusalOf(nested(kLimit + 1)), StartsWith("line 1, column 513 (…[0]"));
+}
+
+TEST(JsonTest, FindsAMemberOfAMalformedText) {
+  struct Case {
+    std::string_view text;
+    std::optional<Value> id;
+  };
+  const Case cases[] = {
+      {R"({"id": "a", "b": )", "a"},
+      {R"({"b": {"c": [null, 1e999, {"$data": 5}, {"k": 1, "k": 2}]}, "id": [1, "c"], ?)", Array::of(1, "c")},
+      {R"({"id": "h", "id": "i"})", "h"},
+      {R"({"b": 1 "id": "a"})", std::nullopt},
+      {R"({"b": {"id": "a"}})", std::nullopt},
+      {"{\"b\": \"\xFF\", \"id\": \"a\"}", std::nullopt},
+      {R"({"id": null})", std::nullopt},
+      {R"({"id": "a)", std::nullopt},
+      {R"({:1, "id": "a"})", std::nullopt},
+      {R"(["id"])", std::nullopt},
+      {"", std::nullopt},
+  };
+  for (const auto& [text, id] : cases) EXPECT_EQ(readJsonMember(text, "id"), id) << text;
+}
+
+TEST(JsonTest, Writes) {
+  struct Case {
+    std::string_view why;
+    Value value;
+    std::string_view text;
+  };
+  const Case cases[] = {
+      {"what must be escaped, nothing more", "a\"\\/\b\f\n\r\t\0\x1F\x7Fé😀\xE2\x80\xA8"sv,
+       "\"a\\\"\\\\/\\b\\f\\n\\r\\t\\u0000\\u001f\x7Fé😀\xE2\x80\xA8\""},
+      {"an escape after eight plain characters", "12345678\n12345678\"", R"("12345678\n12345678\"")"},
+      {"integers", Array::of(0, std::numeric_limits<std::int64_t>::min()), "[0, -9223372036854775808]"},
+      {"floating-point numbers",
+       Array::of(0.0, -0.0, 3.0, 10.5, 0.1, 1e15, 1e16, 0.0001, 0.00001, 1e300, 123456789012345680.0),
+       "[0.0, -0.0, 3.0, 10.5, 0.1, 1000000000000000.0, 1e+16, 0.0001, 1e-05, 1e+300, 1.2345678901234568e+17]"},
+      {"what JSON has no numbers for", Array::of(HUGE_VAL, -HUGE_VAL, std::nan(""), -std::nan("")),
+       R"([{"$number": "inf"}, {"$number": "-inf"}, {"$number": "nan"}, {"$number": "nan"}])"},
+      {"scalars", Array::of(true, false, Data{0xDE, 0xAD}, Data(), Date::sinceReference(0.5)),
+       R"([true, false, {"$data": "3q0="}, {"$data": ""}, {"$date": "2001-01-01T00:00:00.5Z"}])"},
+      {"containers in stored order", Dictionary{{"z", Array()}, {"a", Dictionary{{"", Dictionary()}}}},
+       R"({"z": [], "a": {"": {}}})"},
+      {"what would read as a form", Array::of(Dictionary{{"$", "x"}}, Dictionary{{"$", "x"}, {"b", "y"}}),
+       R"([{"$dictionary": {"$": "x"}}, {"$": "x", "b": "y"}])"},
+  };
+  for (const Case& c : cases) EXPECT_EQ(written(c.value), c.text) << c.why;
+
+  EXPECT_EQ(written(Dictionary{{"list", Array::of(1, Array(), Dictionary{{"$x", "y"}})}, {"empty", Dictionary()}},
+                    JsonLayout::kIndented),
+            "{\n  \"list\": [\n    1,\n    [],\n    {\"$dictionary\": {\n      \"$x\": \"y\"\n    }}\n  ],\n"
+            "  \"empty\": {}\n}");
+  std::string text = "before ";
+  appendJsonString(text, "a\nb");
+  EXPECT_EQ(text, R"(before "a\nb")");
+}
+
+TEST(JsonTest, WhatCouldNotBeReadBackIsNotWritten) {
+  Value deep("inside");
+  for (int level = 0; level <= kPropertyListDepthLimit; ++level) deep = Array::of(deep);
+  struct Case {
+    Value value;
+    std::string_view error;
+  };
+  const Case cases[] = {
+      {deep, "…[0][0][0][0][0][0][0][0]: nested more than 512 levels deep"},
+      {Dictionary{{"Rules", Array::of("a", Date::sinceReference(1e12))}},
+       "Rules[1]: the date 1e+12 seconds from 2001-01-01 00:00:00 +0000 is outside the years 1 to 9999"},
+  };
+  for (const auto& [value, expected] : cases) {
+    std::string error;
+    std::string text = "kept";
+    EXPECT_FALSE(appendJson(text, value, error));
+    EXPECT_EQ(text, "kept");
+    EXPECT_EQ(error, expected);
+  }
+}
+
+}  // namespace
+}  // namespace tavik
