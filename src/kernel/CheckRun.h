@@ -13,7 +13,7 @@
 #include "kernel/Records.h"
 #include "kernel/RuleDocuments.h"
 #include "kernel/RuleRun.h"
-#include "kernel_private/DeviceRules.h"
+#include "kernel_private/LocalEntries.h"
 
 namespace tavik {
 

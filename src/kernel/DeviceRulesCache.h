@@ -12,7 +12,7 @@
 #include <vector>
 
 #include "kernel/PreparedRule.h"
-#include "kernel_private/DeviceRules.h"
+#include "kernel_private/LocalEntries.h"
 
 namespace tavik {
 

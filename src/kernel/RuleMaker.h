@@ -8,7 +8,7 @@
 #include <cstdint>
 
 #include "kernel/PreparedRule.h"
-#include "kernel_private/DeviceRules.h"
+#include "kernel_private/EntryList.h"
 #include "values/MaybeAbsent.h"
 
 namespace tavik {
