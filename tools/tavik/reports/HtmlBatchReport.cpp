@@ -24,7 +24,6 @@ namespace {
 // Beyond these, devices, rules and part numbers are counted only, which the page says.
 constexpr std::size_t kMostDevices = 10000;
 constexpr std::size_t kMostBytes = std::size_t{16} << 20;  // of the devices' HTML
-constexpr std::size_t kMostPartNumbers = 1000;
 constexpr std::size_t kMostTableRows = 200;
 constexpr std::size_t kMostBars = 12;
 constexpr std::size_t kMostRulesOfDevice = 40;
@@ -63,48 +62,28 @@ class FirstOnes {
   std::atomic<std::size_t> end_ = static_cast<std::size_t>(-1);  // nothing from this line on is kept
 };
 
-/// Outcomes by part number. Devices can name any, so that only the first ones by name are kept apart.
-class PartNumbers {
- public:
-  void add(const std::string& name, const Outcomes& outcomes) {
-    Outcomes& place = name < end_ || !ended_ ? parts_[name] : others_;
-    add(place, outcomes);
-    if (parts_.size() <= kMostPartNumbers) return;
-    const auto last = std::prev(parts_.end());
-    add(others_, last->second);
-    end_ = last->first;
-    ended_ = true;
-    parts_.erase(last);
-  }
+Outcomes outcomesOf(const Tally& tally) {
+  const std::uint64_t odd = tally.inputErrors() + tally.faults() + tally.noVerdicts();
+  return {.passed = tally.devices() - tally.failed(), .failed = tally.failed() - odd, .odd = odd};
+}
 
-  /// Those with the most devices that did not pass first.
-  [[nodiscard]] std::vector<Bar> bars() const {
-    std::vector<Bar> bars;
-    for (const auto& [name, outcomes] : parts_) bars.push_back({name, valueOf(outcomes), outcomes});
-    std::ranges::stable_sort(bars, std::ranges::greater(),
-                             [](const Bar& bar) { return bar.outcomes.failed + bar.outcomes.odd; });
-    Outcomes rest = others_;
-    for (; bars.size() >= kMostTableRows; bars.pop_back()) add(rest, bars.back().outcomes);
-    if (rest.total() != 0) bars.push_back({"all others", valueOf(rest), rest});
-    return bars;
-  }
+Bar partNumberBar(const std::string& label, const Tally& tally) {
+  const std::string share = percentText(tally.failed(), tally.devices());
+  return {label, fmt::format("{} of {} ({})", tally.failed(), tally.devices(), share), outcomesOf(tally)};
+}
 
- private:
-  static void add(Outcomes& sum, const Outcomes& more) {
-    sum.passed += more.passed;
-    sum.failed += more.failed;
-    sum.odd += more.odd;
-  }
-  static std::string valueOf(const Outcomes& outcomes) {
-    const std::uint64_t bad = outcomes.failed + outcomes.odd;
-    return fmt::format("{} of {} ({})", bad, outcomes.total(), percentText(bad, outcomes.total()));
-  }
-
-  std::map<std::string, Outcomes> parts_;
-  Outcomes others_;
-  std::string end_;  // no name from this on is kept, once ended_
-  bool ended_ = false;
-};
+/// Those with the most devices that did not pass first.
+std::vector<Bar> partNumberBars(const TallyByPartNumber& byPartNumber) {
+  std::vector<std::pair<std::string_view, const Tally*>> parts;
+  for (const auto& [name, tally] : byPartNumber.parts()) parts.emplace_back(name, &tally);
+  std::ranges::stable_sort(parts, std::ranges::greater(), [](const auto& part) { return part.second->failed(); });
+  Tally rest = byPartNumber.others();
+  for (; parts.size() >= kMostTableRows; parts.pop_back()) rest.add(*parts.back().second);
+  std::vector<Bar> bars;
+  for (const auto& [name, tally] : parts) bars.push_back(partNumberBar(std::string(name), *tally));
+  if (rest.devices() != 0) bars.push_back(partNumberBar("all others", rest));
+  return bars;
+}
 
 struct ResultLabel {
   std::string_view value;
@@ -124,17 +103,6 @@ ResultLabel labelOf(ExitStatus status) {
   }
 }
 
-std::string partNumberOf(const DeviceResult& result) {
-  const Value* const part = result.attributes.find("ModelNumber");
-  if (result.status == ExitStatus::kUnusable) return "(unreadable line)";
-  return part == nullptr ? "(no part number)" : shortened(lineOf(part), 60);
-}
-
-Outcomes outcomesOf(const DeviceResult& result) {
-  const bool failed = result.status == ExitStatus::kFailed;
-  return {.passed = result.passed() ? 1U : 0U, .failed = failed ? 1U : 0U, .odd = result.passed() || failed ? 0U : 1U};
-}
-
 std::string nameOf(const DeviceResult& result) { return shortened(lineOf(&result.id), 120); }
 
 class HtmlWriter : public ResultWriter {
@@ -145,9 +113,8 @@ class HtmlWriter : public ResultWriter {
     FirstOnes& list = result.passed() ? passed_ : notPassed_;
     std::string text;
     if (list.takes(line)) text = result.passed() ? passedHtml(result) : notPassedHtml(result);
-    const std::string part = partNumberOf(result);
     const std::lock_guard lock(mutex_);
-    parts_.add(part, outcomesOf(result));
+    byPartNumber_.add(result);
     list.add(line, std::move(text));
   }
 
@@ -174,7 +141,7 @@ class HtmlWriter : public ResultWriter {
   std::mutex mutex_;
   FirstOnes notPassed_{kMostDevices, kMostBytes};
   FirstOnes passed_{kMostDevices, kMostBytes};
-  PartNumbers parts_;
+  TallyByPartNumber byPartNumber_;
 };
 
 std::string HtmlWriter::summaryHtml(const DeviceResult& result, const std::string& failures) {
@@ -295,7 +262,7 @@ std::string HtmlWriter::rulesHtml(const Tally& tally) {
 }
 
 std::string HtmlWriter::partsHtml() const {
-  const std::vector<Bar> bars = parts_.bars();
+  const std::vector<Bar> bars = partNumberBars(byPartNumber_);
   return bars.empty() ? "" : figure("parts", "Not passed by part number", bars, "Part number", "Not passed");
 }
 
@@ -345,8 +312,7 @@ std::string HtmlWriter::versionsHtml() const {
 
 std::string HtmlWriter::end(const BatchEnd& end) {
   const Tally& tally = end.tally;
-  const std::uint64_t odd = tally.inputErrors() + tally.faults() + tally.noVerdicts();
-  const Outcomes all{.passed = tally.devices() - tally.failed(), .failed = tally.failed() - odd, .odd = odd};
+  const Outcomes all = outcomesOf(tally);
   return pageBegin("Batch of " + counted(tally.devices(), "device")) + verdictHtml(end, all) +
          passRateHtml(tally, all) + "<div class=\"columns\">" + rulesHtml(tally) + partsHtml() + "</div>\n" +
          devicesHtml(tally) + versionsHtml() + pageEnd();

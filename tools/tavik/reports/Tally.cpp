@@ -3,7 +3,11 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <iterator>
+#include <utility>
 
+#include "io/Json.h"
+#include "text/Terminal.h"
 #include "text/Text.h"
 
 namespace tavik::tool {
@@ -13,6 +17,34 @@ constexpr std::size_t kMostRules = 10;
 
 std::string counted(std::uint64_t count, std::string_view one, std::string_view many) {
   return fmt::format("{} {}", count, count == 1 ? one : many);
+}
+
+std::string partNumberOf(const DeviceResult& result) {
+  if (result.status == ExitStatus::kUnusable) return "(unreadable line)";
+  const Value* const part = result.attributes.find("ModelNumber");
+  return part == nullptr ? "(no part number)" : shortened(lineOf(part), 60);
+}
+
+Value integer(std::uint64_t count) { return Value(static_cast<std::int64_t>(count)); }
+
+Dictionary entriesOf(const Tally& tally) {
+  Array rules;
+  for (const auto& [rule, count] : tally.rulesThatFailed()) {
+    rules.append(Dictionary{{"rule", rule}, {"devices", integer(count)}});
+  }
+  return {{"devices", integer(tally.devices())},
+          {"passed", integer(tally.devices() - tally.failed())},
+          {"failed", integer(tally.failed())},
+          {"input_errors", integer(tally.inputErrors())},
+          {"faults", integer(tally.faults())},
+          {"no_verdict", integer(tally.noVerdicts())},
+          {"rules", rules}};
+}
+
+Dictionary entriesOf(std::string_view partNumber, const Tally& tally) {
+  Dictionary entries = {{"part_number", partNumber}};
+  for (const auto [key, value] : entriesOf(tally)) entries.set(key, value);
+  return entries;
 }
 
 }  // namespace
@@ -74,6 +106,31 @@ std::string Tally::rulesThatFailedMost() const {
   std::string text = rows.empty() ? "" : "rules that failed most:\n";
   for (const auto& [rule, count] : rows) text += fmt::format("{:>8}  {}\n", count, visible(rule));
   return text;
+}
+
+void TallyByPartNumber::add(const DeviceResult& result) {
+  std::string name = partNumberOf(result);
+  if (end_ && name >= *end_) return others_.add(result);
+  const auto [place, isNew] = parts_.try_emplace(std::move(name));
+  counters_ -= place->second.numberOfRules();
+  place->second.add(result);
+  counters_ += place->second.numberOfRules() + (isNew ? 1 : 0);
+  while (counters_ > kMostCounters) {
+    const auto last = std::prev(parts_.end());
+    counters_ -= last->second.numberOfRules() + 1;
+    others_.add(last->second);
+    end_ = last->first;
+    parts_.erase(last);
+  }
+}
+
+std::string summaryJson(const Tally& all, const TallyByPartNumber& byPartNumber) {
+  Array parts;
+  for (const auto& [name, tally] : byPartNumber.parts()) parts.append(entriesOf(name, tally));
+  if (byPartNumber.others().devices() != 0) parts.append(entriesOf("(others)", byPartNumber.others()));
+  Dictionary summary = entriesOf(all);
+  summary.set("part_numbers", parts);
+  return toJson(Value(summary)) + "\n";
 }
 
 }  // namespace tavik::tool
