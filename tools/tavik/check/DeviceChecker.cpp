@@ -7,6 +7,7 @@
 #include <string_view>
 #include <utility>
 
+#include "check/Outcome.h"
 #include "io/JsonSyntax.h"
 #include "text/Text.h"
 
@@ -54,8 +55,7 @@ const Dictionary& memberOf(const Value& line, std::string_view key) {
 DeviceResult DeviceChecker::check(Line& line) {
   std::string error;
   const std::optional<Value> content = line.tooLong ? std::nullopt : reader_.read(line.text, error, line.number);
-  DeviceResult result{
-      .id = idOf(line, content), .status = ExitStatus::kUnusable, .inputError = {}, .outcome = {}, .attributes = {}};
+  DeviceResult result{.id = idOf(line, content)};
   if (content) error = whyUnusable(*content);
   if (line.tooLong) error = fmt::format("is longer than {} MiB", kLongestLine >> 20U);
   if (!error.empty()) {
@@ -64,8 +64,8 @@ DeviceResult DeviceChecker::check(Line& line) {
     return result;
   }
   result.attributes = memberOf(*content, kAttributes);
-  result.outcome = runCheck(rules_, result.attributes, memberOf(*content, kSources));
-  result.status = statusOf(result.outcome);
+  result.sources = memberOf(*content, kSources);
+  result.outcome = runCheck(rules_, result.attributes, result.sources);
   return result;
 }
 

@@ -111,27 +111,20 @@ struct ResultLabel {
   std::string_view text;
 };
 
-ResultLabel labelOf(ExitStatus status) {
-  switch (status) {
-    case ExitStatus::kUnusable:
-      return {"input", "input error"};
-    case ExitStatus::kFault:
-      return {"fault", "fault"};
-    case ExitStatus::kNoVerdict:
-      return {"no-verdict", "no verdict"};
-    default:
-      return {"failed", "failed"};
-  }
+ResultLabel labelOf(const DeviceResult& result) {
+  if (!result.inputError.empty()) return {"input", "input error"};
+  if (!result.outcome.reason) return {"failed", "failed"};
+  return result.outcome.fault ? ResultLabel{"fault", "fault"} : ResultLabel{"no-verdict", "no verdict"};
 }
 
 std::string partNumberOf(const DeviceResult& result) {
   const Value* const part = result.attributes.find("ModelNumber");
-  if (result.status == ExitStatus::kUnusable) return "(unreadable line)";
+  if (!result.inputError.empty()) return "(unreadable line)";
   return part == nullptr ? "(no part number)" : shortened(lineOf(part), 60);
 }
 
 Outcomes outcomesOf(const DeviceResult& result) {
-  const bool failed = result.status == ExitStatus::kFailed;
+  const bool failed = result.outcome.verdict == Verdict::kFailed;
   return {.passed = result.passed() ? 1U : 0U, .failed = failed ? 1U : 0U, .odd = result.passed() || failed ? 0U : 1U};
 }
 
@@ -139,7 +132,8 @@ std::string nameOf(const DeviceResult& result) { return shortened(lineOf(&result
 
 class HtmlWriter : public ResultWriter {
  public:
-  explicit HtmlWriter(TrustedContents documents) : documents_(std::move(documents)) {}
+  explicit HtmlWriter(const TrustedContents& documents)
+      : documents_(documents), origins_(documents.library, documents.rules) {}
 
   void add(std::string& /*out*/, std::size_t line, const DeviceResult& result) override {
     FirstOnes& list = result.passed() ? passed_ : notPassed_;
@@ -159,7 +153,7 @@ class HtmlWriter : public ResultWriter {
     return "<li data-result=\"passed\">" + escapedHtml(nameOf(result)) + "</li>\n";
   }
   [[nodiscard]] std::string notPassedHtml(const DeviceResult& result) const {
-    return result.status == ExitStatus::kFailed ? failedHtml(result) : oddHtml(result);
+    return result.outcome.verdict == Verdict::kFailed ? failedHtml(result) : oddHtml(result);
   }
   [[nodiscard]] std::string failedHtml(const DeviceResult& result) const;
   [[nodiscard]] static std::string oddHtml(const DeviceResult& result);
@@ -171,6 +165,7 @@ class HtmlWriter : public ResultWriter {
   [[nodiscard]] std::string versionsHtml() const;
 
   TrustedContents documents_;
+  RuleOrigins origins_;
   std::mutex mutex_;
   FirstOnes notPassed_{kMostDevices, kMostBytes};
   FirstOnes passed_{kMostDevices, kMostBytes};
@@ -178,8 +173,8 @@ class HtmlWriter : public ResultWriter {
 };
 
 std::string HtmlWriter::summaryHtml(const DeviceResult& result, const std::string& failures) {
-  const ResultLabel label = labelOf(result.status);
-  const bool odd = result.status != ExitStatus::kFailed;
+  const ResultLabel label = labelOf(result);
+  const bool odd = result.outcome.verdict != Verdict::kFailed;
   std::string text = fmt::format(
       "<details class=\"device{}\" data-result=\"{}\"><summary><span class=\"badge\">{}</span> "
       "<bdi class=\"name\">{}</bdi>",
@@ -192,15 +187,15 @@ std::string HtmlWriter::summaryHtml(const DeviceResult& result, const std::strin
 }
 
 std::string HtmlWriter::failedHtml(const DeviceResult& result) const {
-  const RowOptions options{.library = documents_.library, .textLimit = kTextLimit, .filtered = false};
+  const RuleNotes notes(result, origins_);
+  const std::span<const Value> records = result.outcome.ruleRecords();
   std::string names;
   std::string rows;
   std::size_t count = 0;
-  for (const Value& value : *result.outcome.records) {
-    if (passed(value) || ++count > kMostRulesOfDevice) continue;
-    const Dictionary& record = *value.ifDictionary();
-    names += (names.empty() ? "" : ", ") + escapedHtml(lineOf(record.find("rule")));
-    appendRow(rows, record, options);
+  for (std::size_t i = 0; i < records.size(); ++i) {
+    if (passed(records[i]) || ++count > kMostRulesOfDevice) continue;
+    names += (names.empty() ? "" : ", ") + escapedHtml(lineOf(records[i].ifDictionary()->find("rule")));
+    appendRow(rows, records[i], notes.html(i), {.textLimit = kTextLimit, .filtered = false});
   }
   std::string text = summaryHtml(result, names) + identityHtml(result);
   text.append(ruleTableBegin("failures")).append(rows).append(kTableEnd);
@@ -212,8 +207,8 @@ std::string HtmlWriter::failedHtml(const DeviceResult& result) const {
 }
 
 std::string HtmlWriter::oddHtml(const DeviceResult& result) {
-  const bool unusable = result.status == ExitStatus::kUnusable;
-  const std::string why = shortened(visible(unusable ? result.inputError : whyNoVerdict(result.outcome)), kTextLimit);
+  const std::optional<Reason>& reason = result.outcome.reason;
+  const std::string why = shortened(visible(reason ? reason->text() : result.inputError), kTextLimit);
   std::string text = summaryHtml(result, escapedHtml(why)) + identityHtml(result);
   text += fmt::format("<p>{}</p>\n", adviceFor(result));
   return text + "</div></details>\n";
