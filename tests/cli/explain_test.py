@@ -230,7 +230,7 @@ class ExplainTest(CommandTest):
             self.assertEqual(json.loads(run.out)["error"]["code"], -100003)
         self.file("unversioned", "{}")
         arguments = ("explain", "--unsigned", "--attributes", "device", "--library")
-        self.refuses(NO_VERDICT, "--rules unversioned: holds no rules", *arguments, "library", "--rules", "unversioned")
+        self.refuses(NO_VERDICT, "--rules unversioned: the document is empty", *arguments, "library", "--rules", "unversioned")
         self.refuses(UNUSABLE, "--library gone: No such file", *arguments, "gone", "--rules", "rules")
 
     def test_signed_documents(self):

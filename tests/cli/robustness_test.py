@@ -301,7 +301,7 @@ class OutputsTest(RobustnessTest):
         self.refuses(UNUSABLE, "-o out: Permission denied", "convert", "--to", "xml", "device", "-o", "out")
 
     def test_a_full_disk(self):
-        for limit in (0, 100):
+        for limit in (0, 50):
             for command in WRITERS:
                 for old in (None, b"kept"):
                     if old and command[0] == "keygen":

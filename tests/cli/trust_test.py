@@ -110,9 +110,9 @@ class TrustTest(CommandTest):
     def test_empty_documents(self):
         self.file("empty.json", "{}")
         self.sign("empty.json", "empty.signed")
-        self.refuses(NO_VERDICT, "--library empty.signed: holds no rules", *self.check(library="empty.signed"))
+        self.refuses(NO_VERDICT, "--library empty.signed: the document is empty", *self.check(library="empty.signed"))
         run = self.tavik(*self.check(rules="empty.signed"))
-        self.assertEqual((run.status, run.err), (NO_VERDICT, "tavik: check: --rules empty.signed: emtpy local rules\n"))
+        self.assertEqual((run.status, run.err), (NO_VERDICT, "tavik: check: --rules empty.signed: the document is empty\n"))
 
     def test_keys_that_cannot_be_used(self):
         self.file("garbage.pem", "no key at all")
