@@ -103,8 +103,10 @@ class TrustTest(CommandTest):
                 self.refuses(NO_VERDICT, f"--library {document}: ", *self.check(library=document))
                 run = self.tavik(*self.check(rules=document), "--format", "json")
                 self.assertEqual(run.status, NO_VERDICT)
-                record = json.loads(run.out)["records"][0]
+                outcome = json.loads(run.out)
+                record = outcome["records"][0]
                 self.assertEqual((record["rule"], record["result"]), ("Valid Product Rules", False))
+                self.assertEqual(outcome["reason"], {"kind": "not trusted", "rule": None, "description": record["actual"]})
                 self.assertEqual(run.err, f"tavik: check: --rules {document}: {record['actual']}\n")
 
     def test_empty_documents(self):
