@@ -63,12 +63,12 @@ class FirstOnes {
   std::atomic<std::size_t> end_ = static_cast<std::size_t>(-1);  // nothing from this line on is kept
 };
 
-/// Outcomes by part number. Devices can name any, so that only the first ones by name are kept apart.
+/// Devices by part number. A device can have any, so only the first ones by name are counted separately.
 class PartNumbers {
  public:
-  void add(const std::string& name, const Outcomes& outcomes) {
-    Outcomes& place = name < end_ || !ended_ ? parts_[name] : others_;
-    add(place, outcomes);
+  void add(const std::string& name, const DeviceCounts& counts) {
+    DeviceCounts& place = name < end_ || !ended_ ? parts_[name] : others_;
+    add(place, counts);
     if (parts_.size() <= kMostPartNumbers) return;
     const auto last = std::prev(parts_.end());
     add(others_, last->second);
@@ -80,28 +80,28 @@ class PartNumbers {
   /// Those with the most devices that did not pass first.
   [[nodiscard]] std::vector<Bar> bars() const {
     std::vector<Bar> bars;
-    for (const auto& [name, outcomes] : parts_) bars.push_back({name, valueOf(outcomes), outcomes});
+    for (const auto& [name, counts] : parts_) bars.push_back({name, valueOf(counts), counts});
     std::ranges::stable_sort(bars, std::ranges::greater(),
-                             [](const Bar& bar) { return bar.outcomes.failed + bar.outcomes.odd; });
-    Outcomes rest = others_;
-    for (; bars.size() >= kMostTableRows; bars.pop_back()) add(rest, bars.back().outcomes);
+                             [](const Bar& bar) { return bar.counts.failed + bar.counts.odd; });
+    DeviceCounts rest = others_;
+    for (; bars.size() >= kMostTableRows; bars.pop_back()) add(rest, bars.back().counts);
     if (rest.total() != 0) bars.push_back({"all others", valueOf(rest), rest});
     return bars;
   }
 
  private:
-  static void add(Outcomes& sum, const Outcomes& more) {
+  static void add(DeviceCounts& sum, const DeviceCounts& more) {
     sum.passed += more.passed;
     sum.failed += more.failed;
     sum.odd += more.odd;
   }
-  static std::string valueOf(const Outcomes& outcomes) {
-    const std::uint64_t bad = outcomes.failed + outcomes.odd;
-    return fmt::format("{} of {} ({})", bad, outcomes.total(), percentText(bad, outcomes.total()));
+  static std::string valueOf(const DeviceCounts& counts) {
+    const std::uint64_t bad = counts.failed + counts.odd;
+    return fmt::format("{} of {} ({})", bad, counts.total(), percentText(bad, counts.total()));
   }
 
-  std::map<std::string, Outcomes> parts_;
-  Outcomes others_;
+  std::map<std::string, DeviceCounts> parts_;
+  DeviceCounts others_;
   std::string end_;  // no name from this on is kept, once ended_
   bool ended_ = false;
 };
@@ -123,7 +123,7 @@ std::string partNumberOf(const DeviceResult& result) {
   return part == nullptr ? "(no part number)" : shortened(lineOf(part), 60);
 }
 
-Outcomes outcomesOf(const DeviceResult& result) {
+DeviceCounts countsOf(const DeviceResult& result) {
   const bool failed = result.outcome.verdict == Verdict::kFailed;
   return {.passed = result.passed() ? 1U : 0U, .failed = failed ? 1U : 0U, .odd = result.passed() || failed ? 0U : 1U};
 }
@@ -141,7 +141,7 @@ class HtmlWriter : public ResultWriter {
     if (list.takes(line)) text = result.passed() ? passedHtml(result) : notPassedHtml(result);
     const std::string part = partNumberOf(result);
     const std::lock_guard lock(mutex_);
-    parts_.add(part, outcomesOf(result));
+    parts_.add(part, countsOf(result));
     list.add(line, std::move(text));
   }
 
@@ -157,8 +157,8 @@ class HtmlWriter : public ResultWriter {
   }
   [[nodiscard]] std::string failedHtml(const DeviceResult& result) const;
   [[nodiscard]] static std::string oddHtml(const DeviceResult& result);
-  [[nodiscard]] static std::string verdictHtml(const BatchEnd& end, const Outcomes& all);
-  [[nodiscard]] static std::string passRateHtml(const Tally& tally, const Outcomes& all);
+  [[nodiscard]] static std::string verdictHtml(const BatchEnd& end, const DeviceCounts& all);
+  [[nodiscard]] static std::string passRateHtml(const Tally& tally, const DeviceCounts& all);
   [[nodiscard]] static std::string rulesHtml(const Tally& tally);
   [[nodiscard]] std::string partsHtml() const;
   [[nodiscard]] std::string devicesHtml(const Tally& tally) const;
@@ -214,7 +214,7 @@ std::string HtmlWriter::oddHtml(const DeviceResult& result) {
   return text + "</div></details>\n";
 }
 
-std::string HtmlWriter::verdictHtml(const BatchEnd& end, const Outcomes& all) {
+std::string HtmlWriter::verdictHtml(const BatchEnd& end, const DeviceCounts& all) {
   const std::uint64_t devices = end.tally.devices();
   const bool pass = end.tally.failed() == 0 && end.whyEarly.empty();
   std::string sentence = fmt::format("{} of {} did not pass.", end.tally.failed(), counted(devices, "device"));
@@ -259,7 +259,7 @@ std::string figure(std::string_view id, std::string_view title, const std::vecto
                      tableOf(head, bars, counts));
 }
 
-std::string HtmlWriter::passRateHtml(const Tally& tally, const Outcomes& all) {
+std::string HtmlWriter::passRateHtml(const Tally& tally, const DeviceCounts& all) {
   if (all.total() == 0) return "";
   const std::string rate = percentText(all.passed, all.total());
   std::string legend = fmt::format(
@@ -341,7 +341,7 @@ std::string HtmlWriter::versionsHtml() const {
 std::string HtmlWriter::end(const BatchEnd& end) {
   const Tally& tally = end.tally;
   const std::uint64_t odd = tally.inputErrors() + tally.faults() + tally.noVerdicts();
-  const Outcomes all{.passed = tally.devices() - tally.failed(), .failed = tally.failed() - odd, .odd = odd};
+  const DeviceCounts all{.passed = tally.devices() - tally.failed(), .failed = tally.failed() - odd, .odd = odd};
   return pageBegin("Batch of " + counted(tally.devices(), "device")) + verdictHtml(end, all) +
          passRateHtml(tally, all) + "<div class=\"columns\">" + rulesHtml(tally) + partsHtml() + "</div>\n" +
          devicesHtml(tally) + versionsHtml() + pageEnd();

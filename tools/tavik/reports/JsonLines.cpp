@@ -7,12 +7,10 @@ namespace {
 
 class JsonLines : public ResultWriter {
  public:
-  void add(std::string& out, std::size_t line, const DeviceResult& result) override;
+  void add(std::string& out, std::size_t /*line*/, const DeviceResult& result) override {
+    out += objectLine(entriesOf(result));
+  }
 };
-
-void JsonLines::add(std::string& out, std::size_t /*line*/, const DeviceResult& result) {
-  out += objectLine(entriesOf(result));
-}
 
 }  // namespace
 
