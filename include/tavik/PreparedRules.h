@@ -47,6 +47,10 @@ class TAVIK_EXPORT PreparedRules {
   /// empty. Null if they are accepted. Valid as long as this object.
   [[nodiscard]] const Reason* rejection() const noexcept;
 
+  /// The content of the local rules, as the platform validated it; empty if they are rejected. Valid as long as this
+  /// object.
+  [[nodiscard]] const Dictionary& localRules() const noexcept;
+
  private:
   friend class ZRTTavikKernel;
   explicit PreparedRules(std::unique_ptr<const PreparedDocuments> documents);

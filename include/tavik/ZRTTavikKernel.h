@@ -64,6 +64,9 @@ class TAVIK_EXPORT ZRTTavikKernel : public PredicateKernel {
 
   ~ZRTTavikKernel();
 
+  /// The content of the rule library, as the platform validated it.
+  [[nodiscard]] const Dictionary& library() const noexcept { return rules_; }
+
   /// Checks one device.
   ///
   /// deviceAttributes: attribute name -> value, as read from the device; packed attributes ("SysCfgData",

@@ -29,6 +29,8 @@ const Reason* PreparedRules::rejection() const noexcept {
   return rejection ? &rejection->reason : nullptr;
 }
 
+const Dictionary& PreparedRules::localRules() const noexcept { return documents_->documents().localRules; }
+
 std::unique_ptr<const PreparedRules> ZRTTavikKernel::prepare(const Dictionary* rules) const {
   return std::unique_ptr<const PreparedRules>(
       new PreparedRules(std::make_unique<const PreparedDocuments>(RuleDocuments(*this, rules_, rules))));

@@ -233,8 +233,8 @@ $''')
             self.file(name, json.dumps({"version": 1} | entries))
         unsigned, signed = ("--unsigned",), ("--public-key", "pub")
         cases = (
-            (NO_VERDICT, "--library empty: holds no rules", unsigned, "empty", "rules"),
-            (NO_VERDICT, "--rules empty: holds no rules", unsigned, "library", "empty"),
+            (NO_VERDICT, "--library empty: the document is empty", unsigned, "empty", "rules"),
+            (NO_VERDICT, "--rules empty: the document is empty", unsigned, "library", "empty"),
             (NO_VERDICT, '--library unversioned: has no "version"', unsigned, "unversioned", "rules"),
             (NO_VERDICT, '--rules unversioned: has no "version"', unsigned, "library", "unversioned"),
             (NO_VERDICT, '"GenericRules" is not a dictionary', unsigned, "library", "generic"),

@@ -71,13 +71,10 @@ Examples:
 Exit status: 0 every device passed, 1 some device did not, for whatever reason, 2 the command or an input is at fault, or
 the run was ended early, 4 a document is not trusted, empty or malformed and no device was checked.)";
 
-struct BatchOptions {
-  std::string library;
-  std::string rules;
+struct BatchOptions : RuleOptions {
   std::string input = "-";
   std::optional<std::string> summary;
   std::size_t threads = std::clamp<std::size_t>(std::thread::hardware_concurrency(), 1, kMostThreads);
-  PlatformOptions platform;
   std::string format;
 };
 
@@ -217,25 +214,19 @@ ExitStatus runBatch(const BatchOptions& options) {
   if (options.summary == "-") throw Unusable("--summary: standard output is for the results");
   const auto platform = std::make_shared<HostPlatform>(options.platform);
   warnWhenUnsigned("batch", options.platform);
-  const std::string libraryName = nameOf("--library", options.library);
-  const std::string rulesName = nameOf("--rules", options.rules);
   Inputs inputs;
-  const Dictionary library = inputs.dictionary("--library", options.library);
-  const Dictionary rules = inputs.dictionary("--rules", options.rules);
-  const Dictionary libraryContent = trustedContent(libraryName, library, *platform);
-  const Dictionary content = trustedContent(rulesName, rules, *platform);
-  const std::unique_ptr<ZRTTavikKernel> kernel = openKernel(libraryName, library, platform);
-  refuseMalformed(rulesName, content, *kernel);
-  const std::unique_ptr<const PreparedRules> prepared = kernel->prepare(&rules);
+  const auto kernel = readLibrary(inputs, "--library", options.library, platform);
+  const auto rules = readLocalRules(inputs, "--rules", options.rules, *kernel);
+  refuseMalformed(nameOf("--rules", options.rules), rules->localRules(), *kernel);
 
   FileDescriptor file = inputs.open("", options.input);
   StopRequest stop;
   LineReader input(nameOf("", options.input), std::move(file), stop);
-  const auto writer = makeResultWriter(options.format, {libraryContent, content});
+  const auto writer = makeResultWriter(options.format, {kernel->library(), rules->localRules()});
   writeStandardOutput(writer->begin());
   TallyByPartNumber byPartNumber;
   TallyByPartNumber* const counted = options.summary ? &byPartNumber : nullptr;
-  const Tally tally = Batch(*prepared, options.threads, input, stop, *writer, counted).run();
+  const Tally tally = Batch(*rules, options.threads, input, stop, *writer, counted).run();
   writeStandardOutput(writer->end({tally, input.whyEnded().value_or("")}));
   writeStandardError(tally.summary());
   input.checkEnd();
@@ -248,8 +239,7 @@ ExitStatus runBatch(const BatchOptions& options) {
 
 Run defineBatch(CLI::App& app) {
   const auto options = std::make_shared<BatchOptions>();
-  addText(app, "--library", options->library, "FILE", "The signed rule library")->required();
-  addText(app, "--rules", options->rules, "FILE", "The signed local rules of the product")->required();
+  addRules(app, *options);
   addText(app, "INPUT", options->input, "",
           "The devices, one JSON object a line; \"-\", the default, is standard input");
   app.add_option("-j", options->threads, "Threads to check with, by default one for each processor")

@@ -62,14 +62,14 @@ class FirstOnes {
   std::atomic<std::size_t> end_ = static_cast<std::size_t>(-1);  // nothing from this line on is kept
 };
 
-Outcomes outcomesOf(const Tally& tally) {
+DeviceCounts countsOf(const Tally& tally) {
   const std::uint64_t odd = tally.inputErrors() + tally.faults() + tally.noVerdicts();
   return {.passed = tally.devices() - tally.failed(), .failed = tally.failed() - odd, .odd = odd};
 }
 
 Bar partNumberBar(const std::string& label, const Tally& tally) {
   const std::string share = percentText(tally.failed(), tally.devices());
-  return {label, fmt::format("{} of {} ({})", tally.failed(), tally.devices(), share), outcomesOf(tally)};
+  return {label, fmt::format("{} of {} ({})", tally.failed(), tally.devices(), share), countsOf(tally)};
 }
 
 /// Those with the most devices that did not pass first.
@@ -90,24 +90,18 @@ struct ResultLabel {
   std::string_view text;
 };
 
-ResultLabel labelOf(ExitStatus status) {
-  switch (status) {
-    case ExitStatus::kUnusable:
-      return {"input", "input error"};
-    case ExitStatus::kFault:
-      return {"fault", "fault"};
-    case ExitStatus::kNoVerdict:
-      return {"no-verdict", "no verdict"};
-    default:
-      return {"failed", "failed"};
-  }
+ResultLabel labelOf(const DeviceResult& result) {
+  if (!result.inputError.empty()) return {"input", "input error"};
+  if (!result.outcome.reason) return {"failed", "failed"};
+  return result.outcome.fault ? ResultLabel{"fault", "fault"} : ResultLabel{"no-verdict", "no verdict"};
 }
 
 std::string nameOf(const DeviceResult& result) { return shortened(lineOf(&result.id), 120); }
 
 class HtmlWriter : public ResultWriter {
  public:
-  explicit HtmlWriter(TrustedContents documents) : documents_(std::move(documents)) {}
+  explicit HtmlWriter(const TrustedContents& documents)
+      : documents_(documents), origins_(documents.library, documents.rules) {}
 
   void add(std::string& /*out*/, std::size_t line, const DeviceResult& result) override {
     FirstOnes& list = result.passed() ? passed_ : notPassed_;
@@ -126,18 +120,19 @@ class HtmlWriter : public ResultWriter {
     return "<li data-result=\"passed\">" + escapedHtml(nameOf(result)) + "</li>\n";
   }
   [[nodiscard]] std::string notPassedHtml(const DeviceResult& result) const {
-    return result.status == ExitStatus::kFailed ? failedHtml(result) : oddHtml(result);
+    return result.outcome.verdict == Verdict::kFailed ? failedHtml(result) : oddHtml(result);
   }
   [[nodiscard]] std::string failedHtml(const DeviceResult& result) const;
   [[nodiscard]] static std::string oddHtml(const DeviceResult& result);
-  [[nodiscard]] static std::string verdictHtml(const BatchEnd& end, const Outcomes& all);
-  [[nodiscard]] static std::string passRateHtml(const Tally& tally, const Outcomes& all);
+  [[nodiscard]] static std::string verdictHtml(const BatchEnd& end, const DeviceCounts& all);
+  [[nodiscard]] static std::string passRateHtml(const Tally& tally, const DeviceCounts& all);
   [[nodiscard]] static std::string rulesHtml(const Tally& tally);
   [[nodiscard]] std::string partsHtml() const;
   [[nodiscard]] std::string devicesHtml(const Tally& tally) const;
   [[nodiscard]] std::string versionsHtml() const;
 
   TrustedContents documents_;
+  RuleOrigins origins_;
   std::mutex mutex_;
   FirstOnes notPassed_{kMostDevices, kMostBytes};
   FirstOnes passed_{kMostDevices, kMostBytes};
@@ -145,8 +140,8 @@ class HtmlWriter : public ResultWriter {
 };
 
 std::string HtmlWriter::summaryHtml(const DeviceResult& result, const std::string& failures) {
-  const ResultLabel label = labelOf(result.status);
-  const bool odd = result.status != ExitStatus::kFailed;
+  const ResultLabel label = labelOf(result);
+  const bool odd = result.outcome.verdict != Verdict::kFailed;
   std::string text = fmt::format(
       "<details class=\"device{}\" data-result=\"{}\"><summary><span class=\"badge\">{}</span> "
       "<bdi class=\"name\">{}</bdi>",
@@ -159,15 +154,15 @@ std::string HtmlWriter::summaryHtml(const DeviceResult& result, const std::strin
 }
 
 std::string HtmlWriter::failedHtml(const DeviceResult& result) const {
-  const RowOptions options{.library = documents_.library, .textLimit = kTextLimit, .filtered = false};
+  const RuleNotes notes(result, origins_);
+  const std::span<const Value> records = result.outcome.ruleRecords();
   std::string names;
   std::string rows;
   std::size_t count = 0;
-  for (const Value& value : *result.outcome.records) {
-    if (passed(value) || ++count > kMostRulesOfDevice) continue;
-    const Dictionary& record = *value.ifDictionary();
-    names += (names.empty() ? "" : ", ") + escapedHtml(lineOf(record.find("rule")));
-    appendRow(rows, record, options);
+  for (std::size_t i = 0; i < records.size(); ++i) {
+    if (passed(records[i]) || ++count > kMostRulesOfDevice) continue;
+    names += (names.empty() ? "" : ", ") + escapedHtml(lineOf(records[i].ifDictionary()->find("rule")));
+    appendRow(rows, records[i], notes.html(i), {.textLimit = kTextLimit, .filtered = false});
   }
   std::string text = summaryHtml(result, names) + identityHtml(result);
   text.append(ruleTableBegin("failures")).append(rows).append(kTableEnd);
@@ -179,14 +174,14 @@ std::string HtmlWriter::failedHtml(const DeviceResult& result) const {
 }
 
 std::string HtmlWriter::oddHtml(const DeviceResult& result) {
-  const bool unusable = result.status == ExitStatus::kUnusable;
-  const std::string why = shortened(visible(unusable ? result.inputError : whyNoVerdict(result.outcome)), kTextLimit);
+  const std::optional<Reason>& reason = result.outcome.reason;
+  const std::string why = shortened(visible(reason ? reason->text() : result.inputError), kTextLimit);
   std::string text = summaryHtml(result, escapedHtml(why)) + identityHtml(result);
   text += fmt::format("<p>{}</p>\n", adviceFor(result));
   return text + "</div></details>\n";
 }
 
-std::string HtmlWriter::verdictHtml(const BatchEnd& end, const Outcomes& all) {
+std::string HtmlWriter::verdictHtml(const BatchEnd& end, const DeviceCounts& all) {
   const std::uint64_t devices = end.tally.devices();
   const bool pass = end.tally.failed() == 0 && end.whyEarly.empty();
   std::string sentence = fmt::format("{} of {} did not pass.", end.tally.failed(), counted(devices, "device"));
@@ -231,7 +226,7 @@ std::string figure(std::string_view id, std::string_view title, const std::vecto
                      tableOf(head, bars, counts));
 }
 
-std::string HtmlWriter::passRateHtml(const Tally& tally, const Outcomes& all) {
+std::string HtmlWriter::passRateHtml(const Tally& tally, const DeviceCounts& all) {
   if (all.total() == 0) return "";
   const std::string rate = percentText(all.passed, all.total());
   std::string legend = fmt::format(
@@ -312,7 +307,7 @@ std::string HtmlWriter::versionsHtml() const {
 
 std::string HtmlWriter::end(const BatchEnd& end) {
   const Tally& tally = end.tally;
-  const Outcomes all = outcomesOf(tally);
+  const DeviceCounts all = countsOf(tally);
   return pageBegin("Batch of " + counted(tally.devices(), "device")) + verdictHtml(end, all) +
          passRateHtml(tally, all) + "<div class=\"columns\">" + rulesHtml(tally) + partsHtml() + "</div>\n" +
          devicesHtml(tally) + versionsHtml() + pageEnd();

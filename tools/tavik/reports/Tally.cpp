@@ -15,12 +15,8 @@ namespace {
 
 constexpr std::size_t kMostRules = 10;
 
-std::string counted(std::uint64_t count, std::string_view one, std::string_view many) {
-  return fmt::format("{} {}", count, count == 1 ? one : many);
-}
-
 std::string partNumberOf(const DeviceResult& result) {
-  if (result.status == ExitStatus::kUnusable) return "(unreadable line)";
+  if (!result.inputError.empty()) return "(unreadable line)";
   const Value* const part = result.attributes.find("ModelNumber");
   return part == nullptr ? "(no part number)" : shortened(lineOf(part), 60);
 }
@@ -57,12 +53,11 @@ void Tally::add(const DeviceResult& result) {
 }
 
 void Tally::addFailure(const DeviceResult& result) {
-  if (result.status == ExitStatus::kUnusable) ++inputErrors_;
-  if (result.status == ExitStatus::kFault) ++faults_;
-  if (result.status == ExitStatus::kNoVerdict) ++noVerdicts_;
-  if (result.outcome.rule) addRule(*result.outcome.rule, 1);
-  if (result.status != ExitStatus::kFailed) return;
-  for (const Value& record : *result.outcome.records) {
+  const CheckOutcome& outcome = result.outcome;
+  if (!result.inputError.empty()) ++inputErrors_;
+  if (outcome.reason) ++(outcome.fault ? faults_ : noVerdicts_);
+  if (outcome.reason && outcome.reason->rule) addRule(*outcome.reason->rule, 1);
+  for (const Value& record : outcome.ruleRecords()) {
     if (!passed(record)) addRule(record.ifDictionary()->findString("rule").value_or(""), 1);
   }
 }
@@ -86,10 +81,9 @@ void Tally::add(const Tally& other) {
 }
 
 std::string Tally::summary() const {
-  std::string text =
-      fmt::format("{}: {} passed, {} failed", counted(devices_, "device", "devices"), devices_ - failed_, failed_);
-  if (inputErrors_ != 0) text += ", " + counted(inputErrors_, "input error", "input errors");
-  if (faults_ != 0) text += ", " + counted(faults_, "fault", "faults");
+  std::string text = fmt::format("{}: {} passed, {} failed", counted(devices_, "device"), devices_ - failed_, failed_);
+  if (inputErrors_ != 0) text += ", " + counted(inputErrors_, "input error");
+  if (faults_ != 0) text += ", " + counted(faults_, "fault");
   if (noVerdicts_ != 0) text += fmt::format(", {} without a verdict", noVerdicts_);
   return text + "\n" + rulesThatFailedMost();
 }
