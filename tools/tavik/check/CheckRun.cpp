@@ -32,7 +32,8 @@ bool endedEarly(const CheckOutcome& outcome) {
          (records.size() == kVersionRecords + 1 && (outcome.error || saysNoRules(records.at(kVersionRecords))));
 }
 
-/// One by one: a record may hold an attribute that is nested as deep as is allowed in a record, but not in an array of them.
+/// One by one: a record may hold an attribute that is nested as deep as is allowed in a record, but not in an array of
+/// them.
 void appendRecords(std::string& out, const Array& records) {
   out += '[';
   for (const Value& record : records) {
