@@ -1,12 +1,16 @@
-// Property lists: rule libraries of 50 KB and 500 KB of XML read and written in each encoding, beside pugixml's parse
-// of the same text. "rules" counts the rules of a library, so that encodings of different sizes compare.
+// Property lists and JSON: rule libraries of 50 KB and 500 KB of XML read and written in each encoding, compared with
+// pugixml's parse of the same XML, and RapidJSON's parse (validating UTF-8) and output of the same JSON. "rules" counts
+// the rules of a library, so that encodings of different sizes compare.
 //
 // Each case runs twice: with the heap as glibc sets it up, which gives large free blocks back to the system and takes
 // them anew for every document ("kept" 0), and with a heap that keeps all it ever had ("kept" 1).
 
 #include <benchmark/benchmark.h>
 #include <malloc.h>
-#include <tavik/PropertyList.h>
+#include <rapidjson/document.h>
+#include <rapidjson/stringbuffer.h>
+#include <rapidjson/writer.h>
+#include <tavik/Json.h>
 
 #include <cstdint>
 #include <cstdlib>
@@ -79,6 +83,7 @@ struct Library {
   Data xml;
   Data binary;
   std::string text;
+  std::string json;
   std::int64_t rules = 0;
 };
 
@@ -90,6 +95,16 @@ Data written(const Value& value, PropertyListFormat format) {
 Value read(std::span<const std::uint8_t> document) {
   std::string error;
   return tavik::readPropertyList(document, error).value();
+}
+
+std::string writtenAsJson(const Value& value) {
+  std::string error;
+  return tavik::writeJson(value, error).value();
+}
+
+Value readAsJson(std::string_view text) {
+  std::string error;
+  return tavik::readJson(text, error).value();
 }
 
 std::span<const std::uint8_t> bytesOf(const std::string& text) {
@@ -108,10 +123,11 @@ Library makeLibrary(std::size_t xmlSize) {
   library.rules = static_cast<std::int64_t>(rules.size());
   library.binary = written(rules, PropertyListFormat::kBinary);
   library.text = tavik::description(&library.value);
+  library.json = writtenAsJson(rules);
   // What is measured is right: all that was written reads back equal. Text has no numbers, so its listing is compared.
   const Value fromText = read(bytesOf(library.text));
   if (read(library.xml.bytes()) != library.value || read(library.binary.bytes()) != library.value ||
-      tavik::description(&fromText) != library.text) {
+      readAsJson(library.json) != library.value || tavik::description(&fromText) != library.text) {
     std::abort();
   }
   return library;
@@ -177,6 +193,42 @@ void writeBinary(benchmark::State& state) {
   count(state, library, library.binary.size());
 }
 
+rapidjson::Document parsedByRapidJson(const std::string& json) {
+  rapidjson::Document document;
+  if (document.Parse<rapidjson::kParseValidateEncodingFlag>(json.data(), json.size()).HasParseError()) std::abort();
+  return document;
+}
+
+void parseJsonWithRapidJson(benchmark::State& state) {
+  const Library& library = prepare(state);
+  for (auto _ : state) benchmark::DoNotOptimize(parsedByRapidJson(library.json));
+  count(state, library, library.json.size());
+}
+
+void writeJsonWithRapidJson(benchmark::State& state) {
+  const Library& library = prepare(state);
+  const rapidjson::Document document = parsedByRapidJson(library.json);
+  for (auto _ : state) {
+    rapidjson::StringBuffer text;
+    rapidjson::Writer<rapidjson::StringBuffer> writer(text);
+    if (!document.Accept(writer)) std::abort();
+    benchmark::DoNotOptimize(text.GetString());
+  }
+  count(state, library, library.json.size());
+}
+
+void readJson(benchmark::State& state) {
+  const Library& library = prepare(state);
+  for (auto _ : state) benchmark::DoNotOptimize(readAsJson(library.json));
+  count(state, library, library.json.size());
+}
+
+void writeJson(benchmark::State& state) {
+  const Library& library = prepare(state);
+  for (auto _ : state) benchmark::DoNotOptimize(writtenAsJson(library.value));
+  count(state, library, library.json.size());
+}
+
 const int kRegistered = [] {
   for (const int kept : {0, 1}) {
     for (const int kilobytes : {50, 500}) {
@@ -184,7 +236,11 @@ const int kRegistered = [] {
                                            {"readXml", &readXml},
                                            {"readBinary", &readBinary},
                                            {"readText", &readText},
+                                           {"parseJsonWithRapidJson", &parseJsonWithRapidJson},
+                                           {"readJson", &readJson},
                                            {"writeXml", &writeXml},
+                                           {"writeJsonWithRapidJson", &writeJsonWithRapidJson},
+                                           {"writeJson", &writeJson},
                                            {"writeBinary", &writeBinary}}) {
         benchmark::RegisterBenchmark(name, function)->ArgNames({"KB", "kept"})->Args({kilobytes, kept});
       }

@@ -7,6 +7,7 @@
 // An input is a row of kInputs; a job reads or writes it once. Memory is counted through operator new and delete.
 
 #include <malloc.h>
+#include <tavik/Json.h>
 #include <tavik/TavikKernel.h>
 #include <unistd.h>
 
@@ -94,6 +95,35 @@ Job reading(std::string document, bool isRead = true) {
 }
 Job refused(std::string document) { return reading(std::move(document), false); }
 
+Job readingJson(std::string text, bool isRead = true) {
+  const std::size_t size = text.size();
+  return {size, [text = std::move(text), isRead] {
+            std::string error;
+            if (tavik::readJson(text, error).has_value() != isRead) {
+              std::fprintf(stderr, "not as expected: %s\n", error.c_str());
+              std::abort();
+            }
+          }};
+}
+Job refusedJson(std::string text) { return readingJson(std::move(text), false); }
+
+Job locatingJson(std::string text) {
+  const std::size_t size = text.size();
+  return {size, [text = std::move(text)] {
+            std::string error;
+            tavik::ValueLocations locations;
+            if (!tavik::readJson(text, error, locations)) std::abort();
+          }};
+}
+
+Job writingJson(const Value& value, tavik::JsonLayout layout = tavik::JsonLayout::kOneLine) {
+  std::string error;
+  return {tavik::writeJson(value, error, layout).value().size(), [value, layout] {
+            std::string ignored;
+            if (!tavik::writeJson(value, ignored, layout)) std::abort();
+          }};
+}
+
 std::string written(const Value& value, PropertyListFormat format) {
   std::string error;
   const Data document = writePropertyList(value, format, error).value();
@@ -124,9 +154,11 @@ Dictionary manyKeys(std::size_t count, std::string_view prefix) {
 }
 
 // Nested as deep as is allowed, again and again.
-std::string towers(std::size_t size, std::string_view open, std::string_view close, std::string_view between) {
+std::string towers(std::size_t size, std::string_view open, std::string_view close, std::string_view between,
+                   std::string_view core = "") {
   std::string tower;
   for (int depth = 1; depth < tavik::kPropertyListDepthLimit; ++depth) tower += open;
+  tower += core;
   for (int depth = 1; depth < tavik::kPropertyListDepthLimit; ++depth) tower += close;
   return repeated(tower.append(between), size);
 }
@@ -344,6 +376,46 @@ const Input kInputs[] = {
     {"text, escapes", [](std::size_t size) { return reading("\"" + repeated("\\n", size) + "\""); }},
     {"text, comments", [](std::size_t size) { return reading(repeated("/**/", size) + "a"); }},
     {"text, nested 512 deep", [](std::size_t size) { return reading("(" + towers(size, "(", ")", ",") + ")"); }},
+    {"JSON, tiny values", [](std::size_t size) { return readingJson("[" + repeated("1,", size) + "1]"); }},
+    {"JSON, empty objects", [](std::size_t size) { return readingJson("[" + repeated("{},", size) + "1]"); }},
+    {"JSON, objects of one entry",
+     [](std::size_t size) { return readingJson("[" + repeated("{\"\":1},", size) + "1]"); }},
+    {"JSON, tiny entries",
+     [](std::size_t size) {
+       return readingJson("{" + numbered(size, [](auto n) { return "\"" + n + "\":1,"; }) + "\"\":1}");
+     }},
+    {"JSON, keys alike",
+     [](std::size_t size) {
+       const std::string same(100, 'k');
+       return readingJson("{" + numbered(size, [&](auto n) { return "\"" + same + n + same + "\":1,"; }) + "\"\":1}");
+     }},
+    {"JSON, one key again and again",
+     [](std::size_t size) { return refusedJson("{" + repeated("\"a\":1,", size) + "\"a\":1}"); }},
+    {"JSON, strings of 16 characters",
+     [](std::size_t size) { return readingJson("[" + repeated("\"0123456789ABCDEF\",", size) + "1]"); }},
+    {"JSON, string beyond ASCII",
+     [](std::size_t size) { return readingJson("\"" + repeated("\xC3\xA9", size) + "\""); }},
+    {"JSON, escapes", [](std::size_t size) { return readingJson("\"" + repeated("\\u00e9", size) + "\""); }},
+    {"JSON, data", [](std::size_t size) { return readingJson("{\"$data\":\"" + repeated("AAAA", size) + "\"}"); }},
+    {"JSON, empty data",
+     [](std::size_t size) { return readingJson("[" + repeated("{\"$data\":\"\"},", size) + "1]"); }},
+    {"JSON, a number of many digits", [](std::size_t size) { return readingJson("0." + std::string(size, '1')); }},
+    {"JSON, an integer of many digits", [](std::size_t size) { return refusedJson(std::string(size, '1')); }},
+    {"JSON, white space", [](std::size_t size) { return readingJson(repeated(" ", size) + "1"); }},
+    {"JSON, nested 512 deep", [](std::size_t size) { return readingJson("[" + towers(size, "[", "]", ",") + "1]"); }},
+    {"JSON, \"$dictionary\" nested 512 deep",
+     [](std::size_t size) {
+       return readingJson("[" + towers(size, "{\"$dictionary\":{\"\":", "}}", ",", "1") + "1]");
+     }},
+    {"JSON, \"$dictionary\" that never ends",
+     [](std::size_t size) { return refusedJson(repeated("{\"$dictionary\":{\"a\":{},\"b\":", size)); }},
+    {"JSON, refused at its end", [](std::size_t size) { return refusedJson("[" + repeated("\n1,", size) + "]"); }},
+    {"JSON with locations, tiny values",
+     [](std::size_t size) { return locatingJson("[" + repeated("1,", size) + "1]"); }},
+    {"JSON written, empty arrays",
+     [](std::size_t size) { return writingJson(arrayOf(size / 4, [](auto) { return Array(); })); }},
+    {"JSON written, control characters", [](std::size_t size) { return writingJson(repeated("\x01", size / 6)); }},
+    {"JSON written, data", [](std::size_t size) { return writingJson(Data(std::vector<std::uint8_t>(size / 4 * 3))); }},
     {"XML written, empty arrays",
      [](std::size_t size) { return writing(arrayOf(size / 10, [](auto) { return Array(); }), kXml); }},
     {"XML written, control characters", [](std::size_t size) { return writing(repeated("\x01", size / 4), kXml); }},

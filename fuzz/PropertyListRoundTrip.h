@@ -9,15 +9,20 @@
 #include <initializer_list>
 #include <vector>
 
+#include "Locations.h"
+
 namespace tavik {
 
-/// Reads the bytes: whatever is refused has a reason; whatever is read is written, read back and written the same.
+/// Reads the bytes: what is rejected has a reason; what is read is written, read back and written the same. In text,
+/// each value has a location.
 inline void roundTrip(const std::uint8_t* data, std::size_t size, std::initializer_list<PropertyListFormat> formats) {
   const std::vector<std::uint8_t> document(data, data + size);  // a block of its own, exactly this long
   std::string error;
-  const std::optional<Value> value = readPropertyList(document, error);
+  ValueLocations locations;
+  const std::optional<Value> value = readPropertyList(document, error, locations);
   if (value.has_value() != error.empty()) std::abort();
   if (!value) return;
+  requireLocations({reinterpret_cast<const char*>(document.data()), size}, *value, locations);
   for (const PropertyListFormat format : formats) {
     const std::optional<Data> once = writePropertyList(*value, format, error);
     if (!once) std::abort();

@@ -15,7 +15,8 @@
 ///
 ///     std::string error;
 ///     const std::optional<Value> device = readJson(R"({"ModelNumber": "MD123"})", error);
-///     if (!device) std::cerr << "device.json: " << error << '\n';    // "line 3, column 9 (Boards[2]): null is not allowed"
+///     if (!device) std::cerr << "device.json: " << error << '\n';    // "line 3, column 9 (Boards[2]): null is not
+///     allowed"
 ///
 /// Every function here is safe from any thread and keeps no state.
 #ifndef TAVIK_JSON_H
@@ -36,16 +37,16 @@ namespace tavik {
 /// Reads one JSON text in UTF-8; a byte order mark is skipped.
 ///
 /// The text may come from anywhere. Rejected are malformed JSON, invalid UTF-8, escapes for half of a surrogate pair,
-/// `null`, a key given twice in one object, integers outside signed 64 bits, numbers too large for a double (one that is
-/// too small reads as 0), malformed or unknown "$" forms, dates outside the years 1 to 9999, and arrays and dictionaries
-/// nested more than kPropertyListDepthLimit levels deep, where `{"$dictionary": {...}}` counts as one level. Time and
-/// memory are proportional to the size of the text.
+/// `null`, a key given twice in one object, integers outside signed 64 bits, numbers too large for a double (one that
+/// is too small reads as 0), malformed or unknown "$" forms, dates outside the years 1 to 9999, and arrays and
+/// dictionaries nested more than kPropertyListDepthLimit levels deep, where `{"$dictionary": {...}}` counts as one
+/// level. Time and memory are proportional to the size of the text.
 ///
 /// firstLine: the number of the text's first line in messages.
 ///
 /// Returns the value, or absent with `error` set to the location, the path and the reason: "line 3, column 9
-/// (RuleSets.Base[2]): null is not allowed". `error` is written on failure only. Strings and small containers of one text
-/// share memory blocks of up to 16 KiB; keeping one of them keeps its block alive.
+/// (RuleSets.Base[2]): null is not allowed". `error` is written on failure only. Strings and small containers of one
+/// text share memory blocks of up to 16 KiB; keeping one of them keeps its block alive.
 TAVIK_EXPORT std::optional<Value> readJson(std::string_view text, std::string& error, std::size_t firstLine = 1);
 /// The same, with the locations of all values in `locations`, which stay empty on failure. A "$" form is one value: its
 /// location is that of its opening brace, and what is inside it has none, except for the entries of a "$dictionary".

@@ -42,12 +42,12 @@ struct ValueLocation {
 /// The locations of a document's values in document order: one per value, each before those of the values inside it.
 using ValueLocations = std::vector<ValueLocation>;
 
-/// Finds the location of `part`, which is `document` itself or a value inside it. Values are told apart by their address,
-/// so `document` must be what the reader returned, or have been moved from it, and `part` must be a reference into it, not
-/// a copy.
+/// Finds the location of `part`, which is `document` itself or a value inside it. Values are told apart by their
+/// address, so `document` must be what the reader returned, or have been moved from it, and `part` must be a reference
+/// into it, not a copy.
 ///
-/// Returns null if `part` is not found or `locations` do not belong to `document`. The time is proportional to the number
-/// of values before `part`. Thread-safe.
+/// Returns null if `part` is not found or `locations` do not belong to `document`. The time is proportional to the
+/// number of values before `part`. Thread-safe.
 TAVIK_EXPORT const ValueLocation* findLocation(const Value& document, const ValueLocations& locations,
                                                const Value& part);
 

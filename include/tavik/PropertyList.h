@@ -39,7 +39,8 @@ inline constexpr int kPropertyListDepthLimit = 512;
 /// Returns the value, or absent with `error` set to where, what and why ("line 3, column 9: ..." counted in characters
 /// from 1 for XML and text, "byte 17: ..." for binary). `error` is written on failure only.
 TAVIK_EXPORT std::optional<Value> readPropertyList(std::span<const std::uint8_t> bytes, std::string& error);
-/// The same, with the locations of all values in `locations`. They stay empty for a binary property list and on failure.
+/// The same, with the locations of all values in `locations`. They stay empty for a binary property list and on
+/// failure.
 TAVIK_EXPORT std::optional<Value> readPropertyList(std::span<const std::uint8_t> bytes, std::string& error,
                                                    ValueLocations& locations);
 

@@ -83,6 +83,14 @@ class ValueAccess {
   using Bits = Value::Words;
   static Bits bits(const Value& value) noexcept { return value.words(); }
 
+  /// A short string from its characters, in the order of memory, with zeros behind them and its length in the last
+  /// byte.
+  static Value shortString(Bits bits) noexcept {
+    Value value;
+    value.setWords(bits);
+    return value;
+  }
+
   /// A short string that is made by the compiler.
   struct Literal {
     template <std::size_t kSize>
@@ -94,11 +102,7 @@ class ValueAccess {
     }
     Bits bits;
   };
-  static Value literal(Literal text) noexcept {
-    Value value;
-    value.setWords(text.bits);
-    return value;
-  }
+  static Value literal(Literal text) noexcept { return shortString(text.bits); }
   /// Whether a value is this string.
   static bool is(const Value& value, Literal text) noexcept { return bits(value) == text.bits; }
 

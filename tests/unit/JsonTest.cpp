@@ -162,8 +162,9 @@ TEST(JsonTest, RejectsWithLocation) {
        "line 1, column 2 ([0]): \"9223372036854775808\" is out of range (signed 64-bit, at most 9223372036854775807)"},
       {"-9223372036854775809",
        "line 1, column 1: \"-9223372036854775809\" is out of range (signed 64-bit, at least -9223372036854775808)"},
-      {"100000000000000000000000000000", "line 1, column 1: \"100000000000000000000000000000\" is out of range (signed "
-                                         "64-bit, at most 9223372036854775807)"},
+      {"100000000000000000000000000000",
+       "line 1, column 1: \"100000000000000000000000000000\" is out of range (signed "
+       "64-bit, at most 9223372036854775807)"},
       {"-1e400", "line 1, column 1: the number is out of range for a 64-bit floating-point number"},
       {"{\"a\":{\"$data\": \"3q0\"}}", "line 1, column 6 (a): \"$data\" must be a string in padded base64"},
       {"{\"$data\": \"3q1=\"}", "line 1, column 1: \"$data\" must be a string in padded base64"},
@@ -172,12 +173,14 @@ TEST(JsonTest, RejectsWithLocation) {
       {"{\"$data\": \"====\"}", "line 1, column 1: \"$data\" must be a string in padded base64"},
       {"{\"$data\": \"AA==AAAA\"}", "line 1, column 1: \"$data\" must be a string in padded base64"},
       {"{\"$data\": 5}", "line 1, column 1: \"$data\" must be a string in padded base64"},
-      {"{\"$date\": \"2026-02-30T00:00:00Z\"}", "line 1, column 1: \"$date\" must be a string such as "
-                                               "\"2026-11-21T01:02:03Z\", in the years 1 to 9999"},
+      {"{\"$date\": \"2026-02-30T00:00:00Z\"}",
+       "line 1, column 1: \"$date\" must be a string such as "
+       "\"2026-11-21T01:02:03Z\", in the years 1 to 9999"},
       {"{\"$number\": \"1\"}", "line 1, column 1: \"$number\" must be \"nan\", \"inf\" or \"-inf\""},
       {"{\"$dictionary\": 5}", "line 1, column 1: \"$dictionary\" must be an object"},
       {"{\"$foo\": 5}",
-       "line 1, column 1: \"$foo\" is not one of \"$data\", \"$date\", \"$dictionary\", \"$number\"; write a dictionary "
+       "line 1, column 1: \"$foo\" is not one of \"$data\", \"$date\", \"$dictionary\", \"$number\"; write a "
+       "dictionary "
        "with only this key as {\"$dictionary\": {...}}"},
   };
   for (const Case& c : cases) EXPECT_EQ(refusalOf(c.text), c.error) << c.text;
@@ -190,7 +193,8 @@ TEST(JsonTest, RejectsWithLocation) {
 }
 
 TEST(JsonTest, RejectsEveryShorterPrefix) {
-  const std::string text = R"({"a\u00e9": [-1.5e-3, true, {"$data": "AQ=="}, "é😀\ud83d\ude00"], "b": {"$dictionary": {}}})";
+  const std::string text =
+      R"({"a\u00e9": [-1.5e-3, true, {"$data": "AQ=="}, "é😀\ud83d\ude00"], "b": {"$dictionary": {}}})";
   EXPECT_EQ(written(readable(text)), R"({"aé": [-0.0015, true, {"$data": "AQ=="}, "é😀😀"], "b": {}})");
   for (std::size_t length = 0; length < text.size(); ++length) {
     EXPECT_THAT(refusalOf(std::string_view(text).substr(0, length)), StartsWith("line 1, column ")) << length;

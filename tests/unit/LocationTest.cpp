@@ -50,11 +50,12 @@ TEST(LocationTest, OfEachValueInEachEncoding) {
       {"JSON, a form is one value",
        R"([{"$data": "AA=="}, {"$date": "2026-11-21T01:02:03Z"}, {"$number": "nan"}, {"a": {"$data": ""}}, 1])",
        "1:1 1:2 1:21 1:56 1:76 1:77>1:82 1:98"},
-      {"JSON, \"$dictionary\" is one dictionary",
-       R"({"$dictionary": {"$x": [1]}})", "1:1 1:18>1:24 1:25"},
-      {"JSON, \"$dictionary\" among others", R"({"$dictionary": {"x": 1}, "b": 2})", "1:1 1:2>1:17 1:18>1:23 1:27>1:32"},
-      {"XML", "<?xml version='1.0'?>\n<plist><!-- é --><dict>\r<key>a</key> <array><integer>1</integer>\r\n<string/>"
-              "</array>\n\t<key>b</key><true/><key>c</key><dict/></dict></plist>",
+      {"JSON, \"$dictionary\" is one dictionary", R"({"$dictionary": {"$x": [1]}})", "1:1 1:18>1:24 1:25"},
+      {"JSON, \"$dictionary\" among others", R"({"$dictionary": {"x": 1}, "b": 2})",
+       "1:1 1:2>1:17 1:18>1:23 1:27>1:32"},
+      {"XML",
+       "<?xml version='1.0'?>\n<plist><!-- é --><dict>\r<key>a</key> <array><integer>1</integer>\r\n<string/>"
+       "</array>\n\t<key>b</key><true/><key>c</key><dict/></dict></plist>",
        "2:18 3:1>3:14 3:21 4:1 5:2>5:14 5:21>5:33"},
       {"XML without a frame", "<array><data>AA==</data><string>é</string><real>1</real></array>", "1:1 1:8 1:25 1:43"},
       {"old-style text", "{ a = (b, \"é\", <00>);\n// comment\n \"c\" = { d = e; }; }",

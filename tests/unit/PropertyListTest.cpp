@@ -249,8 +249,7 @@ TEST(XmlPropertyListTest, RefusesWithPlace) {
       {"key twice among many",
        "<dict><key>a</key><true/><key>b</key><true/>" + manyEntries(20) + "<key>b</key><true/></dict>",
        "line 1, column 445: the key \"b\" is given twice, first at line 1, column 26"},
-      {"too deep", repeated("<array>", 513),
-       "line 1, column 3585: nested more than 512 levels deep"},
+      {"too deep", repeated("<array>", 513), "line 1, column 3585: nested more than 512 levels deep"},
       {"much too deep", repeated("<dict><key>a</key>", 10000), "line 1, column 9217: nested more than 512 levels deep"},
   });
 }

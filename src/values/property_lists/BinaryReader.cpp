@@ -12,10 +12,10 @@
 #include <utility>
 
 #include "values/DateText.h"
-#include "values/property_lists/Encodings.h"
 #include "values/SharedContents.h"
 #include "values/Text.h"
 #include "values/ValueAccess.h"
+#include "values/property_lists/Encodings.h"
 
 namespace tavik {
 namespace {

@@ -12,11 +12,11 @@
 #include <optional>
 #include <utility>
 
-#include "values/property_lists/DataBuffer.h"
 #include "values/DateText.h"
-#include "values/property_lists/Encodings.h"
 #include "values/Text.h"
 #include "values/ValueAccess.h"
+#include "values/property_lists/DataBuffer.h"
+#include "values/property_lists/Encodings.h"
 
 namespace tavik {
 namespace {

@@ -2,7 +2,8 @@
 /// The encodings behind PropertyList.h and Json.h: readers, writers and what they share.
 ///
 /// Readers throw a `Refusal` at the first error; the public function catches it and makes the message. Writers throw
-/// `Unwritable` at the first value that cannot be read back; the public function then looks for it and says where it is.
+/// `Unwritable` at the first value that cannot be read back; the public function then looks for it and says where it
+/// is.
 #ifndef TAVIK_VALUES_PROPERTY_LISTS_ENCODINGS_H
 #define TAVIK_VALUES_PROPERTY_LISTS_ENCODINGS_H
 
@@ -19,8 +20,8 @@
 #include <utility>
 #include <vector>
 
-#include "values/property_lists/LocationFinder.h"
 #include "values/SharedContents.h"
+#include "values/property_lists/LocationFinder.h"
 
 namespace tavik {
 

@@ -39,6 +39,13 @@ inline std::uint64_t specialAmong(std::uint64_t characters) noexcept {
          kHighBits;
 }
 
+/// Those of eight characters that come before the first special one, with zeros behind them.
+inline std::uint64_t charactersBefore(std::uint64_t special, std::uint64_t characters) noexcept {
+  return characters & (((special & -special) >> 7) - 1);
+}
+
+inline bool isAscii(std::uint64_t characters) noexcept { return (characters & 0x8080808080808080) == 0; }
+
 }  // namespace tavik
 
 #endif

@@ -10,13 +10,13 @@
 #include <system_error>
 #include <utility>
 
-#include "values/property_lists/Base64.h"
-#include "values/property_lists/Encodings.h"
-#include "values/property_lists/JsonCharacters.h"
 #include "values/Numbers.h"
 #include "values/Slab.h"
 #include "values/Text.h"
 #include "values/ValueAccess.h"
+#include "values/property_lists/Base64.h"
+#include "values/property_lists/Encodings.h"
+#include "values/property_lists/JsonCharacters.h"
 
 namespace tavik {
 namespace {
@@ -26,6 +26,7 @@ using detail::SlabCutter;
 using detail::ValueAccess;
 
 bool isSpace(char character) noexcept {
+  if (static_cast<unsigned char>(character) > ' ') return false;
   return character == ' ' || character == '\n' || character == '\r' || character == '\t';
 }
 
@@ -113,7 +114,12 @@ void LookAhead::lookFrom(std::size_t start) {
 class JsonReader {
  public:
   JsonReader(std::string_view text, std::vector<ValueOffset>* offsets)
-      : text_(text), next_(text.data()), end_(text.data() + text.size()), offsets_(offsets), slabs_(text.size()), ahead_(text) {}
+      : text_(text),
+        next_(text.data()),
+        end_(text.data() + text.size()),
+        offsets_(offsets),
+        slabs_(text.size()),
+        ahead_(text) {}
 
   Value read();
 
@@ -130,10 +136,9 @@ class JsonReader {
     bool isArray;
     std::size_t place;  // the index of an element, or the offset of a key
   };
-  static constexpr std::size_t kNoKey = std::numeric_limits<std::size_t>::max();
+  static constexpr std::size_t kNoKey = ValueOffset::kNoKey;
 
   Value readValue(int depth, std::size_t keyOffset = kNoKey);
-  void note(std::size_t keyOffset);
   Array readArray(int depth);
   Value readObject(int depth);
   Dictionary readLiteral(int depth);
@@ -147,7 +152,12 @@ class JsonReader {
   Value readReal(std::size_t start);
   void skipDigits(const char* missing);
 
-  Value readString() { return ValueAccess::joined(readText(), {}, &slabs_); }
+  Value readString() {
+    ValueAccess::Bits bits;
+    return takeShortString(bits) ? ValueAccess::shortString(bits) : readLongString();
+  }
+  bool takeShortString(ValueAccess::Bits& bits) noexcept;
+  Value readLongString() { return ValueAccess::joined(readText(), {}, &slabs_); }
   std::string_view readText();
   std::string_view readEscapedText(std::size_t start, std::string_view plain);
   std::string_view takePlain();
@@ -222,7 +232,7 @@ std::optional<std::string_view> JsonReader::findMember(std::string_view key) {
 // `depth` is the one that the value has if it is a container.
 Value JsonReader::readValue(int depth, std::size_t keyOffset) {
   skipSpace();
-  if (offsets_ != nullptr) note(keyOffset);
+  if (offsets_ != nullptr) offsets_->push_back({offset(), keyOffset});
   switch (peek()) {
     case '"':
       return readString();
@@ -240,10 +250,6 @@ Value JsonReader::readValue(int depth, std::size_t keyOffset) {
     default:
       return readNumber();
   }
-}
-
-void JsonReader::note(std::size_t keyOffset) {
-  offsets_->push_back({offset(), keyOffset == kNoKey ? std::nullopt : std::optional(keyOffset)});
 }
 
 Array JsonReader::readArray(int depth) {
@@ -389,6 +395,28 @@ void JsonReader::skipDigits(const char* missing) {
   while (isDigit(peek())) ++next_;
 }
 
+// A string of up to 15 ASCII characters without escapes, which lies in a value as it does in the text. False for
+// others.
+inline bool JsonReader::takeShortString(ValueAccess::Bits& bits) noexcept {
+  if (std::endian::native != std::endian::little || end_ - next_ <= 16) return false;
+  bits = {eightCharacters(next_ + 1), 0};
+  std::uint64_t special = specialAmong(bits.low);
+  int size = std::countr_zero(special) / 8;
+  if (special != 0) {
+    bits.low = charactersBefore(special, bits.low);
+  } else {
+    bits.high = eightCharacters(next_ + 9);
+    special = specialAmong(bits.high);
+    if (special == 0) return false;
+    size = 8 + std::countr_zero(special) / 8;
+    bits.high = charactersBefore(special, bits.high);
+  }
+  if (next_[1 + size] != '"' || !isAscii(bits.low | bits.high)) return false;
+  next_ += size + 2;
+  bits.high |= static_cast<std::uint64_t>(size) << 56;
+  return true;
+}
+
 // What a string says. Holds until the next one is read.
 std::string_view JsonReader::readText() {
   const std::size_t start = offset();
@@ -409,7 +437,6 @@ std::string_view JsonReader::readEscapedText(std::size_t start, std::string_view
 }
 
 std::string_view JsonReader::takePlain() {
-  constexpr std::uint64_t kBeyondAscii = 0x8080808080808080;
   const char* const start = next_;
   std::uint64_t special = 0;
   std::uint64_t all = 0;
@@ -417,7 +444,7 @@ std::string_view JsonReader::takePlain() {
     const std::uint64_t characters = eightCharacters(next_);
     special = specialAmong(characters);
     if (special != 0) {
-      all |= characters & ((special & -special) - 1);
+      all |= charactersBefore(special, characters);
       next_ += std::countr_zero(special) / 8;
       break;
     }
@@ -425,7 +452,7 @@ std::string_view JsonReader::takePlain() {
   }
   for (; special == 0 && !isAtEnd() && !isSpecialInJson(*next_); ++next_) all |= static_cast<unsigned char>(*next_);
   const std::string_view plain(start, next_);
-  if ((all & kBeyondAscii) != 0) requireUtf8(plain, static_cast<std::size_t>(start - text_.data()));
+  if (!isAscii(all)) requireUtf8(plain, static_cast<std::size_t>(start - text_.data()));
   return plain;
 }
 

@@ -9,19 +9,19 @@
 #include <cstdint>
 #include <cstring>
 
+#include "values/Numbers.h"
+#include "values/ValueAccess.h"
 #include "values/property_lists/Base64.h"
 #include "values/property_lists/Encodings.h"
 #include "values/property_lists/JsonCharacters.h"
-#include "values/Numbers.h"
-#include "values/ValueAccess.h"
 
 namespace tavik {
 namespace {
 
 using detail::ValueAccess;
 
-// Appends to a string, which is made larger ahead of what is written and cut to size at the end. Until `keep` is called,
-// nothing has been appended.
+// Appends to a string, which is made larger ahead of what is written and cut to size at the end. Until `keep` is
+// called, nothing has been appended.
 class Appender {
  public:
   explicit Appender(std::string& out) : out_(out), start_(out.size()), next_(out.data() + start_), end_(next_) {}
@@ -52,8 +52,9 @@ class Appender {
 
   void grow(std::size_t count) {
     constexpr std::size_t kLeast = 256;
+    constexpr std::size_t kMost = 16384;  // what is made ahead is still in the cache when it is written
     const std::size_t before = used();
-    out_.resize(before + std::max({count, before - start_, kLeast}));
+    out_.resize(before + std::max(count, std::clamp(before - start_, kLeast, kMost)));
     next_ = out_.data() + before;
     end_ = out_.data() + out_.size();
   }

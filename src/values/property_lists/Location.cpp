@@ -50,9 +50,7 @@ class Search {
 
 }  // namespace
 
-std::string Location::text() const {
-  return "line " + std::to_string(line) + ", column " + std::to_string(column);
-}
+std::string Location::text() const { return "line " + std::to_string(line) + ", column " + std::to_string(column); }
 
 const ValueLocation* findLocation(const Value& document, const ValueLocations& locations, const Value& part) {
   Search search(part);
@@ -76,8 +74,9 @@ ValueLocations locationsOf(const std::vector<ValueOffset>& offsets, LocationFind
   ValueLocations locations;
   locations.reserve(offsets.size());
   for (const auto& [value, key] : offsets) {
-    const std::optional<Location> keyLocation = key ? std::optional(finder.at(*key)) : std::nullopt;
-    locations.push_back({finder.at(value), keyLocation});
+    ValueLocation& location = locations.emplace_back();
+    if (key != ValueOffset::kNoKey) location.key = finder.at(key);
+    location.value = finder.at(value);
   }
   return locations;
 }

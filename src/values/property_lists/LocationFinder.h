@@ -6,7 +6,6 @@
 #include <tavik/Location.h>
 
 #include <cstddef>
-#include <optional>
 #include <string_view>
 #include <vector>
 
@@ -33,8 +32,10 @@ class LocationFinder {
 
 /// Where a value and its key begin, in bytes from the start of the document.
 struct ValueOffset {
+  static constexpr std::size_t kNoKey = std::string_view::npos;
+
   std::size_t value;
-  std::optional<std::size_t> key = std::nullopt;
+  std::size_t key = kNoKey;
 };
 
 /// `offsets` as locations; they ascend, keys included.

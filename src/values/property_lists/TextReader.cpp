@@ -10,10 +10,10 @@
 #include <cstdint>
 #include <utility>
 
-#include "values/property_lists/Encodings.h"
 #include "values/SharedContents.h"
 #include "values/Text.h"
 #include "values/ValueAccess.h"
+#include "values/property_lists/Encodings.h"
 
 namespace tavik {
 namespace {
@@ -54,7 +54,7 @@ class TextReader {
   Value read();
 
  private:
-  Value readValue(int depth, std::optional<std::size_t> keyOffset = std::nullopt);
+  Value readValue(int depth, std::size_t keyOffset = ValueOffset::kNoKey);
   Array readArray(int depth);
   Dictionary readDictionary(int depth);
   Data readData();
@@ -84,8 +84,8 @@ class TextReader {
   std::string_view document_;
   std::size_t position_ = 0;
   OpenContainers open_;
-  std::string scratch_;              // a string with escapes
-  std::vector<std::uint8_t> bytes_;  // data that is being read
+  std::string scratch_;                // a string with escapes
+  std::vector<std::uint8_t> bytes_;    // data that is being read
   std::vector<ValueOffset>* offsets_;  // of all values, null if they are not wanted
 };
 
@@ -100,7 +100,7 @@ Value TextReader::read() {
 }
 
 // `depth` is the one that the value has if it is a container.
-Value TextReader::readValue(int depth, std::optional<std::size_t> keyOffset) {
+Value TextReader::readValue(int depth, std::size_t keyOffset) {
   skipBlank();
   if (offsets_ != nullptr) offsets_->push_back({position_, keyOffset});
   switch (peek()) {

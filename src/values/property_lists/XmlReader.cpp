@@ -17,12 +17,12 @@
 #include <system_error>
 #include <utility>
 
-#include "values/property_lists/Base64.h"
-#include "values/property_lists/Encodings.h"
 #include "values/Numbers.h"
 #include "values/SharedContents.h"
 #include "values/Text.h"
 #include "values/ValueAccess.h"
+#include "values/property_lists/Base64.h"
+#include "values/property_lists/Encodings.h"
 
 namespace tavik {
 namespace {
@@ -197,7 +197,7 @@ class XmlReader {
     return tag.element == Element::kString ? readString(tag) : readOtherValue(tag, depth);
   }
   Value readString(const Tag& tag) { return ValueAccess::string(readCharacters(tag).text); }
-  void note(const Tag& tag, std::optional<std::size_t> keyOffset = std::nullopt) {
+  void note(const Tag& tag, std::size_t keyOffset = ValueOffset::kNoKey) {
     if (offsets_ != nullptr) offsets_->push_back({tag.offset, keyOffset});
   }
   [[gnu::noinline]] Value readOtherValue(const Tag& tag, int depth);
