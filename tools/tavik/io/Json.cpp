@@ -3,8 +3,50 @@
 #include "ExitStatus.h"
 
 namespace tavik::tool {
+namespace {
+
+/// What commands print holds values from documents with some levels around them.
+constexpr int kMostOuterLevels = 8;
+
+void appendJson(std::string& out, const Value& value, int outerLevels);
+
+template <class Container, class Append>
+void appendElements(std::string& out, const Container& container, std::string_view brackets, Append append) {
+  out += brackets.front();
+  const char* separator = "";
+  for (const auto& element : container) {
+    out += separator;
+    separator = ", ";
+    append(element);
+  }
+  out += brackets.back();
+}
+
+/// Writes a container on one line, so that it does not count as a level of nesting.
+void appendOuter(std::string& out, const Value& value, int outerLevels) {
+  if (const Array* array = value.ifArray()) {
+    return appendElements(out, *array, "[]", [&](const Value& element) { appendJson(out, element, outerLevels); });
+  }
+  appendElements(out, *value.ifDictionary(), "{}", [&](const Dictionary::Item& entry) {
+    appendJsonString(out, entry.key);
+    out += ": ";
+    appendJson(out, entry.value, outerLevels);
+  });
+}
+
+void appendJson(std::string& out, const Value& value, int outerLevels) {
+  std::string error;
+  if (tavik::appendJson(out, value, error)) return;
+  const Dictionary* const dictionary = value.ifDictionary();
+  const bool hasLevels = value.ifArray() != nullptr || (dictionary != nullptr && dictionary->size() > 1);
+  if (!hasLevels || outerLevels == kMostOuterLevels) throw Unusable("cannot write JSON: " + error);
+  appendOuter(out, value, outerLevels + 1);
+}
+
+}  // namespace
 
 void appendJson(std::string& out, const Value& value, JsonLayout layout) {
+  if (layout == JsonLayout::kOneLine) return appendJson(out, value, 0);
   std::string error;
   if (!tavik::appendJson(out, value, error, layout)) throw Unusable("cannot write JSON: " + error);
 }
