@@ -8,7 +8,6 @@
 
 #include "CHandles.h"
 #include "Choices.h"
-#include "MemoryFile.h"
 #include "RuleDocumentMaker.h"
 
 namespace {
@@ -223,18 +222,10 @@ class Calls {
 
   // A kernel whose library is a value, and rules.
   void makeKernel(const tavik_value* library, const tavik_value* localRules) {
-    static const MemoryFile file;
     host_.lines.clear();
     c::OwnedKernel kernel;  // the arguments may be the ones before, in the place of a value
     c::OwnedRules rules;
-    c::OwnedValue document;
-    if (tavik_property_list_write(library, TAVIK_FORMAT_BINARY, document.out(), nullptr) == TAVIK_OK) {
-      const std::uint8_t* bytes = nullptr;
-      std::size_t length = 0;
-      c::done(tavik_value_get_data(document, &bytes, &length));
-      file.write({bytes, length});
-      static_cast<void>(tavik_kernel_new(file.path().c_str(), platform_, kernel.out(), nullptr));
-    }
+    static_cast<void>(tavik_kernel_new_from_document(library, platform_, kernel.out(), nullptr));
     const tavik_status status = tavik_kernel_prepare(kernel, localRules, rules.out(), nullptr);
     require((status == TAVIK_OK) == (rules != nullptr));
     kernel_ = std::move(kernel);

@@ -35,7 +35,7 @@ class RecordingPlatform : public Platform {
 };
 
 /// Everything that somebody outside sees of a run.
-struct CheckOutcome {
+struct CheckTrace {
   std::optional<Array> records;
   std::optional<Error> error;
   std::string fault;  // its kind and what it says
@@ -56,8 +56,8 @@ using CheckCall = std::function<std::optional<Array>(Dictionary* station, std::o
 
 /// Runs a check with an earlier error and an earlier entry of the station dictionary, if there is one. Faults other
 /// than the two that are allowed pass on.
-inline CheckOutcome outcomeOf(const RecordingPlatform& platform, bool hasStation, const CheckCall& check) {
-  CheckOutcome outcome;
+inline CheckTrace traceOf(const RecordingPlatform& platform, bool hasStation, const CheckCall& check) {
+  CheckTrace outcome;
   outcome.error = Error(-1, "as it was");
   if (hasStation) outcome.station = Dictionary{{"OnPass", "as it was"}, {"other", "stays"}};
   platform.lines.clear();
@@ -74,18 +74,18 @@ inline CheckOutcome outcomeOf(const RecordingPlatform& platform, bool hasStation
 
 /// The outcomes of a check and of a check with prepared rules, as texts.
 struct CheckPair {
-  CheckOutcome checked;
-  CheckOutcome prepared;
+  CheckTrace checked;
+  CheckTrace prepared;
 };
 
 inline CheckPair checkBothWays(const ZRTTavikKernel& kernel, const PreparedRules& prepared,
                                const RecordingPlatform& platform, const Dictionary& device, const Dictionary* rules,
                                const Dictionary* sources, bool hasStation = true) {
-  return {outcomeOf(platform, hasStation,
-                    [&](Dictionary* station, std::optional<Error>& error) {
-                      return kernel.check(device, rules, sources, station, error);
-                    }),
-          outcomeOf(platform, hasStation, [&](Dictionary* station, std::optional<Error>& error) {
+  return {traceOf(platform, hasStation,
+                  [&](Dictionary* station, std::optional<Error>& error) {
+                    return kernel.check(device, rules, sources, station, error);
+                  }),
+          traceOf(platform, hasStation, [&](Dictionary* station, std::optional<Error>& error) {
             return prepared.check(device, sources, station, error);
           })};
 }

@@ -9,7 +9,6 @@
 #include <iostream>
 
 #include "CheckAgreement.h"
-#include "MemoryFile.h"
 #include "RuleDocumentMaker.h"
 
 namespace {
@@ -24,19 +23,12 @@ std::string textOf(const RuleDocuments& documents) {
   return all;
 }
 
-std::unique_ptr<ZRTTavikKernel> kernelOver(const Dictionary& library, std::shared_ptr<const Platform> platform) {
-  static const MemoryFile file;
-  std::string error;
-  const auto bytes = writePropertyList(Value(library), PropertyListFormat::kBinary, error);
-  if (!bytes) return nullptr;  // it has a date that no property list can hold
-  file.write(bytes->bytes());
-  return ZRTTavikKernel::init(file.path(), std::move(platform));
-}
-
 class Examination {
  public:
   Examination(const RuleDocuments& documents, std::shared_ptr<RecordingPlatform> platform)
-      : documents_(documents), platform_(*platform), kernel_(kernelOver(documents.library, std::move(platform))) {}
+      : documents_(documents),
+        platform_(*platform),
+        kernel_(ZRTTavikKernel::init(documents.library, std::move(platform), why_)) {}
 
   void run() {
     if (kernel_ == nullptr) return;
@@ -88,7 +80,7 @@ class Examination {
   }
 
   // The lists and the run agree on whether rules assemble; then every rule has its record.
-  void examineLists(const CheckOutcome& checked, const Dictionary& device) {
+  void examineLists(const CheckTrace& checked, const Dictionary& device) {
     if (rules() == nullptr) return;
     using List = std::optional<Dictionary> (ZRTTavikKernel::*)(const Dictionary&, const Dictionary&,
                                                                std::optional<Error>&) const;
@@ -176,6 +168,7 @@ class Examination {
 
   const RuleDocuments& documents_;
   RecordingPlatform& platform_;
+  Reason why_;
   std::unique_ptr<ZRTTavikKernel> kernel_;
 };
 

@@ -17,7 +17,7 @@ class Run {
   Run(const PreparedRules& rules, const std::vector<Device>& devices)
       : rules_(rules), devices_(devices), outcomes_(devices.size()) {}
 
-  std::vector<Outcome> with(std::size_t threads) &&;
+  std::vector<CheckOutcome> with(std::size_t threads) &&;
 
  private:
   // False when all devices are taken.
@@ -33,13 +33,13 @@ class Run {
 
   const PreparedRules& rules_;
   const std::vector<Device>& devices_;
-  std::vector<Outcome> outcomes_;
+  std::vector<CheckOutcome> outcomes_;
   std::atomic<std::size_t> next_ = 0;
   std::mutex endsMutex_;
   std::vector<std::exception_ptr> ends_;  // all are kept: Python's are freed with its lock
 };
 
-std::vector<Outcome> Run::with(std::size_t threads) && {
+std::vector<CheckOutcome> Run::with(std::size_t threads) && {
   const std::size_t used = std::clamp<std::size_t>(devices_.size(), 1, threads);
   ends_.reserve(used);  // where one is added, memory may have run out
   {
@@ -64,9 +64,7 @@ bool Run::checkNext() {
   const std::size_t index = next_.fetch_add(1, std::memory_order_relaxed);
   if (index >= devices_.size()) return false;
   const Device& device = devices_[index];
-  outcomes_[index] = outcomeOf({}, [&](Dictionary& station, std::optional<Error>& error) {
-    return rules_.check(device.attributes, device.sources ? &*device.sources : nullptr, &station, error);
-  });
+  outcomes_[index] = rules_.run(device.attributes, device.sources ? &*device.sources : nullptr);
   return true;
 }
 
@@ -93,7 +91,8 @@ void Run::workAndWatchSignals() {
 
 }  // namespace
 
-std::vector<Outcome> checkMany(const PreparedRules& rules, const std::vector<Device>& devices, std::size_t threads) {
+std::vector<CheckOutcome> checkMany(const PreparedRules& rules, const std::vector<Device>& devices,
+                                    std::size_t threads) {
   return Run(rules, devices).with(threads);
 }
 

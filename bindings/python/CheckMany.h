@@ -3,12 +3,11 @@
 #ifndef TAVIK_PYTHON_CHECK_MANY_H
 #define TAVIK_PYTHON_CHECK_MANY_H
 
+#include <tavik/CheckOutcome.h>
 #include <tavik/PreparedRules.h>
 
 #include <optional>
 #include <vector>
-
-#include "CheckResult.h"
 
 namespace tavik::python {
 
@@ -17,10 +16,11 @@ struct Device {
   std::optional<Dictionary> sources;
 };
 
-/// One outcome a device, in their order. Called without the interpreter lock, which is taken now and then to see
-/// whether a signal came (Ctrl-C): then all threads end, and what Python's handler raised is raised. So does what a
-/// platform raises.
-std::vector<Outcome> checkMany(const PreparedRules& rules, const std::vector<Device>& devices, std::size_t threads);
+/// One outcome per device, in their order. Called without the interpreter lock, which is taken now and then to see
+/// whether a signal came (Ctrl-C): then all threads end, and what Python's handler raised is raised. An exception of a
+/// platform ends the run in the same way.
+std::vector<CheckOutcome> checkMany(const PreparedRules& rules, const std::vector<Device>& devices,
+                                    std::size_t threads);
 
 }  // namespace tavik::python
 

@@ -211,14 +211,18 @@ std::string pathOf(const py::object& path) {
   return py::bytes(callPython(imported("os", "fsencode"), path)).cast<std::string>();
 }
 
-Value readFile(const std::string& path) {
+void requireOpenable(const std::string& path) {
   const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
   if (file < 0) raiseSystemError(path);
   close(file);
+}
+
+Value readFile(const std::string& path) {
   std::string error;
   std::optional<Value> value = readPropertyListFile(path, error);
-  if (!value) raiseDocumentError(path + ": " + error);
-  return *std::move(value);
+  if (value) return *std::move(value);
+  requireOpenable(path);
+  raiseDocumentError(path + ": " + error);
 }
 
 void defineDocuments(py::module_& module) {

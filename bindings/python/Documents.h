@@ -13,6 +13,9 @@ namespace tavik::python {
 /// The path that a str, bytes or os.PathLike names.
 std::string pathOf(const pybind11::object& path);
 
+/// Raises OSError if the file cannot be opened.
+void requireOpenable(const std::string& path);
+
 /// Reads a property-list file. Raises OSError for one that cannot be opened, DocumentError for one that is malformed.
 Value readFile(const std::string& path);
 

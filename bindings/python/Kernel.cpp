@@ -1,18 +1,14 @@
 // Kernel and PreparedRules, and what needs no rule documents: one expression, the descriptions.
 
-#include <sys/mman.h>
 #include <tavik/AbstractTree.h>
 #include <tavik/PreparedRules.h>
-#include <tavik/PropertyList.h>
 #include <tavik/ZRTTavikKernel.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <memory>
 #include <thread>
 
 #include "CheckMany.h"
-#include "CheckResult.h"
 #include "Conversion.h"
 #include "Documents.h"
 #include "HostPlatform.h"
@@ -20,6 +16,7 @@
 #include "Made.h"
 #include "Parts.h"
 #include "Raise.h"
+#include "Result.h"
 
 namespace tavik::python {
 namespace {
@@ -29,67 +26,93 @@ constexpr const char* kAboutKernel = R"(Kernel(library, public_key=None, *, plat
 
 Checks devices against the rules of their product. Immutable, and safe from any thread.
 
-library: the signed rule library, a path or a dictionary. public_key: PEM file of the trusted public keys, in place of
-/usr/local/share/misc/TavikKernel-pub.pem. platform: a Platform, for a host with its own trust store or log.
+library: the signed rule library: a path, the bytes of a property list, or the dictionary that they hold. public_key:
+PEM file of the trusted public keys, in place of /usr/local/share/misc/TavikKernel-pub.pem. platform: a Platform, for a
+host with its own trust store or log.
 
 >>> kernel = Kernel(library, public_key)
 
-Raises UntrustedError when the signature does not hold, DocumentError when the library is malformed or empty, OSError
-when it cannot be opened. The diagnostic log goes to the logger "tavik", at the level DEBUG.)";
+Raises UntrustedError if the signature does not hold, DocumentError if the library is malformed or empty, and OSError if
+the file cannot be opened. The diagnostic log goes to the logger "tavik" at level DEBUG.)";
+
+constexpr const char* kRun = R"(run(self, attributes, rules, sources=None, station=None)
+--
+
+Checks one device; returns a Result, whatever the verdict.
+
+attributes: name -> value, as read from the device. rules: the signed local rules of the product. sources: what other
+systems know about the device, as {"sfc": {...}, "gui": {...}}. station: the station dictionary before the run, empty by
+default.
+
+>>> result = kernel.run({"ModelNumber": "MD101"}, rules, sources={"sfc": {"Colour": "red"}})
+>>> result.verdict
+'passed'
+
+Other threads run in the meantime. To check many devices, prepare the rules.)";
 
 constexpr const char* kCheck = R"(check(self, attributes, rules, sources=None, station=None)
 --
 
-Checks one device; returns a Result.
+Like run, but raises what ended the run: Error for a malformed predicate expression, Fault for a rule that asks for what
+it must not ask for.
 
-attributes: name -> value, as read from the device. rules: the signed local rules of the product. sources: what others
-say of the device, as {"sfc": {...}, "gui": {...}}. station: the station dictionary before the run, by default empty.
-
->>> result = kernel.check({"ModelNumber": "MD101"}, rules, sources={"sfc": {"Colour": "red"}})
->>> result.passed
+>>> kernel.check({"ModelNumber": "MD101"}, rules).passed
 True
 
-Raises Error for a malformed predicate expression, Fault for what a rule must not ask for. Other threads run meanwhile.
-To check many devices, prepare the rules.)";
+The exception has the name of the rule and the station dictionary.)";
 
 constexpr const char* kPrepare = R"(prepare(self, rules)
 --
 
-Makes local rules ready for the check of many devices; returns PreparedRules. What is wrong with them is for each check
-to report.
+Prepares local rules for the check of many devices; returns PreparedRules. If the rules are rejected, each check reports
+that, and PreparedRules.rejection says why.
 
 >>> prepared = kernel.prepare(rules)
->>> prepared.check({"ModelNumber": "MD101"}).passed
-True)";
+>>> prepared.run({"ModelNumber": "MD101"}).verdict
+'passed')";
 
 constexpr const char* kAboutPrepared =
-    R"(Local rules made ready, for many devices and any number of threads. The signature was checked once, when they were
+    R"(Local rules prepared for many devices and any number of threads. Their signature was verified once, when they were
 prepared.
 
 >>> kernel.prepare(rules)
 <tavik.PreparedRules object at 0x...>)";
+
+constexpr const char* kRejection =
+    R"(Why the local rules are rejected, so that no run has a verdict; None if they are accepted.
+
+>>> kernel.prepare({"version": "not signed"}).rejection
+'the document is not signed: ...')";
+
+constexpr const char* kRunPrepared = R"(run(self, attributes, sources=None, station=None)
+--
+
+Kernel.run with these rules.
+
+>>> kernel.prepare(rules).run({"ModelNumber": "MX101"}).failures[0]["actual"]
+'MX101')";
 
 constexpr const char* kCheckPrepared = R"(check(self, attributes, sources=None, station=None)
 --
 
 Kernel.check with these rules.
 
->>> kernel.prepare(rules).check({"ModelNumber": "MX101"}).failures[0]["actual"]
-'MX101')";
+>>> kernel.prepare(rules).check({"ModelNumber": "MD101"}).passed
+True)";
 
 constexpr const char* kCheckMany = R"(check_many(self, devices, threads=None)
 --
 
-Checks devices on several threads, as many as there are processors if not said; returns what came of each, in their
-order: a Result, or the Error or Fault that ended its check.
+Checks devices on several threads, by default one per processor. Returns one object per device, in their order: a
+Result, or the Error or Fault that ended the run.
 
 devices: an iterable of attributes, or of pairs of attributes and sources.
 
->>> outcomes = kernel.prepare(rules).check_many([{"ModelNumber": "MD101"}, ({"ModelNumber": "MX101"}, {"sfc": {}})])
->>> [outcome.passed for outcome in outcomes if isinstance(outcome, Result)]
-[True, False]
+>>> results = kernel.prepare(rules).check_many([{"ModelNumber": "MD101"}, ({"ModelNumber": "MX101"}, {"sfc": {}})])
+>>> [result.verdict for result in results if isinstance(result, Result)]
+['passed', 'failed']
 
-All devices are converted before the first is checked; one that cannot be is raised.)";
+All devices are converted before the first is checked; the first that cannot be converted is raised.)";
 
 constexpr const char* kSfcCheckList = R"(sfc_check_list(self, rules, attributes)
 --
@@ -173,34 +196,6 @@ The same of `nvramWhiteList`, in its long form.
 >>> sorted(nvram_white_list_description({"language": "en"}, ["language"]))
 ['actual', 'expected'])";
 
-/// A document as a file without a name, since a kernel reads its library from a path.
-class NamelessFile {
- public:
-  explicit NamelessFile(const Data& contents) : file_(memfd_create("tavik-rule-library", MFD_CLOEXEC)) {
-    if (file_ < 0) raiseSystemError("library");
-    for (auto rest = contents.bytes(); !rest.empty();) {
-      const ssize_t written = write(file_, rest.data(), rest.size());
-      if (written < 0) fail();
-      rest = rest.subspan(static_cast<std::size_t>(written));
-    }
-  }
-  NamelessFile(const NamelessFile&) = delete;
-  NamelessFile& operator=(const NamelessFile&) = delete;
-  ~NamelessFile() { close(file_); }
-
-  [[nodiscard]] std::string path() const { return "/proc/self/fd/" + std::to_string(file_); }
-
- private:
-  [[noreturn]] void fail() const {
-    const int reason = errno;
-    close(file_);
-    errno = reason;
-    raiseSystemError("library");
-  }
-
-  int file_;
-};
-
 std::optional<Dictionary> dictionaryUnlessNone(py::handle object, const std::string& what) {
   return object.is_none() ? std::nullopt : std::optional(toDictionary(object, what));
 }
@@ -222,18 +217,13 @@ auto released(HostPlatform& platform, Call call) {
   return call();
 }
 
-// A check of one device; `check` gets attributes, sources, station and error as the library's operations do.
-template <class Check>
-py::object checkOne(HostPlatform& platform, py::handle attributes, py::handle sources, py::handle station,
-                    Check check) {
+// A run for one device; `run` gets attributes, sources and station as the library's operations do.
+template <class Run>
+CheckOutcome runOne(HostPlatform& platform, py::handle attributes, py::handle sources, py::handle station, Run run) {
   const Dictionary device = toDictionary(attributes, "attributes");
   const std::optional<Dictionary> others = dictionaryUnlessNone(sources, "sources");
   Dictionary before = dictionaryUnlessNone(station, "station").value_or(Dictionary());
-  return toResult(released(platform, [&] {
-    return outcomeOf(std::move(before), [&](Dictionary& after, std::optional<Error>& error) {
-      return check(device, pointerTo(others), &after, error);
-    });
-  }));
+  return released(platform, [&] { return run(device, pointerTo(others), std::move(before)); });
 }
 
 // ---- Prepared rules ----
@@ -245,16 +235,25 @@ struct Prepared {
   std::unique_ptr<const PreparedRules> rules;
 };
 
-py::object checkPrepared(const Prepared& self, py::handle attributes, py::handle sources, py::handle station) {
-  return checkOne(*self.platform, attributes, sources, station,
-                  [&](const Dictionary& device, const Dictionary* others, Dictionary* after,
-                      std::optional<Error>& error) { return self.rules->check(device, others, after, error); });
+using Finish = py::object (*)(CheckOutcome outcome);
+
+template <Finish finish>
+py::object runPrepared(const Prepared& self, py::handle attributes, py::handle sources, py::handle station) {
+  return finish(runOne(*self.platform, attributes, sources, station,
+                       [&](const Dictionary& device, const Dictionary* others, Dictionary before) {
+                         return self.rules->run(device, others, std::move(before));
+                       }));
+}
+
+py::object rejectionOf(const Prepared& self) {
+  const Reason* const rejection = self.rules->rejection();
+  return rejection == nullptr ? py::none() : lenientText(rejection->description);
 }
 
 Device deviceOf(py::handle object, const std::string& what) {
   if (!PyTuple_Check(object.ptr())) return {toDictionary(object, what), {}};
   const auto pair = py::reinterpret_borrow<py::tuple>(object);
-  if (pair.size() != 2) throw py::type_error(what + ": is no pair of attributes and sources");
+  if (pair.size() != 2) throw py::type_error(what + ": is not a pair of attributes and sources");
   return {toDictionary(pair[0], what + "[0]"), dictionaryUnlessNone(pair[1], what + "[1]")};
 }
 
@@ -278,7 +277,7 @@ py::list checkDevices(const Prepared& self, py::handle devices, py::handle threa
   if (PyErr_Occurred() != nullptr) throw py::error_already_set();
   auto outcomes = released(*self.platform, [&] { return checkMany(*self.rules, converted, count); });
   py::list objects;
-  for (Outcome& outcome : outcomes) objects.append(toObject(std::move(outcome)));
+  for (CheckOutcome& outcome : outcomes) objects.append(toResultOrException(std::move(outcome)));
   return objects;
 }
 
@@ -290,12 +289,16 @@ class Kernel {
 
   Kernel(const py::object& library, const py::object& publicKey, const py::object& platform)
       : platform_(std::make_shared<HostPlatform>(platformOf(publicKey, platform))) {
-    const bool isPath =
-        PyUnicode_Check(library.ptr()) || PyBytes_Check(library.ptr()) || py::hasattr(library, "__fspath__");
-    isPath ? open(pathOf(library), pathOf(library)) : open(toDictionary(library, "library"));
+    std::string name = "library";
+    Reason why;
+    kernel_ = made(library, name, why);
+    if (kernel_ != nullptr) return;
+    const std::string message = name + ": " + why.description;
+    why.category == Reason::Category::kNotTrusted ? raiseUntrustedError(message) : raiseDocumentError(message);
   }
 
-  [[nodiscard]] py::object check(py::handle attributes, py::handle rules, py::handle sources, py::handle station) const;
+  template <Finish finish>
+  [[nodiscard]] py::object run(py::handle attributes, py::handle rules, py::handle sources, py::handle station) const;
   [[nodiscard]] Prepared prepare(py::handle rules) const;
 
   using List = std::optional<Dictionary> (ZRTTavikKernel::*)(const Dictionary& localRules,
@@ -311,42 +314,34 @@ class Kernel {
     return platform;
   }
 
-  void open(const Dictionary& library) {
-    std::string error;
-    const std::optional<Data> bytes = writePropertyList(Value(library), PropertyListFormat::kBinary, error);
-    if (!bytes) raiseDocumentError("library: " + error);
-    open("library", NamelessFile(*bytes).path());
-  }
-
-  void open(const std::string& name, const std::string& path) {
-    kernel_ = released(*platform_, [&] { return ZRTTavikKernel::init(path, platform_); });
-    if (kernel_ == nullptr) refuse(name, path);
-  }
-
-  [[noreturn]] void refuse(const std::string& name, const std::string& path) const;
+  std::unique_ptr<const ZRTTavikKernel> made(const py::object& library, std::string& name, Reason& why);
 
   std::shared_ptr<HostPlatform> platform_;
   std::unique_ptr<const ZRTTavikKernel> kernel_;
 };
 
-// The library tells only its log why there is no kernel.
-void Kernel::refuse(const std::string& name, const std::string& path) const {
-  const Value file = readFile(path);
-  if (file.ifDictionary() == nullptr) raiseDocumentError(name + ": is no dictionary");
-  std::optional<std::string> refusal;
-  static_cast<void>(platform_->validatedPropertyListFromSignedDictionary(*file.ifDictionary(),
-                                                                         ZRTTavikKernel::kPublicKeyPath, refusal));
-  if (refusal) raiseUntrustedError(name + ": " + *refusal);
-  raiseDocumentError(name + ": holds no rules");
+// `name` becomes the path of a library that is a file.
+std::unique_ptr<const ZRTTavikKernel> Kernel::made(const py::object& library, std::string& name, Reason& why) {
+  const auto init = [&](const auto& source) {
+    return released(*platform_, [&] { return ZRTTavikKernel::init(source, platform_, why); });
+  };
+  if (PyObject_CheckBuffer(library.ptr()) != 0) return init(toData(library, "library").bytes());
+  if (!PyUnicode_Check(library.ptr()) && !py::hasattr(library, "__fspath__")) {
+    return init(toDictionary(library, "library"));
+  }
+  name = pathOf(library);
+  auto kernel = init(name);
+  if (kernel == nullptr && why.category == Reason::Category::kUnreadable) requireOpenable(name);
+  return kernel;
 }
 
-py::object Kernel::check(py::handle attributes, py::handle rules, py::handle sources, py::handle station) const {
+template <Finish finish>
+py::object Kernel::run(py::handle attributes, py::handle rules, py::handle sources, py::handle station) const {
   const std::optional<Dictionary> local = dictionaryUnlessNone(rules, "rules");
-  return checkOne(
-      *platform_, attributes, sources, station,
-      [&](const Dictionary& device, const Dictionary* others, Dictionary* after, std::optional<Error>& error) {
-        return kernel_->check(device, pointerTo(local), others, after, error);
-      });
+  return finish(runOne(*platform_, attributes, sources, station,
+                       [&](const Dictionary& device, const Dictionary* others, Dictionary before) {
+                         return kernel_->run(device, pointerTo(local), others, std::move(before));
+                       }));
 }
 
 Prepared Kernel::prepare(py::handle rules) const {
@@ -402,12 +397,15 @@ void defineKernel(py::module_& module) {
   const auto station = py::arg("station") = py::none();
 
   py::class_<Prepared>(module, "PreparedRules", kAboutPrepared)
-      .def("check", checkPrepared, attributes, sources, station, kCheckPrepared)
-      .def("check_many", checkDevices, py::arg("devices"), py::arg("threads") = py::none(), kCheckMany);
+      .def("run", runPrepared<toResult>, attributes, sources, station, kRunPrepared)
+      .def("check", runPrepared<toResultOrRaise>, attributes, sources, station, kCheckPrepared)
+      .def("check_many", checkDevices, py::arg("devices"), py::arg("threads") = py::none(), kCheckMany)
+      .def_property_readonly("rejection", rejectionOf, kRejection);
   py::class_<Kernel>(module, "Kernel", kAboutKernel)
       .def(py::init<const py::object&, const py::object&, const py::object&>(), py::arg("library"),
            py::arg("public_key") = py::none(), py::kw_only(), py::arg("platform") = py::none())
-      .def("check", &Kernel::check, attributes, rules, sources, station, kCheck)
+      .def("run", &Kernel::run<toResult>, attributes, rules, sources, station, kRun)
+      .def("check", &Kernel::run<toResultOrRaise>, attributes, rules, sources, station, kCheck)
       .def("prepare", &Kernel::prepare, rules, kPrepare)
       .def("sfc_check_list", &Kernel::listed<&ZRTTavikKernel::sfcCheckList>, rules, attributes, kSfcCheckList)
       .def("gui_check_list", &Kernel::listed<&ZRTTavikKernel::guiCheckList>, rules, attributes, kGuiCheckList)

@@ -4,9 +4,10 @@
 #define TAVIK_PYTHON_RAISE_H
 
 #include <pybind11/pybind11.h>
+#include <tavik/CheckOutcome.h>
 #include <tavik/Error.h>
 
-#include <exception>
+#include <stdexcept>
 #include <string>
 
 #include "InterpreterLock.h"
@@ -26,8 +27,11 @@ py::object makeException(const char* name, Arguments&&... arguments) {
 /// tavik.Error.
 py::object makeException(const Error& error);
 
-/// tavik.RangeFault or tavik.ArgumentFault; any other exception is thrown again.
-py::object makeException(const std::exception_ptr& fault);
+/// tavik.RangeFault or tavik.ArgumentFault.
+py::object makeException(const Fault& fault);
+
+/// Text for people. It need not be UTF-8, since it may contain paths: they read as `os.fsdecode` reads them.
+py::object lenientText(const std::string& text);
 
 /// Raises an exception that `makeException` made.
 [[noreturn]] void raise(const py::object& exception);
@@ -39,11 +43,13 @@ py::object makeException(const std::exception_ptr& fault);
 /// Calls into the library; faults become exceptions of the package.
 template <class Call>
 auto withFaults(Call call) {
-  std::exception_ptr fault;
+  Fault fault;
   try {
     return call();
-  } catch (const std::logic_error&) {
-    fault = std::current_exception();
+  } catch (const std::out_of_range& range) {
+    fault = {Fault::Category::kRange, range.what()};
+  } catch (const std::invalid_argument& argument) {
+    fault = {Fault::Category::kInvalidArgument, argument.what()};
   }
   raise(makeException(fault));
 }

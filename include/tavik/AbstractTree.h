@@ -1,6 +1,5 @@
 /// @file
-/// Predicate expressions: one predicate name, `NOT name`, `name AND name` or `name OR name`, split at every single
-/// blank and with the operators in any case. There are no parentheses and no nesting.
+/// Predicate expressions (PredicateExpression.h) as trees of nodes that evaluate them.
 ///
 ///     std::optional<Error> error;
 ///     auto tree = AbstractTreeNode::parsePredicateString("hasPrefix AND isUppercase", kernel, error);
@@ -11,6 +10,7 @@
 #define TAVIK_ABSTRACT_TREE_H
 
 #include <tavik/Error.h>
+#include <tavik/PredicateExpression.h>
 #include <tavik/PredicateKernel.h>
 #include <tavik/Value.h>
 
@@ -76,6 +76,11 @@ class TAVIK_EXPORT SelectorTreeNode : public AbstractTreeNode {
   /// Whether a record keeps NOT, AND and OR from combining it. Never: the record of an unknown predicate is combined
   /// like any other, so NOT turns it into a passing one. A node of a host's own may decide otherwise.
   [[nodiscard]] virtual bool isInvalidSelector(const Dictionary& record) const;
+
+ protected:
+  /// What NOT, AND or OR makes of the children's records.
+  [[nodiscard]] Dictionary combined(PredicateExpression::Operator combination, const Value* attribute,
+                                    const Value* value, const Dictionary* references) const;
 };
 
 /// NOT: "result" negated, "expected" "not %@"; everything else of the predicate's record stays.

@@ -1,6 +1,7 @@
 #ifndef TAVIK_PREPARED_RULES_H
 #define TAVIK_PREPARED_RULES_H
 
+#include <tavik/CheckOutcome.h>
 #include <tavik/Error.h>
 #include <tavik/Value.h>
 
@@ -16,17 +17,15 @@ class ZRTTavikKernel;
 ///
 ///     const std::shared_ptr<const PreparedRules> rules = kernel->prepare(&localRules);
 ///     for (const Dictionary& device : devices) {
-///       std::optional<Error> error;
-///       const auto records = rules->check(device, nullptr, nullptr, error);
+///       if (rules->run(device).verdict == Verdict::kPassed) { /* ... */ }
 ///     }
 ///
-/// The signature is checked once, when the rules are prepared: what is prepared stays trusted as long as it lives, even
-/// when the key file changes. The rules of a part number and region are put together at the first device that has
-/// them, and kept; up to 262,144 rules are (some 60 MB), those of further part numbers and regions are put together
-/// anew for each device.
+/// The signature is checked once, when the rules are prepared. Prepared rules stay trusted for their lifetime; prepare
+/// again when keys or documents change. The rules of a part number and region are assembled for the first device that
+/// has them, and kept: up to 262,144 rules in all (about 60 MB). Beyond that, the rules of further part numbers and
+/// regions are assembled for each device.
 ///
-/// Immutable as far as anybody can see, and safe from any thread: threads that check at once do not wait for each
-/// other. Needs its kernel no longer.
+/// Safe from any thread. Does not need its kernel any longer.
 class TAVIK_EXPORT PreparedRules {
  public:
   PreparedRules(const PreparedRules&) = delete;
@@ -39,6 +38,18 @@ class TAVIK_EXPORT PreparedRules {
   [[nodiscard]] std::optional<Array> check(const Dictionary& deviceAttributes,
                                            const Dictionary* sourcesForReferenceValues, Dictionary* attributesForSfc,
                                            std::optional<Error>& error) const;
+
+  /// `ZRTTavikKernel::run` with these rules.
+  [[nodiscard]] CheckOutcome run(const Dictionary& deviceAttributes,
+                                 const Dictionary* sourcesForReferenceValues = nullptr, Dictionary station = {}) const;
+
+  /// Why the local rules are rejected, so that no run has a verdict: there are none, they are not trusted, or they are
+  /// empty. Null if they are accepted. Valid as long as this object.
+  [[nodiscard]] const Reason* rejection() const noexcept;
+
+  /// The content of the local rules, as the platform validated it; empty if they are rejected. Valid as long as this
+  /// object.
+  [[nodiscard]] const Dictionary& localRules() const noexcept;
 
  private:
   friend class ZRTTavikKernel;

@@ -4,8 +4,11 @@
 #include <tavik/Error.h>
 #include <tavik/Value.h>
 
+#include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <optional>
+#include <span>
 #include <string_view>
 #include <vector>
 
@@ -58,6 +61,17 @@ struct DeviceKind {
   const Value* region;      ///< null: likewise
 };
 
+/// Entries of the local rules that a device gets together: those of a dictionary or, where that is a part number's with
+/// "RegionRules", those before or after them.
+struct LocalLayer {
+  LocalEntry::Layer layer;
+  /// Which set, of Layer::kSet; else empty.
+  std::string_view set;
+  Dictionary::Iterator first;
+  Dictionary::Iterator last;  ///< past the last one
+  std::size_t size;
+};
+
 /// Where the rules of devices come from: for hosts that explain, compare or review rule documents.
 ///
 ///     const RuleOrigins origins(library, localRules);
@@ -91,6 +105,15 @@ class TAVIK_EXPORT RuleOrigins {
   /// Every part number with each of its regions, in the order of the local rules; those among them that are malformed
   /// too, for which `of` then fails. A single one without part number where the local rules know none.
   [[nodiscard]] std::vector<DeviceKind> deviceKinds() const;
+
+  /// Visits the kinds of device of which neither part number nor region is malformed, with the layers that such a
+  /// device gets entries from: those of its part number with those of its region in the place of "RegionRules", the
+  /// generic ones, and those of the sets that these name, in the order of expansion. An entry replaces those of its
+  /// name in earlier layers; the name of a set, in layers before that of the set, stands for the set. What is missing
+  /// or malformed is left out. The layers hold during the visit.
+  ///
+  /// For hosts to which the layers say enough: putting together all rules of every kind takes many times as long.
+  void forEachKind(const std::function<void(const DeviceKind&, std::span<const LocalLayer>)>& visit) const;
 
  private:
   Dictionary library_;

@@ -17,14 +17,17 @@
 #define TAVIK_KERNEL_H
 
 #include <tavik/AbstractTree.h>
+#include <tavik/CheckOutcome.h>
 #include <tavik/DERDecoder.h>
 #include <tavik/Error.h>
 #include <tavik/ManifestParser.h>
 #include <tavik/Platform.h>
+#include <tavik/PredicateExpression.h>
 #include <tavik/PredicateFacts.h>
 #include <tavik/PredicateKernel.h>
 #include <tavik/PreparedRules.h>
 #include <tavik/PropertyList.h>
+#include <tavik/RuleEvaluation.h>
 #include <tavik/RuleOrigins.h>
 #include <tavik/SystemConfig.h>
 #include <tavik/TavikKernelVersion.h>

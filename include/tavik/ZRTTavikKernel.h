@@ -2,10 +2,11 @@
 /// The check kernel: decides whether a device is configured as its product's rules require.
 ///
 ///     auto platform = std::make_shared<StationPlatform>();                        // StationPlatform.h
-///     auto kernel = ZRTTavikKernel::init("/path/to/rule-library.plist", platform);
-///     if (!kernel) { /* the log says why */ }
-///     std::optional<Error> error;
-///     std::optional<Array> records = kernel->check(device, &localRules, &sources, error);
+///     Reason why;
+///     auto kernel = ZRTTavikKernel::init("/path/to/rule-library.plist", platform, why);
+///     if (!kernel) { /* why.text() */ }
+///     const CheckOutcome outcome = kernel->run(device, &localRules, &sources);
+///     if (outcome.verdict == Verdict::kPassed) { /* ... */ }
 ///
 /// **Documents.** The kernel's rule library defines every rule once: rule name -> dictionary of "attribute",
 /// "predicate", "value", "references", "hideResult", "domain", "poll"; and "version". The local rules of a product say
@@ -21,14 +22,17 @@
 #ifndef TAVIK_ZRT_TAVIK_KERNEL_H
 #define TAVIK_ZRT_TAVIK_KERNEL_H
 
+#include <tavik/CheckOutcome.h>
 #include <tavik/Error.h>
 #include <tavik/Platform.h>
 #include <tavik/PredicateKernel.h>
 #include <tavik/PreparedRules.h>
 #include <tavik/Value.h>
 
+#include <cstdint>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 
@@ -44,11 +48,24 @@ class TAVIK_EXPORT ZRTTavikKernel : public PredicateKernel {
 
   /// Reads a signed rule library (property list, any encoding) and has its signature checked.
   ///
-  /// Returns null when the file cannot be read or is no dictionary, the signature does not hold (both are logged), or
-  /// the library holds no entries (not logged). Raises `std::invalid_argument` when `platform` is null.
+  /// Returns null if the file cannot be read or is not a dictionary, if the signature does not hold (both are logged),
+  /// or if the library has no entries (not logged). Raises `std::invalid_argument` if `platform` is null.
   static std::unique_ptr<ZRTTavikKernel> init(const std::string& path, std::shared_ptr<const Platform> platform);
 
+  /// The same, with the reason in `why` if there is no kernel: `kUnreadable`, `kNotTrusted` or `kEmpty`. `why` is
+  /// written on failure only.
+  static std::unique_ptr<ZRTTavikKernel> init(const std::string& path, std::shared_ptr<const Platform> platform,
+                                              Reason& why);
+  /// The same for a signed rule library in memory: the bytes of a property list, or the dictionary that they hold.
+  static std::unique_ptr<ZRTTavikKernel> init(std::span<const std::uint8_t> signedLibrary,
+                                              std::shared_ptr<const Platform> platform, Reason& why);
+  static std::unique_ptr<ZRTTavikKernel> init(const Dictionary& signedLibrary, std::shared_ptr<const Platform> platform,
+                                              Reason& why);
+
   ~ZRTTavikKernel();
+
+  /// The content of the rule library, as the platform validated it.
+  [[nodiscard]] const Dictionary& library() const noexcept { return rules_; }
 
   /// Checks one device.
   ///
@@ -63,10 +80,10 @@ class TAVIK_EXPORT ZRTTavikKernel : public PredicateKernel {
   ///
   /// A host that checks many devices prepares its rules: `prepare`.
   ///
-  /// Returns the records in order, which share pieces of memory: a single one that is kept keeps up to 16 KiB of the
-  /// others'. They are one that says why there is no check, or three with the versions followed by one a
-  /// rule. Absent when a rule's predicate expression is malformed: `error` says which. Only then is anything gathered
-  /// lost.
+  /// Returns the records in order: either one record that says why no check was made, or three version records followed
+  /// by one record per rule. Absent if a rule's predicate expression is malformed: then there is `error`. The records
+  /// of one run share memory blocks of up to 16 KiB; keeping one record keeps its block alive. `run` tells whether a
+  /// rule was checked at all.
   ///
   /// Raises `std::invalid_argument` when a document has no "version"; `std::out_of_range` when a rule without "value"
   /// is to take it from an empty list of references; and whatever the rules' predicates raise.
@@ -78,8 +95,16 @@ class TAVIK_EXPORT ZRTTavikKernel : public PredicateKernel {
                                            const Dictionary* sourcesForReferenceValues,
                                            std::optional<Error>& error) const;
 
-  /// Makes local rules ready for the check of many devices. rules: the signed local rules; what is wrong with them, or
-  /// that there are none (null), is for each check to report. Never null; needs the kernel no longer.
+  /// Checks one device as `check` does, and says what it came to: whether the device was checked, and whether it
+  /// passed.
+  ///
+  /// Arguments: as for `check`. station: the station dictionary that the run begins with; the outcome has it as the run
+  /// leaves it. Faults are part of the outcome; no fault is raised.
+  [[nodiscard]] CheckOutcome run(const Dictionary& deviceAttributes, const Dictionary* rules,
+                                 const Dictionary* sourcesForReferenceValues = nullptr, Dictionary station = {}) const;
+
+  /// Prepares local rules for the check of many devices. rules: the signed local rules; if they are rejected, or null,
+  /// each check reports that, and `PreparedRules::rejection` says why. Never null; does not need the kernel any longer.
   [[nodiscard]] std::unique_ptr<const PreparedRules> prepare(const Dictionary* rules) const;
   /// @}
 

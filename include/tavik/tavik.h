@@ -2,13 +2,12 @@
 /// The check kernel for programs in C, and for whatever calls C: C#, LabVIEW, Rust, Go.
 ///
 ///     tavik_value* device = NULL;
-///     tavik_value* records = NULL;
-///     tavik_error* error = NULL;
+///     tavik_outcome* outcome = NULL;
 ///     tavik_value_new_dictionary(&device);
 ///     tavik_dictionary_set_string(device, "ModelNumber", "MD123");
-///     if (tavik_rules_check(rules, device, NULL, NULL, &records, &error) != TAVIK_OK) puts(tavik_error_text(error));
-///     tavik_error_release(&error);
-///     tavik_value_release(&records);
+///     tavik_rules_run(rules, device, NULL, NULL, &outcome, NULL);
+///     if (tavik_outcome_verdict(outcome) == TAVIK_NO_VERDICT) puts(tavik_outcome_description(outcome));
+///     tavik_outcome_release(&outcome);
 ///     tavik_value_release(&device);
 ///
 /// What the operations do is said in the C++ headers (ZRTTavikKernel.h, PropertyList.h, ...), to which they keep. What
@@ -61,6 +60,8 @@ typedef struct tavik_platform tavik_platform;
 typedef struct tavik_kernel tavik_kernel;
 /// Local rules made ready for the check of many devices.
 typedef struct tavik_rules tavik_rules;
+/// What a check run came to.
+typedef struct tavik_outcome tavik_outcome;
 /// What went wrong.
 typedef struct tavik_error tavik_error;
 /// A platform's answer about one document.
@@ -68,7 +69,7 @@ typedef struct tavik_verdict tavik_verdict;
 
 /// @name Versions
 /// @{
-#define TAVIK_INTERFACE_VERSION 1
+#define TAVIK_INTERFACE_VERSION 2
 
 /// The TAVIK_INTERFACE_VERSION of the library that is loaded: at least what a host was compiled with, or it lacks
 /// functions.
@@ -276,33 +277,55 @@ TAVIK_EXPORT tavik_status tavik_platform_release(tavik_platform** platform);
 /// See ZRTTavikKernel.h. Documents, devices, sources and station dictionaries are dictionaries, else TAVIK_WRONG_KIND.
 /// @{
 
-/// A kernel over the signed rule library in a file; it is the caller's and keeps the platform. TAVIK_REFUSED when there
-/// is none: the platform's log says why.
+/// A kernel over the signed rule library in a file; it is the caller's and keeps the platform. TAVIK_REFUSED, with an
+/// error that says why, if the file cannot be read, is not trusted or has no rules.
 TAVIK_EXPORT tavik_status tavik_kernel_new(const char* library_path, const tavik_platform* platform,
                                            tavik_kernel** kernel, tavik_error** error);
+/// The same for a signed rule library in memory: the dictionary that was read, or the bytes of a property list.
+TAVIK_EXPORT tavik_status tavik_kernel_new_from_document(const tavik_value* library, const tavik_platform* platform,
+                                                         tavik_kernel** kernel, tavik_error** error);
+TAVIK_EXPORT tavik_status tavik_kernel_new_from_bytes(const void* bytes, size_t length, const tavik_platform* platform,
+                                                      tavik_kernel** kernel, tavik_error** error);
 TAVIK_EXPORT tavik_status tavik_kernel_release(tavik_kernel** kernel);
 
-/// Checks one device. A device passes when the status is TAVIK_OK and "result" is true in every record.
+/// Checks one device and says what it came to.
 ///
-/// device: attribute name -> value. local_rules: the signed local rules; null is reported as a failing record. sources:
-/// source name -> dictionary of attribute name -> value; null when there are none. station: the station dictionary,
-/// which is changed, also where the check ends in an error or a fault; null when the host has none.
+/// device: attribute name -> value. local_rules: the signed local rules; null: the outcome says that there are none.
+/// sources: source name -> dictionary of attribute name -> value; null if there are none. station: the station
+/// dictionary that the run begins with; null for an empty one. It is not changed: the outcome has it as the run leaves
+/// it.
 ///
-/// records: an array of dictionaries, which is the caller's. With TAVIK_ERROR it is there too, unless a predicate
-/// expression is malformed: then null. Null with any other failure.
+/// TAVIK_OK whatever the verdict, also if a fault ended the run. The outcome is the caller's.
+TAVIK_EXPORT tavik_status tavik_kernel_run(const tavik_kernel* kernel, const tavik_value* device,
+                                           const tavik_value* local_rules, const tavik_value* sources,
+                                           const tavik_value* station, tavik_outcome** outcome, tavik_error** error);
+
+/// Prepares local rules for many devices; the rules are the caller's and do not need the kernel any longer.
+/// local_rules: null, or rules that are rejected, are reported by each check and by tavik_rules_rejection.
+TAVIK_EXPORT tavik_status tavik_kernel_prepare(const tavik_kernel* kernel, const tavik_value* local_rules,
+                                               tavik_rules** rules, tavik_error** error);
+/// Why the local rules are rejected, so that no run has a verdict. Ends in NUL; valid as long as the rules. Null if
+/// they are accepted, or if `rules` is not a handle of this type.
+TAVIK_EXPORT const char* tavik_rules_rejection(const tavik_rules* rules);
+/// As tavik_kernel_run with these rules.
+TAVIK_EXPORT tavik_status tavik_rules_run(const tavik_rules* rules, const tavik_value* device,
+                                          const tavik_value* sources, const tavik_value* station,
+                                          tavik_outcome** outcome, tavik_error** error);
+TAVIK_EXPORT tavik_status tavik_rules_release(tavik_rules** rules);
+
+/// The required form of a check: its records, errors and faults as they are. `tavik_kernel_run` says in addition what
+/// they mean: a device that was not checked has records too.
+///
+/// station: the station dictionary, which is changed, also if the check ends in an error or a fault; null if the host
+/// has none. records: an array of dictionaries, which is the caller's. With TAVIK_ERROR it is there too, unless a
+/// predicate expression is malformed: then null. Null with any other failure. Other arguments: as for tavik_kernel_run.
 TAVIK_EXPORT tavik_status tavik_kernel_check(const tavik_kernel* kernel, const tavik_value* device,
                                              const tavik_value* local_rules, const tavik_value* sources,
                                              tavik_value* station, tavik_value** records, tavik_error** error);
-
-/// Makes local rules ready for many devices; the rules are the caller's and need the kernel no longer. local_rules:
-/// what is wrong with them, or that there are none (null), is for each check to report.
-TAVIK_EXPORT tavik_status tavik_kernel_prepare(const tavik_kernel* kernel, const tavik_value* local_rules,
-                                               tavik_rules** rules, tavik_error** error);
-/// As tavik_kernel_check with these rules.
+/// As tavik_kernel_check with prepared rules.
 TAVIK_EXPORT tavik_status tavik_rules_check(const tavik_rules* rules, const tavik_value* device,
                                             const tavik_value* sources, tavik_value* station, tavik_value** records,
                                             tavik_error** error);
-TAVIK_EXPORT tavik_status tavik_rules_release(tavik_rules** rules);
 
 /// What a station has to gather for a device before a check, as a dictionary, which is the caller's. TAVIK_ERROR when
 /// the local rules are not trusted or cannot be put together.
@@ -319,6 +342,37 @@ TAVIK_EXPORT tavik_status tavik_kernel_domain_list(const tavik_kernel* kernel, c
                                                    const tavik_value* device, tavik_value** list, tavik_error** error);
 TAVIK_EXPORT tavik_status tavik_kernel_polling_list(const tavik_kernel* kernel, const tavik_value* local_rules,
                                                     const tavik_value* device, tavik_value** list, tavik_error** error);
+/// @}
+
+/// @name Outcomes
+/// See CheckOutcome.h. Texts end in NUL and are valid as long as the outcome.
+/// @{
+enum {
+  TAVIK_PASSED = 1,      ///< the device was checked, and every rule passed
+  TAVIK_FAILED = 2,      ///< the device was checked, and at least one rule failed
+  TAVIK_NO_VERDICT = 3,  ///< the device was not checked; it counts as not passed
+};
+
+/// One of the three above; TAVIK_NO_VERDICT for null, or for what is not an outcome.
+TAVIK_EXPORT int32_t tavik_outcome_verdict(const tavik_outcome* outcome);
+/// Why there is no verdict, for programs: "no local rules", "not trusted", "empty", "not assembled", "no rules",
+/// "malformed expression" or "fault". Empty if there is a verdict.
+TAVIK_EXPORT const char* tavik_outcome_reason(const tavik_outcome* outcome);
+/// The same for people. Empty if there is a verdict.
+TAVIK_EXPORT const char* tavik_outcome_description(const tavik_outcome* outcome);
+/// The rule that ended the run. Empty if no rule did.
+TAVIK_EXPORT const char* tavik_outcome_rule(const tavik_outcome* outcome);
+/// The fault that ended the run: TAVIK_FAULT_OUT_OF_RANGE, TAVIK_FAULT_INVALID_ARGUMENT, or TAVIK_OK for none.
+TAVIK_EXPORT tavik_status tavik_outcome_fault(const tavik_outcome* outcome);
+/// The kernel's own error, which is the caller's; null if there is none.
+TAVIK_EXPORT tavik_status tavik_outcome_error(const tavik_outcome* outcome, tavik_error** error);
+/// All records, as an array of dictionaries, which is the caller's. TAVIK_NOT_FOUND if an error or a fault left none.
+TAVIK_EXPORT tavik_status tavik_outcome_records(const tavik_outcome* outcome, tavik_value** records);
+/// The records that belong to rules; an empty array without a verdict.
+TAVIK_EXPORT tavik_status tavik_outcome_rule_records(const tavik_outcome* outcome, tavik_value** records);
+/// The station dictionary after the run, which is the caller's.
+TAVIK_EXPORT tavik_status tavik_outcome_station(const tavik_outcome* outcome, tavik_value** station);
+TAVIK_EXPORT tavik_status tavik_outcome_release(tavik_outcome** outcome);
 /// @}
 
 /// @name Predicates and descriptions

@@ -1,11 +1,24 @@
 // Predicate expressions as trees of objects, for hosts that look into them.
 
 #include <tavik/AbstractTree.h>
+#include <tavik/PredicateExpression.h>
 
-#include "AbstractTree/Expression.h"
+#include "kernel_algorithms/OperationRegistry.h"
 #include "values/Format.h"
 
 namespace tavik {
+
+namespace {
+
+using Operator = PredicateExpression::Operator;
+
+Judgement judge(const PredicateKernel& kernel, std::string_view word, const Operands& operands) {
+  const Operation* operation = findOperation(word, operands.references != nullptr);
+  return operation == nullptr ? unknownPredicate(word, operands.references != nullptr)
+                              : call(*operation, operands, kernel.platform());
+}
+
+}  // namespace
 
 AbstractTreeNode::~AbstractTreeNode() = default;
 
@@ -16,22 +29,22 @@ std::optional<Dictionary> AbstractTreeNode::process(const Value* /*attribute*/, 
 
 std::unique_ptr<AbstractTreeNode> AbstractTreeNode::parsePredicateString(
     std::optional<std::string_view> predicateString, const PredicateKernel& kernel, std::optional<Error>& error) {
-  const Expression expression = Expression::parse(predicateString);
-  if (expression.errorCode != 0) {
+  const auto expression = PredicateExpression::parse(predicateString);
+  if (expression.isMalformed()) {
     const std::string_view shown = predicateString.value_or("(null)");
-    error = kernel.handleError(expression.errorCode, format("invalid logical operator:%@", {shown}));
+    error = kernel.handleError(expression.errorCode(), format("invalid logical operator:%@", {shown}));
     return nullptr;
   }
-  const auto& [first, second] = expression.words;
-  switch (expression.combination) {
-    case Expression::Operator::kNot:
-      return std::make_unique<NotTreeNode>(kernel, first);
-    case Expression::Operator::kAnd:
-      return std::make_unique<AndTreeNode>(kernel, first, second);
-    case Expression::Operator::kOr:
-      return std::make_unique<OrTreeNode>(kernel, first, second);
+  const auto names = expression.predicates();
+  switch (expression.combination()) {
+    case Operator::kNot:
+      return std::make_unique<NotTreeNode>(kernel, names[0]);
+    case Operator::kAnd:
+      return std::make_unique<AndTreeNode>(kernel, names[0], names[1]);
+    case Operator::kOr:
+      return std::make_unique<OrTreeNode>(kernel, names[0], names[1]);
     default:
-      return std::make_unique<SelectorTreeNode>(kernel, first);
+      return std::make_unique<SelectorTreeNode>(kernel, names[0]);
   }
 }
 
@@ -47,17 +60,26 @@ std::optional<Dictionary> SelectorTreeNode::process(const Value* attribute, cons
 
 Dictionary SelectorTreeNode::processSelector(std::string_view selector, const Value* attribute, const Value* value,
                                              const Dictionary* references) const {
-  if (auto record = kernel_.perform(selector, attribute, references, value)) return *std::move(record);
-  return unknownPredicate(selector, references != nullptr).record();
+  return judge(kernel_, selector, {attribute, references, value}).record();
 }
 
 bool SelectorTreeNode::isInvalidSelector(const Dictionary& /*record*/) const { return false; }
 
+// The node's record; a child whose record the node calls invalid is returned as it is.
+Dictionary SelectorTreeNode::combined(PredicateExpression::Operator combination, const Value* attribute,
+                                      const Value* value, const Dictionary* references) const {
+  const Operands operands = {attribute, references, value};
+  Judgement left = judge(kernel_, child(0), operands);
+  if (Dictionary record = Judgement(left).record(); isInvalidSelector(record)) return record;
+  if (combination == Operator::kNot) return negated(std::move(left)).record();
+  Judgement right = judge(kernel_, child(1), operands);
+  if (Dictionary record = Judgement(right).record(); isInvalidSelector(record)) return record;
+  return tavik::combined(combination, std::move(left), std::move(right)).record();
+}
+
 std::optional<Dictionary> NotTreeNode::process(const Value* attribute, const Value* value,
                                                const Dictionary* references) const {
-  const Dictionary record = processSelector(child(0), attribute, value, references);
-  if (isInvalidSelector(record)) return record;
-  return negated(RuleResult::of(record)).record();
+  return combined(Operator::kNot, attribute, value, references);
 }
 
 AndTreeNode::AndTreeNode(const PredicateKernel& kernel, std::string_view leftPredicate, std::string_view rightPredicate)
@@ -67,11 +89,7 @@ AndTreeNode::AndTreeNode(const PredicateKernel& kernel, std::string_view leftPre
 
 std::optional<Dictionary> AndTreeNode::process(const Value* attribute, const Value* value,
                                                const Dictionary* references) const {
-  const Dictionary left = processSelector(child(0), attribute, value, references);
-  if (isInvalidSelector(left)) return left;
-  const Dictionary right = processSelector(child(1), attribute, value, references);
-  if (isInvalidSelector(right)) return right;
-  return both(RuleResult::of(left), RuleResult::of(right)).record();
+  return combined(Operator::kAnd, attribute, value, references);
 }
 
 OrTreeNode::OrTreeNode(const PredicateKernel& kernel, std::string_view leftPredicate, std::string_view rightPredicate)
@@ -81,11 +99,7 @@ OrTreeNode::OrTreeNode(const PredicateKernel& kernel, std::string_view leftPredi
 
 std::optional<Dictionary> OrTreeNode::process(const Value* attribute, const Value* value,
                                               const Dictionary* references) const {
-  const Dictionary left = processSelector(child(0), attribute, value, references);
-  if (isInvalidSelector(left)) return left;
-  const Dictionary right = processSelector(child(1), attribute, value, references);
-  if (isInvalidSelector(right)) return right;
-  return either(RuleResult::of(left), RuleResult::of(right)).record();
+  return combined(Operator::kOr, attribute, value, references);
 }
 
 }  // namespace tavik

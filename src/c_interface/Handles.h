@@ -10,6 +10,7 @@
 #ifndef TAVIK_C_INTERFACE_HANDLES_H
 #define TAVIK_C_INTERFACE_HANDLES_H
 
+#include <tavik/CheckOutcome.h>
 #include <tavik/PreparedRules.h>
 #include <tavik/ZRTTavikKernel.h>
 #include <tavik/tavik.h>
@@ -34,6 +35,7 @@ enum class Tag : std::uint64_t {
   kPlatform = 0x7461'7669'6B50'6C61,
   kKernel = 0x7461'7669'6B4B'6572,
   kRules = 0x7461'7669'6B52'756C,
+  kOutcome = 0x7461'7669'6B4F'7574,
   kError = 0x7461'7669'6B45'7272,
   kVerdict = 0x7461'7669'6B56'6572,
 };
@@ -168,6 +170,12 @@ struct tavik_rules : tavik::c::Handle {
   explicit tavik_rules(std::unique_ptr<const tavik::PreparedRules> contents) noexcept
       : Handle(kTag), rules(std::move(contents)) {}
   std::unique_ptr<const tavik::PreparedRules> rules;
+};
+
+struct tavik_outcome : tavik::c::Handle {
+  static constexpr tavik::c::Tag kTag = tavik::c::Tag::kOutcome;
+  explicit tavik_outcome(tavik::CheckOutcome contents) noexcept : Handle(kTag), outcome(std::move(contents)) {}
+  tavik::CheckOutcome outcome;
 };
 
 struct tavik_error : tavik::c::Handle {

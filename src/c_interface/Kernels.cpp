@@ -86,6 +86,43 @@ tavik_status runCheck(const tavik_value* device, const tavik_value* sources, tav
   });
 }
 
+// The body of both runs: `run(device, sources, station)`.
+template <class Run>
+tavik_status runDevice(const tavik_value* device, const tavik_value* sources, const tavik_value* station,
+                       tavik_outcome** outcome, tavik_error** error, Run run) noexcept {
+  return guarded(error, [&] {
+    Output out(outcome, "outcome");
+    const Dictionary* before = dictionaryOrNull(station, "station");
+    out.make(run(dictionaryOf(device, "device"), dictionaryOrNull(sources, "sources"),
+                 before == nullptr ? Dictionary() : *before));
+  });
+}
+
+// The body of the three ways to make a kernel.
+template <class Library>
+tavik_status makeKernel(Library library, const tavik_platform* platform, tavik_kernel** kernel,
+                        tavik_error** error) noexcept {
+  return guarded(error, [&] {
+    Output out(kernel, "kernel");
+    static_cast<void>(platformOf(platform));
+    Reason why;
+    auto made = ZRTTavikKernel::init(library(), platform->platform, why);
+    if (made == nullptr) throw Failure{TAVIK_REFUSED, replacingIllFormedUtf8(why.description)};
+    out.make(std::move(made));
+  });
+}
+
+const CheckOutcome& outcomeOf(const tavik_outcome* handle) {
+  requireHandle(handle, Tag::kOutcome, "outcome");
+  return handle->outcome;
+}
+
+// Null without a verdict, or without an outcome.
+const Reason* reasonOf(const tavik_outcome* handle) noexcept {
+  if (handle == nullptr || tagOf(handle) != Tag::kOutcome || !handle->outcome.reason) return nullptr;
+  return &*handle->outcome.reason;
+}
+
 using List = std::optional<Dictionary> (ZRTTavikKernel::*)(const Dictionary&, const Dictionary&,
                                                            std::optional<Error>&) const;
 
@@ -125,17 +162,21 @@ using namespace tavik::c;
 
 tavik_status tavik_kernel_new(const char* library_path, const tavik_platform* platform, tavik_kernel** kernel,
                               tavik_error** error) {
-  return guarded(error, [&] {
-    Output out(kernel, "kernel");
+  const auto path = [&] {
     require(library_path, "library_path");
-    static_cast<void>(platformOf(platform));
-    auto made = ZRTTavikKernel::init(library_path, platform->platform);
-    if (made == nullptr) {
-      throw Failure{TAVIK_REFUSED, "no kernel comes of \"" + tavik::replacingIllFormedUtf8(library_path) +
-                                       "\": it cannot be read, is not trusted or holds no rules; the log says more"};
-    }
-    out.make(std::move(made));
-  });
+    return std::string(library_path);
+  };
+  return makeKernel(path, platform, kernel, error);
+}
+
+tavik_status tavik_kernel_new_from_document(const tavik_value* library, const tavik_platform* platform,
+                                            tavik_kernel** kernel, tavik_error** error) {
+  return makeKernel([&] { return dictionaryOf(library, "library"); }, platform, kernel, error);
+}
+
+tavik_status tavik_kernel_new_from_bytes(const void* bytes, size_t length, const tavik_platform* platform,
+                                         tavik_kernel** kernel, tavik_error** error) {
+  return makeKernel([&] { return bytesOf(bytes, length); }, platform, kernel, error);
 }
 
 tavik_status tavik_kernel_release(tavik_kernel** kernel) { return release(kernel); }
@@ -168,6 +209,93 @@ tavik_status tavik_rules_check(const tavik_rules* rules, const tavik_value* devi
 }
 
 tavik_status tavik_rules_release(tavik_rules** rules) { return release(rules); }
+
+const char* tavik_rules_rejection(const tavik_rules* rules) {
+  if (rules == nullptr || tagOf(rules) != Tag::kRules) return nullptr;
+  const tavik::Reason* rejection = rules->rules->rejection();
+  return rejection == nullptr ? nullptr : rejection->description.c_str();
+}
+
+tavik_status tavik_kernel_run(const tavik_kernel* kernel, const tavik_value* device, const tavik_value* local_rules,
+                              const tavik_value* sources, const tavik_value* station, tavik_outcome** outcome,
+                              tavik_error** error) {
+  return runDevice(device, sources, station, outcome, error,
+                   [&](const Dictionary& attributes, const Dictionary* references, Dictionary before) {
+                     return kernelOf(kernel).run(attributes, dictionaryOrNull(local_rules, "local_rules"), references,
+                                                 std::move(before));
+                   });
+}
+
+tavik_status tavik_rules_run(const tavik_rules* rules, const tavik_value* device, const tavik_value* sources,
+                             const tavik_value* station, tavik_outcome** outcome, tavik_error** error) {
+  return runDevice(device, sources, station, outcome, error,
+                   [&](const Dictionary& attributes, const Dictionary* references, Dictionary before) {
+                     return rulesOf(rules).run(attributes, references, std::move(before));
+                   });
+}
+
+int32_t tavik_outcome_verdict(const tavik_outcome* outcome) {
+  if (outcome == nullptr || tagOf(outcome) != Tag::kOutcome) return TAVIK_NO_VERDICT;
+  switch (outcome->outcome.verdict) {
+    case tavik::Verdict::kPassed:
+      return TAVIK_PASSED;
+    case tavik::Verdict::kFailed:
+      return TAVIK_FAILED;
+    case tavik::Verdict::kNone:
+      break;
+  }
+  return TAVIK_NO_VERDICT;
+}
+
+const char* tavik_outcome_reason(const tavik_outcome* outcome) {
+  const tavik::Reason* reason = reasonOf(outcome);
+  return reason == nullptr ? "" : reason->word().data();
+}
+
+const char* tavik_outcome_description(const tavik_outcome* outcome) {
+  const tavik::Reason* reason = reasonOf(outcome);
+  return reason == nullptr ? "" : reason->description.c_str();
+}
+
+const char* tavik_outcome_rule(const tavik_outcome* outcome) {
+  const tavik::Reason* reason = reasonOf(outcome);
+  return reason == nullptr || !reason->rule ? "" : reason->rule->c_str();
+}
+
+tavik_status tavik_outcome_fault(const tavik_outcome* outcome) {
+  if (reasonOf(outcome) == nullptr || !outcome->outcome.fault) return TAVIK_OK;
+  const bool isRange = outcome->outcome.fault->category == tavik::Fault::Category::kRange;
+  return isRange ? TAVIK_FAULT_OUT_OF_RANGE : TAVIK_FAULT_INVALID_ARGUMENT;
+}
+
+tavik_status tavik_outcome_error(const tavik_outcome* outcome, tavik_error** error) {
+  return guarded(nullptr, [&] {
+    const Output out(error, "error");
+    static_cast<void>(giveKernelError(outcomeOf(outcome).error, error));
+  });
+}
+
+tavik_status tavik_outcome_records(const tavik_outcome* outcome, tavik_value** records) {
+  return give(records, nullptr, [&] {
+    const auto& all = outcomeOf(outcome).records;
+    if (!all) fail(TAVIK_NOT_FOUND, "records");
+    return *all;
+  });
+}
+
+tavik_status tavik_outcome_rule_records(const tavik_outcome* outcome, tavik_value** records) {
+  return give(records, nullptr, [&] {
+    tavik::Array all;
+    for (const tavik::Value& record : outcomeOf(outcome).ruleRecords()) all.append(record);
+    return all;
+  });
+}
+
+tavik_status tavik_outcome_station(const tavik_outcome* outcome, tavik_value** station) {
+  return give(station, nullptr, [&] { return outcomeOf(outcome).station; });
+}
+
+tavik_status tavik_outcome_release(tavik_outcome** outcome) { return release(outcome); }
 
 tavik_status tavik_kernel_sfc_check_list(const tavik_kernel* kernel, const tavik_value* local_rules,
                                          const tavik_value* device, tavik_value** list, tavik_error** error) {

@@ -2,7 +2,7 @@
 
 #include <tavik/ZRTTavikKernel.h>
 
-#include "kernel_private/DeviceRules.h"
+#include "kernel_private/LocalEntries.h"
 #include "values/DictionaryKey.h"
 #include "values/Format.h"
 #include "values/MaybeAbsent.h"

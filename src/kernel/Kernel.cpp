@@ -5,7 +5,9 @@
 
 #include <stdexcept>
 
+#include "kernel/RuleDocuments.h"
 #include "values/Format.h"
+#include "values/MaybeAbsent.h"
 
 namespace tavik {
 
@@ -25,22 +27,41 @@ ZRTTavikKernel::~ZRTTavikKernel() = default;
 
 std::unique_ptr<ZRTTavikKernel> ZRTTavikKernel::init(const std::string& path,
                                                      std::shared_ptr<const Platform> platform) {
+  Reason ignored;
+  return init(path, std::move(platform), ignored);
+}
+
+std::unique_ptr<ZRTTavikKernel> ZRTTavikKernel::init(const std::string& path, std::shared_ptr<const Platform> platform,
+                                                     Reason& why) {
   const PredicateKernel base(platform);
-  std::string readError;
-  const auto file = readPropertyListFile(path, readError);
-  if (!file || file->ifDictionary() == nullptr) {
-    tavik::log(*platform, "!!!ERROR no rules at path!!!:%@", Value(path));
-    return nullptr;
+  std::string error;
+  const auto file = readPropertyListFile(path, error);
+  if (file && file->ifDictionary() != nullptr) return init(*file->ifDictionary(), std::move(platform), why);
+  tavik::log(*platform, "!!!ERROR no rules at path!!!:%@", Value(path));
+  why = {Reason::Category::kUnreadable, file ? "the rule library is not a dictionary" : std::move(error)};
+  return nullptr;
+}
+
+std::unique_ptr<ZRTTavikKernel> ZRTTavikKernel::init(std::span<const std::uint8_t> signedLibrary,
+                                                     std::shared_ptr<const Platform> platform, Reason& why) {
+  const PredicateKernel base(platform);
+  std::string error;
+  const auto library = readPropertyList(signedLibrary, error);
+  if (library && library->ifDictionary() != nullptr) return init(*library->ifDictionary(), std::move(platform), why);
+  why = {Reason::Category::kUnreadable, library ? "the rule library is not a dictionary" : std::move(error)};
+  return nullptr;
+}
+
+std::unique_ptr<ZRTTavikKernel> ZRTTavikKernel::init(const Dictionary& signedLibrary,
+                                                     std::shared_ptr<const Platform> platform, Reason& why) {
+  const PredicateKernel base(platform);
+  auto [rules, rejection] = validatedContent(*platform, signedLibrary);
+  if (!rejection) return std::unique_ptr<ZRTTavikKernel>(new ZRTTavikKernel(std::move(platform), std::move(rules)));
+  if (rejection->category == Reason::Category::kNotTrusted) {
+    tavik::log(*platform, "!!!ERROR can not validate Rule Library!!!:%@", Value(rejection->description));
   }
-  std::optional<std::string> invalid;
-  const auto rules =
-      platform->validatedPropertyListFromSignedDictionary(*file->ifDictionary(), kPublicKeyPath, invalid);
-  if (invalid) {
-    tavik::log(*platform, "!!!ERROR can not validate Rule Library!!!:%@", Value(*invalid));
-    return nullptr;
-  }
-  if (!rules || rules->ifDictionary() == nullptr || rules->ifDictionary()->empty()) return nullptr;
-  return std::unique_ptr<ZRTTavikKernel>(new ZRTTavikKernel(std::move(platform), *rules->ifDictionary()));
+  why = *std::move(rejection);
+  return nullptr;
 }
 
 }  // namespace tavik

@@ -2,9 +2,6 @@
 
 #include "kernel/PreparedRule.h"
 
-#include <tavik/ZRTTavikKernel.h>
-
-#include "values/DictionaryKey.h"
 #include "values/MaybeAbsent.h"
 #include "values/SharedContents.h"
 #include "values/ValueAccess.h"
@@ -12,42 +9,22 @@
 namespace tavik {
 
 using detail::ValueAccess;
+using Operator = PredicateExpression::Operator;
 
-PreparedRule::PreparedRule(const EntryList::Entry& local, const Dictionary* definition, const Dictionary& device,
-                           bool forMany)
-    : name(*local.name), wantsAbsence(name.ifString()->starts_with("No Attribute")) {
-  if (definition != nullptr) read(*definition);
+PreparedRule::PreparedRule(const Value& ruleName, const Dictionary& local, const Dictionary* definition)
+    : name(ruleName), wantsAbsence(ruleName.ifString()->starts_with("No Attribute")) {
+  if (definition != nullptr) readDefinition(*definition);
   if (attribute != nullptr) {
     attributeKey = detail::Sought(*attribute);
     attributeHash = attributeKey.hash();
-    if (forMany) {
-      const Value* found = ValueAccess::find(device, attributeKey, attributeHash);
-      if (found != nullptr) attributeGuess = ValueAccess::positionOf(device, *found);
-    } else {
-      ValueAccess::prefetch(device, attributeHash);
-    }
   }
-  for (const auto& [key, entry] : detail::entriesOf(*local.value->ifDictionary())) {
+  for (const auto& [key, entry] : detail::entriesOf(local)) {
     if (ValueAccess::is(key, "value")) value = &entry;
   }
-  takesValueFromReference = references != nullptr && value == nullptr && predicate != nullptr &&
-                            ZRTTavikKernel::useReferenceForValue(*predicate->ifString());
-  if (predicate != nullptr) prepare(call, *ValueAccess::text(*predicate), forMany);
-  if (call.operation != nullptr) return;  // one word, and known
-  const Expression parsed = expression();
-  errorCode = parsed.errorCode;
-  combination = parsed.combination;
-  if (errorCode != 0) return;
-  prepare(call, parsed.words[0], forMany);
-  if (combination == Expression::Operator::kAnd || combination == Expression::Operator::kOr) {
-    secondCall = std::make_unique<PreparedCall>();
-    prepare(*secondCall, parsed.words[1], forMany);
-  }
+  readExpression();
 }
 
-Expression PreparedRule::expression() const noexcept { return Expression::parse(textOf(predicate)); }
-
-void PreparedRule::read(const Dictionary& definition) {
+void PreparedRule::readDefinition(const Dictionary& definition) {
   for (const auto& [key, entry] : detail::entriesOf(definition)) {
     if (ValueAccess::is(key, "attribute")) {
       attribute = entry.isString() ? &entry : nullptr;
@@ -63,15 +40,40 @@ void PreparedRule::read(const Dictionary& definition) {
   }
 }
 
-// Looks the word up in what is an empty call.
-void PreparedRule::prepare(PreparedCall& made, std::string_view word, bool forMany) const {
-  made.operation = findOperation(word);
-  const bool callsWithReferences = references != nullptr && !takesValueFromReference;
-  if (made.operation == nullptr || callsWithReferences) return;
-  const auto* comparison = std::get_if<const Comparison*>(&made.operation->call);
-  if (comparison == nullptr) return;
-  made.comparison = *comparison;
-  if (forMany && !takesValueFromReference) made.expected = made.comparison->expected(value, nullptr);
+void PreparedRule::readExpression() {
+  const auto text = textOf(predicate);
+  const Operation* only = text ? findOperation(*text) : nullptr;
+  takesValueFromReference = references != nullptr && value == nullptr && only != nullptr && only->referenceMayBeValue;
+  if (only != nullptr) {
+    call = {*text, only->takesReferences == callsWithReferences() ? only : nullptr, std::nullopt};
+    return;
+  }
+  const auto expression = PredicateExpression::parse(text);
+  errorCode = expression.errorCode();
+  if (expression.isMalformed()) return;
+  combination = expression.combination();
+  call = callOf(expression.predicates().front());
+  if (expression.predicates().size() == 2) {
+    secondCall = std::make_unique<PreparedCall>(callOf(expression.predicates().back()));
+  }
+}
+
+PreparedCall PreparedRule::callOf(std::string_view word) const noexcept {
+  return {word, findOperation(word, callsWithReferences()), std::nullopt};
+}
+
+void PreparedRule::prepareForDevicesLike(const Dictionary& device) {
+  if (attribute != nullptr) {
+    const Value* found = ValueAccess::find(device, attributeKey, attributeHash);
+    if (found != nullptr) attributeGuess = ValueAccess::positionOf(device, *found);
+  }
+  makeText(call);
+  if (secondCall) makeText(*secondCall);
+}
+
+void PreparedRule::makeText(PreparedCall& made) const {
+  const Phrase* phrase = made.operation == nullptr ? nullptr : made.operation->phrase;
+  if (phrase != nullptr && value != nullptr) made.expectedText = phrase->of(value);
 }
 
 }  // namespace tavik

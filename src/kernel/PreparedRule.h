@@ -1,8 +1,9 @@
 /// @file
-/// A rule with everything about it that a device has no say in.
+/// A rule with everything about it that does not depend on the device.
 #ifndef TAVIK_KERNEL_PREPARED_RULE_H
 #define TAVIK_KERNEL_PREPARED_RULE_H
 
+#include <tavik/PredicateExpression.h>
 #include <tavik/Value.h>
 
 #include <cstdint>
@@ -11,29 +12,28 @@
 #include <optional>
 #include <string_view>
 
-#include "AbstractTree/Expression.h"
 #include "kernel_algorithms/OperationRegistry.h"
-#include "kernel_private/DeviceRules.h"
 #include "values/DictionaryKey.h"
 
 namespace tavik {
 
-/// A predicate of a rule, looked up.
+/// A predicate of a rule, looked up in the form that the rule calls.
 struct PreparedCall {
-  const Operation* operation = nullptr;    ///< null: nobody knows the word
-  const Comparison* comparison = nullptr;  ///< null: the operation is none, or the rule calls with references
-  std::optional<Value> expected;           ///< of a comparison, where it is worth making beforehand
+  std::string_view word;
+  const Operation* operation = nullptr;  ///< null: unknown
+  std::optional<Value> expectedText;     ///< what records say about the rule's value, if it was made in advance
 };
 
 /// Borrows from the rule library and the local rules.
 struct PreparedRule {
-  /// `definition`: the rule library's, null when it has none.
-  /// `device`: the attributes of the first device with the rule, which others of its station list alike.
-  /// `forMany`: the rule is for many devices, so that what records say of the expected value is made once.
-  PreparedRule(const EntryList::Entry& local, const Dictionary* definition, const Dictionary& device, bool forMany);
+  /// local: the local entry. definition: the rule library's, null if it has none.
+  PreparedRule(const Value& name, const Dictionary& local, const Dictionary* definition);
 
-  /// The names of its predicates, which only say something when none of them is known.
-  [[nodiscard]] Expression expression() const noexcept;
+  /// Makes what pays for itself if the rule is checked for many devices like this one: texts of records, and where the
+  /// attribute is likely to be.
+  void prepareForDevicesLike(const Dictionary& device);
+
+  [[nodiscard]] bool callsWithReferences() const noexcept { return references != nullptr && !takesValueFromReference; }
 
   static constexpr std::uint32_t kUnguessed = std::numeric_limits<std::uint32_t>::max();
 
@@ -41,21 +41,23 @@ struct PreparedRule {
   const Value* attribute = nullptr;  ///< a string; null: the rule names none
   detail::Sought attributeKey{std::string_view()};
   std::uint64_t attributeHash = 0;            ///< of that key
-  std::uint32_t attributeGuess = kUnguessed;  ///< where the attribute was among those of `device`
+  std::uint32_t attributeGuess = kUnguessed;  ///< the likely position of the attribute
   const Value* value = nullptr;               ///< the expected value, may be null
   const Value* references = nullptr;          ///< as the rule has them, may be null
   const Value* predicate = nullptr;           ///< a string; null: the rule names none
   PreparedCall call;
-  std::unique_ptr<PreparedCall> secondCall;  ///< of the second predicate, where two are combined
+  std::unique_ptr<PreparedCall> secondCall;  ///< of the second predicate if two are combined
   std::int32_t errorCode = 0;                ///< 0, or that of a malformed expression
-  Expression::Operator combination = Expression::Operator::kNone;
+  PredicateExpression::Operator combination = PredicateExpression::Operator::kNone;
   bool wantsAbsence = false;
   bool hidesResult = false;
   bool takesValueFromReference = false;
 
  private:
-  void read(const Dictionary& definition);
-  void prepare(PreparedCall& call, std::string_view word, bool forMany) const;
+  void readDefinition(const Dictionary& definition);
+  void readExpression();
+  [[nodiscard]] PreparedCall callOf(std::string_view word) const noexcept;
+  void makeText(PreparedCall& made) const;
 };
 
 }  // namespace tavik

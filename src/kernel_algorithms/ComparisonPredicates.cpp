@@ -1,14 +1,11 @@
 // The comparison predicates: one device value against one expected value.
 
-#include <tavik/ZRTTavikKernel.h>
-
 #include <algorithm>
 #include <cstdint>
 #include <functional>
 #include <unordered_set>
 
-#include "kernel_algorithms/Comparison.h"
-#include "kernel_algorithms/RuleResult.h"
+#include "kernel_algorithms/Predicates.h"
 #include "values/Description.h"
 #include "values/Format.h"
 #include "values/MaybeAbsent.h"
@@ -16,12 +13,11 @@
 #include "values/ValueAccess.h"
 #include "values/ValueNumbers.h"
 
-namespace tavik {
+namespace tavik::predicates {
 
 namespace {
 
 using detail::ValueAccess;
-using Finding = Comparison::Finding;
 
 // Whether both are texts and `compare` holds for them.
 template <class Compare>
@@ -38,14 +34,26 @@ bool equalsExpected(std::string_view text, const Value* expected) {
   return expectedText && equalIgnoringCase(text, *expectedText);
 }
 
+// The record shows the attribute as it is.
+Judgement judged(const Operands& operands, bool result, const Phrase& phrase) {
+  return {result, present(operands.attribute), {phrase, operands.value}};
+}
+
+template <class Compare>
+Judgement judgeTexts(const Operands& operands, Compare compare, const Phrase& phrase) {
+  return judged(operands, textsCompare(operands.attribute, operands.value, compare), phrase);
+}
+
 template <class Convert, class Compare>
-bool numbersCompare(const Value* attribute, const Value* value, Convert convert, Compare compare) {
-  return readsAsScalar(attribute) && readsAsScalar(value) && compare(convert(attribute), convert(value));
+Judgement judgeNumbers(const Operands& operands, Convert convert, Compare compare, const Phrase& phrase) {
+  const auto& [attribute, references, value] = operands;
+  const bool areScalar = readsAsScalar(attribute) && readsAsScalar(value);
+  return judged(operands, areScalar && compare(convert(attribute), convert(value)), phrase);
 }
 
 Value hexadecimalText(const Data& data) {
   TextBuffer text;
-  for (const std::uint8_t byte : data.bytes()) appendHexByte(text, byte);
+  appendHex(text, data.bytes());
   return ValueAccess::string(text.view());
 }
 
@@ -72,173 +80,90 @@ bool equalsMasked(const Data& data, const Data& mask, const Data& result) {
 
 }  // namespace
 
-constexpr Comparison kHasSuffix = {
-    .judge = [](const Value* attribute, const Value* value) -> Finding {
-      return {textsCompare(attribute, value, endsWith), present(attribute)};
-    },
-    .expected = expectedText<"has suffix %@">,
-};
+Judgement hasSuffix(const Operands& operands) { return judgeTexts(operands, endsWith, kHasSuffix); }
 
-constexpr Comparison kHasPrefix = {
-    .judge = [](const Value* attribute, const Value* value) -> Finding {
-      return {textsCompare(attribute, value, beginsWith), present(attribute)};
-    },
-    .expected = expectedText<"has prefix %@">,
-};
+Judgement hasPrefix(const Operands& operands) { return judgeTexts(operands, beginsWith, kHasPrefix); }
 
-constexpr Comparison kContains = {
-    .judge = [](const Value* attribute, const Value* value) -> Finding {
-      return {textsCompare(attribute, value, occursIn), present(attribute)};
-    },
-    .expected = expectedText<"contains %@">,
-};
+Judgement contains(const Operands& operands) { return judgeTexts(operands, occursIn, kContains); }
 
-constexpr Comparison kCaseInsensitiveEqual = {
-    .judge = [](const Value* attribute, const Value* value) -> Finding {
-      const auto text = textOf(attribute);
-      return {text && equalsExpected(*text, value), present(attribute)};
-    },
-    .expected = expectedText<"caseInsensitiveEqual:%@">,
-};
-
-constexpr Comparison kCaseInsensitiveEqualData = {
-    .judge = [](const Value* attribute, const Value* value) -> Finding {
-      const Data* data = dataOf(attribute);
-      if (data == nullptr) return {false, descriptionValue(attribute)};
-      const Value digits = hexadecimalText(*data);
-      return {equalsExpected(*digits.ifString(), value), digits};
-    },
-    .expected = expectedText<"caseInsensitiveEqual:%@">,
-};
-
-constexpr Comparison kValueInList = {
-    .judge = [](const Value* attribute, const Value* value) -> Finding {
-      if (attribute == nullptr) return {false, "(null)"};
-      const Array* elements = attribute->ifArray();
-      const Array* list = arrayOf(value);
-      if (elements == nullptr) {
-        return {value == nullptr || (list != nullptr && list->contains(*attribute)), descriptionValue(attribute)};
-      }
-      return {value == nullptr || (list != nullptr && everyElementIn(*elements, *list)), listText(attribute, ",")};
-    },
-    .expected = expectedOneOf,
-};
-
-constexpr Comparison kGreaterThan = {
-    .judge = [](const Value* attribute, const Value* value) -> Finding {
-      return {numbersCompare(attribute, value, doubleValue, std::greater<>()), present(attribute)};
-    },
-    .expected = expectedText<"greater than %@">,
-};
-
-constexpr Comparison kEqual = {
-    .judge = [](const Value* attribute, const Value* value) -> Finding {
-      return {numbersCompare(attribute, value, integerValue, std::equal_to<>()), present(attribute)};
-    },
-    .expected = expectedText<"equal %@">,
-};
-
-constexpr Comparison kEqualLong = {
-    .judge = [](const Value* attribute, const Value* value) -> Finding {
-      return {numbersCompare(attribute, value, longValue, std::equal_to<>()), present(attribute)};
-    },
-    .expected = expectedText<"equal %@">,
-};
-
-constexpr Comparison kEqualData = {
-    .judge = [](const Value* attribute, const Value* value) -> Finding {
-      const Value actual = descriptionValue(attribute);
-      return {attribute != nullptr && textsCompare(&actual, value, equalIgnoringCase), actual};
-    },
-    .expected = expectedText<"equal %@">,
-};
-
-constexpr Comparison kDataNotNull = {
-    .judge = [](const Value* attribute, const Value* /*value*/) -> Finding {
-      const Data* data = dataOf(attribute);
-      const auto isSet = [](std::uint8_t byte) { return byte != 0; };
-      return {data != nullptr && std::ranges::any_of(data->bytes(), isSet), descriptionValue(attribute)};
-    },
-    .expected = [](const Value* /*value*/, detail::SlabCutter* /*slabs*/) { return Value("not all null"); },
-};
-
-constexpr Comparison kBoolEqual = {
-    .judge = [](const Value* attribute, const Value* value) -> Finding {
-      const auto truth = attribute == nullptr ? std::nullopt : attribute->ifBoolean();
-      return {truth && readsAsScalar(value) && *truth == booleanValue(value), descriptionValue(attribute)};
-    },
-    .expected = expectedText<"is %@">,
-};
-
-Dictionary ZRTTavikKernel::hasSuffix(const Value* attribute, const Value* value) {
-  return kHasSuffix.record(attribute, value);
+Judgement referenceHasPrefix(const Operands& operands) {
+  const auto& [attribute, references, value] = operands;
+  return {
+      textsCompare(value, attribute, beginsWith), value == nullptr ? Value("(null)") : *value, {kHasPrefix, attribute}};
 }
 
-Dictionary ZRTTavikKernel::hasPrefix(const Value* attribute, const Value* value) {
-  return kHasPrefix.record(attribute, value);
+Judgement caseInsensitiveEqual(const Operands& operands) {
+  const auto text = textOf(operands.attribute);
+  return judged(operands, text && equalsExpected(*text, operands.value), kCaseInsensitiveEqual);
 }
 
-Dictionary ZRTTavikKernel::contains(const Value* attribute, const Value* value) {
-  return kContains.record(attribute, value);
-}
-
-Dictionary ZRTTavikKernel::caseInsensitiveEqual(const Value* attribute, const Value* value) {
-  return kCaseInsensitiveEqual.record(attribute, value);
-}
-
-Dictionary ZRTTavikKernel::caseInsensitiveEqualData(const Value* attribute, const Value* value) {
-  return kCaseInsensitiveEqualData.record(attribute, value);
-}
-
-Dictionary ZRTTavikKernel::valueInList(const Value* attribute, const Value* value) {
-  return kValueInList.record(attribute, value);
-}
-
-Dictionary ZRTTavikKernel::greaterThan(const Value* attribute, const Value* value) {
-  return kGreaterThan.record(attribute, value);
-}
-
-Dictionary ZRTTavikKernel::equal(const Value* attribute, const Value* value) { return kEqual.record(attribute, value); }
-
-Dictionary ZRTTavikKernel::equalLong(const Value* attribute, const Value* value) {
-  return kEqualLong.record(attribute, value);
-}
-
-Dictionary ZRTTavikKernel::equalData(const Value* attribute, const Value* value) {
-  return kEqualData.record(attribute, value);
-}
-
-Dictionary ZRTTavikKernel::dataNotNull(const Value* attribute, const Value* value) {
-  return kDataNotNull.record(attribute, value);
-}
-
-Dictionary ZRTTavikKernel::boolEqual(const Value* attribute, const Value* value) {
-  return kBoolEqual.record(attribute, value);
-}
-
-Dictionary ZRTTavikKernel::referenceHasPrefix(const Value* attribute, const Value* value) {
-  const Value absent("(null)");
-  return ruleResult(textsCompare(value, attribute, beginsWith), value == nullptr ? &absent : value, "has prefix %@",
-                    attribute);
-}
-
-Dictionary ZRTTavikKernel::equalMask(const Value* attribute, const Value* value) {
+Judgement caseInsensitiveEqualData(const Operands& operands) {
+  const auto& [attribute, references, value] = operands;
+  const Expectation expected(kCaseInsensitiveEqual, value);
   const Data* data = dataOf(attribute);
-  const Value* mask = find(dictionaryOf(value), "Mask");
-  const Value* result = find(dictionaryOf(value), "Result");
+  if (data == nullptr) return {false, descriptionValue(attribute), expected};
+  Value digits = hexadecimalText(*data);
+  const bool result = equalsExpected(*digits.ifString(), value);
+  return {result, std::move(digits), expected};
+}
+
+Judgement valueInList(const Operands& operands) {
+  const auto& [attribute, references, value] = operands;
+  const Expectation expected(kOneOf, value);
+  if (attribute == nullptr) return {false, "(null)", expected};
+  const Array* elements = attribute->ifArray();
+  const Array* list = arrayOf(value);
+  const bool isIn =
+      value == nullptr ||
+      (list != nullptr && (elements == nullptr ? list->contains(*attribute) : everyElementIn(*elements, *list)));
+  return {isIn, elements == nullptr ? descriptionValue(attribute) : kElements.of(attribute), expected};
+}
+
+Judgement greaterThan(const Operands& operands) {
+  return judgeNumbers(operands, doubleValue, std::greater<>(), kGreaterThan);
+}
+
+Judgement equal(const Operands& operands) { return judgeNumbers(operands, integerValue, std::equal_to<>(), kEqual); }
+
+Judgement equalLong(const Operands& operands) { return judgeNumbers(operands, longValue, std::equal_to<>(), kEqual); }
+
+Judgement equalData(const Operands& operands) {
+  const auto& [attribute, references, value] = operands;
+  Value actual = descriptionValue(attribute);
+  const bool result = attribute != nullptr && textsCompare(&actual, value, equalIgnoringCase);
+  return {result, std::move(actual), {kEqual, value}};
+}
+
+Judgement equalMask(const Operands& operands) {
+  const Data* data = dataOf(operands.attribute);
+  const Value* mask = find(dictionaryOf(operands.value), "Mask");
+  const Value* result = find(dictionaryOf(operands.value), "Result");
   const Data* maskData = dataOf(mask);
   if (data == nullptr || maskData == nullptr || maskData->size() != data->size()) {
-    return ruleResult(false, "Unknown", formattedValue("equal %@", {result}));
+    return {false, "Unknown", {kEqual, result}};
   }
   const Data* resultData = dataOf(result);
-  return ruleResult(resultData != nullptr && equalsMasked(*data, *maskData, *resultData), descriptionValue(attribute),
-                    formattedValue("and mask %@ equal %@", {mask, result}));
+  return {resultData != nullptr && equalsMasked(*data, *maskData, *resultData), descriptionValue(operands.attribute),
+          formattedValue("and mask %@ equal %@", {mask, result})};
 }
 
-Dictionary ZRTTavikKernel::isUppercase(const Value* attribute, const Value* /*value*/) {
-  const auto text = textOf(attribute);
-  const Value upper(upperCase(text ? *text : description(attribute)));
-  return buildResult(text && *upper.ifString() == *text, attribute, &upper);
+Judgement dataNotNull(const Operands& operands) {
+  const Data* data = dataOf(operands.attribute);
+  const auto isSet = [](std::uint8_t byte) { return byte != 0; };
+  return {data != nullptr && std::ranges::any_of(data->bytes(), isSet), descriptionValue(operands.attribute),
+          "not all null"};
 }
 
-}  // namespace tavik
+Judgement boolEqual(const Operands& operands) {
+  const auto& [attribute, references, value] = operands;
+  const auto truth = attribute == nullptr ? std::nullopt : attribute->ifBoolean();
+  return {truth && readsAsScalar(value) && *truth == booleanValue(value), descriptionValue(attribute), {kIs, value}};
+}
+
+Judgement isUppercase(const Operands& operands) {
+  const auto text = textOf(operands.attribute);
+  Value upper(upperCase(text ? *text : description(operands.attribute)));
+  return {text && *upper.ifString() == *text, present(operands.attribute), std::move(upper)};
+}
+
+}  // namespace tavik::predicates

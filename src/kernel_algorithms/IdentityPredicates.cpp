@@ -5,8 +5,7 @@
 #include <algorithm>
 #include <stdexcept>
 
-#include "kernel_algorithms/Comparison.h"
-#include "kernel_algorithms/RuleResult.h"
+#include "kernel_algorithms/Predicates.h"
 #include "values/Format.h"
 #include "values/MaybeAbsent.h"
 #include "values/Text.h"
@@ -17,7 +16,6 @@ namespace tavik {
 namespace {
 
 using detail::ValueAccess;
-using Finding = Comparison::Finding;
 
 [[noreturn]] void tooShort(std::string_view serialNumber, std::string_view code) {
   throw std::out_of_range(format("serial number %@ is too short for its %@ code", {serialNumber, code}));
@@ -43,29 +41,25 @@ std::optional<Value> cutFromStart(const Value* serialNumber, std::size_t start, 
   return ValueAccess::string(text->substr(*begin, *end - *begin));
 }
 
-// What a check judges: the code, or the attribute itself where it is of a kind that no code can be cut from.
+// What a check judges: the code, or the attribute itself if it is of a kind that no code can be cut from.
 const Value* judged(const std::optional<Value>& code, const Value* attribute) { return code ? &*code : attribute; }
 
 // A code against one text.
-template <auto extract>
-Finding judgeCode(const Value* attribute, const Value* value) {
-  const auto code = extract(attribute);
-  return kCaseInsensitiveEqual.judge(judged(code, attribute), value);
+Judgement judgeCode(const std::optional<Value>& code, const Operands& operands) {
+  return predicates::caseInsensitiveEqual({judged(code, operands.attribute), nullptr, operands.value});
 }
 
 // A code against a list of texts.
-template <auto extract>
-Finding judgeCodeInList(const Value* attribute, const Value* value) {
-  const auto code = extract(attribute);
-  const Array* list = arrayOf(value);
+Judgement judgeCodeInList(const std::optional<Value>& code, const Operands& operands) {
+  const Array* list = arrayOf(operands.value);
   const auto matches = [&](const Value& element) {
     const auto text = element.ifString();
     return text && equalIgnoringCase(*code->ifString(), *text);
   };
-  return {code && list != nullptr && std::ranges::any_of(*list, matches), present(judged(code, attribute))};
+  return {code && list != nullptr && std::ranges::any_of(*list, matches),
+          present(judged(code, operands.attribute)),
+          {predicates::kElements, operands.value}};
 }
-
-Value expectedElements(const Value* value, detail::SlabCutter* slabs) { return expectedList("", value, ",", slabs); }
 
 bool sameText(const Value* left, const Value* right) {
   const auto text = textOf(left);
@@ -96,34 +90,30 @@ std::optional<Value> ZRTTavikKernel::parse4ECode(const Value* serialNumber) {
   return cutFromStart(serialNumber, 11, 4, "4E");
 }
 
-constexpr Comparison kMPNCCCCheck = {judgeCode<ZRTTavikKernel::parseCCCCode>, expectedText<"caseInsensitiveEqual:%@">};
-constexpr Comparison kMPN4CCheck = {judgeCode<ZRTTavikKernel::parse4CCode>, expectedText<"caseInsensitiveEqual:%@">};
-constexpr Comparison kMPN4ECheck = {judgeCode<ZRTTavikKernel::parse4ECode>, expectedText<"caseInsensitiveEqual:%@">};
-constexpr Comparison kMPN4CListCheck = {judgeCodeInList<ZRTTavikKernel::parse4CCode>, expectedElements};
-constexpr Comparison kMPN4EListCheck = {judgeCodeInList<ZRTTavikKernel::parse4ECode>, expectedElements};
+namespace predicates {
 
-Dictionary ZRTTavikKernel::MPNCCCCheck(const Value* attribute, const Value* value) {
-  return kMPNCCCCheck.record(attribute, value);
+Judgement MPNCCCCheck(const Operands& operands) {
+  return judgeCode(ZRTTavikKernel::parseCCCCode(operands.attribute), operands);
 }
 
-Dictionary ZRTTavikKernel::MPN4CCheck(const Value* attribute, const Value* value) {
-  return kMPN4CCheck.record(attribute, value);
+Judgement MPN4CCheck(const Operands& operands) {
+  return judgeCode(ZRTTavikKernel::parse4CCode(operands.attribute), operands);
 }
 
-Dictionary ZRTTavikKernel::MPN4ECheck(const Value* attribute, const Value* value) {
-  return kMPN4ECheck.record(attribute, value);
+Judgement MPN4ECheck(const Operands& operands) {
+  return judgeCode(ZRTTavikKernel::parse4ECode(operands.attribute), operands);
 }
 
-Dictionary ZRTTavikKernel::MPN4CListCheck(const Value* attribute, const Value* value) {
-  return kMPN4CListCheck.record(attribute, value);
+Judgement MPN4CListCheck(const Operands& operands) {
+  return judgeCodeInList(ZRTTavikKernel::parse4CCode(operands.attribute), operands);
 }
 
-Dictionary ZRTTavikKernel::MPN4EListCheck(const Value* attribute, const Value* value) {
-  return kMPN4EListCheck.record(attribute, value);
+Judgement MPN4EListCheck(const Operands& operands) {
+  return judgeCodeInList(ZRTTavikKernel::parse4ECode(operands.attribute), operands);
 }
 
-Dictionary ZRTTavikKernel::combinedMPNRCCheck(const Value* /*attribute*/, const Dictionary* references,
-                                              const Value* /*value*/) {
+Judgement combinedMPNRCCheck(const Operands& operands) {
+  const Dictionary* references = operands.references;
   const Value* model = find(references, "ModelNumber");
   const Value* region = find(references, "RegionInfo");
   const Value* partNumber = find(references, "mpn");
@@ -132,39 +122,40 @@ Dictionary ZRTTavikKernel::combinedMPNRCCheck(const Value* /*attribute*/, const 
                                   {model, partNumber, region, code, partNumber, model, region});
   if (model == nullptr || region == nullptr || partNumber == nullptr || code == nullptr) {
     const Value all = references == nullptr ? Value("(null)") : Value(*references);
-    return ruleResult(false, formattedValue("attribute not found, %@", {all}), std::move(expected));
+    return {false, formattedValue("attribute not found, %@", {all}), std::move(expected)};
   }
   if (sameText(model, partNumber) && sameText(region, code)) {
-    return ruleResult(true, formattedValue("%@ = %@ and %@ = %@", {model, partNumber, region, code}),
-                      std::move(expected));
+    return {true, formattedValue("%@ = %@ and %@ = %@", {model, partNumber, region, code}), std::move(expected)};
   }
   const Value joined = formattedValue("%@%@", {model, region});
   const auto regionText = textOf(region);
   const auto codeText = textOf(code);
   if (textOf(model) && regionText && codeText && sameText(partNumber, &joined) && beginsWith(*regionText, *codeText)) {
-    return ruleResult(true, formattedValue("%@ = [%@ + %@]", {partNumber, model, region}), std::move(expected));
+    return {true, formattedValue("%@ = [%@ + %@]", {partNumber, model, region}), std::move(expected)};
   }
-  return ruleResult(
-      false,
-      formattedValue("Device MPN: %@, Device RC: %@, SFC MPN: %@, SFC RC: %@", {model, region, partNumber, code}),
-      std::move(expected));
+  return {false,
+          formattedValue("Device MPN: %@, Device RC: %@, SFC MPN: %@, SFC RC: %@", {model, region, partNumber, code}),
+          std::move(expected)};
 }
 
-Dictionary ZRTTavikKernel::swbhRegionMatch(const Value* attribute, const Dictionary* references, const Value* value) {
+Judgement swbhRegionMatch(const Operands& operands) {
+  const auto& [attribute, references, value] = operands;
   const auto region = regionCode(references);
   const Value regionValue = region ? ValueAccess::string(*region) : descriptionValue(find(references, "RegionInfo"));
   const Value actual = descriptionValue(attribute);
   const Dictionary* common = dictionaryOf(find(dictionaryOf(value), "nospecial"));
   const Array* countries = arrayOf(find(common, "countryList"));
   if (region && countries != nullptr && countries->contains(regionValue)) {
-    return caseInsensitiveEqual(&actual, find(common, "behavior"));
+    return caseInsensitiveEqual({&actual, nullptr, find(common, "behavior")});
   }
   const Dictionary* special = dictionaryOf(find(dictionaryOf(value), "special"));
   const Value* behavior = region ? find(special, *region) : nullptr;
   if (behavior == nullptr) {
-    return ruleResult(false, formattedValue("unknown region code %@", {regionValue}), "known region code");
+    return {false, formattedValue("unknown region code %@", {regionValue}), "known region code"};
   }
-  return caseInsensitiveEqual(&actual, behavior);
+  return caseInsensitiveEqual({&actual, nullptr, behavior});
 }
+
+}  // namespace predicates
 
 }  // namespace tavik

@@ -1,16 +1,13 @@
 // The IMEI: its prefix, and the last digits that an operator typed.
 
-#include <tavik/ZRTTavikKernel.h>
-
 #include <algorithm>
 
-#include "kernel_algorithms/Comparison.h"
-#include "kernel_algorithms/RuleResult.h"
+#include "kernel_algorithms/Predicates.h"
 #include "values/Format.h"
 #include "values/MaybeAbsent.h"
 #include "values/Text.h"
 
-namespace tavik {
+namespace tavik::predicates {
 
 namespace {
 
@@ -34,33 +31,27 @@ std::string_view trimmed(std::string_view text) {
 
 }  // namespace
 
-constexpr Comparison kValidIMEI = {
-    .judge = [](const Value* attribute, const Value* value) -> Comparison::Finding {
-      const auto imei = textOf(attribute);
-      const Array* prefixes = arrayOf(value);
-      const auto begins = [&](const Value& prefix) {
-        const auto text = prefix.ifString();
-        return text && beginsWith(*imei, *text);
-      };
-      return {imei && prefixes != nullptr && std::ranges::any_of(*prefixes, begins), present(attribute)};
-    },
-    .expected = [](const Value* value,
-                   detail::SlabCutter* slabs) { return expectedList("has prefix ", value, ", or ", slabs); },
-};
-
-Dictionary ZRTTavikKernel::validIMEI(const Value* attribute, const Value* value) {
-  return kValidIMEI.record(attribute, value);
+Judgement validIMEI(const Operands& operands) {
+  const auto imei = textOf(operands.attribute);
+  const Array* prefixes = arrayOf(operands.value);
+  const auto begins = [&](const Value& prefix) {
+    const auto text = prefix.ifString();
+    return text && beginsWith(*imei, *text);
+  };
+  return {imei && prefixes != nullptr && std::ranges::any_of(*prefixes, begins),
+          present(operands.attribute),
+          {kHasSomePrefix, operands.value}};
 }
 
-Dictionary ZRTTavikKernel::checkIMEIfromGUI(const Value* attribute, const Value* value) {
+Judgement checkIMEIfromGUI(const Operands& operands) {
   constexpr std::size_t kTooLong = 5;
-  const auto imei = textOf(attribute);
-  const auto typed = textOf(value);
+  const auto imei = textOf(operands.attribute);
+  const auto typed = textOf(operands.value);
   const std::string_view digits = trimmed(typed.value_or(std::string_view{}));
   if (const std::size_t length = characterCount(digits); length >= kTooLong) {
-    return ruleResult(false, formattedValue("%lu", {length}), "GUI IMEI length is 4");
+    return {false, formattedValue("%lu", {length}), "GUI IMEI length is 4"};
   }
-  return ruleResult(imei && endsWith(*imei, digits), attribute, "has suffix %@", value);
+  return {imei && endsWith(*imei, digits), present(operands.attribute), {kHasSuffix, operands.value}};
 }
 
-}  // namespace tavik
+}  // namespace tavik::predicates

@@ -4,7 +4,7 @@
 
 #include <stdexcept>
 
-#include "kernel_algorithms/RuleResult.h"
+#include "kernel_algorithms/Predicates.h"
 #include "values/Format.h"
 #include "values/MaybeAbsent.h"
 #include "values/ValueAccess.h"
@@ -25,42 +25,45 @@ std::optional<std::string_view> piece(std::string_view text, char separator, int
 
 const Value* pointer(const std::optional<Value>& value) { return value ? &*value : nullptr; }
 
-}  // namespace
-
-Dictionary ZRTTavikKernel::checkEEEFCCIDTable(const Value* attribute, const Dictionary* references,
-                                              const Value* value) {
-  const Value* identifier = find(references, "FCCID");
-  const Value* boards = find(dictionaryOf(value), identifier);
-  if (boards == nullptr) return ruleResult(false, formattedValue("unknown FCCID %@", {identifier}), "known FCCID");
-  return valueInList(pointer(parseEEECode(attribute)), boards);
-}
-
-Dictionary ZRTTavikKernel::checkWifiVendorAgainstEEE(const Value* attribute, const Dictionary* references,
-                                                     const Value* value) {
-  const auto code = parseEEECode(find(references, "MLBSerialNumber"));
-  return checkWifiVendorAgainstBoardConfig(attribute, references, value, pointer(code));
-}
-
-Dictionary ZRTTavikKernel::checkWifiVendorAgainst4E(const Value* attribute, const Dictionary* references,
-                                                    const Value* value) {
-  const auto code = parse4ECode(find(references, "MLBSerialNumber"));
-  return checkWifiVendorAgainstBoardConfig(attribute, references, value, pointer(code));
-}
-
-Dictionary ZRTTavikKernel::checkWifiVendorAgainstBoardConfig(const Value* attribute, const Dictionary* /*references*/,
-                                                             const Value* value, const Value* eeeCode) {
+// What the checks of Wi-Fi vendors share, for a board code of either kind; an absent (null) one fails.
+Judgement judgeVendor(const Value* attribute, const Value* value, const Value* boardCode) {
   const auto field = piece(textOf(attribute).value_or(std::string_view{}), ' ', 2);
   if (!field) {
-    return ruleResult(false, formattedValue("no vendor code, SDIOProductInfo is %@", {attribute}),
-                      "vendor code in attribute");
+    return {false, formattedValue("no vendor code, SDIOProductInfo is %@", {attribute}), "vendor code in attribute"};
   }
   const auto vendor = piece(*field, '=', 1);
   if (!vendor) throw std::out_of_range(format("no \"=\" in the third field of SDIOProductInfo %@", {attribute}));
   const Value* boards = find(dictionaryOf(value), *vendor);
-  if (boards == nullptr) {
-    return ruleResult(false, formattedValue("unknown wifi vendor code %@", {*vendor}), "valid vendor code");
-  }
-  return valueInList(eeeCode, boards);
+  if (boards == nullptr) return {false, formattedValue("unknown wifi vendor code %@", {*vendor}), "valid vendor code"};
+  return predicates::valueInList({boardCode, nullptr, boards});
+}
+
+}  // namespace
+
+namespace predicates {
+
+Judgement checkEEEFCCIDTable(const Operands& operands) {
+  const Value* identifier = find(operands.references, "FCCID");
+  const Value* boards = find(dictionaryOf(operands.value), identifier);
+  if (boards == nullptr) return {false, formattedValue("unknown FCCID %@", {identifier}), "known FCCID"};
+  return valueInList({pointer(ZRTTavikKernel::parseEEECode(operands.attribute)), nullptr, boards});
+}
+
+Judgement checkWifiVendorAgainstEEE(const Operands& operands) {
+  const auto code = ZRTTavikKernel::parseEEECode(find(operands.references, "MLBSerialNumber"));
+  return judgeVendor(operands.attribute, operands.value, pointer(code));
+}
+
+Judgement checkWifiVendorAgainst4E(const Operands& operands) {
+  const auto code = ZRTTavikKernel::parse4ECode(find(operands.references, "MLBSerialNumber"));
+  return judgeVendor(operands.attribute, operands.value, pointer(code));
+}
+
+}  // namespace predicates
+
+Dictionary ZRTTavikKernel::checkWifiVendorAgainstBoardConfig(const Value* attribute, const Dictionary* /*references*/,
+                                                             const Value* value, const Value* eeeCode) {
+  return judgeVendor(attribute, value, eeeCode).record();
 }
 
 }  // namespace tavik

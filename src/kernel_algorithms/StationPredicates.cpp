@@ -1,18 +1,16 @@
 // Control bits, allowed firmware variables, the operator's single text, and attributes for the station.
 
 #include <tavik/SystemConfig.h>
-#include <tavik/ZRTTavikKernel.h>
 
 #include <stdexcept>
 
-#include "kernel_algorithms/Comparison.h"
-#include "kernel_algorithms/RuleResult.h"
+#include "kernel_algorithms/Predicates.h"
 #include "values/Format.h"
 #include "values/MaybeAbsent.h"
 #include "values/Text.h"
 #include "values/ValueAccess.h"
 
-namespace tavik {
+namespace tavik::predicates {
 
 namespace {
 
@@ -25,20 +23,19 @@ bool bitPasses(const Array& records, std::int32_t bit) {
   return !state || equalIgnoringCase(*state, "Pass");
 }
 
-// A record that passes, with attributes for the station.
-Dictionary forwarding(const Value* attributes) {
-  Dictionary record = ruleResult(true, "None", "None");
-  record.set("attributes", attributes);
-  return record;
+// Passes, with attributes for the station. Raises `std::invalid_argument` if there are none.
+Judgement forwarding(const Value* attributes) {
+  if (attributes == nullptr) throw std::invalid_argument("an absent value cannot be stored under \"attributes\"");
+  return {true, "None", "None", attributes};
 }
 
 }  // namespace
 
-Dictionary ZRTTavikKernel::controlBitCheck(const Value* attribute, const Value* value) {
-  const Data* block = dataOf(attribute);
-  const Array* bits = arrayOf(value);
-  if (block == nullptr || (value != nullptr && bits == nullptr)) {
-    return ruleResult(false, descriptionValue(attribute), descriptionValue(value));
+Judgement controlBitCheck(const Operands& operands) {
+  const Data* block = dataOf(operands.attribute);
+  const Array* bits = arrayOf(operands.value);
+  if (block == nullptr || (operands.value != nullptr && bits == nullptr)) {
+    return {false, descriptionValue(operands.attribute), descriptionValue(operands.value)};
   }
   const Array records = SystemConfig::controlBitsFromData(block);
   bool result = true;
@@ -50,48 +47,40 @@ Dictionary ZRTTavikKernel::controlBitCheck(const Value* attribute, const Value* 
     actual += format(passes ? "CB %@ pass, " : "CB %@ FAIL, ", {bit});
     expected += format("CB %@ pass, ", {bit});
   }
-  return ruleResult(result, actual, expected);
+  return {result, actual, Value(expected)};
 }
 
-constexpr Comparison kNvramWhiteList = {
-    .judge = [](const Value* attribute, const Value* value) -> Comparison::Finding {
-      const Dictionary* variables = dictionaryOf(attribute);
-      if (variables == nullptr) return {false, descriptionValue(attribute)};
-      const Value names(detail::ValueAccess::keys(*variables));
-      return kValueInList.judge(&names, value);
-    },
-    .expected = expectedOneOf,
-};
-
-Dictionary ZRTTavikKernel::nvramWhiteList(const Value* attribute, const Value* value) {
-  return kNvramWhiteList.record(attribute, value);
+Judgement nvramWhiteList(const Operands& operands) {
+  const Dictionary* variables = dictionaryOf(operands.attribute);
+  if (variables == nullptr) return {false, descriptionValue(operands.attribute), {kOneOf, operands.value}};
+  const Value names(detail::ValueAccess::keys(*variables));
+  return valueInList({&names, nullptr, operands.value});
 }
 
-Dictionary ZRTTavikKernel::staticTextGUIEquals(const Value* /*attribute*/, const Dictionary* references,
-                                               const Value* value) {
-  if (references != nullptr && references->size() >= 2) return ruleResult(false, "invalid rule", "invalid rule");
+Judgement staticTextGUIEquals(const Operands& operands) {
+  const auto& [attribute, references, value] = operands;
+  if (references != nullptr && references->size() >= 2) return {false, "invalid rule", "invalid rule"};
   if (references == nullptr || references->empty()) {
     throw std::out_of_range("a rule that compares a single reference lists none");
   }
   const Value& reference = references->begin().value();
   const auto text = reference.ifString();
   const auto expected = textOf(value);
-  return buildResult(text && expected && equalIgnoringCase(*text, *expected), &reference, value);
+  return {text && expected && equalIgnoringCase(*text, *expected), reference, present(value, "expected")};
 }
 
-Dictionary ZRTTavikKernel::sendStaticAttribute(const Value* /*attribute*/, const Value* value) {
-  return forwarding(value);
-}
+Judgement sendStaticAttribute(const Operands& operands) { return forwarding(operands.value); }
 
-Dictionary ZRTTavikKernel::sendConditionalAttribute(const Value* attribute, const Value* value) {
+Judgement sendConditionalAttribute(const Operands& operands) {
+  const auto& [attribute, references, value] = operands;
   const Dictionary* conditions = dictionaryOf(value);
   const Value* list = find(conditions, "list");
   const Array* values = arrayOf(list);
   if ((value != nullptr && conditions == nullptr) || (list != nullptr && values == nullptr)) {
-    return ruleResult(false, "None", "None");
+    return {false, "None", "None"};
   }
   const bool matches = list == nullptr || (attribute != nullptr && values->contains(*attribute));
   return forwarding(find(conditions, matches ? "match" : "nonMatch"));
 }
 
-}  // namespace tavik
+}  // namespace tavik::predicates

@@ -5,16 +5,13 @@
 #include <cmath>
 #include <functional>
 
-#include "kernel_algorithms/Comparison.h"
-#include "kernel_algorithms/RuleResult.h"
+#include "kernel_algorithms/Predicates.h"
 #include "values/Format.h"
 #include "values/MaybeAbsent.h"
 
 namespace tavik {
 
 namespace {
-
-using Finding = Comparison::Finding;
 
 // Cut off toward zero, saturating.
 std::int32_t wholeNumber(double number) {
@@ -27,18 +24,11 @@ std::int32_t partitionMebibytes(const Value* bytes) {
   return wholeNumber(std::floor(doubleValue(bytes) * kPerKibi * kPerKibi));
 }
 
-Value decimalText(std::int32_t size) { return formattedValue("%d", {size}); }
-
 // Compares a size with the expected value.
 template <class Compare>
-Finding judgeSize(std::int32_t size, const Value* value, Compare compare, std::string_view unspecified) {
-  if (value == nullptr) return {false, unspecified};
-  return {readsAsScalar(value) && compare(size, integerValue(value)), decimalText(size)};
-}
-
-// The expected value as it stands.
-Value expectedSize(const Value* value, detail::SlabCutter* /*slabs*/) {
-  return value == nullptr ? Value("N/A") : *value;
+Judgement judgeSize(std::int32_t size, const Value* value, Compare compare, std::string_view unspecified) {
+  if (value == nullptr) return {false, unspecified, "N/A"};
+  return {readsAsScalar(value) && compare(size, integerValue(value)), formattedValue("%d", {size}), Expectation(value)};
 }
 
 constexpr std::string_view kNoPartitionSize = "no System Partition size specified";
@@ -52,61 +42,36 @@ std::int32_t ZRTTavikKernel::parseNandSize(const Value* capacity) {
   return wholeNumber(gigabytes >= kRoundedDownFrom ? std::floor(gigabytes) : std::round(gigabytes));
 }
 
-constexpr Comparison kNandSizeCheck = {
-    .judge = [](const Value* attribute, const Value* value) -> Finding {
-      return judgeSize(ZRTTavikKernel::parseNandSize(attribute), value, std::equal_to<>(), "no NAND size specified");
-    },
-    .expected = expectedSize,
-};
+namespace predicates {
 
-constexpr Comparison kMinimumNandSize = {
-    .judge = [](const Value* attribute, const Value* value) -> Finding {
-      return judgeSize(ZRTTavikKernel::parseNandSize(attribute), value, std::greater_equal<>(),
-                       "no minimum NAND size specified");
-    },
-    .expected =
-        [](const Value* value, detail::SlabCutter* slabs) {
-          return value == nullptr ? Value("N/A") : expectedText<"no less than %@">(value, slabs);
-        },
-};
-
-constexpr Comparison kSystemPartitionSizeCheck = {
-    .judge = [](const Value* attribute, const Value* value) -> Finding {
-      return judgeSize(partitionMebibytes(attribute), value, std::equal_to<>(), kNoPartitionSize);
-    },
-    .expected = expectedSize,
-};
-
-constexpr Comparison kVarnockSystemPartitionSizeCheck = {
-    .judge = [](const Value* attribute, const Value* value) -> Finding {
-      return judgeSize(partitionMebibytes(attribute), value, std::less_equal<>(), kNoPartitionSize);
-    },
-    .expected = expectedSize,
-};
-
-Dictionary ZRTTavikKernel::nandSizeCheck(const Value* attribute, const Value* value) {
-  return kNandSizeCheck.record(attribute, value);
+Judgement nandSizeCheck(const Operands& operands) {
+  return judgeSize(ZRTTavikKernel::parseNandSize(operands.attribute), operands.value, std::equal_to<>(),
+                   "no NAND size specified");
 }
 
-Dictionary ZRTTavikKernel::minimumNandSize(const Value* attribute, const Value* value) {
-  return kMinimumNandSize.record(attribute, value);
+Judgement minimumNandSize(const Operands& operands) {
+  Judgement judgement = judgeSize(ZRTTavikKernel::parseNandSize(operands.attribute), operands.value,
+                                  std::greater_equal<>(), "no minimum NAND size specified");
+  if (operands.value != nullptr) judgement.expected = {kNoLessThan, operands.value};
+  return judgement;
 }
 
-Dictionary ZRTTavikKernel::systemPartitionSizeCheck(const Value* attribute, const Value* value) {
-  return kSystemPartitionSizeCheck.record(attribute, value);
-}
-
-Dictionary ZRTTavikKernel::varnockSystemPartitionSizeCheck(const Value* attribute, const Value* value) {
-  return kVarnockSystemPartitionSizeCheck.record(attribute, value);
-}
-
-Dictionary ZRTTavikKernel::cccNandSizeCheck(const Value* attribute, const Dictionary* references, const Value* value) {
-  const auto code = parseCCCCode(find(references, "SerialNumber"));
+Judgement cccNandSizeCheck(const Operands& operands) {
+  const auto code = ZRTTavikKernel::parseCCCCode(find(operands.references, "SerialNumber"));
   const Value* codeValue = code ? &*code : nullptr;
-  const Value* size = find(dictionaryOf(value), codeValue);
-  const Value unspecified = formattedValue("no size for CCC %@ specified", {codeValue});
-  Finding finding = judgeSize(parseNandSize(attribute), size, std::equal_to<>(), *unspecified.ifString());
-  return ruleResult(finding.result, std::move(finding.actual), expectedSize(size, nullptr));
+  const Value* size = find(dictionaryOf(operands.value), codeValue);
+  const std::string unspecified = format("no size for CCC %@ specified", {codeValue});
+  return judgeSize(ZRTTavikKernel::parseNandSize(operands.attribute), size, std::equal_to<>(), unspecified);
 }
+
+Judgement systemPartitionSizeCheck(const Operands& operands) {
+  return judgeSize(partitionMebibytes(operands.attribute), operands.value, std::equal_to<>(), kNoPartitionSize);
+}
+
+Judgement varnockSystemPartitionSizeCheck(const Operands& operands) {
+  return judgeSize(partitionMebibytes(operands.attribute), operands.value, std::less_equal<>(), kNoPartitionSize);
+}
+
+}  // namespace predicates
 
 }  // namespace tavik

@@ -2,7 +2,7 @@
 
 #include <tavik/ZRTTavikKernel.h>
 
-#include "kernel_algorithms/RuleResult.h"
+#include "kernel_algorithms/Predicates.h"
 #include "values/Format.h"
 #include "values/MaybeAbsent.h"
 #include "values/ValueAccess.h"
@@ -10,6 +10,8 @@
 namespace tavik {
 
 namespace {
+
+using predicates::kElements;
 
 Dictionary descriptionOf(Value actual, Value expected) {
   Dictionary result;
@@ -21,7 +23,7 @@ Dictionary descriptionOf(Value actual, Value expected) {
 }  // namespace
 
 Dictionary ZRTTavikKernel::valueInListDescription(const Value* attribute, const Value* expected) {
-  return descriptionOf(listText(attribute, ","), formattedValue("among %@", {listText(expected, ",")}));
+  return descriptionOf(kElements.of(attribute), formattedValue("among %@", {kElements.of(expected)}));
 }
 
 Dictionary ZRTTavikKernel::nandSizeCheckDescription(const Dictionary& attributes, const Value* expected) {

@@ -1,11 +1,14 @@
-// Device rule assembly once more, with a note of every layer that an entry comes from.
+// Device rule assembly with a note of every layer that an entry comes from.
 
 #include <tavik/RuleOrigins.h>
 
 #include <utility>
 
-#include "kernel_private/Assembly.h"
+#include "kernel_private/DeviceLayers.h"
+#include "kernel_private/EntryList.h"
+#include "kernel_private/LocalEntries.h"
 #include "values/DictionaryKey.h"
+#include "values/MaybeAbsent.h"
 #include "values/ValueAccess.h"
 
 namespace tavik {
@@ -14,60 +17,34 @@ namespace {
 
 using detail::ValueAccess;
 
-// An entry list that knows of each entry which ones it replaced.
-class TracedEntries {
- public:
-  void reserve(std::size_t count) { list_.reserve(count); }
-
-  void enter(LocalEntry::Layer layer, std::string_view set = {}) noexcept {
-    layer_ = layer;
-    set_ = set;
-  }
-
-  void set(const Value& name, const Value& value) {
-    list_.set(name, value);
-    const std::size_t position = list_.positionOf(name);
-    if (position == traces_.size()) traces_.emplace_back();
-    traces_[position].push_back({layer_, set_, &value});
-  }
-
-  void setAll(const Dictionary& layer) {
-    reserve(layer.size());
-    for (auto item = layer.begin(); item != layer.end(); ++item) set(item.key(), item.value());
-  }
-
-  void erase(std::size_t position) {
-    sets_.push_back({*list_.all()[position].name->ifString(), std::move(traces_[position])});
-    list_.erase(position);
-  }
-
-  [[nodiscard]] const std::vector<EntryList::Entry>& all() const noexcept { return list_.all(); }
-  std::vector<LocalEntry> takeTrace(std::size_t position) noexcept { return std::move(traces_[position]); }
-  std::vector<RuleSetOrigin> takeSets() noexcept { return std::move(sets_); }
-
- private:
-  EntryList list_;
-  std::vector<std::vector<LocalEntry>> traces_;  // of the entry at the same position
-  std::vector<RuleSetOrigin> sets_;
-  LocalEntry::Layer layer_ = LocalEntry::Layer::kPartNumber;
-  std::string_view set_;
-};
-
-std::optional<RuleOrigins::Device> originsOf(const Dictionary& library, const Dictionary& localRules,
-                                             const Selection& selection, std::optional<AssemblyFailure>& failure) {
-  TracedEntries list;
-  if (!addLayers(localRules, selection, list, failure)) return std::nullopt;
+std::optional<RuleOrigins::Device> originsOf(const Dictionary& library, std::span<const LocalLayer> layers,
+                                             std::optional<AssemblyFailure>& failure) {
+  EntryList list;
+  std::vector<std::vector<LocalEntry>> traces;  // of the entry at the same position
   RuleOrigins::Device device;
+  for (const LocalLayer& layer : layers) {
+    if (layer.layer == LocalEntry::Layer::kSet) {
+      device.sets.push_back({layer.set, std::move(traces[list.erase(layer.set)])});
+    }
+    list.reserve(layer.size);
+    for (Dictionary::Iterator item = layer.first; item != layer.last; ++item) {
+      const std::size_t position = list.set(item.key(), item.value());
+      if (position == traces.size()) traces.emplace_back();
+      traces[position].push_back({layer.layer, layer.set, &item.value()});
+    }
+  }
   device.rules.reserve(list.all().size());
   for (std::size_t position = 0; position < list.all().size(); ++position) {
     const EntryList::Entry& entry = list.all()[position];
     if (entry.name == nullptr) continue;
     const std::string_view name = *entry.name->ifString();
-    if (dictionaryUnder(*entry.value, name, failure) == nullptr) return std::nullopt;
-    device.rules.push_back({name, list.takeTrace(position),
+    if (entry.value->ifDictionary() == nullptr) {
+      failure = malformed(name);
+      return std::nullopt;
+    }
+    device.rules.push_back({name, std::move(traces[position]),
                             dictionaryOf(ValueAccess::find(library, detail::Sought(*entry.name), entry.hash))});
   }
-  device.sets = list.takeSets();
   return device;
 }
 
@@ -88,9 +65,13 @@ RuleOrigins::RuleOrigins(Dictionary library, Dictionary localRules)
 std::optional<RuleOrigins::Device> RuleOrigins::of(const Value* partNumber, const Value* region,
                                                    std::optional<Error>& error) const {
   std::optional<AssemblyFailure> failure;
-  const auto selection = select(localRules_, partNumber, region, failure);
-  auto device = selection ? originsOf(library_, localRules_, *selection, failure) : std::nullopt;
-  if (!device) error = Error(failure->code, failure->message);
+  std::optional<Device> device;
+  if (const auto selection = select(localRules_, partNumber, region, failure)) {
+    DeviceLayers layers(localRules_);
+    const auto all = layers.of(*selection, &failure);
+    if (!failure) device = originsOf(library_, all, failure);
+  }
+  if (failure) error = Error(failure->code, failure->message);
   return device;
 }
 
@@ -109,6 +90,15 @@ std::vector<DeviceKind> RuleOrigins::deviceKinds() const {
     }
   }
   return kinds;
+}
+
+void RuleOrigins::forEachKind(const std::function<void(const DeviceKind&, std::span<const LocalLayer>)>& visit) const {
+  DeviceLayers layers(localRules_);
+  for (const DeviceKind& kind : deviceKinds()) {
+    std::optional<AssemblyFailure> unknown;
+    const auto selection = select(localRules_, kind.partNumber, kind.region, unknown);
+    if (selection) visit(kind, layers.of(*selection, nullptr));
+  }
 }
 
 }  // namespace tavik

@@ -41,7 +41,8 @@ void appendEscaped(TextBuffer& text, char character) {
     default:
       if (static_cast<unsigned char>(character) >= 0x20 && character != 0x7F) return text.append(character);
       text.append("\\U00");
-      appendHexByte(text, static_cast<std::uint8_t>(character));
+      const auto byte = static_cast<std::uint8_t>(character);
+      appendHex(text, {&byte, 1});
   }
 }
 
@@ -53,12 +54,13 @@ void appendQuoted(TextBuffer& text, std::string_view string) {
 }
 
 void appendData(TextBuffer& text, const Data& data) {
-  std::size_t count = 0;
+  constexpr std::size_t kGroup = 4;
   text.append('<');
-  for (const std::uint8_t byte : data.bytes()) {
-    if (count != 0 && count % 4 == 0) text.append(' ');
-    appendHexByte(text, byte);
-    ++count;
+  for (std::span<const std::uint8_t> rest = data.bytes(); !rest.empty();) {
+    const std::size_t count = std::min(rest.size(), kGroup);
+    appendHex(text, rest.first(count));
+    rest = rest.subspan(count);
+    if (!rest.empty()) text.append(' ');
   }
   text.append('>');
 }

@@ -5,8 +5,10 @@
 
 #include <tavik/Value.h>
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
+#include <span>
 #include <string_view>
 
 #include "values/Numbers.h"
@@ -22,11 +24,20 @@ void appendDescription(TextBuffer& text, const Dictionary& dictionary);
 /// The elements' descriptions with `delineator` between them.
 void appendElements(TextBuffer& text, const Array& array, std::string_view delineator);
 
-/// Two lower-case hexadecimal digits.
-inline void appendHexByte(TextBuffer& text, std::uint8_t byte) {
+/// Two lowercase hexadecimal digits per byte.
+inline void appendHex(TextBuffer& text, std::span<const std::uint8_t> bytes) {
   constexpr std::string_view kDigits = "0123456789abcdef";
-  const std::array<char, 2> digits = {kDigits[byte >> 4], kDigits[byte & 0xF]};
-  text.append({digits.data(), digits.size()});
+  while (!bytes.empty()) {
+    std::array<char, 64> digits;
+    char* end = digits.data();
+    for (const std::uint8_t byte : bytes.first(std::min(bytes.size(), digits.size() / 2))) {
+      *end++ = kDigits[byte >> 4];
+      *end++ = kDigits[byte & 0xF];
+    }
+    const auto size = static_cast<std::size_t>(end - digits.data());
+    text.append({digits.data(), size});
+    bytes = bytes.subspan(size / 2);
+  }
 }
 
 /// Decimal text of a number.

@@ -258,6 +258,14 @@ inline Shared* ValueAccess::contentsOf(const Value& value) noexcept {
   return contents;
 }
 
+inline Container* ValueAccess::dropContents(const Value& value, SlabRelease& release) noexcept {
+  Shared* contents = contentsOf(value);
+  if (contents == nullptr || !contents->dropOwner()) return nullptr;
+  if (isContainer(value)) return static_cast<Container*>(contents);
+  contents->giveBack(release);
+  return nullptr;
+}
+
 inline Value ValueAccess::copiedUnseen(const Value& value) noexcept {
   if (Shared* contents = contentsOf(value)) contents->addOwnerUnseen();
   Value copy;

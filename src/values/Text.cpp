@@ -71,8 +71,22 @@ std::size_t asciiPrefix(std::string_view bytes) noexcept {
   return length;
 }
 
-unsigned char foldedAscii(unsigned char byte) noexcept {
-  return byte >= 'A' && byte <= 'Z' ? static_cast<unsigned char>(byte | 0x20U) : byte;
+constexpr std::uint64_t kEachByte = 0x0101010101010101;
+constexpr std::uint64_t kHighBits = kEachByte * 0x80;
+
+// The letters A to Z in each of eight bytes as a to z. Bytes beyond ASCII stay.
+std::uint64_t foldedAscii(std::uint64_t bytes) noexcept {
+  const std::uint64_t low = bytes & ~kHighBits;
+  const std::uint64_t fromA = low + kEachByte * (0x80 - 'A');
+  const std::uint64_t beyondZ = low + kEachByte * (0x7F - 'Z');
+  const std::uint64_t isUpper = (fromA ^ beyondZ) & ~bytes & kHighBits;
+  return bytes | isUpper >> 2;
+}
+
+std::uint64_t wordAt(std::string_view text, std::size_t offset) noexcept {
+  std::uint64_t word = 0;
+  std::memcpy(&word, text.data() + offset, sizeof word);
+  return word;
 }
 
 char32_t foldedCharacter(std::string_view& text) noexcept { return simpleFolding(takeCharacter(text)); }
@@ -199,15 +213,24 @@ bool isWhiteSpace(char32_t character) noexcept {
 
 bool equalIgnoringCase(std::string_view left, std::string_view right) noexcept {
   if (left.size() == right.size()) {
-    unsigned char difference = 0;
-    unsigned char all = 0;
-    for (std::size_t index = 0; index < left.size(); ++index) {
-      const auto l = static_cast<unsigned char>(left[index]);
-      const auto r = static_cast<unsigned char>(right[index]);
-      difference |= static_cast<unsigned char>(foldedAscii(l) ^ foldedAscii(r));
+    std::uint64_t difference = 0;
+    std::uint64_t all = 0;
+    const auto compare = [&](std::uint64_t l, std::uint64_t r) {
+      if (l != r) difference |= foldedAscii(l) ^ foldedAscii(r);
       all |= l | r;
+    };
+    const std::size_t size = left.size();
+    if (size < sizeof difference) {
+      for (std::size_t at = 0; at < size; ++at) {
+        compare(static_cast<unsigned char>(left[at]), static_cast<unsigned char>(right[at]));
+      }
+    } else {
+      for (std::size_t at = 0; at < size - sizeof difference; at += sizeof difference) {
+        compare(wordAt(left, at), wordAt(right, at));
+      }
+      compare(wordAt(left, size - sizeof difference), wordAt(right, size - sizeof difference));
     }
-    if (all < 0x80) return difference == 0;
+    if ((all & kHighBits) == 0) return difference == 0;
   }
   while (!left.empty() && !right.empty()) {
     if (foldedCharacter(left) != foldedCharacter(right)) return false;

@@ -44,27 +44,6 @@ Entries* Entries::make(std::size_t capacity) {
   return block;
 }
 
-Container* ValueAccess::dropContents(Value& value, SlabRelease& release) noexcept {
-  Container* container = nullptr;
-  switch (value.tag()) {
-    case Value::kLongString:
-      dropOwner(*value.contents<Bytes*>(), release);
-      break;
-    case Value::kData:
-      dropOwner(value.contents<Data>()->bytes_, release);
-      break;
-    case Value::kArray:
-      container = value.contents<Array>()->elements_;
-      break;
-    case Value::kDictionary:
-      container = value.contents<Dictionary>()->entries_;
-      break;
-    default:
-      break;
-  }
-  return container != nullptr && container->dropOwner() ? container : nullptr;
-}
-
 namespace {
 
 // The values of a container, keys included, as one run.

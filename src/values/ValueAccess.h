@@ -111,6 +111,7 @@ class ValueAccess {
 
   static bool isShared(const Value& value) noexcept { return value.tag() >= Value::kFirstShared; }
   static bool isShort(const Value& value) noexcept { return value.tag() <= Value::kLongestShort; }
+  static bool isContainer(const Value& value) noexcept { return value.tag() >= Value::kArray; }
   static bool isLong(const Value& value) noexcept { return value.tag() == Value::kLongString; }
 
   /// The keys as an array of strings, sharing their text.
@@ -139,7 +140,7 @@ class ValueAccess {
   static Value copied(const Value& value, SlabCutter& slabs);
 
   /// Lets go of a value's contents without destroying containers: returns the container that lost its last owner.
-  static Container* dropContents(Value& value, SlabRelease& release) noexcept;
+  static Container* dropContents(const Value& value, SlabRelease& release) noexcept;
   /// The shared block, null when there is none.
   static Shared* contentsOf(const Value& value) noexcept;
 };

@@ -90,7 +90,7 @@ class BatchTest(CommandTest):
 
     def test_each_result_is_that_of_check_with_the_id_first(self):
         text = "".join(line(attributes, sources=sources, id=f"d{i}") for i, (attributes, sources, _) in enumerate(DEVICES))
-        run = self.batch(text)
+        run = self.batch(text, "--summary", "counts")
         for i, (attributes, sources, status) in enumerate(DEVICES):
             with self.subTest(attributes):
                 self.file("device", json.dumps(attributes))
@@ -108,6 +108,13 @@ rules that failed most:
        1  Malformed
        1  Model
 """)
+        counts = json.loads((self.folder / "counts").read_bytes())
+        parts = [list(part.values()) for part in counts.pop("part_numbers")]
+        self.assertEqual(counts, {"devices": 9, "passed": 1, "failed": 8, "input_errors": 0, "faults": 1, "no_verdict": 5, "rules": [
+            {"rule": rule, "devices": 1} for rule in ("Code", "Colour", "Malformed", "Model")]})
+        self.assertEqual(parts[:3], [["(no part number)", 1, 0, 1, 0, 0, 1, []],
+            ["MD1", 3, 1, 2, 0, 1, 0, [{"rule": "Code", "devices": 1}, {"rule": "Colour", "devices": 1}]],
+            ["MD2", 1, 0, 1, 0, 0, 1, [{"rule": "Malformed", "devices": 1}]]])
 
     def test_all_pass(self):
         run = self.batch(line(GOOD, sources=SFC))
@@ -176,7 +183,7 @@ rules that failed most:
         text = "".join(line(DEVICES[i * i % 9][0] | {"x": "y" * (i * 37 % 5000)}, sources=DEVICES[i % 7][1]) +
                        ("nonsense\n" if i % 11 == 0 else "\n" if i % 13 == 0 else "") for i in range(4000))
         self.file("devices", text)
-        for options in ((), ("--format", "table")):
+        for options in (("--summary", "/dev/stderr"), ("--format", "table")):
             runs = [self.batch("", "devices", *options, *threads) for threads in
                     ((), ("-j1",), ("-j", "2"), ("-j", "7"), ("-j", "64"))]
             self.assertEqual(runs[0].out.count("\n"), 4000 + 364)
@@ -205,6 +212,15 @@ $''')
             "rules that failed most:", "    1005  R00", "    1005  R01", "       3  R07"])
         self.assertEqual(self.batch(line({})).err.splitlines()[2:], [f"       1  {name}" for name in names[:10]])
 
+    def test_a_summary_of_endless_part_numbers_is_bounded(self):
+        names = [f"R{i:03}" for i in range(999)]
+        self.file("library", json.dumps({"version": 1} | {name: {"attribute": name, "predicate": "equal", "value": 1} for name in names}))
+        self.file("rules", json.dumps({"version": 1, "GenericRules": {name: {} for name in names}}))
+        self.batch("".join(line({"ModelNumber": f"P{i * 7 % 150:03}"}) for i in range(150)), "--summary", "counts")
+        parts = json.loads((self.folder / "counts").read_bytes())["part_numbers"]
+        self.assertEqual([(part["part_number"], part["failed"]) for part in parts],
+                         [*((f"P{i:03}", 1) for i in range(100)), ("(others)", 50)])
+
     def test_documents_are_refused_before_the_first_line(self):
         self.passes("keygen", "--private", "key", "--public", "pub")
         for name in ("library", "rules"):
@@ -217,8 +233,8 @@ $''')
             self.file(name, json.dumps({"version": 1} | entries))
         unsigned, signed = ("--unsigned",), ("--public-key", "pub")
         cases = (
-            (NO_VERDICT, "--library empty: holds no rules", unsigned, "empty", "rules"),
-            (NO_VERDICT, "--rules empty: holds no rules", unsigned, "library", "empty"),
+            (NO_VERDICT, "--library empty: the document is empty", unsigned, "empty", "rules"),
+            (NO_VERDICT, "--rules empty: the document is empty", unsigned, "library", "empty"),
             (NO_VERDICT, '--library unversioned: has no "version"', unsigned, "unversioned", "rules"),
             (NO_VERDICT, '--rules unversioned: has no "version"', unsigned, "library", "unversioned"),
             (NO_VERDICT, '"GenericRules" is not a dictionary', unsigned, "library", "generic"),
@@ -250,6 +266,7 @@ $''')
             ("-j: Value 257 not in range", ("-j", "257")),
             ("-j", ("-j", "many")),
             ("-j is given twice", ("-j1", "-j2")),
+            ("--summary: standard output is for the results", ("--summary", "-")),
             ("missing: No such file", ("missing",)),
             (".: is a directory", (".",)),
             ("/dev/zero: is a device", ("/dev/zero",)),
@@ -257,9 +274,10 @@ $''')
         for message, arguments in cases:
             with self.subTest(message):
                 self.refuses(UNUSABLE, message, "batch", "--unsigned", *DOCUMENTS, *arguments)
-        run = self.tavik("batch", "--unsigned", *DOCUMENTS, "/proc/self/mem")
+        run = self.tavik("batch", "--unsigned", *DOCUMENTS, "--summary", "counts", "/proc/self/mem")
         self.assertEqual((run.status, run.out, run.err.splitlines()[1:]), (
             UNUSABLE, "", ["0 devices: 0 passed, 0 failed", "tavik: batch: /proc/self/mem: Input/output error"]))
+        self.assertFalse((self.folder / "counts").exists())
         self.refuses(UNUSABLE, 'standard input: only one argument can be "-"', "batch", "--unsigned", "--library", "-",
                      "--rules", "rules", stdin=json.dumps(LIBRARY).encode())
 

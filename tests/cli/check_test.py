@@ -21,6 +21,8 @@ LIBRARY = {
     "Send": {"attribute": "ModelNumber", "predicate": "sendStaticAttribute", "value": {"OnPass": "good", "OnFail": 5}},
     "Malformed": {"attribute": "ModelNumber", "predicate": "a XOR b"},
     "Faulty": {"attribute": "ModelNumber", "predicate": "equal", "references": []},
+    "Device Rules": {"attribute": "ModelNumber", "predicate": "staticTextGUIEquals", "value": "valid rule lists",
+                     "references": [{"attribute": "ModelNumber"}]},
 }
 DEVICE = {"ModelNumber": "MD123", "RegionInfo": "LL/A"}
 VERSIONS = (
@@ -29,6 +31,7 @@ VERSIONS = (
     '{"rule": "device Rules version", "result": true, "actual": "7", "expected": "current rules"}'
 )
 MODEL = '{"rule": "Model", "result": true, "actual": "MD123", "expected": "has prefix MD"}'
+DEVICE_RULES = ('{"rule": "Device Rules", "result": false, "actual": "no rules specified", "expected": "valid rule lists"}')
 UNSIGNED = "tavik: check: --unsigned: the rule documents are taken as they are, no signature is checked\n"
 
 
@@ -54,36 +57,49 @@ class CheckTest(CommandTest):
         self.assertEqual((run.out, run.err, run.status), (out, err, status))
 
     def test_json(self):
-        json_option = ("--format", "json")
-        self.expect(self.check("Model", options=json_option), PASSED,
-                    f'{{"records": [{VERSIONS}, {MODEL}], "station": {{}}, "error": null}}\n')
-        self.expect(self.check("Model", "Region", device={"RegionInfo": "XX"}, options=json_option), FAILED,
-                    f'{{"records": [{VERSIONS}, {MODEL}, {{"rule": "Region", "result": false, "actual": "XX", '
-                    '"expected": "one of LL/A,ZP/A"}], "station": {}, "error": null}\n')
-        self.expect(self.check("Hidden", options=json_option), PASSED,
-                    f'{{"records": [{VERSIONS}, {{"rule": "Hidden", "result": true, "actual": "MD123", '
-                    '"expected": "has prefix MD", "hideResult": ""}], "station": {}, "error": null}\n')
-        self.expect(self.check("Malformed", options=json_option), NO_VERDICT,
-                    '{"records": null, "station": {}, "error": {"domain": "ZRT Tavik Error Domain", "code": -100006, '
-                    '"description": "invalid logical operator:a XOR b"}}\n',
-                    'tavik: check: rule "Malformed": invalid logical operator:a XOR b\n')
-        self.expect(self.check(local={"version": 7, "MPNRules": {}}, options=json_option), NO_VERDICT,
-                    f'{{"records": [{VERSIONS}, {{"rule": "failed to build device specific rule list", "result": false, '
-                    '"actual": "unknown MPN:MD123", "expected": "valid rule lists"}], "station": {}, "error": '
-                    '{"domain": "ZRT Tavik Error Domain", "code": -100003, "description": "unknown MPN:MD123"}}\n',
-                    "tavik: check: --rules rules: unknown MPN:MD123\n")
-        self.expect(self.check(options=json_option), NO_VERDICT,
-                    f'{{"records": [{VERSIONS}, {{"rule": "Device Rules", "result": false, "actual": "no rules specified", '
-                    '"expected": "valid rule lists"}], "station": {}, "error": null}\n',
-                    "tavik: check: --rules rules: no rules specified\n")
+        passed, failed = ', "verdict": "passed", "reason": null', ', "verdict": "failed", "reason": null'
+
+        def none(kind, description, rule="null"):
+            return (f', "verdict": "none", "reason": {{"kind": "{kind}", "rule": {rule}, "description": "{description}"}}')
+
+        def error(code, description):
+            return f'{{"domain": "ZRT Tavik Error Domain", "code": {code}, "description": "{description}"}}'
+
+        unknown = "unknown MPN:MD123"
+        malformed = "invalid logical operator:a XOR b"
+        cases = (  # why, status, records but those of versions, the rest, standard error, and what is checked
+            ("passed", PASSED, MODEL, f'"error": null{passed}', "", ("Model",), {}),
+            ("failed", FAILED, f'{MODEL}, {{"rule": "Region", "result": false, "actual": "XX", "expected": "one of LL/A,ZP/A"}}',
+             f'"error": null{failed}', "", ("Model", "Region"), {"device": {"RegionInfo": "XX"}}),
+            ("hidden", PASSED, '{"rule": "Hidden", "result": true, "actual": "MD123", "expected": "has prefix MD", "hideResult": ""}',
+             f'"error": null{passed}', "", ("Hidden",), {}),
+            ("the texts of a device without rules", FAILED, DEVICE_RULES, f'"error": null{failed}', "", ("Device Rules",),
+             {"device": {"ModelNumber": "no rules specified"}}),
+            ("no rules", NO_VERDICT, DEVICE_RULES, '"error": null' + none("no rules", "the local rules have no rules for this device"),
+             "tavik: check: --rules rules: the local rules have no rules for this device\n", (), {}),
+            ("not assembled", NO_VERDICT, '{"rule": "failed to build device specific rule list", "result": false, '
+             f'"actual": "{unknown}", "expected": "valid rule lists"}}', f'"error": {error(-100003, unknown)}{none("not assembled", unknown)}',
+             f"tavik: check: --rules rules: {unknown}\n", (), {"local": {"version": 7, "MPNRules": {}}}),
+            ("malformed expression", NO_VERDICT, None,
+             f'"error": {error(-100006, malformed)}{none("malformed expression", malformed, rule=chr(34) + "Malformed" + chr(34))}',
+             f'tavik: check: rule "Malformed": {malformed}\n', ("Malformed",), {}),
+        )
+        for why, status, records, rest, err, rules, inputs in cases:
+            with self.subTest(why):
+                listed = "null" if records is None else f"[{VERSIONS}, {records}]"
+                self.expect(self.check(*rules, options=("--format", "json"), **inputs), status,
+                            f'{{"records": {listed}, "station": {{}}, {rest}}}\n', err)
 
     def test_a_fault_names_its_rule(self):
         run = self.check("Send", "Faulty", options=("--format", "json"))
         outcome = json.loads(run.out)
         self.assertEqual(run.status, FAULT)
         self.assertEqual((outcome["records"], outcome["error"], outcome["fault"]["kind"]), (None, None, "range"))
+        self.assertEqual(list(outcome), ["records", "station", "error", "fault", "verdict", "reason"])
+        self.assertEqual(outcome["verdict"], "none")
+        self.assertEqual((outcome["reason"]["kind"], outcome["reason"]["rule"]), ("fault", "Faulty"))
         self.assertEqual(outcome["station"], {"OnPass": "good", "OnFail": 5})
-        self.assertTrue(outcome["fault"]["message"].startswith('rule "Faulty": '))
+        self.assertEqual(outcome["fault"]["message"], f'rule "Faulty": {outcome["reason"]["description"]}')
         self.assertEqual(run.err, f"tavik: check: fault: {outcome['fault']['message']}\n")
 
         run = self.check(local={"GenericRules": {"Model": {}}})

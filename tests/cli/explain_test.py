@@ -11,7 +11,7 @@ EXAMPLE = pathlib.Path(__file__).resolve().parents[2] / "examples" / "station"
 
 LIBRARY = {
     "version": "L1",
-    "Color": {"attribute": "Color", "predicate": "hasPrefix OR hasSuffix", "value": "sand"},
+    "Color": {"attribute": "Color", "predicate": "hasPrefix or hasSuffix", "value": "sand"},
     "Size": {"attribute": "Size", "predicate": "equal", "value": 64},
     "Build": {"attribute": "Build", "predicate": "equalLong",
               "references": [{"source": "sfc", "attribute": "build"}, {"attribute": "Size"}]},
@@ -73,7 +73,7 @@ Color
   comes from  set FinalRuleSet
               named by part number P1
               set FinalRuleSet replaces part number P1, with another value for its "moss"
-  predicate   hasPrefix OR hasSuffix
+  predicate   hasPrefix or hasSuffix
               Passes when it begins with the expected text, or when it ends with the expected text.
   attribute   Color: "dark slate"
   expected    "slate", by set FinalRuleSet
@@ -230,7 +230,7 @@ class ExplainTest(CommandTest):
             self.assertEqual(json.loads(run.out)["error"]["code"], -100003)
         self.file("unversioned", "{}")
         arguments = ("explain", "--unsigned", "--attributes", "device", "--library")
-        self.refuses(NO_VERDICT, "--rules unversioned: holds no rules", *arguments, "library", "--rules", "unversioned")
+        self.refuses(NO_VERDICT, "--rules unversioned: the document is empty", *arguments, "library", "--rules", "unversioned")
         self.refuses(UNUSABLE, "--library gone: No such file", *arguments, "gone", "--rules", "rules")
 
     def test_signed_documents(self):

@@ -325,7 +325,7 @@ class LintTest(CommandTest):
         self.refuses(UNUSABLE, "--rules missing", *arguments, "missing", "--public-key", "pub")
         self.refuses(UNUSABLE, "--library is required", "lint", "--unsigned")
         self.file("empty", "{}")
-        self.refuses(NO_VERDICT, "holds no rules", "lint", "--unsigned", "--library", "empty")
+        self.refuses(NO_VERDICT, "the document is empty", "lint", "--unsigned", "--library", "empty")
         self.file("list", "( a )")
         self.refuses(UNUSABLE, "is not a dictionary", "lint", "--unsigned", "--library", "library", "--rules", "list")
 

@@ -234,10 +234,17 @@ class ReportTest(ReportCase):
             ({"ModelNumber": "MD1", "SerialNumber": "C8PKKQ2"}, FAILED, ("To do: The device gave no such value.",)),
             (GOOD | {"ModelNumber": "MD4"}, FAILED, ("To do: The operator was not asked, or gave no answer", "(gui)",
                                                      "To do: This source has no such value", "</code> from label")),
+            (GOOD | {"ModelNumber": "MD5"}, FAILED, ("To do: The rules are at fault",)),
+            (GOOD | {"ModelNumber": "MD6"}, FAILED, ("To do: The rules are at fault",)),
+            (GOOD | {"ModelNumber": "MD7"}, FAILED, ("To do: This must not be on the device",)),
         )
         from_source = {name: {"attribute": "ModelNumber", "predicate": "equal", "references": [{"source": name, "attribute": "x"}]}
                        for name in ("gui", "label")}
-        self.documents(LIBRARY | from_source, RULES | {"MPNRules": RULES["MPNRules"] | {"MD4": {"gui": {}, "label": {}}}})
+        broken = {"Typo": {"attribute": "Size", "predicate": "equals", "value": 3},
+                  "References": {"attribute": "Size", "predicate": "equal", "references": "sfc"},
+                  "No Attribute size": {"attribute": "Size"}}
+        devices = {"MD4": {"gui": {}, "label": {}}, **{f"MD{5 + i}": {rule: {}} for i, rule in enumerate(broken)}}
+        self.documents(LIBRARY | from_source | broken, RULES | {"MPNRules": RULES["MPNRules"] | devices})
         for device, status, texts in cases:
             page = self.check(device, "html", status)
             for text in texts:

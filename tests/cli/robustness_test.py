@@ -8,6 +8,7 @@ import os
 import pathlib
 import random
 import resource
+import shutil
 import signal
 import socket
 import stat
@@ -301,7 +302,7 @@ class OutputsTest(RobustnessTest):
         self.refuses(UNUSABLE, "-o out: Permission denied", "convert", "--to", "xml", "device", "-o", "out")
 
     def test_a_full_disk(self):
-        for limit in (0, 100):
+        for limit in (0, 50):
             for command in WRITERS:
                 for old in (None, b"kept"):
                     if old and command[0] == "keygen":
@@ -376,6 +377,16 @@ class LittleTest(RobustnessTest):
             self.assertFalse({"out", "out.pub"} & set(os.listdir(self.folder)))
         self.assertEqual(list(self.folder.glob(".tavik-*")), [])
         return run.status, run.out, run.err
+
+    def test_without_proc(self):
+        hidden = ("unshare", "--map-root-user", "--mount", "sh", "-c", 'mount -t tmpfs none /proc && exec "$@"', "sh")
+        if not shutil.which("unshare") or subprocess.run([*hidden, "true"], capture_output=True, check=False).returncode:
+            self.skipTest("cannot hide /proc")
+        for command in PRINTERS:
+            with self.subTest(command):
+                usual = self.tavik(*command)
+                run = subprocess.run([*hidden, TAVIK, *command], cwd=self.folder, capture_output=True, check=False)
+                self.assertEqual((run.returncode, run.stdout, run.stderr), (usual.returncode, usual.stdout, usual.stderr))
 
     def test_few_open_files(self):
         for command in self.COMMANDS:

@@ -103,16 +103,18 @@ class TrustTest(CommandTest):
                 self.refuses(NO_VERDICT, f"--library {document}: ", *self.check(library=document))
                 run = self.tavik(*self.check(rules=document), "--format", "json")
                 self.assertEqual(run.status, NO_VERDICT)
-                record = json.loads(run.out)["records"][0]
+                outcome = json.loads(run.out)
+                record = outcome["records"][0]
                 self.assertEqual((record["rule"], record["result"]), ("Valid Product Rules", False))
+                self.assertEqual(outcome["reason"], {"kind": "not trusted", "rule": None, "description": record["actual"]})
                 self.assertEqual(run.err, f"tavik: check: --rules {document}: {record['actual']}\n")
 
     def test_empty_documents(self):
         self.file("empty.json", "{}")
         self.sign("empty.json", "empty.signed")
-        self.refuses(NO_VERDICT, "--library empty.signed: holds no rules", *self.check(library="empty.signed"))
+        self.refuses(NO_VERDICT, "--library empty.signed: the document is empty", *self.check(library="empty.signed"))
         run = self.tavik(*self.check(rules="empty.signed"))
-        self.assertEqual((run.status, run.err), (NO_VERDICT, "tavik: check: --rules empty.signed: emtpy local rules\n"))
+        self.assertEqual((run.status, run.err), (NO_VERDICT, "tavik: check: --rules empty.signed: the document is empty\n"))
 
     def test_keys_that_cannot_be_used(self):
         self.file("garbage.pem", "no key at all")

@@ -6,14 +6,12 @@ killed in the middle.
 
 import contextlib
 import csv
-import datetime
 import importlib.util
 import io
 import json
 import os
-import random
 import signal
-import struct
+import socket
 import subprocess
 import sys
 import time
@@ -32,38 +30,17 @@ MODULE.loader.exec_module(audit)
 LIBRARY = {
     "version": "31",
     "Model <$x^$>": {"attribute": "ModelNumber", "predicate": "hasPrefix", "value": "MD"},
-    "Any": {"attribute": "Any", "predicate": "equal", "value": 1},
     "Code": {"attribute": "SerialNumber", "predicate": "MPNCCCCheck", "value": "KQ2"},
-    "Malformed": {"attribute": "Any", "predicate": "a XOR b"},
-    "Date": {"attribute": "ModelNumber", "predicate": "sendStaticAttribute",
-             "value": {"OnPass": datetime.datetime(2026, 11, 21, 1, 2, 3, 500000, datetime.timezone.utc)}},
-    "Form": {"attribute": "ModelNumber", "predicate": "sendStaticAttribute", "value": {"OnPass": {"$data": "AP8="}}},
-    "Infinity": {"attribute": "ModelNumber", "predicate": "sendStaticAttribute", "value": {"OnPass": float("inf")}},
     "Send": {"attribute": "ModelNumber", "predicate": "sendStaticAttribute", "value": {"OnPass": b"\x00\xff", "OnFail": 5.0}},
 }
-RULES = {"version": "12", "GenericRules": {"Model <$x^$>": {}, "Any": {}, "Code": {}, "Send": {}},
-         "RuleSets": {f"{name}RuleSet": {name: {}} for name in ("Malformed", "Date", "Form", "Infinity")},
-         "MPNRules": {"MD1": {}, "XX": {}, **{f"MD-{name}": {f"{name}RuleSet": {}}
-                                              for name in ("Malformed", "Date", "Form", "Infinity", "Lost")}}}
-GOOD = {"ModelNumber": "MD1", "Any": 1, "SerialNumber": "C8PKKQ2"}
-BAD, FAULTY = GOOD | {"ModelNumber": "XX"}, GOOD | {"SerialNumber": "Q2"}
+RULES = {"version": "12", "GenericRules": {"Model <$x^$>": {}, "Code": {}, "Send": {}}, "MPNRules": {"MD1": {}, "XX": {}}}
+FORMULA = "=1+1;@x"
+GOOD = {"ModelNumber": "MD1", "SerialNumber": "C8PKKQ2"}
+BAD, FAULTY, LOST = GOOD | {"ModelNumber": "XX"}, GOOD | {"SerialNumber": "Q2"}, {"ModelNumber": FORMULA}
 
 
 def line(device, **others):
     return json.dumps({**others, "attributes": device}).encode()
-
-
-def with_any(text):
-    """A device with any JSON."""
-    text = text if isinstance(text, bytes) else text.encode()
-    return b'{"attributes": {"ModelNumber": "MD1", "Any": %b, "SerialNumber": "C8PKKQ2"}}' % text
-
-
-def reals(count):
-    """Floating-point numbers of all sizes."""
-    numbers = random.Random(7)
-    bits = (struct.pack("<Q", numbers.getrandbits(64)) for _ in range(count))
-    return [number for (number,) in map(struct.Struct("<d").unpack, bits) if abs(number) < float("inf")]
 
 
 def wait_until(condition):
@@ -84,15 +61,15 @@ class AuditTest(FolderTest):
         self.input.mkdir()
         self.library = self.signed("library", LIBRARY, private)
         self.rules = self.signed("rules", RULES, private)
-        # While the hold is there, it stops workers where they ask about their first odd device.
+        # While the hold is there, it stops the command where it would check the devices of the last four files.
         self.command = self.folder / "tavik"
         self.command.write_text(
             f"""#!/bin/sh
-for last; do :; done
-if [ "$last" = - ]; then
-  : > {self.folder}/held.$PPID
-  while [ -e {self.hold} ]; do sleep 0.02; done
-fi
+case $(readlink /proc/self/fd/0) in
+  */[6-9].jsonl)
+    : > {self.folder}/held.$PPID
+    while [ -e {self.hold} ]; do sleep 0.02; done
+esac
 exec {os.environ["TAVIK"]} "$@"
 """)
         self.command.chmod(0o755)
@@ -109,9 +86,10 @@ exec {os.environ["TAVIK"]} "$@"
         (self.input / name).write_bytes(b"\n".join(lines) + end)
 
     def write_files(self):
-        """Six files that workers get through, then four that hold them: 24 of 204 devices do not pass."""
+        """Six files that workers get through, then four that hold them: 25 of 205 devices do not pass."""
         for number in range(10):
-            devices = [BAD if i % 7 == number else GOOD for i in range(20)] + ([FAULTY] if number >= 6 else [])
+            others = [FAULTY] * (number >= 6) + [LOST] * (number == 9)
+            devices = [BAD if i % 7 == number else GOOD for i in range(20)] + others
             self.write(f"{number}.jsonl", *(line(device, id=f"{number}-{i}") for i, device in enumerate(devices)))
 
     def start(self, *arguments, rules=None):
@@ -132,10 +110,9 @@ exec {os.environ["TAVIK"]} "$@"
         return out.decode()
 
     def batch(self, path):
-        """What the command prints, and its summary."""
         run = subprocess.run([os.environ["TAVIK"], "batch", *map(str, self.documents()), "--format", "json", str(path)],
                              capture_output=True, check=False)
-        return run.stdout, run.stderr.decode()
+        return run.stdout
 
     def held(self):
         return {int(path.suffix[1:]) for path in self.folder.glob("held.*")}
@@ -148,96 +125,42 @@ exec {os.environ["TAVIK"]} "$@"
         files = sorted(path for path in self.input.iterdir() if path.is_file())
         self.assertEqual(sorted(self.results()), [path.name for path in files])
         for path in files:
-            self.assertEqual((self.output / path.name).read_bytes(), self.batch(path)[0], path.name)
-        self.assertEqual([row.split()[-3:] for row in table.splitlines()[:3]],
-                         [["all", "XX", "MD1"], [str(devices), str(failed - 4), str(devices - failed + 4)],
-                          [str(failed), str(failed - 4), "4"]])
+            self.assertEqual((self.output / path.name).read_bytes(), self.batch(path), path.name)
+        self.assertEqual([row.split()[-4:] for row in table.splitlines()[:3]],
+                         [["all", "XX", "MD1", FORMULA], [str(devices), str(failed - 5), str(devices - failed + 4), "1"],
+                          [str(failed), str(failed - 5), "4", "1"]])
         self.assertEqual([path for path in self.output.rglob("*") if path.name.startswith(".")], [])
         rows = list(csv.reader(io.StringIO((self.output / "failures.csv").read_text())))
-        self.assertEqual(rows[1:], [["Model <$x^$>", "XX", str(failed - 4)], ["(fault)", "MD1", "4"]])
+        self.assertEqual(rows[1:], [["Model <$x^$>", "XX", str(failed - 5)], ["(fault)", "MD1", "4"], ["Code", "MD1", "4"],
+                                    ["(no verdict)", "'=1+1;'@x", "1"]])
         image = xml.etree.ElementTree.parse(self.output / "failures.svg")
         self.assertTrue({"Model <$x^$>", "(fault)", "XX"} <= {text.text for text in image.iter("{http://www.w3.org/2000/svg}text")})
 
 
-class LinesTest(AuditTest):
+class FileTest(AuditTest):
     """One file, in this process."""
-
-    def check(self, name, command):
-        documents = audit.Documents(self.library, self.rules, self.public_key, str(command))
-        prepared = tavik.Kernel(self.library, self.public_key).prepare(tavik.Dictionary.read(self.rules))
-        (self.output / "tallies").mkdir(parents=True, exist_ok=True)
-        path = self.input / name
-        tally = audit.check_file(prepared, documents.arguments(), path, self.output)
-        expected, summary = self.batch(path)
-        lines = zip((self.output / name).read_bytes().split(b"\n"), expected.split(b"\n"), strict=True)
-        for number, (found, wanted) in enumerate(lines, 1):
-            self.assertEqual(found, wanted, f"result {number}")
-        devices, failed = (sum(tally[key].values()) for key in ("devices", "failed"))
-        self.assertTrue(summary.startswith(f"{devices} devices: {devices - failed} passed, {failed} failed"), summary)
-        return tally
-
-    def test_what_is_said_without_the_command(self):
-        values = [
-            r'"\u0000\u001f\b\f\n\r\t\"\\\/\u007f\u2028\ud83d\ude00 ß"', "9223372036854775807", "-9223372036854775808", "-0",
-            "-0.0", "0.0001", "0.00001", "1e15", "1e16", "1E+2", "9007199254740993.0", "5e-324", "1e-999", "1e22",
-            "true", "[]", "{}", '[[1, 2.5], {"a": "b", "$c": 1}]', '{"$data": ""}', '{"$data": "AP8="}',
-            *map(repr, reals(300)),
-        ]
-        devices = [
-            b"\xef\xbb\xbf \t", b"", line(GOOD, sources={"sfc": {"Any": 1}, "gui": {}}), line(GOOD, sources={}, id=-5) + b"\r",
-            b" \r", line(GOOD | {"ModelNumber": 5}, id=""), line({}), line(GOOD | {"ModelNumber": "MD-Lost"}),
-            line(GOOD | {"ModelNumber": "MD5"}),
-        ]
-        self.write("plain.jsonl", *devices, *map(with_any, values), end=b"")
-        tally = self.check("plain.jsonl", "/nowhere")
-        self.assertEqual(tally["rules"]["(no verdict)"], {"(no part number)": 2, "MD-Lost": 1, "MD5": 1})
-
-    def test_what_the_command_is_asked_about(self):
-        nested = ["[" * depth + "]" * depth for depth in (509, 510, 511, 512, 513, 2000)]
-        values = [
-            "null", "[null]", '{"a": 1, "a": 1}', '{"$date": "2026-11-21T01:02:03Z"}',
-            '{"$date": "2026-11-21T01:02:03.123456789Z"}', '{"$number": "nan"}', '{"$number": "-inf"}', '{"$data": "AP9="}',
-            '{"$data": "AP8"}', '{"$data": 5}', '{"$dictionary": {"$data": "AP8="}}', '[{"$dictionary": {"$x": {"$data": ""}}}]',
-            '{"$x": 1}', "9223372036854775808", "-9223372036854775809", "9" * 5000, "1e400", "NaN", "-Infinity", "01", '"\t"',
-            r'"\ud800"', b'"\xff"', b'"\xed\xa0\x80"', "1 2", *nested,
-        ]
-        devices = [
-            b"\xef\xbb\xbfno JSON", b"", line(FAULTY), line(GOOD, id=1.5),
-            *(line(GOOD | {"ModelNumber": f"MD-{name}"}) for name in ("Malformed", "Date", "Form", "Infinity")),
-            b'{"attributes": {"Unread": 1e400}}',
-            line(GOOD, id=None), line(GOOD, id=True), line(GOOD, id=2**63), line(GOOD, id=[1, {}]), line(GOOD, other=1), line([]),
-            line({"$data": ""}), b"{}", b"[]", b"5", line(GOOD, sources=[]), line(GOOD, sources={"sfc": 1}),
-            b'{"id": "x", "attributes": ', line(GOOD), b" \r", line(FAULTY, id="y") + b"\r\r",
-            b'{"id": "long", "attributes": {"Any": "' + b"x" * (1 << 26) + b'"}}', line(BAD),
-        ]
-        self.write("odd.jsonl", *devices, *map(with_any, values), line(FAULTY), end=b"\r")
-        tally = self.check("odd.jsonl", self.command)
-        self.assertEqual(sum(tally["rules"]["(fault)"].values()), 3)
-        self.assertEqual(tally["rules"]["Model <$x^$>"], {"XX": 1})
-        self.assertIn("(unreadable line)", tally["devices"])
 
     def test_what_leaves_no_result(self):
         self.write("odd.jsonl", line(GOOD), line(FAULTY))
-        cases = (
-            ("the command fails", "echo no room >&2; exit 2", "line 2: the command ended: no room"),
-            ("the input grows", f'echo >> input/odd.jsonl; exec {os.environ["TAVIK"]} "$@"', "was written to while it was read"),
-        )
-        for why, script, message in cases:
-            with self.subTest(why), contextlib.chdir(self.folder), self.assertRaises(audit.Problem) as raised:
-                self.command.write_text(f"#!/bin/sh\n{script}\n")
-                self.check("odd.jsonl", self.command)
-            self.assertEqual(raised.exception.text, message)
-            self.assertEqual([path.name for path in self.output.iterdir()], ["tallies"])
         os.mkfifo(self.input / "pipe.jsonl")
-        with self.assertRaisesRegex(audit.Problem, "is no regular file"):
-            self.check("pipe.jsonl", self.command)
-
-    def test_workers_have_the_same_rules_and_version(self):
-        documents = audit.Documents(self.library, self.rules, self.public_key, os.environ["TAVIK"]).checked()
-        documents.prepare()
-        self.rules.write_bytes(self.library.read_bytes())
-        with self.assertRaisesRegex(audit.Problem, "is not that of the machine that started the audit"):
-            documents.prepare()
+        run = f'exec {os.environ["TAVIK"]} "$@"'
+        for script, name, message in (
+            ("echo no room >&2; exit 2", "odd.jsonl", "the command ended with status 2: no room"),
+            ("kill -9 $$", "odd.jsonl", "the command ended with status -9: "),
+            (f"echo >> {self.input}/odd.jsonl; {run}", "odd.jsonl", "was modified while it was read"),
+            (f'[ "$1" = --version ] || cp {self.library} {self.rules}; {run}', "odd.jsonl",
+             "the command or a rule document is not the one that the audit was started with"),
+            (run, "pipe.jsonl", "is not a regular file"),
+        ):
+            with self.subTest(message):
+                self.command.write_text(f"#!/bin/sh\n{run}\n")
+                documents = audit.Documents(self.library, self.rules, self.public_key, str(self.command)).checked()
+                (self.output / "tallies").mkdir(parents=True, exist_ok=True)
+                self.command.write_text(f"#!/bin/sh\n{script}\n")
+                with self.assertRaises(audit.Problem) as raised:
+                    audit.check_file(documents, self.input / name, self.output)
+                self.assertEqual(raised.exception.text, message)
+                self.assertEqual([path.name for path in self.output.rglob("*")], ["tallies"])
 
 
 @unittest.skipUnless(importlib.util.find_spec("distributed"), "distributed is not installed (Debian: python3-distributed)")
@@ -269,7 +192,7 @@ class FolderOfFilesTest(AuditTest):
         finished = self.results()
         workers[0].kill()
         self.hold.unlink()
-        self.expect_results(self.finish(run, audit.FAILED), 204, 24)
+        self.expect_results(self.finish(run, audit.FAILED), 205, 25)
         self.assertGreater(len(finished), 0)
         self.assertLess(len(finished), 10)
         self.assertEqual(finished, {name: state for name, state in self.results().items() if name in finished})
@@ -289,7 +212,8 @@ class FolderOfFilesTest(AuditTest):
         self.hold.touch()
         run = self.start("--workers", "3")
         wait_until(lambda: len(self.held()) == 3)
-        self.finish(self.start("--workers", "1"), audit.UNUSABLE, "another audit writes there")
+        self.finish(self.start("--workers", "1"), audit.UNUSABLE, "another audit is writing there")
+        self.expect_no_way_in(run)
         finished = self.results()
         self.assertEqual(len(finished), 6)
         run.send_signal(signal.SIGKILL)
@@ -299,21 +223,35 @@ class FolderOfFilesTest(AuditTest):
         self.write("0.jsonl", line(GOOD), line(BAD))
         (self.input / "directory.jsonl").mkdir()
         table = self.finish(self.start("--workers", "2"), audit.UNUSABLE, "directory.jsonl: [Errno 21] Is a directory")
-        self.expect_results(table, 186, 22)
+        self.expect_results(table, 187, 23)
         kept = ["1.jsonl", "2.jsonl", "3.jsonl", "4.jsonl"]
         self.assertEqual(sorted(name for name, state in self.results().items() if finished.get(name) == state), kept)
+
+    def expect_no_way_in(self, run):
+        """Other users of the machine find nothing that takes commands, or that tells what the audit does."""
+        import psutil
+
+        own = {run.pid, *(process.pid for process in psutil.Process(run.pid).children(recursive=True))}
+        listening = [each.laddr for each in psutil.net_connections("inet") if each.pid in own and each.status == "LISTEN"]
+        self.assertGreater(len(listening), 3)
+        for address in listening:
+            self.assertEqual(address.ip, "127.0.0.1")
+            with socket.create_connection(address, timeout=10) as connection, contextlib.suppress(ConnectionResetError):
+                connection.sendall(b"GET /info/main/workers.html HTTP/1.0\r\n\r\n")
+                answer = connection.recv(1000)
+                self.assertTrue(answer == b"" or answer.startswith((b"\x15\x03", b"HTTP/1.1 404 ")), answer)
 
     def test_refusals(self):
         self.write("0.jsonl", line(GOOD))
         other_key = self.signed("other-key", RULES, self.folder / self.other_private_key())
-        self.finish(self.start(rules=other_key), audit.NO_VERDICT, "other-key")
+        self.finish(self.start(rules=other_key), 4, "other-key")
         self.finish(self.start(rules=self.folder / "nothing"), audit.UNUSABLE, "nothing")
         self.assertFalse(self.output.exists())
         self.output.mkdir()
         (self.output / "audit.txt").write_text("3.0 another")
-        self.finish(self.start(), audit.UNUSABLE, "holds results of other rule documents")
+        self.finish(self.start(), audit.UNUSABLE, "has results of other rule documents")
         (self.input / "0.jsonl").unlink()
-        self.finish(self.start(), audit.UNUSABLE, "there are no files *.jsonl")
+        self.finish(self.start(), audit.UNUSABLE, "there are no *.jsonl files")
 
     def other_private_key(self):
         (self.folder / "other.pem").write_text(tavik.generate_key_pair().private_key)

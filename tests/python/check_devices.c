@@ -1,7 +1,8 @@
-/* check_devices LIBRARY RULES DEVICES ANSWERS: what the C interface says of many devices, for records_test.py.
+/* check_devices LIBRARY RULES DEVICES ANSWERS: the outcomes that the C interface reports, for records_test.py.
 
    All four are property-list files. The documents are not signed. DEVICES: an array of {attributes, sources}; ANSWERS:
-   an array of {status, station} with "records", "domain", "code" and "text" where there are any. */
+   an array of {verdict, reason, description, rule, fault, station}, with "records", "domain", "code" and "text" if
+   there are any. */
 
 #include <stdio.h>
 #include <stdlib.h>
@@ -48,21 +49,29 @@ static tavik_value* check(const tavik_rules* rules, const tavik_value* device) {
   tavik_value* station = NULL;
   tavik_value* records = NULL;
   tavik_value* answer = NULL;
+  tavik_outcome* outcome = NULL;
   tavik_error* error = NULL;
   require(tavik_dictionary_get(device, "attributes", TAVIK_TO_NUL, &attributes), "attributes");
   require(tavik_dictionary_get(device, "sources", TAVIK_TO_NUL, &sources), "sources");
-  require(tavik_value_new_dictionary(&station), "station");
+  require(tavik_rules_run(rules, attributes, sources, NULL, &outcome, NULL), "run");
   require(tavik_value_new_dictionary(&answer), "answer");
-  const tavik_status status = tavik_rules_check(rules, attributes, sources, station, &records, &error);
-  require(tavik_dictionary_set_integer(answer, "status", status), "status");
+  require(tavik_dictionary_set_integer(answer, "verdict", tavik_outcome_verdict(outcome)), "verdict");
+  require(tavik_dictionary_set_string(answer, "reason", tavik_outcome_reason(outcome)), "reason");
+  require(tavik_dictionary_set_string(answer, "description", tavik_outcome_description(outcome)), "description");
+  require(tavik_dictionary_set_string(answer, "rule", tavik_outcome_rule(outcome)), "rule");
+  require(tavik_dictionary_set_integer(answer, "fault", tavik_outcome_fault(outcome)), "fault");
+  require(tavik_outcome_station(outcome, &station), "station");
   require(tavik_dictionary_set(answer, "station", TAVIK_TO_NUL, station), "station");
-  if (records != NULL) require(tavik_dictionary_set(answer, "records", TAVIK_TO_NUL, records), "records");
+  if (tavik_outcome_records(outcome, &records) == TAVIK_OK)
+    require(tavik_dictionary_set(answer, "records", TAVIK_TO_NUL, records), "records");
+  require(tavik_outcome_error(outcome, &error), "error");
   if (error != NULL) {
     require(tavik_dictionary_set_string(answer, "domain", tavik_error_domain(error)), "domain");
     require(tavik_dictionary_set_integer(answer, "code", tavik_error_code(error)), "code");
     require(tavik_dictionary_set_string(answer, "text", tavik_error_text(error)), "text");
   }
   tavik_error_release(&error);
+  tavik_outcome_release(&outcome);
   tavik_value_release(&records);
   tavik_value_release(&station);
   tavik_value_release(&sources);

@@ -13,7 +13,7 @@ import unittest
 
 import tavik
 
-from support import LIBRARY, SANITIZED, FolderTest, Unsigned, kernel, rules
+from support import LIBRARY, SANITIZED, FolderTest, Unsigned, answer, kernel, rules
 
 GOOD = {"ModelNumber": "MD101", "Colour": 3, "SerialNumber": "C8PKKQ2"}
 SFC = {"sfc": {"Colour": 3}}
@@ -33,11 +33,12 @@ class TrustTest(FolderTest):
         library = self.folder / "library.plist"
         library.write_bytes(tavik.write_property_list(signed, "binary"))
         local = tavik.sign(tavik.write_property_list(rules("Model Number"), "binary"), private)
-        for source in (library, str(library), os.fsencode(library), signed, tavik.Dictionary.read(library)):
+        for source in (library, str(library), library.read_bytes(), signed, tavik.Dictionary.read(library)):
             opened = tavik.Kernel(source, public)
             self.assertTrue(opened.check(GOOD, local))
-            untrusted = opened.check(GOOD, rules("Model Number"))
-            self.assertEqual((untrusted.passed, untrusted.checked, len(untrusted.records)), (False, False, 1))
+        untrusted = opened.prepare(rules("Model Number"))
+        self.assertEqual(untrusted.run(GOOD).reason, ("not trusted", untrusted.rejection, None))
+        self.assertTrue(untrusted.rejection.startswith("the document is not signed"))
         with self.assertRaises(tavik.Error) as raised:
             opened.sfc_check_list(rules("Model Number"), GOOD)
         self.assertEqual(raised.exception.code, -100008)
@@ -69,8 +70,9 @@ class TrustTest(FolderTest):
             (tavik.UntrustedError, "library: public key file", tavik.Kernel, signed, "/does/not/exist"),
             (tavik.UntrustedError, "signature does not hold", tavik.verify, local, public),
             (tavik.DocumentError, "library.txt: line 1, column 9", tavik.Kernel, unreadable, public),
-            (tavik.DocumentError, "list.plist: is no dictionary", tavik.Kernel, listed, public),
-            (tavik.DocumentError, "library: holds no rules", tavik.Kernel, tavik.sign({}, private), public),
+            (tavik.DocumentError, "library: line 1, column 9", tavik.Kernel, unreadable.read_bytes(), public),
+            (tavik.DocumentError, "list.plist: the rule library is not a dictionary", tavik.Kernel, listed, public),
+            (tavik.DocumentError, "library: the document is empty", tavik.Kernel, tavik.sign({}, private), public),
             (tavik.DocumentError, "", tavik.sign, ["no dictionary"], private),
             (tavik.DocumentError, "", tavik.sign, LIBRARY, public),
             (tavik.DocumentError, "\udcff: line 1, column 9", tavik.Kernel, no_utf8, public),
@@ -91,23 +93,51 @@ class OutcomeTest(unittest.TestCase):
     def setUp(self):
         self.kernel = kernel(LIBRARY)
 
-    def test_exceptions_say_what_and_keep_the_station(self):
-        for name, device, kind, also, told in (
-            ("Malformed", GOOD, tavik.Error, Exception, ("ZRT Tavik Error Domain", -100006,
-                                                          "invalid logical operator:a XOR b")),
-            ("Code", GOOD | {"SerialNumber": "Q2"}, tavik.RangeFault, IndexError, None),
+    def test_every_way_in_which_a_run_can_end(self):
+        short, malformed = GOOD | {"SerialNumber": "Q2"}, "invalid logical operator:a XOR b"
+        missing = 'TavikRules version: the document has no "version"'
+        unversioned = kernel({"Send": LIBRARY["Send"]})
+        for opened, local, device, verdict, raised, reason in (
+            (self.kernel, rules("Send", "Code"), GOOD, "passed", None, None),
+            (self.kernel, rules("Send", "Code"), GOOD | {"SerialNumber": "C8PXXX2"}, "failed", None, None),
+            (self.kernel, None, GOOD, "none", None, ("no local rules", "there are no local rules", None)),
+            (self.kernel, {}, GOOD, "none", None, ("empty", "the document is empty", None)),
+            (self.kernel, rules(MPNRules={"MX": {}}), GOOD, "none", None, ("not assembled", "unknown MPN:MD101", None)),
+            (self.kernel, rules(), GOOD, "none", None, ("no rules", "the local rules have no rules for this device", None)),
+            (self.kernel, rules("Send", "Malformed"), GOOD, "none", tavik.Error, ("malformed expression", malformed, "Malformed")),
+            (self.kernel, rules("Send", "Code"), short, "none", tavik.RangeFault, ("fault", None, "Code")),
+            (unversioned, rules("Send"), GOOD, "none", tavik.ArgumentFault, ("fault", missing, None)),
         ):
-            local = rules("Send", name)
-            with self.subTest(name), self.assertRaises(also) as raised:
-                self.kernel.check(device, local, station={"before": 1})
-            error = raised.exception
-            self.assertIs(type(error), kind)
-            self.assertEqual(error.station, {"before": 1, "OnPass": "good", "OnFail": 5})
-            if told:
-                self.assertEqual((error.domain, error.code, error.text), told)
-        with self.assertRaises(tavik.ArgumentFault) as raised:
-            self.kernel.check(GOOD, {"GenericRules": {}})
-        self.assertIn('no "version"', str(raised.exception))
+            with self.subTest(reason or verdict):
+                result = opened.run(device, local, station={"before": 1})
+                self.assertEqual((result.verdict, result.passed, bool(result), result.checked),
+                                 (verdict, verdict == "passed", verdict == "passed", verdict != "none"))
+                ended = result.fault or (result.error if result.records is None else None)
+                self.assertIs(type(ended), raised or type(None))
+                if reason:
+                    text = reason[1] or str(result.fault)
+                    self.assertEqual(result.reason, (reason[0], text, reason[2]))
+                    self.assertEqual(str(result.reason), f'rule "{reason[2]}": {text}' if reason[2] else text)
+                    self.assertEqual(result.rule_records, [])
+                else:
+                    self.assertEqual([record["rule"] for record in result.rule_records], ["Send", "Code"])
+                    self.assertEqual(result.failures, [] if result else result.records[4:])
+                    self.assertIs(result.records, result.records)
+                prepared = opened.prepare(local)
+                self.assertEqual(answer(prepared.run(device, station={"before": 1})), answer(result))
+                self.assertEqual(prepared.rejection, reason[1] if reason and reason[0] in ("no local rules", "empty") else None)
+                for check in (lambda: opened.check(device, local, station={"before": 1}),
+                              lambda: prepared.check(device, station={"before": 1})):
+                    if not raised:
+                        self.assertEqual(answer(check()), answer(result))
+                        continue
+                    with self.assertRaises(raised) as caught:
+                        check()
+                    self.assertEqual((str(caught.exception), caught.exception.rule, caught.exception.station),
+                                     (str(ended), reason[2], result.station))
+                sent = verdict != "none" or bool(raised and reason[2])
+                self.assertEqual(result.station, {"before": 1} | ({"OnPass": "good", "OnFail": 5} if sent else {}))
+        self.assertTrue(issubclass(tavik.RangeFault, IndexError) and issubclass(tavik.ArgumentFault, ValueError))
 
     def test_many_devices_in_order_and_none_lost(self):
         prepared = self.kernel.prepare(rules("Model Number", "Colour", "Code", MPNRules={
@@ -126,7 +156,7 @@ class OutcomeTest(unittest.TestCase):
         for kind, text, devices, threads in (
             (TypeError, "devices[2]['a']: None is no value", [GOOD, GOOD, {"a": None}], None),
             (TypeError, "devices[1][1]['sfc']: None is no value", [GOOD, (GOOD, {"sfc": None})], None),
-            (TypeError, "devices[0]: is no pair", [(GOOD, SFC, {})], None),
+            (TypeError, "devices[0]: is not a pair", [(GOOD, SFC, {})], None),
             (TypeError, "not iterable", 5, None),
             (TypeError, "integer", [GOOD], "2"),
             (ValueError, "threads: ", [GOOD], 0),
@@ -134,14 +164,6 @@ class OutcomeTest(unittest.TestCase):
             with self.subTest(text), self.assertRaises(kind) as raised:
                 prepared.check_many(devices, threads)
             self.assertIn(text, str(raised.exception))
-
-    def test_a_result_keeps_what_it_gave(self):
-        result = self.kernel.check(GOOD | {"ModelNumber": "MX"}, rules("Model Number", "Code"))
-        self.assertIs(result.records, result.records)
-        self.assertEqual(result.failures, result.records[3:4])
-        self.assertEqual((bool(result), result.checked, result.error), (False, True, None))
-        self.assertFalse(self.kernel.check(GOOD, rules()).checked)
-        self.assertFalse(self.kernel.check(GOOD, None).checked)
 
 
 class Lines(Unsigned):
@@ -400,7 +422,7 @@ class MemoryTest(unittest.TestCase):
             prepared = opened.prepare(rules(*names))
             for outcome in prepared.check_many([(GOOD, SFC), GOOD | {"SerialNumber": "Q", "Text": "x" * 100}], 2):
                 if isinstance(outcome, tavik.Result):
-                    outcome.records, outcome.failures, outcome.station
+                    outcome.records, outcome.rule_records, outcome.failures, outcome.station, outcome.reason
         for call in (lambda: tavik.Dictionary({"a": [b"x" * 100, {"b": None}]}),
                      lambda: tavik.evaluate("a b c", 1), lambda: opened.check(GOOD, rules("Malformed")),
                      lambda: kernel(LIBRARY, tavik.Platform())):

@@ -1,6 +1,6 @@
-"""The module says of every device what the command and a program in C say: records, station, error and fault, kind for
-kind."""
+"""The module, the command and a program in C agree on every device: verdict, reason, records, station, error and fault."""
 
+import collections
 import json
 import os
 import random
@@ -43,8 +43,8 @@ class RecordsTest(FolderTest):
                 (expected,) = self.tavik("check", *DOCUMENTS, "--attributes", attributes, "--source",
                                          f"sfc={device}/sfc.json", "--source", f"gui={device}/gui.json", "--format",
                                          "json")
-                self.assertEqual(repr(answer(self.kernel.check(values, self.rules, sources))), repr(expected))
-                self.assertEqual(repr([*self.answers_in_c([(values, sources)])]), repr([expected]))
+                self.expect(answer(self.kernel.run(values, self.rules, sources)), expected)
+                self.expect(*self.answers_in_c([(values, sources)]), expected)
 
     def random_devices(self):
         """Devices of the example with attributes and sources missing, swapped and of other kinds."""
@@ -72,20 +72,29 @@ class RecordsTest(FolderTest):
                     for attributes, sources in devices), encoding="utf-8")
         expected = self.tavik("batch", *DOCUMENTS, "devices.jsonl")
         answers = self.answers_in_c(devices)
-        outcomes = self.kernel.prepare(self.rules).check_many(devices, threads=3)
-        seen = {"passed": 0, "failed": 0, "no verdict": 0, "Error": 0, "RangeFault": 0, "ArgumentFault": 0}
-        for index, (outcome, wanted, in_c) in enumerate(zip(outcomes, expected, answers, strict=True)):
-            found = answer(outcome)
-            self.assertEqual(repr(in_c), repr(found), f"device {index}: {devices[index]}")
-            del wanted["id"]
-            if "fault" in wanted:  # the command says which rule it was
-                self.assertTrue(wanted["fault"]["message"].endswith(": " + found["fault"]["message"]))
-                found["fault"]["message"] = wanted["fault"]["message"]
-            self.assertEqual(repr(found), repr(wanted), f"device {index}: {devices[index]}")
-            seen[self.kind(outcome)] += 1
-            if index % 10 == 0:
-                self.check_alone(devices[index], outcome)
-        self.assertTrue(all(seen.values()), seen)
+        prepared = self.kernel.prepare(self.rules)
+        outcomes = prepared.check_many(devices, threads=3)
+        seen = collections.Counter()
+        for device, outcome, wanted, in_c in zip(devices, outcomes, expected, answers, strict=True):
+            with self.subTest(device=device):
+                result = prepared.run(*device)
+                found = answer(result)
+                self.assertEqual(repr(in_c), repr(found))
+                del wanted["id"]
+                self.expect(found, wanted)
+                if isinstance(outcome, tavik.Result):
+                    self.assertEqual(repr(answer(outcome)), repr(found))
+                else:
+                    self.assertEqual((outcome.args, outcome.rule, outcome.station),
+                                     ((result.fault or result.error).args, result.reason.rule, result.station))
+                seen[type(outcome).__name__, result.verdict, result.reason and result.reason.kind] += 1
+        self.assertEqual(len(seen), 6, seen)
+
+    def expect(self, found, wanted):
+        """The command's JSON says in the message of a fault which rule it was."""
+        if found.get("fault") and found["reason"]["rule"]:
+            found["fault"]["message"] = f'rule "{found["reason"]["rule"]}": {found["fault"]["message"]}'
+        self.assertEqual(repr({key: found[key] for key in wanted}), repr(wanted))
 
     def answers_in_c(self, devices):
         """What a program in C is told, as `answer` shows it."""
@@ -94,27 +103,14 @@ class RecordsTest(FolderTest):
         for file, document in zip(files, (self.library, self.rules, described)):
             file.write_bytes(tavik.write_property_list(document, "binary"))
         subprocess.run([os.environ["CHECK_DEVICES"], *files], check=True)
-        kinds = {2: "range", 3: "invalid-argument"}
         for found in tavik.read_property_list_file(files[-1]):
-            shown = {"records": found.get("records"), "station": found["station"], "error": None}
-            if found["status"] == 1:
-                shown["error"] = {"domain": found["domain"], "code": found["code"], "description": found["text"]}
-            elif found["status"] != 0:
-                shown["fault"] = {"kind": kinds[found["status"]], "message": found["text"]}
-            yield shown
-
-    @staticmethod
-    def kind(outcome):
-        if not isinstance(outcome, tavik.Result):
-            return type(outcome).__name__
-        return "passed" if outcome else "failed" if outcome.checked else "no verdict"
-
-    def check_alone(self, device, expected):
-        try:
-            outcome = self.kernel.check(device[0], self.rules, device[1])
-        except (tavik.Error, tavik.Fault) as raised:
-            outcome = raised
-        self.assertEqual(repr(answer(outcome)), repr(answer(expected)))
+            error = {"domain": found["domain"], "code": found["code"], "description": found["text"]} if "code" in found else None
+            reason = {"kind": found["reason"], "rule": found["rule"] or None, "description": found["description"]}
+            shown = {"records": found.get("records"), "station": found["station"], "error": error}
+            if found["fault"]:
+                shown["fault"] = {"kind": {2: "range", 3: "invalid-argument"}[found["fault"]], "message": found["description"]}
+            verdict = {1: "passed", 2: "failed", 3: "none"}[found["verdict"]]
+            yield shown | {"verdict": verdict, "reason": reason if verdict == "none" else None}
 
     def test_lists_descriptions_decoders_and_expressions(self):
         with (STATION / "devices.jsonl").open(encoding="utf-8") as file:

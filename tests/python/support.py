@@ -96,15 +96,10 @@ def to_json(value):
     return value
 
 
-def answer(outcome):
-    """The object that the command prints for what came of a check."""
-    if isinstance(outcome, tavik.Result):
-        return {"records": outcome.records, "station": outcome.station, "error": shown(outcome.error)}
-    if isinstance(outcome, tavik.Fault):
-        return {"records": None, "station": outcome.station, "error": None,
-                "fault": {"kind": outcome.kind, "message": str(outcome)}}
-    return {"records": None, "station": outcome.station, "error": shown(outcome)}
-
-
-def shown(error):
-    return error and {"domain": error.domain, "code": error.code, "description": error.text}
+def answer(result):
+    """The object that the command prints for a run."""
+    reason = result.reason and {"kind": result.reason.kind, "rule": result.reason.rule, "description": result.reason.description}
+    found = {"records": result.records, "station": result.station, "error": result.error and {
+        "domain": result.error.domain, "code": result.error.code, "description": result.error.text}}
+    fault = {"fault": {"kind": result.fault.kind, "message": str(result.fault)}} if result.fault else {}
+    return found | fault | {"verdict": result.verdict, "reason": reason}

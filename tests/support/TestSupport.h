@@ -62,10 +62,11 @@ class TemporaryFile {
   std::string path_;
 };
 
-/// A kernel over a rule library written as text.
+/// A kernel over a rule library written as text; null if there is none.
 inline std::unique_ptr<ZRTTavikKernel> kernelWith(std::string_view library, std::shared_ptr<TestPlatform> platform) {
-  const TemporaryFile file(library);
-  return ZRTTavikKernel::init(file.path(), std::move(platform));
+  Reason why;
+  return ZRTTavikKernel::init({reinterpret_cast<const std::uint8_t*>(library.data()), library.size()},
+                              std::move(platform), why);
 }
 
 /// "rule: pass, ACTUAL, EXPECTED", with whatever else the record holds behind it.

@@ -28,7 +28,7 @@ using c::OwnedValue;
 using c::valueOf;
 
 // C cannot see which error there was before, nor whether there is one beside a fault, and its texts end at a NUL.
-std::string seenFromC(CheckOutcome outcome) {
+std::string seenFromC(CheckTrace outcome) {
   if (!outcome.fault.empty() || (outcome.error && outcome.error->code() == -1)) outcome.error.reset();
   if (outcome.error) {
     const std::string text(outcome.error->localizedDescription());
@@ -54,10 +54,10 @@ class BothKernels {
   [[nodiscard]] bool exists() const { return kernel_ != nullptr; }
 
   // Compares everything that a kernel does with one device; returns what its check left.
-  CheckOutcome compare(const Dictionary& device, const Dictionary* sources, bool hasStation) {
+  CheckTrace compare(const Dictionary& device, const Dictionary* sources, bool hasStation) {
     const OwnedValue deviceHandle = handleOf(device);
     const OwnedValue sourcesHandle = handleOrNull(sources);
-    CheckOutcome checked = outcomeOf(*platform_, hasStation, [&](Dictionary* station, std::optional<Error>& error) {
+    CheckTrace checked = traceOf(*platform_, hasStation, [&](Dictionary* station, std::optional<Error>& error) {
       return kernel_->check(device, local(), sources, station, error);
     });
     const std::string text = seenFromC(checked);
@@ -79,7 +79,7 @@ class BothKernels {
       const std::string expression(*definition->findString("predicate"));
       const Value* expected = definition->find("value");
       SCOPED_TRACE(expression);
-      CheckOutcome plain = outcomeOf(*platform_, false, [&](Dictionary*, std::optional<Error>& error) {
+      CheckTrace plain = traceOf(*platform_, false, [&](Dictionary*, std::optional<Error>& error) {
         std::optional<Array> record;
         const auto tree = AbstractTreeNode::parsePredicateString(expression.c_str(), *kernel_, error);
         if (tree != nullptr) record = Array::of(*tree->process(&attribute, expected, nullptr));
@@ -103,7 +103,7 @@ class BothKernels {
   // What a check through C leaves. `check`: of station, records and error.
   template <class Check>
   std::string fromC(bool hasStation, Check check) {
-    CheckOutcome outcome;
+    CheckTrace outcome;
     OwnedValue station;
     OwnedValue records;
     OwnedError error;

@@ -22,7 +22,7 @@ struct Host {
   [[nodiscard]] const Dictionary* local() const { return rules ? &*rules : nullptr; }
 
   // Compares, and returns what the check left.
-  CheckOutcome compare(const Dictionary& device, const Dictionary* sources = nullptr, bool hasStation = true) const {
+  CheckTrace compare(const Dictionary& device, const Dictionary* sources = nullptr, bool hasStation = true) const {
     auto [checked, other] = checkBothWays(*kernel, *prepared, *platform, device, local(), sources, hasStation);
     EXPECT_EQ(checked.text(), other.text());
     return std::move(checked);
@@ -62,7 +62,7 @@ TEST(PreparedRulesTest, RandomDocuments) {
     if (host.kernel == nullptr) continue;
     for (int round = 0; round < 2; ++round) {
       for (const Dictionary& device : made.devices) {
-        const CheckOutcome outcome = host.compare(device, made.sources ? &*made.sources : nullptr, round == 0);
+        const CheckTrace outcome = host.compare(device, made.sources ? &*made.sources : nullptr, round == 0);
         ruleRecords += outcome.records && outcome.records->size() > 4 ? outcome.records->size() - 3 : 0;
         if (!outcome.fault.empty()) ++faults;
         if (outcome.error && outcome.error->code() != -1) ++errors;
@@ -111,7 +111,7 @@ TEST(PreparedRulesTest, WhatCannotBeChecked) {
     SCOPED_TRACE(c.why);
     const Host host(c.library, c.rules == nullptr ? std::nullopt : std::optional(parsedDictionary(c.rules)));
     for (int round = 0; round < 3; ++round) {
-      const CheckOutcome outcome = host.compare({{"ModelNumber", "M"}, {"RegionInfo", "R"}, {"a", "xyz"}});
+      const CheckTrace outcome = host.compare({{"ModelNumber", "M"}, {"RegionInfo", "R"}, {"a", "xyz"}});
       EXPECT_THAT(outcome.text(), testing::HasSubstr(c.leaves));
     }
   }
@@ -130,7 +130,7 @@ TEST(PreparedRulesTest, OutlivesItsKernelAndDocuments) {
   const std::unique_ptr<const PreparedRules> unused = host->kernel->prepare(host->local());
   host.reset();
   for (const PreparedRules* rules : {prepared.get(), unused.get()}) {
-    EXPECT_EQ(checked, outcomeOf(*platform, true, [&](Dictionary* station, std::optional<Error>& error) {
+    EXPECT_EQ(checked, traceOf(*platform, true, [&](Dictionary* station, std::optional<Error>& error) {
                          return rules->check(device, nullptr, station, error);
                        }).text());
   }

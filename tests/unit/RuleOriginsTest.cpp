@@ -2,6 +2,8 @@
 
 #include <tavik/RuleOrigins.h>
 
+#include <algorithm>
+#include <map>
 #include <random>
 
 #include "support/TestSupport.h"
@@ -151,6 +153,50 @@ std::vector<std::string> inOrder(const Dictionary& rules) {
   std::vector<std::string> lines;
   for (const auto [name, rule] : rules) lines.push_back(std::string(name) + " " + description(&rule));
   return lines;
+}
+
+// Who names what, as the layers say it: "NAME: LAYER=VALUE < LAYER", sorted. A name in layers before that of its set
+// stands for the set.
+std::vector<std::string> linesOf(std::span<const LocalLayer> layers) {
+  std::map<std::string, std::string> open;
+  std::vector<std::string> lines;
+  for (const LocalLayer& layer : layers) {
+    if (const auto set = open.find(std::string(layer.set)); layer.layer == LocalEntry::Layer::kSet) {
+      EXPECT_NE(set, open.end());
+      lines.push_back(set->first + set->second);
+      open.erase(set);
+    }
+    std::size_t size = 0;
+    for (auto item = layer.first; item != layer.last; ++item, ++size) {
+      std::string& line = open[std::string((*item).key)];
+      line += (line.empty() ? ": " : " < ") + layerOf({layer.layer, layer.set, &item.value()});
+    }
+    EXPECT_EQ(size, layer.size);
+  }
+  for (const auto& [name, line] : open) lines.push_back(name + line);
+  std::ranges::sort(lines);
+  return lines;
+}
+
+TEST(RuleOrigins, VisitsTheLayersThatRulesComeFrom) {
+  std::size_t compared = 0;
+  for (unsigned seed = 0; seed < 400; ++seed) {
+    SCOPED_TRACE(seed);
+    const RuleOrigins origins({}, RandomDocuments(seed).rules());
+    origins.forEachKind([&](const DeviceKind& kind, std::span<const LocalLayer> layers) {
+      const std::vector<std::string> lines = linesOf(layers);  // whatever is missing
+      std::optional<Error> error;
+      const auto device = origins.of(kind.partNumber, kind.region, error);
+      if (!device) return;
+      std::vector<std::string> expected;
+      for (const RuleOrigin& rule : device->rules) expected.push_back(lineOfOrigin(rule));
+      for (const RuleSetOrigin& set : device->sets) expected.push_back(lineOfOrigin(set));
+      std::ranges::sort(expected);
+      EXPECT_EQ(lines, expected);
+      ++compared;
+    });
+  }
+  EXPECT_GT(compared, 400U);
 }
 
 TEST(RuleOrigins, AgreesWithTheRulesOfACheck) {

@@ -1,12 +1,13 @@
-"""What the module raises beside TypeError, OverflowError, OSError and MemoryError."""
+"""What the module raises in addition to TypeError, OverflowError, OSError and MemoryError."""
 
 from __future__ import annotations
 
 
 class Error(Exception):
-    """Why a rule document could not be used.
+    """Why a rule document cannot be used.
 
-    domain, code: which error; text: a sentence for people; station: the station dictionary as the run left it.
+    domain, code: which error; text: the same in words; rule: the name of the rule whose expression is malformed, or None;
+    station: the station dictionary as the run left it.
 
     >>> try:
     ...     evaluate("hasPrefix XOR hasSuffix", "ABC", "A")
@@ -20,6 +21,7 @@ class Error(Exception):
         self.domain = domain
         self.code = code
         self.text = text
+        self.rule: str | None = None
         self.station: dict[str, object] = {}
 
     def __str__(self) -> str:
@@ -27,9 +29,10 @@ class Error(Exception):
 
 
 class Fault(Exception):
-    """What a host or rule author must not do, found out in a run, which it ends.
+    """A mistake of a host or rule author that ends the run in which it is found.
 
-    kind: "range" or "invalid-argument"; station: the station dictionary as the run left it.
+    kind: "range" or "invalid-argument"; rule: the name of the rule that ended the run, or None; station: the station
+    dictionary as the run left it.
 
     >>> try:
     ...     evaluate("MPNCCCCheck", "Q2", "KQ2")
@@ -42,11 +45,12 @@ class Fault(Exception):
 
     def __init__(self, text: str) -> None:
         super().__init__(text)
+        self.rule: str | None = None
         self.station: dict[str, object] = {}
 
 
 class RangeFault(Fault, IndexError):
-    """A fault: an index or a piece of a text beyond its end.
+    """A fault: an index or a range of characters beyond the end.
 
     >>> issubclass(RangeFault, Fault) and issubclass(RangeFault, IndexError)
     True
@@ -66,7 +70,7 @@ class ArgumentFault(Fault, ValueError):
 
 
 class DocumentError(ValueError):
-    """A property list, rule document or key that cannot be read; the text says where and why.
+    """A property list, rule document or key is malformed; the text says where and why.
 
     >>> read_property_list(b"{ a = 1 }")
     Traceback (most recent call last):
@@ -75,7 +79,7 @@ class DocumentError(ValueError):
 
 
 class UntrustedError(DocumentError):
-    """A document whose signature does not hold; a Platform raises it to refuse one.
+    """A document is not trusted. A Platform raises it to reject one.
 
     >>> verify({"version": "12"}, public_key)
     Traceback (most recent call last):

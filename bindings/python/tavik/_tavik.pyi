@@ -5,6 +5,7 @@ from typing import Any, ClassVar, Literal, Optional, Union
 
 from ._errors import Error, Fault
 from ._platform import Platform
+from ._reason import Reason
 
 # What is taken; what is given back is str, int, float, bool, bytes, datetime in UTC, list and dict.
 _Value = Union[
@@ -27,20 +28,33 @@ class Dictionary(Mapping[str, Any]):
 
 class Result:
     @property
+    def verdict(self) -> Literal["passed", "failed", "none"]: ...
+    @property
+    def reason(self) -> Optional[Reason]: ...
+    @property
     def passed(self) -> bool: ...
     @property
     def checked(self) -> bool: ...
     @property
-    def records(self) -> list[dict[str, Any]]: ...
+    def records(self) -> Optional[list[dict[str, Any]]]: ...
+    @property
+    def rule_records(self) -> list[dict[str, Any]]: ...
     @property
     def failures(self) -> list[dict[str, Any]]: ...
     @property
     def station(self) -> dict[str, Any]: ...
     @property
     def error(self) -> Optional[Error]: ...
+    @property
+    def fault(self) -> Optional[Fault]: ...
     def __bool__(self) -> bool: ...
 
 class PreparedRules:
+    @property
+    def rejection(self) -> Optional[str]: ...
+    def run(
+        self, attributes: _Entries, sources: Optional[_Entries] = None, station: Optional[_Entries] = None
+    ) -> Result: ...
     def check(
         self, attributes: _Entries, sources: Optional[_Entries] = None, station: Optional[_Entries] = None
     ) -> Result: ...
@@ -53,16 +67,17 @@ class PreparedRules:
 class Kernel:
     def __init__(
         self,
-        library: Union[_Path, _Entries],
+        library: Union[str, PathLike[str], PathLike[bytes], _Bytes, _Entries],
         public_key: Optional[_Path] = None,
         *,
         platform: Optional[Platform] = None,
     ) -> None: ...
+    def run(
+        self, attributes: _Entries, rules: Optional[_Entries], sources: Optional[_Entries] = None,
+        station: Optional[_Entries] = None,
+    ) -> Result: ...
     def check(
-        self,
-        attributes: _Entries,
-        rules: Optional[_Entries],
-        sources: Optional[_Entries] = None,
+        self, attributes: _Entries, rules: Optional[_Entries], sources: Optional[_Entries] = None,
         station: Optional[_Entries] = None,
     ) -> Result: ...
     def prepare(self, rules: Optional[_Entries]) -> PreparedRules: ...

@@ -8,6 +8,7 @@
 #include <string_view>
 #include <utility>
 
+#include "check/Outcome.h"
 #include "text/Text.h"
 
 namespace tavik::tool {
@@ -62,8 +63,7 @@ Value idOf(const Line& line, const std::optional<Value>& content) {
 DeviceResult DeviceChecker::check(const Line& line) const {
   std::string error;
   const std::optional<Value> content = line.tooLong ? std::nullopt : readJson(line.text, error, line.number);
-  DeviceResult result{
-      .id = idOf(line, content), .status = ExitStatus::kUnusable, .inputError = {}, .outcome = {}, .attributes = {}};
+  DeviceResult result{.id = idOf(line, content)};
   if (content) error = whyUnusable(*content);
   if (line.tooLong) error = fmt::format("is longer than {} MiB", kLongestLine >> 20U);
   if (!error.empty()) {
@@ -72,8 +72,8 @@ DeviceResult DeviceChecker::check(const Line& line) const {
     return result;
   }
   result.attributes = memberOf(*content, kAttributes);
-  result.outcome = runCheck(rules_, result.attributes, memberOf(*content, kSources));
-  result.status = statusOf(result.outcome);
+  result.sources = memberOf(*content, kSources);
+  result.outcome = runCheck(rules_, result.attributes, result.sources);
   return result;
 }
 

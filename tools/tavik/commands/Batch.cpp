@@ -8,6 +8,8 @@
 #include <exception>
 #include <memory>
 #include <mutex>
+#include <optional>
+#include <string>
 #include <system_error>
 #include <thread>
 #include <utility>
@@ -17,10 +19,12 @@
 #include "commands/Command.h"
 #include "commands/CommonOptions.h"
 #include "io/ArgumentName.h"
+#include "io/Bytes.h"
 #include "io/FileDescriptor.h"
 #include "io/Inputs.h"
 #include "io/LineReader.h"
 #include "io/OrderedOutput.h"
+#include "io/Output.h"
 #include "io/Progress.h"
 #include "io/StandardError.h"
 #include "io/StandardOutput.h"
@@ -52,20 +56,25 @@ Formats:
          pass. Devices beyond 10,000 of a kind, or 16 MiB of them, are counted only. It tells the time it was made at;
          SOURCE_DATE_EPOCH sets another
 
+--summary writes one JSON object when the whole input has been checked: {"devices": N, "passed": N, "failed": N,
+"input_errors": N, "faults": N, "no_verdict": N, "rules": [{"rule": "...", "devices": N}, ...], "part_numbers":
+[{"part_number": "...", and the same counts and rules}, ...]}. "failed" counts every device that did not pass, for
+whatever reason. "rules" has the rules that failed and those that ended a check, most devices first. Beyond 100,000
+counters, the last part numbers by name are counted together as (others).
+
 Examples:
   tavik batch --library rules.signed --rules product.signed devices.jsonl > results.jsonl
+  tavik batch --library rules.signed --rules product.signed --summary counts.json devices.jsonl > results.jsonl
   tavik batch --library rules.signed --rules product.signed -j 1 --format table < devices.jsonl
   tavik batch --library rules.signed --rules product.signed --format html devices.jsonl > shift.html
 
 Exit status: 0 every device passed, 1 some device did not, for whatever reason, 2 the command or an input is at fault, or
 the run was ended early, 4 a document is not trusted, empty or malformed and no device was checked.)";
 
-struct BatchOptions {
-  std::string library;
-  std::string rules;
+struct BatchOptions : RuleOptions {
   std::string input = "-";
+  std::optional<std::string> summary;
   std::size_t threads = std::clamp<std::size_t>(std::thread::hardware_concurrency(), 1, kMostThreads);
-  PlatformOptions platform;
   std::string format;
 };
 
@@ -84,12 +93,15 @@ void refuseMalformed(const std::string& name, const Dictionary& rules, const ZRT
 /// The threads of a run and what they share.
 class Batch {
  public:
-  Batch(const PreparedRules& rules, std::size_t threads, LineReader& input, StopRequest& stop, ResultWriter& writer)
+  /// byPartNumber: counts the devices too, unless it is null.
+  Batch(const PreparedRules& rules, std::size_t threads, LineReader& input, StopRequest& stop, ResultWriter& writer,
+        TallyByPartNumber* byPartNumber)
       : rules_(rules),
         threads_(threads),
         input_(input),
         stop_(stop),
         writer_(writer),
+        byPartNumber_(byPartNumber),
         progress_(input.size()),
         output_(kWindowPerThread * threads, progress_) {}
 
@@ -107,7 +119,8 @@ class Batch {
 
   void work() noexcept;
   Piece take();
-  [[nodiscard]] Finished check(Piece piece, DeviceChecker& checker, Tally& tally) const;
+  [[nodiscard]] Finished check(Piece piece, DeviceChecker& checker, Tally& tally);
+  void count(const DeviceResult& result, Tally& tally);
   void add(const Tally& tally);
   void fail(std::exception_ptr why);
 
@@ -116,6 +129,7 @@ class Batch {
   LineReader& input_;
   StopRequest& stop_;
   ResultWriter& writer_;
+  TallyByPartNumber* byPartNumber_;
   Progress progress_;
   OrderedOutput output_;
   std::mutex inputMutex_;  // held while a thread waits for input
@@ -160,15 +174,22 @@ Batch::Piece Batch::take() {
   return {taken_++, std::move(lines), input_.position()};
 }
 
-Finished Batch::check(Piece piece, DeviceChecker& checker, Tally& tally) const {
+Finished Batch::check(Piece piece, DeviceChecker& checker, Tally& tally) {
   Finished finished{.lines = {}, .devices = piece.lines.size(), .failed = 0, .position = piece.position};
   for (Line& line : piece.lines) {
     const DeviceResult result = checker.check(line);
-    tally.add(result);
+    count(result, tally);
     if (!result.passed()) ++finished.failed;
     writer_.add(finished.lines, line.number, result);
   }
   return finished;
+}
+
+void Batch::count(const DeviceResult& result, Tally& tally) {
+  tally.add(result);
+  if (byPartNumber_ == nullptr) return;
+  const std::lock_guard lock(resultMutex_);
+  byPartNumber_->add(result);
 }
 
 void Batch::add(const Tally& tally) {
@@ -184,29 +205,32 @@ void Batch::fail(std::exception_ptr why) {
   if (!failure_) failure_ = std::move(why);
 }
 
+void writeSummary(const std::string& path, const Tally& all, const TallyByPartNumber& byPartNumber) {
+  const std::string text = summaryJson(all, byPartNumber);
+  writeOutput("--summary", path, bytesOf(text));
+}
+
 ExitStatus runBatch(const BatchOptions& options) {
+  if (options.summary == "-") throw Unusable("--summary: standard output is for the results");
   const auto platform = std::make_shared<HostPlatform>(options.platform);
   warnWhenUnsigned("batch", options.platform);
-  const std::string libraryName = nameOf("--library", options.library);
-  const std::string rulesName = nameOf("--rules", options.rules);
   Inputs inputs;
-  const Dictionary library = inputs.dictionary("--library", options.library);
-  const Dictionary rules = inputs.dictionary("--rules", options.rules);
-  const Dictionary libraryContent = trustedContent(libraryName, library, *platform);
-  const Dictionary content = trustedContent(rulesName, rules, *platform);
-  const std::unique_ptr<ZRTTavikKernel> kernel = openKernel(libraryName, library, platform);
-  refuseMalformed(rulesName, content, *kernel);
-  const std::unique_ptr<const PreparedRules> prepared = kernel->prepare(&rules);
+  const auto kernel = readLibrary(inputs, "--library", options.library, platform);
+  const auto rules = readLocalRules(inputs, "--rules", options.rules, *kernel);
+  refuseMalformed(nameOf("--rules", options.rules), rules->localRules(), *kernel);
 
   FileDescriptor file = inputs.open("", options.input);
   StopRequest stop;
   LineReader input(nameOf("", options.input), std::move(file), stop);
-  const auto writer = makeResultWriter(options.format, {libraryContent, content});
+  const auto writer = makeResultWriter(options.format, {kernel->library(), rules->localRules()});
   writeStandardOutput(writer->begin());
-  const Tally tally = Batch(*prepared, options.threads, input, stop, *writer).run();
+  TallyByPartNumber byPartNumber;
+  TallyByPartNumber* const counted = options.summary ? &byPartNumber : nullptr;
+  const Tally tally = Batch(*rules, options.threads, input, stop, *writer, counted).run();
   writeStandardOutput(writer->end({tally, input.whyEnded().value_or("")}));
   writeStandardError(tally.summary());
   input.checkEnd();
+  if (options.summary) writeSummary(*options.summary, tally, byPartNumber);
   platform->checkLog();
   return tally.failed() == 0 ? ExitStatus::kPassed : ExitStatus::kFailed;
 }
@@ -215,14 +239,15 @@ ExitStatus runBatch(const BatchOptions& options) {
 
 Run defineBatch(CLI::App& app) {
   const auto options = std::make_shared<BatchOptions>();
-  addText(app, "--library", options->library, "FILE", "The signed rule library")->required();
-  addText(app, "--rules", options->rules, "FILE", "The signed local rules of the product")->required();
+  addRules(app, *options);
   addText(app, "INPUT", options->input, "",
           "The devices, one JSON object a line; \"-\", the default, is standard input");
   app.add_option("-j", options->threads, "Threads to check with, by default one for each processor")
       ->type_name("N")
       ->check(CLI::Range(std::size_t{1}, kMostThreads).description(""))
       ->multi_option_policy(CLI::MultiOptionPolicy::Throw);
+  addText(app, "--summary", options->summary, "FILE",
+          "Write the counts of passed and failed devices, by part number and rule, to FILE (JSON)");
   addPlatform(app, options->platform);
   addFormat(app, options->format, {"json", "table", "junit", "html", "plist"});
   app.footer(kFooter);

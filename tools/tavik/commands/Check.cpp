@@ -6,7 +6,7 @@
 #include <memory>
 #include <utility>
 
-#include "check/CheckRun.h"
+#include "check/Outcome.h"
 #include "commands/Command.h"
 #include "commands/CommonOptions.h"
 #include "io/ArgumentName.h"
@@ -30,7 +30,10 @@ A passing rule that hides its result is counted but not listed by "table"; the o
 Formats:
   table  for the terminal
   json   {"records": [{"rule", "result", "actual", "expected", ...}, ...] or null, "station": {...}, "error": null or
-         {"domain", "code", "description"}}, and "fault": {"kind", "message"} after a fault
+         {"domain", "code", "description"}, "verdict": "passed", "failed" or "none", "reason": null or {"kind", "rule",
+         "description"}}, with "fault": {"kind", "message"} after "error" if a fault ended the run. Without a verdict,
+         "reason" says why: its "kind" is "no local rules", "not trusted", "empty", "not assembled", "no rules",
+         "malformed expression" or "fault", and its "rule" is null or the rule that ended the run
   plist  the same as an XML property list; what is null there is left out
   junit  JUnit XML for CI servers: a test case for each rule; a fault and a run without a verdict are errors
   html   a page for people, with nothing outside it: what failed, what was expected, what to do. It tells the time it was
@@ -44,13 +47,10 @@ Examples:
 Exit status: 0 every rule passed, 1 a rule failed, 2 the command or an input is at fault, 3 a fault ended the run,
 4 no verdict: a document is not trusted, empty or malformed, or the device's rules could not be assembled.)";
 
-struct CheckOptions {
-  std::string library;
-  std::string rules;
+struct CheckOptions : RuleOptions {
   std::string attributes;
   std::vector<std::string> sources;
   std::optional<std::string> station;
-  PlatformOptions platform;
   std::string format;
 };
 
@@ -67,29 +67,19 @@ Value nameOfDevice(const Dictionary& attributes) {
   return serialNumber == nullptr ? Value("without a serial number") : *serialNumber;
 }
 
-std::string outcomeText(const DeviceResult& result, const Dictionary& library, const std::string& format) {
+std::string outcomeText(const DeviceResult& result, const TrustedContents& documents, const std::string& format) {
   if (format == "junit") return junitReport(result);
-  if (format == "html") return htmlReport(result, library);
+  if (format == "html") return htmlReport(result, documents);
   if (format == "plist") return plistReport(result);
   if (format == "table") return checkTable(result.outcome, Screen::standardOutput());
-  std::string text = "{";
-  appendOutcome(text, result.outcome);
-  return text + "}\n";
+  return objectLine(entriesOf(result.outcome));
 }
 
-/// The definitions of the rules, which the kernel has taken already.
-Dictionary contentOf(const Dictionary& library, const HostPlatform& platform) {
-  std::optional<std::string> error;
-  const auto content =
-      platform.validatedPropertyListFromSignedDictionary(library, ZRTTavikKernel::kPublicKeyPath, error);
-  return content && content->ifDictionary() != nullptr ? *content->ifDictionary() : Dictionary();
-}
-
-void explain(const CheckOutcome& outcome, const CheckOptions& options, ExitStatus status) {
-  if (status != ExitStatus::kFault && status != ExitStatus::kNoVerdict) return;
-  // A record that stands for a whole run is about the local rules; what ended at a rule names it.
+void explain(const CheckOutcome& outcome, const CheckOptions& options) {
+  if (!outcome.reason) return;
+  // If there are records, the local rules as a whole are to blame; what ended at a rule names it.
   const std::string about = outcome.records ? nameOf("--rules", options.rules) + ": " : "";
-  printToStandardError("check", about + (outcome.fault ? "fault: " : "") + whyNoVerdict(outcome));
+  printToStandardError("check", about + (outcome.fault ? "fault: " : "") + outcome.reason->text());
 }
 
 ExitStatus runCheckCommand(const CheckOptions& options) {
@@ -103,28 +93,24 @@ ExitStatus runCheckCommand(const CheckOptions& options) {
   const Dictionary sources = readSources(inputs, options.sources);
   const std::unique_ptr<ZRTTavikKernel> kernel = openKernel(nameOf("--library", options.library), library, platform);
 
-  CheckOutcome outcome = runCheck(*kernel->prepare(&rules), attributes, sources);
-  platform->checkLog();
-  if (options.station) writeStation(*options.station, outcome.station);
-  const ExitStatus status = statusOf(outcome);
-  explain(outcome, options, status);
+  const std::unique_ptr<const PreparedRules> prepared = kernel->prepare(&rules);
   const DeviceResult result{.id = nameOfDevice(attributes),
-                            .status = status,
-                            .inputError = {},
-                            .outcome = std::move(outcome),
-                            .attributes = attributes};
-  const Dictionary definitions = options.format == "html" ? contentOf(library, *platform) : Dictionary();
-  writeStandardOutput(outcomeText(result, definitions, options.format));
-  return status;
+                            .outcome = runCheck(*prepared, attributes, sources),
+                            .attributes = attributes,
+                            .sources = sources};
+  platform->checkLog();
+  if (options.station) writeStation(*options.station, result.outcome.station);
+  explain(result.outcome, options);
+  writeStandardOutput(outcomeText(result, {kernel->library(), prepared->localRules()}, options.format));
+  return result.status();
 }
 
 }  // namespace
 
 Run defineCheck(CLI::App& app) {
   const auto options = std::make_shared<CheckOptions>();
-  addText(app, "--library", options->library, "FILE", "The signed rule library")->required();
-  addText(app, "--rules", options->rules, "FILE", "The signed local rules of the product")->required();
-  addText(app, "--attributes", options->attributes, "FILE", "The device's attributes, a dictionary")->required();
+  addRules(app, *options);
+  addAttributes(app, options->attributes);
   addSources(app, options->sources);
   addText(app, "--station", options->station, "FILE",
           "Write the station dictionary, as the run leaves it, to FILE (an XML property list)");

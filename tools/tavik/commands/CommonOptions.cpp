@@ -26,6 +26,15 @@ void addFormat(CLI::App& app, std::string& format, const std::vector<std::string
   addChoice(app, "--format", format, "FORMAT", "How to print the answer", formats)->default_str(format);
 }
 
+void addRules(CLI::App& app, RuleOptions& options) {
+  addText(app, "--library", options.library, "FILE", "The signed rule library")->required();
+  addText(app, "--rules", options.rules, "FILE", "The signed local rules of the product")->required();
+}
+
+void addAttributes(CLI::App& app, std::string& attributes) {
+  addText(app, "--attributes", attributes, "FILE", "The device's attributes, a dictionary")->required();
+}
+
 void addSources(CLI::App& app, std::vector<std::string>& sources) {
   app.add_option("--source", sources, "What the source NAME holds for the device, a dictionary; repeatable")
       ->type_name("NAME=FILE")

@@ -36,6 +36,18 @@ std::vector<std::string> choicesOf(CLI::Option& option);
 /// "--format", with the first of `formats` as the default.
 void addFormat(CLI::App& app, std::string& format, const std::vector<std::string>& formats);
 
+/// The signed rule documents of a command, and what they are trusted by.
+struct RuleOptions {
+  std::string library;
+  std::string rules;
+  PlatformOptions platform;
+};
+/// "--library" and "--rules", both required.
+void addRules(CLI::App& app, RuleOptions& options);
+
+/// "--attributes", required.
+void addAttributes(CLI::App& app, std::string& attributes);
+
 /// "--source NAME=FILE", repeatable.
 void addSources(CLI::App& app, std::vector<std::string>& sources);
 /// What such arguments name: a dictionary for each source.

@@ -6,7 +6,7 @@
 #include <algorithm>
 #include <memory>
 
-#include "check/Fault.h"
+#include "check/Outcome.h"
 #include "commands/Command.h"
 #include "commands/CommonOptions.h"
 #include "io/Inputs.h"
@@ -38,19 +38,19 @@ Dictionary describeNandSize(const Value* attribute, const Value* expected) {
   return ZRTTavikKernel::nandSizeCheckDescription(*attributes, expected);
 }
 
-struct DescriptionKind {
+struct Builder {
   std::string_view name;
   Dictionary (*describe)(const Value* attribute, const Value* expected);
 };
 
-constexpr DescriptionKind kKinds[] = {
+constexpr Builder kBuilders[] = {
     {"value-in-list", ZRTTavikKernel::valueInListDescription},
     {"nand-size", describeNandSize},
     {"nvram-white-list", ZRTTavikKernel::nvramWhiteListDescription},
 };
 
 struct DescribeOptions {
-  std::string kind;
+  std::string builder;
   std::string attribute;
   std::string value;
   std::string format;
@@ -64,22 +64,18 @@ std::string descriptionText(const Dictionary& description, const std::string& fo
 }
 
 ExitStatus refuse(const DescribeOptions& options, const Fault& fault) {
-  printToStandardError("describe", options.kind + ": fault: " + fault.message);
-  if (options.format == "json") {
-    std::string json = "{\"fault\": ";
-    appendFault(json, fault);
-    writeStandardOutput(json + "}\n");
-  }
+  printToStandardError("describe", options.builder + ": fault: " + fault.message);
+  if (options.format == "json") writeStandardOutput(objectLine({{"fault", valueOf(fault)}}));
   return ExitStatus::kFault;
 }
 
 ExitStatus runDescribe(const DescribeOptions& options) {
-  const auto* const kind = std::ranges::find(kKinds, options.kind, &DescriptionKind::name);
+  const auto* const builder = std::ranges::find(kBuilders, options.builder, &Builder::name);
   Inputs inputs;
   const Value attribute = inputs.inPlace("--attribute", options.attribute);
   const Value value = inputs.inPlace("--value", options.value);
   Dictionary description;
-  const std::optional<Fault> fault = faultOf([&] { description = kind->describe(&attribute, &value); });
+  const std::optional<Fault> fault = faultOf([&] { description = builder->describe(&attribute, &value); });
   if (fault) return refuse(options, *fault);
   writeStandardOutput(descriptionText(description, options.format));
   return ExitStatus::kPassed;
@@ -90,8 +86,8 @@ ExitStatus runDescribe(const DescribeOptions& options) {
 Run defineDescribe(CLI::App& app) {
   const auto options = std::make_shared<DescribeOptions>();
   std::vector<std::string> names;
-  for (const DescriptionKind& kind : kKinds) names.emplace_back(kind.name);
-  addChoice(app, "KIND", options->kind, "", "Whose texts", names)->required();
+  for (const Builder& builder : kBuilders) names.emplace_back(builder.name);
+  addChoice(app, "KIND", options->builder, "", "Whose texts", names)->required();
   addText(app, "--attribute", options->attribute, "V", "The device's value")->required();
   addText(app, "--value", options->value, "V", "The expected value")->required();
   addFormat(app, options->format, {"table", "json"});

@@ -58,51 +58,34 @@ struct DiffOptions {
   std::string format;
 };
 
-/// A rule document as it was read, and what it says.
-struct Document {
-  std::string name;
-  Dictionary file;
-  Dictionary content;
-};
-
-Document readDocument(Inputs& inputs, std::string_view argument, const std::string& path,
-                      const HostPlatform& platform) {
-  Document document{.name = nameOf(argument, path), .file = inputs.dictionary(argument, path), .content = {}};
-  document.content = trustedContent(document.name, document.file, platform);
-  return document;
-}
-
 /// A rule library holds definitions where local rules hold layers.
-void refuseLibrary(const Document& rules) {
+void refuseLibrary(const std::string& name, const Dictionary& rules) {
   for (const std::string_view layer : {"MPNRules", "GenericRules", "RuleSets"}) {
-    if (rules.content.contains(layer)) return;
+    if (rules.contains(layer)) return;
   }
-  const bool defines = std::ranges::any_of(rules.content, [](const Dictionary::Item& item) {
+  const bool defines = std::ranges::any_of(rules, [](const Dictionary::Item& item) {
     return item.value.ifDictionary() != nullptr && item.value.ifDictionary()->contains("attribute");
   });
   if (defines) {
-    throw Unusable(rules.name +
+    throw Unusable(name +
                    ": is a rule library; to compare two, give the local rules twice, and --library for each of them");
   }
 }
 
 /// The local rules and the library, as they were or as they are.
 struct Side {
-  Document rules;
-  std::optional<Document> library;
+  std::shared_ptr<const ZRTTavikKernel> kernel = nullptr;   ///< null without a library
+  std::shared_ptr<const PreparedRules> prepared = nullptr;  ///< likewise
+  Dictionary rules = {};
 
-  [[nodiscard]] RuleOrigins origins() const { return {library ? library->content : Dictionary(), rules.content}; }
-  [[nodiscard]] std::unique_ptr<const PreparedRules> prepare(
-      const std::shared_ptr<const HostPlatform>& platform) const {
-    return openKernel(library->name, library->file, platform)->prepare(&rules.file);
-  }
+  [[nodiscard]] RuleOrigins origins() const { return {kernel ? kernel->library() : Dictionary(), rules}; }
 };
 
 Dictionary versionsOf(const Side& before, const Side& after) {
-  Dictionary versions{{"old", *before.rules.content.find("version")}, {"new", *after.rules.content.find("version")}};
-  if (before.library) {
-    versions.set("old_library", *before.library->content.find("version"));
-    versions.set("new_library", *after.library->content.find("version"));
+  Dictionary versions{{"old", *before.rules.find("version")}, {"new", *after.rules.find("version")}};
+  if (before.kernel) {
+    versions.set("old_library", *before.kernel->library().find("version"));
+    versions.set("new_library", *after.kernel->library().find("version"));
   }
   return versions;
 }
@@ -130,19 +113,25 @@ class DiffRun {
   [[nodiscard]] bool asJson() const { return options_.format == "json"; }
 
   Side readSide(const std::string& path, std::size_t number) {
-    Side side{.rules = readDocument(inputs_, "", path, *platform_), .library = {}};
-    refuseLibrary(side.rules);
-    if (options_.libraries.empty()) return side;
-    const std::string& library = options_.libraries[std::min(number, options_.libraries.size() - 1)];
-    if (!library_ || options_.libraries.size() > 1) {
-      library_ = readDocument(inputs_, "--library", library, *platform_);
+    const std::string name = nameOf("", path);
+    Side side;
+    if (options_.libraries.empty()) {
+      side.rules = validatedContent(name, inputs_.dictionary("", path), *platform_);
+      requireVersion(name, side.rules);
+    } else {
+      if (number < options_.libraries.size()) {
+        kernel_ = readLibrary(inputs_, "--library", options_.libraries[number], platform_);
+      }
+      side.kernel = kernel_;
+      side.prepared = readLocalRules(inputs_, "", path, *kernel_);
+      side.rules = side.prepared->localRules();
     }
-    side.library = library_;
+    refuseLibrary(name, side.rules);
     return side;
   }
 
   void checkDevices(const Side& before, const Side& after, std::optional<DeviceChanges>& devices) {
-    devices.emplace(before.prepare(platform_), after.prepare(platform_),
+    devices.emplace(before.prepared, after.prepared,
                     asJson() ? jsonRenderer() : textRenderer(Screen::standardOutput()));
     const Dictionary sources = readSources(inputs_, options_.sources);
     for (const std::string& path : options_.attributes) {
@@ -160,7 +149,7 @@ class DiffRun {
     for (std::vector<Line> lines = input.next(); !lines.empty(); lines = input.next()) {
       for (Line& line : lines) {
         const DeviceResult was = before.check(line);
-        if (was.status == ExitStatus::kUnusable) throw Unusable(name + ": " + was.inputError);
+        if (!was.inputError.empty()) throw Unusable(name + ": " + was.inputError);
         devices.compare(was.id, was.outcome, after.check(line).outcome);
       }
     }
@@ -170,7 +159,7 @@ class DiffRun {
   const DiffOptions& options_;
   std::shared_ptr<const HostPlatform> platform_;
   Inputs inputs_;
-  std::optional<Document> library_;  // the last one that was read
+  std::shared_ptr<const ZRTTavikKernel> kernel_;  // of the last library that was read
 };
 
 ExitStatus runDiff(const DiffOptions& options) {

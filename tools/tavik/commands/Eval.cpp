@@ -4,8 +4,7 @@
 
 #include <memory>
 
-#include "check/CheckRun.h"
-#include "check/Fault.h"
+#include "check/Outcome.h"
 #include "commands/Command.h"
 #include "commands/CommonOptions.h"
 #include "io/Inputs.h"
@@ -55,22 +54,10 @@ EvalInputs readInputs(const EvalOptions& options) {
 }
 
 /// One line on standard error and, as JSON, the object on standard output.
-ExitStatus refuse(const EvalOptions& options, ExitStatus status, const std::string& message, const std::string& json) {
+ExitStatus refuse(const EvalOptions& options, ExitStatus status, const std::string& message, const JsonEntry& entry) {
   printToStandardError("eval", message);
-  if (options.format == "json") writeStandardOutput(json + "\n");
+  if (options.format == "json") writeStandardOutput(objectLine({entry}));
   return status;
-}
-
-ExitStatus refuse(const EvalOptions& options, const Error& error) {
-  std::string json = "{\"error\": ";
-  appendError(json, error);
-  return refuse(options, ExitStatus::kNoVerdict, std::string(error.localizedDescription()), json + "}");
-}
-
-ExitStatus refuse(const EvalOptions& options, const Fault& fault) {
-  std::string json = "{\"fault\": ";
-  appendFault(json, fault);
-  return refuse(options, ExitStatus::kFault, options.expression + ": fault: " + fault.message, json + "}");
 }
 
 std::string recordTable(const Dictionary& record, bool pass, const Screen& screen) {
@@ -90,7 +77,10 @@ ExitStatus runEval(const EvalOptions& options) {
   const PredicateKernel kernel(platform);
   std::optional<Error> error;
   const auto tree = AbstractTreeNode::parsePredicateString(options.expression, kernel, error);
-  if (!tree) return refuse(options, *error);
+  if (!tree) {
+    return refuse(options, ExitStatus::kNoVerdict, std::string(error->localizedDescription()),
+                  {"error", valueOf(*error)});
+  }
 
   std::optional<Dictionary> record;
   const std::optional<Fault> fault = faultOf([&] {
@@ -98,7 +88,10 @@ ExitStatus runEval(const EvalOptions& options) {
                            inputs.references ? inputs.references->ifDictionary() : nullptr);
   });
   platform->checkLog();
-  if (fault) return refuse(options, *fault);
+  if (fault) {
+    return refuse(options, ExitStatus::kFault, options.expression + ": fault: " + fault->message,
+                  {"fault", valueOf(*fault)});
+  }
   const bool pass = passed(Value(*record));
   const bool asJson = options.format == "json";
   writeStandardOutput(asJson ? toJson(Value(*record)) + "\n" : recordTable(*record, pass, Screen::standardOutput()));

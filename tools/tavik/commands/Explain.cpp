@@ -7,13 +7,12 @@
 #include <set>
 #include <utility>
 
-#include "check/Fault.h"
+#include "check/Outcome.h"
 #include "commands/Command.h"
 #include "commands/CommonOptions.h"
 #include "explain/Explanation.h"
 #include "io/ArgumentName.h"
 #include "io/Inputs.h"
-#include "io/Json.h"
 #include "io/StandardError.h"
 #include "io/StandardOutput.h"
 #include "rules/HostPlatform.h"
@@ -41,13 +40,10 @@ Examples:
 Exit status: 0 explained, whatever the results, 1 the device does not get a RULE that was named, 2 the command or an input
 is at fault, 4 a document is not trusted, empty or malformed, or the device's rules could not be assembled.)";
 
-struct ExplainOptions {
-  std::string library;
-  std::string rules;
+struct ExplainOptions : RuleOptions {
   std::string attributes;
   std::vector<std::string> sources;
   std::vector<std::string> names;
-  PlatformOptions platform;
   std::string format;
 };
 
@@ -78,10 +74,9 @@ ExitStatus refuse(const ExplainOptions& options, const Explanation& device, cons
   printToStandardError("explain",
                        nameOf("--rules", options.rules) + ": " + std::string(error.localizedDescription()) + hint);
   if (options.format == "json") {
-    std::string text =
-        R"({"device": )" + toJson(deviceValue(device.partNumber, device.region)) + R"(, "rules": null, "error": )";
-    appendError(text, error);
-    writeStandardOutput(text + "}\n");
+    writeStandardOutput(objectLine({{"device", deviceValue(device.partNumber, device.region)},
+                                    {"rules", std::nullopt},
+                                    {"error", valueOf(error)}}));
   }
   return ExitStatus::kNoVerdict;
 }
@@ -127,25 +122,24 @@ void addNotThere(Explanation& all, const std::vector<std::string>& names, const 
   }
 }
 
-Explanation beginOf(const RuleOrigins& origins, const Findings& findings) {
-  return {.partNumber = selector(findings.attributes(), "ModelNumber"),
-          .region = selector(findings.attributes(), "RegionInfo"),
+Explanation beginOf(const RuleOrigins& origins, const Dictionary& attributes) {
+  return {.partNumber = selector(attributes, "ModelNumber"),
+          .region = selector(attributes, "RegionInfo"),
           .kinds = DeviceKinds(origins),
           .device = {},
           .rules = {},
           .notThere = {}};
 }
 
-void addRules(Explanation& all, const std::vector<std::string>& names, const Findings& findings,
-              const PredicateKernel& kernel) {
+void addRules(Explanation& all, const std::vector<std::string>& names, const RuleEvaluator& evaluator) {
   const std::set<std::string_view> named(names.begin(), names.end());
   for (const RuleOrigin& rule : all.device.rules) {
-    if (named.empty() || named.contains(rule.name)) all.rules.push_back({&rule, evaluate(rule, findings, kernel)});
+    if (named.empty() || named.contains(rule.name)) all.rules.push_back({&rule, evaluator.evaluate(rule)});
   }
 }
 
 std::string textOf(const Explanation& all, const ExplainOptions& options) {
-  if (options.format == "json") return explanationJson(all) + "\n";
+  if (options.format == "json") return explanationJson(all);
   const Screen screen = Screen::standardOutput();
   return options.names.empty() ? overviewText(all, screen) : stepsText(all, screen);
 }
@@ -154,22 +148,20 @@ ExitStatus runExplain(const ExplainOptions& options) {
   const auto platform = std::make_shared<const HostPlatform>(options.platform);
   warnWhenUnsigned("explain", options.platform);
   Inputs inputs;
-  const auto read = [&](std::string_view argument, const std::string& path) {
-    return trustedContent(nameOf(argument, path), inputs.dictionary(argument, path), *platform);
-  };
-  const Dictionary library = read("--library", options.library);
-  const RuleOrigins origins(library, read("--rules", options.rules));
+  const auto kernel = readLibrary(inputs, "--library", options.library, platform);
+  const auto rules = readLocalRules(inputs, "--rules", options.rules, *kernel);
+  const RuleOrigins origins(kernel->library(), rules->localRules());
   const Dictionary attributes = inputs.dictionary("--attributes", options.attributes);
-  const Findings findings(attributes, readSources(inputs, options.sources));
+  const RuleEvaluator evaluator(*kernel, attributes, readSources(inputs, options.sources));
 
-  Explanation all = beginOf(origins, findings);
+  Explanation all = beginOf(origins, evaluator.attributes());
   std::optional<Error> error;
   auto device = origins.of(all.partNumber ? &*all.partNumber : nullptr, all.region ? &*all.region : nullptr, error);
   if (!device) return refuse(options, all, *error, nearestSelector(origins, all));
   all.device = *std::move(device);
-  addRules(all, options.names, findings, PredicateKernel(platform));
+  addRules(all, options.names, evaluator);
   if (all.rules.size() < options.names.size()) {
-    addNotThere(all, options.names, Elsewhere(origins, library, all.device));
+    addNotThere(all, options.names, Elsewhere(origins, kernel->library(), all.device));
   }
   platform->checkLog();
   writeStandardOutput(textOf(all, options));
@@ -180,9 +172,8 @@ ExitStatus runExplain(const ExplainOptions& options) {
 
 Run defineExplain(CLI::App& app) {
   const auto options = std::make_shared<ExplainOptions>();
-  addText(app, "--library", options->library, "FILE", "The signed rule library")->required();
-  addText(app, "--rules", options->rules, "FILE", "The signed local rules of the product")->required();
-  addText(app, "--attributes", options->attributes, "FILE", "The device's attributes, a dictionary")->required();
+  addRules(app, *options);
+  addAttributes(app, options->attributes);
   app.add_option("RULE", options->names, "The rules to explain step by step; without any, all of them in short")
       ->type_name("");
   addSources(app, options->sources);

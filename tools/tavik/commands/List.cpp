@@ -6,12 +6,11 @@
 #include <iterator>
 #include <memory>
 
-#include "check/Fault.h"
+#include "check/Outcome.h"
 #include "commands/Command.h"
 #include "commands/CommonOptions.h"
 #include "io/ArgumentName.h"
 #include "io/Inputs.h"
-#include "io/Json.h"
 #include "io/StandardError.h"
 #include "io/StandardOutput.h"
 #include "rules/HostPlatform.h"
@@ -35,15 +34,15 @@ Example:
 Exit status: 0 listed, 2 the command or an input is at fault, 3 a fault, 4 a document is not trusted, empty or malformed,
 or the device's rules could not be assembled.)";
 
-struct ListKind {
+struct List {
   std::string_view name;
-  std::optional<Dictionary> (ZRTTavikKernel::*list)(const Dictionary& localRules, const Dictionary& deviceAttributes,
+  std::optional<Dictionary> (ZRTTavikKernel::*make)(const Dictionary& localRules, const Dictionary& deviceAttributes,
                                                     std::optional<Error>& error) const;
   std::string_view keyHeading;
   std::string_view valueHeading;
 };
 
-constexpr ListKind kKinds[] = {
+constexpr List kLists[] = {
     {"sfc", &ZRTTavikKernel::sfcCheckList, "attribute", "description"},
     {"gui", &ZRTTavikKernel::guiCheckList, "attribute", "description"},
     {"sim", &ZRTTavikKernel::simCheckList, "rule", "definition"},
@@ -51,36 +50,21 @@ constexpr ListKind kKinds[] = {
     {"polling", &ZRTTavikKernel::getPollingList, "number", "poll"},
 };
 
-struct ListOptions {
-  std::string kind;
-  std::string library;
-  std::string rules;
+struct ListOptions : RuleOptions {
+  std::string name;
   std::string attributes;
-  PlatformOptions platform;
   std::string format;
 };
 
-std::string listTable(const ListKind& kind, const Dictionary& list, const Screen& screen) {
+std::string listTable(const List& list, const Dictionary& content, const Screen& screen) {
   Table table;
-  table.add(Style::kHeading, {std::string(kind.keyHeading), std::string(kind.valueHeading)});
-  for (const auto [key, value] : list) table.add(Style::kPlain, {visible(key), lineOf(&value)});
+  table.add(Style::kHeading, {std::string(list.keyHeading), std::string(list.valueHeading)});
+  for (const auto [key, value] : content) table.add(Style::kPlain, {visible(key), lineOf(&value)});
   return table.text(screen);
 }
 
-std::string listJson(const std::optional<Dictionary>& list, const std::optional<Error>& error) {
-  std::string text = "{\"list\": ";
-  if (list) {
-    appendJson(text, Value(*list));
-  } else {
-    text += "null";
-  }
-  text += ", \"error\": ";
-  appendError(text, error);
-  return text + "}\n";
-}
-
 ExitStatus runList(const ListOptions& options) {
-  const auto* const kind = std::ranges::find(kKinds, options.kind, &ListKind::name);
+  const auto* const list = std::ranges::find(kLists, options.name, &List::name);
   const auto platform = std::make_shared<const HostPlatform>(options.platform);
   warnWhenUnsigned("list", options.platform);
   Inputs inputs;
@@ -89,20 +73,20 @@ ExitStatus runList(const ListOptions& options) {
   const Dictionary attributes = inputs.dictionary("--attributes", options.attributes);
   const std::unique_ptr<ZRTTavikKernel> kernel = openKernel(nameOf("--library", options.library), library, platform);
 
-  std::optional<Dictionary> list;
+  std::optional<Dictionary> content;
   std::optional<Error> error;
-  const std::optional<Fault> fault = faultOf([&] { list = ((*kernel).*kind->list)(rules, attributes, error); });
+  const std::optional<Fault> fault = faultOf([&] { content = ((*kernel).*list->make)(rules, attributes, error); });
   if (fault) throw Failure(ExitStatus::kFault, "fault: " + fault->message);
   platform->checkLog();
-  if (!list) {
+  if (!content) {
     printToStandardError("list", nameOf("--rules", options.rules) + ": " + std::string(error->localizedDescription()));
   }
   if (options.format == "json") {
-    writeStandardOutput(listJson(list, error));
-  } else if (list) {
-    writeStandardOutput(listTable(*kind, *list, Screen::standardOutput()));
+    writeStandardOutput(objectLine({{"list", content}, {"error", valueOf(error)}}));
+  } else if (content) {
+    writeStandardOutput(listTable(*list, *content, Screen::standardOutput()));
   }
-  return list ? ExitStatus::kPassed : ExitStatus::kNoVerdict;
+  return content ? ExitStatus::kPassed : ExitStatus::kNoVerdict;
 }
 
 }  // namespace
@@ -110,11 +94,10 @@ ExitStatus runList(const ListOptions& options) {
 Run defineList(CLI::App& app) {
   const auto options = std::make_shared<ListOptions>();
   std::vector<std::string> names;
-  for (const ListKind& kind : kKinds) names.emplace_back(kind.name);
-  addChoice(app, "KIND", options->kind, "", "What to list", names)->required();
-  addText(app, "--library", options->library, "FILE", "The signed rule library")->required();
-  addText(app, "--rules", options->rules, "FILE", "The signed local rules of the product")->required();
-  addText(app, "--attributes", options->attributes, "FILE", "The device's attributes, a dictionary")->required();
+  for (const List& list : kLists) names.emplace_back(list.name);
+  addChoice(app, "KIND", options->name, "", "What to list", names)->required();
+  addRules(app, *options);
+  addAttributes(app, options->attributes);
   addPlatform(app, options->platform);
   addFormat(app, options->format, {"table", "json"});
   app.footer(kFooter);

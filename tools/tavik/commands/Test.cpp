@@ -7,10 +7,9 @@
 #include <memory>
 #include <utility>
 
-#include "check/CheckRun.h"
+#include "check/Outcome.h"
 #include "commands/Command.h"
 #include "commands/CommonOptions.h"
-#include "io/ArgumentName.h"
 #include "io/Inputs.h"
 #include "io/StandardError.h"
 #include "io/StandardOutput.h"
@@ -89,23 +88,18 @@ DocumentNames documentNames(const TestOptions& options, const CaseFile& file) {
 }
 
 /// A pair of rule documents, made ready to check devices with.
-class Documents {
+class ReadyRules {
  public:
-  Documents(const DocumentNames& names, const TestOptions& options, Inputs& inputs)
+  ReadyRules(const DocumentNames& names, const TestOptions& options, Inputs& inputs)
       : platform_(std::make_shared<HostPlatform>(
-            PlatformOptions{names.publicKey, names.unsignedDocuments, options.platform.log})) {
-    const std::string libraryName = nameOf("", names.library);
-    const Dictionary library = inputs.dictionary("", names.library);
-    const Dictionary rules = inputs.dictionary("", names.rules);
-    library_ = trustedContent(libraryName, library, *platform_);
-    const Dictionary content = trustedContent(nameOf("", names.rules), rules, *platform_);
-    const std::unique_ptr<ZRTTavikKernel> kernel = openKernel(libraryName, library, platform_);
-    prepared_ = kernel->prepare(&rules);
-    if (options.coverage) coverage_.emplace(library_, content);
+            PlatformOptions{names.publicKey, names.unsignedDocuments, options.platform.log})),
+        kernel_(readLibrary(inputs, "", names.library, platform_)),
+        prepared_(readLocalRules(inputs, "", names.rules, *kernel_)) {
+    if (options.coverage) coverage_.emplace(kernel_->library(), prepared_->localRules());
   }
 
-  [[nodiscard]] const Dictionary& library() const { return library_; }
-  /// Null when nobody asked for it.
+  [[nodiscard]] const Dictionary& library() const { return kernel_->library(); }
+  /// Null if it was not asked for.
   [[nodiscard]] const Coverage* coverage() const { return coverage_ ? &*coverage_ : nullptr; }
   void checkLog() const { platform_->checkLog(); }
 
@@ -117,7 +111,7 @@ class Documents {
 
  private:
   std::shared_ptr<const HostPlatform> platform_;
-  Dictionary library_;
+  std::unique_ptr<const ZRTTavikKernel> kernel_;
   std::unique_ptr<const PreparedRules> prepared_;
   std::optional<Coverage> coverage_;
 };
@@ -131,39 +125,38 @@ class TestRun {
   TestResults run() {
     TestResults results;
     for (const CaseFile& file : files_) {
-      Documents& documents = documentsOf(file);
+      ReadyRules& rules = rulesOf(file);
       for (const RuleTest& test : file.tests) {
         if (test.name.find(options_.filter) == std::string::npos) continue;
-        results.cases.push_back({&file, &test, &documents.library(), documents.run(test)});
+        results.cases.push_back({&file, &test, &rules.library(), rules.run(test)});
       }
     }
     if (results.cases.empty())
       throw Unusable(fmt::format("--filter {}: no case has a name with this text", options_.filter));
-    for (const auto& [names, documents] : documents_) {
-      documents.checkLog();
-      if (documents.coverage() != nullptr)
-        results.coverage.push_back({names.library, names.rules, documents.coverage()});
+    for (const auto& [names, rules] : rules_) {
+      rules.checkLog();
+      if (rules.coverage() != nullptr) results.coverage.push_back({names.library, names.rules, rules.coverage()});
     }
     return results;
   }
 
  private:
-  Documents& documentsOf(const CaseFile& file) {
+  ReadyRules& rulesOf(const CaseFile& file) {
     const DocumentNames names = documentNames(options_, file);
-    const auto known = documents_.find(names);
-    if (known != documents_.end()) return known->second;
+    const auto known = rules_.find(names);
+    if (known != rules_.end()) return known->second;
     if (names.unsignedDocuments) {
       const std::string_view who = options_.platform.unsignedDocuments ? "--unsigned" : std::string_view(file.name);
       printToStandardError("test",
                            fmt::format("{}: the rule documents are taken as they are, no signature is checked", who));
     }
-    return documents_.try_emplace(names, names, options_, inputs_).first->second;
+    return rules_.try_emplace(names, names, options_, inputs_).first->second;
   }
 
   const TestOptions& options_;
   Inputs inputs_;
   std::vector<CaseFile> files_;
-  std::map<DocumentNames, Documents> documents_;
+  std::map<DocumentNames, ReadyRules> rules_;
 };
 
 ExitStatus runTest(const TestOptions& options) {

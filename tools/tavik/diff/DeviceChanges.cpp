@@ -4,20 +4,10 @@
 #include <string_view>
 #include <unordered_map>
 
+#include "check/Outcome.h"
+
 namespace tavik::tool {
 namespace {
-
-DeviceVerdict verdictOf(const CheckOutcome& outcome) {
-  const ExitStatus status = statusOf(outcome);
-  const bool hasVerdict = status == ExitStatus::kPassed || status == ExitStatus::kFailed;
-  return {status, hasVerdict ? "" : whyNoVerdict(outcome), outcome.station};
-}
-
-/// The records of rules; none without a verdict.
-std::span<const Value> ruleRecords(const CheckOutcome& outcome, const DeviceVerdict& verdict) {
-  if (!verdict.why.empty() || !outcome.records) return {};
-  return std::span(outcome.records->begin(), outcome.records->end()).subspan(kVersionRecords);
-}
 
 std::string_view ruleOf(const Value& record) { return record.ifDictionary()->findString("rule").value_or(""); }
 
@@ -48,7 +38,13 @@ void count(RecordTally& tally, const RecordChange& change) {
   }
 }
 
+std::string whyNoVerdict(const CheckOutcome& outcome) { return outcome.reason ? outcome.reason->text() : ""; }
+
 }  // namespace
+
+bool DeviceChange::sameVerdict() const {
+  return statusOf(before) == statusOf(after) && whyNoVerdict(before) == whyNoVerdict(after);
+}
 
 void DeviceChanges::check(const Value& id, const Dictionary& attributes, const Dictionary& sources) {
   compare(id, runCheck(*before_, attributes, sources), runCheck(*after_, attributes, sources));
@@ -56,9 +52,8 @@ void DeviceChanges::check(const Value& id, const Dictionary& attributes, const D
 
 void DeviceChanges::compare(const Value& id, const CheckOutcome& before, const CheckOutcome& after) {
   ++devices_;
-  DeviceChange change{.id = id, .before = verdictOf(before), .after = verdictOf(after), .records = {}};
-  change.records = recordChanges(ruleRecords(before, change.before), ruleRecords(after, change.after));
-  if (change.records.empty() && change.before == change.after) return;
+  const DeviceChange change{id, before, after, recordChanges(before.ruleRecords(), after.ruleRecords())};
+  if (change.records.empty() && change.sameVerdict() && before.station == after.station) return;
   ++changed_;
   for (const RecordChange& record : change.records) count(rules_[record.rule], record);
   render_(rendered_, change);

@@ -3,6 +3,7 @@
 #ifndef TAVIK_TOOL_DIFF_DEVICE_CHANGES_H
 #define TAVIK_TOOL_DIFF_DEVICE_CHANGES_H
 
+#include <tavik/CheckOutcome.h>
 #include <tavik/PreparedRules.h>
 #include <tavik/Value.h>
 
@@ -15,8 +16,6 @@
 #include <utility>
 #include <vector>
 
-#include "check/CheckRun.h"
-
 namespace tavik::tool {
 
 /// A rule's record; absent where the device does not get the rule, or gets no verdict at all.
@@ -26,20 +25,14 @@ struct RecordChange {
   std::optional<Value> after;
 };
 
-/// What came of a device, once.
-struct DeviceVerdict {
-  ExitStatus status;
-  std::string why;  ///< there is no verdict; empty where there is one
-  Dictionary station;
-
-  friend bool operator==(const DeviceVerdict&, const DeviceVerdict&) = default;
-};
-
+/// A device that comes out otherwise; borrows what it came to.
 struct DeviceChange {
-  Value id;
-  DeviceVerdict before;
-  DeviceVerdict after;
-  std::vector<RecordChange> records;
+  const Value& id;
+  const CheckOutcome& before;
+  const CheckOutcome& after;
+  std::vector<RecordChange> records = {};
+
+  [[nodiscard]] bool sameVerdict() const;
 };
 
 /// How many devices see a rule come out otherwise.

@@ -2,6 +2,7 @@
 
 #include <string_view>
 
+#include "check/Outcome.h"
 #include "diff/DiffReport.h"
 #include "io/Json.h"
 
@@ -21,9 +22,9 @@ std::string_view verdictName(ExitStatus status) {
   }
 }
 
-Dictionary verdictObject(const DeviceVerdict& verdict) {
-  Dictionary object{{"verdict", verdictName(verdict.status)}, {"station", verdict.station}};
-  if (!verdict.why.empty()) object.set("reason", verdict.why);
+Dictionary verdictObject(const CheckOutcome& outcome) {
+  Dictionary object{{"verdict", verdictName(statusOf(outcome))}, {"station", outcome.station}};
+  if (outcome.reason) object.set("reason", outcome.reason->text());
   return object;
 }
 

@@ -8,6 +8,7 @@
 #include <unordered_map>
 #include <utility>
 
+#include "check/Outcome.h"
 #include "diff/DiffReport.h"
 #include "io/Json.h"
 #include "text/Text.h"
@@ -218,17 +219,9 @@ std::string versionsText(const Dictionary& versions) {
   return text;
 }
 
-std::string verdictText(const DeviceVerdict& verdict) {
-  switch (verdict.status) {
-    case ExitStatus::kPassed:
-      return "passed";
-    case ExitStatus::kFailed:
-      return "FAILED";
-    case ExitStatus::kFault:
-      return "fault: " + visible(verdict.why);
-    default:
-      return "no verdict: " + visible(verdict.why);
-  }
+std::string verdictText(const CheckOutcome& outcome) {
+  if (!outcome.reason) return outcome.verdict == Verdict::kPassed ? "passed" : "FAILED";
+  return (outcome.fault ? "fault: " : "no verdict: ") + visible(outcome.reason->text());
 }
 
 std::string recordText(const std::optional<Value>& record) {
@@ -241,9 +234,8 @@ std::string recordText(const std::optional<Value>& record) {
 }
 
 void appendDevice(std::string& out, const DeviceChange& change, const Screen& screen) {
-  const bool sameVerdict = change.before.status == change.after.status && change.before.why == change.after.why;
-  const std::string verdicts =
-      sameVerdict ? verdictText(change.after) : verdictText(change.before) + " -> " + verdictText(change.after);
+  const std::string verdicts = change.sameVerdict() ? verdictText(change.after)
+                                                    : verdictText(change.before) + " -> " + verdictText(change.after);
   out += styled(lineOf(&change.id), Style::kHeading, screen) + "  " + verdicts + "\n";
   for (const RecordChange& record : change.records) {
     out += fmt::format("  {}\n    old  {}\n    new  {}\n", visible(record.rule), recordText(record.before),

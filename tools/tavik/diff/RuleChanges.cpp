@@ -1,10 +1,10 @@
 #include "diff/RuleChanges.h"
 
 #include <fmt/format.h>
+#include <tavik/PredicateExpression.h>
 #include <tavik/PredicateFacts.h>
 
 #include <algorithm>
-#include <cctype>
 #include <functional>
 #include <iterator>
 #include <unordered_set>
@@ -20,25 +20,10 @@ constexpr std::string_view kKeys[] = {"attribute", "predicate", "value", "refere
 
 constexpr std::string_view kUnknown = "unknown part number or region";
 
-std::string upperCase(std::string_view text) {
-  std::string upper(text);
-  for (char& c : upper) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
-  return upper;
-}
-
-/// A predicate expression with its operator, which may be in any case, in capitals.
-std::string canonical(std::string_view expression) {
-  const std::size_t first = expression.find(' ');
-  if (first == std::string_view::npos) return std::string(expression);
-  const std::string_view left = expression.substr(0, first);
-  const std::string_view rest = expression.substr(first + 1);
-  const std::size_t second = rest.find(' ');
-  if (second == std::string_view::npos) {
-    return upperCase(left) == "NOT" ? fmt::format("NOT {}", rest) : std::string(expression);
-  }
-  const std::string word = upperCase(rest.substr(0, second));
-  return word == "AND" || word == "OR" ? fmt::format("{} {}{}", left, word, rest.substr(second))
-                                       : std::string(expression);
+/// A predicate expression with its operator in upper case; a malformed one as it is.
+std::string canonical(std::string_view text) {
+  const PredicateExpression expression = PredicateExpression::parse(text);
+  return expression.isMalformed() ? std::string(text) : expression.text();
 }
 
 /// An entry of a rule, as far as it counts.
@@ -100,9 +85,9 @@ std::vector<std::string_view> forwardingRules(const RuleOrigins::Device& device)
   for (const RuleOrigin& rule : device.rules) {
     const auto predicate = rule.definition == nullptr ? std::nullopt : rule.definition->findString("predicate");
     if (!predicate || rule.name.starts_with("No Attribute")) continue;
-    const std::string expression = canonical(*predicate);
-    const std::string_view word = std::string_view(expression).substr(expression.starts_with("NOT ") ? 4 : 0);
-    const PredicateFacts* const facts = PredicateFacts::find(word);
+    const PredicateExpression expression = PredicateExpression::parse(*predicate);
+    if (expression.predicates().size() != 1) continue;  // AND and OR forward nothing
+    const PredicateFacts* const facts = PredicateFacts::find(expression.predicates()[0]);
     if (facts != nullptr && facts->forwards) names.push_back(rule.name);
   }
   return names;
@@ -124,9 +109,7 @@ Dictionary listed(const std::vector<std::string_view>& names) {
 
 /// Why devices get no rules; the same words for every part number and region that is not known.
 std::string reasonOf(const Error& error) {
-  const std::string_view text = error.localizedDescription();
-  const bool unknown = text.starts_with("unknown MPN:") || text.starts_with("unknown Region Code:");
-  return std::string(unknown ? kUnknown : text);
+  return std::string(saysUnknownDevice(error) ? kUnknown : error.localizedDescription());
 }
 
 Dictionary reason(const std::optional<Error>& error) {

@@ -3,6 +3,7 @@
 #ifndef TAVIK_TOOL_EXPLAIN_EXPLANATION_H
 #define TAVIK_TOOL_EXPLAIN_EXPLANATION_H
 
+#include <tavik/RuleEvaluation.h>
 #include <tavik/RuleOrigins.h>
 #include <tavik/Value.h>
 
@@ -11,7 +12,6 @@
 #include <string>
 #include <vector>
 
-#include "explain/Evaluation.h"
 #include "rules/DeviceKinds.h"
 #include "text/Terminal.h"
 
@@ -19,7 +19,7 @@ namespace tavik::tool {
 
 struct ExplainedRule {
   const RuleOrigin* origin;
-  Evaluation evaluation;
+  RuleEvaluation evaluation;
 };
 
 /// A rule that was asked about and that the device does not get.
@@ -43,8 +43,11 @@ struct Explanation {
 std::string overviewText(const Explanation& explanation, const Screen& screen);
 /// Every rule step by step.
 std::string stepsText(const Explanation& explanation, const Screen& screen);
-/// One object, without a line end.
+/// One object on a line.
 std::string explanationJson(const Explanation& explanation);
+
+/// Why a predicate is unknown in the form that the rule calls; empty if it is known.
+std::string troubleOf(const RuleEvaluation::Call& call);
 
 /// {"part_number": ..., "region": ...}, either of which may be left out.
 Value deviceValue(const std::optional<Value>& partNumber, const std::optional<Value>& region);

@@ -3,8 +3,9 @@
 #include <string_view>
 #include <utility>
 
+#include "check/Outcome.h"
 #include "explain/Explanation.h"
-#include "io/Json.h"
+#include "io/JsonObject.h"
 
 namespace tavik::tool {
 namespace {
@@ -43,9 +44,9 @@ Array entriesOf(const std::vector<LocalEntry>& entries, const Explanation& all) 
   return array;
 }
 
-Array referencesOf(const Evaluation& evaluation) {
+Array referencesOf(const RuleEvaluation& evaluation) {
   Array array;
-  for (const ReferenceFound& reference : evaluation.references) {
+  for (const RuleEvaluation::Operand& reference : evaluation.references) {
     Dictionary object;
     setMaybe(object, "name", reference.name);
     setMaybe(object, "source", reference.source);
@@ -55,44 +56,38 @@ Array referencesOf(const Evaluation& evaluation) {
   return array;
 }
 
-Array callsOf(const Evaluation& evaluation) {
+Array callsOf(const RuleEvaluation& evaluation) {
   Array array;
-  for (const PredicateCall& call : evaluation.calls) {
-    Dictionary object{{"predicate", call.word}, {"operation", call.operation()}, {"known", Value(call.known)}};
-    if (!call.known) object.set("trouble", call.trouble());
-    if (call.step) object.set("record", *call.step);
+  for (const RuleEvaluation::Call& call : evaluation.calls) {
+    Dictionary object{{"predicate", call.word}, {"operation", call.operation()}, {"known", Value(call.isKnown)}};
+    if (!call.isKnown) object.set("trouble", troubleOf(call));
+    setMaybe(object, "record", call.record);
     array.append(std::move(object));
   }
   return array;
 }
 
 Dictionary ruleObject(const ExplainedRule& rule, const Explanation& all) {
-  const Evaluation& evaluation = rule.evaluation;
+  const RuleEvaluation& evaluation = rule.evaluation;
   Dictionary object{{"rule", rule.origin->name}, {"entries", entriesOf(rule.origin->entries, all)}};
   if (rule.origin->definition != nullptr) object.set("definition", *rule.origin->definition);
   if (const Value* value = rule.origin->value()) {
     object.set("value", *value);
     object.set("value_from", rule.origin->entries.back().value() != nullptr ? "entry" : "library");
-  } else if (evaluation.referenceIsValue) {
+  } else if (evaluation.firstReferenceIsValue) {
     setMaybe(object, "value", evaluation.value);
     object.set("value_from", "reference");
   }
   Dictionary attribute;
-  setMaybe(attribute, "name", evaluation.attributeName);
-  setMaybe(attribute, "value", evaluation.attribute);
+  setMaybe(attribute, "name", evaluation.attribute.name);
+  setMaybe(attribute, "value", evaluation.attribute.value);
   object.set("attribute", attribute);
   object.set("references", referencesOf(evaluation));
-  object.set("combination", wordFor(evaluation.combination));
+  object.set("combination", PredicateExpression::word(evaluation.combination));
   object.set("calls", callsOf(evaluation));
-  if (evaluation.record) object.set("record", *evaluation.record);
-  if (evaluation.malformed && !evaluation.record) {
-    object.set("error", Dictionary{{"domain", evaluation.malformed->domain()},
-                                   {"code", Value(evaluation.malformed->code())},
-                                   {"description", evaluation.malformed->localizedDescription()}});
-  }
-  if (evaluation.fault) {
-    object.set("fault", Dictionary{{"kind", evaluation.fault->kind}, {"message", evaluation.fault->message}});
-  }
+  setMaybe(object, "record", evaluation.record);
+  setMaybe(object, "error", valueOf(evaluation.error));
+  if (evaluation.fault) object.set("fault", valueOf(*evaluation.fault));
   return object;
 }
 
@@ -120,12 +115,11 @@ std::string explanationJson(const Explanation& explanation) {
   }
   Array notThere;
   for (const RuleNotThere& rule : explanation.notThere) notThere.append(notThereObject(rule, explanation));
-  std::string text = toJson(Dictionary{{"device", deviceValue(explanation.partNumber, explanation.region)},
-                                       {"rules", rules},
-                                       {"sets", sets},
-                                       {"not_there", notThere}});
-  text.pop_back();
-  return text + ", \"error\": null}";
+  return objectLine({{"device", deviceValue(explanation.partNumber, explanation.region)},
+                     {"rules", rules},
+                     {"sets", sets},
+                     {"not_there", notThere},
+                     {"error", std::nullopt}});
 }
 
 }  // namespace tavik::tool

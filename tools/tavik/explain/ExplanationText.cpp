@@ -7,10 +7,11 @@
 #include <string_view>
 #include <utility>
 
-#include "check/CheckRun.h"
+#include "check/Outcome.h"
 #include "explain/Explanation.h"
 #include "io/Json.h"
 #include "rules/RuleMeaning.h"
+#include "text/NearestName.h"
 #include "text/Text.h"
 
 namespace tavik::tool {
@@ -49,25 +50,26 @@ std::string layersText(const std::vector<LocalEntry>& entries, const Explanation
   return text;
 }
 
-std::string referenceText(const ReferenceFound& reference) {
+std::string referenceText(const RuleEvaluation::Operand& reference) {
   return fmt::format("{} from {}", shownName(reference.name), visible(reference.source.value_or("the device")));
 }
 
 /// Whether a predicate would read the value that nobody says.
-bool lacksValue(const ExplainedRule& rule, const PredicateCall& call) {
-  if (rule.origin->value() != nullptr || rule.evaluation.referenceIsValue) return false;
-  return call.known && PredicateFacts::find(call.word)->withoutValue != Without::kSame;
+bool lacksValue(const ExplainedRule& rule, const RuleEvaluation::Call& call) {
+  if (rule.origin->value() != nullptr || rule.evaluation.firstReferenceIsValue) return false;
+  return call.isKnown && PredicateFacts::find(call.word)->withoutValue != Without::kSame;
 }
 
 bool lacksValue(const ExplainedRule& rule) {
-  return std::ranges::any_of(rule.evaluation.calls, [&](const PredicateCall& call) { return lacksValue(rule, call); });
+  return std::ranges::any_of(rule.evaluation.calls,
+                             [&](const RuleEvaluation::Call& call) { return lacksValue(rule, call); });
 }
 
 /// Who says what is expected.
 std::string valueSource(const ExplainedRule& rule) {
   if (rule.origin->entries.back().value() != nullptr) return "local rules";
   if (rule.origin->value() != nullptr) return "library";
-  if (rule.evaluation.referenceIsValue) return "reference";
+  if (rule.evaluation.firstReferenceIsValue) return "reference";
   return lacksValue(rule) ? "nobody" : "";
 }
 
@@ -89,12 +91,12 @@ std::string_view withoutValue(const PredicateFacts& facts) {
   return "";
 }
 
-std::string callsText(const Evaluation& evaluation) {
+std::string callsText(const RuleEvaluation& evaluation) {
   if (evaluation.wantsAbsence) return "nothing: the attribute must be missing";
-  if (!evaluation.attributeName) return "nothing: it names no attribute";
+  if (!evaluation.attribute.name) return "nothing: it names no attribute";
   if (evaluation.calls.empty()) return "nothing: the predicate is malformed";
   std::string first = visible(evaluation.calls.front().operation());
-  const std::string_view word = wordFor(evaluation.combination);
+  const std::string_view word = PredicateExpression::word(evaluation.combination);
   if (word.empty()) return first;
   if (evaluation.calls.size() == 1) return fmt::format("{} {}", word, first);
   return fmt::format("{} {} {}", first, word, visible(evaluation.calls.back().operation()));
@@ -124,15 +126,17 @@ std::vector<std::string> replacements(const ExplainedRule& rule, const Explanati
 }
 
 std::vector<std::string> troubles(const ExplainedRule& rule) {
-  const Evaluation& evaluation = rule.evaluation;
+  const RuleEvaluation& evaluation = rule.evaluation;
   std::vector<std::string> all;
   if (rule.origin->definition == nullptr) all.emplace_back("the library does not define it");
-  if (evaluation.malformed && evaluation.attributeName) {
-    all.push_back(visible(evaluation.malformed->localizedDescription()) + ": ends every check that comes to it");
+  if (!evaluation.wantsAbsence && evaluation.attribute.name && evaluation.calls.empty()) {
+    const Value* const predicate = rule.origin->definition->find("predicate");
+    all.push_back(fmt::format("invalid logical operator:{}: ends every check that comes to it",
+                              predicate != nullptr && predicate->isString() ? lineOf(predicate) : "(null)"));
   }
-  for (const PredicateCall& call : evaluation.calls) {
-    if (!call.known) {
-      all.push_back(fmt::format("unknown predicate {} ({})", visible(call.operation()), visible(call.trouble())));
+  for (const RuleEvaluation::Call& call : evaluation.calls) {
+    if (!call.isKnown) {
+      all.push_back(fmt::format("unknown predicate {} ({})", visible(call.operation()), visible(troubleOf(call))));
     } else if (lacksValue(rule, call)) {
       all.push_back(
           fmt::format("nobody says a value: {} {}", call.word, withoutValue(*PredicateFacts::find(call.word))));
@@ -183,31 +187,32 @@ std::string expectedText(const ExplainedRule& rule, const Explanation& all) {
   if (last.value() != nullptr) return fmt::format("{}, by {}", shown(*last.value()), layerText(last, all));
   const Value* const value = rule.origin->value();
   if (value != nullptr) return shown(*value) + ", by the library";
-  const Evaluation& evaluation = rule.evaluation;
-  if (evaluation.referenceIsValue && !evaluation.references.empty()) {
+  const RuleEvaluation& evaluation = rule.evaluation;
+  if (evaluation.firstReferenceIsValue && !evaluation.references.empty()) {
     return "the reference " + referenceText(evaluation.references.front());
   }
   return lacksValue(rule) ? "nobody says a value" : "";
 }
 
-void addRow(Table& table, std::string_view label, const Dictionary& record) {
-  const bool pass = passed(Value(record));
+void addRow(Table& table, std::string_view label, const Value& record) {
+  const bool pass = passed(record);
+  const Dictionary& entries = *record.ifDictionary();
   table.add(pass ? Style::kPlain : Style::kBad, {"  " + std::string(label), pass ? "pass" : "FAIL",
-                                                 lineOf(record.find("actual")), lineOf(record.find("expected"))});
+                                                 lineOf(entries.find("actual")), lineOf(entries.find("expected"))});
 }
 
-std::string recordsText(const Evaluation& evaluation, const Screen& screen) {
+std::string recordsText(const RuleEvaluation& evaluation, const Screen& screen) {
   Table table;
   table.add(Style::kHeading, {"  called", "result", "actual", "expected"});
-  const bool stepwise = evaluation.combination != Evaluation::Combination::kNone;
+  const bool stepwise = evaluation.combination != PredicateExpression::Operator::kNone;
   bool called = false;
-  for (const PredicateCall& call : evaluation.calls) {
-    if (call.step) addRow(table, visible(call.operation()), *call.step);
-    called = called || call.step;
+  for (const RuleEvaluation::Call& call : evaluation.calls) {
+    if (call.record) addRow(table, visible(call.operation()), *call.record);
+    called = called || call.record;
   }
   if (!called && evaluation.record) addRow(table, "nothing", *evaluation.record);
   if (called && stepwise && evaluation.record) {
-    addRow(table, fmt::format("{} makes it", wordFor(evaluation.combination)), *evaluation.record);
+    addRow(table, fmt::format("{} makes it", PredicateExpression::word(evaluation.combination)), *evaluation.record);
   }
   std::string text = called || evaluation.record ? "\n" + table.text(screen) : "";
   if (evaluation.fault)
@@ -216,7 +221,7 @@ std::string recordsText(const Evaluation& evaluation, const Screen& screen) {
 }
 
 std::string ruleText(const ExplainedRule& rule, const Explanation& all, const Screen& screen) {
-  const Evaluation& evaluation = rule.evaluation;
+  const RuleEvaluation& evaluation = rule.evaluation;
   const Dictionary complete = rule.origin->rule();
   std::string text = styled(visible(rule.origin->name), Style::kHeading, screen) + "\n";
   addLine(text, "comes from", layerText(rule.origin->entries.back(), all));
@@ -227,21 +232,30 @@ std::string ruleText(const ExplainedRule& rule, const Explanation& all, const Sc
   addLine(text, "predicate", evaluation.wantsAbsence ? "none" : lineOf(complete.find("predicate")));
   if (!evaluation.wantsAbsence) addLine(text, "", meaningOf(complete.findString("predicate").value_or("")));
   addLine(text, "attribute",
-          fmt::format("{}: {}", shownName(evaluation.attributeName), foundText(evaluation.attribute)));
-  for (const ReferenceFound& reference : evaluation.references) {
+          fmt::format("{}: {}", shownName(evaluation.attribute.name), foundText(evaluation.attribute.value)));
+  for (const RuleEvaluation::Operand& reference : evaluation.references) {
     addLine(text, "reference", fmt::format("{}: {}", referenceText(reference), foundText(reference.value)));
   }
   addLine(text, "expected", expectedText(rule, all));
   for (const std::string& trouble : troubles(rule)) addLine(text, "look", trouble);
   text += recordsText(evaluation, screen);
   if (!evaluation.record) return text;
+  const Dictionary& record = *evaluation.record->ifDictionary();
   std::string more;
-  if (const Value* forwarded = evaluation.record->find("attributes")) addLine(more, "forwards", shown(*forwarded));
-  if (evaluation.record->contains("hideResult")) addLine(more, "hidden", "\"check\" does not list it when it passes");
+  if (const Value* forwarded = record.find("attributes")) addLine(more, "forwards", shown(*forwarded));
+  if (record.contains("hideResult")) addLine(more, "hidden", "\"check\" does not list it when it passes");
   return more.empty() ? text : text + "\n" + more;
 }
 
 }  // namespace
+
+std::string troubleOf(const RuleEvaluation::Call& call) {
+  if (call.isKnown) return "";
+  if (PredicateFacts::find(call.word) == nullptr) {
+    return "there is no such predicate" + didYouMean(call.word, predicateNames());
+  }
+  return call.withReferences ? "it takes no references" : "it asks for references, and the rule has none to give it";
+}
 
 std::string overviewText(const Explanation& explanation, const Screen& screen) {
   Table rules;
@@ -257,7 +271,7 @@ std::string overviewText(const Explanation& explanation, const Screen& screen) {
                               value == nullptr ? "" : shortened(shown(*value), kWidestValue), valueSource(rule),
                               callsText(rule.evaluation)});
     for (const std::string& sentence : replacements(rule, explanation)) replaced.add({name, sentence});
-    for (const ReferenceFound& reference : rule.evaluation.references) {
+    for (const RuleEvaluation::Operand& reference : rule.evaluation.references) {
       references.add({name, referenceText(reference), foundText(reference.value)});
     }
     for (const std::string& trouble : troubles(rule)) look.add({name, trouble});
@@ -266,7 +280,7 @@ std::string overviewText(const Explanation& explanation, const Screen& screen) {
     sets.add({visible(set.name), "named by " + layersText(set.entries, explanation)});
   }
   const std::size_t count = explanation.rules.size();
-  return fmt::format("{}: {} {}\n\n", deviceText(explanation), count, count == 1 ? "rule" : "rules") +
+  return fmt::format("{}: {}\n\n", deviceText(explanation), counted(count, "rule")) +
          (count == 0 ? "" : rules.text(screen)) + replaced.text(screen) + references.text(screen) + sets.text(screen) +
          look.text(screen);
 }

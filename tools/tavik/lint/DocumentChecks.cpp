@@ -23,7 +23,7 @@ constexpr std::string_view kTopKeys[] = {"version", "MPNRules", "GenericRules", 
 
 void forEachEntry(const LintedDocuments& documents, const auto& visit) {
   for (const LocalRules& rules : documents.localRules) {
-    for (const Layer& layer : rules.layers()) {
+    for (const Layer& layer : rules.layers) {
       if (!layer.isReached) continue;
       for (const Entry& entry : layer.entries) visit(rules, entry);
     }
@@ -38,7 +38,7 @@ void noVersion(const LintedDocuments& documents, Reporter& reporter) {
                  "Give it one, and another with each change."});
   };
   check(documents.library);
-  for (const LocalRules& rules : documents.localRules) check(rules.root());
+  for (const LocalRules& rules : documents.localRules) check(rules.root);
 }
 
 void malformedDefinition(const LintedDocuments& documents, Reporter& reporter) {
@@ -97,10 +97,10 @@ void notADictionary(const LintedDocuments& documents, Reporter& reporter) {
                  "Write a dictionary, if an empty one."});
   };
   for (const LocalRules& rules : documents.localRules) {
-    for (const LocalRules::Malformed& malformed : rules.malformed()) report(malformed.place, "", malformed.whom);
+    for (const LocalRules::Malformed& malformed : rules.malformed) report(malformed.place, "", malformed.whom);
   }
-  forEachEntry(documents, [&](const LocalRules& rules, const Entry& entry) {
-    const bool isRule = !namesSet(entry.name) || rules.unexpanded().contains(&entry);
+  forEachEntry(documents, [&](const LocalRules&, const Entry& entry) {
+    const bool isRule = !namesSet(entry.name) || entry.staysRule;
     if (!isRule || !entry.holds || entry.value->ifDictionary() != nullptr) return;
     report(entry.place(), entry.name, entry.layer->whom());
   });
@@ -109,7 +109,7 @@ void notADictionary(const LintedDocuments& documents, Reporter& reporter) {
 /// What a name that the library does not define may have been meant to be.
 std::string adviceFor(const LocalRules& rules, const Entry& entry) {
   if (entry.name == kRegionRules) return "\"RegionRules\" counts only among the entries of a part number.";
-  const Dictionary* extra = rules.root().value().ifDictionary()->findDictionary(kExtraRules);
+  const Dictionary* extra = rules.root.value().ifDictionary()->findDictionary(kExtraRules);
   if (extra != nullptr && extra->contains(entry.name)) return "Define it in the library: \"extra-rules\" is not read.";
   return "Spell it as the library does, or define it there.";
 }
@@ -131,17 +131,18 @@ void undefinedRule(const LintedDocuments& documents, Reporter& reporter) {
 void unknownRuleSet(const LintedDocuments& documents, Reporter& reporter) {
   for (const LocalRules& rules : documents.localRules) {
     std::vector<std::string_view> known;
-    for (const Layer& layer : rules.layers()) {
-      if (layer.category == Layer::Category::kSet) known.push_back(layer.name);
+    for (const Layer& layer : rules.layers) {
+      if (layer.category == LocalEntry::Layer::kSet) known.push_back(layer.place.key());
     }
-    const Dictionary* sets = rules.root().value().ifDictionary()->findDictionary("RuleSets");
-    for (const Layer& layer : rules.layers()) {
-      if (layer.category == Layer::Category::kSet) continue;
-      for (const Entry* entry : layer.setNames) {
-        if (sets != nullptr && sets->contains(entry->name)) continue;  // what is none is another finding
+    const Dictionary* sets = rules.root.value().ifDictionary()->findDictionary("RuleSets");
+    for (const Layer& layer : rules.layers) {
+      if (layer.category == LocalEntry::Layer::kSet) continue;
+      for (const Entry& entry : layer.entries) {
+        if (!namesSet(entry.name)) continue;
+        if (sets != nullptr && sets->contains(entry.name)) continue;  // what is none is another finding
         reporter.atKey(
-            entry->place(), "",
-            {fmt::format("\"RuleSets\" has no set {}{}", shown(entry->name), reporter.endingFor(entry->name, known)),
+            entry.place(), "",
+            {fmt::format("\"RuleSets\" has no set {}{}", shown(entry.name), reporter.endingFor(entry.name, known)),
              fmt::format("No rule is checked for {}: \"failed to build device specific rule list\".", layer.whom()),
              "Define the set, or leave the name out."});
       }
@@ -150,11 +151,11 @@ void unknownRuleSet(const LintedDocuments& documents, Reporter& reporter) {
 }
 
 void nestedRuleSet(const LintedDocuments& documents, Reporter& reporter) {
-  forEachEntry(documents, [&](const LocalRules& rules, const Entry& entry) {
-    if (!rules.unexpanded().contains(&entry) || documents.definition(entry.name) != nullptr) return;
+  forEachEntry(documents, [&](const LocalRules&, const Entry& entry) {
+    if (!entry.staysRule || documents.definition(entry.name) != nullptr) return;
     reporter.atKey(
         entry.place(), "",
-        {fmt::format("The set {} names the set {}.", shown(entry.layer->name), shown(entry.name)),
+        {fmt::format("The set {} names the set {}.", shown(entry.layer->place.key()), shown(entry.name)),
          fmt::format("Sets hold rules alone: the name stays a rule that the library does not define and fails "
                      "for {}, and what is in that set is not checked.",
                      entry.layer->whom()),
@@ -164,37 +165,37 @@ void nestedRuleSet(const LintedDocuments& documents, Reporter& reporter) {
 
 std::string nameOf(const Layer& layer) {
   switch (layer.category) {
-    case Layer::Category::kGeneric:
+    case LocalEntry::Layer::kGeneric:
       return "\"GenericRules\"";
-    case Layer::Category::kSet:
-      return "the set " + shown(layer.name);
-    case Layer::Category::kPartNumber:
-    case Layer::Category::kRegion:
+    case LocalEntry::Layer::kSet:
+      return "the set " + shown(layer.place.key());
+    case LocalEntry::Layer::kPartNumber:
+    case LocalEntry::Layer::kRegion:
       break;
   }
   return layer.whom();
 }
 
 void droppedValue(const LintedDocuments& documents, Reporter& reporter) {
-  forEachEntry(documents, [&](const LocalRules& rules, const Entry& entry) {
+  forEachEntry(documents, [&](const LocalRules&, const Entry& entry) {
     if (entry.replacedBy == nullptr) return;
     const Value& dropped = *entry.expected();
-    const Value* effective = rules.effectiveValue(*entry.replacedBy);
+    const Value* replacement = entry.replacement;
     const Place place = entry.place();
     reporter.at(place.entry("value", dropped), entry.name,
                 {fmt::format("The value {} is dropped: the entry of {} comes later and replaces this one.",
                              shown(dropped), nameOf(*entry.replacedBy->layer)),
-                 fmt::format("For {} the expected value is {}.", entry.replacedFor,
-                             effective == nullptr ? std::string("none") : shown(*effective)),
+                 fmt::format("For {} the expected value is {}.", entry.replacedFor->whom(),
+                             replacement == nullptr ? std::string("none") : shown(*replacement)),
                  "Leave one of the two entries out."});
   });
 }
 
 void extraRules(const LintedDocuments& documents, Reporter& reporter) {
   for (const LocalRules& rules : documents.localRules) {
-    const Value* extra = rules.root().value().ifDictionary()->find(kExtraRules);
+    const Value* extra = rules.root.value().ifDictionary()->find(kExtraRules);
     if (extra == nullptr) continue;
-    reporter.atKey(rules.root().entry(kExtraRules, *extra), "",
+    reporter.atKey(rules.root.entry(kExtraRules, *extra), "",
                    {"The document has \"extra-rules\".", "Nothing reads them: no device gets a rule from there.",
                     "Define the rules in the library."});
   }
@@ -241,18 +242,19 @@ void unreadKeyOfEntry(const LintedDocuments& documents, const Entry& entry, Repo
 
 void unreadKeyOfLocalRules(const LintedDocuments& documents, Reporter& reporter) {
   for (const LocalRules& rules : documents.localRules) {
-    reportUnread(rules.root(), "", kTopKeys, "A document of local rules", reporter);
+    reportUnread(rules.root, "", kTopKeys, "A document of local rules", reporter);
   }
   forEachEntry(documents, [&](const LocalRules&, const Entry& entry) { unreadKeyOfEntry(documents, entry, reporter); });
 }
 
 void unusedRuleSet(const LintedDocuments& documents, Reporter& reporter) {
   for (const LocalRules& rules : documents.localRules) {
-    for (const Layer& layer : rules.layers()) {
-      if (layer.category != Layer::Category::kSet || layer.isReached) continue;
+    for (const Layer& layer : rules.layers) {
+      if (layer.category != LocalEntry::Layer::kSet || layer.isReached) continue;
       reporter.atKey(layer.place, "",
-                     {namesSet(layer.name) ? fmt::format("Nothing names the set {}.", shown(layer.name))
-                                           : fmt::format("The name {} does not end in \"RuleSet\".", shown(layer.name)),
+                     {namesSet(layer.place.key())
+                          ? fmt::format("Nothing names the set {}.", shown(layer.place.key()))
+                          : fmt::format("The name {} does not end in \"RuleSet\".", shown(layer.place.key())),
                       "No device gets its rules, and they were not looked at.", ""});
     }
   }
@@ -260,7 +262,7 @@ void unusedRuleSet(const LintedDocuments& documents, Reporter& reporter) {
 
 void noRules(const LintedDocuments& documents, Reporter& reporter) {
   for (const LocalRules& rules : documents.localRules) {
-    for (const Place& place : rules.withoutRules()) {
+    for (const Place& place : rules.withoutRules) {
       const bool isTable = place.key() == "MPNRules" || place.key() == kRegionRules;
       reporter.at(place, "",
                   {isTable ? fmt::format("\"{}\" is empty.", place.key())

@@ -74,10 +74,6 @@ std::string placeText(const PlacedFinding& placed) {
 
 Value integer(std::size_t number) { return Value(static_cast<std::int64_t>(number)); }
 
-std::string counted(std::size_t count, std::string_view noun) {
-  return fmt::format("{} {}{}", count, noun, count == 1 ? "" : "s");
-}
-
 std::string summary(const std::vector<PlacedFinding>& findings, const std::deque<Document>& documents) {
   std::size_t counts[3] = {};
   for (const PlacedFinding& placed : findings) ++counts[static_cast<std::size_t>(placed.finding.check->severity)];

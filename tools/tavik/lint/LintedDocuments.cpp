@@ -17,7 +17,7 @@ class Run {
     }
     for (const std::string_view name : documents_.ruleNames) checkRule(name, nullptr);
     for (const LocalRules& rules : documents_.localRules) {
-      for (const Layer& layer : rules.layers()) checkLayer(layer);
+      for (const Layer& layer : rules.layers) checkLayer(layer);
     }
   }
 

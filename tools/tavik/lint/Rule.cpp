@@ -1,45 +1,14 @@
 #include "lint/Rule.h"
 
 #include <fmt/format.h>
-#include <tavik/AbstractTree.h>
 
 #include <algorithm>
-#include <memory>
 #include <unordered_set>
 
 #include "lint/ValuePart.h"
 
 namespace tavik::tool::lint {
 namespace {
-
-/// A kernel that says nothing and trusts nobody: it only tells whether an expression is well-formed.
-const PredicateKernel& silentKernel() {
-  class Silent : public Platform {
-   public:
-    std::optional<Value> validatedPropertyListFromSignedDictionary(const Dictionary&, const std::string&,
-                                                                   std::optional<std::string>&) const override {
-      return std::nullopt;
-    }
-    bool logs() const override { return false; }
-  };
-  static const PredicateKernel kernel(std::make_shared<Silent>());
-  return kernel;
-}
-
-bool isWellFormed(std::string_view expression) {
-  std::optional<Error> error;
-  return AbstractTreeNode::parsePredicateString(expression, silentKernel(), error) != nullptr;
-}
-
-std::vector<std::string_view> wordsOf(std::string_view expression) {
-  std::vector<std::string_view> words;
-  for (std::size_t blank = expression.find(' '); blank != std::string_view::npos; blank = expression.find(' ')) {
-    words.push_back(expression.substr(0, blank));
-    expression.remove_prefix(blank + 1);
-  }
-  words.push_back(expression);
-  return words;
-}
 
 Rule::Forecast negated(Rule::Forecast forecast) {
   if (forecast == Rule::Forecast::kFails) return Rule::Forecast::kPasses;
@@ -87,19 +56,11 @@ void Rule::readReferences() {
 }
 
 void Rule::readExpression() {
-  const auto text = expression();
-  malformed_ = !text || !isWellFormed(*text);
+  const PredicateExpression parsed = PredicateExpression::parse(expression());
+  malformed_ = parsed.isMalformed();
   if (malformed_) return;
-  const std::vector<std::string_view> words = wordsOf(*text);
-  const auto add = [&](std::string_view word) { operands_.push_back({word, PredicateFacts::find(word)}); };
-  if (words.size() == 3) {
-    operator_ = words[1].starts_with('a') || words[1].starts_with('A') ? Operator::kAnd : Operator::kOr;
-    add(words[0]);
-    add(words[2]);
-  } else {
-    operator_ = words.size() == 2 ? Operator::kNot : Operator::kNone;
-    add(words.back());
-  }
+  operator_ = parsed.combination();
+  for (const std::string_view word : parsed.predicates()) operands_.push_back({word, PredicateFacts::find(word)});
   takesFirstReference_ = hasReferences() && !value_ && operator_ == Operator::kNone && operands_[0].facts != nullptr &&
                          operands_[0].facts->firstReferenceMayBeValue;
 }

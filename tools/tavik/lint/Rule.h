@@ -4,6 +4,7 @@
 #ifndef TAVIK_TOOL_LINT_RULE_H
 #define TAVIK_TOOL_LINT_RULE_H
 
+#include <tavik/PredicateExpression.h>
 #include <tavik/PredicateFacts.h>
 #include <tavik/Value.h>
 
@@ -28,7 +29,7 @@ class Rule {
     std::string_view name;
     Place place;
   };
-  enum class Operator : std::uint8_t { kNone, kNot, kAnd, kOr };
+  using Operator = PredicateExpression::Operator;
   /// What becomes of a predicate, or of the rule, for every device.
   enum class Forecast : std::uint8_t { kFails, kPasses, kFault, kOpen };
 

@@ -8,21 +8,13 @@
 
 #include "lint/Check.h"
 #include "lint/ValuePart.h"
+#include "rules/RuleMeaning.h"
 
 namespace tavik::tool::lint {
 namespace {
 
 using Forecast = Rule::Forecast;
 using Operator = Rule::Operator;
-
-std::span<const std::string_view> knownWords() {
-  static const std::vector<std::string_view> words = [] {
-    std::vector<std::string_view> all;
-    for (const PredicateFacts& facts : PredicateFacts::all()) all.push_back(facts.word);
-    return all;
-  }();
-  return words;
-}
 
 std::string whyMalformed(std::string_view expression) {
   if (expression.starts_with(' ') || expression.ends_with(' ') || expression.find("  ") != std::string_view::npos) {
@@ -55,10 +47,10 @@ void malformedExpression(const Rule& rule, Reporter& reporter) {
 void unknownPredicate(const Rule& rule, Reporter& reporter) {
   for (const Rule::Operand& operand : rule.operands()) {
     if (operand.facts != nullptr) continue;
-    reporter.at(
-        rule.expressionPlace(), rule.name(),
-        {fmt::format("There is no predicate {}{}", shown(operand.word), reporter.endingFor(operand.word, knownWords())),
-         rule.consequence(operand, Forecast::kFails), "Name one that docs/predicates.md lists."});
+    reporter.at(rule.expressionPlace(), rule.name(),
+                {fmt::format("There is no predicate {}{}", shown(operand.word),
+                             reporter.endingFor(operand.word, predicateNames())),
+                 rule.consequence(operand, Forecast::kFails), "Name one that docs/predicates.md lists."});
   }
 }
 

@@ -20,9 +20,9 @@ double shareOf(std::uint64_t part, std::uint64_t whole) {
   return whole == 0 ? 0 : 100.0 * static_cast<double>(part) / static_cast<double>(whole);
 }
 
-void appendBar(std::string& svg, const Outcomes& outcomes, std::uint64_t longest, int y) {
+void appendBar(std::string& svg, const DeviceCounts& counts, std::uint64_t longest, int y) {
   const std::array<std::pair<const char*, std::uint64_t>, 3> parts = {
-      {{"bar-good", outcomes.passed}, {"bar-bad", outcomes.failed}, {"bar-odd", outcomes.odd}}};
+      {{"bar-good", counts.passed}, {"bar-bad", counts.failed}, {"bar-odd", counts.odd}}};
   double x = 0;
   for (const auto& [style, count] : parts) {
     const double width = shareOf(count, longest);
@@ -49,7 +49,7 @@ std::string percentText(std::uint64_t part, std::uint64_t whole) {
 std::string barChart(std::string_view id, std::string_view title, std::string_view description,
                      const std::vector<Bar>& bars) {
   std::uint64_t longest = 0;
-  for (const Bar& bar : bars) longest = std::max(longest, bar.outcomes.total());
+  for (const Bar& bar : bars) longest = std::max(longest, bar.counts.total());
   std::string svg = fmt::format(
       "<svg role=\"img\" aria-labelledby=\"{0}-title {0}-description\" height=\"{1}\"><title "
       "id=\"{0}-title\">{2}</title>"
@@ -59,7 +59,7 @@ std::string barChart(std::string_view id, std::string_view title, std::string_vi
   for (const Bar& bar : bars) {
     appendLabels(svg, bar, y + kLabelHeight - 5);
     svg += fmt::format(R"(<rect class="track" x="0" y="{}" width="100%" height="{}"/>)", y + kLabelHeight, kBarHeight);
-    appendBar(svg, bar.outcomes, longest, y + kLabelHeight);
+    appendBar(svg, bar.counts, longest, y + kLabelHeight);
     y += kRowHeight;
   }
   return svg + "</svg>\n";

@@ -11,8 +11,8 @@
 
 namespace tavik::tool {
 
-/// Devices by what came of them.
-struct Outcomes {
+/// Devices by verdict.
+struct DeviceCounts {
   std::uint64_t passed = 0;
   std::uint64_t failed = 0;
   std::uint64_t odd = 0;  ///< neither: no verdict, a fault, a line that cannot be used
@@ -23,7 +23,7 @@ struct Outcomes {
 struct Bar {
   std::string label;  ///< visible text; empty in a chart of one bar
   std::string value;  ///< likewise
-  Outcomes outcomes;
+  DeviceCounts counts;
 };
 
 /// "7.7 %"; absent parts of nothing are "0.0 %".

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 
+#include "check/Outcome.h"
 #include "text/Text.h"
 
 namespace tavik::tool {
@@ -59,17 +60,9 @@ std::string counts(std::span<const Line> rules) {
   const auto failed = std::ranges::count(rules, false, &Line::pass);
   const auto hidden = std::ranges::count(rules, true, &Line::hidden);
   const auto total = std::ssize(rules);
-  std::string text =
-      fmt::format("{} {}: {} passed, {} failed", total, total == 1 ? "rule" : "rules", total - failed, failed);
+  std::string text = fmt::format("{}: {} passed, {} failed", counted(rules.size(), "rule"), total - failed, failed);
   if (hidden != 0) text += fmt::format(", {} hidden", hidden);
   return text;
-}
-
-std::string summary(const std::vector<Line>& lines, ExitStatus status, const Screen& screen) {
-  if (status == ExitStatus::kNoVerdict) return styled("NO VERDICT", Style::kBad, screen) + ": no rule was checked\n";
-  const bool pass = status == ExitStatus::kPassed;
-  return fmt::format("{}  {}\n", styled(pass ? "PASSED" : "FAILED", pass ? Style::kGood : Style::kBad, screen),
-                     counts(std::span(lines).subspan(kVersionRecords)));
 }
 
 }  // namespace
@@ -77,9 +70,13 @@ std::string summary(const std::vector<Line>& lines, ExitStatus status, const Scr
 std::string checkTable(const CheckOutcome& outcome, const Screen& screen) {
   if (!outcome.records) return "";
   const std::vector<Line> lines = linesOf(*outcome.records);
-  const ExitStatus status = statusOf(outcome);
-  const std::string details = status == ExitStatus::kNoVerdict ? "" : failures(lines, screen);
-  return overview(lines, screen) + details + "\n" + summary(lines, status, screen);
+  if (outcome.verdict == Verdict::kNone) {
+    return overview(lines, screen) + "\n" + styled("NO VERDICT", Style::kBad, screen) + ": no rule was checked\n";
+  }
+  const bool pass = outcome.verdict == Verdict::kPassed;
+  return fmt::format("{}{}\n{}  {}\n", overview(lines, screen), failures(lines, screen),
+                     styled(pass ? "PASSED" : "FAILED", pass ? Style::kGood : Style::kBad, screen),
+                     counts(std::span(lines).last(outcome.ruleRecords().size())));
 }
 
 }  // namespace tavik::tool

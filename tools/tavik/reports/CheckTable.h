@@ -4,9 +4,10 @@
 #ifndef TAVIK_TOOL_REPORTS_CHECK_TABLE_H
 #define TAVIK_TOOL_REPORTS_CHECK_TABLE_H
 
+#include <tavik/CheckOutcome.h>
+
 #include <string>
 
-#include "check/CheckRun.h"
 #include "text/Terminal.h"
 
 namespace tavik::tool {

@@ -24,7 +24,6 @@ namespace {
 // Beyond these, devices, rules and part numbers are counted only, which the page says.
 constexpr std::size_t kMostDevices = 10000;
 constexpr std::size_t kMostBytes = std::size_t{16} << 20;  // of the devices' HTML
-constexpr std::size_t kMostPartNumbers = 1000;
 constexpr std::size_t kMostTableRows = 200;
 constexpr std::size_t kMostBars = 12;
 constexpr std::size_t kMostRulesOfDevice = 40;
@@ -63,91 +62,53 @@ class FirstOnes {
   std::atomic<std::size_t> end_ = static_cast<std::size_t>(-1);  // nothing from this line on is kept
 };
 
-/// Outcomes by part number. Devices can name any, so that only the first ones by name are kept apart.
-class PartNumbers {
- public:
-  void add(const std::string& name, const Outcomes& outcomes) {
-    Outcomes& place = name < end_ || !ended_ ? parts_[name] : others_;
-    add(place, outcomes);
-    if (parts_.size() <= kMostPartNumbers) return;
-    const auto last = std::prev(parts_.end());
-    add(others_, last->second);
-    end_ = last->first;
-    ended_ = true;
-    parts_.erase(last);
-  }
+DeviceCounts countsOf(const Tally& tally) {
+  const std::uint64_t odd = tally.inputErrors() + tally.faults() + tally.noVerdicts();
+  return {.passed = tally.devices() - tally.failed(), .failed = tally.failed() - odd, .odd = odd};
+}
 
-  /// Those with the most devices that did not pass first.
-  [[nodiscard]] std::vector<Bar> bars() const {
-    std::vector<Bar> bars;
-    for (const auto& [name, outcomes] : parts_) bars.push_back({name, valueOf(outcomes), outcomes});
-    std::ranges::stable_sort(bars, std::ranges::greater(),
-                             [](const Bar& bar) { return bar.outcomes.failed + bar.outcomes.odd; });
-    Outcomes rest = others_;
-    for (; bars.size() >= kMostTableRows; bars.pop_back()) add(rest, bars.back().outcomes);
-    if (rest.total() != 0) bars.push_back({"all others", valueOf(rest), rest});
-    return bars;
-  }
+Bar partNumberBar(const std::string& label, const Tally& tally) {
+  const std::string share = percentText(tally.failed(), tally.devices());
+  return {label, fmt::format("{} of {} ({})", tally.failed(), tally.devices(), share), countsOf(tally)};
+}
 
- private:
-  static void add(Outcomes& sum, const Outcomes& more) {
-    sum.passed += more.passed;
-    sum.failed += more.failed;
-    sum.odd += more.odd;
-  }
-  static std::string valueOf(const Outcomes& outcomes) {
-    const std::uint64_t bad = outcomes.failed + outcomes.odd;
-    return fmt::format("{} of {} ({})", bad, outcomes.total(), percentText(bad, outcomes.total()));
-  }
-
-  std::map<std::string, Outcomes> parts_;
-  Outcomes others_;
-  std::string end_;  // no name from this on is kept, once ended_
-  bool ended_ = false;
-};
+/// Those with the most devices that did not pass first.
+std::vector<Bar> partNumberBars(const TallyByPartNumber& byPartNumber) {
+  std::vector<std::pair<std::string_view, const Tally*>> parts;
+  for (const auto& [name, tally] : byPartNumber.parts()) parts.emplace_back(name, &tally);
+  std::ranges::stable_sort(parts, std::ranges::greater(), [](const auto& part) { return part.second->failed(); });
+  Tally rest = byPartNumber.others();
+  for (; parts.size() >= kMostTableRows; parts.pop_back()) rest.add(*parts.back().second);
+  std::vector<Bar> bars;
+  for (const auto& [name, tally] : parts) bars.push_back(partNumberBar(std::string(name), *tally));
+  if (rest.devices() != 0) bars.push_back(partNumberBar("all others", rest));
+  return bars;
+}
 
 struct ResultLabel {
   std::string_view value;
   std::string_view text;
 };
 
-ResultLabel labelOf(ExitStatus status) {
-  switch (status) {
-    case ExitStatus::kUnusable:
-      return {"input", "input error"};
-    case ExitStatus::kFault:
-      return {"fault", "fault"};
-    case ExitStatus::kNoVerdict:
-      return {"no-verdict", "no verdict"};
-    default:
-      return {"failed", "failed"};
-  }
-}
-
-std::string partNumberOf(const DeviceResult& result) {
-  const Value* const part = result.attributes.find("ModelNumber");
-  if (result.status == ExitStatus::kUnusable) return "(unreadable line)";
-  return part == nullptr ? "(no part number)" : shortened(lineOf(part), 60);
-}
-
-Outcomes outcomesOf(const DeviceResult& result) {
-  const bool failed = result.status == ExitStatus::kFailed;
-  return {.passed = result.passed() ? 1U : 0U, .failed = failed ? 1U : 0U, .odd = result.passed() || failed ? 0U : 1U};
+ResultLabel labelOf(const DeviceResult& result) {
+  if (!result.inputError.empty()) return {"input", "input error"};
+  if (!result.outcome.reason) return {"failed", "failed"};
+  return result.outcome.fault ? ResultLabel{"fault", "fault"} : ResultLabel{"no-verdict", "no verdict"};
 }
 
 std::string nameOf(const DeviceResult& result) { return shortened(lineOf(&result.id), 120); }
 
 class HtmlWriter : public ResultWriter {
  public:
-  explicit HtmlWriter(TrustedContents documents) : documents_(std::move(documents)) {}
+  explicit HtmlWriter(const TrustedContents& documents)
+      : documents_(documents), origins_(documents.library, documents.rules) {}
 
   void add(std::string& /*out*/, std::size_t line, const DeviceResult& result) override {
     FirstOnes& list = result.passed() ? passed_ : notPassed_;
     std::string text;
     if (list.takes(line)) text = result.passed() ? passedHtml(result) : notPassedHtml(result);
-    const std::string part = partNumberOf(result);
     const std::lock_guard lock(mutex_);
-    parts_.add(part, outcomesOf(result));
+    byPartNumber_.add(result);
     list.add(line, std::move(text));
   }
 
@@ -159,27 +120,28 @@ class HtmlWriter : public ResultWriter {
     return "<li data-result=\"passed\">" + escapedHtml(nameOf(result)) + "</li>\n";
   }
   [[nodiscard]] std::string notPassedHtml(const DeviceResult& result) const {
-    return result.status == ExitStatus::kFailed ? failedHtml(result) : oddHtml(result);
+    return result.outcome.verdict == Verdict::kFailed ? failedHtml(result) : oddHtml(result);
   }
   [[nodiscard]] std::string failedHtml(const DeviceResult& result) const;
   [[nodiscard]] static std::string oddHtml(const DeviceResult& result);
-  [[nodiscard]] static std::string verdictHtml(const BatchEnd& end, const Outcomes& all);
-  [[nodiscard]] static std::string passRateHtml(const Tally& tally, const Outcomes& all);
+  [[nodiscard]] static std::string verdictHtml(const BatchEnd& end, const DeviceCounts& all);
+  [[nodiscard]] static std::string passRateHtml(const Tally& tally, const DeviceCounts& all);
   [[nodiscard]] static std::string rulesHtml(const Tally& tally);
   [[nodiscard]] std::string partsHtml() const;
   [[nodiscard]] std::string devicesHtml(const Tally& tally) const;
   [[nodiscard]] std::string versionsHtml() const;
 
   TrustedContents documents_;
+  RuleOrigins origins_;
   std::mutex mutex_;
   FirstOnes notPassed_{kMostDevices, kMostBytes};
   FirstOnes passed_{kMostDevices, kMostBytes};
-  PartNumbers parts_;
+  TallyByPartNumber byPartNumber_;
 };
 
 std::string HtmlWriter::summaryHtml(const DeviceResult& result, const std::string& failures) {
-  const ResultLabel label = labelOf(result.status);
-  const bool odd = result.status != ExitStatus::kFailed;
+  const ResultLabel label = labelOf(result);
+  const bool odd = result.outcome.verdict != Verdict::kFailed;
   std::string text = fmt::format(
       "<details class=\"device{}\" data-result=\"{}\"><summary><span class=\"badge\">{}</span> "
       "<bdi class=\"name\">{}</bdi>",
@@ -192,15 +154,15 @@ std::string HtmlWriter::summaryHtml(const DeviceResult& result, const std::strin
 }
 
 std::string HtmlWriter::failedHtml(const DeviceResult& result) const {
-  const RowOptions options{.library = documents_.library, .textLimit = kTextLimit, .filtered = false};
+  const RuleNotes notes(result, origins_);
+  const std::span<const Value> records = result.outcome.ruleRecords();
   std::string names;
   std::string rows;
   std::size_t count = 0;
-  for (const Value& value : *result.outcome.records) {
-    if (passed(value) || ++count > kMostRulesOfDevice) continue;
-    const Dictionary& record = *value.ifDictionary();
-    names += (names.empty() ? "" : ", ") + escapedHtml(lineOf(record.find("rule")));
-    appendRow(rows, record, options);
+  for (std::size_t i = 0; i < records.size(); ++i) {
+    if (passed(records[i]) || ++count > kMostRulesOfDevice) continue;
+    names += (names.empty() ? "" : ", ") + escapedHtml(lineOf(records[i].ifDictionary()->find("rule")));
+    appendRow(rows, records[i], notes.html(i), {.textLimit = kTextLimit, .filtered = false});
   }
   std::string text = summaryHtml(result, names) + identityHtml(result);
   text.append(ruleTableBegin("failures")).append(rows).append(kTableEnd);
@@ -212,14 +174,14 @@ std::string HtmlWriter::failedHtml(const DeviceResult& result) const {
 }
 
 std::string HtmlWriter::oddHtml(const DeviceResult& result) {
-  const bool unusable = result.status == ExitStatus::kUnusable;
-  const std::string why = shortened(visible(unusable ? result.inputError : whyNoVerdict(result.outcome)), kTextLimit);
+  const std::optional<Reason>& reason = result.outcome.reason;
+  const std::string why = shortened(visible(reason ? reason->text() : result.inputError), kTextLimit);
   std::string text = summaryHtml(result, escapedHtml(why)) + identityHtml(result);
   text += fmt::format("<p>{}</p>\n", adviceFor(result));
   return text + "</div></details>\n";
 }
 
-std::string HtmlWriter::verdictHtml(const BatchEnd& end, const Outcomes& all) {
+std::string HtmlWriter::verdictHtml(const BatchEnd& end, const DeviceCounts& all) {
   const std::uint64_t devices = end.tally.devices();
   const bool pass = end.tally.failed() == 0 && end.whyEarly.empty();
   std::string sentence = fmt::format("{} of {} did not pass.", end.tally.failed(), counted(devices, "device"));
@@ -264,7 +226,7 @@ std::string figure(std::string_view id, std::string_view title, const std::vecto
                      tableOf(head, bars, counts));
 }
 
-std::string HtmlWriter::passRateHtml(const Tally& tally, const Outcomes& all) {
+std::string HtmlWriter::passRateHtml(const Tally& tally, const DeviceCounts& all) {
   if (all.total() == 0) return "";
   const std::string rate = percentText(all.passed, all.total());
   std::string legend = fmt::format(
@@ -295,7 +257,7 @@ std::string HtmlWriter::rulesHtml(const Tally& tally) {
 }
 
 std::string HtmlWriter::partsHtml() const {
-  const std::vector<Bar> bars = parts_.bars();
+  const std::vector<Bar> bars = partNumberBars(byPartNumber_);
   return bars.empty() ? "" : figure("parts", "Not passed by part number", bars, "Part number", "Not passed");
 }
 
@@ -345,8 +307,7 @@ std::string HtmlWriter::versionsHtml() const {
 
 std::string HtmlWriter::end(const BatchEnd& end) {
   const Tally& tally = end.tally;
-  const std::uint64_t odd = tally.inputErrors() + tally.faults() + tally.noVerdicts();
-  const Outcomes all{.passed = tally.devices() - tally.failed(), .failed = tally.failed() - odd, .odd = odd};
+  const DeviceCounts all = countsOf(tally);
   return pageBegin("Batch of " + counted(tally.devices(), "device")) + verdictHtml(end, all) +
          passRateHtml(tally, all) + "<div class=\"columns\">" + rulesHtml(tally) + partsHtml() + "</div>\n" +
          devicesHtml(tally) + versionsHtml() + pageEnd();

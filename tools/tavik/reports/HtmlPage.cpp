@@ -218,10 +218,6 @@ std::string markedHtml(std::string_view visibleText, const std::vector<Span>& ma
   return out;
 }
 
-std::string counted(std::size_t count, std::string_view noun) {
-  return fmt::format("{} {}{}", count, noun, count == 1 ? "" : "s");
-}
-
 std::string pageBegin(std::string_view title) {
   return fmt::format(R"(<!DOCTYPE html>
 <html lang="en">

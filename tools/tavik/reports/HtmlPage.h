@@ -24,9 +24,6 @@ std::string html(std::string_view text);
 /// out, which is said in its place.
 std::string markedHtml(std::string_view visibleText, const std::vector<Span>& marks, std::size_t limit);
 
-/// "1 rule", "2 rules".
-std::string counted(std::size_t count, std::string_view noun);
-
 /// The page up to its content. `title`: any text.
 std::string pageBegin(std::string_view title);
 /// The rest; says when the page was made: now, or when SOURCE_DATE_EPOCH says.

@@ -1,8 +1,13 @@
 #include "reports/HtmlRecords.h"
 
 #include <fmt/format.h>
+#include <tavik/StationPlatform.h>
+
+#include <algorithm>
+#include <memory>
 
 #include "reports/HtmlPage.h"
+#include "rules/DeviceKinds.h"
 #include "rules/RuleMeaning.h"
 #include "text/Text.h"
 
@@ -16,35 +21,50 @@ std::string sourceOf(std::string_view source) {
 }
 
 /// "serial_number from the shop-floor system (sfc): Serial number on the traveller"
-std::string referenceText(const Dictionary& reference, std::string_view attribute) {
-  const std::string_view name = reference.findString("attribute").value_or(attribute);
-  const auto source = reference.findString("source");
-  const auto description = reference.findString("description");
-  std::string text = fmt::format("<code>{}</code> from {}", html(name), source ? sourceOf(*source) : "the device");
+std::string referenceText(const RuleEvaluation::Operand& reference, const Value& listed) {
+  const auto description = listed.ifDictionary()->findString("description");
+  std::string text = fmt::format("<code>{}</code> from {}", html(reference.name.value_or("")),
+                                 reference.source ? sourceOf(*reference.source) : "the device");
   if (description) text += fmt::format(" (“{}”)", html(*description));
   return text;
 }
 
-/// What the rule compares, and how, from its definition: the record does not tell.
-std::string definitionHtml(const Dictionary* definition) {
-  const auto attribute = definition == nullptr ? std::nullopt : definition->findString("attribute");
-  if (!attribute) return "";
-  std::string text = fmt::format("Checks <code>{}</code> from the device", html(*attribute));
-  const Array* const references = definition->findArray("references");
+/// What the rule compares, and how: the record does not tell.
+std::string operandsHtml(const RuleEvaluation& evaluation, const RuleOrigin& rule) {
+  if (!evaluation.attribute.name) return "";
+  std::string text = fmt::format("Checks <code>{}</code> from the device", html(*evaluation.attribute.name));
   const char* joint = " against ";
-  for (std::size_t i = 0; references != nullptr && i < references->size(); ++i) {
-    const Dictionary* const reference = references->at(i).ifDictionary();
-    if (reference == nullptr) continue;
-    text += joint + referenceText(*reference, *attribute);
+  for (std::size_t i = 0; i < evaluation.references.size(); ++i) {
+    text += joint + referenceText(evaluation.references[i], rule.definition->findArray("references")->at(i));
     joint = " and ";
   }
-  const std::string meaning = meaningOf(definition->findString("predicate").value_or(""));
+  const std::string meaning =
+      evaluation.wantsAbsence ? "" : meaningOf(rule.definition->findString("predicate").value_or(""));
   return fmt::format("<small>{}.{}{}</small>", text, meaning.empty() ? "" : " ", meaning);
 }
 
-std::string adviceHtml(const Dictionary& record) {
-  const std::string_view advice = adviceFor(lineOf(record.find("actual")));
-  return advice.empty() ? "" : fmt::format(R"(<span class="to-do">To do: {}</span>)", advice);
+constexpr std::string_view kRulesAtFault = "The rules are at fault, not the device: tell their author.";
+
+std::string_view adviceForMissing(const RuleEvaluation::Operand& operand) {
+  if (!operand.name) return kRulesAtFault;
+  if (!operand.source) {
+    return "The device gave no such value. Find out why it was not read, or never written; then collect the values "
+           "again.";
+  }
+  return *operand.source == "gui"
+             ? "The operator was not asked, or gave no answer: ask, then check the device again."
+             : "This source has no such value for the device: have it entered there, then check the device again.";
+}
+
+/// Empty if the record speaks for itself.
+std::string_view adviceFor(const RuleEvaluation& evaluation) {
+  if (evaluation.wantsAbsence) return "This must not be on the device: take it off.";
+  if (!evaluation.attribute.value) return adviceForMissing(evaluation.attribute);
+  for (const RuleEvaluation::Operand& reference : evaluation.references) {
+    if (!reference.value) return adviceForMissing(reference);
+  }
+  const auto wasCalled = [](const RuleEvaluation::Call& call) { return call.isKnown && call.record; };
+  return std::ranges::all_of(evaluation.calls, wasCalled) ? "" : kRulesAtFault;
 }
 
 /// Lets a line end between the predicate's name and the value, so that a narrow screen does not cut the value apart.
@@ -61,49 +81,41 @@ std::string cell(std::string_view label, std::string_view style, const std::stri
   return fmt::format(R"(<td role="cell" data-label="{}"><span class="{}">{}</span></td>)", label, style, content);
 }
 
-constexpr std::string_view kRulesAtFault = "The rules are at fault, not the device: tell whoever writes them.";
+/// Evaluations for a page are not logged: the check run was.
+const PredicateKernel& silentKernel() {
+  static const PredicateKernel kernel(std::make_shared<StationPlatform>(std::nullopt, StationPlatform::Log::kNone));
+  return kernel;
+}
 
 }  // namespace
 
-std::string_view adviceFor(const DeviceResult& result) {
-  switch (result.status) {
-    case ExitStatus::kUnusable:
-      return "This line of the input cannot be used, so that the device was not checked.";
-    case ExitStatus::kFault:
-      return "Nothing is known of the device yet. Look at the value that this rule reads; if it is right, tell whoever "
-             "writes the rules.";
-    default: {
-      const std::string_view advice = adviceFor(visible(whyNoVerdict(result.outcome)));
-      return advice.empty() ? kRulesAtFault : advice;
-    }
-  }
+RuleNotes::RuleNotes(const DeviceResult& result, const RuleOrigins& origins)
+    : evaluator_(silentKernel(), result.attributes, result.sources) {
+  if (result.outcome.verdict == Verdict::kNone) return;
+  std::optional<Error> error;
+  const Dictionary& attributes = evaluator_.attributes();
+  device_ = origins.of(attributes.find("ModelNumber"), attributes.find("RegionInfo"), error);
 }
 
-std::string_view adviceFor(std::string_view message) {
-  constexpr std::string_view kNotFound = " not found from ";
-  const std::size_t source = message.rfind(kNotFound);
-  if (message.starts_with("attribute ") && message.ends_with('!') && source != std::string_view::npos) {
-    if (message.substr(source + kNotFound.size()) == "device!") {
-      return "The device gave no such value. Find out why it was not read, or never written; then collect the values "
-             "again.";
-    }
-    if (message.ends_with(" gui!"))
-      return "The operator was not asked, or gave no answer: ask, then check the device again.";
-    return "This source has no such value for the device: have it entered there, then check the device again.";
+std::string RuleNotes::html(std::size_t number) const {
+  if (!device_) return "";
+  const RuleOrigin& rule = device_->rules[number];
+  const RuleEvaluation evaluation = evaluator_.evaluate(rule);
+  const std::string_view advice = adviceFor(evaluation);
+  return operandsHtml(evaluation, rule) +
+         (advice.empty() ? "" : fmt::format(R"(<span class="to-do">To do: {}</span>)", advice));
+}
+
+std::string_view adviceFor(const DeviceResult& result) {
+  if (!result.inputError.empty()) return "This line of the input cannot be used, so the device was not checked.";
+  const CheckOutcome& outcome = result.outcome;
+  if (outcome.fault) {
+    return "Nothing is known about the device yet. Look at the value that this rule reads; if it is right, tell the "
+           "author of the rules.";
   }
-  if (message.starts_with("attribute ") && message.ends_with(" exists")) {
-    return "This must not be on the device: take it off.";
-  }
-  if (message.starts_with("unknown MPN:") || message.starts_with("unknown Region Code:")) {
-    return "Compare the part number and region that the device gives with its label. If they are right, the local "
-           "rules lack them: tell whoever writes the rules.";
-  }
-  constexpr std::string_view kRules[] = {"unknown predicate ", "malformed local rules", "unknown RuleSet:", "no rules",
-                                         "invalid logical operator"};
-  for (const std::string_view beginning : kRules) {
-    if (message.starts_with(beginning)) return kRulesAtFault;
-  }
-  return "";
+  if (!outcome.error || !saysUnknownDevice(*outcome.error)) return kRulesAtFault;
+  return "Compare the part number and region of the device with its label. If they are right, the local rules lack "
+         "them: tell the author of the rules.";
 }
 
 std::string ruleTableBegin(std::string_view style) {
@@ -114,19 +126,17 @@ std::string ruleTableBegin(std::string_view style) {
       style);
 }
 
-void appendRow(std::string& out, const Dictionary& record, const RowOptions& options) {
-  const bool pass = passed(Value(record));
-  const std::string rule = description(record.find("rule"));
-  const std::string actual = lineOf(record.find("actual"));
-  const std::string expected = lineOf(record.find("expected"));
+void appendRow(std::string& out, const Value& record, const std::string& notes, const RowOptions& options) {
+  const bool pass = passed(record);
+  const Dictionary& entries = *record.ifDictionary();
+  const std::string actual = lineOf(entries.find("actual"));
+  const std::string expected = lineOf(entries.find("expected"));
   const Difference difference = pass ? Difference() : differenceOf(actual, expected);
-  const bool hidden = record.contains("hideResult");
   out += "<tr role=\"row\"";
   if (options.filtered) out += fmt::format(R"( data-result="{}")", pass ? "passed" : "failed");
-  out += fmt::format(R"(><th scope="row" role="rowheader">{}{})", html(rule), hidden ? " <small>hidden</small>" : "");
-  if (!pass) out += definitionHtml(options.library.findDictionary(rule)) + adviceHtml(record);
-  out += "</th>" +
-         cell("Expected", "value wanted", withBreaks(markedHtml(expected, difference.expected, options.textLimit)));
+  out += fmt::format(R"(><th scope="row" role="rowheader">{}{}{}</th>)", html(description(entries.find("rule"))),
+                     entries.contains("hideResult") ? " <small>hidden</small>" : "", notes);
+  out += cell("Expected", "value wanted", withBreaks(markedHtml(expected, difference.expected, options.textLimit)));
   out += cell("Found", "value", markedHtml(actual, difference.actual, options.textLimit)) + "</tr>\n";
 }
 

@@ -3,9 +3,12 @@
 #ifndef TAVIK_TOOL_REPORTS_HTML_RECORDS_H
 #define TAVIK_TOOL_REPORTS_HTML_RECORDS_H
 
+#include <tavik/RuleEvaluation.h>
+#include <tavik/RuleOrigins.h>
 #include <tavik/Value.h>
 
 #include <cstddef>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -17,18 +20,29 @@ namespace tavik::tool {
 std::string ruleTableBegin(std::string_view style);
 inline constexpr std::string_view kTableEnd = "</tbody></table>\n";
 
-struct RowOptions {
-  const Dictionary& library;  ///< the rule library, which says what a rule reads
-  std::size_t textLimit;      ///< bytes of a text that are shown
-  bool filtered;              ///< the row takes part in the page's filter
+/// What the records of a device's rules do not tell: what the rules compare, and what to do if they fail.
+class RuleNotes {
+ public:
+  /// Borrows `origins`.
+  RuleNotes(const DeviceResult& result, const RuleOrigins& origins);
+
+  /// About the rule with this number in the order of evaluation. Empty if there is no verdict.
+  [[nodiscard]] std::string html(std::size_t number) const;
+
+ private:
+  RuleEvaluator evaluator_;
+  std::optional<RuleOrigins::Device> device_;
 };
 
-/// Appends a row. Differences are marked where the record failed.
-void appendRow(std::string& out, const Dictionary& record, const RowOptions& options);
+struct RowOptions {
+  std::size_t textLimit;  ///< bytes of a text that are shown
+  bool filtered;          ///< the row takes part in the page's filter
+};
 
-/// What to do about a message of the kernel, as a sentence; empty where the message speaks for itself.
-std::string_view adviceFor(std::string_view message);
-/// What to do about a device that no rule decided on.
+/// Appends a row. Differences are marked if the record failed.
+void appendRow(std::string& out, const Value& record, const std::string& notes, const RowOptions& options);
+
+/// What to do about a device without a verdict.
 std::string_view adviceFor(const DeviceResult& result);
 
 /// What tells the device from others, as a description list; empty when it says nothing of the kind.

@@ -26,53 +26,49 @@ struct Rows {
   [[nodiscard]] std::size_t rules() const noexcept { return failedCount + passedCount + hiddenCount; }
 };
 
-Rows rowsOf(const CheckOutcome& outcome, const Dictionary& library) {
+Rows rowsOf(const DeviceResult& result, const TrustedContents& documents) {
   Rows rows;
-  if (!outcome.records) return rows;
-  const RowOptions options{.library = library, .textLimit = kTextLimit, .filtered = true};
-  for (std::size_t i = versionRecords(outcome); i < outcome.records->size(); ++i) {
-    const Value& value = outcome.records->at(i);
-    const Dictionary& record = *value.ifDictionary();
-    const bool pass = passed(value);
-    const bool hidden = pass && record.contains("hideResult");
+  const RuleOrigins origins(documents.library, documents.rules);
+  const RuleNotes notes(result, origins);
+  const std::span<const Value> records = decidingRecords(result.outcome);
+  for (std::size_t i = 0; i < records.size(); ++i) {
+    const bool pass = passed(records[i]);
+    const bool hidden = pass && records[i].ifDictionary()->contains("hideResult");
     ++(!pass ? rows.failedCount : hidden ? rows.hiddenCount : rows.passedCount);
-    appendRow(!pass ? rows.failed : hidden ? rows.hidden : rows.passed, record, options);
+    appendRow(!pass    ? rows.failed
+              : hidden ? rows.hidden
+                       : rows.passed,
+              records[i], pass ? "" : notes.html(i), {.textLimit = kTextLimit, .filtered = true});
   }
   return rows;
 }
 
-struct Verdict {
+/// The result in large letters, and what it means.
+struct Headline {
   std::string_view style;
   std::string_view word;
   std::string sentence;
 };
 
-std::string reasonHtml(const DeviceResult& result) {
-  const std::string why = shortened(visible(whyNoVerdict(result.outcome)), 500);
-  return fmt::format("{}. {}", escapedHtml(why), adviceFor(result));
-}
-
-Verdict verdictOf(const DeviceResult& result, const Rows& rows) {
+Headline headlineOf(const DeviceResult& result, const Rows& rows) {
   const std::string all = counted(rows.rules(), "rule");
-  switch (result.status) {
-    case ExitStatus::kPassed:
-      return {"passed", "PASSED", fmt::format("{} checked, all passed. There is nothing to put right.", all)};
-    case ExitStatus::kFailed:
-      return {"failed", "FAILED",
-              fmt::format("{} of {} failed. Put right what is listed below, then check the device again.",
-                          rows.failedCount, all)};
-    case ExitStatus::kFault:
-      return {"odd", "NO VERDICT", "A fault ended the run: " + reasonHtml(result)};
-    default:
-      return {"odd", "NO VERDICT", "No rule was checked: " + reasonHtml(result)};
+  if (const std::optional<Reason>& reason = result.outcome.reason) {
+    const std::string why = escapedHtml(shortened(visible(reason->text()), 500));
+    const std::string_view what = result.outcome.fault ? "A fault ended the run" : "No rule was checked";
+    return {"odd", "NO VERDICT", fmt::format("{}: {}. {}", what, why, adviceFor(result))};
   }
+  if (result.passed()) return {"passed", "PASSED", fmt::format("{} checked, all passed. No action needed.", all)};
+  return {
+      "failed", "FAILED",
+      fmt::format("{} of {} failed. Fix what is listed below, then check the device again.", rows.failedCount, all)};
 }
 
 /// Where the rules send a device, by the result of its check.
 std::string nextHtml(const DeviceResult& result) {
+  if (result.outcome.reason) return "";
   const bool pass = result.passed();
   const Value* const next = result.outcome.station.find(pass ? "OnPass" : "OnFail");
-  if (next == nullptr || (!pass && result.status != ExitStatus::kFailed)) return "";
+  if (next == nullptr) return "";
   return fmt::format("<p>The rules send it to <strong><bdi>{}</bdi></strong> ({}).</p>\n",
                      escapedHtml(shortened(lineOf(next), 200)), pass ? "OnPass" : "OnFail");
 }
@@ -92,8 +88,8 @@ std::string folded(std::string_view title, std::size_t count, const std::string&
 
 std::string versionsHtml(const CheckOutcome& outcome) {
   std::string entries;
-  for (std::size_t i = 0; i < versionRecords(outcome); ++i) {
-    const Dictionary& record = *outcome.records->at(i).ifDictionary();
+  for (const Value& value : versionRecords(outcome)) {
+    const Dictionary& record = *value.ifDictionary();
     entries += fmt::format("<div><dt>{}</dt><dd>{}</dd></div>", escapedHtml(lineOf(record.find("rule"))),
                            escapedHtml(lineOf(record.find("actual"))));
   }
@@ -112,20 +108,19 @@ std::string stationHtml(const Dictionary& station) {
 
 }  // namespace
 
-std::string htmlReport(const DeviceResult& result, const Dictionary& library) {
-  const Rows rows = rowsOf(result.outcome, library);
-  const Verdict verdict = verdictOf(result, rows);
+std::string htmlReport(const DeviceResult& result, const TrustedContents& documents) {
+  const Rows rows = rowsOf(result, documents);
+  const Headline headline = headlineOf(result, rows);
   const std::string device = "Device " + shortened(lineOf(&result.id), 80);
-  std::string page = pageBegin(fmt::format("{}: {}", device, verdict.word));
+  std::string page = pageBegin(fmt::format("{}: {}", device, headline.word));
   page += fmt::format("<header class=\"verdict {}\"><p class=\"word\">{}</p>\n<h1>{}</h1>\n<p>{}</p>\n{}</header>\n",
-                      verdict.style, verdict.word, html(device), verdict.sentence, nextHtml(result));
+                      headline.style, headline.word, html(device), headline.sentence, nextHtml(result));
   page += identityHtml(result);
   if (rows.rules() > 1) page += filterBar("Find a rule", {{"failed", "failed"}, {"passed", "passed"}});
-  page +=
-      section(result.status == ExitStatus::kNoVerdict ? "Why there is no verdict" : "Failed rules", rows.failedCount,
-              "<p class=\"faint\">What the rule expects stands beside what was found; where they can be compared, "
-              "the difference is <mark>marked</mark>.</p>\n",
-              "failures", rows.failed);
+  page += section(result.outcome.reason ? "Why there is no verdict" : "Failed rules", rows.failedCount,
+                  "<p class=\"faint\">What the rule expects is next to what was found; where they can be compared, "
+                  "the difference is <mark>marked</mark>.</p>\n",
+                  "failures", rows.failed);
   page += section("Passed rules", rows.passedCount, "", "", rows.passed);
   page += folded("Passed rules that hide their result", rows.hiddenCount, rows.hidden);
   return page + stationHtml(result.outcome.station) + versionsHtml(result.outcome) + pageEnd();

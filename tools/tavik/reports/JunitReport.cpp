@@ -24,10 +24,9 @@ void addProperties(JunitSuite& suite, const DeviceResult& result) {
   for (const std::string_view key : {"SerialNumber", "ModelNumber", "RegionInfo"}) {
     if (const Value* const value = result.attributes.find(key)) suite.property(key, description(value));
   }
-  const std::size_t versions = versionRecords(result.outcome);
-  for (std::size_t i = 0; i < versions; ++i) {
-    const Dictionary* const record = result.outcome.records->at(i).ifDictionary();
-    suite.property(descriptionOf(record, "rule", ""), descriptionOf(record, "actual", ""));
+  for (const Value& record : versionRecords(result.outcome)) {
+    suite.property(descriptionOf(record.ifDictionary(), "rule", ""),
+                   descriptionOf(record.ifDictionary(), "actual", ""));
   }
   for (const auto [key, value] : result.outcome.station)
     suite.property("station " + std::string(key), description(&value));
@@ -41,14 +40,12 @@ void addFailure(JunitSuite& suite, std::string_view rule, const Dictionary& reco
 }
 
 void addRecords(JunitSuite& suite, const DeviceResult& result) {
-  const Array& records = *result.outcome.records;
-  for (std::size_t i = versionRecords(result.outcome); i < records.size(); ++i) {
-    const Dictionary* const record = records.at(i).ifDictionary();
-    const std::string rule = descriptionOf(record, "rule", "");
-    if (passed(records.at(i))) {
+  for (const Value& record : result.outcome.ruleRecords()) {
+    const std::string rule = descriptionOf(record.ifDictionary(), "rule", "");
+    if (passed(record)) {
       suite.pass(rule);
     } else {
-      addFailure(suite, rule, *record);
+      addFailure(suite, rule, *record.ifDictionary());
     }
   }
 }
@@ -56,19 +53,12 @@ void addRecords(JunitSuite& suite, const DeviceResult& result) {
 std::string suiteOf(const DeviceResult& result) {
   JunitSuite suite(classNameOf(result));
   addProperties(suite, result);
-  switch (result.status) {
-    case ExitStatus::kUnusable:
-      suite.error("input", "input error", result.inputError);
-      break;
-    case ExitStatus::kFault:
-      suite.error(result.outcome.rule.value_or("check run"), "fault", whyNoVerdict(result.outcome));
-      break;
-    case ExitStatus::kNoVerdict:
-      suite.error(result.outcome.rule.value_or("check run"), "no verdict", whyNoVerdict(result.outcome));
-      break;
-    default:
-      addRecords(suite, result);
+  if (const std::optional<Reason>& reason = result.outcome.reason) {
+    suite.error(reason->rule.value_or("check run"), result.outcome.fault ? "fault" : "no verdict", reason->text());
+  } else if (!result.inputError.empty()) {
+    suite.error("input", "input error", result.inputError);
   }
+  addRecords(suite, result);
   return suite.text(description(&result.id));
 }
 

@@ -9,30 +9,6 @@
 namespace tavik::tool {
 namespace {
 
-Value errorOf(const Error& error) {
-  return Dictionary{
-      {"domain", error.domain()}, {"code", Value(error.code())}, {"description", error.localizedDescription()}};
-}
-
-void setOutcome(Dictionary& entries, const CheckOutcome& outcome) {
-  if (outcome.records) entries.set("records", *outcome.records);
-  entries.set("station", outcome.station);
-  if (outcome.error) entries.set("error", errorOf(*outcome.error));
-  if (outcome.fault) {
-    entries.set("fault", Dictionary{{"kind", outcome.fault->kind}, {"message", whyNoVerdict(outcome)}});
-  }
-}
-
-Dictionary entriesOf(const DeviceResult& result) {
-  Dictionary entries{{"id", result.id}};
-  if (result.status == ExitStatus::kUnusable) {
-    entries.set("input_error", result.inputError);
-  } else {
-    setOutcome(entries, result.outcome);
-  }
-  return entries;
-}
-
 constexpr std::string_view kArrayBegin = "<array>\n";
 constexpr std::string_view kArrayEnd = "</array>\n";
 
@@ -59,7 +35,7 @@ class PlistWriter : public ResultWriter {
 
   void add(std::string& out, std::size_t /*line*/, const DeviceResult& result) override {
     std::string error;
-    std::optional<std::string> text = elementText(entriesOf(result), error);
+    std::optional<std::string> text = elementText(presentEntries(entriesOf(result)), error);
     if (!text) text = elementText(refusal(result, error), error);
     out += text.value();
   }
@@ -86,10 +62,9 @@ class PlistWriter : public ResultWriter {
 std::unique_ptr<ResultWriter> makePlistWriter() { return std::make_unique<PlistWriter>(); }
 
 std::string plistReport(const DeviceResult& result) {
-  Dictionary entries;
-  setOutcome(entries, result.outcome);
   std::string error;
-  const std::optional<Data> bytes = writePropertyList(Value(entries), PropertyListFormat::kXml, error);
+  const std::optional<Data> bytes =
+      writePropertyList(presentEntries(entriesOf(result.outcome)), PropertyListFormat::kXml, error);
   if (!bytes) throw Unusable("--format plist: " + error);
   return std::string(textOf(bytes->bytes()));
 }

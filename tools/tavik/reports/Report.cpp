@@ -10,8 +10,4 @@ std::unique_ptr<ResultWriter> makeResultWriter(std::string_view format, const Tr
   return makeJsonWriter();
 }
 
-std::size_t versionRecords(const CheckOutcome& outcome) {
-  return outcome.records && outcome.records->size() > kVersionRecords ? kVersionRecords : 0;
-}
-
 }  // namespace tavik::tool

@@ -12,7 +12,6 @@
 #include <string>
 #include <string_view>
 
-#include "check/CheckRun.h"
 #include "check/DeviceResult.h"
 #include "reports/Tally.h"
 #include "text/Terminal.h"
@@ -59,12 +58,9 @@ std::unique_ptr<ResultWriter> makePlistWriter();
 
 /// One device's report.
 std::string junitReport(const DeviceResult& result);
-std::string htmlReport(const DeviceResult& result, const Dictionary& library);
+std::string htmlReport(const DeviceResult& result, const TrustedContents& documents);
 /// Raises `Unusable` when the outcome is nested too deep for a property list.
 std::string plistReport(const DeviceResult& result);
-
-/// The records of an outcome that are about versions come first; this many are.
-std::size_t versionRecords(const CheckOutcome& outcome);
 
 }  // namespace tavik::tool
 

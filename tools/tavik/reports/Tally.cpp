@@ -3,7 +3,11 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <iterator>
+#include <utility>
 
+#include "io/Json.h"
+#include "text/Terminal.h"
 #include "text/Text.h"
 
 namespace tavik::tool {
@@ -11,8 +15,32 @@ namespace {
 
 constexpr std::size_t kMostRules = 10;
 
-std::string counted(std::uint64_t count, std::string_view one, std::string_view many) {
-  return fmt::format("{} {}", count, count == 1 ? one : many);
+std::string partNumberOf(const DeviceResult& result) {
+  if (!result.inputError.empty()) return "(unreadable line)";
+  const Value* const part = result.attributes.find("ModelNumber");
+  return part == nullptr ? "(no part number)" : shortened(lineOf(part), 60);
+}
+
+Value integer(std::uint64_t count) { return Value(static_cast<std::int64_t>(count)); }
+
+Dictionary entriesOf(const Tally& tally) {
+  Array rules;
+  for (const auto& [rule, count] : tally.rulesThatFailed()) {
+    rules.append(Dictionary{{"rule", rule}, {"devices", integer(count)}});
+  }
+  return {{"devices", integer(tally.devices())},
+          {"passed", integer(tally.devices() - tally.failed())},
+          {"failed", integer(tally.failed())},
+          {"input_errors", integer(tally.inputErrors())},
+          {"faults", integer(tally.faults())},
+          {"no_verdict", integer(tally.noVerdicts())},
+          {"rules", rules}};
+}
+
+Dictionary entriesOf(std::string_view partNumber, const Tally& tally) {
+  Dictionary entries = {{"part_number", partNumber}};
+  for (const auto [key, value] : entriesOf(tally)) entries.set(key, value);
+  return entries;
 }
 
 }  // namespace
@@ -25,12 +53,11 @@ void Tally::add(const DeviceResult& result) {
 }
 
 void Tally::addFailure(const DeviceResult& result) {
-  if (result.status == ExitStatus::kUnusable) ++inputErrors_;
-  if (result.status == ExitStatus::kFault) ++faults_;
-  if (result.status == ExitStatus::kNoVerdict) ++noVerdicts_;
-  if (result.outcome.rule) addRule(*result.outcome.rule, 1);
-  if (result.status != ExitStatus::kFailed) return;
-  for (const Value& record : *result.outcome.records) {
+  const CheckOutcome& outcome = result.outcome;
+  if (!result.inputError.empty()) ++inputErrors_;
+  if (outcome.reason) ++(outcome.fault ? faults_ : noVerdicts_);
+  if (outcome.reason && outcome.reason->rule) addRule(*outcome.reason->rule, 1);
+  for (const Value& record : outcome.ruleRecords()) {
     if (!passed(record)) addRule(record.ifDictionary()->findString("rule").value_or(""), 1);
   }
 }
@@ -54,10 +81,9 @@ void Tally::add(const Tally& other) {
 }
 
 std::string Tally::summary() const {
-  std::string text =
-      fmt::format("{}: {} passed, {} failed", counted(devices_, "device", "devices"), devices_ - failed_, failed_);
-  if (inputErrors_ != 0) text += ", " + counted(inputErrors_, "input error", "input errors");
-  if (faults_ != 0) text += ", " + counted(faults_, "fault", "faults");
+  std::string text = fmt::format("{}: {} passed, {} failed", counted(devices_, "device"), devices_ - failed_, failed_);
+  if (inputErrors_ != 0) text += ", " + counted(inputErrors_, "input error");
+  if (faults_ != 0) text += ", " + counted(faults_, "fault");
   if (noVerdicts_ != 0) text += fmt::format(", {} without a verdict", noVerdicts_);
   return text + "\n" + rulesThatFailedMost();
 }
@@ -74,6 +100,31 @@ std::string Tally::rulesThatFailedMost() const {
   std::string text = rows.empty() ? "" : "rules that failed most:\n";
   for (const auto& [rule, count] : rows) text += fmt::format("{:>8}  {}\n", count, visible(rule));
   return text;
+}
+
+void TallyByPartNumber::add(const DeviceResult& result) {
+  std::string name = partNumberOf(result);
+  if (end_ && name >= *end_) return others_.add(result);
+  const auto [place, isNew] = parts_.try_emplace(std::move(name));
+  counters_ -= place->second.numberOfRules();
+  place->second.add(result);
+  counters_ += place->second.numberOfRules() + (isNew ? 1 : 0);
+  while (counters_ > kMostCounters) {
+    const auto last = std::prev(parts_.end());
+    counters_ -= last->second.numberOfRules() + 1;
+    others_.add(last->second);
+    end_ = last->first;
+    parts_.erase(last);
+  }
+}
+
+std::string summaryJson(const Tally& all, const TallyByPartNumber& byPartNumber) {
+  Array parts;
+  for (const auto& [name, tally] : byPartNumber.parts()) parts.append(entriesOf(name, tally));
+  if (byPartNumber.others().devices() != 0) parts.append(entriesOf("(others)", byPartNumber.others()));
+  Dictionary summary = entriesOf(all);
+  summary.set("part_numbers", parts);
+  return toJson(Value(summary)) + "\n";
 }
 
 }  // namespace tavik::tool

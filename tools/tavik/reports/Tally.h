@@ -3,9 +3,11 @@
 #ifndef TAVIK_TOOL_REPORTS_TALLY_H
 #define TAVIK_TOOL_REPORTS_TALLY_H
 
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <map>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -15,6 +17,7 @@
 
 namespace tavik::tool {
 
+/// Counts of devices and of the rules that they failed.
 class Tally {
  public:
   void add(const DeviceResult& result);
@@ -30,6 +33,7 @@ class Tally {
   using RuleCount = std::pair<std::string_view, std::uint64_t>;
   /// The rules that failed with the number of devices, most first, by name where these are equal.
   [[nodiscard]] std::vector<RuleCount> rulesThatFailed() const;
+  [[nodiscard]] std::size_t numberOfRules() const noexcept { return failuresByRule_.size(); }
 
   /// Counts, and the rules that failed most; the same devices give the same text.
   [[nodiscard]] std::string summary() const;
@@ -47,6 +51,28 @@ class Tally {
   std::uint64_t noVerdicts_ = 0;
   std::map<std::string, std::uint64_t, std::less<>> failuresByRule_;
 };
+
+/// A tally per part number. Devices can name any, so only the first part numbers by name are kept apart: as many as
+/// have 100,000 counters in all. Which these are does not depend on the order of the devices.
+class TallyByPartNumber {
+ public:
+  void add(const DeviceResult& result);
+
+  [[nodiscard]] const std::map<std::string, Tally>& parts() const noexcept { return parts_; }
+  /// Of all other part numbers.
+  [[nodiscard]] const Tally& others() const noexcept { return others_; }
+
+ private:
+  static constexpr std::size_t kMostCounters = 100000;
+
+  std::map<std::string, Tally> parts_;
+  Tally others_;
+  std::size_t counters_ = 0;
+  std::optional<std::string> end_;  // no part number from this one on is kept
+};
+
+/// The JSON of `tavik batch --summary`.
+std::string summaryJson(const Tally& all, const TallyByPartNumber& byPartNumber);
 
 }  // namespace tavik::tool
 

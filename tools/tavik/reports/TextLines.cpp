@@ -8,27 +8,17 @@
 namespace tavik::tool {
 namespace {
 
-std::string namesOfFailed(const Array& records) {
+/// What failed, in a few words.
+std::string whyNotPassed(const DeviceResult& result) {
+  if (!result.inputError.empty()) return "input: " + visible(result.inputError);
+  const CheckOutcome& outcome = result.outcome;
+  if (outcome.reason) return (outcome.fault ? "fault: " : "no verdict: ") + visible(outcome.reason->text());
   std::string names;
-  for (const Value& record : records) {
+  for (const Value& record : outcome.ruleRecords()) {
     if (passed(record)) continue;
     names += (names.empty() ? "" : ", ") + lineOf(record.ifDictionary()->find("rule"));
   }
   return names;
-}
-
-/// What failed, in a few words.
-std::string whyNotPassed(const DeviceResult& result) {
-  switch (result.status) {
-    case ExitStatus::kUnusable:
-      return "input: " + visible(result.inputError);
-    case ExitStatus::kFault:
-      return "fault: " + visible(whyNoVerdict(result.outcome));
-    case ExitStatus::kNoVerdict:
-      return "no verdict: " + visible(whyNoVerdict(result.outcome));
-    default:
-      return namesOfFailed(*result.outcome.records);
-  }
 }
 
 class TextLines : public ResultWriter {

@@ -79,6 +79,11 @@ std::string_view nameOf(LocalEntry::Layer layer) {
   return "set";
 }
 
+bool saysUnknownDevice(const Error& error) {
+  const std::string_view text = error.localizedDescription();
+  return text.starts_with("unknown MPN:") || text.starts_with("unknown Region Code:");
+}
+
 DeviceKinds::DeviceKinds(const RuleOrigins& origins) {
   for (const DeviceKind& kind : origins.deviceKinds()) kinds_.push_back({textOf(kind.partNumber), textOf(kind.region)});
 }

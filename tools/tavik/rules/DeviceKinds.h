@@ -3,6 +3,7 @@
 #ifndef TAVIK_TOOL_RULES_DEVICE_KINDS_H
 #define TAVIK_TOOL_RULES_DEVICE_KINDS_H
 
+#include <tavik/Error.h>
 #include <tavik/RuleOrigins.h>
 #include <tavik/Value.h>
 
@@ -18,6 +19,9 @@ namespace tavik::tool {
 
 /// "part_number", "region", "generic" or "set", for programs.
 std::string_view nameOf(LocalEntry::Layer layer);
+
+/// Whether a device has no rules because the local rules do not know its part number or region.
+bool saysUnknownDevice(const Error& error);
 
 class DeviceKinds {
  public:

@@ -17,8 +17,6 @@
 namespace tavik::tool {
 namespace {
 
-thread_local LogCapture* currentCapture = nullptr;
-
 /// How the station platform begins what it says about a key file.
 constexpr std::string_view kKeyFileRefusal = "public key file ";
 
@@ -64,15 +62,8 @@ std::optional<Value> HostPlatform::validatedPropertyListFromSignedDictionary(
   return document;
 }
 
-bool HostPlatform::logs() const { return currentCapture != nullptr || logFile_ >= 0; }
-
 void HostPlatform::log(std::string_view line) const {
-  LogCapture* const capture = currentCapture;
-  if (capture != nullptr && line.starts_with(capture->prefix_)) {
-    capture->lastLine_ = line.substr(capture->prefix_.size());
-  }
-  const bool paused = capture != nullptr && capture->logFile_ == LogCapture::LogFile::kPauses;
-  if (logFile_ < 0 || paused) return;
+  if (logFile_ < 0) return;
   const std::string whole = fmt::format("{} {}\n", logTime(), line);
   const ssize_t written = write(logFile_, whole.data(), whole.size());
   if (written != static_cast<ssize_t>(whole.size())) logFailure_ = written < 0 ? errno : ENOSPC;
@@ -82,12 +73,6 @@ void HostPlatform::checkLog() const {
   if (logFailure_ != 0)
     throw Unusable(nameOf("--log", *options_.log) + ": " + std::generic_category().message(logFailure_));
 }
-
-LogCapture::LogCapture(std::string_view prefix, LogFile logFile) : prefix_(prefix), logFile_(logFile) {
-  currentCapture = this;
-}
-
-LogCapture::~LogCapture() { currentCapture = nullptr; }
 
 void warnWhenUnsigned(std::string_view command, const PlatformOptions& options) {
   if (options.unsignedDocuments) {

@@ -7,7 +7,6 @@
 #include <tavik/StationPlatform.h>
 
 #include <atomic>
-#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -32,7 +31,7 @@ class HostPlatform : public Platform {
   std::optional<Value> validatedPropertyListFromSignedDictionary(
       const Dictionary& signedDictionary, const std::string& publicKeyPath,
       std::optional<std::string>& errorDescription) const override;
-  bool logs() const override;
+  bool logs() const override { return logFile_ >= 0; }
   void log(std::string_view line) const override;
 
   /// Raises `Unusable` when a line of the log could not be written.
@@ -43,27 +42,6 @@ class HostPlatform : public Platform {
   PlatformOptions options_;
   int logFile_ = -1;
   mutable std::atomic<int> logFailure_ = 0;  // an errno
-};
-
-/// While it lives, keeps the last log line of this thread that begins with a prefix. One at a time on a thread.
-class LogCapture {
- public:
-  /// What becomes of the log file meanwhile.
-  enum class LogFile : std::uint8_t { kGoesOn, kPauses };
-
-  LogCapture(std::string_view prefix, LogFile logFile);
-  LogCapture(const LogCapture&) = delete;
-  LogCapture& operator=(const LogCapture&) = delete;
-  ~LogCapture();
-
-  /// What follows the prefix on the line.
-  [[nodiscard]] const std::optional<std::string>& lastLine() const noexcept { return lastLine_; }
-
- private:
-  friend class HostPlatform;
-  std::string_view prefix_;
-  LogFile logFile_;
-  std::optional<std::string> lastLine_;
 };
 
 /// Says on standard error, in the name of a command, that signatures are not checked.

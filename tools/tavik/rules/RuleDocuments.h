@@ -1,5 +1,6 @@
 /// @file
-/// The rule documents of a command line: what they hold, and the kernel made of the rule library.
+/// The rule documents of a command line. Every function raises `Failure` if a document is rejected; messages call it by
+/// its argument and path.
 #ifndef TAVIK_TOOL_RULES_RULE_DOCUMENTS_H
 #define TAVIK_TOOL_RULES_RULE_DOCUMENTS_H
 
@@ -8,21 +9,29 @@
 
 #include <memory>
 #include <string>
+#include <string_view>
 
+#include "io/Inputs.h"
 #include "rules/HostPlatform.h"
 
 namespace tavik::tool {
 
-/// The content of a rule document, which messages call by `name`. Raises `Failure` when it is not trusted or holds no
-/// entries.
+/// The content of a rule document of any kind.
 Dictionary validatedContent(const std::string& name, const Dictionary& document, const HostPlatform& platform);
 
-/// The same; raises `Failure` also when it has no "version": then there is nothing to check a device with.
-Dictionary trustedContent(const std::string& name, const Dictionary& document, const HostPlatform& platform);
-
-/// Makes the kernel of a rule library, which messages call by `name`. Raises `Failure` when it is not trusted or empty.
+/// Makes the kernel of a rule library.
 std::unique_ptr<ZRTTavikKernel> openKernel(const std::string& name, const Dictionary& library,
                                            const std::shared_ptr<const HostPlatform>& platform);
+
+/// Rejects a document without "version": no device can be checked with it.
+void requireVersion(const std::string& name, const Dictionary& content);
+
+/// Reads a rule library that devices can be checked with.
+std::unique_ptr<ZRTTavikKernel> readLibrary(Inputs& inputs, std::string_view argument, const std::string& path,
+                                            const std::shared_ptr<const HostPlatform>& platform);
+/// Reads local rules that devices can be checked with.
+std::unique_ptr<const PreparedRules> readLocalRules(Inputs& inputs, std::string_view argument, const std::string& path,
+                                                    const ZRTTavikKernel& kernel);
 
 }  // namespace tavik::tool
 

@@ -1,39 +1,33 @@
 #include "rules/RuleMeaning.h"
 
+#include <tavik/PredicateExpression.h>
 #include <tavik/PredicateFacts.h>
 
-#include <algorithm>
+#include <vector>
 
 namespace tavik::tool {
-namespace {
-
-/// Takes the next word of an expression; empty at its end.
-std::string_view takeWord(std::string_view& expression) {
-  expression.remove_prefix(std::min(expression.find_first_not_of(' '), expression.size()));
-  const std::string_view word = expression.substr(0, expression.find(' '));
-  expression.remove_prefix(word.size());
-  return word;
-}
-
-}  // namespace
 
 std::string meaningOf(std::string_view predicateExpression) {
+  using Operator = PredicateExpression::Operator;
+  const PredicateExpression expression = PredicateExpression::parse(predicateExpression);
+  if (expression.isMalformed()) return "";
   std::string meaning;
-  const bool onlyNegated = predicateExpression.starts_with("NOT ") && std::ranges::count(predicateExpression, ' ') == 1;
-  for (std::string_view word = takeWord(predicateExpression); !word.empty(); word = takeWord(predicateExpression)) {
-    if (word == "NOT") {
-      if (!onlyNegated) meaning += "it is not so that ";
-    } else if (word == "AND") {
-      meaning += ", and when ";
-    } else if (word == "OR") {
-      meaning += ", or when ";
-    } else {
-      const PredicateFacts* const facts = PredicateFacts::find(word);
-      if (facts == nullptr) return "";
-      meaning += facts->meaning;
-    }
+  for (const std::string_view name : expression.predicates()) {
+    const PredicateFacts* const facts = PredicateFacts::find(name);
+    if (facts == nullptr) return "";
+    if (!meaning.empty()) meaning += expression.combination() == Operator::kAnd ? ", and when " : ", or when ";
+    meaning += facts->meaning;
   }
-  return meaning.empty() ? "" : (onlyNegated ? "Fails when " : "Passes when ") + meaning + ".";
+  return (expression.combination() == Operator::kNot ? "Fails when " : "Passes when ") + meaning + ".";
+}
+
+std::span<const std::string_view> predicateNames() {
+  static const std::vector<std::string_view> names = [] {
+    std::vector<std::string_view> all;
+    for (const PredicateFacts& facts : PredicateFacts::all()) all.push_back(facts.word);
+    return all;
+  }();
+  return names;
 }
 
 }  // namespace tavik::tool

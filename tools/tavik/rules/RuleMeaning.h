@@ -1,17 +1,21 @@
 /// @file
-/// What a rule asks for, in a sentence for those who do not know its predicate.
+/// What a rule asks for, in a sentence for people who do not know its predicates.
 #ifndef TAVIK_TOOL_RULES_RULE_MEANING_H
 #define TAVIK_TOOL_RULES_RULE_MEANING_H
 
+#include <span>
 #include <string>
 #include <string_view>
 
 namespace tavik::tool {
 
 /// "Passes when it begins with the expected text, and when it has no small letters." or "Fails when it is greater than
-/// the expected number." Empty for an expression with a word
-/// that is no predicate.
+/// the expected number." Operators are recognized in any case. Empty if the expression is malformed or names an unknown
+/// predicate.
 std::string meaningOf(std::string_view predicateExpression);
+
+/// The names of all predicates.
+std::span<const std::string_view> predicateNames();
 
 }  // namespace tavik::tool
 

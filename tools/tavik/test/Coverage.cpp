@@ -6,8 +6,6 @@
 #include <set>
 #include <utility>
 
-#include "test/Judgement.h"
-
 namespace tavik::tool {
 namespace {
 
@@ -45,13 +43,13 @@ Coverage::Coverage(const Dictionary& library, const Dictionary& localRules) {
 
 void Coverage::add(const RuleTest& test, const CheckOutcome& outcome) {
   const std::set<std::string_view> named = namesIn(test.expected.rules);
-  for (const Value& record : ruleRecords(outcome)) {
+  for (const Value& record : outcome.ruleRecords()) {
     const std::string_view rule = record.ifDictionary()->findString("rule").value_or("");
     const bool asked = test.expected.others != OtherRules::kAny || named.contains(rule);
     if (asked) rules_.add({std::string(rule)}, passed(record));
   }
-  if (ruleRecords(outcome).empty()) return;
-  const bool pass = statusOf(outcome) == ExitStatus::kPassed;
+  if (outcome.verdict == Verdict::kNone) return;
+  const bool pass = outcome.verdict == Verdict::kPassed;
   const std::string partNumber = selector(test.attributes.find("ModelNumber"));
   partNumbers_.add({partNumber}, pass);
   regions_.add({partNumber, selector(test.attributes.find("RegionInfo"))}, pass);

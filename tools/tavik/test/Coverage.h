@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "check/CheckRun.h"
+#include "check/Outcome.h"
 #include "test/CaseFile.h"
 
 namespace tavik::tool {

@@ -14,16 +14,11 @@ namespace {
 
 using RecordsByRule = std::map<std::string_view, const Dictionary*, std::less<>>;
 
-Dictionary entriesOf(const Error& error) {
-  return {{"code", Value(error.code())}, {"description", error.localizedDescription()}};
-}
-
-Dictionary entriesOf(const Fault& fault) { return {{"kind", fault.kind}, {"message", fault.message}}; }
-
-/// How the run ended, if not with rules that were checked.
+/// How the run ended, as a case file spells it; empty if it ended neither with a fault nor with an error.
 Dictionary endOf(const CheckOutcome& outcome) {
-  if (outcome.fault) return entriesOf(*outcome.fault);
-  return outcome.error ? entriesOf(*outcome.error) : Dictionary();
+  if (outcome.fault) return {{"kind", outcome.fault->word()}, {"message", outcome.fault->message}};
+  if (!outcome.error) return {};
+  return {{"code", Value(outcome.error->code())}, {"description", outcome.error->localizedDescription()}};
 }
 
 /// Whether every wanted entry is among those found.
@@ -37,7 +32,7 @@ bool holds(const Dictionary& wanted, const Dictionary& found) {
 
 RecordsByRule byRule(const CheckOutcome& outcome) {
   RecordsByRule records;
-  for (const Value& record : ruleRecords(outcome)) {
+  for (const Value& record : outcome.ruleRecords()) {
     records.emplace(record.ifDictionary()->findString("rule").value_or(""), record.ifDictionary());
   }
   return records;
@@ -103,7 +98,7 @@ std::vector<Mismatch> judgeRules(const Expectation& expected, const CheckOutcome
     named.insert(rule.rule);
     if (auto mismatch = judge(rule, records)) mismatches.push_back(*std::move(mismatch));
   }
-  for (const Value& value : ruleRecords(outcome)) {
+  for (const Value& value : outcome.ruleRecords()) {
     const Dictionary& record = *value.ifDictionary();
     if (named.contains(record.findString("rule").value_or(""))) continue;
     if (auto mismatch = judgeOther(expected.others, record)) mismatches.push_back(*std::move(mismatch));
@@ -114,29 +109,21 @@ std::vector<Mismatch> judgeRules(const Expectation& expected, const CheckOutcome
   return mismatches;
 }
 
-std::vector<Mismatch> judgeEnd(std::string_view what, const Dictionary& wanted, const std::optional<Dictionary>& found,
-                               const CheckOutcome& outcome) {
-  if (found && holds(wanted, *found)) return {};
-  const std::string_view otherwise = found ? ", and ends with another one" : ", and does not";
-  return {{std::nullopt, fmt::format("the run should end with {}{}", what, otherwise), wanted, endOf(outcome)}};
+std::vector<Mismatch> judgeEnd(std::string_view what, bool endsSo, const Dictionary& wanted, const Dictionary& end) {
+  if (endsSo && holds(wanted, end)) return {};
+  const std::string_view otherwise = endsSo ? ", and ends with another one" : ", and does not";
+  return {{std::nullopt, fmt::format("the run should end with {}{}", what, otherwise), wanted, end}};
 }
 
 }  // namespace
 
-std::span<const Value> ruleRecords(const CheckOutcome& outcome) {
-  const ExitStatus status = statusOf(outcome);
-  if (status != ExitStatus::kPassed && status != ExitStatus::kFailed) return {};
-  return std::span(outcome.records->begin(), outcome.records->end()).subspan(kVersionRecords);
-}
-
 std::vector<Mismatch> mismatches(const Expectation& expected, const CheckOutcome& outcome) {
-  const auto fault = outcome.fault ? std::optional(entriesOf(*outcome.fault)) : std::nullopt;
-  const auto error = outcome.error ? std::optional(entriesOf(*outcome.error)) : std::nullopt;
-  if (expected.fault) return judgeEnd("a fault", *expected.fault, fault, outcome);
-  if (expected.error) return judgeEnd("an error", *expected.error, error, outcome);
-  if (fault || error) {
-    const std::string message = std::string(fault ? "a fault ended the run: " : "no verdict: ") + whyNoVerdict(outcome);
-    return {{std::nullopt, message, Dictionary(), endOf(outcome)}};
+  const Dictionary end = endOf(outcome);
+  if (expected.fault) return judgeEnd("a fault", outcome.fault.has_value(), *expected.fault, end);
+  if (expected.error) return judgeEnd("an error", outcome.error.has_value(), *expected.error, end);
+  if (!end.empty()) {
+    const std::string_view how = outcome.fault ? "a fault ended the run" : "no verdict";
+    return {{std::nullopt, fmt::format("{}: {}", how, outcome.reason->text()), Dictionary(), end}};
   }
   std::vector<Mismatch> found = judgeRules(expected, outcome);
   if (expected.station && *expected.station != outcome.station)

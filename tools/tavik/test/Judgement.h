@@ -6,11 +6,10 @@
 #include <tavik/Value.h>
 
 #include <optional>
-#include <span>
 #include <string>
 #include <vector>
 
-#include "check/CheckRun.h"
+#include "check/Outcome.h"
 #include "test/CaseFile.h"
 
 namespace tavik::tool {
@@ -22,9 +21,6 @@ struct Mismatch {
   Dictionary expected;              ///< what was expected: entries of the record, or of the error, fault or station
   Dictionary found;                 ///< what was found; empty when there is nothing
 };
-
-/// The records of the device's rules. None when the run gave no verdict, for whatever reason.
-std::span<const Value> ruleRecords(const CheckOutcome& outcome);
 
 /// Empty when the run is as expected.
 std::vector<Mismatch> mismatches(const Expectation& expected, const CheckOutcome& outcome);

@@ -72,8 +72,7 @@ std::string summary(const TestResults& results, const Screen& screen) {
   const std::size_t failed = failures(results);
   const std::string verdict =
       styled(failed == 0 ? "PASSED" : "FAILED", failed == 0 ? Style::kGood : Style::kBad, screen);
-  return fmt::format("\n{}  {} {}: {} passed, {} failed\n", verdict, total, total == 1 ? "case" : "cases",
-                     total - failed, failed);
+  return fmt::format("\n{}  {}: {} passed, {} failed\n", verdict, counted(total, "case"), total - failed, failed);
 }
 
 constexpr std::string_view kRuleKeys[] = {"rule"};

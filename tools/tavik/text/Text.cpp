@@ -72,6 +72,10 @@ std::string lowerCase(std::string_view text) {
   return lower;
 }
 
+std::string counted(std::size_t count, std::string_view noun) {
+  return fmt::format("{} {}{}", count, noun, count == 1 ? "" : "s");
+}
+
 std::string visible(std::string_view text) {
   std::string result;
   result.reserve(text.size());

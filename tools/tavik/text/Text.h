@@ -27,6 +27,9 @@ std::string visible(std::string_view text);
 /// The text with the letters A to Z as small ones.
 std::string lowerCase(std::string_view text);
 
+/// "1 rule", "2 rules".
+std::string counted(std::size_t count, std::string_view noun);
+
 /// Columns that a visible text takes on a terminal.
 std::size_t displayWidth(std::string_view visibleText);
 

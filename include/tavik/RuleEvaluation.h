@@ -1,0 +1,82 @@
+#ifndef TAVIK_RULE_EVALUATION_H
+#define TAVIK_RULE_EVALUATION_H
+
+#include <tavik/CheckOutcome.h>
+#include <tavik/Error.h>
+#include <tavik/PredicateExpression.h>
+#include <tavik/PredicateKernel.h>
+#include <tavik/RuleOrigins.h>
+#include <tavik/Value.h>
+
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace tavik {
+
+/// The evaluation of one rule for one device, step by step: what its predicates were called with and where that came
+/// from, what each of them returned, and the record. Check runs evaluate rules in the same way.
+struct TAVIK_EXPORT RuleEvaluation {
+  /// A value that the rule asks for.
+  struct Operand {
+    std::optional<std::string> name;    ///< absent: neither the reference nor the rule names an attribute
+    std::optional<std::string> source;  ///< the description of the reference's "source"; absent: the device itself
+    std::optional<Value> value;         ///< absent: not found
+  };
+
+  /// A predicate of the rule's expression.
+  struct TAVIK_EXPORT Call {
+    std::string word;                            ///< as the expression has it
+    bool withReferences;                         ///< in the form (attribute, references, value)
+    bool isKnown;                                ///< there is a predicate of that name and form
+    std::optional<Value> record = std::nullopt;  ///< what it returned, a dictionary; absent if it did not come to that
+
+    /// The name of the operation that is called: "equal:value:" or "equal:references:value:".
+    [[nodiscard]] std::string operation() const;
+  };
+
+  /// The rule's name begins with "No Attribute": it passes if the device lacks the attribute, and calls nothing.
+  bool wantsAbsence = false;
+  Operand attribute;
+  /// In the order of the rule's "references", up to one that is malformed.
+  std::vector<Operand> references;
+  /// The rule has references, but no value: its predicate takes the first reference as the value.
+  bool firstReferenceIsValue = false;
+  /// The expected value that the predicates are called with; absent if there is none.
+  std::optional<Value> value;
+  PredicateExpression::Operator combination = PredicateExpression::Operator::kNone;
+  /// One for each predicate of the expression, in order; none if the expression is malformed.
+  std::vector<Call> calls;
+
+  /// What a check run records for the rule, a dictionary; absent if the run ends here, by `error` or `fault`.
+  std::optional<Value> record;
+  std::optional<Error> error;  ///< of a malformed expression
+  std::optional<Fault> fault;
+};
+
+/// Evaluates rules for one device. Immutable; safe from any thread.
+///
+///     const RuleEvaluator evaluator(kernel, device, sources);
+///     for (const RuleOrigin& rule : origins.of(model, region, error)->rules) {
+///       const RuleEvaluation evaluation = evaluator.evaluate(rule);
+///     }
+class TAVIK_EXPORT RuleEvaluator {
+ public:
+  /// attributes, sources: as for `ZRTTavikKernel::check`; packed attributes are expanded.
+  RuleEvaluator(PredicateKernel kernel, Dictionary attributes, Dictionary sources);
+
+  /// The device's attributes with packed ones expanded.
+  [[nodiscard]] const Dictionary& attributes() const noexcept { return attributes_; }
+
+  /// Evaluates a rule and logs what a check run logs for it. Faults are part of the result.
+  [[nodiscard]] RuleEvaluation evaluate(const RuleOrigin& rule) const;
+
+ private:
+  PredicateKernel kernel_;
+  Dictionary attributes_;
+  Dictionary sources_;
+};
+
+}  // namespace tavik
+
+#endif

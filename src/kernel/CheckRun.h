@@ -1,0 +1,89 @@
+/// @file
+/// The check run: from a device's attributes and validated rule documents to the list of records.
+#ifndef TAVIK_KERNEL_CHECK_RUN_H
+#define TAVIK_KERNEL_CHECK_RUN_H
+
+#include <tavik/CheckOutcome.h>
+#include <tavik/Error.h>
+#include <tavik/Value.h>
+
+#include <optional>
+
+#include "kernel/Faults.h"
+#include "kernel/Records.h"
+#include "kernel/RuleDocuments.h"
+#include "kernel/RuleRun.h"
+#include "kernel_private/LocalEntries.h"
+
+namespace tavik {
+
+/// What a check is called with.
+struct CheckCall {
+  const Dictionary& device;
+  const Dictionary* sources;  ///< may be null
+  Dictionary* station;        ///< may be null
+  std::optional<Error>& error;
+};
+
+/// How far a run came.
+struct CheckProgress {
+  std::optional<Reason> end;    ///< why it ended without a verdict, unless by a fault
+  const Value* rule = nullptr;  ///< the rule that was begun last
+};
+
+/// What a run returns if the documents are rejected.
+Array rejected(const RuleDocuments& documents, CheckProgress& progress);
+
+/// Fills in the verdict and the reason of an outcome.
+void judge(CheckOutcome& outcome, CheckProgress progress);
+
+/// One run for one device, whose rules differ in how they are made.
+class CheckRun {
+ public:
+  CheckRun(const RuleDocuments& documents, const CheckCall& call, CheckProgress& progress);
+
+  /// The device's attributes, packed ones expanded.
+  [[nodiscard]] const Dictionary& attributes() const noexcept { return attributes_; }
+
+  /// Runs. local: the device's local entries. forEachRule: called with a function that takes a `PreparedRule` and says
+  /// whether to go on; returns whether it was called with all rules.
+  template <class ForEachRule>
+  std::optional<Array> over(const LocalEntries& local, ForEachRule forEachRule) {
+    Records records(local.entries().size() + kOtherRecords);
+    if (!begin(local, records)) return std::move(records).take();
+    RuleRun run(documents_.kernel, {attributes_, call_.sources, call_.station, call_.error}, records);
+    const bool complete = forEachRule([&](const PreparedRule& rule) {
+      progress_.rule = &rule.name;
+      return run.add(rule);
+    });
+    return complete ? std::optional(finish(std::move(records))) : std::nullopt;
+  }
+
+ private:
+  static constexpr std::size_t kOtherRecords = 4;  // three versions, and why there are no rules
+
+  bool begin(const LocalEntries& local, Records& records);
+  [[nodiscard]] Array finish(Records&& records) const;
+
+  const RuleDocuments& documents_;
+  const CheckCall& call_;
+  CheckProgress& progress_;
+  Dictionary attributes_;
+};
+
+/// The outcome of a run. `check(call, progress)` performs it and returns its records.
+template <class Check>
+CheckOutcome outcomeOf(const Dictionary& device, const Dictionary* sources, Dictionary station, Check check) {
+  CheckOutcome outcome;
+  outcome.station = std::move(station);
+  CheckProgress progress;
+  outcome.fault = faultOf([&] {
+    outcome.records = check(CheckCall{device, sources, &outcome.station, outcome.error}, progress);
+  });
+  judge(outcome, std::move(progress));
+  return outcome;
+}
+
+}  // namespace tavik
+
+#endif

@@ -1,0 +1,64 @@
+/// @file
+/// The evaluation of rules for one device: gather the operands, judge, combine, record.
+#ifndef TAVIK_KERNEL_RULE_RUN_H
+#define TAVIK_KERNEL_RULE_RUN_H
+
+#include <tavik/Error.h>
+#include <tavik/PredicateKernel.h>
+#include <tavik/RuleEvaluation.h>
+#include <tavik/Value.h>
+
+#include <optional>
+
+#include "kernel/PreparedRule.h"
+#include "kernel/Records.h"
+
+namespace tavik {
+
+/// What rules read and change.
+struct RunContext {
+  const Dictionary& attributes;  ///< the device's, packed ones expanded
+  const Dictionary* sources;     ///< may be null
+  Dictionary* station;           ///< may be null
+  std::optional<Error>& error;
+};
+
+class RuleRun {
+ public:
+  /// notes: written as rules are evaluated; null if nobody wants to know.
+  RuleRun(const PredicateKernel& kernel, const RunContext& context, Records& records, RuleEvaluation* notes = nullptr)
+      : kernel_(kernel), context_(context), records_(records), notes_(notes), logs_(kernel.platform().logs()) {}
+
+  /// Adds the rule's record; returns false with the error set if its expression is malformed.
+  bool add(const PreparedRule& rule);
+
+ private:
+  struct Missing {
+    const Value* name;    // null: none
+    const Value* source;  // null: the device
+  };
+
+  void addAbsence(const PreparedRule& rule);
+  void addMissing(const PreparedRule& rule, const Missing& missing);
+  bool gatherAndEvaluate(const PreparedRule& rule, const Value* attribute);
+  std::optional<Missing> fetchReferences(const PreparedRule& rule, Dictionary& references);
+  [[nodiscard]] const Value* fetch(const Value* name, const Value* source) const;
+  bool evaluate(const PreparedRule& rule, const Value* attribute, const Dictionary* references, const Value* value);
+  Judgement judge(const PreparedCall& call, const Operands& operands);
+  Judgement combine(const PreparedRule& rule, Judgement left, const Operands& operands);
+  void forward(const Value& value) const;
+
+  void note(const PreparedRule& rule, const Value* attribute);
+  void note(const Value* name, const Value* source, const Value* value);
+  void note(const Judgement& judgement);
+
+  const PredicateKernel& kernel_;
+  RunContext context_;
+  Records& records_;
+  RuleEvaluation* notes_;
+  bool logs_;
+};
+
+}  // namespace tavik
+
+#endif

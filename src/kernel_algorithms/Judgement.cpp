@@ -1,0 +1,106 @@
+// Judgements: their records, their texts, and what NOT, AND and OR make of them.
+
+#include "kernel_algorithms/Judgement.h"
+
+#include <stdexcept>
+#include <string>
+
+#include "values/Description.h"
+#include "values/Format.h"
+#include "values/MaybeAbsent.h"
+
+namespace tavik {
+
+namespace {
+
+using detail::Entries;
+using detail::SlabCutter;
+using detail::SmallDictionary;
+using detail::ValueAccess;
+using Operator = PredicateExpression::Operator;
+
+Value textAfter(std::string_view words, const Value* value, SlabCutter* slabs) {
+  if (const auto text = textOf(value)) return ValueAccess::joined(words, *text, slabs);
+  const auto integer = value == nullptr ? std::nullopt : value->ifInteger();
+  if (integer) return ValueAccess::joined(words, IntegerText(*integer).view(), slabs);
+  TextBuffer text;
+  appendDescription(text, value);
+  return ValueAccess::joined(words, text.view(), slabs);
+}
+
+// A value that is not an array counts as its only element, an absent one as no element.
+Value listAfter(std::string_view words, const Value* list, std::string_view between, SlabCutter* slabs) {
+  TextBuffer text;
+  text.append(words);
+  if (const Array* array = arrayOf(list)) {
+    appendElements(text, *array, between);
+  } else if (list != nullptr) {
+    appendDescription(text, list);
+  }
+  return ValueAccess::joined({}, text.view(), slabs);
+}
+
+Dictionary makeRecord(bool result, Value actual, Value expected, const Value* attributes) {
+  constexpr std::size_t kMostEntries = 5;  // with "rule" and "attributes"
+  SmallDictionary record(Entries::make(kMostEntries));
+  record.add("result", Value(result));
+  record.add("actual", std::move(actual));
+  record.add("expected", std::move(expected));
+  if (attributes != nullptr) record.add("attributes", Value(*attributes));
+  return ValueAccess::dictionary(std::move(record).take());
+}
+
+constexpr Phrase kNot = {"not "};
+
+Value joined(const Value& left, std::string_view word, const Value& right) {
+  TextBuffer text;
+  appendDescription(text, &left);
+  text.append(word);
+  appendDescription(text, &right);
+  return ValueAccess::string(text.view());
+}
+
+}  // namespace
+
+Value Phrase::of(const Value* value, SlabCutter* slabs) const {
+  return about == About::kElements ? listAfter(words, value, between, slabs) : textAfter(words, value, slabs);
+}
+
+Dictionary Judgement::record() && {
+  return makeRecord(result, std::move(actual), std::move(expected).text(), attributes);
+}
+
+Judgement negated(Judgement judgement) {
+  const Value expected = std::move(judgement.expected).text();
+  return {!judgement.result, std::move(judgement.actual), kNot.of(&expected), judgement.attributes};
+}
+
+Judgement combined(Operator combination, Judgement left, Judgement right) {
+  const Value leftExpected = std::move(left.expected).text();
+  const Value rightExpected = std::move(right.expected).text();
+  if (combination == Operator::kAnd) {
+    return {left.result && right.result, joined(left.actual, " and ", right.actual),
+            joined(leftExpected, " and ", rightExpected)};
+  }
+  // OR never shows the right "actual", by design.
+  return {left.result || right.result, descriptionValue(&left.actual), joined(leftExpected, " or ", rightExpected)};
+}
+
+Judgement unknownPredicate(std::string_view word, bool withReferences) {
+  const std::string_view form = withReferences ? ":references:value:" : ":value:";
+  return {false, formattedValue("unknown predicate %@%@", {word, form}), "valid predicate name"};
+}
+
+Dictionary recordOf(bool result, const Value* actual, const Value* expected) {
+  return makeRecord(result, present(actual, "actual"), present(expected, "expected"), nullptr);
+}
+
+void refuseAbsent(const char* key) {
+  throw std::invalid_argument(std::string("a record cannot hold an absent \"") + key + '"');
+}
+
+Value descriptionValue(const Value* value) {
+  return value != nullptr && value->isString() ? *value : formattedValue("%@", {value});
+}
+
+}  // namespace tavik

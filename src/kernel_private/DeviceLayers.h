@@ -1,0 +1,50 @@
+/// @file
+/// The order in which devices get the entries of the local rules.
+#ifndef TAVIK_KERNEL_PRIVATE_DEVICE_LAYERS_H
+#define TAVIK_KERNEL_PRIVATE_DEVICE_LAYERS_H
+
+#include <tavik/RuleOrigins.h>
+#include <tavik/Value.h>
+
+#include <optional>
+#include <span>
+#include <vector>
+
+#include "kernel_private/Selection.h"
+
+namespace tavik {
+
+/// The layers of one device after another. Borrows the local rules, and looks through the entries of a part number once
+/// for all of its regions that come in a row.
+class DeviceLayers {
+ public:
+  explicit DeviceLayers(const Dictionary& rules) noexcept : rules_(rules) {}
+
+  /// As `RuleOrigins::forEachKind` gives them; they hold until the next call. Where a layer is missing or malformed,
+  /// they end, and `failure` says why. Where `failure` is null, the other layers follow.
+  [[nodiscard]] std::span<const LocalLayer> of(const Selection& selection, std::optional<AssemblyFailure>* failure);
+
+ private:
+  struct Part {
+    LocalLayer layer;
+    std::vector<const Value*> setNames;
+  };
+
+  static Part partOf(LocalEntry::Layer layer, const Dictionary& entries, Dictionary::Iterator first);
+  [[nodiscard]] const Dictionary* table(std::string_view key, std::optional<AssemblyFailure>* failure) const;
+  void addSelected(const Selection& selection);
+  void add(const Part& part);
+  void addSets(const Dictionary& sets, std::optional<AssemblyFailure>* failure);
+
+  const Dictionary& rules_;
+  const Dictionary* partNumber_ = nullptr;  // the one that these are of
+  Part beforeRegion_ = {};
+  Part afterRegion_ = {};
+  std::optional<Part> generic_;
+  std::vector<LocalLayer> layers_;
+  std::vector<const Value*> setNames_;  // in these layers
+};
+
+}  // namespace tavik
+
+#endif

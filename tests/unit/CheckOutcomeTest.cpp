@@ -1,0 +1,209 @@
+// Outcomes of runs, the creation of kernels with a reason, and rules evaluated step by step.
+
+#include "support/TestSupport.h"
+
+namespace tavik {
+namespace {
+
+constexpr std::string_view kLibrary = R"({
+  version = 7;
+  Model = { attribute = m; predicate = hasPrefix; value = MX; };
+  Code = { attribute = m; predicate = MPNCCCCheck; value = abc; };
+  Broken = { attribute = m; predicate = "a XOR b"; };
+  First = { attribute = m; predicate = equal; references = (); };
+  Forward = { attribute = m; predicate = sendStaticAttribute; value = { OnPass = bay; }; };
+  "Device Rules" = { attribute = m; predicate = "NOT hasPrefix"; value = MX; };
+})";
+
+// "none, fault in Code: DESCRIPTION; station", or "passed 2; station": the verdict with the number of rule records.
+std::string lineOf(const CheckOutcome& outcome) {
+  constexpr const char* kVerdicts[] = {"passed", "failed", "none"};
+  std::string line = kVerdicts[static_cast<std::size_t>(outcome.verdict)];
+  line += outcome.ruleRecords().empty() ? "" : " " + std::to_string(outcome.ruleRecords().size());
+  if (outcome.reason) {
+    line += ", " + std::string(outcome.reason->word());
+    if (outcome.reason->rule) line += " in " + *outcome.reason->rule;
+    line += ": " + outcome.reason->description;
+  }
+  if (outcome.fault) line += " (" + std::string(outcome.fault->word()) + ")";
+  if (outcome.error) line += " (" + std::to_string(outcome.error->code()) + ")";
+  for (const auto [key, value] : outcome.station) line += "; " + std::string(key) + "=" + description(&value);
+  return line;
+}
+
+TEST(CheckOutcomeTest, SaysWhetherTheDeviceWasCheckedAndPassed) {
+  struct Case {
+    const char* rules;  // null: none
+    const char* device;
+    const char* outcome;
+  };
+  const Case cases[] = {
+      {"{ version = 1; GenericRules = { Model = {}; }; }", "{ m = MX1; }", "passed 1; before=x"},
+      {"{ version = 1; GenericRules = { Model = {}; Forward = {}; }; }", "{ m = ZZ; }",
+       "failed 2; before=x; OnPass=bay"},
+      {"{ version = 1; GenericRules = { \"Device Rules\" = { value = no; }; }; }", "{ m = no; }", "failed 1; before=x"},
+      {nullptr, "{}", "none, no local rules: there are no local rules; before=x"},
+      {"{ untrusted = \"another key\"; }", "{}", "none, not trusted: another key; before=x"},
+      {"{}", "{}", "none, empty: the document is empty; before=x"},
+      {"{ nothing = yes; }", "{}", "none, empty: the document is empty; before=x"},
+      {"{ version = 1; MPNRules = { M = {}; }; }", "{ ModelNumber = N; }",
+       "none, not assembled: unknown MPN:N (-100003); before=x"},
+      {"{ version = 1; }", "{}", "none, no rules: the local rules have no rules for this device; before=x"},
+      {"{ version = 1; GenericRules = { Model = {}; Broken = {}; }; }", "{ m = MX; }",
+       "none, malformed expression in Broken: invalid logical operator:a XOR b (-100006); before=x"},
+      {"{ version = 1; GenericRules = { Forward = {}; Code = {}; }; }", "{ m = x; }",
+       "none, fault in Code: serial number x is too short for its CCC code (range); before=x; OnPass=bay"},
+      {"{ version = 1; GenericRules = { First = {}; }; }", "{ m = x; }",
+       "none, fault in First: a rule without \"value\" has no reference to take it from (range); before=x"},
+      {"{ GenericRules = { Model = {}; }; }", "{}",
+       "none, fault: device Rules version: the document has no \"version\" (invalid-argument); before=x"},
+  };
+  const auto kernel = kernelWith(kLibrary, std::make_shared<TestPlatform>());
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.outcome);
+    const auto rules = c.rules == nullptr ? std::nullopt : std::optional(parsedDictionary(c.rules));
+    const Dictionary* given = rules ? &*rules : nullptr;
+    const Dictionary device = parsedDictionary(c.device);
+    const Dictionary station{{"before", "x"}};
+    const CheckOutcome outcome = kernel->run(device, given, nullptr, station);
+    EXPECT_EQ(lineOf(outcome), c.outcome);
+    const auto prepared = kernel->prepare(given);
+    EXPECT_EQ(lineOf(prepared->run(device, nullptr, station)), c.outcome);
+    EXPECT_EQ(prepared->rejection() != nullptr, outcome.records && outcome.records->size() == 1);
+
+    std::optional<Error> error;
+    try {
+      EXPECT_EQ(outcome.records, kernel->check(device, given, nullptr, error));
+    } catch (const std::logic_error& fault) {
+      EXPECT_EQ(outcome.fault.value().message, fault.what());
+    }
+  }
+}
+
+TEST(CheckOutcomeTest, AKernelOrTheReasonWhyThereIsNone) {
+  struct Case {
+    const char* library;
+    const char* reason;
+    const char* logged;
+  };
+  const Case cases[] = {
+      {"{ version = 1; }", "", ""},
+      {"{ untrusted = \"another key\"; }", "not trusted: another key",
+       "!!!ERROR can not validate Rule Library!!!:another key"},
+      {"{}", "empty: the document is empty", ""},
+      {"( list )", "unreadable: the rule library is not a dictionary", "!!!ERROR no rules at path!!!:"},
+      {"{ a = ", "unreadable: line 1, column 7: ", "!!!ERROR no rules at path!!!:"},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.library);
+    const std::string_view text = c.library;
+    const std::span bytes(reinterpret_cast<const std::uint8_t*>(text.data()), text.size());
+    const TemporaryFile file(text);
+    std::string error;
+    const auto value = readPropertyList(bytes, error);
+    for (const int way : {0, 1, 2}) {
+      if (way == 2 && (!value || value->ifDictionary() == nullptr)) continue;
+      const auto platform = std::make_shared<TestPlatform>();
+      Reason why;
+      const auto kernel = way == 0   ? ZRTTavikKernel::init(file.path(), platform, why)
+                          : way == 1 ? ZRTTavikKernel::init(bytes, platform, why)
+                                     : ZRTTavikKernel::init(*value->ifDictionary(), platform, why);
+      EXPECT_EQ(kernel != nullptr, *c.reason == '\0');
+      const std::string said = kernel ? "" : std::string(why.word()) + ": " + why.text();
+      EXPECT_THAT(said, testing::StartsWith(c.reason));
+      const bool isLogged = *c.logged != '\0' && (way == 0 || std::string_view(c.reason).starts_with("not trusted"));
+      ASSERT_EQ(platform->lines.size(), isLogged ? 1 : 0);
+      EXPECT_THAT(isLogged ? platform->lines.front() : "", testing::StartsWith(isLogged ? c.logged : ""));
+    }
+  }
+}
+
+// "m=MX1 | gui:x=- | value 5 | AND hasPrefix:pass isUppercase:? | RECORD".
+std::string lineOf(const RuleEvaluation& evaluation) {
+  const auto shown = [](const RuleEvaluation::Operand& operand) {
+    return (operand.source ? *operand.source + ":" : "") + operand.name.value_or("?") + "=" +
+           (operand.value ? description(&*operand.value) : "-");
+  };
+  std::string line = (evaluation.wantsAbsence ? "absent " : "") + shown(evaluation.attribute);
+  for (const auto& reference : evaluation.references) line += " | " + shown(reference);
+  if (evaluation.value) line += " | value " + description(&*evaluation.value);
+  line += evaluation.firstReferenceIsValue ? " (first reference) |" : " |";
+  line += PredicateExpression::word(evaluation.combination);
+  for (const auto& call : evaluation.calls) {
+    const Dictionary* record = call.record ? call.record->ifDictionary() : nullptr;
+    line += " " + call.operation() + (call.isKnown ? "" : "?");
+    if (record != nullptr) line += booleanValue(record->find("result")) ? " pass" : " FAIL";
+  }
+  if (evaluation.record) line += " | " + lineOf(*evaluation.record->ifDictionary());
+  if (evaluation.error) line += " | error " + std::to_string(evaluation.error->code());
+  if (evaluation.fault) line += " | " + evaluation.fault->message;
+  return line;
+}
+
+TEST(RuleEvaluationTest, OperandsCallsAndTheRecordOfACheck) {
+  struct Case {
+    const char* name;
+    const char* definition;
+    const char* steps;
+  };
+  const Case cases[] = {
+      {"R", "{ attribute = m; predicate = \"hasPrefix and isUppercase\"; value = MX; }",
+       "m=MX1 | value MX |AND hasPrefix:value: pass isUppercase:value: pass | R: pass, MX1 and MX1, has prefix MX and "
+       "MX1"},
+      {"R", "{ attribute = m; predicate = \"not nobody\"; hideResult = 1; }",
+       "m=MX1 |NOT nobody:value:? FAIL | R: pass, unknown predicate nobody:value:, not valid predicate name, "
+       "hideResult "},
+      {"R", "{ attribute = m; predicate = hasPrefix; references = ( { source = sfc; attribute = p; } ); }",
+       "m=MX1 | sfc:p=MX | value MX (first reference) | hasPrefix:value: pass | R: pass, MX1, has prefix MX"},
+      {"R",
+       "{ attribute = none; predicate = equal; references = ( { source = gui; }, { attribute = m; } ); value = 1; }",
+       "none=- | gui:none=- | m=MX1 | value 1 | equal:references:value:? | "
+       "R: FAIL, attribute none not found from device!, N/A"},
+      {"R",
+       "{ attribute = m; predicate = equal; references = ( { source = gui; }, x, { attribute = m; } ); value = 1; }",
+       "m=MX1 | gui:m=- | value 1 | equal:references:value:? | R: FAIL, attribute m not found from gui!, N/A"},
+      {"No Attribute R", "{ attribute = m; predicate = equal; }",
+       "absent m=MX1 | | No Attribute R: FAIL, attribute m exists, no attribute m"},
+      {"R", "{ attribute = m; predicate = \"a b\"; }", "m=MX1 | | error -100006"},
+      {"R", "{ attribute = m; predicate = \"hasPrefix AND MPN4ECheck\"; value = MX; }",
+       "m=MX1 | value MX |AND hasPrefix:value: pass MPN4ECheck:value: | serial number MX1 is too short for its 4E "
+       "code"},
+  };
+  const auto platform = std::make_shared<TestPlatform>();
+  const Dictionary device = parsedDictionary("{ m = MX1; }");
+  const Dictionary sources = parsedDictionary("{ sfc = { p = MX; }; }");
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.steps);
+    const Dictionary library{{"version", "1"}, {c.name, parsed(c.definition)}};
+    const Dictionary local{{"version", "1"}, {"GenericRules", Dictionary{{c.name, Dictionary()}}}};
+    Reason why;
+    const auto kernel = ZRTTavikKernel::init(library, platform, why);
+    const CheckOutcome outcome = kernel->run(device, &local, &sources);
+    const RuleOrigins origins(library, local);
+    std::optional<Error> error;
+    const auto rules = origins.of(nullptr, nullptr, error)->rules;
+    const RuleEvaluation evaluation = RuleEvaluator(*kernel, device, sources).evaluate(rules.front());
+    EXPECT_EQ(lineOf(evaluation), c.steps);
+    EXPECT_EQ(evaluation.record,
+              outcome.ruleRecords().empty() ? std::nullopt : std::optional(outcome.ruleRecords().front()));
+    EXPECT_EQ(evaluation.fault.has_value(), outcome.fault.has_value());
+    EXPECT_EQ(evaluation.error.has_value(), outcome.error.has_value());
+  }
+}
+
+TEST(PredicateExpressionTest, TextsOfExpressionsThatMeanTheSameAreTheSame) {
+  constexpr std::pair<const char*, const char*> kTexts[] = {
+      {"equal", "equal"},
+      {"not equal", "NOT equal"},
+      {"a aNd b", "a AND b"},
+      {"a or b", "a OR b"},
+      {"", ""},
+      {"not ", "NOT "},
+      {"a b", ""},
+      {"a  b", ""},
+  };
+  for (const auto& [text, canonical] : kTexts) EXPECT_EQ(PredicateExpression::parse(text).text(), canonical) << text;
+}
+
+}  // namespace
+}  // namespace tavik

@@ -1,0 +1,56 @@
+#include "check/Outcome.h"
+
+namespace tavik::tool {
+
+CheckOutcome runCheck(const PreparedRules& rules, const Dictionary& attributes, const Dictionary& sources) {
+  return rules.run(attributes, sources.empty() ? nullptr : &sources);
+}
+
+ExitStatus statusOf(const CheckOutcome& outcome) {
+  if (outcome.fault) return ExitStatus::kFault;
+  if (outcome.verdict == Verdict::kNone) return ExitStatus::kNoVerdict;
+  return outcome.verdict == Verdict::kPassed ? ExitStatus::kPassed : ExitStatus::kFailed;
+}
+
+bool passed(const Value& record) {
+  const Value* const result = record.ifDictionary() == nullptr ? nullptr : record.ifDictionary()->find("result");
+  return result != nullptr && result->ifBoolean() == true;
+}
+
+std::span<const Value> decidingRecords(const CheckOutcome& outcome) {
+  if (outcome.verdict != Verdict::kNone || !outcome.records) return outcome.ruleRecords();
+  return std::span(outcome.records->begin(), outcome.records->end()).last(1);
+}
+
+std::span<const Value> versionRecords(const CheckOutcome& outcome) {
+  if (!outcome.records) return {};
+  return {outcome.records->begin(), outcome.records->size() - decidingRecords(outcome).size()};
+}
+
+std::vector<JsonEntry> entriesOf(const CheckOutcome& outcome) {
+  std::vector<JsonEntry> entries = {
+      {"records", outcome.records}, {"station", outcome.station}, {"error", valueOf(outcome.error)}};
+  const std::optional<Reason>& reason = outcome.reason;
+  if (outcome.fault) entries.push_back({"fault", valueOf(Fault{outcome.fault->category, reason->text()})});
+  constexpr std::string_view kVerdicts[] = {"passed", "failed", "none"};
+  entries.push_back({"verdict", Value(kVerdicts[static_cast<std::size_t>(outcome.verdict)])});
+  entries.push_back({"reason", std::nullopt});
+  if (reason) {
+    entries.back().entries = {
+        {"kind", Value(reason->word())}, {"rule", reason->rule}, {"description", Value(reason->description)}};
+  }
+  return entries;
+}
+
+Value valueOf(const Error& error) {
+  return Dictionary{
+      {"domain", error.domain()}, {"code", Value(error.code())}, {"description", error.localizedDescription()}};
+}
+
+std::optional<Value> valueOf(const std::optional<Error>& error) {
+  return error ? std::optional(valueOf(*error)) : std::nullopt;
+}
+
+Value valueOf(const Fault& fault) { return Dictionary{{"kind", fault.word()}, {"message", fault.message}}; }
+
+}  // namespace tavik::tool

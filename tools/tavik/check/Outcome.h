@@ -1,0 +1,56 @@
+/// @file
+/// What a check run came to, as the commands report it: the exit status, the records that count, JSON.
+#ifndef TAVIK_TOOL_CHECK_OUTCOME_H
+#define TAVIK_TOOL_CHECK_OUTCOME_H
+
+#include <tavik/CheckOutcome.h>
+#include <tavik/PreparedRules.h>
+#include <tavik/Value.h>
+
+#include <optional>
+#include <span>
+#include <stdexcept>
+#include <vector>
+
+#include "ExitStatus.h"
+#include "io/JsonObject.h"
+
+namespace tavik::tool {
+
+/// Runs a check. sources: empty if there are none.
+CheckOutcome runCheck(const PreparedRules& rules, const Dictionary& attributes, const Dictionary& sources);
+
+ExitStatus statusOf(const CheckOutcome& outcome);
+
+/// Whether a record passed.
+bool passed(const Value& record);
+
+/// The records of rules or, without a verdict, the one that says why.
+std::span<const Value> decidingRecords(const CheckOutcome& outcome);
+/// The records of versions, which come before these.
+std::span<const Value> versionRecords(const CheckOutcome& outcome);
+
+/// The entries of the outcome's JSON object.
+std::vector<JsonEntry> entriesOf(const CheckOutcome& outcome);
+/// {"domain": "...", "code": -100006, "description": "..."}
+Value valueOf(const Error& error);
+std::optional<Value> valueOf(const std::optional<Error>& error);
+/// {"kind": "range", "message": "..."}
+Value valueOf(const Fault& fault);
+
+/// Calls an operation of the library that is not a check run; returns the fault that ended it.
+template <class Call>
+std::optional<Fault> faultOf(Call call) {
+  try {
+    call();
+  } catch (const std::out_of_range& fault) {
+    return Fault{Fault::Category::kRange, fault.what()};
+  } catch (const std::invalid_argument& fault) {
+    return Fault{Fault::Category::kInvalidArgument, fault.what()};
+  }
+  return std::nullopt;
+}
+
+}  // namespace tavik::tool
+
+#endif

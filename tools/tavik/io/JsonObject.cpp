@@ -1,0 +1,58 @@
+#include "io/JsonObject.h"
+
+#include "io/Json.h"
+
+namespace tavik::tool {
+namespace {
+
+/// An array element by element: a record may hold an attribute that is nested as deep as a record may be, but not as an
+/// array of records may be.
+void appendValue(std::string& out, const Value& value) {
+  const Array* const array = value.ifArray();
+  if (array == nullptr) return appendJson(out, value);
+  out += '[';
+  for (const Value& element : *array) {
+    if (&element != array->begin()) out += ", ";
+    appendJson(out, element);
+  }
+  out += ']';
+}
+
+}  // namespace
+
+void appendEntries(std::string& out, const std::vector<JsonEntry>& entries) {
+  const char* separator = "";
+  for (const JsonEntry& entry : entries) {
+    out.append(separator).append("\"").append(entry.key).append("\": ");
+    separator = ", ";
+    if (!entry.entries.empty()) {
+      out += '{';
+      appendEntries(out, entry.entries);
+      out += '}';
+    } else if (entry.value) {
+      appendValue(out, *entry.value);
+    } else {
+      out += "null";
+    }
+  }
+}
+
+std::string objectLine(const std::vector<JsonEntry>& entries) {
+  std::string line = "{";
+  appendEntries(line, entries);
+  return line + "}\n";
+}
+
+Dictionary presentEntries(const std::vector<JsonEntry>& entries) {
+  Dictionary present;
+  for (const JsonEntry& entry : entries) {
+    if (!entry.entries.empty()) {
+      present.set(entry.key, presentEntries(entry.entries));
+    } else if (entry.value) {
+      present.set(entry.key, *entry.value);
+    }
+  }
+  return present;
+}
+
+}  // namespace tavik::tool

@@ -1,0 +1,32 @@
+/// @file
+/// Objects whose entries may lack a value: null in JSON, left out of property lists.
+#ifndef TAVIK_TOOL_IO_JSON_OBJECT_H
+#define TAVIK_TOOL_IO_JSON_OBJECT_H
+
+#include <tavik/Value.h>
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace tavik::tool {
+
+struct JsonEntry {
+  std::string_view key;
+  std::optional<Value> value;
+  std::vector<JsonEntry> entries = {};  ///< of an object in place of the value, if there are any
+};
+
+/// Appends the entries as JSON, without braces around them.
+void appendEntries(std::string& out, const std::vector<JsonEntry>& entries);
+
+/// The entries as a line of JSON.
+std::string objectLine(const std::vector<JsonEntry>& entries);
+
+/// The entries that have a value.
+Dictionary presentEntries(const std::vector<JsonEntry>& entries);
+
+}  // namespace tavik::tool
+
+#endif
