@@ -15,10 +15,9 @@
 ///
 ///     std::string error;
 ///     const std::optional<Value> device = readJson(R"({"ModelNumber": "MD123"})", error);
-///     if (!device) std::cerr << "device.json: " << error << '\n';    // "line 3, column 9 (Boards[2]): null is not
-///     allowed"
+///     if (!device) std::cerr << error << '\n';  // "line 3, column 9 (Boards[2]): null is not allowed"
 ///
-/// Every function here is safe from any thread and keeps no state.
+/// Every function here is thread-safe and keeps no state.
 #ifndef TAVIK_JSON_H
 #define TAVIK_JSON_H
 
@@ -75,7 +74,7 @@ TAVIK_EXPORT std::optional<std::string> writeJson(const Value& value, std::strin
 TAVIK_EXPORT bool appendJson(std::string& out, const Value& value, std::string& error,
                              JsonLayout layout = JsonLayout::kOneLine);
 
-/// Appends a text in UTF-8 as a JSON string, with quotes and escapes.
+/// Appends a text as a JSON string, with quotes and escapes. The text must be valid UTF-8: it is not checked.
 TAVIK_EXPORT void appendJsonString(std::string& out, std::string_view text);
 
 }  // namespace tavik

@@ -1,11 +1,11 @@
 /// @file
-/// Property lists as files and bytes: reading all three encodings, writing two.
+/// Property lists as files and bytes: reads XML, binary and old-style text; writes XML and binary.
 ///
 ///     std::string error;
 ///     std::optional<Value> rules = readPropertyListFile("rules.plist", error);
 ///     if (!rules) std::cerr << "rules.plist: " << error << '\n';  // "line 12, column 7: ..." or "byte 40: ..."
 ///
-/// Every function here is safe from any thread and keeps no state.
+/// Every function here is thread-safe and keeps no state. Json.h reads and writes JSON in the same way.
 #ifndef TAVIK_PROPERTY_LIST_H
 #define TAVIK_PROPERTY_LIST_H
 
@@ -25,46 +25,44 @@ enum class PropertyListFormat : std::uint8_t {
   kBinary,  ///< binary property list, version 00
 };
 
-/// Arrays and dictionaries may stand in each other this deep; deeper documents are refused, in reading and in writing.
+/// Maximum nesting depth of arrays and dictionaries; deeper documents are rejected, and deeper values are not written.
 inline constexpr int kPropertyListDepthLimit = 512;
 
-/// Reads one property list: XML, binary (version 00) or old-style text, told apart by content.
+/// Reads one property list. The encoding is detected by content: XML, binary (version 00) or old-style text.
 ///
-/// The bytes may come from anywhere. Refused are malformed documents, text that is not UTF-8, nesting beyond the limit,
-/// a key given twice in one dictionary, numbers beyond 64 bits, dates outside the years 1 to 9999, kinds that a `Value`
-/// lacks (sets, UIDs, null), document type declarations with an internal subset, binary objects that contain themselves
-/// or that, shared many times over, stand for far more than the file holds. Time and memory stay in proportion to the
-/// size of the bytes.
+/// The bytes may come from anywhere. Rejected are malformed documents, text that is not UTF-8, nesting beyond the
+/// limit, a key given twice in one dictionary, integers outside signed 64 bits, numbers too large for a double (one
+/// that is too small reads as 0), dates outside the years 1 to 9999, kinds that a `Value` lacks (sets, UIDs, null),
+/// document type declarations with an internal subset, and binary objects that contain themselves or that, shared many
+/// times over, stand for far more than the file holds. Time and memory are proportional to the size of the bytes.
 ///
-/// Returns the value, or absent with `error` set to where, what and why ("line 3, column 9: ..." counted in characters
-/// from 1 for XML and text, "byte 17: ..." for binary). `error` is written on failure only.
+/// Returns the value, or absent with `error` set to the location and the reason: "line 3, column 9: ..." for XML and
+/// text, "byte 17: ..." for binary. `error` is written on failure only.
 TAVIK_EXPORT std::optional<Value> readPropertyList(std::span<const std::uint8_t> bytes, std::string& error);
 /// The same, with the locations of all values in `locations`. They stay empty for a binary property list and on
 /// failure.
 TAVIK_EXPORT std::optional<Value> readPropertyList(std::span<const std::uint8_t> bytes, std::string& error,
                                                    ValueLocations& locations);
 
-/// The same for the contents of a file. A file that cannot be opened or read gives absent and the system's reason. Only
-/// regular files are read, and none beyond 1 GiB.
+/// The same for the contents of a file. If the file cannot be opened or read, returns absent with the system's reason.
+/// Reads only regular files, of at most 1 GiB.
 TAVIK_EXPORT std::optional<Value> readPropertyListFile(const std::string& path, std::string& error);
 
-/// Writes `value` so that reading gives an equal value, kind for kind: integers stay apart from floating-point numbers,
-/// numbers from booleans, and dates keep their fraction.
+/// Writes `value` so that reading gives an equal value, kind for kind: integers stay integers, floating-point numbers
+/// and booleans stay what they are, and dates keep their fraction. Characters that XML cannot hold, such as NUL, are
+/// written as numeric references ("&#0;"), which the reader accepts.
 ///
-/// Characters that XML has no form for, such as NUL, are written as numeric references ("&#0;"), which the reader takes
-/// back.
-///
-/// Returns the document, or absent with `error` set when it could not be read back: nesting beyond the limit or a date
-/// outside the years 1 to 9999. `error` is written on failure only.
+/// Returns the document, or absent with `error` set if it could not be read back: nesting beyond the limit or a date
+/// outside the years 1 to 9999, with the path to it ("Rules[2]: the date ..."). `error` is written on failure only.
 TAVIK_EXPORT std::optional<Data> writePropertyList(const Value& value, PropertyListFormat format, std::string& error);
 
-/// A date as XML property lists and JSON spell it: "2026-11-21T01:02:03Z" in UTC, with a fraction of the seconds
-/// ("03.25Z") only when it is not zero, of as many digits as it takes to read back the same date. Absent outside the
+/// A date as XML property lists and JSON hold it: "2026-11-21T01:02:03Z" in UTC. A fraction of the seconds ("03.25Z")
+/// is written only when it is not zero, with as many digits as needed to read back the same date. Absent outside the
 /// years 1 to 9999.
 TAVIK_EXPORT std::optional<std::string> dateToIsoText(Date date);
 
-/// The date nearest to such a text, whose fraction may have any number of digits. Absent when the text has another
-/// form, names no time of the calendar (the 30th of February, 24:00:00, a leap second) or one outside the years 1 to
+/// The date nearest to such a text, whose fraction may have any number of digits. Absent if the text has another form,
+/// names a time that does not exist (the 30th of February, 24:00:00) or a leap second, or is outside the years 1 to
 /// 9999.
 TAVIK_EXPORT std::optional<Date> dateFromIsoText(std::string_view text);
 

@@ -94,6 +94,11 @@ TEST(DepthTest, ValuesAreCopiedComparedDescribedRefusedAndDestroyed) {
     error.clear();
     EXPECT_FALSE(writeJson(changed, error));
     EXPECT_EQ(error, kTooDeep);
+    std::string json;
+    for (int level = 0; level < kPropertyListDepthLimit; level += 2) json += "{\"k\": [";
+    EXPECT_FALSE(readJson(json, error));
+    for (int level = 0; level < kPropertyListDepthLimit; level += 2) json += "]}";
+    EXPECT_TRUE(readJson(json, error)) << error;
     const ValueLocations locations(2);
     EXPECT_EQ(findLocation(one, locations, *one.ifDictionary()->find("k")), &locations[1]);
     EXPECT_EQ(findLocation(one, locations, copy), nullptr);

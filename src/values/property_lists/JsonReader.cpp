@@ -123,8 +123,8 @@ class JsonReader {
 
   Value read();
 
-  // Reads the beginning of an object, up to the value under `key`. What is well-formed JSON, but not a value, is passed
-  // over. Absent if there is no such key.
+  // Reads the beginning of an object, up to the value under `key`, and tolerates what is well-formed JSON, but not a
+  // value. Absent if there is no such key.
   std::optional<std::string_view> findMember(std::string_view key);
 
   // Where a refusal was thrown: the path to the value that was being read.
@@ -141,9 +141,11 @@ class JsonReader {
   Value readValue(int depth, std::size_t keyOffset = kNoKey);
   Array readArray(int depth);
   Value readObject(int depth);
+  Value takeForm(std::size_t begin, std::size_t start);
   Dictionary readLiteral(int depth);
   Dictionary closeDictionary(std::size_t begin);
   void readEntries(int depth, bool isLiteral);
+  std::size_t beginEntry();
   bool isLiteralNext(std::size_t object, const Value& key);
   void close(char bracket, std::size_t start);
 
@@ -165,11 +167,8 @@ class JsonReader {
   char32_t readUtf16Escape(std::size_t start);
 
   // Refuses what is well-formed JSON, but not a value.
-  Value refuseValue(std::size_t offset, std::string why) const {
-    if (passesOver_) return Value();
-    throw Refusal{offset, std::move(why)};
-  }
-  [[noreturn]] void refuse(std::string what) const { throw Refusal{offset(), std::move(what)}; }
+  Value refuseValue(std::size_t offset, std::string_view why) const;
+  [[noreturn]] void refuse(std::string_view what) const;
   [[noreturn]] void refuseCharacter() const;
   [[nodiscard]] std::size_t offset() const noexcept { return static_cast<std::size_t>(next_ - text_.data()); }
   [[nodiscard]] bool isAtEnd() const noexcept { return next_ == end_; }
@@ -201,7 +200,7 @@ class JsonReader {
   std::vector<Step> path_;
   std::string scratch_;  // a string with escapes
   LookAhead ahead_;
-  bool passesOver_ = false;
+  bool isTolerant_ = false;
 };
 
 Value JsonReader::read() {
@@ -214,7 +213,7 @@ Value JsonReader::read() {
 }
 
 std::optional<std::string_view> JsonReader::findMember(std::string_view key) {
-  passesOver_ = true;
+  isTolerant_ = true;
   if (!takeNext('{')) return std::nullopt;
   do {
     skipSpace();
@@ -281,9 +280,13 @@ Value JsonReader::readObject(int depth) {
     requireDepth(depth, start);
     return closeDictionary(begin);
   }
+  return takeForm(begin, start);
+}
+
+[[gnu::noinline]] Value JsonReader::takeForm(std::size_t begin, std::size_t start) {
   std::string why;
-  std::optional<Value> value = valueOfForm(*only, why);
-  if (!value) value = refuseValue(start, std::move(why));
+  std::optional<Value> value = valueOfForm(*open_.onlyEntry(begin), why);
+  if (!value) value = refuseValue(start, why);
   if (offsets_ != nullptr && value->ifDictionary() == nullptr) offsets_->pop_back();
   open_.dropDictionary(begin);
   return *std::move(value);
@@ -301,7 +304,7 @@ Dictionary JsonReader::closeDictionary(std::size_t begin) {
   try {
     return open_.closeDictionary(begin, &slabs_);
   } catch (const Refusal& repeatedKey) {
-    if (passesOver_) {
+    if (isTolerant_) {
       open_.dropDictionary(begin);
       return {};
     }
@@ -316,19 +319,26 @@ void JsonReader::readEntries(int depth, bool isLiteral) {
   path_.push_back({false, kNoKey});
   if (!takeNext('}')) {
     do {
-      skipSpace();
-      const std::size_t keyOffset = offset();
-      if (peek() != '"') isAtEnd() ? refuseCharacter() : refuse("expected a key in double quotes");
-      Value key = readString();
+      const std::size_t keyOffset = beginEntry();
+      Entry entry{readString(), Value()};
       path_.back().place = keyOffset;
       if (!takeNext(':')) refuse("expected \":\"");
-      Value value = !isLiteral && isLiteralNext(start, key) ? readLiteral(depth) : readValue(depth + 1, keyOffset);
-      open_.addEntry({std::move(key), std::move(value)}, keyOffset);
+      const bool isForm = !isLiteral && isLiteralNext(start, entry.key);
+      entry.value = isForm ? Value(readLiteral(depth)) : readValue(depth + 1, keyOffset);
+      open_.addEntry(std::move(entry), keyOffset);
       path_.back().place = kNoKey;
     } while (takeNext(','));
     close('}', start);
   }
   path_.pop_back();
+}
+
+// Gives where the key begins.
+std::size_t JsonReader::beginEntry() {
+  skipSpace();
+  if (isAtEnd()) refuseCharacter();
+  if (*next_ != '"') refuse("expected a key in double quotes");
+  return offset();
 }
 
 // Whether {"$dictionary": {...}} has been read up to the inner object, and nothing follows that. The end shows it, but
@@ -491,6 +501,13 @@ char32_t JsonReader::readUtf16Escape(std::size_t start) {
   if (second < 0xDC00 || second > 0xDFFF) throw Refusal{start, kUnpaired};
   return 0x10000 + ((first - 0xD800) << 10 | (second - 0xDC00));
 }
+
+Value JsonReader::refuseValue(std::size_t offset, std::string_view why) const {
+  if (isTolerant_) return Value();
+  throw Refusal{offset, std::string(why)};
+}
+
+void JsonReader::refuse(std::string_view what) const { throw Refusal{offset(), std::string(what)}; }
 
 void JsonReader::refuseCharacter() const {
   if (isAtEnd()) refuse("unexpected end of the document");

@@ -3,6 +3,22 @@
 #include "io/Json.h"
 
 namespace tavik::tool {
+namespace {
+
+/// An array element by element: a record may hold an attribute that is nested as deep as a record may be, but not as an
+/// array of records may be.
+void appendValue(std::string& out, const Value& value) {
+  const Array* const array = value.ifArray();
+  if (array == nullptr) return appendJson(out, value);
+  out += '[';
+  for (const Value& element : *array) {
+    if (&element != array->begin()) out += ", ";
+    appendJson(out, element);
+  }
+  out += ']';
+}
+
+}  // namespace
 
 void appendEntries(std::string& out, const std::vector<JsonEntry>& entries) {
   const char* separator = "";
@@ -14,7 +30,7 @@ void appendEntries(std::string& out, const std::vector<JsonEntry>& entries) {
       appendEntries(out, entry.entries);
       out += '}';
     } else if (entry.value) {
-      appendJson(out, *entry.value);
+      appendValue(out, *entry.value);
     } else {
       out += "null";
     }
