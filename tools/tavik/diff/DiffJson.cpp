@@ -2,28 +2,19 @@
 
 #include <string_view>
 
-#include "check/Outcome.h"
 #include "diff/DiffReport.h"
 #include "io/Json.h"
 
 namespace tavik::tool {
 namespace {
 
-std::string_view verdictName(ExitStatus status) {
-  switch (status) {
-    case ExitStatus::kPassed:
-      return "passed";
-    case ExitStatus::kFailed:
-      return "failed";
-    case ExitStatus::kFault:
-      return "fault";
-    default:
-      return "no verdict";
-  }
+std::string_view verdictName(const CheckOutcome& outcome) {
+  if (outcome.reason) return outcome.fault ? "fault" : "no verdict";
+  return outcome.verdict == Verdict::kPassed ? "passed" : "failed";
 }
 
 Dictionary verdictObject(const CheckOutcome& outcome) {
-  Dictionary object{{"verdict", verdictName(statusOf(outcome))}, {"station", outcome.station}};
+  Dictionary object{{"verdict", verdictName(outcome)}, {"station", outcome.station}};
   if (outcome.reason) object.set("reason", outcome.reason->text());
   return object;
 }
