@@ -1,7 +1,7 @@
-/* check_device PUBLIC_KEY LIBRARY LOCAL_RULES DEVICE [SFC]: checks one device, whose attributes and shop-floor values
-   are property-list files, and prints its records.
+/* check_device PUBLIC_KEY LIBRARY LOCAL_RULES DEVICE [SOURCE=FILE]...: checks one device, whose attributes and sources
+   are property-list files, and prints a line per rule.
 
-   Exits with 0 when the device passed, 1 when it failed, 2 when there is no verdict. */
+   Exit status: 0 if the device passed, 1 if it failed, 2 if there is no verdict. */
 
 #include <stdio.h>
 #include <string.h>
@@ -9,17 +9,15 @@
 
 enum { kPassed = 0, kFailed = 1, kNoVerdict = 2 };
 
-/* What a station holds as long as it runs. */
+/* What a station keeps as long as it runs. */
 typedef struct Station {
   tavik_kernel* kernel;
   tavik_rules* rules;
 } Station;
 
-/* Says why a step failed; what else there is to say comes with the error. */
-static int report(const char* what, tavik_status status, tavik_error** error) {
-  fprintf(stderr, "%s: %s", what, tavik_status_text(status));
-  if (*error != NULL) fprintf(stderr, ": %s", tavik_error_text(*error));
-  fputc('\n', stderr);
+/* Reports why a step failed. */
+static int reportFailure(const char* what, tavik_status status, tavik_error** error) {
+  printf("no verdict: %s: %s\n", what, *error != NULL ? tavik_error_text(*error) : tavik_status_text(status));
   tavik_error_release(error);
   return kNoVerdict;
 }
@@ -41,7 +39,7 @@ static void closeStation(Station* station) {
   tavik_kernel_release(&station->kernel);
 }
 
-/* Prints "name: text" of an entry that may hold any value. */
+/* Prints an entry of a record, which can be any value. */
 static void printEntry(const tavik_value* record, const char* key) {
   tavik_value* value = NULL;
   tavik_value* description = NULL;
@@ -55,31 +53,45 @@ static void printEntry(const tavik_value* record, const char* key) {
   tavik_value_release(&value);
 }
 
-/* Whether the record says that its rule holds. */
-static int printRecord(const tavik_value* record) {
+static void printRecord(const tavik_value* record) {
   const char* rule = "";
   size_t length = 0;
   int32_t result = 0;
   tavik_dictionary_get_string(record, "rule", &rule, &length);
   tavik_dictionary_get_boolean(record, "result", &result);
   printf("%s %.*s\n", result ? "pass" : "FAIL", (int)length, rule);
-  if (!result) {
-    printEntry(record, "actual");
-    printEntry(record, "expected");
-  }
-  return result;
+  if (result) return;
+  printEntry(record, "actual");
+  printEntry(record, "expected");
 }
 
-static int printRecords(const tavik_value* records) {
-  int verdict = kPassed;
+static void printRecords(const tavik_outcome* outcome) {
+  tavik_value* records = NULL;
   size_t count = 0;
+  tavik_outcome_rule_records(outcome, &records);
   tavik_value_get_count(records, &count);
   for (size_t i = 0; i < count; ++i) {
     tavik_value* record = NULL;
-    if (tavik_array_get(records, i, &record) != TAVIK_OK || !printRecord(record)) verdict = kFailed;
+    if (tavik_array_get(records, i, &record) == TAVIK_OK) printRecord(record);
     tavik_value_release(&record);
   }
-  return verdict;
+  tavik_value_release(&records);
+}
+
+static int report(const tavik_outcome* outcome) {
+  const char* const rule = tavik_outcome_rule(outcome);
+  printRecords(outcome);
+  switch (tavik_outcome_verdict(outcome)) {
+    case TAVIK_PASSED:
+      return kPassed;
+    case TAVIK_FAILED:
+      return kFailed;
+    default:
+      printf("no verdict: ");
+      if (*rule != '\0') printf("rule \"%s\": ", rule);
+      puts(tavik_outcome_description(outcome));
+      return kNoVerdict;
+  }
 }
 
 /* The dictionary of sources from arguments such as "sfc=shop-floor.plist". */
@@ -101,13 +113,12 @@ static int check(const Station* station, char** arguments, int count) {
   tavik_error* error = NULL;
   tavik_value* device = NULL;
   tavik_value* sources = NULL;
-  tavik_value* records = NULL;
+  tavik_outcome* outcome = NULL;
   tavik_status status = tavik_property_list_read_file(arguments[0], &device, &error);
   if (status == TAVIK_OK) status = readSources(arguments + 1, count - 1, &sources, &error);
-  if (status == TAVIK_OK) status = tavik_rules_check(station->rules, device, sources, NULL, &records, &error);
-  int verdict = records != NULL ? printRecords(records) : kNoVerdict;
-  if (status != TAVIK_OK) verdict = report(arguments[0], status, &error);
-  tavik_value_release(&records);
+  if (status == TAVIK_OK) status = tavik_rules_run(station->rules, device, sources, NULL, &outcome, &error);
+  const int verdict = status == TAVIK_OK ? report(outcome) : reportFailure(arguments[0], status, &error);
+  tavik_outcome_release(&outcome);
   tavik_value_release(&sources);
   tavik_value_release(&device);
   return verdict;
@@ -121,7 +132,8 @@ int main(int argc, char** argv) {
   Station station = {NULL, NULL};
   tavik_error* error = NULL;
   const tavik_status status = openStation(&station, argv + 1, &error);
-  const int verdict = status == TAVIK_OK ? check(&station, argv + 4, argc - 4) : report("no station", status, &error);
+  const int verdict =
+      status == TAVIK_OK ? check(&station, argv + 4, argc - 4) : reportFailure("rule documents", status, &error);
   closeStation(&station);
   return verdict;
 }

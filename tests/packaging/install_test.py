@@ -14,8 +14,34 @@ HERE = pathlib.Path(__file__).resolve().parent
 PROJECT = HERE.parents[1]
 BUILD = os.environ["BUILD"]
 
-LIBRARY = '{ version = 1; Model = { attribute = ModelNumber; predicate = hasPrefix; value = MX; }; }'
-RULES = '{ version = 2; GenericRules = { Model = {}; Unheard = {}; }; }'
+DOCUMENTS = {
+    "library": """{ version = 1; Model = { attribute = ModelNumber; predicate = hasPrefix; value = MX; };
+      Code = { attribute = SerialNumber; predicate = MPNCCCCheck; value = KQ2; };
+      Odd = { attribute = ModelNumber; predicate = "a XOR b"; }; }""",
+    "rules": "{ version = 2; GenericRules = { Model = {}; Unheard = {}; }; }",
+    "codes": "{ version = 2; GenericRules = { Model = {}; Code = {}; }; }",
+    "odd": "{ version = 2; GenericRules = { Odd = {}; }; }",
+    "none": "{ version = 2; GenericRules = {}; }",
+}
+DEVICES = {
+    "good": "{ ModelNumber = MX101; SerialNumber = C8PKKQ2; }",
+    "bad": "{ ModelNumber = XX101; SerialNumber = C8PKKQ2; }",
+    "short": "{ ModelNumber = MX101; SerialNumber = Q2; }",
+    "array": "( MX101 )",
+}
+PASSED, FAILED, NO_VERDICT = range(3)  # exit statuses of the model hosts
+HOST_CASES = (  # library, local rules, device; a document "plain" is not trusted
+    ("library", "codes", "good", PASSED, r"passed|pass Model\n"),
+    ("library", "codes", "bad", FAILED, r"FAIL Model\n"),
+    ("library", "library plain", "good", NO_VERDICT, r"no verdict: .*(not signed|seal)"),
+    ("library plain", "codes", "good", NO_VERDICT, r"no verdict: .*(not signed|seal)"),
+    ("library", "none", "good", NO_VERDICT, "no verdict: the local rules have no rules for this device"),
+    ("library", "codes", "short", NO_VERDICT, 'no verdict: rule "Code": '),
+    ("library", "odd", "good", NO_VERDICT, 'no verdict: rule "Odd": invalid logical operator:a XOR b'),
+    ("library", "codes", "array", NO_VERDICT, "no verdict: .*(not a dictionary|is no dictionary|wrong kind)"),
+    ("library", "codes", "missing", NO_VERDICT, "no verdict: .*(No such file|cannot be opened)"),
+    ("missing", "codes", "good", NO_VERDICT, "no verdict: .*(No such file|cannot be opened)"),
+)
 STRICT_C = "gcc -std=c11 -Wall -Wextra -Wpedantic -Wconversion -Wsign-conversion -Werror"
 
 
@@ -30,12 +56,15 @@ class InstallTest(unittest.TestCase):
         cls.folder = tempfile.TemporaryDirectory()
         cls.root = pathlib.Path(cls.folder.name)
         cls.prefix = cls.install()
-        (cls.root / "library.plist").write_text(LIBRARY, encoding="utf-8")
-        (cls.root / "rules.plist").write_text(RULES, encoding="utf-8")
         command = cls.prefix / "bin" / "tavik"
         run(command, "keygen", "--private", cls.root / "key.pem", "--public", cls.root / "pub.pem")
-        for name in ("library", "rules"):
-            run(command, "sign", "--key", cls.root / "key.pem", cls.root / f"{name}.plist", "-o", cls.root / f"{name}.signed")
+        for name, text in DOCUMENTS.items():
+            plain = cls.root / f"{name} plain"
+            plain.write_text(text, encoding="utf-8")
+            run(command, "sign", "--key", cls.root / "key.pem", plain, "-o", cls.root / f"{name}.signed")
+            (cls.root / f"{name}.sealed").write_text(f"""{{ seal = "the host's own"; content = {text}; }}""", encoding="utf-8")
+        for name, text in DEVICES.items():
+            (cls.root / name).write_text(text, encoding="utf-8")
 
     @classmethod
     def install(cls):
@@ -71,95 +100,73 @@ class InstallTest(unittest.TestCase):
         self.compile_through_pkg_config(HERE / "consumer/consumer.cpp", program)
         self.check_consumer(program)
 
-    def test_the_example_in_c(self):
+    def check_host(self, *program, form="signed", **options):
+        """The hosts in the examples and documents say the same about every case."""
+        key = [self.root / "pub.pem"] if form == "signed" else []
+        for library, rules, device, status, said in HOST_CASES:
+            with self.subTest(program=program[-1], case=(library, rules, device)):
+                documents = [self.root / (name if name.endswith("plain") else f"{name}.{form}") for name in (library, rules)]
+                result = run(*program, *key, *documents, self.root / device, check=False, **options)
+                self.assertEqual(result.returncode, status, result.stdout + result.stderr)
+                self.assertRegex(result.stdout, said)
+
+    def compile_page(self, page, language, program, compiler):
+        text = (PROJECT / page).read_text(encoding="utf-8")
+        source = self.root / f"{program}.{language}"
+        source.write_text(re.search(rf"```{language}\n(.*?)```", text, re.DOTALL).group(1), encoding="utf-8")
+        self.compile_through_pkg_config(source, self.root / program, compiler)
+        return self.root / program
+
+    def test_the_hosts_in_cpp(self):
+        strict = "g++ -std=c++20 -Wall -Wextra -Wpedantic -Wconversion -Wsign-conversion -Wshadow -Werror"
+        self.check_host(self.compile_page("README.md", "cpp", "readme", strict))
+        self.check_host(self.compile_page("docs/host-programmer.md", "cpp", "host", strict), form="sealed")
+        devices = [self.root / name for name in ("good", "short", "bad", "missing", "good")]
+        several = run(self.root / "host", self.root / "library.sealed", self.root / "codes.sealed", *devices, check=False)
+        self.assertRegex(several.stdout, r"""^passed
+no verdict: rule "Code": .*
+failed
+FAIL Model
+no verdict: .*missing.*
+passed
+$""")
+
+    def test_the_hosts_in_c(self):
+        self.check_host(self.compile_page("docs/c-interface.md", "c", "page", STRICT_C), form="sealed")
         build = self.root / "c-example"
         run("cmake", "-S", PROJECT / "examples/c", "-B", build, "-G", "Ninja", f"-DCMAKE_PREFIX_PATH={self.prefix}")
         run("cmake", "--build", build)
         by_pkg_config = self.root / "c-by-pkg-config"
         self.compile_through_pkg_config(PROJECT / "examples/c/check_device.c", by_pkg_config, STRICT_C)
-        (self.root / "good.plist").write_text("{ ModelNumber = MX101; }", encoding="utf-8")
-        (self.root / "array.plist").write_text("( MX101 )", encoding="utf-8")
-        files = [self.root / name for name in ("pub.pem", "library.signed", "rules.signed")]
         station = PROJECT / "examples/station"
         command = self.prefix / "bin" / "tavik"
         for name in ("rule-library", "local-rules"):
             run(command, "sign", "--key", self.root / "key.pem", station / f"{name}.plist", "-o", self.root / name)
         for name in ("sfc", "gui"):
             run(command, "convert", "--to", "xml", station / f"device-good/{name}.json", "-o", self.root / f"{name}.plist")
-        passes = [files[0], self.root / "rule-library", self.root / "local-rules", station / "device-good/attributes.plist",
-                  *(f"{name}={self.root}/{name}.plist" for name in ("sfc", "gui"))]
         for program in (build / "check_device", by_pkg_config):
-            passed = run(program, *passes)
+            self.check_host(program)
+            passed = run(program, *(self.root / name for name in ("pub.pem", "rule-library", "local-rules")),
+                         station / "device-good/attributes.plist", *(f"{name}={self.root}/{name}.plist" for name in ("sfc", "gui")))
             self.assertIn("pass Storage size\n", passed.stdout)
             self.assertNotIn("FAIL", passed.stdout)
-            failed = run(program, *files, self.root / "good.plist", check=False)
-            self.assertEqual(failed.returncode, 1, failed.stderr)
-            self.assertIn("pass Model\nFAIL Unheard\n  actual: attribute (null) not found from device!\n", failed.stdout)
-            for arguments, why in (
-                ((*files, self.root / "array.plist"), "array.plist: a value of the wrong kind: device: a value of the wrong kind\n"),
-                ((files[0], self.root / "none", *files[1:]), "no station: not what it has to be: the file cannot be opened: "),
-                ((*files, self.root / "none"), "none: not what it has to be: the file cannot be opened: "),
-            ):
-                refused = run(program, *arguments, check=False)
-                self.assertEqual((refused.returncode, refused.stdout), (2, ""))
-                self.assertIn(why, refused.stderr)
-
-    def test_the_program_in_the_page_for_c(self):
-        page = (PROJECT / "docs/c-interface.md").read_text(encoding="utf-8")
-        source = self.root / "page.c"
-        source.write_text(re.search(r"```c\n(.*?)```", page, re.DOTALL).group(1), encoding="utf-8")
-        self.compile_through_pkg_config(source, self.root / "page", STRICT_C)
-        sealed = '{{ seal = "the host\'s own"; content = {}; }}'
-        library = '{ version = 1; Build = { attribute = Build; predicate = equal; value = 1021; }; }'
-        (self.root / "sealed-library").write_text(sealed.format(library), encoding="utf-8")
-        (self.root / "sealed-rules").write_text(sealed.format("{ version = 2; GenericRules = { Build = {}; }; }"), encoding="utf-8")
-        passed = run(self.root / "page", self.root / "sealed-library", self.root / "sealed-rules")
-        self.assertEqual(passed.stdout, "passed\n")
-        self.assertIn("processing Build", passed.stderr)
-        refused = run(self.root / "page", self.root / "library.plist", self.root / "sealed-rules", check=False)
-        self.assertEqual(refused.returncode, 1)
-        self.assertIn("the seal of the document is not ours", refused.stderr)
 
     def test_the_python_module(self):
         python = re.search(r"^TAVIK_PYTHON:\w+=(.+)$", pathlib.Path(BUILD, "CMakeCache.txt").read_text("utf-8"), re.MULTILINE)
         if not python:
             self.skipTest("the Python module is not built")
         packages = self.prefix / "lib" / "python3" / "dist-packages"
-        program = ("import sys, tavik; print(*tavik.Kernel(*sys.argv[1:3]).check("
-                   "{'ModelNumber': 'MX101'}, tavik.Dictionary.read(sys.argv[3])).records[3].values(), tavik.__file__)")
-        files = [self.root / name for name in ("library.signed", "pub.pem", "rules.signed")]
-        printed = run(python[1], "-c", program, *files, env={**os.environ, "PYTHONPATH": str(packages)}).stdout
-        self.assertEqual(printed, f"Model True MX101 has prefix MX {packages}/tavik/__init__.py\n")
+        readme = (PROJECT / "README.md").read_text(encoding="utf-8")
+        program = re.search(r"```python\n(.*?)```", readme, re.DOTALL).group(1)
+        self.check_host(python[1], "-c", program, env={**os.environ, "PYTHONPATH": str(packages)})
+        where = run(python[1], "-c", "import tavik; print(tavik.__file__)", env={**os.environ, "PYTHONPATH": str(packages)}).stdout
+        self.assertEqual(where, f"{packages}/tavik/__init__.py\n")
 
     def test_manual_completions_and_schema(self):
         share = self.prefix / "share"
         self.assertLessEqual({"tavik.1", "tavik-check.1"}, {page.name for page in (share / "man/man1").iterdir()})
         for file in ("bash-completion/completions/tavik", "zsh/site-functions/_tavik", "tavik/rule-tests.schema.json"):
             self.assertTrue((share / file).is_file(), file)
-
-    def test_the_program_in_the_readme(self):
-        readme = (PROJECT / "README.md").read_text(encoding="utf-8")
-        source = self.root / "readme.cpp"
-        source.write_text(re.search(r"```cpp\n(.*?)```", readme, re.DOTALL).group(1), encoding="utf-8")
-        self.compile_through_pkg_config(source, self.root / "readme")
-        device = self.root / "device.plist"
-        device.write_text("{ ModelNumber = MX101; }", encoding="utf-8")
-        files = [self.root / name for name in ("pub.pem", "library.signed", "rules.signed")]
-        self.assertIn("pass Model\nFAIL Unheard\n", run(self.root / "readme", *files, device).stdout)
-
-    def test_the_program_in_the_page_for_host_programmers(self):
-        page = (PROJECT / "docs/host-programmer.md").read_text(encoding="utf-8")
-        source = self.root / "host.cpp"
-        source.write_text(re.search(r"```cpp\n(.*?)```", page, re.DOTALL).group(1), encoding="utf-8")
-        self.compile_through_pkg_config(source, self.root / "host")
-        library = """{ seal = "the host's own"; content = { version = 1;
-          Model = { attribute = ModelNumber; predicate = hasPrefix; value = HN; };
-          Build = { attribute = Build; predicate = equalLong; references = ( { source = sfc; attribute = build_number; } ); }; }; }"""
-        rules = """{ seal = "the host's own"; content = { version = 2; GenericRules = { Model = {}; Build = {}; }; }; }"""
-        for name, text in (("host-library", library), ("host-rules", rules)):
-            (self.root / name).write_text(text, encoding="utf-8")
-        printed = run(self.root / "host", self.root / "host-library", self.root / "host-rules").stdout
-        self.assertEqual(printed, "passed\nfailed: Build\nfailed: Build\n")
 
     def test_exported_symbols_and_needed_libraries(self):
         (library,) = self.prefix.glob("lib*/**/libTavikKernel.so")
