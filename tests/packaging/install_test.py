@@ -104,7 +104,7 @@ class InstallTest(unittest.TestCase):
         """The hosts in the examples and documents say the same about every case."""
         key = [self.root / "pub.pem"] if form == "signed" else []
         for library, rules, device, status, said in HOST_CASES:
-            with self.subTest(program=program[-1], case=(library, rules, device)):
+            with self.subTest(program=str(program[0]), case=(library, rules, device)):
                 documents = [self.root / (name if name.endswith("plain") else f"{name}.{form}") for name in (library, rules)]
                 result = run(*program, *key, *documents, self.root / device, check=False, **options)
                 self.assertEqual(result.returncode, status, result.stdout + result.stderr)
@@ -132,7 +132,10 @@ passed
 $""")
 
     def test_the_hosts_in_c(self):
-        self.check_host(self.compile_page("docs/c-interface.md", "c", "page", STRICT_C), form="sealed")
+        page = self.compile_page("docs/c-interface.md", "c", "page", STRICT_C)
+        self.check_host(page, form="sealed")
+        files = [self.root / name for name in ("library.sealed", "codes.sealed", "good")]
+        self.assertIn("processing Code\n", run(page, *files).stderr)
         build = self.root / "c-example"
         run("cmake", "-S", PROJECT / "examples/c", "-B", build, "-G", "Ninja", f"-DCMAKE_PREFIX_PATH={self.prefix}")
         run("cmake", "--build", build)

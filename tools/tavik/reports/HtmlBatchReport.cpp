@@ -80,6 +80,7 @@ std::vector<Bar> partNumberBars(const TallyByPartNumber& byPartNumber) {
   Tally rest = byPartNumber.others();
   for (; parts.size() >= kMostTableRows; parts.pop_back()) rest.add(*parts.back().second);
   std::vector<Bar> bars;
+  bars.reserve(parts.size() + 1);
   for (const auto& [name, tally] : parts) bars.push_back(partNumberBar(std::string(name), *tally));
   if (rest.devices() != 0) bars.push_back(partNumberBar("all others", rest));
   return bars;
