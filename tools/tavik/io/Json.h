@@ -9,8 +9,8 @@
 
 namespace tavik::tool {
 
-/// Appends a value. Raises `Unusable` for one that JSON cannot hold. On one line, a few levels of nesting around a value
-/// that can be read back are written too.
+/// Appends a value. Raises `Unusable` for one that JSON cannot hold. On one line, a few levels of nesting around a
+/// value that can be read back are written too.
 void appendJson(std::string& out, const Value& value, JsonLayout layout = JsonLayout::kOneLine);
 
 std::string toJson(const Value& value, JsonLayout layout = JsonLayout::kOneLine);
