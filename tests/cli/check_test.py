@@ -190,6 +190,12 @@ FAILED  4 rules: 2 passed, 2 failed, 1 hidden
                 self.refuses(UNUSABLE, f"{option} array: is not a dictionary", *changed)
         self.refuses(UNUSABLE, "--source sfc=array: is not a dictionary", *arguments, "--source", "sfc=array")
 
+    def test_an_attribute_may_be_nested_as_deep_as_a_document_can(self):
+        arguments = self.arguments("Model")
+        self.file("device", '{"ModelNumber": ' + "[" * 511 + "]" * 511 + "}")
+        run = self.tavik(*arguments, "--format", "json")
+        self.assertEqual((run.status, run.out.count("[" * 511)), (FAILED, 1))
+
     def test_the_station_dictionary_is_written_after_the_run(self):
         station = ("--station", "station.plist")
         self.check("Send", options=station)
