@@ -44,9 +44,6 @@ struct LintOptions {
   std::optional<std::string> print;
 };
 
-/// Whether a person wrote the file, so that lines and columns mean something.
-bool hasLines(std::string_view bytes) { return !bytes.starts_with("bplist") && !isJson(bytes); }
-
 class DocumentReader {
  public:
   explicit DocumentReader(const PlatformOptions& options) : options_(options), platform_(options) {}
@@ -55,11 +52,12 @@ class DocumentReader {
     const std::string_view argument = role == Document::Role::kLibrary ? "--library" : "--rules";
     const std::string name = nameOf(argument, file);
     const std::string bytes = inputs_.bytes(argument, file);
-    std::string kept = options_.unsignedDocuments && hasLines(bytes) ? bytes : std::string();
-    const Value value = parseValue(name, bytes);
+    ValueLocations locations;
+    const Value value = parseValue(name, bytes, locations);
     if (value.ifDictionary() == nullptr) throw Unusable(name + ": is not a dictionary");
     Dictionary content = validatedContent(name, *value.ifDictionary(), platform_);
-    return {role, file, Value(std::move(content)), std::move(kept)};
+    if (!options_.unsignedDocuments) locations.clear();  // they are those of the signed form
+    return {role, file, Value(std::move(content)), std::move(locations)};
   }
 
   void checkLog() const { platform_.checkLog(); }

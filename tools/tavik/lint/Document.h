@@ -3,6 +3,7 @@
 #ifndef TAVIK_TOOL_LINT_DOCUMENT_H
 #define TAVIK_TOOL_LINT_DOCUMENT_H
 
+#include <tavik/Location.h>
 #include <tavik/Value.h>
 
 #include <cstddef>
@@ -17,8 +18,8 @@ struct Document {
 
   Role role;
   std::string file;
-  Value content;      ///< a dictionary
-  std::string bytes;  ///< of the file, where they are what `content` was read from and a person wrote them; else empty
+  Value content;             ///< a dictionary
+  ValueLocations locations;  ///< of the values in `content`, if it was read from the file itself; else empty
 
   [[nodiscard]] const Dictionary& entries() const noexcept { return *content.ifDictionary(); }
 };

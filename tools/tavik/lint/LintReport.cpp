@@ -43,27 +43,26 @@ class Numbers {
 };
 
 /// Of a list or dictionary that has a key, the key is what one looks for.
-std::size_t offsetOf(const Finding& finding, const Offsets& offsets) {
+Location locationOf(const Finding& finding, const ValueLocation& location) {
   const bool isContainer = finding.value->ifArray() != nullptr || finding.value->ifDictionary() != nullptr;
-  return finding.atKey || isContainer ? offsets.key.value_or(offsets.value) : offsets.value;
+  return finding.atKey || isContainer ? location.key.value_or(location.value) : location.value;
 }
 
 /// Appends the findings of one document.
 void place(const Document& document, const std::vector<const Finding*>& findings, std::vector<PlacedFinding>& all) {
   Numbers numbers(findings);
-  const std::size_t count = numbers.count(document.content);
-  const std::vector<Offsets> offsets = offsetsOfValues(document.bytes);
-  const bool hasOffsets = offsets.size() == count;
-  std::vector<std::pair<std::size_t, const Finding*>> order;
+  const bool isLocated = numbers.count(document.content) == document.locations.size();
+  std::vector<std::pair<std::size_t, PlacedFinding>> order;
   for (const Finding* finding : findings) {
     const std::size_t number = numbers.of(finding->value);
-    order.emplace_back(hasOffsets ? offsetOf(*finding, offsets[number]) : number, finding);
+    const auto location = isLocated ? std::optional(locationOf(*finding, document.locations[number])) : std::nullopt;
+    order.emplace_back(number, PlacedFinding{*finding, location});
   }
-  std::ranges::stable_sort(order, {}, &std::pair<std::size_t, const Finding*>::first);
-  PositionFinder positions(document.bytes);
-  for (const auto& [offset, finding] : order) {
-    all.push_back({*finding, hasOffsets ? std::optional(positions.at(offset)) : std::nullopt});
-  }
+  std::ranges::stable_sort(order, {}, [](const auto& placed) {
+    const Location location = placed.second.position.value_or(Location{placed.first, 0});
+    return std::pair(location.line, location.column);
+  });
+  for (auto& [number, placed] : order) all.push_back(std::move(placed));
 }
 
 std::string placeText(const PlacedFinding& placed) {

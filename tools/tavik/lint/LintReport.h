@@ -3,20 +3,21 @@
 #ifndef TAVIK_TOOL_LINT_LINT_REPORT_H
 #define TAVIK_TOOL_LINT_LINT_REPORT_H
 
+#include <tavik/Location.h>
+
 #include <deque>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "lint/Check.h"
-#include "lint/Positions.h"
 #include "text/Terminal.h"
 
 namespace tavik::tool::lint {
 
 struct PlacedFinding {
   Finding finding;
-  std::optional<Position> position;  ///< where the document is XML or old-style text
+  std::optional<Location> position;  ///< absent if the document is signed or binary
 };
 
 /// The findings of each document in its order, with their positions.
@@ -25,7 +26,7 @@ std::vector<PlacedFinding> placed(std::vector<Finding> findings, const std::dequ
 std::string lintTable(const std::vector<PlacedFinding>& findings, const std::deque<Document>& documents,
                       const Screen& screen);
 std::string lintJson(const std::vector<PlacedFinding>& findings);
-/// "FILE:LINE:COLUMN: SEVERITY: MESSAGE [NAME]", a finding a line; with the path in the message where the position is
+/// "FILE:LINE:COLUMN: SEVERITY: MESSAGE [NAME]", one finding per line; with the path in the message where the position is
 /// not known.
 std::string lintLines(const std::vector<PlacedFinding>& findings);
 
