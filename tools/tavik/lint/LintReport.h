@@ -26,8 +26,8 @@ std::vector<PlacedFinding> placed(std::vector<Finding> findings, const std::dequ
 std::string lintTable(const std::vector<PlacedFinding>& findings, const std::deque<Document>& documents,
                       const Screen& screen);
 std::string lintJson(const std::vector<PlacedFinding>& findings);
-/// "FILE:LINE:COLUMN: SEVERITY: MESSAGE [NAME]", one finding per line; with the path in the message where the position is
-/// not known.
+/// "FILE:LINE:COLUMN: SEVERITY: MESSAGE [NAME]", one finding per line; with the path in the message where the position
+/// is not known.
 std::string lintLines(const std::vector<PlacedFinding>& findings);
 
 }  // namespace tavik::tool::lint
