@@ -12,58 +12,15 @@
 #include "values/Numbers.h"
 #include "values/ValueAccess.h"
 #include "values/property_lists/Base64.h"
+#include "values/property_lists/DataBuffer.h"
 #include "values/property_lists/Encodings.h"
 #include "values/property_lists/JsonCharacters.h"
 
 namespace tavik {
 namespace {
 
+using detail::DataBuffer;
 using detail::ValueAccess;
-
-// Appends to a string, which is made larger ahead of what is written and cut to size at the end. Until `keep` is
-// called, nothing has been appended.
-class Appender {
- public:
-  explicit Appender(std::string& out) : out_(out), start_(out.size()), next_(out.data() + start_), end_(next_) {}
-  Appender(const Appender&) = delete;
-  Appender& operator=(const Appender&) = delete;
-  ~Appender() { out_.resize(start_); }
-
-  void keep() { start_ = used(); }
-
-  // Where so many characters may be written, of which `advanceTo` says how many have been.
-  char* room(std::size_t count) {
-    if (static_cast<std::size_t>(end_ - next_) < count) grow(count);
-    return next_;
-  }
-  void advanceTo(char* next) noexcept { next_ = next; }
-
-  void append(std::string_view text) {
-    std::memcpy(room(text.size()), text.data(), text.size());
-    next_ += text.size();
-  }
-  void append(char character) {
-    *room(1) = character;
-    ++next_;
-  }
-
- private:
-  [[nodiscard]] std::size_t used() const noexcept { return static_cast<std::size_t>(next_ - out_.data()); }
-
-  void grow(std::size_t count) {
-    constexpr std::size_t kLeast = 256;
-    constexpr std::size_t kMost = 16384;  // what is made ahead is still in the cache when it is written
-    const std::size_t before = used();
-    out_.resize(before + std::max(count, std::clamp(before - start_, kLeast, kMost)));
-    next_ = out_.data() + before;
-    end_ = out_.data() + out_.size();
-  }
-
-  std::string& out_;
-  std::size_t start_;
-  char* next_;
-  char* end_;
-};
 
 // The longest escape: \u001f.
 constexpr std::size_t kLongestEscape = 6;
@@ -100,7 +57,7 @@ Places copyPlain(Places at, const char* end) noexcept {
   return at;
 }
 
-void appendString(Appender& out, std::string_view text) {
+void appendString(DataBuffer& out, std::string_view text) {
   const char* const end = text.data() + text.size();
   char* room = out.room(text.size() + 2);
   *room++ = '"';
@@ -116,7 +73,7 @@ void appendString(Appender& out, std::string_view text) {
 
 class JsonWriter {
  public:
-  JsonWriter(Appender& out, JsonLayout layout) : out_(out), isIndented_(layout == JsonLayout::kIndented) {}
+  JsonWriter(DataBuffer& out, JsonLayout layout) : out_(out), isIndented_(layout == JsonLayout::kIndented) {}
 
   // `depth` is the one that the value has if it is a container.
   void append(const Value& value, int depth);
@@ -132,14 +89,14 @@ class JsonWriter {
   void beginElement(bool isFirst, int depth);
   void breakLine(int depth);
 
-  Appender& out_;
+  DataBuffer& out_;
   bool isIndented_;
 };
 
 void JsonWriter::append(const Value& value, int depth) {
   if (const auto text = ValueAccess::text(value)) return appendString(out_, *text);
   if (const auto integer = value.ifInteger()) return appendInteger(*integer);
-  if (const auto truth = value.ifBoolean()) return out_.append(std::string_view(*truth ? "true" : "false"));
+  if (const auto truth = value.ifBoolean()) return static_cast<void>(out_ += *truth ? "true" : "false");
   if (const Dictionary* dictionary = value.ifDictionary()) return appendDictionary(*dictionary, depth);
   if (const Array* array = value.ifArray()) return appendArray(*array, depth);
   if (const Data* data = value.ifData()) return appendData(data->bytes());
@@ -156,67 +113,67 @@ void JsonWriter::appendInteger(std::int64_t number) {
 void JsonWriter::appendReal(double number) {
   const RealText text(number);
   if (!std::isfinite(number)) {
-    out_.append(R"({"$number": ")");
-    out_.append(std::isnan(number) ? "nan" : text.view());
-    return out_.append(R"("})");
+    out_ += R"({"$number": ")";
+    out_ += std::isnan(number) ? "nan" : text.view();
+    return static_cast<void>(out_ += R"("})");
   }
-  out_.append(text.view());
-  if (text.view().find_first_of(".e") == std::string_view::npos) out_.append(".0");
+  out_ += text.view();
+  if (text.view().find_first_of(".e") == std::string_view::npos) out_ += ".0";
 }
 
 void JsonWriter::appendData(std::span<const std::uint8_t> bytes) {
   const std::size_t size = base64Size(bytes.size());
-  out_.append(R"({"$data": ")");
+  out_ += R"({"$data": ")";
   char* const room = out_.room(size);
   putBase64(room, bytes);
   out_.advanceTo(room + size);
-  out_.append(R"("})");
+  out_ += R"("})";
 }
 
 void JsonWriter::appendDate(Date date) {
   const std::optional<std::string> text = dateToIsoText(date);
   if (!text) throw Unwritable{};
-  out_.append(R"({"$date": ")");
-  out_.append(*text);
-  out_.append(R"("})");
+  out_ += R"({"$date": ")";
+  out_ += *text;
+  out_ += R"("})";
 }
 
 void JsonWriter::appendArray(const Array& array, int depth) {
   requireDepth(depth);
-  out_.append('[');
+  out_ += '[';
   for (const Value& element : array) {
     beginElement(&element == array.begin(), depth);
     append(element, depth + 1);
   }
   if (!array.empty()) breakLine(depth - 1);
-  out_.append(']');
+  out_ += ']';
 }
 
 // A dictionary that could be taken for another "$" form becomes one itself.
 void JsonWriter::appendDictionary(const Dictionary& dictionary, int depth) {
   requireDepth(depth);
   const bool isForm = dictionary.size() == 1 && (*dictionary.begin()).key.starts_with('$');
-  if (isForm) out_.append(R"({"$dictionary": )");
+  if (isForm) out_ += R"({"$dictionary": )";
   appendEntries(dictionary, depth);
-  if (isForm) out_.append('}');
+  if (isForm) out_ += '}';
 }
 
 void JsonWriter::appendEntries(const Dictionary& dictionary, int depth) {
-  out_.append('{');
+  out_ += '{';
   const auto begin = dictionary.begin();
   const auto end = dictionary.end();
   for (auto entry = begin; entry != end; ++entry) {
     beginElement(entry == begin, depth);
     appendString(out_, *ValueAccess::text(entry.key()));
-    out_.append(": ");
+    out_ += ": ";
     append(entry.value(), depth + 1);
   }
   if (begin != end) breakLine(depth - 1);
-  out_.append('}');
+  out_ += '}';
 }
 
 void JsonWriter::beginElement(bool isFirst, int depth) {
-  if (!isFirst) out_.append(std::string_view(isIndented_ ? "," : ", "));
+  if (!isFirst) out_ += isIndented_ ? "," : ", ";
   breakLine(depth);
 }
 
@@ -232,9 +189,9 @@ void JsonWriter::breakLine(int depth) {
 
 bool appendJson(std::string& out, const Value& value, std::string& error, JsonLayout layout) {
   try {
-    Appender appender(out);
-    JsonWriter(appender, layout).append(value, 1);
-    appender.keep();
+    DataBuffer text;
+    JsonWriter(text, layout).append(value, 1);
+    out += text.view();
     return true;
   } catch (const Unwritable&) {
     error = whyUnwritable(value);
@@ -248,9 +205,9 @@ std::optional<std::string> writeJson(const Value& value, std::string& error, Jso
 }
 
 void appendJsonString(std::string& out, std::string_view text) {
-  Appender appender(out);
-  appendString(appender, text);
-  appender.keep();
+  DataBuffer written;
+  appendString(written, text);
+  out += written.view();
 }
 
 }  // namespace tavik

@@ -1,60 +1,35 @@
 // Locations of values in text documents.
 
 #include <tavik/Location.h>
+#include <tavik/PropertyList.h>
+
+#include <algorithm>
 
 #include "values/property_lists/LocationFinder.h"
 
 namespace tavik {
 namespace {
 
-// Walks a document's values in document order up to `part` and counts those before it.
-class Search {
- public:
-  explicit Search(const Value& part) : part_(&part) {}
-
-  // Whether `value` is the part or contains it. The open containers are kept in a list: values may have any depth.
-  bool find(const Value& value) {
-    if (found(value)) return true;
-    while (!open_.empty()) {
-      Open& last = open_.back();
-      if (last.next == last.end && last.entry == last.entriesEnd) {
-        open_.pop_back();
-      } else if (const Value& next = last.next != last.end ? *last.next++ : (last.entry++).value(); found(next)) {
-        return true;
-      }
-    }
-    return false;
-  }
-  [[nodiscard]] std::size_t before() const noexcept { return before_; }
-
- private:
-  struct Open {
-    const Value* next = nullptr;
-    const Value* end = nullptr;
-    Dictionary::Iterator entry = {};
-    Dictionary::Iterator entriesEnd = {};
-  };
-
-  bool found(const Value& value) {
-    if (&value == part_) return true;
-    ++before_;
-    if (const Array* array = value.ifArray()) open_.push_back({array->begin(), array->end()});
-    if (const Dictionary* entries = value.ifDictionary()) open_.push_back({{}, {}, entries->begin(), entries->end()});
-    return false;
-  }
-
-  const Value* part_;
-  std::vector<Open> open_;
-  std::size_t before_ = 0;
-};
+// Whether `value` is the part or contains it; counts the values before the part, in document order. Does not look deeper
+// than documents that have been read can be.
+bool find(const Value& part, const Value& value, std::size_t& before, int depth = 0) {
+  if (&value == &part) return true;
+  ++before;
+  if (depth == kPropertyListDepthLimit) return false;
+  const auto isIn = [&](const Value& inner) { return find(part, inner, before, depth + 1); };
+  if (const Array* array = value.ifArray()) return std::ranges::any_of(*array, isIn);
+  const Dictionary* dictionary = value.ifDictionary();
+  return dictionary != nullptr &&
+         std::any_of(dictionary->begin(), dictionary->end(), [&](const auto& entry) { return isIn(entry.value); });
+}
 
 }  // namespace
 
 std::string Location::text() const { return "line " + std::to_string(line) + ", column " + std::to_string(column); }
 
 const ValueLocation* findLocation(const Value& document, const ValueLocations& locations, const Value& part) {
-  Search search(part);
-  return search.find(document) && search.before() < locations.size() ? &locations[search.before()] : nullptr;
+  std::size_t before = 0;
+  return !locations.empty() && find(part, document, before) && before < locations.size() ? &locations[before] : nullptr;
 }
 
 Location LocationFinder::at(std::size_t offset) noexcept {
