@@ -36,7 +36,7 @@ macro(tavik_package component name section depends summary text)
   set(CPACK_DEBIAN_${key}_PACKAGE_NAME ${name})
   set(CPACK_DEBIAN_${key}_PACKAGE_SECTION ${section})
   set(CPACK_DEBIAN_${key}_PACKAGE_DEPENDS "${depends}")
-  install(FILES packages/copyright ${TAVIK_DEBIAN_CHANGELOG} DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/${name}
+  install(FILES cmake/debian/copyright ${TAVIK_DEBIAN_CHANGELOG} DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/${name}
           COMPONENT ${component})
 endmacro()
 

@@ -1,7 +1,8 @@
-"""Runs what the pages for rule authors and station engineers show: the files of a page in a folder, then its commands, whose output must be the one on
-the page.
+"""Runs the commands on the pages for rule authors and station engineers, in a folder with the files on the page, and compares
+their output with the page.
 
-    TAVIK=build/tools/tavik/tavik python3 tests/docs/rule_documents_page_test.py
+    TAVIK=build/release/tools/tavik/tavik python3 tests/docs/rule_documents_page_test.py
+    UPDATE=1 TAVIK=... python3 tests/docs/rule_documents_page_test.py       # writes the output into the pages instead
 """
 
 import os
@@ -17,7 +18,7 @@ BLOCK = re.compile(r"^```(\w+)\n(.*?)^```$", re.MULTILINE | re.DOTALL)
 
 
 def documents(page):
-    """File name -> contents: blocks that are no commands belong to the files in the order in which the text names them."""
+    """File name -> contents: blocks that are not commands belong to the files in the order in which the text names them."""
     contents = [text for kind, text in BLOCK.findall(page) if kind != "console"]
     names = list(dict.fromkeys(re.findall(r"`([\w-]+\.(?:plist|json))`", BLOCK.sub("", page))))
     return dict(zip(names, contents, strict=True))
@@ -44,7 +45,11 @@ class RuleDocumentsPageTest(unittest.TestCase):
                     with self.subTest(page=name, command=command):
                         run = subprocess.run(command, shell=True, cwd=folder, env=os.environ | {"PATH": path}, text=True,
                                              timeout=60, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, check=False)
-                        self.assertEqual(run.stdout, output)
+                        if "UPDATE" in os.environ:
+                            page = page.replace(f"$ {command}\n{output}", f"$ {command}\n{run.stdout}")
+                            (DOCS / name).write_text(page, encoding="utf-8")
+                        else:
+                            self.assertEqual(run.stdout, output)
 
 
 if __name__ == "__main__":

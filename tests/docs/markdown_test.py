@@ -1,0 +1,73 @@
+"""Markdown files: links lead somewhere, lines are at most 100 columns, and every tavik command line has a subcommand and options
+that exist.
+
+    TAVIK=build/release/tools/tavik/tavik python3 tests/docs/markdown_test.py
+"""
+
+import functools
+import os
+import pathlib
+import re
+import subprocess
+import unittest
+
+PROJECT = pathlib.Path(__file__).resolve().parents[2]
+FENCE = re.compile(r"^```.*?^```$", re.MULTILINE | re.DOTALL)
+GENERATED = {"lint.md"}  # one long line per paragraph, printed by the command
+
+
+def pages():
+    listed = subprocess.run(["git", "ls-files", "*.md"], cwd=PROJECT, capture_output=True, text=True, check=True).stdout
+    return [PROJECT / name for name in listed.splitlines()]
+
+
+def anchors(page):
+    headings = re.findall(r"^#+ (.*)$", FENCE.sub("", page.read_text(encoding="utf-8")), re.MULTILINE)
+    return {re.sub(r"[^\w\- ]", "", heading.lower()).replace(" ", "-") for heading in headings}
+
+
+@functools.cache
+def options(*words):
+    """The options in the help of a subcommand; absent if there is no such subcommand."""
+    run = subprocess.run([os.environ["TAVIK"], *words, "--help"], capture_output=True, text=True, check=False)
+    return set(re.findall(r"(?<![\w-])--?\w[\w-]*", run.stdout)) if run.returncode == 0 else None
+
+
+class MarkdownTest(unittest.TestCase):
+    def test_links(self):
+        for page in pages():
+            for target in re.findall(r"\]\(([^)\s]+)\)", FENCE.sub("", page.read_text(encoding="utf-8"))):
+                if target.startswith(("http:", "https:")):
+                    continue
+                path, _, anchor = target.partition("#")
+                file = (page.parent / path).resolve() if path else page
+                with self.subTest(page=page.name, link=target):
+                    self.assertTrue(file.exists())
+                    if anchor:
+                        self.assertIn(anchor, anchors(file))
+
+    def test_width(self):
+        for page in pages():
+            if page.name not in GENERATED:
+                text = re.sub(r"^(\|.*|.*\]\([^)]+\).*|    .*)$", "", FENCE.sub("", page.read_text(encoding="utf-8")), flags=re.MULTILINE)
+                self.assertEqual([line for line in text.splitlines() if len(line) > 100], [], page.name)
+
+    def test_command_lines(self):
+        seen = 0
+        for page in pages():
+            text = page.read_text(encoding="utf-8").replace("\\\n", " ")
+            for line in re.findall(r"(?:^(?:    |\$ )|`|[;&|] *)tavik ([a-z][^`|&;#>\n]*)", text, re.MULTILINE):
+                words = re.sub(r"'[^']*'|\"[^\"]*\"", "TEXT", line).split()
+                seen += 1
+                with self.subTest(page=page.name, line=line):
+                    known = options(words[0])
+                    if known is not None and words[0] == "decode" and len(words) > 1:
+                        known = known | (options(*words[:2]) or set())
+                    self.assertIsNotNone(known, "no such subcommand")
+                    given = {word.partition("=")[0] for word in words if re.match(r"--?[a-z]", word)}
+                    self.assertLessEqual(given, known)
+        self.assertGreater(seen, 100)
+
+
+if __name__ == "__main__":
+    unittest.main()
