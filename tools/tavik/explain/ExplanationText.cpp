@@ -230,7 +230,7 @@ std::string ruleText(const ExplainedRule& rule, const Explanation& all, const Sc
   }
   for (const std::string& sentence : replacements(rule, all)) addLine(text, "", sentence);
   addLine(text, "predicate", evaluation.wantsAbsence ? "none" : lineOf(complete.find("predicate")));
-  if (!evaluation.wantsAbsence) addLine(text, "", meaningOf(complete.findString("predicate").value_or("")));
+  addLine(text, "", meaningOf(evaluation));
   addLine(text, "attribute",
           fmt::format("{}: {}", shownName(evaluation.attribute.name), foundText(evaluation.attribute.value)));
   for (const RuleEvaluation::Operand& reference : evaluation.references) {
