@@ -64,21 +64,9 @@ std::string referencesText(const PredicateFacts& facts) {
 }
 
 std::string_view withoutText(Without without) {
-  switch (without) {
-    case Without::kFails:
-      return "fails";
-    case Without::kPasses:
-      return "**passes**";
-    case Without::kComparesWithZero:
-      return "compares with 0";
-    case Without::kComparesWithFalse:
-      return "compares with false";
-    case Without::kSame:
-      return "the same";
-    case Without::kFault:
-      break;
-  }
-  return "a fault";
+  constexpr std::string_view kTexts[] = {"fails",    "**passes**", "compares with 0", "compares with false",
+                                         "the same", "a fault"};
+  return kTexts[static_cast<std::size_t>(without)];
 }
 
 /// What `text` has between two words; up to its end if the second one is missing, empty if the first one is.
