@@ -260,6 +260,8 @@ class LintTest(CommandTest):
 
     def test_the_page_is_what_the_command_prints(self):
         self.assertEqual(self.passes("lint", "--print", "findings"), PAGE)
+        self.assertEqual(re.findall(r"^## ([a-z-]+)\n\n\*\*(\w+)\*\*: (.*)$", PAGE, re.MULTILINE),
+                         re.findall(r"^\| \[([a-z-]+)\]\(#\1\) \| (\w+) \| (.*) \|$", PAGE, re.MULTILINE))
 
     POSITIONED = {
         "xml": '<?xml version="1.0"?>\n<!-- <dict> "{" -->\n<plist version="1.0"><dict>\n<key>version</key><string><![CDATA[</string>]]></string>\n'

@@ -1,7 +1,6 @@
 // `tavik check`: one check run.
 
 #include <fmt/format.h>
-#include <tavik/PropertyList.h>
 
 #include <memory>
 #include <utility>
@@ -10,6 +9,7 @@
 #include "commands/Command.h"
 #include "commands/CommonOptions.h"
 #include "io/ArgumentName.h"
+#include "io/Encoding.h"
 #include "io/Inputs.h"
 #include "io/Output.h"
 #include "io/StandardError.h"
@@ -55,10 +55,7 @@ struct CheckOptions : RuleOptions {
 };
 
 void writeStation(const std::string& path, const Dictionary& station) {
-  std::string error;
-  const std::optional<Data> bytes = writePropertyList(Value(station), PropertyListFormat::kXml, error);
-  if (!bytes) throw Unusable(nameOf("--station", path) + ": " + error);
-  writeOutput("--station", path, bytes->bytes());
+  writeOutput("--station", path, toPropertyList(nameOf("--station", path), Value(station)).bytes());
 }
 
 /// What tells the device from others in a report.

@@ -1,6 +1,5 @@
 // `tavik convert`: rewrites a value file in another encoding.
 
-#include <tavik/PropertyList.h>
 #include <unistd.h>
 
 #include <memory>
@@ -9,6 +8,7 @@
 #include "commands/CommonOptions.h"
 #include "io/ArgumentName.h"
 #include "io/Bytes.h"
+#include "io/Encoding.h"
 #include "io/Inputs.h"
 #include "io/Json.h"
 #include "io/Output.h"
@@ -32,11 +32,8 @@ struct ConvertOptions {
 
 Data encoded(const ConvertOptions& options, const Value& value) {
   if (options.encoding == "json") return Data(bytesOf(toJson(value, JsonLayout::kIndented) + "\n"));
-  std::string error;
   const auto format = options.encoding == "xml" ? PropertyListFormat::kXml : PropertyListFormat::kBinary;
-  std::optional<Data> bytes = writePropertyList(value, format, error);
-  if (!bytes) throw Unusable(nameOf("", options.input) + ": " + error);
-  return *std::move(bytes);
+  return toPropertyList(nameOf("", options.input), value, format);
 }
 
 ExitStatus runConvert(const ConvertOptions& options) {

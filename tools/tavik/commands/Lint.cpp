@@ -78,7 +78,7 @@ std::string report(const LintOptions& options, const std::vector<lint::PlacedFin
 
 ExitStatus runLint(const LintOptions& options) {
   if (options.print) {
-    writeStandardOutput(*options.print == "findings" ? lint::findingsPage() : lint::predicateTable());
+    writeStandardOutput(*options.print == "findings" ? std::string(lint::findingsPage()) : lint::predicateTable());
     return ExitStatus::kPassed;
   }
   if (!options.library) throw Unusable("--library is required; see tavik lint --help");

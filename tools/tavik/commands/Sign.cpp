@@ -1,6 +1,5 @@
 // `tavik sign`: signs a rule document.
 
-#include <tavik/PropertyList.h>
 #include <tavik/StationPlatform.h>
 
 #include <memory>
@@ -31,20 +30,13 @@ struct SignOptions {
   std::string output;
 };
 
-Data toXml(const std::string& name, const Value& value) {
-  std::string error;
-  std::optional<Data> bytes = writePropertyList(value, PropertyListFormat::kXml, error);
-  if (!bytes) throw Unusable(name + ": " + error);
-  return *std::move(bytes);
-}
-
 /// The document as the property list that is signed.
 Data readPayload(const std::string& path) {
   const std::string name = nameOf("", path);
   const std::string bytes = Inputs().bytes("", path);
   const Value document = parseValue(name, bytes);
   if (document.ifDictionary() == nullptr) throw Unusable(name + ": is not a dictionary");
-  return isJson(bytes) ? toXml(name, document) : Data(bytesOf(bytes));
+  return isJson(bytes) ? toPropertyList(name, document) : Data(bytesOf(bytes));
 }
 
 ExitStatus runSign(const SignOptions& options) {
@@ -52,7 +44,7 @@ ExitStatus runSign(const SignOptions& options) {
   std::string error;
   const std::optional<Dictionary> envelope = signPropertyList(payload, options.key, error);
   if (!envelope) throw Unusable("--key: " + error);
-  writeOutput("-o", options.output, toXml("-o", Value(*envelope)).bytes());
+  writeOutput("-o", options.output, toPropertyList("-o", Value(*envelope)).bytes());
   return ExitStatus::kPassed;
 }
 

@@ -15,11 +15,14 @@
 #include "io/StandardOutput.h"
 #include "rules/HostPlatform.h"
 #include "rules/RuleDocuments.h"
+#include "rules/RuleMeaning.h"
+#include "rules/RuleNotes.h"
 #include "test/CaseFile.h"
 #include "test/Coverage.h"
 #include "test/Judgement.h"
 #include "test/TestReport.h"
 #include "text/Terminal.h"
+#include "text/Text.h"
 
 namespace tavik::tool {
 namespace {
@@ -87,6 +90,17 @@ DocumentNames documentNames(const TestOptions& options, const CaseFile& file) {
           .publicKey = given ? options.platform.publicKey : file.publicKey};
 }
 
+/// Says what the rules of the mismatches are about: "TotalDiskCapacity: Passes when the storage has as many GB as
+/// expected."
+void addNotes(std::vector<Mismatch>& mismatches, const RuleNotes& notes) {
+  for (Mismatch& mismatch : mismatches) {
+    const auto note = mismatch.rule ? notes.of(*mismatch.rule) : std::nullopt;
+    const std::string meaning = note ? meaningOf(note->evaluation) : "";
+    if (!meaning.empty())
+      mismatch.checks = visible(note->evaluation.attribute.name.value_or("(null)")) + ": " + meaning;
+  }
+}
+
 /// A pair of rule documents, made ready to check devices with.
 class ReadyRules {
  public:
@@ -94,11 +108,11 @@ class ReadyRules {
       : platform_(std::make_shared<HostPlatform>(
             PlatformOptions{names.publicKey, names.unsignedDocuments, options.platform.log})),
         kernel_(readLibrary(inputs, "", names.library, platform_)),
-        prepared_(readLocalRules(inputs, "", names.rules, *kernel_)) {
+        prepared_(readLocalRules(inputs, "", names.rules, *kernel_)),
+        origins_(kernel_->library(), prepared_->localRules()) {
     if (options.coverage) coverage_.emplace(kernel_->library(), prepared_->localRules());
   }
 
-  [[nodiscard]] const Dictionary& library() const { return kernel_->library(); }
   /// Null if it was not asked for.
   [[nodiscard]] const Coverage* coverage() const { return coverage_ ? &*coverage_ : nullptr; }
   void checkLog() const { platform_->checkLog(); }
@@ -106,13 +120,16 @@ class ReadyRules {
   std::vector<Mismatch> run(const RuleTest& test) {
     const CheckOutcome outcome = runCheck(*prepared_, test.attributes, test.sources);
     if (coverage_) coverage_->add(test, outcome);
-    return mismatches(test.expected, outcome);
+    std::vector<Mismatch> found = mismatches(test.expected, outcome);
+    if (!found.empty()) addNotes(found, RuleNotes(test.attributes, test.sources, origins_));
+    return found;
   }
 
  private:
   std::shared_ptr<const HostPlatform> platform_;
   std::unique_ptr<const ZRTTavikKernel> kernel_;
   std::unique_ptr<const PreparedRules> prepared_;
+  RuleOrigins origins_;
   std::optional<Coverage> coverage_;
 };
 
@@ -128,7 +145,7 @@ class TestRun {
       ReadyRules& rules = rulesOf(file);
       for (const RuleTest& test : file.tests) {
         if (test.name.find(options_.filter) == std::string::npos) continue;
-        results.cases.push_back({&file, &test, &rules.library(), rules.run(test)});
+        results.cases.push_back({&file, &test, rules.run(test)});
       }
     }
     if (results.cases.empty())

@@ -1,6 +1,5 @@
 // `tavik verify`: checks a signed rule document and prints its content.
 
-#include <tavik/PropertyList.h>
 #include <tavik/ZRTTavikKernel.h>
 
 #include <memory>
@@ -9,6 +8,7 @@
 #include "commands/CommonOptions.h"
 #include "io/ArgumentName.h"
 #include "io/Bytes.h"
+#include "io/Encoding.h"
 #include "io/Inputs.h"
 #include "io/Json.h"
 #include "io/StandardOutput.h"
@@ -34,10 +34,7 @@ struct VerifyOptions {
 
 std::string contentText(const VerifyOptions& options, const Value& content) {
   if (options.format == "json") return toJson(content) + "\n";
-  std::string error;
-  const std::optional<Data> xml = writePropertyList(content, PropertyListFormat::kXml, error);
-  if (!xml) throw Unusable(nameOf("", options.input) + ": " + error);
-  return std::string(textOf(xml->bytes()));
+  return std::string(textOf(toPropertyList(nameOf("", options.input), content).bytes()));
 }
 
 ExitStatus runVerify(const VerifyOptions& options) {

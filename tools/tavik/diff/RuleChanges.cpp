@@ -57,12 +57,7 @@ Dictionary effectiveRule(const RuleOrigin& rule) {
 }
 
 std::optional<RuleChange> differenceOf(const RuleOrigin& before, const RuleOrigin& after) {
-  RuleChange change{.category = RuleChange::Category::kChanged,
-                    .rule = std::string(before.name),
-                    .before = {},
-                    .after = {},
-                    .valueFromBefore = {},
-                    .valueFromAfter = {}};
+  RuleChange change{.category = RuleChange::Category::kChanged, .rule = std::string(before.name)};
   bool differs = false;
   for (const std::string_view key : kKeys) {
     if (isShared(before, after, key)) continue;
@@ -155,12 +150,7 @@ void RuleChanges::compare(std::size_t kind, const RuleOrigins& before, const Rul
   const RuleChange::Category what = was  ? RuleChange::Category::kRefused
                                     : is ? RuleChange::Category::kAccepted
                                          : RuleChange::Category::kRefusal;
-  add(kind, {.category = what,
-             .rule = {},
-             .before = reason(errorBefore),
-             .after = reason(errorAfter),
-             .valueFromBefore = {},
-             .valueFromAfter = {}});
+  add(kind, {.category = what, .before = reason(errorBefore), .after = reason(errorAfter)});
   if (is) compareRules(kind, {}, *is);
 }
 
@@ -172,9 +162,7 @@ void RuleChanges::compareRules(std::size_t kind, const RuleOrigins::Device& befo
     if (old == remaining.end()) {
       add(kind, {.category = RuleChange::Category::kGained,
                  .rule = std::string(rule.name),
-                 .before = {},
                  .after = effectiveRule(rule),
-                 .valueFromBefore = {},
                  .valueFromAfter = valueFrom(rule)});
       continue;
     }
@@ -186,21 +174,14 @@ void RuleChanges::compareRules(std::size_t kind, const RuleOrigins::Device& befo
     add(kind, {.category = RuleChange::Category::kLost,
                .rule = std::string(rule.name),
                .before = effectiveRule(rule),
-               .after = {},
-               .valueFromBefore = valueFrom(rule),
-               .valueFromAfter = {}});
+               .valueFromBefore = valueFrom(rule)});
   }
   const std::vector<std::string_view> forwarded = forwardingRules(before);
   const std::vector<std::string_view> forward = forwardingRules(after);
   const auto was = thoseIn(forwarded, forward);
   const auto is = thoseIn(forward, forwarded);
   if (was == is) return;
-  add(kind, {.category = RuleChange::Category::kForwards,
-             .rule = {},
-             .before = listed(was),
-             .after = listed(is),
-             .valueFromBefore = {},
-             .valueFromAfter = {}});
+  add(kind, {.category = RuleChange::Category::kForwards, .before = listed(was), .after = listed(is)});
 }
 
 void RuleChanges::add(std::size_t kind, RuleChange change) {

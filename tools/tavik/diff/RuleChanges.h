@@ -31,14 +31,14 @@ struct RuleChange {
   };
 
   Category category;
-  std::string rule;  ///< of the first three
+  std::string rule = {};  ///< of the first three
   /// Of a rule, the entries that differ, with "value" as it is expected: all of one that is gained or lost. Of
   /// kForwards "rules", of the last three "reason".
-  Dictionary before;
-  Dictionary after;
+  Dictionary before = {};
+  Dictionary after = {};
   /// Who says "value": "part_number", "region", "generic", "set NAME" or "library"; empty: nobody.
-  std::string valueFromBefore;
-  std::string valueFromAfter;
+  std::string valueFromBefore = {};
+  std::string valueFromAfter = {};
 
   [[nodiscard]] Value value() const;
 };

@@ -74,21 +74,10 @@ std::string valueSource(const ExplainedRule& rule) {
 }
 
 std::string_view withoutValue(const PredicateFacts& facts) {
-  switch (facts.withoutValue) {
-    case Without::kFails:
-      return "fails for every device";
-    case Without::kPasses:
-      return "passes for every device";
-    case Without::kComparesWithZero:
-      return "compares with 0";
-    case Without::kComparesWithFalse:
-      return "compares with false";
-    case Without::kFault:
-      return "ends the check with a fault";
-    case Without::kSame:
-      break;
-  }
-  return "";
+  constexpr std::string_view kTexts[] = {
+      "fails for every device",     "passes for every device", "compares with 0", "compares with false", "",
+      "ends the check with a fault"};
+  return kTexts[static_cast<std::size_t>(facts.withoutValue)];
 }
 
 std::string callsText(const RuleEvaluation& evaluation) {
@@ -230,7 +219,7 @@ std::string ruleText(const ExplainedRule& rule, const Explanation& all, const Sc
   }
   for (const std::string& sentence : replacements(rule, all)) addLine(text, "", sentence);
   addLine(text, "predicate", evaluation.wantsAbsence ? "none" : lineOf(complete.find("predicate")));
-  if (!evaluation.wantsAbsence) addLine(text, "", meaningOf(complete.findString("predicate").value_or("")));
+  addLine(text, "", meaningOf(evaluation));
   addLine(text, "attribute",
           fmt::format("{}: {}", shownName(evaluation.attribute.name), foundText(evaluation.attribute.value)));
   for (const RuleEvaluation::Operand& reference : evaluation.references) {

@@ -1,7 +1,6 @@
 #include "io/Encoding.h"
 
 #include <tavik/Json.h>
-#include <tavik/PropertyList.h>
 
 #include <algorithm>
 #include <cstddef>
@@ -97,6 +96,13 @@ Value parseValue(const std::string& name, std::string_view bytes) { return parse
 
 Value parseValue(const std::string& name, std::string_view bytes, ValueLocations& locations) {
   return parse(name, bytes, &locations);
+}
+
+Data toPropertyList(const std::string& name, const Value& value, PropertyListFormat format) {
+  std::string error;
+  std::optional<Data> bytes = writePropertyList(value, format, error);
+  if (!bytes) throw Unusable(name + ": " + error);
+  return *std::move(bytes);
 }
 
 }  // namespace tavik::tool

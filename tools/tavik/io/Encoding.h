@@ -4,6 +4,7 @@
 #define TAVIK_TOOL_IO_ENCODING_H
 
 #include <tavik/Location.h>
+#include <tavik/PropertyList.h>
 #include <tavik/Value.h>
 
 #include <string>
@@ -22,6 +23,9 @@ Value parseValue(const std::string& name, std::string_view bytes, ValueLocations
 
 /// The same for JSON alone.
 Value parseJson(const std::string& name, std::string_view text);
+
+/// The value as a property list. Raises `Unusable` for one that is nested too deep.
+Data toPropertyList(const std::string& name, const Value& value, PropertyListFormat format = PropertyListFormat::kXml);
 
 }  // namespace tavik::tool
 

@@ -1,6 +1,6 @@
 /// @file
-/// What a check of `tavik lint` is, and what it finds. Adding one is one function and one row in the table of its file:
-/// RuleChecks.cpp, ValueChecks.cpp or DocumentChecks.cpp. docs/lint.md is made of the rows.
+/// What a check of `tavik lint` is, and what it finds. Adding one is one function and one row in the table of its file
+/// (RuleChecks.cpp, ValueChecks.cpp or DocumentChecks.cpp) and a section in docs/lint.md.
 #ifndef TAVIK_TOOL_LINT_CHECK_H
 #define TAVIK_TOOL_LINT_CHECK_H
 
@@ -33,10 +33,6 @@ std::string_view levelOf(Severity severity);
 struct Check {
   std::string_view name;  ///< stable
   Severity severity;
-  std::string_view what;    ///< one sentence
-  std::string_view why;     ///< why it hurts, in a few sentences
-  std::string_view before;  ///< an example with the fault, as old-style text
-  std::string_view after;   ///< and without it
 
   // What it looks at: any of these.
   /// A rule as the library has it.

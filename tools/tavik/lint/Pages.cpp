@@ -3,34 +3,12 @@
 #include <fmt/format.h>
 #include <tavik/PredicateFacts.h>
 
-#include "lint/Check.h"
+#include <algorithm>
+
 #include "text/Text.h"
 
 namespace tavik::tool::lint {
 namespace {
-
-constexpr std::string_view kOpening = R"(# What `tavik lint` finds
-
-For rule authors: what is wrong in rule documents, before a device shows it. This page is made of what stands beside the
-checks in the code: `tavik lint --print findings` prints it.
-
-    tavik lint --unsigned --library library.plist --rules local.plist
-
-reads a rule library and any number of documents of local rules. Each finding says what is wrong, what happens on the line
-because of it, and what to do. A rule is looked at as the library has it, and as each local entry makes it: a finding about a
-local value names the document, the part number and the region.
-
-- **error**: ends the check, or makes a rule fail or pass whatever the device says.
-- **warning**: something is not read, or not as it was meant.
-- **information**: worth knowing; nothing need be done.
-
-The command exits with 1 when there is an error, and with 4 when a document is not trusted. `--format gcc` prints a finding a
-line as compilers do, for editors and logs; `--format sarif` is for services that show findings beside the code; `--format
-json` for programs. Lines and columns are known for unsigned documents in XML or old-style text, for others the path of keys:
-`MPNRules.HN10-064.Color.value`.
-
-The examples are JSON: entries of the rule library or of the local rules. Data is spelt `{"$data": "..."}` in Base64.
-)";
 
 std::string kindText(const ValueFacts& facts);
 
@@ -51,19 +29,6 @@ std::string entryTexts(std::span<const EntryFacts> entries) {
     texts += fmt::format("{}\"{}\" ({})", texts.empty() ? "" : ", ", entry.key, kindNames(entry.value->kinds));
   }
   return texts;
-}
-
-/// The text in lines as long as those of the other pages.
-std::string wrapped(std::string_view text) {
-  constexpr std::size_t kLongest = 120;
-  std::string lines;
-  while (text.size() > kLongest) {
-    const std::size_t blank = text.rfind(' ', kLongest);
-    if (blank == std::string_view::npos) break;
-    lines += fmt::format("{}\n", text.substr(0, blank));
-    text.remove_prefix(blank + 1);
-  }
-  return lines.append(text);
 }
 
 /// What a value is, without its role.
@@ -99,41 +64,30 @@ std::string referencesText(const PredicateFacts& facts) {
 }
 
 std::string_view withoutText(Without without) {
-  switch (without) {
-    case Without::kFails:
-      return "fails";
-    case Without::kPasses:
-      return "**passes**";
-    case Without::kComparesWithZero:
-      return "compares with 0";
-    case Without::kComparesWithFalse:
-      return "compares with false";
-    case Without::kSame:
-      return "the same";
-    case Without::kFault:
-      break;
-  }
-  return "a fault";
+  constexpr std::string_view kTexts[] = {"fails",    "**passes**", "compares with 0", "compares with false",
+                                         "the same", "a fault"};
+  return kTexts[static_cast<std::size_t>(without)];
 }
 
-std::string example(std::string_view title, std::string_view code) {
-  return code.empty() ? "" : fmt::format("\n{}:\n\n```json\n{}\n```\n", title, code);
+/// What `text` has between two words; up to its end if the second one is missing, empty if the first one is.
+std::string_view between(std::string_view text, std::string_view begin, std::string_view end) {
+  const std::size_t found = text.find(begin);
+  if (found == std::string_view::npos) return {};
+  const std::string_view rest = text.substr(found + begin.size());
+  return rest.substr(0, rest.find(end));
 }
 
 }  // namespace
 
-std::string findingsPage() {
-  std::string page(kOpening);
-  page += "\n| finding | severity | what |\n| --- | --- | --- |\n";
-  for (const Check* check : allChecks()) {
-    page += fmt::format("| [{0}](#{0}) | {1} | {2} |\n", check->name, nameOf(check->severity), check->what);
-  }
-  for (const Check* check : allChecks()) {
-    page += fmt::format("\n## {}\n\n**{}**: {}\n\n{}\n", check->name, nameOf(check->severity), check->what,
-                        wrapped(check->why));
-    page += example("Before", check->before) + example("After", check->after);
-  }
-  return page;
+FindingText findingText(std::string_view name) {
+  constexpr std::string_view kCodeEnd = "\n```\n";
+  const std::string_view section = between(findingsPage(), fmt::format("\n## {}\n\n", name), "\n## ");
+  FindingText text = {.what = between(section, "**: ", "\n\n"),
+                      .why = std::string(between(section, ".\n\n", "\n\nBefore:")),
+                      .before = between(section, "\nBefore:\n\n```json\n", kCodeEnd),
+                      .after = between(section, "\nAfter:\n\n```json\n", kCodeEnd)};
+  std::ranges::replace(text.why, '\n', ' ');
+  return text;
 }
 
 std::string predicateTable() {

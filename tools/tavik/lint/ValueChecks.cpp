@@ -247,114 +247,18 @@ void maskMismatch(const Rule& rule, Reporter& reporter) {
 }
 
 constexpr Check kChecks[] = {
-    {.name = "compares-with-nothing",
-     .severity = Severity::kWarning,
-     .what = "A comparison of numbers or booleans has no expected value.",
-     .why = "It compares with 0 or with false, as if that stood there. Texts that hold no number are 0 too, and equal.",
-     .before = R"("Revision": {"attribute": "Revision", "predicate": "equal"})",
-     .after = R"("Revision": {"attribute": "Revision", "predicate": "equal", "value": 3})",
-     .ofRule = comparesWithNothing},
-    {.name = "dead-element",
-     .severity = Severity::kWarning,
-     .what = "An element of a list, or an entry of a table, never matches.",
-     .why =
-         "It is of the wrong kind or length, or empty. The others still count, so the rule looks right, and fails for "
-         "the devices that this one was written for.",
-     .before = R"("Code": {"attribute": "SerialNumber", "predicate": "MPN4CListCheck", "value": ["7KR4", "7KR"]})",
-     .after = R"("Code": {"attribute": "SerialNumber", "predicate": "MPN4CListCheck", "value": ["7KR4", "7KR5"]})",
-     .ofRule = deadElement},
-    {.name = "empty-value",
-     .severity = Severity::kError,
-     .what = "A pattern, list or table is empty.",
-     .why =
-         "No text begins or ends with the empty text or holds it, no code is in an empty list, so the rule fails for "
-         "every device. An empty list of control bits is the other way round: there is nothing to check.",
-     .before = R"("Color": {"attribute": "Color", "predicate": "valueInList", "value": []})",
-     .after = R"("Color": {"attribute": "Color", "predicate": "valueInList", "value": ["sand", "slate"]})",
-     .ofRule = emptyValue},
-    {.name = "impossible-text",
-     .severity = Severity::kError,
-     .what = "A text has a length or characters that no device's has.",
-     .why =
-         "Codes that are cut out of serial numbers have a fixed length; bytes are spelt in hexadecimal digits without "
-         "blanks or brackets; a region code is what stands before the \"/\". Any other text equals none of them, and "
-         "the rule fails for every device.",
-     .before = R"("Code": {"attribute": "SerialNumber", "predicate": "MPN4CCheck", "value": "7KR"})",
-     .after = R"("Code": {"attribute": "SerialNumber", "predicate": "MPN4CCheck", "value": "7KR4"})",
-     .ofRule = impossibleText},
-    {.name = "mask-mismatch",
-     .severity = Severity::kError,
-     .what = "A mask and its result are of different lengths, or the result has bits that the mask lacks.",
-     .why = "The masked attribute is as long as the mask and has no bit that the mask lacks, so it never equals such a "
-            "result.",
-     .before = R"("Header": {"attribute": "Header", "predicate": "equalMask",
-            "value": {"Mask": {"$data": "/wA="}, "Result": {"$data": "Dw=="}}})",
-     .after = R"("Header": {"attribute": "Header", "predicate": "equalMask",
-            "value": {"Mask": {"$data": "/wA="}, "Result": {"$data": "DwA="}}})",
-     .ofRule = maskMismatch},
-    {.name = "missing-entry",
-     .severity = Severity::kError,
-     .what = "The value of a predicate lacks an entry.",
-     .why =
-         "Without \"Mask\" or \"Result\" nothing passes, without \"behavior\" every device of the listed regions does, "
-         "and without \"countryList\" none is listed; without \"list\" every device counts as a match; and when the "
-         "attributes to forward are missing, a fault "
-         "ends "
-         "the check.",
-     .before = R"("Send": {"attribute": "RegionInfo", "predicate": "sendConditionalAttribute",
-          "value": {"match": {"OnPass": "PACK-4"}, "nonMatch": {"OnPass": "PACK-2"}}})",
-     .after = R"("Send": {"attribute": "RegionInfo", "predicate": "sendConditionalAttribute",
-          "value": {"list": ["J/A"], "match": {"OnPass": "PACK-4"}, "nonMatch": {"OnPass": "PACK-2"}}})",
-     .ofRule = missingEntry},
-    {.name = "missing-value",
-     .severity = Severity::kError,
-     .what = "A rule has no expected value, neither from the library nor from the local entry.",
-     .why = "A comparison of texts without one passes for every device, and so do `valueInList`, `nvramWhiteList` and "
-            "`controlBitCheck`; most others fail for every device; for a few it is a fault.",
-     .before = R"("Color": {"attribute": "Color", "predicate": "caseInsensitiveEqual"})",
-     .after = R"("Color": {"attribute": "Color", "predicate": "caseInsensitiveEqual", "value": "sand"})",
-     .ofRule = missingValue},
-    {.name = "misread-value",
-     .severity = Severity::kWarning,
-     .what = "A value is not read as it stands.",
-     .why = "Of a text the number at its start is read, and 0 where there is none: \"1,000\" is 1. Whole numbers lose "
-            "their "
-            "fraction. As a boolean, a text is true when it begins with Y, T or a digit from 1 to 9: \"on\" is false.",
-     .before = R"("Locked": {"attribute": "Locked", "predicate": "boolEqual", "value": "on"})",
-     .after = R"("Locked": {"attribute": "Locked", "predicate": "boolEqual", "value": true})",
-     .ofRule = misreadValue},
-    {.name = "number-beyond-range",
-     .severity = Severity::kWarning,
-     .what = "An expected number is too great for its predicate.",
-     .why =
-         "It becomes the greatest number of the range, and so does every number of a device that is too great: all of "
-         "them are equal.",
-     .before = R"("Build": {"attribute": "BuildNumber", "predicate": "equal", "value": 20261121001})",
-     .after = R"("Build": {"attribute": "BuildNumber", "predicate": "equalLong", "value": 20261121001})",
-     .ofRule = numberBeyondRange},
-    {.name = "number-out-of-range",
-     .severity = Severity::kError,
-     .what = "A control bit is listed that no block has.",
-     .why = "Looking it up is a fault: the check of every device ends without any records.",
-     .before = R"("Stations": {"attribute": "ControlBits", "predicate": "controlBitCheck", "value": [2, 254]})",
-     .after = R"("Stations": {"attribute": "ControlBits", "predicate": "controlBitCheck", "value": [2, 253]})",
-     .ofRule = numberOutOfRange},
-    {.name = "unused-value",
-     .severity = Severity::kWarning,
-     .what = "A rule has a value that none of its predicates reads.",
-     .why = "Whoever wrote it meant to compare with something. The rule passes or fails whatever stands there.",
-     .before = R"("Lot": {"attribute": "LotNumber", "predicate": "isUppercase", "value": "L"})",
-     .after = R"("Lot": {"attribute": "LotNumber", "predicate": "isUppercase AND hasPrefix", "value": "L"})",
-     .ofRule = unusedValue},
-    {.name = "wrong-kind",
-     .severity = Severity::kError,
-     .what = "A value is of a kind that its predicate does not take.",
-     .why = "The predicate fails for every device. The number 5 and the string \"5\" are different kinds, and one "
-            "value is no "
-            "list of one. In old-style text there are no numbers, and in JSON data is spelt {\"$data\": \"...\"}.",
-     .before = R"("Color": {"attribute": "Color", "predicate": "valueInList", "value": "sand"})",
-     .after = R"("Color": {"attribute": "Color", "predicate": "valueInList", "value": ["sand"]})",
-     .ofRule = wrongKind},
+    {.name = "compares-with-nothing", .severity = Severity::kWarning, .ofRule = comparesWithNothing},
+    {.name = "dead-element", .severity = Severity::kWarning, .ofRule = deadElement},
+    {.name = "empty-value", .severity = Severity::kError, .ofRule = emptyValue},
+    {.name = "impossible-text", .severity = Severity::kError, .ofRule = impossibleText},
+    {.name = "mask-mismatch", .severity = Severity::kError, .ofRule = maskMismatch},
+    {.name = "missing-entry", .severity = Severity::kError, .ofRule = missingEntry},
+    {.name = "missing-value", .severity = Severity::kError, .ofRule = missingValue},
+    {.name = "misread-value", .severity = Severity::kWarning, .ofRule = misreadValue},
+    {.name = "number-beyond-range", .severity = Severity::kWarning, .ofRule = numberBeyondRange},
+    {.name = "number-out-of-range", .severity = Severity::kError, .ofRule = numberOutOfRange},
+    {.name = "unused-value", .severity = Severity::kWarning, .ofRule = unusedValue},
+    {.name = "wrong-kind", .severity = Severity::kError, .ofRule = wrongKind},
 };
 
 }  // namespace

@@ -61,19 +61,8 @@ complete -F _tavik tavik
 )";
 
 std::string_view kindName(Completes completes) {
-  switch (completes) {
-    case Completes::kNothing:
-      return "text";
-    case Completes::kChoices:
-      return "choices";
-    case Completes::kFile:
-      return "file";
-    case Completes::kNamedFile:
-      return "named-file";
-    case Completes::kAtFile:
-      return "at-file";
-  }
-  return "";
+  constexpr std::string_view kNames[] = {"text", "choices", "file", "named-file", "at-file"};
+  return kNames[static_cast<std::size_t>(completes)];
 }
 
 /// The patterns of what stands for the option in a case of the shell; `argument` counts the positional ones.

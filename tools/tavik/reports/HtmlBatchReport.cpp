@@ -155,7 +155,7 @@ std::string HtmlWriter::summaryHtml(const DeviceResult& result, const std::strin
 }
 
 std::string HtmlWriter::failedHtml(const DeviceResult& result) const {
-  const RuleNotes notes(result, origins_);
+  const RuleNotes notes(result.attributes, result.sources, origins_);
   const std::span<const Value> records = result.outcome.ruleRecords();
   std::string names;
   std::string rows;
@@ -163,7 +163,7 @@ std::string HtmlWriter::failedHtml(const DeviceResult& result) const {
   for (std::size_t i = 0; i < records.size(); ++i) {
     if (passed(records[i]) || ++count > kMostRulesOfDevice) continue;
     names += (names.empty() ? "" : ", ") + escapedHtml(lineOf(records[i].ifDictionary()->find("rule")));
-    appendRow(rows, records[i], notes.html(i), {.textLimit = kTextLimit, .filtered = false});
+    appendRow(rows, records[i], notesHtml(notes, i), {.textLimit = kTextLimit, .filtered = false});
   }
   std::string text = summaryHtml(result, names) + identityHtml(result);
   text.append(ruleTableBegin("failures")).append(rows).append(kTableEnd);

@@ -1,14 +1,11 @@
 #include "reports/HtmlRecords.h"
 
 #include <fmt/format.h>
-#include <tavik/StationPlatform.h>
-
-#include <algorithm>
-#include <memory>
 
 #include "reports/HtmlPage.h"
 #include "rules/DeviceKinds.h"
 #include "rules/RuleMeaning.h"
+#include "rules/RuleNotes.h"
 #include "text/Text.h"
 
 namespace tavik::tool {
@@ -38,33 +35,8 @@ std::string operandsHtml(const RuleEvaluation& evaluation, const RuleOrigin& rul
     text += joint + referenceText(evaluation.references[i], rule.definition->findArray("references")->at(i));
     joint = " and ";
   }
-  const std::string meaning =
-      evaluation.wantsAbsence ? "" : meaningOf(rule.definition->findString("predicate").value_or(""));
+  const std::string meaning = meaningOf(evaluation);
   return fmt::format("<small>{}.{}{}</small>", text, meaning.empty() ? "" : " ", meaning);
-}
-
-constexpr std::string_view kRulesAtFault = "The rules are at fault, not the device: tell their author.";
-
-std::string_view adviceForMissing(const RuleEvaluation::Operand& operand) {
-  if (!operand.name) return kRulesAtFault;
-  if (!operand.source) {
-    return "The device gave no such value. Find out why it was not read, or never written; then collect the values "
-           "again.";
-  }
-  return *operand.source == "gui"
-             ? "The operator was not asked, or gave no answer: ask, then check the device again."
-             : "This source has no such value for the device: have it entered there, then check the device again.";
-}
-
-/// Empty if the record speaks for itself.
-std::string_view adviceFor(const RuleEvaluation& evaluation) {
-  if (evaluation.wantsAbsence) return "This must not be on the device: take it off.";
-  if (!evaluation.attribute.value) return adviceForMissing(evaluation.attribute);
-  for (const RuleEvaluation::Operand& reference : evaluation.references) {
-    if (!reference.value) return adviceForMissing(reference);
-  }
-  const auto wasCalled = [](const RuleEvaluation::Call& call) { return call.isKnown && call.record; };
-  return std::ranges::all_of(evaluation.calls, wasCalled) ? "" : kRulesAtFault;
 }
 
 /// Lets a line end between the predicate's name and the value, so that a narrow screen does not cut the value apart.
@@ -81,28 +53,13 @@ std::string cell(std::string_view label, std::string_view style, const std::stri
   return fmt::format(R"(<td role="cell" data-label="{}"><span class="{}">{}</span></td>)", label, style, content);
 }
 
-/// Evaluations for a page are not logged: the check run was.
-const PredicateKernel& silentKernel() {
-  static const PredicateKernel kernel(std::make_shared<StationPlatform>(std::nullopt, StationPlatform::Log::kNone));
-  return kernel;
-}
-
 }  // namespace
 
-RuleNotes::RuleNotes(const DeviceResult& result, const RuleOrigins& origins)
-    : evaluator_(silentKernel(), result.attributes, result.sources) {
-  if (result.outcome.verdict == Verdict::kNone) return;
-  std::optional<Error> error;
-  const Dictionary& attributes = evaluator_.attributes();
-  device_ = origins.of(attributes.find("ModelNumber"), attributes.find("RegionInfo"), error);
-}
-
-std::string RuleNotes::html(std::size_t number) const {
-  if (!device_) return "";
-  const RuleOrigin& rule = device_->rules[number];
-  const RuleEvaluation evaluation = evaluator_.evaluate(rule);
-  const std::string_view advice = adviceFor(evaluation);
-  return operandsHtml(evaluation, rule) +
+std::string notesHtml(const RuleNotes& notes, std::size_t number) {
+  const std::optional<RuleNotes::Note> note = notes.at(number);
+  if (!note) return "";
+  const std::string_view advice = adviceFor(note->evaluation);
+  return operandsHtml(note->evaluation, *note->rule) +
          (advice.empty() ? "" : fmt::format(R"(<span class="to-do">To do: {}</span>)", advice));
 }
 

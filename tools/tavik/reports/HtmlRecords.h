@@ -3,16 +3,14 @@
 #ifndef TAVIK_TOOL_REPORTS_HTML_RECORDS_H
 #define TAVIK_TOOL_REPORTS_HTML_RECORDS_H
 
-#include <tavik/RuleEvaluation.h>
-#include <tavik/RuleOrigins.h>
 #include <tavik/Value.h>
 
 #include <cstddef>
-#include <optional>
 #include <string>
 #include <string_view>
 
 #include "reports/Report.h"
+#include "rules/RuleNotes.h"
 
 namespace tavik::tool {
 
@@ -20,19 +18,8 @@ namespace tavik::tool {
 std::string ruleTableBegin(std::string_view style);
 inline constexpr std::string_view kTableEnd = "</tbody></table>\n";
 
-/// What the records of a device's rules do not tell: what the rules compare, and what to do if they fail.
-class RuleNotes {
- public:
-  /// Borrows `origins`.
-  RuleNotes(const DeviceResult& result, const RuleOrigins& origins);
-
-  /// About the rule with this number in the order of evaluation. Empty if there is no verdict.
-  [[nodiscard]] std::string html(std::size_t number) const;
-
- private:
-  RuleEvaluator evaluator_;
-  std::optional<RuleOrigins::Device> device_;
-};
+/// What a failed rule compares, and what to do. Empty if the device has no rule with this number.
+std::string notesHtml(const RuleNotes& notes, std::size_t number);
 
 struct RowOptions {
   std::size_t textLimit;  ///< bytes of a text that are shown

@@ -29,7 +29,7 @@ struct Rows {
 Rows rowsOf(const DeviceResult& result, const TrustedContents& documents) {
   Rows rows;
   const RuleOrigins origins(documents.library, documents.rules);
-  const RuleNotes notes(result, origins);
+  const RuleNotes notes(result.attributes, result.sources, origins);
   const std::span<const Value> records = decidingRecords(result.outcome);
   for (std::size_t i = 0; i < records.size(); ++i) {
     const bool pass = passed(records[i]);
@@ -38,7 +38,8 @@ Rows rowsOf(const DeviceResult& result, const TrustedContents& documents) {
     appendRow(!pass    ? rows.failed
               : hidden ? rows.hidden
                        : rows.passed,
-              records[i], pass ? "" : notes.html(i), {.textLimit = kTextLimit, .filtered = true});
+              records[i], pass || result.outcome.reason ? "" : notesHtml(notes, i),
+              {.textLimit = kTextLimit, .filtered = true});
   }
   return rows;
 }

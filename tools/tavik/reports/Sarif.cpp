@@ -11,6 +11,7 @@
 
 #include "io/ArgumentName.h"
 #include "io/Json.h"
+#include "lint/Pages.h"
 
 namespace tavik::tool::lint {
 namespace {
@@ -33,13 +34,14 @@ Value text(std::string_view words) { return Dictionary{{"text", words}}; }
 std::string codeBlock(std::string_view code) { return fmt::format("```json\n{}\n```", code); }
 
 Value sarifRule(const Check& check) {
-  const std::string help = fmt::format("{}\n\nBefore:\n\n{}", check.why, check.before) +
-                           (check.after.empty() ? "" : fmt::format("\n\nAfter:\n\n{}", check.after));
-  const std::string markdown = fmt::format("{}\n\nBefore:\n\n{}", check.why, codeBlock(check.before)) +
-                               (check.after.empty() ? "" : fmt::format("\n\nAfter:\n\n{}", codeBlock(check.after)));
+  const FindingText about = findingText(check.name);
+  const std::string help = fmt::format("{}\n\nBefore:\n\n{}", about.why, about.before) +
+                           (about.after.empty() ? "" : fmt::format("\n\nAfter:\n\n{}", about.after));
+  const std::string markdown = fmt::format("{}\n\nBefore:\n\n{}", about.why, codeBlock(about.before)) +
+                               (about.after.empty() ? "" : fmt::format("\n\nAfter:\n\n{}", codeBlock(about.after)));
   return Dictionary{{"id", check.name},
-                    {"shortDescription", text(check.what)},
-                    {"fullDescription", text(check.why)},
+                    {"shortDescription", text(about.what)},
+                    {"fullDescription", text(about.why)},
                     {"help", Dictionary{{"text", help}, {"markdown", markdown}}},
                     {"defaultConfiguration", Dictionary{{"level", levelOf(check.severity)}}}};
 }

@@ -66,17 +66,8 @@ Regions::Names merged(const Regions::Names& first, const Regions::Names& second)
 }  // namespace
 
 std::string_view nameOf(LocalEntry::Layer layer) {
-  switch (layer) {
-    case LocalEntry::Layer::kPartNumber:
-      return "part_number";
-    case LocalEntry::Layer::kRegion:
-      return "region";
-    case LocalEntry::Layer::kGeneric:
-      return "generic";
-    case LocalEntry::Layer::kSet:
-      break;
-  }
-  return "set";
+  constexpr std::string_view kNames[] = {"part_number", "region", "generic", "set"};
+  return kNames[static_cast<std::size_t>(layer)];
 }
 
 bool saysUnknownDevice(const Error& error) {

@@ -1,24 +1,22 @@
 #include "rules/RuleMeaning.h"
 
-#include <tavik/PredicateExpression.h>
 #include <tavik/PredicateFacts.h>
 
 #include <vector>
 
 namespace tavik::tool {
 
-std::string meaningOf(std::string_view predicateExpression) {
+std::string meaningOf(const RuleEvaluation& evaluation) {
   using Operator = PredicateExpression::Operator;
-  const PredicateExpression expression = PredicateExpression::parse(predicateExpression);
-  if (expression.isMalformed()) return "";
   std::string meaning;
-  for (const std::string_view name : expression.predicates()) {
-    const PredicateFacts* const facts = PredicateFacts::find(name);
+  for (const RuleEvaluation::Call& call : evaluation.calls) {
+    const PredicateFacts* const facts = PredicateFacts::find(call.word);
     if (facts == nullptr) return "";
-    if (!meaning.empty()) meaning += expression.combination() == Operator::kAnd ? ", and when " : ", or when ";
+    if (!meaning.empty()) meaning += evaluation.combination == Operator::kAnd ? ", and when " : ", or when ";
     meaning += facts->meaning;
   }
-  return (expression.combination() == Operator::kNot ? "Fails when " : "Passes when ") + meaning + ".";
+  if (meaning.empty()) return "";
+  return (evaluation.combination == Operator::kNot ? "Fails when " : "Passes when ") + meaning + ".";
 }
 
 std::span<const std::string_view> predicateNames() {

@@ -3,6 +3,8 @@
 #ifndef TAVIK_TOOL_RULES_RULE_MEANING_H
 #define TAVIK_TOOL_RULES_RULE_MEANING_H
 
+#include <tavik/RuleEvaluation.h>
+
 #include <span>
 #include <string>
 #include <string_view>
@@ -10,9 +12,8 @@
 namespace tavik::tool {
 
 /// "Passes when it begins with the expected text, and when it has no small letters." or "Fails when it is greater than
-/// the expected number." Operators are recognized in any case. Empty if the expression is malformed or names an unknown
-/// predicate.
-std::string meaningOf(std::string_view predicateExpression);
+/// the expected number." Empty if the rule calls no predicate or an unknown one.
+std::string meaningOf(const RuleEvaluation& evaluation);
 
 /// The names of all predicates.
 std::span<const std::string_view> predicateNames();

@@ -20,6 +20,7 @@ struct Mismatch {
   std::string message;              ///< in words, without the rule's name
   Dictionary expected;              ///< what was expected: entries of the record, or of the error, fault or station
   Dictionary found;                 ///< what was found; empty when there is nothing
+  std::string checks = {};          ///< what the rule is about, in words; empty for a rule that the device does not get
 };
 
 /// Empty when the run is as expected.

@@ -7,7 +7,6 @@
 
 #include "io/Json.h"
 #include "reports/JunitSuite.h"
-#include "rules/RuleMeaning.h"
 #include "text/Text.h"
 
 namespace tavik::tool {
@@ -17,22 +16,14 @@ std::size_t failures(const TestResults& results) {
   return static_cast<std::size_t>(std::ranges::count(results.cases, false, &CaseResult::passed));
 }
 
-/// "TotalDiskCapacity: Passes when the storage has as many GB as expected."; empty for a rule that the library lacks.
-std::string meaningIn(const Dictionary& library, const std::string& rule) {
-  const Dictionary* const definition = library.findDictionary(rule);
-  if (definition == nullptr) return "";
-  const std::string meaning = meaningOf(definition->findString("predicate").value_or(""));
-  return meaning.empty() ? "" : fmt::format("{}: {}", lineOf(definition->find("attribute")), meaning);
-}
-
 /// As a case file spells it.
 std::string entriesText(const Dictionary& entries) { return visible(toJson(Value(entries))); }
 
 /// What is not as expected: a title and, below it, what there is to know.
 struct MismatchText {
-  MismatchText(const Mismatch& mismatch, const Dictionary& library)
+  explicit MismatchText(const Mismatch& mismatch)
       : title(visible(mismatch.rule ? *mismatch.rule + ": " + mismatch.message : mismatch.message)) {
-    if (mismatch.rule) add("checks", meaningIn(library, *mismatch.rule));
+    add("checks", mismatch.checks);
     if (!mismatch.expected.empty()) add("expected", entriesText(mismatch.expected));
     if (!mismatch.found.empty()) add("found", entriesText(mismatch.found));
   }
@@ -49,7 +40,7 @@ std::string caseText(const CaseResult& result, const Screen& screen) {
   if (result.passed()) return fmt::format("  pass  {}\n", visible(result.test->name));
   std::string text = styled("  FAIL  " + visible(result.test->name), Style::kBad, screen) + "\n";
   for (const Mismatch& mismatch : result.mismatches) {
-    const MismatchText shown(mismatch, *result.library);
+    const MismatchText shown(mismatch);
     text += fmt::format("        {}\n", shown.title);
     for (const std::string& line : shown.lines) text += fmt::format("          {}\n", line);
   }
@@ -163,7 +154,7 @@ void addCase(JunitSuite& suite, const CaseResult& result) {
   if (result.passed()) return suite.pass(result.test->name);
   std::string details;
   for (const Mismatch& mismatch : result.mismatches) {
-    const MismatchText shown(mismatch, *result.library);
+    const MismatchText shown(mismatch);
     details += shown.title + "\n";
     for (const std::string& line : shown.lines) details += "  " + line + "\n";
   }

@@ -21,7 +21,6 @@ namespace tavik::tool {
 struct CaseResult {
   const CaseFile* file;
   const RuleTest* test;
-  const Dictionary* library;  ///< for what the rules mean
   std::vector<Mismatch> mismatches;
 
   [[nodiscard]] bool passed() const { return mismatches.empty(); }

@@ -53,19 +53,8 @@ std::vector<std::size_t> fitted(std::vector<std::size_t> widths, std::size_t ava
 }
 
 std::string_view codeOf(Style style) {
-  switch (style) {
-    case Style::kHeading:
-      return "\x1b[1m";
-    case Style::kGood:
-      return "\x1b[32m";
-    case Style::kBad:
-      return "\x1b[1;31m";
-    case Style::kFaint:
-      return "\x1b[2m";
-    case Style::kPlain:
-      break;
-  }
-  return "";
+  constexpr std::string_view kCodes[] = {"", "\x1b[1m", "\x1b[32m", "\x1b[1;31m", "\x1b[2m"};
+  return kCodes[static_cast<std::size_t>(style)];
 }
 
 }  // namespace
