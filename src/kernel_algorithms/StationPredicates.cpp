@@ -2,9 +2,12 @@
 
 #include <tavik/SystemConfig.h>
 
+#include <cstdint>
+#include <span>
 #include <stdexcept>
 
 #include "kernel_algorithms/Predicates.h"
+#include "syscfg/ControlBitBlock.h"
 #include "values/Format.h"
 #include "values/MaybeAbsent.h"
 #include "values/Text.h"
@@ -15,12 +18,13 @@ namespace tavik::predicates {
 namespace {
 
 // Whether the record of the bit with this number says "Pass". Raises `std::out_of_range` when there is no such record.
-bool bitPasses(const Array& records, std::int32_t bit) {
-  if (bit < 0 || static_cast<std::size_t>(bit) >= records.size()) {
-    throw std::out_of_range(format("control bit %d is not among the %lu records", {bit, records.size()}));
+bool bitPasses(std::span<const std::uint8_t> records, std::int32_t bit) {
+  const std::size_t count = records.size() / SystemConfig::kControlBitSize;
+  if (bit < 0 || static_cast<std::size_t>(bit) >= count) {
+    throw std::out_of_range(format("control bit %d is not among the %lu records", {bit, count}));
   }
-  const auto state = records.at(static_cast<std::size_t>(bit)).ifDictionary()->findString("Test State");
-  return !state || equalIgnoringCase(*state, "Pass");
+  const auto record = records.subspan(static_cast<std::size_t>(bit) * SystemConfig::kControlBitSize);
+  return SystemConfig::testStateToString(record.front() & 3U) == "Pass";
 }
 
 // Passes, with attributes for the station. Raises `std::invalid_argument` if there are none.
@@ -37,7 +41,7 @@ Judgement controlBitCheck(const Operands& operands) {
   if (block == nullptr || (operands.value != nullptr && bits == nullptr)) {
     return {false, descriptionValue(operands.attribute), descriptionValue(operands.value)};
   }
-  const Array records = SystemConfig::controlBitsFromData(block);
+  const auto records = controlBitRecords(*block);
   bool result = true;
   std::string actual;
   std::string expected;

@@ -10,6 +10,7 @@
 
 #include <tavik/SystemConfig.h>
 
+#include "syscfg/ControlBitBlock.h"
 #include "values/SharedContents.h"
 #include "values/Text.h"
 #include "values/ValueAccess.h"
@@ -106,14 +107,18 @@ Dictionary SystemConfig::sysCfgFromData(const Data* data) {
   return fields;
 }
 
+std::span<const std::uint8_t> controlBitRecords(const Data& block) {
+  Bytes rest = block.bytes();
+  if (!take(rest, kBlockHeaderSize)) return {};
+  return rest.first(std::min(rest.size() / SystemConfig::kControlBitSize, SystemConfig::kControlBitCount) *
+                    SystemConfig::kControlBitSize);
+}
+
 Array SystemConfig::controlBitsFromData(const Data* data) {
   Array records;
   if (data == nullptr) return records;
-  Bytes rest = data->bytes();
-  if (!take(rest, kBlockHeaderSize)) return records;
-  while (records.size() < kControlBitCount) {
-    const std::optional<Bytes> record = take(rest, kControlBitSize);
-    if (!record) break;
+  Bytes rest = controlBitRecords(*data);
+  while (const std::optional<Bytes> record = take(rest, kControlBitSize)) {
     records.append(convertControlBitToDict(record->first<kControlBitSize>()));
   }
   return records;
