@@ -1,0 +1,17 @@
+/// @file
+/// The style sheet and the script of HTML reports: report.css and report.js, which the build embeds.
+#ifndef TAVIK_TOOL_REPORTS_REPORT_ASSETS_H
+#define TAVIK_TOOL_REPORTS_REPORT_ASSETS_H
+
+#include <string_view>
+
+namespace tavik::tool {
+
+std::string_view reportStyle();
+std::string_view reportScript();
+/// SHA-256 of the script in base64, as a content security policy names it.
+std::string_view reportScriptHash();
+
+}  // namespace tavik::tool
+
+#endif
