@@ -119,7 +119,9 @@ rules that failed most:
     def test_all_pass(self):
         run = self.batch(line(GOOD, sources=SFC))
         self.assertEqual((run.status, run.err), (PASSED, "1 device: 1 passed, 0 failed\n"))
-        self.assertEqual((self.batch("").status, self.batch("\n \t\r\n").err), (PASSED, "0 devices: 0 passed, 0 failed\n"))
+        for empty in ("", "\n \t\r\n"):
+            run = self.batch(empty)
+            self.assertEqual((run.status, run.err), (UNUSABLE, "0 devices: 0 passed, 0 failed\ntavik: batch: standard input: has no devices\n"))
 
     def test_hostile_lines(self):
         long = b'{"id": "long", "attributes": {"a": "' + b"x" * (1 << 26) + b'"}}'

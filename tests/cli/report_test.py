@@ -153,7 +153,7 @@ class ReportTest(ReportCase):
             "device Rules version": "7", "station OnPass": "pack", "station OnFail": "mend"})
         self.assertEqual(suites[1].find("testcase/failure").text, "expected  has prefix MD\nactual    XX")
         self.assertEqual(suites[5].find("testcase/error").get("type"), "input error")
-        self.assertEqual(self.junit(self.batch("", "junit", status=PASSED)), [])
+        self.assertEqual([suite.get("errors") for suite in self.junit(self.batch("", "junit", status=UNUSABLE))], ["1"])
 
     def test_texts_survive_in_junit(self):
         device = self.hostile_documents()
@@ -178,7 +178,8 @@ class ReportTest(ReportCase):
         for device, status, _ in DEVICES:
             self.assertEqual(plistlib.loads(self.check(device, "plist", status).encode()),
                              plain(json.loads(self.check(device, "json", status))))
-        self.assertEqual(plistlib.loads(self.batch("", "plist", status=PASSED).encode()), [])
+        self.assertEqual(plistlib.loads(self.batch("", "plist", status=UNUSABLE).encode()),
+                         [{"input_error": "standard input: has no devices"}])
 
         deep = '{"id": "deep", "attributes": {"Size": ' + "[" * 509 + "]" * 509 + ', "ModelNumber": "MD1", "SerialNumber": "C8PKKQ2"}}\n'
         entries = plistlib.loads(self.batch(deep + lines, "plist").replace("line 7", "line 6").encode())
@@ -285,7 +286,7 @@ class ReportTest(ReportCase):
 
     def test_an_input_that_cannot_be_read_on_is_told_in_the_report(self):
         devices = json.dumps({"attributes": GOOD}) + "\n"
-        for form, words in (("junit", 'name="end of the input"'), ("plist", "input_error"), ("html", "was not read to its end")):
+        for form, words in (("junit", 'name="end of the input"'), ("plist", "input_error"), ("html", "Not every device was checked")):
             with subprocess.Popen([TAVIK, "batch", *DOCUMENTS, "--format", form], cwd=self.folder, stdin=subprocess.PIPE,
                                   stdout=subprocess.PIPE, stderr=subprocess.DEVNULL) as process:
                 process.stdin.write(devices.encode())

@@ -68,8 +68,8 @@ Examples:
   tavik batch --library rules.signed --rules product.signed -j 1 --format table < devices.jsonl
   tavik batch --library rules.signed --rules product.signed --format html devices.jsonl > shift.html
 
-Exit status: 0 every device passed, 1 some device did not, for whatever reason, 2 the command or an input is at fault, or
-the run was ended early, 4 a document is not trusted, empty or malformed and no device was checked.)";
+Exit status: 0 every device passed, 1 some device did not, for whatever reason, 2 the command or an input is at fault, the
+input has no devices, or the run was ended early, 4 a document is not trusted, empty or malformed and no device was checked.)";
 
 struct BatchOptions : RuleOptions {
   std::string input = "-";
@@ -227,9 +227,11 @@ ExitStatus runBatch(const BatchOptions& options) {
   TallyByPartNumber byPartNumber;
   TallyByPartNumber* const counted = options.summary ? &byPartNumber : nullptr;
   const Tally tally = Batch(*rules, options.threads, input, stop, *writer, counted).run();
-  writeStandardOutput(writer->end({tally, input.whyEnded().value_or("")}));
+  std::string whyEarly = input.whyEnded().value_or("");
+  if (tally.devices() == 0 && whyEarly.empty()) whyEarly = nameOf("", options.input) + ": has no devices";
+  writeStandardOutput(writer->end({tally, whyEarly}));
   writeStandardError(tally.summary());
-  input.checkEnd();
+  if (!whyEarly.empty()) throw Unusable(whyEarly);
   if (options.summary) writeSummary(*options.summary, tally, byPartNumber);
   platform->checkLog();
   return tally.failed() == 0 ? ExitStatus::kPassed : ExitStatus::kFailed;

@@ -187,12 +187,13 @@ std::string HtmlWriter::verdictHtml(const BatchEnd& end, const DeviceCounts& all
   const bool pass = end.tally.failed() == 0 && end.whyEarly.empty();
   std::string sentence = fmt::format("{} of {} did not pass.", end.tally.failed(), counted(devices, "device"));
   if (end.tally.failed() == 0) sentence = fmt::format("{} checked, all passed.", counted(devices, "device"));
+  if (devices == 0) sentence = "No device was checked.";
   if (all.odd != 0)
     sentence += fmt::format(" {} got no verdict: the reason stands with each.", counted(all.odd, "device"));
   if (all.failed != 0)
     sentence += " Begin with the rules that failed most: what fails on many devices often has one cause.";
   if (!end.whyEarly.empty()) {
-    sentence += fmt::format(" <strong>The input was not read to its end: {}.</strong>", html(end.whyEarly));
+    sentence += fmt::format(" <strong>Not every device was checked: {}.</strong>", html(end.whyEarly));
   }
   return fmt::format("<header class=\"verdict {}\"><p class=\"word\">{}</p>\n<h1>{}</h1>\n<p>{}</p>\n</header>\n",
                      pass ? "passed" : "failed", pass ? "PASSED" : "FAILED", "Batch of " + counted(devices, "device"),
