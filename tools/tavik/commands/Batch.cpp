@@ -43,8 +43,8 @@ constexpr const char* kFooter =
     R"(INPUT holds one JSON object a line, {"id": any, "attributes": {...}, "sources": {"sfc": {...}}}; "id" and "sources" may be
 left out, null is not allowed, and other keys are refused. A line may be 64 MiB long; blank lines are passed over.
 
-For each, in the order of the input, one line is printed: the object of "check --format json" with "id" first (by default
-the number of the line), or {"id": ..., "input_error": "..."} for a line that cannot be used, which counts as a failed
+For each, in the order of the input, one line is printed: the object of "check --format json" without "signatures" and with
+"id" first (by default the number of the line), or {"id": ..., "input_error": "..."} for a line that cannot be used, which counts as a failed
 device. A summary goes to standard error. Ctrl-C and SIGTERM end the run after the devices that are being checked.
 
 Formats:
@@ -222,7 +222,8 @@ ExitStatus runBatch(const BatchOptions& options) {
   FileDescriptor file = inputs.open("", options.input);
   StopRequest stop;
   LineReader input(nameOf("", options.input), std::move(file), stop);
-  const auto writer = makeResultWriter(options.format, {kernel->library(), rules->localRules()});
+  const auto writer =
+      makeResultWriter(options.format, {kernel->library(), rules->localRules(), !options.platform.unsignedDocuments});
   writeStandardOutput(writer->begin());
   TallyByPartNumber byPartNumber;
   TallyByPartNumber* const counted = options.summary ? &byPartNumber : nullptr;

@@ -101,7 +101,7 @@ std::string nameOf(const DeviceResult& result) { return shortened(lineOf(&result
 
 class HtmlWriter : public ResultWriter {
  public:
-  explicit HtmlWriter(const TrustedContents& documents)
+  explicit HtmlWriter(const RuleContents& documents)
       : documents_(documents), origins_(documents.library, documents.rules) {}
 
   void add(std::string& /*out*/, std::size_t line, const DeviceResult& result) override {
@@ -132,7 +132,7 @@ class HtmlWriter : public ResultWriter {
   [[nodiscard]] std::string devicesHtml(const Tally& tally) const;
   [[nodiscard]] std::string versionsHtml() const;
 
-  TrustedContents documents_;
+  RuleContents documents_;
   RuleOrigins origins_;
   std::mutex mutex_;
   FirstOnes notPassed_{kMostDevices, kMostBytes};
@@ -310,14 +310,14 @@ std::string HtmlWriter::versionsHtml() const {
 std::string HtmlWriter::end(const BatchEnd& end) {
   const Tally& tally = end.tally;
   const DeviceCounts all = countsOf(tally);
-  return pageBegin("Batch of " + counted(tally.devices(), "device")) + verdictHtml(end, all) +
-         passRateHtml(tally, all) + "<div class=\"columns\">" + rulesHtml(tally) + partsHtml() + "</div>\n" +
-         devicesHtml(tally) + versionsHtml() + pageEnd();
+  return pageBegin("Batch of " + counted(tally.devices(), "device")) + signaturesHtml(documents_) +
+         verdictHtml(end, all) + passRateHtml(tally, all) + "<div class=\"columns\">" + rulesHtml(tally) + partsHtml() +
+         "</div>\n" + devicesHtml(tally) + versionsHtml() + pageEnd();
 }
 
 }  // namespace
 
-std::unique_ptr<ResultWriter> makeHtmlWriter(const TrustedContents& documents) {
+std::unique_ptr<ResultWriter> makeHtmlWriter(const RuleContents& documents) {
   return std::make_unique<HtmlWriter>(documents);
 }
 

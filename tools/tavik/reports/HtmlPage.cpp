@@ -38,6 +38,7 @@ code,.value,td,th,dd,li,summary,bdi{overflow-wrap:anywhere}
 .passed{border-left-color:var(--bar-good);background:var(--good-panel)}.passed .word{color:var(--good)}
 .failed{border-left-color:var(--bar-bad);background:var(--bad-panel)}.failed .word{color:var(--bad)}
 .odd{border-left-color:var(--bar-odd);background:var(--odd-panel)}.odd .word{color:var(--odd)}
+.banner{margin:1rem 0;padding:.5rem 1.25rem;border:1px solid var(--bar-odd);border-radius:.5rem;background:var(--odd-panel);font-weight:600}
 dl{display:flex;flex-wrap:wrap;gap:.5rem 2rem;margin:1rem 0}
 dt{color:var(--faint);font-size:.875rem}
 dd{margin:0;font-weight:600}
