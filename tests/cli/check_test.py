@@ -88,14 +88,14 @@ class CheckTest(CommandTest):
             with self.subTest(why):
                 listed = "null" if records is None else f"[{VERSIONS}, {records}]"
                 self.expect(self.check(*rules, options=("--format", "json"), **inputs), status,
-                            f'{{"records": {listed}, "station": {{}}, {rest}}}\n', err)
+                            f'{{"records": {listed}, "station": {{}}, {rest}, "signatures": "not verified"}}\n', err)
 
     def test_a_fault_names_its_rule(self):
         run = self.check("Send", "Faulty", options=("--format", "json"))
         outcome = json.loads(run.out)
         self.assertEqual(run.status, FAULT)
         self.assertEqual((outcome["records"], outcome["error"], outcome["fault"]["kind"]), (None, None, "range"))
-        self.assertEqual(list(outcome), ["records", "station", "error", "fault", "verdict", "reason"])
+        self.assertEqual(list(outcome), ["records", "station", "error", "fault", "verdict", "reason", "signatures"])
         self.assertEqual(outcome["verdict"], "none")
         self.assertEqual((outcome["reason"]["kind"], outcome["reason"]["rule"]), ("fault", "Faulty"))
         self.assertEqual(outcome["station"], {"OnPass": "good", "OnFail": 5})

@@ -150,10 +150,10 @@ class ReportTest(ReportCase):
         self.assertEqual(suites[0][1].get("classname"), "MD1.d_0")
         self.assertEqual({p.get("name"): p.get("value") for p in suites[1].iter("property")}, {
             "SerialNumber": "C8PKKQ2", "ModelNumber": "XX", "TavikKernel lib version": "3.1900", "TavikRules version": "L1",
-            "device Rules version": "7", "station OnPass": "pack", "station OnFail": "mend"})
+            "device Rules version": "7", "signatures": "not verified", "station OnPass": "pack", "station OnFail": "mend"})
         self.assertEqual(suites[1].find("testcase/failure").text, "expected  has prefix MD\nactual    XX")
         self.assertEqual(suites[5].find("testcase/error").get("type"), "input error")
-        self.assertEqual(self.junit(self.batch("", "junit", status=PASSED)), [])
+        self.assertEqual([suite.get("errors") for suite in self.junit(self.batch("", "junit", status=UNUSABLE))], ["1"])
 
     def test_texts_survive_in_junit(self):
         device = self.hostile_documents()
@@ -178,7 +178,8 @@ class ReportTest(ReportCase):
         for device, status, _ in DEVICES:
             self.assertEqual(plistlib.loads(self.check(device, "plist", status).encode()),
                              plain(json.loads(self.check(device, "json", status))))
-        self.assertEqual(plistlib.loads(self.batch("", "plist", status=PASSED).encode()), [])
+        self.assertEqual(plistlib.loads(self.batch("", "plist", status=UNUSABLE).encode()),
+                         [{"input_error": "standard input: has no devices"}])
 
         deep = '{"id": "deep", "attributes": {"Size": ' + "[" * 509 + "]" * 509 + ', "ModelNumber": "MD1", "SerialNumber": "C8PKKQ2"}}\n'
         entries = plistlib.loads(self.batch(deep + lines, "plist").replace("line 7", "line 6").encode())
@@ -251,6 +252,26 @@ class ReportTest(ReportCase):
                 with self.subTest(device, text=text):
                     self.assertTrue(text in page, text)
 
+    def test_reports_say_whether_signatures_were_verified(self):
+        self.file("device", json.dumps(GOOD))
+        self.passes("keygen", "--private", "key", "--public", "pub")
+        for name in ("library", "rules"):
+            self.passes("sign", "--key", "key", name, "-o", f"{name}.signed")
+        signed = ("--library", "library.signed", "--rules", "rules.signed", "--public-key", "pub")
+        words = {"json": '"signatures": "%s"', "plist": "<key>signatures</key>\n\t<string>%s</string>",
+                 "junit": '<property name="signatures" value="%s"/>'}
+        for form in ("json", "plist", "junit", "html"):
+            for options, value in ((DOCUMENTS, "not verified"), (signed, "verified")):
+                with self.subTest(form, value=value):
+                    outs = [self.tavik("check", *options, "--attributes", "device", "--format", form).out]
+                    if form in ("junit", "html"):
+                        outs.append(self.tavik("batch", *options, "--format", form, stdin=b'{"attributes": {}}').out)
+                    for out in outs:
+                        if form == "html":
+                            self.assertEqual("Signatures were not verified" in out, value == "not verified")
+                        else:
+                            self.assertIn(words[form] % value, out)
+
     def test_a_batch_page_is_bounded_and_the_same_for_any_number_of_threads(self):
         text = "".join(json.dumps({"id": f"device {i:05}", "attributes": {"ModelNumber": f"P{i % 1300:04}", "Size": i % 5}}) + "\n"
                        for i in range(11000))
@@ -285,7 +306,7 @@ class ReportTest(ReportCase):
 
     def test_an_input_that_cannot_be_read_on_is_told_in_the_report(self):
         devices = json.dumps({"attributes": GOOD}) + "\n"
-        for form, words in (("junit", 'name="end of the input"'), ("plist", "input_error"), ("html", "was not read to its end")):
+        for form, words in (("junit", 'name="end of the input"'), ("plist", "input_error"), ("html", "Not every device was checked")):
             with subprocess.Popen([TAVIK, "batch", *DOCUMENTS, "--format", form], cwd=self.folder, stdin=subprocess.PIPE,
                                   stdout=subprocess.PIPE, stderr=subprocess.DEVNULL) as process:
                 process.stdin.write(devices.encode())

@@ -1,5 +1,6 @@
 """`tavik test`: what a case file may say, how it is judged and refused, and the cases of the example product."""
 
+import base64
 import json
 import pathlib
 import subprocess
@@ -19,6 +20,7 @@ LIBRARY = {
     "Color": {"attribute": "Color", "predicate": "valueInList", "value": ["sand"]},
     "Build": {"attribute": "Build", "predicate": "equalLong", "references": [{"source": "sfc", "attribute": "build"}]},
     "Route": {"attribute": "ModelNumber", "predicate": "sendStaticAttribute", "attributes": {"Next": "pack"}},
+    "Paint": {"attribute": "SysCfgData.COLR", "predicate": "hasPrefix", "value": "sand"},
     "Broken": {"attribute": "Bytes", "predicate": "equal XOR equal"},
     "Empty": {"attribute": "Bytes", "predicate": "hasPrefix", "references": []},
 }
@@ -27,7 +29,7 @@ RULES = {
     "MPNRules": {
         "HN10": {"Storage": {}, "RegionRules": {"EU": {"Color": {}}, "US": {}}},
         "HN20": {"Storage": {"value": 128}},
-        "XX": {},
+        "XX": {"Paint": {}},
         "BROKEN": {"Broken": {}},
         "FAULT": {"Empty": {}},
     },
@@ -62,6 +64,8 @@ class RuleTestsTest(CommandTest):
 
     def test_what_is_expected(self):
         other_record = "passes, but its record is another one"
+        blob = bytes(20) + (1).to_bytes(4, "little") + b"RLOC" + b"sand".ljust(16, b"\0")
+        painted = {"ModelNumber": "XX", "SysCfgData": {"$data": base64.b64encode(blob).decode()}}
         unknown_region = {"change": {"RegionInfo": "JP"}}
         broken = {"change": {"ModelNumber": "BROKEN"}, "remove": ["RegionInfo"]}
         fault = {"change": {"ModelNumber": "FAULT"}, "remove": ["RegionInfo"]}
@@ -86,6 +90,9 @@ class RuleTestsTest(CommandTest):
             ({"rules": {"Storage": {"result": True, "actual": "64", "expected": 64}}}, {}, []),
             ({"rules": {"Storage": {"result": True, "actual": 64}}}, {}, [("Storage", other_record)]),
             ({"rules": {"Storage": {"hideResult": ""}}}, {}, [("Storage", other_record)]),
+            ({"rules": {"Paint": "pass"}, "others": "any"}, {"attributes": painted}, []),
+            ({"rules": {"Paint": "fail"}, "others": "any"}, {"attributes": painted, "change": {"SysCfgData.COLR": "moss"}}, []),
+            ({"rules": {"Paint": "fail"}, "others": "any"}, {"attributes": painted, "remove": ["SysCfgData.COLR"]}, []),
             ({"others": "pass"}, unknown_region, [(None, "no verdict: unknown Region Code:JP")]),
             ({"error": {"code": -100003, "description": "unknown Region Code:JP"}}, unknown_region, []),
             ({"error": {"code": -100004}}, unknown_region,
@@ -218,12 +225,12 @@ FAILED  3 cases: 2 passed, 1 failed
         self.assertEqual((coverage["library"], coverage["local_rules"]), ("library.json", "rules.json"))
         seen = {tuple(item.values()) for kind in ("rules", "part_numbers", "regions") for item in coverage[kind]}
         self.assertEqual(seen, {
-            ("Storage", 1, 2), ("Color", 1, 0), ("Model", 2, 0), ("Broken", 0, 0), ("Empty", 0, 0),
+            ("Storage", 1, 2), ("Color", 1, 0), ("Model", 2, 0), ("Broken", 0, 0), ("Empty", 0, 0), ("Paint", 0, 0),
             ("HN10", 1, 1), ("HN20", 0, 1), ("XX", 0, 0), ("BROKEN", 0, 0), ("FAULT", 0, 0),
             ("HN10", "EU", 1, 1), ("HN10", "US", 0, 0),
         })
         text = self.tavik("test", "cases.json", "--coverage").out
-        self.assertRegex(text, r"rules +3 of 5 +1 of 5\npart numbers +1 of 5 +2 of 5\nregions +1 of 2 +1 of 2\n")
+        self.assertRegex(text, r"rules +3 of 6 +1 of 6\npart numbers +1 of 5 +2 of 5\nregions +1 of 2 +1 of 2\n")
         self.assertRegex(text, r"rule +Color +yes +never\n")
         self.assertRegex(text, r"region +HN10 US +never +never\n")
         self.assertNotIn("Storage", text)

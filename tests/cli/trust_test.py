@@ -59,6 +59,8 @@ class TrustTest(CommandTest):
         self.sign("text", "text.signed")
         self.assertEqual(plistlib.loads((self.folder / "text.signed").read_bytes())["payload"], text)
         self.assertIn("<key>a</key>", self.passes("verify", "--public-key", "pub.pem", "text.signed"))
+        self.assertEqual(self.passes("verify", "--public-key", "pub.pem", "text.signed", "--raw"), text.decode())
+        self.refuses(UNUSABLE, "--raw and --format exclude each other", "verify", "--raw", "--format", "json", "text.signed")
 
     def test_the_signed_form_may_have_any_encoding(self):
         for encoding in ("xml", "binary", "json"):
@@ -140,6 +142,10 @@ class TrustTest(CommandTest):
         self.file("array.json", "[1]")
         self.refuses(UNUSABLE, "array.json: is not a dictionary", "sign", "--key", "key.pem", "array.json", "-o", "new")
         self.refuses(UNUSABLE, "missing: No such file", "sign", "--key", "key.pem", "missing", "-o", "new")
+        self.refuses(UNUSABLE, "library.signed: is signed already", "sign", "--key", "key.pem", "library.signed", "-o", "new")
+        os.symlink("library.json", self.folder / "link")
+        for output in ("library.json", "./library.json", "link"):
+            self.refuses(UNUSABLE, f"-o {output}: is the document to sign", "sign", "--key", "key.pem", "library.json", "-o", output)
 
     def test_unsigned_documents_on_request_only(self):
         check = ("check", "--unsigned", "--attributes", "device.json", "--library")

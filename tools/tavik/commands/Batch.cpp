@@ -43,8 +43,8 @@ constexpr const char* kFooter =
     R"(INPUT holds one JSON object a line, {"id": any, "attributes": {...}, "sources": {"sfc": {...}}}; "id" and "sources" may be
 left out, null is not allowed, and other keys are refused. A line may be 64 MiB long; blank lines are passed over.
 
-For each, in the order of the input, one line is printed: the object of "check --format json" with "id" first (by default
-the number of the line), or {"id": ..., "input_error": "..."} for a line that cannot be used, which counts as a failed
+For each, in the order of the input, one line is printed: the object of "check --format json" without "signatures" and with
+"id" first (by default the number of the line), or {"id": ..., "input_error": "..."} for a line that cannot be used, which counts as a failed
 device. A summary goes to standard error. Ctrl-C and SIGTERM end the run after the devices that are being checked.
 
 Formats:
@@ -68,8 +68,8 @@ Examples:
   tavik batch --library rules.signed --rules product.signed -j 1 --format table < devices.jsonl
   tavik batch --library rules.signed --rules product.signed --format html devices.jsonl > shift.html
 
-Exit status: 0 every device passed, 1 some device did not, for whatever reason, 2 the command or an input is at fault, or
-the run was ended early, 4 a document is not trusted, empty or malformed and no device was checked.)";
+Exit status: 0 every device passed, 1 some device did not, for whatever reason, 2 the command or an input is at fault, the
+input has no devices, or the run was ended early, 4 a document is not trusted, empty or malformed and no device was checked.)";
 
 struct BatchOptions : RuleOptions {
   std::string input = "-";
@@ -222,14 +222,17 @@ ExitStatus runBatch(const BatchOptions& options) {
   FileDescriptor file = inputs.open("", options.input);
   StopRequest stop;
   LineReader input(nameOf("", options.input), std::move(file), stop);
-  const auto writer = makeResultWriter(options.format, {kernel->library(), rules->localRules()});
+  const auto writer =
+      makeResultWriter(options.format, {kernel->library(), rules->localRules(), !options.platform.unsignedDocuments});
   writeStandardOutput(writer->begin());
   TallyByPartNumber byPartNumber;
   TallyByPartNumber* const counted = options.summary ? &byPartNumber : nullptr;
   const Tally tally = Batch(*rules, options.threads, input, stop, *writer, counted).run();
-  writeStandardOutput(writer->end({tally, input.whyEnded().value_or("")}));
+  std::string whyEarly = input.whyEnded().value_or("");
+  if (tally.devices() == 0 && whyEarly.empty()) whyEarly = nameOf("", options.input) + ": has no devices";
+  writeStandardOutput(writer->end({tally, whyEarly}));
   writeStandardError(tally.summary());
-  input.checkEnd();
+  if (!whyEarly.empty()) throw Unusable(whyEarly);
   if (options.summary) writeSummary(*options.summary, tally, byPartNumber);
   platform->checkLog();
   return tally.failed() == 0 ? ExitStatus::kPassed : ExitStatus::kFailed;

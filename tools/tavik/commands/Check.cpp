@@ -31,7 +31,7 @@ Formats:
   table  for the terminal
   json   {"records": [{"rule", "result", "actual", "expected", ...}, ...] or null, "station": {...}, "error": null or
          {"domain", "code", "description"}, "verdict": "passed", "failed" or "none", "reason": null or {"kind", "rule",
-         "description"}}, with "fault": {"kind", "message"} after "error" if a fault ended the run. Without a verdict,
+         "description"}, "signatures": "verified" or "not verified"}, with "fault": {"kind", "message"} after "error" if a fault ended the run. Without a verdict,
          "reason" says why: its "kind" is "no local rules", "not trusted", "empty", "not assembled", "no rules",
          "malformed expression" or "fault", and its "rule" is null or the rule that ended the run
   plist  the same as an XML property list; what is null there is left out
@@ -64,12 +64,13 @@ Value nameOfDevice(const Dictionary& attributes) {
   return serialNumber == nullptr ? Value("without a serial number") : *serialNumber;
 }
 
-std::string outcomeText(const DeviceResult& result, const TrustedContents& documents, const std::string& format) {
-  if (format == "junit") return junitReport(result);
+std::string outcomeText(const DeviceResult& result, const RuleContents& documents, const std::string& format) {
+  if (format == "junit") return junitReport(result, documents);
   if (format == "html") return htmlReport(result, documents);
-  if (format == "plist") return plistReport(result);
   if (format == "table") return checkTable(result.outcome, Screen::standardOutput());
-  return objectLine(entriesOf(result.outcome));
+  std::vector<JsonEntry> entries = entriesOf(result.outcome);
+  entries.push_back({"signatures", Value(documents.signatures())});
+  return format == "plist" ? plistReport(entries) : objectLine(entries);
 }
 
 void explain(const CheckOutcome& outcome, const CheckOptions& options) {
@@ -98,7 +99,8 @@ ExitStatus runCheckCommand(const CheckOptions& options) {
   platform->checkLog();
   if (options.station) writeStation(*options.station, result.outcome.station);
   explain(result.outcome, options);
-  writeStandardOutput(outcomeText(result, {kernel->library(), prepared->localRules()}, options.format));
+  const RuleContents documents{kernel->library(), prepared->localRules(), !options.platform.unsignedDocuments};
+  writeStandardOutput(outcomeText(result, documents, options.format));
   return result.status();
 }
 

@@ -21,9 +21,9 @@ std::vector<std::string> choicesOf(CLI::Option& option) {
   }
 }
 
-void addFormat(CLI::App& app, std::string& format, const std::vector<std::string>& formats) {
+CLI::Option* addFormat(CLI::App& app, std::string& format, const std::vector<std::string>& formats) {
   format = formats.front();
-  addChoice(app, "--format", format, "FORMAT", "How to print the answer", formats)->default_str(format);
+  return addChoice(app, "--format", format, "FORMAT", "How to print the answer", formats)->default_str(format);
 }
 
 void addRules(CLI::App& app, RuleOptions& options) {

@@ -34,7 +34,7 @@ CLI::Option* addChoice(CLI::App& app, const std::string& name, Text& choice, con
 std::vector<std::string> choicesOf(CLI::Option& option);
 
 /// "--format", with the first of `formats` as the default.
-void addFormat(CLI::App& app, std::string& format, const std::vector<std::string>& formats);
+CLI::Option* addFormat(CLI::App& app, std::string& format, const std::vector<std::string>& formats);
 
 /// The signed rule documents of a command, and what they are trusted by.
 struct RuleOptions {

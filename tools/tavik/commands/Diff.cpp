@@ -28,8 +28,8 @@ spelling, a comment, or a new "version" is no change.
 
 Without a library, only the local rules' own values are compared. With one, what the library says where they say nothing,
 too: give --library once for both, or twice to compare OLD with the first and NEW with the second. For a change of the
-library alone, give the local rules twice. OLD and NEW are both signed or both unsigned; "tavik verify" prints what was
-signed.
+library alone, give the local rules twice. OLD and NEW are both signed or both unsigned; "tavik verify --raw" prints
+what was signed.
 
 With --attributes or --batch, devices are checked both ways, and those are printed that come out otherwise: rules that
 pass or fail, their texts, what is sent to the station. The three records of versions do not count.

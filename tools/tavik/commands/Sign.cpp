@@ -2,7 +2,9 @@
 
 #include <tavik/StationPlatform.h>
 
+#include <filesystem>
 #include <memory>
+#include <system_error>
 
 #include "commands/Command.h"
 #include "commands/CommonOptions.h"
@@ -11,13 +13,14 @@
 #include "io/Encoding.h"
 #include "io/Inputs.h"
 #include "io/Output.h"
+#include "rules/HostPlatform.h"
 
 namespace tavik::tool {
 namespace {
 
 constexpr const char* kFooter =
     R"(A property list is signed byte for byte as it is; JSON is turned into an XML property list first. OUT is written whole
-or not at all.
+or not at all; it cannot be the file that is signed.
 
 Example:
   tavik sign --key station.pem rules.plist -o rules.signed
@@ -36,10 +39,22 @@ Data readPayload(const std::string& path) {
   const std::string bytes = Inputs().bytes("", path);
   const Value document = parseValue(name, bytes);
   if (document.ifDictionary() == nullptr) throw Unusable(name + ": is not a dictionary");
+  if (isSigned(*document.ifDictionary())) {
+    throw Unusable(name + ": is signed already; sign the document that \"tavik verify --raw\" prints");
+  }
   return isJson(bytes) ? toPropertyList(name, document) : Data(bytesOf(bytes));
 }
 
+/// Refuses to replace the document: only its signed form would be left.
+void requireOtherFile(const SignOptions& options) {
+  std::error_code noFile;
+  if (options.input != kStandardStream && std::filesystem::equivalent(options.input, options.output, noFile)) {
+    throw Unusable(nameOf("-o", options.output) + ": is the document to sign; choose another file");
+  }
+}
+
 ExitStatus runSign(const SignOptions& options) {
+  requireOtherFile(options);
   const Data payload = readPayload(options.input);
   std::string error;
   const std::optional<Dictionary> envelope = signPropertyList(payload, options.key, error);

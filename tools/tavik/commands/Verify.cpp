@@ -18,11 +18,13 @@ namespace tavik::tool {
 namespace {
 
 constexpr const char* kFooter =
-    R"(Prints the content of the signed document, once a signature holds: as an XML property list, or as JSON.
+    R"(Prints the content of the signed document, once a signature holds: as an XML property list, or as JSON. With --raw, prints
+the bytes that were signed as they are, comments included.
 
 Examples:
   tavik verify --public-key station-pub.pem rules.signed
   tavik verify --public-key station-pub.pem rules.signed --format json
+  tavik verify --public-key station-pub.pem rules.signed --raw > rules.plist
 
 Exit status: 0 trusted, 2 the command, the file or the key is at fault, 4 not trusted.)";
 
@@ -30,6 +32,7 @@ struct VerifyOptions {
   PlatformOptions platform;
   std::string input;
   std::string format;
+  bool raw = false;
 };
 
 std::string contentText(const VerifyOptions& options, const Value& content) {
@@ -44,7 +47,8 @@ ExitStatus runVerify(const VerifyOptions& options) {
       HostPlatform(options.platform)
           .validatedPropertyListFromSignedDictionary(document, ZRTTavikKernel::kPublicKeyPath, refusal);
   if (refusal) throw Failure(ExitStatus::kNoVerdict, nameOf("", options.input) + ": " + *refusal);
-  writeStandardOutput(contentText(options, *content));
+  writeStandardOutput(options.raw ? std::string(textOf(document.findData("payload")->bytes()))
+                                  : contentText(options, *content));
   return ExitStatus::kPassed;
 }
 
@@ -54,9 +58,14 @@ Run defineVerify(CLI::App& app) {
   const auto options = std::make_shared<VerifyOptions>();
   addText(app, "IN", options->input, "", "The signed document; \"-\" is standard input")->required();
   addPublicKey(app, options->platform);
-  addFormat(app, options->format, {"table", "plist", "json"});
+  CLI::Option* const format = addFormat(app, options->format, {"table", "plist", "json"});
+  app.add_flag("--raw", options->raw, "Print the bytes that were signed, unchanged")
+      ->multi_option_policy(CLI::MultiOptionPolicy::Throw);
   app.footer(kFooter);
-  return [options] { return runVerify(*options); };
+  return [options, format] {
+    if (options->raw && format->count() != 0) throw Unusable("--raw and --format exclude each other");
+    return runVerify(*options);
+  };
 }
 
 }  // namespace tavik::tool

@@ -101,7 +101,7 @@ std::string nameOf(const DeviceResult& result) { return shortened(lineOf(&result
 
 class HtmlWriter : public ResultWriter {
  public:
-  explicit HtmlWriter(const TrustedContents& documents)
+  explicit HtmlWriter(const RuleContents& documents)
       : documents_(documents), origins_(documents.library, documents.rules) {}
 
   void add(std::string& /*out*/, std::size_t line, const DeviceResult& result) override {
@@ -132,7 +132,7 @@ class HtmlWriter : public ResultWriter {
   [[nodiscard]] std::string devicesHtml(const Tally& tally) const;
   [[nodiscard]] std::string versionsHtml() const;
 
-  TrustedContents documents_;
+  RuleContents documents_;
   RuleOrigins origins_;
   std::mutex mutex_;
   FirstOnes notPassed_{kMostDevices, kMostBytes};
@@ -187,12 +187,13 @@ std::string HtmlWriter::verdictHtml(const BatchEnd& end, const DeviceCounts& all
   const bool pass = end.tally.failed() == 0 && end.whyEarly.empty();
   std::string sentence = fmt::format("{} of {} did not pass.", end.tally.failed(), counted(devices, "device"));
   if (end.tally.failed() == 0) sentence = fmt::format("{} checked, all passed.", counted(devices, "device"));
+  if (devices == 0) sentence = "No device was checked.";
   if (all.odd != 0)
     sentence += fmt::format(" {} got no verdict: the reason stands with each.", counted(all.odd, "device"));
   if (all.failed != 0)
     sentence += " Begin with the rules that failed most: what fails on many devices often has one cause.";
   if (!end.whyEarly.empty()) {
-    sentence += fmt::format(" <strong>The input was not read to its end: {}.</strong>", html(end.whyEarly));
+    sentence += fmt::format(" <strong>Not every device was checked: {}.</strong>", html(end.whyEarly));
   }
   return fmt::format("<header class=\"verdict {}\"><p class=\"word\">{}</p>\n<h1>{}</h1>\n<p>{}</p>\n</header>\n",
                      pass ? "passed" : "failed", pass ? "PASSED" : "FAILED", "Batch of " + counted(devices, "device"),
@@ -309,14 +310,14 @@ std::string HtmlWriter::versionsHtml() const {
 std::string HtmlWriter::end(const BatchEnd& end) {
   const Tally& tally = end.tally;
   const DeviceCounts all = countsOf(tally);
-  return pageBegin("Batch of " + counted(tally.devices(), "device")) + verdictHtml(end, all) +
-         passRateHtml(tally, all) + "<div class=\"columns\">" + rulesHtml(tally) + partsHtml() + "</div>\n" +
-         devicesHtml(tally) + versionsHtml() + pageEnd();
+  return pageBegin("Batch of " + counted(tally.devices(), "device")) + signaturesHtml(documents_) +
+         verdictHtml(end, all) + passRateHtml(tally, all) + "<div class=\"columns\">" + rulesHtml(tally) + partsHtml() +
+         "</div>\n" + devicesHtml(tally) + versionsHtml() + pageEnd();
 }
 
 }  // namespace
 
-std::unique_ptr<ResultWriter> makeHtmlWriter(const TrustedContents& documents) {
+std::unique_ptr<ResultWriter> makeHtmlWriter(const RuleContents& documents) {
   return std::make_unique<HtmlWriter>(documents);
 }
 

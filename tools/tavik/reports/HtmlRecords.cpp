@@ -97,6 +97,12 @@ void appendRow(std::string& out, const Value& record, const std::string& notes, 
   out += cell("Found", "value", markedHtml(actual, difference.actual, options.textLimit)) + "</tr>\n";
 }
 
+std::string signaturesHtml(const RuleContents& documents) {
+  if (documents.verified) return "";
+  return "<p class=\"banner\" role=\"note\">Signatures were not verified (--unsigned): anyone could have changed the "
+         "rules.</p>\n";
+}
+
 std::string identityHtml(const DeviceResult& result) {
   constexpr std::pair<std::string_view, std::string_view> kIdentity[] = {
       {"SerialNumber", "Serial number"},

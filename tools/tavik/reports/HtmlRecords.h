@@ -32,6 +32,9 @@ void appendRow(std::string& out, const Value& record, const std::string& notes, 
 /// What to do about a device without a verdict.
 std::string_view adviceFor(const DeviceResult& result);
 
+/// A banner if the signatures of the rule documents were not verified; else empty.
+std::string signaturesHtml(const RuleContents& documents);
+
 /// What tells the device from others, as a description list; empty when it says nothing of the kind.
 std::string identityHtml(const DeviceResult& result);
 

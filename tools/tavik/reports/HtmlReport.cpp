@@ -26,7 +26,7 @@ struct Rows {
   [[nodiscard]] std::size_t rules() const noexcept { return failedCount + passedCount + hiddenCount; }
 };
 
-Rows rowsOf(const DeviceResult& result, const TrustedContents& documents) {
+Rows rowsOf(const DeviceResult& result, const RuleContents& documents) {
   Rows rows;
   const RuleOrigins origins(documents.library, documents.rules);
   const RuleNotes notes(result.attributes, result.sources, origins);
@@ -109,11 +109,12 @@ std::string stationHtml(const Dictionary& station) {
 
 }  // namespace
 
-std::string htmlReport(const DeviceResult& result, const TrustedContents& documents) {
+std::string htmlReport(const DeviceResult& result, const RuleContents& documents) {
   const Rows rows = rowsOf(result, documents);
   const Headline headline = headlineOf(result, rows);
   const std::string device = "Device " + shortened(lineOf(&result.id), 80);
   std::string page = pageBegin(fmt::format("{}: {}", device, headline.word));
+  page += signaturesHtml(documents);
   page += fmt::format("<header class=\"verdict {}\"><p class=\"word\">{}</p>\n<h1>{}</h1>\n<p>{}</p>\n{}</header>\n",
                       headline.style, headline.word, html(device), headline.sentence, nextHtml(result));
   page += identityHtml(result);

@@ -20,7 +20,7 @@ std::string classNameOf(const DeviceResult& result) {
   return JunitSuite::classNamePart(part) + "." + JunitSuite::classNamePart(description(&result.id));
 }
 
-void addProperties(JunitSuite& suite, const DeviceResult& result) {
+void addProperties(JunitSuite& suite, const DeviceResult& result, const RuleContents& documents) {
   for (const std::string_view key : {"SerialNumber", "ModelNumber", "RegionInfo"}) {
     if (const Value* const value = result.attributes.find(key)) suite.property(key, description(value));
   }
@@ -30,6 +30,7 @@ void addProperties(JunitSuite& suite, const DeviceResult& result) {
   }
   for (const auto [key, value] : result.outcome.station)
     suite.property("station " + std::string(key), description(&value));
+  suite.property("signatures", documents.signatures());
 }
 
 void addFailure(JunitSuite& suite, std::string_view rule, const Dictionary& record) {
@@ -50,9 +51,9 @@ void addRecords(JunitSuite& suite, const DeviceResult& result) {
   }
 }
 
-std::string suiteOf(const DeviceResult& result) {
+std::string suiteOf(const DeviceResult& result, const RuleContents& documents) {
   JunitSuite suite(classNameOf(result));
-  addProperties(suite, result);
+  addProperties(suite, result, documents);
   if (const std::optional<Reason>& reason = result.outcome.reason) {
     suite.error(reason->rule.value_or("check run"), result.outcome.fault ? "fault" : "no verdict", reason->text());
   } else if (!result.inputError.empty()) {
@@ -64,22 +65,30 @@ std::string suiteOf(const DeviceResult& result) {
 
 class JunitWriter : public ResultWriter {
  public:
+  explicit JunitWriter(const RuleContents& documents) : documents_(documents) {}
   [[nodiscard]] std::string begin() const override { return std::string(kJunitBegin); }
-  void add(std::string& out, std::size_t /*line*/, const DeviceResult& result) override { out += suiteOf(result); }
+  void add(std::string& out, std::size_t /*line*/, const DeviceResult& result) override {
+    out += suiteOf(result, documents_);
+  }
   std::string end(const BatchEnd& end) override {
     if (end.whyEarly.empty()) return std::string(kJunitEnd);
     JunitSuite rest("batch");
     rest.error("end of the input", "input error", end.whyEarly);
     return rest.text("batch").append(kJunitEnd);
   }
+
+ private:
+  RuleContents documents_;
 };
 
 }  // namespace
 
-std::unique_ptr<ResultWriter> makeJunitWriter() { return std::make_unique<JunitWriter>(); }
+std::unique_ptr<ResultWriter> makeJunitWriter(const RuleContents& documents) {
+  return std::make_unique<JunitWriter>(documents);
+}
 
-std::string junitReport(const DeviceResult& result) {
-  return std::string(kJunitBegin).append(suiteOf(result)).append(kJunitEnd);
+std::string junitReport(const DeviceResult& result, const RuleContents& documents) {
+  return std::string(kJunitBegin).append(suiteOf(result, documents)).append(kJunitEnd);
 }
 
 }  // namespace tavik::tool

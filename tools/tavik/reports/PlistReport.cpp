@@ -61,10 +61,9 @@ class PlistWriter : public ResultWriter {
 
 std::unique_ptr<ResultWriter> makePlistWriter() { return std::make_unique<PlistWriter>(); }
 
-std::string plistReport(const DeviceResult& result) {
+std::string plistReport(const std::vector<JsonEntry>& entries) {
   std::string error;
-  const std::optional<Data> bytes =
-      writePropertyList(presentEntries(entriesOf(result.outcome)), PropertyListFormat::kXml, error);
+  const std::optional<Data> bytes = writePropertyList(presentEntries(entries), PropertyListFormat::kXml, error);
   if (!bytes) throw Unusable("--format plist: " + error);
   return std::string(textOf(bytes->bytes()));
 }

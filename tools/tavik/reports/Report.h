@@ -18,10 +18,14 @@
 
 namespace tavik::tool {
 
-/// The trusted contents of the rule documents.
-struct TrustedContents {
+/// The contents of the rule documents.
+struct RuleContents {
   Dictionary library;
   Dictionary rules;
+  bool verified;  ///< their signatures were
+
+  /// The value of "signatures" in JSON, JUnit XML and property lists.
+  [[nodiscard]] std::string_view signatures() const { return verified ? "verified" : "not verified"; }
 };
 
 /// How a batch came to its end.
@@ -48,19 +52,19 @@ class ResultWriter {
 };
 
 /// The writer of a batch for "json", "table", "junit", "html" or "plist".
-std::unique_ptr<ResultWriter> makeResultWriter(std::string_view format, const TrustedContents& documents);
+std::unique_ptr<ResultWriter> makeResultWriter(std::string_view format, const RuleContents& documents);
 
 std::unique_ptr<ResultWriter> makeJsonWriter();
 std::unique_ptr<ResultWriter> makeTextWriter();
-std::unique_ptr<ResultWriter> makeJunitWriter();
-std::unique_ptr<ResultWriter> makeHtmlWriter(const TrustedContents& documents);
+std::unique_ptr<ResultWriter> makeJunitWriter(const RuleContents& documents);
+std::unique_ptr<ResultWriter> makeHtmlWriter(const RuleContents& documents);
 std::unique_ptr<ResultWriter> makePlistWriter();
 
 /// One device's report.
-std::string junitReport(const DeviceResult& result);
-std::string htmlReport(const DeviceResult& result, const TrustedContents& documents);
+std::string junitReport(const DeviceResult& result, const RuleContents& documents);
+std::string htmlReport(const DeviceResult& result, const RuleContents& documents);
 /// Raises `Unusable` when the outcome is nested too deep for a property list.
-std::string plistReport(const DeviceResult& result);
+std::string plistReport(const std::vector<JsonEntry>& entries);
 
 }  // namespace tavik::tool
 

@@ -34,8 +34,7 @@ std::string logTime() {
 }
 
 std::optional<Value> taken(const Dictionary& document, std::optional<std::string>& errorDescription) {
-  const bool isSigned = document.findData("payload") != nullptr && document.findArray("signatures") != nullptr;
-  if (!isSigned) return Value(document);
+  if (!isSigned(document)) return Value(document);
   errorDescription = "is signed: leave out --unsigned";
   return std::nullopt;
 }
@@ -72,6 +71,10 @@ void HostPlatform::log(std::string_view line) const {
 void HostPlatform::checkLog() const {
   if (logFailure_ != 0)
     throw Unusable(nameOf("--log", *options_.log) + ": " + std::generic_category().message(logFailure_));
+}
+
+bool isSigned(const Dictionary& document) {
+  return document.findData("payload") != nullptr && document.findArray("signatures") != nullptr;
 }
 
 void warnWhenUnsigned(std::string_view command, const PlatformOptions& options) {

@@ -44,6 +44,9 @@ class HostPlatform : public Platform {
   mutable std::atomic<int> logFailure_ = 0;  // an errno
 };
 
+/// Whether a document has the form of a signed one.
+bool isSigned(const Dictionary& document);
+
 /// Says on standard error, in the name of a command, that signatures are not checked.
 void warnWhenUnsigned(std::string_view command, const PlatformOptions& options);
 

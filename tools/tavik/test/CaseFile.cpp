@@ -1,6 +1,7 @@
 #include "test/CaseFile.h"
 
 #include <fmt/format.h>
+#include <tavik/ZRTTavikKernel.h>
 
 #include <algorithm>
 #include <filesystem>
@@ -181,6 +182,24 @@ Expectation readExpectation(const Node& node) {
   return expectation;
 }
 
+bool isSysCfgField(std::string_view name) { return name.starts_with("SysCfgData."); }
+bool isManifestField(std::string_view name) {
+  return name.starts_with("ProvisioningManifestData.") || name.starts_with("RootManifestData.");
+}
+bool isPackedField(std::string_view name) { return isSysCfgField(name) || isManifestField(name); }
+
+/// If a packed attribute has the field, makes its fields attributes of their own in its place: left there, the check
+/// would unpack it over the change.
+void unpackFor(std::string_view field, Dictionary& attributes) {
+  if (isSysCfgField(field)) {
+    ZRTTavikKernel::expandSysConfigData(attributes);
+    attributes.erase("SysCfgData");
+  } else if (isManifestField(field)) {
+    ZRTTavikKernel::expandBasebandManifestData(attributes);
+    attributes.erase("BasebandFirmwareManifestData");
+  }
+}
+
 /// Reads a case file and what it names.
 class CaseFileReader {
  public:
@@ -246,6 +265,7 @@ class CaseFileReader {
 
   static void remove(Dictionary& attributes, const Node& names) {
     for (const Node& name : names.elements()) {
+      unpackFor(name.text(), attributes);
       if (!attributes.contains(name.text()))
         name.refuse("the device has no such attribute" + nearestIn(attributes, name));
       attributes.erase(name.text());
@@ -258,8 +278,15 @@ class CaseFileReader {
     return didYouMean(name.text(), known);
   }
 
+  /// Fields of packed attributes come last: a packed attribute that is changed, too, has its new fields.
   static void change(Dictionary& attributes, const Node& changes) {
-    for (const auto [key, value] : changes.object()) attributes.set(key, value);
+    for (const bool fields : {false, true}) {
+      for (const auto [key, value] : changes.object()) {
+        if (isPackedField(key) != fields) continue;
+        unpackFor(key, attributes);
+        attributes.set(key, value);
+      }
+    }
   }
 
   /// A case's source takes the place of the file's of the same name.
