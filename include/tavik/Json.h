@@ -1,17 +1,17 @@
 /// @file
 /// Reads and writes values as JSON (RFC 8259).
 ///
-/// | kind                   | JSON                                                                                       |
-/// | ---------------------- | ------------------------------------------------------------------------------------------ |
-/// | string                 | string                                                                                     |
-/// | number, integer        | integer without a decimal point or exponent                                                |
-/// | number, floating point | number with a decimal point or an exponent, the shortest text that reads back as the       |
-/// |                        | same double (`3.0`, `10.5`, `1e+300`); `{"$number": "nan"}`, `"inf"` or `"-inf"`           |
-/// | boolean                | `true`, `false`                                                                            |
-/// | data                   | `{"$data": "3q0="}`: base64 (RFC 4648, section 4), padded, no line breaks                  |
-/// | date                   | `{"$date": "2026-11-21T01:02:03Z"}`, as dateToIsoText writes it                            |
-/// | array                  | array                                                                                      |
-/// | dictionary             | object, in stored key order; `{"$dictionary": {...}}` if its only key begins with "$"      |
+/// | kind                   | JSON                                                                                    |
+/// | ---------------------- | --------------------------------------------------------------------------------------- |
+/// | string                 | string                                                                                  |
+/// | number, integer        | integer without a decimal point or exponent                                             |
+/// | number, floating point | number with a decimal point or an exponent, the shortest text that reads back as the    |
+/// |                        | same double (`3.0`, `10.5`, `1e+300`); `{"$number": "nan"}`, `"inf"` or `"-inf"`        |
+/// | boolean                | `true`, `false`                                                                         |
+/// | data                   | `{"$data": "3q0="}`: base64 (RFC 4648, section 4), padded, no line breaks               |
+/// | date                   | `{"$date": "2026-11-21T01:02:03Z"}`, as dateToIsoText writes it                         |
+/// | array                  | array                                                                                   |
+/// | dictionary             | object, in stored key order; `{"$dictionary": {...}}` if its only key begins with "$"   |
 ///
 ///     std::string error;
 ///     const std::optional<Value> device = readJson(R"({"ModelNumber": "MD123"})", error);
