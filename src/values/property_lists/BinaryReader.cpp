@@ -107,8 +107,7 @@ Value takeAscii(Cursor& cursor, std::uint64_t count) {
   const std::string_view text(reinterpret_cast<const char*>(bytes.data()), bytes.size());
   if (!isAscii(text)) {
     const auto wrong = std::ranges::find_if(bytes, [](std::uint8_t byte) { return byte >= 0x80; });
-    throw Refusal{cursor.offset() - static_cast<std::size_t>(bytes.end() - wrong),
-                  "non-ASCII byte in an ASCII string"};
+    throw Refusal{cursor.offset() - static_cast<std::size_t>(bytes.end() - wrong), "non-ASCII byte in an ASCII string"};
   }
   return ValueAccess::string(text);
 }

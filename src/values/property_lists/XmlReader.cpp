@@ -595,7 +595,8 @@ void XmlReader::requireMore(const Tag& open) const {
 }
 
 void XmlReader::refuseEnd(const Tag& begin, const Tag& end) {
-  throw Refusal{end.offset, "mismatched end tag; expected the end of the " + inBrackets(begin) + " opened at", begin.offset};
+  throw Refusal{end.offset, "mismatched end tag; expected the end of the " + inBrackets(begin) + " opened at",
+                begin.offset};
 }
 
 std::optional<XmlReader::Attribute> XmlReader::takeAttribute() {
