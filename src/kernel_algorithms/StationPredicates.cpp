@@ -1,4 +1,4 @@
-// Control bits, allowed firmware variables, the operator's single text, and attributes for the station.
+// Control bits, allowed firmware variables, text from the operator, and attributes for the station.
 
 #include <tavik/SystemConfig.h>
 
@@ -14,10 +14,10 @@ namespace tavik::predicates {
 
 namespace {
 
-// Whether the record of the bit with this number says "Pass". Raises `std::out_of_range` when there is no such record.
+// Whether the test state of this bit is "Pass". Raises `std::out_of_range` if there is no such record.
 bool bitPasses(const Array& records, std::int32_t bit) {
   if (bit < 0 || static_cast<std::size_t>(bit) >= records.size()) {
-    throw std::out_of_range(format("control bit %d is not among the %lu records", {bit, records.size()}));
+    throw std::out_of_range(format("control bit %d is out of range for a block of %lu records", {bit, records.size()}));
   }
   const auto state = records.at(static_cast<std::size_t>(bit)).ifDictionary()->findString("Test State");
   return !state || equalIgnoringCase(*state, "Pass");
@@ -25,7 +25,7 @@ bool bitPasses(const Array& records, std::int32_t bit) {
 
 // Passes, with attributes for the station. Raises `std::invalid_argument` if there are none.
 Judgement forwarding(const Value* attributes) {
-  if (attributes == nullptr) throw std::invalid_argument("an absent value cannot be stored under \"attributes\"");
+  if (attributes == nullptr) throw std::invalid_argument("cannot store an absent value under \"attributes\"");
   return {true, "None", "None", attributes};
 }
 
@@ -61,7 +61,7 @@ Judgement staticTextGUIEquals(const Operands& operands) {
   const auto& [attribute, references, value] = operands;
   if (references != nullptr && references->size() >= 2) return {false, "invalid rule", "invalid rule"};
   if (references == nullptr || references->empty()) {
-    throw std::out_of_range("a rule that compares a single reference lists none");
+    throw std::out_of_range("the rule needs exactly one reference but has none");
   }
   const Value& reference = references->begin().value();
   const auto text = reference.ifString();

@@ -9,9 +9,9 @@
 
 namespace tavik::tool {
 
-/// "Passes when it begins with the expected text, and when it has no small letters." or "Fails when it is greater than
-/// the expected number." Operators are recognized in any case. Empty if the expression is malformed or names an unknown
-/// predicate.
+/// "Passes when it begins with the expected text, and when it contains no lowercase letters." or "Fails when it is
+/// greater than the expected number." Operators are recognized in any case. Empty if the expression is malformed or
+/// names an unknown predicate.
 std::string meaningOf(std::string_view predicateExpression);
 
 /// The names of all predicates.
