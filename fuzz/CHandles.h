@@ -42,9 +42,7 @@ class Owned {
     done(kRelease(&handle_));
     return &handle_;
   }
-  operator Handle*() const {
-    return handle_;
-  }  // NOLINT(google-explicit-constructor): used as an argument of the C functions
+  operator Handle*() const { return handle_; }  // NOLINT(google-explicit-constructor): for calls of C functions
 
  private:
   Handle* handle_ = nullptr;

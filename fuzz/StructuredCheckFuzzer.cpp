@@ -140,12 +140,12 @@ class Examination {
     evaluateTree(*tree, expression.value_or(""), attribute, value, &attributes);
     const auto evaluated = evaluateTree(*tree, expression.value_or(""), attribute, value, nullptr);
     if (record == nullptr || rule.contains("references")) return;
-    require(evaluated.has_value(), "a record of a rule that raises a fault");
+    require(evaluated.has_value(), "a record for a rule that raises a fault");
     for (const char* key : {"result", "actual", "expected", "attributes"}) {
       const Value* mine = evaluated->find(key);
       const Value* its = record->find(key);
       require((mine == nullptr) == (its == nullptr) && (mine == nullptr || exact::text(*mine) == exact::text(*its)),
-              "a rule by itself gives another record", exact::text(*evaluated) + '\n' + exact::text(*record));
+              "separate evaluation gives another record", exact::text(*evaluated) + '\n' + exact::text(*record));
     }
   }
 

@@ -36,8 +36,7 @@ bool isDatetime(py::handle object) { return PyDateTime_Check(object.ptr()); }
 std::optional<Date> toDate(py::handle datetime) {
   const py::object offset = callPython(attributeOf(datetime, "utcoffset"));
   if (offset.is_none()) return std::nullopt;
-  if (!PyDelta_Check(offset.ptr()))
-    throw py::type_error("utcoffset() did not return a timedelta");  // possible in a subclass
+  if (!PyDelta_Check(offset.ptr())) throw py::type_error("utcoffset() did not return a timedelta");
   const std::int64_t ahead =
       std::int64_t{86400} * PyDateTime_DELTA_GET_DAYS(offset.ptr()) + PyDateTime_DELTA_GET_SECONDS(offset.ptr());
   const int fraction =

@@ -202,8 +202,7 @@ KeyPair generate(const std::string& algorithm) {
 }
 
 py::str reprOf(const KeyPair& pair) {
-  return py::str("KeyPair(private_key='...', public_key={!r})")
-      .format(pair.publicKey);  // hides the private key from logs
+  return py::str("KeyPair(private_key='...', public_key={!r})").format(pair.publicKey);  // no private keys in logs
 }
 
 }  // namespace

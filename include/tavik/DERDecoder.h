@@ -52,7 +52,7 @@ extern "C" {
 /// @{
 /// Success.
 #define kDERDecoderErrorNone UINT32_C(0)
-/// The end of the region was reached: there are no more items, or the requested one was not found.
+/// The end of the region: no more items, or the requested item was not found.
 #define kDERDecoderErrorEnd UINT32_C(1)
 /// An element runs past the end of its region or buffer, or the content of an integer item has the wrong size.
 #define kDERDecoderErrorBufferOverrun UINT32_C(2)

@@ -109,7 +109,7 @@ class TAVIK_EXPORT RuleOrigins {
   /// Visits the kinds of devices whose part number and region are well formed, with the layers that apply to them: the
   /// part number's entries with the region's entries in the place of "RegionRules", the generic entries, and those of
   /// the rule sets named in them, in the order of expansion. An entry replaces entries of the same name in earlier
-  /// layers. A rule set's name in a layer before that of the set stands for the set. Missing and malformed parts are
+  /// layers. A rule set's name in an earlier layer than its set represents the set. Missing and malformed parts are
   /// skipped. The layers are valid during the visit.
   ///
   /// Much faster than `of` for every kind; use it if the layers are all you need.

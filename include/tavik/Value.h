@@ -229,7 +229,7 @@ class TAVIK_EXPORT Value {
   Value(Date date) noexcept : Value(kDate, std::bit_cast<std::uint64_t>(date)) {}
   Value(Array array) noexcept : Value(kArray, std::move(array)) {}
   Value(Dictionary dictionary) noexcept : Value(kDictionary, std::move(dictionary)) {}
-  /// Deleted, because a pointer would convert to `true`. Dereference it, or use an operation that takes `const Value*`.
+  /// Pointers are not values: dereference them, or use an operation that takes `const Value*`.
   template <class Pointee>
   requires(!std::same_as<std::remove_cv_t<Pointee>, char>) Value(Pointee*)
   = delete;

@@ -44,7 +44,7 @@ tavik_status giveError(tavik_status status, const char* text, tavik_error** erro
   return status;
 }
 
-// The container; fails for null, which stands for a value of another kind.
+// The container; fails for null, the result for a value of another kind.
 template <class Container>
 const Container& orWrongKind(const Container* container, std::string_view name) {
   if (container == nullptr) fail(TAVIK_WRONG_KIND, name);
