@@ -174,7 +174,8 @@ class TAVIK_EXPORT ZRTTavikKernel : public PredicateKernel {
   static Dictionary caseInsensitiveEqual(const Value* attribute, const Value* value);
 
   /// Compares data with hexadecimal text, ignoring case: the bytes DE AD equal "DEAD". "actual" is the hexadecimal
-  /// text. attribute: data; value: string, **absent passes**.
+  /// text.
+  /// attribute: data; value: string, **absent passes**.
   static Dictionary caseInsensitiveEqualData(const Value* attribute, const Value* value);
 
   /// Passes when every element of the attribute equals an element of the list. An attribute that is not an array counts
@@ -212,15 +213,16 @@ class TAVIK_EXPORT ZRTTavikKernel : public PredicateKernel {
   /// attribute: data; value: dictionary with "Mask" and "Result" (data), absent fails.
   static Dictionary equalMask(const Value* attribute, const Value* value);
 
-  /// Passes when at least one byte of the attribute is not zero. attribute: data; value: not used.
+  /// Passes when at least one byte of the attribute is not zero.
+  /// attribute: data; value: not used.
   static Dictionary dataNotNull(const Value* attribute, const Value* value);
 
   /// Passes when the attribute equals the expected value's boolean value. "expected": "is %@".
   /// attribute: boolean; value: boolean, number or string; an absent value is false.
   static Dictionary boolEqual(const Value* attribute, const Value* value);
 
-  /// Passes when the attribute equals its uppercase form (simple case mapping), which is "expected". attribute: string;
-  /// value: not used.
+  /// Passes when the attribute equals its uppercase form (simple case mapping), which is "expected".
+  /// attribute: string; value: not used.
   static Dictionary isUppercase(const Value* attribute, const Value* value);
 
   /// Compare the CCC code (the last three characters) or the 4C code (the last four) of a serial number like
@@ -235,26 +237,29 @@ class TAVIK_EXPORT ZRTTavikKernel : public PredicateKernel {
   static Dictionary MPN4ECheck(const Value* attribute, const Value* value);
 
   /// Pass when the 4C code, or the 4E code, equals an element of the list, ignoring case. "expected" is the list joined
-  /// with ",". attribute: string, raises `std::out_of_range` if it is too short for the code; value: array of strings,
-  /// absent fails.
+  /// with ",".
+  /// attribute: string, raises `std::out_of_range` if it is too short for the code; value: array of strings, absent
+  /// fails.
   static Dictionary MPN4CListCheck(const Value* attribute, const Value* value);
   static Dictionary MPN4EListCheck(const Value* attribute, const Value* value);
 
   /// Compares the device's "ModelNumber" and "RegionInfo" with the shop floor's "mpn" and "region_code". Passes when
   /// both pairs are equal, or when "mpn" is the model number followed by the region and the region begins with
-  /// "region_code". If one of the four is missing, it fails; this is logged with the references. attribute, value: not
-  /// used; references: the four strings.
+  /// "region_code". If one of the four is missing, it fails; this is logged with the references.
+  /// attribute, value: not used; references: the four strings.
   static Dictionary combinedMPNRCCheck(const Value* attribute, const Dictionary* references, const Value* value);
 
   /// Compares the attribute's description, ignoring case, with the behavior for the device's region, which is the part
-  /// of "RegionInfo" before the first "/". attribute: any; references: "RegionInfo" (string); value: dictionary of
-  /// "nospecial", a dictionary with "countryList" (array of regions) and one "behavior" for all of them, and "special",
-  /// a dictionary of region -> behavior. "nospecial" takes precedence.
+  /// of "RegionInfo" before the first "/".
+  /// attribute: any; references: "RegionInfo" (string); value: dictionary of "nospecial", a dictionary with
+  /// "countryList" (array of regions) and one "behavior" for all of them, and "special", a dictionary of region ->
+  /// behavior. "nospecial" takes precedence.
   static Dictionary swbhRegionMatch(const Value* attribute, const Dictionary* references, const Value* value);
 
   /// Passes when the capacity in whole gigabytes (`parseNandSize`) equals the expected value, which is recorded
-  /// unchanged as "expected". attribute: bytes, a number or numeric string, anything else is 0; value: gigabytes, a
-  /// number or numeric string, absent fails.
+  /// unchanged as "expected".
+  /// attribute: bytes, a number or numeric string, anything else is 0; value: gigabytes, a number or numeric string,
+  /// absent fails.
   static Dictionary nandSizeCheck(const Value* attribute, const Value* value);
   /// The same for a capacity of at least the expected one. "expected": "no less than %@".
   static Dictionary minimumNandSize(const Value* attribute, const Value* value);
@@ -262,30 +267,33 @@ class TAVIK_EXPORT ZRTTavikKernel : public PredicateKernel {
   /// "SerialNumber" (string), raises `std::out_of_range` if it is too short; value: the table.
   static Dictionary cccNandSizeCheck(const Value* attribute, const Dictionary* references, const Value* value);
 
-  /// Passes when the system partition, in mebibytes rounded down, has the expected size. attribute: bytes, a number or
-  /// numeric string, anything else is 0; value: mebibytes, a number or numeric string, absent fails.
+  /// Passes when the system partition, in mebibytes rounded down, has the expected size.
+  /// attribute: bytes, a number or numeric string, anything else is 0; value: mebibytes, a number or numeric string,
+  /// absent fails.
   static Dictionary systemPartitionSizeCheck(const Value* attribute, const Value* value);
   /// The same for at most the expected size.
   static Dictionary varnockSystemPartitionSizeCheck(const Value* attribute, const Value* value);
 
   /// Passes when the IMEI begins with one of the prefixes; length and check digit are not checked. "expected": "has
-  /// prefix 35, or 01". attribute: string; value: array of strings, absent fails.
+  /// prefix 35, or 01".
+  /// attribute: string; value: array of strings, absent fails.
   static Dictionary validIMEI(const Value* attribute, const Value* value);
 
   /// Passes when the IMEI ends with the text that the operator typed, without surrounding blanks. The text may have one
-  /// to four characters; a longer one fails, and "actual" is its length. attribute: string; value: string, absent
-  /// fails.
+  /// to four characters; a longer one fails, and "actual" is its length.
+  /// attribute: string; value: string, absent fails.
   static Dictionary checkIMEIfromGUI(const Value* attribute, const Value* value);
 
   /// Passes when the list for the device's "FCCID" contains the EEE code (three characters from index 9) of the logic
-  /// board. attribute: string, raises `std::out_of_range` if it is too short; references: "FCCID" (string); value:
-  /// dictionary of FCC identifier -> array of EEE codes.
+  /// board.
+  /// attribute: string, raises `std::out_of_range` if it is too short; references: "FCCID" (string); value: dictionary
+  /// of FCC identifier -> array of EEE codes.
   static Dictionary checkEEEFCCIDTable(const Value* attribute, const Dictionary* references, const Value* value);
 
   /// Passes when the list for the Wi-Fi module's vendor contains the EEE code of the logic board. The fields of the
-  /// attribute are separated by single blanks; the vendor follows the first "=" in the third field. attribute: string,
-  /// raises `std::out_of_range` if the third field has no "="; references: "MLBSerialNumber" (string), raises
-  /// `std::out_of_range` if it is too short; value: dictionary of vendor -> array of codes.
+  /// attribute are separated by single blanks; the vendor follows the first "=" in the third field.
+  /// attribute: string, raises `std::out_of_range` if the third field has no "="; references: "MLBSerialNumber"
+  /// (string), raises `std::out_of_range` if it is too short; value: dictionary of vendor -> array of codes.
   static Dictionary checkWifiVendorAgainstEEE(const Value* attribute, const Dictionary* references, const Value* value);
   /// The same for the 4E code.
   static Dictionary checkWifiVendorAgainst4E(const Value* attribute, const Dictionary* references, const Value* value);
@@ -295,26 +303,28 @@ class TAVIK_EXPORT ZRTTavikKernel : public PredicateKernel {
                                                       const Value* value, const Value* eeeCode);
 
   /// Passes when the "Test State" of every listed control bit is "Pass". Record texts list all bits: "CB 2 pass, CB 5
-  /// FAIL, ". attribute: data, a control-bit block; value: array of numbers or numeric strings, absent is empty. Raises
+  /// FAIL, ".
+  /// attribute: data, a control-bit block; value: array of numbers or numeric strings, absent is empty. Raises
   /// `std::out_of_range` for a bit that the block has no record for.
   static Dictionary controlBitCheck(const Value* attribute, const Value* value);
 
-  /// Passes when every key of the attribute is in the list. "actual" has the keys joined with ",". attribute:
-  /// dictionary; value: array of strings, **absent passes**.
+  /// Passes when every key of the attribute is in the list. "actual" has the keys joined with ",".
+  /// attribute: dictionary; value: array of strings, **absent passes**.
   static Dictionary nvramWhiteList(const Value* attribute, const Value* value);
 
   /// Passes when the only reference value equals the expected text, ignoring case. A rule with more references is
-  /// invalid. attribute: not used; references: exactly one string, raises `std::out_of_range` for none; value: string,
-  /// raises `std::invalid_argument` if absent.
+  /// invalid.
+  /// attribute: not used; references: exactly one string, raises `std::out_of_range` for none; value: string, raises
+  /// `std::invalid_argument` if absent.
   static Dictionary staticTextGUIEquals(const Value* attribute, const Dictionary* references, const Value* value);
 
-  /// Passes, and forwards the expected value to the station as "attributes". attribute: not used; value: dictionary of
-  /// "OnPass" and "OnFail", raises `std::invalid_argument` if absent.
+  /// Passes, and forwards the expected value to the station as "attributes".
+  /// attribute: not used; value: dictionary of "OnPass" and "OnFail", raises `std::invalid_argument` if absent.
   static Dictionary sendStaticAttribute(const Value* attribute, const Value* value);
 
-  /// Passes, and forwards "match" if the attribute is in "list" or there is no list, otherwise "nonMatch". attribute:
-  /// any; value: dictionary of "list" (array), "match" and "nonMatch" (dictionaries of "OnPass" and "OnFail"). Raises
-  /// `std::invalid_argument` if the entry to forward is absent.
+  /// Passes, and forwards "match" if the attribute is in "list" or there is no list, otherwise "nonMatch".
+  /// attribute: any; value: dictionary of "list" (array), "match" and "nonMatch" (dictionaries of "OnPass" and
+  /// "OnFail"). Raises `std::invalid_argument` if the entry to forward is absent.
   static Dictionary sendConditionalAttribute(const Value* attribute, const Value* value);
   /// @}
 
@@ -322,15 +332,16 @@ class TAVIK_EXPORT ZRTTavikKernel : public PredicateKernel {
   /// "actual" and "expected" of a predicate without its result, for hosts that show what a rule is about to compare.
   /// @{
 
-  /// For `valueInList`, with "among %@" instead of "one of %@". attribute: any; expected: array; absent arguments give
-  /// empty lists.
+  /// For `valueInList`, with "among %@" instead of "one of %@".
+  /// attribute: any; expected: array; absent arguments give empty lists.
   static Dictionary valueInListDescription(const Value* attribute, const Value* expected);
 
-  /// For `cccNandSizeCheck`, from the device's "SerialNumber" and "TotalDiskCapacity". expected: dictionary of CCC code
-  /// -> size. Raises `std::out_of_range` if the serial number is too short.
+  /// For `cccNandSizeCheck`, from the device's "SerialNumber" and "TotalDiskCapacity".
+  /// expected: dictionary of CCC code -> size. Raises `std::out_of_range` if the serial number is too short.
   static Dictionary nandSizeCheckDescription(const Dictionary& attributes, const Value* expected);
 
-  /// For `nvramWhiteList`, in a longer form. attribute: dictionary; expected: any.
+  /// For `nvramWhiteList`, in a longer form.
+  /// attribute: dictionary; expected: any.
   static Dictionary nvramWhiteListDescription(const Value* attribute, const Value* expected);
   /// @}
 

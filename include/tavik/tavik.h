@@ -87,7 +87,7 @@ enum {
   TAVIK_ERROR = 1,                   ///< a problem with the rule documents: the kernel's error, with a code of Error.h
   TAVIK_FAULT_OUT_OF_RANGE = 2,      ///< a fault: a value is too short or out of range for its rule
   TAVIK_FAULT_INVALID_ARGUMENT = 3,  ///< a fault: a rule or document lacks a required value
-  TAVIK_REFUSED = 4,                 ///< a file, bytes, a rule library or a value is invalid
+  TAVIK_REFUSED = 4,                 ///< a file, bytes, rule library or value is malformed or not trusted
   TAVIK_NO_MEMORY = 5,
   TAVIK_NOT_FOUND = 6,            ///< a dictionary has no such key
   TAVIK_NULL_ARGUMENT = 7,        ///< a pointer must not be null
