@@ -1,6 +1,6 @@
 /// @file
-/// Handles of the C interface that release themselves, values through that interface entry by entry, both ways, and a
-/// platform of callbacks that does what RecordingPlatform does.
+/// Handles of the C interface that release themselves, conversion of values through that interface in both directions,
+/// and a platform of callbacks equivalent to RecordingPlatform.
 #ifndef TAVIK_FUZZ_C_HANDLES_H
 #define TAVIK_FUZZ_C_HANDLES_H
 
@@ -18,7 +18,7 @@
 
 namespace tavik::c {
 
-/// Where nothing but want of memory can go wrong.
+/// Checks a call that can fail only because of memory.
 inline void done(tavik_status status) {
   if (status == TAVIK_NO_MEMORY) throw std::bad_alloc();
   if (status == TAVIK_OK) return;
@@ -37,12 +37,12 @@ class Owned {
   }
   ~Owned() { done(kRelease(&handle_)); }
 
-  /// For a function to put a handle into.
+  /// The address for a function that returns a handle.
   Handle** out() {
     done(kRelease(&handle_));
     return &handle_;
   }
-  operator Handle*() const { return handle_; }  // NOLINT(google-explicit-constructor): taken as the C functions take it
+  operator Handle*() const { return handle_; }  // NOLINT(google-explicit-constructor): for calls of C functions
 
  private:
   Handle* handle_ = nullptr;
@@ -108,7 +108,7 @@ inline OwnedValue handleOf(const Value& value) {
   return handle;
 }
 
-/// Null for absent.
+/// Null if absent.
 template <class Contents>
 OwnedValue handleOrNull(const Contents* contents) {
   return contents == nullptr ? OwnedValue() : handleOf(*contents);
@@ -175,13 +175,13 @@ inline Value valueOf(const tavik_value* handle) {
   }
 }
 
-/// Trusts every document but those with an "untrusted" entry, whose description is the reason; one with "nothing"
-/// stands for an empty document. Keeps the log.
+/// Trusts every document except those with an "untrusted" entry, whose description is the reason. A document with a
+/// "nothing" entry counts as empty. Records the log.
 struct CallbackHost {
   std::vector<std::string> lines;
   int releases = 0;
 
-  /// A platform that writes here, where this must outlive it.
+  /// A platform that records to this object, which must outlive it.
   OwnedPlatform platform() {
     tavik_platform_callbacks callbacks = {};
     callbacks.struct_size = sizeof callbacks;

@@ -1,5 +1,5 @@
-// Calls of the C interface as the input says, on handles of every type, null and wrong ones among them. A status comes
-// out, handles and errors as it says, and the values are in the end what the same changes make of C++ values.
+// Calls the C interface as directed by the input, with handles of every type, including null and wrong ones. Every call
+// must return a status with matching handles and errors, and the values must equal C++ values after the same changes.
 
 #include <tavik/tavik.h>
 
@@ -20,7 +20,7 @@ void require(bool condition, int line = __builtin_LINE()) {
   std::abort();
 }
 
-// Beyond it a value does not grow: values in each other stand for far more than they hold.
+// Maximum size of a value. Nested shared values can be far larger than their memory.
 constexpr std::size_t kMost = 500;
 
 std::size_t sizeOf(const Value& value) {
@@ -53,7 +53,7 @@ class Calls {
     std::optional<Value> model;
   };
 
-  // From the same input that says what is called.
+  // Made from the input that also directs the calls.
   void makeDocuments() {
     const RuleDocuments documents = RuleDocumentMaker(choices_).documents();
     const std::optional<Dictionary> made[] = {documents.library, documents.rules, documents.devices.front(),
@@ -68,7 +68,7 @@ class Calls {
 
   Slot& slot() { return values_[choices_.below(values_.size())]; }
 
-  // A value, null, or what is none.
+  // A value, null, or a handle of another type.
   tavik_value* argument() {
     switch (choices_.below(16)) {
       case 0:
@@ -185,7 +185,7 @@ class Calls {
     slot() = std::move(to);
   }
 
-  // Of any kind, whatever it is.
+  // Reads a value as any kind, often a wrong one.
   void misread() {
     const tavik_value* value = argument();
     const char* text = nullptr;
@@ -220,10 +220,10 @@ class Calls {
     require(tavik_value_release(&none) == (kernel_ == nullptr ? TAVIK_OK : TAVIK_BAD_HANDLE));
   }
 
-  // A kernel whose library is a value, and rules.
+  // Makes a kernel from a value, and rules.
   void makeKernel(const tavik_value* library, const tavik_value* localRules) {
     host_.lines.clear();
-    c::OwnedKernel kernel;  // the arguments may be the ones before, in the place of a value
+    c::OwnedKernel kernel;  // separate: the arguments may be the previous handles, in place of a value
     c::OwnedRules rules;
     static_cast<void>(tavik_kernel_new_from_document(library, platform_, kernel.out(), nullptr));
     const tavik_status status = tavik_kernel_prepare(kernel, localRules, rules.out(), nullptr);
@@ -232,7 +232,7 @@ class Calls {
     rules_ = std::move(rules);
   }
 
-  // What gives a value and may give an error.
+  // Calls functions that return a value or an error.
   void give() {
     Slot to;
     c::OwnedError error;

@@ -1,5 +1,5 @@
 /// @file
-/// What a check run leaves behind, and whether the two ways to run one leave the same.
+/// The effects of a check run, for comparing checks with and without prepared rules.
 #ifndef TAVIK_FUZZ_CHECK_AGREEMENT_H
 #define TAVIK_FUZZ_CHECK_AGREEMENT_H
 
@@ -16,8 +16,8 @@
 
 namespace tavik {
 
-/// Trusts every document but those with an "untrusted" entry, whose description is the reason, and takes "nothing" for
-/// a document that validates to no value at all. Keeps the log, unless told otherwise.
+/// Trusts every document except those with an "untrusted" entry, whose description is the reason. A document with a
+/// "nothing" entry is accepted without content. Records the log unless disabled.
 class RecordingPlatform : public Platform {
  public:
   std::optional<Value> validatedPropertyListFromSignedDictionary(const Dictionary& signedDictionary,
@@ -34,11 +34,11 @@ class RecordingPlatform : public Platform {
   mutable std::vector<std::string> lines;
 };
 
-/// Everything that somebody outside sees of a run.
+/// All visible effects of a run.
 struct CheckTrace {
   std::optional<Array> records;
   std::optional<Error> error;
-  std::string fault;  // its kind and what it says
+  std::string fault;  // kind and message
   std::optional<Dictionary> station;
   std::vector<std::string> lines;
 
@@ -51,11 +51,11 @@ struct CheckTrace {
   }
 };
 
-/// How a check is called, apart from what is checked.
+/// A check with all other arguments bound.
 using CheckCall = std::function<std::optional<Array>(Dictionary* station, std::optional<Error>& error)>;
 
-/// Runs a check with an earlier error and an earlier entry of the station dictionary, if there is one. Faults other
-/// than the two that are allowed pass on.
+/// Runs a check with an error already set and, if there is a station dictionary, an entry in it. Exceptions other than
+/// the two kinds of faults pass through.
 inline CheckTrace traceOf(const RecordingPlatform& platform, bool hasStation, const CheckCall& check) {
   CheckTrace outcome;
   outcome.error = Error(-1, "as it was");
@@ -72,7 +72,7 @@ inline CheckTrace traceOf(const RecordingPlatform& platform, bool hasStation, co
   return outcome;
 }
 
-/// The outcomes of a check and of a check with prepared rules, as texts.
+/// The effects of a check and of a check with prepared rules, as text.
 struct CheckPair {
   CheckTrace checked;
   CheckTrace prepared;

@@ -1,4 +1,4 @@
-// Control-bit blocks. A block gives as many records as it holds, each with its six entries.
+// Control-bit blocks. The result must have all complete records of the block, each with six entries.
 
 #include <tavik/SystemConfig.h>
 

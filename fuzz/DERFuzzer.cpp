@@ -1,5 +1,5 @@
-// Every query of the DER decoder, over the elements of the input and over the contents of its constructed elements.
-// Elements follow each other without a gap and end with their region, and all queries tell the same about them.
+// Runs every query of the DER decoder on the input and on the contents of its constructed elements. Elements must be
+// contiguous and fill their region, and all queries must agree.
 
 #include <tavik/DERDecoder.h>
 
@@ -10,8 +10,8 @@
 
 namespace {
 
-constexpr int kDepth = 16;              // elements may stand in each other to any depth
-constexpr std::uint32_t kLookedAt = 8;  // each look-up by position walks from the start
+constexpr int kDepth = 16;              // elements may be nested to any depth
+constexpr std::uint32_t kLookedAt = 8;  // each lookup by position starts at the beginning
 
 void require(bool condition) {
   if (!condition) std::abort();
@@ -49,7 +49,7 @@ void askForInteger(const DERDecoder& decoder, const DERDecoderItem& item,
   require(expected != kDERDecoderErrorNone || std::memcmp(&value, content, sizeof value) == 0);
 }
 
-// Asks for the first two elements, which must match, and leaves what comes behind them over.
+// Parses the first two elements, which must match; later elements are left over.
 void parse(const DERDecoder& decoder, const DERDecoderItem& first, const DERDecoderItem& second, std::uint32_t count) {
   const std::uint32_t status = DERDecoderParseSequence(
       &decoder, 2, 1, static_cast<int>(first.tagClass), static_cast<int>(first.tag),
@@ -60,7 +60,7 @@ void parse(const DERDecoder& decoder, const DERDecoderItem& first, const DERDeco
 
 void examine(const DERDecoder& decoder, int depth);
 
-// The elements of a region without a malformed one.
+// Examines the elements of a region without malformed elements.
 void examineAll(const DERDecoder& decoder, const DERDecoderItemList& list, int depth) {
   const std::uint8_t* end = decoder.buffer;
   for (std::uint32_t i = 0; i < list.index; ++i) {
@@ -107,7 +107,7 @@ void examine(const DERDecoder& decoder, int depth) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  std::vector<std::uint8_t> input(data, data + size);  // a block of its own, exactly this long
+  std::vector<std::uint8_t> input(data, data + size);  // a separate block of exactly this size
   const auto length = static_cast<std::uint32_t>(size);
   examine({input.data(), length}, 0);
   if (input.empty()) return 0;

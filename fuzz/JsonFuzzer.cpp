@@ -1,5 +1,5 @@
-// JSON texts. What is rejected has a reason and is rejected with locations too; what is read is written in both
-// layouts, read back and written the same.
+// JSON. A rejection must have a reason, and must be the same with locations. An accepted value is written in both
+// layouts, read back and written again with the same result.
 
 #include <tavik/Json.h>
 
@@ -30,7 +30,7 @@ void roundTrip(const Value& value, JsonLayout layout) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  const std::vector<char> block(data, data + size);  // of its own, exactly this long
+  const std::vector<char> block(data, data + size);  // a separate block of exactly this size
   const std::string_view text(block.data(), block.size());
   std::string error;
   std::string sameError;

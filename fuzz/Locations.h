@@ -1,5 +1,5 @@
 /// @file
-/// What must hold for the locations that a reader reports.
+/// Checks the locations reported by a reader.
 #ifndef TAVIK_FUZZ_LOCATIONS_H
 #define TAVIK_FUZZ_LOCATIONS_H
 
@@ -22,7 +22,7 @@ inline std::size_t countOf(const Value& value) {
   return count;
 }
 
-/// There is one location per value, and they ascend, keys included; there is none in a binary property list.
+/// There is one location per value, and locations ascend, keys included. A binary property list has none.
 inline void requireLocations(std::string_view document, const Value& value, const ValueLocations& locations) {
   if (locations.size() != (document.starts_with("bplist") ? 0 : countOf(value))) std::abort();
   Location last{0, 0};

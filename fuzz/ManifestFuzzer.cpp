@@ -1,5 +1,5 @@
-// Both kinds of manifest. A dictionary comes of whatever opens, with no more items than its set has bytes for, and its
-// values are text or data.
+// Both kinds of manifests. Every manifest that opens must give a dictionary, with no more items than its set has bytes
+// for, and with values that are strings or data.
 
 #include <tavik/ManifestParser.h>
 
@@ -26,7 +26,7 @@ void decode(const std::vector<std::uint8_t>& input, TavikManifestBodyParser pars
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  const std::vector<std::uint8_t> input(data, data + size);  // a block of its own, exactly this long
+  const std::vector<std::uint8_t> input(data, data + size);  // a separate block of exactly this size
   decode(input, decodeRootManifest);
   decode(input, decodeProvisioningManifest);
   return 0;

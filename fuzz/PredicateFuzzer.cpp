@@ -1,6 +1,6 @@
-// A predicate expression with its attribute, expected value and references, in this order and divided by form feeds:
-// the expression as text, the others property lists. Only the two kinds of fault may come out, and every record is
-// whole.
+// A predicate expression. The input consists of the expression as text, and the attribute, expected value and
+// references as property lists, separated by form feeds. Only the two kinds of faults may be raised, and every record
+// must be complete.
 
 #include <tavik/StationPlatform.h>
 #include <tavik/TavikKernel.h>

@@ -1,5 +1,5 @@
 /// @file
-/// What the targets for written encodings share.
+/// The common part of the targets for encodings that can be written.
 #ifndef TAVIK_FUZZ_PROPERTY_LIST_ROUND_TRIP_H
 #define TAVIK_FUZZ_PROPERTY_LIST_ROUND_TRIP_H
 
@@ -13,10 +13,10 @@
 
 namespace tavik {
 
-/// Reads the bytes: what is rejected has a reason; what is read is written, read back and written the same. In text,
-/// each value has a location.
+/// Reads the bytes. A rejection must have a reason. An accepted value is written, read back and written again with the
+/// same result. In text encodings, each value has a location.
 inline void roundTrip(const std::uint8_t* data, std::size_t size, std::initializer_list<PropertyListFormat> formats) {
-  const std::vector<std::uint8_t> document(data, data + size);  // a block of its own, exactly this long
+  const std::vector<std::uint8_t> document(data, data + size);  // a separate block of exactly this size
   std::string error;
   ValueLocations locations;
   const std::optional<Value> value = readPropertyList(document, error, locations);

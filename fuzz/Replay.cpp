@@ -1,4 +1,4 @@
-// Stands in for libFuzzer where a target is built as a test: feeds it every file of the folders that are named.
+// Replaces libFuzzer in targets built as tests: runs the target on every file in the given folders.
 
 #include <algorithm>
 #include <cstddef>
@@ -23,7 +23,7 @@ std::vector<std::filesystem::path> filesIn(const char* folder) {
 void replay(const std::filesystem::path& path) {
   std::ifstream file(path, std::ios::binary);
   const std::vector<char> contents{std::istreambuf_iterator<char>(file), {}};
-  std::cout << path.filename().string() << std::endl;  // flushed, so that it shows what a crash came from
+  std::cout << path.filename().string() << std::endl;  // flushed, so that the output shows the file of a crash
   LLVMFuzzerTestOneInput(reinterpret_cast<const std::uint8_t*>(contents.data()), contents.size());
 }
 

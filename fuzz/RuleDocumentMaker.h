@@ -1,6 +1,5 @@
 /// @file
-/// Rule documents, devices and sources that are made from choices: mostly such as a rule author might write, with
-/// everything that can be wrong about them now and then.
+/// Makes rule documents, devices and sources from choices: mostly realistic ones, with occasional errors of every kind.
 #ifndef TAVIK_FUZZ_RULE_DOCUMENT_MAKER_H
 #define TAVIK_FUZZ_RULE_DOCUMENT_MAKER_H
 
@@ -135,7 +134,7 @@ class RuleDocumentMaker {
       "special", "nospecial", "Test State", "MD123",  "LL/A",  "A",        "KR4",  "7KR4",  "region"};
   static constexpr std::string_view kFields[] = {"attribute", "predicate", "value", "references"};
 
-  // The versions stand first, so that they are there also when little else is.
+  // The version comes first, so that it is present even if little else is.
   Dictionary library() {
     Dictionary made;
     if (!choices_.often(1)) made.set("version", choices_.often(2) ? value(2) : Value(7));
@@ -252,7 +251,7 @@ class RuleDocumentMaker {
     return made;
   }
 
-  // One field "ABCD" of 16 bytes.
+  // A blob with one field "ABCD" of 16 bytes.
   Data blob() {
     std::vector<std::uint8_t> bytes(16, 0);
     for (const char each : {'\1', '\0', '\0', '\0', 'D', 'C', 'B', 'A'}) bytes.push_back(std::uint8_t(each));
@@ -260,7 +259,7 @@ class RuleDocumentMaker {
     return Data(bytes);
   }
 
-  // A root manifest of one item, its tag and four bytes of content as chosen.
+  // A root manifest with one item, whose tag and four content bytes are chosen.
   Dictionary manifests() {
     std::vector<std::uint8_t> bytes = {0x30, 0x23, 0x30, 0x0b, 0x06, 0x09, 0x2a, 0x86, 0x48, 0x86, 0xf7, 0x0d, 0x01,
                                        0x01, 0x05, 0x31, 0x0a, 0x01, 0x01, 0x41, 0x02, 0x02, 0x41, 0x42, 0x43, 0x20,
@@ -271,7 +270,7 @@ class RuleDocumentMaker {
 
   std::string ruleName() { return name(kRules, 6); }
   std::string attributeName() { return name(kAttributes, 4); }
-  // Mostly one of the first few, so that what is looked for is often there.
+  // Usually one of the first few, so that lookups often succeed.
   template <std::size_t kCount>
   std::string name(const std::string_view (&names)[kCount], std::size_t few) {
     if (choices_.often(10)) return std::string(names[choices_.below(few)]);
@@ -294,7 +293,7 @@ class RuleDocumentMaker {
     }
   }
 
-  // Of any kind, with containers in each other so deep.
+  // A value of any kind. depth: the maximum nesting depth.
   Value value(int depth) {
     switch (choices_.below(depth > 0 ? 12 : 8)) {
       case 0:

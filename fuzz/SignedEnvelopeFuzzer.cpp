@@ -1,6 +1,6 @@
-// Signed envelopes and key files. Input: a property list; one that begins with '-' has its key file in front, up to a
-// form feed. Whatever is refused has a reason, and whatever is trusted is what the payload reads as. A platform that
-// has seen other documents before says the same as a new one, also when it is asked again.
+// Signed envelopes and key files. The input is a property list. If it begins with '-', a key file and a form feed come
+// first. A rejection must have a reason, and a trusted document must equal its payload. A platform that has seen other
+// documents must give the same answer as a new one, and the same answer again.
 
 #include <sys/mman.h>
 #include <tavik/PropertyList.h>
@@ -20,7 +20,7 @@ constexpr std::string_view kStationKey =
     "MCowBQYDK2VwAyEALs39Hf5UvT41UpQ2s6RYm/5TcdNVxrD3zjoxtNF7SCY=\n"
     "-----END PUBLIC KEY-----\n";
 
-// Writes the key file, which lies in memory, and returns its path.
+// Writes the key file to memory and returns its path.
 std::string keyFile(std::string_view text) {
   static const int file = memfd_create("keys", MFD_CLOEXEC);
   if (file < 0 || ftruncate(file, 0) != 0 || pwrite(file, text.data(), text.size(), 0) < 0) std::abort();
@@ -44,7 +44,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const std::uint8_t* end = data + size;
   const std::uint8_t* keysEnd = size > 0 && *data == '-' ? std::find(data, end, '\f') : end;
   const bool hasKeys = keysEnd != end;
-  const std::vector<std::uint8_t> document(hasKeys ? keysEnd + 1 : data, end);  // a block of its own, exactly this long
+  const std::vector<std::uint8_t> document(hasKeys ? keysEnd + 1 : data, end);  // a separate block of exactly this size
   const std::string keys = hasKeys ? std::string(data, keysEnd) : std::string(kStationKey);
 
   std::string error;

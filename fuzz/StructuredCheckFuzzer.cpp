@@ -1,7 +1,7 @@
-// Rule documents, devices and sources built from the input, and everything a kernel does with them. The check and the
-// check with prepared rules leave the same behind, also the second time; records are whole, and what a rule's
-// expression gives by itself is what the run recorded; the arguments stay as they were, and only two kinds of fault
-// come out.
+// Builds rule documents, devices and sources from the input, and runs all operations of a kernel on them. A check with
+// prepared rules must have the same effects as one without, also the second time. Records must be complete and equal to
+// the separate evaluation of the rule's expression. Arguments must not change, and only the two kinds of faults may be
+// raised.
 
 #include <tavik/TavikKernel.h>
 
@@ -39,7 +39,7 @@ class Examination {
   }
 
  private:
-  // Says what was examined: a rule document is hard to read off the input.
+  // Prints the documents on failure: they are hard to derive from the input.
   void require(bool condition, std::string_view what, const std::string& found = "") const {
     if (condition) return;
     const Value rules(documents_.rules.value_or(Dictionary()));
@@ -79,7 +79,7 @@ class Examination {
     }
   }
 
-  // The lists and the run agree on whether rules assemble; then every rule has its record.
+  // The lists and the run must agree on whether rules can be assembled. If they can, every rule has a record.
   void examineLists(const CheckTrace& checked, const Dictionary& device) {
     if (rules() == nullptr) return;
     using List = std::optional<Dictionary> (ZRTTavikKernel::*)(const Dictionary&, const Dictionary&,
@@ -125,7 +125,7 @@ class Examination {
     }
   }
 
-  // Evaluates a rule's expression by hand. Where the rule has no references its record must be what the run made of it.
+  // Evaluates a rule's expression separately. If the rule has no references, the record must be that of the run.
   void evaluate(std::string_view name, const Dictionary& rule, const Dictionary& attributes, const Dictionary* record) {
     const auto attributeName = rule.findString("attribute");
     const Value* attribute = attributeName ? attributes.find(*attributeName) : nullptr;
@@ -140,17 +140,17 @@ class Examination {
     evaluateTree(*tree, expression.value_or(""), attribute, value, &attributes);
     const auto evaluated = evaluateTree(*tree, expression.value_or(""), attribute, value, nullptr);
     if (record == nullptr || rule.contains("references")) return;
-    require(evaluated.has_value(), "a record of a rule that raises a fault");
+    require(evaluated.has_value(), "a record for a rule that raises a fault");
     for (const char* key : {"result", "actual", "expected", "attributes"}) {
       const Value* mine = evaluated->find(key);
       const Value* its = record->find(key);
       require((mine == nullptr) == (its == nullptr) && (mine == nullptr || exact::text(*mine) == exact::text(*its)),
-              "a rule by itself gives another record", exact::text(*evaluated) + '\n' + exact::text(*record));
+              "separate evaluation gives another record", exact::text(*evaluated) + '\n' + exact::text(*record));
     }
   }
 
-  // Absent when it raises a fault. A single predicate performed gives the record of its tree, save that the tree has
-  // one for a word nobody knows.
+  // Absent if it raises a fault. Performing a single predicate must give the record of its tree, but the tree also has
+  // a record for an unknown word.
   std::optional<Dictionary> evaluateTree(const AbstractTreeNode& tree, std::string_view expression,
                                          const Value* attribute, const Value* value,
                                          const Dictionary* references) const {

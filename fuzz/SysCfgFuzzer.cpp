@@ -1,5 +1,5 @@
-// SysCfg blobs. There are no more fields than entries, tags have four characters, and values are text or data that
-// stands for no more than the bound on overlapping values allows.
+// SysCfg blobs. There must be no more fields than entries, tags must have four characters, and the total size of the
+// values must not exceed the limit for overlapping values.
 
 #include <tavik/SystemConfig.h>
 

@@ -1,6 +1,6 @@
-// Values built and changed through the interface, step by step as the input says, beside a model of them: what a value
-// must be is kept as text, which shares nothing with it. In the end each is what the model says, equals its copies, and
-// is written and read back kind for kind, or refused by the writers where the readers would refuse it.
+// Builds and changes values as directed by the input, together with a model: the exact text of each value, which shares
+// nothing with it. In the end each value must match its model, equal its copies, and read back the same after writing,
+// unless readers and writers both reject it.
 
 #include <tavik/PropertyList.h>
 
@@ -19,8 +19,8 @@ namespace {
 using namespace tavik;
 
 constexpr std::size_t kMostSteps = 150;
-constexpr std::size_t kMostText = 1 << 12;  // of one value, which may hold a part of itself many times over
-constexpr double kYear1 = -63113904000;     // their first seconds, from 2001
+constexpr std::size_t kMostText = 1 << 12;  // of one value, which may contain shared parts many times
+constexpr double kYear1 = -63113904000;     // start of the year, in seconds since 2001
 constexpr double kYear10000 = 252423993600;
 
 void require(bool condition, const char* what) {
@@ -29,7 +29,7 @@ void require(bool condition, const char* what) {
   std::abort();
 }
 
-// A value with what it must be.
+// A value with its model.
 struct Modelled {
   explicit Modelled(Value made) : value(std::move(made)), text(exact::text(value)) {}
   Modelled(Value made, std::string is) : value(std::move(made)), text(std::move(is)) {}
@@ -38,9 +38,9 @@ struct Modelled {
   std::string text;
 };
 
-// What the writers and comparisons go by.
+// Properties of a value that matter to writers and comparisons.
 struct Facts {
-  std::size_t depth = 0;  // of containers in each other
+  std::size_t depth = 0;  // nesting depth of containers
   bool hasNan = false;
   bool hasUnwritableDate = false;
 
@@ -117,7 +117,7 @@ Value modelScalar(Choices& choices) {
   }
 }
 
-// A dictionary beside its entries.
+// A dictionary and its entries.
 struct DictionaryModel {
   Dictionary dictionary;
   std::vector<std::pair<std::string, Modelled>> entries;
@@ -203,14 +203,14 @@ class Workshop {
     }
   }
 
-  // Keeps a value for use as a part of others, unless it has grown too large.
+  // Keeps a value for use as a part of others, unless it is too large.
   void finish(Modelled whole) {
     require(exact::text(whole.value) == whole.text, "a value is not what was made of it");
     if (whole.text.size() > kMostText) return;
     made_.push_back(std::move(whole));
   }
 
-  // Puts what was made last into containers, each in the next.
+  // Nests the last value in containers.
   void nest() {
     if (made_.empty()) return;
     const bool inArrays = choices_.often(8);
@@ -232,7 +232,7 @@ class Workshop {
     return made_[made_.size() - 1 - choices_.below(std::min<std::size_t>(made_.size(), 256))];
   }
 
-  // As a dictionary keeps it: what is no UTF-8 is replaced.
+  // A key, and the form in which a dictionary stores it: malformed UTF-8 is replaced.
   std::pair<std::string, std::string> key() {
     std::string raw = choices_.often(8) ? "key " + std::to_string(choices_.below(40)) : modelText(choices_);
     std::string kept(*Value(raw).ifString());
@@ -357,7 +357,8 @@ class Workshop {
     require(writePropertyList(*again, format, error) == once, "it is written otherwise the second time");
   }
 
-  // Text has no numbers, dates and booleans, so the listings are compared. A string alone would lack its quotes.
+  // Text has no numbers, dates and booleans, so the descriptions are compared. The description of a single string has
+  // no quotes.
   static void list(const Modelled& made, const Facts& facts) {
     const Value list(Array::of(made.value));
     const std::string listing = description(&list);

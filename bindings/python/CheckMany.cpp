@@ -20,9 +20,9 @@ class Run {
   std::vector<CheckOutcome> with(std::size_t threads) &&;
 
  private:
-  // False when all devices are taken.
+  // Checks the next device; returns false if there is none.
   bool checkNext();
-  // Checks until all devices are taken; `watch` is called after each. What is thrown ends the whole run.
+  // Checks devices until none is left; calls `watch` after each. An exception ends the whole run.
   template <class Watch>
   void work(Watch watch) noexcept;
   void workAndWatchSignals();
@@ -36,12 +36,12 @@ class Run {
   std::vector<CheckOutcome> outcomes_;
   std::atomic<std::size_t> next_ = 0;
   std::mutex endsMutex_;
-  std::vector<std::exception_ptr> ends_;  // all are kept: Python's are freed with its lock
+  std::vector<std::exception_ptr> ends_;  // Python's exceptions must be freed with the interpreter lock held
 };
 
 std::vector<CheckOutcome> Run::with(std::size_t threads) && {
   const std::size_t used = std::clamp<std::size_t>(devices_.size(), 1, threads);
-  ends_.reserve(used);  // where one is added, memory may have run out
+  ends_.reserve(used);  // adding an exception must not fail if memory is exhausted
   {
     std::vector<std::jthread> others;
     try {
@@ -49,7 +49,7 @@ std::vector<CheckOutcome> Run::with(std::size_t threads) && {
         others.emplace_back([this] { work([] {}); });
       }
     } catch (const std::system_error&) {
-      // No more threads are to be had; those that are there come to the same results.
+      // No more threads can be created; the existing ones do all the work.
     }
     workAndWatchSignals();
   }

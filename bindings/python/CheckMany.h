@@ -1,5 +1,5 @@
 /// @file
-/// The check of many devices by several threads.
+/// Checks many devices on several threads.
 #ifndef TAVIK_PYTHON_CHECK_MANY_H
 #define TAVIK_PYTHON_CHECK_MANY_H
 
@@ -16,9 +16,9 @@ struct Device {
   std::optional<Dictionary> sources;
 };
 
-/// One outcome per device, in their order. Called without the interpreter lock, which is taken now and then to see
-/// whether a signal came (Ctrl-C): then all threads end, and what Python's handler raised is raised. An exception of a
-/// platform ends the run in the same way.
+/// Returns one outcome per device, in their order. Call it without the interpreter lock. It takes the lock regularly to
+/// check for signals (Ctrl-C). If Python's signal handler or a platform raises an exception, all threads end and the
+/// exception is raised here.
 std::vector<CheckOutcome> checkMany(const PreparedRules& rules, const std::vector<Device>& devices,
                                     std::size_t threads);
 

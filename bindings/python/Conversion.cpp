@@ -31,31 +31,31 @@ class Converter {
 
   Value value(py::handle object) { return value(object.ptr(), nullptr); }
   Dictionary dictionary(py::handle object) {
-    if (!isMapping(object.ptr())) refuse(PyExc_TypeError, nullptr, "is of type " + typeNameOf(object) + ", not dict");
+    if (!isMapping(object.ptr())) refuse(PyExc_TypeError, nullptr, "expected dict, not " + typeNameOf(object));
     const Value whole = value(object);
     return *whole.ifDictionary();
   }
   Data data(py::handle object) {
-    if (!isBytes(object.ptr())) refuse(PyExc_TypeError, nullptr, "is of type " + typeNameOf(object) + ", not bytes");
+    if (!isBytes(object.ptr())) refuse(PyExc_TypeError, nullptr, "expected bytes, not " + typeNameOf(object));
     const Value whole = value(object);
     return *whole.ifData();
   }
 
  private:
-  // One step on the way from the argument to a value, for messages.
+  // One step of the path from the argument to a value, for messages.
   struct Step {
     const Step* above;
     PyObject* key;  // null: an index
     Py_ssize_t index;
   };
 
-  // A level of arrays and dictionaries in each other.
+  // A nesting level of arrays and dictionaries.
   class Level {
    public:
     Level(Converter& converter, const Step* step) : converter_(converter) {
       if (++converter.depth_ > kPropertyListDepthLimit) {
         converter.refuse(PyExc_ValueError, step,
-                         "is more than " + std::to_string(kPropertyListDepthLimit) +
+                         "nested more than " + std::to_string(kPropertyListDepthLimit) +
                              " levels deep; does a list or dictionary contain itself?");
       }
     }
@@ -88,7 +88,7 @@ class Converter {
   std::size_t count_ = 0;
 };
 
-// The bytes of an object that has them, kept in place.
+// The buffer of a bytes-like object, held in place.
 class Buffer {
  public:
   explicit Buffer(PyObject* object) {
@@ -115,13 +115,13 @@ Value Converter::value(PyObject* object, const Step* step) {
   if (isBytes(object)) return Data(Buffer(object).bytes());
   if (PyList_Check(object) || PyTuple_Check(object)) return sequence(object, step);
   if (isDatetime(object)) return date(object, step);
-  if (object == Py_None) refuse(PyExc_TypeError, step, "None is no value; leave out what is absent");
+  if (object == Py_None) refuse(PyExc_TypeError, step, "None is not allowed; leave out absent values");
   if (isMapping(object)) return mapping(object, step);
-  refuse(PyExc_TypeError, step, "is of type " + typeNameOf(object) + ", which is no value");
+  refuse(PyExc_TypeError, step, "unsupported type " + typeNameOf(object));
 }
 
-// A time zone written in Python may change a list or dictionary that is being read, so that each step looks anew and
-// holds what it reads.
+// A time zone implemented in Python may change a list or dictionary while it is being read. So each step checks the
+// size again and holds a reference to the element.
 Value Converter::sequence(PyObject* object, const Step* step) {
   const Level level(*this, step);
   Array array;
@@ -162,7 +162,7 @@ Dictionary Converter::otherMapping(PyObject* object, const Step* step) {
   Dictionary dictionary;
   for (const py::handle item : items) {
     if (!PyTuple_Check(item.ptr()) || PyTuple_GET_SIZE(item.ptr()) != 2) {
-      refuse(PyExc_TypeError, step, "items() gives " + reprOf(item) + ", which is no pair");
+      refuse(PyExc_TypeError, step, "items() returned " + reprOf(item) + ", which is not a pair");
     }
     const auto pair = py::reinterpret_borrow<py::object>(item);
     store(dictionary, PyTuple_GET_ITEM(pair.ptr(), 0), PyTuple_GET_ITEM(pair.ptr(), 1), step);
@@ -172,13 +172,13 @@ Dictionary Converter::otherMapping(PyObject* object, const Step* step) {
 
 void Converter::store(Dictionary& dictionary, PyObject* key, PyObject* object, const Step* step) {
   if (!PyUnicode_Check(key)) {
-    refuse(PyExc_TypeError, step, "the key " + reprOf(key) + " of type " + typeNameOf(key) + " is no str");
+    refuse(PyExc_TypeError, step, "the key " + reprOf(key) + " is of type " + typeNameOf(key) + ", not str");
   }
   const Step below{step, key, 0};
   dictionary.set(text(key, &below), value(object, &below));
 }
 
-// A frozen dictionary is taken as it is; what it holds counts all the same.
+// A frozen dictionary needs no conversion, but its values count toward the limits.
 Value Converter::frozen(const Dictionary& dictionary, const Step* step) {
   Value whole(dictionary);
   if (step != nullptr) admit(whole, step);
@@ -203,7 +203,7 @@ std::string_view Converter::text(PyObject* object, const Step* step) const {
   const char* const characters = PyUnicode_AsUTF8AndSize(object, &size);
   if (characters == nullptr) {
     PyErr_Clear();
-    refuse(PyExc_ValueError, step, "is no text: it holds a lone surrogate");
+    refuse(PyExc_ValueError, step, "the text contains an unpaired surrogate");
   }
   return {characters, static_cast<std::size_t>(size)};
 }
@@ -211,7 +211,7 @@ std::string_view Converter::text(PyObject* object, const Step* step) const {
 Value Converter::integer(PyObject* object, const Step* step) const {
   int overflow = 0;
   const long long number = PyLong_AsLongLongAndOverflow(object, &overflow);
-  if (overflow != 0) refuse(PyExc_OverflowError, step, "the integer needs more than 64 bits");
+  if (overflow != 0) refuse(PyExc_OverflowError, step, "the integer is out of range (signed 64-bit)");
   return Value(number);
 }
 
@@ -219,7 +219,7 @@ Value Converter::date(PyObject* object, const Step* step) const {
   const std::optional<Date> date = toDate(object);
   if (!date) {
     refuse(PyExc_ValueError, step,
-           "a datetime without a time zone is no point in time; what plistlib has read is UTC: "
+           "a datetime without a time zone is not a point in time; for UTC, as read by plistlib, add "
            ".replace(tzinfo=datetime.timezone.utc)");
   }
   return *date;
@@ -227,7 +227,7 @@ Value Converter::date(PyObject* object, const Step* step) const {
 
 void Converter::count(const Step* step) {
   if (++count_ <= kMostValues) return;
-  refuse(PyExc_ValueError, step, "is more than " + std::to_string(kMostValues) + " values in all");
+  refuse(PyExc_ValueError, step, "more than " + std::to_string(kMostValues) + " values in total");
 }
 
 bool Converter::isMapping(PyObject* object) {
@@ -243,7 +243,7 @@ void Converter::refuse(PyObject* type, const Step* step, const std::string& why)
   throw py::error_already_set();
 }
 
-// The steps down to a value; of a long way, the first ones.
+// The path to a value; only the beginning of a long path.
 std::string Converter::where(const Step* step) const {
   constexpr std::size_t kMostSteps = 10;
   std::vector<const Step*> way;
@@ -259,7 +259,7 @@ std::string Converter::where(const Step* step) const {
 
 // ---- Library to Python ----
 
-// The keys of records, which are made again and again.
+// The keys of records, whose strings are made once.
 struct KnownKey {
   std::string_view text;
   PyObject* object = nullptr;

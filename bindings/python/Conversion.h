@@ -1,5 +1,5 @@
 /// @file
-/// Values between Python and the library, kind for kind:
+/// Converts values between Python and the library, keeping their kinds:
 ///
 /// | Python | library |
 /// | --- | --- |
@@ -7,12 +7,12 @@
 /// | bool | boolean |
 /// | int | number, an integer of 64 bits |
 /// | float | number, floating point |
-/// | bytes; also taken: bytearray, memoryview | data |
-/// | datetime with a time zone, in UTC when given back | date |
-/// | list; also taken: tuple | array |
-/// | dict with str keys; also taken: Dictionary, any mapping | dictionary |
+/// | bytes; also accepted: bytearray, memoryview | data |
+/// | datetime with a time zone; returned in UTC | date |
+/// | list; also accepted: tuple | array |
+/// | dict with str keys; also accepted: Dictionary, any mapping | dictionary |
 ///
-/// Anything else is refused with the way to it: `attributes['Boards'][2]: None is no value`. All functions need the
+/// Anything else is rejected with its path: `attributes['Boards'][2]: None is not allowed`. All functions need the
 /// interpreter lock.
 #ifndef TAVIK_PYTHON_CONVERSION_H
 #define TAVIK_PYTHON_CONVERSION_H
@@ -26,26 +26,26 @@ namespace tavik::python {
 
 namespace py = pybind11;
 
-/// Values may stand in each other as deep as in a property list. One call takes so many: a list that contains itself,
-/// or lists that share lists over and over, stand for more than can be copied.
+/// Maximum number of values in one call. Nesting is limited as in property lists. Lists that share lists many times can
+/// contain more values than can be copied.
 inline constexpr std::size_t kMostValues = std::size_t{1} << 22U;
 
-/// Raises TypeError for kinds that are none, OverflowError for integers beyond 64 bits, ValueError for dates without a
-/// time zone, text that is no Unicode, and what is too deep or too much. `what` is what the object is called there.
+/// Raises TypeError for unsupported types, OverflowError for integers beyond 64 bits, and ValueError for dates without
+/// a time zone, text with unpaired surrogates, and objects beyond the limits. what: the name of the object in messages.
 Value toValue(py::handle object, const std::string& what);
-/// The same for what must be a dictionary.
+/// The same for a dictionary.
 Dictionary toDictionary(py::handle object, const std::string& what);
 
-/// The same for what must be data.
+/// The same for data.
 Data toData(py::handle object, const std::string& what);
 
-/// A new object. Raises ValueError for a date that `datetime` has none for.
+/// Returns a new object. Raises ValueError for a date that `datetime` cannot represent.
 py::object toPython(const Value& value);
 py::dict toPython(const Dictionary& dictionary);
 py::list toPython(const Array& array);
 py::str toText(std::string_view text);
 
-/// Makes ready what the functions above use; called once, when the module is loaded.
+/// Initializes the data of the functions above; called once, when the module is loaded.
 void initializeConversion();
 
 }  // namespace tavik::python

@@ -21,7 +21,7 @@ constexpr sys_seconds kFirst{sys_days(year(1) / 1 / 1)};
 constexpr sys_seconds kEnd{sys_days(year(10000) / 1 / 1)};
 constexpr int kMicroseconds = 1'000'000;
 
-// The time that a datetime shows, in seconds from the reference, its microseconds left out.
+// The local time of a datetime, in seconds since the reference date, without microseconds.
 std::int64_t shownSeconds(PyObject* datetime) {
   const sys_days day(year(PyDateTime_GET_YEAR(datetime)) / static_cast<unsigned>(PyDateTime_GET_MONTH(datetime)) /
                      static_cast<unsigned>(PyDateTime_GET_DAY(datetime)));
@@ -36,7 +36,7 @@ bool isDatetime(py::handle object) { return PyDateTime_Check(object.ptr()); }
 std::optional<Date> toDate(py::handle datetime) {
   const py::object offset = callPython(attributeOf(datetime, "utcoffset"));
   if (offset.is_none()) return std::nullopt;
-  if (!PyDelta_Check(offset.ptr())) throw py::type_error("utcoffset() gave no timedelta");  // a subclass's own
+  if (!PyDelta_Check(offset.ptr())) throw py::type_error("utcoffset() did not return a timedelta");
   const std::int64_t ahead =
       std::int64_t{86400} * PyDateTime_DELTA_GET_DAYS(offset.ptr()) + PyDateTime_DELTA_GET_SECONDS(offset.ptr());
   const int fraction =
@@ -54,7 +54,7 @@ py::object toDatetime(Date date) {
   }
   const bool representable = whole >= static_cast<double>((kFirst - kReference).count()) &&
                              whole < static_cast<double>((kEnd - kReference).count());
-  if (!representable) throw py::value_error("a date outside the years 1 to 9999");
+  if (!representable) throw py::value_error("the date is outside the years 1 to 9999");
   const sys_seconds time = kReference + seconds(static_cast<std::int64_t>(whole));
   const auto day = std::chrono::floor<days>(time);
   const std::chrono::year_month_day calendar(day);

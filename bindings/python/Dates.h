@@ -1,6 +1,6 @@
 /// @file
-/// Dates between Python and the library. The macros of Python's header need some warnings off, so they stay in one
-/// file.
+/// Converts dates between Python and the library. The macros in Python's header require some warnings to be disabled,
+/// so they are confined to one file.
 #ifndef TAVIK_PYTHON_DATES_H
 #define TAVIK_PYTHON_DATES_H
 
@@ -15,13 +15,13 @@ namespace py = pybind11;
 
 bool isDatetime(py::handle object);
 
-/// The date that a datetime stands for; absent when it has no time zone.
+/// The date of a datetime; absent if it has no time zone.
 std::optional<Date> toDate(py::handle datetime);
 
-/// A datetime in UTC, to the microsecond. Raises ValueError for a date that `datetime` has none for.
+/// A datetime in UTC, to the microsecond. Raises ValueError for a date that `datetime` cannot represent.
 py::object toDatetime(Date date);
 
-/// Makes ready what the functions above use; called once, when the module is loaded.
+/// Initializes the data of the functions above; called once, when the module is loaded.
 void initializeDates();
 
 }  // namespace tavik::python

@@ -17,7 +17,7 @@ namespace {
 constexpr const char* kDecodeSysCfg = R"(decode_sys_cfg(data)
 --
 
-Decodes a SysCfg blob: tag -> str where the bytes are text, else bytes. Decoding stops at an entry that is cut short.
+Decodes a SysCfg blob: tag -> str if the bytes are text, otherwise bytes. Decoding stops at a truncated entry.
 
 >>> decode_sys_cfg(b"")
 {})";
@@ -25,7 +25,7 @@ Decodes a SysCfg blob: tag -> str where the bytes are text, else bytes. Decoding
 constexpr const char* kDecodeControlBits = R"(decode_control_bits(data)
 --
 
-Decodes a control-bit block: one dictionary a record.
+Decodes a control-bit block: one dictionary per record.
 
 >>> decode_control_bits(bytes(8192))[5]["Test State"]
 'Pass')";
@@ -33,34 +33,34 @@ Decodes a control-bit block: one dictionary a record.
 constexpr const char* kDecodeRootManifest = R"(decode_root_manifest(data)
 --
 
-Decodes the root manifest of a baseband firmware: item name -> value; None when the bytes are no such manifest.
+Decodes the root manifest of baseband firmware: item name -> value; None if the bytes are not a root manifest.
 
->>> decode_root_manifest(b"no manifest")
+>>> decode_root_manifest(b"not a manifest")
 
-No signature is verified.)";
+The signature is not verified.)";
 
 constexpr const char* kDecodeProvisioningManifest = R"(decode_provisioning_manifest(data)
 --
 
 The same for the provisioning manifest.
 
->>> decode_provisioning_manifest(b"no manifest"))";
+>>> decode_provisioning_manifest(b"not a manifest"))";
 
 constexpr const char* kDecodeDer = R"(decode_der(data)
 --
 
-Lists the elements of DER-encoded bytes, at the top level: the content of a constructed one is bytes to decode in turn.
+Lists the top-level elements of DER-encoded bytes. Decode the content of a constructed element in the same way.
 
 >>> (sequence,) = decode_der(bytes.fromhex("3006 0201 05 0401 ff"))
 >>> [(item.tag, item.content) for item in decode_der(sequence.content)]
 [(2, b'\x05'), (4, b'\xff')]
 
-Raises DocumentError for bytes that are malformed.)";
+Raises DocumentError for malformed bytes.)";
 
 constexpr const char* kDerItem = R"(One element of DER-encoded bytes.
 
-tag_class: 0 universal, 1 application, 2 context-specific, 3 private; tag: the tag number; is_constructed: whether its
-content is elements; content: its bytes; encoding: those with the header.
+tag_class: 0 universal, 1 application, 2 context-specific, 3 private. tag: the tag number. is_constructed: whether the
+content consists of elements. content: the content bytes. encoding: the header and the content bytes.
 
 >>> decode_der(b"\x02\x01\x05")[0]
 DerItem(tag_class=0, tag=2, is_constructed=False, content=b'\x05'))";
@@ -96,11 +96,11 @@ class ItemList {
 const char* reasonFor(std::uint32_t status) {
   switch (status) {
     case kDERDecoderErrorBufferOverrun:
-      return "the content of an element runs past the end";
+      return "an element extends past the end of the data";
     case kDERDecoderErrorBadTag:
-      return "the tag of an element is cut off";
+      return "the tag of an element is truncated";
     case kDERDecoderErrorBadLength:
-      return "the length of an element is cut off";
+      return "the length of an element is truncated";
     default:
       return "the tag or length of an element needs more than 32 bits";
   }
@@ -110,7 +110,7 @@ py::object bytesOf(const std::uint8_t* first, std::uint32_t length) { return toP
 
 py::list decodeDer(py::handle object) {
   const Data data = toData(object, "data");
-  if (data.size() > std::numeric_limits<std::uint32_t>::max()) throw py::value_error("data: is beyond 4 GiB");
+  if (data.size() > std::numeric_limits<std::uint32_t>::max()) throw py::value_error("data: larger than 4 GiB");
   const DERDecoder region{data.bytes().data(), static_cast<std::uint32_t>(data.size())};
   ItemList items;
   std::uint32_t count = 0;

@@ -23,12 +23,12 @@ namespace {
 constexpr const char* kReadPropertyList = R"(read_property_list(data)
 --
 
-Reads a property list from bytes: XML, binary or old-style text, told apart by content.
+Reads a property list from bytes in XML, binary or old-style text, detected by content.
 
 >>> read_property_list(b'{ Boards = (A1, B2); Raw = <0aff>; }')
 {'Boards': ['A1', 'B2'], 'Raw': b'\n\xff'}
 
-Raises DocumentError, which says where and why, for anything that is malformed.)";
+Raises DocumentError for a malformed document, with the location and the reason.)";
 
 constexpr const char* kReadPropertyListFile = R"(read_property_list_file(path)
 --
@@ -40,12 +40,12 @@ The same for a file.
 >>> read_property_list_file(path)
 {'Count': 5}
 
-Raises DocumentError, or OSError for a file that cannot be opened.)";
+Raises DocumentError for a malformed document, and OSError if the file cannot be opened.)";
 
 constexpr const char* kWritePropertyList = R"(write_property_list(value, format='xml')
 --
 
-Writes a value as a property list, "xml" or "binary", from which it reads back equal, kind for kind.
+Writes a value as a property list, "xml" or "binary". Reading it gives an equal value of the same kinds.
 
 >>> print(write_property_list([5, 5.0, True]).decode())
 <?xml version="1.0" encoding="UTF-8"?>
@@ -61,18 +61,18 @@ Writes a value as a property list, "xml" or "binary", from which it reads back e
 constexpr const char* kReadJson = R"(read_json(text)
 --
 
-Reads a JSON text, a str or bytes in UTF-8. Dates, data and special numbers have forms of their own.
+Reads JSON from a str or from bytes in UTF-8. Dates, data and special numbers are objects with a "$" key.
 
 >>> read_json('{"Boards": ["A1", 2, 2.0], "Raw": {"$data": "Cv8="}}')
 {'Boards': ['A1', 2, 2.0], 'Raw': b'\n\xff'}
 
-Raises DocumentError, which says where and why, for anything that is malformed, for null, for a key given twice and for
-integers outside signed 64 bits.)";
+Raises DocumentError, with the location and the reason, for malformed JSON, null, duplicate keys and integers outside
+signed 64 bits.)";
 
 constexpr const char* kWriteJson = R"(write_json(value, indent=False)
 --
 
-Writes a value as JSON text from which it reads back equal, kind for kind, on one line or indented.
+Writes a value as JSON, on one line or indented. Reading it gives an equal value of the same kinds.
 
 >>> write_json({"Boards": ["A1", 2, 2.0], "Raw": b"\n\xff"})
 '{"Boards": ["A1", 2, 2.0], "Raw": {"$data": "Cv8="}}'
@@ -82,35 +82,35 @@ Writes a value as JSON text from which it reads back equal, kind for kind, on on
   true
 ]
 
-Raises DocumentError for a value that cannot be read back: nested more than 512 levels deep.)";
+Raises DocumentError for a value that could not be read back: nested more than 512 levels deep.)";
 
 constexpr const char* kSign = R"(sign(document, private_key)
 --
 
 Signs a rule document with the private key in a PEM file; returns the signed form, a dictionary.
 
-document: a dictionary, or the bytes of a property-list file, which are signed as they stand.
+document: a dictionary, or the bytes of a property-list file, which are signed unchanged.
 
 >>> signed = sign({"version": "12", "GenericRules": {"Model": {}}}, private_key)
 >>> sorted(signed)
 ['payload', 'payloadType', 'signatures']
 
-Raises DocumentError when the document is no dictionary or the key is unusable.)";
+Raises DocumentError if the document is not a dictionary or the key is unusable.)";
 
 constexpr const char* kVerify = R"(verify(signed, public_key)
 --
 
-Checks a signed rule document against the public keys in a PEM file; returns what was signed.
+Verifies a signed rule document with the public keys in a PEM file; returns the signed content.
 
 >>> verify(sign({"version": "12"}, private_key), public_key)
 {'version': '12'}
 
-Raises UntrustedError, which says why, when no signature holds.)";
+Raises UntrustedError, with the reason, if no signature is valid.)";
 
 constexpr const char* kGenerateKeyPair = R"(generate_key_pair(algorithm='ed25519')
 --
 
-Makes a key pair, "ed25519", "p256" or "rsa3072".
+Generates a key pair: "ed25519", "p256" or "rsa3072".
 
 >>> pair = generate_key_pair()
 >>> pair.private_key.splitlines()[0], pair.public_key.splitlines()[0]
@@ -130,7 +130,7 @@ py::object read(py::handle object) {
 }
 
 py::object write(py::handle object, const std::string& format) {
-  if (format != "xml" && format != "binary") throw py::value_error(R"(format: is neither "xml" nor "binary")");
+  if (format != "xml" && format != "binary") throw py::value_error(R"(format: expected "xml" or "binary")");
   const auto encoding = format == "xml" ? PropertyListFormat::kXml : PropertyListFormat::kBinary;
   std::string error;
   const std::optional<Data> bytes = writePropertyList(toValue(object, "value"), encoding, error);
@@ -191,7 +191,7 @@ KeyAlgorithm algorithmOf(const std::string& name) {
   if (name == "ed25519") return KeyAlgorithm::kEd25519;
   if (name == "p256") return KeyAlgorithm::kP256;
   if (name == "rsa3072") return KeyAlgorithm::kRsa3072;
-  throw py::value_error(R"(algorithm: is none of "ed25519", "p256", "rsa3072")");
+  throw py::value_error(R"(algorithm: expected "ed25519", "p256" or "rsa3072")");
 }
 
 KeyPair generate(const std::string& algorithm) {
@@ -202,7 +202,7 @@ KeyPair generate(const std::string& algorithm) {
 }
 
 py::str reprOf(const KeyPair& pair) {
-  return py::str("KeyPair(private_key='...', public_key={!r})").format(pair.publicKey);  // a log is no place for a key
+  return py::str("KeyPair(private_key='...', public_key={!r})").format(pair.publicKey);  // no private keys in logs
 }
 
 }  // namespace

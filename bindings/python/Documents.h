@@ -10,13 +10,13 @@
 
 namespace tavik::python {
 
-/// The path that a str, bytes or os.PathLike names.
+/// The path in a str, bytes or os.PathLike.
 std::string pathOf(const pybind11::object& path);
 
 /// Raises OSError if the file cannot be opened.
 void requireOpenable(const std::string& path);
 
-/// Reads a property-list file. Raises OSError for one that cannot be opened, DocumentError for one that is malformed.
+/// Reads a property-list file. Raises OSError if it cannot be opened, DocumentError if it is malformed.
 Value readFile(const std::string& path);
 
 }  // namespace tavik::python

@@ -11,9 +11,9 @@ namespace {
 constexpr const char* kAbout = R"(Dictionary(entries)
 --
 
-A dictionary of values, converted once: immutable, and taken wherever a dictionary is.
+An immutable dictionary of values, accepted wherever a dict is.
 
-A host that passes the same attributes, rules or sources again and again spares their conversion:
+Use it to convert attributes, rules or sources once and pass them many times:
 
 >>> device = Dictionary({"ModelNumber": "MD101", "Capacity": 64_000_000_000})
 >>> device["ModelNumber"], len(device), "Region" in device
@@ -21,24 +21,24 @@ A host that passes the same attributes, rules or sources again and again spares 
 >>> dict(device)
 {'ModelNumber': 'MD101', 'Capacity': 64000000000}
 
-It is a collections.abc.Mapping. What it gives back is new: changing it changes nothing here.)";
+It is a collections.abc.Mapping. Values that it returns are new objects; changing them has no effect on it.)";
 
 constexpr const char* kRead = R"(read(path)
 --
 
-Reads a property-list file, of any encoding, whose root is a dictionary.
+Reads a property-list file in any encoding, whose root is a dictionary.
 
 >>> path.write_text('{ version = 12; GenericRules = {}; }')
 36
 >>> Dictionary.read(path)
 Dictionary({'version': '12', 'GenericRules': {}})
 
-Raises DocumentError, or OSError for a file that cannot be opened.)";
+Raises DocumentError for a malformed document, and OSError if the file cannot be opened.)";
 
 FrozenDictionary readDictionary(const py::object& path) {
   const std::string name = pathOf(path);
   const Value root = readFile(name);
-  if (root.ifDictionary() == nullptr) raiseDocumentError(name + ": is no dictionary");
+  if (root.ifDictionary() == nullptr) raiseDocumentError(name + ": not a dictionary");
   return {*root.ifDictionary()};
 }
 
@@ -48,7 +48,7 @@ py::object itemOf(const FrozenDictionary& dictionary, py::handle key) {
   const Value* const value =
       text == nullptr ? nullptr : dictionary.contents.find({text, static_cast<std::size_t>(size)});
   if (value != nullptr) return toPython(*value);
-  PyErr_Clear();  // a key that is no Unicode is not there either
+  PyErr_Clear();  // a key with an unpaired surrogate does not exist
   PyErr_SetObject(PyExc_KeyError, key.ptr());
   throw py::error_already_set();
 }

@@ -1,5 +1,5 @@
 /// @file
-/// tavik.Dictionary: a dictionary that was converted once and never changes.
+/// tavik.Dictionary: an immutable dictionary, converted once.
 #ifndef TAVIK_PYTHON_FROZEN_DICTIONARY_H
 #define TAVIK_PYTHON_FROZEN_DICTIONARY_H
 

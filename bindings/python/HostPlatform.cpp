@@ -25,13 +25,14 @@ FrozenDictionary validate(const StationValidation& validation, py::handle docume
   const auto content = validation.platform->validatedPropertyListFromSignedDictionary(toDictionary(document, "signed"),
                                                                                       publicKeyPath, refusal);
   if (refusal) raiseUntrustedError(*refusal);
-  return {*content->ifDictionary()};  // the root of what was signed is a dictionary
+  return {*content->ifDictionary()};  // signed content is always a dictionary
 }
 
 }  // namespace
 
 HostPlatform::HostPlatform(py::object platform) : platform_(std::move(platform)) {
-  if (!py::isinstance(platform_, platformClass("Platform"))) throw py::type_error("platform: is no tavik.Platform");
+  if (!py::isinstance(platform_, platformClass("Platform")))
+    throw py::type_error("platform: expected a tavik.Platform");
   station_ = stationOf(platform_);
 }
 

@@ -1,5 +1,5 @@
 /// @file
-/// A platform given in Python, as the library sees it.
+/// Adapts a platform written in Python to the library's interface.
 #ifndef TAVIK_PYTHON_HOST_PLATFORM_H
 #define TAVIK_PYTHON_HOST_PLATFORM_H
 
@@ -20,20 +20,19 @@ namespace tavik::python {
 namespace py = pybind11;
 
 /// Calls an object of the class Platform (tavik/_platform.py), from any thread. The validation of a StationPlatform is
-/// called without a way through Python.
+/// called directly, without Python.
 ///
-/// What `validate` raises ends the call into the library, save UntrustedError, which is its refusal. What `log` raises
-/// is reported through sys.unraisablehook and the run goes on: a verdict is not lost for a line of a log. But what is
-/// no Exception, such as KeyboardInterrupt, ends the call as well: a signal that comes while `log` runs is raised
-/// there.
+/// If `validate` raises UntrustedError, the document is rejected; any other exception ends the call into the library.
+/// An Exception raised by `log` is reported through sys.unraisablehook and the run continues, so that a log line does
+/// not cost a verdict. Any other BaseException, such as KeyboardInterrupt from a signal during `log`, ends the call.
 class HostPlatform : public Platform {
  public:
-  /// Raises TypeError when `platform` is no Platform.
+  /// Raises TypeError if `platform` is not a Platform.
   explicit HostPlatform(py::object platform);
   ~HostPlatform() override;
 
-  /// Has Python say whether it reads the log. Every call into the library begins with it, while the interpreter lock is
-  /// held, so that no line asks for the lock when nobody reads it.
+  /// Asks Python whether logging is enabled. Called with the interpreter lock before every call into the library, so
+  /// that log lines need the lock only if logging is enabled.
   void askWhetherItLogs();
 
   std::optional<Value> validatedPropertyListFromSignedDictionary(

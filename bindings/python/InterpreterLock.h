@@ -1,10 +1,10 @@
 /// @file
-/// The interpreter lock, for threads that the interpreter may leave behind.
+/// The interpreter lock, for threads that may outlive the interpreter.
 ///
-/// Up to version 3.13, an interpreter that comes to its end unwinds the stack of every other thread that asks for the
-/// lock: one that Python calls a daemon. C++ does not survive that. Such a thread stays where it is until the process
-/// has ended, as it does from version 3.14 on. The thread that ends the interpreter has the lock and goes on: what it
-/// lets go of last are kernels and platforms too.
+/// Up to version 3.13, an interpreter that shuts down unwinds the stack of every other thread that requests the lock (a
+/// daemon thread). C++ code cannot survive that. So such a thread blocks until the process ends, which is also what
+/// Python does from version 3.14 on. The thread that shuts down the interpreter holds the lock and continues; it may
+/// release kernels and platforms too.
 #ifndef TAVIK_PYTHON_INTERPRETER_LOCK_H
 #define TAVIK_PYTHON_INTERPRETER_LOCK_H
 
@@ -16,8 +16,8 @@ namespace tavik::python {
 
 namespace py = pybind11;
 
-/// Calls what asks for the lock, or runs Python, which lets go of it and asks again. Not for a handler of an exception:
-/// no second one can be caught there that is not C++'s.
+/// Calls a function that requests the lock, or that runs Python code, which releases it and requests it again. Must not
+/// be used in an exception handler, because another foreign exception cannot be caught there.
 template <class Call>
 auto orStay(Call call) {
   try {
@@ -36,7 +36,7 @@ class Locked {
   ~Locked() { PyGILState_Release(state_); }
 
  private:
-  // An interpreter at its end has nothing left that another thread could ask for the lock.
+  // After shutdown, another thread cannot request the lock from the interpreter.
   static PyGILState_STATE take() {
     while (Py_IsInitialized() == 0 && !isHeldHere()) pause();
     return PyGILState_Ensure();
@@ -49,7 +49,7 @@ class Locked {
   PyGILState_STATE state_;
 };
 
-/// Lets go of the lock, which is held, for as long.
+/// Releases the lock, which must be held, during its lifetime.
 class Unlocked {
  public:
   Unlocked() : thread_(PyEval_SaveThread()) {}
@@ -63,8 +63,8 @@ class Unlocked {
   PyThreadState* thread_;
 };
 
-/// Gets a new reference from Python, or raises what Python raised. Whatever may run Python's code goes this way, with
-/// nothing in `call` that has a destructor: unwound, it would let go of objects without the lock.
+/// Returns a new reference from Python, or raises Python's exception. Use it for every call that may run Python code.
+/// `call` must not have objects with destructors: if the thread is unwound, they would run without the lock.
 template <class Call>
 py::object fromPython(Call call) {
   PyObject* const result = orStay(call);

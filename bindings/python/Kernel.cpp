@@ -1,4 +1,4 @@
-// Kernel and PreparedRules, and what needs no rule documents: one expression, the descriptions.
+// Kernel and PreparedRules, and functions that need no rule documents: evaluate and the descriptions.
 
 #include <tavik/AbstractTree.h>
 #include <tavik/PreparedRules.h>
@@ -24,37 +24,37 @@ namespace {
 constexpr const char* kAboutKernel = R"(Kernel(library, public_key=None, *, platform=None)
 --
 
-Checks devices against the rules of their product. Immutable, and safe from any thread.
+Checks devices against the rules of their product. Immutable and thread-safe.
 
-library: the signed rule library: a path, the bytes of a property list, or the dictionary that they hold. public_key:
-PEM file of the trusted public keys, in place of /usr/local/share/misc/TavikKernel-pub.pem. platform: a Platform, for a
-host with its own trust store or log.
+library: the signed rule library: a path, the bytes of a property list, or a dictionary. public_key: a PEM file with the
+trusted public keys, instead of /usr/local/share/misc/TavikKernel-pub.pem. platform: a Platform, for a host with its own
+trust store or log.
 
 >>> kernel = Kernel(library, public_key)
 
-Raises UntrustedError if the signature does not hold, DocumentError if the library is malformed or empty, and OSError if
-the file cannot be opened. The diagnostic log goes to the logger "tavik" at level DEBUG.)";
+Raises UntrustedError if no signature is valid, DocumentError if the library is malformed or empty, and OSError if the
+file cannot be opened. The diagnostic log goes to the logger "tavik" at level DEBUG.)";
 
 constexpr const char* kRun = R"(run(self, attributes, rules, sources=None, station=None)
 --
 
-Checks one device; returns a Result, whatever the verdict.
+Checks one device; returns a Result for every verdict.
 
-attributes: name -> value, as read from the device. rules: the signed local rules of the product. sources: what other
-systems know about the device, as {"sfc": {...}, "gui": {...}}. station: the station dictionary before the run, empty by
+attributes: name -> value, as read from the device. rules: the signed local rules of the product. sources: data about
+the device from other systems, as {"sfc": {...}, "gui": {...}}. station: the initial station dictionary, empty by
 default.
 
 >>> result = kernel.run({"ModelNumber": "MD101"}, rules, sources={"sfc": {"Colour": "red"}})
 >>> result.verdict
 'passed'
 
-Other threads run in the meantime. To check many devices, prepare the rules.)";
+Releases the interpreter lock. To check many devices, prepare the rules.)";
 
 constexpr const char* kCheck = R"(check(self, attributes, rules, sources=None, station=None)
 --
 
-Like run, but raises what ended the run: Error for a malformed predicate expression, Fault for a rule that asks for what
-it must not ask for.
+Like run, but raises an exception if the run ended early: Error for a malformed predicate expression, Fault for a rule
+that its predicate cannot evaluate.
 
 >>> kernel.check({"ModelNumber": "MD101"}, rules).passed
 True
@@ -64,7 +64,7 @@ The exception has the name of the rule and the station dictionary.)";
 constexpr const char* kPrepare = R"(prepare(self, rules)
 --
 
-Prepares local rules for the check of many devices; returns PreparedRules. If the rules are rejected, each check reports
+Prepares local rules for checking many devices; returns PreparedRules. If the rules are rejected, each check reports
 that, and PreparedRules.rejection says why.
 
 >>> prepared = kernel.prepare(rules)
@@ -72,14 +72,14 @@ that, and PreparedRules.rejection says why.
 'passed')";
 
 constexpr const char* kAboutPrepared =
-    R"(Local rules prepared for many devices and any number of threads. Their signature was verified once, when they were
+    R"(Local rules prepared for many devices and any number of threads. The signature is verified once, when they are
 prepared.
 
 >>> kernel.prepare(rules)
 <tavik.PreparedRules object at 0x...>)";
 
 constexpr const char* kRejection =
-    R"(Why the local rules are rejected, so that no run has a verdict; None if they are accepted.
+    R"(Why the local rules are rejected; then no run has a verdict. None if they are accepted.
 
 >>> kernel.prepare({"version": "not signed"}).rejection
 'the document is not signed: ...')";
@@ -112,18 +112,19 @@ devices: an iterable of attributes, or of pairs of attributes and sources.
 >>> [result.verdict for result in results if isinstance(result, Result)]
 ['passed', 'failed']
 
-All devices are converted before the first is checked; the first that cannot be converted is raised.)";
+All devices are converted before the first one is checked. Raises an exception for the first device that cannot be
+converted.)";
 
 constexpr const char* kSfcCheckList = R"(sfc_check_list(self, rules, attributes)
 --
 
-What to ask the shop-floor system before this device's check: attribute name -> description.
+What to ask the shop-floor system before a check of this device: attribute name -> description.
 
 >>> asking = sign({"version": "12", "GenericRules": {"Colour": {}}}, private_key)
 >>> kernel.sfc_check_list(asking, {"ModelNumber": "MD101"})
 {'Colour': 'colour on the ticket'}
 
-Raises Error when the local rules are not trusted or have no rules for the device, as the other lists do.)";
+This and the other lists raise Error if the local rules are not trusted or cannot be assembled for the device.)";
 
 constexpr const char* kGuiCheckList = R"(gui_check_list(self, rules, attributes)
 --
@@ -144,7 +145,7 @@ The rules about the SIM card's identity: rule name -> definition.
 constexpr const char* kDomainList = R"(domain_list(self, rules, attributes)
 --
 
-The "domain" of each rule that has one: "0", "1", "2", ... -> domain.
+The "domain" of each rule that has one: "0", "1", "2" and so on -> domain.
 
 >>> kernel.domain_list(rules, {"ModelNumber": "MD101"})
 {'0': 'identity'})";
@@ -152,7 +153,7 @@ The "domain" of each rule that has one: "0", "1", "2", ... -> domain.
 constexpr const char* kPollingList = R"(polling_list(self, rules, attributes)
 --
 
-The "poll" of each rule that has one: "0", "1", "2", ... -> poll.
+The "poll" of each rule that has one: "0", "1", "2" and so on -> poll.
 
 >>> kernel.polling_list(rules, {"ModelNumber": "MD101"})
 {})";
@@ -162,20 +163,20 @@ constexpr const char* kEvaluate = R"(evaluate(expression, attribute, value=None,
 
 Evaluates a predicate expression; returns its record. No rule documents are needed.
 
-attribute: the device's value. value: the expected value. references: reference values by attribute name; they decide
-which form of a predicate is called. None is absent.
+attribute: the device's value. value: the expected value. references: attribute name -> reference value; if None, the
+predicates are called in their form without references. None means absent.
 
 >>> evaluate("hasPrefix AND isUppercase", "MD101", "MD")["result"]
 True
 >>> evaluate("NOT equal", 5, 7)
 {'result': True, 'actual': 5, 'expected': 'not equal 7'}
 
-Raises Error for a malformed expression, Fault for what a predicate must not be asked for.)";
+Raises Error for a malformed expression, and Fault for arguments that a predicate cannot evaluate.)";
 
 constexpr const char* kValueInListDescription = R"(value_in_list_description(attribute, expected)
 --
 
-What `valueInList` is about to compare, without its verdict.
+"actual" and "expected" of `valueInList`, without its result.
 
 >>> value_in_list_description("B", ["A", "B"])
 {'actual': 'B', 'expected': 'among A,B'})";
@@ -183,7 +184,7 @@ What `valueInList` is about to compare, without its verdict.
 constexpr const char* kNandSizeCheckDescription = R"(nand_size_check_description(attributes, expected)
 --
 
-The same of `cccNandSizeCheck`, from the device's "SerialNumber" and "TotalDiskCapacity".
+The same for `cccNandSizeCheck`, from the device's "SerialNumber" and "TotalDiskCapacity".
 
 >>> nand_size_check_description({"SerialNumber": "C8PKKQ2", "TotalDiskCapacity": 64_000_000_000}, {"KQ2": 64})
 {'actual': 'CCC=KQ2; NAND size=64', 'expected': 64})";
@@ -191,7 +192,7 @@ The same of `cccNandSizeCheck`, from the device's "SerialNumber" and "TotalDiskC
 constexpr const char* kNvramWhiteListDescription = R"(nvram_white_list_description(attribute, expected)
 --
 
-The same of `nvramWhiteList`, in its long form.
+The same for `nvramWhiteList`, in a longer form.
 
 >>> sorted(nvram_white_list_description({"language": "en"}, ["language"]))
 ['actual', 'expected'])";
@@ -209,7 +210,7 @@ const Type* pointerTo(const std::optional<Type>& maybe) {
   return maybe ? &*maybe : nullptr;
 }
 
-// Calls into the library while other threads of Python run.
+// Calls into the library without the interpreter lock.
 template <class Call>
 auto released(HostPlatform& platform, Call call) {
   platform.askWhetherItLogs();
@@ -217,7 +218,7 @@ auto released(HostPlatform& platform, Call call) {
   return call();
 }
 
-// A run for one device; `run` gets attributes, sources and station as the library's operations do.
+// A run for one device. run: called with attributes, sources and station, as in the library.
 template <class Run>
 CheckOutcome runOne(HostPlatform& platform, py::handle attributes, py::handle sources, py::handle station, Run run) {
   const Dictionary device = toDictionary(attributes, "attributes");
@@ -253,7 +254,7 @@ py::object rejectionOf(const Prepared& self) {
 Device deviceOf(py::handle object, const std::string& what) {
   if (!PyTuple_Check(object.ptr())) return {toDictionary(object, what), {}};
   const auto pair = py::reinterpret_borrow<py::tuple>(object);
-  if (pair.size() != 2) throw py::type_error(what + ": is not a pair of attributes and sources");
+  if (pair.size() != 2) throw py::type_error(what + ": expected a pair of attributes and sources");
   return {toDictionary(pair[0], what + "[0]"), dictionaryUnlessNone(pair[1], what + "[1]")};
 }
 
@@ -262,7 +263,7 @@ std::size_t threadsOf(py::handle wanted) {
   if (wanted.is_none()) return std::max(1U, std::thread::hardware_concurrency());
   const Py_ssize_t count = PyNumber_AsSsize_t(wanted.ptr(), nullptr);
   if (PyErr_Occurred() != nullptr) throw py::error_already_set();
-  if (count < 1) throw py::value_error("threads: is less than 1");
+  if (count < 1) throw py::value_error("threads: must be at least 1");
   return static_cast<std::size_t>(std::min(count, kMost));
 }
 
@@ -310,7 +311,7 @@ class Kernel {
  private:
   static py::object platformOf(const py::object& publicKey, const py::object& platform) {
     if (platform.is_none()) return callPython(imported("tavik._platform", "StationPlatform"), publicKey);
-    if (!publicKey.is_none()) throw py::value_error("public_key: the platform that is given has the key");
+    if (!publicKey.is_none()) throw py::value_error("public_key: cannot be combined with a platform");
     return platform;
   }
 
@@ -320,7 +321,7 @@ class Kernel {
   std::unique_ptr<const ZRTTavikKernel> kernel_;
 };
 
-// `name` becomes the path of a library that is a file.
+// Sets `name` to the path if the library is a file.
 std::unique_ptr<const ZRTTavikKernel> Kernel::made(const py::object& library, std::string& name, Reason& why) {
   const auto init = [&](const auto& source) {
     return released(*platform_, [&] { return ZRTTavikKernel::init(source, platform_, why); });

@@ -1,5 +1,5 @@
 /// @file
-/// Objects of the module's classes that Python made and nobody initialized.
+/// Detects objects of the module's classes that were created but not initialized.
 #ifndef TAVIK_PYTHON_MADE_H
 #define TAVIK_PYTHON_MADE_H
 
@@ -13,9 +13,9 @@ namespace tavik::python {
 
 namespace py = pybind11;
 
-/// Refuses an object without a value: what `Kernel.__new__(Kernel)` gives, or a derived class that uses itself before
-/// it calls `__init__` of its base. Serves every class with a member type `MadeByInit`; for one of the library
-/// specialize py::detail::type_caster with it.
+/// Rejects an object without a value: the result of `Kernel.__new__(Kernel)`, or of a derived class used before it
+/// calls `__init__` of its base class. Applies to every class with a member type `MadeByInit`; for a class of the
+/// library, specialize py::detail::type_caster with it.
 template <class Type>
 class MadeCaster : public py::detail::type_caster_base<Type> {
  public:
@@ -24,7 +24,7 @@ class MadeCaster : public py::detail::type_caster_base<Type> {
   void load_value(py::detail::value_and_holder&& held) {
     if (!held.holder_constructed()) {
       throw py::type_error(std::string(Py_TYPE(held.inst)->tp_name) +
-                           ": __init__() has not been called; a derived class calls super().__init__() first");
+                           ": __init__() has not been called; call super().__init__() first");
     }
     py::detail::type_caster_generic::load_value(std::move(held));
   }

@@ -1,4 +1,4 @@
-// The extension module: the C++ interface, bound directly. Each part defines what it is about.
+// The extension module, which binds the C++ interface.
 
 #include <pybind11/pybind11.h>
 #include <tavik/TavikKernelVersion.h>
@@ -11,11 +11,11 @@ PYBIND11_MODULE(_tavik, module) {
   using namespace tavik;
   using namespace tavik::python;
   py::options options;
-  options.disable_function_signatures();  // the texts begin with signatures that inspect.signature understands
+  options.disable_function_signatures();  // the docstrings begin with signatures for inspect.signature
   initializeConversion();
   const Value version(TavikKernelVersionNumber);
   module.attr("__version__") = toText(description(&version));
-  module.attr("__name__") = "tavik";  // where people find the classes
+  module.attr("__name__") = "tavik";  // the public module of the classes
   defineFrozenDictionary(module);
   defineStationValidation(module);
   defineResult(module);

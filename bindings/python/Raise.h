@@ -1,5 +1,5 @@
 /// @file
-/// What the module raises: the exceptions of tavik/_errors.py, with the kernel's errors and faults in them.
+/// Raises the exceptions of tavik/_errors.py for the kernel's errors and faults.
 #ifndef TAVIK_PYTHON_RAISE_H
 #define TAVIK_PYTHON_RAISE_H
 
@@ -16,7 +16,7 @@ namespace tavik::python {
 
 namespace py = pybind11;
 
-/// An exception of the package, made and not raised.
+/// Makes an exception of the package without raising it.
 template <class... Arguments>
 py::object makeException(const char* name, Arguments&&... arguments) {
   const py::object type = imported("tavik._errors", name);
@@ -30,14 +30,14 @@ py::object makeException(const Error& error);
 /// tavik.RangeFault or tavik.ArgumentFault.
 py::object makeException(const Fault& fault);
 
-/// Text for people. It need not be UTF-8, since it may contain paths: they read as `os.fsdecode` reads them.
+/// Text for people. It may contain paths that are not UTF-8, which are decoded like `os.fsdecode` does.
 py::object lenientText(const std::string& text);
 
-/// Raises an exception that `makeException` made.
+/// Raises an exception made by `makeException`.
 [[noreturn]] void raise(const py::object& exception);
 [[noreturn]] void raiseDocumentError(const std::string& message);
 [[noreturn]] void raiseUntrustedError(const std::string& message);
-/// Raises OSError, for the errno of the last system call.
+/// Raises OSError for the errno of the last system call.
 [[noreturn]] void raiseSystemError(const std::string& path);
 
 /// Calls into the library; faults become exceptions of the package.

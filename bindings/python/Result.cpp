@@ -19,14 +19,14 @@ do not ship
 
 A Result is true if the device passed. Records are converted to Python when they are first used.)";
 
-constexpr const char* kVerdict = R"("passed", "failed", or "none" if the device was not checked: then there is a reason.
+constexpr const char* kVerdict = R"("passed", "failed", or "none" if the device was not checked; reason says why.
 
 >>> kernel.run({"ModelNumber": "MD101"}, rules).verdict
 'passed'
 >>> kernel.run({"ModelNumber": "MD101"}, None).verdict
 'none')";
 
-constexpr const char* kReason = R"(The Reason if there is no verdict, else None.
+constexpr const char* kReason = R"(The Reason if there is no verdict, otherwise None.
 
 >>> print(kernel.run({"ModelNumber": "MD101"}, None).reason)
 there are no local rules)";
@@ -42,13 +42,13 @@ constexpr const char* kChecked = R"(Whether there is a verdict.
 True)";
 
 constexpr const char* kRecords =
-    R"(All records, in evaluation order: three version records and one per rule, or those that say why there is no verdict.
-None if a malformed expression or a fault ended the run.
+    R"(All records, in evaluation order: three version records and one per rule, or the records that say why there is no
+verdict. None if a malformed expression or a fault ended the run.
 
 >>> kernel.run({"ModelNumber": "MD101"}, rules).records[0]["rule"]
 'TavikKernel lib version')";
 
-constexpr const char* kRuleRecords = R"(The records that belong to rules; empty without a verdict.
+constexpr const char* kRuleRecords = R"(The records of rules, without the version records; empty without a verdict.
 
 >>> kernel.run({"ModelNumber": "MD101"}, rules).rule_records
 [{'rule': 'Model Number', 'result': True, 'actual': 'MD101', 'expected': 'has prefix MD'}])";
@@ -59,19 +59,19 @@ constexpr const char* kFailures = R"(The records whose "result" is false.
 ['Model Number'])";
 
 constexpr const char* kStation =
-    R"(The station dictionary after the run: the one that was given, with "OnPass" and "OnFail" as rules forwarded them.
+    R"(The station dictionary after the run: the initial one, with "OnPass" and "OnFail" as forwarded by rules.
 
 >>> kernel.run({"ModelNumber": "MD101"}, rules, station={"OnPass": "bay 5"}).station
 {'OnPass': 'bay 5'})";
 
 constexpr const char* kError =
-    R"(The Error if the device's rules could not be assembled or an expression is malformed, else None.
+    R"(The Error if the device's rules could not be assembled or an expression is malformed, otherwise None.
 
 >>> strict = sign({"version": "12", "MPNRules": {"MD101": {}}}, private_key)
 >>> kernel.run({"ModelNumber": "MX101"}, strict).error
 Error('ZRT Tavik Error Domain', -100003, 'unknown MPN:MX101'))";
 
-constexpr const char* kFault = R"(The Fault that ended the run, else None.
+constexpr const char* kFault = R"(The Fault that ended the run, otherwise None.
 
 >>> codes = sign({"version": "12", "GenericRules": {"Code": {}}}, private_key)
 >>> fault = kernel.run({"SerialNumber": "Q2"}, codes).fault
@@ -110,7 +110,7 @@ class Result {
   }
 
   CheckOutcome outcome_;
-  py::object records_;  // null until they are converted
+  py::object records_;  // null until converted
 };
 
 py::object Result::reason() const {

@@ -10,11 +10,11 @@ namespace tavik::python {
 
 namespace py = pybind11;
 
-/// What `run` returns: always a Result.
+/// The result of `run`: always a Result.
 py::object toResult(CheckOutcome outcome);
-/// What `check_many` lists: a Result, or the Error or Fault that ended the run.
+/// An element of the result of `check_many`: a Result, or the Error or Fault that ended the run.
 py::object toResultOrException(CheckOutcome outcome);
-/// What `check` returns: a Result. Raises the Error or Fault that ended the run.
+/// The result of `check`: a Result. Raises the Error or Fault that ended the run.
 py::object toResultOrRaise(CheckOutcome outcome);
 
 }  // namespace tavik::python

@@ -1,11 +1,12 @@
 /// @file
-/// Predicate expressions (PredicateExpression.h) as trees of nodes that evaluate them.
+/// Predicate expressions (PredicateExpression.h) as trees of nodes that can be evaluated.
 ///
 ///     std::optional<Error> error;
 ///     auto tree = AbstractTreeNode::parsePredicateString("hasPrefix AND isUppercase", kernel, error);
 ///     if (tree) Dictionary record = *tree->process(&attribute, &expected, nullptr);
 ///
-/// A tree refers to its kernel and must not outlive it. It is immutable once made, and safe from any thread then.
+/// A tree refers to its kernel and must not outlive it. Trees made by `parsePredicateString` are immutable and
+/// thread-safe.
 #ifndef TAVIK_ABSTRACT_TREE_H
 #define TAVIK_ABSTRACT_TREE_H
 
@@ -20,7 +21,7 @@
 
 namespace tavik {
 
-/// A node: an operator with the names of the one or two predicates it is about.
+/// A node: an operator with the names of its predicates, one or two.
 class TAVIK_EXPORT AbstractTreeNode {
  public:
   explicit AbstractTreeNode(const PredicateKernel& kernel) : kernel_(kernel) {}
@@ -33,19 +34,22 @@ class TAVIK_EXPORT AbstractTreeNode {
   /// The predicate names (strings), in order.
   [[nodiscard]] const Array& children() const noexcept { return children_; }
 
-  /// Evaluates the expression on one device value.
+  /// Evaluates the expression for one device value.
   ///
-  /// attribute: the device's value. value: the expected value, or null. references: the reference values by attribute
-  /// name, or null; they decide which form of a predicate is called. Returns a new record; absent for a node without an
-  /// operator, which is what this class itself is. Raises what the predicates raise.
+  /// attribute: the device's value. value: the expected value; may be null. references: attribute name -> reference
+  /// value; null calls the predicates in their form without references.
+  ///
+  /// Returns a new record, or absent for a node without an operator, such as an object of this base class. Raises what
+  /// the predicates raise.
   [[nodiscard]] virtual std::optional<Dictionary> process(const Value* attribute, const Value* value,
                                                           const Dictionary* references) const;
 
-  /// Makes the tree of an expression.
+  /// Parses an expression into a tree. Predicate names are not looked up.
   ///
-  /// predicateString: the expression; null counts as one without words. Returns null with `error` set when it is
-  /// malformed: code -100006 for a wrong operator in two or three words, -100007 for a wrong number of words. Predicate
-  /// names are not looked up here.
+  /// predicateString: the expression; absent counts as an expression without words.
+  ///
+  /// Returns null with `error` set if the expression is malformed: code -100006 for a wrong operator in two or three
+  /// words, -100007 for a wrong number of words.
   static std::unique_ptr<AbstractTreeNode> parsePredicateString(std::optional<std::string_view> predicateString,
                                                                 const PredicateKernel& kernel,
                                                                 std::optional<Error>& error);
@@ -60,7 +64,7 @@ class TAVIK_EXPORT AbstractTreeNode {
   friend class SelectorTreeNode;
 };
 
-/// One predicate: its record as it is.
+/// One predicate; evaluates to its record.
 class TAVIK_EXPORT SelectorTreeNode : public AbstractTreeNode {
  public:
   SelectorTreeNode(const PredicateKernel& kernel, std::string_view predicateString);
@@ -68,22 +72,22 @@ class TAVIK_EXPORT SelectorTreeNode : public AbstractTreeNode {
   [[nodiscard]] std::optional<Dictionary> process(const Value* attribute, const Value* value,
                                                   const Dictionary* references) const override;
 
-  /// Calls one predicate. A name that the kernel does not have in the form called for gives a failing record with
-  /// "actual" "unknown predicate %@" and the full operation name ("foo:value:", "foo:references:value:").
+  /// Calls one predicate. If the kernel has no such predicate in the form called for, returns a failing record whose
+  /// "actual" is "unknown predicate %@" with the full operation name ("foo:value:" or "foo:references:value:").
   [[nodiscard]] Dictionary processSelector(std::string_view selector, const Value* attribute, const Value* value,
                                            const Dictionary* references) const;
 
-  /// Whether a record keeps NOT, AND and OR from combining it. Never: the record of an unknown predicate is combined
-  /// like any other, so NOT turns it into a passing one. A node of a host's own may decide otherwise.
+  /// Whether NOT, AND and OR must not combine this record. Returns false for every record, so the record of an unknown
+  /// predicate is combined like any other, and NOT makes it pass. A host's own node may override this.
   [[nodiscard]] virtual bool isInvalidSelector(const Dictionary& record) const;
 
  protected:
-  /// What NOT, AND or OR makes of the children's records.
+  /// Combines the children's records by NOT, AND or OR.
   [[nodiscard]] Dictionary combined(PredicateExpression::Operator combination, const Value* attribute,
                                     const Value* value, const Dictionary* references) const;
 };
 
-/// NOT: "result" negated, "expected" "not %@"; everything else of the predicate's record stays.
+/// NOT: the predicate's record with "result" negated and "expected" changed to "not %@".
 class TAVIK_EXPORT NotTreeNode : public SelectorTreeNode {
  public:
   using SelectorTreeNode::SelectorTreeNode;
@@ -92,8 +96,8 @@ class TAVIK_EXPORT NotTreeNode : public SelectorTreeNode {
                                                   const Dictionary* references) const override;
 };
 
-/// AND: both predicates are called, whatever the left one says. A record of three entries: "result" both, "expected"
-/// and "actual" "%@ and %@".
+/// AND: always calls both predicates. The record has three entries: "result", true if both pass, and "expected" and
+/// "actual", both "%@ and %@".
 class TAVIK_EXPORT AndTreeNode : public SelectorTreeNode {
  public:
   AndTreeNode(const PredicateKernel& kernel, std::string_view leftPredicate, std::string_view rightPredicate);
@@ -102,8 +106,8 @@ class TAVIK_EXPORT AndTreeNode : public SelectorTreeNode {
                                                   const Dictionary* references) const override;
 };
 
-/// OR: both predicates are called. A record of three entries: "result" either, "expected" "%@ or %@", "actual" the text
-/// of the left "actual" alone.
+/// OR: always calls both predicates. The record has three entries: "result", true if either passes, "expected", "%@ or
+/// %@", and "actual", the description of the left predicate's "actual" only.
 class TAVIK_EXPORT OrTreeNode : public SelectorTreeNode {
  public:
   OrTreeNode(const PredicateKernel& kernel, std::string_view leftPredicate, std::string_view rightPredicate);

@@ -26,7 +26,7 @@ struct TAVIK_EXPORT Reason {
   };
 
   Category category = Category::kUnreadable;
-  /// In words, without the rule's name.
+  /// For people; does not name the rule.
   std::string description;
   /// The rule that ended the run; absent if no rule did.
   std::optional<std::string> rule = std::nullopt;
@@ -38,7 +38,8 @@ struct TAVIK_EXPORT Reason {
   [[nodiscard]] std::string text() const;
 };
 
-/// A fault that ended a run: rules that ask for what must not be asked for, or a document without "version".
+/// A fault that ended a run: a rule that its predicate cannot evaluate, such as one for a serial number that is too
+/// short, or a document without "version".
 struct TAVIK_EXPORT Fault {
   enum class Category : std::uint8_t {
     kRange,            ///< `std::out_of_range`
@@ -58,7 +59,7 @@ enum class Verdict : std::uint8_t {
   kNone,    ///< the device was not checked: `CheckOutcome::reason` says why. It counts as not passed.
 };
 
-/// What a check run came to. `ZRTTavikKernel::run` and `PreparedRules::run` make it.
+/// The result of a check run, as returned by `ZRTTavikKernel::run` and `PreparedRules::run`.
 ///
 ///     const CheckOutcome outcome = rules->run(device);
 ///     switch (outcome.verdict) {
@@ -72,14 +73,15 @@ struct TAVIK_EXPORT CheckOutcome {
   std::optional<Reason> reason;
   /// What `check` returns: absent if a malformed expression or a fault ended the run.
   std::optional<Array> records;
-  /// The station dictionary after the run: the one that was given, with what rules forwarded.
+  /// The station dictionary after the run: the one passed in, with the attributes that rules forwarded.
   Dictionary station;
   /// What `check` stores in its `error`.
   std::optional<Error> error;
   /// What `check` raises.
   std::optional<Fault> fault;
 
-  /// The records that belong to rules, in the order of evaluation; none without a verdict. Valid as long as `records`.
+  /// The records of rules, without the version records, in evaluation order; none without a verdict. Valid as long as
+  /// `records`.
   [[nodiscard]] std::span<const Value> ruleRecords() const noexcept;
 };
 

@@ -9,22 +9,21 @@
 
 namespace tavik {
 
-/// Why a rule document could not be used: a domain, a code and a text for people. The kernel makes them; a host reads
-/// them. Immutable; safe from any thread.
+/// Why a rule document could not be used: a domain, a code and a message. Immutable and thread-safe.
 ///
-/// | code    | meaning                                                                  |
-/// | ------- | ------------------------------------------------------------------------ |
-/// | -100003 | the local rules do not know the part number or the region, or are malformed |
-/// | -100004 | the local rules do not define a rule set that they name                  |
-/// | -100005 | reserved                                                                 |
-/// | -100006 | a predicate expression of two or three words has a wrong operator        |
-/// | -100007 | a predicate expression has a wrong number of words                       |
-/// | -100008 | a check list was asked for with local rules that are not trusted         |
+/// | code    | meaning                                                           |
+/// | ------- | ----------------------------------------------------------------- |
+/// | -100003 | the local rules are malformed, or lack the part number or region  |
+/// | -100004 | the local rules name a rule set that they do not define           |
+/// | -100005 | reserved                                                          |
+/// | -100006 | a predicate expression of two or three words has a wrong operator |
+/// | -100007 | a predicate expression has a wrong number of words                |
+/// | -100008 | a check list was requested with local rules that are not trusted  |
 class TAVIK_EXPORT Error {
  public:
-  /// The domain of every error that the kernel makes.
+  /// The domain of all errors.
   static constexpr std::string_view kDomain = "ZRT Tavik Error Domain";
-  /// The one entry of the user info: the message text (a string).
+  /// The key of the only entry in the user info: the message (a string).
   static constexpr std::string_view kLocalizedDescriptionKey = "LocalizedDescription";
 
   Error(std::int32_t code, std::string_view message);
@@ -32,7 +31,7 @@ class TAVIK_EXPORT Error {
   [[nodiscard]] std::string_view domain() const noexcept { return kDomain; }
   [[nodiscard]] std::int64_t code() const noexcept { return code_; }
   [[nodiscard]] const Dictionary& userInfo() const noexcept { return userInfo_; }
-  /// The message text; holds as long as this error does.
+  /// The message; valid as long as this error.
   [[nodiscard]] std::string_view localizedDescription() const noexcept;
 
  private:

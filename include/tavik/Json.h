@@ -1,17 +1,17 @@
 /// @file
-/// Values as JSON (RFC 8259), both ways.
+/// Reads and writes values as JSON (RFC 8259).
 ///
-/// | kind                   | JSON                                                                                       |
-/// | ---------------------- | ------------------------------------------------------------------------------------------ |
-/// | string                 | string                                                                                     |
-/// | number, integer        | integer without a decimal point or exponent                                                |
-/// | number, floating point | number with a decimal point or an exponent, the shortest text that reads back as the same  |
-/// |                        | double (`3.0`, `10.5`, `1e+300`); `{"$number": "nan"}`, `"inf"` or `"-inf"`                |
-/// | boolean                | `true`, `false`                                                                            |
-/// | data                   | `{"$data": "3q0="}`: base64 (RFC 4648, section 4), padded, no line breaks                  |
-/// | date                   | `{"$date": "2026-11-21T01:02:03Z"}`, as dateToIsoText writes it                            |
-/// | array                  | array                                                                                      |
-/// | dictionary             | object, in stored key order; `{"$dictionary": {...}}` if its only key begins with "$"      |
+/// | kind                   | JSON                                                                                    |
+/// | ---------------------- | --------------------------------------------------------------------------------------- |
+/// | string                 | string                                                                                  |
+/// | number, integer        | integer without a decimal point or exponent                                             |
+/// | number, floating point | number with a decimal point or an exponent, the shortest text that reads back as the    |
+/// |                        | same double (`3.0`, `10.5`, `1e+300`); `{"$number": "nan"}`, `"inf"` or `"-inf"`        |
+/// | boolean                | `true`, `false`                                                                         |
+/// | data                   | `{"$data": "3q0="}`: base64 (RFC 4648, section 4), padded, no line breaks               |
+/// | date                   | `{"$date": "2026-11-21T01:02:03Z"}`, as dateToIsoText writes it                         |
+/// | array                  | array                                                                                   |
+/// | dictionary             | object, in stored key order; `{"$dictionary": {...}}` if its only key begins with "$"   |
 ///
 ///     std::string error;
 ///     const std::optional<Value> device = readJson(R"({"ModelNumber": "MD123"})", error);
@@ -35,24 +35,24 @@ namespace tavik {
 
 /// Reads one JSON text in UTF-8; a byte order mark is skipped.
 ///
-/// The text may come from anywhere. Rejected are malformed JSON, invalid UTF-8, escapes for half of a surrogate pair,
+/// The text is not trusted. The reader rejects malformed JSON, invalid UTF-8, escapes for half of a surrogate pair,
 /// `null`, a key given twice in one object, integers outside signed 64 bits, numbers too large for a double (one that
 /// is too small reads as 0), malformed or unknown "$" forms, dates outside the years 1 to 9999, and arrays and
 /// dictionaries nested more than kPropertyListDepthLimit levels deep, where `{"$dictionary": {...}}` counts as one
 /// level. Time and memory are proportional to the size of the text.
 ///
-/// firstLine: the number of the text's first line in messages.
+/// firstLine: the line number of the first line of the text, for messages.
 ///
 /// Returns the value, or absent with `error` set to the location, the path and the reason: "line 3, column 9
 /// (RuleSets.Base[2]): null is not allowed". `error` is written on failure only. Strings and small containers of one
 /// text share memory blocks of up to 16 KiB; keeping one of them keeps its block alive.
 TAVIK_EXPORT std::optional<Value> readJson(std::string_view text, std::string& error, std::size_t firstLine = 1);
-/// The same, with the locations of all values in `locations`, which stay empty on failure. A "$" form is one value: its
-/// location is that of its opening brace, and what is inside it has none, except for the entries of a "$dictionary".
+/// The same, with the locations of all values in `locations`, which is left empty on failure. A "$" form is one value,
+/// located at its opening brace. Nothing inside it has a location, except for the entries of a "$dictionary".
 TAVIK_EXPORT std::optional<Value> readJson(std::string_view text, std::string& error, ValueLocations& locations);
 
-/// Reads the value of one member of the object that `text` is, for naming a text that is rejected: what comes after the
-/// member may be malformed, and what comes before it must be well-formed JSON, but may be rejected for other reasons.
+/// Reads one member of a JSON object, in order to identify a text that readJson rejects. Text before the member must be
+/// well-formed JSON, but may contain values that readJson rejects; text after it may be malformed.
 ///
 /// Returns the value of the first member with this key, or absent if it is not found or is itself rejected.
 TAVIK_EXPORT std::optional<Value> readJsonMember(std::string_view text, std::string_view key);
@@ -65,16 +65,16 @@ enum class JsonLayout : std::uint8_t {
 /// Writes `value` so that reading gives an equal value, kind for kind. Only what JSON requires is escaped: quotes,
 /// backslashes and control characters up to U+001F.
 ///
-/// Returns the text, without a line end, or absent with `error` set if it could not be read back: nesting beyond
-/// kPropertyListDepthLimit or a date outside the years 1 to 9999, with the path to it ("Boards[2]: the date ...").
-/// `error` is written on failure only.
+/// Returns the text, without a line end. Returns absent with `error` set to a path and a reason ("Boards[2]: the date
+/// ...") if the text could not be read back: for nesting beyond kPropertyListDepthLimit and dates outside the years 1
+/// to 9999. `error` is written on failure only.
 TAVIK_EXPORT std::optional<std::string> writeJson(const Value& value, std::string& error,
                                                   JsonLayout layout = JsonLayout::kOneLine);
-/// The same, appended to `out`, which stays as it is if false is returned.
+/// The same, appended to `out`. Returns false, with `out` unchanged, on failure.
 TAVIK_EXPORT bool appendJson(std::string& out, const Value& value, std::string& error,
                              JsonLayout layout = JsonLayout::kOneLine);
 
-/// Appends a text as a JSON string, with quotes and escapes. The text must be valid UTF-8: it is not checked.
+/// Appends `text` as a JSON string, with quotes and escapes. The text must be valid UTF-8; this is not checked.
 TAVIK_EXPORT void appendJsonString(std::string& out, std::string_view text);
 
 }  // namespace tavik

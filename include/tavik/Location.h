@@ -19,8 +19,8 @@
 
 namespace tavik {
 
-/// A location in a text document. Both numbers start at 1. Columns count characters (Unicode code points); a byte order
-/// mark does not count. LF and CR LF end a line, and in property lists CR.
+/// A location in a text document. Both numbers start at 1. Columns count Unicode code points, without a byte order
+/// mark. Lines end with LF or CR LF; in property lists also with CR.
 struct Location {
   std::size_t line = 1;
   std::size_t column = 1;
@@ -39,14 +39,13 @@ struct ValueLocation {
   friend bool operator==(const ValueLocation&, const ValueLocation&) = default;
 };
 
-/// The locations of a document's values in document order: one per value, each before those of the values inside it.
+/// The locations of a document's values in document order: one per value; a container comes before its elements.
 using ValueLocations = std::vector<ValueLocation>;
 
-/// Finds the location of `part`, which is `document` itself or a value inside it. Values are told apart by their
-/// address, so `document` must be what the reader returned, or have been moved from it, and `part` must be a reference
-/// into it, not a copy.
+/// Finds the location of `part`, which is `document` itself or a value inside it. Values are identified by address:
+/// `document` must be the value that the reader returned, possibly moved, and `part` a reference into it, not a copy.
 ///
-/// Returns null if `part` is not found or `locations` do not belong to `document`. The time is proportional to the
+/// Returns null if `part` is not found or `locations` does not belong to `document`. Takes time proportional to the
 /// number of values before `part`. Thread-safe.
 TAVIK_EXPORT const ValueLocation* findLocation(const Value& document, const ValueLocations& locations,
                                                const Value& part);

@@ -34,66 +34,64 @@ class Kinds {
 
 struct EntryFacts;
 
-/// What a predicate takes as its attribute, as its expected value or as a part of that value. A string_view or span is
-/// empty, a pointer null where there is nothing to say.
+/// What a predicate accepts as its attribute, as its expected value, or as a part of that value. Empty strings, empty
+/// spans and null pointers mean that there is no restriction.
 struct ValueFacts {
-  /// As what a value is read. Numbers come from numbers, from booleans and from the digits that a string begins with; a
-  /// string without digits is 0. See Value.h, "Conversions".
+  /// How a value is read. See "Conversions" in Value.h; a string reads as the number at its start, or as 0.
   enum class ReadAs : std::uint8_t { kItself, kInteger, kLong, kReal, kBoolean };
   /// What an empty string, array or dictionary means.
   enum class Empty : std::uint8_t {
     kOrdinary,          ///< nothing special
     kNeverPasses,       ///< no attribute passes
-    kPassesEmptyAlone,  ///< only an attribute without elements passes
+    kPassesEmptyAlone,  ///< only an empty attribute passes
     kPassesAlways,      ///< every attribute of the right kind passes
   };
-  /// Which of an array's elements have to do with the attribute for it to pass.
+  /// How many of an array's elements must match for the attribute to pass.
   enum class Elements : std::uint8_t { kSome, kEvery };
-  /// What becomes of another kind than `kinds`.
+  /// What a value of a kind outside `kinds` means.
   enum class OtherKind : std::uint8_t {
     kFails,       ///< no attribute passes
-    kPassedOver,  ///< it counts as not there
+    kPassedOver,  ///< the value is ignored
   };
 
-  /// Where these are not met, see `otherKind`.
+  /// The kinds accepted; see `otherKind` for the others.
   Kinds kinds = Kinds::any();
   ReadAs readAs = ReadAs::kItself;
-  /// What it is meant to be, for people: "serial number".
+  /// What the value is, for people: "serial number".
   std::string_view role = {};
   Empty empty = Empty::kOrdinary;
   OtherKind otherKind = OtherKind::kFails;
 
-  /// A string that passes has exactly so many characters; 0: any number.
+  /// A string must have exactly this many characters to pass; 0: any number.
   std::size_t characters = 0;
-  /// A string that passes has an even number of characters.
+  /// A string must have an even number of characters to pass.
   bool inPairs = false;
-  /// A string that passes consists of these; empty: of any.
+  /// A string must consist of these characters to pass; empty: any.
   std::string_view onlyOf = {};
-  /// A string that passes has none of these.
+  /// A string must not contain these characters to pass.
   std::string_view noneOf = {};
-  /// A number below 0, or of this size or more, is a fault; 0: none is.
+  /// A number that is negative, or at least this large, is a fault; 0: no number is.
   std::int32_t numberLimit = 0;
 
-  /// Of an array.
+  /// For an array: its elements.
   const ValueFacts* elements = nullptr;
   Elements elementsNeeded = Elements::kSome;
-  /// Of a dictionary that is a table: one of its keys is looked up for a device.
+  /// For a dictionary used as a table, in which one key is looked up per device: its keys and entries.
   const ValueFacts* tableKeys = nullptr;
   const ValueFacts* tableEntries = nullptr;
-  /// Of a dictionary with entries of fixed names; any other is passed over.
+  /// For a dictionary with fixed keys; other keys are ignored.
   std::span<const EntryFacts> entries = {};
-  /// "Mask" and "Result" are of one length, and no bit is set in "Result" that is not in "Mask"; else nothing passes.
+  /// To pass, "Mask" and "Result" must have the same length, and "Result" must not have bits set that "Mask" lacks.
   bool isMask = false;
 };
 
-/// What becomes of a rule, where its attribute is of the right kind, without an expected value or without an entry of
-/// that value.
+/// The effect of a missing expected value, or of a missing entry in it, on a rule whose attribute has the right kind.
 enum class Without : std::uint8_t {
   kFails,              ///< fails for every device
   kPasses,             ///< passes for every device
-  kComparesWithZero,   ///< as if it were 0
-  kComparesWithFalse,  ///< as if it were false
-  kSame,               ///< the same as with one
+  kComparesWithZero,   ///< compares with 0
+  kComparesWithFalse,  ///< compares with false
+  kSame,               ///< none
   kFault,              ///< a fault (`std::invalid_argument`) ends the check
 };
 
@@ -104,40 +102,41 @@ struct EntryFacts {
   Without without;
 };
 
-/// What a rule author, or a program that reads rules, has to know of a predicate. The predicates themselves are members
-/// of `ZRTTavikKernel`, described there.
+/// The properties of a predicate, for rule authors and for programs that process rules. The predicates themselves are
+/// members of `ZRTTavikKernel` and documented there.
 ///
 ///     const PredicateFacts* facts = PredicateFacts::find("hasPrefix");
 ///     if (facts != nullptr && facts->withoutValue == Without::kPasses) { /* such a rule needs a value */ }
 ///
-/// Constant, and there as long as the library is; safe from any thread.
+/// Constant and thread-safe. Valid as long as the library is loaded.
 struct TAVIK_EXPORT PredicateFacts {
-  /// As rules name it.
+  /// The name in predicate expressions.
   std::string_view word;
-  /// When it passes, in words for people: what follows "Passes when"; "it" is the attribute.
+  /// When it passes, for people: completes "Passes when ..."; "it" is the attribute.
   std::string_view meaning;
-  /// The form that it has: (attribute, references, value), else (attribute, value). In a rule that calls the other
-  /// form it is an unknown predicate.
+  /// Which form it has: (attribute, references, value) if true, (attribute, value) if false. A rule that calls the
+  /// other form has an unknown predicate.
   bool takesReferences = false;
-  /// A rule that consists of this word alone, with references and without a value, takes its first reference as value.
+  /// If a rule's expression is this word alone, and the rule has references but no value, the first reference is the
+  /// value.
   bool firstReferenceMayBeValue = false;
-  /// Hands its value on to the station; lost in AND and OR.
+  /// Forwards its value to the station, except in an AND or OR.
   bool forwards = false;
-  /// Whether the attribute counts, apart from being there.
+  /// Whether it reads the attribute. Even if it does not, a device without the attribute fails the rule.
   bool readsAttribute = true;
   ValueFacts attribute = {};
-  /// Says nothing where `withoutValue` is `Without::kSame`: then the value is not read.
+  /// Without restrictions if `withoutValue` is `Without::kSame`, because the value is not read.
   ValueFacts value = {};
   Without withoutValue = Without::kFails;
-  /// The names of the references that it reads, all of them strings; without one of them it fails.
+  /// The names of the references that it reads, all of them strings. It fails if one is missing.
   std::span<const std::string_view> references = {};
-  /// Reads the one reference that there is, of whatever name: without any, a fault (`std::out_of_range`) ends the
-  /// check, with more it fails.
+  /// Reads the rule's only reference, under any name. Without references a fault (`std::out_of_range`) ends the check;
+  /// with more than one it fails.
   bool readsTheOnlyReference = false;
 
-  /// Every predicate, sorted by word.
+  /// All predicates, sorted by word.
   static std::span<const PredicateFacts> all() noexcept;
-  /// Null when there is no such predicate.
+  /// The predicate named `word`; null if there is none.
   static const PredicateFacts* find(std::string_view word) noexcept;
 };
 

@@ -12,24 +12,24 @@
 
 namespace tavik {
 
-/// The part of a kernel that knows no rule documents: its predicates by name, its errors and its log. Predicate trees
-/// see no more of a kernel than this; a host makes one to evaluate expressions without rule documents.
+/// The part of a kernel that does not depend on rule documents: predicates by name, errors and the log. A host can
+/// create one to evaluate predicate expressions (AbstractTree.h) without rule documents.
 ///
-/// Immutable; safe from any thread.
+/// Immutable and thread-safe.
 class TAVIK_EXPORT PredicateKernel {
  public:
-  /// Raises `std::invalid_argument` when `platform` is null.
+  /// Raises `std::invalid_argument` if `platform` is null.
   explicit PredicateKernel(std::shared_ptr<const Platform> platform);
 
-  /// Calls the predicate that rules name by `word`: in its form (attribute, references, value) when `references` is
-  /// given, else in its form (attribute, value). A predicate has one of the two forms; the other finds nothing.
+  /// Calls the predicate named `word` in its form (attribute, references, value), or (attribute, value) if `references`
+  /// is null. Each predicate has only one of the two forms.
   ///
-  /// Returns the predicate's record, absent when there is no such operation. Makes no allocation to look it up. Raises
-  /// what the predicate raises.
+  /// Returns the predicate's record, or absent if there is no such predicate in that form. Raises what the predicate
+  /// raises.
   [[nodiscard]] std::optional<Dictionary> perform(std::string_view word, const Value* attribute,
                                                   const Dictionary* references, const Value* value) const;
 
-  /// Makes the error and logs "*******ERROR:%@*******" with its message.
+  /// Creates an error and logs "*******ERROR:%@*******" with its message.
   [[nodiscard]] Error handleError(std::int32_t code, std::string_view msg) const;
 
   [[nodiscard]] const Platform& platform() const noexcept { return *platform_; }

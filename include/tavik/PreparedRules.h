@@ -13,7 +13,7 @@ namespace tavik {
 class PreparedDocuments;
 class ZRTTavikKernel;
 
-/// A product's rules made ready, for hosts that check many devices against one pair of documents.
+/// Prepared local rules, for hosts that check many devices with the same documents.
 ///
 ///     const std::shared_ptr<const PreparedRules> rules = kernel->prepare(&localRules);
 ///     for (const Dictionary& device : devices) {
@@ -21,11 +21,11 @@ class ZRTTavikKernel;
 ///     }
 ///
 /// The signature is checked once, when the rules are prepared. Prepared rules stay trusted for their lifetime; prepare
-/// again when keys or documents change. The rules of a part number and region are assembled for the first device that
-/// has them, and kept: up to 262,144 rules in all (about 60 MB). Beyond that, the rules of further part numbers and
-/// regions are assembled for each device.
+/// again when keys or documents change. The rules for a part number and region are assembled for the first such device
+/// and kept, up to a total of 262,144 rules (about 60 MB). Beyond that limit, the rules for further part numbers and
+/// regions are assembled again for each device.
 ///
-/// Safe from any thread. Does not need its kernel any longer.
+/// Immutable and thread-safe. May outlive its kernel.
 class TAVIK_EXPORT PreparedRules {
  public:
   PreparedRules(const PreparedRules&) = delete;
@@ -43,8 +43,8 @@ class TAVIK_EXPORT PreparedRules {
   [[nodiscard]] CheckOutcome run(const Dictionary& deviceAttributes,
                                  const Dictionary* sourcesForReferenceValues = nullptr, Dictionary station = {}) const;
 
-  /// Why the local rules are rejected, so that no run has a verdict: there are none, they are not trusted, or they are
-  /// empty. Null if they are accepted. Valid as long as this object.
+  /// Why the local rules are rejected: they are missing, not trusted or empty. Then no run has a verdict. Null if they
+  /// are accepted. Valid as long as this object.
   [[nodiscard]] const Reason* rejection() const noexcept;
 
   /// The content of the local rules, as the platform validated it; empty if they are rejected. Valid as long as this

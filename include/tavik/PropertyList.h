@@ -1,5 +1,5 @@
 /// @file
-/// Property lists as files and bytes: reads XML, binary and old-style text; writes XML and binary.
+/// Reads and writes property lists. Reads XML, binary and old-style text; writes XML and binary.
 ///
 ///     std::string error;
 ///     std::optional<Value> rules = readPropertyListFile("rules.plist", error);
@@ -21,7 +21,7 @@
 namespace tavik {
 
 enum class PropertyListFormat : std::uint8_t {
-  kXml,     ///< XML property list 1.0 in UTF-8, without a document type line
+  kXml,     ///< XML property list 1.0 in UTF-8, without a document type declaration
   kBinary,  ///< binary property list, version 00
 };
 
@@ -30,16 +30,17 @@ inline constexpr int kPropertyListDepthLimit = 512;
 
 /// Reads one property list. The encoding is detected by content: XML, binary (version 00) or old-style text.
 ///
-/// The bytes may come from anywhere. Rejected are malformed documents, text that is not UTF-8, nesting beyond the
-/// limit, a key given twice in one dictionary, integers outside signed 64 bits, numbers too large for a double (one
-/// that is too small reads as 0), dates outside the years 1 to 9999, kinds that a `Value` lacks (sets, UIDs, null),
-/// document type declarations with an internal subset, and binary objects that contain themselves or that, shared many
-/// times over, stand for far more than the file holds. Time and memory are proportional to the size of the bytes.
+/// The bytes are not trusted. The reader rejects malformed documents, text that is not UTF-8, nesting beyond the limit,
+/// a key given twice in one dictionary, integers outside signed 64 bits, numbers too large for a double (one that is
+/// too small reads as 0), dates outside the years 1 to 9999, kinds that a `Value` cannot hold (sets, UIDs, null) and
+/// document type declarations with an internal subset. In binary property lists, it rejects objects that contain
+/// themselves, and objects shared so often that the value would be far larger than the file. Time and memory are
+/// proportional to the number of bytes.
 ///
 /// Returns the value, or absent with `error` set to the location and the reason: "line 3, column 9: ..." for XML and
 /// text, "byte 17: ..." for binary. `error` is written on failure only.
 TAVIK_EXPORT std::optional<Value> readPropertyList(std::span<const std::uint8_t> bytes, std::string& error);
-/// The same, with the locations of all values in `locations`. They stay empty for a binary property list and on
+/// The same, with the locations of all values in `locations`, which is left empty for a binary property list and on
 /// failure.
 TAVIK_EXPORT std::optional<Value> readPropertyList(std::span<const std::uint8_t> bytes, std::string& error,
                                                    ValueLocations& locations);
@@ -48,22 +49,23 @@ TAVIK_EXPORT std::optional<Value> readPropertyList(std::span<const std::uint8_t>
 /// Reads only regular files, of at most 1 GiB.
 TAVIK_EXPORT std::optional<Value> readPropertyListFile(const std::string& path, std::string& error);
 
-/// Writes `value` so that reading gives an equal value, kind for kind: integers stay integers, floating-point numbers
-/// and booleans stay what they are, and dates keep their fraction. Characters that XML cannot hold, such as NUL, are
-/// written as numeric references ("&#0;"), which the reader accepts.
+/// Writes `value` so that reading gives an equal value of the same kind: integers, floating-point numbers and booleans
+/// stay distinct, and dates keep their fraction. Characters that are not allowed in XML, such as NUL, are written as
+/// numeric references ("&#0;"), which the reader accepts.
 ///
-/// Returns the document, or absent with `error` set if it could not be read back: nesting beyond the limit or a date
-/// outside the years 1 to 9999, with the path to it ("Rules[2]: the date ..."). `error` is written on failure only.
+/// Returns the document. Returns absent with `error` set to a path and a reason ("Rules[2]: the date ...") if the
+/// document could not be read back: for nesting beyond the limit and dates outside the years 1 to 9999. `error` is
+/// written on failure only.
 TAVIK_EXPORT std::optional<Data> writePropertyList(const Value& value, PropertyListFormat format, std::string& error);
 
-/// A date as XML property lists and JSON hold it: "2026-11-21T01:02:03Z" in UTC. A fraction of the seconds ("03.25Z")
-/// is written only when it is not zero, with as many digits as needed to read back the same date. Absent outside the
-/// years 1 to 9999.
+/// A date as text in XML property lists and JSON: "2026-11-21T01:02:03Z" in UTC. A fraction of a second ("03.25Z") is
+/// written only if it is not zero, with as many digits as needed to read back the same date. Absent outside the years 1
+/// to 9999.
 TAVIK_EXPORT std::optional<std::string> dateToIsoText(Date date);
 
-/// The date nearest to such a text, whose fraction may have any number of digits. Absent if the text has another form,
-/// names a time that does not exist (the 30th of February, 24:00:00) or a leap second, or is outside the years 1 to
-/// 9999.
+/// Reads such a text; the fraction may have any number of digits and is rounded to the nearest date. Absent if the text
+/// has another form, names a time that does not exist (February 30, 24:00:00) or a leap second, or is outside the years
+/// 1 to 9999.
 TAVIK_EXPORT std::optional<Date> dateFromIsoText(std::string_view text);
 
 }  // namespace tavik

@@ -10,45 +10,46 @@
 
 namespace tavik {
 
-/// Decodes what a device keeps of its own configuration: the SysCfg blob (fields named by four-character tags) and the
-/// control-bit block (one test-status record for each control-bit number). All integers in both are little-endian.
+/// Decodes a device's stored configuration: the SysCfg blob (fields named by four-character tags) and the control-bit
+/// block (one test-status record per control bit). All integers are little-endian.
 ///
-/// Bytes come from the device and are not trusted: every read is checked against their length, decoding stops at the
-/// first entry or record that is cut short and keeps what came before. Time and memory are linear in the input. Nothing
-/// is raised but `std::bad_alloc`; every operation is a pure function and safe from any thread.
+/// The bytes are not trusted. Decoding stops at the first truncated entry or record and keeps the ones before it. Time
+/// and memory are linear in the input. Raises only `std::bad_alloc`. All operations are thread-safe.
 class TAVIK_EXPORT SystemConfig {
  public:
   SystemConfig() = delete;
 
-  /// A SysCfg blob as tag -> value; the value is a string where the bytes are text, else data. Of two entries with one
-  /// tag the later wins. Absent (null) or empty data, or a blob too short for a header, gives an empty dictionary.
+  /// Decodes a SysCfg blob into tag -> value. A value is a string if `tryConvertValueToString` takes its bytes for
+  /// text, and data otherwise. If two entries have the same tag, the later one wins. Returns an empty dictionary for
+  /// absent (null) or empty data and for a blob too short for a header.
   ///
-  /// Decoding also stops at an entry whose value lies outside the blob. Values may share bytes of the blob; so that a
-  /// small blob cannot stand for very much, it stops at the entry that would bring all values together beyond 16 MiB
-  /// and beyond eight times the size of the blob.
+  /// Decoding also stops at an entry whose value lies outside the blob. Values may share bytes of the blob. To limit
+  /// the output of a small blob, decoding stops at the entry that would bring the total size of all values above both
+  /// 16 MiB and eight times the size of the blob.
   static Dictionary sysCfgFromData(const Data* data);
 
-  /// A control-bit block as its records, in order: 254 of them from a whole block of 8192 bytes, as many whole records
-  /// as a shorter one holds, none from absent (null) or empty data.
+  /// Decodes a control-bit block into its records, in order: 254 records for a complete block of 8192 bytes, the
+  /// complete records of a shorter one, and none for absent (null) or empty data.
   static Array controlBitsFromData(const Data* data);
 
-  /// Records in a whole control-bit block.
+  /// Records in a complete control-bit block.
   static constexpr std::size_t kControlBitCount = 254;
 
   /// Bytes in one control-bit record.
   static constexpr std::size_t kControlBitSize = 32;
 
-  /// One control-bit record: "Test State" (string), "Erase Count", "Abs Fail Count", "Rel Fail Count" (integers),
-  /// "Timestamp" (date), "Software Version" (string).
+  /// Decodes one control-bit record: "Test State" (string), "Erase Count", "Abs Fail Count", "Rel Fail Count"
+  /// (integers), "Timestamp" (date), "Software Version" (string).
   static Dictionary convertControlBitToDict(std::span<const std::uint8_t, kControlBitSize> record);
 
   /// "Pass", "Incomplete", "Fail" or "Untested" for the codes 0 to 3, "Unknown" for any other.
   static std::string testStateToString(std::uint32_t code);
 
-  /// The four characters of a tag word, most significant byte first; a byte above 0x7F is the character of that number.
+  /// The four characters of a tag, most significant byte first. A byte above 0x7F is the Unicode character with that
+  /// number.
   static std::string convertTag(std::uint32_t tag);
 
-  /// Text (a string) when the bytes are printable ASCII followed only by NUL bytes or by nothing; else the same bytes.
+  /// A string if the bytes are printable ASCII, optionally followed by NUL bytes; otherwise the same data.
   static Value tryConvertValueToString(const Data& bytes);
 };
 

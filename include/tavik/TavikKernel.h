@@ -1,18 +1,18 @@
 /// @file
-/// The whole of libTavikKernel. What holds everywhere:
+/// All of libTavikKernel. The following conventions apply to every header:
 ///
-/// - **Ownership.** Everything returned is new and belongs to the caller; arguments are borrowed for the length of
-///   the call and never changed, except where an operation says so. Copies of values are cheap (Value.h).
-/// - **Absent.** An argument that may be absent is a pointer that may be null; a result that may be absent is a
-///   `std::optional` or a null `std::unique_ptr`. Absent is not a value and never stands in a container.
-/// - **Text** is UTF-8, valid wherever the library hands it out. Characters are Unicode code points.
-/// - **Failures are of three kinds that never mix.** What is wrong with a device is a failing record; what is wrong
-///   with a rule document is an `Error` or a failing record about the document; what a host or rule author must not
-///   do is a fault: an exception, `std::out_of_range` or `std::invalid_argument`, that ends the call. After a fault
-///   everything stays usable. `std::bad_alloc` passes through. The functions of DERDecoder.h raise nothing; their
-///   misuse ends the process with the broken condition's text.
-/// - **Threads.** There is no global state. One kernel serves any number of threads at once; what a call is given
-///   must not be changed by another thread meanwhile.
+/// - **Ownership.** Results are new and belong to the caller. Arguments are borrowed for the duration of the call and
+///   are not changed unless the operation says so. Copies of values are cheap (Value.h).
+/// - **Absent.** An argument that may be absent is a pointer that may be null. A result that may be absent is a
+///   `std::optional`, or a pointer that may be null. Absent is not a value: containers never hold it.
+/// - **Text** is UTF-8, and always valid in results. Characters are Unicode code points.
+/// - **Failures** are of three kinds. A problem with a device gives a failing record. A problem with a rule document
+///   gives an `Error`, or a failing record about the document. Misuse by the host or by a rule is a fault: an
+///   exception, `std::out_of_range` or `std::invalid_argument`, that ends the call and leaves all objects usable. Any
+///   operation that allocates may raise `std::bad_alloc`. The functions in DERDecoder.h raise nothing; misuse of them
+///   aborts the process.
+/// - **Threads.** There is no global state. Immutable objects, such as kernels, may be used from any number of threads
+///   at once. Arguments must not be changed by another thread during a call.
 #ifndef TAVIK_KERNEL_H
 #define TAVIK_KERNEL_H
 

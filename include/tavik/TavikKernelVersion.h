@@ -7,8 +7,8 @@
 extern "C" {
 #endif
 
-/** Identifies the build: "@(#)PROGRAM:TavikKernel  PROJECT:KWMX-3.19\n", zero-terminated. The marker at its start is
- * what what(1) looks for in a file. */
+/** Identifies the build: "@(#)PROGRAM:TavikKernel  PROJECT:KWMX-3.19\n", zero-terminated. what(1) finds it in a file by
+ * its first four characters. */
 TAVIK_EXPORT extern const char TavikKernelVersionString[];
 
 /** The library version, 3.19: the number in the string above and in the first record of every check run. */

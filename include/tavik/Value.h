@@ -6,29 +6,25 @@
 ///     device.set("TotalDiskCapacity", Value(64000000000));
 ///     device.set("Boards", Array::of("A1", "B2"));
 ///
-///     const Value* model = device.find("ModelNumber");   // read: null where there is none
+///     const Value* model = device.find("ModelNumber");   // read: null if there is none
 ///     if (device.findString("ModelNumber") == "MD123") { /* ... */ }
 ///
 ///     Dictionary copy = device;                          // copy: shares the contents, allocates nothing
 ///     copy.set("ModelNumber", "MD456");                  // change: `device` keeps its own
 ///
-/// What holds for all types of this header:
+/// The following applies to all types in this header:
 ///
-/// - **Absent is not a value.** A lookup that finds nothing gives a null pointer; an argument that may be absent is a
-///   `const Value*`. A container never holds an absent value.
-/// - **Copies share, writes separate.** A copy never allocates. Strings of up to 15 bytes lie inside their `Value`;
-///   longer strings, data, arrays and dictionaries are shared between copies and copied at the first write to one of
-///   them.
-/// - **References live as long as nothing writes.** A pointer, reference, `string_view` or iterator got from a
-/// container
-///   holds until that container is changed, assigned to or destroyed.
-/// - **Any depth.** Copying, comparing, describing and destroying need no stack in proportion to the nesting.
-/// - **Threads.** Different objects may be used from different threads even while they share contents. One object may
-/// be read
-///   by many threads; changing it needs it alone.
-/// - **Failures.** `std::out_of_range` for an index beyond the end and `std::invalid_argument` for storing an absent
-/// value
-///   are faults of the caller; `std::bad_alloc` leaves the container as it was.
+/// - **Absent is not a value.** A lookup that finds nothing returns a null pointer, and an argument that may be absent
+///   is a `const Value*`. Containers never hold absent values.
+/// - **Copy-on-write.** Copying never allocates. Strings of up to 15 bytes are stored inside their `Value`. Longer
+///   strings, data, arrays and dictionaries are shared between copies until one of the copies is changed.
+/// - **References.** A pointer, reference, `string_view` or iterator obtained from a container is valid until that
+///   container is changed, assigned to or destroyed.
+/// - **Nesting.** Values may be nested to any depth; the stack use of operations does not grow with the depth.
+/// - **Threads.** Different objects may be used from different threads, even if they share contents. One object may be
+///   read by many threads at once; a change needs exclusive access.
+/// - **Failures.** An index past the end raises `std::out_of_range`, and storing an absent value raises
+///   `std::invalid_argument`. `std::bad_alloc` leaves the container unchanged.
 #ifndef TAVIK_VALUE_H
 #define TAVIK_VALUE_H
 
@@ -60,7 +56,7 @@ struct Bytes;       // shared text or data
 struct Elements;    // shared elements of an array
 struct Entries;     // shared entries of a dictionary
 struct Entry;       // one key with its value
-class ValueAccess;  // the library's own way in
+class ValueAccess;  // the library's access to the representation
 }  // namespace detail
 
 /// A byte string, possibly empty. The bytes never change; assign another `Data` to change a variable.
@@ -78,7 +74,7 @@ class TAVIK_EXPORT Data {
   [[nodiscard]] bool empty() const noexcept { return bytes_ == nullptr; }
   [[nodiscard]] std::span<const std::uint8_t> bytes() const noexcept;
 
-  /// Byte by byte.
+  /// Compares byte by byte.
   friend TAVIK_EXPORT bool operator==(const Data& left, const Data& right) noexcept;
 
  private:
@@ -87,16 +83,15 @@ class TAVIK_EXPORT Data {
   detail::Bytes* bytes_ = nullptr;  // null: empty
 };
 
-/// A point in time, kept with the full precision of a binary property list: seconds, with their fraction, from
-/// 2001-01-01 00:00:00 UTC.
+/// A point in time: seconds since 2001-01-01 00:00:00 UTC, with a fraction, as in binary property lists.
 class Date {
  public:
   /// Seconds from 1970-01-01 00:00:00 UTC to 2001-01-01 00:00:00 UTC.
   static constexpr double kEpochToReference = 978307200.0;
 
-  /// `seconds` from 2001-01-01 00:00:00 UTC, negative before it.
+  /// seconds: since 2001-01-01 00:00:00 UTC; negative for earlier dates.
   static constexpr Date sinceReference(double seconds) noexcept { return Date(seconds); }
-  /// `seconds` from 1970-01-01 00:00:00 UTC, negative before it.
+  /// seconds: since 1970-01-01 00:00:00 UTC; negative for earlier dates.
   static constexpr Date sinceEpoch(double seconds) noexcept { return Date(seconds - kEpochToReference); }
 
   [[nodiscard]] constexpr double secondsSinceReference() const noexcept { return seconds_; }
@@ -113,7 +108,7 @@ class Date {
 class TAVIK_EXPORT Array {
  public:
   Array() noexcept = default;
-  /// An array of the given values, each anything a `Value` can be made from: `Array::of("A", 5, Value(true))`.
+  /// Makes an array of items that a `Value` can be constructed from: `Array::of("A", 5, Value(true))`.
   template <class... Items>
   static Array of(Items&&... items);
   Array(const Array& other) noexcept;
@@ -123,34 +118,33 @@ class TAVIK_EXPORT Array {
 
   [[nodiscard]] std::size_t size() const noexcept;
   [[nodiscard]] bool empty() const noexcept { return size() == 0; }
-  /// The element at `index`, from 0. Raises `std::out_of_range` when there is none.
+  /// The element at `index`, counted from 0. Raises `std::out_of_range` if there is none.
   [[nodiscard]] const Value& at(std::size_t index) const;
   [[nodiscard]] const Value* begin() const noexcept;
   [[nodiscard]] const Value* end() const noexcept;
-  /// Whether some element equals `value`.
+  /// Whether an element equals `value`.
   [[nodiscard]] bool contains(const Value& value) const;
 
   void append(Value value);
-  /// Replaces the element at `index`. Raises `std::out_of_range` when there is none.
+  /// Replaces the element at `index`. Raises `std::out_of_range` if there is none.
   void set(std::size_t index, Value value);
-  /// Makes room for `count` elements in all.
+  /// Allocates room for a total of `count` elements.
   void reserve(std::size_t count);
 
-  /// Element by element, in order.
+  /// Compares element by element, in order.
   friend TAVIK_EXPORT bool operator==(const Array& left, const Array& right);
 
  private:
   friend class Value;
   friend class detail::ValueAccess;
-  detail::Elements* elements_ = nullptr;  // null: empty, no room made
+  detail::Elements* elements_ = nullptr;  // null: empty, nothing allocated
 };
 
-/// Keys (strings) with their values, in the order in which the keys were first stored: replacing a value keeps its
-/// place, a key erased and stored again goes last. Small dictionaries are scanned, large ones find a key in constant
-/// time.
+/// String keys with values, in insertion order: replacing a value keeps its position, and a key that is erased and
+/// stored again goes last. Lookups scan small dictionaries and take constant time in large ones.
 class TAVIK_EXPORT Dictionary {
  public:
-  /// What an iterator gives: `for (const auto [key, value] : dictionary)`.
+  /// What an iterator yields: `for (const auto [key, value] : dictionary)`.
   struct Item {
     std::string_view key;
     const Value& value;
@@ -158,7 +152,7 @@ class TAVIK_EXPORT Dictionary {
   class Iterator;
 
   Dictionary() noexcept = default;
-  /// Stores the entries in turn: `Dictionary{{"ModelNumber", "MD123"}, {"RegionInfo", "LL/A"}}`.
+  /// Stores the entries in order: `Dictionary{{"ModelNumber", "MD123"}, {"RegionInfo", "LL/A"}}`.
   Dictionary(std::initializer_list<std::pair<std::string_view, Value>> entries);
   Dictionary(const Dictionary& other) noexcept;
   Dictionary(Dictionary&& other) noexcept : entries_(std::exchange(other.entries_, nullptr)) {}  // leaves `other` empty
@@ -170,32 +164,32 @@ class TAVIK_EXPORT Dictionary {
   [[nodiscard]] Iterator begin() const noexcept;
   [[nodiscard]] Iterator end() const noexcept;
 
-  /// The value stored under `key`; null when there is none.
+  /// The value stored under `key`; null if there is none.
   [[nodiscard]] const Value* find(std::string_view key) const noexcept;
-  /// The same, absent also when the value is of another kind.
+  /// The same for a value of one kind; absent or null if there is none or it has another kind.
   [[nodiscard]] std::optional<std::string_view> findString(std::string_view key) const noexcept;
   [[nodiscard]] const Data* findData(std::string_view key) const noexcept;
   [[nodiscard]] const Array* findArray(std::string_view key) const noexcept;
   [[nodiscard]] const Dictionary* findDictionary(std::string_view key) const noexcept;
   [[nodiscard]] bool contains(std::string_view key) const noexcept { return find(key) != nullptr; }
 
-  /// Stores `value` under `key`, in the place of an earlier value or last. A key is text as in
+  /// Stores `value` under `key`: replaces the key's value, or appends a new entry. The key is converted as by
   /// `Value(std::string_view)`.
   void set(std::string_view key, Value value);
-  /// The same for a value that may be absent: raises `std::invalid_argument` for null.
+  /// The same; raises `std::invalid_argument` if `value` is null.
   void set(std::string_view key, const Value* value);
-  /// The same, except that a new key goes before all others.
+  /// The same, but a new entry goes before all others.
   void setFirst(std::string_view key, Value value);
-  /// Stores `value`, or erases `key` when `value` is null.
+  /// Stores `value`, or erases `key` if `value` is null.
   void setOrRemove(std::string_view key, const Value* value);
-  /// Stores every entry of `other`, in its order.
+  /// Stores every entry of `other`, in order.
   void setAll(const Dictionary& other);
-  /// Removes the entry under `key`; returns whether there was one. The others keep their order.
+  /// Removes the entry for `key`; returns whether there was one. The other entries keep their order.
   bool erase(std::string_view key);
-  /// Makes room for `count` entries in all.
+  /// Allocates room for a total of `count` entries.
   void reserve(std::size_t count);
 
-  /// Entry by entry, whatever the order.
+  /// Compares entry by entry; the order does not matter.
   friend TAVIK_EXPORT bool operator==(const Dictionary& left, const Dictionary& right);
 
  private:
@@ -204,24 +198,24 @@ class TAVIK_EXPORT Dictionary {
   void makeOwn(std::size_t needed);
   void store(Value key, Value value, bool first);
   void append(Value key, Value value);
-  detail::Entries* entries_ = nullptr;  // null: empty, no room made
+  detail::Entries* entries_ = nullptr;  // null: empty, nothing allocated
 };
 
-/// The kinds of value.
+/// The kinds of values.
 enum class Kind : std::uint8_t { kString, kNumber, kBoolean, kData, kDate, kArray, kDictionary };
 
-/// One value. 16 bytes; a moved-from value is the empty string.
+/// A value, in 16 bytes. A moved-from value is the empty string.
 class TAVIK_EXPORT Value {
  public:
   /// The empty string.
   Value() noexcept { setWords({}); }
-  /// Text in UTF-8, NUL characters included. Bytes that are no UTF-8 become U+FFFD, one for each malformed sequence, so
-  /// that a string is valid whatever a host passes.
+  /// A string from UTF-8 text, which may contain NUL characters. Each malformed sequence becomes one U+FFFD, so a
+  /// string is always valid UTF-8.
   Value(std::string_view text);
   Value(const std::string& text) : Value(std::string_view(text)) {}
-  /// The same up to the first NUL; raises `std::invalid_argument` for null.
+  /// The same for text that ends at the first NUL. Raises `std::invalid_argument` for a null pointer.
   Value(const char* text);
-  /// A number. `Value(5)`, never `Value x = 5`: a number is told from a boolean where it is made.
+  /// A number. Explicit, as for booleans, so that neither converts to the other by accident: write `Value(5)`.
   template <std::integral Integer>
   requires(!std::same_as<Integer, bool> && !std::same_as<Integer, char> &&
            (std::signed_integral<Integer> ||
@@ -235,7 +229,7 @@ class TAVIK_EXPORT Value {
   Value(Date date) noexcept : Value(kDate, std::bit_cast<std::uint64_t>(date)) {}
   Value(Array array) noexcept : Value(kArray, std::move(array)) {}
   Value(Dictionary dictionary) noexcept : Value(kDictionary, std::move(dictionary)) {}
-  /// A pointer is no value: dereference it, or use the operations that take `const Value*`.
+  /// Pointers are not values: dereference them, or use an operation that takes `const Value*`.
   template <class Pointee>
   requires(!std::same_as<std::remove_cv_t<Pointee>, char>) Value(Pointee*)
   = delete;
@@ -280,17 +274,17 @@ class TAVIK_EXPORT Value {
   }
   [[nodiscard]] bool isString() const noexcept { return tag() <= kLongestShort || tag() == kLongString; }
 
-  /// The contents, absent or null when the value is of another kind.
+  /// The contents; absent or null if the value has another kind.
   [[nodiscard]] std::optional<std::string_view> ifString() const noexcept {
     if (tag() <= kLongestShort) return std::string_view(reinterpret_cast<const char*>(storage_), tag());
     if (tag() == kLongString) return longText();
     return std::nullopt;
   }
-  /// A number kept as an integer.
+  /// A number stored as an integer.
   [[nodiscard]] std::optional<std::int64_t> ifInteger() const noexcept {
     return tag() == kInteger ? std::optional(std::bit_cast<std::int64_t>(words().low)) : std::nullopt;
   }
-  /// A number kept as a floating-point number.
+  /// A number stored in floating point.
   [[nodiscard]] std::optional<double> ifReal() const noexcept {
     return tag() == kReal ? std::optional(std::bit_cast<double>(words().low)) : std::nullopt;
   }
@@ -306,10 +300,10 @@ class TAVIK_EXPORT Value {
     return tag() == kDictionary ? contents<Dictionary>() : nullptr;
   }
 
-  /// Strings by exact characters, numbers by numeric value (5 equals 5.0), booleans by truth, data by bytes, dates by
-  /// point in time, arrays element by element, dictionaries entry by entry whatever the order. Values of different
-  /// kinds are never equal: neither "5" and 5, nor 1 and true. NaN equals nothing, save that a container equals its own
-  /// copy without a look inside.
+  /// Strings are equal if their characters are, numbers by numeric value (5 equals 5.0), data by bytes, dates by point
+  /// in time, arrays element by element, and dictionaries entry by entry in any order. Values of different kinds are
+  /// never equal: "5" is not 5, and 1 is not true. NaN is not equal to itself, but a container with NaN in it equals
+  /// its unchanged copies.
   friend TAVIK_EXPORT bool operator==(const Value& left, const Value& right);
 
  private:
@@ -317,9 +311,9 @@ class TAVIK_EXPORT Value {
   friend class Dictionary;
   friend class detail::ValueAccess;
 
-  // The last byte of the storage. Up to 15 it is the length of a string that lies in the bytes before it, so that a
-  // zeroed value is the empty string; from kFirstShared on, the first eight bytes point to shared contents or are null.
-  // kErased marks the key of an erased dictionary entry and is never seen outside.
+  // The last byte of the storage. Up to 15, it is the length of a string stored in the bytes before it, which makes an
+  // all-zero value the empty string. From kFirstShared on, the first eight bytes point to shared contents or are null.
+  // kErased marks the key of an erased dictionary entry and is never visible to callers.
   enum Tag : std::uint8_t {
     kLongestShort = 15,
     kInteger,
@@ -334,7 +328,7 @@ class TAVIK_EXPORT Value {
     kDictionary,
   };
 
-  // The storage is written and read in halves: a processor passes on at once what was written as it is read.
+  // The storage is always read and written in halves: a processor forwards a store only to a load of the same width.
   struct Words {
     std::uint64_t low = 0;
     std::uint64_t high = 0;
@@ -378,7 +372,7 @@ struct detail::Entry {
   Value value;
 };
 
-/// Walks the entries of a dictionary in stored order.
+/// Iterates over the entries of a dictionary in stored order.
 class Dictionary::Iterator {
  public:
   using value_type = Item;
@@ -386,7 +380,7 @@ class Dictionary::Iterator {
 
   Iterator() noexcept = default;
   [[nodiscard]] Item operator*() const noexcept { return {*entry_->key.ifString(), entry_->value}; }
-  /// The key as a value of its own: shares a long key's text where `(*it).key` would have it copied.
+  /// The key as a value. A copy of it shares the text of a long key; a `Value` made from `(*it).key` copies it.
   [[nodiscard]] const Value& key() const noexcept { return entry_->key; }
   [[nodiscard]] const Value& value() const noexcept { return entry_->value; }
   Iterator& operator++() noexcept {
@@ -420,24 +414,39 @@ Array Array::of(Items&&... items) {
 }
 
 /// @name Conversions
-/// What the predicates read from a value that may be absent (null). Numbers saturate at the ends of the range and lose
-/// their fraction toward zero, NaN reads as 0; a boolean reads as 1 or 0; a string by the decimal number at its start,
-/// after leading white space (any Unicode white space) and one sign, 0 when there is none; data, dates, arrays,
-/// dictionaries and absent read as 0. Safe from any thread; nothing is raised.
+/// How predicates read a value, which may be absent (null).
+///
+/// - Numbers outside the range of the result become its minimum or maximum; fractions are truncated toward zero. NaN
+///   reads as 0.
+/// - A boolean reads as 1 or 0.
+/// - A string reads as the decimal number at its start, after Unicode white space and an optional sign, or as 0 if it
+///   has none.
+/// - Data, dates, arrays, dictionaries and absent values read as 0.
+///
+/// Thread-safe. These functions raise nothing.
 /// @{
 TAVIK_EXPORT std::int32_t integerValue(const Value* value) noexcept;
 TAVIK_EXPORT std::int64_t longValue(const Value* value) noexcept;
-/// A string may have one point and a decimal exponent: "5", "5.", ".5", "1e3". Hexadecimal, "inf" and "nan" read as 0.
+/// The number in a string may have a decimal point and a decimal exponent: "5", "5.", ".5", "1e3". Hexadecimal, "inf"
+/// and "nan" read as 0.
 TAVIK_EXPORT double doubleValue(const Value* value) noexcept;
-/// A number is true when it is not zero; a string when, after white space, one sign and leading zeros, it begins with
-/// Y, y, T, t or a digit from 1 to 9; data, dates, arrays, dictionaries and absent are false.
+/// A number is true if it is not zero. A string is true if, after white space, an optional sign and leading zeros, it
+/// begins with Y, y, T, t or a digit from 1 to 9. Data, dates, arrays, dictionaries and absent values are false.
 TAVIK_EXPORT bool booleanValue(const Value* value) noexcept;
 /// @}
 
-/// The text that `%@` prints: a string is itself; an integer its decimal digits; a floating-point number the shortest
-/// text that reads back, 3.0 as "3"; a boolean "1" or "0"; data "<01020304 05>"; absent (null) "(null)". Dates read
-/// "2026-11-21 01:02:03 +0000"; arrays and dictionaries are listed over several lines in the old-style property-list
-/// text.
+/// The text that `%@` prints in record texts and log lines.
+///
+/// | value | text |
+/// | --- | --- |
+/// | string | the string itself |
+/// | integer | decimal digits |
+/// | floating-point number | the shortest decimal that reads back as the same number: 3.0 prints as "3" |
+/// | boolean | "1" or "0" |
+/// | data | "<01020304 05>" |
+/// | date | "2026-11-21 01:02:03 +0000" |
+/// | array, dictionary | old-style property-list text, over several lines |
+/// | absent (null) | "(null)" |
 TAVIK_EXPORT std::string description(const Value* value);
 
 }  // namespace tavik

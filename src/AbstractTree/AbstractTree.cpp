@@ -1,4 +1,4 @@
-// Predicate expressions as trees of objects, for hosts that look into them.
+// Predicate expressions as trees of objects, for hosts that inspect them.
 
 #include <tavik/AbstractTree.h>
 #include <tavik/PredicateExpression.h>
@@ -65,7 +65,7 @@ Dictionary SelectorTreeNode::processSelector(std::string_view selector, const Va
 
 bool SelectorTreeNode::isInvalidSelector(const Dictionary& /*record*/) const { return false; }
 
-// The node's record; a child whose record the node calls invalid is returned as it is.
+// The node's record. If the node considers a child's record invalid, that record is returned unchanged.
 Dictionary SelectorTreeNode::combined(PredicateExpression::Operator combination, const Value* attribute,
                                       const Value* value, const Dictionary* references) const {
   const Operands operands = {attribute, references, value};

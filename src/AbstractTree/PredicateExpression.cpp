@@ -1,4 +1,4 @@
-// Predicate expressions: splitting them into words.
+// Predicate expressions: parsing.
 
 #include <tavik/PredicateExpression.h>
 
@@ -11,7 +11,7 @@ namespace {
 constexpr std::int32_t kBadOperator = -100006;
 constexpr std::int32_t kBadWordCount = -100007;
 
-// The words of an expression, as many as it can have; each blank separates two words, which may be empty.
+// The words of an expression, up to the maximum number. Each blank separates two words, which may be empty.
 struct Words {
   static constexpr std::size_t kMost = 3;
 

@@ -1,4 +1,4 @@
-/* Assertions that hold in every build: a broken one prints its condition's text and ends the process. */
+/* Assertions that are active in every build. A failed assertion prints its condition and aborts the process. */
 #ifndef TAVIK_DER_DECODER_ASSERTION_H
 #define TAVIK_DER_DECODER_ASSERTION_H
 

@@ -1,4 +1,4 @@
-/* The outer shape of manifests, down to their item sets. */
+/* The outer structure of manifests, down to their item sets. */
 #include <stddef.h>
 #include <string.h>
 
@@ -35,10 +35,10 @@ uint32_t decodeProvisioningManifest(const DERDecoder* body, DERDecoder* out) {
                                  kRequired, kContextSpecific, 3, kConstructed, kNoDecoder);   /* not interpreted */
 }
 
-/* Sets `body` over the content of the SEQUENCE at the start of the buffer. */
+/* Sets `body` to the content of the SEQUENCE at the start of the buffer. */
 static uint32_t openBody(const uint8_t* buffer, uint32_t length, DERDecoder* body) {
   DERDecoder manifest = {0};
-  uint32_t manifestLength = 0; /* as long as the element says */
+  uint32_t manifestLength = 0; /* the length of the element */
   const uint32_t status = DERDecoderInitialize(&manifest, buffer, &manifestLength, length);
   if (status != kDERDecoderErrorNone) return status;
   return DERDecoderParseSequence(&manifest, 1, kRequired, kUniversal, kSequence, kConstructed, body);

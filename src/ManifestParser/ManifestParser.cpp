@@ -1,4 +1,4 @@
-// Manifests as dictionaries.
+// Decodes manifests into dictionaries.
 
 #include <algorithm>
 #include <array>
@@ -43,7 +43,7 @@ Value itemValue(const DERDecoderItem& item) {
   return ValueAccess::string({reinterpret_cast<const char*>(content.data()), content.size()});
 }
 
-// The members of an item set; none when one of them is malformed.
+// The members of an item set; none if one of them is malformed.
 class ItemList {
  public:
   explicit ItemList(const DERDecoder& set) {
@@ -65,7 +65,7 @@ class ItemList {
   DERDecoderItemList list_{};
 };
 
-// A manifest ends with its outer element, whose size has 32 bits; what lies further on makes no difference.
+// A manifest ends with its outer element, whose size has 32 bits; later bytes are ignored.
 std::uint32_t manifestLength(std::span<const std::uint8_t> bytes) {
   return static_cast<std::uint32_t>(std::min<std::size_t>(bytes.size(), std::numeric_limits<std::uint32_t>::max()));
 }
@@ -85,7 +85,7 @@ std::optional<Dictionary> ManifestParser::dictFromData(const Dictionary& contain
   const Data* manifest = container.findData(forKey);
   if (manifest == nullptr || manifest->empty()) return std::nullopt;
   const std::span bytes = manifest->bytes();
-  DERDecoder set{};  // stays so when the item set is empty
+  DERDecoder set{};  // unchanged if the item set is empty
   if (getManifestDecoder(bytes.data(), manifestLength(bytes), &set, withParser) != kDERDecoderErrorNone) {
     return std::nullopt;
   }

@@ -1,6 +1,5 @@
 /// @file
-/// The product's names for manifest items. The table itself, vsr_tag_names.c, is made by the build
-/// (docs/manifest-tags.md).
+/// The product's names for manifest items. The build generates the table, vsr_tag_names.c (docs/manifest-tags.md).
 #ifndef TAVIK_MANIFEST_PARSER_TAG_NAMES_H
 #define TAVIK_MANIFEST_PARSER_TAG_NAMES_H
 
@@ -12,11 +11,11 @@ extern "C" {
 
 enum { kTagNameCount = 3009 };
 
-/// By tag number; null where a tag has no name. No name is "Unknown" in any case, nor begins with "Tag ": the build
-/// refuses such a table, so that neither is ever mistaken for what stands in for a missing name.
+/// Names by tag number; null for a tag without a name. The build rejects the name "Unknown" (in any case) and names
+/// that begin with "Tag ", because these stand for missing names.
 extern const char* const vsr_tag_names[kTagNameCount];
 
-/// The name of `tag`; null when it has none.
+/// The name of `tag`; null if it has none.
 const char* findTagName(uint32_t tag);
 
 #ifdef __cplusplus

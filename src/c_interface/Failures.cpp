@@ -1,4 +1,4 @@
-// Statuses and errors of the C interface, and the checks of what it is handed.
+// Statuses and errors of the C interface, and argument checks.
 
 #include <tavik/TavikKernelVersion.h>
 
@@ -18,20 +18,20 @@ constexpr const char* kDomain = "Tavik C Interface";
 
 // In the order of the statuses.
 constexpr std::array<const char*, TAVIK_INTERNAL + 1> kStatusTexts = {
-    "done",
-    "the rule documents are wrong",
-    "the rules ask for what is not there",
-    "the rules or documents lack a value",
-    "not what it has to be",
-    "no memory is left",
-    "there is no such key",
+    "success",
+    "problem in the rule documents",
+    "fault: out of range",
+    "fault: invalid argument",
+    "rejected",
+    "out of memory",
+    "not found",
     "must not be null",
-    "no handle of the right type, or released already",
-    "a value of the wrong kind",
-    "the array is not that long",
-    "no UTF-8",
-    "not one of the values allowed",
-    "an unexpected failure",
+    "wrong type of handle, or already released",
+    "wrong kind of value",
+    "past the end of the array",
+    "not valid UTF-8",
+    "not an allowed value",
+    "unexpected failure",
 };
 
 tavik_status giveError(tavik_status status, const char* text, tavik_error** error) noexcept {
@@ -44,7 +44,7 @@ tavik_status giveError(tavik_status status, const char* text, tavik_error** erro
   return status;
 }
 
-// A container, null when a value is of another kind.
+// The container; fails for null, the result for a value of another kind.
 template <class Container>
 const Container& orWrongKind(const Container* container, std::string_view name) {
   if (container == nullptr) fail(TAVIK_WRONG_KIND, name);
@@ -131,7 +131,7 @@ double tavik_version() { return TavikKernelVersionNumber; }
 const char* tavik_status_text(tavik_status status) {
   const auto& texts = tavik::c::kStatusTexts;
   return status >= 0 && static_cast<std::size_t>(status) < texts.size() ? texts[static_cast<std::size_t>(status)]
-                                                                        : "no status of this library";
+                                                                        : "unknown status";
 }
 
 const char* tavik_error_text(const tavik_error* error) {

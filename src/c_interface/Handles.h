@@ -1,10 +1,10 @@
 /// @file
-/// What the functions of the C interface share: the handles, their checks, and the way from C++ failures to a status.
+/// Common parts of the C interface: handles, argument checks, and the conversion of exceptions to statuses.
 ///
 ///     tavik_status tavik_array_get(const tavik_value* array, size_t index, tavik_value** element) {
 ///       return guarded(nullptr, [&] {
 ///         Output out(element, "element");                  // throws for null; sets the caller's variable to null
-///         out.make(elementAt(arrayOf(array), index));      // what is thrown becomes a status
+///         out.make(elementAt(arrayOf(array), index));      // exceptions become a status
 ///       });
 ///     }
 #ifndef TAVIK_C_INTERFACE_HANDLES_H
@@ -27,11 +27,11 @@
 
 namespace tavik::c {
 
-/// Begins every handle, so that one of another type is told. Released is kNone.
+/// The first member of every handle, which identifies its type. kNone after release.
 enum class Tag : std::uint64_t {
   kNone = 0,
   kValue = 0x7461'7669'6B56'616C,
-  kBorrowedValue = 0x7461'7669'6B42'6F72,  // not to be changed or released: a callback's
+  kBorrowedValue = 0x7461'7669'6B42'6F72,  // an argument of a callback, which must not be changed or released
   kPlatform = 0x7461'7669'6B50'6C61,
   kKernel = 0x7461'7669'6B4B'6572,
   kRules = 0x7461'7669'6B52'756C,
@@ -45,34 +45,34 @@ class Handle {
   explicit Handle(Tag tag) noexcept : tag_(tag) {}
   Handle(const Handle&) = delete;
   Handle& operator=(const Handle&) = delete;
-  // Written although nothing reads it any more: it tells a stale handle as long as its memory lies idle.
+  // Volatile, so that the write is not removed: a released handle is detected until its memory is reused.
   ~Handle() { const_cast<volatile Tag&>(tag_) = Tag::kNone; }
 
  private:
   Tag tag_;
 };
 
-/// The tag of what may be a handle of any type.
+/// The tag of a handle of any type.
 inline Tag tagOf(const void* handle) noexcept {
   Tag tag;
   std::memcpy(&tag, handle, sizeof tag);
   return tag;
 }
 
-/// Why a call fails; caught where the C function ends.
+/// Why a call fails; caught in `guarded`.
 struct Failure {
   tavik_status status;
   std::string text;
 };
 
-/// Misuse, told by its status and by the argument that it is about.
+/// Throws a `Failure` for misuse. about: the argument.
 [[noreturn]] void fail(tavik_status status, std::string_view about);
 
-/// The C++ failure that is being handled, as a status and, where `error` is not null, as an error.
+/// Converts the exception being handled to a status and, if `error` is not null, to an error.
 tavik_status statusOfFailure(tavik_error** error) noexcept;
 
-/// Runs the body of a C function, which returns nothing or a status: whatever it throws becomes a status and an error.
-/// error: may be null; else it is set to null first.
+/// Runs the body of a C function, which returns nothing or a status. Exceptions become a status and an error. error:
+/// may be null; otherwise set to null first.
 template <class Body>
 tavik_status guarded(tavik_error** error, Body body) noexcept {
   if (error != nullptr) *error = nullptr;
@@ -88,10 +88,10 @@ tavik_status guarded(tavik_error** error, Body body) noexcept {
   }
 }
 
-/// The kernel's own error, after a call that may leave one, and the status that goes with it.
+/// Passes on the kernel's own error, if there is one, and returns the matching status.
 tavik_status giveKernelError(const std::optional<Error>& raised, tavik_error** error);
 
-/// Throws unless `pointer` is something.
+/// Fails if `pointer` is null.
 inline void require(const void* pointer, std::string_view name) {
   if (pointer == nullptr) fail(TAVIK_NULL_ARGUMENT, name);
 }
@@ -101,7 +101,7 @@ inline void requireHandle(const void* handle, Tag tag, std::string_view name) {
   if (tagOf(handle) != tag) fail(TAVIK_BAD_HANDLE, name);
 }
 
-/// A handle's variable in the caller's hands: null until a handle is put into it.
+/// A handle variable of the caller. Set to null first.
 template <class Type>
 class Output {
  public:
@@ -119,7 +119,7 @@ class Output {
   Type** out_;
 };
 
-/// The body of the release functions.
+/// The body of release functions.
 template <class Type>
 tavik_status release(Type** handle) noexcept {
   return guarded(nullptr, [&] {
@@ -130,11 +130,11 @@ tavik_status release(Type** handle) noexcept {
   });
 }
 
-/// Text and bytes as they are handed in, checked. `name`: of the argument, for the error.
+/// Checked text and bytes from the caller. name: of the argument, for the error.
 std::string_view textOf(const char* text, std::size_t length, std::string_view name);
 std::span<const std::uint8_t> bytesOf(const void* bytes, std::size_t length);
 
-/// What a value's handle holds.
+/// The contents of a value's handle. Fails for null, for other handles and for other kinds.
 const Value& valueOf(const tavik_value* handle, std::string_view name);
 const Array& arrayOf(const tavik_value* handle, std::string_view name);
 const Dictionary& dictionaryOf(const tavik_value* handle, std::string_view name);
@@ -189,11 +189,11 @@ struct tavik_error : tavik::c::Handle {
 
 namespace tavik::c {
 
-/// The body of a function that gives a value, or fails by throwing.
+/// The body of a function that returns the value made by `make`.
 template <class Make>
 tavik_status give(tavik_value** value, tavik_error** error, Make make) noexcept {
   return guarded(error, [&] {
-    Output out(value, "the value's variable");
+    Output out(value, "output variable");
     out.make(make());
   });
 }

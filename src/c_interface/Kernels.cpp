@@ -26,7 +26,7 @@ const PreparedRules& rulesOf(const tavik_rules* handle) {
   return *handle->rules;
 }
 
-// The platform of those who read no log. Nothing is validated by predicates.
+// For evaluation without a platform: has no log. Predicates validate no documents.
 class SilentPlatform : public Platform {
  public:
   std::optional<Value> validatedPropertyListFromSignedDictionary(const Dictionary& /*signedDictionary*/,
@@ -44,8 +44,8 @@ std::shared_ptr<const Platform> platformOrSilence(const tavik_platform* handle) 
   return handle->platform;
 }
 
-// The station dictionary of a caller, who finds in it what a check left there, however the check ended. The check
-// changes a copy, so that the caller may hand in the same one as something else too.
+// The caller's station dictionary, which is updated however the check ends. The check changes a copy, so that the
+// caller may pass the same dictionary as another argument too.
 class Station {
  public:
   explicit Station(tavik_value* handle) : handle_(handle) {
@@ -98,7 +98,7 @@ tavik_status runDevice(const tavik_value* device, const tavik_value* sources, co
   });
 }
 
-// The body of the three ways to make a kernel.
+// The body of the three functions that make kernels.
 template <class Library>
 tavik_status makeKernel(Library library, const tavik_platform* platform, tavik_kernel** kernel,
                         tavik_error** error) noexcept {
@@ -117,7 +117,7 @@ const CheckOutcome& outcomeOf(const tavik_outcome* handle) {
   return handle->outcome;
 }
 
-// Null without a verdict, or without an outcome.
+// Null if there is a verdict, or no outcome.
 const Reason* reasonOf(const tavik_outcome* handle) noexcept {
   if (handle == nullptr || tagOf(handle) != Tag::kOutcome || !handle->outcome.reason) return nullptr;
   return &*handle->outcome.reason;

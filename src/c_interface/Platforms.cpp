@@ -1,4 +1,4 @@
-// Platforms of the C interface: callbacks in the place of a class.
+// Platforms of the C interface, made from callbacks.
 
 #include <tavik/PlatformHandle.h>
 
@@ -12,8 +12,8 @@
 struct tavik_verdict : tavik::c::Handle {
   static constexpr tavik::c::Tag kTag = tavik::c::Tag::kVerdict;
   tavik_verdict() noexcept : Handle(kTag) {}
-  std::optional<tavik::Value> document;  // there: trusted, unless refused
-  std::optional<std::string> reason;     // there: refused
+  std::optional<tavik::Value> document;  // present: trusted, unless rejected
+  std::optional<std::string> reason;     // present: rejected
   bool outOfMemory = false;
 };
 
@@ -28,7 +28,7 @@ class CallbackPlatform : public Platform {
     if (owned_ && callbacks_.release != nullptr) callbacks_.release(callbacks_.user_data);
   }
 
-  // From now on the user data is released.
+  // Makes the destructor release the user data.
   void own() noexcept { owned_ = true; }
 
   std::optional<Value> validatedPropertyListFromSignedDictionary(
@@ -51,11 +51,11 @@ class CallbackPlatform : public Platform {
   bool owned_ = false;
 };
 
-// Of the first version of the struct, and beyond what a size is a mistake.
+// The size of the first version of the struct, and the largest plausible size.
 constexpr std::size_t kFirstSize = offsetof(tavik_platform_callbacks, release) + sizeof(void*);
 constexpr std::size_t kLargestSize = 4096;
 
-// The members that this library knows; whoever sets others wants what it cannot do.
+// The members that this library knows. Fails if others are set, because their effect would be missing.
 tavik_platform_callbacks knownMembers(const tavik_platform_callbacks* callbacks) {
   require(callbacks, "callbacks");
   const std::size_t size = callbacks->struct_size;
@@ -63,7 +63,7 @@ tavik_platform_callbacks knownMembers(const tavik_platform_callbacks* callbacks)
   const auto* bytes = reinterpret_cast<const unsigned char*>(callbacks);
   const bool unknown =
       std::any_of(bytes + sizeof *callbacks, bytes + size, [](unsigned char byte) { return byte != 0; });
-  if (unknown) fail(TAVIK_BAD_ARGUMENT, "a member beyond those that this library knows");
+  if (unknown) fail(TAVIK_BAD_ARGUMENT, "unknown member");
   require(reinterpret_cast<const void*>(callbacks->validate), "validate");
   return *callbacks;
 }
@@ -78,7 +78,7 @@ tavik_status tavik_verdict_trust(tavik_verdict* verdict, const tavik_value* docu
   return guarded(nullptr, [&] {
     requireHandle(verdict, Tag::kVerdict, "verdict");
     const tavik::Value& value = valueOf(document, "document");
-    if (verdict->reason) fail(TAVIK_BAD_ARGUMENT, "a document that was refused");
+    if (verdict->reason) fail(TAVIK_BAD_ARGUMENT, "rejected document");
     verdict->document = value;
   });
 }
@@ -89,7 +89,7 @@ tavik_status tavik_verdict_refuse(tavik_verdict* verdict, const char* reason, si
     verdict->reason.emplace();
     if (length == 0) return;
     require(reason, "reason");
-    verdict->outOfMemory = true;  // unless the next line comes to its end
+    verdict->outOfMemory = true;  // in case the next line throws
     verdict->reason = tavik::replacingIllFormedUtf8({reason, length == TAVIK_TO_NUL ? std::strlen(reason) : length});
     verdict->outOfMemory = false;
   });

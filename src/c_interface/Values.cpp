@@ -1,4 +1,4 @@
-// Values of the C interface: making, reading and changing them, property lists and JSON.
+// Values of the C interface: creation, access and changes; property lists and JSON.
 
 #include <tavik/Json.h>
 #include <tavik/PropertyList.h>
@@ -36,7 +36,7 @@ tavik_kind kindOf(const Value& value) noexcept {
   return TAVIK_KIND_DICTIONARY;
 }
 
-// What is read from a value, by kind; each writes to the caller's variables, which are not null.
+// Readers of values, by kind. Each writes to the caller's variables, which are not null.
 
 template <class From, class To>
 tavik_status giveNumber(const std::optional<From>& number, To* out) noexcept {
@@ -94,7 +94,7 @@ auto dateReader(double* seconds) {
   };
 }
 
-// The bodies of the functions that read a value, or the value under a key. `readerOf` checks the caller's variables.
+// The bodies of the functions that read a value, or the value of a key. `readerOf` checks the caller's variables.
 
 template <class ReaderOf>
 tavik_status read(const tavik_value* value, ReaderOf readerOf) noexcept {
@@ -110,7 +110,7 @@ tavik_status readEntry(const tavik_value* dictionary, const char* key, ReaderOf 
   });
 }
 
-// Takes the container out of a value for as long as it is changed, so that it has one owner less.
+// Moves the container out of its value during a change, so that it has a sole owner and is not copied.
 template <class Container, class Change>
 void change(tavik_value* handle, const Container& contents, Change change) {
   if (tagOf(handle) != Tag::kValue) fail(TAVIK_BAD_HANDLE, "a callback's argument");
@@ -136,7 +136,7 @@ tavik_status store(tavik_value* dictionary, const char* key, std::size_t keyLeng
   });
 }
 
-// `why` is written before it is read: the call that makes `document` comes first.
+// `why` is read after the call that makes `document` writes it.
 template <class Document>
 Value orRefused(std::optional<Document> document, const std::string& why) {
   if (!document) throw Failure{TAVIK_REFUSED, why};
@@ -253,7 +253,7 @@ tavik_status tavik_array_get(const tavik_value* array, size_t index, tavik_value
 tavik_status tavik_array_set(tavik_value* array, size_t index, const tavik_value* element) {
   return guarded(nullptr, [&] {
     const Array& elements = arrayOf(array, "array");
-    const Value value = valueOf(element, "element");  // of its own: the element may be the array itself
+    const Value value = valueOf(element, "element");  // a copy, because the element may be the array itself
     if (index >= elements.size()) fail(TAVIK_INDEX_OUT_OF_RANGE, "index");
     change(array, elements, [&](Array& changed) { changed.set(index, value); });
   });
@@ -261,7 +261,7 @@ tavik_status tavik_array_set(tavik_value* array, size_t index, const tavik_value
 
 tavik_status tavik_array_append(tavik_value* array, const tavik_value* element) {
   return guarded(nullptr, [&] {
-    const Value value = valueOf(element, "element");  // likewise
+    const Value value = valueOf(element, "element");  // a copy, as above
     change(array, arrayOf(array, "array"), [&](Array& changed) { changed.append(value); });
   });
 }

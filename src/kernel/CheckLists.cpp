@@ -1,4 +1,4 @@
-// The source-specific check lists: what a station has to gather for one device before a check.
+// The source-specific check lists: what a station must collect for a device before a check.
 
 #include <tavik/ZRTTavikKernel.h>
 
@@ -34,8 +34,8 @@ void listReferences(const Dictionary& definition, std::string_view source, Dicti
 
 }  // namespace
 
-// Every list begins alike: validated local rules, assembled into device rules, whose library definitions `visit` sees
-// in order with their names.
+// The common part of all lists: validates the local rules, assembles the device rules, and calls `visit` with the name
+// and library definition of each rule, in order.
 template <class Visit>
 bool ZRTTavikKernel::visitDefinitions(const Dictionary& localRules, const Dictionary& deviceAttributes,
                                       std::optional<Error>& error, Visit visit) const {

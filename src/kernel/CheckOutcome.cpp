@@ -1,4 +1,4 @@
-// The outcome of a check run, in words.
+// Texts of the outcome of a check run.
 
 #include <tavik/CheckOutcome.h>
 

@@ -19,7 +19,7 @@ namespace {
 constexpr std::string_view kLibraryVersion = "TavikRules version";
 constexpr std::string_view kLocalVersion = "device Rules version";
 
-// A document's "version" as a text, which its record cannot lack.
+// A document's "version" as text. Its record requires one.
 Value versionText(std::string_view rule, const Dictionary& document) {
   const Value* version = document.find("version");
   if (version == nullptr) throw std::invalid_argument(format("%@: the document has no \"version\"", {rule}));

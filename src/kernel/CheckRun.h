@@ -17,7 +17,7 @@
 
 namespace tavik {
 
-/// What a check is called with.
+/// The arguments of a check.
 struct CheckCall {
   const Dictionary& device;
   const Dictionary* sources;  ///< may be null
@@ -25,28 +25,28 @@ struct CheckCall {
   std::optional<Error>& error;
 };
 
-/// How far a run came.
+/// The progress of a run.
 struct CheckProgress {
   std::optional<Reason> end;    ///< why it ended without a verdict, unless by a fault
-  const Value* rule = nullptr;  ///< the rule that was begun last
+  const Value* rule = nullptr;  ///< the last rule started
 };
 
-/// What a run returns if the documents are rejected.
+/// The records of a run whose documents are rejected.
 Array rejected(const RuleDocuments& documents, CheckProgress& progress);
 
-/// Fills in the verdict and the reason of an outcome.
+/// Sets the verdict and the reason of an outcome.
 void judge(CheckOutcome& outcome, CheckProgress progress);
 
-/// One run for one device, whose rules differ in how they are made.
+/// A run for one device, with its rules either prepared or made during the run.
 class CheckRun {
  public:
   CheckRun(const RuleDocuments& documents, const CheckCall& call, CheckProgress& progress);
 
-  /// The device's attributes, packed ones expanded.
+  /// The device's attributes, with packed attributes expanded.
   [[nodiscard]] const Dictionary& attributes() const noexcept { return attributes_; }
 
-  /// Runs. local: the device's local entries. forEachRule: called with a function that takes a `PreparedRule` and says
-  /// whether to go on; returns whether it was called with all rules.
+  /// Runs the check. local: the device's local entries. forEachRule: calls its argument, a function, with each
+  /// `PreparedRule` until it returns false; returns whether it was called with all rules.
   template <class ForEachRule>
   std::optional<Array> over(const LocalEntries& local, ForEachRule forEachRule) {
     Records records(local.entries().size() + kOtherRecords);
@@ -60,7 +60,7 @@ class CheckRun {
   }
 
  private:
-  static constexpr std::size_t kOtherRecords = 4;  // three versions, and why there are no rules
+  static constexpr std::size_t kOtherRecords = 4;  // three versions, and the reason for a run without rules
 
   bool begin(const LocalEntries& local, Records& records);
   [[nodiscard]] Array finish(Records&& records) const;
@@ -71,7 +71,7 @@ class CheckRun {
   Dictionary attributes_;
 };
 
-/// The outcome of a run. `check(call, progress)` performs it and returns its records.
+/// The outcome of a run. check: performs the run; called with a `CheckCall` and a `CheckProgress`, returns the records.
 template <class Check>
 CheckOutcome outcomeOf(const Dictionary& device, const Dictionary* sources, Dictionary station, Check check) {
   CheckOutcome outcome;

@@ -1,5 +1,5 @@
 /// @file
-/// The rules of the kinds of device that prepared rules have seen.
+/// The rules of the kinds of devices that prepared rules have checked.
 #ifndef TAVIK_KERNEL_DEVICE_RULES_CACHE_H
 #define TAVIK_KERNEL_DEVICE_RULES_CACHE_H
 
@@ -22,10 +22,10 @@ struct DeviceRules {
   std::vector<PreparedRule> prepared;  ///< one per entry; none if assembly failed
 };
 
-/// Device rules by what a device selects of the local rules. Grows only. Thread-safe.
+/// Device rules by the selection from the local rules. Never shrinks. Thread-safe.
 class DeviceRulesCache {
  public:
-  /// The rules for a selection, made by `make` if they are not there yet. They are kept as long as there is room.
+  /// The rules for a selection; calls `make` if they are not cached. Keeps them if the cache is not full.
   template <class Make>
   std::shared_ptr<const DeviceRules> get(const Selection& selection, Make make) {
     if (auto kept = find(selection)) return kept;

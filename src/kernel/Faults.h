@@ -10,7 +10,7 @@
 
 namespace tavik {
 
-/// Does `work`; returns the fault that ended it, if one did. Other exceptions pass through.
+/// Calls `work` and returns the fault that ended it, if any. Other exceptions pass through.
 template <class Work>
 std::optional<Fault> faultOf(Work work) {
   try {

@@ -1,4 +1,4 @@
-// Creation of kernels, and what every operation shares: errors and the platform.
+// Creation of kernels, and the parts used by all operations: errors and the platform.
 
 #include <tavik/PropertyList.h>
 #include <tavik/ZRTTavikKernel.h>

@@ -1,4 +1,4 @@
-// The default log: standard error, one write a line.
+// The default log: standard error, one write per line.
 
 #include <tavik/Platform.h>
 

@@ -1,4 +1,4 @@
-// The rules of each kind of device, made when the first one is checked.
+// The rules of each kind of device, made when the first such device is checked.
 
 #include "kernel/PreparedDocuments.h"
 

@@ -1,5 +1,5 @@
 /// @file
-/// What prepared rules are made of.
+/// The implementation of prepared rules.
 #ifndef TAVIK_KERNEL_PREPARED_DOCUMENTS_H
 #define TAVIK_KERNEL_PREPARED_DOCUMENTS_H
 
@@ -13,7 +13,7 @@
 
 namespace tavik {
 
-/// A rule library and local rules, with the rules of each kind of device that has been checked.
+/// A rule library and local rules, with the rules of each kind of device checked so far.
 class PreparedDocuments {
  public:
   explicit PreparedDocuments(RuleDocuments documents) : documents_(std::move(documents)) {}

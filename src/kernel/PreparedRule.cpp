@@ -1,4 +1,4 @@
-// Making a rule ready: the definition with the local value, its expression parsed, its predicates looked up.
+// Prepares a rule: combines the definition with the local value, parses the expression, looks up the predicates.
 
 #include "kernel/PreparedRule.h"
 

@@ -1,5 +1,5 @@
 /// @file
-/// A rule with everything about it that does not depend on the device.
+/// A rule with everything that does not depend on the device.
 #ifndef TAVIK_KERNEL_PREPARED_RULE_H
 #define TAVIK_KERNEL_PREPARED_RULE_H
 
@@ -21,16 +21,15 @@ namespace tavik {
 struct PreparedCall {
   std::string_view word;
   const Operation* operation = nullptr;  ///< null: unknown
-  std::optional<Value> expectedText;     ///< what records say about the rule's value, if it was made in advance
+  std::optional<Value> expectedText;     ///< the record text for the rule's value, if made in advance
 };
 
 /// Borrows from the rule library and the local rules.
 struct PreparedRule {
-  /// local: the local entry. definition: the rule library's, null if it has none.
+  /// local: the local entry. definition: that of the rule library; null if it has none.
   PreparedRule(const Value& name, const Dictionary& local, const Dictionary* definition);
 
-  /// Makes what pays for itself if the rule is checked for many devices like this one: texts of records, and where the
-  /// attribute is likely to be.
+  /// Prepares for checking many devices like this one: makes record texts, and notes the position of the attribute.
   void prepareForDevicesLike(const Dictionary& device);
 
   [[nodiscard]] bool callsWithReferences() const noexcept { return references != nullptr && !takesValueFromReference; }
@@ -38,16 +37,16 @@ struct PreparedRule {
   static constexpr std::uint32_t kUnguessed = std::numeric_limits<std::uint32_t>::max();
 
   const Value& name;
-  const Value* attribute = nullptr;  ///< a string; null: the rule names none
+  const Value* attribute = nullptr;  ///< a string; null if the rule names none
   detail::Sought attributeKey{std::string_view()};
   std::uint64_t attributeHash = 0;            ///< of that key
   std::uint32_t attributeGuess = kUnguessed;  ///< the likely position of the attribute
-  const Value* value = nullptr;               ///< the expected value, may be null
-  const Value* references = nullptr;          ///< as the rule has them, may be null
-  const Value* predicate = nullptr;           ///< a string; null: the rule names none
+  const Value* value = nullptr;               ///< the expected value; may be null
+  const Value* references = nullptr;          ///< the rule's "references"; may be null
+  const Value* predicate = nullptr;           ///< a string; null if the rule names none
   PreparedCall call;
   std::unique_ptr<PreparedCall> secondCall;  ///< of the second predicate if two are combined
-  std::int32_t errorCode = 0;                ///< 0, or that of a malformed expression
+  std::int32_t errorCode = 0;                ///< not 0 if the expression is malformed
   PredicateExpression::Operator combination = PredicateExpression::Operator::kNone;
   bool wantsAbsence = false;
   bool hidesResult = false;

@@ -1,4 +1,4 @@
-// Prepared rules as hosts see them.
+// The public interface of prepared rules.
 
 #include <tavik/PreparedRules.h>
 #include <tavik/ZRTTavikKernel.h>

@@ -17,7 +17,7 @@ namespace tavik {
 /// All records and their texts are cut from the same slabs.
 class Records {
  public:
-  /// `most`: no more will be added.
+  /// most: the maximum number of records.
   explicit Records(std::size_t most) : slabs_(most * kBytesEach), records_(most) {}
 
   void add(Dictionary&& record) noexcept { records_.add(Value(std::move(record))); }

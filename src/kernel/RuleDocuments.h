@@ -12,10 +12,10 @@
 namespace tavik {
 
 struct RuleDocuments {
-  /// Has `signedRules`, which may be null, validated by the kernel's platform.
+  /// The kernel's platform validates `signedRules`, which may be null.
   RuleDocuments(PredicateKernel kernel, Dictionary library, const Dictionary* signedRules);
 
-  /// Why every check ends at once, with the one record that says so.
+  /// Why no check can be made, with the record that reports it.
   struct Rejection {
     Reason reason;
     Dictionary record;
@@ -27,7 +27,7 @@ struct RuleDocuments {
   std::optional<Rejection> rejection;
 };
 
-/// What a platform found in a signed document: its content, or why there is none.
+/// The result of validating a signed document: its content, or why it was rejected.
 struct ValidatedContent {
   Dictionary content;
   std::optional<Reason> rejection;

@@ -1,4 +1,4 @@
-// The evaluation of one rule, for those who look into it.
+// The evaluation of one rule, for hosts that inspect it.
 
 #include <tavik/RuleEvaluation.h>
 #include <tavik/ZRTTavikKernel.h>

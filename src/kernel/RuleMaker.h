@@ -1,5 +1,5 @@
 /// @file
-/// Makes the rules of one device ready, one after the other.
+/// Prepares the rules of one device, one after the other.
 #ifndef TAVIK_KERNEL_RULE_MAKER_H
 #define TAVIK_KERNEL_RULE_MAKER_H
 

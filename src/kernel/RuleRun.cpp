@@ -69,7 +69,7 @@ bool RuleRun::gatherAndEvaluate(const PreparedRule& rule, const Value* attribute
   return evaluate(rule, attribute, nullptr, first);
 }
 
-// What is missing first. Malformed references count as a missing attribute of the rule.
+// Returns the first missing reference. Malformed references count as a missing attribute.
 std::optional<RuleRun::Missing> RuleRun::fetchReferences(const PreparedRule& rule, Dictionary& references) {
   const Array* listed = rule.references->ifArray();
   if (listed == nullptr) return Missing{rule.attribute, nullptr};

@@ -1,5 +1,5 @@
 /// @file
-/// The evaluation of rules for one device: gather the operands, judge, combine, record.
+/// The evaluation of rules for one device: collect the operands, call the predicates, combine, record.
 #ifndef TAVIK_KERNEL_RULE_RUN_H
 #define TAVIK_KERNEL_RULE_RUN_H
 
@@ -15,9 +15,9 @@
 
 namespace tavik {
 
-/// What rules read and change.
+/// The data that rules read and change.
 struct RunContext {
-  const Dictionary& attributes;  ///< the device's, packed ones expanded
+  const Dictionary& attributes;  ///< the device's, with packed attributes expanded
   const Dictionary* sources;     ///< may be null
   Dictionary* station;           ///< may be null
   std::optional<Error>& error;
@@ -25,7 +25,7 @@ struct RunContext {
 
 class RuleRun {
  public:
-  /// notes: written as rules are evaluated; null if nobody wants to know.
+  /// notes: receives the steps of the evaluation; may be null.
   RuleRun(const PredicateKernel& kernel, const RunContext& context, Records& records, RuleEvaluation* notes = nullptr)
       : kernel_(kernel), context_(context), records_(records), notes_(notes), logs_(kernel.platform().logs()) {}
 

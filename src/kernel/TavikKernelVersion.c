@@ -1,4 +1,4 @@
-/* What identifies the build. The string, the number and the project's version in CMakeLists.txt go together. */
+/* The version of the build. Keep the string, the number and the project's version in CMakeLists.txt in sync. */
 
 #include <tavik/TavikKernelVersion.h>
 

@@ -19,7 +19,7 @@ namespace {
 
 using detail::ValueAccess;
 
-// Whether both are texts and `compare` holds for them.
+// Whether both are strings and `compare` is true for them.
 template <class Compare>
 bool textsCompare(const Value* left, const Value* right, Compare compare) {
   const auto leftText = textOf(left);
@@ -27,14 +27,14 @@ bool textsCompare(const Value* left, const Value* right, Compare compare) {
   return leftText && rightText && compare(*leftText, *rightText);
 }
 
-// An absent expected value counts as equal: that is how rule authors leave a comparison open.
+// An absent expected value counts as equal: rule authors use this to leave a comparison open.
 bool equalsExpected(std::string_view text, const Value* expected) {
   if (expected == nullptr) return true;
   const auto expectedText = expected->ifString();
   return expectedText && equalIgnoringCase(text, *expectedText);
 }
 
-// The record shows the attribute as it is.
+// "actual" in the record is the attribute itself.
 Judgement judged(const Operands& operands, bool result, const Phrase& phrase) {
   return {result, present(operands.attribute), {phrase, operands.value}};
 }
@@ -57,7 +57,7 @@ Value hexadecimalText(const Data& data) {
   return ValueAccess::string(text.view());
 }
 
-// Whether every element equals some element of the list.
+// Whether every element equals an element of the list.
 bool everyElementIn(const Array& elements, const Array& list) {
   constexpr std::size_t kFewComparisons = 1024;
   if (elements.size() <= kFewComparisons / std::max<std::size_t>(list.size(), 1)) {

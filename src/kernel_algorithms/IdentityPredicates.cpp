@@ -1,4 +1,4 @@
-// Identity codes cut out of serial numbers, and the predicates that compare them; part number and region.
+// Identity codes in serial numbers and the predicates that compare them; part number and region.
 
 #include <tavik/ZRTTavikKernel.h>
 
@@ -21,7 +21,7 @@ using detail::ValueAccess;
   throw std::out_of_range(format("serial number %@ is too short for its %@ code", {serialNumber, code}));
 }
 
-// The last `count` characters; absent without a serial number.
+// The last `count` characters; absent if there is no serial number.
 std::optional<Value> cutFromEnd(const Value* serialNumber, std::size_t count, std::string_view code) {
   const auto text = textOf(serialNumber);
   if (!text) return std::nullopt;
@@ -30,7 +30,7 @@ std::optional<Value> cutFromEnd(const Value* serialNumber, std::size_t count, st
   return ValueAccess::string(text->substr(*offset));
 }
 
-// `count` characters from `start`; absent without a serial number.
+// `count` characters from `start`; absent if there is no serial number.
 std::optional<Value> cutFromStart(const Value* serialNumber, std::size_t start, std::size_t count,
                                   std::string_view code) {
   const auto text = textOf(serialNumber);
@@ -41,15 +41,15 @@ std::optional<Value> cutFromStart(const Value* serialNumber, std::size_t start, 
   return ValueAccess::string(text->substr(*begin, *end - *begin));
 }
 
-// What a check judges: the code, or the attribute itself if it is of a kind that no code can be cut from.
+// The value to compare: the code, or the attribute itself if it has none because of its kind.
 const Value* judged(const std::optional<Value>& code, const Value* attribute) { return code ? &*code : attribute; }
 
-// A code against one text.
+// Compares a code with text.
 Judgement judgeCode(const std::optional<Value>& code, const Operands& operands) {
   return predicates::caseInsensitiveEqual({judged(code, operands.attribute), nullptr, operands.value});
 }
 
-// A code against a list of texts.
+// Compares a code with a list of strings.
 Judgement judgeCodeInList(const std::optional<Value>& code, const Operands& operands) {
   const Array* list = arrayOf(operands.value);
   const auto matches = [&](const Value& element) {
@@ -66,7 +66,7 @@ bool sameText(const Value* left, const Value* right) {
   return text && text == textOf(right);
 }
 
-// The region code: what stands before the first "/" of the region information.
+// The region code: the part of the region information before the first "/".
 std::optional<std::string_view> regionCode(const Dictionary* references) {
   const auto region = textOf(find(references, "RegionInfo"));
   return region ? std::optional(region->substr(0, region->find('/'))) : std::nullopt;

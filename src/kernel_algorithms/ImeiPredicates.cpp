@@ -1,4 +1,4 @@
-// The IMEI: its prefix, and the last digits that an operator typed.
+// The IMEI: its prefix, and the last digits as typed by the operator.
 
 #include <algorithm>
 

@@ -1,4 +1,4 @@
-// Judgements: their records, their texts, and what NOT, AND and OR make of them.
+// Judgements: their records, their texts, and their combination by NOT, AND and OR.
 
 #include "kernel_algorithms/Judgement.h"
 
@@ -28,7 +28,7 @@ Value textAfter(std::string_view words, const Value* value, SlabCutter* slabs) {
   return ValueAccess::joined(words, text.view(), slabs);
 }
 
-// A value that is not an array counts as its only element, an absent one as no element.
+// A value that is not an array counts as one element, an absent value as none.
 Value listAfter(std::string_view words, const Value* list, std::string_view between, SlabCutter* slabs) {
   TextBuffer text;
   text.append(words);
@@ -96,7 +96,7 @@ Dictionary recordOf(bool result, const Value* actual, const Value* expected) {
 }
 
 void refuseAbsent(const char* key) {
-  throw std::invalid_argument(std::string("a record cannot hold an absent \"") + key + '"');
+  throw std::invalid_argument(std::string("cannot make a record without \"") + key + '"');
 }
 
 Value descriptionValue(const Value* value) {

@@ -1,4 +1,4 @@
-// The look-up of operations, and the part of the kernel that performs them.
+// The lookup of operations, and the part of the kernel that performs them.
 
 #include "kernel_algorithms/OperationRegistry.h"
 
@@ -20,7 +20,7 @@ constexpr std::size_t slotOf(std::string_view word) noexcept {
   return (word.size() * 5 + character(0) * 13 + character(word.size() / 2) * 3 + character(word.size() - 1)) % kSlots;
 }
 
-// The rows' numbers plus one, at or after the slots of their words; 0 where free.
+// A hash table with linear probing: row numbers plus one, 0 for free slots.
 consteval std::array<std::uint8_t, kSlots> makeIndex() {
   std::array<std::uint8_t, kSlots> index = {};
   for (std::size_t row = 0; row < kOperations.size(); ++row) {

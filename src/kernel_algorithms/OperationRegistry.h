@@ -11,7 +11,7 @@
 
 namespace tavik {
 
-/// The row of `word`; null if there is none. Allocates nothing.
+/// The row of `word`; null if there is none. Does not allocate.
 const Operation* findOperation(std::string_view word) noexcept;
 
 /// The row of `word` if it has the form with references, or without; null otherwise.
@@ -20,10 +20,10 @@ inline const Operation* findOperation(std::string_view word, bool withReferences
   return operation != nullptr && operation->takesReferences == withReferences ? operation : nullptr;
 }
 
-/// Logs the references of a call if they lack one that the operation wants logged.
+/// Logs the references of a call if one of the operation's `loggedWithout` is missing.
 void logIncompleteReferences(const Operation& operation, const Dictionary& references, const Platform& platform);
 
-/// Calls an operation in the form that it has.
+/// Calls an operation.
 inline Judgement call(const Operation& operation, const Operands& operands, const Platform& platform) {
   if (!operation.loggedWithout.empty()) logIncompleteReferences(operation, *operands.references, platform);
   return operation.judge(operands);

@@ -13,16 +13,16 @@
 
 namespace tavik {
 
-/// The operation "WORD:references:value:" if it takes references, else "WORD:value:".
+/// The operation "WORD:references:value:" if it takes references, otherwise "WORD:value:".
 struct Operation {
-  std::string_view word;  ///< as rule data spells it
+  std::string_view word;  ///< as spelled in rules
   Predicate* judge;
-  /// What records say about the rule's value if it does not depend on the device: worth making once per rule.
+  /// The record text for the rule's value if it does not depend on the device, so that it can be made once per rule.
   const Phrase* phrase = nullptr;
   bool takesReferences = false;
   /// A rule with references but no "value" takes its first reference value as the expected value.
   bool referenceMayBeValue = false;
-  /// A call that lacks one of these references is logged, with the references that it has.
+  /// If one of these references is missing, the call's references are logged.
   std::span<const std::string_view> loggedWithout = {};
 };
 

@@ -1,4 +1,4 @@
-// What there is to know about each predicate, for people and for programs that read rules. A check does not read it.
+// The properties of each predicate, for people and for programs that process rules. Checks do not use them.
 
 #include <tavik/PredicateFacts.h>
 #include <tavik/SystemConfig.h>
@@ -71,7 +71,7 @@ constexpr ValueFacts kBoardsByVendor = {
 constexpr ValueFacts kRevisionsByVendor = {
     .kinds = {Kind::kDictionary}, .empty = Empty::kNeverPasses, .tableKeys = &kVendorCode, .tableEntries = &kCodes4};
 
-// A region code is what stands before the first "/".
+// A region code is the part before the first "/".
 constexpr ValueFacts kRegionCode = {.kinds = {Kind::kString}, .role = "region code", .noneOf = "/"};
 constexpr ValueFacts kRegionCodes = {
     .kinds = {Kind::kArray}, .otherKind = OtherKind::kPassedOver, .elements = &kRegionCode};
@@ -122,7 +122,7 @@ constexpr std::string_view kFCCIDReference[] = {"FCCID"};
 constexpr std::string_view kRegionReference[] = {"RegionInfo"};
 constexpr std::string_view kSerialNumberReference[] = {"SerialNumber"};
 
-// A predicate that reads its attribute. Where `withoutValue` is `kSame`, the value is not read.
+// For a predicate that reads its attribute. If `withoutValue` is `kSame`, the value is not read.
 constexpr PredicateFacts facts(std::string_view word, std::string_view meaning, const ValueFacts& attribute,
                                const ValueFacts& value, Without withoutValue,
                                std::span<const std::string_view> references = {}) noexcept {
@@ -145,76 +145,77 @@ constexpr auto kOwnFacts = std::to_array<PredicateFacts>({
           kBoardSerialNumber, kCodes4, kFails),
     facts("MPNCCCCheck", "the last 3 characters of the serial number are the expected ones", kDeviceSerialNumber,
           kThreeCharacters, kPasses),
-    facts("boolEqual", "it is as expected, where 1 means yes and 0 means no", kBoolean, kTruth, kComparesWithFalse),
-    facts("caseInsensitiveEqual", "it is the expected text, in capitals or not", kText, kText, kPasses),
-    facts("caseInsensitiveEqualData", "its bytes are the expected ones", kBytes, kHexadecimal, kPasses),
-    facts("cccNandSizeCheck", "the storage has as many GB as belong to the last 3 characters of the serial number",
+    facts("boolEqual", "it equals the expected value, where 1 means yes and 0 means no", kBoolean, kTruth,
+          kComparesWithFalse),
+    facts("caseInsensitiveEqual", "it equals the expected text, ignoring case", kText, kText, kPasses),
+    facts("caseInsensitiveEqualData", "its bytes equal the expected bytes", kBytes, kHexadecimal, kPasses),
+    facts("cccNandSizeCheck", "the storage has as many GB as expected for the last 3 characters of the serial number",
           kByteCount, kSizesByCode, kFails, kSerialNumberReference),
     facts("checkEEEFCCIDTable",
-          "the board is one that the device's FCC identifier is for, told by its EEE code (from the 10th "
-          "character of its serial number)",
+          "the EEE code of the logic board (from the 10th character of its serial number) is listed for the device's "
+          "FCC identifier",
           kBoardSerialNumber, kBoardsByIdentifier, kFails, kFCCIDReference),
     facts("checkIMEIfromGUI", "the IMEI ends with the 4 digits that the operator typed", kImei, kTypedDigits, kFails),
     facts("checkWifiVendorAgainst4E",
-          "the board is one that the vendor's Wi-Fi module is for, told by its 4E code (from the 12th character "
-          "of its serial number)",
+          "the 4E code of the logic board (from the 12th character of its serial number) is listed for the vendor of "
+          "the Wi-Fi module",
           kProductInformation, kRevisionsByVendor, kFails, kBoardReference),
     facts("checkWifiVendorAgainstEEE",
-          "the board is one that the vendor's Wi-Fi module is for, told by its EEE code (from the 10th character "
-          "of its serial number)",
+          "the EEE code of the logic board (from the 10th character of its serial number) is listed for the vendor of "
+          "the Wi-Fi module",
           kProductInformation, kBoardsByVendor, kFails, kBoardReference),
     {.word = "combinedMPNRCCheck",
-     .meaning = "the device's part number and region are those that the shop-floor system has for it",
+     .meaning = "the device's part number and region match those in the shop-floor system",
      .readsAttribute = false,
      .withoutValue = kSame,
      .references = kPartNumberReferences},
-    facts("contains", "the expected text occurs in it", kText, kPattern, kFails),
-    facts("controlBitCheck", "every listed control bit says that its test was passed", kControlBitBlock, kControlBits,
+    facts("contains", "it contains the expected text", kText, kPattern, kFails),
+    facts("controlBitCheck", "the test of every listed control bit has passed", kControlBitBlock, kControlBits,
           kPasses),
-    facts("dataNotNull", "some byte of it is not zero", kBytes, kAnything, kSame),
-    facts("equal", "it is the expected number", kInteger, kInteger, kComparesWithZero),
-    facts("equalData", "its bytes are the expected ones", kAnything, kText, kFails),
-    facts("equalLong", "it is the expected number", kLong, kLong, kComparesWithZero),
-    facts("equalMask", "its bits that the mask selects are as expected", kBytes, kMaskAndResult, kFails),
+    facts("dataNotNull", "at least one of its bytes is not zero", kBytes, kAnything, kSame),
+    facts("equal", "it equals the expected number", kInteger, kInteger, kComparesWithZero),
+    facts("equalData", "its bytes equal the expected bytes", kAnything, kText, kFails),
+    facts("equalLong", "it equals the expected number", kLong, kLong, kComparesWithZero),
+    facts("equalMask", "the bits selected by the mask have the expected values", kBytes, kMaskAndResult, kFails),
     facts("greaterThan", "it is greater than the expected number", kReal, kReal, kComparesWithZero),
     facts("hasPrefix", "it begins with the expected text", kText, kPattern, kFails),
     facts("hasSuffix", "it ends with the expected text", kText, kPattern, kFails),
-    facts("isUppercase", "it has no small letters", kText, kAnything, kSame),
+    facts("isUppercase", "it contains no lowercase letters", kText, kAnything, kSame),
     facts("minimumNandSize", "the storage has at least as many GB as expected", kByteCount, kGigabytes, kFails),
     facts("nandSizeCheck", "the storage has as many GB as expected", kByteCount, kGigabytes, kFails),
-    facts("nvramWhiteList", "every firmware variable there is stands in the list", kVariables, kVariableNames, kPasses),
-    facts("referenceHasPrefix", "what it is checked against begins with it", kPattern, kPattern, kFails),
+    facts("nvramWhiteList", "every firmware variable is in the list", kVariables, kVariableNames, kPasses),
+    facts("referenceHasPrefix", "the expected text begins with it", kPattern, kPattern, kFails),
     {.word = "sendConditionalAttribute",
-     .meaning = "it is there",
+     .meaning = "the device has it",
      .forwards = true,
      .attribute = kAnything,
      .value = kConditions,
      .withoutValue = kFault},
     {.word = "sendStaticAttribute",
-     .meaning = "it is there",
+     .meaning = "the device has it",
      .forwards = true,
      .readsAttribute = false,
      .value = kForwarded,
      .withoutValue = kFault},
     {.word = "staticTextGUIEquals",
-     .meaning = "the operator's answer is the expected text",
+     .meaning = "the operator's answer equals the expected text, ignoring case",
      .readsAttribute = false,
      .value = kText,
      .withoutValue = kFault,
      .readsTheOnlyReference = true},
-    facts("swbhRegionMatch", "it is the behavior that the device's region asks for", kAnything, kBehaviors, kFails,
+    facts("swbhRegionMatch", "it is the expected behavior for the device's region", kAnything, kBehaviors, kFails,
           kRegionReference),
     facts("systemPartitionSizeCheck", "the system partition has as many MiB as expected", kByteCount, kMebibytes,
           kFails),
     facts("validIMEI", "the IMEI begins with one of the expected prefixes", kImei, kPrefixes, kFails),
-    facts("valueInList", "all of it stands in the list", kAnything, kList, kPasses),
+    facts("valueInList", "it, or every element of it, is in the list", kAnything, kList, kPasses),
     facts("varnockSystemPartitionSizeCheck", "the system partition has no more MiB than expected", kByteCount,
           kMebibytes, kFails),
 });
 static_assert(std::ranges::equal(kOwnFacts, kOperations, {}, &PredicateFacts::word, &Operation::word),
               "the words of the operation table, in its order");
 
-// With what the operation table says.
+// Completed from the operation table.
 constexpr auto kFacts = [] {
   auto all = kOwnFacts;
   for (std::size_t row = 0; row < all.size(); ++row) {

@@ -1,6 +1,6 @@
 /// @file
-/// The predicates that rules may name. Adding one takes a function, declared here, a row in OperationRegistry.cpp, a
-/// row in PredicateFacts.cpp and an entry in docs/predicates.md.
+/// The predicates that rules may name. To add one, declare its function here, and add rows to OperationTable.h and
+/// PredicateFacts.cpp and an entry to docs/predicates.md.
 #ifndef TAVIK_KERNEL_ALGORITHMS_PREDICATES_H
 #define TAVIK_KERNEL_ALGORITHMS_PREDICATES_H
 
@@ -8,7 +8,7 @@
 
 namespace tavik::predicates {
 
-// What records say about the rule's value.
+// Record texts for the rule's value.
 inline constexpr Phrase kCaseInsensitiveEqual = {"caseInsensitiveEqual:"};
 inline constexpr Phrase kContains = {"contains "};
 inline constexpr Phrase kElements = {"", Phrase::About::kElements, ","};

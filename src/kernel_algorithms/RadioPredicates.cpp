@@ -1,4 +1,4 @@
-// Radio modules: which of them a logic board may carry.
+// Radio modules: which of them are allowed on a logic board.
 
 #include <tavik/ZRTTavikKernel.h>
 
@@ -13,7 +13,7 @@ namespace tavik {
 
 namespace {
 
-// The piece of `text` with this number, from 0, between separators; absent when there are fewer.
+// Piece `number` of `text`, counted from 0, between separators; absent if there are fewer pieces.
 std::optional<std::string_view> piece(std::string_view text, char separator, int number) {
   for (;; --number) {
     const std::size_t end = text.find(separator);
@@ -25,7 +25,7 @@ std::optional<std::string_view> piece(std::string_view text, char separator, int
 
 const Value* pointer(const std::optional<Value>& value) { return value ? &*value : nullptr; }
 
-// What the checks of Wi-Fi vendors share, for a board code of either kind; an absent (null) one fails.
+// The common part of the Wi-Fi vendor checks, for a board code of either kind; an absent (null) code fails.
 Judgement judgeVendor(const Value* attribute, const Value* value, const Value* boardCode) {
   const auto field = piece(textOf(attribute).value_or(std::string_view{}), ' ', 2);
   if (!field) {

@@ -1,4 +1,4 @@
-// Control bits, allowed firmware variables, the operator's single text, and attributes for the station.
+// Control bits, allowed firmware variables, text from the operator, and attributes for the station.
 
 #include <tavik/SystemConfig.h>
 
@@ -17,11 +17,11 @@ namespace tavik::predicates {
 
 namespace {
 
-// Whether the record of the bit with this number says "Pass". Raises `std::out_of_range` when there is no such record.
+// Whether the test state of this bit is "Pass". Raises `std::out_of_range` if there is no such record.
 bool bitPasses(std::span<const std::uint8_t> records, std::int32_t bit) {
   const std::size_t count = records.size() / SystemConfig::kControlBitSize;
   if (bit < 0 || static_cast<std::size_t>(bit) >= count) {
-    throw std::out_of_range(format("control bit %d is not among the %lu records", {bit, count}));
+    throw std::out_of_range(format("control bit %d is out of range for a block of %lu records", {bit, count}));
   }
   const auto record = records.subspan(static_cast<std::size_t>(bit) * SystemConfig::kControlBitSize);
   return SystemConfig::testStateToString(record.front() & 3U) == "Pass";
@@ -29,7 +29,7 @@ bool bitPasses(std::span<const std::uint8_t> records, std::int32_t bit) {
 
 // Passes, with attributes for the station. Raises `std::invalid_argument` if there are none.
 Judgement forwarding(const Value* attributes) {
-  if (attributes == nullptr) throw std::invalid_argument("an absent value cannot be stored under \"attributes\"");
+  if (attributes == nullptr) throw std::invalid_argument("cannot store an absent value under \"attributes\"");
   return {true, "None", "None", attributes};
 }
 
@@ -65,7 +65,7 @@ Judgement staticTextGUIEquals(const Operands& operands) {
   const auto& [attribute, references, value] = operands;
   if (references != nullptr && references->size() >= 2) return {false, "invalid rule", "invalid rule"};
   if (references == nullptr || references->empty()) {
-    throw std::out_of_range("a rule that compares a single reference lists none");
+    throw std::out_of_range("the rule needs exactly one reference but has none");
   }
   const Value& reference = references->begin().value();
   const auto text = reference.ifString();

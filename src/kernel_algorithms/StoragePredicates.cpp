@@ -13,7 +13,7 @@ namespace tavik {
 
 namespace {
 
-// Cut off toward zero, saturating.
+// Truncated toward zero and limited to 32 bits.
 std::int32_t wholeNumber(double number) {
   const Value value(number);
   return integerValue(&value);

@@ -1,4 +1,4 @@
-// Description builders: "actual" and "expected" of a predicate without its verdict.
+// Description builders: "actual" and "expected" of a predicate without its result.
 
 #include <tavik/ZRTTavikKernel.h>
 

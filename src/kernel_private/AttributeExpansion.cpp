@@ -1,4 +1,4 @@
-// Packed device attributes unpacked into attributes of their own, named PREFIX.FIELD.
+// Expands packed device attributes into separate attributes named PREFIX.FIELD.
 
 #include <tavik/ManifestParser.h>
 #include <tavik/SystemConfig.h>

@@ -20,7 +20,7 @@ constexpr std::int32_t kUnknownRuleSet = -100004;
 }  // namespace
 
 std::span<const LocalLayer> DeviceLayers::of(const Selection& selection, std::optional<AssemblyFailure>* failure) {
-  // "extra-rules" is never looked into: it would be only if there were no table of entries at all.
+  // "extra-rules" applies only if there is no table of entries at all, which cannot happen here; it is never read.
   layers_.clear();
   layers_.reserve(4);
   setNames_.clear();
@@ -33,7 +33,7 @@ std::span<const LocalLayer> DeviceLayers::of(const Selection& selection, std::op
   return layers_;
 }
 
-// An empty one where the rules have none.
+// An empty dictionary if the rules have none.
 const Dictionary* DeviceLayers::table(std::string_view key, std::optional<AssemblyFailure>* failure) const {
   static const Dictionary none;
   const Value* value = rules_.find(key);
@@ -58,7 +58,7 @@ void DeviceLayers::addSelected(const Selection& selection) {
   add(afterRegion_);
 }
 
-// Of a part number's entries, those up to "RegionRules".
+// The entries from `first` on; for a part number, up to "RegionRules".
 DeviceLayers::Part DeviceLayers::partOf(LocalEntry::Layer layer, const Dictionary& entries,
                                         Dictionary::Iterator first) {
   const Dictionary::Iterator end = entries.end();

@@ -1,5 +1,5 @@
 /// @file
-/// The order in which devices get the entries of the local rules.
+/// The order in which the entries of the local rules apply to a device.
 #ifndef TAVIK_KERNEL_PRIVATE_DEVICE_LAYERS_H
 #define TAVIK_KERNEL_PRIVATE_DEVICE_LAYERS_H
 
@@ -14,14 +14,14 @@
 
 namespace tavik {
 
-/// The layers of one device after another. Borrows the local rules, and looks through the entries of a part number once
-/// for all of its regions that come in a row.
+/// The layers of one device after another. Borrows the local rules. Scans the entries of a part number once for
+/// consecutive devices with that part number.
 class DeviceLayers {
  public:
   explicit DeviceLayers(const Dictionary& rules) noexcept : rules_(rules) {}
 
-  /// As `RuleOrigins::forEachKind` gives them; they hold until the next call. Where a layer is missing or malformed,
-  /// they end, and `failure` says why. Where `failure` is null, the other layers follow.
+  /// The layers, as described at `RuleOrigins::forEachKind`; valid until the next call. They end at a missing or
+  /// malformed layer, with the reason in `failure`. If `failure` is null, such a layer is skipped instead.
   [[nodiscard]] std::span<const LocalLayer> of(const Selection& selection, std::optional<AssemblyFailure>* failure);
 
  private:
@@ -37,7 +37,7 @@ class DeviceLayers {
   void addSets(const Dictionary& sets, std::optional<AssemblyFailure>* failure);
 
   const Dictionary& rules_;
-  const Dictionary* partNumber_ = nullptr;  // the one that these are of
+  const Dictionary* partNumber_ = nullptr;  // the part number of the following members
   Part beforeRegion_ = {};
   Part afterRegion_ = {};
   std::optional<Part> generic_;

@@ -1,4 +1,4 @@
-// Device rule assembly: the local rules' entries for one device, completed with the rule library's definitions.
+// Device rule assembly: the local entries for one device, completed with the rule library's definitions.
 
 #include <tavik/ZRTTavikKernel.h>
 

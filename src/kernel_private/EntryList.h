@@ -1,5 +1,5 @@
 /// @file
-/// Local entries as layers follow each other.
+/// The local entries of a device, from all layers.
 #ifndef TAVIK_KERNEL_PRIVATE_ENTRY_LIST_H
 #define TAVIK_KERNEL_PRIVATE_ENTRY_LIST_H
 
@@ -18,30 +18,30 @@ namespace detail {
 class Sought;
 }
 
-/// Local entries by rule name, each once, in the order of evaluation: where two layers have a name, the later layer's
-/// entry takes the earlier one's place. Borrows from the layers.
+/// Local entries by rule name, each once, in evaluation order. If two layers have the same name, the later layer's
+/// entry replaces the earlier one in place. Borrows from the layers.
 class EntryList {
  public:
   struct Entry {
     const Value* name = nullptr;   ///< null: erased
-    const Value* value = nullptr;  ///< a dictionary, if the local rules are sound
+    const Value* value = nullptr;  ///< a dictionary, unless the local rules are malformed
     std::uint64_t hash = 0;        ///< of the name as a key
   };
 
   EntryList() = default;
   explicit EntryList(std::span<const LocalLayer> layers);
 
-  /// Makes room for so many more.
+  /// Allocates room for `count` more entries.
   void reserve(std::size_t count);
-  /// Where the entry is, for good.
+  /// Returns the position of the entry, which does not change.
   std::size_t set(const Value& name, const Value& value);
-  /// Erases the entry of that name, which there is; where it was.
+  /// Erases the entry of that name, which must exist, and returns its position.
   std::size_t erase(std::string_view name) noexcept;
 
-  /// Erased ones among them.
+  /// All entries, including erased ones.
   [[nodiscard]] const std::vector<Entry>& all() const noexcept { return entries_; }
   [[nodiscard]] Dictionary dictionary() const;
-  /// Those that are not erased.
+  /// The entries that are not erased.
   [[nodiscard]] std::vector<Entry> take() &&;
 
  private:
@@ -49,7 +49,7 @@ class EntryList {
 
   std::vector<Entry> entries_;
   bool erases_ = false;
-  std::vector<std::uint32_t> slots_;  // positions plus one, 0 where free; a power of two, at least twice the entries
+  std::vector<std::uint32_t> slots_;  // positions plus one, 0 if free; a power of two, at least twice the entries
 };
 
 }  // namespace tavik

@@ -1,5 +1,5 @@
 /// @file
-/// What the local rules say for one kind of device.
+/// The local entries for one kind of device.
 #ifndef TAVIK_KERNEL_PRIVATE_LOCAL_ENTRIES_H
 #define TAVIK_KERNEL_PRIVATE_LOCAL_ENTRIES_H
 
@@ -17,15 +17,14 @@
 
 namespace tavik {
 
-/// The local entries for one kind of device.
 class LocalEntries {
  public:
   LocalEntries(const Dictionary& rules, const Selection& selection);
-  /// What the selection was refused for.
+  /// For a selection that failed.
   explicit LocalEntries(AssemblyFailure failure) : failure_(std::move(failure)) {}
   LocalEntries(const Dictionary& rules, const Value* partNumber, const Value* region);
 
-  /// Logs the entries as rules are made of them, and the error that they end in, if any: no rules are to be made then.
+  /// Logs the entries, from which rules are made. If they could not be assembled, also logs and returns the error.
   std::optional<Error> report(const PredicateKernel& kernel) const;
 
   [[nodiscard]] bool failed() const noexcept { return failure_.has_value(); }
@@ -34,11 +33,11 @@ class LocalEntries {
  private:
   void assemble(const Dictionary& rules, const Selection& selection);
 
-  std::vector<EntryList::Entry> entries_;  // up to the one that is no dictionary
+  std::vector<EntryList::Entry> entries_;  // up to the first one that is not a dictionary
   std::optional<AssemblyFailure> failure_;
 };
 
-/// The library's definition with the "value" of the local entry, where it has one.
+/// The library's definition, with the "value" of the local entry if it has one.
 Dictionary completedRule(const Dictionary* definition, const Dictionary& localEntry);
 
 }  // namespace tavik

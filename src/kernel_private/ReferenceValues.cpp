@@ -1,4 +1,4 @@
-// Records for attributes that were not found, and lists as text.
+// Records for missing attributes, and lists as text.
 
 #include <tavik/ZRTTavikKernel.h>
 

@@ -1,4 +1,4 @@
-// Device rule assembly with a note of every layer that an entry comes from.
+// Device rule assembly that records the layers of every entry.
 
 #include <tavik/RuleOrigins.h>
 
@@ -20,7 +20,7 @@ using detail::ValueAccess;
 std::optional<RuleOrigins::Device> originsOf(const Dictionary& library, std::span<const LocalLayer> layers,
                                              std::optional<AssemblyFailure>& failure) {
   EntryList list;
-  std::vector<std::vector<LocalEntry>> traces;  // of the entry at the same position
+  std::vector<std::vector<LocalEntry>> traces;  // for the entry at the same position
   RuleOrigins::Device device;
   for (const LocalLayer& layer : layers) {
     if (layer.layer == LocalEntry::Layer::kSet) {

@@ -15,7 +15,8 @@ const Dictionary* dictionaryUnder(const Value& value, std::string_view key, std:
   return found;
 }
 
-// The dictionary under a part number or region; null with the failure, which `unknown` begins, when there is none.
+// The dictionary of a part number or region. Null with `failure` set if there is none; `unknown` is the start of its
+// text.
 const Dictionary* selected(const Dictionary& table, const Value* name, std::string_view unknown,
                            std::optional<AssemblyFailure>& failure) {
   const Value* entry = find(&table, name);

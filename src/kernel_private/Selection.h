@@ -1,5 +1,5 @@
 /// @file
-/// What a device's part number and region select of the local rules.
+/// The selection from the local rules by part number and region.
 #ifndef TAVIK_KERNEL_PRIVATE_SELECTION_H
 #define TAVIK_KERNEL_PRIVATE_SELECTION_H
 
@@ -14,24 +14,24 @@ namespace tavik {
 
 inline constexpr std::string_view kRegionRules = "RegionRules";
 
-/// Why there are no rules for a device: what becomes an error once somebody is told.
+/// Why the rules of a device cannot be assembled. Becomes an `Error` when it is reported.
 struct AssemblyFailure {
   std::int32_t code;
   std::string message;
 };
 
-/// What stands under `key` in the local rules has to be a dictionary and is none.
+/// The failure for a value in the local rules that is not a dictionary. key: its key.
 AssemblyFailure malformed(std::string_view key);
 
-/// Borrowed from the local rules.
+/// The selected dictionaries; borrows from the local rules.
 struct Selection {
-  const Dictionary* partNumber = nullptr;  ///< null: the rules know no part numbers
-  const Dictionary* region = nullptr;      ///< null: the part number knows no regions
+  const Dictionary* partNumber = nullptr;  ///< null: the rules have no part numbers
+  const Dictionary* region = nullptr;      ///< null: the part number has no regions
 
   friend bool operator==(const Selection&, const Selection&) = default;
 };
 
-/// Absent with the reason when the part number or the region is unknown, or what they select is no dictionary.
+/// Absent with `failure` set if the part number or region is unknown, or does not select a dictionary.
 std::optional<Selection> select(const Dictionary& rules, const Value* partNumber, const Value* region,
                                 std::optional<AssemblyFailure>& failure);
 

@@ -23,21 +23,21 @@ namespace {
 
 using Bytes = std::span<const std::uint8_t>;
 
-// A SysCfg blob: a header that is not read, the number of entries, the entries.
+// A SysCfg blob: a header, which is not read, the number of entries, and the entries.
 constexpr std::size_t kHeaderSize = 20;
 constexpr std::size_t kEntrySize = 20;
-// In place of a tag: the value lies elsewhere in the blob. Reads "CNTB" as a tag.
+// Instead of a tag: the value is elsewhere in the blob. As a tag, this is "CNTB".
 constexpr std::uint32_t kIndirect = 0x434E5442;
 
-// Indirect values may overlap, so that a small blob can stand for very much; sound ones hold each byte of the blob at
-// most once. The floor lets every blob of up to 18 KB through, whatever its values overlap.
+// Indirect values may overlap, so a small blob can have a large content; valid blobs use each byte at most once. The
+// minimum budget admits every blob of up to 18 KB, even if all its values overlap.
 constexpr std::size_t kMostExpansion = 8;
 constexpr std::size_t kLeastBudget = std::size_t{16} << 20;
 
-// A control-bit block: a header that is not read, the records.
+// A control-bit block: a header, which is not read, and the records.
 constexpr std::size_t kBlockHeaderSize = 64;
 
-// Every read goes through here: takes the next `count` bytes off `rest`, absent when there are fewer.
+// Takes the next `count` bytes from `rest`; absent if there are fewer. All reads use this function.
 std::optional<Bytes> take(Bytes& rest, std::size_t count) {
   if (count > rest.size()) return std::nullopt;
   const Bytes taken = rest.first(count);
@@ -55,7 +55,7 @@ struct Field {
   Bytes value;
 };
 
-// Absent when the value lies outside the blob.
+// Absent if the value is outside the blob.
 std::optional<Field> readField(Bytes blob, std::span<const std::uint8_t, kEntrySize> entry) {
   const std::uint32_t tag = word(entry.first<4>());
   if (tag != kIndirect) return Field{tag, entry.subspan<4>()};
@@ -66,7 +66,7 @@ std::optional<Field> readField(Bytes blob, std::span<const std::uint8_t, kEntryS
   return Field{word(entry.subspan<4, 4>()), *value};
 }
 
-// The text that the bytes hold: printable ASCII, then nothing but NUL bytes.
+// The bytes as text: printable ASCII, followed only by NUL bytes.
 std::optional<std::string_view> asText(Bytes bytes) {
   const auto end = std::ranges::find_if(bytes, [](std::uint8_t byte) { return byte < 0x20 || byte > 0x7E; });
   if (!std::all_of(end, bytes.end(), [](std::uint8_t byte) { return byte == 0; })) return std::nullopt;
@@ -78,7 +78,7 @@ Value fieldValue(Bytes bytes) {
   return Data(bytes);
 }
 
-// One character a byte: U+0000 to U+00FF.
+// One character per byte: U+0000 to U+00FF.
 std::string characters(Bytes bytes) {
   std::string text;
   for (const std::uint8_t byte : bytes) appendUtf8(text, byte);

@@ -33,7 +33,7 @@ const Value* Array::end() const noexcept { return elements_ == nullptr ? nullptr
 
 const Value& Array::at(std::size_t index) const {
   if (index >= size()) {
-    throw std::out_of_range("index " + std::to_string(index) + " is beyond the end of an array of " +
+    throw std::out_of_range("index " + std::to_string(index) + " is out of range for an array of size " +
                             std::to_string(size()));
   }
   return begin()[index];

@@ -1,4 +1,4 @@
-// Look-up in the case mapping table.
+// Lookup in the case mapping table.
 
 #include "values/CaseMapping.h"
 
@@ -10,7 +10,7 @@ namespace tavik {
 
 namespace {
 
-// Every `step`-th character from `first` to `last` maps to itself plus `offset`.
+// Every `step`th character from `first` to `last` maps to itself plus `offset`.
 struct Run {
   char32_t first;
   char32_t last;

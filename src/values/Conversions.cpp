@@ -20,7 +20,7 @@ void skipWhiteSpace(std::string_view& text) noexcept {
   }
 }
 
-// Takes one sign; true for a minus.
+// Takes an optional sign; true for a minus.
 bool takeSign(std::string_view& text) noexcept {
   const bool minus = text.starts_with('-');
   if (minus || text.starts_with('+')) text.remove_prefix(1);
@@ -41,7 +41,7 @@ Integer integerAtStart(std::string_view text) noexcept {
   const bool minus = takeSign(text);
   constexpr auto kLeast = std::numeric_limits<Integer>::min();
   constexpr auto kGreatest = std::numeric_limits<Integer>::max();
-  Integer negative = 0;  // counted down, since the least integer has no positive counterpart
+  Integer negative = 0;  // negative, because the minimum has no positive counterpart
   for (; !text.empty() && isDigit(text.front()); text.remove_prefix(1)) {
     const auto digit = static_cast<Integer>(text.front() - '0');
     if (negative < (kLeast + digit) / 10) return minus ? kLeast : kGreatest;
@@ -76,8 +76,7 @@ Integer integerOf(const Value* value) noexcept {
   return value->ifBoolean().value_or(false) ? 1 : 0;
 }
 
-// Length of the decimal number that `text` begins with, 0 when there is none: digits with at most one point, and an
-// exponent.
+// The length of the decimal number at the start of `text`, or 0: digits with an optional decimal point and exponent.
 std::size_t decimalLength(std::string_view text) noexcept {
   const std::size_t whole = digitCount(text);
   std::size_t length = whole;

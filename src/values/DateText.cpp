@@ -1,8 +1,8 @@
-// Dates as text and back, exactly.
+// Exact conversion between dates and text.
 //
-// A date is a double; its shortest decimal text stands for it. Text of a date has the whole seconds rounded down, so
-// that a date before 2001 has the complement of its fraction: -0.25 is 23:59:59.75. Both directions therefore do their
-// arithmetic on decimal digits, where nothing is lost, and leave rounding to the conversion between digits and double.
+// A date is a double, represented by its shortest decimal text. The text of a date has whole seconds rounded down, so a
+// date before 2001 has the complement of its fraction: -0.25 is 23:59:59.75. Both directions compute with decimal
+// digits, which is exact, and round only in the conversion between digits and double.
 #include "values/DateText.h"
 
 #include <tavik/PropertyList.h>
@@ -27,13 +27,13 @@ constexpr sys_seconds kReference = sys_days(std::chrono::year(2001) / 1 / 1);
 constexpr std::int64_t kFirstSecond = (sys_days(std::chrono::year(1) / 1 / 1) - kReference).count();
 constexpr std::int64_t kEndSecond = (sys_days(std::chrono::year(10000) / 1 / 1) - kReference).count();
 
-/// Seconds from the reference date: whole ones, rounded down, and the digits behind the point.
+/// Seconds since the reference date: whole seconds, rounded down, and the digits after the decimal point.
 struct DecimalSeconds {
   std::int64_t whole = 0;
   std::string fraction;
 };
 
-/// What is missing to 1: "25" gives "75". Needs a digit other than 0.
+/// One minus the fraction: "25" gives "75". At least one digit must not be 0.
 std::string complement(std::string_view fraction) {
   std::string digits(fraction);
   const std::size_t last = digits.find_last_not_of('0');
@@ -42,7 +42,7 @@ std::string complement(std::string_view fraction) {
   return digits;
 }
 
-/// `seconds` must lie in the calendar.
+/// seconds: of a date in the years 1 to 9999.
 DecimalSeconds split(double seconds) {
   char buffer[400];  // the longest is the smallest double: "0." and 324 digits
   const char* end = std::to_chars(buffer, std::end(buffer), std::fabs(seconds), std::chars_format::fixed).ptr;
@@ -58,12 +58,12 @@ DecimalSeconds split(double seconds) {
   return result;
 }
 
-/// The double nearest to `whole` and the fraction of these digits.
+/// The double nearest to `whole` plus the fraction with these digits.
 double join(std::int64_t whole, std::string_view fraction) {
   if (fraction.find_first_not_of('0') == std::string_view::npos) return static_cast<double>(whole);
   const std::string text = whole < 0 ? '-' + std::to_string(-(whole + 1)) + '.' + complement(fraction)
                                      : std::to_string(whole) + '.' + std::string(fraction);
-  double seconds = 0;  // what it stays when the fraction is too small for a double
+  double seconds = 0;  // remains 0 if the fraction is too small for a double
   std::from_chars(text.data(), text.data() + text.size(), seconds);
   return seconds;
 }
@@ -96,7 +96,7 @@ std::string calendarText(std::int64_t wholeSeconds, char between) {
 
 bool isDigit(char character) noexcept { return character >= '0' && character <= '9'; }
 
-/// Whether `text` has a digit wherever `pattern` has a 0, and is the same elsewhere.
+/// Whether `text` has a digit wherever `pattern` has a 0, and equals it elsewhere.
 bool hasForm(std::string_view text, std::string_view pattern) noexcept {
   return std::equal(text.begin(), text.end(), pattern.begin(), pattern.end(),
                     [](char given, char wanted) { return wanted == '0' ? isDigit(given) : given == wanted; });
@@ -108,7 +108,7 @@ unsigned number(std::string_view digits) noexcept {
   return result;
 }
 
-/// The seconds of "2026-11-21T01:02:03"; absent when there is no such time.
+/// The seconds of "2026-11-21T01:02:03"; absent if there is no such time.
 std::optional<std::int64_t> wholeSecondsFrom(std::string_view text) noexcept {
   if (!hasForm(text, "0000-00-00T00:00:00")) return std::nullopt;
   const std::chrono::year_month_day date(std::chrono::year(static_cast<int>(number(text.substr(0, 4)))),

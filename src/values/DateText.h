@@ -1,5 +1,5 @@
 /// @file
-/// Dates as text, beside the two functions of PropertyList.h.
+/// Dates as text; see also the two functions in PropertyList.h.
 #ifndef TAVIK_VALUES_DATE_TEXT_H
 #define TAVIK_VALUES_DATE_TEXT_H
 
@@ -9,11 +9,11 @@
 
 namespace tavik {
 
-/// Whether a date lies in the years 1 to 9999, the only ones that property lists are written with. False for NaN.
+/// Whether a date is in the years 1 to 9999, the range that property lists support. False for NaN.
 bool isInCalendar(Date date) noexcept;
 
-/// What `%@` prints: "2026-11-21 01:02:03 +0000", a fraction of a second left out. Outside the years 1 to 9999 the
-/// seconds stand for themselves: "1e+300 seconds from 2001-01-01 00:00:00 +0000".
+/// What `%@` prints: "2026-11-21 01:02:03 +0000", without a fraction of a second. Outside the years 1 to 9999 it prints
+/// the number of seconds: "1e+300 seconds from 2001-01-01 00:00:00 +0000".
 std::string descriptionOfDate(Date date);
 
 }  // namespace tavik

@@ -1,5 +1,5 @@
-// Textual descriptions of values. Arrays and dictionaries are listed as old-style property-list text; open containers
-// wait in a list, not on the stack.
+// Textual descriptions of values. Arrays and dictionaries are printed as old-style property-list text. Open containers
+// are kept in a list, not on the stack.
 
 #include "values/Description.h"
 
@@ -17,7 +17,7 @@ using detail::ValueAccess;
 
 namespace {
 
-// Text that the old-style reader takes without quotes, and that no reader could mistake for a comment or data.
+// Whether the old-style reader accepts the text without quotes, and no reader can mistake it for a comment or data.
 bool isPlain(std::string_view text) noexcept {
   return !text.empty() && std::ranges::all_of(text, [](char c) {
     return (c >= '0' && c <= '9') || (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || c == '_' || c == '.' ||
@@ -74,7 +74,7 @@ void appendScalar(TextBuffer& text, const Value& value) {
   if (const auto date = value.ifDate()) return text.append(descriptionOfDate(*date));
 }
 
-// Lists a container and all that it holds, one line an element.
+// Prints a container and its contents, one line per element.
 class Listing {
  public:
   explicit Listing(TextBuffer& text) : text_(text) {}
@@ -90,9 +90,9 @@ class Listing {
 
  private:
   struct Open {
-    const Value* element = nullptr;  // array: the next one
+    const Value* element = nullptr;  // array: the next element
     const Value* end = nullptr;
-    const Dictionary* dictionary = nullptr;  // dictionary: whose entries
+    const Dictionary* dictionary = nullptr;  // null for an array
     Dictionary::Iterator entry;
   };
 
@@ -131,7 +131,7 @@ class Listing {
     item(value, ";");
   }
 
-  // What follows a container is known when it has been left, so the separators wait beside the open ones.
+  // The separator after a container is stored with the open container until it is closed.
   void item(const Value& value, std::string_view separator) {
     const std::size_t depth = open_.size();
     if (const auto* array = value.ifArray()) {
@@ -157,7 +157,7 @@ class Listing {
     separators_.pop_back();
   }
 
-  // Deeper than this, lines are not set in further: the listing stays in proportion to the value.
+  // Deeper lines are not indented further, so that the size of the text is proportional to that of the value.
   static constexpr std::size_t kDeepestIndent = 16;
 
   void newLine() {

@@ -1,5 +1,5 @@
 /// @file
-/// Textual descriptions, into a text under construction.
+/// Appends textual descriptions to a `TextBuffer`.
 #ifndef TAVIK_VALUES_DESCRIPTION_H
 #define TAVIK_VALUES_DESCRIPTION_H
 
@@ -16,15 +16,15 @@
 
 namespace tavik {
 
-/// What `description` returns.
+/// Appends what `description` returns.
 void appendDescription(TextBuffer& text, const Value* value);
 void appendDescription(TextBuffer& text, const Array& array);
 void appendDescription(TextBuffer& text, const Dictionary& dictionary);
 
-/// The elements' descriptions with `delineator` between them.
+/// Appends the elements' descriptions, separated by `delineator`.
 void appendElements(TextBuffer& text, const Array& array, std::string_view delineator);
 
-/// Two lowercase hexadecimal digits per byte.
+/// Appends two lowercase hexadecimal digits per byte.
 inline void appendHex(TextBuffer& text, std::span<const std::uint8_t> bytes) {
   constexpr std::string_view kDigits = "0123456789abcdef";
   while (!bytes.empty()) {
@@ -40,7 +40,7 @@ inline void appendHex(TextBuffer& text, std::span<const std::uint8_t> bytes) {
   }
 }
 
-/// Decimal text of a number.
+/// Appends the decimal text of a number.
 void appendNumber(TextBuffer& text, std::int64_t number);
 void appendNumber(TextBuffer& text, double number);
 

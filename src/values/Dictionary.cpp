@@ -1,4 +1,4 @@
-// Dictionaries: entries in stored order, scanned while few, found through an index of positions when many.
+// Dictionaries: entries in stored order. Small dictionaries are scanned; large ones have an index of positions.
 
 #include <algorithm>
 #include <memory>
@@ -27,7 +27,7 @@ namespace {
 
 std::uint32_t upperHalf(std::uint64_t hash) noexcept { return static_cast<std::uint32_t>(hash >> 32); }
 
-// The slot where the key is found or would go.
+// The slot of the key, or the free slot for it.
 Entries::Slot& slotFor(Entries* entries, const Sought& key, std::uint64_t hash) noexcept {
   const auto slots = entries->slots();
   const auto holds = [&](const Entries::Slot& slot) {
@@ -38,7 +38,7 @@ Entries::Slot& slotFor(Entries* entries, const Sought& key, std::uint64_t hash) 
   return slots[index];
 }
 
-// Notes the place of an entry. Gives the place of another with the same key, 0 where there is none.
+// Adds an entry to the index. Returns the place of an entry with the same key, or 0.
 std::uint32_t indexEntry(Entries* entries, std::uint32_t position) noexcept {
   const Sought key(entries->begin()[position].key);
   const std::uint64_t hash = key.hash();
@@ -53,7 +53,7 @@ void index(Entries* entries) noexcept {
   }
 }
 
-// `hash`: the key's, where it is known.
+// hash: of the key, if known.
 Entry* findEntry(Entries* entries, const Sought& key, std::optional<std::uint64_t> hash = std::nullopt) noexcept {
   if (entries == nullptr) return nullptr;
   if (entries->isIndexed()) {
@@ -64,7 +64,7 @@ Entry* findEntry(Entries* entries, const Sought& key, std::optional<std::uint64_
   return found == entries->end() ? nullptr : &*found;
 }
 
-// Closes the gaps that erased entries left.
+// Removes erased entries.
 void compact(Entries* entries) noexcept {
   Entry* end = std::remove_if(entries->begin(), entries->end(),
                               [](const Entry& entry) { return ValueAccess::isErased(entry.key); });
@@ -76,7 +76,7 @@ void compact(Entries* entries) noexcept {
 
 }  // namespace
 
-// Few keys are quicker compared each with each than looked up.
+// For few keys, comparing all pairs is faster than an index.
 std::optional<FixedDictionary::Repetition> FixedDictionary::makeIndex() noexcept {
   Entries* entries = ValueAccess::block(dictionary_);
   const auto repetition = [&](std::uint32_t first, std::uint32_t second) {
@@ -96,7 +96,7 @@ std::optional<FixedDictionary::Repetition> FixedDictionary::makeIndex() noexcept
   return std::nullopt;
 }
 
-// Delegates, so that a constructor that fails half-way is followed by the destructor.
+// Delegates so that the destructor runs if the constructor throws.
 Dictionary::Dictionary(std::initializer_list<std::pair<std::string_view, Value>> entries) : Dictionary() {
   reserve(entries.size());
   for (const auto& [key, value] : entries) set(key, value);
@@ -161,8 +161,7 @@ const Dictionary* Dictionary::findDictionary(std::string_view key) const noexcep
 void Dictionary::set(std::string_view key, Value value) { store(Value(key), std::move(value), false); }
 
 void Dictionary::set(std::string_view key, const Value* value) {
-  if (value == nullptr)
-    throw std::invalid_argument("an absent value cannot be stored under \"" + std::string(key) + '"');
+  if (value == nullptr) throw std::invalid_argument("cannot store an absent value under \"" + std::string(key) + '"');
   set(key, *value);
 }
 
@@ -173,7 +172,7 @@ void Dictionary::setOrRemove(std::string_view key, const Value* value) {
 }
 
 void Dictionary::setAll(const Dictionary& other) {
-  const Dictionary source = other;  // NOLINT(performance-unnecessary-copy-initialization): it may be this very one
+  const Dictionary source = other;  // NOLINT(performance-unnecessary-copy-initialization): `other` may be `*this`
   if (source.entries_ == nullptr) return;
   if (empty()) {
     *this = source;
@@ -201,7 +200,7 @@ void Dictionary::reserve(std::size_t count) {
   if (count > size()) makeOwn(count + (entries_ == nullptr ? 0 : entries_->erased));
 }
 
-// Copy on write, the index kept true.
+// Copy on write; keeps the index consistent.
 void Dictionary::makeOwn(std::size_t needed) {
   if (detail::makeWritable(entries_, needed)) index(entries_);
 }
@@ -223,7 +222,7 @@ void Dictionary::store(Value key, Value value, bool first) {
   }
 }
 
-// Stores under a key that is new.
+// Stores a new key.
 void Dictionary::append(Value key, Value value) {
   constexpr std::size_t kFirstRoom = 4;
   makeOwn(entries_ == nullptr ? kFirstRoom : entries_->size + 1);

@@ -1,5 +1,5 @@
 /// @file
-/// Keys that are looked for in dictionaries.
+/// Keys for lookups in dictionaries.
 #ifndef TAVIK_VALUES_DICTIONARY_KEY_H
 #define TAVIK_VALUES_DICTIONARY_KEY_H
 
@@ -13,13 +13,13 @@
 
 namespace tavik::detail {
 
-/// What is looked for. A short key is compared as the sixteen bytes of its value, in one go.
+/// A key to look up. A short key is compared as the sixteen bytes of its value, at once.
 class Sought {
  public:
   explicit Sought(std::string_view key) : text_(key), isShort_(key.size() <= ValueAccess::kLongestShort) {
     if (isShort_) bits_ = ValueAccess::bits(ValueAccess::string(key));
   }
-  /// `key` is a string.
+  /// key: a string.
   explicit Sought(const Value& key)
       : text_(*ValueAccess::text(key)), bits_(ValueAccess::bits(key)), isShort_(ValueAccess::isShort(key)) {}
 
@@ -28,8 +28,8 @@ class Sought {
     return ValueAccess::isLong(stored) && *ValueAccess::text(stored) == text_;
   }
 
-  /// A multiplicative hash. Its seed is an address of this process, which whoever writes a document cannot know, so
-  /// that nobody can prepare keys that collide.
+  /// A multiplicative hash. The seed is an address in this process, which the author of a document cannot know: keys
+  /// that collide cannot be prepared.
   [[nodiscard]] std::uint64_t hash() const noexcept {
     const std::uint64_t start = reinterpret_cast<std::uintptr_t>(&kAnchor) ^ kOdd;
     if (isShort_) return mix(mix(start ^ bits_.low, kOdd) ^ bits_.high, kOdd);

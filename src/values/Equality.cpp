@@ -1,4 +1,4 @@
-// Equality of values at any depth: containers that are still to be compared wait in a list, not on the stack.
+// Equality of values at any depth. Containers still to be compared are kept in a list, not on the stack.
 
 #include <tavik/Value.h>
 
@@ -15,7 +15,7 @@ using detail::ValueAccess;
 
 namespace {
 
-// Exact, also where a double cannot hold the integer.
+// Exact, even if a double cannot represent the integer.
 bool equalNumbers(std::int64_t integer, double real) noexcept { return detail::integerEqualTo(real) == integer; }
 
 bool equalNumbers(const Value& left, const Value& right) noexcept {
@@ -29,7 +29,7 @@ bool equalNumbers(const Value& left, const Value& right) noexcept {
 
 class Comparison {
  public:
-  // False when the values differ at a glance; containers of one size are put off.
+  // Compares values without looking inside containers; containers of the same size are queued.
   bool mayBeEqual(const Value& left, const Value& right) {
     if (left.kind() != right.kind()) return false;
     switch (left.kind()) {
@@ -63,7 +63,7 @@ class Comparison {
     return true;
   }
 
-  // Absent when it takes so many comparisons that contents may come up over and over, in more places than memory has.
+  // Absent if the number of comparisons suggests that the values contain the same shared contents many times.
   std::optional<bool> decide() {
     constexpr std::size_t kMany = std::size_t{1} << 26;
     while (compared_ < kMany) {

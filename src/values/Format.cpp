@@ -68,7 +68,7 @@ class Formatter {
   }
 
   void appendFixed(double number) {
-    constexpr std::size_t kLongest = 400;  // the digits of the greatest double, its sign and four decimals
+    constexpr std::size_t kLongest = 400;  // the digits of the largest double, its sign and four decimals
     std::array<char, kLongest> digits;
     text_.append({digits.data(), std::to_chars(digits.begin(), digits.end(), number, std::chars_format::fixed, 4).ptr});
   }

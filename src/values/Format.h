@@ -1,7 +1,7 @@
 /// @file
-/// Messages made from printf-style patterns. The patterns are part of what hosts and operators know, so they stand in
-/// the code as they are: "%@" (description of a value), "%d" (signed 32-bit decimal), "%lu" (unsigned decimal), "%.4f"
-/// (fixed point, four decimals).
+/// Messages made from printf-style patterns. Hosts and operators know the patterns, so the code has them verbatim: "%@"
+/// (description of a value), "%d" (signed 32-bit decimal), "%lu" (unsigned decimal), "%.4f" (fixed point, four
+/// decimals).
 #ifndef TAVIK_VALUES_FORMAT_H
 #define TAVIK_VALUES_FORMAT_H
 
@@ -16,8 +16,8 @@
 
 namespace tavik {
 
-/// What a placeholder prints; borrowed, not copied. For "%@": a value that may be absent, a container, or text that is
-/// a string's contents.
+/// The argument of a placeholder; borrowed, not copied. For "%@": a value, which may be absent, a container, or the
+/// contents of a string.
 class FormatArgument {
  public:
   FormatArgument(const Value* value) : held_(value) {}
@@ -35,13 +35,13 @@ class FormatArgument {
       held_;
 };
 
-/// The message. A placeholder without a fitting argument is a mistake of this library's and ends the process.
+/// Formats a message. A placeholder without a matching argument is a bug in this library and aborts the process.
 std::string format(std::string_view pattern, std::initializer_list<FormatArgument> arguments);
 
 /// The message as a string value.
 Value formattedValue(std::string_view pattern, std::initializer_list<FormatArgument> arguments);
 
-/// Logs the message with one argument; makes nothing when nobody reads the log.
+/// Logs a message with one argument. The message is not made if logging is disabled.
 template <class Argument>
 void log(const Platform& platform, std::string_view pattern, const Argument& argument) {
   if (platform.logs()) platform.log(format(pattern, {argument}));

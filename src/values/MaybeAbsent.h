@@ -1,5 +1,5 @@
 /// @file
-/// Reading values that may be absent or of another kind than hoped for: null, or nothing, comes out of either.
+/// Reads values that may be absent or have another kind; both give null or absent.
 #ifndef TAVIK_VALUES_MAYBE_ABSENT_H
 #define TAVIK_VALUES_MAYBE_ABSENT_H
 
@@ -25,13 +25,13 @@ inline const Dictionary* dictionaryOf(const Value* value) noexcept {
 inline const Value* find(const Dictionary* dictionary, std::string_view key) noexcept {
   return dictionary == nullptr ? nullptr : dictionary->find(key);
 }
-/// The entry under a key that is a value itself.
+/// The entry for a key given as a value.
 inline const Value* find(const Dictionary* dictionary, const Value* key) noexcept {
   if (dictionary == nullptr || key == nullptr || !key->isString()) return nullptr;
   return detail::ValueAccess::find(*dictionary, *key);
 }
 
-/// The entry as it is where it is a string, else null.
+/// The entry if it is a string, otherwise null.
 inline const Value* findIfString(const Dictionary& dictionary, std::string_view key) noexcept {
   const Value* value = dictionary.find(key);
   return value != nullptr && value->isString() ? value : nullptr;

@@ -8,8 +8,8 @@
 namespace tavik {
 namespace {
 
-// Whether a decimal number too large or too small for a double is too large: where its first significant digit is
-// decides.
+// Given a decimal number that is too large or too small for a double, whether it is too large. The position of its
+// first significant digit decides.
 bool isTooLarge(std::string_view decimal) noexcept {
   const std::size_t exponentAt = std::min(decimal.find_first_of("eE"), decimal.size());
   const std::string_view mantissa = decimal.substr(0, exponentAt);

@@ -1,5 +1,5 @@
 /// @file
-/// Numbers as decimal text, both ways.
+/// Converts between numbers and decimal text.
 #ifndef TAVIK_VALUES_NUMBERS_H
 #define TAVIK_VALUES_NUMBERS_H
 
@@ -24,8 +24,8 @@ class IntegerText {
   std::size_t size_;
 };
 
-/// The shortest text that reads back as the same double: without an exponent from 1e-4 up to 1e16 ("3", "0.0001"), else
-/// with one ("1e+16"); "inf", "-inf", "nan".
+/// The shortest text that reads back as the same double: without an exponent from 1e-4 up to 1e16 ("3", "0.0001"),
+/// otherwise with one ("1e+16"); "inf", "-inf", "nan".
 class RealText {
  public:
   explicit RealText(double number) noexcept;
@@ -37,8 +37,8 @@ class RealText {
   std::size_t size_;
 };
 
-/// As std::from_chars, except that a number beyond the range of a double is not an error: it reads as infinity, and one
-/// that is too small as 0, each with its sign.
+/// Like std::from_chars, but a number outside the range of a double is not an error: a number that is too large reads
+/// as infinity, one that is too small as 0, each with its sign.
 std::from_chars_result readReal(std::string_view text, double& number) noexcept;
 
 }  // namespace tavik

@@ -1,5 +1,5 @@
 /// @file
-/// What values share: blocks of memory with a count of their owners, each one allocation.
+/// The contents that values share: reference-counted blocks of memory.
 #ifndef TAVIK_VALUES_SHARED_CONTENTS_H
 #define TAVIK_VALUES_SHARED_CONTENTS_H
 
@@ -22,32 +22,32 @@
 
 namespace tavik::detail {
 
-/// The head of every shared block.
+/// The header of every shared block.
 class Shared {
  public:
   Shared() noexcept = default;
-  /// Of a block cut from a slab.
+  /// For a block cut from a slab.
   explicit Shared(std::size_t slabUnit) noexcept : owners_(slabUnit << kOwnerBits | 1) {}
 
   void addOwner() noexcept { owners_.fetch_add(1, std::memory_order_relaxed); }
-  /// The same while no other thread knows of the block.
+  /// The same if no other thread can see the block.
   void addOwnerUnseen() noexcept {
     owners_.store(owners_.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
   }
-  /// Lets go of one of several owners while no other thread knows of the block.
+  /// Removes one of several owners if no other thread can see the block.
   void dropOwnerUnseen() noexcept {
     owners_.store(owners_.load(std::memory_order_relaxed) - 1, std::memory_order_relaxed);
   }
-  /// Whether that was the last owner. The only one can tell without a write that others would have to wait for.
+  /// Removes an owner; returns whether it was the last one. A sole owner is detected without an atomic write.
   bool dropOwner() noexcept {
     return hasOneOwner() || (owners_.fetch_sub(1, std::memory_order_acq_rel) & kOwnerMask) == 1;
   }
-  /// Acquire: what other owners read before they let go happened before what the caller writes now.
+  /// Acquire: reads by former owners must happen before the caller's writes.
   [[nodiscard]] bool hasOneOwner() const noexcept {
     return (owners_.load(std::memory_order_acquire) & kOwnerMask) == 1;
   }
 
-  /// Gives the memory of a block back that has no owners and whose contents are gone.
+  /// Releases the memory of a block without owners, whose contents are destroyed.
   void giveBack(SlabRelease& release) noexcept {
     const std::uint64_t unit = owners_.load(std::memory_order_relaxed) >> kOwnerBits;
     if (unit == 0) return ::operator delete(this);
@@ -58,33 +58,32 @@ class Shared {
   static constexpr int kOwnerBits = 40;
   static constexpr std::uint64_t kOwnerMask = (std::uint64_t{1} << kOwnerBits) - 1;
 
-  // The number of owners; in the upper bits how many units behind the start of its slab the block lies, 0 for an
-  // allocation of its own.
+  // The number of owners; in the upper bits, the block's offset in its slab in units, or 0 for a separate allocation.
   std::atomic<std::uint64_t> owners_{1};
 };
 
-/// Text or data that never changes; the bytes follow.
+/// Immutable text or data; the bytes follow.
 struct Bytes : Shared {
   using Shared::Shared;
 
   std::size_t size = 0;
 
-  /// Their bytes are still to be written.
+  /// The caller must write the bytes.
   static Bytes* make(std::size_t size);
   static Bytes* make(std::size_t size, SlabCutter& slabs);
   [[nodiscard]] const unsigned char* begin() const noexcept { return reinterpret_cast<const unsigned char*>(this + 1); }
   [[nodiscard]] std::string_view text() const noexcept { return {reinterpret_cast<const char*>(this + 1), size}; }
 };
 
-/// The head of the blocks that hold values.
+/// The header of blocks that contain values.
 struct Container : Shared {
   Container(bool dictionary, std::size_t room, std::size_t slabUnit) noexcept
       : Shared(slabUnit), capacity(static_cast<std::uint32_t>(room)), isDictionary(dictionary) {}
 
-  /// As many elements or entries as a container can have.
+  /// The maximum number of elements or entries.
   static constexpr std::size_t kMost = std::numeric_limits<std::uint32_t>::max() / 4;
 
-  Container* nextDead = nullptr;  // links the containers that are being destroyed
+  Container* nextDead = nullptr;  // links containers being destroyed
   std::uint32_t size = 0;
   std::uint32_t capacity;
   bool isDictionary;
@@ -95,33 +94,33 @@ struct Elements : Container {
   explicit Elements(std::size_t room, std::size_t slabUnit = 0) noexcept : Container(false, room, slabUnit) {}
 
   static Elements* make(std::size_t capacity);
-  /// Cut from slabs, if there are any, unless it is large.
+  /// Cut from `slabs` unless it is null or the block is large.
   static Elements* make(std::size_t capacity, SlabCutter* slabs);
   [[nodiscard]] Value* begin() noexcept { return reinterpret_cast<Value*>(this + 1); }
   [[nodiscard]] Value* end() noexcept { return begin() + size; }
 };
 
-/// The entries of a dictionary; they follow, and behind them, from a certain size on, an index from hash to position.
-/// An erased entry stays until the next compaction, with a mark for a key and an empty value.
+/// The entries of a dictionary; they follow. In large dictionaries, an index from hash to position follows the entries.
+/// An erased entry remains until the next compaction, with a special key and an empty value.
 struct Entries : Container {
   explicit Entries(std::size_t room, std::size_t slabUnit = 0) noexcept
       : Container(true, room, slabUnit), slotMask(static_cast<std::uint32_t>(slotCount(room) - 1)) {}
 
-  /// Up to this many entries a scan is quicker than an index.
+  /// Up to this many entries, a scan is faster than an index.
   static constexpr std::size_t kScanned = 16;
 
   static Entries* make(std::size_t capacity);
-  /// Of entries that are scanned.
+  /// For at most kScanned entries.
   static Entries* make(std::size_t capacity, SlabCutter& slabs);
-  /// Cut from slabs, if there are any, unless it is large.
+  /// Cut from `slabs` unless it is null or the block is large.
   static Entries* make(std::size_t capacity, SlabCutter* slabs);
   [[nodiscard]] Entry* begin() noexcept { return reinterpret_cast<Entry*>(this + 1); }
   [[nodiscard]] Entry* end() noexcept { return begin() + size; }
   struct Slot {
-    std::uint32_t place = 0;  // the position plus one, 0 where free
-    std::uint32_t hash = 0;   // the upper half of the key's, which tells most keys apart without a look at them
+    std::uint32_t place = 0;  // the position plus one; 0 if free
+    std::uint32_t hash = 0;   // the upper half of the key's hash, which distinguishes most keys
   };
-  /// Probed linearly; at least twice as many as entries.
+  /// Open addressing with linear probing; at least twice as many slots as entries.
   [[nodiscard]] std::span<Slot> slots() noexcept {
     return {reinterpret_cast<Slot*>(begin() + capacity), isIndexed() ? slotMask + std::size_t{1} : 0};
   }
@@ -134,7 +133,7 @@ struct Entries : Container {
   std::uint32_t slotMask;  // the number of slots, a power of two or none, minus one
 };
 
-/// An array under construction, with room for all its elements.
+/// An array under construction, with memory for all its elements.
 class FixedArray {
  public:
   explicit FixedArray(std::size_t room, SlabCutter* slabs = nullptr)
@@ -152,13 +151,13 @@ class FixedArray {
   Array array_;
 };
 
-/// A dictionary under construction, with room for all its entries. They are not looked up before they are all there.
+/// A dictionary under construction, with memory for all its entries. Keys are compared only after all are added.
 class FixedDictionary {
  public:
   explicit FixedDictionary(std::size_t room, SlabCutter* slabs = nullptr)
       : dictionary_(ValueAccess::dictionary(Entries::make(room, slabs))) {}
 
-  /// Any string for a key.
+  /// key: any string.
   void add(Value&& key, Value&& value) noexcept {
     Entries* entries = ValueAccess::block(dictionary_);
     Entry* end = entries->end();
@@ -167,13 +166,13 @@ class FixedDictionary {
     ++entries->size;
   }
 
-  /// A key that two entries have, which are at these positions.
+  /// A duplicate key and the positions of its entries.
   struct Repetition {
     std::string_view key;
     std::uint32_t first;
     std::uint32_t second;
   };
-  /// Makes the index. To be called once, behind the last entry, which `take` may follow only where nothing is repeated.
+  /// Makes the index. Call once, after the last entry. Call `take` only if no key is repeated.
   [[nodiscard]] std::optional<Repetition> makeIndex() noexcept;
   Dictionary take() && noexcept { return std::move(dictionary_); }
 
@@ -181,11 +180,11 @@ class FixedDictionary {
   Dictionary dictionary_;
 };
 
-/// A dictionary under construction, of entries whose keys are known to differ and are few enough to be scanned. Nothing
-/// that may fail stands between its making and `take`.
+/// A dictionary under construction, with distinct keys and few enough entries to be scanned. Nothing between its
+/// construction and `take` may throw.
 class SmallDictionary {
  public:
-  /// Of a block that is empty.
+  /// block: empty.
   explicit SmallDictionary(Entries* block) noexcept : entries_(block), end_(block->begin()) {}
 
   void add(ValueAccess::Literal key, Value&& value) noexcept {
@@ -252,7 +251,7 @@ inline Value ValueAccess::joined(std::string_view first, std::string_view second
 
 inline Shared* ValueAccess::contentsOf(const Value& value) noexcept {
   static_assert(std::is_base_of_v<Shared, Bytes> && std::is_base_of_v<Shared, Container>);
-  // Whatever a shared value holds is a pointer to a block, and a block begins with its head.
+  // Every shared value contains a pointer to a block, and every block begins with its header.
   Shared* contents = nullptr;
   if (isShared(value)) std::memcpy(&contents, value.storage_, sizeof contents);
   return contents;
@@ -289,7 +288,7 @@ inline Value ValueAccess::copied(const Value& value, SlabCutter& slabs) {
   return {Value::kLongString, bytes};
 }
 
-/// The entries, erased ones among them; their keys equal no text.
+/// The entries, including erased ones, whose keys are not equal to any text.
 inline std::span<const Entry> entriesOf(const Dictionary& dictionary) noexcept {
   Entries* block = ValueAccess::block(dictionary);
   return block == nullptr ? std::span<const Entry>() : std::span<const Entry>(block->begin(), block->size);
@@ -305,12 +304,12 @@ inline std::uint32_t ValueAccess::positionOf(const Dictionary& dictionary, const
   return static_cast<std::uint32_t>(entry - block(dictionary)->begin());
 }
 
-/// Destroys a container that has lost its last owner, and whatever it alone owned, at any depth: dead containers wait
-/// in a list of their own links, so neither stack nor memory is needed.
+/// Destroys a container without owners, and everything that only it owns, at any depth. Dead containers form a linked
+/// list, so this needs neither stack nor memory.
 void destroy(Container* last) noexcept;
 
-/// Copy on write: makes `block` writable by its one owner, with room for `needed` elements in all. Erased entries stay
-/// behind when the block becomes another one; returns whether it did. Leaves everything as it was when memory runs out.
+/// Copy on write: ensures that `block` has one owner and room for a total of `needed` elements. Returns whether it
+/// copied the block; copies omit erased entries. Changes nothing if it throws `std::bad_alloc`.
 template <class Block>
 bool makeWritable(Block*& block, std::size_t needed);
 

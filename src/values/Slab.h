@@ -1,6 +1,6 @@
 /// @file
-/// Pieces of memory from which many small blocks are cut. The records of a check are made together and mostly go
-/// together: cut from slabs, they cost neither an allocation each nor a release each.
+/// Slabs: allocations that are cut into many small blocks. The records of a check are made and usually released
+/// together; slabs save an allocation and a deallocation for each.
 #ifndef TAVIK_VALUES_SLAB_H
 #define TAVIK_VALUES_SLAB_H
 
@@ -12,29 +12,29 @@
 
 namespace tavik::detail {
 
-/// The head of a slab; the blocks follow. It goes when the last of them does.
+/// The header of a slab; the blocks follow. The slab is freed with its last block.
 class Slab {
  public:
-  /// Blocks lie at multiples of this from its start.
+  /// Block offsets are multiples of this.
   static constexpr std::size_t kUnit = 8;
 
   static Slab* make(std::size_t size) { return new (::operator new(size)) Slab; }
 
-  /// So many blocks are let go of.
+  /// Releases this many blocks.
   void drop(std::size_t blocks) noexcept {
     if (blocks_.fetch_sub(blocks, std::memory_order_acq_rel) == blocks) ::operator delete(this);
   }
-  /// Nothing more is cut: `blocks` have been in all.
+  /// Ends cutting. blocks: the total number of blocks cut.
   void close(std::size_t blocks) noexcept { drop(kOpen - blocks); }
 
  private:
-  // While blocks are cut their number is not known here: it is taken off this one when it is.
+  // The count while blocks are being cut. `close` corrects it to the number of blocks.
   static constexpr std::size_t kOpen = std::size_t{1} << 40;
 
   std::atomic<std::size_t> blocks_ = kOpen;
 };
 
-/// Lets go of blocks, those of one slab in one go.
+/// Releases blocks; consecutive blocks of one slab are released together.
 class SlabRelease {
  public:
   SlabRelease() = default;
@@ -60,10 +60,10 @@ class SlabRelease {
   std::size_t blocks_ = 0;
 };
 
-/// Cuts blocks from slabs, one slab after the other.
+/// Cuts blocks from one slab after the other.
 class SlabCutter {
  public:
-  /// `expected`: about how many bytes will be cut in all.
+  /// expected: approximate total number of bytes.
   explicit SlabCutter(std::size_t expected) noexcept : slabSize_(std::clamp(expected, kLeast, kMost)) {}
   SlabCutter(const SlabCutter&) = delete;
   SlabCutter& operator=(const SlabCutter&) = delete;
@@ -71,10 +71,10 @@ class SlabCutter {
 
   struct Cut {
     void* memory;
-    std::size_t unit;  // how far behind the start of the slab, in units
+    std::size_t unit;  // offset in the slab, in units
   };
 
-  /// Whether a block of this size is cut at all; a large one is better an allocation of its own.
+  /// Whether a block of this size is cut from a slab. Large blocks are allocated separately.
   static bool takes(std::size_t size) noexcept { return size <= kLargestBlock; }
   Cut cut(std::size_t size) {
     size = (size + Slab::kUnit - 1) / Slab::kUnit * Slab::kUnit;

@@ -20,8 +20,8 @@ bool isAscii(char byte) noexcept { return static_cast<unsigned char>(byte) < 0x8
 
 bool isContinuation(char byte) noexcept { return (static_cast<unsigned char>(byte) & 0xC0) == 0x80; }
 
-// What the first byte of a sequence says: how long it is, and between which bounds the second byte lies (Unicode 15,
-// table 3-7). Length 0: no sequence begins so.
+// The properties of a sequence by its first byte: its length, and the range of the second byte (Unicode 15, table 3-7).
+// Length 0: not the start of a sequence.
 struct Lead {
   std::size_t length;
   unsigned char low = 0x80;
@@ -42,7 +42,7 @@ Lead leadOf(unsigned char byte) noexcept {
 }
 
 struct Sequence {
-  std::size_t length;  // bytes that belong together, at least one
+  std::size_t length;  // in bytes, at least one
   bool wellFormed;
 };
 
@@ -74,7 +74,7 @@ std::size_t asciiPrefix(std::string_view bytes) noexcept {
 constexpr std::uint64_t kEachByte = 0x0101010101010101;
 constexpr std::uint64_t kHighBits = kEachByte * 0x80;
 
-// The letters A to Z in each of eight bytes as a to z. Bytes beyond ASCII stay.
+// Converts A to Z to lowercase in each of eight bytes. Bytes beyond ASCII are unchanged.
 std::uint64_t foldedAscii(std::uint64_t bytes) noexcept {
   const std::uint64_t low = bytes & ~kHighBits;
   const std::uint64_t fromA = low + kEachByte * (0x80 - 'A');
@@ -91,9 +91,9 @@ std::uint64_t wordAt(std::string_view text, std::size_t offset) noexcept {
 
 char32_t foldedCharacter(std::string_view& text) noexcept { return simpleFolding(takeCharacter(text)); }
 
-// Knuth, Morris and Pratt: linear whatever the two texts hold, which a plain search is not.
+// The Knuth-Morris-Pratt algorithm, which is linear in the worst case.
 bool occursInLinearTime(std::string_view text, std::string_view pattern) {
-  // borders[n]: how long the longest proper prefix of the pattern's first n bytes is that ends them too.
+  // borders[n]: the length of the longest proper prefix of the pattern's first n bytes that is also their suffix.
   std::vector<std::size_t> borders(pattern.size() + 1, 0);
   const auto extended = [&](std::size_t matched, char next) {
     while (matched != 0 && pattern[matched] != next) matched = borders[matched];

@@ -1,5 +1,5 @@
 /// @file
-/// A text under construction. Short ones never leave the stack.
+/// Text under construction. Short text stays on the stack.
 #ifndef TAVIK_VALUES_TEXT_BUFFER_H
 #define TAVIK_VALUES_TEXT_BUFFER_H
 
@@ -27,7 +27,7 @@ class TextBuffer {
   void appendBeyond(std::string_view text) {
     if (overflow_.empty()) overflow_.assign(inPlace_.data(), size_);
     overflow_.append(text);
-    size_ = inPlace_.size();  // nothing goes there any more
+    size_ = inPlace_.size();  // the in-place storage is no longer used
   }
 
   std::array<char, 256> inPlace_;

@@ -46,7 +46,7 @@ Entries* Entries::make(std::size_t capacity) {
 
 namespace {
 
-// The values of a container, keys included, as one run.
+// The values of a container, including keys, as one range.
 std::span<Value> valuesOf(Container* container) noexcept {
   if (container->isDictionary) {
     auto* entries = static_cast<Entries*>(container);
@@ -59,7 +59,7 @@ static_assert(sizeof(Entry) == 2 * sizeof(Value) && offsetof(Entry, value) == si
 
 }  // namespace
 
-// What stands first goes first, as it most often came: the memory lies in that order.
+// Destroys in element order, which is usually the order of allocation and of addresses.
 void destroy(Container* last) noexcept {
   SlabRelease release;
   while (last != nullptr) {
@@ -108,7 +108,7 @@ Value::Value(std::string_view text)
                                                  : ValueAccess::string(replacingIllFormedUtf8(text))) {}
 
 Value::Value(const char* text)
-    : Value(text != nullptr ? std::string_view(text) : throw std::invalid_argument("a null pointer is no text")) {}
+    : Value(text != nullptr ? std::string_view(text) : throw std::invalid_argument("the text is a null pointer")) {}
 
 std::string_view Value::longText() const noexcept { return (*contents<Bytes*>())->text(); }
 

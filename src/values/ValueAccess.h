@@ -1,5 +1,5 @@
 /// @file
-/// The library's own way into values: their shared contents, and strings from text that has been checked already.
+/// The library's access to the representation of values: shared contents, and strings from validated text.
 #ifndef TAVIK_VALUES_VALUE_ACCESS_H
 #define TAVIK_VALUES_VALUE_ACCESS_H
 
@@ -25,17 +25,17 @@ class ValueAccess {
  public:
   static constexpr std::size_t kLongestShort = Value::kLongestShort;
 
-  /// A string from text that is known to be well-formed UTF-8.
+  /// A string from text known to be well-formed UTF-8.
   static Value string(std::string_view wellFormed);
-  /// A string from two such texts, cut from slabs, if there are any, unless it is long.
+  /// A string from two such texts, cut from `slabs` unless it is null or the string is long.
   static Value joined(std::string_view first, std::string_view second, SlabCutter* slabs);
 
-  /// Stores under a key that is a string value already, sharing its text.
+  /// Stores under a key that is a string value, sharing its text.
   static void set(Dictionary& dictionary, Value key, Value value) {
     dictionary.store(std::move(key), std::move(value), false);
   }
 
-  /// Stores under a key that the dictionary is known not to have.
+  /// Stores under a key known not to be in the dictionary.
   static void addNew(Dictionary& dictionary, Value key, Value value) {
     dictionary.append(std::move(key), std::move(value));
   }
@@ -67,31 +67,30 @@ class ValueAccess {
   static Entries* block(const Dictionary& dictionary) noexcept { return dictionary.entries_; }
   static Elements* block(const Array& array) noexcept { return array.elements_; }
 
-  /// The value under a key that is a string value.
+  /// The value for a key that is a string value.
   static const Value* find(const Dictionary& dictionary, const Value& key) noexcept;
-  /// The same where the key's hash is known.
+  /// The same for a key whose hash is known.
   static const Value* find(const Dictionary& dictionary, const Sought& key, std::uint64_t hash) noexcept;
-  /// The same, quicker where the key is at the position that is guessed.
+  /// The same, faster if the key is at the guessed position.
   static const Value* find(const Dictionary& dictionary, const Sought& key, std::uint64_t hash,
                            std::uint32_t guess) noexcept;
-  /// Has the processor fetch what a look-up of a key with this hash begins with.
+  /// Prefetches the memory that the lookup of a key with this hash reads first.
   static void prefetch(const Dictionary& dictionary, std::uint64_t hash) noexcept;
-  /// Where the value that was found in a dictionary is, as a guess for others like it.
+  /// The position of a value found in a dictionary, as a guess for similar dictionaries.
   static std::uint32_t positionOf(const Dictionary& dictionary, const Value& found) noexcept;
 
-  /// The bytes of a value; those of two short strings are equal when the strings are.
+  /// The bytes of a value. Two short strings are equal if and only if their bytes are.
   using Bits = Value::Words;
   static Bits bits(const Value& value) noexcept { return value.words(); }
 
-  /// A short string from its characters, in the order of memory, with zeros behind them and its length in the last
-  /// byte.
+  /// A short string from its characters in memory order, followed by zeros, with the length in the last byte.
   static Value shortString(Bits bits) noexcept {
     Value value;
     value.setWords(bits);
     return value;
   }
 
-  /// A short string that is made by the compiler.
+  /// A short string made at compile time.
   struct Literal {
     template <std::size_t kSize>
     requires(kSize - 1 <= kLongestShort) consteval Literal(const char (&text)[kSize]) {
@@ -106,7 +105,7 @@ class ValueAccess {
   /// Whether a value is this string.
   static bool is(const Value& value, Literal text) noexcept { return bits(value) == text.bits; }
 
-  /// What `Value::ifString` gives.
+  /// Same as `Value::ifString`.
   static std::optional<std::string_view> text(const Value& value) noexcept;
 
   static bool isShared(const Value& value) noexcept { return value.tag() >= Value::kFirstShared; }
@@ -122,7 +121,7 @@ class ValueAccess {
     return keys;
   }
 
-  /// The same block of memory: equal without a look inside.
+  /// Whether both share one block, so that they are equal.
   static bool sameContents(const Array& left, const Array& right) noexcept { return left.elements_ == right.elements_; }
   static bool sameContents(const Dictionary& left, const Dictionary& right) noexcept {
     return left.entries_ == right.entries_;
@@ -131,17 +130,17 @@ class ValueAccess {
   static bool isErased(const Value& key) noexcept { return key.tag() == Value::kErased; }
   static Value erasedMark() noexcept { return {Value::kErased, std::uint64_t{0}}; }
 
-  /// A copy of a value that no other thread knows of yet, which costs less than a copy.
+  /// Copies a value that no other thread can see, without atomic operations.
   static Value copiedUnseen(const Value& value) noexcept;
-  /// Lets go of such a value where it has other owners.
+  /// Releases such a value if it has other owners.
   static void releaseUnseen(Value& value) noexcept;
 
-  /// A value of its own: a text is copied to where slabs are cut, unless it is long.
+  /// A copy that does not share its text, which is cut from `slabs` unless it is long.
   static Value copied(const Value& value, SlabCutter& slabs);
 
-  /// Lets go of a value's contents without destroying containers: returns the container that lost its last owner.
+  /// Releases a value's contents without destroying containers; returns the container that lost its last owner.
   static Container* dropContents(const Value& value, SlabRelease& release) noexcept;
-  /// The shared block, null when there is none.
+  /// The shared block; null if there is none.
   static Shared* contentsOf(const Value& value) noexcept;
 };
 

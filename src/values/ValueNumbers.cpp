@@ -11,7 +11,7 @@
 namespace tavik::detail {
 namespace {
 
-// Containers whose contents may stand in several places.
+// Non-empty containers, whose contents may be shared.
 bool isContainer(const Value& value) {
   return (value.ifArray() != nullptr || value.ifDictionary() != nullptr) && ValueAccess::contentsOf(value) != nullptr;
 }
@@ -35,7 +35,7 @@ std::string spelled(char kind, std::uint64_t number) {
   return spelling;
 }
 
-// An integer and a floating-point number that are equal are spelled alike.
+// Equal integers and floating-point numbers have the same spelling.
 std::string spelledReal(double real) {
   const auto integer = integerEqualTo(real);
   return integer ? spelled('i', static_cast<std::uint64_t>(*integer))
@@ -84,7 +84,7 @@ std::uint64_t ValueNumbers::of(const Value& value) {
   return numberOf(value);
 }
 
-// Whether it needs no look at its elements.
+// Whether its number can be found without looking at its elements.
 bool ValueNumbers::isKnown(const Value& value) const {
   return !isContainer(value) || containers_.contains(ValueAccess::contentsOf(value));
 }

@@ -1,5 +1,5 @@
 /// @file
-/// Numbers for values, where many are held against many.
+/// Numbers for values, for comparing many values with many.
 #ifndef TAVIK_VALUES_VALUE_NUMBERS_H
 #define TAVIK_VALUES_VALUE_NUMBERS_H
 
@@ -15,11 +15,11 @@
 
 namespace tavik::detail {
 
-/// The integer that a floating-point number is equal to, absent when there is none.
+/// The integer equal to a floating-point number; absent if there is none.
 std::optional<std::int64_t> integerEqualTo(double real) noexcept;
 
-/// Gives values numbers, equal ones the same. The time is linear in the values' size, where contents that stand in
-/// many places count once. The values must outlive it.
+/// Assigns numbers to values; equal values get equal numbers. Takes time linear in the size of the values, counting
+/// shared contents once. The values must outlive it.
 class ValueNumbers {
  public:
   std::uint64_t of(const Value& value);
@@ -34,10 +34,10 @@ class ValueNumbers {
   std::uint64_t numberOfContainer(const Value& value);
   std::uint64_t numberOfSpelling(const std::string& spelling);
 
-  /// From a spelling, in which a container names its elements by their numbers.
+  /// By spelling. The spelling of a container lists the numbers of its elements.
   std::unordered_map<std::string, std::uint64_t, Hash> spellings_;
   std::unordered_map<const Shared*, std::uint64_t> containers_;
-  std::uint64_t unequal_ = 0;  // values that not even equal themselves
+  std::uint64_t unequal_ = 0;  // counts values that are not equal to themselves
 };
 
 }  // namespace tavik::detail

@@ -228,7 +228,7 @@ class ReportTest(ReportCase):
             (GOOD, PASSED, ("5 rules checked, all passed", "send it to <strong><bdi>pack</bdi></strong> (OnPass)",
                             "hide their result (1)")),
             (DEVICES[1][0], FAILED, ("3 of 5 rules failed", "<bdi>mend</bdi>",
-                                     "Checks <code>Size</code> from the device. Passes when it is the expected number.")),
+                                     "Checks <code>Size</code> from the device. Passes when it equals the expected number.")),
             (DEVICES[2][0], FAULT, ("A fault ended the run: rule &quot;Code&quot;",)),
             (DEVICES[3][0], NO_VERDICT, ("a XOR b. The rules are at fault",)),
             (DEVICES[4][0], NO_VERDICT, ("unknown MPN:MD3. Compare the part number",)),

@@ -105,21 +105,21 @@ class RefusalTest(unittest.TestCase):
         for _ in range(511):
             frozen = tavik.Dictionary({"f": frozen})
         for value, kind, text in (
-            (None, TypeError, "entries['key']: None is no value"),
-            ({"a": [1, (2, None)]}, TypeError, "entries['key']['a'][1][1]: None is no value"),
-            ({5: 1}, TypeError, "entries['key']: the key 5 of type int is no str"),
-            ({"a": {None: 1}}, TypeError, "entries['key']['a']: the key None of type NoneType is no str"),
-            (2**63, OverflowError, "entries['key']: the integer needs more than 64 bits"),
-            (-(2**63) - 1, OverflowError, "more than 64 bits"),
-            ("\ud800", ValueError, "lone surrogate"),
-            ({"\ud800": 1}, ValueError, "lone surrogate"),
+            (None, TypeError, "entries['key']: None is not allowed"),
+            ({"a": [1, (2, None)]}, TypeError, "entries['key']['a'][1][1]: None is not allowed"),
+            ({5: 1}, TypeError, "entries['key']: the key 5 is of type int, not str"),
+            ({"a": {None: 1}}, TypeError, "entries['key']['a']: the key None is of type NoneType, not str"),
+            (2**63, OverflowError, "entries['key']: the integer is out of range"),
+            (-(2**63) - 1, OverflowError, "out of range"),
+            ("\ud800", ValueError, "unpaired surrogate"),
+            ({"\ud800": 1}, ValueError, "unpaired surrogate"),
             (datetime.datetime(2026, 1, 1), ValueError, "entries['key']: a datetime without a time zone"),
-            (datetime.date(2026, 1, 1), TypeError, "is of type datetime.date, which is no value"),
-            (1j, TypeError, "is of type complex"),
-            ({1, 2}, TypeError, "is of type set"),
+            (datetime.date(2026, 1, 1), TypeError, "unsupported type datetime.date"),
+            (1j, TypeError, "unsupported type complex"),
+            ({1, 2}, TypeError, "unsupported type set"),
             (memoryview(b"abcd")[::2], BufferError, "memoryview"),
-            (Odd(2026, 1, 1, tzinfo=UTC), TypeError, "utcoffset() gave no timedelta"),
-            (OddItems(), TypeError, "entries['key']: items() gives 5, which is no pair"),
+            (Odd(2026, 1, 1, tzinfo=UTC), TypeError, "utcoffset() did not return a timedelta"),
+            (OddItems(), TypeError, "entries['key']: items() returned 5, which is not a pair"),
             (cyclic, ValueError, "more than 512 levels deep"),
             (nested(512), ValueError, "more than 512 levels deep"),
             (frozen, ValueError, "more than 512 levels deep"),
@@ -144,14 +144,14 @@ class RefusalTest(unittest.TestCase):
 
     def test_arguments_of_the_wrong_kind(self):
         for kind, text, call, *arguments in (
-            (TypeError, "entries: is of type list, not dict", tavik.Dictionary, []),
-            (TypeError, "data: is of type str, not bytes", tavik.decode_sys_cfg, "text"),
-            (TypeError, "references: is of type int, not dict", tavik.evaluate, "equal", 1, 2, 3),
-            (ValueError, "format: is neither", tavik.write_property_list, 5, "json"),
-            (ValueError, "algorithm: is none of", tavik.generate_key_pair, "rsa1024"),
+            (TypeError, "entries: expected dict, not list", tavik.Dictionary, []),
+            (TypeError, "data: expected bytes, not str", tavik.decode_sys_cfg, "text"),
+            (TypeError, "references: expected dict, not int", tavik.evaluate, "equal", 1, 2, 3),
+            (ValueError, "format: expected", tavik.write_property_list, 5, "json"),
+            (ValueError, "algorithm: expected", tavik.generate_key_pair, "rsa1024"),
             (FileNotFoundError, "/does/not/exist", tavik.read_property_list_file, "/does/not/exist"),
             (tavik.DocumentError, "line 1, column", tavik.read_property_list, b"<plist"),
-            (tavik.DocumentError, "runs past the end", tavik.decode_der, b"\x30\x05\x02"),
+            (tavik.DocumentError, "extends past the end", tavik.decode_der, b"\x30\x05\x02"),
         ):
             self.refuses(kind, text, call, *arguments)
 

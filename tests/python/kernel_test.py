@@ -79,7 +79,7 @@ class TrustTest(FolderTest):
             (tavik.UntrustedError, 'public key file "no\udcff"', tavik.Kernel, signed, b"no\xff"),
             (tavik.DocumentError, 'private key file "no\udcff"', tavik.sign, LIBRARY, b"no\xff"),
             (FileNotFoundError, "/does/not/exist", tavik.Kernel, "/does/not/exist", public),
-            (TypeError, "library: is of type int", tavik.Kernel, 5),
+            (TypeError, "library: expected dict, not int", tavik.Kernel, 5),
         ):
             with self.subTest(kind=kind, text=text), self.assertRaises(kind) as raised:
                 call(*arguments)
@@ -154,9 +154,9 @@ class OutcomeTest(unittest.TestCase):
             self.assertEqual([shown(outcome) for outcome in outcomes], expected * 50)
         self.assertEqual(prepared.check_many([]), [])
         for kind, text, devices, threads in (
-            (TypeError, "devices[2]['a']: None is no value", [GOOD, GOOD, {"a": None}], None),
-            (TypeError, "devices[1][1]['sfc']: None is no value", [GOOD, (GOOD, {"sfc": None})], None),
-            (TypeError, "devices[0]: is not a pair", [(GOOD, SFC, {})], None),
+            (TypeError, "devices[2]['a']: None is not allowed", [GOOD, GOOD, {"a": None}], None),
+            (TypeError, "devices[1][1]['sfc']: None is not allowed", [GOOD, (GOOD, {"sfc": None})], None),
+            (TypeError, "devices[0]: expected a pair", [(GOOD, SFC, {})], None),
             (TypeError, "not iterable", 5, None),
             (TypeError, "integer", [GOOD], "2"),
             (ValueError, "threads: ", [GOOD], 0),

@@ -562,8 +562,8 @@ TEST(CInterfaceTest, Misuse) {
   EXPECT_EQ(valueOf(dictionary), Value(Dictionary{{"k", "v"}}));
   EXPECT_EQ(tavik_error_code(nullptr), 0);
   EXPECT_STREQ(tavik_error_text(reinterpret_cast<tavik_error*>(noValue)), "");
-  EXPECT_STREQ(tavik_status_text(-1), "no status of this library");
-  EXPECT_STREQ(tavik_status_text(TAVIK_INTERNAL + 1), "no status of this library");
+  EXPECT_STREQ(tavik_status_text(-1), "unknown status");
+  EXPECT_STREQ(tavik_status_text(TAVIK_INTERNAL + 1), "unknown status");
 
   tavik_value* twice = nullptr;
   done(tavik_value_copy(dictionary, &twice));

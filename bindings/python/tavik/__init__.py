@@ -9,11 +9,11 @@
 Model Number | MX101 | has prefix MD
 
 Attributes, rules and sources are dictionaries of str, int, float, bool, bytes, datetime (with a time zone), list and
-dict; a kernel distinguishes all of these kinds. Use `Dictionary` to convert a value once and pass it many times. A host
-that checks many devices prepares its rules once: `Kernel.prepare`.
+dict; a kernel distinguishes all of these kinds. Use `Dictionary` to convert a value once and pass it many times. Use
+`Kernel.prepare` to check many devices with the same rules.
 
-`run` returns a `Result` whatever the verdict: "passed", "failed", or "none" with a reason. `check` raises what ended the
-run: an `Error` in a rule document, or a `Fault`. One kernel serves any number of threads at the same time.
+`run` returns a `Result` for every verdict: "passed", "failed", or "none" with a reason. `check` raises an exception if
+the run ended early: an `Error` in a rule document, or a `Fault`. Any number of threads can use one kernel.
 """
 
 from ._errors import ArgumentFault, DocumentError, Error, Fault, RangeFault, UntrustedError

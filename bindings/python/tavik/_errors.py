@@ -1,4 +1,4 @@
-"""What the module raises in addition to TypeError, OverflowError, OSError and MemoryError."""
+"""The exceptions of the module. It also raises TypeError, OverflowError, OSError and MemoryError."""
 
 from __future__ import annotations
 
@@ -6,8 +6,8 @@ from __future__ import annotations
 class Error(Exception):
     """Why a rule document cannot be used.
 
-    domain, code: which error; text: the same in words; rule: the name of the rule whose expression is malformed, or None;
-    station: the station dictionary as the run left it.
+    domain, code: identify the error. text: the message. rule: the name of the rule whose expression is malformed, or
+    None. station: the station dictionary as the run left it.
 
     >>> try:
     ...     evaluate("hasPrefix XOR hasSuffix", "ABC", "A")
@@ -29,9 +29,9 @@ class Error(Exception):
 
 
 class Fault(Exception):
-    """A mistake of a host or rule author that ends the run in which it is found.
+    """A mistake by the host or in a rule, which ends the run.
 
-    kind: "range" or "invalid-argument"; rule: the name of the rule that ended the run, or None; station: the station
+    kind: "range" or "invalid-argument". rule: the name of the rule that ended the run, or None. station: the station
     dictionary as the run left it.
 
     >>> try:
@@ -50,7 +50,7 @@ class Fault(Exception):
 
 
 class RangeFault(Fault, IndexError):
-    """A fault: an index or a range of characters beyond the end.
+    """A fault: an index or a range of characters past the end.
 
     >>> issubclass(RangeFault, Fault) and issubclass(RangeFault, IndexError)
     True
@@ -60,7 +60,7 @@ class RangeFault(Fault, IndexError):
 
 
 class ArgumentFault(Fault, ValueError):
-    """A fault: a value is absent where one must be.
+    """A fault: a required value is absent.
 
     >>> issubclass(ArgumentFault, Fault) and issubclass(ArgumentFault, ValueError)
     True
@@ -70,7 +70,7 @@ class ArgumentFault(Fault, ValueError):
 
 
 class DocumentError(ValueError):
-    """A property list, rule document or key is malformed; the text says where and why.
+    """A property list, rule document or key is malformed. The message says where and why.
 
     >>> read_property_list(b"{ a = 1 }")
     Traceback (most recent call last):
@@ -79,7 +79,7 @@ class DocumentError(ValueError):
 
 
 class UntrustedError(DocumentError):
-    """A document is not trusted. A Platform raises it to reject one.
+    """A document is not trusted. A Platform raises it to reject a document.
 
     >>> verify({"version": "12"}, public_key)
     Traceback (most recent call last):

@@ -1,4 +1,4 @@
-"""What a kernel needs from the machine it runs on."""
+"""The platform of a kernel: signature verification and the log."""
 
 from __future__ import annotations
 
@@ -12,32 +12,33 @@ _logger = logging.getLogger("tavik")
 
 
 class Platform:
-    """The signature check and the diagnostic log of a kernel. A host with its own trust store derives from it.
+    """The signature verification and the diagnostic log of a kernel. Derive from it for another trust store or log.
 
-    A kernel calls it from any thread, several at a time, and keeps it; one that keeps its kernel in turn is never freed.
-    An exception in `validate` ends the call into the kernel and reaches the caller; an Exception in `log` goes to
-    sys.unraisablehook, and the run goes on, but KeyboardInterrupt and its like end it there too.
+    A kernel calls it from any thread, from several at once, and keeps a reference to it. A platform that refers to its
+    kernel is therefore never freed. An exception in `validate` ends the call into the kernel and propagates to the
+    caller. An Exception in `log` is passed to sys.unraisablehook and the run continues; any other BaseException, such as
+    KeyboardInterrupt, ends the call.
 
     >>> class Unsigned(Platform):
     ...     def validate(self, signed, public_key_path):
-    ...         return signed  # for tests: takes plain documents
+    ...         return signed  # for tests: accepts plain documents
     >>> Kernel({"version": "31", "Model": {}}, platform=Unsigned())
     <tavik.Kernel object at 0x...>
     """
 
     def validate(self, signed: _tavik.Dictionary, public_key_path: str) -> collections.abc.Mapping[str, object]:
-        """Returns the dictionary that was signed; raises UntrustedError to refuse the document.
+        """Returns the signed content, a dictionary; raises UntrustedError to reject the document.
 
         >>> StationPlatform(public_key).validate(Dictionary({}), "")
         Traceback (most recent call last):
         tavik.UntrustedError: the document is not signed: ...
         """
-        raise NotImplementedError(f"{type(self).__name__} has no validate()")
+        raise NotImplementedError(f"{type(self).__name__} must implement validate()")
 
     def logs(self) -> bool:
-        """Whether anybody reads the log, asked once at the beginning of each call; when False, no line is made.
+        """Whether logging is enabled. Called once at the beginning of each call; if False, no line is formatted.
 
-        By default whether the logger "tavik" takes lines of the level DEBUG.
+        By default, whether the logger "tavik" is enabled for the level DEBUG.
 
         >>> Platform().logs()
         False
@@ -45,7 +46,7 @@ class Platform:
         return _logger.isEnabledFor(logging.DEBUG)
 
     def log(self, line: str) -> None:
-        """Takes one line of the log. By default hands it to the logger "tavik", at the level DEBUG.
+        """Receives one log line. By default, passes it to the logger "tavik" at the level DEBUG.
 
         >>> Platform().log("processing Model")
         """
@@ -53,9 +54,9 @@ class Platform:
 
 
 class StationPlatform(Platform):
-    """The ready-made platform: checks signed documents against a PEM file of public keys.
+    """The ready-made platform: verifies signed documents with a PEM file of public keys.
 
-    public_key: the file, in place of /usr/local/share/misc/TavikKernel-pub.pem. It is read for every validation.
+    public_key: the file, instead of /usr/local/share/misc/TavikKernel-pub.pem. It is read for every validation.
 
     >>> class Printing(StationPlatform):
     ...     def logs(self):

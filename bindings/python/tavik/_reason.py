@@ -9,7 +9,7 @@ class Reason(typing.NamedTuple):
     """Why the device was not checked.
 
     kind: "no local rules", "not trusted", "empty", "not assembled", "no rules", "malformed expression" or "fault".
-    description: the same in words. rule: the name of the rule that ended the run; None if no rule did.
+    description: the reason for people. rule: the name of the rule that ended the run; None if no rule did.
 
     >>> reason = kernel.run({"ModelNumber": "MD101"}, sign({"version": "12"}, private_key)).reason
     >>> reason.kind, reason.description, reason.rule

@@ -7,7 +7,7 @@ from ._errors import Error, Fault
 from ._platform import Platform
 from ._reason import Reason
 
-# What is taken; what is given back is str, int, float, bool, bytes, datetime in UTC, list and dict.
+# Accepted values. Returned values are str, int, float, bool, bytes, datetime in UTC, list and dict.
 _Value = Union[
     str, int, float, bool, bytes, bytearray, memoryview, datetime, list[Any], tuple[Any, ...], Mapping[str, Any]
 ]

@@ -22,7 +22,7 @@ constexpr std::array<std::uint8_t, 256> kDigits = [] {
 
 std::uint32_t digitOf(char character) noexcept { return kDigits[static_cast<unsigned char>(character)]; }
 
-// Three bytes as four digits.
+// Writes three bytes as four digits.
 void putGroup(char* to, std::uint32_t bytes) noexcept {
   to[0] = kAlphabet[bytes >> 18];
   to[1] = kAlphabet[bytes >> 12 & 0x3F];
@@ -30,7 +30,7 @@ void putGroup(char* to, std::uint32_t bytes) noexcept {
   to[3] = kAlphabet[bytes & 0x3F];
 }
 
-// Decodes whole groups of four digits; false if there is a character that is not a digit.
+// Decodes complete groups of four digits; false if a character is not a digit.
 bool putBytes(unsigned char* to, std::string_view digits) noexcept {
   std::uint32_t all = 0;
   for (std::size_t at = 0; at < digits.size(); at += 4) {
@@ -79,7 +79,7 @@ std::optional<Data> dataFromBase64(std::string_view text) {
     if (at < 3 - padding) {
       bytes[whole.size() / 4 * 3 + at] = lastBytes[at];
     } else if (lastBytes[at] != 0) {
-      return std::nullopt;  // digits that stand for no byte: another text has the same bytes
+      return std::nullopt;  // unused bits are not zero
     }
   }
   return data;

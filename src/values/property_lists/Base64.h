@@ -13,14 +13,13 @@
 
 namespace tavik {
 
-/// The characters that so many bytes take.
+/// The number of characters for this number of bytes.
 constexpr std::size_t base64Size(std::size_t bytes) noexcept { return (bytes + 2) / 3 * 4; }
 
 /// Writes base64Size(bytes.size()) characters, without line breaks, to `to`.
 void putBase64(char* to, std::span<const std::uint8_t> bytes) noexcept;
 
-/// Absent unless `text` is exactly what putBase64 writes for some bytes: unused bits must be zero, white space is not
-/// skipped.
+/// Decodes `text`. Absent unless it is what putBase64 writes: unused bits must be zero, and white space is not allowed.
 std::optional<Data> dataFromBase64(std::string_view text);
 
 /// Whether a character is one of the 64 digits.

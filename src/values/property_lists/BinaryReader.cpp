@@ -1,9 +1,9 @@
 // Reads binary property lists, version 00.
 //
-// A document is a header, objects, a table of where each object begins, and a trailer that says where the table is.
-// Containers name their elements by number, so that one object can stand in many places: it is decoded once and its
-// value shared. Memory stays in proportion to the document: no object counts more elements or bytes than the document
-// holds, and objects that overlap are refused.
+// A document consists of a header, objects, a table of object offsets, and a trailer with the position of the table.
+// Containers refer to their elements by number, so an object may occur in many places: it is decoded once, and its
+// value is shared. Memory is proportional to the document: no object may have more elements or bytes than the document,
+// and overlapping objects are rejected.
 
 #include <algorithm>
 #include <bit>
@@ -28,7 +28,7 @@ using ByteSpan = std::span<const std::uint8_t>;
 constexpr std::size_t kHeaderSize = 8;
 constexpr std::size_t kTrailerSize = 32;
 
-// Of 1 to 8 bytes of a document. They stand behind its header, so that the document has eight bytes up to their end.
+// Reads 1 to 8 bytes of a document. They follow the header, so the document has at least eight bytes before their end.
 std::uint64_t bigEndian(ByteSpan bytes) noexcept {
   static_assert(kHeaderSize >= sizeof(std::uint64_t));
   std::uint64_t number = 0;
@@ -38,7 +38,7 @@ std::uint64_t bigEndian(ByteSpan bytes) noexcept {
   return number << others >> others;
 }
 
-// Takes the bytes of one object.
+// Reads the bytes of one object.
 class Cursor {
  public:
   Cursor(ByteSpan objects, std::size_t offset) noexcept : start_(offset), offset_(offset), objects_(objects) {}
@@ -47,11 +47,11 @@ class Cursor {
   [[nodiscard]] std::size_t offset() const noexcept { return offset_; }
   [[nodiscard]] std::size_t taken() const noexcept { return offset_ - start_; }
 
-  /// `count` pieces of `size` bytes each.
+  /// Takes `count` pieces of `size` bytes each.
   ByteSpan take(std::uint64_t count, std::size_t size) {
     std::size_t length = 0;
     if (__builtin_mul_overflow(count, size, &length) || length > objects_.size() - offset_) {
-      refuse("this object reaches beyond the end of the objects");
+      refuse("the object extends into the offset table");
     }
     offset_ += length;
     return objects_.subspan(offset_ - length, length);
@@ -68,22 +68,23 @@ class Cursor {
 
 std::uint64_t takeLongCount(Cursor& cursor) {
   const unsigned marker = cursor.takeByte();
-  if (marker < 0x10 || marker > 0x13) cursor.refuse("the length of this object is not an integer of up to 8 bytes");
+  if (marker < 0x10 || marker > 0x13) cursor.refuse("the object's length is not an integer of up to 8 bytes");
   return bigEndian(cursor.take(1, std::size_t{1} << (marker & 0xF)));
 }
 
-// The number of elements, characters or bytes: the marker's lower half, or the integer that follows when that is full.
+// The number of elements, characters or bytes: the lower half of the marker, or the integer after the marker if all
+// bits of the lower half are set.
 std::uint64_t takeCount(Cursor& cursor, unsigned lowerHalf) {
   return lowerHalf != 0xF ? lowerHalf : takeLongCount(cursor);
 }
 
-// Integers of less than 8 bytes have no sign.
+// Integers of less than 8 bytes are unsigned.
 std::int64_t takeInteger(Cursor& cursor, unsigned sizeExponent) {
-  if (sizeExponent > 4) cursor.refuse("this integer has a size that is not supported");
+  if (sizeExponent > 4) cursor.refuse("unsupported integer size");
   const ByteSpan bytes = cursor.take(1, std::size_t{1} << sizeExponent);
   const auto number = static_cast<std::int64_t>(bigEndian(bytes.last(std::min<std::size_t>(bytes.size(), 8))));
   if (bytes.size() == 16 && bigEndian(bytes.first(8)) != (number < 0 ? ~std::uint64_t{0} : 0)) {
-    cursor.refuse("this integer is out of range (signed 64-bit)");
+    cursor.refuse("the integer is out of range (signed 64-bit)");
   }
   return number;
 }
@@ -91,13 +92,13 @@ std::int64_t takeInteger(Cursor& cursor, unsigned sizeExponent) {
 double takeReal(Cursor& cursor, unsigned sizeExponent) {
   if (sizeExponent == 2) return std::bit_cast<float>(static_cast<std::uint32_t>(bigEndian(cursor.take(1, 4))));
   if (sizeExponent == 3) return std::bit_cast<double>(bigEndian(cursor.take(1, 8)));
-  cursor.refuse("this floating-point number has a size that is not supported");
+  cursor.refuse("unsupported floating-point size");
 }
 
 Date takeDate(Cursor& cursor, unsigned sizeExponent) {
-  if (sizeExponent != 3) cursor.refuse("this date has a size that is not supported");
+  if (sizeExponent != 3) cursor.refuse("unsupported date size");
   const Date date = Date::sinceReference(takeReal(cursor, sizeExponent));
-  if (!isInCalendar(date)) cursor.refuse("this date lies outside the years 1 to 9999");
+  if (!isInCalendar(date)) cursor.refuse("the date is outside the years 1 to 9999");
   return date;
 }
 
@@ -106,8 +107,7 @@ Value takeAscii(Cursor& cursor, std::uint64_t count) {
   const std::string_view text(reinterpret_cast<const char*>(bytes.data()), bytes.size());
   if (!isAscii(text)) {
     const auto wrong = std::ranges::find_if(bytes, [](std::uint8_t byte) { return byte >= 0x80; });
-    throw Refusal{cursor.offset() - static_cast<std::size_t>(bytes.end() - wrong),
-                  "an ASCII string has a byte beyond ASCII here"};
+    throw Refusal{cursor.offset() - static_cast<std::size_t>(bytes.end() - wrong), "non-ASCII byte in an ASCII string"};
   }
   return ValueAccess::string(text);
 }
@@ -117,7 +117,7 @@ Value takeUtf16(Cursor& cursor, std::uint64_t count) {
   const auto isLowSurrogate = [](char32_t unit) { return unit >= 0xDC00 && unit <= 0xDFFF; };
   const ByteSpan bytes = cursor.take(count, 2);
   const auto unitAt = [&](std::size_t offset) { return char32_t{bytes[offset]} << 8 | bytes[offset + 1]; };
-  std::string text(3 * (bytes.size() / 2), '\0');  // no unit takes more
+  std::string text(3 * (bytes.size() / 2), '\0');  // the most that one unit needs
   char* end = text.data();
   for (std::size_t offset = 0; offset < bytes.size(); offset += 2) {
     const char32_t unit = unitAt(offset);
@@ -129,7 +129,7 @@ Value takeUtf16(Cursor& cursor, std::uint64_t count) {
       offset += 2;
       end = putUtf8(end, 0x10000 + ((unit - 0xD800) << 10 | (unitAt(offset) - 0xDC00)));
     } else {
-      throw Refusal{cursor.offset() - bytes.size() + offset, "half of a surrogate pair stands alone here"};
+      throw Refusal{cursor.offset() - bytes.size() + offset, "unpaired surrogate"};
     }
   }
   return ValueAccess::string({text.data(), end});
@@ -142,9 +142,9 @@ Value takeUtf16(Cursor& cursor, std::uint64_t count) {
   };
   const unsigned kind = marker < 0x10 ? marker : marker & 0xF0;
   for (const auto& [known, name] : kKinds) {
-    if (known == kind) cursor.refuse("this object is " + std::string(name) + ", which is not supported");
+    if (known == kind) cursor.refuse("the object is " + std::string(name) + ", which is not supported");
   }
-  cursor.refuse("this object is of an unknown kind");
+  cursor.refuse("the object is of an unknown kind");
 }
 
 Value takeScalar(Cursor& cursor, unsigned marker) {
@@ -186,7 +186,7 @@ class BinaryReader {
   struct Object {
     Value value;
     std::uint64_t weight = 0;  // see kObjectWeight
-    int height = 0;            // how many containers stand in each other from here inwards
+    int height = 0;            // levels of containers, including this object
     State state = State::kUnread;
   };
 
@@ -216,7 +216,7 @@ class BinaryReader {
   std::size_t referenceSize_ = 0;
   std::uint64_t top_ = 0;
   std::vector<Object> objects_;
-  std::size_t unclaimed_ = 0;  // bytes of the objects that no object read so far has taken
+  std::size_t unclaimed_ = 0;  // bytes not taken by the objects read so far
   std::uint64_t heaviest_;
 };
 
@@ -234,33 +234,33 @@ BinaryReader::BinaryReader(ByteSpan document) : document_(document), heaviest_(h
   top_ = bigEndian(trailer.subspan(16, 8));
   const std::uint64_t tableOffset = bigEndian(trailer.subspan(24, 8));
   if (offsetSize_ < 1 || offsetSize_ > 8) {
-    throw Refusal{trailerOffset + 6, "offsets have a size that is not 1 to 8 bytes"};
+    throw Refusal{trailerOffset + 6, "the size of offsets is not 1 to 8 bytes"};
   }
   if (referenceSize_ < 1 || referenceSize_ > 8) {
-    throw Refusal{trailerOffset + 7, "references have a size that is not 1 to 8 bytes"};
+    throw Refusal{trailerOffset + 7, "the size of references is not 1 to 8 bytes"};
   }
   if (tableOffset < kHeaderSize || tableOffset > trailerOffset) {
-    throw Refusal{trailerOffset + 24, "the table of objects lies outside the document"};
+    throw Refusal{trailerOffset + 24, "the offset table is outside the document"};
   }
   tableOffset_ = static_cast<std::size_t>(tableOffset);
   unclaimed_ = tableOffset_ - kHeaderSize;
   // Each object has at least one byte of its own.
   if (count > (trailerOffset - tableOffset_) / offsetSize_ || count > unclaimed_) {
-    throw Refusal{trailerOffset + 8, "the document is too short for so many objects"};
+    throw Refusal{trailerOffset + 8, "the document is too short for its number of objects"};
   }
   objects_.resize(static_cast<std::size_t>(count));
 }
 
-// Object `number`, which has not been read yet and is named at `referenceOffset`; `depth` is the one that it has if it
-// is a container.
+// Reads object `number`. referenceOffset: the position of the reference to it. depth: its nesting depth if it is a
+// container.
 const BinaryReader::Object& BinaryReader::readObject(std::uint64_t number, std::size_t referenceOffset, int depth) {
   if (number >= objects_.size()) {
-    throw Refusal{referenceOffset, "there is no object " + std::to_string(number) + ", only " +
-                                       std::to_string(objects_.size()) + " counted from 0"};
+    throw Refusal{referenceOffset, "unknown object " + std::to_string(number) + "; the number of objects is " +
+                                       std::to_string(objects_.size())};
   }
   Object& object = objects_[static_cast<std::size_t>(number)];
   Cursor cursor(document_.first(tableOffset_), offsetOf(static_cast<std::size_t>(number)));
-  if (object.state == State::kOpen) cursor.refuse("this object contains itself");
+  if (object.state == State::kOpen) cursor.refuse("the object contains itself");
   object.state = State::kOpen;
   const unsigned marker = cursor.takeByte();
   switch (marker >> 4) {
@@ -283,7 +283,7 @@ std::size_t BinaryReader::offsetOf(std::size_t number) const {
   const std::size_t entryOffset = tableOffset_ + number * offsetSize_;
   const std::uint64_t offset = bigEndian(document_.subspan(entryOffset, offsetSize_));
   if (offset < kHeaderSize || offset >= tableOffset_) {
-    throw Refusal{entryOffset, "object " + std::to_string(number) + " lies outside the objects"};
+    throw Refusal{entryOffset, "the offset of object " + std::to_string(number) + " is out of range"};
   }
   return static_cast<std::size_t>(offset);
 }
@@ -307,7 +307,7 @@ void BinaryReader::readArray(Object& object, Cursor& cursor, unsigned lowerHalf,
   object.value = std::move(array).take();
 }
 
-// The references to all keys stand before those to the values.
+// The references to all keys come before those to the values.
 void BinaryReader::readDictionary(Object& object, Cursor& cursor, unsigned lowerHalf, int depth) {
   const std::uint64_t count = takeCount(cursor, lowerHalf);
   const std::size_t keysOffset = cursor.offset();
@@ -320,7 +320,7 @@ void BinaryReader::readDictionary(Object& object, Cursor& cursor, unsigned lower
   FixedDictionary dictionary(static_cast<std::size_t>(count));
   for (std::size_t offset = keysOffset; offset < keysOffset + keysSize; offset += referenceSize_) {
     const Object& key = referredObject(offset, depth + 1);
-    if (!key.value.isString()) throw Refusal{offset, "a key of a dictionary is not a string"};
+    if (!key.value.isString()) throw Refusal{offset, "a dictionary key is not a string"};
     enclose(object, key, cursor);
     const Object& value = referredObject(offset + keysSize, depth + 1);
     enclose(object, value, cursor);
@@ -335,7 +335,7 @@ void BinaryReader::readDictionary(Object& object, Cursor& cursor, unsigned lower
 }
 
 void BinaryReader::claim(const Cursor& cursor) {
-  if (cursor.taken() > unclaimed_) cursor.refuse("this object overlaps with others");
+  if (cursor.taken() > unclaimed_) cursor.refuse("the object overlaps with other objects");
   unclaimed_ -= cursor.taken();
 }
 
@@ -347,7 +347,7 @@ void BinaryReader::beginContainer(Object& object, const Cursor& cursor, int dept
 }
 
 void BinaryReader::refuseWeight(const Cursor& cursor) {
-  cursor.refuse("with all that it refers to, over and over, this object is far larger than the document");
+  cursor.refuse("with shared objects counted each time, the object is far larger than the document");
 }
 
 }  // namespace

@@ -1,8 +1,8 @@
 // Writes binary property lists, version 00.
 //
-// Strings, numbers, dates and data are encoded at once, behind the header, and each only once: whatever is of the same
-// kind and the same to the bit is the same object. Arrays and dictionaries follow when all objects have their numbers,
-// then the table and the trailer.
+// Strings, numbers, dates and data are encoded first, after the header. Values of the same kind and with the same bits
+// share one object. Arrays and dictionaries follow when all objects have numbers, and then the offset table and the
+// trailer.
 
 #include <algorithm>
 #include <bit>
@@ -27,21 +27,21 @@ std::string_view textOf(std::span<const std::uint8_t> bytes) noexcept {
   return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
 }
 
-// The bytes of a long string or of data, which a value only points to.
+// The bytes of a long string or of data, which are outside the value.
 std::optional<std::string_view> longContents(const Value& value) noexcept {
   if (ValueAccess::isLong(value)) return ValueAccess::text(value);
   const Data* data = value.ifData();
   return data == nullptr ? std::nullopt : std::optional(textOf(data->bytes()));
 }
 
-// For neither arrays nor dictionaries. Tells 1 from 1.0 and 0.0 from -0.0, which are equal as values.
+// Not for arrays and dictionaries. Distinguishes 1 from 1.0 and 0.0 from -0.0, which are equal as values.
 bool isSame(const Value& left, const Value& right) noexcept {
   if (ValueAccess::bits(left) == ValueAccess::bits(right)) return true;
   const std::optional<std::string_view> contents = longContents(left);
   return contents && left.kind() == right.kind() && contents == longContents(right);
 }
 
-// A multiplicative hash of the contents, the same in every run: nothing that is written may hang on an address.
+// A multiplicative hash of the contents, the same in every run: the output must not depend on addresses.
 std::uint32_t hashOf(const Value& value) noexcept {
   __extension__ using Wide = unsigned __int128;
   constexpr std::uint64_t kOdd = 0x9E3779B97F4A7C15;
@@ -65,8 +65,8 @@ std::uint32_t hashOf(const Value& value) noexcept {
   return static_cast<std::uint32_t>(mix(state, kOdd));
 }
 
-// The objects that stand for strings, numbers, booleans, dates and data. Where a great many hashes collide, or beyond
-// 2^32 objects, some are not found again; so nobody can prepare values that are slow to write.
+// The objects for strings, numbers, booleans, dates and data. If many hashes collide, or beyond 2^32 objects, equal
+// values may get separate objects; so values cannot be crafted to make writing slow.
 class ObjectIndex {
  public:
   struct Object {
@@ -121,7 +121,7 @@ std::size_t bytesFor(std::uint64_t number) noexcept {
   return std::max<std::size_t>(1, (static_cast<std::size_t>(std::bit_width(number)) + 7) / 8);
 }
 
-// The lowest `size` bytes of `number`, the highest of them first. Gives where the next would go.
+// Writes the lowest `size` bytes of `number` in big-endian order. Returns the position after them.
 char* put(char* to, std::uint64_t number, std::size_t size) noexcept {
   for (std::size_t shift = 8 * size; shift != 0; shift -= 8) *to++ = static_cast<char>(number >> (shift - 8) & 0xFF);
   return to;
@@ -129,7 +129,7 @@ char* put(char* to, std::uint64_t number, std::size_t size) noexcept {
 
 // Big-endian.
 std::string utf16(std::string_view text) {
-  std::string units(2 * text.size(), '\0');  // no character takes more
+  std::string units(2 * text.size(), '\0');  // the most that any character needs
   char* next = units.data();
   const auto append = [&](char32_t unit) {
     *next++ = static_cast<char>(unit >> 8 & 0xFF);
@@ -155,7 +155,7 @@ class BinaryWriter {
   Data write(const Value& value);
 
  private:
-  // What an array or dictionary holds: the numbers of its elements, or of its keys and then of their values.
+  // The contents of an array or dictionary: the numbers of its elements, or of its keys and then of their values.
   struct Container {
     std::size_t number;
     std::size_t firstReference;
@@ -177,7 +177,7 @@ class BinaryWriter {
   void appendReal(std::uint8_t marker, double number);
   void appendContainer(const Container& container, std::size_t referenceSize);
   void appendAll(std::span<const std::size_t> numbers, std::size_t size);
-  // The kind of an object, and how many characters, bytes or elements follow.
+  // Writes the kind of an object and its number of characters, bytes or elements.
   void appendMarker(std::uint8_t kind, std::size_t count) {
     count < 0xF ? static_cast<void>(document_ += static_cast<char>(kind | count)) : appendLongMarker(kind, count);
   }
@@ -189,7 +189,7 @@ class BinaryWriter {
   std::vector<Container> containers_;
   std::vector<std::size_t> references_;
   ObjectIndex scalars_;
-  std::uint64_t weight_ = 0;  // of the root, as the reader will reckon it
+  std::uint64_t weight_ = 0;  // of the root, as the reader computes it
 };
 
 Data BinaryWriter::write(const Value& value) {
@@ -210,16 +210,16 @@ Data BinaryWriter::write(const Value& value) {
   return std::move(document_).take();
 }
 
-// Makes room for all that follows the strings, numbers, dates and data.
+// Reserves memory for everything after the strings, numbers, dates and data.
 void BinaryWriter::reserve(std::size_t referenceSize) {
-  constexpr std::size_t kMarkerAndCount = 3;  // at most, but for the largest containers
+  constexpr std::size_t kMarkerAndCount = 3;  // at most, except for the largest containers
   constexpr std::size_t kTrailerSize = 32;
   const std::size_t tableOffset =
       document_.size() + containers_.size() * kMarkerAndCount + references_.size() * referenceSize;
   document_.reserve(tableOffset + offsets_.size() * bytesFor(tableOffset) + kTrailerSize);
 }
 
-// Gives the number of the object that stands for `value`; `depth` is the one that it has if it is a container.
+// Returns the number of the object for `value`. depth: its nesting depth if it is a container.
 std::size_t BinaryWriter::add(const Value& value, int depth) {
   if (const Array* array = value.ifArray()) return addArray(*array, depth);
   if (const Dictionary* dictionary = value.ifDictionary()) return addDictionary(*dictionary, depth);
@@ -260,13 +260,13 @@ std::size_t BinaryWriter::beginContainer(std::size_t references, bool isDictiona
   return containers_.back().number;
 }
 
-// An object is not shared where the reader would refuse the document for standing for far more than it holds.
+// Does not share an object if the reader would reject the document because of its weight.
 std::size_t BinaryWriter::addScalar(const Value& value) {
   const std::uint32_t hash = hashOf(value);
   const ObjectIndex::Object* known = scalars_.find(value, hash);
   if (known != nullptr) {
     const std::uint64_t weight = weight_ + kObjectWeight + known->size;
-    if (weight <= heaviestObject(document_.size() + containers_.size())) {  // each container will take a byte or more
+    if (weight <= heaviestObject(document_.size() + containers_.size())) {  // each container takes a byte or more
       weight_ = weight;
       return known->number;
     }
@@ -303,7 +303,7 @@ void BinaryWriter::appendString(std::string_view text) {
   document_ += units;
 }
 
-// Integers of less than 8 bytes have no sign.
+// Integers of less than 8 bytes are unsigned.
 void BinaryWriter::appendInteger(std::int64_t number) {
   const auto bits = static_cast<std::uint64_t>(number);
   const int sizeExponent = bits > 0xFFFFFFFF ? 3 : bits > 0xFFFF ? 2 : bits > 0xFF ? 1 : 0;

@@ -1,5 +1,5 @@
 /// @file
-/// Data under construction, for what writes documents.
+/// Data under construction, for the writers.
 #ifndef TAVIK_VALUES_PROPERTY_LISTS_DATA_BUFFER_H
 #define TAVIK_VALUES_PROPERTY_LISTS_DATA_BUFFER_H
 
@@ -17,23 +17,23 @@
 
 namespace tavik::detail {
 
-/// Bytes in the block that becomes the data: where room has been reserved for all of them, they are never moved.
+/// Bytes in the block that becomes the data. They are not moved if enough memory has been reserved.
 class DataBuffer {
  public:
   [[nodiscard]] std::size_t size() const noexcept { return size_; }
 
-  /// Makes room for so many bytes in all.
+  /// Reserves memory for a total of `capacity` bytes.
   void reserve(std::size_t capacity) {
     if (capacity > capacity_) moveTo(capacity);
   }
 
-  /// Adds bytes that the caller is to write.
+  /// Adds bytes that the caller must write.
   char* extend(std::size_t count) {
     char* const room = this->room(count);
     size_ += count;
     return room;
   }
-  /// Where up to so many bytes may be written; `advanceTo` then says how many have been.
+  /// Returns memory for up to `count` bytes. Call `advanceTo` after writing them.
   char* room(std::size_t count) {
     if (count > capacity_ - size_) moveTo(std::max({size_ + count, 2 * capacity_, kLeast}));
     return begin_ + size_;
@@ -50,9 +50,9 @@ class DataBuffer {
   void append(std::size_t count, char character) { std::fill_n(extend(count), count, character); }
 
   [[nodiscard]] std::string_view view() const noexcept { return {begin_, size_}; }
-  /// Of a buffer that is not empty.
+  /// The buffer must not be empty.
   Data take() && {
-    constexpr std::size_t kSpare = 8;  // the part of the data that may be left over
+    constexpr std::size_t kSpare = 8;  // the part of the data that may remain unused
     if (capacity_ - size_ > size_ / kSpare) moveTo(size_);
     block_->size = size_;
     return ValueAccess::data(block_.release());
@@ -75,7 +75,7 @@ class DataBuffer {
   }
 
   std::unique_ptr<Bytes, Free> block_;
-  char* begin_ = nullptr;  // of the bytes, behind the block's head
+  char* begin_ = nullptr;  // the first byte, after the block's header
   std::size_t size_ = 0;
   std::size_t capacity_ = 0;
 };

@@ -1,4 +1,4 @@
-// What the readers and writers of all encodings share: messages, and the containers under construction.
+// Common parts of the readers and writers of all encodings: messages, and containers under construction.
 
 #include "values/property_lists/Encodings.h"
 
@@ -28,7 +28,7 @@ bool isPlainKey(std::string_view key) noexcept {
   });
 }
 
-// The first value in `value` that could not be read back, null if there is none; `path` leads to it, backwards.
+// The first value in `value` that could not be read back; null if there is none. `path` leads to it, in reverse order.
 const Value* findUnwritable(const Value& value, int depth, std::vector<PathStep>& path) {
   const Array* array = value.ifArray();
   const Dictionary* dictionary = value.ifDictionary();

@@ -1,9 +1,8 @@
 /// @file
-/// The encodings behind PropertyList.h and Json.h: readers, writers and what they share.
+/// The readers and writers behind PropertyList.h and Json.h, and their common parts.
 ///
 /// Readers throw a `Refusal` at the first error; the public function catches it and makes the message. Writers throw
-/// `Unwritable` at the first value that cannot be read back; the public function then looks for it and says where it
-/// is.
+/// `Unwritable` at the first value that could not be read back; the public function then finds its path.
 #ifndef TAVIK_VALUES_PROPERTY_LISTS_ENCODINGS_H
 #define TAVIK_VALUES_PROPERTY_LISTS_ENCODINGS_H
 
@@ -25,36 +24,36 @@
 
 namespace tavik {
 
-/// Why a document is refused, and where.
+/// Why a document is rejected, and where.
 struct Refusal {
   std::size_t offset = 0;  ///< in bytes from the start of the document
   std::string what;
-  std::optional<std::size_t> other = std::nullopt;  ///< a second place, which the message names behind `what`
+  std::optional<std::size_t> other = std::nullopt;  ///< a second offset; the message ends with its location
 };
 
-/// The message about a text document: "line 3, column 9 (path): what [line 1, column 2]".
+/// The message for a text document: "line 3, column 9 (path): what [line 1, column 2]".
 std::string message(const Refusal& refusal, const LocationFinder& finder, std::string_view path = {});
 
 /// A value could not be read back.
 struct Unwritable {};
 
-/// What keeps `value` from being written, and where it is in it: "RuleSets.Base[2]: the date ...".
+/// The path and the reason for a value that cannot be written: "RuleSets.Base[2]: the date ...".
 std::string whyUnwritable(const Value& value);
 
-/// From a container to a value inside it.
+/// A step from a container to a value inside it.
 struct PathStep {
   std::optional<std::string_view> key;  ///< absent: an element of an array
   std::size_t index = 0;
 };
 
-/// "RuleSets.Base[2]"; of a long path only its end.
+/// The path as text, "RuleSets.Base[2]"; only the end of a long path.
 std::string pathText(std::span<const PathStep> path);
 
 /// Removes a UTF-8 byte order mark.
 std::string_view withoutByteOrderMark(std::string_view document) noexcept;
 
-/// Documents without their byte order mark, not known to be UTF-8. If `offsets` is not null, those of all values are
-/// appended.
+/// Read documents without their byte order mark, which need not be valid UTF-8. If `offsets` is not null, the offsets
+/// of all values are appended to it.
 Value readXmlPropertyList(std::string_view document, std::vector<ValueOffset>* offsets);
 Value readTextPropertyList(std::string_view document, std::vector<ValueOffset>* offsets);
 Value readBinaryPropertyList(std::span<const std::uint8_t> document);
@@ -62,7 +61,7 @@ Value readBinaryPropertyList(std::span<const std::uint8_t> document);
 Data writeXmlPropertyList(const Value& value);
 Data writeBinaryPropertyList(const Value& value);
 
-/// Refuses what is not UTF-8. `offset`: of the text in the document.
+/// Rejects text that is not UTF-8. offset: the offset of the text in the document.
 void requireUtf8(std::string_view text, std::size_t offset = 0);
 
 inline bool isAscii(std::string_view text) noexcept {
@@ -77,42 +76,42 @@ inline bool isAscii(std::string_view text) noexcept {
   return ((all | word) & 0x8080808080808080) == 0;
 }
 
-/// `text` in quotes and fit for a message of one line: cut where it is long, control characters replaced.
+/// `text` in quotes for a message of one line: long text is truncated, control characters are replaced.
 std::string quoted(std::string_view text);
 
-/// Refuses an array or dictionary at `offset` that would be the `depth`th of those that stand in each other.
+/// Rejects an array or dictionary at `offset` if its nesting depth, from 1, exceeds the limit.
 void requireDepth(int depth, std::size_t offset);
-/// The same when it is written.
+/// The same for writers.
 inline void requireDepth(int depth) {
   if (depth > kPropertyListDepthLimit) throw Unwritable{};
 }
 
-/// A key that is given twice in a dictionary.
+/// Rejects a dictionary with two entries of the same key.
 [[noreturn]] void refuseRepeatedKey(std::string_view key, std::size_t second, std::size_t first);
 
-/// Why an integer outside signed 64 bits is refused.
+/// The message for an integer outside signed 64 bits.
 std::string outOfIntegerRange(std::string_view number);
 
-/// What readers have gathered for the arrays and dictionaries that are still open. A container is made when it closes,
-/// in one go and of its exact size.
+/// The elements and entries that a reader has collected for open arrays and dictionaries. A container is created when
+/// it is closed, with its exact size.
 class OpenContainers {
  public:
-  /// Where an array begins: to be given back when it closes. What was opened later closes earlier.
+  /// Opens an array. Pass the result to `closeArray`. Containers are closed in the reverse order of opening.
   [[nodiscard]] std::size_t openArray() const noexcept { return elements_.size(); }
   void addElement(Value&& element) { elements_.push_back(std::move(element)); }
   Array closeArray(std::size_t begin, detail::SlabCutter* slabs = nullptr);
 
-  /// The same for a dictionary, whose keys are strings; `keyOffset` is a key's place in the document.
+  /// The same for a dictionary, whose keys are strings. keyOffset: the offset of a key in the document.
   [[nodiscard]] std::size_t openDictionary() const noexcept { return entries_.size(); }
   void addEntry(detail::Entry&& entry, std::size_t keyOffset) {
     entries_.push_back(std::move(entry));
     keyOffsets_.push_back(keyOffset);
   }
-  /// The entry of a dictionary that has only one, else null.
+  /// The entry of a dictionary that has exactly one, otherwise null.
   [[nodiscard]] const detail::Entry* onlyEntry(std::size_t begin) const noexcept {
     return entries_.size() == begin + 1 ? &entries_.back() : nullptr;
   }
-  /// Refuses a key that is given twice.
+  /// Rejects duplicate keys.
   Dictionary closeDictionary(std::size_t begin, detail::SlabCutter* slabs = nullptr);
   void dropDictionary(std::size_t begin) {
     entries_.resize(begin);
@@ -125,11 +124,11 @@ class OpenContainers {
   std::vector<std::size_t> keyOffsets_;
 };
 
-/// Binary documents may refer to one object many times over. An object's weight is about what it and all it holds would
-/// take in memory if every reference were an object of its own: this much, and its own bytes in the document.
+/// Binary documents may refer to one object many times. The weight of an object approximates the memory that it would
+/// need with all its contents if nothing were shared. Each object weighs this much plus its bytes in the document.
 inline constexpr std::uint64_t kObjectWeight = sizeof(Value);
 
-/// The most that anything in a document of so many bytes may weigh. Readers refuse what is heavier, writers avoid it.
+/// The maximum weight of an object in a document of this size. Readers reject heavier objects; writers avoid them.
 constexpr std::uint64_t heaviestObject(std::uint64_t documentSize) noexcept { return 100 * documentSize + (1 << 20); }
 
 }  // namespace tavik

@@ -1,5 +1,5 @@
 /// @file
-/// The characters that JSON strings hold as they are, found eight at a time.
+/// Finds the characters of JSON strings that need no escape, eight at a time.
 #ifndef TAVIK_VALUES_PROPERTY_LISTS_JSON_CHARACTERS_H
 #define TAVIK_VALUES_PROPERTY_LISTS_JSON_CHARACTERS_H
 
@@ -28,8 +28,8 @@ inline std::uint64_t eightCharacters(const char* text) noexcept {
   return characters;
 }
 
-/// Zero if none of eight characters is special, else a number whose lowest bit that is set is the highest bit of the
-/// first special one.
+/// Zero if none of eight characters is special. Otherwise the lowest bit that is set is the highest bit of the first
+/// special character.
 inline std::uint64_t specialAmong(std::uint64_t characters) noexcept {
   constexpr std::uint64_t kOnes = 0x0101010101010101;
   constexpr std::uint64_t kHighBits = 0x80 * kOnes;
@@ -39,7 +39,7 @@ inline std::uint64_t specialAmong(std::uint64_t characters) noexcept {
          kHighBits;
 }
 
-/// Those of eight characters that come before the first special one, with zeros behind them.
+/// The characters before the first special one, followed by zeros.
 inline std::uint64_t charactersBefore(std::uint64_t special, std::uint64_t characters) noexcept {
   return characters & (((special & -special) >> 7) - 1);
 }

@@ -1,4 +1,4 @@
-// Reads JSON (RFC 8259) in one pass. A string without escapes is made straight from the text.
+// Reads JSON (RFC 8259) in one pass. A string without escapes is made directly from the text.
 
 #include <tavik/Json.h>
 
@@ -32,7 +32,7 @@ bool isSpace(char character) noexcept {
 
 bool isDigit(char character) noexcept { return character >= '0' && character <= '9'; }
 
-// What a "$" form stands for; absent if it is malformed, with what is wrong in `why`.
+// The value of a "$" form; absent if it is malformed, with the reason in `why`.
 std::optional<Value> valueOfForm(const Entry& form, std::string& why) {
   const std::string_view name = *form.key.ifString();
   const std::optional<std::string_view> text = form.value.ifString();
@@ -57,13 +57,13 @@ std::optional<Value> valueOfForm(const Entry& form, std::string& why) {
   return std::nullopt;
 }
 
-// Tells whether a container has less than two elements or entries, before it is read. To answer this about one, all of
-// its text is looked at, and the answers for the containers inside it are kept.
+// Finds whether a container has less than two elements or entries before it is read. Scans all text of the container,
+// and keeps the answers for the containers inside it.
 class LookAhead {
  public:
   explicit LookAhead(std::string_view text) noexcept : text_(text) {}
 
-  // To be asked in the order in which containers are read. In malformed text the answer may be wrong.
+  // Must be called in the order in which containers are read. In malformed text the answer may be wrong.
   bool isSmall(std::size_t container) {
     if (container >= end_) lookFrom(container);
     return std::ranges::binary_search(small_, container);
@@ -73,7 +73,7 @@ class LookAhead {
   void lookFrom(std::size_t start);
 
   std::string_view text_;
-  std::size_t end_ = 0;  // what has been looked at
+  std::size_t end_ = 0;  // the end of the text scanned so far
   std::vector<std::size_t> small_;
 };
 
@@ -82,7 +82,7 @@ void LookAhead::lookFrom(std::size_t start) {
     std::size_t offset;
     bool isSmall = true;
   };
-  constexpr std::size_t kMostOpen = 2 * kPropertyListDepthLimit + 1;  // deeper text is refused
+  constexpr std::size_t kMostOpen = 2 * kPropertyListDepthLimit + 1;  // deeper text is rejected
   std::vector<Open> open = {{start}};
   small_.clear();
   for (end_ = start + 1; end_ < text_.size() && !open.empty() && open.size() <= kMostOpen; ++end_) {
@@ -123,15 +123,15 @@ class JsonReader {
 
   Value read();
 
-  // Reads the beginning of an object, up to the value under `key`, and tolerates what is well-formed JSON, but not a
-  // value. Absent if there is no such key.
+  // Reads the beginning of an object, up to the value of `key`. Accepts well-formed JSON that is not a valid value.
+  // Absent if there is no such key.
   std::optional<std::string_view> findMember(std::string_view key);
 
-  // Where a refusal was thrown: the path to the value that was being read.
+  // After a refusal was thrown: the path to the value being read.
   [[nodiscard]] std::string path() const;
 
  private:
-  // Into an open container.
+  // A step of the path, into an open container.
   struct Step {
     bool isArray;
     std::size_t place;  // the index of an element, or the offset of a key
@@ -166,7 +166,7 @@ class JsonReader {
   void appendEscape();
   char32_t readUtf16Escape(std::size_t start);
 
-  // Refuses what is well-formed JSON, but not a value.
+  // Rejects well-formed JSON that is not a valid value.
   Value refuseValue(std::size_t offset, std::string_view why) const;
   [[noreturn]] void refuse(std::string_view what) const;
   [[noreturn]] void refuseCharacter() const;
@@ -194,7 +194,7 @@ class JsonReader {
   std::string_view text_;
   const char* next_;
   const char* end_;
-  std::vector<ValueOffset>* offsets_;  // of all values, null if they are not wanted
+  std::vector<ValueOffset>* offsets_;  // of all values; may be null
   SlabCutter slabs_;
   OpenContainers open_;
   std::vector<Step> path_;
@@ -228,7 +228,7 @@ std::optional<std::string_view> JsonReader::findMember(std::string_view key) {
   return std::nullopt;
 }
 
-// `depth` is the one that the value has if it is a container.
+// depth: the value's nesting depth if it is a container.
 Value JsonReader::readValue(int depth, std::size_t keyOffset) {
   skipSpace();
   if (offsets_ != nullptr) offsets_->push_back({offset(), keyOffset});
@@ -268,8 +268,8 @@ Array JsonReader::readArray(int depth) {
   return open_.closeArray(begin, &slabs_);
 }
 
-// An object with a single entry whose key begins with "$" is a form. It may be nested one level deeper than containers,
-// which it is not, except for {"$dictionary": {...}}, which is the inner dictionary.
+// An object with a single entry whose key begins with "$" is a form. A form is not a container, so it may be nested one
+// level deeper, except for {"$dictionary": {...}}, which is the inner dictionary.
 Value JsonReader::readObject(int depth) {
   const std::size_t start = offset();
   requireDepth(depth - 1, start);
@@ -292,7 +292,7 @@ Value JsonReader::readObject(int depth) {
   return *std::move(value);
 }
 
-// The object under "$dictionary": a dictionary, whatever its keys.
+// Reads the object under "$dictionary", in which keys have no special meaning.
 Dictionary JsonReader::readLiteral(int depth) {
   requireDepth(depth, offset());
   const std::size_t begin = open_.openDictionary();
@@ -333,7 +333,7 @@ void JsonReader::readEntries(int depth, bool isLiteral) {
   path_.pop_back();
 }
 
-// Gives where the key begins.
+// Returns the offset of the key.
 std::size_t JsonReader::beginEntry() {
   skipSpace();
   if (isAtEnd()) refuseCharacter();
@@ -341,15 +341,15 @@ std::size_t JsonReader::beginEntry() {
   return offset();
 }
 
-// Whether {"$dictionary": {...}} has been read up to the inner object, and nothing follows that. The end shows it, but
-// what is inside is read accordingly.
+// Whether {"$dictionary": {...}} has been read up to the inner object and has no other entries. This must be known
+// before the inner object is read.
 bool JsonReader::isLiteralNext(std::size_t object, const Value& key) {
   if (!ValueAccess::is(key, "$dictionary")) return false;
   skipSpace();
   return peek() == '{' && ahead_.isSmall(object);
 }
 
-// The end of a container that is not empty.
+// Reads the end of a container that is not empty.
 void JsonReader::close(char bracket, std::size_t start) {
   if (take(bracket)) return;
   path_.pop_back();
@@ -387,7 +387,7 @@ Value JsonReader::readNumber() {
   return Value(static_cast<std::int64_t>(isNegative ? 0 - magnitude : magnitude));
 }
 
-// The whole digits of the number have been read.
+// Reads the rest of a number after its integer digits.
 Value JsonReader::readReal(std::size_t start) {
   if (take('.')) skipDigits("expected a digit after the decimal point");
   if (take('e') || take('E')) {
@@ -405,8 +405,8 @@ void JsonReader::skipDigits(const char* missing) {
   while (isDigit(peek())) ++next_;
 }
 
-// A string of up to 15 ASCII characters without escapes, which lies in a value as it does in the text. False for
-// others.
+// Takes a string of up to 15 ASCII characters without escapes, whose bytes in a value are those of the text. False for
+// other strings.
 inline bool JsonReader::takeShortString(ValueAccess::Bits& bits) noexcept {
   if (std::endian::native != std::endian::little || end_ - next_ <= 16) return false;
   bits = {eightCharacters(next_ + 1), 0};
@@ -427,7 +427,7 @@ inline bool JsonReader::takeShortString(ValueAccess::Bits& bits) noexcept {
   return true;
 }
 
-// What a string says. Holds until the next one is read.
+// Reads the contents of a string, which are valid until the next one is read.
 std::string_view JsonReader::readText() {
   const std::size_t start = offset();
   ++next_;
@@ -481,7 +481,7 @@ void JsonReader::appendEscape() {
   }
 }
 
-// One character of one "uhhhh", or of a pair of surrogates: "uhhhh\uhhhh".
+// Reads one character: "uhhhh", or a surrogate pair "uhhhh\uhhhh".
 char32_t JsonReader::readUtf16Escape(std::size_t start) {
   const auto readUnit = [&] {
     ++next_;  // "u"
@@ -521,7 +521,7 @@ void JsonReader::refuseCharacter() const {
 
 std::string JsonReader::path() const {
   std::vector<std::string> keys;
-  keys.reserve(path_.size());  // the steps refer to them
+  keys.reserve(path_.size());  // the steps refer to the elements
   std::vector<PathStep> steps;
   for (const auto& [isArray, place] : path_) {
     if (isArray) {
@@ -534,7 +534,7 @@ std::string JsonReader::path() const {
   return pathText(steps);
 }
 
-// `locations`: null if they are not wanted.
+// `locations` may be null.
 std::optional<Value> read(std::string_view text, std::string& error, std::size_t firstLine, ValueLocations* locations) {
   text = withoutByteOrderMark(text);
   const LocationFinder finder(text, LocationFinder::LoneReturn::kIsPartOfLine, firstLine);

@@ -75,7 +75,7 @@ class JsonWriter {
  public:
   JsonWriter(DataBuffer& out, JsonLayout layout) : out_(out), isIndented_(layout == JsonLayout::kIndented) {}
 
-  // `depth` is the one that the value has if it is a container.
+  // depth: the value's nesting depth if it is a container.
   void append(const Value& value, int depth);
 
  private:
@@ -149,7 +149,7 @@ void JsonWriter::appendArray(const Array& array, int depth) {
   out_ += ']';
 }
 
-// A dictionary that could be taken for another "$" form becomes one itself.
+// A dictionary that could be mistaken for a "$" form is written as a "$dictionary" form.
 void JsonWriter::appendDictionary(const Dictionary& dictionary, int depth) {
   requireDepth(depth);
   const bool isForm = dictionary.size() == 1 && (*dictionary.begin()).key.starts_with('$');

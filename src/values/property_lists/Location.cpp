@@ -10,8 +10,8 @@
 namespace tavik {
 namespace {
 
-// Whether `value` is the part or contains it; counts the values before the part, in document order. Does not look deeper
-// than documents that have been read can be.
+// Whether `value` is the part or contains it. Counts the values before the part in document order. Limits the depth to
+// that of documents.
 bool find(const Value& part, const Value& value, std::size_t& before, int depth = 0) {
   if (&value == &part) return true;
   ++before;

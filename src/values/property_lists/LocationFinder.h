@@ -1,5 +1,5 @@
 /// @file
-/// Turns byte offsets in a text document into lines and columns.
+/// Converts byte offsets in a text document to lines and columns.
 #ifndef TAVIK_VALUES_PROPERTY_LISTS_LOCATION_FINDER_H
 #define TAVIK_VALUES_PROPERTY_LISTS_LOCATION_FINDER_H
 
@@ -14,7 +14,7 @@ namespace tavik {
 /// Finds the locations of ascending offsets in one pass. LF and CR LF end a line.
 class LocationFinder {
  public:
-  /// A CR alone ends a line of a property list, but not of JSON, of which a document may be one line of a file.
+  /// A CR without LF ends a line in property lists, but not in JSON, where a document may be one line of a file.
   enum class LoneReturn : bool { kIsPartOfLine, kEndsLine };
 
   LocationFinder(std::string_view document, LoneReturn loneReturn, std::size_t firstLine = 1) noexcept
@@ -30,7 +30,7 @@ class LocationFinder {
   Location location_;
 };
 
-/// Where a value and its key begin, in bytes from the start of the document.
+/// The offsets of a value and its key, in bytes from the start of the document.
 struct ValueOffset {
   static constexpr std::size_t kNoKey = std::string_view::npos;
 
@@ -38,7 +38,7 @@ struct ValueOffset {
   std::size_t key = kNoKey;
 };
 
-/// `offsets` as locations; they ascend, keys included.
+/// Converts offsets to locations. The offsets must ascend, keys included.
 ValueLocations locationsOf(const std::vector<ValueOffset>& offsets, LocationFinder finder);
 
 }  // namespace tavik

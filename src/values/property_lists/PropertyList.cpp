@@ -1,4 +1,4 @@
-// Property lists: telling the encodings apart, and files.
+// Property lists: detection of the encoding, and files.
 
 #include <tavik/PropertyList.h>
 
@@ -25,8 +25,8 @@ bool isHexLetter(char character) noexcept {
   return (character >= 'a' && character <= 'f') || (character >= 'A' && character <= 'F');
 }
 
-// Old-style text may begin with "<" too: data, whose hexadecimal digits make up no element's name. Every element of
-// property lists has a letter beyond F in its name.
+// Old-style text may begin with "<" too, for data. Hexadecimal digits cannot be mistaken for an element's name: all
+// element names in property lists have a letter beyond F.
 bool looksLikeXml(std::string_view document) noexcept {
   const std::size_t start = document.find_first_not_of(" \t\r\n");
   if (start == std::string_view::npos || document[start] != '<') return false;
@@ -38,7 +38,7 @@ bool looksLikeXml(std::string_view document) noexcept {
 
 Value readText(std::string_view document, std::vector<ValueOffset>* offsets) {
   if (document.starts_with("\xFE\xFF") || document.starts_with("\xFF\xFE")) {
-    throw Refusal{0, "the document is UTF-16 text; only UTF-8 is read"};
+    throw Refusal{0, "the document is UTF-16 text; only UTF-8 is supported"};
   }
   return looksLikeXml(document) ? readXmlPropertyList(document, offsets) : readTextPropertyList(document, offsets);
 }
@@ -54,7 +54,7 @@ std::optional<Value> readBinary(std::span<const std::uint8_t> document, std::str
   }
 }
 
-// `locations`: null if they are not wanted.
+// `locations` may be null.
 std::optional<Value> read(std::span<const std::uint8_t> bytes, std::string& error, ValueLocations* locations) {
   constexpr std::string_view kBinaryMagic = "bplist";
   const std::string_view whole(reinterpret_cast<const char*>(bytes.data()), bytes.size());
@@ -75,7 +75,7 @@ std::optional<Value> read(std::span<const std::uint8_t> bytes, std::string& erro
 // A file descriptor that closes itself.
 class File {
  public:
-  // Non-blocking, lest a pipe without a writer holds up the caller.
+  // Non-blocking, so that a pipe without a writer does not block the caller.
   explicit File(const std::string& path) noexcept
       : descriptor_(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC)) {}
   File(const File&) = delete;
@@ -92,11 +92,11 @@ class File {
 
 std::string systemReason() { return std::generic_category().message(errno); }
 
-// What keeps the file at `path` from being read; empty when nothing does, with its contents in `bytes`.
+// Reads a file into `bytes`. Returns the reason for a failure, or empty text.
 std::string readFile(const std::string& path, std::vector<std::uint8_t>& bytes) {
   constexpr std::size_t kLargest = std::size_t{1} << 30;
   constexpr std::string_view kTooLarge = "the file is larger than 1 GiB";
-  if (path.find('\0') != std::string::npos) return "the path has a NUL character in it";
+  if (path.find('\0') != std::string::npos) return "the path contains a NUL character";
   const File file(path);
   struct stat status = {};
   if (!file.isOpen() || ::fstat(file.descriptor(), &status) != 0) return "the file cannot be opened: " + systemReason();
@@ -104,7 +104,7 @@ std::string readFile(const std::string& path, std::vector<std::uint8_t>& bytes) 
   if (!S_ISREG(status.st_mode)) return "this is a device, pipe or socket, not a regular file";
   if (static_cast<std::uintmax_t>(status.st_size) > kLargest) return std::string(kTooLarge);
 
-  bytes.resize(static_cast<std::size_t>(status.st_size) + 1);  // one more, so that the end shows without growing
+  bytes.resize(static_cast<std::size_t>(status.st_size) + 1);  // one more, so that the end is found without growing
   std::size_t used = 0;
   while (true) {
     const ssize_t count = ::read(file.descriptor(), bytes.data() + used, bytes.size() - used);
@@ -113,7 +113,7 @@ std::string readFile(const std::string& path, std::vector<std::uint8_t>& bytes) 
     if (count == 0) break;
     used += static_cast<std::size_t>(count);
     if (used > kLargest) return std::string(kTooLarge);
-    if (used == bytes.size()) bytes.resize(2 * used);  // the file has grown meanwhile
+    if (used == bytes.size()) bytes.resize(2 * used);  // the file has grown
   }
   bytes.resize(used);
   return {};

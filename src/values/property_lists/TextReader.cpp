@@ -1,9 +1,9 @@
 // Reads old-style property lists: { key = value; } ( element, element ) <data in hexadecimal> "quoted" or plain
 // strings.
 //
-// The encoding has no numbers, booleans or dates; whatever is no data, array or dictionary is a string. The separators
-// are as strict as they always were: each entry of a dictionary ends with a semicolon, the last one too, while an array
-// may have a comma after its last element.
+// The encoding has no numbers, booleans or dates; everything other than data, arrays and dictionaries is a string.
+// Every entry of a dictionary, including the last, must end with a semicolon; an array may have a comma after its last
+// element.
 
 #include <algorithm>
 #include <array>
@@ -20,7 +20,7 @@ namespace {
 
 using detail::ValueAccess;
 
-// What a string without quotes is made of. The plus sign is for numbers, which descriptions of values give as "1e+20".
+// The characters of a string without quotes. Includes the plus sign, because `description` prints numbers as "1e+20".
 constexpr std::array<bool, 256> kPlain = [] {
   std::array<bool, 256> plain{};
   for (const char character :
@@ -33,7 +33,7 @@ bool isPlain(char character) noexcept { return kPlain[static_cast<unsigned char>
 
 bool isSpace(char character) noexcept { return character == ' ' || (character >= '\t' && character <= '\r'); }
 
-// Text that a person typed holds no other control characters than these; the writers of this encoding escape them.
+// Writers of this encoding escape control characters other than white space.
 bool isForbiddenControl(char character) noexcept {
   return static_cast<unsigned char>(character) < 0x20 && !isSpace(character);
 }
@@ -70,7 +70,7 @@ class TextReader {
 
   void skipBlank();
   bool skipComment();
-  // After blanks: takes `character` if it is next.
+  // Skips blanks, then takes `character` if it is next.
   bool takeNext(char character);
 
   [[nodiscard]] bool isAtEnd() const noexcept { return position_ == document_.size(); }
@@ -85,8 +85,8 @@ class TextReader {
   std::size_t position_ = 0;
   OpenContainers open_;
   std::string scratch_;                // a string with escapes
-  std::vector<std::uint8_t> bytes_;    // data that is being read
-  std::vector<ValueOffset>* offsets_;  // of all values, null if they are not wanted
+  std::vector<std::uint8_t> bytes_;    // data being read
+  std::vector<ValueOffset>* offsets_;  // of all values; may be null
 };
 
 Value TextReader::read() {
@@ -95,11 +95,11 @@ Value TextReader::read() {
   if (isAtEnd()) throw Refusal{position_, "the document is empty"};
   Value value = readValue(1);
   skipBlank();
-  if (!isAtEnd()) throw Refusal{position_, "something follows the end of the property list"};
+  if (!isAtEnd()) throw Refusal{position_, "unexpected content after the property list"};
   return value;
 }
 
-// `depth` is the one that the value has if it is a container.
+// depth: the value's nesting depth if it is a container.
 Value TextReader::readValue(int depth, std::size_t keyOffset) {
   skipBlank();
   if (offsets_ != nullptr) offsets_->push_back({position_, keyOffset});
@@ -123,7 +123,7 @@ Array TextReader::readArray(int depth) {
     open_.addElement(readValue(depth + 1));
     if (takeNext(',')) continue;
     if (takeNext(')')) break;
-    throw Refusal{position_, "\",\" or \")\" is missing here, in the array of", start};
+    throw Refusal{position_, "expected \",\" or \")\" in the array opened at", start};
   }
   return open_.closeArray(begin);
 }
@@ -135,9 +135,9 @@ Dictionary TextReader::readDictionary(int depth) {
   while (!takeNext('}')) {
     const std::size_t keyStart = position_;
     Value key = readString();
-    if (!takeNext('=')) throw Refusal{position_, "\"=\" is missing here, behind the key of", keyStart};
+    if (!takeNext('=')) throw Refusal{position_, "expected \"=\" after the key at", keyStart};
     open_.addEntry({std::move(key), readValue(depth + 1, keyStart)}, keyStart);
-    if (!takeNext(';')) throw Refusal{position_, "\";\" is missing here, behind the value of the key of", keyStart};
+    if (!takeNext(';')) throw Refusal{position_, "expected \";\" after the value of the key at", keyStart};
   }
   return open_.closeDictionary(begin);
 }
@@ -152,12 +152,12 @@ Data TextReader::readData() {
     const char character = peek();
     if (isSpace(character)) continue;
     const std::optional<std::uint32_t> digit = digitValue(character);
-    if (!digit) throw Refusal{position_, "a hexadecimal digit or \">\" is missing here, in the data of", start};
+    if (!digit) throw Refusal{position_, "expected a hexadecimal digit or \">\" in the data opened at", start};
     byte = byte << 4 | *digit;
     if (isHalf) bytes_.push_back(static_cast<std::uint8_t>(byte));
     isHalf = !isHalf;
   }
-  if (isHalf) throw Refusal{start, "this data has an odd number of hexadecimal digits"};
+  if (isHalf) throw Refusal{start, "the data has an odd number of hexadecimal digits"};
   return Data(bytes_);
 }
 
@@ -166,9 +166,9 @@ Value TextReader::readString() {
   const std::size_t start = position_;
   while (!isAtEnd() && isPlain(document_[position_])) ++position_;
   if (position_ != start) return ValueAccess::string(document_.substr(start, position_ - start));
-  if (isAtEnd()) throw Refusal{position_, "the document ends where a value should stand"};
+  if (isAtEnd()) throw Refusal{position_, "unexpected end of the document"};
   throw Refusal{position_,
-                "no value begins so; strings of other characters than letters, digits and _$/:.-+ need quotes"};
+                "unexpected character; strings with characters other than letters, digits and _$/:.-+ need quotes"};
 }
 
 Value TextReader::readQuoted() {
@@ -177,8 +177,8 @@ Value TextReader::readQuoted() {
   std::size_t plainStart = position_;
   scratch_.clear();
   while (peek() != quote) {
-    if (isAtEnd()) throw Refusal{start, "this quoted string does not end"};
-    if (isForbiddenControl(peek())) throw Refusal{position_, "a control character stands here; write it as \\Uhhhh"};
+    if (isAtEnd()) throw Refusal{start, "unterminated string"};
+    if (isForbiddenControl(peek())) throw Refusal{position_, "unescaped control character; write it as \\Uhhhh"};
     if (peek() != '\\') {
       ++position_;
       continue;
@@ -205,15 +205,15 @@ void TextReader::appendEscape() {
   } else if (escape == 'U') {
     appendUtf8(scratch_, readUtf16Escape(start));
   } else if (const Digits octal = readDigits(3, 8); octal.count != 0) {
-    // Beyond ASCII an octal number would depend on a character set of long ago.
-    if (octal.number > 0x7F) throw Refusal{start, "octal escapes end at \\177; write other characters as \\Uhhhh"};
+    // The meaning of octal numbers beyond ASCII depends on a legacy character set.
+    if (octal.number > 0x7F) throw Refusal{start, "octal escape above \\177; write the character as \\Uhhhh"};
     appendUtf8(scratch_, octal.number);
   } else {
-    throw Refusal{start, "no such escape is known; for a backslash itself write two"};
+    throw Refusal{start, "unknown escape; write a backslash as \\\\"};
   }
 }
 
-// One character of one "Uhhhh", or of a pair of surrogates: "Uhhhh\Uhhhh".
+// Reads one character: "Uhhhh", or a surrogate pair "Uhhhh\Uhhhh".
 char32_t TextReader::readUtf16Escape(std::size_t start) {
   const auto readUnit = [&] {
     ++position_;  // "U"
@@ -221,7 +221,7 @@ char32_t TextReader::readUtf16Escape(std::size_t start) {
     if (unit.count != 4) throw Refusal{start, "\\U needs four hexadecimal digits"};
     return unit.number;
   };
-  constexpr const char* kLone = "half of a surrogate pair stands alone here";
+  constexpr const char* kLone = "unpaired surrogate";
   const std::uint32_t first = readUnit();
   if (first < 0xD800 || first > 0xDFFF) return first;
   if (first > 0xDBFF || !take("\\") || peek() != 'U') throw Refusal{start, kLone};
@@ -242,7 +242,7 @@ TextReader::Digits TextReader::readDigits(std::size_t most, std::uint32_t base) 
   return digits;
 }
 
-// White space and comments.
+// Skips white space and comments.
 void TextReader::skipBlank() {
   do {
     while (isSpace(peek())) ++position_;
@@ -255,7 +255,7 @@ bool TextReader::skipComment() {
     position_ = std::min(document_.find_first_of("\r\n", position_), document_.size());
   } else if (take("/*")) {
     const std::size_t end = document_.find("*/", position_);
-    if (end == std::string_view::npos) throw Refusal{start, "this comment does not end"};
+    if (end == std::string_view::npos) throw Refusal{start, "unterminated comment: missing \"*/\""};
     position_ = end + 2;
   }
   return position_ != start;

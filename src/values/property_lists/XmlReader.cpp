@@ -1,9 +1,9 @@
 // Reads XML property lists.
 //
-// One pass over the document, element by element; a string without references is made straight from the document's
-// bytes. Of XML there is all that property lists in the field hold: comments, processing instructions, CDATA, character
-// references, the five named entities, a document type line that is passed over. Left out is what would make reading
-// unsafe or slow: internal subsets, and with them entities of a document's own.
+// Reads the document in one pass, element by element; a string without references is made directly from the document's
+// bytes. Supports the parts of XML that property lists use: comments, processing instructions, CDATA, character
+// references, the five named entities, and a document type declaration, which is skipped. Internal subsets, and with
+// them user-defined entities, are not supported, because they would make reading unsafe or slow.
 
 #include <algorithm>
 #include <array>
@@ -31,11 +31,11 @@ using detail::ValueAccess;
 
 constexpr std::string_view kWhiteSpace = " \t\r\n";
 
-// What a character may be part of.
+// Character classes, as a bit set.
 enum Class : std::uint8_t {
   kSpace = 1,
   kName = 2,
-  kPlain = 4,  // character data that goes on without a closer look
+  kPlain = 4,  // character data that is taken over unchanged
 };
 constexpr std::array<std::uint8_t, 256> kClasses = [] {
   std::array<std::uint8_t, 256> classes{};
@@ -61,7 +61,7 @@ bool isForbiddenControl(char character) noexcept {
   return static_cast<unsigned char>(character) < 0x20 && !isOf(kSpace, character);
 }
 
-constexpr const char* kControlCharacter = "a control character stands here, which XML does not allow";
+constexpr const char* kControlCharacter = "control characters are not allowed in XML";
 
 enum class Element : std::uint8_t {
   kArray,
@@ -81,14 +81,14 @@ constexpr std::string_view kElementNames[] = {"array", "data",  "date", "dict", 
                                               "key",   "plist", "real", "string", "true"};
 static_assert(std::size(kElementNames) == static_cast<std::size_t>(Element::kUnknown));
 
-// The first eight characters of a text as a number.
+// The first eight characters of `text` as a number.
 std::uint64_t packed(const char* text) noexcept {
   std::uint64_t number = 0;
   std::memcpy(&number, text, sizeof number);
   return number;
 }
 
-// What stands behind the "<" of a tag: up to eight characters, which are compared in one go.
+// The characters after the "<" of a tag, up to eight, which are compared at once.
 struct PlainTag {
   constexpr PlainTag(std::string_view characters, Element named) noexcept
       : size(characters.size() + 1),
@@ -120,8 +120,8 @@ Element elementNamed(std::string_view name) noexcept {
   return static_cast<Element>(std::ranges::find(kElementNames, name) - std::begin(kElementNames));
 }
 
-// The character that "&reference;" stands for. Any Unicode character may be given by its number, NUL too: the writer
-// makes use of that for characters that XML has no other form for.
+// The character that "&reference;" stands for. Any Unicode character may be given by its number, including NUL: the
+// writer uses this for characters that are not allowed in XML.
 std::optional<char32_t> referredCharacter(std::string_view reference) noexcept {
   constexpr std::pair<std::string_view, char32_t> kNamed[] = {
       {"lt", U'<'}, {"gt", U'>'}, {"amp", U'&'}, {"quot", U'"'}, {"apos", U'\''},
@@ -155,7 +155,7 @@ struct Tag {
   bool isEmpty = false;  // "<name/>"
 };
 
-// For messages, which are about tags of known elements.
+// For messages; the element must be known.
 std::string inBrackets(const Tag& tag) {
   return '<' + std::string(kElementNames[static_cast<std::size_t>(tag.element)]) + '>';
 }
@@ -166,13 +166,13 @@ std::string_view withoutOuterSpace(std::string_view text) noexcept {
   return text.substr(start, text.find_last_not_of(kWhiteSpace) - start + 1);
 }
 
-// The text of an element, references resolved and line ends normalised.
+// The text of an element, with references resolved and line ends normalized.
 struct Characters {
   std::string_view text;
   std::size_t offset;
-  bool isVerbatim;  // `text` is the document's own, at `offset`
+  bool isVerbatim;  // `text` is a part of the document, at `offset`
 
-  // The place of a part of the text, as nearly as it can be told.
+  // The location of a part of the text; the start of the text if it is not verbatim.
   [[nodiscard]] std::size_t offsetOf(std::string_view part) const noexcept {
     return isVerbatim ? offset + static_cast<std::size_t>(part.data() - text.data()) : offset;
   }
@@ -210,7 +210,7 @@ class XmlReader {
   Value readData(const Tag& tag);
   [[noreturn]] static void refuseData(const Characters& characters);
 
-  // Up to and including the end tag.
+  // Reads up to and including the end tag.
   Characters readCharacters(const Tag& tag) {
     if (tag.isEmpty) return {{}, tag.offset, false};
     const std::size_t start = position_;
@@ -223,7 +223,7 @@ class XmlReader {
   void appendCharacterData();
   void appendReference();
 
-  // The tag of the next element in `parent`; false when it has no more and its end tag has been read.
+  // Reads the tag of the next element in `parent`, or returns false after the end tag of `parent`.
   bool readChild(const Tag& parent, Tag& child) {
     if (parent.isEmpty) return false;
     skipSpace();
@@ -252,10 +252,11 @@ class XmlReader {
   void skipBlank();
   bool skipComment();
   bool skipSpace() noexcept { return !takeAll(kSpace).empty(); }
-  void skipPast(std::string_view end, std::size_t start);
+  // what: a noun for the construct that `end` terminates.
+  void skipPast(std::string_view end, std::size_t start, std::string_view what);
 
   [[nodiscard]] bool isAtEnd() const noexcept { return position_ == document_.size(); }
-  // The character `ahead` of the next one; NUL beyond the end.
+  // The character `ahead` positions after the next one; NUL past the end.
   [[nodiscard]] char peek(std::size_t ahead = 0) const noexcept {
     return document_.size() - position_ > ahead ? document_[position_ + ahead] : '\0';
   }
@@ -274,7 +275,7 @@ class XmlReader {
     return true;
   }
 
-  // A "<" is of no class, so as long as one lies ahead, the end of the document need not be looked for.
+  // "<" belongs to no class, so the end of the document need not be checked before the last "<".
   std::string_view takeAll(Class wanted) noexcept {
     const char* const start = document_.data() + position_;
     const char* next = start;
@@ -290,10 +291,10 @@ class XmlReader {
 
   std::string_view document_;
   std::size_t position_ = 0;
-  std::size_t pastBrackets_;  // where the last "<" ends; 0 without one
+  std::size_t pastBrackets_;  // the position after the last "<"; 0 if there is none
   OpenContainers open_;
   std::string scratch_;                // text that is not verbatim
-  std::vector<ValueOffset>* offsets_;  // of all values, null if they are not wanted
+  std::vector<ValueOffset>* offsets_;  // of all values; may be null
 };
 
 Value XmlReader::read() {
@@ -303,31 +304,31 @@ Value XmlReader::read() {
   skipBlank();
   if (isAt("<!DOCTYPE")) skipDocumentType();
   skipBlank();
-  if (isAtEnd()) throw Refusal{position_, "the document has no element"};
-  if (peek() != '<') throw Refusal{position_, "text stands before the first element"};
+  if (isAtEnd()) throw Refusal{position_, "the document has no elements"};
+  if (peek() != '<') throw Refusal{position_, "unexpected text before the first element"};
   Tag root;
   readTag(root);
-  if (root.isEnd) throw Refusal{root.offset, "there is nothing that this tag could end"};
+  if (root.isEnd) throw Refusal{root.offset, "unexpected end tag"};
   Value value = root.element == Element::kPlist ? readPlist(root) : readRoot(root);
   skipBlank();
-  if (!isAtEnd()) throw Refusal{position_, "something follows the end of the property list"};
+  if (!isAtEnd()) throw Refusal{position_, "unexpected content after the property list"};
   return value;
 }
 
-// Only the encoding matters, and it may not be another than the one that is read anyway.
+// Only the encoding is read, and only to reject an unsupported one.
 void XmlReader::readDeclaration() {
   const std::size_t start = position_;
   if (!take("<?xml") || !isOf(kSpace, peek())) {
-    position_ = start;  // an instruction of another name, if it is one
+    position_ = start;  // not a declaration; possibly another processing instruction
     return;
   }
   skipSpace();
   while (!take("?>")) {
     const std::size_t offset = position_;
     const std::optional<Attribute> attribute = takeAttribute();
-    if (!attribute) throw Refusal{offset, "the XML declaration is malformed"};
+    if (!attribute) throw Refusal{offset, "malformed XML declaration"};
     if (attribute->name == "encoding" && !isReadableEncoding(attribute->value)) {
-      throw Refusal{offset, "the encoding " + quoted(attribute->value) + " is not supported; only UTF-8 is read"};
+      throw Refusal{offset, "the encoding " + quoted(attribute->value) + " is not supported; use UTF-8"};
     }
     skipSpace();
   }
@@ -339,22 +340,22 @@ void XmlReader::skipDocumentType() {
     const std::size_t next = std::min(document_.find_first_of(">[\"'", position_), document_.size());
     position_ = next;
     if (take('>')) return;
-    if (isAtEnd()) throw Refusal{start, "the document type line does not end"};
-    if (peek() == '[') throw Refusal{next, "the document type line holds declarations, which are not supported"};
+    if (isAtEnd()) throw Refusal{start, "unterminated document type declaration"};
+    if (peek() == '[') throw Refusal{next, "internal subsets of document type declarations are not supported"};
     ++position_;
-    skipPast(document_.substr(next, 1), next);
+    skipPast(document_.substr(next, 1), next, "string");
   }
 }
 
 Value XmlReader::readPlist(const Tag& tag) {
   Tag child;
-  if (!readChild(tag, child)) throw Refusal{tag.offset, "<plist> has no value in it"};
+  if (!readChild(tag, child)) throw Refusal{tag.offset, "<plist> contains no value"};
   Value value = readRoot(child);
-  if (readChild(tag, child)) throw Refusal{child.offset, "<plist> has a second value in it"};
+  if (readChild(tag, child)) throw Refusal{child.offset, "<plist> contains more than one value"};
   return value;
 }
 
-// `depth` is the one that the value has if it is a container.
+// depth: the value's nesting depth if it is a container.
 Value XmlReader::readOtherValue(const Tag& tag, int depth) {
   switch (tag.element) {
     case Element::kString:
@@ -376,14 +377,14 @@ Value XmlReader::readOtherValue(const Tag& tag, int depth) {
     case Element::kDate:
       return readDate(tag);
     case Element::kKey:
-      throw Refusal{tag.offset, "a <key> stands where a value should"};
+      throw Refusal{tag.offset, "unexpected <key>; expected a value"};
     case Element::kPlist:
-      throw Refusal{tag.offset, "<plist> may only be the outermost element"};
+      throw Refusal{tag.offset, "<plist> must be the outermost element"};
     case Element::kUnknown:
       break;
   }
   position_ = tag.offset + 1;
-  throw Refusal{tag.offset, "property lists have no element named " + quoted(takeAll(kName))};
+  throw Refusal{tag.offset, "unknown element " + quoted(takeAll(kName))};
 }
 
 Array XmlReader::readArray(const Tag& tag, int depth) {
@@ -403,9 +404,9 @@ Dictionary XmlReader::readDictionary(const Tag& tag, int depth) {
   Tag child;
   while (readChild(tag, child)) {
     const std::size_t keyOffset = child.offset;
-    if (child.element != Element::kKey) throw Refusal{keyOffset, "a <key> is missing before this element"};
+    if (child.element != Element::kKey) throw Refusal{keyOffset, "expected a <key> before this element"};
     Value key = readString(child);
-    if (!readChild(tag, child)) throw Refusal{keyOffset, "this key has no value"};
+    if (!readChild(tag, child)) throw Refusal{keyOffset, "the key has no value"};
     note(child, keyOffset);
     open_.addEntry({std::move(key), readValue(child, depth + 1)}, keyOffset);
   }
@@ -483,7 +484,7 @@ void XmlReader::refuseData(const Characters& characters) {
     const bool isPadding = &character >= text.data() + padding;
     return !isSpace(character) && (isPadding ? character != '=' : !isBase64Digit(character));
   });
-  if (wrong != text.end()) throw Refusal{characters.offsetOf({wrong, 1}), "this is not base64 text"};
+  if (wrong != text.end()) throw Refusal{characters.offsetOf({wrong, 1}), "invalid base64 text"};
   throw Refusal{characters.offset, "the last group of base64 digits is incomplete"};
 }
 
@@ -497,12 +498,12 @@ Characters XmlReader::readSpecialCharacters(const Tag& tag, std::string_view pla
   return {scratch_, start, false};
 }
 
-// What stands where plain text stops, unless it is a tag.
+// Appends what follows plain text, unless it is a tag.
 void XmlReader::appendSpecial(const Tag& tag) {
   requireMore(tag);
   if (isAt("<![CDATA[")) return appendCharacterData();
   if (skipComment()) return;
-  if (peek() == '<') throw Refusal{position_, "an element stands in the text of " + inBrackets(tag)};
+  if (peek() == '<') throw Refusal{position_, "unexpected element inside " + inBrackets(tag)};
   if (peek() == '&') return appendReference();
   if (!take('\r')) throw Refusal{position_, kControlCharacter};
   take('\n');
@@ -513,7 +514,7 @@ void XmlReader::appendCharacterData() {
   constexpr std::string_view kBegin = "<![CDATA[";
   constexpr std::string_view kEnd = "]]>";
   const std::size_t end = document_.find(kEnd, position_ + kBegin.size());
-  if (end == std::string_view::npos) throw Refusal{position_, "this CDATA section does not end"};
+  if (end == std::string_view::npos) throw Refusal{position_, "unterminated CDATA section: missing \"]]>\""};
   for (position_ += kBegin.size(); position_ < end; ++position_) {
     const char character = document_[position_];
     if (isForbiddenControl(character)) throw Refusal{position_, kControlCharacter};
@@ -532,13 +533,13 @@ void XmlReader::appendReference() {
   const std::string_view reference = document_.substr(start + 1, end == std::string_view::npos ? 0 : end - start - 1);
   const std::optional<char32_t> character = referredCharacter(reference);
   if (!character) {
-    throw Refusal{start, R"("&" begins no character reference that is known; for the character itself write "&amp;")"};
+    throw Refusal{start, R"(unknown character reference; write "&" as "&amp;")"};
   }
   appendUtf8(scratch_, *character);
   position_ = end + 1;
 }
 
-// A tag as it is nearly always written, without white space or attributes.
+// Takes a tag without white space and attributes, the usual form.
 bool XmlReader::takePlainTag(Tag& tag) noexcept {
   if (document_.size() - position_ <= sizeof(std::uint64_t) || peek() != '<') return false;
   const std::uint64_t next = packed(document_.data() + position_ + 1);
@@ -555,7 +556,7 @@ void XmlReader::readOtherTag(const Tag& parent, Tag& child) {
   skipBlank();
   requireMore(parent);
   if (peek() != '<' || peek(1) == '!') {
-    throw Refusal{position_, "something other than an element stands in " + inBrackets(parent)};
+    throw Refusal{position_, "unexpected text inside " + inBrackets(parent)};
   }
   readTag(child);
 }
@@ -568,18 +569,18 @@ void XmlReader::readTag(Tag& tag) {
   if (!take('>')) readRestOfTag(tag);
 }
 
-// White space, attributes, the end.
+// Reads white space, attributes and the end of the tag.
 void XmlReader::readRestOfTag(Tag& tag) {
   while (true) {
     const bool isSpaced = skipSpace();
     if (take('>')) return;
     tag.isEmpty = !tag.isEnd && take("/>");
     if (tag.isEmpty) return;
-    if (tag.isEnd || !isSpaced || !takeAttribute()) throw Refusal{tag.offset, "this tag is malformed"};
+    if (tag.isEnd || !isSpaced || !takeAttribute()) throw Refusal{tag.offset, "malformed tag"};
   }
 }
 
-// The end tag of `tag`, if there is one here.
+// Takes the end tag of `tag` if it is next. Rejects other end tags.
 bool XmlReader::takeEndTag(const Tag& tag) {
   if (peek() != '<' || peek(1) != '/') return false;
   Tag end;
@@ -590,11 +591,12 @@ bool XmlReader::takeEndTag(const Tag& tag) {
 
 void XmlReader::requireMore(const Tag& open) const {
   if (!isAtEnd()) return;
-  throw Refusal{position_, "the document ends inside the " + inBrackets(open) + " of", open.offset};
+  throw Refusal{position_, "unexpected end inside the " + inBrackets(open) + " opened at", open.offset};
 }
 
 void XmlReader::refuseEnd(const Tag& begin, const Tag& end) {
-  throw Refusal{end.offset, "this tag ends no " + inBrackets(begin) + ", which is open from", begin.offset};
+  throw Refusal{end.offset, "mismatched end tag; expected the end of the " + inBrackets(begin) + " opened at",
+                begin.offset};
 }
 
 std::optional<XmlReader::Attribute> XmlReader::takeAttribute() {
@@ -614,7 +616,7 @@ std::optional<XmlReader::Attribute> XmlReader::takeAttribute() {
   return attribute;
 }
 
-// White space, comments and instructions.
+// Skips white space, comments and processing instructions.
 void XmlReader::skipBlank() {
   do {
     skipSpace();
@@ -625,17 +627,17 @@ bool XmlReader::skipComment() {
   if (peek() != '<' || (peek(1) != '!' && peek(1) != '?')) return false;
   const std::size_t start = position_;
   if (take("<!--")) {
-    skipPast("-->", start);
+    skipPast("-->", start, "comment");
   } else if (take("<?")) {
-    skipPast("?>", start);
+    skipPast("?>", start, "processing instruction");
   }
   return position_ != start;
 }
 
-void XmlReader::skipPast(std::string_view end, std::size_t start) {
+void XmlReader::skipPast(std::string_view end, std::size_t start, std::string_view what) {
   const std::size_t found = document_.find(end, position_);
   if (found == std::string_view::npos) {
-    throw Refusal{start, "what begins here does not end: " + quoted(end) + " is missing"};
+    throw Refusal{start, "unterminated " + std::string(what) + ": missing " + quoted(end)};
   }
   position_ = found + end.size();
 }

@@ -1,4 +1,4 @@
-// Writes XML property lists: UTF-8, one element a line, set in by tabs, without a document type line.
+// Writes XML property lists: UTF-8, one element per line, indented by tabs, without a document type declaration.
 
 #include <algorithm>
 #include <array>
@@ -13,7 +13,7 @@
 namespace tavik {
 namespace {
 
-// What is written as it is. The byte EF is looked at because it begins U+FFFE and U+FFFF, which XML has no form for.
+// Characters that are written unchanged. EF is not among them because it starts U+FFFE and U+FFFF, which XML forbids.
 constexpr std::array<bool, 256> kPlain = [] {
   std::array<bool, 256> plain{};
   for (std::size_t byte = 0x20; byte < plain.size(); ++byte) {
@@ -23,13 +23,13 @@ constexpr std::array<bool, 256> kPlain = [] {
   return plain;
 }();
 
-// Deeper than this, lines are not set in further: the document stays in proportion to the value.
+// Deeper lines are not indented further, so that the size of the document is proportional to that of the value.
 std::size_t indentAt(int depth) noexcept { return static_cast<std::size_t>(std::min(depth, 16)); }
 
-// About how many characters a value takes that stands in `depth` others, so that the document is not moved as it grows.
-// What texts need besides their own characters is not counted.
+// Estimates the number of characters of a value at nesting depth `depth`, so that the document is not moved as it
+// grows. Does not count escapes.
 std::size_t expectedSize(const Value& value, int depth) {
-  constexpr std::size_t kTags = 18;  // of a string, and about those of another value with its contents
+  constexpr std::size_t kTags = 18;  // of a string; roughly the tags and contents of other values
   constexpr std::size_t kKeyTags = 12;
   const std::size_t line = indentAt(depth) + kTags;
   if (const auto text = value.ifString()) return line + text->size();
@@ -115,7 +115,7 @@ void XmlWriter::appendDictionary(const Dictionary& dictionary, int depth) {
   document_ += "</dict>";
 }
 
-// Long data goes over several lines.
+// Long data is written over several lines.
 void XmlWriter::appendData(std::span<const std::uint8_t> bytes, int depth) {
   constexpr std::size_t kBytesALine = 57;  // 76 digits
   document_ += "<data>";
@@ -145,7 +145,7 @@ void XmlWriter::appendDate(Date date) {
   appendElement("<date>", *text, "</date>");
 }
 
-// The shortest text that reads back to the same number.
+// The shortest text that reads back as the same number.
 template <class Number>
 void XmlWriter::appendNumber(std::string_view begin, Number number, std::string_view end) {
   char text[32];
@@ -171,8 +171,8 @@ void XmlWriter::appendText(std::string_view text) {
   }
 }
 
-// Writes the first character of `text`, which is not plain, and gives its length. Characters that XML has no form for,
-// and CR, which readers take for the end of a line, are written by their numbers.
+// Writes the first character of `text`, which is not plain, and returns its length. Characters that XML forbids, and
+// CR, which readers would convert to LF, are written as numeric references.
 std::size_t XmlWriter::appendSpecial(std::string_view text) {
   switch (text.front()) {
     case '<':

@@ -11,8 +11,8 @@
 
 namespace tavik::tool {
 
-/// "Passes when it begins with the expected text, and when it has no small letters." or "Fails when it is greater than
-/// the expected number." Empty if the rule calls no predicate or an unknown one.
+/// "Passes when it begins with the expected text, and when it contains no lowercase letters." or "Fails when it is
+/// greater than the expected number." Empty if the rule calls no predicate or an unknown one.
 std::string meaningOf(const RuleEvaluation& evaluation);
 
 /// The names of all predicates.
