@@ -12,7 +12,8 @@ namespace {
 bool mustBeEscaped(char32_t character) noexcept {
   return character < 0x20 || (character >= 0x7F && character <= 0x9F) || character == 0x061C ||
          (character >= 0x200E && character <= 0x200F) || (character >= 0x2028 && character <= 0x202E) ||
-         (character >= 0x2066 && character <= 0x2069) || character == 0xFEFF;
+         (character >= 0x2066 && character <= 0x2069) || character == 0xFEFF || character == 0xFFFE ||
+         character == 0xFFFF;
 }
 
 void appendEscape(std::string& result, std::string_view prefix, std::uint32_t number, unsigned digits) {
