@@ -247,7 +247,7 @@ std::optional<SignatureKey> readPrivateKey(const std::string& path, std::string&
 
 std::optional<std::string> keyFileWarning(const std::string& path, KeyFileUse use) {
   struct stat status {};
-  if (stat(path.c_str(), &status) != 0) return std::nullopt;
+  if (stat(path.c_str(), &status) != 0 || !S_ISREG(status.st_mode)) return std::nullopt;
   const bool isPrivate = use == KeyFileUse::kSigning;
   const bool isWritable = (status.st_mode & S_IWOTH) != 0;
   const bool isReadable = isPrivate && (status.st_mode & (S_IRGRP | S_IROTH)) != 0;

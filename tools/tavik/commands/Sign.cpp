@@ -1,5 +1,6 @@
 // `tavik sign`: signs a rule document.
 
+#include <tavik/Platform.h>
 #include <tavik/PropertyList.h>
 #include <tavik/StationPlatform.h>
 
@@ -12,6 +13,7 @@
 #include "io/Encoding.h"
 #include "io/Inputs.h"
 #include "io/Output.h"
+#include "io/StandardError.h"
 
 namespace tavik::tool {
 namespace {
@@ -41,7 +43,7 @@ Data toXml(const std::string& name, const Value& value) {
 /// The document as the property list that is signed.
 Data readPayload(const std::string& path) {
   const std::string name = nameOf("", path);
-  const std::string bytes = Inputs().bytes("", path);
+  const std::string bytes = Inputs().bytes("", path, kLargestRuleDocument);
   const Value document = parseValue(name, bytes);
   if (document.ifDictionary() == nullptr) throw Unusable(name + ": is not a dictionary");
   return isJson(bytes) ? toXml(name, document) : Data(bytesOf(bytes));
@@ -52,6 +54,7 @@ ExitStatus runSign(const SignOptions& options) {
   std::string error;
   const std::optional<Dictionary> envelope = signPropertyList(payload, options.key, error);
   if (!envelope) throw Unusable("--key: " + error);
+  if (const auto warning = keyFileWarning(options.key, KeyFileUse::kSigning)) printToStandardError("sign", *warning);
   writeOutput("-o", options.output, toXml("-o", Value(*envelope)).bytes());
   return ExitStatus::kPassed;
 }
