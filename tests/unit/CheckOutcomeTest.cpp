@@ -53,6 +53,8 @@ TEST(CheckOutcomeTest, SaysWhetherTheDeviceWasCheckedAndPassed) {
        "none, malformed expression in Broken: invalid logical operator:a XOR b (-100006); before=x"},
       {"{ version = 1; GenericRules = { Forward = {}; Code = {}; }; }", "{ m = x; }",
        "none, fault in Code: serial number x is too short for its CCC code (range); before=x; OnPass=bay"},
+      {"{ version = 1; GenericRules = { Code = {}; }; }", "{ m = \"x\\0y\"; }",
+       "none, fault in Code: serial number x\\x00y is too short for its CCC code (range); before=x"},
       {"{ version = 1; GenericRules = { First = {}; }; }", "{ m = x; }",
        "none, fault in First: a rule without \"value\" has no reference to take it from (range); before=x"},
       {"{ GenericRules = { Model = {}; }; }", "{}",
