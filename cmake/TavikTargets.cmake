@@ -13,6 +13,18 @@ if(TAVIK_SANITIZE)
                                                  -fno-sanitize-recover=all)
   target_link_options(tavik_options INTERFACE -fsanitize=${TAVIK_SANITIZE})
   target_compile_definitions(tavik_options INTERFACE _GLIBCXX_ASSERTIONS)
+else()
+  # Hardening; docs/performance.md has its cost. Debian's C runtime objects lack the mark for shadow stacks, with which they work,
+  # so the linker sets it.
+  include(CheckCXXCompilerFlag)
+  check_cxx_compiler_flag(-fcf-protection TAVIK_HAS_CONTROL_FLOW_PROTECTION)
+  target_compile_options(
+    tavik_options
+    INTERFACE -fstack-protector-strong
+              $<$<CONFIG:Release,RelWithDebInfo,MinSizeRel>:-U_FORTIFY_SOURCE;-D_FORTIFY_SOURCE=2>
+              $<$<BOOL:${TAVIK_HAS_CONTROL_FLOW_PROTECTION}>:-fcf-protection>)
+  target_link_options(tavik_options INTERFACE -Wl,-z,relro -Wl,-z,now
+                      $<$<BOOL:${TAVIK_HAS_CONTROL_FLOW_PROTECTION}>:-Wl,-z,shstk>)
 endif()
 
 # tavik_library(TavikName Name SOURCES...): a shared library that exports what TavikName.map beside it lists, installed as

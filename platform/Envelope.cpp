@@ -1,5 +1,7 @@
 #include "Envelope.h"
 
+#include <tavik/Platform.h>
+
 #include <algorithm>
 #include <array>
 #include <utility>
@@ -100,6 +102,12 @@ std::optional<std::vector<Signature>> signaturesFrom(const Array& values, std::s
 
 }  // namespace
 
+bool checkSize(const Data& document, std::string_view what, std::string& error) {
+  if (document.size() <= kLargestRuleDocument) return true;
+  error = std::string(what) + " is larger than " + std::to_string(kLargestRuleDocument >> 20U) + " MiB";
+  return false;
+}
+
 bool checkKind(const Value& value, Kind kind, std::string_view what, std::string& error) {
   if (value.kind() == kind) return true;
   error = std::string(what) + " is " + std::string(kindName(value.kind())) + ", not " + std::string(kindName(kind));
@@ -115,6 +123,7 @@ std::optional<Envelope> Envelope::from(const Dictionary& dictionary, std::string
   if (!checkPayloadType(dictionary, error)) return std::nullopt;
   const Value* payload = entry(dictionary, kPayloadKey, Kind::kData, kDocument, error);
   if (payload == nullptr) return std::nullopt;
+  if (!checkSize(*payload->ifData(), quoted(kPayloadKey) + " of " + std::string(kDocument), error)) return std::nullopt;
   const Value* list = entry(dictionary, kSignaturesKey, Kind::kArray, kDocument, error);
   if (list == nullptr) return std::nullopt;
   std::optional<std::vector<Signature>> signatures = signaturesFrom(*list->ifArray(), error);

@@ -41,6 +41,9 @@ struct Envelope {
 /// Whether `value` is of the kind called for; sets `error` to "WHAT is a string, not data" when not.
 bool checkKind(const Value& value, Kind kind, std::string_view what, std::string& error);
 
+/// Whether `document` is no larger than a rule document may be; sets `error` to "WHAT is larger than ..." if it is.
+bool checkSize(const Data& document, std::string_view what, std::string& error);
+
 /// The pre-authentication encoding of a payload of kPayloadType.
 std::vector<std::uint8_t> signedBytes(std::span<const std::uint8_t> payload);
 

@@ -4,6 +4,7 @@
 #include <openssl/pem.h>
 #include <openssl/x509.h>
 #include <sys/stat.h>
+#include <tavik/StationPlatform.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -58,6 +59,10 @@ const char* whyNoKeyFile(const struct stat& status) {
 
 /// The contents of a file, at least one byte.
 std::optional<WipedBytes> readFile(const std::string& path, std::string& error) {
+  if (path.find('\0') != std::string::npos) {
+    error = "the path contains a NUL character";
+    return std::nullopt;
+  }
   const FileDescriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));  // a pipe must not keep us waiting
   struct stat status {};
   if (file.number() < 0 || fstat(file.number(), &status) != 0) {
@@ -81,6 +86,34 @@ struct Block {
   [[nodiscard]] bool isPrivateKey() const { return label.ends_with("PRIVATE KEY"); }
 };
 
+/// Whether a person may take the line for the first or last line of a block.
+bool resemblesBoundary(std::string line) {
+  std::ranges::transform(line, line.begin(),
+                         [](char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 32) : c; });
+  constexpr std::string_view kMarks[] = {"---BEGIN", "--- BEGIN", "BEGIN PUBLIC KEY",
+                                         "---END",   "--- END",   "END PUBLIC KEY"};
+  return std::ranges::any_of(kMarks, [&](std::string_view mark) { return line.find(mark) != std::string::npos; });
+}
+
+/// False with `error` set if a line only resembles the first or last line of a block: OpenSSL would pass over it.
+bool checkBoundaries(std::string_view text, std::string& error) {
+  std::string_view expected = "-----BEGIN ";
+  std::string_view next = "-----END ";
+  for (std::size_t number = 1; !text.empty(); ++number) {
+    const std::size_t end = std::min(text.find('\n'), text.size() - 1) + 1;
+    const std::string_view line = text.substr(0, text.find_last_not_of(" \t\r\n", end - 1) + 1);
+    text.remove_prefix(end);
+    if (!resemblesBoundary(std::string(line))) continue;
+    if (!line.starts_with(expected) || !line.ends_with("-----")) {
+      error = "line " + std::to_string(number) + " looks like part of a key, but is not \"" + std::string(expected) +
+              "...-----\" alone on its line";
+      return false;
+    }
+    std::swap(expected, next);
+  }
+  return true;
+}
+
 /// The next block; absent at the end of the text and at a damaged block.
 std::optional<Block> takeBlock(BIO* text) {
   char* label = nullptr;
@@ -100,7 +133,9 @@ std::string keyNumber(std::size_t index) { return "key " + std::to_string(index 
 
 /// The blocks of a file, at least one.
 std::optional<std::vector<Block>> blocksIn(const WipedBytes& file, std::string& error) {
-  const BioHandle text(made(BIO_new_mem_buf(file.span().data(), static_cast<int>(file.span().size()))));
+  const std::span<const unsigned char> bytes = file.span();
+  if (!checkBoundaries({reinterpret_cast<const char*>(bytes.data()), bytes.size()}, error)) return std::nullopt;
+  const BioHandle text(made(BIO_new_mem_buf(bytes.data(), static_cast<int>(bytes.size()))));
   std::vector<Block> blocks;
   while (std::optional<Block> block = takeBlock(text.get())) blocks.push_back(std::move(*block));
   if (ERR_GET_REASON(ERR_peek_last_error()) != PEM_R_NO_START_LINE) {
@@ -187,6 +222,7 @@ std::optional<SignatureKey> privateKeyIn(const std::string& path, std::string& e
 }
 
 std::string publicKeyFile(const std::string& path) { return "public key file \"" + path + "\": "; }
+std::string privateKeyFile(const std::string& path) { return "private key file \"" + path + "\": "; }
 
 }  // namespace
 
@@ -205,8 +241,19 @@ std::optional<std::vector<SignatureKey>> publicKeysIn(const WipedBytes& file, co
 
 std::optional<SignatureKey> readPrivateKey(const std::string& path, std::string& error) {
   std::optional<SignatureKey> key = privateKeyIn(path, error);
-  if (!key) error.insert(0, "private key file \"" + path + "\": ");
+  if (!key) error.insert(0, privateKeyFile(path));
   return key;
+}
+
+std::optional<std::string> keyFileWarning(const std::string& path, KeyFileUse use) {
+  struct stat status {};
+  if (stat(path.c_str(), &status) != 0 || !S_ISREG(status.st_mode)) return std::nullopt;
+  const bool isPrivate = use == KeyFileUse::kSigning;
+  const bool isWritable = (status.st_mode & S_IWOTH) != 0;
+  const bool isReadable = isPrivate && (status.st_mode & (S_IRGRP | S_IROTH)) != 0;
+  if (!isWritable && !isReadable) return std::nullopt;
+  return (isPrivate ? privateKeyFile(path) : publicKeyFile(path)) + "other users can " +
+         (isWritable ? "write" : "read") + " it; run \"chmod " + (isPrivate ? "600" : "o-w") + "\" on it";
 }
 
 }  // namespace tavik

@@ -28,6 +28,7 @@ using BytesHandle = std::unique_ptr<unsigned char, ReleasedBy<freeMemory>>;
 using BioHandle = std::unique_ptr<BIO, ReleasedBy<BIO_free_all>>;
 using DigestHandle = std::unique_ptr<EVP_MD_CTX, ReleasedBy<EVP_MD_CTX_free>>;
 using PkeyHandle = std::unique_ptr<EVP_PKEY, ReleasedBy<EVP_PKEY_free>>;
+using PkeyContextHandle = std::unique_ptr<EVP_PKEY_CTX, ReleasedBy<EVP_PKEY_CTX_free>>;
 
 /// The object that OpenSSL made; it makes none when memory is exhausted.
 template <class Object>

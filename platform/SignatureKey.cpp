@@ -7,11 +7,13 @@
 #include <array>
 #include <utility>
 
+#include "KeyCheck.h"
+
 namespace tavik {
 namespace {
 
 constexpr int kFewestRsaBits = 3072;
-constexpr std::string_view kSupported = "use Ed25519, ECDSA on P-256, or RSA with 3072 bits and more";
+constexpr std::string_view kSupported = "use Ed25519, ECDSA on P-256, or RSA with 3072 to 16384 bits";
 constexpr std::size_t kEd25519SignatureSize = 64;
 
 bool isA(const EVP_PKEY& key, const char* type) { return EVP_PKEY_is_a(&key, type) == 1; }
@@ -48,7 +50,7 @@ std::string hexadecimal(std::span<const std::uint8_t> bytes) {
 std::string idOf(const EVP_PKEY& key) {
   unsigned char* der = nullptr;
   const int size = i2d_PUBKEY(&key, &der);
-  if (size <= 0) throw std::bad_alloc();  // a key that was decoded can be encoded
+  if (size <= 0) throw std::bad_alloc();  // a sound key can be encoded
   const BytesHandle owner(der);
   std::array<std::uint8_t, 32> digest{};
   if (EVP_Q_digest(nullptr, "SHA256", nullptr, der, static_cast<std::size_t>(size), digest.data(), nullptr) != 1) {
@@ -59,17 +61,22 @@ std::string idOf(const EVP_PKEY& key) {
 
 }  // namespace
 
-SignatureKey::SignatureKey(PkeyHandle key, Scheme scheme) : key_(std::move(key)), scheme_(scheme), id_(idOf(*key_)) {}
+SignatureKey::SignatureKey(PkeyHandle key, Scheme scheme) : key_(std::move(key)), scheme_(scheme) {}
 
 std::optional<SignatureKey> SignatureKey::admit(PkeyHandle key, std::string& error) {
   const std::optional<Scheme> scheme = schemeOf(*key, error);
   if (!scheme) return std::nullopt;
+  if (std::string reason = whyUnsound(*key); !reason.empty()) {
+    error = std::move(reason);
+    return std::nullopt;
+  }
   SignatureKey admitted(std::move(key), *scheme);
   const DigestHandle context(made(EVP_MD_CTX_new()));
   if (!admitted.begin(EVP_DigestVerifyInit, context.get())) {  // an RSA-PSS key may prescribe other parameters
     error = "does not permit SHA-256 with a salt of 32 bytes: " + admitted.name();
     return std::nullopt;
   }
+  admitted.id_ = idOf(*admitted.key_);
   return admitted;
 }
 
@@ -80,8 +87,10 @@ std::optional<SignatureKey::Scheme> SignatureKey::schemeOf(const EVP_PKEY& key, 
     error = "is not supported: " + describe(key) + "; " + std::string(kSupported);
     return std::nullopt;
   }
-  if (EVP_PKEY_get_bits(&key) < kFewestRsaBits) {
-    error = "is too weak: " + describe(key) + "; " + std::string(kSupported);
+  const int bits = EVP_PKEY_get_bits(&key);
+  if (bits < kFewestRsaBits || bits > OPENSSL_RSA_MAX_MODULUS_BITS) {
+    const std::string_view what = bits < kFewestRsaBits ? "is too weak: " : "is too large: ";
+    error = std::string(what) + describe(key) + "; " + std::string(kSupported);
     return std::nullopt;
   }
   return Scheme::kRsaPss;

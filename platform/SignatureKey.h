@@ -14,10 +14,11 @@
 
 namespace tavik {
 
-/// An Ed25519 key, an ECDSA key on P-256 or an RSA key of 3072 bits and more; public alone, or with its private part.
+/// An Ed25519 key, an ECDSA key on P-256 or an RSA key of 3072 to 16384 bits; public alone, or with its private part.
 class SignatureKey {
  public:
-  /// Absent with `error` set for a key of another kind, or too weak: "is too weak: RSA with 2048 bits; ...".
+  /// Absent with `error` set for a key of another kind or size, or one that protects nothing: "is too weak: RSA with
+  /// 2048 bits; ...".
   static std::optional<SignatureKey> admit(PkeyHandle key, std::string& error);
 
   /// Hexadecimal SHA-256 of the DER SubjectPublicKeyInfo.

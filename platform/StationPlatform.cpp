@@ -115,6 +115,7 @@ std::optional<Value> StationPlatform::validatedPropertyListFromSignedDictionary(
 
 std::optional<Dictionary> signPropertyList(const Data& payload, const std::string& privateKeyPath, std::string& error) {
   const ErrorQueueScope errors;
+  if (!checkSize(payload, "the document to sign", error)) return std::nullopt;
   if (!readPayload(payload, "the document to sign", error)) return std::nullopt;
   const std::optional<SignatureKey> key = readPrivateKey(privateKeyPath, error);
   if (!key) return std::nullopt;

@@ -3,11 +3,15 @@
 
 #include <tavik/Value.h>
 
+#include <cstddef>
 #include <optional>
 #include <string>
 #include <string_view>
 
 namespace tavik {
+
+/// Rule documents and signed envelopes larger than this many bytes are rejected before they are read or validated.
+inline constexpr std::size_t kLargestRuleDocument = std::size_t{64} << 20;
 
 /// What a kernel needs from the machine it runs on: the signature check and the diagnostic log. libTavikPlatform has a
 /// ready one, `StationPlatform`; a host with its own trust store or log derives from this class.
@@ -34,8 +38,10 @@ class TAVIK_EXPORT Platform {
   /// Whether anybody reads the log. When false, no line is made at all. By default true.
   virtual bool logs() const;
 
-  /// Takes one line of the diagnostic log, in UTF-8 and without its line end; a line may hold line feeds of its own. By
-  /// default writes time, process name and the line to standard error, each line whole.
+  /// Takes one line of the diagnostic log, in UTF-8 and without its line end. The line may contain line feeds, and it
+  /// quotes texts of the device as they are: a log that people or programs read should pass it through
+  /// `visibleLogLine` (VisibleText.h). By default writes time, process name and the line, made visible that way, to
+  /// standard error, each line in one write.
   virtual void log(std::string_view line) const;
 };
 

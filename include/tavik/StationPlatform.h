@@ -13,8 +13,10 @@
 /// Further entries are passed over.
 ///
 /// Signed is the pre-authentication encoding of type and payload, with Ed25519 (RFC 8032), ECDSA on P-256 with SHA-256
-/// (signature in DER), or RSA-PSS with SHA-256 (3072 bits and more; salt as long as the digest), told by the key. One
-/// signature that holds under one of the trusted keys is enough.
+/// (signature in DER), or RSA-PSS with SHA-256 (3072 to 16384 bits; salt as long as the digest); the key determines
+/// which. One signature that is valid under one of the trusted keys is enough.
+///
+/// A payload of more than `kLargestRuleDocument` bytes is rejected before its signatures are verified.
 #ifndef TAVIK_STATION_PLATFORM_H
 #define TAVIK_STATION_PLATFORM_H
 
@@ -41,8 +43,10 @@ class TAVIK_EXPORT StationPlatform : public Platform {
 
   /// publicKeyPath: PEM file to use in place of the one that the kernel names; absent for that one. It is read at each
   /// validation. The file holds 1 to 16 public keys ("PUBLIC KEY" blocks), any of which may have signed, with any text
-  /// between them, in at most 1 MiB. A file with anything else in it (a private key, a certificate, a damaged, weak or
-  /// unsupported key) is refused whole, so that no key is ever passed over in silence.
+  /// between them, in at most 1 MiB. It is rejected as a whole, with the reason, if it holds anything else (a private
+  /// key, a certificate, a damaged, weak or unsupported key), a line that merely resembles the first or last line of a
+  /// block, or a key that protects nothing: an Ed25519 point that is not on the curve or has small order, an EC point
+  /// at infinity, or an RSA key with an unsafe exponent or modulus. So no key is ever ignored in silence.
   explicit StationPlatform(std::optional<std::string> publicKeyPath = std::nullopt, Log log = Log::kStandardError);
   ~StationPlatform() override;
 
@@ -72,6 +76,13 @@ class TAVIK_EXPORT StationPlatform : public Platform {
 /// is written on failure only.
 TAVIK_EXPORT std::optional<Dictionary> signPropertyList(const Data& payload, const std::string& privateKeyPath,
                                                         std::string& error);
+
+/// What a key file is for.
+enum class KeyFileUse : std::uint8_t { kVerifying, kSigning };
+
+/// Says so if other users can write a key file, or read one with a private key; absent if not, and for a file that
+/// cannot be examined. Nothing is printed, and such files are used all the same: whether to warn is up to the host.
+TAVIK_EXPORT std::optional<std::string> keyFileWarning(const std::string& path, KeyFileUse use);
 
 enum class KeyAlgorithm : std::uint8_t { kEd25519, kP256, kRsa3072 };
 

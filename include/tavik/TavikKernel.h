@@ -32,6 +32,7 @@
 #include <tavik/SystemConfig.h>
 #include <tavik/TavikKernelVersion.h>
 #include <tavik/Value.h>
+#include <tavik/VisibleText.h>
 #include <tavik/ZRTTavikKernel.h>
 
 #endif

@@ -3,13 +3,23 @@
 #include <tavik/PropertyList.h>
 #include <tavik/ZRTTavikKernel.h>
 
+#include <filesystem>
 #include <stdexcept>
+#include <system_error>
 
 #include "kernel/RuleDocuments.h"
 #include "values/Format.h"
 #include "values/MaybeAbsent.h"
 
 namespace tavik {
+
+namespace {
+
+std::string tooLarge() {
+  return "the rule library is larger than " + std::to_string(kLargestRuleDocument >> 20U) + " MiB";
+}
+
+}  // namespace
 
 PredicateKernel::PredicateKernel(std::shared_ptr<const Platform> platform) : platform_(std::move(platform)) {
   if (platform_ == nullptr) throw std::invalid_argument("a kernel needs a platform");
@@ -34,8 +44,11 @@ std::unique_ptr<ZRTTavikKernel> ZRTTavikKernel::init(const std::string& path,
 std::unique_ptr<ZRTTavikKernel> ZRTTavikKernel::init(const std::string& path, std::shared_ptr<const Platform> platform,
                                                      Reason& why) {
   const PredicateKernel base(platform);
-  std::string error;
-  const auto file = readPropertyListFile(path, error);
+  std::error_code noSize;  // why there is none is for the reader to say
+  const std::uintmax_t size = std::filesystem::file_size(path, noSize);
+  std::string error = tooLarge();
+  std::optional<Value> file;
+  if (noSize || size <= kLargestRuleDocument) file = readPropertyListFile(path, error);
   if (file && file->ifDictionary() != nullptr) return init(*file->ifDictionary(), std::move(platform), why);
   tavik::log(*platform, "!!!ERROR no rules at path!!!:%@", Value(path));
   why = {Reason::Category::kUnreadable, file ? "the rule library is not a dictionary" : std::move(error)};
@@ -45,8 +58,9 @@ std::unique_ptr<ZRTTavikKernel> ZRTTavikKernel::init(const std::string& path, st
 std::unique_ptr<ZRTTavikKernel> ZRTTavikKernel::init(std::span<const std::uint8_t> signedLibrary,
                                                      std::shared_ptr<const Platform> platform, Reason& why) {
   const PredicateKernel base(platform);
-  std::string error;
-  const auto library = readPropertyList(signedLibrary, error);
+  std::string error = tooLarge();
+  std::optional<Value> library;
+  if (signedLibrary.size() <= kLargestRuleDocument) library = readPropertyList(signedLibrary, error);
   if (library && library->ifDictionary() != nullptr) return init(*library->ifDictionary(), std::move(platform), why);
   why = {Reason::Category::kUnreadable, library ? "the rule library is not a dictionary" : std::move(error)};
   return nullptr;

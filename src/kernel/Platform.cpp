@@ -1,7 +1,7 @@
 // The default log: standard error, one write per line.
 
 #include <tavik/Platform.h>
-
+#include <tavik/VisibleText.h>
 #include <unistd.h>
 
 #include <array>
@@ -45,7 +45,8 @@ bool Platform::logs() const { return true; }
 
 void Platform::log(std::string_view line) const {
   std::string text = timeText();
-  text.append(" ").append(program_invocation_short_name).append(": ").append(line).append("\n");
+  text.append(" ").append(visibleText(program_invocation_short_name)).append(": ");
+  text.append(visibleLogLine(line)).append("\n");
   writeWhole(STDERR_FILENO, text);
 }
 

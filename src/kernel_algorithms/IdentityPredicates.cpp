@@ -18,7 +18,7 @@ namespace {
 using detail::ValueAccess;
 
 [[noreturn]] void tooShort(std::string_view serialNumber, std::string_view code) {
-  throw std::out_of_range(format("serial number %@ is too short for its %@ code", {serialNumber, code}));
+  throw std::out_of_range(faultMessage("serial number %@ is too short for its %@ code", {serialNumber, code}));
 }
 
 // The last `count` characters; absent if there is no serial number.

@@ -32,7 +32,7 @@ Judgement judgeVendor(const Value* attribute, const Value* value, const Value* b
     return {false, formattedValue("no vendor code, SDIOProductInfo is %@", {attribute}), "vendor code in attribute"};
   }
   const auto vendor = piece(*field, '=', 1);
-  if (!vendor) throw std::out_of_range(format("no \"=\" in the third field of SDIOProductInfo %@", {attribute}));
+  if (!vendor) throw std::out_of_range(faultMessage("no \"=\" in the third field of SDIOProductInfo %@", {attribute}));
   const Value* boards = find(dictionaryOf(value), *vendor);
   if (boards == nullptr) return {false, formattedValue("unknown wifi vendor code %@", {*vendor}), "valid vendor code"};
   return predicates::valueInList({boardCode, nullptr, boards});

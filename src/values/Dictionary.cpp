@@ -125,6 +125,9 @@ Dictionary::Iterator Dictionary::end() const noexcept {
 
 const Value* Dictionary::find(std::string_view key) const noexcept {
   const Entry* entry = findEntry(entries_, Sought(key));
+  // Stored keys are well-formed, so a malformed one is sought as it would be stored.
+  const bool isMalformed = entry == nullptr && validUtf8Prefix(key) != key.size();
+  if (isMalformed) entry = findEntry(entries_, Sought(Value(key)));
   return entry == nullptr ? nullptr : &entry->value;
 }
 
@@ -185,7 +188,8 @@ void Dictionary::setAll(const Dictionary& other) {
 }
 
 bool Dictionary::erase(std::string_view key) {
-  const Sought sought(key);
+  const Value stored(key);
+  const Sought sought(stored);
   if (findEntry(entries_, sought) == nullptr) return false;
   makeOwn(entries_->size);
   Entry* entry = findEntry(entries_, sought);

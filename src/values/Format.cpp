@@ -83,6 +83,14 @@ std::string format(std::string_view pattern, std::initializer_list<FormatArgumen
   return std::string(Formatter(pattern, arguments).text());
 }
 
+std::string faultMessage(std::string_view pattern, std::initializer_list<FormatArgument> arguments) {
+  std::string message = format(pattern, arguments);
+  for (std::size_t at = message.find('\0'); at != std::string::npos; at = message.find('\0', at)) {
+    message.replace(at, 1, "\\x00");
+  }
+  return message;
+}
+
 Value formattedValue(std::string_view pattern, std::initializer_list<FormatArgument> arguments) {
   return Formatter(pattern, arguments).text();
 }

@@ -38,6 +38,9 @@ class FormatArgument {
 /// Formats a message. A placeholder without a matching argument is a bug in this library and aborts the process.
 std::string format(std::string_view pattern, std::initializer_list<FormatArgument> arguments);
 
+/// The message of an exception, which would end at a NUL of a device's text: NULs become "\x00".
+std::string faultMessage(std::string_view pattern, std::initializer_list<FormatArgument> arguments);
+
 /// The message as a string value.
 Value formattedValue(std::string_view pattern, std::initializer_list<FormatArgument> arguments);
 

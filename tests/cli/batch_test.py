@@ -30,7 +30,9 @@ GOOD = {"ModelNumber": "MD1", "Colour": 3, "SerialNumber": "C8PKKQ2"}
 SFC = {"sfc": {"Colour": 3}}
 UNSIGNED = "tavik: batch: --unsigned: the rule documents are taken as they are, no signature is checked\n"
 DOCUMENTS = ("--library", "library", "--rules", "rules")
-THREAD_SANITIZER = "TAVIK_SANITIZE:STRING=thread" in pathlib.Path(os.environ["BUILD"], "CMakeCache.txt").read_text()
+CACHE = pathlib.Path(os.environ["BUILD"], "CMakeCache.txt").read_text()
+THREAD_SANITIZER = "TAVIK_SANITIZE:STRING=thread" in CACHE
+SANITIZED = re.search("TAVIK_SANITIZE:STRING=.", CACHE)
 
 DEVICES = (  # attributes, sources, the status of a check
     (GOOD, SFC, PASSED),
@@ -124,7 +126,7 @@ rules that failed most:
             self.assertEqual((run.status, run.err), (UNUSABLE, "0 devices: 0 passed, 0 failed\ntavik: batch: standard input: has no devices\n"))
 
     def test_hostile_lines(self):
-        long = b'{"id": "long", "attributes": {"a": "' + b"x" * (1 << 26) + b'"}}'
+        long = b'{"id": "long", "attributes": {"a": "' + b"x" * (1 << 24) + b'"}}'
         cases = (
             # line                                                 id      message
             (b"x", None, 'column 1: unexpected "x"; expected a value'),
@@ -149,7 +151,7 @@ rules that failed most:
             (b'{"id": "k", "attributes": ' + b"[" * 600 + b"]" * 600 + b"}", "k", "nested more than 512 levels deep"),
             (b'{"id": "nul\x00", "attributes": {}}', None, "unescaped control character in a string"),
             (b'{"id": 123456789012345678901, "attributes": {}}', None, "signed 64-bit, at most 9223372036854775807"),
-            (long, "long", ": is longer than 64 MiB"),
+            (long, "long", ": is longer than 16 MiB"),
         )
         good = line(GOOD, sources=SFC, id="good").encode()
         run = self.batch(b"".join(good + bad + b"\n" for bad, _, _ in cases))
@@ -166,6 +168,22 @@ rules that failed most:
                 self.assertIn(message, result["input_error"])
         count = len(cases)
         self.assertEqual((run.status, run.err), (FAILED, f"{2 * count} devices: {count} passed, {count} failed, {count} input errors\n"))
+
+    def test_one_line_does_not_end_the_run(self):
+        twice = "hasPrefix AND hasPrefix"  # its record quotes the attribute twice
+        names = [f"Rule {i}" for i in range(40)]
+        self.file("library", json.dumps({"version": 1} | {name: {"attribute": "A", "predicate": twice, "value": "y"} for name in names}))
+        self.file("rules", json.dumps({"version": 1, "GenericRules": {name: {} for name in names}, "MPNRules": {"MD1": {}}}))
+        little = () if SANITIZED else ((15 << 20, "out of memory", ()),)
+        for size, why, options in ((3 << 20, "the result is larger than 64 MiB", ()),
+                                   (3 << 20, "is longer than 2 MiB", ("--max-line", "2")), *little):
+            with self.subTest(why):
+                lines = [line({"ModelNumber": "MD1", "A": "y" * length}) for length in (1, size, 1)]
+                run = self.tavik("batch", "--unsigned", *DOCUMENTS, "-j2", *options, stdin="".join(lines).encode(),
+                                 preexec_fn=None if SANITIZED else lambda: resource.setrlimit(resource.RLIMIT_AS, (1 << 30, 1 << 30)))
+                results = [json.loads(result) for result in run.out.splitlines()]
+                self.assertEqual([result.get("verdict") for result in results], ["passed", None, "passed"], run.err)
+                self.assertEqual(results[1], {"id": 2, "input_error": f"line 2: {why}"})
 
     def test_lines(self):
         one = line(GOOD).strip()

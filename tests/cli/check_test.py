@@ -209,8 +209,11 @@ FAILED  4 rules: 2 passed, 2 failed, 1 hidden
         for _ in range(2):
             self.assertEqual(self.check("Model", options=("--log", "log")).status, PASSED)
         lines = (self.folder / "log").read_text().splitlines()
-        self.assertEqual(sum(line.endswith("Z processing Model") for line in lines), 2)
-        self.assertRegex(lines[0], r"^20\d\d-\d\d-\d\dT\d\d:\d\d:\d\d\.\d\d\dZ sourcesForReferences: ")
+        self.assertEqual(sum(line.endswith("Z tavik: processing Model") for line in lines), 2)
+        self.assertRegex(lines[0], r"^20\d\d-\d\d-\d\dT\d\d:\d\d:\d\d\.\d\d\dZ tavik: sourcesForReferences: ")
+        self.check(local={"version": 7, "MPNRules": {"X": {}}}, device={"ModelNumber": "\x1b[2J\n2026-11-21 forged"},
+                   options=("--log", "hostile.log"))
+        self.assertIn("ERROR:unknown MPN:\\x1b[2J\n    2026-11-21 forged***", (self.folder / "hostile.log").read_text())
         self.check("Faulty", options=("--log", "fault.log"))
         self.assertEqual((self.folder / "fault.log").read_text().count("processing Faulty"), 1)
         self.refuses(UNUSABLE, "--log none/log: No such file", *self.arguments("Model"), "--log", "none/log")

@@ -88,7 +88,7 @@ class InputsTest(CommandTest):
             ("is a directory", "."),
             ("is a device", "/dev/zero"),
             ("is a device", "/dev/null"),
-            ("is larger than 1 GiB", "huge"),
+            ("is larger than 1024 MiB", "huge"),
             ("File name too long", "n" * 5000),
             ("Input/output error", "/proc/self/mem"),
         )
@@ -97,6 +97,14 @@ class InputsTest(CommandTest):
                 run = self.tavik("convert", "--to", "json", path)
                 self.assertEqual((run.status, run.out), (UNUSABLE, ""))
                 self.assertEqual(run.err, f"tavik: convert: {path}: {why}" + (", not a file" if "device" in why else "") + "\n")
+        with open(self.folder / "huge", "r+b") as huge:
+            huge.truncate((64 << 20) + 1)
+        for command in ("check", "lint", "sign", "verify"):
+            arguments = {"check": ("--unsigned", "--library", "huge", "--rules", "x", "--attributes", "x"),
+                         "lint": ("--unsigned", "--library", "huge"), "sign": ("huge", "--key", "x", "-o", "x"), "verify": ("huge",)}
+            run = self.tavik(command, *arguments[command])
+            self.assertEqual((run.status, run.err.splitlines()[-1].split(": ", 2)[2].removeprefix("--library ")),
+                             (UNUSABLE, "huge: is larger than 64 MiB"))
         with open("/dev/zero", "rb") as endless:
             run = subprocess.run([TAVIK, "convert", "--to", "json", "-"], stdin=endless, capture_output=True, check=False)
         self.assertEqual((run.returncode, run.stderr), (UNUSABLE, b"tavik: convert: standard input: is a device, not a file\n"))
@@ -153,7 +161,7 @@ class OutputsTest(CommandTest):
 
     def test_a_file_is_replaced_whole_and_keeps_its_permissions(self):
         self.file("out", "before")
-        os.chmod(self.folder / "out", 0o640)
+        os.chmod(self.folder / "out", 0o6640)
         os.symlink("out", self.folder / "link")
         self.assertEqual(self.convert("link").status, PASSED)
         self.assertTrue((self.folder / "link").is_symlink())
@@ -163,6 +171,10 @@ class OutputsTest(CommandTest):
 
         self.assertEqual(self.convert("in.json").status, PASSED)
         self.assertEqual((self.folder / "in.json").read_text(), AS_JSON)
+        if os.geteuid() == 0:  # only root can give a file away
+            os.chown(self.folder / "out", 1, 1)
+            run = self.convert("out")
+            self.assertEqual((run.status, run.err), (UNUSABLE, "tavik: convert: -o out: belongs to another user; remove it first\n"))
 
     def test_a_new_file_has_ordinary_permissions(self):
         self.assertEqual(self.convert("new", preexec_fn=lambda: os.umask(0o027)).status, PASSED)

@@ -164,6 +164,13 @@ class ReportTest(ReportCase):
                 self.assertEqual(cases[i].find("failure").text,
                                  as_xml_holds(f"expected  has prefix ?{text}\nactual    {text}"))
 
+    def test_texts_survive_in_a_property_list(self):
+        report = plistlib.loads(self.check(self.hostile_documents(), "plist", FAILED).encode())
+        records = [record for record in report["records"] if record["rule"][0].isdigit()]
+        self.assertEqual([record["actual"] for record in records], [as_xml_holds(text) for text in HOSTILE])
+        self.assertEqual(report["report_note"], "characters that XML cannot represent are written as escapes: "
+                                                "\\ufffe, \\uffff, \\x00, \\x08, \\x1b")
+
     def test_a_property_list_says_what_json_says(self):
         def plain(value):
             if isinstance(value, dict):

@@ -138,6 +138,20 @@ class TrustTest(CommandTest):
                 self.refuses(UNUSABLE, why, "sign", "--key", key, "library.json", "-o", "new.signed")
                 self.refuses(UNUSABLE, why, "sign", "--key", key, "library.json", "-o", "rules.signed")
 
+    def test_keys_that_others_can_use(self):
+        cases = (  # mode, file, warning, command
+            (0o606, "pub.pem", 'public key file "pub.pem": other users can write it; run "chmod o-w" on it',
+             ("verify", "--public-key", "pub.pem", "library.signed")),
+            (0o606, "pub.pem", 'public key file "pub.pem": other users can write it; run "chmod o-w" on it', self.check()),
+            (0o640, "key.pem", 'private key file "key.pem": other users can read it; run "chmod 600" on it',
+             ("sign", "--key", "key.pem", "library.json", "-o", "new.signed")),
+        )
+        for mode, file, warning, command in cases:
+            with self.subTest(command):
+                os.chmod(self.folder / file, mode)
+                run = self.tavik(*command)
+                self.assertEqual((run.status, run.err), (PASSED, f"tavik: {command[0]}: {warning}\n"))
+
     def test_documents_that_cannot_be_signed(self):
         self.file("array.json", "[1]")
         self.refuses(UNUSABLE, "array.json: is not a dictionary", "sign", "--key", "key.pem", "array.json", "-o", "new")

@@ -53,6 +53,8 @@ TEST(CheckOutcomeTest, SaysWhetherTheDeviceWasCheckedAndPassed) {
        "none, malformed expression in Broken: invalid logical operator:a XOR b (-100006); before=x"},
       {"{ version = 1; GenericRules = { Forward = {}; Code = {}; }; }", "{ m = x; }",
        "none, fault in Code: serial number x is too short for its CCC code (range); before=x; OnPass=bay"},
+      {"{ version = 1; GenericRules = { Code = {}; }; }", "{ m = \"x\\0y\"; }",
+       "none, fault in Code: serial number x\\x00y is too short for its CCC code (range); before=x"},
       {"{ version = 1; GenericRules = { First = {}; }; }", "{ m = x; }",
        "none, fault in First: a rule without \"value\" has no reference to take it from (range); before=x"},
       {"{ GenericRules = { Model = {}; }; }", "{}",
@@ -82,7 +84,7 @@ TEST(CheckOutcomeTest, SaysWhetherTheDeviceWasCheckedAndPassed) {
 
 TEST(CheckOutcomeTest, AKernelOrTheReasonWhyThereIsNone) {
   struct Case {
-    const char* library;
+    std::string library;
     const char* reason;
     const char* logged;
   };
@@ -93,16 +95,18 @@ TEST(CheckOutcomeTest, AKernelOrTheReasonWhyThereIsNone) {
       {"{}", "empty: the document is empty", ""},
       {"( list )", "unreadable: the rule library is not a dictionary", "!!!ERROR no rules at path!!!:"},
       {"{ a = ", "unreadable: line 1, column 7: ", "!!!ERROR no rules at path!!!:"},
+      {"{}" + std::string(kLargestRuleDocument, ' '), "unreadable: the rule library is larger than 64 MiB",
+       "!!!ERROR no rules at path!!!:"},
   };
   for (const Case& c : cases) {
-    SCOPED_TRACE(c.library);
+    SCOPED_TRACE(c.library.substr(0, 40));
     const std::string_view text = c.library;
     const std::span bytes(reinterpret_cast<const std::uint8_t*>(text.data()), text.size());
     const TemporaryFile file(text);
     std::string error;
     const auto value = readPropertyList(bytes, error);
     for (const int way : {0, 1, 2}) {
-      if (way == 2 && (!value || value->ifDictionary() == nullptr)) continue;
+      if (way == 2 && (!value || value->ifDictionary() == nullptr || text.size() > kLargestRuleDocument)) continue;
       const auto platform = std::make_shared<TestPlatform>();
       Reason why;
       const auto kernel = way == 0   ? ZRTTavikKernel::init(file.path(), platform, why)

@@ -310,12 +310,14 @@ TEST(KernelTest, TheLogGoesToStandardErrorByDefault) {
       return std::nullopt;
     }
   };
-  const PredicateKernel kernel(std::make_shared<Silent>());
   testing::internal::CaptureStderr();
-  static_cast<void>(kernel.handleError(-100006, "a message\nof two lines"));
+  static_cast<void>(PredicateKernel(std::make_shared<Silent>()).handleError(-100006, "a message"));
+  Silent().log("caf\u00e9 \x1b[2J\t\r\x7f\u009b\u2028\u202e\xe2\x80 \\\n2026-11-21 01:02:03.456 a second line\n");
   EXPECT_THAT(
       testing::internal::GetCapturedStderr(),
-      testing::ContainsRegex("^20..-..-.. ..:..:..\\.... KernelTest: \\*+ERROR:a message\nof two lines\\*+\n$"));
+      testing::AllOf(testing::ContainsRegex("^20..-..-.. ..:..:..\\.... KernelTest: \\*+ERROR:a message\\*+\n20"),
+                     testing::EndsWith("KernelTest: caf\u00e9 \\x1b[2J\\t\\r\\x7f\\u009b\\u2028\\u202e\\xe2\\x80 \\\n"
+                                       "    2026-11-21 01:02:03.456 a second line\n    \n")));
 }
 
 // The steps of assembly that a host may take by itself.

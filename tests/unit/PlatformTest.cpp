@@ -7,6 +7,7 @@
 #include <openssl/evp.h>
 #include <openssl/pem.h>
 #include <openssl/rsa.h>
+#include <openssl/x509.h>
 #include <sys/stat.h>
 #include <tavik/PropertyList.h>
 #include <tavik/StationPlatform.h>
@@ -283,7 +284,7 @@ TEST_F(PlatformTest, OnlyTheThreeSchemesCount) {
 }
 
 TEST_F(PlatformTest, AnyKeyOfTheFileMayHaveSigned) {
-  std::string text = "Keys of line 4\n";
+  std::string text = "Keys of the front-end -- in the END these three\n";
   for (const Keys& keys : allKeys()) text += "added in spring\r\n" + keys.pair.publicKey + "\n";
   const std::string all = publicKeys(text);
   for (const Keys& keys : allKeys()) EXPECT_EQ(refusal(signedBy(keys), all), "") << keys.name;
@@ -341,6 +342,8 @@ TEST_F(PlatformTest, RefusesDocuments) {
       {without("signatures"), R"(the signed document has no "signatures")"},
       {with("payloadType", Value(5)), R"("payloadType" of the signed document is a number, not a string)"},
       {with("payload", "text"), R"("payload" of the signed document is a string, not data)"},
+      {with("payload", dataOf(std::string(kLargestRuleDocument + 1, ' '))),
+       R"("payload" of the signed document is larger than 64 MiB)"},
       {with("payload", Date::sinceReference(0)), R"("payload" of the signed document is a date, not data)"},
       {with("signatures", Dictionary()), R"("signatures" of the signed document is a dictionary, not an array)"},
       {with("payloadType", "text/\nplain"),
@@ -373,9 +376,40 @@ TEST_F(PlatformTest, RefusesDocuments) {
   EXPECT_THAT(refusal(good, publicKeys(rsa().pair.publicKey)), testing::HasSubstr("make (RSA with 3072 bits): "));
 }
 
+std::string bytesOf(std::string_view hexadecimal) {
+  std::string bytes;
+  for (std::size_t at = 0; at < hexadecimal.size(); at += 2) {
+    bytes += static_cast<char>(std::stoi(std::string(hexadecimal.substr(at, 2)), nullptr, 16));
+  }
+  return bytes;
+}
+
+std::string tlv(char tag, const std::string& contents) {
+  const std::size_t size = contents.size();
+  return std::string{tag, '\x82', static_cast<char>(size >> 8U), static_cast<char>(size)} + contents;
+}
+
 /// A PEM file whose contents cannot be mistaken for a key.
 std::string block(const std::string& label, const std::string& contents = "AAAA") {
   return "-----BEGIN " + label + "-----\n" + contents + "\n-----END " + label + "-----\n";
+}
+
+std::string publicKey(const std::string& der) {
+  std::string base64(4 * der.size() / 3 + 4, '\0');
+  base64.resize(static_cast<std::size_t>(EVP_EncodeBlock(reinterpret_cast<unsigned char*>(base64.data()),
+                                                         reinterpret_cast<const unsigned char*>(der.data()),
+                                                         static_cast<int>(der.size()))));
+  for (std::size_t at = 64; at < base64.size(); at += 65) base64.insert(at, "\n");
+  return block("PUBLIC KEY", base64);
+}
+
+/// A public key of the algorithm whose AlgorithmIdentifier is given in hexadecimal.
+std::string publicKey(std::string_view algorithm, const std::string& contents) {
+  return publicKey(tlv('\x30', bytesOf(algorithm) + tlv('\x03', '\0' + contents)));
+}
+
+std::string rsaKey(const std::string& modulus, const std::string& exponent) {
+  return publicKey("300d06092a864886f70d0101010500", tlv('\x30', tlv('\x02', '\0' + modulus) + tlv('\x02', exponent)));
 }
 
 TEST_F(PlatformTest, RefusesPublicKeyFiles) {
@@ -389,7 +423,12 @@ TEST_F(PlatformTest, RefusesPublicKeyFiles) {
   longer.replace(longer.find("=\n"), 1, "A");  // one byte behind the key
   std::string many;
   for (int i = 0; i < 17; ++i) many += good;
-  const std::string use = "; use Ed25519, ECDSA on P-256, or RSA with 3072 bits and more";
+  const std::string begin = "-----BEGIN PUBLIC KEY-----";
+  const auto alike = [](int line, const std::string& expected) {
+    return "line " + std::to_string(line) + " looks like part of a key, but is not \"-----" + expected +
+           " ...-----\" alone on its line";
+  };
+  const std::string use = "; use Ed25519, ECDSA on P-256, or RSA with 3072 to 16384 bits";
   const struct {
     std::string text;
     std::string message;
@@ -409,12 +448,21 @@ TEST_F(PlatformTest, RefusesPublicKeyFiles) {
       {block("PUBLIC KEY"), "key 1 is damaged, or of a kind unknown to OpenSSL"},
       {longer, "key 1 is damaged, or of a kind unknown to OpenSSL"},
       {good + block("PUBLIC KEY", "*"), "key 2 is damaged: bad base64 decode"},
-      {good + "-----BEGIN PUBLIC KEY-----\nAAAA\n", "key 2 is damaged: bad end line"},
+      {good + begin + "\nAAAA\n", "key 2 is damaged: bad end line"},
+      {begin + "\n" + good, alike(2, "END")},
+      {good + "-----END PUBLIC KEY-----", alike(4, "BEGIN")},
+      {good + " " + good, alike(4, "BEGIN")},
+      {good + "-" + good, alike(4, "BEGIN")},
+      {good + begin + " of line 4\nAAAA\n", alike(4, "BEGIN")},
+      {good + "\r\n-- begin public key --", alike(5, "BEGIN")},
+      {"\xEF\xBB\xBF" + good, alike(1, "BEGIN")},
   };
   const Dictionary document = signedBy(ed25519());
   for (const auto& c : cases) {
     EXPECT_EQ(refusal(document, publicKeys(c.text)), "public key file \"public.pem\": " + c.message);
   }
+  EXPECT_EQ(refusal(document, publicKeys(good)), "");
+  EXPECT_THAT(refusal(document, publicKeys(good) + '\0'), testing::HasSubstr("the path contains a NUL character"));
   EXPECT_EQ(refusal(document, folder_.path("none")), R"(public key file "none": No such file or directory)");
   EXPECT_EQ(refusal(document, folder_.path("")), R"(public key file "": not a regular file)");
   ASSERT_EQ(mkfifo(folder_.path("pipe").c_str(), 0600), 0);
@@ -422,6 +470,58 @@ TEST_F(PlatformTest, RefusesPublicKeyFiles) {
 
   for (std::size_t size = 0; size + 1 < good.size(); ++size) {
     EXPECT_THAT(refusal(document, publicKeys(good.substr(0, size))), testing::StartsWith("public key file")) << size;
+  }
+}
+
+TEST_F(PlatformTest, RefusesKeysThatProtectNothing) {
+  const auto ed25519Key = [](std::string_view bytes) { return publicKey("300506032b6570", bytesOf(bytes)); };
+  const std::string odd(384, '\xFF');  // with the factor 3
+  const std::string zeros(62, '0');
+  const std::string ones(58, 'f');
+  const std::string exponent = "is not a valid key: pub exponent out of range";
+  const std::string smallOrder = "is not safe: its Ed25519 point has small order, so anyone can forge signatures";
+  const struct {
+    std::string key;
+    std::string message;
+  } cases[] = {
+      {ed25519Key("01" + zeros), smallOrder},
+      {ed25519Key("ec" + ones + "ff7f"), smallOrder},
+      {ed25519Key("00" + zeros), smallOrder},
+      {ed25519Key("c7176a703d4dd84fba3c0b760d10670f2a2053fa2c39ccc64ec7fd7792ac037a"), smallOrder},
+      {ed25519Key("26e8958fc2b227b045c3f489f2ef98f0d5dfac05d3c63339b13802886d53fc85"), smallOrder},
+      {ed25519Key("02" + zeros), "is not a valid key: its Ed25519 point is not on the curve"},
+      {publicKey("301306072a8648ce3d020106082a8648ce3d030107", std::string(1, '\0')),
+       "is not a valid key: point at infinity"},
+      {rsaKey(odd, std::string(1, '\0')), exponent},
+      {rsaKey(odd, "\x1"), exponent},
+      {rsaKey(odd, "\x2"), exponent},
+      {rsaKey(odd + '\xFE', "\x3"), "is not a valid key: invalid modulus"},
+      {rsaKey(std::string(2049, '\xFF'), "\x3"),
+       "is too large: RSA with 16392 bits; use Ed25519, ECDSA on P-256, or RSA with 3072 to 16384 bits"},
+  };
+  const Dictionary document = signedBy(ed25519());
+  for (const auto& c : cases) {
+    EXPECT_EQ(refusal(document, publicKeys(c.key)), "public key file \"public.pem\": key 1 " + c.message);
+  }
+}
+
+TEST_F(PlatformTest, TellsWhenOthersHaveAccessToAKeyFile) {
+  const std::string name = R"(key file "key.pem": other users can )";
+  const struct {
+    mode_t mode;
+    KeyFileUse use;
+    std::string warning;
+  } cases[] = {
+      {0664, KeyFileUse::kVerifying, ""},
+      {0646, KeyFileUse::kVerifying, "public " + name + R"(write it; run "chmod o-w" on it)"},
+      {0600, KeyFileUse::kSigning, ""},
+      {0640, KeyFileUse::kSigning, "private " + name + R"(read it; run "chmod 600" on it)"},
+      {0602, KeyFileUse::kSigning, "private " + name + R"(write it; run "chmod 600" on it)"},
+  };
+  const std::string path = folder_.write("key.pem", "");
+  for (const auto& c : cases) {
+    ASSERT_EQ(chmod(path.c_str(), c.mode), 0);
+    EXPECT_EQ(withoutFolder(keyFileWarning(path, c.use).value_or("")), c.warning);
   }
 }
 
@@ -456,6 +556,13 @@ TEST_F(PlatformTest, RsaPssKeysMayPrescribeTheirParameters) {
     EXPECT_EQ(refusal(document.value_or(signedBy(rsa())), publicKeys(pem(key, false))),
               c.usable ? "" : "public key file \"public.pem\": key 1" + refused);
   }
+
+  unsigned char* bytes = nullptr;
+  const int size = i2d_PUBKEY(make(EVP_sha256(), 32).get(), &bytes);
+  std::string der(bytes, bytes + size);
+  OPENSSL_free(bytes);
+  der[der.find(bytesOf("a203020120")) + 4] = '\xFF';  // a salt of -1 byte
+  EXPECT_EQ(refusal(signedBy(rsa()), publicKeys(publicKey(der))), "public key file \"public.pem\": key 1" + refused);
 }
 
 TEST_F(PlatformTest, RefusesToSign) {

@@ -73,7 +73,13 @@ TEST(ValueTest, StringsAreAlwaysWellFormed) {
       {"\xF4\x90\x80\x80", "\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD"},
       {"0123456789abcdef\x80", "0123456789abcdef\xEF\xBF\xBD"},
   };
-  for (const Case& c : cases) EXPECT_EQ(Value(c.bytes).ifString(), c.text) << testing::PrintToString(c.bytes);
+  for (const Case& c : cases) {
+    SCOPED_TRACE(testing::PrintToString(c.bytes));
+    EXPECT_EQ(Value(c.bytes).ifString(), c.text);
+    Dictionary dictionary{{c.bytes, Value(1)}};
+    EXPECT_NE(dictionary.find(c.bytes), nullptr);
+    EXPECT_TRUE(dictionary.erase(c.bytes));
+  }
 }
 
 TEST(ValueTest, CopiesAreIndependent) {

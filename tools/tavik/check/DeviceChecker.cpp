@@ -4,6 +4,7 @@
 #include <tavik/Json.h>
 
 #include <cstdint>
+#include <new>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -17,6 +18,7 @@ namespace {
 constexpr std::string_view kId = "id";
 constexpr std::string_view kAttributes = "attributes";
 constexpr std::string_view kSources = "sources";
+constexpr std::size_t kLargestResult = std::size_t{64} << 20;
 
 std::string whyUnusableSources(const Value& sources) {
   if (sources.ifDictionary() == nullptr) return R"("sources" is not an object)";
@@ -58,23 +60,51 @@ Value idOf(const Line& line, const std::optional<Value>& content) {
   return found.value_or(Value(static_cast<std::int64_t>(line.number)));
 }
 
+/// About how many bytes of text a value is shown in.
+std::size_t textSize(const Value& value) {
+  if (const auto text = value.ifString()) return text->size();
+  if (const Data* const data = value.ifData()) return data->size();
+  std::size_t size = 8;
+  if (const Array* const array = value.ifArray()) {
+    for (const Value& element : *array) size += textSize(element);
+  } else if (const Dictionary* const dictionary = value.ifDictionary()) {
+    for (const auto [key, entry] : *dictionary) size += key.size() + textSize(entry);
+  }
+  return size;
+}
+
+bool isTooLarge(const std::optional<Array>& records, const Line& line) {
+  constexpr std::size_t kMostQuotes = 4;  // of the line in one record
+  return records && kMostQuotes * records->size() * line.text.size() > kLargestResult &&
+         textSize(Value(*records)) > kLargestResult;
+}
+
+DeviceResult unusable(const Line& line, const std::optional<Value>& content, std::string_view why) {
+  return {.id = idOf(line, content), .inputError = fmt::format("line {}: {}", line.number, why)};
+}
+
+DeviceResult checked(const PreparedRules& rules, const Line& line) {
+  if (!line.whyCut.empty()) return unusable(line, std::nullopt, line.whyCut);
+  std::string error;
+  const std::optional<Value> content = readJson(line.text, error, line.number);
+  if (!content) return {.id = idOf(line, content), .inputError = error};  // with its place
+  if (error = whyUnusable(*content); !error.empty()) return unusable(line, content, error);
+  DeviceResult result{.id = idOf(line, content),
+                      .attributes = memberOf(*content, kAttributes),
+                      .sources = memberOf(*content, kSources)};
+  result.outcome = runCheck(rules, result.attributes, result.sources);
+  if (!isTooLarge(result.outcome.records, line)) return result;
+  return unusable(line, content, fmt::format("the result is larger than {} MiB", kLargestResult >> 20U));
+}
+
 }  // namespace
 
 DeviceResult DeviceChecker::check(const Line& line) const {
-  std::string error;
-  const std::optional<Value> content = line.tooLong ? std::nullopt : readJson(line.text, error, line.number);
-  DeviceResult result{.id = idOf(line, content)};
-  if (content) error = whyUnusable(*content);
-  if (line.tooLong) error = fmt::format("is longer than {} MiB", kLongestLine >> 20U);
-  if (!error.empty()) {
-    const bool hasPlace = !content && !line.tooLong;
-    result.inputError = hasPlace ? error : fmt::format("line {}: {}", line.number, error);
-    return result;
+  try {
+    return checked(rules_, line);
+  } catch (const std::bad_alloc&) {
+    return unusable(line, std::nullopt, "out of memory");
   }
-  result.attributes = memberOf(*content, kAttributes);
-  result.sources = memberOf(*content, kSources);
-  result.outcome = runCheck(rules_, result.attributes, result.sources);
-  return result;
 }
 
 }  // namespace tavik::tool

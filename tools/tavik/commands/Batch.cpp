@@ -41,11 +41,12 @@ constexpr std::size_t kMostThreads = 256;
 
 constexpr const char* kFooter =
     R"(INPUT holds one JSON object a line, {"id": any, "attributes": {...}, "sources": {"sfc": {...}}}; "id" and "sources" may be
-left out, null is not allowed, and other keys are refused. A line may be 64 MiB long; blank lines are passed over.
+left out, null is not allowed, and other keys are refused. Blank lines are passed over.
 
 For each, in the order of the input, one line is printed: the object of "check --format json" without "signatures" and with
-"id" first (by default the number of the line), or {"id": ..., "input_error": "..."} for a line that cannot be used, which counts as a failed
-device. A summary goes to standard error. Ctrl-C and SIGTERM end the run after the devices that are being checked.
+"id" first (by default the number of the line), or {"id": ..., "input_error": "..."} for a line that cannot be used, which
+counts as a failed device. So does a line longer than --max-line, one whose result is larger than 64 MiB, and one that
+exhausts memory. A summary goes to standard error. Ctrl-C and SIGTERM end the run after the devices that are being checked.
 
 Formats:
   json   as above
@@ -74,6 +75,7 @@ input has no devices, or the run was ended early, 4 a document is not trusted, e
 struct BatchOptions : RuleOptions {
   std::string input = "-";
   std::optional<std::string> summary;
+  std::size_t longestLine = kLongestLine >> 20U;  // MiB
   std::size_t threads = std::clamp<std::size_t>(std::thread::hardware_concurrency(), 1, kMostThreads);
   std::string format;
 };
@@ -213,7 +215,7 @@ void writeSummary(const std::string& path, const Tally& all, const TallyByPartNu
 ExitStatus runBatch(const BatchOptions& options) {
   if (options.summary == "-") throw Unusable("--summary: standard output is for the results");
   const auto platform = std::make_shared<HostPlatform>(options.platform);
-  warnWhenUnsigned("batch", options.platform);
+  warnAboutTrust("batch", options.platform);
   Inputs inputs;
   const auto kernel = readLibrary(inputs, "--library", options.library, platform);
   const auto rules = readLocalRules(inputs, "--rules", options.rules, *kernel);
@@ -221,7 +223,7 @@ ExitStatus runBatch(const BatchOptions& options) {
 
   FileDescriptor file = inputs.open("", options.input);
   StopRequest stop;
-  LineReader input(nameOf("", options.input), std::move(file), stop);
+  LineReader input(nameOf("", options.input), std::move(file), stop, options.longestLine << 20U);
   const auto writer =
       makeResultWriter(options.format, {kernel->library(), rules->localRules(), !options.platform.unsignedDocuments});
   writeStandardOutput(writer->begin());
@@ -249,6 +251,11 @@ Run defineBatch(CLI::App& app) {
       ->type_name("N")
       ->check(CLI::Range(std::size_t{1}, kMostThreads).description(""))
       ->multi_option_policy(CLI::MultiOptionPolicy::Throw);
+  app.add_option("--max-line", options->longestLine, "Longest line in MiB; a longer one is an input error")
+      ->type_name("MIB")
+      ->check(CLI::Range(std::size_t{1}, kLargestInput >> 20U).description(""))
+      ->multi_option_policy(CLI::MultiOptionPolicy::Throw)
+      ->default_str(std::to_string(options->longestLine));
   addText(app, "--summary", options->summary, "FILE",
           "Write the counts of passed and failed devices, by part number and rule, to FILE (JSON)");
   addPlatform(app, options->platform);

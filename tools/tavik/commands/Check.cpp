@@ -83,10 +83,10 @@ void explain(const CheckOutcome& outcome, const CheckOptions& options) {
 ExitStatus runCheckCommand(const CheckOptions& options) {
   if (options.station == "-") throw Unusable("--station: standard output is for the records");
   const auto platform = std::make_shared<const HostPlatform>(options.platform);
-  warnWhenUnsigned("check", options.platform);
+  warnAboutTrust("check", options.platform);
   Inputs inputs;
-  const Dictionary library = inputs.dictionary("--library", options.library);
-  const Dictionary rules = inputs.dictionary("--rules", options.rules);
+  const Dictionary library = inputs.ruleDocument("--library", options.library);
+  const Dictionary rules = inputs.ruleDocument("--rules", options.rules);
   const Dictionary attributes = inputs.dictionary("--attributes", options.attributes);
   const Dictionary sources = readSources(inputs, options.sources);
   const std::unique_ptr<ZRTTavikKernel> kernel = openKernel(nameOf("--library", options.library), library, platform);

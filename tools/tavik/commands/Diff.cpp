@@ -98,7 +98,7 @@ class DiffRun {
       : options_(options), platform_(std::make_shared<const HostPlatform>(options.platform)) {}
 
   ExitStatus run() {
-    warnWhenUnsigned("diff", options_.platform);
+    warnAboutTrust("diff", options_.platform);
     const Side before = readSide(options_.before, 0);
     const Side after = readSide(options_.after, 1);
     RulesDifference difference{
@@ -116,7 +116,7 @@ class DiffRun {
     const std::string name = nameOf("", path);
     Side side;
     if (options_.libraries.empty()) {
-      side.rules = validatedContent(name, inputs_.dictionary("", path), *platform_);
+      side.rules = validatedContent(name, inputs_.ruleDocument("", path), *platform_);
       requireVersion(name, side.rules);
     } else {
       if (number < options_.libraries.size()) {

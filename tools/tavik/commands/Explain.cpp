@@ -146,7 +146,7 @@ std::string textOf(const Explanation& all, const ExplainOptions& options) {
 
 ExitStatus runExplain(const ExplainOptions& options) {
   const auto platform = std::make_shared<const HostPlatform>(options.platform);
-  warnWhenUnsigned("explain", options.platform);
+  warnAboutTrust("explain", options.platform);
   Inputs inputs;
   const auto kernel = readLibrary(inputs, "--library", options.library, platform);
   const auto rules = readLocalRules(inputs, "--rules", options.rules, *kernel);

@@ -51,7 +51,7 @@ class DocumentReader {
   Document read(Document::Role role, const std::string& file) {
     const std::string_view argument = role == Document::Role::kLibrary ? "--library" : "--rules";
     const std::string name = nameOf(argument, file);
-    const std::string bytes = inputs_.bytes(argument, file);
+    const std::string bytes = inputs_.bytes(argument, file, kLargestRuleDocument);
     ValueLocations locations;
     const Value value = parseValue(name, bytes, locations);
     if (value.ifDictionary() == nullptr) throw Unusable(name + ": is not a dictionary");
@@ -82,7 +82,7 @@ ExitStatus runLint(const LintOptions& options) {
     return ExitStatus::kPassed;
   }
   if (!options.library) throw Unusable("--library is required; see tavik lint --help");
-  warnWhenUnsigned("lint", options.platform);
+  warnAboutTrust("lint", options.platform);
   DocumentReader reader(options.platform);
   std::deque<Document> documents;
   documents.push_back(reader.read(Document::Role::kLibrary, *options.library));

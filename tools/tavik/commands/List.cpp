@@ -66,10 +66,10 @@ std::string listTable(const List& list, const Dictionary& content, const Screen&
 ExitStatus runList(const ListOptions& options) {
   const auto* const list = std::ranges::find(kLists, options.name, &List::name);
   const auto platform = std::make_shared<const HostPlatform>(options.platform);
-  warnWhenUnsigned("list", options.platform);
+  warnAboutTrust("list", options.platform);
   Inputs inputs;
-  const Dictionary library = inputs.dictionary("--library", options.library);
-  const Dictionary rules = inputs.dictionary("--rules", options.rules);
+  const Dictionary library = inputs.ruleDocument("--library", options.library);
+  const Dictionary rules = inputs.ruleDocument("--rules", options.rules);
   const Dictionary attributes = inputs.dictionary("--attributes", options.attributes);
   const std::unique_ptr<ZRTTavikKernel> kernel = openKernel(nameOf("--library", options.library), library, platform);
 

@@ -1,5 +1,6 @@
 // `tavik sign`: signs a rule document.
 
+#include <tavik/Platform.h>
 #include <tavik/StationPlatform.h>
 
 #include <filesystem>
@@ -13,6 +14,7 @@
 #include "io/Encoding.h"
 #include "io/Inputs.h"
 #include "io/Output.h"
+#include "io/StandardError.h"
 #include "rules/HostPlatform.h"
 
 namespace tavik::tool {
@@ -36,7 +38,7 @@ struct SignOptions {
 /// The document as the property list that is signed.
 Data readPayload(const std::string& path) {
   const std::string name = nameOf("", path);
-  const std::string bytes = Inputs().bytes("", path);
+  const std::string bytes = Inputs().bytes("", path, kLargestRuleDocument);
   const Value document = parseValue(name, bytes);
   if (document.ifDictionary() == nullptr) throw Unusable(name + ": is not a dictionary");
   if (isSigned(*document.ifDictionary())) {
@@ -59,6 +61,7 @@ ExitStatus runSign(const SignOptions& options) {
   std::string error;
   const std::optional<Dictionary> envelope = signPropertyList(payload, options.key, error);
   if (!envelope) throw Unusable("--key: " + error);
+  if (const auto warning = keyFileWarning(options.key, KeyFileUse::kSigning)) printToStandardError("sign", *warning);
   writeOutput("-o", options.output, toPropertyList("-o", Value(*envelope)).bytes());
   return ExitStatus::kPassed;
 }

@@ -166,6 +166,8 @@ class TestRun {
       const std::string_view who = options_.platform.unsignedDocuments ? "--unsigned" : std::string_view(file.name);
       printToStandardError("test",
                            fmt::format("{}: the rule documents are taken as they are, no signature is checked", who));
+    } else {
+      warnAboutTrust("test", {.publicKey = names.publicKey});
     }
     return rules_.try_emplace(names, names, options_, inputs_).first->second;
   }

@@ -41,7 +41,8 @@ std::string contentText(const VerifyOptions& options, const Value& content) {
 }
 
 ExitStatus runVerify(const VerifyOptions& options) {
-  const Dictionary document = Inputs().dictionary("", options.input);
+  warnAboutTrust("verify", options.platform);
+  const Dictionary document = Inputs().ruleDocument("", options.input);
   std::optional<std::string> refusal;
   const std::optional<Value> content =
       HostPlatform(options.platform)

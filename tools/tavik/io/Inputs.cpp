@@ -1,8 +1,10 @@
 #include "io/Inputs.h"
 
 #include <fcntl.h>
+#include <fmt/format.h>
 #include <poll.h>
 #include <sys/stat.h>
+#include <tavik/Platform.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -30,7 +32,9 @@ void checkReadable(const std::string& name, int file, bool isStandardInput) {
   if (!readable) throw Unusable(name + ": is a device, not a file");
 }
 
-[[noreturn]] void refuseSize(const std::string& name) { throw Unusable(name + ": is larger than 1 GiB"); }
+[[noreturn]] void refuseSize(const std::string& name, std::size_t largest) {
+  throw Unusable(fmt::format("{}: is larger than {} MiB", name, largest >> 20U));
+}
 
 /// What is there next, at least one byte; 0 at the end.
 std::size_t readSome(const std::string& name, int file, std::span<char> room) {
@@ -45,18 +49,18 @@ std::size_t readSome(const std::string& name, int file, std::span<char> room) {
   }
 }
 
-std::string readAll(const std::string& name, int file) {
+std::string readAll(const std::string& name, int file, std::size_t largest) {
   constexpr std::size_t kSmallestRoom = std::size_t{1} << 16;
   struct stat status {};
   const bool isFile = fstat(file, &status) == 0 && S_ISREG(status.st_mode);
   const std::uint64_t expected = isFile ? static_cast<std::uint64_t>(status.st_size) : 0;
-  if (expected > kLargestInput) refuseSize(name);
+  if (expected > largest) refuseSize(name, largest);
   std::string bytes(std::max<std::size_t>(expected + 1, kSmallestRoom), '\0');  // a file ends with room left over
   std::size_t size = 0;
   while (const std::size_t count = readSome(name, file, std::span(bytes).subspan(size))) {
     size += count;
-    if (size > kLargestInput) refuseSize(name);
-    if (size == bytes.size()) bytes.resize(std::min(2 * size, kLargestInput + 1));
+    if (size > largest) refuseSize(name, largest);
+    if (size == bytes.size()) bytes.resize(std::min(2 * size, largest + 1));
   }
   bytes.resize(size);
   return bytes;
@@ -76,18 +80,22 @@ FileDescriptor Inputs::open(std::string_view argument, const std::string& path) 
   return file;
 }
 
-std::string Inputs::bytes(std::string_view argument, const std::string& path) {
+std::string Inputs::bytes(std::string_view argument, const std::string& path, std::size_t largest) {
   const std::string name = nameOf(argument, path);
   const FileDescriptor file = open(argument, path);
-  return inMemory(name, [&] { return readAll(name, file.number()); });
+  return inMemory(name, [&] { return readAll(name, file.number(), largest); });
 }
 
-Value Inputs::value(std::string_view argument, const std::string& path) {
-  return parseValue(nameOf(argument, path), bytes(argument, path));
+Value Inputs::value(std::string_view argument, const std::string& path, std::size_t largest) {
+  return parseValue(nameOf(argument, path), bytes(argument, path, largest));
 }
 
-Dictionary Inputs::dictionary(std::string_view argument, const std::string& path) {
-  const Value read = value(argument, path);
+Dictionary Inputs::ruleDocument(std::string_view argument, const std::string& path) {
+  return dictionary(argument, path, kLargestRuleDocument);
+}
+
+Dictionary Inputs::dictionary(std::string_view argument, const std::string& path, std::size_t largest) {
+  const Value read = value(argument, path, largest);
   if (read.ifDictionary() == nullptr) throw Unusable(nameOf(argument, path) + ": is not a dictionary");
   return *read.ifDictionary();
 }

@@ -14,7 +14,7 @@
 
 namespace tavik::tool {
 
-/// No input may be larger.
+/// No input may be larger, and no rule document larger than `kLargestRuleDocument`.
 inline constexpr std::size_t kLargestInput = std::size_t{1} << 30;
 
 /// A path is that of a regular file or a pipe; "-" is standard input, which can be read once. `argument` names the
@@ -24,11 +24,13 @@ class Inputs {
   /// The file, to be read piece by piece however long it is.
   FileDescriptor open(std::string_view argument, const std::string& path);
   /// The contents as they are.
-  std::string bytes(std::string_view argument, const std::string& path);
+  std::string bytes(std::string_view argument, const std::string& path, std::size_t largest = kLargestInput);
   /// A value: a property list in any encoding, or JSON.
-  Value value(std::string_view argument, const std::string& path);
+  Value value(std::string_view argument, const std::string& path, std::size_t largest = kLargestInput);
   /// The same, which must be a dictionary.
-  Dictionary dictionary(std::string_view argument, const std::string& path);
+  Dictionary dictionary(std::string_view argument, const std::string& path, std::size_t largest = kLargestInput);
+  /// A rule document, signed or not.
+  Dictionary ruleDocument(std::string_view argument, const std::string& path);
   /// JSON text in place, or "@FILE".
   Value inPlace(std::string_view argument, const std::string& textOrFile);
 

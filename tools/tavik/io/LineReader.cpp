@@ -1,5 +1,6 @@
 #include "io/LineReader.h"
 
+#include <fmt/format.h>
 #include <poll.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -33,8 +34,13 @@ std::optional<std::uint64_t> sizeOf(int file) {
 
 }  // namespace
 
-LineReader::LineReader(std::string name, FileDescriptor file, const StopRequest& stop)
-    : name_(std::move(name)), file_(std::move(file)), stop_(stop), size_(sizeOf(file_.number())), piece_(kReadSize) {}
+LineReader::LineReader(std::string name, FileDescriptor file, const StopRequest& stop, std::size_t longestLine)
+    : name_(std::move(name)),
+      file_(std::move(file)),
+      stop_(stop),
+      longestLine_(longestLine),
+      size_(sizeOf(file_.number())),
+      piece_(kReadSize) {}
 
 std::vector<Line> LineReader::next() {
   std::vector<Line> lines;
@@ -62,11 +68,11 @@ void LineReader::addLine(std::string_view text, std::vector<Line>& lines) {
   const std::size_t number = ++linesTaken_;
   if (number == 1 && text.starts_with(kByteOrderMark)) text.remove_prefix(kByteOrderMark.size());
   if (text.ends_with('\r')) text.remove_suffix(1);
+  if (!longLine_ && text.size() > longestLine_) longLine_ = text.substr(0, kKeptOfLongLine);
   if (longLine_) {
-    lines.push_back({number, *std::exchange(longLine_, {}), true});
+    lines.push_back({number, *std::exchange(longLine_, {}), fmt::format("is longer than {} MiB", longestLine_ >> 20U)});
   } else if (!isBlank(text)) {
-    const bool tooLong = text.size() > kLongestLine;
-    lines.push_back({number, std::string(text.substr(0, tooLong ? kKeptOfLongLine : text.size())), tooLong});
+    lines.push_back({number, std::string(text)});
   }
 }
 
@@ -89,7 +95,7 @@ void LineReader::fill() {
 /// Drops the lines that were taken, and of a line that is too long all but its beginning.
 void LineReader::makeRoom() {
   buffer_.erase(0, start_);
-  if (longLine_ || buffer_.size() > kLongestLine) {
+  if (longLine_ || buffer_.size() > longestLine_) {
     if (!longLine_) longLine_ = buffer_.substr(0, kKeptOfLongLine);
     buffer_.clear();
   }

@@ -15,20 +15,20 @@
 
 namespace tavik::tool {
 
-/// No line may be longer.
-inline constexpr std::size_t kLongestLine = std::size_t{1} << 26;
+/// No line may be longer, unless the user says so.
+inline constexpr std::size_t kLongestLine = std::size_t{16} << 20;
 
 struct Line {
-  std::size_t number;    ///< from 1
-  std::string text;      ///< without its line end; of a line that is too long the beginning
-  bool tooLong = false;  ///< longer than kLongestLine
+  std::size_t number;       ///< from 1
+  std::string text;         ///< without its line end; of a line that is too long the beginning
+  std::string whyCut = {};  ///< "is longer than 16 MiB"; empty if all of the line is there
 };
 
 /// Lines end with LF or CR LF, the last one also with the stream. For one thread at a time.
 class LineReader {
  public:
-  /// `name`: what messages begin with.
-  LineReader(std::string name, FileDescriptor file, const StopRequest& stop);
+  /// `name`: what messages begin with. `longestLine`: of its bytes.
+  LineReader(std::string name, FileDescriptor file, const StopRequest& stop, std::size_t longestLine = kLongestLine);
 
   /// The next lines: at least one, and as many more as are there already and make a piece of work. Blank lines are
   /// passed over. None at the end of the stream, when a stop is requested, and when reading fails.
@@ -55,6 +55,7 @@ class LineReader {
   std::string name_;
   FileDescriptor file_;
   const StopRequest& stop_;
+  std::size_t longestLine_;
   std::optional<std::uint64_t> size_;
   std::vector<char> piece_;
   std::string buffer_;

@@ -55,7 +55,8 @@ void writeOutput(std::string_view argument, const std::string& path, std::span<c
   if (exists && isStandardOutput(status)) return writeStandardOutput(textOf(bytes));
   if (exists && !S_ISREG(status.st_mode)) return writeInPlace(name, path, textOf(bytes));
   if (exists && access(path.c_str(), W_OK) != 0) throw Unusable(name + ": " + systemReason());
-  PendingFile file(name, resolved(path), exists ? status.st_mode & 07777U : ordinaryPermissions());
+  if (exists && status.st_uid != geteuid()) throw Unusable(name + ": belongs to another user; remove it first");
+  PendingFile file(name, resolved(path), exists ? status.st_mode & 0777U : ordinaryPermissions());
   file.write(bytes);
   file.commit(PendingFile::Existing::kReplace);
 }

@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <iterator>
-#include <optional>
 
 #include "text/Text.h"
 
@@ -13,14 +12,8 @@ namespace {
 
 constexpr std::size_t kMessageWidth = 300;
 
-/// XML has no form for these, not even a numeric reference.
-bool isOutsideXml(char32_t character) {
-  return (character < 0x20 && character != '\t' && character != '\n' && character != '\r') || character == 0xFFFE ||
-         character == 0xFFFF;
-}
-
 /// Appends one character of a text or an attribute. References keep line ends and tabs from being normalised.
-void appendCharacter(std::string& out, char32_t character, std::string_view bytes) {
+void appendCharacter(std::string& out, char character) {
   switch (character) {
     case '<':
       out += "&lt;";
@@ -37,29 +30,16 @@ void appendCharacter(std::string& out, char32_t character, std::string_view byte
     case '\t':
     case '\n':
     case '\r':
-      fmt::format_to(std::back_inserter(out), "&#{};", static_cast<std::uint32_t>(character));
+      fmt::format_to(std::back_inserter(out), "&#{};", static_cast<int>(character));
       return;
     default:
-      out += bytes;
+      out += character;
   }
 }
 
-/// The text as XML. A character that XML has no form for is written as "\x1b" or "\ufffe".
 std::string xml(std::string_view text) {
   std::string out;
-  out.reserve(text.size());
-  while (!text.empty()) {
-    const std::string_view before = text;
-    const std::optional<char32_t> character = takeCharacter(text);
-    if (!character) {
-      fmt::format_to(std::back_inserter(out), "\\x{:02x}", static_cast<unsigned char>(before.front()));
-    } else if (isOutsideXml(*character)) {
-      fmt::format_to(std::back_inserter(out), fmt::runtime(*character < 0x80 ? "\\x{:02x}" : "\\u{:04x}"),
-                     static_cast<std::uint32_t>(*character));
-    } else {
-      appendCharacter(out, *character, before.substr(0, before.size() - text.size()));
-    }
-  }
+  for (const char character : inXmlCharacters(text)) appendCharacter(out, character);
   return out;
 }
 

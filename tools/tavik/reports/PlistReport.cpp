@@ -1,16 +1,48 @@
 // Results as an XML property list: what "--format json" prints, with the same names; where that has null, there is no
 // entry.
 
+#include <fmt/format.h>
+#include <fmt/ranges.h>
 #include <tavik/PropertyList.h>
+
+#include <set>
 
 #include "io/Bytes.h"
 #include "reports/Report.h"
+#include "text/Text.h"
 
 namespace tavik::tool {
 namespace {
 
 constexpr std::string_view kArrayBegin = "<array>\n";
 constexpr std::string_view kArrayEnd = "</array>\n";
+
+/// The value with all its texts in characters that XML has a form for.
+Value representable(const Value& value, std::set<std::string>& used) {
+  if (const auto text = value.ifString()) return Value(inXmlCharacters(*text, &used));
+  if (const Array* array = value.ifArray()) {
+    Array result;
+    for (const Value& element : *array) result.append(representable(element, used));
+    return result;
+  }
+  const Dictionary* const dictionary = value.ifDictionary();
+  if (dictionary == nullptr) return value;
+  Dictionary result;
+  for (const auto [key, entry] : *dictionary) result.set(inXmlCharacters(key, &used), representable(entry, used));
+  return result;
+}
+
+/// What a report holds of these entries; a note names the characters that XML has no form for.
+Dictionary reported(const std::vector<JsonEntry>& entries) {
+  std::set<std::string> replaced;
+  const Value value = representable(Value(presentEntries(entries)), replaced);
+  Dictionary result = *value.ifDictionary();
+  if (!replaced.empty()) {
+    result.set("report_note", fmt::format("characters that XML cannot represent are written as escapes: {}",
+                                          fmt::join(replaced, ", ")));
+  }
+  return result;
+}
 
 /// The lines of one element of an array, as the library writes them; absent with `error` set when it does not.
 std::optional<std::string> elementText(const Dictionary& entries, std::string& error) {
@@ -35,14 +67,15 @@ class PlistWriter : public ResultWriter {
 
   void add(std::string& out, std::size_t /*line*/, const DeviceResult& result) override {
     std::string error;
-    std::optional<std::string> text = elementText(presentEntries(entriesOf(result)), error);
+    std::optional<std::string> text = elementText(reported(entriesOf(result)), error);
     if (!text) text = elementText(refusal(result, error), error);
     out += text.value();
   }
 
   std::string end(const BatchEnd& end) override {
     std::string error;
-    const std::string early = end.whyEarly.empty() ? "" : *elementText({{"input_error", end.whyEarly}}, error);
+    const std::string early =
+        end.whyEarly.empty() ? "" : *elementText(reported({{"input_error", Value(end.whyEarly)}}), error);
     return early + end_;
   }
 
@@ -50,7 +83,7 @@ class PlistWriter : public ResultWriter {
   /// One device's values shall not cost the others their report.
   static Dictionary refusal(const DeviceResult& result, const std::string& error) {
     const bool idIsPlain = result.id.ifArray() == nullptr && result.id.ifDictionary() == nullptr;
-    return {{"id", idIsPlain ? result.id : Value(lineOf(&result.id))}, {"report_error", error}};
+    return reported({{"id", idIsPlain ? result.id : Value(lineOf(&result.id))}, {"report_error", Value(error)}});
   }
 
   std::string begin_;
@@ -63,7 +96,7 @@ std::unique_ptr<ResultWriter> makePlistWriter() { return std::make_unique<PlistW
 
 std::string plistReport(const std::vector<JsonEntry>& entries) {
   std::string error;
-  const std::optional<Data> bytes = writePropertyList(presentEntries(entries), PropertyListFormat::kXml, error);
+  const std::optional<Data> bytes = writePropertyList(reported(entries), PropertyListFormat::kXml, error);
   if (!bytes) throw Unusable("--format plist: " + error);
   return std::string(textOf(bytes->bytes()));
 }

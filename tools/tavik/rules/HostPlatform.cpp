@@ -3,6 +3,8 @@
 #include <fcntl.h>
 #include <fmt/chrono.h>
 #include <fmt/format.h>
+#include <tavik/VisibleText.h>
+#include <tavik/ZRTTavikKernel.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -13,6 +15,7 @@
 #include "io/ArgumentName.h"
 #include "io/FileDescriptor.h"
 #include "io/StandardError.h"
+#include "text/Text.h"
 
 namespace tavik::tool {
 namespace {
@@ -63,7 +66,8 @@ std::optional<Value> HostPlatform::validatedPropertyListFromSignedDictionary(
 
 void HostPlatform::log(std::string_view line) const {
   if (logFile_ < 0) return;
-  const std::string whole = fmt::format("{} {}\n", logTime(), line);
+  const std::string whole =
+      fmt::format("{} {}: {}\n", logTime(), visible(program_invocation_short_name), visibleLogLine(line));
   const ssize_t written = write(logFile_, whole.data(), whole.size());
   if (written != static_cast<ssize_t>(whole.size())) logFailure_ = written < 0 ? errno : ENOSPC;
 }
@@ -77,9 +81,12 @@ bool isSigned(const Dictionary& document) {
   return document.findData("payload") != nullptr && document.findArray("signatures") != nullptr;
 }
 
-void warnWhenUnsigned(std::string_view command, const PlatformOptions& options) {
+void warnAboutTrust(std::string_view command, const PlatformOptions& options) {
   if (options.unsignedDocuments) {
     printToStandardError(command, "--unsigned: the rule documents are taken as they are, no signature is checked");
+  } else if (const auto warning =
+                 keyFileWarning(options.publicKey.value_or(ZRTTavikKernel::kPublicKeyPath), KeyFileUse::kVerifying)) {
+    printToStandardError(command, *warning);
   }
 }
 

@@ -17,7 +17,7 @@ namespace tavik::tool {
 struct PlatformOptions {
   std::optional<std::string> publicKey;  ///< absent: the fixed path
   bool unsignedDocuments = false;
-  std::optional<std::string> log;  ///< absent: no log
+  std::optional<std::string> log = {};  ///< absent: no log
 };
 
 /// The platform of the command: signatures as a station checks them or, when so told, none; the log in a file.
@@ -47,8 +47,9 @@ class HostPlatform : public Platform {
 /// Whether a document has the form of a signed one.
 bool isSigned(const Dictionary& document);
 
-/// Says on standard error, in the name of a command, that signatures are not checked.
-void warnWhenUnsigned(std::string_view command, const PlatformOptions& options);
+/// Says on standard error, in the name of a command, that signatures are not checked, or that other users can change
+/// the keys that they are checked with.
+void warnAboutTrust(std::string_view command, const PlatformOptions& options);
 
 }  // namespace tavik::tool
 

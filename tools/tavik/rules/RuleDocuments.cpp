@@ -39,7 +39,7 @@ void requireVersion(const std::string& name, const Dictionary& content) {
 std::unique_ptr<ZRTTavikKernel> readLibrary(Inputs& inputs, std::string_view argument, const std::string& path,
                                             const std::shared_ptr<const HostPlatform>& platform) {
   const std::string name = nameOf(argument, path);
-  std::unique_ptr<ZRTTavikKernel> kernel = openKernel(name, inputs.dictionary(argument, path), platform);
+  std::unique_ptr<ZRTTavikKernel> kernel = openKernel(name, inputs.ruleDocument(argument, path), platform);
   requireVersion(name, kernel->library());
   return kernel;
 }
@@ -47,7 +47,7 @@ std::unique_ptr<ZRTTavikKernel> readLibrary(Inputs& inputs, std::string_view arg
 std::unique_ptr<const PreparedRules> readLocalRules(Inputs& inputs, std::string_view argument, const std::string& path,
                                                     const ZRTTavikKernel& kernel) {
   const std::string name = nameOf(argument, path);
-  const Dictionary document = inputs.dictionary(argument, path);
+  const Dictionary document = inputs.ruleDocument(argument, path);
   std::unique_ptr<const PreparedRules> rules = kernel.prepare(&document);
   if (const Reason* const why = rules->rejection()) reject(name, why->text());
   requireVersion(name, rules->localRules());

@@ -14,26 +14,9 @@ constexpr std::string_view kEllipsis = "…";
 
 bool isContinuation(char byte) { return (static_cast<unsigned char>(byte) & 0xC0U) == 0x80U; }
 
-/// The characters that belong to no line of text: controls, line and paragraph separators, marks that reorder what
-/// follows.
-bool mustBeEscaped(char32_t character) {
-  return character < 0x20 || (character >= 0x7F && character <= 0x9F) || character == 0x061C ||
-         (character >= 0x200E && character <= 0x200F) || (character >= 0x2028 && character <= 0x202E) ||
-         (character >= 0x2066 && character <= 0x2069) || character == 0xFEFF;
-}
-
-std::string escaped(char32_t character) {
-  switch (character) {
-    case '\n':
-      return "\\n";
-    case '\r':
-      return "\\r";
-    case '\t':
-      return "\\t";
-    default:
-      return fmt::format(fmt::runtime(character < 0x80 ? "\\x{:02x}" : "\\u{:04x}"),
-                         static_cast<std::uint32_t>(character));
-  }
+bool isXml(char32_t character) {
+  return (character >= 0x20 && character != 0xFFFE && character != 0xFFFF) || character == '\t' || character == '\n' ||
+         character == '\r';
 }
 
 std::size_t widthOf(std::optional<char32_t> character) {
@@ -76,19 +59,20 @@ std::string counted(std::size_t count, std::string_view noun) {
   return fmt::format("{} {}{}", count, noun, count == 1 ? "" : "s");
 }
 
-std::string visible(std::string_view text) {
+std::string inXmlCharacters(std::string_view text, std::set<std::string>* used) {
   std::string result;
   result.reserve(text.size());
   while (!text.empty()) {
     const std::string_view before = text;
     const std::optional<char32_t> character = takeCharacter(text);
-    if (!character) {
-      fmt::format_to(std::back_inserter(result), "\\x{:02x}", static_cast<unsigned char>(before.front()));
-    } else if (mustBeEscaped(*character)) {
-      result += escaped(*character);
-    } else {
-      result += before.substr(0, before.size() - text.size());
+    const std::string_view bytes = before.substr(0, before.size() - text.size());
+    if (character && isXml(*character)) {
+      result += bytes;
+      continue;
     }
+    const std::string escape = visibleText(bytes);
+    if (used != nullptr) used->insert(escape);
+    result += escape;
   }
   return result;
 }

@@ -4,9 +4,12 @@
 #ifndef TAVIK_TOOL_TEXT_TEXT_H
 #define TAVIK_TOOL_TEXT_TEXT_H
 
+#include <tavik/VisibleText.h>
+
 #include <cstddef>
 #include <cstdint>
 #include <optional>
+#include <set>
 #include <span>
 #include <string>
 #include <string_view>
@@ -20,9 +23,11 @@ std::optional<char32_t> takeCharacter(std::string_view& rest);
 /// The first place from `place` on at which a character of the valid text begins, or the end of the text.
 std::size_t atCharacter(std::string_view text, std::size_t place);
 
-/// The text with everything that could move a cursor, colour a screen, break a line or reorder its neighbours written
-/// as an escape: "\n", "\x1b", "\u202e". Bytes that are no UTF-8 become "\xff".
-std::string visible(std::string_view text);
+inline std::string visible(std::string_view text) { return visibleText(text); }
+
+/// The text with every character that XML has no form for written as an escape: "\x1b", "\ufffe". Adds the escapes to
+/// `used`, unless it is null.
+std::string inXmlCharacters(std::string_view text, std::set<std::string>* used = nullptr);
 
 /// The text with the letters A to Z as small ones.
 std::string lowerCase(std::string_view text);

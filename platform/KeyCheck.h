@@ -1,0 +1,17 @@
+/// @file
+/// Keys that OpenSSL reads but that protect nothing, or are not keys at all.
+#ifndef TAVIK_PLATFORM_KEY_CHECK_H
+#define TAVIK_PLATFORM_KEY_CHECK_H
+
+#include <string>
+
+#include "OpenSsl.h"
+
+namespace tavik {
+
+/// Why the public part of an Ed25519, EC or RSA key must not be trusted; empty for a sound key.
+std::string whyUnsound(EVP_PKEY& key);
+
+}  // namespace tavik
+
+#endif
