@@ -70,13 +70,6 @@ TEST(CheckOutcomeTest, SaysWhetherTheDeviceWasCheckedAndPassed) {
     const auto prepared = kernel->prepare(given);
     EXPECT_EQ(lineOf(prepared->run(device, nullptr, station)), c.outcome);
     EXPECT_EQ(prepared->rejection() != nullptr, outcome.records && outcome.records->size() == 1);
-
-    std::optional<Error> error;
-    try {
-      EXPECT_EQ(outcome.records, kernel->check(device, given, nullptr, error));
-    } catch (const std::logic_error& fault) {
-      EXPECT_EQ(outcome.fault.value().message, fault.what());
-    }
   }
 }
 
@@ -116,6 +109,12 @@ TEST(CheckOutcomeTest, AKernelOrTheReasonWhyThereIsNone) {
       EXPECT_THAT(isLogged ? platform->lines.front() : "", testing::StartsWith(isLogged ? c.logged : ""));
     }
   }
+  const auto platform = std::make_shared<TestPlatform>();
+  EXPECT_EQ(ZRTTavikKernel::init("/no/such/file", platform), nullptr);
+  EXPECT_EQ(ZRTTavikKernel::init("/no/such/\xff", platform), nullptr);
+  EXPECT_THAT(platform->lines, testing::ElementsAre("!!!ERROR no rules at path!!!:/no/such/file",
+                                                    "!!!ERROR no rules at path!!!:/no/such/\uFFFD"));
+  EXPECT_THROW(ZRTTavikKernel::init("/no/such/file", nullptr), std::invalid_argument);
 }
 
 // "m=MX1 | gui:x=- | value 5 | AND hasPrefix:pass isUppercase:? | RECORD".
@@ -178,16 +177,11 @@ TEST(RuleEvaluationTest, OperandsCallsAndTheRecordOfACheck) {
     const Dictionary local{{"version", "1"}, {"GenericRules", Dictionary{{c.name, Dictionary()}}}};
     Reason why;
     const auto kernel = ZRTTavikKernel::init(library, platform, why);
-    const CheckOutcome outcome = kernel->run(device, &local, &sources);
     const RuleOrigins origins(library, local);
     std::optional<Error> error;
     const auto rules = origins.of(nullptr, nullptr, error)->rules;
     const RuleEvaluation evaluation = RuleEvaluator(*kernel, device, sources).evaluate(rules.front());
     EXPECT_EQ(lineOf(evaluation), c.steps);
-    EXPECT_EQ(evaluation.record,
-              outcome.ruleRecords().empty() ? std::nullopt : std::optional(outcome.ruleRecords().front()));
-    EXPECT_EQ(evaluation.fault.has_value(), outcome.fault.has_value());
-    EXPECT_EQ(evaluation.error.has_value(), outcome.error.has_value());
   }
 }
 

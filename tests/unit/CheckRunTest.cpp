@@ -1,6 +1,4 @@
-// The check run: its records and their order, log lines, early ends, errors, faults, the station dictionary, threads.
-
-#include <thread>
+// The check run: its records and their order, log lines, early ends, errors, faults, the station dictionary.
 
 #include "support/TestSupport.h"
 
@@ -181,27 +179,6 @@ TEST(CheckRunTest, PackedAttributesAreExpandedForTheRunAlone) {
   ZRTTavikKernel::expandSysConfigData(plain);
   ZRTTavikKernel::expandBasebandManifestData(plain);
   EXPECT_EQ(plain, asGiven);
-}
-
-TEST(CheckRunTest, OneKernelServesManyThreads) {
-  Host host(
-      "{ version = 7; A = { attribute = a; predicate = \"hasPrefix AND hasSuffix\"; value = \"a longer text than "
-      "fits\"; }; B = { attribute = b; predicate = valueInList; value = ( 1, 2, 3 ); }; }");
-  host.platform->keepsLog = false;
-  const Dictionary local = parsedDictionary("{ version = 1; GenericRules = { A = {}; B = { value = ( 2, 3 ); }; }; }");
-  const Dictionary device = parsedDictionary("{ a = \"a longer text than fits\"; b = 2; }");
-  const auto expected = host.kernel->check(device, &local, nullptr, host.error);
-  std::vector<std::thread> threads;
-  std::vector<int> same(8);
-  for (int& count : same) {
-    threads.emplace_back([&] {
-      std::optional<Error> error;
-      for (int step = 0; step < 200; ++step)
-        count += host.kernel->check(device, &local, nullptr, error) == expected ? 1 : 0;
-    });
-  }
-  for (std::thread& thread : threads) thread.join();
-  EXPECT_THAT(same, testing::Each(200));
 }
 
 }  // namespace

@@ -9,40 +9,6 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::StrEq;
 
-TEST(KernelTest, IsMadeOnlyFromATrustedLibraryWithEntries) {
-  struct Case {
-    const char* library;
-    bool made;
-    const char* logged;
-  };
-  const Case cases[] = {
-      {"{ version = 1; }", true, ""},
-      {"{ untrusted = \"wrong key\"; }", false, "!!!ERROR can not validate Rule Library!!!:wrong key"},
-      {"{}", false, ""},
-      {"{ nothing = yes; }", false, ""},
-      {"( a )", false, "!!!ERROR no rules at path!!!:"},
-      {"{ version = ", false, "!!!ERROR no rules at path!!!:"},
-  };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.library);
-    const TemporaryFile file(c.library);
-    auto platform = std::make_shared<TestPlatform>();
-    EXPECT_EQ(ZRTTavikKernel::init(file.path(), platform) != nullptr, c.made);
-    const std::string logged = c.logged;
-    if (logged.empty()) {
-      EXPECT_THAT(platform->lines, IsEmpty());
-    } else {
-      EXPECT_THAT(platform->lines, ElementsAre(logged.ends_with("path!!!:") ? logged + file.path() : logged));
-    }
-  }
-  auto platform = std::make_shared<TestPlatform>();
-  EXPECT_EQ(ZRTTavikKernel::init("/no/such/file", platform), nullptr);
-  EXPECT_EQ(ZRTTavikKernel::init("/no/such/\xff", platform), nullptr);
-  EXPECT_THAT(platform->lines, ElementsAre("!!!ERROR no rules at path!!!:/no/such/file",
-                                           "!!!ERROR no rules at path!!!:/no/such/\uFFFD"));
-  EXPECT_THROW(ZRTTavikKernel::init("/no/such/file", nullptr), std::invalid_argument);
-}
-
 TEST(KernelTest, Errors) {
   auto platform = std::make_shared<TestPlatform>();
   const Error error = PredicateKernel(platform).handleError(-100006, "x");
@@ -76,18 +42,6 @@ TEST(KernelTest, Records) {
   const Array list = Array::of(1, "x", Data{0xAB});
   EXPECT_EQ(ZRTTavikKernel::arrayToString(&list, ", or "), "1, or x, or <ab>");
   EXPECT_EQ(ZRTTavikKernel::arrayToString(nullptr, ","), "");
-}
-
-TEST(KernelTest, PredicatesThatTakeAReferenceForTheirValue) {
-  for (const char* name :
-       {"hasSuffix", "hasPrefix", "referenceHasPrefix", "caseInsensitiveEqual", "caseInsensitiveEqualData",
-        "valueInList", "greaterThan", "equal", "equalLong", "isUppercase", "checkIMEIfromGUI", "nvramWhiteList"}) {
-    EXPECT_TRUE(ZRTTavikKernel::useReferenceForValue(name)) << name;
-  }
-  for (const char* name : {"contains", "equalData", "equalMask", "dataNotNull", "boolEqual", "Equal", "NOT equal", "",
-                           "equal AND equal", "equal ", "cccNandSizeCheck"}) {
-    EXPECT_FALSE(ZRTTavikKernel::useReferenceForValue(name)) << name;
-  }
 }
 
 // A ten-line reading of the grammar: the tree as text, or the error's code.

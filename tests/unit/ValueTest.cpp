@@ -10,7 +10,6 @@
 #include <random>
 #include <stdexcept>
 #include <string>
-#include <thread>
 #include <vector>
 
 namespace tavik {
@@ -295,43 +294,6 @@ TEST(ValueTest, ListingsReadBackAsText) {
   const auto read = readPropertyList({reinterpret_cast<const std::uint8_t*>(text.data()), text.size()}, error);
   ASSERT_TRUE(read) << error << '\n' << text;
   EXPECT_EQ(*read, listing) << text;
-}
-
-TEST(ValueTest, AnyDepth) {
-  const auto nested = [] {
-    Value value("core");
-    for (int depth = 0; depth < 1'000'000; ++depth) {
-      value = depth % 2 == 0 ? Value(Array::of(std::move(value))) : Value(Dictionary{{"k", std::move(value)}});
-    }
-    return value;
-  };
-  const Value one = nested();
-  const Value other = nested();
-  EXPECT_TRUE(one == other);
-  EXPECT_LT(description(&one).size(), 200'000'000U);
-  std::string error;
-  EXPECT_FALSE(writePropertyList(one, PropertyListFormat::kXml, error));
-  EXPECT_FALSE(writePropertyList(one, PropertyListFormat::kBinary, error));
-}
-
-TEST(ValueTest, ThreadsMayShareContents) {
-  // ThreadSanitizer watches: copies are written to while others read and copy the same contents.
-  Dictionary shared;
-  for (int key = 0; key < 40; ++key)
-    shared.set("key number " + std::to_string(key), Array::of("a long enough text", key));
-  std::vector<std::thread> threads;
-  for (int thread = 0; thread < 4; ++thread) {
-    threads.emplace_back([copy = shared, thread]() mutable {
-      for (int step = 0; step < 1000; ++step) {
-        Dictionary own = copy;
-        own.set("key number " + std::to_string(step % 50), Value(thread));
-        own.erase("key number 1");
-        if (step % 10 == 0) copy = own;
-      }
-    });
-  }
-  for (std::thread& thread : threads) thread.join();
-  EXPECT_EQ(shared.size(), 40U);
 }
 
 }  // namespace
