@@ -52,6 +52,7 @@ using OwnedValue = Owned<tavik_value, tavik_value_release>;
 using OwnedPlatform = Owned<tavik_platform, tavik_platform_release>;
 using OwnedKernel = Owned<tavik_kernel, tavik_kernel_release>;
 using OwnedRules = Owned<tavik_rules, tavik_rules_release>;
+using OwnedOutcome = Owned<tavik_outcome, tavik_outcome_release>;
 using OwnedError = Owned<tavik_error, tavik_error_release>;
 
 inline std::string_view stringOf(const tavik_value* value) {

@@ -41,6 +41,15 @@ class Choices {
     return items[below(kCount)];
   }
 
+  /// One of the words that `words` separates by "|".
+  std::string_view wordOf(std::string_view words) noexcept {
+    return word(words, below(static_cast<std::size_t>(std::ranges::count(words, '|')) + 1));
+  }
+  static std::string_view word(std::string_view words, std::size_t index) noexcept {
+    for (; index > 0; --index) words.remove_prefix(words.find('|') + 1);
+    return words.substr(0, words.find('|'));
+  }
+
   template <class Number>
   Number number() noexcept {
     std::array<std::uint8_t, sizeof(Number)> bytes;

@@ -52,29 +52,6 @@ def turned(value):
     return {key: turned(value[key]) for key in reversed(value)} if isinstance(value, dict) else value
 
 
-def rules_of(local, library, part_number, region):
-    """What a device gets, worked out from the description of the documents; None when it is refused."""
-    table = {}
-    if "MPNRules" in local:
-        if part_number not in local["MPNRules"]:
-            return None
-        for name, entry in local["MPNRules"][part_number].items():
-            if name != "RegionRules":
-                table[name] = entry
-            elif region not in entry:
-                return None
-            else:
-                table.update(entry[region])
-    table.update(local.get("GenericRules", {}))
-    for name in [name for name in table if name.endswith("RuleSet")]:
-        if name not in local.get("RuleSets", {}):
-            return None
-        del table[name]
-        table.update(local["RuleSets"][name])
-    return {name: {**library.get(name, {}), **({"value": entry["value"]} if "value" in entry else {})}
-            for name, entry in table.items()}
-
-
 class DiffTest(CommandTest):
     def setUp(self):
         super().setUp()
@@ -230,48 +207,6 @@ P3
         self.file("old", json.dumps(RULES))
         self.file("library2", json.dumps(merged(LIBRARY, {"Form": {"hideResult": None}})))
         self.assertIn("hidden: true -> none", self.diff("old", "--library", "library", "--library", "library2").out)
-
-    def test_agrees_with_the_description_on_random_documents(self):
-        chance = random.Random(5)
-        names = ["A", "B", "C", "oneRuleSet", "twoRuleSet"]
-
-        def entries():
-            return {name: {} if chance.random() < 0.5 else {"value": chance.randrange(3)}
-                    for name in chance.sample(names, chance.randrange(4))}
-
-        def document():
-            made = {"version": 1, "GenericRules": entries(), "RuleSets": {"oneRuleSet": entries(), "twoRuleSet": entries()}}
-            made["MPNRules"] = {part: entries() for part in chance.sample(["P", "Q", "R"], 2)}
-            for entry in made["MPNRules"].values():
-                if chance.random() < 0.6:
-                    entry["RegionRules"] = {region: entries() for region in chance.sample(["EU", "US", "JP"], 2)}
-            return made
-
-        library = {"version": 1, "A": {"value": 1}, "B": {"attribute": "b"}}
-        self.file("library", json.dumps(library))
-        for number in range(60):
-            old, new = document(), document()
-            self.file("old", json.dumps(old))
-            told = {}
-            for group in self.changes(new, "--library", "library"):
-                for device in group["devices"]:
-                    told[device["part_number"], device.get("region", "none of them")] = group["changes"] + told.get(
-                        (device["part_number"], device.get("region", "none of them")), [])
-            for part in "PQR":
-                for region in ("EU", "US", "JP", "none of them"):
-                    old_rules, new_rules = (rules_of(rules, library, part, region) for rules in (old, new))
-                    known = (part, region) if (part, region) in told else (part, "none of them")
-                    changes = {change.get("rule", change["change"]): change for change in told.get(known, [])}
-                    with self.subTest(number=number, part=part, region=region):
-                        if old_rules is None or new_rules is None:
-                            self.assertEqual("refused" in changes, old_rules is not None)
-                            self.assertEqual("accepted" in changes, new_rules is not None)
-                            continue
-                        for rule in old_rules.keys() | new_rules.keys():
-                            was, now = old_rules.get(rule), new_rules.get(rule)
-                            what = "gained" if was is None else "lost" if now is None else "changed" if was != now else None
-                            self.assertEqual(changes.pop(rule, {"change": None})["change"], what)
-                        self.assertEqual(changes, {})
 
     def test_devices_agree_with_checks_of_both_versions(self):
         chance = random.Random(3)

@@ -67,6 +67,7 @@ class BothKernels {
                 return tavik_rules_check(prepared_, deviceHandle, sourcesHandle, outputs...);
               }));
     if (rules_ && hasStation) compareLists(device, deviceHandle);
+    compareOutcomes(kernel_->run(device, local(), sources), deviceHandle, sourcesHandle);
     return checked;
   }
 
@@ -122,6 +123,31 @@ class BothKernels {
     EXPECT_EQ(status == TAVIK_OK, error == nullptr);
     EXPECT_LE(status, TAVIK_FAULT_INVALID_ARGUMENT) << tavik_status_text(status);
     return outcome.text();
+  }
+
+  void compareOutcomes(const CheckOutcome& run, const tavik_value* deviceHandle, const tavik_value* sourcesHandle) {
+    c::OwnedOutcome outcome;
+    OwnedValue records;
+    OwnedValue ruleRecords;
+    OwnedValue station;
+    OwnedError error;
+    done(tavik_rules_run(prepared_, deviceHandle, sourcesHandle, nullptr, outcome.out(), nullptr));
+    EXPECT_EQ(tavik_outcome_verdict(outcome), static_cast<int>(run.verdict) + TAVIK_PASSED);
+    EXPECT_EQ(tavik_outcome_reason(outcome), run.reason ? run.reason->word() : "");
+    EXPECT_STREQ(tavik_outcome_description(outcome), run.reason ? run.reason->description.c_str() : "");
+    EXPECT_STREQ(tavik_outcome_rule(outcome), run.reason ? run.reason->rule.value_or("").c_str() : "");
+    EXPECT_EQ(tavik_outcome_fault(outcome),
+              run.fault ? static_cast<int>(run.fault->category) + TAVIK_FAULT_OUT_OF_RANGE : TAVIK_OK);
+    done(tavik_outcome_error(outcome, error.out()));
+    EXPECT_EQ(tavik_error_code(error), run.error ? run.error->code() : 0);
+    EXPECT_EQ(tavik_outcome_records(outcome, records.out()), run.records ? TAVIK_OK : TAVIK_NOT_FOUND);
+    if (run.records) {
+      EXPECT_EQ(exact::text(valueOf(records)), exact::text(*run.records));
+    }
+    done(tavik_outcome_rule_records(outcome, ruleRecords.out()));
+    EXPECT_EQ(c::arrayOf(ruleRecords).size(), run.ruleRecords().size());
+    done(tavik_outcome_station(outcome, station.out()));
+    EXPECT_EQ(exact::text(valueOf(station)), exact::text(run.station));
   }
 
   void compareLists(const Dictionary& device, const tavik_value* deviceHandle) {
