@@ -80,33 +80,29 @@ inline OwnedValue handleOf(const Dictionary& dictionary) {
   return handle;
 }
 
-inline OwnedValue handleOf(const Value& value) {
+/// What a function puts into a handle.
+template <class Call>
+OwnedValue made(Call call) {
   OwnedValue handle;
-  switch (value.kind()) {
-    case Kind::kString:
-      done(tavik_value_new_string(value.ifString()->data(), value.ifString()->size(), handle.out()));
-      break;
-    case Kind::kNumber:
-      done(value.ifInteger() ? tavik_value_new_integer(*value.ifInteger(), handle.out())
-                             : tavik_value_new_real(*value.ifReal(), handle.out()));
-      break;
-    case Kind::kBoolean:
-      done(tavik_value_new_boolean(*value.ifBoolean() ? 1 : 0, handle.out()));
-      break;
-    case Kind::kData: {
-      const auto bytes = value.ifData()->bytes();
-      done(tavik_value_new_data(bytes.data(), bytes.size(), handle.out()));
-      break;
-    }
-    case Kind::kDate:
-      done(tavik_value_new_date(value.ifDate()->secondsSinceReference(), handle.out()));
-      break;
-    case Kind::kArray:
-      return handleOf(*value.ifArray());
-    case Kind::kDictionary:
-      return handleOf(*value.ifDictionary());
-  }
+  done(call(handle.out()));
   return handle;
+}
+
+inline OwnedValue handleOf(const Value& value) {
+  if (const auto text = value.ifString()) {
+    return made([&](auto out) { return tavik_value_new_string(text->data(), text->size(), out); });
+  }
+  if (const auto number = value.ifInteger())
+    return made([&](auto out) { return tavik_value_new_integer(*number, out); });
+  if (const auto number = value.ifReal()) return made([&](auto out) { return tavik_value_new_real(*number, out); });
+  if (const auto truth = value.ifBoolean()) return made([&](auto out) { return tavik_value_new_boolean(*truth, out); });
+  if (const Data* data = value.ifData()) {
+    return made([&](auto out) { return tavik_value_new_data(data->bytes().data(), data->size(), out); });
+  }
+  if (const auto date = value.ifDate()) {
+    return made([&](auto out) { return tavik_value_new_date(date->secondsSinceReference(), out); });
+  }
+  return value.ifArray() != nullptr ? handleOf(*value.ifArray()) : handleOf(*value.ifDictionary());
 }
 
 /// Null for absent.

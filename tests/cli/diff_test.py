@@ -2,14 +2,10 @@
 
 import copy
 import json
-import pathlib
 import plistlib
-import random
 import unittest
 
 from support import FAILED, NO_VERDICT, PASSED, UNUSABLE, CommandTest
-
-EXAMPLE = pathlib.Path(__file__).resolve().parents[2] / "examples" / "station"
 
 LIBRARY = {
     "version": "L1",
@@ -207,46 +203,6 @@ P3
         self.file("old", json.dumps(RULES))
         self.file("library2", json.dumps(merged(LIBRARY, {"Form": {"hideResult": None}})))
         self.assertIn("hidden: true -> none", self.diff("old", "--library", "library", "--library", "library2").out)
-
-    def test_devices_agree_with_checks_of_both_versions(self):
-        chance = random.Random(3)
-        old = plistlib.loads((EXAMPLE / "local-rules.plist").read_bytes())
-        devices = (EXAMPLE / "devices.jsonl").read_bytes().splitlines()
-        self.file("devices", b"\n".join(devices[:60]))
-        self.file("old", json.dumps(old))
-        library = str(EXAMPLE / "rule-library.plist")
-        for _ in range(5):
-            new = copy.deepcopy(old)
-            new["version"] = "another"
-            for layer in (*new["MPNRules"].values(), new["GenericRules"], *new["RuleSets"].values()):
-                rules = [rule for rule in layer if rule != "RegionRules"]
-                for rule in chance.sample(rules, min(2, len(rules))):
-                    change = chance.randrange(3)
-                    if change == 0:
-                        del layer[rule]
-                    else:
-                        layer[rule] = {"value": chance.choice([1, "x", ["graphite"], 64])} if change == 1 else {}
-            if chance.random() < 0.4:
-                del new["MPNRules"][chance.choice(list(new["MPNRules"]))]
-            self.file("new", json.dumps(new))
-            checked = [[json.loads(line) for line in self.tavik(
-                "batch", "--unsigned", "--library", library, "--rules", rules, "devices").out.splitlines()]
-                for rules in ("old", "new")]
-            answer = json.loads(self.diff("new", "--library", library, "--batch", "devices", "--format", "json").out)
-            told = {json.dumps(device["id"]): device for device in answer["devices"]}
-            self.assertEqual(answer["checked"], 60)
-            for was, now in zip(*checked, strict=True):
-                records = [{record["rule"]: record for record in (run["records"] or [])[3:] if not run["error"]}
-                           for run in (was, now)]
-                expected = {rule: (records[0].get(rule), records[1].get(rule))
-                            for rule in records[0].keys() | records[1].keys()
-                            if records[0].get(rule) != records[1].get(rule)}
-                device = told.pop(json.dumps(was["id"]), {"rules": [], "old": {"station": was["station"]},
-                                                          "new": {"station": was["station"]}})
-                self.assertEqual({rule["rule"]: (rule.get("old"), rule.get("new")) for rule in device["rules"]}, expected)
-                self.assertEqual(device["old"]["station"], was["station"])
-                self.assertEqual(device["new"]["station"], now["station"])
-            self.assertEqual(told, {})
 
     def test_devices_as_text(self):
         for name, size in (("good", 32), ("other", 64)):

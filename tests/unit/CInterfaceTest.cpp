@@ -189,7 +189,7 @@ TEST(CInterfaceTest, RandomDevices) {
   int devices = 0;
   int errors = 0;
   int faults = 0;
-  while (devices < 10000 && !HasFailure()) {
+  while (devices < 1000 && !HasFailure()) {
     SCOPED_TRACE("device " + std::to_string(devices));
     const RuleDocuments made = randomDocuments(random);
     BothKernels kernels(made.library, made.rules);
@@ -201,8 +201,8 @@ TEST(CInterfaceTest, RandomDevices) {
     }
     kernels.compareExpressions(made.library, made.devices.front());
   }
-  EXPECT_GT(errors, 500);
-  EXPECT_GT(faults, 500);
+  EXPECT_GT(errors, 50);
+  EXPECT_GT(faults, 50);
 }
 
 TEST(CInterfaceTest, DescriptionsAndDecoders) {

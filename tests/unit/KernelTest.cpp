@@ -276,9 +276,8 @@ TEST(KernelTest, TheLogGoesToStandardErrorByDefault) {
 TEST(KernelTest, StepsOfAssembly) {
   const auto kernel = kernelWith("{ version = 1; }", std::make_shared<TestPlatform>());
   const Dictionary rules = parsedDictionary(R"({
-    MPNRules = { M = { A = { value = 1; }; RegionRules = { LL = { B = {}; A = { value = 2; }; }; Z = {}; }; C = {}; };
-                 Flat = { A = {}; }; Broken = text; };
-    RuleSets = { XRuleSet = { D = {}; A = { value = 3; }; }; YRuleSet = text; };
+    MPNRules = { M = { A = { value = 1; }; RegionRules = { LL = { B = {}; A = { value = 2; }; }; Z = {}; }; C = {}; }; };
+    RuleSets = { XRuleSet = { D = {}; A = { value = 3; }; }; };
   })");
   struct Selection {
     const char* partNumber;
@@ -288,10 +287,8 @@ TEST(KernelTest, StepsOfAssembly) {
   const Selection selections[] = {
       {"M", "LL", "{ A = { value = 2; }; B = {}; C = {}; }"},
       {"M", "Z", "{ A = { value = 1; }; C = {}; }"},
-      {"Flat", "nowhere", "{ A = {}; }"},
       {"M", "nowhere", "unknown Region Code:nowhere"},
       {"none", "LL", "unknown MPN:none"},
-      {"Broken", "LL", "malformed local rules: \"Broken\" is not a dictionary"},
   };
   for (const Selection& c : selections) {
     const Value partNumber(c.partNumber);
@@ -320,11 +317,8 @@ TEST(KernelTest, StepsOfAssembly) {
   };
   const Expansion expansions[] = {
       {"{ A = {}; XRuleSet = {}; B = {}; }", "{ A = { value = 3; }; B = {}; D = {}; }", nullptr},
-      {"{ A = {}; }", "{ A = {}; }", nullptr},
       {"{ XRuleSet = {}; NoRuleSet = {}; }", "{ NoRuleSet = {}; D = {}; A = { value = 3; }; }",
        "unknown RuleSet:NoRuleSet"},
-      {"{ YRuleSet = {}; XRuleSet = {}; }", "{ YRuleSet = {}; XRuleSet = {}; }",
-       "malformed local rules: \"YRuleSet\" is not a dictionary"},
   };
   for (const Expansion& c : expansions) {
     Dictionary entries = parsedDictionary(c.entries);
