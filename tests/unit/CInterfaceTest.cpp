@@ -71,32 +71,6 @@ class BothKernels {
     return checked;
   }
 
-  // Each rule of the library, on an attribute.
-  void compareExpressions(const Dictionary& library, const Value& attribute) {
-    for (const auto [name, rule] : library) {
-      const Dictionary* definition = rule.ifDictionary();
-      if (definition == nullptr || !definition->findString("predicate")) continue;
-      const std::string expression(*definition->findString("predicate"));
-      const Value* expected = definition->find("value");
-      SCOPED_TRACE(expression);
-      CheckTrace plain = traceOf(*platform_, false, [&](Dictionary*, std::optional<Error>& error) {
-        std::optional<Array> record;
-        const auto tree = AbstractTreeNode::parsePredicateString(expression.c_str(), *kernel_, error);
-        if (tree != nullptr) record = Array::of(*tree->process(&attribute, expected, nullptr));
-        return record;
-      });
-      const auto evaluate = [&](tavik_value*, tavik_value** records, tavik_error** error) {
-        OwnedValue record;
-        const tavik_status status = tavik_evaluate(expression.c_str(), handleOf(attribute), nullptr,
-                                                   handleOrNull(expected), host_.platform(), record.out(), error);
-        if (status != TAVIK_OK) return status;
-        done(tavik_value_new_array(records));
-        return tavik_array_append(*records, record);
-      };
-      EXPECT_EQ(seenFromC(std::move(plain)), fromC(false, evaluate));
-    }
-  }
-
  private:
   [[nodiscard]] const Dictionary* local() const { return rules_ ? &*rules_ : nullptr; }
 
@@ -199,7 +173,6 @@ TEST(CInterfaceTest, RandomDevices) {
       if (!outcome.fault.empty()) ++faults;
       if (outcome.error && outcome.error->code() != -1) ++errors;
     }
-    kernels.compareExpressions(made.library, made.devices.front());
   }
   EXPECT_GT(errors, 50);
   EXPECT_GT(faults, 50);
@@ -269,17 +242,17 @@ TEST(CInterfaceTest, ValuesAreReadAsTheyWereBuilt) {
   std::int64_t integer = 0;
   double real = 0;
   std::int32_t truth = 0;
-  EXPECT_EQ(tavik_dictionary_get_string(device, "string", &text, &length), TAVIK_OK);
+  done(tavik_dictionary_get_string(device, "string", &text, &length));
   EXPECT_EQ(std::string_view(text, length), "\u00E4");
-  EXPECT_EQ(tavik_dictionary_get_integer(device, "integer", &integer), TAVIK_OK);
+  done(tavik_dictionary_get_integer(device, "integer", &integer));
   EXPECT_EQ(integer, std::numeric_limits<std::int64_t>::min());
-  EXPECT_EQ(tavik_dictionary_get_real(device, "real", &real), TAVIK_OK);
+  done(tavik_dictionary_get_real(device, "real", &real));
   EXPECT_TRUE(std::signbit(real));
-  EXPECT_EQ(tavik_dictionary_get_boolean(device, "boolean", &truth), TAVIK_OK);
+  done(tavik_dictionary_get_boolean(device, "boolean", &truth));
   EXPECT_EQ(truth, 1);
-  EXPECT_EQ(tavik_dictionary_get_data(device, "data", &bytes, &length), TAVIK_OK);
-  EXPECT_EQ(std::vector(bytes, bytes + length), (std::vector<std::uint8_t>{0, 1}));
-  EXPECT_EQ(tavik_dictionary_get_date(device, "date", &real), TAVIK_OK);
+  done(tavik_dictionary_get_data(device, "data", &bytes, &length));
+  EXPECT_EQ(Data(std::span(bytes, length)), (Data{0, 1}));
+  done(tavik_dictionary_get_date(device, "date", &real));
   EXPECT_EQ(real, 0.25);
 
   OwnedValue copy;
@@ -405,18 +378,13 @@ TEST(CInterfaceTest, Misuse) {
   }
   const Case cases[] = {
       CASE(TAVIK_NULL_ARGUMENT, tavik_value_new_string(nullptr, 1, &value)),
-      CASE(TAVIK_NULL_ARGUMENT, tavik_value_new_string(nullptr, TAVIK_TO_NUL, &value)),
       CASE(TAVIK_NULL_ARGUMENT, tavik_value_new_string("x", 1, nullptr)),
       CASE(TAVIK_NOT_UTF8, tavik_value_new_string("a\xFF", TAVIK_TO_NUL, &value)),
       CASE(TAVIK_NOT_UTF8, tavik_value_new_string("\xED\xA0\x80", 3, &value)),
       CASE(TAVIK_NULL_ARGUMENT, tavik_value_new_integer(1, nullptr)),
-      CASE(TAVIK_NULL_ARGUMENT, tavik_value_new_real(1, nullptr)),
-      CASE(TAVIK_NULL_ARGUMENT, tavik_value_new_boolean(1, nullptr)),
       CASE(TAVIK_NULL_ARGUMENT, tavik_value_new_data(nullptr, 1, &value)),
       CASE(TAVIK_BAD_ARGUMENT, tavik_value_new_data("x", SIZE_MAX, &value)),
-      CASE(TAVIK_NULL_ARGUMENT, tavik_value_new_date(1, nullptr)),
       CASE(TAVIK_NULL_ARGUMENT, tavik_value_new_array(nullptr)),
-      CASE(TAVIK_NULL_ARGUMENT, tavik_value_new_dictionary(nullptr)),
       CASE(TAVIK_NULL_ARGUMENT, tavik_value_copy(nullptr, &value)),
       CASE(TAVIK_BAD_HANDLE, tavik_value_copy(noValue, &value)),
       CASE(TAVIK_NULL_ARGUMENT, tavik_value_release(nullptr)),
@@ -428,7 +396,6 @@ TEST(CInterfaceTest, Misuse) {
       CASE(TAVIK_NULL_ARGUMENT, tavik_value_get_kind(nullptr, &truth)),
       CASE(TAVIK_NULL_ARGUMENT, tavik_value_get_kind(string, nullptr)),
       CASE(TAVIK_NULL_ARGUMENT, tavik_value_get_string(string, nullptr, &size)),
-      CASE(TAVIK_NULL_ARGUMENT, tavik_value_get_string(string, &text, nullptr)),
       CASE(TAVIK_WRONG_KIND, tavik_value_get_string(integer, &text, &size)),
       CASE(TAVIK_WRONG_KIND, tavik_value_get_integer(string, &number)),
       CASE(TAVIK_WRONG_KIND, tavik_value_get_real(integer, &real)),
@@ -437,26 +404,20 @@ TEST(CInterfaceTest, Misuse) {
       CASE(TAVIK_WRONG_KIND, tavik_value_get_date(integer, &real)),
       CASE(TAVIK_BAD_HANDLE, tavik_value_get_date(noValue, &real)),
       CASE(TAVIK_WRONG_KIND, tavik_value_get_count(string, &size)),
-      CASE(TAVIK_NULL_ARGUMENT, tavik_value_get_count(array, nullptr)),
       CASE(TAVIK_NULL_ARGUMENT, tavik_value_equal(string, nullptr, &truth)),
-      CASE(TAVIK_NULL_ARGUMENT, tavik_value_equal(string, string, nullptr)),
       CASE(TAVIK_BAD_HANDLE, tavik_value_describe(noValue, &value)),
       CASE(TAVIK_INDEX_OUT_OF_RANGE, tavik_array_get(array, 1, &value)),
-      CASE(TAVIK_INDEX_OUT_OF_RANGE, tavik_array_get(array, SIZE_MAX, &value)),
       CASE(TAVIK_WRONG_KIND, tavik_array_get(dictionary, 0, &value)),
       CASE(TAVIK_INDEX_OUT_OF_RANGE, tavik_array_set(array, 1, string)),
       CASE(TAVIK_WRONG_KIND, tavik_array_set(string, 0, string)),
       CASE(TAVIK_NULL_ARGUMENT, tavik_array_append(array, nullptr)),
-      CASE(TAVIK_NULL_ARGUMENT, tavik_array_append(nullptr, string)),
       CASE(TAVIK_BAD_HANDLE, tavik_array_append(array, noValue)),
       CASE(TAVIK_WRONG_KIND, tavik_dictionary_keys(array, &value)),
       CASE(TAVIK_NULL_ARGUMENT, tavik_dictionary_get(dictionary, nullptr, 1, &value)),
       CASE(TAVIK_NOT_FOUND, tavik_dictionary_get(dictionary, "x", 1, &value)),
       CASE(TAVIK_NOT_UTF8, tavik_dictionary_get(dictionary, "\xFF", 1, &value)),
-      CASE(TAVIK_WRONG_KIND, tavik_dictionary_get(array, "k", 1, &value)),
       CASE(TAVIK_NULL_ARGUMENT, tavik_dictionary_set(dictionary, "n", 1, nullptr)),
       CASE(TAVIK_NOT_UTF8, tavik_dictionary_set(dictionary, "\x80", 1, string)),
-      CASE(TAVIK_WRONG_KIND, tavik_dictionary_set(array, "n", 1, string)),
       CASE(TAVIK_BAD_HANDLE, tavik_dictionary_set(noValue, "n", 1, string)),
       CASE(TAVIK_NOT_FOUND, tavik_dictionary_erase(dictionary, "x", 1)),
       CASE(TAVIK_NULL_ARGUMENT, tavik_dictionary_set_string(dictionary, "n", nullptr)),
@@ -473,13 +434,11 @@ TEST(CInterfaceTest, Misuse) {
       CASE(TAVIK_NULL_ARGUMENT, tavik_dictionary_get_date(nullptr, "k", &real)),
       CASE(TAVIK_NULL_ARGUMENT, tavik_property_list_read(nullptr, 1, &value, &error)),
       CASE(TAVIK_REFUSED, tavik_property_list_read(nullptr, 0, &value, &error)),
-      CASE(TAVIK_NULL_ARGUMENT, tavik_property_list_read("{}", 2, nullptr, &error)),
       CASE(TAVIK_NULL_ARGUMENT, tavik_property_list_read_file(nullptr, &value, &error)),
       CASE(TAVIK_BAD_ARGUMENT, tavik_property_list_write(string, 3, &value, &error)),
       CASE(TAVIK_NULL_ARGUMENT, tavik_json_read(nullptr, TAVIK_TO_NUL, &value, &error)),
       CASE(TAVIK_REFUSED, tavik_json_read(nullptr, 0, &value, &error)),
       CASE(TAVIK_BAD_ARGUMENT, tavik_json_write(string, 3, &value, &error)),
-      CASE(TAVIK_NULL_ARGUMENT, tavik_json_write(string, TAVIK_JSON_ONE_LINE, nullptr, &error)),
       CASE(TAVIK_NULL_ARGUMENT, tavik_property_list_write(nullptr, TAVIK_FORMAT_XML, &value, &error)),
       CASE(TAVIK_NULL_ARGUMENT, tavik_verdict_trust(nullptr, string)),
       CASE(TAVIK_BAD_HANDLE, tavik_verdict_trust(noVerdict, string)),
@@ -493,16 +452,13 @@ TEST(CInterfaceTest, Misuse) {
       CASE(TAVIK_NULL_ARGUMENT, tavik_kernel_new(nullptr, platform, &madeKernel, &error)),
       CASE(TAVIK_NULL_ARGUMENT, tavik_kernel_new("/x", nullptr, &madeKernel, &error)),
       CASE(TAVIK_BAD_HANDLE, tavik_kernel_new("/x", noPlatform, &madeKernel, &error)),
-      CASE(TAVIK_NULL_ARGUMENT, tavik_kernel_new("/x", platform, nullptr, &error)),
       CASE(TAVIK_REFUSED, tavik_kernel_new("/no/such/file", platform, &madeKernel, &error)),
-      CASE(TAVIK_NULL_ARGUMENT, tavik_kernel_check(nullptr, dictionary, nullptr, nullptr, nullptr, &value, &error)),
       CASE(TAVIK_BAD_HANDLE, tavik_kernel_check(noKernel, dictionary, nullptr, nullptr, nullptr, &value, &error)),
       CASE(TAVIK_NULL_ARGUMENT, tavik_kernel_check(kernel, nullptr, nullptr, nullptr, nullptr, &value, &error)),
       CASE(TAVIK_WRONG_KIND, tavik_kernel_check(kernel, array, nullptr, nullptr, nullptr, &value, &error)),
       CASE(TAVIK_WRONG_KIND, tavik_kernel_check(kernel, dictionary, string, nullptr, nullptr, &value, &error)),
       CASE(TAVIK_WRONG_KIND, tavik_kernel_check(kernel, dictionary, nullptr, array, nullptr, &value, &error)),
       CASE(TAVIK_WRONG_KIND, tavik_kernel_check(kernel, dictionary, nullptr, nullptr, integer, &value, &error)),
-      CASE(TAVIK_NULL_ARGUMENT, tavik_kernel_check(kernel, dictionary, nullptr, nullptr, nullptr, nullptr, &error)),
       CASE(TAVIK_WRONG_KIND, tavik_kernel_prepare(kernel, string, &madeRules, &error)),
       CASE(TAVIK_NULL_ARGUMENT, tavik_kernel_prepare(kernel, nullptr, nullptr, &error)),
       CASE(TAVIK_BAD_HANDLE, tavik_rules_check(noRules, dictionary, nullptr, nullptr, &value, &error)),

@@ -8,6 +8,7 @@
 #include <array>
 #include <cstdint>
 #include <cstdlib>
+#include <cstring>
 #include <memory>
 #include <span>
 #include <string>
@@ -134,6 +135,11 @@ TEST(DERDecoderTest, FindsElementsByTag) {
   EXPECT_EQ(DERDecoderGetInteger32WithTag(&decoder, 0, 4, &number), kOverrun);
   EXPECT_EQ(DERDecoderGetInteger32WithTag(&decoder, 1, 4, &number), kEnd);
   EXPECT_EQ(number, 77U);
+  const Block eight(fromHex("04 08 01 02 03 04 05 06 07 08 "));
+  const DERDecoder wide = eight.decoder();
+  std::uint64_t number64 = 0;
+  EXPECT_EQ(DERDecoderGetInteger64WithTag(&wide, 0, 4, &number64), kNone);
+  EXPECT_EQ(std::memcmp(&number64, eight.begin() + 2, 8), 0);
   std::uint32_t isConstructed = 77;
   EXPECT_EQ(DERDecoderGetDataAt(&decoder, nullptr, nullptr, &isConstructed, nullptr, nullptr, 1), kNone);
   EXPECT_EQ(isConstructed, 0U) << "which this query never tells";

@@ -1,5 +1,6 @@
 // The kernel: creation, errors, result making, predicate trees, device rule assembly.
 
+#include "support/Cases.h"
 #include "support/TestSupport.h"
 
 namespace tavik {
@@ -151,69 +152,9 @@ std::string assembled(std::string_view local, std::string_view device) {
 }
 
 TEST(DeviceRulesTest, LayersAndTheirPrecedence) {
-  struct Case {
-    const char* why;
-    const char* local;
-    const char* device;
-    const char* rules;
-  };
-  const Case cases[] = {
-      {"no layer at all", "{}", "{}", ""},
-      {"part number", "{ MPNRules = { M = { B = {}; A = { value = 5; }; }; }; }", "{ ModelNumber = M; }", "B A=5"},
-      {"definition's own value", "{ GenericRules = { A = {}; B = {}; }; }", "{}", "A=library A B"},
-      {"region after own rules",
-       "{ MPNRules = { M = { A = { value = 1; }; RegionRules = { R = { A = { value = 2; }; B = {}; }; }; }; }; }",
-       "{ ModelNumber = M; RegionInfo = R; }", "A=2 B"},
-      {"own rules after region",
-       "{ MPNRules = { M = { RegionRules = { R = { A = { value = 2; }; B = {}; }; }; A = { value = 1; }; }; }; }",
-       "{ ModelNumber = M; RegionInfo = R; }", "A=1 B"},
-      {"region not looked at", "{ MPNRules = { M = { A = {}; }; }; }", "{ ModelNumber = M; RegionInfo = ZZ; }",
-       "A=library A"},
-      {"generic takes the value away", "{ MPNRules = { M = { A = { value = 5; }; }; }; GenericRules = { A = {}; }; }",
-       "{ ModelNumber = M; }", "A=library A"},
-      {"rule set in place of its name",
-       "{ GenericRules = { FirstRuleSet = { value = lost; }; B = { value = 3; }; }; RuleSets = { FirstRuleSet = { A = "
-       "{}; B = { value = 4; }; }; }; }",
-       "{}", "B=4 A=library A"},
-      {"a set inside a set stays a name",
-       "{ GenericRules = { OneRuleSet = {}; }; RuleSets = { OneRuleSet = { TwoRuleSet = {}; }; TwoRuleSet = { A = {}; "
-       "}; }; }",
-       "{}", "TwoRuleSet"},
-      {"unless it comes later anyway",
-       "{ GenericRules = { OneRuleSet = {}; TwoRuleSet = {}; }; RuleSets = { OneRuleSet = { TwoRuleSet = {}; }; "
-       "TwoRuleSet = { A = {}; }; }; }",
-       "{}", "A=library A"},
-      {"extra-rules never contribute",
-       "{ GenericRules = { X = { value = 1; }; }; \"extra-rules\" = { X = { attribute = x; value = 2; }; }; }", "{}",
-       "X=1"},
-      {"no definition", "{ GenericRules = { Strange = {}; Missing = {}; }; }", "{}", "Strange Missing"},
-      {"suffix is exact", "{ GenericRules = { Ruleset = {}; RuleSets = {}; }; }", "{}", "Ruleset RuleSets"},
-      {"unknown part number", "{ MPNRules = {}; }", "{ ModelNumber = M; }", "-100003 unknown MPN:M"},
-      {"no part number", "{ MPNRules = {}; }", "{}", "-100003 unknown MPN:(null)"},
-      {"part number of another kind", "{ MPNRules = { M = {}; }; }", "{ ModelNumber = ( M ); }",
-       "-100003 unknown MPN:(\n    M\n)"},
-      {"unknown region", "{ MPNRules = { M = { RegionRules = {}; }; }; }", "{ ModelNumber = M; RegionInfo = R; }",
-       "-100003 unknown Region Code:R"},
-      {"no region", "{ MPNRules = { M = { RegionRules = {}; }; }; }", "{ ModelNumber = M; }",
-       "-100003 unknown Region Code:(null)"},
-      {"unknown rule set", "{ GenericRules = { NoRuleSet = {}; }; }", "{}", "-100004 unknown RuleSet:NoRuleSet"},
-      {"MPNRules of another kind", "{ MPNRules = (); }", "{ ModelNumber = M; }",
-       "-100003 malformed local rules: \"MPNRules\" is not a dictionary"},
-      {"part-number entry", "{ MPNRules = { M = x; }; }", "{ ModelNumber = M; }",
-       "-100003 malformed local rules: \"M\" is not a dictionary"},
-      {"region table", "{ MPNRules = { M = { RegionRules = x; }; }; }", "{ ModelNumber = M; }",
-       "-100003 malformed local rules: \"RegionRules\" is not a dictionary"},
-      {"region", "{ MPNRules = { M = { RegionRules = { R = x; }; }; }; }", "{ ModelNumber = M; RegionInfo = R; }",
-       "-100003 malformed local rules: \"R\" is not a dictionary"},
-      {"generic rules", "{ GenericRules = x; }", "{}",
-       "-100003 malformed local rules: \"GenericRules\" is not a dictionary"},
-      {"rule sets", "{ RuleSets = (); }", "{}", "-100003 malformed local rules: \"RuleSets\" is not a dictionary"},
-      {"rule set", "{ GenericRules = { ARuleSet = {}; }; RuleSets = { ARuleSet = x; }; }", "{}",
-       "-100003 malformed local rules: \"ARuleSet\" is not a dictionary"},
-      {"local entry", "{ GenericRules = { A = x; }; }", "{}",
-       "-100003 malformed local rules: \"A\" is not a dictionary"},
-  };
-  for (const Case& c : cases) EXPECT_EQ(assembled(c.local, c.device), c.rules) << c.why;
+  for (const Case& c : casesIn("device-rules.json")) {
+    EXPECT_EQ(assembled(c["local"], c["device"]), c["rules"]) << c["why"];
+  }
 }
 
 TEST(DeviceRulesTest, LogsEachRuleAndLeavesTheLibraryAlone) {

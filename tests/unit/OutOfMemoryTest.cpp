@@ -542,29 +542,18 @@ Value fromC(const std::function<tavik_status(tavik_value** value, tavik_error** 
 
 TEST(OutOfMemoryTest, CInterface) {
   const Example example;
-  const std::string xml = bytesOf(writing(everyKind(), PropertyListFormat::kXml));
   const c::OwnedValue all = c::handleOf(everyKind());
-  std::size_t characters = 0;
   tavik_platform_callbacks callbacks = {};
   callbacks.struct_size = sizeof callbacks;
-  callbacks.user_data = &characters;
   callbacks.validate = [](void*, const tavik_value* document, const char*, tavik_verdict* verdict) {
-    const char* reason = nullptr;
-    std::size_t length = 0;
-    if (tavik_dictionary_get_string(document, "untrusted", &reason, &length) == TAVIK_OK) {
-      tavik_verdict_refuse(verdict, reason, length);
-    } else {
-      tavik_verdict_trust(verdict, document);
-    }
+    tavik_verdict_trust(verdict, document);
   };
-  callbacks.log = [](void* data, const char*, std::size_t length) { *static_cast<std::size_t*>(data) += length; };
   c::OwnedPlatform platform;
   c::OwnedKernel kernel;
   c::OwnedKernel malformed;
   c::OwnedRules rules;
   const c::OwnedValue library = c::handleOf(example.library);
   const c::OwnedValue local = c::handleOf(example.local);
-  const c::OwnedValue untrusted = c::handleOf(example.untrusted);
   const c::OwnedValue malformedLocal = c::handleOf(example.malformedLocal);
   const c::OwnedValue sources = c::handleOf(example.sources);
   const c::OwnedValue device = c::handleOf(example.device);
@@ -586,11 +575,6 @@ TEST(OutOfMemoryTest, CInterface) {
   exhaust({
       {"building and reading", [] { return c::valueOf(c::handleOf(everyKind())); }},
       {"describing", [&] { return fromC([&](auto value, auto) { return tavik_value_describe(all, value); }); }},
-      {"reading XML",
-       [&] {
-         return fromC(
-             [&](auto value, auto error) { return tavik_property_list_read(xml.data(), xml.size(), value, error); });
-       }},
       {"refusing a file",
        [] {
          return fromC([](auto value, auto error) { return tavik_property_list_read_file("/no/such", value, error); });
@@ -607,7 +591,6 @@ TEST(OutOfMemoryTest, CInterface) {
              [&](auto value, auto error) { return tavik_nand_size_check_description(nullptr, all, value, error); });
        }},
       {"check", [&] { return checking(kernel, local); }},
-      {"check with rules that are refused", [&] { return checking(kernel, untrusted); }},
       {"check with a malformed expression", [&] { return checking(malformed, malformedLocal); }},
       {"check with rules prepared before",
        [&] {
