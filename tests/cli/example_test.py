@@ -21,7 +21,7 @@ class DevicesTest(CommandTest):
     def test_what_each_device_comes_to(self):
         for device, status, checked, failed in (
             ("device-good", PASSED, 49, 0),
-            ("device-wrong", FAILED, 49, 17),
+            ("device-wrong", FAILED, 50, 17),
             ("device-incomplete", FAILED, 49, 9),
             ("device-unknown-region", NO_VERDICT, 1, 1),
         ):
