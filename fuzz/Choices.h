@@ -108,31 +108,16 @@ inline void append(std::string& all, const Dictionary& dictionary) {
 }
 
 inline void append(std::string& all, const Value& value) {
-  switch (value.kind()) {
-    case Kind::kString:
-      append(all, 's', *value.ifString());
-      break;
-    case Kind::kNumber:
-      value.ifInteger() ? append(all, 'i', std::to_string(*value.ifInteger())) : append(all, 'r', *value.ifReal());
-      break;
-    case Kind::kBoolean:
-      all += *value.ifBoolean() ? 'T' : 'F';
-      break;
-    case Kind::kData: {
-      const auto bytes = value.ifData()->bytes();
-      append(all, 'd', std::string_view(reinterpret_cast<const char*>(bytes.data()), bytes.size()));
-      break;
-    }
-    case Kind::kDate:
-      append(all, 't', value.ifDate()->secondsSinceReference() + 0.0);  // a date has one zero
-      break;
-    case Kind::kArray:
-      append(all, *value.ifArray());
-      break;
-    case Kind::kDictionary:
-      append(all, *value.ifDictionary());
-      break;
+  if (const auto text = value.ifString()) append(all, 's', *text);
+  if (const auto integer = value.ifInteger()) append(all, 'i', std::to_string(*integer));
+  if (const auto real = value.ifReal()) append(all, 'r', *real);
+  if (const auto truth = value.ifBoolean()) all += *truth ? 'T' : 'F';
+  if (const Data* data = value.ifData()) {
+    append(all, 'd', {reinterpret_cast<const char*>(data->bytes().data()), data->size()});
   }
+  if (const auto date = value.ifDate()) append(all, 't', date->secondsSinceReference() + 0.0);  // a date has one zero
+  if (const Array* array = value.ifArray()) append(all, *array);
+  if (const Dictionary* dictionary = value.ifDictionary()) append(all, *dictionary);
 }
 
 /// Of a value, an array or a dictionary. Two have the same text when they are of the same kinds, equal, and in the same

@@ -219,38 +219,26 @@ class RuleDocumentMaker {
 
   // Of any kind, with containers in each other so deep.
   Value value(int depth) {
-    switch (choices_.below(depth > 0 ? 12 : 8)) {
-      case 0:
-        return choices_.text(24);
-      case 1:
-        return Value(std::int64_t{choices_.byte()} - 100);
-      case 2:
-        return Value(choices_.number<std::int64_t>());
-      case 3:
-        return Value(choices_.often(4) ? choices_.number<double>() : choices_.byte() / 4.0);
-      case 4:
-        return Value(choices_.often(8));
-      case 5:
-        return choices_.often(2) ? Value(Date::sinceReference(choices_.number<double>()))
-                                 : Value(Data(choices_.bytes(80)));
-      case 6:
-      case 7:
-        return choices_.wordOf(kTexts);
-      case 8:
-      case 9: {
-        Array array;
-        for (std::size_t rest = choices_.below(4); rest > 0; --rest) array.append(value(depth - 1));
-        return array;
-      }
-      default: {
-        Dictionary dictionary;
-        for (std::size_t rest = choices_.below(4); rest > 0; --rest) {
-          const std::string_view key = choices_.often(1) ? choices_.text(20) : choices_.wordOf(kKeys);
-          dictionary.set(key, value(depth - 1));
-        }
-        return dictionary;
+    const std::size_t kind = choices_.below(depth > 0 ? 12 : 8);
+    if (kind == 0) return choices_.text(24);
+    if (kind == 1) return Value(std::int64_t{choices_.byte()} - 100);
+    if (kind == 2) return Value(choices_.number<std::int64_t>());
+    if (kind == 3) return Value(choices_.often(4) ? choices_.number<double>() : choices_.byte() / 4.0);
+    if (kind == 4) return Value(choices_.often(8));
+    if (kind == 5 && choices_.often(2)) return Value(Date::sinceReference(choices_.number<double>()));
+    if (kind == 5) return Value(Data(choices_.bytes(80)));
+    if (kind < 8) return choices_.wordOf(kTexts);
+    Array array;
+    Dictionary dictionary;
+    for (std::size_t rest = choices_.below(4); rest > 0; --rest) {
+      if (kind < 10) {
+        array.append(value(depth - 1));
+      } else {
+        const std::string_view key = choices_.often(1) ? choices_.text(20) : choices_.wordOf(kKeys);
+        dictionary.set(key, value(depth - 1));
       }
     }
+    return kind < 10 ? Value(array) : Value(dictionary);
   }
 
   Choices choices_;

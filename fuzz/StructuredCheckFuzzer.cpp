@@ -5,6 +5,7 @@
 
 #include <tavik/TavikKernel.h>
 
+#include <array>
 #include <cstdlib>
 #include <iostream>
 
@@ -15,12 +16,15 @@ namespace {
 
 using namespace tavik;
 
+// Readable, and different when anything is.
 std::string textOf(const RuleDocuments& documents) {
-  std::string all = exact::text(documents.library);
-  all += documents.rules ? exact::text(*documents.rules) : "none";
-  all += documents.sources ? exact::text(*documents.sources) : "none";
-  for (const Dictionary& device : documents.devices) all += exact::text(device);
-  return all;
+  const Array all =
+      Array::of(documents.library, documents.rules.value_or(Dictionary()), documents.sources.value_or(Dictionary()));
+  std::string text = exact::text(all) + '\n' + description(std::array{Value(all)}.data());
+  for (const Dictionary& device : documents.devices) {
+    text += exact::text(device) + '\n' + description(std::array{Value(device)}.data());
+  }
+  return text;
 }
 
 class Examination {
@@ -42,16 +46,7 @@ class Examination {
   // Says what was examined: a rule document is hard to read off the input.
   void require(bool condition, std::string_view what, const std::string& found = "") const {
     if (condition) return;
-    const Value rules(documents_.rules.value_or(Dictionary()));
-    const Value sources(documents_.sources.value_or(Dictionary()));
-    const Value library(documents_.library);
-    std::cerr << what << '\n' << found << "\nlibrary " << description(&library);
-    std::cerr << "\nrules " << description(&rules) << "\nsources " << description(&sources);
-    for (const Dictionary& device : documents_.devices) {
-      const Value attributes(device);
-      std::cerr << "\ndevice " << description(&attributes);
-    }
-    std::cerr << std::endl;
+    std::cerr << what << '\n' << found << '\n' << textOf(documents_) << std::endl;
     std::abort();
   }
 
@@ -106,22 +101,8 @@ class Examination {
     if (ran) require(checked.records->size() == 3 + std::max<std::size_t>(made->size(), 1), "a rule without a record");
     std::size_t position = 3;
     for (const auto [name, rule] : *made) {
-      describe(*rule.ifDictionary(), attributes);
       const Value* record = ran ? &checked.records->at(position++) : nullptr;
       evaluate(name, *rule.ifDictionary(), attributes, record == nullptr ? nullptr : record->ifDictionary());
-    }
-  }
-
-  void describe(const Dictionary& rule, const Dictionary& attributes) const {
-    const auto name = rule.findString("attribute");
-    const Value* attribute = name ? attributes.find(*name) : nullptr;
-    const Value* value = rule.find("value");
-    try {
-      static_cast<void>(ZRTTavikKernel::valueInListDescription(attribute, value));
-      static_cast<void>(ZRTTavikKernel::nandSizeCheckDescription(attributes, value));
-      static_cast<void>(ZRTTavikKernel::nvramWhiteListDescription(attribute, value));
-    } catch (const std::out_of_range&) {
-    } catch (const std::invalid_argument&) {
     }
   }
 

@@ -89,22 +89,14 @@ double modelNumber(Choices& choices) {
 }
 
 Value modelScalar(Choices& choices) {
-  switch (choices.below(8)) {
-    case 0:
-      return Value(choices.number<std::int64_t>());
-    case 1:
-      return Value(choices.number<std::int8_t>());
-    case 2:
-      return Value(modelNumber(choices));
-    case 3:
-      return Value(choices.often(8));
-    case 4:
-      return Data(choices.bytes(40));
-    case 5:
-      return Date::sinceReference(modelNumber(choices));
-    default:
-      return modelText(choices);
-  }
+  const std::size_t kind = choices.below(8);
+  if (kind == 0) return Value(choices.number<std::int64_t>());
+  if (kind == 1) return Value(choices.number<std::int8_t>());
+  if (kind == 2) return Value(modelNumber(choices));
+  if (kind == 3) return Value(choices.often(8));
+  if (kind == 4) return Data(choices.bytes(40));
+  if (kind == 5) return Date::sinceReference(modelNumber(choices));
+  return modelText(choices);
 }
 
 // A dictionary beside its entries.
