@@ -495,34 +495,15 @@ TEST(PropertyListTest, Files) {
 }
 
 TEST(DateTextTest, BothDirectionsAreExact) {
-  struct Case {
-    std::string_view text;
-    double seconds;
-    std::string_view shortest;
-  };
-  const Case cases[] = {
-      {"2001-01-01T00:00:00Z", 0, "2001-01-01T00:00:00Z"},
-      {"1970-01-01T00:00:00.000Z", -978307200, "1970-01-01T00:00:00Z"},
-      {"2024-02-29T23:59:59.5Z", 730943999.5, "2024-02-29T23:59:59.5Z"},
-      {"2000-12-31T23:59:59.9Z", -0.1, "2000-12-31T23:59:59.9Z"},
-      {"2001-01-01T00:00:00.1000000000000000055511151231257827Z", 0.1, "2001-01-01T00:00:00.1Z"},
-      {"2000-12-31T23:59:59.75000Z", -0.25, "2000-12-31T23:59:59.75Z"},
-      {"0001-01-01T00:00:00Z", -63113904000, "0001-01-01T00:00:00Z"},
-      {"9999-12-31T23:59:59.9999Z", 252423993599.9999, "9999-12-31T23:59:59.9999Z"},
-  };
-  for (const Case& c : cases) {
-    EXPECT_EQ(dateFromIsoText(c.text), Date::sinceReference(c.seconds)) << c.text;
-    EXPECT_EQ(dateToIsoText(Date::sinceReference(c.seconds)), c.shortest);
+  for (const Case& c : casesIn("dates.json")) {  // without "seconds": not a date
+    const Value* seconds = c.entries.find("seconds");
+    const std::optional<Date> date = dateFromIsoText(c["text"]);
+    EXPECT_EQ(date.has_value(), seconds != nullptr) << c["text"];
+    if (!date || seconds == nullptr) continue;
+    EXPECT_EQ(date, Date::sinceReference(doubleValue(seconds)));
+    EXPECT_EQ(dateToIsoText(*date), c["shortest"]);
   }
   EXPECT_EQ(dateFromIsoText("2001-01-01T00:00:00." + std::string(100000, '0') + "1Z"), Date::sinceReference(0));
-  for (const std::string_view text :
-       {"", "Z", "2026-11-21T01:02:03", "2026-11-21 01:02:03Z", "2026-11-21T01:02:03.Z", "2026-11-21T01:02:03,5Z",
-        "2026-11-21T01:02:03+00Z", "2026-02-29T00:00:00Z", "2026-00-01T00:00:00Z", "2026-13-01T00:00:00Z",
-        "2026-01-00T00:00:00Z", "2026-01-01T24:00:00Z", "2026-01-01T00:60:00Z", "2026-12-31T23:59:60Z",
-        "0000-12-31T23:59:59Z", "0000-12-31T23:59:59.99999999999999Z", "9999-12-31T23:59:59.99999999999Z",
-        "10000-01-01T00:00:00Z"}) {
-    EXPECT_FALSE(dateFromIsoText(text)) << text;
-  }
   for (const double seconds : {252423993600.0, -63113904000.1, std::nan("")})
     EXPECT_FALSE(dateToIsoText(Date::sinceReference(seconds)));
 }
