@@ -259,6 +259,7 @@ other  FAILED -> passed
             (UNUSABLE, "--library is given more than twice", (*plain, *["--library", "library"] * 3)),
             (UNUSABLE, '--batch line: line 2: "attributes" is not an object',
              (*plain, "--library", "library", "--batch", "line")),
+            (UNUSABLE, "/proc/self/mem: Input/output error", (*plain, "--library", "library", "--batch", "/proc/self/mem")),
         )
         for status, message, arguments in cases:
             with self.subTest(message):

@@ -309,6 +309,9 @@ class LintTest(CommandTest):
         self.assertEqual(results, {"unknown-predicate": ("error", "library", "Modem firmware.predicate"),
                                    "undefined-rule": ("error", "local%20rules", "GenericRules.Modem é"),
                                    "unused-rule-set": ("note", "local%20rules", "RuleSets.SpareRuleSet")})
+        self.write([library("version", GONE)])
+        (result,) = json.loads(self.lint("--format", "sarif").out)["runs"][0]["results"]
+        self.assertNotIn("logicalLocations", result["locations"][0])
 
     def test_signed_documents(self):
         self.write([rules("GenericRules", "Modem", {})])

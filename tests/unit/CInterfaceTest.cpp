@@ -197,6 +197,15 @@ TEST(CInterfaceTest, DescriptionsAndDecoders) {
        [&](auto out) { return tavik_nand_size_check_description(handleOf(phone), handleOf(sizes), out, nullptr); });
   same(ZRTTavikKernel::nvramWhiteListDescription(&variables, &list),
        [&](auto out) { return tavik_nvram_white_list_description(handleOf(variables), handleOf(list), out, nullptr); });
+  const PredicateKernel predicates(std::make_shared<TestPlatform>());
+  const Value text("ok");
+  const Dictionary answers{{"question", "OK"}};
+  std::optional<Error> error;
+  const auto tree = AbstractTreeNode::parsePredicateString("NOT staticTextGUIEquals", predicates, error);
+  same(*tree->process(&list, &text, &answers), [&](auto out) {
+    return tavik_evaluate("NOT staticTextGUIEquals", handleOf(list), handleOf(answers), handleOf(text), nullptr, out,
+                          nullptr);
+  });
 
   std::vector<std::uint8_t> blob(20, 0);
   blob.insert(blob.end(), {1, 0, 0, 0, '#', 'B', 'L', 'M', 'x', 'y', 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0});
