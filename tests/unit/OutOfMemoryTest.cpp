@@ -157,16 +157,16 @@ struct Operation {
 };
 
 void exhaust(const std::vector<Operation>& operations) {
-  for (const auto& [name, call, mayResult] : operations) {
-    const Value expected = call();
-    forEveryRequest(name.c_str(), [&](std::size_t refused, bool onlyOne) {
+  for (const Operation& operation : operations) {
+    const Value expected = operation.call();
+    forEveryRequest(operation.name.c_str(), [&](std::size_t refused, bool onlyOne) {
       Value result;
-      const bool ended = runs(refused, onlyOne, [&] { result = call(); });
-      if (ended && !(trial.hasRefused && mayResult != nullptr && mayResult(result))) {
+      const bool ended = runs(refused, onlyOne, [&] { result = operation.call(); });
+      if (ended && !(trial.hasRefused && operation.mayResult != nullptr && operation.mayResult(result))) {
         EXPECT_EQ(description(&result), description(&expected));
       }
     });
-    EXPECT_EQ(call(), expected) << name << ": usable afterwards";
+    EXPECT_EQ(operation.call(), expected) << operation.name << ": usable afterwards";
     if (testing::Test::HasFailure()) return;
   }
 }
