@@ -224,6 +224,12 @@ other  FAILED -> passed
     old  FAIL  actual 64, expected equal 32
     new  pass  actual 64, expected equal 64
 """), run.out)
+        run = self.diff(new, "--library", "library", "--attributes", "good", "--format", "json")
+        record = {"rule": "Size", "actual": 32}
+        self.assertEqual(json.loads(run.out)["devices"], [{
+            "id": "good", "old": {"verdict": "passed", "station": {}}, "new": {"verdict": "failed", "station": {}},
+            "rules": [{"rule": "Size", "old": record | {"result": True, "expected": "equal 32"},
+                       "new": record | {"result": False, "expected": "equal 64"}}]}])
         run = self.diff(merged(RULES, {"MPNRules": {"P1": None}}), "--library", "library", "--attributes", "good")
         self.assertIn("\ngood  passed -> no verdict: unknown MPN:P1\n  Color\n    old  pass", run.out)
         self.file("library2", json.dumps(merged(LIBRARY, {"Color": {"predicate": "sendConditionalAttribute", "value": {"list": []}}})))

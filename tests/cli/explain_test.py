@@ -154,6 +154,20 @@ class ExplainTest(CommandTest):
         self.assertEqual(explained["sets"], [{"name": "FinalRuleSet", "entries": [
             {"layer": "part_number", "name": "P1", "entry": {}}]}])
 
+    def test_evaluation_as_json(self):
+        rule, = self.explained("Build")["rules"]
+        record = {"result": False, "actual": 7, "expected": "equal 9"}
+        expected = {
+            "value": 9, "value_from": "reference", "attribute": {"name": "Build", "value": 7},
+            "references": [{"name": "build", "source": "sfc", "value": 9}, {"name": "Size", "value": 64}], "combination": "",
+            "calls": [{"predicate": "equalLong", "operation": "equalLong:value:", "known": True, "record": record}],
+            "record": {"rule": "Build"} | record,
+        }
+        self.assertEqual({key: rule[key] for key in expected}, expected)
+        self.file("device", json.dumps({"ModelNumber": "P2", "Color": "x"}))
+        rule, = self.explained("Bad")["rules"]
+        self.assertEqual((rule["error"]["code"], "record" in rule), (-100006, False))
+
     def test_devices_and_documents_without_rules(self):
         for device, message in (({"ModelNumber": "p1"}, 'unknown MPN:p1; did you mean "P1"?'),
                                 ({"ModelNumber": "P1", "RegionInfo": "JP"}, "unknown Region Code:JP; the regions of P1 are EU, US"),

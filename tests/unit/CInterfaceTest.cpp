@@ -508,6 +508,10 @@ TEST(CInterfaceTest, Misuse) {
   EXPECT_EQ(valueOf(array), Value(Array::of("element")));
   EXPECT_EQ(valueOf(dictionary), Value(Dictionary{{"k", "v"}}));
   EXPECT_EQ(tavik_error_code(nullptr), 0);
+  for (const auto* outcome : {static_cast<tavik_outcome*>(nullptr), reinterpret_cast<tavik_outcome*>(noValue)}) {
+    EXPECT_EQ(tavik_outcome_verdict(outcome), TAVIK_NO_VERDICT);
+    EXPECT_STREQ(tavik_outcome_reason(outcome), "");
+  }
   EXPECT_STREQ(tavik_error_text(reinterpret_cast<tavik_error*>(noValue)), "");
   EXPECT_STREQ(tavik_status_text(-1), "no status of this library");
   EXPECT_STREQ(tavik_status_text(TAVIK_INTERNAL + 1), "no status of this library");

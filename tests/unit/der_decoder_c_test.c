@@ -35,6 +35,7 @@ static int parse(void) {
   CHECK(DERDecoderGetAllData(&content, &items, &count) == kDERDecoderErrorNone);
   CHECK(count == 4 && items.items[2].tagClass == 1 && items.items[3].isConstructed == 1);
   DERDecoderFreeData(&items);
+  CHECK(items.items == NULL);
   return 0;
 }
 
