@@ -129,6 +129,8 @@ class ExplainTest(CommandTest):
             with self.subTest(word):
                 self.assertIn(f"nobody says a value: {word} {meaning}", out)
         self.assertIn("\n  a fault ends the check: ", self.explain("sendStaticAttribute").out)
+        rule, = self.explained("sendStaticAttribute")["rules"]
+        self.assertEqual(rule["fault"]["kind"], "invalid-argument")
 
     def test_a_rule_that_the_device_does_not_get(self):
         for name, text in (("Bad", "this device does not get it; it is for P2"),
@@ -164,6 +166,7 @@ class ExplainTest(CommandTest):
             "record": {"rule": "Build"} | record,
         }
         self.assertEqual({key: rule[key] for key in expected}, expected)
+        self.assertNotIn("fault", rule)
         self.file("device", json.dumps({"ModelNumber": "P2", "Color": "x"}))
         rule, = self.explained("Bad")["rules"]
         self.assertEqual((rule["error"]["code"], "record" in rule), (-100006, False))
