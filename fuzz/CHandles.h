@@ -1,6 +1,6 @@
 /// @file
-/// Handles of the C interface that release themselves, conversion of values through that interface in both directions,
-/// and a platform of callbacks equivalent to RecordingPlatform.
+/// Handles of the C interface that release themselves, values through that interface entry by entry, both ways, and a
+/// platform of callbacks that does what RecordingPlatform does.
 #ifndef TAVIK_FUZZ_C_HANDLES_H
 #define TAVIK_FUZZ_C_HANDLES_H
 
@@ -18,7 +18,7 @@
 
 namespace tavik::c {
 
-/// Checks a call that can fail only because of memory.
+/// Where nothing but want of memory can go wrong.
 inline void done(tavik_status status) {
   if (status == TAVIK_NO_MEMORY) throw std::bad_alloc();
   if (status == TAVIK_OK) return;
@@ -37,12 +37,12 @@ class Owned {
   }
   ~Owned() { done(kRelease(&handle_)); }
 
-  /// The address for a function that returns a handle.
+  /// For a function to put a handle into.
   Handle** out() {
     done(kRelease(&handle_));
     return &handle_;
   }
-  operator Handle*() const { return handle_; }  // NOLINT(google-explicit-constructor): for calls of C functions
+  operator Handle*() const { return handle_; }  // NOLINT(google-explicit-constructor): taken as the C functions take it
 
  private:
   Handle* handle_ = nullptr;
@@ -52,6 +52,7 @@ using OwnedValue = Owned<tavik_value, tavik_value_release>;
 using OwnedPlatform = Owned<tavik_platform, tavik_platform_release>;
 using OwnedKernel = Owned<tavik_kernel, tavik_kernel_release>;
 using OwnedRules = Owned<tavik_rules, tavik_rules_release>;
+using OwnedOutcome = Owned<tavik_outcome, tavik_outcome_release>;
 using OwnedError = Owned<tavik_error, tavik_error_release>;
 
 inline std::string_view stringOf(const tavik_value* value) {
@@ -79,36 +80,32 @@ inline OwnedValue handleOf(const Dictionary& dictionary) {
   return handle;
 }
 
-inline OwnedValue handleOf(const Value& value) {
+/// What a function puts into a handle.
+template <class Call>
+OwnedValue made(Call call) {
   OwnedValue handle;
-  switch (value.kind()) {
-    case Kind::kString:
-      done(tavik_value_new_string(value.ifString()->data(), value.ifString()->size(), handle.out()));
-      break;
-    case Kind::kNumber:
-      done(value.ifInteger() ? tavik_value_new_integer(*value.ifInteger(), handle.out())
-                             : tavik_value_new_real(*value.ifReal(), handle.out()));
-      break;
-    case Kind::kBoolean:
-      done(tavik_value_new_boolean(*value.ifBoolean() ? 1 : 0, handle.out()));
-      break;
-    case Kind::kData: {
-      const auto bytes = value.ifData()->bytes();
-      done(tavik_value_new_data(bytes.data(), bytes.size(), handle.out()));
-      break;
-    }
-    case Kind::kDate:
-      done(tavik_value_new_date(value.ifDate()->secondsSinceReference(), handle.out()));
-      break;
-    case Kind::kArray:
-      return handleOf(*value.ifArray());
-    case Kind::kDictionary:
-      return handleOf(*value.ifDictionary());
-  }
+  done(call(handle.out()));
   return handle;
 }
 
-/// Null if absent.
+inline OwnedValue handleOf(const Value& value) {
+  if (const auto text = value.ifString()) {
+    return made([&](auto out) { return tavik_value_new_string(text->data(), text->size(), out); });
+  }
+  if (const auto number = value.ifInteger())
+    return made([&](auto out) { return tavik_value_new_integer(*number, out); });
+  if (const auto number = value.ifReal()) return made([&](auto out) { return tavik_value_new_real(*number, out); });
+  if (const auto truth = value.ifBoolean()) return made([&](auto out) { return tavik_value_new_boolean(*truth, out); });
+  if (const Data* data = value.ifData()) {
+    return made([&](auto out) { return tavik_value_new_data(data->bytes().data(), data->size(), out); });
+  }
+  if (const auto date = value.ifDate()) {
+    return made([&](auto out) { return tavik_value_new_date(date->secondsSinceReference(), out); });
+  }
+  return value.ifArray() != nullptr ? handleOf(*value.ifArray()) : handleOf(*value.ifDictionary());
+}
+
+/// Null for absent.
 template <class Contents>
 OwnedValue handleOrNull(const Contents* contents) {
   return contents == nullptr ? OwnedValue() : handleOf(*contents);
@@ -175,13 +172,13 @@ inline Value valueOf(const tavik_value* handle) {
   }
 }
 
-/// Trusts every document except those with an "untrusted" entry, whose description is the reason. A document with a
-/// "nothing" entry counts as empty. Records the log.
+/// Trusts every document but those with an "untrusted" entry, whose description is the reason; one with "nothing"
+/// stands for an empty document. Keeps the log.
 struct CallbackHost {
   std::vector<std::string> lines;
   int releases = 0;
 
-  /// A platform that records to this object, which must outlive it.
+  /// A platform that writes here, where this must outlive it.
   OwnedPlatform platform() {
     tavik_platform_callbacks callbacks = {};
     callbacks.struct_size = sizeof callbacks;

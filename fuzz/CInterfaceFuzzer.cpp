@@ -70,39 +70,23 @@ class Calls {
 
   // A value, null, or a handle of another type.
   tavik_value* argument() {
-    switch (choices_.below(16)) {
-      case 0:
-        return nullptr;
-      case 1:
-        return reinterpret_cast<tavik_value*>(static_cast<tavik_kernel*>(kernel_));
-      case 2:
-        return reinterpret_cast<tavik_value*>(static_cast<tavik_rules*>(rules_));
-      default:
-        return slot().handle;
-    }
+    const std::size_t choice = choices_.below(16);
+    if (choice == 0) return nullptr;
+    if (choice == 1) return reinterpret_cast<tavik_value*>(static_cast<tavik_kernel*>(kernel_));
+    if (choice == 2) return reinterpret_cast<tavik_value*>(static_cast<tavik_rules*>(rules_));
+    return slot().handle;
   }
 
   void call() {
-    switch (choices_.below(10)) {
-      case 0:
-      case 1:
-        return make();
-      case 2:
-      case 3:
-        return store();
-      case 4:
-        return take();
-      case 5:
-        return misread();
-      case 6:
-        return release();
-      case 7: {
-        const tavik_value* library = argument();
-        return makeKernel(library, argument());
-      }
-      default:
-        return give();
-    }
+    const std::size_t choice = choices_.below(10);
+    if (choice < 2) return make();
+    if (choice < 4) return store();
+    if (choice == 4) return take();
+    if (choice == 5) return misread();
+    if (choice == 6) return release();
+    if (choice > 7) return give();
+    const tavik_value* library = argument();
+    makeKernel(library, argument());
   }
 
   void keep(Slot& to, tavik_status status, const Value& model) {
@@ -112,56 +96,41 @@ class Calls {
 
   void make() {
     Slot& to = slot();
-    tavik_value** const out = to.handle.out();
     const auto text = choices_.text(20);
-    switch (choices_.below(7)) {
-      case 0:
-        return keep(to, tavik_value_new_string(text.data(), text.size(), out), text);
-      case 1: {
-        const auto number = choices_.number<std::int64_t>();
-        return keep(to, tavik_value_new_integer(number, out), Value(number));
-      }
-      case 2: {
-        const auto number = choices_.number<double>();
-        return keep(to, tavik_value_new_real(number, out), Value(number));
-      }
-      case 3:
-        return keep(to, tavik_value_new_boolean(7, out), Value(true));
-      case 4: {
-        const Data data(std::span(reinterpret_cast<const std::uint8_t*>(text.data()), text.size()));
-        return keep(to, tavik_value_new_data(text.data(), text.size(), out), data);
-      }
-      case 5:
-        return keep(to, tavik_value_new_array(out), Array());
-      default:
-        return keep(to, tavik_value_new_dictionary(out), Dictionary());
-    }
+    const std::size_t kind = choices_.below(7);
+    const Data data(std::span(reinterpret_cast<const std::uint8_t*>(text.data()), text.size()));
+    const Value integer(kind == 1 ? choices_.number<std::int64_t>() : 0);
+    const Value real(kind == 2 ? choices_.number<double>() : 0.0);
+    const Value values[] = {Value(text), integer, real, Value(true), Value(data), Value(Array()), Value(Dictionary())};
+    tavik_value** const out = to.handle.out();
+    const tavik_status status = kind == 0   ? tavik_value_new_string(text.data(), text.size(), out)
+                                : kind == 3 ? tavik_value_new_boolean(7, out)
+                                            : TAVIK_OK;
+    if (kind != 0 && kind != 3) to.handle = c::handleOf(values[kind]);
+    keep(to, status, values[kind]);
   }
 
   void store() {
     Slot& into = slot();
     const Slot& from = slot();
     const auto key = choices_.text(6);
-    const bool grows = into.model && from.model && sizeOf(*into.model) + sizeOf(*from.model) <= kMost;
-    if (into.model && from.model && !grows) return;
+    if (into.model && from.model && sizeOf(*into.model) + sizeOf(*from.model) > kMost) return;
     const std::size_t index = choices_.below(8);
-    if (choices_.often(8)) {
-      const tavik_status status = tavik_dictionary_set(into.handle, key.data(), key.size(), from.handle);
-      if (status != TAVIK_OK) return;
+    const bool stores = choices_.often(8);
+    if (stores || choices_.often(4)) {
+      if ((stores ? tavik_dictionary_set(into.handle, key.data(), key.size(), from.handle)
+                  : tavik_dictionary_erase(into.handle, key.data(), key.size())) != TAVIK_OK) {
+        return;
+      }
       Dictionary changed = *into.model->ifDictionary();
-      changed.set(key, *from.model);
-      into.model = changed;
-    } else if (choices_.often(4)) {
-      const tavik_status status = tavik_dictionary_erase(into.handle, key.data(), key.size());
-      if (status != TAVIK_OK) return;
-      Dictionary changed = *into.model->ifDictionary();
-      require(changed.erase(key));
+      stores ? changed.set(key, *from.model) : require(changed.erase(key));
       into.model = changed;
     } else {
       const bool appends = choices_.often(8);
-      const tavik_status status =
-          appends ? tavik_array_append(into.handle, from.handle) : tavik_array_set(into.handle, index, from.handle);
-      if (status != TAVIK_OK) return;
+      if ((appends ? tavik_array_append(into.handle, from.handle) : tavik_array_set(into.handle, index, from.handle)) !=
+          TAVIK_OK) {
+        return;
+      }
       Array changed = *into.model->ifArray();
       appends ? changed.append(*from.model) : changed.set(index, *from.model);
       into.model = changed;

@@ -1,5 +1,6 @@
 /// @file
-/// Decisions made from input bytes, for targets that build their test data, and an exact text form of values.
+/// Decisions taken from bytes, for targets that build what they test, and values as texts that tell apart whatever can
+/// be told apart.
 #ifndef TAVIK_FUZZ_CHOICES_H
 #define TAVIK_FUZZ_CHOICES_H
 
@@ -17,7 +18,7 @@
 
 namespace tavik {
 
-/// Makes decisions from bytes, deterministically. After the last byte, it always makes the first choice.
+/// Takes decisions from bytes, the same from the same; where the bytes have run out, always the first choice.
 class Choices {
  public:
   explicit Choices(std::span<const std::uint8_t> bytes) noexcept : rest_(bytes) {}
@@ -30,14 +31,23 @@ class Choices {
     rest_ = rest_.subspan(1);
     return first;
   }
-  /// A number from 0 to `count` - 1. count: at most 256.
+  /// From 0 to below `count`, which is at most 256.
   std::size_t below(std::size_t count) noexcept { return byte() % count; }
-  /// True in `sixteenths` of 16 cases.
+  /// True in so many of 16 cases.
   bool often(std::size_t sixteenths) noexcept { return below(16) >= 16 - sixteenths; }
 
   template <class Item, std::size_t kCount>
   const Item& oneOf(const Item (&items)[kCount]) noexcept {
     return items[below(kCount)];
+  }
+
+  /// One of the words that `words` separates by "|".
+  std::string_view wordOf(std::string_view words) noexcept {
+    return word(words, below(static_cast<std::size_t>(std::ranges::count(words, '|')) + 1));
+  }
+  static std::string_view word(std::string_view words, std::size_t index) noexcept {
+    for (; index > 0; --index) words.remove_prefix(words.find('|') + 1);
+    return words.substr(0, words.find('|'));
   }
 
   template <class Number>
@@ -49,12 +59,12 @@ class Choices {
 
   /// Up to `most` bytes, at most 255.
   std::span<const std::uint8_t> bytes(std::size_t most) noexcept {
-    const std::size_t wanted = below(most + 1);  // consumes a byte of the rest
+    const std::size_t wanted = below(most + 1);  // takes one of the rest
     const auto taken = rest_.first(std::min(wanted, rest_.size()));
     rest_ = rest_.subspan(taken.size());
     return taken;
   }
-  /// The same as text, not always valid UTF-8.
+  /// The same as text, not always in UTF-8.
   std::string_view text(std::size_t most) noexcept {
     const auto taken = bytes(most);
     return {reinterpret_cast<const char*>(taken.data()), taken.size()};
@@ -73,7 +83,7 @@ inline void append(std::string& all, char mark, std::string_view bytes) {
   all += bytes;
 }
 
-// By bits, but all NaNs are the same.
+// Bit by bit, save that there is one NaN.
 inline void append(std::string& all, char mark, double number) {
   all += mark;
   all += std::isnan(number) ? "nan" : std::to_string(std::bit_cast<std::uint64_t>(number));
@@ -98,36 +108,20 @@ inline void append(std::string& all, const Dictionary& dictionary) {
 }
 
 inline void append(std::string& all, const Value& value) {
-  switch (value.kind()) {
-    case Kind::kString:
-      append(all, 's', *value.ifString());
-      break;
-    case Kind::kNumber:
-      value.ifInteger() ? append(all, 'i', std::to_string(*value.ifInteger())) : append(all, 'r', *value.ifReal());
-      break;
-    case Kind::kBoolean:
-      all += *value.ifBoolean() ? 'T' : 'F';
-      break;
-    case Kind::kData: {
-      const auto bytes = value.ifData()->bytes();
-      append(all, 'd', std::string_view(reinterpret_cast<const char*>(bytes.data()), bytes.size()));
-      break;
-    }
-    case Kind::kDate:
-      append(all, 't', value.ifDate()->secondsSinceReference() + 0.0);  // dates do not distinguish 0.0 from -0.0
-      break;
-    case Kind::kArray:
-      append(all, *value.ifArray());
-      break;
-    case Kind::kDictionary:
-      append(all, *value.ifDictionary());
-      break;
+  if (const auto text = value.ifString()) append(all, 's', *text);
+  if (const auto integer = value.ifInteger()) append(all, 'i', std::to_string(*integer));
+  if (const auto real = value.ifReal()) append(all, 'r', *real);
+  if (const auto truth = value.ifBoolean()) all += *truth ? 'T' : 'F';
+  if (const Data* data = value.ifData()) {
+    append(all, 'd', {reinterpret_cast<const char*>(data->bytes().data()), data->size()});
   }
+  if (const auto date = value.ifDate()) append(all, 't', date->secondsSinceReference() + 0.0);  // a date has one zero
+  if (const Array* array = value.ifArray()) append(all, *array);
+  if (const Dictionary* dictionary = value.ifDictionary()) append(all, *dictionary);
 }
 
-/// The exact text of a value, array or dictionary. Two have the same text if they have the same kinds, are equal, and
-/// have the same order throughout. Distinguishes integers from floating-point numbers and 0.0 from -0.0; all NaNs are
-/// the same.
+/// Of a value, an array or a dictionary. Two have the same text when they are of the same kinds, equal, and in the same
+/// order throughout: integers are told from floating-point numbers and 0.0 from -0.0, and a NaN is like another.
 template <class Item>
 std::string text(const Item& item) {
   std::string all;
@@ -135,7 +129,7 @@ std::string text(const Item& item) {
   return all;
 }
 
-/// The text of a dictionary entry.
+/// An entry of a dictionary's text.
 inline std::string entry(std::string_view key, std::string_view valueText) {
   std::string all;
   append(all, 'k', key);

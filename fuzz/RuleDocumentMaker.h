@@ -1,5 +1,6 @@
 /// @file
-/// Makes rule documents, devices and sources from choices: mostly realistic ones, with occasional errors of every kind.
+/// Rule documents, devices and sources that are made from choices: mostly such as a rule author might write, with
+/// everything that can be wrong about them now and then.
 #ifndef TAVIK_FUZZ_RULE_DOCUMENT_MAKER_H
 #define TAVIK_FUZZ_RULE_DOCUMENT_MAKER_H
 
@@ -37,104 +38,34 @@ class RuleDocumentMaker {
   }
 
  private:
-  static constexpr std::string_view kRules[] = {"A",
-                                                "B",
-                                                "C",
-                                                "D",
-                                                "a rule with a name that is long",
-                                                "No Attribute a",
-                                                "No Attribute of any name",
-                                                "SetRuleSet",
-                                                "OtherRuleSet",
-                                                "RuleSet",
-                                                "RegionRules",
-                                                "version"};
-  static constexpr std::string_view kAttributes[] = {"a",
-                                                     "b",
-                                                     "ModelNumber",
-                                                     "RegionInfo",
-                                                     "IntegratedCircuitCardIdentity",
-                                                     "SysCfgData.ABCD",
-                                                     "RootManifestData.Unknown",
-                                                     "mpn",
-                                                     "region_code",
-                                                     "MLBSerialNumber",
-                                                     "FCCID",
-                                                     "TotalDiskCapacity",
-                                                     "SerialNumber",
-                                                     "an attribute with a name that is long",
-                                                     "SysCfgData",
-                                                     "\xC3\xA4"};
-  static constexpr std::string_view kSources[] = {"sfc", "gui", "SFC", "another"};
-  static constexpr std::string_view kPartNumbers[] = {"MD123", "MD456", "a part number that is long"};
-  static constexpr std::string_view kRegions[] = {"LL/A", "ZA/A", "a region that is long"};
-  static constexpr std::string_view kPredicates[] = {"MPN4CCheck",
-                                                     "MPN4CListCheck",
-                                                     "MPN4ECheck",
-                                                     "MPN4EListCheck",
-                                                     "MPNCCCCheck",
-                                                     "boolEqual",
-                                                     "caseInsensitiveEqual",
-                                                     "caseInsensitiveEqualData",
-                                                     "cccNandSizeCheck",
-                                                     "checkEEEFCCIDTable",
-                                                     "checkIMEIfromGUI",
-                                                     "checkWifiVendorAgainst4E",
-                                                     "checkWifiVendorAgainstEEE",
-                                                     "combinedMPNRCCheck",
-                                                     "contains",
-                                                     "controlBitCheck",
-                                                     "dataNotNull",
-                                                     "equal",
-                                                     "equalData",
-                                                     "equalLong",
-                                                     "equalMask",
-                                                     "greaterThan",
-                                                     "hasPrefix",
-                                                     "hasSuffix",
-                                                     "isUppercase",
-                                                     "minimumNandSize",
-                                                     "nandSizeCheck",
-                                                     "nvramWhiteList",
-                                                     "referenceHasPrefix",
-                                                     "sendConditionalAttribute",
-                                                     "sendStaticAttribute",
-                                                     "staticTextGUIEquals",
-                                                     "swbhRegionMatch",
-                                                     "systemPartitionSizeCheck",
-                                                     "validIMEI",
-                                                     "valueInList",
-                                                     "varnockSystemPartitionSizeCheck",
-                                                     "nobodysPredicate",
-                                                     "AND"};
-  static constexpr std::string_view kTexts[] = {"",
-                                                "A",
-                                                "abc",
-                                                "ABC",
-                                                "42",
-                                                "0042",
-                                                "-1.5e3",
-                                                "64GB",
-                                                "64000000000",
-                                                "MD123",
-                                                "LL/A",
-                                                "None",
-                                                "Pass",
-                                                "DEAD",
-                                                "001044120005019",
-                                                "C02K647012KR4",
-                                                "C02K64701277KR4ABC",
-                                                "vendor=0x1a55",
-                                                "GER",
-                                                "region",
-                                                "\xC3\xA4\xC3\x9F",
-                                                "a text that is long enough to be shared"};
-  static constexpr std::string_view kKeys[] = {
-      "Mask",    "Result",    "OnPass",     "OnFail", "match", "nonMatch", "list", "value", "behavior", "countryList",
-      "special", "nospecial", "Test State", "MD123",  "LL/A",  "A",        "KR4",  "7KR4",  "region"};
-  static constexpr std::string_view kFields[] = {"attribute", "predicate", "value", "references"};
+  // Words, separated by "|".
+  static constexpr std::string_view kRules =
+      "A|B|C|D|a rule with a name that is long|No Attribute a|No Attribute of any name|SetRuleSet|OtherRuleSet"
+      "|RuleSet|RegionRules|version";
+  static constexpr std::string_view kAttributes =
+      "a|b|ModelNumber|RegionInfo|IntegratedCircuitCardIdentity|SysCfgData.ABCD|RootManifestData.Unknown|mpn"
+      "|region_code|MLBSerialNumber|FCCID|TotalDiskCapacity|SerialNumber|an attribute with a name that is long"
+      "|SysCfgData|\xC3\xA4";
+  static constexpr std::string_view kSources = "sfc|gui|SFC|another";
+  static constexpr std::string_view kPartNumbers = "MD123|MD456|a part number that is long";
+  static constexpr std::string_view kRegions = "LL/A|ZA/A|a region that is long";
+  static constexpr std::string_view kPredicates =
+      "MPN4CCheck|MPN4CListCheck|MPN4ECheck|MPN4EListCheck|MPNCCCCheck|boolEqual|caseInsensitiveEqual"
+      "|caseInsensitiveEqualData|cccNandSizeCheck|checkEEEFCCIDTable|checkIMEIfromGUI|checkWifiVendorAgainst4E"
+      "|checkWifiVendorAgainstEEE|combinedMPNRCCheck|contains|controlBitCheck|dataNotNull|equal|equalData"
+      "|equalLong|equalMask|greaterThan|hasPrefix|hasSuffix|isUppercase|minimumNandSize|nandSizeCheck"
+      "|nvramWhiteList|referenceHasPrefix|sendConditionalAttribute|sendStaticAttribute|staticTextGUIEquals"
+      "|swbhRegionMatch|systemPartitionSizeCheck|validIMEI|valueInList|varnockSystemPartitionSizeCheck"
+      "|nobodysPredicate|AND";
+  static constexpr std::string_view kTexts =
+      "|A|abc|ABC|42|0042|-1.5e3|64GB|64000000000|MD123|LL/A|None|Pass|DEAD|001044120005019|C02K647012KR4"
+      "|C02K64701277KR4ABC|vendor=0x1a55|GER|region|\xC3\xA4\xC3\x9F|a text that is long enough to be shared";
+  static constexpr std::string_view kKeys =
+      "Mask|Result|OnPass|OnFail|match|nonMatch|list|value|behavior|countryList|special|nospecial|Test State"
+      "|MD123|LL/A|A|KR4|7KR4|region";
+  static constexpr std::string_view kFields = "attribute|predicate|value|references";
 
-  // The version comes first, so that it is present even if little else is.
+  // The versions stand first, so that they are there also when little else is.
   Dictionary library() {
     Dictionary made;
     if (!choices_.often(1)) made.set("version", choices_.often(2) ? value(2) : Value(7));
@@ -164,28 +95,27 @@ class RuleDocumentMaker {
       Dictionary partNumber = entries();
       if (choices_.often(8)) partNumber.set("RegionRules", choices_.often(1) ? value(1) : Value(regions()));
       if (choices_.often(4)) partNumber.setAll(entries());
-      const std::string_view name = choices_.oneOf(kPartNumbers);
+      const std::string_view name = choices_.wordOf(kPartNumbers);
       made.set(name, choices_.often(1) ? value(1) : Value(partNumber));
     }
     return made;
   }
 
-  Dictionary regions() {
+  // Entries under each of a few names.
+  template <class Name>
+  Dictionary groups(Name name) {
     Dictionary made;
     for (std::size_t rest = 1 + choices_.below(3); rest > 0; --rest) {
-      const std::string_view name = choices_.oneOf(kRegions);
-      made.set(name, choices_.often(1) ? value(1) : Value(entries()));
+      const std::string key(name());
+      made.set(key, choices_.often(1) ? value(1) : Value(entries()));
     }
     return made;
   }
-
+  Dictionary regions() {
+    return groups([this] { return choices_.wordOf(kRegions); });
+  }
   Dictionary sets() {
-    Dictionary made;
-    for (std::size_t rest = 1 + choices_.below(3); rest > 0; --rest) {
-      const std::string name = ruleName();
-      made.set(name, choices_.often(1) ? value(1) : Value(entries()));
-    }
-    return made;
+    return groups([this] { return ruleName(); });
   }
 
   Dictionary entries() {
@@ -208,7 +138,7 @@ class RuleDocumentMaker {
     if (choices_.often(3)) made.set("hideResult", value(0));
     if (choices_.often(3)) made.set("domain", value(1));
     if (choices_.often(3)) made.set("poll", value(1));
-    if (choices_.often(1)) made.erase(choices_.oneOf(kFields));
+    if (choices_.often(1)) made.erase(choices_.wordOf(kFields));
     return made;
   }
 
@@ -217,7 +147,7 @@ class RuleDocumentMaker {
     for (std::size_t rest = choices_.below(5); rest > 0; --rest) {
       Dictionary reference;
       if (!choices_.often(3)) reference.set("attribute", choices_.often(1) ? value(0) : Value(attributeName()));
-      if (choices_.often(8)) reference.set("source", choices_.often(1) ? value(1) : Value(choices_.oneOf(kSources)));
+      if (choices_.often(8)) reference.set("source", choices_.often(1) ? value(1) : Value(choices_.wordOf(kSources)));
       if (choices_.often(4)) reference.set("description", value(1));
       made.append(choices_.often(1) ? value(1) : Value(reference));
     }
@@ -227,7 +157,7 @@ class RuleDocumentMaker {
   Dictionary sources() {
     Dictionary made;
     for (std::size_t rest = choices_.below(4); rest > 0; --rest) {
-      const std::string_view name = choices_.oneOf(kSources);
+      const std::string_view name = choices_.wordOf(kSources);
       made.set(name, choices_.often(1) ? value(1) : Value(attributes()));
     }
     return made;
@@ -235,8 +165,9 @@ class RuleDocumentMaker {
 
   Dictionary device() {
     Dictionary made = attributes();
-    if (!choices_.often(1)) made.set("ModelNumber", choices_.often(1) ? value(1) : Value(choices_.oneOf(kPartNumbers)));
-    if (!choices_.often(1)) made.set("RegionInfo", choices_.often(1) ? value(1) : Value(choices_.oneOf(kRegions)));
+    if (!choices_.often(1))
+      made.set("ModelNumber", choices_.often(1) ? value(1) : Value(choices_.wordOf(kPartNumbers)));
+    if (!choices_.often(1)) made.set("RegionInfo", choices_.often(1) ? value(1) : Value(choices_.wordOf(kRegions)));
     if (choices_.often(2)) made.set("SysCfgData", choices_.often(1) ? value(1) : Value(blob()));
     if (choices_.often(2)) made.set("BasebandFirmwareManifestData", choices_.often(1) ? value(1) : Value(manifests()));
     return made;
@@ -251,7 +182,7 @@ class RuleDocumentMaker {
     return made;
   }
 
-  // A blob with one field "ABCD" of 16 bytes.
+  // One field "ABCD" of 16 bytes.
   Data blob() {
     std::vector<std::uint8_t> bytes(16, 0);
     for (const char each : {'\1', '\0', '\0', '\0', 'D', 'C', 'B', 'A'}) bytes.push_back(std::uint8_t(each));
@@ -259,7 +190,7 @@ class RuleDocumentMaker {
     return Data(bytes);
   }
 
-  // A root manifest with one item, whose tag and four content bytes are chosen.
+  // A root manifest of one item, its tag and four bytes of content as chosen.
   Dictionary manifests() {
     std::vector<std::uint8_t> bytes = {0x30, 0x23, 0x30, 0x0b, 0x06, 0x09, 0x2a, 0x86, 0x48, 0x86, 0xf7, 0x0d, 0x01,
                                        0x01, 0x05, 0x31, 0x0a, 0x01, 0x01, 0x41, 0x02, 0x02, 0x41, 0x42, 0x43, 0x20,
@@ -270,63 +201,44 @@ class RuleDocumentMaker {
 
   std::string ruleName() { return name(kRules, 6); }
   std::string attributeName() { return name(kAttributes, 4); }
-  // Usually one of the first few, so that lookups often succeed.
-  template <std::size_t kCount>
-  std::string name(const std::string_view (&names)[kCount], std::size_t few) {
-    if (choices_.often(10)) return std::string(names[choices_.below(few)]);
-    return std::string(choices_.often(2) ? choices_.text(20) : choices_.oneOf(names));
+  // Mostly one of the first few, so that what is looked for is often there.
+  std::string name(std::string_view names, std::size_t few) {
+    if (choices_.often(10)) return std::string(Choices::word(names, choices_.below(few)));
+    return std::string(choices_.often(2) ? choices_.text(20) : choices_.wordOf(names));
   }
 
   std::string expression() {
-    std::string word(choices_.often(1) ? choices_.text(20) : choices_.oneOf(kPredicates));
-    static constexpr std::string_view kSeparators[] = {" AND ", " OR ", " and ", " xor ", " ", "  "};
-    switch (choices_.below(8)) {
-      case 0:
-        return "NOT " + word;
-      case 1:
-      case 2:
-        word += choices_.oneOf(kSeparators);
-        word += choices_.oneOf(kPredicates);
-        return word;
-      default:
-        return word;
-    }
+    std::string word(choices_.often(1) ? choices_.text(20) : choices_.wordOf(kPredicates));
+    const std::size_t form = choices_.below(8);
+    if (form == 0) return "NOT " + word;
+    if (form > 2) return word;
+    word += choices_.wordOf(" AND | OR | and | xor | |  ");
+    word += choices_.wordOf(kPredicates);
+    return word;
   }
 
-  // A value of any kind. depth: the maximum nesting depth.
+  // Of any kind, with containers in each other so deep.
   Value value(int depth) {
-    switch (choices_.below(depth > 0 ? 12 : 8)) {
-      case 0:
-        return choices_.text(24);
-      case 1:
-        return Value(std::int64_t{choices_.byte()} - 100);
-      case 2:
-        return Value(choices_.number<std::int64_t>());
-      case 3:
-        return Value(choices_.often(4) ? choices_.number<double>() : choices_.byte() / 4.0);
-      case 4:
-        return Value(choices_.often(8));
-      case 5:
-        return choices_.often(2) ? Value(Date::sinceReference(choices_.number<double>()))
-                                 : Value(Data(choices_.bytes(80)));
-      case 6:
-      case 7:
-        return choices_.oneOf(kTexts);
-      case 8:
-      case 9: {
-        Array array;
-        for (std::size_t rest = choices_.below(4); rest > 0; --rest) array.append(value(depth - 1));
-        return array;
-      }
-      default: {
-        Dictionary dictionary;
-        for (std::size_t rest = choices_.below(4); rest > 0; --rest) {
-          const std::string_view key = choices_.often(1) ? choices_.text(20) : choices_.oneOf(kKeys);
-          dictionary.set(key, value(depth - 1));
-        }
-        return dictionary;
+    const std::size_t kind = choices_.below(depth > 0 ? 12 : 8);
+    if (kind == 0) return choices_.text(24);
+    if (kind == 1) return Value(std::int64_t{choices_.byte()} - 100);
+    if (kind == 2) return Value(choices_.number<std::int64_t>());
+    if (kind == 3) return Value(choices_.often(4) ? choices_.number<double>() : choices_.byte() / 4.0);
+    if (kind == 4) return Value(choices_.often(8));
+    if (kind == 5 && choices_.often(2)) return Value(Date::sinceReference(choices_.number<double>()));
+    if (kind == 5) return Value(Data(choices_.bytes(80)));
+    if (kind < 8) return choices_.wordOf(kTexts);
+    Array array;
+    Dictionary dictionary;
+    for (std::size_t rest = choices_.below(4); rest > 0; --rest) {
+      if (kind < 10) {
+        array.append(value(depth - 1));
+      } else {
+        const std::string_view key = choices_.often(1) ? choices_.text(20) : choices_.wordOf(kKeys);
+        dictionary.set(key, value(depth - 1));
       }
     }
+    return kind < 10 ? Value(array) : Value(dictionary);
   }
 
   Choices choices_;

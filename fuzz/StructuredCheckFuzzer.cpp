@@ -1,10 +1,11 @@
-// Builds rule documents, devices and sources from the input, and runs all operations of a kernel on them. A check with
-// prepared rules must have the same effects as one without, also the second time. Records must be complete and equal to
-// the separate evaluation of the rule's expression. Arguments must not change, and only the two kinds of faults may be
-// raised.
+// Rule documents, devices and sources built from the input, and everything a kernel does with them. The check and the
+// check with prepared rules leave the same behind, also the second time; records are whole, and what a rule's
+// expression gives by itself is what the run recorded; the arguments stay as they were, and only two kinds of fault
+// come out.
 
 #include <tavik/TavikKernel.h>
 
+#include <array>
 #include <cstdlib>
 #include <iostream>
 
@@ -15,12 +16,15 @@ namespace {
 
 using namespace tavik;
 
+// Readable, and different when anything is.
 std::string textOf(const RuleDocuments& documents) {
-  std::string all = exact::text(documents.library);
-  all += documents.rules ? exact::text(*documents.rules) : "none";
-  all += documents.sources ? exact::text(*documents.sources) : "none";
-  for (const Dictionary& device : documents.devices) all += exact::text(device);
-  return all;
+  const Array all =
+      Array::of(documents.library, documents.rules.value_or(Dictionary()), documents.sources.value_or(Dictionary()));
+  std::string text = exact::text(all) + '\n' + description(std::array{Value(all)}.data());
+  for (const Dictionary& device : documents.devices) {
+    text += exact::text(device) + '\n' + description(std::array{Value(device)}.data());
+  }
+  return text;
 }
 
 class Examination {
@@ -39,19 +43,10 @@ class Examination {
   }
 
  private:
-  // Prints the documents on failure: they are hard to derive from the input.
+  // Says what was examined: a rule document is hard to read off the input.
   void require(bool condition, std::string_view what, const std::string& found = "") const {
     if (condition) return;
-    const Value rules(documents_.rules.value_or(Dictionary()));
-    const Value sources(documents_.sources.value_or(Dictionary()));
-    const Value library(documents_.library);
-    std::cerr << what << '\n' << found << "\nlibrary " << description(&library);
-    std::cerr << "\nrules " << description(&rules) << "\nsources " << description(&sources);
-    for (const Dictionary& device : documents_.devices) {
-      const Value attributes(device);
-      std::cerr << "\ndevice " << description(&attributes);
-    }
-    std::cerr << std::endl;
+    std::cerr << what << '\n' << found << '\n' << textOf(documents_) << std::endl;
     std::abort();
   }
 
@@ -79,7 +74,7 @@ class Examination {
     }
   }
 
-  // The lists and the run must agree on whether rules can be assembled. If they can, every rule has a record.
+  // The lists and the run agree on whether rules assemble; then every rule has its record.
   void examineLists(const CheckTrace& checked, const Dictionary& device) {
     if (rules() == nullptr) return;
     using List = std::optional<Dictionary> (ZRTTavikKernel::*)(const Dictionary&, const Dictionary&,
@@ -106,26 +101,12 @@ class Examination {
     if (ran) require(checked.records->size() == 3 + std::max<std::size_t>(made->size(), 1), "a rule without a record");
     std::size_t position = 3;
     for (const auto [name, rule] : *made) {
-      describe(*rule.ifDictionary(), attributes);
       const Value* record = ran ? &checked.records->at(position++) : nullptr;
       evaluate(name, *rule.ifDictionary(), attributes, record == nullptr ? nullptr : record->ifDictionary());
     }
   }
 
-  void describe(const Dictionary& rule, const Dictionary& attributes) const {
-    const auto name = rule.findString("attribute");
-    const Value* attribute = name ? attributes.find(*name) : nullptr;
-    const Value* value = rule.find("value");
-    try {
-      static_cast<void>(ZRTTavikKernel::valueInListDescription(attribute, value));
-      static_cast<void>(ZRTTavikKernel::nandSizeCheckDescription(attributes, value));
-      static_cast<void>(ZRTTavikKernel::nvramWhiteListDescription(attribute, value));
-    } catch (const std::out_of_range&) {
-    } catch (const std::invalid_argument&) {
-    }
-  }
-
-  // Evaluates a rule's expression separately. If the rule has no references, the record must be that of the run.
+  // Evaluates a rule's expression by hand. Where the rule has no references its record must be what the run made of it.
   void evaluate(std::string_view name, const Dictionary& rule, const Dictionary& attributes, const Dictionary* record) {
     const auto attributeName = rule.findString("attribute");
     const Value* attribute = attributeName ? attributes.find(*attributeName) : nullptr;
@@ -140,17 +121,17 @@ class Examination {
     evaluateTree(*tree, expression.value_or(""), attribute, value, &attributes);
     const auto evaluated = evaluateTree(*tree, expression.value_or(""), attribute, value, nullptr);
     if (record == nullptr || rule.contains("references")) return;
-    require(evaluated.has_value(), "a record for a rule that raises a fault");
+    require(evaluated.has_value(), "a record of a rule that raises a fault");
     for (const char* key : {"result", "actual", "expected", "attributes"}) {
       const Value* mine = evaluated->find(key);
       const Value* its = record->find(key);
       require((mine == nullptr) == (its == nullptr) && (mine == nullptr || exact::text(*mine) == exact::text(*its)),
-              "separate evaluation gives another record", exact::text(*evaluated) + '\n' + exact::text(*record));
+              "a rule by itself gives another record", exact::text(*evaluated) + '\n' + exact::text(*record));
     }
   }
 
-  // Absent if it raises a fault. Performing a single predicate must give the record of its tree, but the tree also has
-  // a record for an unknown word.
+  // Absent when it raises a fault. A single predicate performed gives the record of its tree, save that the tree has
+  // one for a word nobody knows.
   std::optional<Dictionary> evaluateTree(const AbstractTreeNode& tree, std::string_view expression,
                                          const Value* attribute, const Value* value,
                                          const Dictionary* references) const {

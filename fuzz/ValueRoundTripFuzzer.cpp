@@ -71,21 +71,11 @@ Facts factsOf(const Value& value) {
 }
 
 std::string modelText(Choices& choices) {
-  static constexpr std::string_view kOdd[] = {"",
-                                              "a",
-                                              "key",
-                                              "two words",
-                                              "<&>\"'",
-                                              "fifteen letters",
-                                              "sixteen letters.",
-                                              "\r\n\t",
-                                              "\xF0\x9F\x98\x80",
-                                              "\xEF\xBF\xBE",
-                                              "YES",
-                                              "5",
-                                              "\\U0041",
-                                              "//"};
-  if (choices.often(8)) return std::string(choices.oneOf(kOdd));
+  if (choices.often(8)) {
+    return std::string(
+        choices.wordOf("|a|key|two words|<&>\"'|fifteen letters|sixteen letters.|\r\n\t|\xF0\x9F\x98\x80"
+                       "|\xEF\xBF\xBE|YES|5|\\U0041|//"));
+  }
   std::string text(choices.text(40));
   if (choices.often(2)) text.insert(0, choices.below(256) * 8, 'x');
   if (choices.often(2)) text.push_back('\0');
@@ -99,22 +89,14 @@ double modelNumber(Choices& choices) {
 }
 
 Value modelScalar(Choices& choices) {
-  switch (choices.below(8)) {
-    case 0:
-      return Value(choices.number<std::int64_t>());
-    case 1:
-      return Value(choices.number<std::int8_t>());
-    case 2:
-      return Value(modelNumber(choices));
-    case 3:
-      return Value(choices.often(8));
-    case 4:
-      return Data(choices.bytes(40));
-    case 5:
-      return Date::sinceReference(modelNumber(choices));
-    default:
-      return modelText(choices);
-  }
+  const std::size_t kind = choices.below(8);
+  if (kind == 0) return Value(choices.number<std::int64_t>());
+  if (kind == 1) return Value(choices.number<std::int8_t>());
+  if (kind == 2) return Value(modelNumber(choices));
+  if (kind == 3) return Value(choices.often(8));
+  if (kind == 4) return Data(choices.bytes(40));
+  if (kind == 5) return Date::sinceReference(modelNumber(choices));
+  return modelText(choices);
 }
 
 // A dictionary and its entries.
@@ -172,35 +154,15 @@ class Workshop {
 
  private:
   void take() {
-    switch (choices_.below(16)) {
-      case 0:
-        finish(Modelled(modelScalar(choices_)));
-        break;
-      case 1:
-        finish(dictionary_.whole());
-        break;
-      case 2:
-        finish(array_.whole());
-        break;
-      case 3:
-        nest();
-        break;
-      case 4:
-        dictionary_ = {};
-        break;
-      case 5:
-        array_ = {};
-        break;
-      case 6:
-      case 7:
-      case 8:
-      case 9:
-        changeArray();
-        break;
-      default:
-        changeDictionary();
-        break;
-    }
+    const std::size_t step = choices_.below(16);
+    if (step == 0) return finish(Modelled(modelScalar(choices_)));
+    if (step == 1) return finish(dictionary_.whole());
+    if (step == 2) return finish(array_.whole());
+    if (step == 3) return nest();
+    if (step == 4) dictionary_ = {};
+    if (step == 5) array_ = {};
+    if (step > 9) return changeDictionary();
+    if (step > 5) changeArray();
   }
 
   // Keeps a value for use as a part of others, unless it is too large.
@@ -215,16 +177,11 @@ class Workshop {
     if (made_.empty()) return;
     const bool inArrays = choices_.often(8);
     const std::size_t count = choices_.often(4) ? choices_.below(256) * 3 : choices_.below(8);
-    Modelled inner = made_.back();
-    std::string opening;
-    std::string closing;
+    Value inner = made_.back().value;
     for (std::size_t rest = count; rest > 0; --rest) {
-      inner.value = inArrays ? Value(Array::of(inner.value)) : Value(Dictionary{{"in", inner.value}});
-      opening += inArrays ? "(" : "{" + exact::entry("in", "");
-      closing += inArrays ? ')' : '}';
+      inner = inArrays ? Value(Array::of(inner)) : Value(Dictionary{{"in", inner}});
     }
-    inner.text = opening + inner.text + closing;
-    finish(std::move(inner));
+    finish(Modelled(inner));
   }
 
   Modelled part() {
@@ -240,65 +197,48 @@ class Workshop {
   }
 
   void changeDictionary() {
-    Dictionary& dictionary = dictionary_.dictionary;
-    const Dictionary before = dictionary;
+    const Dictionary before = dictionary_.dictionary;
     const std::string textBefore = exact::text(before);
     if (textBefore.size() > kMostText) dictionary_ = {};
     const auto [raw, kept] = key();
     const Modelled stored = part();
-    switch (choices_.below(9)) {
-      case 0:
-        dictionary.set(raw, stored.value);
-        dictionary_.store(kept, stored);
-        break;
-      case 1:
-        dictionary.set(raw, &stored.value);
-        dictionary_.store(kept, stored);
-        break;
-      case 2:
-        dictionary.setFirst(raw, stored.value);
-        dictionary_.store(kept, stored, true);
-        break;
-      case 3:
-        dictionary.setOrRemove(raw, &stored.value);
-        dictionary_.store(kept, stored);
-        break;
-      case 4:
-        dictionary.setOrRemove(kept, nullptr);
-        dictionary_.remove(kept);
-        break;
-      case 5:
-        require(dictionary.erase(kept) == dictionary_.remove(kept), "erase tells something else");
-        break;
-      case 6:
-        dictionary.reserve(choices_.below(64));
-        break;
-      case 7:
-        setAll(stored);
-        break;
-      default:
-        storeAbsent(kept);
-        break;
-    }
+    changeEntry(raw, kept, stored);
     require(exact::text(before) == textBefore, "a change shows in a copy");
     lookUp(kept);
   }
 
-  void setAll(const Modelled& from) {
-    const Dictionary* other = from.value.ifDictionary();
-    if (other == nullptr) {
-      dictionary_.dictionary.setAll(dictionary_.dictionary);
-      return;
-    }
-    dictionary_.dictionary.setAll(*other);
-    for (const auto [key, value] : *other) dictionary_.store(std::string(key), Modelled(value));
-  }
-
-  void storeAbsent(const std::string& key) {
-    try {
-      dictionary_.dictionary.set(key, static_cast<const Value*>(nullptr));
-      require(false, "an absent value was stored");
-    } catch (const std::invalid_argument&) {
+  void changeEntry(const std::string& raw, const std::string& kept, const Modelled& stored) {
+    auto& [dictionary, entries] = dictionary_;
+    switch (choices_.below(9)) {
+      case 0:
+        dictionary.set(raw, stored.value);
+        return dictionary_.store(kept, stored);
+      case 1:
+        dictionary.set(raw, &stored.value);
+        return dictionary_.store(kept, stored);
+      case 2:
+        dictionary.setFirst(raw, stored.value);
+        return dictionary_.store(kept, stored, true);
+      case 3:
+        dictionary.setOrRemove(raw, &stored.value);
+        return dictionary_.store(kept, stored);
+      case 4:
+        dictionary.setOrRemove(kept, nullptr);
+        dictionary_.remove(kept);
+        return;
+      case 5:
+        return require(dictionary.erase(kept) == dictionary_.remove(kept), "erase tells something else");
+      case 6:
+        return dictionary.reserve(choices_.below(64));
+      case 7: {
+        const Dictionary* other = stored.value.ifDictionary();
+        const Dictionary added = other == nullptr ? dictionary : *other;
+        dictionary.setAll(added);
+        for (const auto [key, value] : added) dictionary_.store(std::string(key), Modelled(value));
+        return;
+      }
+      default:
+        return;
     }
   }
 

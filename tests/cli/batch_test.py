@@ -287,9 +287,6 @@ $''')
             ("-j", ("-j", "many")),
             ("-j is given twice", ("-j1", "-j2")),
             ("--summary: standard output is for the results", ("--summary", "-")),
-            ("missing: No such file", ("missing",)),
-            (".: is a directory", (".",)),
-            ("/dev/zero: is a device", ("/dev/zero",)),
         )
         for message, arguments in cases:
             with self.subTest(message):

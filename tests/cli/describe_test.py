@@ -17,10 +17,7 @@ class DescribeTest(CommandTest):
         self.file("list.plist", plistlib.dumps(["A", "B"]))
         cases = (
             ("value-in-list", '"B"', "@list.plist", '"B"', '"among A,B"'),
-            ("value-in-list", '["B", 5]', "7", '"B,5"', '"among 7"'),
             ("nand-size", device, '{"KQ2": 64}', '"CCC=KQ2; NAND size=64"', "64"),
-            ("nand-size", device, '{"KQ3": 64}', '"unknowned CCC code KQ2"', '"a known CCC code"'),
-            ("nand-size", "{}", "5", '"unknowned CCC code (null)"', '"a known CCC code"'),
             ("nvram-white-list", '{"b": 1, "a": 2}', '"any"', '"actual keys: (\\n    b,\\n    a\\n)"', '"allowed keys: any"'),
         )
         for kind, attribute, value, actual, expected in cases:

@@ -24,7 +24,6 @@ LIBRARY = {"version": "1", "Model": {"attribute": "ModelNumber", "predicate": "h
 RULES = {"version": "2", "GenericRules": {"Model": {}}}
 DEVICE = {"ModelNumber": "MD1"}
 UNSIGNED = ("--library", "library", "--rules", "rules", "--unsigned")
-KEYED = ("--library", "signed", "--rules", "rules", "--attributes", "device", "--public-key")
 
 READERS = (  # every way to read a file, "IN" in its place
     ("check", "--library", "IN", "--rules", "rules", "--attributes", "device", "--unsigned"),
@@ -203,13 +202,6 @@ class InputsTest(RobustnessTest):
                         continue  # a stream may be that long
                     with self.subTest(command, name=name):
                         self.refuses(UNUSABLE, f"{name}: {why}", *given(command, name), **little)
-
-    def test_keys_that_are_no_file(self):
-        os.mkfifo(self.folder / "pipe")
-        for name in ("/dev/zero", ".", "pipe"):
-            for command in (("verify", "signed", "--public-key"), ("check", *KEYED), ("sign", "device", "-o", "out", "--key")):
-                with self.subTest(command, name=name):
-                    self.refuses(UNUSABLE, f'"{name}": not a regular file', *command, name)
 
     @unittest.skipIf(SANITIZED, "sanitizers need address space of their own")
     def test_a_pipe_without_end(self):

@@ -197,16 +197,6 @@ class FolderOfFilesTest(AuditTest):
         self.assertLess(len(finished), 10)
         self.assertEqual(finished, {name: state for name, state in self.results().items() if name in finished})
 
-    def test_the_scheduler_is_killed(self):
-        self.write_files()
-        scheduler, address = self.start_scheduler()
-        self.worker()
-        self.hold.touch()
-        run = self.start("--scheduler", address)
-        wait_until(self.held)
-        scheduler.kill()
-        self.finish(run, audit.UNUSABLE, "the scheduler is gone")
-
     def test_an_audit_that_is_killed_goes_on(self):
         self.write_files()
         self.hold.touch()

@@ -156,6 +156,16 @@ class RefusalTest(unittest.TestCase):
             self.refuses(kind, text, call, *arguments)
 
 
+class JsonTest(unittest.TestCase):
+    def test_text_as_str_and_bytes(self):
+        self.assertEqual(tavik.read_json('["é"]'), tavik.read_json(bytearray('["é"]'.encode())))
+        self.assertEqual(tavik.write_json({"é": [1, 1.0]}, indent=True), '{\n  "é": [\n    1,\n    1.0\n  ]\n}')
+        with self.assertRaisesRegex(tavik.DocumentError, r"^line 2, column 1 \(\[1\]\): null is not allowed$"):
+            tavik.read_json("[1,\nnull]")
+        self.assertRaises(UnicodeEncodeError, tavik.read_json, '"\ud800"')
+        self.assertRaises(TypeError, tavik.read_json, 5)
+
+
 class DictionaryTest(unittest.TestCase):
     def test_is_a_mapping_that_does_not_change(self):
         entries = {"b": [1], "a": b"x"}

@@ -339,8 +339,7 @@ def keep():
     @unittest.skipIf(SANITIZED, "a process of its own has no runtime of the sanitizer")
     def test_a_process_ends_beside_threads_that_check(self):
         beginning = """
-import datetime, sys, threading, time
-import tavik
+import sys, threading, time
 from kernel_test import GOOD, LIBRARY, Lines, Unsigned, kernel, rules
 
 class SlowEnd:
@@ -365,31 +364,6 @@ class Raising(Lines):
     def log(self, line): raise ZeroDivisionError(line)
 prepared = kernel(LIBRARY, Raising()).prepare(rules("Model Number"))
 for_ever(lambda: prepared.check(GOOD))
-""",
-            "documents that are not trusted": """
-class Revoked(tavik.UntrustedError):
-    def __str__(self):
-        time.sleep(0.001)
-        return "revoked"
-class Refusing(Unsigned):
-    def validate(self, signed, public_key_path):
-        if "GenericRules" in signed: raise Revoked
-        return signed
-opened = kernel(LIBRARY, Refusing())
-for _ in range(3): for_ever(lambda: opened.check(GOOD, rules("Model Number")))
-""",
-            "dates with a zone of Python": """
-class Zone(datetime.tzinfo):
-    def utcoffset(self, date):
-        for _ in range(100): pass
-        return datetime.timedelta(0)
-dates = {"Dates": [datetime.datetime(2020, 1, 1, tzinfo=Zone())] * 100}
-for _ in range(3): for_ever(lambda: tavik.Dictionary(dates))
-""",
-            "platforms that go": """
-class Going(Unsigned):
-    def __del__(self, sleep=time.sleep): sleep(0.001)
-for _ in range(3): for_ever(lambda: kernel(LIBRARY, Going()))
 """,
         }
         for name, way in ways.items():

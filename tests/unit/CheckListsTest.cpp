@@ -1,5 +1,8 @@
 // What a host asks before a check: the source-specific lists, and descriptions of what is about to be compared.
 
+#include <map>
+
+#include "support/Cases.h"
 #include "support/TestSupport.h"
 
 namespace tavik {
@@ -63,38 +66,14 @@ struct Host {
 };
 
 TEST(CheckListsTest, ListWhatTheLibrarySaysAboutTheDevicesRules) {
-  struct Case {
-    const char* why;
-    List list;
-    const char* local;
-    const char* expected;
-  };
-  const Case cases[] = {
-      {"any case of the source; the name stands in for a missing description, the rule's for a missing name", kSfc,
-       kEveryRule, R"({ A = "Scan A"; B = B; SerialNumber = "the name is no text"; G = G; })"},
-      {"the later text, in the first place; any kind of text", kGui, kEveryRule,
-       R"({ E = "Type E again"; IMEI = { text = Look; }; })"},
-      {"the order of the device's rules decides which is later", kGui,
-       "{ GenericRules = { Label = {}; Order = {}; }; }", R"({ E = "Type E"; IMEI = { text = Look; }; })"},
-      {"the definition itself, in any case of the attribute", kSim, kEveryRule,
-       R"({ Card = { attribute = integratedCircuitCardIDENTITY; value = mine; domain = ( sim, card ); poll = ""; }; })"},
-      {"numbered without gaps, in the order of the rules", kDomain, kEveryRule,
-       "{ 0 = first; 1 = ( sim, card ); 2 = last; }"},
-      {"which is the device's", kDomain, "{ GenericRules = { Nameless = {}; Card = {}; Order = {}; }; }",
-       "{ 0 = last; 1 = ( sim, card ); 2 = first; }"},
-      {"an empty entry is one", kPolling, kEveryRule, R"({ 0 = { every = 5; }; 1 = ""; })"},
-      {"rules that the device does not get", kDomain, "{ MPNRules = { M = {}; N = { Order = {}; }; }; }", "{}"},
-      {"rules from a set", kSim,
-       "{ GenericRules = { SomeRuleSet = {}; }; RuleSets = { SomeRuleSet = { Card = {}; }; }; }",
-       R"({ Card = { attribute = integratedCircuitCardIDENTITY; value = mine; domain = ( sim, card ); poll = ""; }; })"},
-      {"no entries are no error here", kSfc, "{}", "{}"},
-      {"nor is a document that validates to nothing", kPolling, "{ nothing = yes; }", "{}"},
-  };
-  for (const Case& c : cases) {
+  const std::map<std::string, List> lists = {
+      {"sfc", kSfc}, {"gui", kGui}, {"sim", kSim}, {"domain", kDomain}, {"polling", kPolling}};
+  for (const Case& c : casesIn("check-lists.json")) {  // without "local": every rule
     Host host;
     host.error = host.kernel->handleError(-1, "of an earlier call");
-    EXPECT_EQ(host.list(c.list, c.local), listing(parsed(c.expected))) << c.why;
-    EXPECT_FALSE(host.error) << c.why;
+    const std::string local = c.has("local") ? c["local"] : kEveryRule;
+    EXPECT_EQ(host.list(lists.at(c["list"]), local), listing(parsed(c["expected"]))) << c["why"];
+    EXPECT_FALSE(host.error) << c["why"];
   }
 }
 

@@ -1,7 +1,6 @@
-// The check run: its records and their order, log lines, early ends, errors, faults, the station dictionary, threads.
+// The check run: its records and their order, log lines, early ends, errors, faults, the station dictionary.
 
-#include <thread>
-
+#include "support/Cases.h"
 #include "support/TestSupport.h"
 
 namespace tavik {
@@ -105,51 +104,12 @@ TEST(CheckRunTest, AMalformedExpressionEndsTheRun) {
 }
 
 TEST(CheckRunTest, References) {
-  struct Case {
-    const char* why;
-    const char* rule;
-    const char* line;
-  };
-  const Case cases[] = {
-      {"the value of another source", "{ attribute = a; predicate = equal; references = ( { source = sfc; } ); }",
-       "pass, 1, equal 01"},
-      {"of the device itself", "{ attribute = a; predicate = equal; references = ( { attribute = b; } ); }",
-       "FAIL, 1, equal 2"},
-      {"a value of its own keeps the references",
-       "{ attribute = a; predicate = equal; value = 1; references = ( { source = sfc; } ); }",
-       "FAIL, unknown predicate equal:references:value:, valid predicate name"},
-      {"so does NOT, which then passes",
-       "{ attribute = a; predicate = \"NOT equal\"; references = ( { source = sfc; } ); }",
-       "pass, unknown predicate equal:references:value:, not valid predicate name"},
-      {"and a predicate that takes none",
-       "{ attribute = a; predicate = contains; references = ( { source = sfc; } ); }",
-       "FAIL, unknown predicate contains:references:value:, valid predicate name"},
-      {"missing in the source",
-       "{ attribute = a; predicate = equal; references = ( { attribute = b; source = sfc; } ); }",
-       "FAIL, attribute b not found from sfc!, N/A"},
-      {"no such source", "{ attribute = a; predicate = equal; references = ( { source = gui; } ); }",
-       "FAIL, attribute a not found from gui!, N/A"},
-      {"a source of another kind", "{ attribute = a; predicate = equal; references = ( { source = flat; } ); }",
-       "FAIL, attribute a not found from flat!, N/A"},
-      {"a source's name of another kind",
-       "{ attribute = a; predicate = equal; references = ( { source = ( sfc ); } ); }",
-       "FAIL, attribute a not found from (\n    sfc\n)!, N/A"},
-      {"the first missing one ends it",
-       "{ attribute = a; predicate = equal; references = ( {}, { attribute = c; }, { attribute = d; } ); }",
-       "FAIL, attribute c not found from device!, N/A"},
-      {"references that are no list", "{ attribute = a; predicate = equal; references = x; }",
-       "FAIL, attribute a not found from device!, N/A"},
-      {"a reference that is no dictionary", "{ attribute = a; predicate = equal; references = ( x ); }",
-       "FAIL, attribute a not found from device!, N/A"},
-      {"an attribute's name of another kind", "{ attribute = ( a ); predicate = equal; }",
-       "FAIL, attribute (null) not found from device!, N/A"},
-  };
-  for (const Case& c : cases) {
-    Host host("{ version = 7; R = " + std::string(c.rule) + "; }");
+  for (const Case& c : casesIn("references.json")) {
+    Host host("{ version = 7; R = " + c["rule"] + "; }");
     EXPECT_THAT(host.rules("{ a = 1; b = 2; }", "{ version = 1; GenericRules = { R = {}; }; }",
                            "{ sfc = { a = 01; }; flat = text; }"),
-                ElementsAre("R: " + std::string(c.line)))
-        << c.why;
+                ElementsAre("R: " + c["line"]))
+        << c["why"];
   }
   Host host("{ version = 7; R = { attribute = a; predicate = equal; references = (); }; }");
   EXPECT_THROW(host.check("{ a = 1; }", "{ version = 1; GenericRules = { R = {}; }; }"), std::out_of_range);
@@ -181,27 +141,6 @@ TEST(CheckRunTest, PackedAttributesAreExpandedForTheRunAlone) {
   ZRTTavikKernel::expandSysConfigData(plain);
   ZRTTavikKernel::expandBasebandManifestData(plain);
   EXPECT_EQ(plain, asGiven);
-}
-
-TEST(CheckRunTest, OneKernelServesManyThreads) {
-  Host host(
-      "{ version = 7; A = { attribute = a; predicate = \"hasPrefix AND hasSuffix\"; value = \"a longer text than "
-      "fits\"; }; B = { attribute = b; predicate = valueInList; value = ( 1, 2, 3 ); }; }");
-  host.platform->keepsLog = false;
-  const Dictionary local = parsedDictionary("{ version = 1; GenericRules = { A = {}; B = { value = ( 2, 3 ); }; }; }");
-  const Dictionary device = parsedDictionary("{ a = \"a longer text than fits\"; b = 2; }");
-  const auto expected = host.kernel->check(device, &local, nullptr, host.error);
-  std::vector<std::thread> threads;
-  std::vector<int> same(8);
-  for (int& count : same) {
-    threads.emplace_back([&] {
-      std::optional<Error> error;
-      for (int step = 0; step < 200; ++step)
-        count += host.kernel->check(device, &local, nullptr, error) == expected ? 1 : 0;
-    });
-  }
-  for (std::thread& thread : threads) thread.join();
-  EXPECT_THAT(same, testing::Each(200));
 }
 
 }  // namespace

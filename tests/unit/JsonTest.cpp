@@ -12,6 +12,8 @@
 #include <string>
 #include <string_view>
 
+#include "support/Cases.h"
+
 namespace tavik {
 namespace {
 
@@ -105,85 +107,14 @@ TEST(JsonTest, Reads) {
 }
 
 TEST(JsonTest, RejectsWithLocation) {
-  struct Case {
-    std::string_view text;
-    std::string_view error;
+  for (const Case& c : casesIn("json-refused.json")) EXPECT_EQ(refusalOf(c["text"]), c["error"]) << c["text"];
+  constexpr std::pair<std::string_view, std::string_view> kNotUtf8[] = {
+      {"\"ä\xFF\"", "line 1, column 3"},
+      {"\"12345678\xC3\"", "line 1, column 10"},
+      {"\"\xED\xA0\x80\"", "line 1, column 2"},
+      {"[\xFF]", "line 1, column 2 ([0])"},
   };
-  const Case cases[] = {
-      // Not JSON
-      {"", "line 1, column 1: the document is empty"},
-      {" \r\n\n ", "line 3, column 2: the document is empty"},
-      {"[1] 2", "line 1, column 5: unexpected text after the value"},
-      {"falsely", "line 1, column 6: unexpected text after the value"},
-      {"falsy", "line 1, column 1: unexpected \"f\"; expected a value"},
-      {"nul", "line 1, column 1: unexpected \"n\"; expected a value"},
-      {"[é]", "line 1, column 2 ([0]): unexpected \"é\"; expected a value"},
-      {"[1,]", "line 1, column 4 ([1]): unexpected \"]\"; expected a value"},
-      {"[1 2]", "line 1, column 4: expected \",\" or \"]\""},
-      {"[[1", "line 1, column 4 ([0]): unexpected end inside the array opened at line 1, column 2"},
-      {"{\"a\": 1\n", "line 2, column 1: unexpected end inside the object opened at line 1, column 1"},
-      {"[1,\n", "line 2, column 1 ([1]): unexpected end of the document"},
-      {"{\"a\":", "line 1, column 6 (a): unexpected end of the document"},
-      {"{\"a\": 1,", "line 1, column 9: unexpected end of the document"},
-      {"{\"a\" 1}", "line 1, column 6 (a): expected \":\""},
-      {"{\"a\": 1,}", "line 1, column 9: expected a key in double quotes"},
-      {"{\"a\": 1 \"b\"}", "line 1, column 9: expected \",\" or \"}\""},
-      {"{a: 1}", "line 1, column 2: expected a key in double quotes"},
-      {"[-]", "line 1, column 3 ([0]): expected a digit"},
-      {"[01]", "line 1, column 2 ([0]): leading zeros are not allowed"},
-      {"[1.]", "line 1, column 4 ([0]): expected a digit after the decimal point"},
-      {"[1e+]", "line 1, column 5 ([0]): expected a digit in the exponent"},
-      {"[+1]", "line 1, column 2 ([0]): unexpected \"+\"; expected a value"},
-      {"NaN", "line 1, column 1: unexpected \"N\"; expected a value"},
-      // Strings
-      {"[\"abc", "line 1, column 2 ([0]): unterminated string"},
-      {"\"abc\\\"", "line 1, column 1: unterminated string"},
-      {"[\"a\\n\\x\"]", "line 1, column 6 ([0]): unknown escape"},
-      {"\"\\", "line 1, column 2: unknown escape"},
-      {"\"\\u12G4\"", "line 1, column 2: \\u needs four hexadecimal digits"},
-      {"\"\\u123", "line 1, column 2: \\u needs four hexadecimal digits"},
-      {"\"\\ud800\"", "line 1, column 2: unpaired surrogate"},
-      {"\"\\ud800\\n\"", "line 1, column 2: unpaired surrogate"},
-      {"\"\\udc00\\ud800\"", "line 1, column 2: unpaired surrogate"},
-      {"\"a\tb\"", "line 1, column 3: unescaped control character in a string"},
-      {"\"ä\xFF\"", "line 1, column 3: invalid UTF-8"},
-      {"\"12345678\xC3\"", "line 1, column 10: invalid UTF-8"},
-      {"\"\xED\xA0\x80\"", "line 1, column 2: invalid UTF-8"},
-      {"[\xFF]", "line 1, column 2 ([0]): invalid UTF-8"},
-      {"{\"a\": 1, \"\\x\": 2}", "line 1, column 11: unknown escape"},
-      // Not values
-      {"null", "line 1, column 1: null is not allowed"},
-      {"{\"a\": {\"b\": [1,\r\n  null]}}", "line 2, column 3 (a.b[1]): null is not allowed"},
-      {"{\"a\": {\"b c\":\r {\"k\": 1,\n \"k\": 2}}}",
-       "line 2, column 2 (a.\"b c\".k): the key \"k\" is given twice, first at line 1, column 17"},
-      {"{\"a\":1,\"b\":2,\"\\u0062\":3}",
-       "line 1, column 14 (b): the key \"b\" is given twice, first at line 1, column 8"},
-      {"[9223372036854775808]",
-       "line 1, column 2 ([0]): \"9223372036854775808\" is out of range (signed 64-bit, at most 9223372036854775807)"},
-      {"-9223372036854775809",
-       "line 1, column 1: \"-9223372036854775809\" is out of range (signed 64-bit, at least -9223372036854775808)"},
-      {"100000000000000000000000000000",
-       "line 1, column 1: \"100000000000000000000000000000\" is out of range (signed "
-       "64-bit, at most 9223372036854775807)"},
-      {"-1e400", "line 1, column 1: the number is out of range for a 64-bit floating-point number"},
-      {"{\"a\":{\"$data\": \"3q0\"}}", "line 1, column 6 (a): \"$data\" must be a string in padded base64"},
-      {"{\"$data\": \"3q1=\"}", "line 1, column 1: \"$data\" must be a string in padded base64"},
-      {"{\"$data\": \"3q 0\"}", "line 1, column 1: \"$data\" must be a string in padded base64"},
-      {"{\"$data\": \"A===\"}", "line 1, column 1: \"$data\" must be a string in padded base64"},
-      {"{\"$data\": \"====\"}", "line 1, column 1: \"$data\" must be a string in padded base64"},
-      {"{\"$data\": \"AA==AAAA\"}", "line 1, column 1: \"$data\" must be a string in padded base64"},
-      {"{\"$data\": 5}", "line 1, column 1: \"$data\" must be a string in padded base64"},
-      {"{\"$date\": \"2026-02-30T00:00:00Z\"}",
-       "line 1, column 1: \"$date\" must be a string such as "
-       "\"2026-11-21T01:02:03Z\", in the years 1 to 9999"},
-      {"{\"$number\": \"1\"}", "line 1, column 1: \"$number\" must be \"nan\", \"inf\" or \"-inf\""},
-      {"{\"$dictionary\": 5}", "line 1, column 1: \"$dictionary\" must be an object"},
-      {"{\"$foo\": 5}",
-       "line 1, column 1: \"$foo\" is not one of \"$data\", \"$date\", \"$dictionary\", \"$number\"; write a "
-       "dictionary "
-       "with only this key as {\"$dictionary\": {...}}"},
-  };
-  for (const Case& c : cases) EXPECT_EQ(refusalOf(c.text), c.error) << c.text;
+  for (const auto& [text, where] : kNotUtf8) EXPECT_EQ(refusalOf(text), std::string(where) + ": invalid UTF-8");
 
   std::string error;
   EXPECT_FALSE(readJson("\n?", error, 41));

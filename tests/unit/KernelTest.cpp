@@ -1,5 +1,6 @@
 // The kernel: creation, errors, result making, predicate trees, device rule assembly.
 
+#include "support/Cases.h"
 #include "support/TestSupport.h"
 
 namespace tavik {
@@ -8,40 +9,6 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::StrEq;
-
-TEST(KernelTest, IsMadeOnlyFromATrustedLibraryWithEntries) {
-  struct Case {
-    const char* library;
-    bool made;
-    const char* logged;
-  };
-  const Case cases[] = {
-      {"{ version = 1; }", true, ""},
-      {"{ untrusted = \"wrong key\"; }", false, "!!!ERROR can not validate Rule Library!!!:wrong key"},
-      {"{}", false, ""},
-      {"{ nothing = yes; }", false, ""},
-      {"( a )", false, "!!!ERROR no rules at path!!!:"},
-      {"{ version = ", false, "!!!ERROR no rules at path!!!:"},
-  };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.library);
-    const TemporaryFile file(c.library);
-    auto platform = std::make_shared<TestPlatform>();
-    EXPECT_EQ(ZRTTavikKernel::init(file.path(), platform) != nullptr, c.made);
-    const std::string logged = c.logged;
-    if (logged.empty()) {
-      EXPECT_THAT(platform->lines, IsEmpty());
-    } else {
-      EXPECT_THAT(platform->lines, ElementsAre(logged.ends_with("path!!!:") ? logged + file.path() : logged));
-    }
-  }
-  auto platform = std::make_shared<TestPlatform>();
-  EXPECT_EQ(ZRTTavikKernel::init("/no/such/file", platform), nullptr);
-  EXPECT_EQ(ZRTTavikKernel::init("/no/such/\xff", platform), nullptr);
-  EXPECT_THAT(platform->lines, ElementsAre("!!!ERROR no rules at path!!!:/no/such/file",
-                                           "!!!ERROR no rules at path!!!:/no/such/\uFFFD"));
-  EXPECT_THROW(ZRTTavikKernel::init("/no/such/file", nullptr), std::invalid_argument);
-}
 
 TEST(KernelTest, Errors) {
   auto platform = std::make_shared<TestPlatform>();
@@ -76,18 +43,6 @@ TEST(KernelTest, Records) {
   const Array list = Array::of(1, "x", Data{0xAB});
   EXPECT_EQ(ZRTTavikKernel::arrayToString(&list, ", or "), "1, or x, or <ab>");
   EXPECT_EQ(ZRTTavikKernel::arrayToString(nullptr, ","), "");
-}
-
-TEST(KernelTest, PredicatesThatTakeAReferenceForTheirValue) {
-  for (const char* name :
-       {"hasSuffix", "hasPrefix", "referenceHasPrefix", "caseInsensitiveEqual", "caseInsensitiveEqualData",
-        "valueInList", "greaterThan", "equal", "equalLong", "isUppercase", "checkIMEIfromGUI", "nvramWhiteList"}) {
-    EXPECT_TRUE(ZRTTavikKernel::useReferenceForValue(name)) << name;
-  }
-  for (const char* name : {"contains", "equalData", "equalMask", "dataNotNull", "boolEqual", "Equal", "NOT equal", "",
-                           "equal AND equal", "equal ", "cccNandSizeCheck"}) {
-    EXPECT_FALSE(ZRTTavikKernel::useReferenceForValue(name)) << name;
-  }
 }
 
 // A ten-line reading of the grammar: the tree as text, or the error's code.
@@ -197,69 +152,9 @@ std::string assembled(std::string_view local, std::string_view device) {
 }
 
 TEST(DeviceRulesTest, LayersAndTheirPrecedence) {
-  struct Case {
-    const char* why;
-    const char* local;
-    const char* device;
-    const char* rules;
-  };
-  const Case cases[] = {
-      {"no layer at all", "{}", "{}", ""},
-      {"part number", "{ MPNRules = { M = { B = {}; A = { value = 5; }; }; }; }", "{ ModelNumber = M; }", "B A=5"},
-      {"definition's own value", "{ GenericRules = { A = {}; B = {}; }; }", "{}", "A=library A B"},
-      {"region after own rules",
-       "{ MPNRules = { M = { A = { value = 1; }; RegionRules = { R = { A = { value = 2; }; B = {}; }; }; }; }; }",
-       "{ ModelNumber = M; RegionInfo = R; }", "A=2 B"},
-      {"own rules after region",
-       "{ MPNRules = { M = { RegionRules = { R = { A = { value = 2; }; B = {}; }; }; A = { value = 1; }; }; }; }",
-       "{ ModelNumber = M; RegionInfo = R; }", "A=1 B"},
-      {"region not looked at", "{ MPNRules = { M = { A = {}; }; }; }", "{ ModelNumber = M; RegionInfo = ZZ; }",
-       "A=library A"},
-      {"generic takes the value away", "{ MPNRules = { M = { A = { value = 5; }; }; }; GenericRules = { A = {}; }; }",
-       "{ ModelNumber = M; }", "A=library A"},
-      {"rule set in place of its name",
-       "{ GenericRules = { FirstRuleSet = { value = lost; }; B = { value = 3; }; }; RuleSets = { FirstRuleSet = { A = "
-       "{}; B = { value = 4; }; }; }; }",
-       "{}", "B=4 A=library A"},
-      {"a set inside a set stays a name",
-       "{ GenericRules = { OneRuleSet = {}; }; RuleSets = { OneRuleSet = { TwoRuleSet = {}; }; TwoRuleSet = { A = {}; "
-       "}; }; }",
-       "{}", "TwoRuleSet"},
-      {"unless it comes later anyway",
-       "{ GenericRules = { OneRuleSet = {}; TwoRuleSet = {}; }; RuleSets = { OneRuleSet = { TwoRuleSet = {}; }; "
-       "TwoRuleSet = { A = {}; }; }; }",
-       "{}", "A=library A"},
-      {"extra-rules never contribute",
-       "{ GenericRules = { X = { value = 1; }; }; \"extra-rules\" = { X = { attribute = x; value = 2; }; }; }", "{}",
-       "X=1"},
-      {"no definition", "{ GenericRules = { Strange = {}; Missing = {}; }; }", "{}", "Strange Missing"},
-      {"suffix is exact", "{ GenericRules = { Ruleset = {}; RuleSets = {}; }; }", "{}", "Ruleset RuleSets"},
-      {"unknown part number", "{ MPNRules = {}; }", "{ ModelNumber = M; }", "-100003 unknown MPN:M"},
-      {"no part number", "{ MPNRules = {}; }", "{}", "-100003 unknown MPN:(null)"},
-      {"part number of another kind", "{ MPNRules = { M = {}; }; }", "{ ModelNumber = ( M ); }",
-       "-100003 unknown MPN:(\n    M\n)"},
-      {"unknown region", "{ MPNRules = { M = { RegionRules = {}; }; }; }", "{ ModelNumber = M; RegionInfo = R; }",
-       "-100003 unknown Region Code:R"},
-      {"no region", "{ MPNRules = { M = { RegionRules = {}; }; }; }", "{ ModelNumber = M; }",
-       "-100003 unknown Region Code:(null)"},
-      {"unknown rule set", "{ GenericRules = { NoRuleSet = {}; }; }", "{}", "-100004 unknown RuleSet:NoRuleSet"},
-      {"MPNRules of another kind", "{ MPNRules = (); }", "{ ModelNumber = M; }",
-       "-100003 malformed local rules: \"MPNRules\" is not a dictionary"},
-      {"part-number entry", "{ MPNRules = { M = x; }; }", "{ ModelNumber = M; }",
-       "-100003 malformed local rules: \"M\" is not a dictionary"},
-      {"region table", "{ MPNRules = { M = { RegionRules = x; }; }; }", "{ ModelNumber = M; }",
-       "-100003 malformed local rules: \"RegionRules\" is not a dictionary"},
-      {"region", "{ MPNRules = { M = { RegionRules = { R = x; }; }; }; }", "{ ModelNumber = M; RegionInfo = R; }",
-       "-100003 malformed local rules: \"R\" is not a dictionary"},
-      {"generic rules", "{ GenericRules = x; }", "{}",
-       "-100003 malformed local rules: \"GenericRules\" is not a dictionary"},
-      {"rule sets", "{ RuleSets = (); }", "{}", "-100003 malformed local rules: \"RuleSets\" is not a dictionary"},
-      {"rule set", "{ GenericRules = { ARuleSet = {}; }; RuleSets = { ARuleSet = x; }; }", "{}",
-       "-100003 malformed local rules: \"ARuleSet\" is not a dictionary"},
-      {"local entry", "{ GenericRules = { A = x; }; }", "{}",
-       "-100003 malformed local rules: \"A\" is not a dictionary"},
-  };
-  for (const Case& c : cases) EXPECT_EQ(assembled(c.local, c.device), c.rules) << c.why;
+  for (const Case& c : casesIn("device-rules.json")) {
+    EXPECT_EQ(assembled(c["local"], c["device"]), c["rules"]) << c["why"];
+  }
 }
 
 TEST(DeviceRulesTest, LogsEachRuleAndLeavesTheLibraryAlone) {
@@ -324,9 +219,8 @@ TEST(KernelTest, TheLogGoesToStandardErrorByDefault) {
 TEST(KernelTest, StepsOfAssembly) {
   const auto kernel = kernelWith("{ version = 1; }", std::make_shared<TestPlatform>());
   const Dictionary rules = parsedDictionary(R"({
-    MPNRules = { M = { A = { value = 1; }; RegionRules = { LL = { B = {}; A = { value = 2; }; }; Z = {}; }; C = {}; };
-                 Flat = { A = {}; }; Broken = text; };
-    RuleSets = { XRuleSet = { D = {}; A = { value = 3; }; }; YRuleSet = text; };
+    MPNRules = { M = { A = { value = 1; }; RegionRules = { LL = { B = {}; A = { value = 2; }; }; Z = {}; }; C = {}; }; };
+    RuleSets = { XRuleSet = { D = {}; A = { value = 3; }; }; };
   })");
   struct Selection {
     const char* partNumber;
@@ -336,10 +230,8 @@ TEST(KernelTest, StepsOfAssembly) {
   const Selection selections[] = {
       {"M", "LL", "{ A = { value = 2; }; B = {}; C = {}; }"},
       {"M", "Z", "{ A = { value = 1; }; C = {}; }"},
-      {"Flat", "nowhere", "{ A = {}; }"},
       {"M", "nowhere", "unknown Region Code:nowhere"},
       {"none", "LL", "unknown MPN:none"},
-      {"Broken", "LL", "malformed local rules: \"Broken\" is not a dictionary"},
   };
   for (const Selection& c : selections) {
     const Value partNumber(c.partNumber);
@@ -368,11 +260,8 @@ TEST(KernelTest, StepsOfAssembly) {
   };
   const Expansion expansions[] = {
       {"{ A = {}; XRuleSet = {}; B = {}; }", "{ A = { value = 3; }; B = {}; D = {}; }", nullptr},
-      {"{ A = {}; }", "{ A = {}; }", nullptr},
       {"{ XRuleSet = {}; NoRuleSet = {}; }", "{ NoRuleSet = {}; D = {}; A = { value = 3; }; }",
        "unknown RuleSet:NoRuleSet"},
-      {"{ YRuleSet = {}; XRuleSet = {}; }", "{ YRuleSet = {}; XRuleSet = {}; }",
-       "malformed local rules: \"YRuleSet\" is not a dictionary"},
   };
   for (const Expansion& c : expansions) {
     Dictionary entries = parsedDictionary(c.entries);

@@ -7,6 +7,8 @@
 #include <string>
 #include <string_view>
 
+#include "support/Cases.h"
+
 namespace tavik {
 namespace {
 
@@ -38,34 +40,11 @@ std::string shown(const ValueLocations& locations) {
 }
 
 TEST(LocationTest, OfEachValueInEachEncoding) {
-  struct Case {
-    std::string_view why;
-    std::string_view document;
-    std::string_view locations;
-  };
-  const Case cases[] = {
-      {"JSON", "{\"a\": [1, \"é\", true],\n \"b\" : {\"c\": -2.5}, \"d\": {}}",
-       "1:1 1:2>1:7 1:8 1:11 1:16 2:2>2:8 2:9>2:14 2:21>2:26"},
-      {"JSON, byte order mark and line ends", "\xEF\xBB\xBF[\r\n1,\r2,\n\"é\", 3]", "1:1 2:1 2:4 3:1 3:6"},
-      {"JSON, a form is one value",
-       R"([{"$data": "AA=="}, {"$date": "2026-11-21T01:02:03Z"}, {"$number": "nan"}, {"a": {"$data": ""}}, 1])",
-       "1:1 1:2 1:21 1:56 1:76 1:77>1:82 1:98"},
-      {"JSON, \"$dictionary\" is one dictionary", R"({"$dictionary": {"$x": [1]}})", "1:1 1:18>1:24 1:25"},
-      {"JSON, \"$dictionary\" among others", R"({"$dictionary": {"x": 1}, "b": 2})",
-       "1:1 1:2>1:17 1:18>1:23 1:27>1:32"},
-      {"XML",
-       "<?xml version='1.0'?>\n<plist><!-- é --><dict>\r<key>a</key> <array><integer>1</integer>\r\n<string/>"
-       "</array>\n\t<key>b</key><true/><key>c</key><dict/></dict></plist>",
-       "2:18 3:1>3:14 3:21 4:1 5:2>5:14 5:21>5:33"},
-      {"XML without a frame", "<array><data>AA==</data><string>é</string><real>1</real></array>", "1:1 1:8 1:25 1:43"},
-      {"old-style text", "{ a = (b, \"é\", <00>);\n// comment\n \"c\" = { d = e; }; }",
-       "1:1 1:3>1:7 1:8 1:11 1:16 3:2>3:8 3:10>3:14"},
-  };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.why);
+  for (const Case& c : casesIn("locations.json")) {
+    SCOPED_TRACE(c["why"]);
     ValueLocations locations;
-    read(c.document, locations);
-    EXPECT_EQ(shown(locations), c.locations);
+    read(c["document"], locations);
+    EXPECT_EQ(shown(locations), c["locations"]);
   }
 }
 

@@ -131,22 +131,6 @@ TEST(ManifestParserTest, TakesNamesFromTheTable) {
   EXPECT_STREQ(vsr_tag_to_str(0xFFFFFFFF), "Unknown");
 }
 
-TEST(ManifestParserTest, ShipsNamesForTheKnownGroups) {
-  const auto names = tagNamesIn(TAVIK_SHIPPED_TAG_NAMES);
-  const auto between = [&](std::uint32_t first, std::uint32_t last) {
-    return std::distance(names.lower_bound(first), names.upper_bound(last));
-  };
-  EXPECT_EQ(names.size(), 162U);
-  EXPECT_EQ(between(1, 104), 104 - 13);
-  EXPECT_EQ(between(200, 252), 52);
-  EXPECT_EQ(between(1000, 1009), 9);
-  EXPECT_EQ(between(2000, 2000), 1);
-  EXPECT_EQ(between(3000, 3008), 9);
-  for (const std::uint32_t tag : {19U, 21U, 29U, 65U, 66U, 67U, 69U, 70U, 71U, 72U, 73U, 76U, 77U, 204U, 1004U}) {
-    EXPECT_FALSE(names.contains(tag)) << tag;
-  }
-}
-
 TEST(ManifestParserTest, RefusesOtherShapes) {
   const Bytes set = element({0x31}, item(4000, {'B'}));
   const auto body = [](std::initializer_list<Bytes> parts) { return element({0x30}, joined(parts)); };
@@ -192,21 +176,6 @@ TEST(ManifestParserTest, TakesOnlyDataUnderItsKey) {
   EXPECT_FALSE(ManifestParser::rootDictFromData({{"RootManifestData", Data()}}));
   EXPECT_FALSE(ManifestParser::rootDictFromData({{"RootManifestData", "text"}}));
   EXPECT_TRUE(ManifestParser::dictFromData({{"Another", manifest}}, "Another", decodeRootManifest));
-}
-
-TEST(ManifestParserTest, SurvivesEveryPrefixAndEveryChangedByte) {
-  const Bytes good = root(joined({item(7, {'A', 'B'}), element({0xA0}, {'C'}), item(5000, {0xFF})}));
-  for (std::size_t size = 0; size < good.size(); ++size) {
-    EXPECT_FALSE(rootItems({good.begin(), good.begin() + static_cast<std::ptrdiff_t>(size)})) << size;
-  }
-  for (std::size_t place = 0; place < good.size(); ++place) {
-    Bytes changed = good;
-    for (int byte = 0; byte < 256; ++byte) {
-      changed[place] = static_cast<std::uint8_t>(byte);
-      const auto items = rootItems(changed);
-      EXPECT_TRUE(!items || items->size() <= 4) << place << ' ' << byte;
-    }
-  }
 }
 
 }  // namespace

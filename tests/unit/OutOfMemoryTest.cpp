@@ -8,12 +8,14 @@
 #include <tavik/StationPlatform.h>
 #include <tavik/tavik_platform.h>
 
-#include <array>
 #include <cstdlib>
+#include <filesystem>
+#include <fstream>
 #include <functional>
 #include <new>
 
 #include "CHandles.h"
+#include "Choices.h"
 #include "support/TestSupport.h"
 
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
@@ -146,121 +148,100 @@ void forEveryRequest(const char* name, Attempt attempt) {
   }
 }
 
-Data dataOf(std::string_view bytes) {
-  return Data(std::span(reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size()));
-}
-
-std::string text(std::string_view what) { return "a text that is too long to lie in place: " + std::string(what); }
-
-std::string numbered(int number) { return "key " + std::to_string(number); }
-
-Dictionary entries(int count) {
-  Dictionary dictionary;
-  for (int number = 0; number < count; ++number) dictionary.set(numbered(number), text(numbered(number)));
-  return dictionary;
-}
-
-Array elements(int count) {
-  Array array;
-  for (int number = 0; number < count; ++number) array.append(text(numbered(number)));
-  return array;
-}
-
-// A container of `size`, alone or shared with a copy, is changed: all or nothing, and never the copy.
-template <class Container>
-void changeAllOrNothing(const char* name, Container (*make)(int), int size, void (*change)(Container&)) {
-  Container changed = make(size);
-  change(changed);
-  const std::string after = description(std::array{Value(changed)}.data());
-  const std::string asMade = description(std::array{Value(make(size))}.data());
-  for (const bool shared : {false, true}) {
-    forEveryRequest(name, [&](std::size_t refused, bool onlyOne) {
-      Container container = make(size);
-      const Container copy = shared ? container : Container();
-      const bool ended = runs(refused, onlyOne, [&] { change(container); });
-      EXPECT_EQ(description(std::array{Value(container)}.data()), ended ? after : asMade);
-      EXPECT_EQ(copy, shared ? make(size) : Container());
-      if (!ended) change(container);
-      EXPECT_EQ(container, changed) << "usable afterwards, every key found";
-    });
-  }
-}
-
-TEST(OutOfMemoryTest, ContainersChangeWhollyOrNotAtAll) {
-  struct DictionaryCase {
-    const char* name;
-    void (*change)(Dictionary&);
-  };
-  const DictionaryCase dictionaryCases[] = {
-      {"set, a new key", [](Dictionary& changed) { changed.set(text("new"), text("value")); }},
-      {"set, a key it has", [](Dictionary& changed) { changed.set("key 1", text("value")); }},
-      {"setFirst", [](Dictionary& changed) { changed.setFirst("first", text("value")); }},
-      {"setAll",
-       [](Dictionary& changed) {
-         changed.setAll({{"key 2", text("x")}, {"a", "b"}, {text("c"), "d"}});
-       }},
-      {"erase", [](Dictionary& changed) { changed.erase("key 2"); }},
-      {"setOrRemove", [](Dictionary& changed) { changed.setOrRemove("key 0", nullptr); }},
-      {"reserve", [](Dictionary& changed) { changed.reserve(100); }},
-  };
-  // Room left and none, the last size that is scanned, one with an index.
-  for (const int size : {3, 4, 16, 32}) {
-    for (const auto& [name, change] : dictionaryCases) changeAllOrNothing<Dictionary>(name, entries, size, change);
-  }
-  struct ArrayCase {
-    const char* name;
-    void (*change)(Array&);
-  };
-  const ArrayCase arrayCases[] = {
-      {"append", [](Array& changed) { changed.append(text("new")); }},
-      {"Array set", [](Array& changed) { changed.set(1, text("new")); }},
-      {"Array reserve", [](Array& changed) { changed.reserve(100); }},
-  };
-  for (const int size : {3, 4}) {
-    for (const auto& [name, change] : arrayCases) changeAllOrNothing<Array>(name, elements, size, change);
-  }
-}
-
-// One way in: what comes out, made into a value. What is refused where memory ran out inside OpenSSL is told by its
-// text; everywhere else std::bad_alloc alone may come out.
-struct WayIn {
-  const char* name;
+// One operation, with its result made into a value. Where OpenSSL runs out of memory, other results may come out too;
+// everywhere else only std::bad_alloc may.
+struct Operation {
+  std::string name;
   std::function<Value()> call;
-  bool (*mayComeOut)(const Value& result) = nullptr;
+  bool (*mayResult)(const Value& result) = nullptr;
 };
 
-void exhaust(const WayIn& way) {
-  const Value expected = way.call();
-  forEveryRequest(way.name, [&](std::size_t refused, bool onlyOne) {
-    Value result;
-    const bool ended = runs(refused, onlyOne, [&] { result = way.call(); });
-    if (ended && !(trial.hasRefused && way.mayComeOut != nullptr && way.mayComeOut(result))) {
-      EXPECT_EQ(description(&result), description(&expected));
-    }
-  });
-  const Value again = way.call();
-  EXPECT_EQ(again, expected) << way.name << ": usable afterwards";
-}
-
-void exhaustAll(const std::vector<WayIn>& ways) {
-  for (const WayIn& way : ways) {
-    exhaust(way);
+void exhaust(const std::vector<Operation>& operations) {
+  for (const Operation& operation : operations) {
+    const Value expected = operation.call();
+    forEveryRequest(operation.name.c_str(), [&](std::size_t refused, bool onlyOne) {
+      Value result;
+      const bool ended = runs(refused, onlyOne, [&] { result = operation.call(); });
+      if (ended && !(trial.hasRefused && operation.mayResult != nullptr && operation.mayResult(result))) {
+        EXPECT_EQ(description(&result), description(&expected));
+      }
+    });
+    EXPECT_EQ(operation.call(), expected) << operation.name << ": usable afterwards";
     if (testing::Test::HasFailure()) return;
   }
 }
 
-Value orReason(const std::optional<Value>& value, const std::string& reason) { return value ? *value : Value(reason); }
+std::string text(std::string_view what) { return "a text that is too long to lie in place: " + std::string(what); }
 
-Value reading(const std::string& document) {
-  std::string error;
-  const auto value = readPropertyList({reinterpret_cast<const std::uint8_t*>(document.data()), document.size()}, error);
-  return orReason(value, error);
+template <class Container>
+Container filled(int count) {
+  Container container;
+  for (int number = 0; number < count; ++number) {
+    const std::string key = "key " + std::to_string(number);
+    if constexpr (std::is_same_v<Container, Array>) {
+      container.append(text(key));
+    } else {
+      container.set(key, text(key));
+    }
+  }
+  return container;
 }
 
-Value writing(const Value& value, PropertyListFormat format) {
+// A container of a size, alone or shared with a copy, is changed: all or nothing, and never the copy.
+template <class Container>
+void changeAllOrNothing(const std::vector<std::pair<const char*, void (*)(Container&)>>& changes, int size) {
+  const Container unchanged = filled<Container>(size);
+  for (const auto& [name, change] : changes) {
+    Container changed = filled<Container>(size);
+    change(changed);
+    for (const bool shared : {false, true}) {
+      forEveryRequest(name, [&, change = change](std::size_t refused, bool onlyOne) {
+        Container container = filled<Container>(size);
+        const Container copy = shared ? container : Container();
+        const bool ended = runs(refused, onlyOne, [&] { change(container); });
+        EXPECT_EQ(exact::text(container), exact::text(ended ? changed : unchanged));
+        EXPECT_EQ(copy, shared ? unchanged : Container());
+        if (!ended) change(container);
+        EXPECT_EQ(container, changed) << "usable afterwards, every key found";
+      });
+    }
+  }
+}
+
+TEST(OutOfMemoryTest, ContainersChangeWhollyOrNotAtAll) {
+  for (const int size : {3, 4, 16, 32}) {  // room left and none, the last size that is scanned, one with an index
+    changeAllOrNothing<Dictionary>(
+        {{"set, a new key", [](Dictionary& changed) { changed.set(text("new"), text("value")); }},
+         {"set, a key it has", [](Dictionary& changed) { changed.set("key 1", text("value")); }},
+         {"setFirst", [](Dictionary& changed) { changed.setFirst("first", text("value")); }},
+         {"setAll",
+          [](Dictionary& changed) {
+            changed.setAll({{"key 2", text("x")}, {"a", "b"}, {text("c"), "d"}});
+          }},
+         {"erase", [](Dictionary& changed) { changed.erase("key 2"); }},
+         {"setOrRemove", [](Dictionary& changed) { changed.setOrRemove("key 0", nullptr); }},
+         {"reserve", [](Dictionary& changed) { changed.reserve(100); }}},
+        size);
+    changeAllOrNothing<Array>({{"append", [](Array& changed) { changed.append(text("new")); }},
+                               {"set", [](Array& changed) { changed.set(1, text("new")); }},
+                               {"reserve", [](Array& changed) { changed.reserve(100); }}},
+                              size);
+  }
+}
+
+Data dataOf(std::string_view bytes) {
+  return Data(std::span(reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size()));
+}
+
+template <class Result>
+Value orReason(const std::optional<Result>& result, const std::string& reason) {
+  return result ? Value(*result) : Value(reason);
+}
+
+Value reading(std::string_view document) {
   std::string error;
-  const auto document = writePropertyList(value, format, error);
-  return document ? Value(*document) : Value(error);
+  return orReason(readPropertyList({reinterpret_cast<const std::uint8_t*>(document.data()), document.size()}, error),
+                  error);
 }
 
 Value readingJson(std::string_view text) {
@@ -269,19 +250,21 @@ Value readingJson(std::string_view text) {
   return orReason(readJson(text, error, locations), error);
 }
 
-Value writingJson(const Value& value) {
+Value writing(const Value& value, PropertyListFormat format) {
   std::string error;
-  return writeJson(value, error, JsonLayout::kIndented).value_or(error);
+  return orReason(writePropertyList(value, format, error), error);
 }
 
-Value readingFile(const std::string& path) {
+Value writingJson(const Value& value) {
   std::string error;
-  return orReason(readPropertyListFile(path, error), error);
+  return orReason(writeJson(value, error, JsonLayout::kIndented), error);
 }
+
+std::string bytesOf(const Value& data) { return {data.ifData()->bytes().begin(), data.ifData()->bytes().end()}; }
 
 // A value of every kind, with a dictionary large enough for an index, and text that needs escapes and two-byte units.
 Value everyKind() {
-  Dictionary all = entries(18);
+  Dictionary all = filled<Dictionary>(18);
   all.set("short", "x");
   all.set("escaped <&\"\\\n", text("\u00E9\U0001F600 <&>\"\t"));
   all.set("integer", Value(std::int64_t{-5000000000}));
@@ -293,23 +276,23 @@ Value everyKind() {
   return all;
 }
 
-std::string bytesOf(const Value& value, PropertyListFormat format) {
-  std::string error;
-  const std::optional<Data> document = writePropertyList(value, format, error);
-  return {document->bytes().begin(), document->bytes().end()};
-}
-
-Value nested(int depth) {
-  Value value("core");
-  for (; depth > 0; --depth) value = Array::of(std::move(value));
-  return value;
-}
-
-TEST(OutOfMemoryTest, Values) {
+TEST(OutOfMemoryTest, ValuesAndDocuments) {
   const Value value = everyKind();
-  const Value equal = reading(bytesOf(value, PropertyListFormat::kBinary));
+  const std::string xml = bytesOf(writing(value, PropertyListFormat::kXml));
+  const std::string binary = bytesOf(writing(value, PropertyListFormat::kBinary));
+  const std::string oldStyle = description(&value);
+  const std::string json(*writingJson(value).ifString());
+  const Value equal = reading(binary);
   const Value digits(std::string(400, '1') + "." + std::string(400, '2') + "e3");
-  exhaustAll({
+  const Value farDate(Date::sinceReference(1e15));
+  Value deep("core");
+  for (int level = 0; level <= kPropertyListDepthLimit; ++level) deep = Array::of(std::move(deep));
+  const TemporaryFile file(binary);
+  const auto readingFile = [](const std::string& path) {
+    std::string error;
+    return orReason(readPropertyListFile(path, error), error);
+  };
+  exhaust({
       {"building", everyKind},
       {"building from bytes that are no UTF-8", [] { return Value(text("\xFF\xC3") + std::string(100, '\x80')); }},
       {"comparing", [&] { return Value(value == equal); }},
@@ -318,31 +301,20 @@ TEST(OutOfMemoryTest, Values) {
       {"describing", [&] { return Value(description(&value)); }},
       {"converting", [&] { return Value(doubleValue(&digits) + static_cast<double>(longValue(&digits))); }},
       {"an index beyond the end",
-       [&]() -> Value {
+       []() -> Value {
          try {
            return Array().at(1);
          } catch (const std::out_of_range& fault) {
            return std::string_view(fault.what());
          }
        }},
-  });
-}
-
-TEST(OutOfMemoryTest, PropertyLists) {
-  const Value value = everyKind();
-  const std::string xml = bytesOf(value, PropertyListFormat::kXml);
-  const std::string binary = bytesOf(value, PropertyListFormat::kBinary);
-  const std::string oldStyle = description(&value);
-  const std::string json(*writingJson(value).ifString());
-  const std::string oddXml =
-      "<?xml version=\"1.0\"?><!DOCTYPE plist><plist version=\"1.0\"><!-- a comment --><array><string>a long enough "
-      "text &amp; &#x1F600; <![CDATA[<raw> text]]></string><real>+1.50e3</real><integer>0x1F</integer></array></plist>";
-  const Value farDate(Date::sinceReference(1e15));
-  const TemporaryFile file(binary);
-  const Value readable = readingFile(file.path());
-  exhaustAll({
       {"reading XML", [&] { return reading(xml); }},
-      {"reading XML of other forms", [&] { return reading(oddXml); }},
+      {"reading XML of other forms",
+       [] {
+         return reading(
+             "<?xml version=\"1.0\"?><!DOCTYPE plist><plist version=\"1.0\"><!-- a comment --><array><string>a long "
+             "enough text &amp; &#x1F600; <![CDATA[<raw> text]]></string><real>+1.50e3</real></array></plist>");
+       }},
       {"reading binary", [&] { return reading(binary); }},
       {"reading text", [&] { return reading(oldStyle); }},
       {"refusing XML",
@@ -350,91 +322,20 @@ TEST(OutOfMemoryTest, PropertyLists) {
       {"refusing binary", [&] { return reading(binary.substr(0, binary.size() - 1)); }},
       {"refusing text", [] { return reading("{ a = 1; \"a\" = \"2\\U00e9\"; }"); }},
       {"reading a file", [&] { return readingFile(file.path()); }},
-      {"refusing a file that is not there", [] { return readingFile("/no/such/folder/and/no/such/file.plist"); }},
-      {"refusing a folder", [] { return readingFile("/"); }},
+      {"refusing a file that is not there", [&] { return readingFile("/no/such/folder/and/no/such/file.plist"); }},
+      {"refusing a folder", [&] { return readingFile("/"); }},
       {"writing XML", [&] { return writing(value, PropertyListFormat::kXml); }},
       {"writing binary", [&] { return writing(value, PropertyListFormat::kBinary); }},
       {"refusing to write a date", [&] { return writing(Array::of(farDate), PropertyListFormat::kXml); }},
-      {"refusing to write so deep", [] { return writing(nested(513), PropertyListFormat::kBinary); }},
+      {"refusing to write so deep", [&] { return writing(deep, PropertyListFormat::kBinary); }},
       {"reading JSON", [&] { return readingJson(json); }},
       {"refusing JSON", [] { return readingJson(R"({"a key beyond fifteen": [{"a": 1, "a": 2}]})"); }},
       {"writing JSON", [&] { return writingJson(value); }},
-      {"refusing to write JSON", [] { return writingJson(nested(513)); }},
+      {"refusing to write JSON", [&] { return writingJson(deep); }},
       {"a date as text", [] { return Value(dateToIsoText(Date::sinceReference(0.1)).value_or("")); }},
       {"a date from text",
        [] { return Value(*dateFromIsoText("2026-11-21T01:02:03.123456789012345678901234567890Z")); }},
   });
-  EXPECT_EQ(readable, value);
-  EXPECT_EQ(readingJson(json), value);
-}
-
-// An element with a length of up to 255 bytes.
-std::string element(std::string_view identifier, std::string_view content) {
-  return std::string(identifier) + '\x81' + static_cast<char>(content.size()) + std::string(content);
-}
-
-std::string manifest(bool provisioning) {
-  const std::string algorithm = element("\x30", "\x06\x09\x2A\x86\x48\x86\xF7\x0D\x01\x01\x05");
-  const std::string items =
-      element("\x31", element("\x9F\x87\x68", text("item")) + element("\x9F\xA7\x08", std::string(40, '\xFF')));
-  const std::string end = element("\x04", "123") + element("\xA3", "");
-  return element("\x30", provisioning ? element("\x02", "1") + algorithm + element("\xA0", "") + items + end
-                                      : algorithm + items + end);
-}
-
-std::string systemConfig() {
-  std::string blob(24, '\0');
-  blob[20] = 2;
-  blob += "#BLM" + std::string("C02XYZ") + std::string(10, '\0');
-  blob += "\xE9vrS" + std::string(16, '\x01');
-  return blob;
-}
-
-Dictionary packedDevice() {
-  return {{"SysCfgData", dataOf(systemConfig())},
-          {"BasebandFirmwareManifestData", Dictionary{{"ProvisioningManifestData", dataOf(manifest(true))},
-                                                      {"RootManifestData", dataOf(manifest(false))}}}};
-}
-
-Value orAbsent(const std::optional<Dictionary>& dictionary) {
-  return dictionary ? Value(*dictionary) : Value("absent");
-}
-
-TEST(OutOfMemoryTest, Decoders) {
-  const Dictionary device = packedDevice();
-  const Dictionary& manifests = *device.findDictionary("BasebandFirmwareManifestData");
-  const Data& blob = *device.findData("SysCfgData");
-  const Data bits = dataOf(std::string(64 + 2 * 32, '\x41'));
-  const std::string members = element("\x04", "abc") + element("\x04", "def");
-  exhaustAll({
-      {"DERDecoderGetAllData",
-       [&] {
-         DERDecoder decoder = {};
-         auto length = static_cast<std::uint32_t>(members.size());
-         DERDecoderInitialize(&decoder, reinterpret_cast<const std::uint8_t*>(members.data()), &length, length);
-         struct List : DERDecoderItemList {
-           ~List() { DERDecoderFreeData(this); }
-         } list = {};
-         std::uint32_t count = 0;
-         const std::uint32_t status = DERDecoderGetAllData(&decoder, &list, &count);
-         const Value result = Array::of(status, count, list.index, Value(list.items != nullptr));
-         return result;
-       },
-       [](const Value& result) { return result == Value(Array::of(kDERDecoderErrorInvalid, 2, 0, Value(false))); }},
-      {"provisioning manifest", [&] { return orAbsent(ManifestParser::provisioningDictFromData(manifests)); }},
-      {"root manifest", [&] { return orAbsent(ManifestParser::rootDictFromData(manifests)); }},
-      {"SysCfg blob", [&] { return Value(SystemConfig::sysCfgFromData(&blob)); }},
-      {"control bits", [&] { return Value(SystemConfig::controlBitsFromData(&bits)); }},
-      {"expansion",
-       [&] {
-         Dictionary attributes = device;
-         ZRTTavikKernel::expandSysConfigData(attributes);
-         ZRTTavikKernel::expandBasebandManifestData(attributes);
-         return Value(attributes);
-       }},
-  });
-  EXPECT_EQ(ManifestParser::rootDictFromData(manifests)->size(), 2U) << "there is something to decode";
-  EXPECT_EQ(SystemConfig::sysCfgFromData(&blob).size(), 2U);
 }
 
 // Trusts what has no "untrusted" entry and asks for no memory itself.
@@ -451,119 +352,131 @@ class TrustingPlatform : public Platform {
   mutable std::size_t characters = 0;
 };
 
-std::unique_ptr<ZRTTavikKernel> kernelFrom(std::string_view library) {
-  const TemporaryFile file(library);
-  return ZRTTavikKernel::init(file.path(), std::make_shared<TrustingPlatform>());
+std::string contentsOf(const std::filesystem::path& path) {
+  std::ifstream file(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(file), {}};
 }
 
-constexpr std::string_view kLibrary = R"({
-  version = 7;
-  Prefix = { attribute = serial; predicate = "hasPrefix AND hasSuffix"; domain = "a domain that is long enough";
-             poll = "a polling entry that is long enough"; };
-  Either = { attribute = serial; predicate = "isUppercase OR contains"; value = "nothing of the kind is in it"; };
-  Not = { attribute = serial; predicate = "NOT caseInsensitiveEqual"; value = "another serial number"; hideResult = 1; };
-  Unknown = { attribute = serial; predicate = nobodysPredicate; };
-  "No Attribute serial" = { attribute = serial; };
-  Missing = { attribute = "an attribute that is missing"; predicate = equal; };
-  FromShop = { attribute = serial; predicate = equal;
-               references = ( { source = sfc; attribute = serial; description = "the serial number as sold"; } ); };
-  FromPerson = { attribute = serial; predicate = hasPrefix; references = ( { source = gui; } ); };
-  Card = { attribute = IntegratedCircuitCardIdentity; predicate = hasPrefix; value = 89; };
-  First = { attribute = serial; predicate = sendStaticAttribute; };
-  Second = { attribute = serial; predicate = sendStaticAttribute; };
-})";
+// The example station, with a device that passes and attributes in every packed form.
+struct Example {
+  Dictionary library = document("rule-library.plist");
+  Dictionary local = document("local-rules.plist");
+  Dictionary device = document("device-good/attributes.plist");
+  Dictionary sources{{"sfc", json("device-good/sfc.json")}, {"gui", json("device-good/gui.json")}};
+  Dictionary elsewhere = with(device, "RegionInfo", "a region that nobody knows");
+  Dictionary untrusted{{"untrusted", "a reason that is too long to lie in place"}};
+  Dictionary malformed{
+      {"version", "1"},
+      {"Model", Dictionary{{"attribute", "ModelNumber"}, {"predicate", "hasPrefix XOR contains"}, {"value", "x"}}}};
+  Dictionary malformedLocal{{"version", "1"}, {"GenericRules", Dictionary{{"Model", Dictionary()}}}};
 
-constexpr std::string_view kLocal = R"({
-  version = 8;
-  MPNRules = { MD123 = { Prefix = { value = "C02 and more than fits"; }; Either = {}; SpecialRuleSet = {};
-                         RegionRules = { LL = { Not = {}; Unknown = {}; }; }; }; };
-  GenericRules = { "No Attribute serial" = {}; Missing = {}; FromShop = {}; FromPerson = {}; Card = {}; };
-  RuleSets = { SpecialRuleSet = {
-    First = { value = { OnPass = "first, when it passes"; OnFail = "first, when it fails"; }; };
-    Second = { value = { OnPass = "second, when it passes"; OnFail = "second, when it fails"; }; }; }; };
-})";
+  static Dictionary document(const char* name) {
+    return *reading(contentsOf(std::filesystem::path(TAVIK_EXAMPLE) / name)).ifDictionary();
+  }
+  static Value json(const char* name) { return readingJson(contentsOf(std::filesystem::path(TAVIK_EXAMPLE) / name)); }
+  static Dictionary with(Dictionary dictionary, std::string_view key, std::string_view value) {
+    dictionary.set(key, value);
+    return dictionary;
+  }
+};
 
-constexpr std::string_view kSources =
-    R"({ sfc = { serial = "c02 and more than fits"; }; gui = { serial = "C02 and more than fits"; }; })";
-
-Dictionary device() {
-  Dictionary device = packedDevice();
-  device.set("serial", "C02 and more than fits");
-  device.set("ModelNumber", "MD123");
-  device.set("RegionInfo", "LL");
-  device.set("IntegratedCircuitCardIdentity", "8901260000000000000");
-  return device;
+TEST(OutOfMemoryTest, Decoders) {
+  const Dictionary device = Example().device;
+  const Dictionary& manifests = *device.findDictionary("BasebandFirmwareManifestData");
+  const auto orAbsent = [](const std::optional<Dictionary>& found) { return found ? Value(*found) : Value("absent"); };
+  constexpr std::string_view kMembers(
+      "\x04\x03"
+      "abc"
+      "\x04\x03"
+      "def");
+  exhaust({
+      {"DERDecoderGetAllData",
+       [&] {
+         DERDecoder decoder = {};
+         auto length = static_cast<std::uint32_t>(kMembers.size());
+         DERDecoderInitialize(&decoder, reinterpret_cast<const std::uint8_t*>(kMembers.data()), &length, length);
+         struct List : DERDecoderItemList {
+           ~List() { DERDecoderFreeData(this); }
+         } list = {};
+         std::uint32_t count = 0;
+         const std::uint32_t status = DERDecoderGetAllData(&decoder, &list, &count);
+         const Value result = Array::of(status, count, list.index, Value(list.items != nullptr));
+         return result;
+       },
+       [](const Value& result) { return result == Value(Array::of(kDERDecoderErrorInvalid, 2, 0, Value(false))); }},
+      {"provisioning manifest", [&] { return orAbsent(ManifestParser::provisioningDictFromData(manifests)); }},
+      {"root manifest", [&] { return orAbsent(ManifestParser::rootDictFromData(manifests)); }},
+      {"SysCfg blob", [&] { return Value(SystemConfig::sysCfgFromData(device.findData("SysCfgData"))); }},
+      {"control bits", [&] { return Value(SystemConfig::controlBitsFromData(device.findData("ControlBits"))); }},
+  });
+  EXPECT_GT(ManifestParser::rootDictFromData(manifests).value().size(), 1U) << "there is something to decode";
 }
 
-Value outcome(const std::optional<Array>& records, const std::optional<Error>& error) {
-  return Array::of(records ? Value(*records) : Value("absent"), error ? error->localizedDescription() : "no error");
-}
+using List = std::optional<Dictionary> (ZRTTavikKernel::*)(const Dictionary&, const Dictionary&,
+                                                           std::optional<Error>&) const;
 
 TEST(OutOfMemoryTest, CheckRuns) {
-  const TemporaryFile library(kLibrary);
+  const Example example;
   const auto platform = std::make_shared<TrustingPlatform>();
-  const auto kernel = kernelFrom(kLibrary);
-  const auto malformed =
-      kernelFrom("{ version = 1; Prefix = { attribute = serial; predicate = \"hasPrefix XOR b\"; }; }");
-  const Dictionary local = parsedDictionary(kLocal);
-  const Dictionary sources = parsedDictionary(kSources);
-  const Dictionary attributes = device();
-  const Dictionary elsewhere{{"ModelNumber", "MD123"}, {"RegionInfo", "a region that nobody knows"}};
-  const Dictionary untrusted{{"untrusted", "yes"}};
-  const auto checking = [&](const ZRTTavikKernel& with, const Dictionary& of, const Dictionary* rules) {
-    std::optional<Error> error;
-    const auto records = with.check(of, rules, &sources, error);
-    return outcome(records, error);
+  const auto making = [&](const Dictionary& library) {
+    Reason why;
+    return ZRTTavikKernel::init(library, platform, why);
   };
-  const auto prepared = kernel->prepare(&local);
-  const auto preparedOutcome = [&](const PreparedRules& rules) {
-    std::optional<Error> error;
-    const auto records = rules.check(attributes, &sources, nullptr, error);
-    return outcome(records, error);
+  const auto kernel = making(example.library);
+  const auto malformed = making(example.malformed);
+  const auto prepared = kernel->prepare(&example.local);
+  const auto outcome = [](const CheckOutcome& run) {
+    return Array::of(run.records ? Value(*run.records) : Value("absent"),
+                     run.reason ? run.reason->description : "a verdict", Value(run.station));
   };
-  using List =
-      std::optional<Dictionary> (ZRTTavikKernel::*)(const Dictionary&, const Dictionary&, std::optional<Error>&) const;
   const auto listing = [&](List list, const Dictionary& rules) {
     std::optional<Error> error;
-    const auto entries = (*kernel.*list)(rules, attributes, error);
+    const auto entries = (*kernel.*list)(rules, example.device, error);
     return entries ? Value(*entries) : Value(error->localizedDescription());
   };
-  exhaustAll({
-      {"init", [&] { return Value(ZRTTavikKernel::init(library.path(), platform) != nullptr); }},
+  std::vector<Operation> operations = {
+      {"init", [&] { return Value(making(example.library) != nullptr); }},
       {"init without a file", [&] { return Value(ZRTTavikKernel::init("/no/such/file", platform) != nullptr); }},
-      {"check", [&] { return checking(*kernel, attributes, &local); }},
-      {"check without rules", [&] { return checking(*kernel, attributes, nullptr); }},
-      {"check with rules that are not trusted", [&] { return checking(*kernel, attributes, &untrusted); }},
-      {"check in an unknown region", [&] { return checking(*kernel, elsewhere, &local); }},
-      {"check with a malformed expression", [&] { return checking(*malformed, attributes, &local); }},
-      {"prepare and check", [&] { return preparedOutcome(*kernel->prepare(&local)); }},
-      {"check with rules prepared before", [&] { return preparedOutcome(*prepared); }},
-      {"prepare without rules", [&] { return preparedOutcome(*kernel->prepare(nullptr)); }},
-      {"sfcCheckList", [&] { return listing(&ZRTTavikKernel::sfcCheckList, local); }},
-      {"guiCheckList", [&] { return listing(&ZRTTavikKernel::guiCheckList, local); }},
-      {"simCheckList", [&] { return listing(&ZRTTavikKernel::simCheckList, local); }},
-      {"getDomainList", [&] { return listing(&ZRTTavikKernel::getDomainList, local); }},
-      {"getPollingList", [&] { return listing(&ZRTTavikKernel::getPollingList, local); }},
-      {"a list from rules that are not trusted", [&] { return listing(&ZRTTavikKernel::guiCheckList, untrusted); }},
-  });
-  const Value records = checking(*kernel, attributes, &local);
-  EXPECT_EQ(records.ifArray()->at(0).ifArray()->size(), 14U);
-  EXPECT_EQ(attributes, device());
-  EXPECT_EQ(local, parsedDictionary(kLocal));
-  EXPECT_EQ(sources, parsedDictionary(kSources));
+      {"run", [&] { return Value(outcome(kernel->run(example.device, &example.local, &example.sources))); }},
+      {"run without rules", [&] { return Value(outcome(kernel->run(example.device, nullptr))); }},
+      {"run with rules that are not trusted",
+       [&] { return Value(outcome(kernel->run(example.device, &example.untrusted))); }},
+      {"run in an unknown region", [&] { return Value(outcome(kernel->run(example.elsewhere, &example.local))); }},
+      {"run with a malformed expression",
+       [&] { return Value(outcome(malformed->run(example.device, &example.malformedLocal))); }},
+      {"prepare and run",
+       [&] { return Value(outcome(kernel->prepare(&example.local)->run(example.device, &example.sources))); }},
+      {"run with rules prepared before",
+       [&] { return Value(outcome(prepared->run(example.device, &example.sources))); }},
+      {"a list from rules that are not trusted",
+       [&] { return listing(&ZRTTavikKernel::guiCheckList, example.untrusted); }},
+  };
+  for (const List list : {&ZRTTavikKernel::sfcCheckList, &ZRTTavikKernel::guiCheckList, &ZRTTavikKernel::simCheckList,
+                          &ZRTTavikKernel::getDomainList, &ZRTTavikKernel::getPollingList}) {
+    operations.push_back({"a list", [&, list] { return listing(list, example.local); }});
+  }
+  exhaust(operations);
+  EXPECT_EQ(kernel->run(example.device, &example.local, &example.sources).verdict, Verdict::kPassed);
+  EXPECT_EQ(example.device, Example().device);
+  EXPECT_EQ(example.local, Example().local);
 }
 
 // A run that ends for want of memory leaves the station dictionary as some rule left it: never one rule's "OnFail"
 // without its "OnPass".
 TEST(OutOfMemoryTest, TheStationDictionaryIsNeverHalfWritten) {
-  const auto kernel = kernelFrom(kLibrary);
-  const Dictionary local = parsedDictionary(kLocal);
-  const Dictionary sources = parsedDictionary(kSources);
-  const Dictionary attributes = device();
+  const Dictionary definition{{"attribute", "serial"}, {"predicate", "sendStaticAttribute"}};
+  Reason why;
+  const auto kernel = ZRTTavikKernel::init({{"version", "1"}, {"First", definition}, {"Second", definition}},
+                                           std::make_shared<TrustingPlatform>(), why);
+  const Dictionary local = parsedDictionary(R"({ version = 8; GenericRules = {
+    First = { value = { OnPass = "first, when it passes"; OnFail = "first, when it fails"; }; };
+    Second = { value = { OnPass = "second, when it passes"; OnFail = "second, when it fails"; }; }; }; })");
   forEveryRequest("check", [&](std::size_t refused, bool onlyOne) {
-    Dictionary station = entries(3);  // room for one more
+    Dictionary station = filled<Dictionary>(3);  // room for one more
     std::optional<Error> error;
-    runs(refused, onlyOne, [&] { static_cast<void>(kernel->check(attributes, &local, &sources, &station, error)); });
+    runs(refused, onlyOne, [&] {
+      static_cast<void>(kernel->check({{"serial", "C02"}}, &local, nullptr, &station, error));
+    });
     const std::string_view pass = station.findString("OnPass").value_or("");
     const std::string_view fail = station.findString("OnFail").value_or("");
     EXPECT_EQ(pass.substr(0, pass.find(',')), fail.substr(0, fail.find(',')));
@@ -571,84 +484,39 @@ TEST(OutOfMemoryTest, TheStationDictionaryIsNeverHalfWritten) {
 }
 
 TEST(OutOfMemoryTest, Predicates) {
-  struct Case {
-    const char* expression;
-    const char* attribute;
-    const char* value;
-    const char* references = nullptr;
-  };
-  // Each takes the long way: kinds that it is made for, texts that do not lie in place.
-  const Case cases[] = {
-      {"MPN4CCheck AND MPNCCCCheck", "\"a serial number of some length ABCD\"", "\"a code that is no code\""},
-      {"MPN4CListCheck OR MPN4EListCheck", "\"a serial number of some length\"", "(ABCD, \"and a code too long\")"},
-      {"NOT MPN4ECheck", "\"a serial number of some length\"", "\"a code that is no code\""},
-      {"boolEqual", "\"a text that is no boolean\"", "\"yes, or what stands for yes\""},
-      {"caseInsensitiveEqualData", "<000102030405060708090a0b0c0d0e0f>", "\"000102030405060708090A0B0C0D0E0F\""},
-      {"caseInsensitiveEqual", "\"as long as the other one\"", "\"AS LONG AS THE OTHER ONE\""},
-      {"cccNandSizeCheck", "64000000000", "{ BCD = 64; }", "{ SerialNumber = \"a serial number ABCD\"; }"},
-      {"checkEEEFCCIDTable", "\"a board number\"", "{ fcc = (num); }", "{ FCCID = fcc; }"},
-      {"checkIMEIfromGUI", "\"3500000000000012345\"", "\" 2345 and more than that \""},
-      {"checkWifiVendorAgainst4E", "\"a b vendor=name\"", "{ name = (\"an EEE code\", umbe); }",
-       "{ MLBSerialNumber = \"a long board number\"; }"},
-      {"checkWifiVendorAgainstEEE", "\"a b vendor=name\"", "{ name = (\"an EEE code\", rdn); }",
-       "{ MLBSerialNumber = \"a long board number\"; }"},
-      {"combinedMPNRCCheck", "x", "x", "{ ModelNumber = a; }"},
-      {"contains", "\"a text that holds another text\"", "\"holds another text\""},
-      {"contains", "\"a text that holds none so long\"",
-       "\"a text that is longer than any for which a plain search would do, so that it is searched in linear time\""},
-      {"controlBitCheck", nullptr, "(0, 1)"},
-      {"dataNotNull", "<000102030405060708090a0b0c0d0e0f>", "x"},
-      {"equal AND equalLong", "\"12345678901234567890\"", "\"12345678901234567890\""},
-      {"equalData", "<000102030405060708090a0b0c0d0e0f>", "\"<00010203 04050607 08090a0b 0c0d0e0f>\""},
-      {"equalMask", "<0ff00ff0>", "{ Mask = <ff00ff00>; Result = <0f000f00>; }"},
-      {"greaterThan", "\"1234567890.123456789\"", "\"1234567890.123456788\""},
-      {"hasPrefix OR hasSuffix", "\"a text that begins with this\"", "\"a text that begins\""},
-      {"isUppercase", "\"a text that is not upper case \\U00e9\"", "x"},
-      {"nandSizeCheck AND minimumNandSize", "64000000000", "\"64 gigabytes as it stands\""},
-      {"nvramWhiteList", "{ \"a variable of some length\" = 1; b = 2; }", "(b, \"a variable of some length\")"},
-      {"referenceHasPrefix", "\"a text that begins with this\"", "\"a text that begins with this, and more\""},
-      {"sendConditionalAttribute", "\"in the list, as it should be\"",
-       "{ list = (\"in the list, as it should be\"); match = { OnPass = 1; }; nonMatch = { OnFail = 2; }; }"},
-      {"sendStaticAttribute", "x", "{ OnPass = \"a text to send when it passes\"; }"},
-      {"staticTextGUIEquals", "x", "\"as long as the other one\"", "{ a = \"AS LONG AS THE OTHER ONE\"; }"},
-      {"staticTextGUIEquals", "x", "a", "{ a = \"a text that is much too long\"; b = 2; }"},
-      {"swbhRegionMatch", "\"the behaviour of a region\"",
-       "{ nospecial = { countryList = (XX); behavior = 1; }; special = { LL = \"the behaviour of a region\"; }; }",
-       "{ RegionInfo = \"LL/A\"; }"},
-      {"systemPartitionSizeCheck OR varnockSystemPartitionSizeCheck", "1073741824000000", "\"1024000000 mebibytes\""},
-      {"validIMEI", "\"350000000000001\"", "(\"99999999999999999999\", 35)"},
-      {"valueInList", "(\"one that is in the list\", b)", "(a, b, \"one that is in the list\")"},
-      {"nobodysPredicate", "x", "x"},
-      {"three words too many", "x", "x"},
-      {"hasPrefix XOR hasSuffix", "x", "x"},
-      {"greaterThan", "{ a = (\"of a kind that\", it, \"does not expect\"); }", "(1, 2)"},
-      {"MPN4CCheck", "abc", "x"},  // too short: a fault
-  };
   const PredicateKernel kernel(std::make_shared<TrustingPlatform>());
-  for (const Case& c : cases) {
-    const Value attribute = c.attribute != nullptr ? parsed(c.attribute) : dataOf(std::string(64 + 2 * 32, '\x41'));
-    const Value value = parsed(c.value);
-    const auto references = c.references != nullptr ? std::optional(parsedDictionary(c.references)) : std::nullopt;
-    exhaust({c.expression, [&]() -> Value {
-               std::optional<Error> error;
-               try {
-                 const auto tree = AbstractTreeNode::parsePredicateString(c.expression, kernel, error);
-                 if (tree == nullptr) return error->localizedDescription();
-                 return *tree->process(&attribute, &value, references ? &*references : nullptr);
-               } catch (const std::out_of_range& fault) {
-                 return std::string_view(fault.what());
-               }
-             }});
+  std::vector<Value> cases;
+  for (const auto& file : std::filesystem::directory_iterator(TAVIK_CASES)) {
+    if (file.path().extension() != ".json") continue;
+    const Value all = readingJson(contentsOf(file.path()));
+    for (const Value& each : *all.ifArray()) cases.push_back(each);
   }
+  cases.emplace_back(Dictionary{{"expression", "three words too many"}, {"attribute", "x"}});
+  std::vector<Operation> operations;
+  for (const Value& each : cases) {
+    const Dictionary& values = *each.ifDictionary();
+    operations.push_back(
+        {"", [&]() -> Value {
+           std::optional<Error> error;
+           try {
+             const auto tree = AbstractTreeNode::parsePredicateString(values.findString("expression"), kernel, error);
+             if (tree == nullptr) return error->localizedDescription();
+             return *tree->process(values.find("attribute"), values.find("value"), values.findDictionary("references"));
+           } catch (const std::logic_error& fault) {
+             return std::string_view(fault.what());
+           }
+         }});
+    operations.back().name = description(values.find("expression"));
+  }
+  EXPECT_GT(operations.size(), 300U);
+  exhaust(operations);
   const Value list = Array::of(text("a"), "b");
   const Value sizes = Dictionary{{"BCD", Value(64)}};
   const Dictionary phone{{"SerialNumber", "a serial number of some length ABCD"}, {"TotalDiskCapacity", "64000000000"}};
-  const Value variables = Dictionary{{text("a"), "1"}};
-  exhaustAll({
+  exhaust({
       {"valueInListDescription", [&] { return Value(ZRTTavikKernel::valueInListDescription(&list, &list)); }},
       {"nandSizeCheckDescription", [&] { return Value(ZRTTavikKernel::nandSizeCheckDescription(phone, &sizes)); }},
-      {"nvramWhiteListDescription",
-       [&] { return Value(ZRTTavikKernel::nvramWhiteListDescription(&variables, &list)); }},
+      {"nvramWhiteListDescription", [&] { return Value(ZRTTavikKernel::nvramWhiteListDescription(&sizes, &list)); }},
   });
 }
 
@@ -672,17 +540,41 @@ Value fromC(const std::function<tavik_status(tavik_value** value, tavik_error** 
   return Array::of(tavik_status_text(status), tavik_error_text(error), value == nullptr ? Value() : c::valueOf(value));
 }
 
-TEST(OutOfMemoryTest, ValuesThroughTheCInterface) {
-  const std::string xml = bytesOf(everyKind(), PropertyListFormat::kXml);
+TEST(OutOfMemoryTest, CInterface) {
+  const Example example;
   const c::OwnedValue all = c::handleOf(everyKind());
-  exhaustAll({
+  tavik_platform_callbacks callbacks = {};
+  callbacks.struct_size = sizeof callbacks;
+  callbacks.validate = [](void*, const tavik_value* document, const char*, tavik_verdict* verdict) {
+    tavik_verdict_trust(verdict, document);
+  };
+  c::OwnedPlatform platform;
+  c::OwnedKernel kernel;
+  c::OwnedKernel malformed;
+  c::OwnedRules rules;
+  const c::OwnedValue library = c::handleOf(example.library);
+  const c::OwnedValue local = c::handleOf(example.local);
+  const c::OwnedValue malformedLocal = c::handleOf(example.malformedLocal);
+  const c::OwnedValue sources = c::handleOf(example.sources);
+  const c::OwnedValue device = c::handleOf(example.device);
+  const c::OwnedValue short_ = c::handleOf(Value("abc"));
+  c::done(tavik_platform_new(&callbacks, platform.out()));
+  c::done(tavik_kernel_new_from_document(library, platform, kernel.out(), nullptr));
+  c::done(tavik_kernel_new_from_document(c::handleOf(example.malformed), platform, malformed.out(), nullptr));
+  c::done(tavik_kernel_prepare(kernel, local, rules.out(), nullptr));
+  const auto checking = [&](const tavik_kernel* with, const tavik_value* documents) {
+    return fromC([&](auto records, auto error) {
+      return tavik_kernel_check(with, device, documents, sources, nullptr, records, error);
+    });
+  };
+  const auto evaluating = [&](const char* expression) {
+    return fromC([&](auto record, auto error) {
+      return tavik_evaluate(expression, short_, nullptr, short_, nullptr, record, error);
+    });
+  };
+  exhaust({
       {"building and reading", [] { return c::valueOf(c::handleOf(everyKind())); }},
       {"describing", [&] { return fromC([&](auto value, auto) { return tavik_value_describe(all, value); }); }},
-      {"reading XML",
-       [&] {
-         return fromC(
-             [&](auto value, auto error) { return tavik_property_list_read(xml.data(), xml.size(), value, error); });
-       }},
       {"refusing a file",
        [] {
          return fromC([](auto value, auto error) { return tavik_property_list_read_file("/no/such", value, error); });
@@ -698,40 +590,33 @@ TEST(OutOfMemoryTest, ValuesThroughTheCInterface) {
          return fromC(
              [&](auto value, auto error) { return tavik_nand_size_check_description(nullptr, all, value, error); });
        }},
+      {"check", [&] { return checking(kernel, local); }},
+      {"check with a malformed expression", [&] { return checking(malformed, malformedLocal); }},
+      {"check with rules prepared before",
+       [&] {
+         return fromC([&](auto records, auto error) {
+           return tavik_rules_check(rules, device, sources, nullptr, records, error);
+         });
+       }},
+      {"a list",
+       [&] {
+         return fromC(
+             [&](auto list, auto error) { return tavik_kernel_sfc_check_list(kernel, local, device, list, error); });
+       }},
+      {"an expression", [&] { return evaluating("hasPrefix AND hasSuffix"); }},
+      {"a fault", [&] { return evaluating("MPN4CCheck"); }},
+      {"a kernel of its own",
+       [&]() -> Value {
+         c::OwnedPlatform own;
+         c::OwnedKernel made;
+         c::OwnedRules prepared;
+         c::done(tavik_station_platform_new("a path that is too long to lie in place", TAVIK_LOG_NONE, own.out()));
+         c::done(tavik_platform_new(&callbacks, own.out()));
+         c::done(tavik_kernel_new_from_document(library, own, made.out(), nullptr));
+         c::done(tavik_kernel_prepare(made, local, prepared.out(), nullptr));
+         return "made";
+       }},
   });
-  // A container that cannot be changed stays as it was.
-  for (const bool shared : {false, true}) {
-    forEveryRequest("tavik_dictionary_set", [&](std::size_t refused, bool onlyOne) {
-      const c::OwnedValue handle = c::handleOf(entries(16));
-      const Value copy = shared ? c::valueOf(handle) : Value();
-      c::OwnedValue other;
-      if (shared) c::done(tavik_value_copy(handle, other.out()));
-      const bool ended = runs(refused, onlyOne, [&] {
-        c::done(tavik_dictionary_set_string(handle, text("new").c_str(), "a value that is too long to lie in place"));
-      });
-      EXPECT_EQ(c::dictionaryOf(handle).size(), ended ? 17U : 16U);
-      EXPECT_EQ(shared ? c::valueOf(other) : Value(), copy);
-    });
-  }
-}
-
-// As TrustingPlatform.
-void trustThroughC(c::OwnedPlatform& platform) {
-  static std::size_t characters = 0;
-  tavik_platform_callbacks callbacks = {};
-  callbacks.struct_size = sizeof callbacks;
-  callbacks.user_data = &characters;
-  callbacks.validate = [](void*, const tavik_value* document, const char*, tavik_verdict* verdict) {
-    const char* reason = nullptr;
-    std::size_t length = 0;
-    if (tavik_dictionary_get_string(document, "untrusted", &reason, &length) == TAVIK_OK) {
-      tavik_verdict_refuse(verdict, reason, length);
-    } else {
-      tavik_verdict_trust(verdict, document);
-    }
-  };
-  callbacks.log = [](void* data, const char*, std::size_t length) { *static_cast<std::size_t*>(data) += length; };
-  c::done(tavik_platform_new(&callbacks, platform.out()));
 }
 
 // The user data is the platform's once there is one, and stays the caller's when there is none.
@@ -748,71 +633,6 @@ TEST(OutOfMemoryTest, UserDataChangesHandsWithThePlatform) {
     EXPECT_EQ(releases, 0);
     platform = c::OwnedPlatform();
     EXPECT_EQ(releases, ended ? 1 : 0);
-  });
-}
-
-TEST(OutOfMemoryTest, ChecksThroughTheCInterface) {
-  const TemporaryFile library(kLibrary);
-  const TemporaryFile malformed("{ version = 1; Prefix = { attribute = serial; predicate = \"hasPrefix XOR b\"; }; }");
-  c::OwnedPlatform platform;
-  trustThroughC(platform);
-  c::OwnedKernel kernel;
-  c::OwnedKernel malformedKernel;
-  c::OwnedRules rules;
-  const c::OwnedValue local = c::handleOf(parsed(kLocal));
-  const c::OwnedValue untrusted = c::handleOf(Dictionary{{"untrusted", "a reason that is too long to lie in place"}});
-  const c::OwnedValue sources = c::handleOf(parsed(kSources));
-  const c::OwnedValue attributes = c::handleOf(device());
-  const c::OwnedValue elsewhere = c::handleOf(Dictionary{{"ModelNumber", "MD123"}, {"RegionInfo", "unheard of"}});
-  const c::OwnedValue text = c::handleOf(Value("abc"));
-  c::done(tavik_kernel_new(library.path().c_str(), platform, kernel.out(), nullptr));
-  c::done(tavik_kernel_new(malformed.path().c_str(), platform, malformedKernel.out(), nullptr));
-  c::done(tavik_kernel_prepare(kernel, local, rules.out(), nullptr));
-  const auto checking = [&](const tavik_kernel* with, const tavik_value* of, const tavik_value* documents) {
-    return fromC([&](auto records, auto error) {
-      return tavik_kernel_check(with, of, documents, sources, nullptr, records, error);
-    });
-  };
-  exhaustAll({
-      {"check", [&] { return checking(kernel, attributes, local); }},
-      {"check with rules that are refused", [&] { return checking(kernel, attributes, untrusted); }},
-      {"check in an unknown region", [&] { return checking(kernel, elsewhere, local); }},
-      {"check with a malformed expression", [&] { return checking(malformedKernel, attributes, local); }},
-      {"check with rules prepared before",
-       [&] {
-         return fromC([&](auto records, auto error) {
-           return tavik_rules_check(rules, attributes, sources, nullptr, records, error);
-         });
-       }},
-      {"a list",
-       [&] {
-         return fromC([&](auto list, auto error) {
-           return tavik_kernel_sfc_check_list(kernel, local, attributes, list, error);
-         });
-       }},
-      {"an expression without a platform",
-       [&] {
-         return fromC([&](auto record, auto error) {
-           return tavik_evaluate("hasPrefix AND hasSuffix", text, nullptr, text, nullptr, record, error);
-         });
-       }},
-      {"a fault",
-       [&] {
-         return fromC([&](auto record, auto error) {
-           return tavik_evaluate("MPN4CCheck", text, nullptr, text, nullptr, record, error);
-         });
-       }},
-      {"a kernel of its own",
-       [&]() -> Value {
-         c::OwnedPlatform own;
-         c::OwnedKernel made;
-         c::OwnedRules prepared;
-         c::done(tavik_station_platform_new("a path that is too long to lie in place", TAVIK_LOG_NONE, own.out()));
-         trustThroughC(own);
-         c::done(tavik_kernel_new(library.path().c_str(), own, made.out(), nullptr));
-         c::done(tavik_kernel_prepare(made, local, prepared.out(), nullptr));
-         return "made";
-       }},
   });
 }
 
@@ -848,7 +668,7 @@ TEST(OutOfMemoryTest, SignatureChecks) {
     });
     if (algorithm != KeyAlgorithm::kEd25519) continue;  // what follows takes the others too long
     const TemporaryFile otherKey(generateKeyPair(algorithm, error)->publicKey);
-    exhaustAll({
+    exhaust({
         {"validation with another key",
          [&] { return validating(StationPlatform(otherKey.path(), StationPlatform::Log::kNone), *document); },
          isReason},

@@ -16,7 +16,6 @@
 #include <fstream>
 #include <memory>
 #include <string>
-#include <thread>
 #include <vector>
 
 namespace tavik {
@@ -695,22 +694,6 @@ TEST_F(PlatformTest, FewVerdictsAreKept) {
   place(document(std::string(9U << 20U, 'y')), keyPath, kept);
   EXPECT_NE(place(large, keyPath, kept), largePlace) << "two such are too much";
   EXPECT_EQ(place(signedBy(ed25519()), keyPath, kept), place(signedBy(ed25519()), keyPath, kept));
-}
-
-TEST_F(PlatformTest, ThreadsShareOnePlatform) {
-  std::vector<Dictionary> documents;  // no two have the same signature; more than are remembered
-  for (int i = 0; i < 10; ++i) documents.push_back(signedBy(p256()));
-  const StationPlatform platform(publicKeys(p256().pair.publicKey), StationPlatform::Log::kNone);
-  EXPECT_FALSE(platform.logs());
-  const auto validate = [&] {
-    for (std::size_t i = 0; i < 40; ++i) {
-      const Dictionary& document = documents[i / 2 % documents.size()];
-      std::optional<std::string> description;
-      EXPECT_TRUE(platform.validatedPropertyListFromSignedDictionary(document, "", description));
-    }
-  };
-  std::vector<std::jthread> threads;
-  for (int i = 0; i < 8; ++i) threads.emplace_back(validate);
 }
 
 }  // namespace

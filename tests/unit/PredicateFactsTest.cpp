@@ -7,6 +7,7 @@
 #include <map>
 #include <set>
 
+#include "support/Cases.h"
 #include "support/TestSupport.h"
 
 namespace tavik {
@@ -30,53 +31,15 @@ struct Sample {
 };
 
 std::vector<Sample> samples() {
-  const Value block(Data(std::vector<std::uint8_t>(8192)));
   const Value yes(true);
-  const auto region = parsedDictionary("{ RegionInfo = \"J/A\"; }");
-  const auto board = parsedDictionary("{ MLBSerialNumber = C0212345AP7WX1234; }");
-  std::vector<Sample> all = {
-      {"MPN4CCheck", "C8PK1234ABCD", {}, "abcd"},
-      {"MPN4CListCheck", "C8PK1234ABCD", {}, parsed("( XXXX, ABCD )")},
-      {"MPN4ECheck", "C0212345ABCDE6789", {}, "DE67"},
-      {"MPN4EListCheck", "C0212345ABCDE6789", {}, parsed("( DE67 )")},
-      {"MPNCCCCheck", "C8PK1234ABCD", {}, "BCD"},
-      {"boolEqual", yes, {}, yes},
-      {"boolEqual", yes, {}, Value(7)},
-      {"boolEqual", yes, {}, "Yes"},
-      {"caseInsensitiveEqual", "Sand", {}, "sand"},
-      {"caseInsensitiveEqualData", Data{0xDE, 0xAD}, {}, "dEaD"},
-      {"cccNandSizeCheck", Value(64.9e9), parsedDictionary("{ SerialNumber = C8ABCD; }"), parsed("{ BCD = 64; }")},
-      {"checkEEEFCCIDTable", "C0212345AP7WX1234", parsedDictionary("{ FCCID = F; }"), parsed("{ F = ( P7W ); }")},
-      {"checkIMEIfromGUI", "356938035643809", {}, " 3809"},
-      {"checkWifiVendorAgainst4E", "card 4330 vendor=0x1", board, parsed("{ 0x1 = ( WX12 ); }")},
-      {"checkWifiVendorAgainstEEE", "card 4330 vendor=0x1", board, parsed("{ 0x1 = ( P7W ); }")},
-      {"combinedMPNRCCheck",
-       "any",
-       parsedDictionary("{ ModelNumber = M; RegionInfo = \"L/A\"; mpn = \"ML/A\"; region_code = L; }"),
-       {}},
-      {"contains", "abc", {}, "b"},
-      {"controlBitCheck", block, {}, parsed("( 0, \"253\" )")},
-      {"dataNotNull", Data{0, 1}, {}, {}},
-      {"equalData", Data{0xAB}, {}, "<AB>"},
-      {"equalMask", Data{0x0F, 0xF0}, {}, parsed("{ Mask = <ff00>; Result = <0f00>; }")},
-      {"greaterThan", Value(42.5), {}, Value(42)},
-      {"greaterThan", "43", {}, "42.9"},
-      {"greaterThan", yes, {}, Value(false)},
-      {"hasPrefix", "abc", {}, "a"},
-      {"hasSuffix", "abc", {}, "c"},
-      {"isUppercase", "ABC", {}, {}},
-      {"nvramWhiteList", parsed("{ a = 1; }"), {}, parsed("( b, a )")},
-      {"referenceHasPrefix", "abc", {}, "abcd"},
-      {"sendConditionalAttribute", "a", {}, parsed("{ list = ( a ); match = { OnPass = 1; }; nonMatch = {}; }")},
-      {"sendConditionalAttribute", "b", {}, parsed("{ list = ( a ); match = {}; nonMatch = { OnPass = 1; }; }")},
-      {"sendStaticAttribute", "any", {}, parsed("{ OnPass = 1; OnFail = 2; }")},
-      {"staticTextGUIEquals", "any", parsedDictionary("{ question = OK; }"), "ok"},
-      {"swbhRegionMatch", "shutter", region, parsed("{ special = { J = Shutter; }; }")},
-      {"swbhRegionMatch", "shutter", region, parsed("{ nospecial = { countryList = ( J ); behavior = shutter; }; }")},
-      {"validIMEI", "356938035643809", {}, parsed("( 01, 35 )")},
-      {"valueInList", "b", {}, parsed("( a, b )")},
-      {"valueInList", Array::of("b", "a"), {}, parsed("( a, b )")},
-  };
+  std::vector<Sample> all = {{"controlBitCheck", Data(std::vector<std::uint8_t>(8192)), {}, parsed("( 0, \"253\" )")}};
+  for (const Case& c : casesIn("predicate-samples.json")) {
+    const Value* value = c.entries.find("value");
+    const Dictionary* references = c.entries.findDictionary("references");
+    all.push_back({c["word"], *c.entries.find("attribute"),
+                   references == nullptr ? std::nullopt : std::optional(*references),
+                   value == nullptr ? std::nullopt : std::optional(*value)});
+  }
   for (const Value& scalar : {Value(1), yes, Value("1 unit")}) {
     for (const char* word : {"equal", "equalLong"}) all.push_back({word, scalar, {}, scalar});
     for (const char* word : {"nandSizeCheck", "minimumNandSize"}) all.push_back({word, "1e9", {}, scalar});
@@ -304,25 +267,6 @@ TEST(PredicateFactsTest, EveryPredicateDoesWhatIsSaidOfIt) {
     }
   }
   EXPECT_EQ(withoutEntry.size(), 11U);  // each entry of every predicate
-}
-
-TEST(PredicateFactsTest, NumbersAreReadAsIsSaid) {
-  using ReadAs = ValueFacts::ReadAs;
-  const Value large(std::int64_t{1} << 40);
-  const Value larger((std::int64_t{1} << 40) + 1);
-  for (const PredicateFacts& facts : PredicateFacts::all()) {
-    SCOPED_TRACE(facts.word);
-    if (facts.word == "equal" || facts.word == "equalLong") {
-      EXPECT_EQ(outcomeOf({std::string(facts.word), large, {}, larger}) == Outcome::kPasses,
-                facts.value.readAs == ReadAs::kInteger);
-    }
-    if (facts.value.readAs == ReadAs::kReal) {
-      EXPECT_EQ(outcomeOf({std::string(facts.word), Value(0.5), {}, "0.25"}), Outcome::kPasses);
-    }
-    if (facts.value.readAs == ReadAs::kBoolean) {
-      EXPECT_EQ(outcomeOf({std::string(facts.word), Value(false), {}, "on"}), Outcome::kPasses);
-    }
-  }
 }
 
 TEST(PredicateFactsTest, LookUp) {

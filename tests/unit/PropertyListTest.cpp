@@ -18,6 +18,8 @@
 #include <string_view>
 #include <vector>
 
+#include "support/Cases.h"
+
 namespace tavik {
 namespace {
 
@@ -130,123 +132,38 @@ void expectRefused(const std::vector<Bad>& cases) {
   for (const Bad& c : cases) EXPECT_THAT(refusalOf(c.document), StartsWith(std::string(c.error))) << c.why;
 }
 
+void expectReadable(const std::string& file) {
+  for (const Case& c : casesIn(file)) {
+    const Value value = readable(c["document"]);
+    EXPECT_EQ(value, *c.entries.find("value")) << c["why"] << ": " << description(&value);
+  }
+}
+
 TEST(XmlPropertyListTest, Reads) {
+  expectReadable("xml-read.json");
   expectReadable({
-      {"the usual frame",
-       "<?xml version=\"1.0\" encoding=\"utf-8\"?>\n<!DOCTYPE plist>\n<plist version=\"1.0\">\n<true/></plist>\n",
-       Value(true)},
-      {"any document type line", "<!DOCTYPE plist PUBLIC \"a > b\" '[\"x\"]' ><plist><true/></plist>", Value(true)},
-      {"no frame, byte order mark", "\xEF\xBB\xBF <false></false > <!-- end -->", Value(false)},
-      {"comments and instructions anywhere",
-       "<!----><?a?><array><!-- <b> --><string>a<!-- - -->b<?c?> d</string></array>", Array::of("ab d")},
-      {"attributes are passed over", "<array a='1' b = \">\"><string c=''/></array>", Array::of("")},
-      {"white space is kept in strings only", "<array> <string> a\tb\n</string>\n<integer> 5\n</integer></array>",
-       Array::of(" a\tb\n", 5)},
-      {"line ends", "<array><string>a\r\nb\rc\n\r</string><string><![CDATA[a\r\nb\rc]]></string></array>",
-       Array::of("a\nb\nc\n\n", "a\nb\nc")},
-      {"entities and references", "<string>&lt;&gt;&amp;&quot;&apos;&#65;&#x42;&#x1F600;&#0;&#13;&#xffFF;</string>",
-       "<>&\"'AB\xF0\x9F\x98\x80\0\r\xEF\xBF\xBF"sv},
-      {"CDATA", "<string>a<![CDATA[<&lt;]]]]><![CDATA[>]]></string>", "a<&lt;]]>"},
-      {"integers",
-       "<array><integer>+007</integer><integer>-9223372036854775808</integer><integer>9223372036854775807</integer>"
-       "<integer>0x7fFF</integer><integer>-0X10</integer></array>",
-       Array::of(7, std::numeric_limits<std::int64_t>::min(), std::numeric_limits<std::int64_t>::max(), 32767, -16)},
       {"floating-point numbers",
        "<array><real>1</real><real>+.5</real><real>-1.5E-3</real><real>INF</real><real>-infinity</real>"
        "<real>1e-400</real></array>",
        Array::of(1.0, 0.5, -0.0015, HUGE_VAL, -HUGE_VAL, 0.0)},
-      {"data", "<array><data/><data>AQ==</data><data> A Q\r\nI= </data><data>AQID+/8=</data></array>",
-       Array::of(Data(), Data{1}, Data{1, 2}, Data{1, 2, 3, 0xFB, 0xFF})},
-      {"dates", "<array><date>2001-01-01T00:00:10Z</date><date> 2000-12-31T23:59:59.750Z\n</date></array>",
-       Array::of(Date::sinceReference(10), Date::sinceReference(-0.25))},
-      {"containers", "<dict><key>b</key><array/><key>a</key><dict/><key/><dict><key>x</key><string/></dict></dict>",
-       Dictionary{{"b", Array()}, {"a", Dictionary()}, {"", Dictionary{{"x", ""}}}}},
       {"depth up to the limit", repeated("<array>", 512) + "<string>inside</string>" + repeated("</array>", 512),
        nested(512)},
   });
   EXPECT_TRUE(std::isnan(readable("<real>nan</real>").ifReal().value()));
 }
 
+void expectRefused(const std::string& file) {
+  for (const Case& c : casesIn(file)) EXPECT_THAT(refusalOf(c["document"]), StartsWith(c["error"])) << c["why"];
+}
+
 TEST(XmlPropertyListTest, RefusesWithPlace) {
+  expectRefused("xml-refused.json");
   expectRefused({
-      {"empty", "", "line 1, column 1: the document is empty"},
-      {"white space", " \r\n\n ", "line 3, column 2: the document is empty"},
-      {"no element", "<!-- -->", "line 1, column 9: the document has no elements"},
-      {"no value", "<plist></plist>", "line 1, column 1: <plist> contains no value"},
-      {"two values", "<plist><true/><true/></plist>", "line 1, column 15: <plist> contains more than one value"},
-      {"two roots", "<true/><true/>", "line 1, column 8: unexpected content after"},
-      {"plist inside", "<array><plist><true/></plist></array>", "line 1, column 8: <plist> must be the outermost"},
-      {"text before", "<!-- -->a<true/>", "line 1, column 9: unexpected text before"},
-      {"text after", "<true/>a", "line 1, column 8: unexpected content after"},
-      {"text in a container", "<array>\n  a</array>", "line 2, column 3: unexpected text inside <array>"},
-      {"CDATA in a container", "<array><![CDATA[ ]]></array>", "line 1, column 8: unexpected text inside"},
-      {"text in a boolean", "<true>1</true>", "line 1, column 7: <true> must be empty"},
-      {"element in a string", "<string>a<b/></string>", "line 1, column 10: unexpected element inside <string>"},
-      {"unknown element", "<array>\n<set/></array>", "line 2, column 1: unknown element \"set\""},
-      {"wrong end", "<array>\n<dict></array>",
-       "line 2, column 7: mismatched end tag; expected the end of the <dict> opened at line 2, column 1"},
-      {"wrong end of text", "<key>a</keys>", "line 1, column 1: unexpected <key>"},
-      {"longer end", "<string>a</strings>", "line 1, column 10: mismatched end tag; expected the end of the <string>"},
-      {"end only", "</array>", "line 1, column 1: unexpected end tag"},
-      {"end with attribute", "<array></array a=''>", "line 1, column 8: malformed tag"},
-      {"attribute without value", "<array a>", "line 1, column 1: malformed tag"},
-      {"attributes without space", "<array a=''b=''>", "line 1, column 1: malformed tag"},
-      {"tag in an attribute", "<array a='<b>'>", "line 1, column 1: malformed tag"},
-      {"tag cut short", "<true/", "line 1, column 1: malformed tag"},
-      {"cut in a container", "<dict>\n",
-       "line 2, column 1: unexpected end inside the <dict> opened at line 1, column 1"},
-      {"cut in text", "<string>abc",
-       "line 1, column 12: unexpected end inside the <string> opened at line 1, column 1"},
-      {"open comment", "<array><!-- ->", "line 1, column 8: unterminated comment: missing \"-->\""},
-      {"open CDATA", "<string><![CDATA[]]", "line 1, column 9: unterminated CDATA section"},
-      {"open document type", "<!DOCTYPE plist", "line 1, column 1: unterminated document type declaration"},
-      {"internal subset", "<!DOCTYPE plist [<!ENTITY a \"b\">]><string>&a;</string>",
-       "line 1, column 17: internal subsets"},
-      {"unknown entity", "<string>a&nbsp;</string>", "line 1, column 10: unknown character reference"},
-      {"lone ampersand", "<string>R&D</string>", "line 1, column 10: unknown character reference"},
-      {"surrogate", "<string>&#xD800;</string>", "line 1, column 9: unknown character reference"},
-      {"last surrogate", "<string>&#xDFFF;</string>", "line 1, column 9: unknown character reference"},
-      {"beyond Unicode", "<string>&#x110000;</string>", "line 1, column 9: unknown character reference"},
-      {"reference beyond 32 bits", "<string>&#4294967361;</string>", "line 1, column 9: unknown character reference"},
-      {"reference with a sign", "<string>&#-1;&#+1;</string>", "line 1, column 9: unknown character reference"},
-      {"control character", "<string>a\x01</string>", "line 1, column 10: control characters"},
       {"control character in CDATA", "<string><![CDATA[a\0]]></string>"s, "line 1, column 19: control characters"},
-      {"columns are characters, CR ends a line", "<array>\r\xC3\xA9", "line 2, column 1: unexpected text inside"},
-      {"columns behind characters", "<string>\xC3\xA9\xF0\x9F\x98\x80&</string>",
-       "line 1, column 11: unknown character reference"},
       {"not UTF-8", "<string>a\n\xE9</string>", "line 2, column 1: invalid UTF-8"},
       {"declared otherwise", "<?xml version='1.0' encoding='ISO-8859-1'?><string>\xE9</string>",
        "line 1, column 21: the encoding \"ISO-8859-1\" is not supported"},
       {"UTF-16", "\xFF\xFE<\0"s, "line 1, column 1: the document is UTF-16"},
-      {"no integer", "<integer>\n 5x</integer>", "line 2, column 2: \"5x\" is not an integer"},
-      {"empty integer", "<integer> </integer>", "line 1, column 11: \"\" is not an integer"},
-      {"two signs", "<integer>+-5</integer>", "line 1, column 10: \"+-5\" is not an integer"},
-      {"too large", "<integer>9223372036854775808</integer>",
-       "line 1, column 10: \"9223372036854775808\" is out of range (signed 64-bit, at most 9223372036854775807)"},
-      {"too small", "<integer>-9223372036854775809</integer>",
-       "line 1, column 10: \"-9223372036854775809\" is out of range (signed 64-bit, at least -9223372036854775808)"},
-      {"too large by far", "<integer>0x10000000000000000</integer>",
-       "line 1, column 10: \"0x10000000000000000\" is out of range (signed 64-bit, at most"},
-      {"no number", "<real>+-5</real>", "line 1, column 7: \"+-5\" is not a number"},
-      {"hexadecimal number", "<real>0x10</real>", "line 1, column 7: \"0x10\" is not a number"},
-      {"number out of range", "<real>1e999</real>", "line 1, column 7: \"1e999\" is out of range"},
-      {"no base64", "<data>\nAQ!D</data>", "line 2, column 3: invalid base64"},
-      {"base64 behind padding", "<data>AQ==AQ==</data>", "line 1, column 11: invalid base64"},
-      {"padding missing", "<data>AQ</data>", "line 1, column 7: the last group"},
-      {"padding too long", "<data>AQI==</data>", "line 1, column 7: the last group"},
-      {"padding alone", "<data>====</data>", "line 1, column 7: the last group"},
-      {"one digit left", "<data>AQIDA===</data>", "line 1, column 7: the last group"},
-      {"bits left over", "<data>AR==</data>", "line 1, column 7: the last group"},
-      {"no date", "<date>2026-02-30T00:00:00Z</date>", "line 1, column 7: \"2026-02-30T00:00:00Z\" is not a date"},
-      {"no key", "<dict><string/></dict>", "line 1, column 7: expected a <key>"},
-      {"key alone", "<dict><key>a</key></dict>", "line 1, column 7: the key has no value"},
-      {"key as value", "<dict><key>a</key><key>b</key></dict>", "line 1, column 19: unexpected <key>"},
-      {"key twice", "<dict>\n<key>a</key><dict><key>a</key><true/></dict>\n <key>&#97;</key><true/></dict>",
-       "line 3, column 2: the key \"a\" is given twice, first at line 2, column 1"},
-      {"key on several lines twice", "<dict><key>a\nb</key><true/><key>a\nb</key><true/></dict>",
-       "line 2, column 15: the key \"a?b\" is given twice, first at line 1, column 7"},
-      {"long key twice", "<dict><key>a key of many letters</key><true/><key>a key of many letters</key><true/></dict>",
-       "line 1, column 46: the key \"a key of many letters\" is given twice, first at line 1, column 7"},
       {"key twice among many",
        "<dict><key>a</key><true/><key>b</key><true/>" + manyEntries(20) + "<key>b</key><true/></dict>",
        "line 1, column 445: the key \"b\" is given twice, first at line 1, column 26"},
@@ -256,57 +173,17 @@ TEST(XmlPropertyListTest, RefusesWithPlace) {
 }
 
 TEST(TextPropertyListTest, Reads) {
+  expectReadable("text-read.json");
   expectReadable({
-      {"plain strings", "( abc, /usr/bin/x, $a:b_c-1.5, 1e+20 )",
-       Array::of("abc", "/usr/bin/x", "$a:b_c-1.5", "1e+20")},
-      {"quoted strings", "(\"a b\", 'c \"d\"', \"\", \"\xC3\xA9\n\t\", \"it's\")",
-       Array::of("a b", "c \"d\"", "", "\xC3\xA9\n\t", "it's")},
-      {"escapes",
-       R"(("\a\b\f\n\r\t\v\\\"\'", "\101\60z\7", "\U00e9\U0000x\UD83D\Ude00"))"
-       "\n",
-       Array::of("\a\b\f\n\r\t\v\\\"'", "A0z\a", "\xC3\xA9\0x\xF0\x9F\x98\x80"sv)},
-      {"a string alone", "hello", "hello"},
-      {"data, whose digits make up no element's name", "<dEAd be\nEF>", Data{0xDE, 0xAD, 0xBE, 0xEF}},
-      {"empty data", " <>", Data()},
-      {"empty containers", "({}, (), )", Array::of(Dictionary(), Array())},
-      {"dictionary, comments", "// first\n{ a = 1; /* two\n * lines **/ \"b c\" = (x); 'd' = <01>;// last\r}//",
-       Dictionary{{"a", "1"}, {"b c", Array::of("x")}, {"d", Data{1}}}},
       {"depth up to the limit", std::string(512, '(') + "inside" + std::string(512, ')'), nested(512)},
   });
 }
 
 TEST(TextPropertyListTest, RefusesWithPlace) {
+  expectRefused("text-refused.json");
   expectRefused({
-      {"comments only", "// nothing\n/* */", "line 2, column 6: the document is empty"},
-      {"two values", "a b", "line 1, column 3: unexpected content after"},
-      {"no value", "( , a)", "line 1, column 3: unexpected character"},
-      {"other characters", "(a, \xC3\xA9)", "line 1, column 5: unexpected character"},
-      {"cut", "{ a = (b, ", "line 1, column 11: unexpected end of the document"},
-      {"comma missing", "(a\n b)", "line 2, column 2: expected \",\" or \")\" in the array opened at line 1, column 1"},
-      {"equals sign missing", "{ a; }", "line 1, column 4: expected \"=\" after the key at line 1, column 3"},
-      {"last semicolon missing", "{ a = 1 }",
-       "line 1, column 9: expected \";\" after the value of the key at line 1, column 3"},
-      {"container as key", "{ (a) = 1; }", "line 1, column 3: unexpected character"},
-      {"odd data", "<01 2>", "line 1, column 1: the data has an odd number"},
-      {"no digit", "<0g>",
-       "line 1, column 3: expected a hexadecimal digit or \">\" in the data opened at line 1, column 1"},
-      {"open data", "<01", "line 1, column 4: expected a hexadecimal digit"},
-      {"typed value", "(<*I5>)", "line 1, column 2: typed values"},
-      {"open string", "(\n\"a)", "line 2, column 1: unterminated string"},
-      {"string ending in a backslash", "\"a\\", "line 1, column 3: unknown escape"},
-      {"unknown escape", R"("a\q")", "line 1, column 3: unknown escape"},
-      {"octal beyond ASCII", R"("\351")", "line 1, column 2: octal escape above"},
-      {"short Unicode escape", R"("\U12")", "line 1, column 2: \\U needs four"},
-      {"lone high surrogate", R"("\Ud83d\n")", "line 1, column 2: unpaired surrogate"},
-      {"two high surrogates", R"("\Ud83d\Ud83d")", "line 1, column 2: unpaired surrogate"},
-      {"surrogate and no surrogate", R"("\Ud83d\Uffff")", "line 1, column 2: unpaired surrogate"},
-      {"two low surrogates", R"("\Ude00\Ude00")", "line 1, column 2: unpaired surrogate"},
-      {"lone low surrogate", R"("\Ude00")", "line 1, column 2: unpaired surrogate"},
       {"control character", "\"a\0\""s, "line 1, column 3: unescaped control character"},
-      {"open comment", "(a /* *)", "line 1, column 4: unterminated comment"},
       {"not UTF-8", "(a, \"\xC0\x80\")", "line 1, column 6: invalid UTF-8"},
-      {"key twice", "{ a = {a=1;};\n 'a' = 2; }",
-       "line 2, column 2: the key \"a\" is given twice, first at line 1, column 3"},
       {"much too deep", std::string(10000, '('), "line 1, column 513: nested more than 512 levels deep"},
   });
 }
@@ -573,9 +450,7 @@ TEST(PropertyListTest, WhatCouldNotBeReadBackIsNotWritten) {
   }
 }
 
-// Every shorter prefix of a good document fails, and every changed byte gives either a reason or a value that can be
-// written.
-TEST(PropertyListTest, DamagedDocumentsAreRefusedOrRead) {
+TEST(PropertyListTest, EveryShorterPrefixIsRefused) {
   const Value value = Dictionary{{"Model", "MD\xC3\xA9"},
                                  {"List", Array::of(1.5, 70000, Data{1, 2, 3, 4}, Date::sinceReference(0.5), true)}};
   const std::string documents[] = {written(value, PropertyListFormat::kXml),
@@ -585,18 +460,6 @@ TEST(PropertyListTest, DamagedDocumentsAreRefusedOrRead) {
     std::size_t length = document.starts_with("bplist") ? 6 : 0;  // fewer letters are a string without quotes
     for (; length <= end; ++length) {
       EXPECT_THAT(refusalOf(std::string_view(document).substr(0, length)), HasSubstr(": ")) << length;
-    }
-    for (std::size_t index = 0; index < document.size(); ++index) {
-      std::string changed = document;
-      for (const int byte : {0x00, 0x01, 0x0F, 0x22, 0x3C, 0x3E, 0x26, 0x7F, 0x80, 0xAF, 0xD8, 0xFF}) {
-        changed[index] = static_cast<char>(byte);
-        std::string error;
-        const std::optional<Value> read = tavik::read(changed, error);
-        EXPECT_NE(read.has_value(), !error.empty());
-        for (const PropertyListFormat format : kFormats) {
-          EXPECT_TRUE(!read || writePropertyList(*read, format, error)) << error;
-        }
-      }
     }
   }
 }
@@ -633,34 +496,15 @@ TEST(PropertyListTest, Files) {
 }
 
 TEST(DateTextTest, BothDirectionsAreExact) {
-  struct Case {
-    std::string_view text;
-    double seconds;
-    std::string_view shortest;
-  };
-  const Case cases[] = {
-      {"2001-01-01T00:00:00Z", 0, "2001-01-01T00:00:00Z"},
-      {"1970-01-01T00:00:00.000Z", -978307200, "1970-01-01T00:00:00Z"},
-      {"2024-02-29T23:59:59.5Z", 730943999.5, "2024-02-29T23:59:59.5Z"},
-      {"2000-12-31T23:59:59.9Z", -0.1, "2000-12-31T23:59:59.9Z"},
-      {"2001-01-01T00:00:00.1000000000000000055511151231257827Z", 0.1, "2001-01-01T00:00:00.1Z"},
-      {"2000-12-31T23:59:59.75000Z", -0.25, "2000-12-31T23:59:59.75Z"},
-      {"0001-01-01T00:00:00Z", -63113904000, "0001-01-01T00:00:00Z"},
-      {"9999-12-31T23:59:59.9999Z", 252423993599.9999, "9999-12-31T23:59:59.9999Z"},
-  };
-  for (const Case& c : cases) {
-    EXPECT_EQ(dateFromIsoText(c.text), Date::sinceReference(c.seconds)) << c.text;
-    EXPECT_EQ(dateToIsoText(Date::sinceReference(c.seconds)), c.shortest);
+  for (const Case& c : casesIn("dates.json")) {  // without "seconds": not a date
+    const Value* seconds = c.entries.find("seconds");
+    const std::optional<Date> date = dateFromIsoText(c["text"]);
+    EXPECT_EQ(date.has_value(), seconds != nullptr) << c["text"];
+    if (!date || seconds == nullptr) continue;
+    EXPECT_EQ(date, Date::sinceReference(doubleValue(seconds)));
+    EXPECT_EQ(dateToIsoText(*date), c["shortest"]);
   }
   EXPECT_EQ(dateFromIsoText("2001-01-01T00:00:00." + std::string(100000, '0') + "1Z"), Date::sinceReference(0));
-  for (const std::string_view text :
-       {"", "Z", "2026-11-21T01:02:03", "2026-11-21 01:02:03Z", "2026-11-21T01:02:03.Z", "2026-11-21T01:02:03,5Z",
-        "2026-11-21T01:02:03+00Z", "2026-02-29T00:00:00Z", "2026-00-01T00:00:00Z", "2026-13-01T00:00:00Z",
-        "2026-01-00T00:00:00Z", "2026-01-01T24:00:00Z", "2026-01-01T00:60:00Z", "2026-12-31T23:59:60Z",
-        "0000-12-31T23:59:59Z", "0000-12-31T23:59:59.99999999999999Z", "9999-12-31T23:59:59.99999999999Z",
-        "10000-01-01T00:00:00Z"}) {
-    EXPECT_FALSE(dateFromIsoText(text)) << text;
-  }
   for (const double seconds : {252423993600.0, -63113904000.1, std::nan("")})
     EXPECT_FALSE(dateToIsoText(Date::sinceReference(seconds)));
 }

@@ -1,11 +1,10 @@
-// SysCfg blobs and control bits: tables of cases, then blobs at random against a plain second reading.
+// SysCfg blobs and control bits.
 
 #include <gtest/gtest.h>
 #include <tavik/SystemConfig.h>
 
 #include <array>
 #include <cstdint>
-#include <random>
 #include <string>
 #include <vector>
 
@@ -116,59 +115,6 @@ TEST(SystemConfigTest, BoundsWhatOverlappingValuesStandFor) {
   EXPECT_EQ(fields(overlapping(900)).size(), 900U);                               // 18 KB: all of them
   EXPECT_EQ(fields(overlapping(10000)).size(), (16U << 20) / (24 + 20 * 10000));  // 200 KB: 16 MiB
   EXPECT_EQ(fields(overlapping(200000)).size(), 8U);                              // 4 MB: eight times the blob
-}
-
-// The rules, read a second time, without a bound on overlapping values.
-Dictionary modelFields(const Bytes& b) {
-  Dictionary result;
-  const auto word = [&](std::size_t at) { return b[at] + 256U * (b[at + 1] + 256U * (b[at + 2] + 256U * b[at + 3])); };
-  for (std::size_t i = 0; b.size() >= 24 && i < word(20) && 24 + 20 * (i + 1) <= b.size(); ++i) {
-    std::size_t entry = 24 + 20 * i, start = entry + 4, length = 16, tag = entry;
-    if (word(entry) == kIndirect) {
-      tag = entry + 4;
-      start = word(entry + 12);
-      length = word(entry + 8);
-      if (start + length > b.size()) break;
-    }
-    std::string name;
-    for (const std::size_t at : {tag + 3, tag + 2, tag + 1, tag}) {
-      if (b[at] >= 0x80) name += static_cast<char>(b[at] >= 0xC0 ? 0xC3 : 0xC2);
-      name += static_cast<char>(b[at] >= 0xC0 ? b[at] - 0x40 : b[at]);
-    }
-    const Bytes value(b.begin() + static_cast<std::ptrdiff_t>(start),
-                      b.begin() + static_cast<std::ptrdiff_t>(start + length));
-    std::string text(value.begin(), value.end());
-    text.erase(text.find_last_not_of('\0') + 1);
-    bool printable = true;
-    for (const char c : text) printable = printable && c >= ' ' && c <= '~';
-    result.set(name, printable ? Value(text) : Value(Data(value)));
-  }
-  return result;
-}
-
-TEST(SystemConfigTest, ReadsRandomBlobsAsTheRulesSay) {
-  std::mt19937 random(1);
-  const auto below = [&](std::size_t limit) { return static_cast<std::uint32_t>(random() % limit); };
-  std::size_t seen = 0;
-  for (int round = 0; round < 30000 && !HasFailure(); ++round) {
-    const std::uint32_t count = below(8);
-    std::vector<std::array<std::uint32_t, 5>> entries;
-    for (std::uint32_t i = 0; i < count; ++i) {
-      if (random() % 2 == 0) {
-        entries.push_back({0x41410000 + below(4), 0x4141, below(2), 0, 0});
-      } else {
-        entries.push_back({kIndirect, static_cast<std::uint32_t>(random()), below(24), below(60 + 20 * count), 9});
-      }
-    }
-    Bytes bytes = blob(count + below(2), entries, std::string(below(40), random() % 2 == 0 ? 'x' : '\0'));
-    for (std::uint32_t changes = below(3); changes > 0; --changes)
-      bytes[below(bytes.size())] = static_cast<std::uint8_t>(random());
-    if (random() % 4 == 0) bytes.resize(below(bytes.size() + 1));
-    const Dictionary expected = modelFields(bytes);
-    EXPECT_EQ(fields(bytes), expected);
-    seen += expected.size();
-  }
-  EXPECT_GT(seen, 50000U);
 }
 
 Bytes record(std::uint32_t status, std::uint32_t timestamp, std::string_view version) {

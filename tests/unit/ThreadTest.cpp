@@ -9,6 +9,7 @@
 #include <functional>
 #include <thread>
 
+#include "support/RandomDocuments.h"
 #include "support/TestSupport.h"
 
 namespace tavik {
@@ -44,56 +45,9 @@ void expectSameEverywhere(const std::vector<std::pair<const char*, std::function
   for (std::size_t job = 0; job < jobs.size(); ++job) EXPECT_EQ(different[job], 0) << jobs[job].first;
 }
 
-constexpr std::string_view kLibrary = R"({
-  version = 7;
-  Prefix = { attribute = serial; predicate = "hasPrefix AND hasSuffix"; domain = "a domain that is long enough";
-             poll = "a polling entry that is long enough"; };
-  Not = { attribute = serial; predicate = "NOT caseInsensitiveEqual"; value = "another serial number"; hideResult = 1; };
-  Unknown = { attribute = serial; predicate = nobodysPredicate; };
-  "No Attribute x" = { attribute = serial; };
-  Missing = { attribute = "an attribute that is missing"; predicate = equal; };
-  FromShop = { attribute = serial; predicate = hasPrefix;
-               references = ( { source = sfc; attribute = serial; description = "the serial number as sold"; } ); };
-  Card = { attribute = IntegratedCircuitCardIdentity; predicate = valueInList; value = (89, 90, 91); };
-  Sent = { attribute = serial; predicate = sendStaticAttribute; };
-  Malformed = { attribute = serial; predicate = "four words of it"; };
-})";
-
-// Part numbers MD0 to MD19, each with two regions.
-Dictionary localRules() {
-  Dictionary rules = parsedDictionary(R"({
-    version = 8;
-    GenericRules = { "No Attribute x" = {}; Missing = {}; FromShop = {}; Card = {}; SpecialRuleSet = {}; };
-    RuleSets = { SpecialRuleSet = { Sent = { value = { OnPass = "passed, as it should"; OnFail = "failed, alas"; }; }; }; };
-  })");
-  Dictionary table;
-  for (int number = 0; number < 20; ++number) {
-    const std::string text = "C02 with an ending of part number " + std::to_string(number);
-    Dictionary entries{{"Prefix", Dictionary{{"value", text}}}};
-    entries.set("RegionRules", Dictionary{{"LL", Dictionary{{"Not", Dictionary()}}},
-                                          {"ZA", Dictionary{{"Unknown", Dictionary{{"value", text}}}}},
-                                          {"XX", Dictionary{{"Malformed", Dictionary()}}}});
-    table.set("MD" + std::to_string(number), entries);
-  }
-  rules.set("MPNRules", table);
-  return rules;
-}
-
-Dictionary device(int number, std::string_view region) {
-  return {{"serial", "C02 with an ending of part number " + std::to_string(number)},
-          {"ModelNumber", "MD" + std::to_string(number)},
-          {"RegionInfo", region},
-          {"IntegratedCircuitCardIdentity", "90"}};
-}
-
-// Records, station dictionary and error of a run.
-template <class Check>
-Value outcome(Check check) {
-  Dictionary station;
-  std::optional<Error> error;
-  const auto records = check(&station, error);
-  return Array::of(records ? Value(*records) : Value("absent"), station,
-                   error ? error->localizedDescription() : "no error");
+Value valueOf(const CheckOutcome& run) {
+  return Array::of(run.records ? Value(*run.records) : Value("absent"), run.station,
+                   run.reason ? run.reason->text() : "a verdict");
 }
 
 std::span<const std::uint8_t> bytesOf(std::string_view text) {
@@ -103,89 +57,35 @@ std::span<const std::uint8_t> bytesOf(std::string_view text) {
 TEST(ThreadTest, EverybodyGetsTheSame) {
   auto platform = std::make_shared<TestPlatform>();
   platform->keepsLog = false;
-  const auto kernel = kernelWith(kLibrary, platform);
-  const Dictionary local = localRules();
-  const Dictionary sources{{"sfc", Dictionary{{"serial", "C02 with an ending"}}}};
-  const auto prepared = kernel->prepare(&local);
-  const Value document(local);
-  std::string error;
-  const Data xml = writePropertyList(document, PropertyListFormat::kXml, error).value();
-  const Data binary = writePropertyList(document, PropertyListFormat::kBinary, error).value();
-  const std::string listing = description(&document);
-  const Value shared = Array::of(document, device(1, "LL"));
-
+  std::mt19937_64 random(20261123);
   std::vector<std::pair<const char*, std::function<Value()>>> jobs;
-  for (int number = 0; number < 22; ++number) {  // two that nobody knows among them
-    const char* region = std::array{"LL", "ZA", "XX", "none"}[static_cast<std::size_t>(number) % 4];
-    const Dictionary attributes = device(number, region);
-    jobs.emplace_back("check", [&, attributes] {
-      return outcome([&](Dictionary* station, std::optional<Error>& why) {
-        return kernel->check(attributes, &local, &sources, station, why);
-      });
+  while (jobs.size() < 100) {
+    const auto made = std::make_shared<const RuleDocuments>(randomDocuments(random));
+    Reason why;
+    const std::shared_ptr kernel = ZRTTavikKernel::init(made->library, platform, why);
+    if (kernel == nullptr || !made->rules) continue;
+    const std::shared_ptr prepared = kernel->prepare(&*made->rules);
+    const Dictionary* sources = made->sources ? &*made->sources : nullptr;
+    for (const Dictionary& device : made->devices) {
+      jobs.emplace_back("check", [=, &device] { return valueOf(kernel->run(device, &*made->rules, sources)); });
+      jobs.emplace_back("prepared check", [=, &device] { return valueOf(prepared->run(device, sources)); });
+      EXPECT_EQ(jobs.rbegin()[0].second(), jobs.rbegin()[1].second());
+    }
+    jobs.emplace_back("prepare",
+                      [=] { return valueOf(kernel->prepare(&*made->rules)->run(made->devices.front(), sources)); });
+    jobs.emplace_back("list", [=] {
+      std::optional<Error> error;
+      const auto list = kernel->sfcCheckList(*made->rules, made->devices.front(), error);
+      return list ? Value(*list) : Value(error->localizedDescription());
     });
-    jobs.emplace_back("prepared check", [&, attributes] {
-      return outcome([&](Dictionary* station, std::optional<Error>& why) {
-        return prepared->check(attributes, &sources, station, why);
-      });
+    jobs.emplace_back("changing a copy", [=] {
+      Dictionary copy = *made->rules;
+      copy.set("new", made->library);
+      copy.erase("version");
+      return Value(copy);
     });
+    jobs.emplace_back("description", [=] { return Value(description(std::array{Value(made->library)}.data())); });
   }
-  for (std::size_t job = 0; job < jobs.size(); job += 2) EXPECT_EQ(jobs[job].second(), jobs[job + 1].second());
-
-  using List =
-      std::optional<Dictionary> (ZRTTavikKernel::*)(const Dictionary&, const Dictionary&, std::optional<Error>&) const;
-  const List lists[] = {&ZRTTavikKernel::sfcCheckList, &ZRTTavikKernel::guiCheckList, &ZRTTavikKernel::simCheckList,
-                        &ZRTTavikKernel::getDomainList, &ZRTTavikKernel::getPollingList};
-  for (const List list : lists) {
-    jobs.emplace_back("list", [&, list]() -> Value {
-      std::optional<Error> why;
-      return (*kernel.*list)(local, device(3, "LL"), why).value();
-    });
-  }
-  jobs.emplace_back("prepare", [&] {
-    const auto own = kernel->prepare(&local);
-    std::optional<Error> why;
-    return Value(own->check(device(4, "LL"), nullptr, nullptr, why).value());
-  });
-  jobs.emplace_back("predicate", [&]() -> Value {
-    std::optional<Error> why;
-    const Value attribute("a text that is long enough");
-    return *AbstractTreeNode::parsePredicateString("hasPrefix OR isUppercase", *kernel, why)
-                ->process(&attribute, &attribute, nullptr);
-  });
-  jobs.emplace_back("description", [&] { return Value(description(&shared)); });
-  jobs.emplace_back("valueInListDescription",
-                    [&] { return Value(ZRTTavikKernel::valueInListDescription(&shared, &shared)); });
-  jobs.emplace_back("reading XML", [&] {
-    std::string why;
-    return readPropertyList(xml.bytes(), why).value();
-  });
-  jobs.emplace_back("reading binary", [&] {
-    std::string why;
-    return readPropertyList(binary.bytes(), why).value();
-  });
-  jobs.emplace_back("reading text", [&] {
-    std::string why;
-    return readPropertyList(bytesOf(listing), why).value();
-  });
-  jobs.emplace_back("writing", [&] {
-    std::string why;
-    return Value(writePropertyList(shared, PropertyListFormat::kBinary, why).value());
-  });
-  jobs.emplace_back("changing a copy", [&] {
-    Dictionary copy = local;
-    copy.set("new", shared);
-    copy.erase("version");
-    Array list = *shared.ifArray();
-    list.set(1, copy);
-    return Value(list);
-  });
-  jobs.emplace_back("a manifest and a blob", [&] {
-    Dictionary attributes{{"SysCfgData", Data(bytesOf(listing))},
-                          {"BasebandFirmwareManifestData", Dictionary{{"RootManifestData", binary}}}};
-    ZRTTavikKernel::expandSysConfigData(attributes);
-    ZRTTavikKernel::expandBasebandManifestData(attributes);
-    return Value(attributes);
-  });
   expectSameEverywhere(jobs);
 }
 

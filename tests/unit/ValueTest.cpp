@@ -10,8 +10,9 @@
 #include <random>
 #include <stdexcept>
 #include <string>
-#include <thread>
 #include <vector>
+
+#include "support/Cases.h"
 
 namespace tavik {
 namespace {
@@ -191,67 +192,25 @@ TEST(ValueTest, WhatIsSharedOverAndOverIsComparedOnce) {
 }
 
 TEST(ValueTest, Conversions) {
-  constexpr auto kMax = std::numeric_limits<std::int32_t>::max();
-  constexpr auto kMin = std::numeric_limits<std::int32_t>::min();
-  constexpr auto kLongMax = std::numeric_limits<std::int64_t>::max();
-  constexpr auto kLongMin = std::numeric_limits<std::int64_t>::min();
   constexpr double kInfinity = std::numeric_limits<double>::infinity();
-  struct Case {
-    Value value;
-    std::int32_t integer;
-    std::int64_t number;
-    double real;
-    bool truth;
-  };
-  const Case cases[] = {
-      {Value("0042"), 42, 42, 42, true},
-      {Value("12abc"), 12, 12, 12, true},
-      {Value("abc"), 0, 0, 0, false},
-      {Value(""), 0, 0, 0, false},
-      {Value(" \t\n-7"), -7, -7, -7, true},
-      {Value("\u3000\u00A0+8"), 8, 8, 8, true},
-      {Value("+-8"), 0, 0, 0, false},
-      {Value("0x10"), 0, 0, 0, false},
-      {Value("2147483648"), kMax, 2147483648, 2147483648.0, true},
-      {Value("-99999999999999999999"), kMin, kLongMin, -1e20, true},
-      {Value("-9223372036854775808"), kMin, kLongMin, -9223372036854775808.0, true},
-      {Value("9223372036854775807"), kMax, kLongMax, 9223372036854775807.0, true},
-      {Value("5."), 5, 5, 5, true},
-      {Value(".5"), 0, 0, 0.5, false},
-      {Value("."), 0, 0, 0, false},
-      {Value("1.5.5"), 1, 1, 1.5, true},
-      {Value("1e3"), 1, 1, 1000, true},
-      {Value("1e+"), 1, 1, 1, true},
-      {Value("1E3"), 1, 1, 1000, true},
-      {Value("1e999"), 1, 1, kInfinity, true},
-      {Value(std::string(400, '9')), kMax, kLongMax, kInfinity, true},
-      {Value("0." + std::string(400, '0') + "1"), 0, 0, 0, false},
-      {Value("0e999999"), 0, 0, 0, false},
-      {Value("-0.001e400"), 0, 0, -kInfinity, false},
-      {Value("1e-999"), 1, 1, 0, true},
-      {Value("inf"), 0, 0, 0, false},
-      {Value("nan"), 0, 0, 0, false},
-      {Value("yes"), 0, 0, 0, true},
-      {Value("True"), 0, 0, 0, true},
-      {Value("-007"), -7, -7, -7, true},
-      {Value("no"), 0, 0, 0, false},
-      {Value("0"), 0, 0, 0, false},
-      {Value(-3.9), -3, -3, -3.9, true},
-      {Value(1e300), kMax, kLongMax, 1e300, true},
-      {Value(-1e300), kMin, kLongMin, -1e300, true},
-      {Value(-(std::int64_t{1} << 40)), kMin, -(std::int64_t{1} << 40), -1099511627776.0, true},
-      {Value(0.0), 0, 0, 0, false},
-      {Value(std::int64_t{1} << 40), kMax, std::int64_t{1} << 40, 1099511627776.0, true},
-      {Value(true), 1, 1, 1, true},
-      {Value(Data{1}), 0, 0, 0, false},
-      {Value(Array::of("1")), 0, 0, 0, false},
-  };
+  std::vector<Case> cases = casesIn("conversions.json");
+  cases.push_back({{{"value", std::string(400, '9')},
+                    {"integer", Value(std::numeric_limits<std::int32_t>::max())},
+                    {"number", Value(std::numeric_limits<std::int64_t>::max())},
+                    {"real", Value(kInfinity)},
+                    {"truth", Value(true)}}});
+  cases.push_back({{{"value", "0." + std::string(400, '0') + "1"},
+                    {"integer", Value(0)},
+                    {"number", Value(0)},
+                    {"real", Value(0)},
+                    {"truth", Value(false)}}});
   for (const Case& c : cases) {
-    SCOPED_TRACE(description(&c.value));
-    EXPECT_EQ(integerValue(&c.value), c.integer);
-    EXPECT_EQ(longValue(&c.value), c.number);
-    EXPECT_EQ(doubleValue(&c.value), c.real);
-    EXPECT_EQ(booleanValue(&c.value), c.truth);
+    const Value& value = *c.entries.find("value");
+    SCOPED_TRACE(description(&value));
+    EXPECT_EQ(Value(integerValue(&value)), *c.entries.find("integer"));
+    EXPECT_EQ(Value(longValue(&value)), *c.entries.find("number"));
+    EXPECT_EQ(Value(doubleValue(&value)), *c.entries.find("real"));
+    EXPECT_EQ(Value(booleanValue(&value)), *c.entries.find("truth"));
   }
   const Value nan(std::nan(""));
   EXPECT_EQ(integerValue(&nan), 0);
@@ -262,33 +221,7 @@ TEST(ValueTest, Conversions) {
 }
 
 TEST(ValueTest, Descriptions) {
-  struct Case {
-    Value value;
-    const char* text;
-  };
-  const Case cases[] = {
-      {Value("as \"it\" is\n"), "as \"it\" is\n"},
-      {Value(-5), "-5"},
-      {Value(3.0), "3"},
-      {Value(0.1), "0.1"},
-      {Value(100000.0), "100000"},
-      {Value(0.0001), "0.0001"},
-      {Value(0.00001), "1e-05"},
-      {Value(9007199254740993.0), "9007199254740992"},
-      {Value(1e16), "1e+16"},
-      {Value(1e300), "1e+300"},
-      {Value(5e-324), "5e-324"},
-      {Value(true), "1"},
-      {Value(false), "0"},
-      {Value(Data{1, 2, 3, 4, 5}), "<01020304 05>"},
-      {Value(Data{1, 2, 3, 0xFF}), "<010203ff>"},
-      {Value(Data()), "<>"},
-      {Value(Date::sinceEpoch(1795223523)), "2026-11-21 01:12:03 +0000"},
-      {Value(Array()), "()"},
-      {Value(Array::of("a b", 1, Array::of(Dictionary{{"k-1", Data{9}}}))),
-       "(\n    \"a b\",\n    1,\n    (\n        {\n            k-1 = <09>;\n        }\n    )\n)"},
-  };
-  for (const Case& c : cases) EXPECT_EQ(description(&c.value), c.text);
+  for (const Case& c : casesIn("descriptions.json")) EXPECT_EQ(description(c.entries.find("value")), c["text"]);
   EXPECT_EQ(description(nullptr), "(null)");
 }
 
@@ -301,43 +234,6 @@ TEST(ValueTest, ListingsReadBackAsText) {
   const auto read = readPropertyList({reinterpret_cast<const std::uint8_t*>(text.data()), text.size()}, error);
   ASSERT_TRUE(read) << error << '\n' << text;
   EXPECT_EQ(*read, listing) << text;
-}
-
-TEST(ValueTest, AnyDepth) {
-  const auto nested = [] {
-    Value value("core");
-    for (int depth = 0; depth < 1'000'000; ++depth) {
-      value = depth % 2 == 0 ? Value(Array::of(std::move(value))) : Value(Dictionary{{"k", std::move(value)}});
-    }
-    return value;
-  };
-  const Value one = nested();
-  const Value other = nested();
-  EXPECT_TRUE(one == other);
-  EXPECT_LT(description(&one).size(), 200'000'000U);
-  std::string error;
-  EXPECT_FALSE(writePropertyList(one, PropertyListFormat::kXml, error));
-  EXPECT_FALSE(writePropertyList(one, PropertyListFormat::kBinary, error));
-}
-
-TEST(ValueTest, ThreadsMayShareContents) {
-  // ThreadSanitizer watches: copies are written to while others read and copy the same contents.
-  Dictionary shared;
-  for (int key = 0; key < 40; ++key)
-    shared.set("key number " + std::to_string(key), Array::of("a long enough text", key));
-  std::vector<std::thread> threads;
-  for (int thread = 0; thread < 4; ++thread) {
-    threads.emplace_back([copy = shared, thread]() mutable {
-      for (int step = 0; step < 1000; ++step) {
-        Dictionary own = copy;
-        own.set("key number " + std::to_string(step % 50), Value(thread));
-        own.erase("key number 1");
-        if (step % 10 == 0) copy = own;
-      }
-    });
-  }
-  for (std::thread& thread : threads) thread.join();
-  EXPECT_EQ(shared.size(), 40U);
 }
 
 }  // namespace
