@@ -1,6 +1,5 @@
 """The files of a command line: what is read and told apart, what hostile input does (nothing), and how outputs are written."""
 
-import json
 import os
 import plistlib
 import pty

@@ -7,7 +7,7 @@ import unittest
 
 import tavik
 
-from support import STATION, FolderTest, Unsigned, answer, from_json, kernel, to_json
+from support import STATION, FolderTest, answer, from_json, kernel, to_json
 
 DEVICES = 10_000
 DOCUMENTS = ("--unsigned", "--library", "library.json", "--rules", "rules.json")

@@ -255,6 +255,15 @@ TEST(DERDecoderTest, RefusesMissingListOutputs) {
   EXPECT_EQ(list.items, nullptr);
   EXPECT_EQ(DERDecoderGetCount(&decoder, nullptr), kNone);
   DERDecoderFreeData(nullptr);
+
+  const Block cut(fromHex("05 00 04 05 "));
+  const DERDecoder malformed = cut.decoder();
+  EXPECT_EQ(DERDecoderGetAllData(&malformed, &list, &count), kOverrun);
+  EXPECT_EQ(DERDecoderGetCount(&malformed, &count), kOverrun);
+  EXPECT_EQ(count, 77U) << "nothing is written unless the whole region is sound";
+  const DERDecoder empty{cut.begin(), 0};
+  EXPECT_EQ(DERDecoderGetAllData(&empty, &list, &count), kEnd);
+  EXPECT_EQ(count, 0U);
 }
 
 using DERDecoderDeathTest = testing::Test;
