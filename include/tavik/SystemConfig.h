@@ -3,10 +3,12 @@
 
 #include <tavik/Value.h>
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <span>
 #include <string>
+#include <string_view>
 
 namespace tavik {
 
@@ -27,6 +29,14 @@ class TAVIK_EXPORT SystemConfig {
   /// small blob cannot stand for very much, it stops at the entry that would bring all values together beyond 16 MiB
   /// and beyond eight times the size of the blob.
   static Dictionary sysCfgFromData(const Data* data);
+
+  /// Where and why decoding a blob stopped before all of its entries were read.
+  struct Stop {
+    std::size_t offset;       ///< of the header, entry or value that could not be read
+    std::string_view reason;  ///< in words, of static storage
+  };
+  /// The same; `stop` is absent if every entry was read.
+  static Dictionary sysCfgFromData(const Data* data, std::optional<Stop>& stop);
 
   /// A control-bit block as its records, in order: 254 of them from a whole block of 8192 bytes, as many whole records
   /// as a shorter one holds, none from absent (null) or empty data.
