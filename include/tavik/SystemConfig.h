@@ -3,10 +3,12 @@
 
 #include <tavik/Value.h>
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <span>
 #include <string>
+#include <string_view>
 
 namespace tavik {
 
@@ -27,6 +29,14 @@ class TAVIK_EXPORT SystemConfig {
   /// the output of a small blob, decoding stops at the entry that would bring the total size of all values above both
   /// 16 MiB and eight times the size of the blob.
   static Dictionary sysCfgFromData(const Data* data);
+
+  /// Where and why decoding a blob stopped before all of its entries were read.
+  struct Stop {
+    std::size_t offset;       ///< of the header, entry or value that could not be read
+    std::string_view reason;  ///< in words, of static storage
+  };
+  /// The same; `stop` is absent if every entry was read.
+  static Dictionary sysCfgFromData(const Data* data, std::optional<Stop>& stop);
 
   /// Decodes a control-bit block into its records, in order: 254 records for a complete block of 8192 bytes, the
   /// complete records of a shorter one, and none for absent (null) or empty data.

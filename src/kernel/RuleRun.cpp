@@ -72,11 +72,11 @@ bool RuleRun::gatherAndEvaluate(const PreparedRule& rule, const Value* attribute
 // Returns the first missing reference. Malformed references count as a missing attribute.
 std::optional<RuleRun::Missing> RuleRun::fetchReferences(const PreparedRule& rule, Dictionary& references) {
   const Array* listed = rule.references->ifArray();
-  if (listed == nullptr) return Missing{rule.attribute, nullptr};
+  if (listed == nullptr) return malformedReferences(rule);
   std::optional<Missing> missing;
   for (const Value& element : *listed) {
     const Dictionary* reference = element.ifDictionary();
-    if (reference == nullptr) return missing ? missing : Missing{rule.attribute, nullptr};
+    if (reference == nullptr) return missing ? missing : malformedReferences(rule);
     const Value* name = findIfString(*reference, "attribute");
     if (name == nullptr) name = rule.attribute;
     const Value* source = reference->find("source");
@@ -90,6 +90,11 @@ std::optional<RuleRun::Missing> RuleRun::fetchReferences(const PreparedRule& rul
     if (missing && notes_ == nullptr) break;
   }
   return missing;
+}
+
+RuleRun::Missing RuleRun::malformedReferences(const PreparedRule& rule) {
+  if (notes_ != nullptr) notes_->referencesAreMalformed = true;
+  return {rule.attribute, nullptr};
 }
 
 const Value* RuleRun::fetch(const Value* name, const Value* source) const {

@@ -140,7 +140,7 @@ Judgement equalMask(const Operands& operands) {
   const Value* result = find(dictionaryOf(operands.value), "Result");
   const Data* maskData = dataOf(mask);
   if (data == nullptr || maskData == nullptr || maskData->size() != data->size()) {
-    return {false, "Unknown", {kEqual, result}};
+    return {false, "Unknown", {kEqual, dictionaryOf(operands.value) == nullptr ? operands.value : result}};
   }
   const Data* resultData = dataOf(result);
   return {resultData != nullptr && equalsMasked(*data, *maskData, *resultData), descriptionValue(operands.attribute),

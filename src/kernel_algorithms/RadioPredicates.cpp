@@ -25,8 +25,15 @@ std::optional<std::string_view> piece(std::string_view text, char separator, int
 
 const Value* pointer(const std::optional<Value>& value) { return value ? &*value : nullptr; }
 
-// The common part of the Wi-Fi vendor checks, for a board code of either kind; an absent (null) code fails.
-Judgement judgeVendor(const Value* attribute, const Value* value, const Value* boardCode) {
+// Looks up a board code in a list of codes. An absent (null) code fails, and the record shows the serial number.
+Judgement judgeCode(const Value* code, const Value* serialNumber, const Value* boards) {
+  Judgement judgement = predicates::valueInList({code, nullptr, boards});
+  if (code == nullptr && serialNumber != nullptr) judgement.actual = descriptionValue(serialNumber);
+  return judgement;
+}
+
+// The common part of the Wi-Fi vendor checks, for a board code of either kind.
+Judgement judgeVendor(const Value* attribute, const Value* value, const Value* boardCode, const Value* serialNumber) {
   const auto field = piece(textOf(attribute).value_or(std::string_view{}), ' ', 2);
   if (!field) {
     return {false, formattedValue("no vendor code, SDIOProductInfo is %@", {attribute}), "vendor code in attribute"};
@@ -35,7 +42,7 @@ Judgement judgeVendor(const Value* attribute, const Value* value, const Value* b
   if (!vendor) throw std::out_of_range(faultMessage("no \"=\" in the third field of SDIOProductInfo %@", {attribute}));
   const Value* boards = find(dictionaryOf(value), *vendor);
   if (boards == nullptr) return {false, formattedValue("unknown wifi vendor code %@", {*vendor}), "valid vendor code"};
-  return predicates::valueInList({boardCode, nullptr, boards});
+  return judgeCode(boardCode, serialNumber, boards);
 }
 
 }  // namespace
@@ -46,24 +53,27 @@ Judgement checkEEEFCCIDTable(const Operands& operands) {
   const Value* identifier = find(operands.references, "FCCID");
   const Value* boards = find(dictionaryOf(operands.value), identifier);
   if (boards == nullptr) return {false, formattedValue("unknown FCCID %@", {identifier}), "known FCCID"};
-  return valueInList({pointer(ZRTTavikKernel::parseEEECode(operands.attribute)), nullptr, boards});
+  const auto code = ZRTTavikKernel::parseEEECode(operands.attribute);
+  return judgeCode(pointer(code), operands.attribute, boards);
 }
 
 Judgement checkWifiVendorAgainstEEE(const Operands& operands) {
-  const auto code = ZRTTavikKernel::parseEEECode(find(operands.references, "MLBSerialNumber"));
-  return judgeVendor(operands.attribute, operands.value, pointer(code));
+  const Value* serialNumber = find(operands.references, "MLBSerialNumber");
+  const auto code = ZRTTavikKernel::parseEEECode(serialNumber);
+  return judgeVendor(operands.attribute, operands.value, pointer(code), serialNumber);
 }
 
 Judgement checkWifiVendorAgainst4E(const Operands& operands) {
-  const auto code = ZRTTavikKernel::parse4ECode(find(operands.references, "MLBSerialNumber"));
-  return judgeVendor(operands.attribute, operands.value, pointer(code));
+  const Value* serialNumber = find(operands.references, "MLBSerialNumber");
+  const auto code = ZRTTavikKernel::parse4ECode(serialNumber);
+  return judgeVendor(operands.attribute, operands.value, pointer(code), serialNumber);
 }
 
 }  // namespace predicates
 
 Dictionary ZRTTavikKernel::checkWifiVendorAgainstBoardConfig(const Value* attribute, const Dictionary* /*references*/,
                                                              const Value* value, const Value* eeeCode) {
-  return judgeVendor(attribute, value, eeeCode).record();
+  return judgeVendor(attribute, value, eeeCode, nullptr).record();
 }
 
 }  // namespace tavik

@@ -57,10 +57,10 @@ Judgement minimumNandSize(const Operands& operands) {
 }
 
 Judgement cccNandSizeCheck(const Operands& operands) {
-  const auto code = ZRTTavikKernel::parseCCCCode(find(operands.references, "SerialNumber"));
-  const Value* codeValue = code ? &*code : nullptr;
-  const Value* size = find(dictionaryOf(operands.value), codeValue);
-  const std::string unspecified = format("no size for CCC %@ specified", {codeValue});
+  const Value* serialNumber = find(operands.references, "SerialNumber");
+  const auto code = ZRTTavikKernel::parseCCCCode(serialNumber);
+  const Value* size = code ? find(dictionaryOf(operands.value), &*code) : nullptr;
+  const std::string unspecified = format("no size for CCC %@ specified", {code ? &*code : serialNumber});
   return judgeSize(ZRTTavikKernel::parseNandSize(operands.attribute), size, std::equal_to<>(), unspecified);
 }
 

@@ -27,9 +27,10 @@ Dictionary ZRTTavikKernel::valueInListDescription(const Value* attribute, const 
 }
 
 Dictionary ZRTTavikKernel::nandSizeCheckDescription(const Dictionary& attributes, const Value* expected) {
-  const auto code = parseCCCCode(attributes.find("SerialNumber"));
-  const Value* codeValue = code ? &*code : nullptr;
-  const Value* size = find(dictionaryOf(expected), codeValue);
+  const Value* serialNumber = attributes.find("SerialNumber");
+  const auto code = parseCCCCode(serialNumber);
+  const Value* codeValue = code ? &*code : serialNumber;
+  const Value* size = code ? find(dictionaryOf(expected), codeValue) : nullptr;
   if (size == nullptr) return descriptionOf(formattedValue("unknowned CCC code %@", {codeValue}), "a known CCC code");
   const std::int32_t gigabytes = parseNandSize(attributes.find("TotalDiskCapacity"));
   return descriptionOf(formattedValue("CCC=%@; NAND size=%d", {codeValue, gigabytes}), *size);
@@ -38,7 +39,7 @@ Dictionary ZRTTavikKernel::nandSizeCheckDescription(const Dictionary& attributes
 Dictionary ZRTTavikKernel::nvramWhiteListDescription(const Value* attribute, const Value* expected) {
   const Dictionary* variables = dictionaryOf(attribute);
   const Value names(variables == nullptr ? Array() : detail::ValueAccess::keys(*variables));
-  return descriptionOf(formattedValue("actual keys: %@", {variables == nullptr ? nullptr : &names}),
+  return descriptionOf(formattedValue("actual keys: %@", {variables == nullptr ? attribute : &names}),
                        formattedValue("allowed keys: %@", {expected}));
 }
 

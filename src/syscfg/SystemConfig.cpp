@@ -23,8 +23,8 @@ namespace {
 
 using Bytes = std::span<const std::uint8_t>;
 
-// A SysCfg blob: a header, which is not read, the number of entries, and the entries.
-constexpr std::size_t kHeaderSize = 20;
+// A SysCfg blob: a header, of which only the number of entries at its end is read, and the entries.
+constexpr std::size_t kHeaderSize = 24;
 constexpr std::size_t kEntrySize = 20;
 // Instead of a tag: the value is elsewhere in the blob. As a tag, this is "CNTB".
 constexpr std::uint32_t kIndirect = 0x434E5442;
@@ -88,21 +88,33 @@ std::string characters(Bytes bytes) {
 }  // namespace
 
 Dictionary SystemConfig::sysCfgFromData(const Data* data) {
+  std::optional<Stop> stop;
+  return sysCfgFromData(data, stop);
+}
+
+Dictionary SystemConfig::sysCfgFromData(const Data* data, std::optional<Stop>& stop) {
   Dictionary fields;
-  if (data == nullptr) return fields;
-  const Bytes blob = data->bytes();
+  const Bytes blob = data == nullptr ? Bytes() : data->bytes();
   Bytes rest = blob;
-  if (!take(rest, kHeaderSize)) return fields;
-  const std::optional<Bytes> count = take(rest, 4);
-  if (!count) return fields;
+  const auto stopAt = [&](std::string_view reason) {
+    stop = {blob.size() - rest.size(), reason};
+    return fields;
+  };
+  stop.reset();
+  const std::optional<Bytes> header = take(rest, kHeaderSize);
+  if (!header) return stopAt("the header is cut off");
   std::size_t budget = std::max(kLeastBudget, blob.size() * kMostExpansion);
-  for (std::uint32_t left = word(count->first<4>()); left > 0; --left) {
+  for (std::uint32_t left = word(header->last<4>()); left > 0; --left) {
     const std::optional<Bytes> entry = take(rest, kEntrySize);
-    if (!entry) break;
+    if (!entry) return stopAt("an entry is cut off");
     const std::optional<Field> field = readField(blob, entry->first<kEntrySize>());
-    if (!field || field->value.size() > budget) break;
-    budget -= field->value.size();
-    ValueAccess::set(fields, ValueAccess::string(convertTag(field->tag)), fieldValue(field->value));
+    if (field && field->value.size() <= budget) {
+      budget -= field->value.size();
+      ValueAccess::set(fields, ValueAccess::string(convertTag(field->tag)), fieldValue(field->value));
+      continue;
+    }
+    rest = blob.last(rest.size() + kEntrySize);  // the offset is that of the entry
+    return stopAt(field ? "the values are too large for the blob" : "the entry's value is outside the blob");
   }
   return fields;
 }

@@ -124,6 +124,7 @@ FAIL  Region
 FAIL  Nowhere
       actual    attribute (null) not found from device!
       expected  N/A
+      to do     The rules are at fault, not the device: tell their author.
 
 FAILED  4 rules: 2 passed, 2 failed, 1 hidden
 """)
@@ -157,7 +158,7 @@ FAILED  4 rules: 2 passed, 2 failed, 1 hidden
         self.assertIn("\x1b[1;31mFAIL  Region", shown)
         table, details = shown.split("\n\n", 1)
         self.assertIn("R…", table)
-        self.assertIn("actual    " + "R" * 100 + "\n", details)
+        self.assertIn("actual    \x1b[1;4m" + "R" * 100 + "\x1b[0m\n", details)
         plain = self.on_terminal(70, NO_COLOR="1")
         self.assertNotIn("\x1b", plain)
         self.assertEqual(max(len(line) for line in plain.split("\n\n")[0].splitlines()), 70)

@@ -51,11 +51,34 @@ class DecodeTest(CommandTest):
             'SrNm     "C02"\n'
             "WMac     000000  01 02 03 04 05 06 07 08  09 0a 0b 0c 0d 0e 0f 10  |................|\n"
             'Em\\x1bt  ""\n'))
-        self.assertEqual(self.json("syscfg", b""), {})
+
+    def test_where_and_why_decoding_stops(self):
+        blob = sys_cfg((b"SrNm", b"C02"), (b"CNTB", b"TsLF" + struct.pack("<III", 4, 99, 0)))
+        items = der(0x31, der(0x81, b"ABC"), b"\x82\x09")
+        manifest = der(0x30, der(0x30, SHA1_WITH_RSA), items, der(0x04), der(0xA3))
+        cases = (  # kind, bytes, what is decoded, what standard error says
+            ("syscfg", b"", {}, "byte 0: the header is cut off"),
+            ("syscfg", blob[:-1], {"SrNm": "C02"}, "byte 44: an entry is cut off"),
+            ("syscfg", blob, {"SrNm": "C02"}, "byte 44: the entry's value is outside the blob"),
+            ("control-bits", bytes(96), None, "byte 96: the block ends after 1 of 254 records"),
+            ("root-manifest", manifest, {}, "byte 22: the item cannot be read: its content runs past the end"),
+        )
+        for kind, blob, decoded, why in cases:
+            with self.subTest(kind, why=why):
+                status, out, err = self.decode(kind, blob, "--format", "json")
+                self.assertEqual((status, err), (FAILED, f"tavik: decode: blob: {why}\n"))
+                if decoded is not None:
+                    self.assertEqual(json.loads(out), decoded)
+
+    def test_attributes(self):
+        device = {"ModelNumber": "M1", "SysCfgData": data(sys_cfg((b"SrNm", b"C02"))), "BasebandFirmwareManifestData": {"RootManifestData": data(b"0")}}
+        status, out, err = self.decode("attributes", json.dumps(device).encode(), "--format", "json")
+        self.assertEqual((status, json.loads(out)), (FAILED, device | {"SysCfgData.SrNm": "C02"}))
+        self.assertIn("blob: RootManifestData cannot be decoded to its end: an element cannot be read", err)
 
     def test_control_bits(self):
         blob = control_bits(0, 1, 2, 3)
-        records = self.json("control-bits", blob)
+        records = self.json("control-bits", blob, FAILED)
         self.assertEqual([record["Test State"] for record in records], ["Pass", "Incomplete", "Fail", "Untested"])
         self.assertEqual(records[2], {"Test State": "Fail", "Erase Count": 1, "Abs Fail Count": 7, "Rel Fail Count": 5,
                                       "Timestamp": {"$date": "2023-11-14T22:13:20Z"}, "Software Version": "FW-1"})
@@ -63,7 +86,8 @@ class DecodeTest(CommandTest):
         self.assertIn("\n    0  p I F .\n", text)
         self.assertIn("4 control bits: 1 Pass, 1 Fail, 1 Incomplete, 1 Untested", text)
         self.assertIn("\n2    Fail        1            7               5 ", text)
-        self.assertEqual(self.json("control-bits", b""), [])
+        self.assertEqual(self.json("control-bits", b"", FAILED), [])
+        self.assertEqual(len(self.json("control-bits", control_bits(*[0] * 254))), 254)
 
     def test_manifests(self):
         algorithm = der(0x30, SHA1_WITH_RSA)
@@ -79,7 +103,7 @@ class DecodeTest(CommandTest):
                     self.assertIsNone(self.json(kind, wrong, FAILED))
                     status, out, err = self.decode(kind, wrong)
                     self.assertEqual((status, out), (FAILED, ""))
-                    self.assertTrue(err.startswith(f"tavik: decode: blob: is no {kind}"))
+                    self.assertTrue(err.startswith(f"tavik: decode: blob: is not a {kind}: "))
 
     def test_of_long_data_a_terminal_shows_the_beginning(self):
         self.file("blob", der(0x30, der(0x30, SHA1_WITH_RSA), der(0x31, der(0x81, b"\xff" * 300)), der(0x04), der(0xA3)))

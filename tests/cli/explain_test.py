@@ -172,12 +172,13 @@ class ExplainTest(CommandTest):
         self.assertEqual((rule["error"]["code"], "record" in rule), (-100006, False))
 
     def test_devices_and_documents_without_rules(self):
-        for device, message in (({"ModelNumber": "p1"}, 'unknown MPN:p1; did you mean "P1"?'),
-                                ({"ModelNumber": "P1", "RegionInfo": "JP"}, "unknown Region Code:JP; the regions of P1 are EU, US"),
-                                ({}, "unknown MPN:(null)")):
+        for device, message in (({"ModelNumber": "p1"}, '--rules rules: unknown MPN:p1; did you mean "P1"?'),
+                                ({"ModelNumber": "P1", "RegionInfo": "JP"}, "--rules rules: unknown Region Code:JP; the regions of P1 are EU, US"),
+                                ({"ModelNumber": 7}, '--attributes device: "ModelNumber" is a number, not a string (unknown MPN:7)'),
+                                ({}, '--attributes device: has no "ModelNumber", which selects the rules (unknown MPN:(null))')):
             self.file("device", json.dumps(device))
             run = self.explain("--format", "json")
-            self.assertIn(f"tavik: explain: --rules rules: {message}\n", run.err)
+            self.assertIn(f"tavik: explain: {message}\n", run.err)
             self.assertEqual((run.status, json.loads(run.out)["rules"]), (NO_VERDICT, None))
             self.assertEqual(json.loads(run.out)["error"]["code"], -100003)
         self.file("unversioned", "{}")

@@ -63,7 +63,8 @@ class ListTest(CommandTest):
     def test_signed_documents(self):
         self.passes("keygen", "--private", "key", "--public", "pub")
         self.passes("sign", "--key", "key", "rules", "-o", "rules.signed")
-        self.passes("sign", "--key", "key", "library", "-o", "library")
+        self.passes("sign", "--key", "key", "library", "-o", "library.signed")
+        (self.folder / "library.signed").rename(self.folder / "library")
         trust = ("--public-key", "pub")
         run = self.list("gui", "--format", "json", rules="rules.signed", trust=trust)
         self.assertEqual((run.status, run.err, json.loads(run.out)["list"]), (PASSED, "", {"Colour": "Colour"}))

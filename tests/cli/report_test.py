@@ -1,6 +1,7 @@
 """The reports of `tavik check` and `tavik batch`: JUnit XML, property list and HTML; the pages also in a browser, with
 values that try to act."""
 
+import base64
 import fcntl
 import html.parser
 import json
@@ -240,8 +241,8 @@ class ReportTest(ReportCase):
             (DEVICES[3][0], NO_VERDICT, ("a XOR b. The rules are at fault",)),
             (DEVICES[4][0], NO_VERDICT, ("unknown MPN:MD3. Compare the part number",)),
             ({"ModelNumber": "MD1", "SerialNumber": "C8PKKQ2"}, FAILED, ("To do: The device gave no such value.",)),
-            (GOOD | {"ModelNumber": "MD4"}, FAILED, ("To do: The operator was not asked, or gave no answer", "(gui)",
-                                                     "To do: This source has no such value", "</code> from label")),
+            (GOOD | {"ModelNumber": "MD4"}, FAILED, ("To do: The check was run without this source", "(gui)", "</code> from label",
+                                                     "source &quot;gui&quot; was not given, but 1 rule needs it; no source was given")),
             (GOOD | {"ModelNumber": "MD5"}, FAILED, ("To do: The rules are at fault",)),
             (GOOD | {"ModelNumber": "MD6"}, FAILED, ("To do: The rules are at fault",)),
             (GOOD | {"ModelNumber": "MD7"}, FAILED, ("To do: This must not be on the device",)),
@@ -258,6 +259,12 @@ class ReportTest(ReportCase):
             for text in texts:
                 with self.subTest(device, text=text):
                     self.assertTrue(text in page, text)
+        self.file("device", json.dumps(GOOD | {"ModelNumber": "MD4"}))
+        self.file("empty", "{}")
+        page = self.tavik("check", *DOCUMENTS, "--attributes", "device", "--source", "gui=empty", "--source", "label=empty",
+                          "--format", "html").out
+        for text in ("To do: The operator was not asked, or gave no answer", "To do: This source has no such value"):
+            self.assertIn(text, page)
 
     def test_reports_say_whether_signatures_were_verified(self):
         self.file("device", json.dumps(GOOD))
@@ -278,6 +285,35 @@ class ReportTest(ReportCase):
                             self.assertEqual("Signatures were not verified" in out, value == "not verified")
                         else:
                             self.assertIn(words[form] % value, out)
+
+    def test_reports_explain_what_the_texts_do_not_show(self):
+        blob = {"$data": base64.b64encode(bytes(20) + b"\1\0\0\0" + b"RLOC").decode()}
+        cases = (  # rule, attribute, what every report says
+            ({"predicate": "hasPrefix", "value": "20"}, 2026, "found a number, expected text"),
+            ({"predicate": "boolEqual", "value": 1}, "true", "found text, expected true or false"),
+            ({"predicate": "valueInList", "value": ["1", "3"]}, 3, "found a number, expected text"),
+            ({"predicate": "hasSuffix", "references": [{"source": "gui", "attribute": "x"}]}, "123809",
+             "expected value: found a number, expected text"),
+            ({"predicate": "equal", "value": 1 << 40}, (1 << 40) + 1, "equal compares 32 bits and reads both as 2147483647; use equalLong"),
+            ({"predicate": "equal", "references": "x"}, 1, "the rule's references are malformed"),
+            ({"attribute": "SysCfgData.COLR", "predicate": "hasPrefix", "value": "x"}, 1,
+             "SysCfgData cannot be decoded to its end: byte 24: an entry is cut off"),
+            ({"predicate": "hasPrefix", "value": "MD "}, "MDx", "\\x20"),
+        )
+        self.file("gui", '{"x": 3809}')
+        for rule, attribute, words in cases:
+            self.documents({"version": 1, "R": {"attribute": "A"} | rule}, {"version": 1, "GenericRules": {"R": {}}})
+            device = {"A": attribute, "SysCfgData": blob}
+            self.file("device", json.dumps(device))
+            self.file("batch", json.dumps({"attributes": device, "sources": {"gui": {"x": 3809}}}))
+            inputs = ("--attributes", "device", "--source", "gui=gui")
+            runs = [("check", *inputs, "--format", form) for form in ("table", "html", "junit")]
+            runs += [("batch", "batch", "--format", form) for form in ("table", "html", "junit") if rule.get("value") != 1 << 40]
+            if words != "\\x20":  # explain has texts in quotes
+                runs += [("explain", *inputs), ("explain", *inputs, "R"), ("explain", "--batch", "batch", "--id", "1", "R")]
+            for command, *options in runs:
+                with self.subTest(words, command=command, options=options):
+                    self.assertIn(words, re.sub("</?mark>", "", self.tavik(command, *DOCUMENTS, *options).out))
 
     def test_a_batch_page_is_bounded_and_the_same_for_any_number_of_threads(self):
         text = "".join(json.dumps({"id": f"device {i:05}", "attributes": {"ModelNumber": f"P{i % 1300:04}", "Size": i % 5}}) + "\n"

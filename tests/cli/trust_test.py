@@ -109,7 +109,8 @@ class TrustTest(CommandTest):
                 record = outcome["records"][0]
                 self.assertEqual((record["rule"], record["result"]), ("Valid Product Rules", False))
                 self.assertEqual(outcome["reason"], {"kind": "not trusted", "rule": None, "description": record["actual"]})
-                self.assertEqual(run.err, f"tavik: check: --rules {document}: {record['actual']}\n")
+                self.assertEqual(run.err, f"tavik: check: --rules {document}: {record['actual']}"
+                                 + ", or give --unsigned to try it as it is" * (document == "library.json") + "\n")
 
     def test_empty_documents(self):
         self.file("empty.json", "{}")

@@ -18,7 +18,43 @@ class UsageTest(CommandTest):
                 self.assertEqual(text, self.passes(command, "-h"))
                 self.assertIn("Exit status", text)
                 self.assertEqual(self.passes(command, "--version"), "tavik 3.19\n")
-        self.assertEqual(self.passes("--version"), "tavik 3.19\n")
+        for word in ("--version", "version"):
+            self.assertEqual(self.passes(word), "tavik 3.19\n")
+        self.assertEqual(self.passes("help"), self.passes("--help"))
+        self.assertEqual(self.passes("help", "check"), self.passes("check", "--help"))
+
+    def test_hints_for_the_first_hour(self):
+        self.file("library", '{"version": 1, "R": {"attribute": "A", "predicate": "hasPrefix", "value": "x"}}')
+        self.file("rules", '{"version": 1, "GenericRules": {"R": {}}}')
+        self.file("device", "{}")
+        self.file("plist", "<plist>\n<dict>\n</dict>\n</plist>\n")
+        self.passes("keygen", "--private", "key", "--public", "pub")
+        documents = ("--library", "library", "--rules", "rules")
+        swapped = ("--unsigned", "--library", "rules", "--rules", "library")
+        cases = (  # what standard error or standard output says
+            ("or give --unsigned to try it", ("check", *documents, "--attributes", "device", "--public-key", "pub")),
+            ("a text is written '\"P3\"'", ("eval", "hasPrefix", "--attribute", "P3")),
+            ('did you mean "hasPrefix"?', ("eval", "hasprefix", "--attribute", '"P3"', "--value", '"P"')),
+            ("swap the two", ("check", *swapped, "--attributes", "device")),
+            ("swap the two", ("batch", *swapped)),
+            ("write one JSON object per line", ("batch", "--unsigned", *documents, "plist")),
+            ("JSON has no comments", ("convert", "--to", "xml", self.file("comment", '{"a": 1, // one\n "b": 2}'))),
+            ("this is a ZIP archive", ("convert", "--to", "xml", self.file("zip", b"PK\3\4\x14"))),
+            ("this may be CSV", ("convert", "--to", "xml", self.file("csv", "a,b\n1,2\n"))),
+            ("this may be YAML", ("convert", "--to", "xml", self.file("yaml", "---\na: 1\n"))),
+            ("this is UTF-16", ("convert", "--to", "xml", self.file("utf16", '{"a": 1}'.encode("utf-16")))),
+            ("is PEM text, not DER", ("decode", "der", "pub")),
+            ('did you mean "check"?', ("chekc",)),
+            ('did you mean "--attributes"?', ("check", *documents, "--atributes", "device")),
+            ('has no "ModelNumber"', ("check", "--unsigned", "--library", "library", "--rules",
+                                      self.file("parts", '{"version": 1, "MPNRules": {"A": {}}}'), "--attributes", "device")),
+        )
+        for words, arguments in cases:
+            with self.subTest(words, arguments=arguments):
+                run = self.tavik(*arguments)
+                self.assertIn(words, run.out + run.err)
+        run = self.tavik("check", *documents, "--attributes", "device")  # the fixed key file, which may be there
+        self.assertTrue("give --public-key" in run.err or "no key" not in run.err, run.err)
 
     def test_what_cannot_be_understood_is_refused(self):
         cases = (

@@ -159,7 +159,21 @@ TEST(PredicatesTest, AbsentReferencesAndLists) {
             "{\n    OnPass = 2;\n}");
   EXPECT_THROW(Kernel::sendStaticAttribute(&text, nullptr), std::invalid_argument);
   EXPECT_EQ(Kernel::nvramWhiteListDescription(&text, nullptr),
-            (Dictionary{{"actual", "actual keys: (null)"}, {"expected", "allowed keys: (null)"}}));
+            (Dictionary{{"actual", "actual keys: text"}, {"expected", "allowed keys: (null)"}}));
+}
+
+TEST(PredicatesTest, RecordsShowValuesOfTheWrongKind) {
+  const Value number(5);
+  const Value product("wlan 5210 vendor=A");
+  const Value table = parsed("{ A = (KQ2); }");
+  const Dictionary references{{"FCCID", "A"}, {"MLBSerialNumber", number}, {"SerialNumber", number}};
+  EXPECT_EQ(lineOf(Kernel::checkEEEFCCIDTable(&number, &references, &table)), "(null): FAIL, 5, one of KQ2");
+  EXPECT_EQ(lineOf(Kernel::checkWifiVendorAgainstEEE(&product, &references, &table)), "(null): FAIL, 5, one of KQ2");
+  EXPECT_EQ(lineOf(Kernel::checkWifiVendorAgainst4E(&product, &references, &table)), "(null): FAIL, 5, one of KQ2");
+  EXPECT_EQ(lineOf(Kernel::cccNandSizeCheck(&number, &references, &table)),
+            "(null): FAIL, no size for CCC 5 specified, N/A");
+  EXPECT_EQ(description(Kernel::nandSizeCheckDescription(references, &table).find("actual")), "unknowned CCC code 5");
+  EXPECT_EQ(lineOf(Kernel::equalMask(&product, &number)), "(null): FAIL, Unknown, equal 5");
 }
 
 }  // namespace

@@ -16,13 +16,18 @@
 #include "commands/Commands.h"
 #include "io/StandardError.h"
 #include "io/StandardOutput.h"
+#include "text/NearestName.h"
 
 namespace tavik::tool {
 namespace {
 
 const Command& commandNamed(std::string_view name) {
   const Command* const command = findCommand(name);
-  if (command == nullptr) throw Unusable(fmt::format("unknown command \"{}\"; see tavik --help", name));
+  if (command == nullptr) {
+    std::vector<std::string_view> names;
+    for (const Command& known : commands()) names.push_back(known.name);
+    throw Unusable(fmt::format("unknown command \"{}\"{}; see tavik --help", name, didYouMean(name, names)));
+  }
   return *command;
 }
 
@@ -30,8 +35,14 @@ const Command& commandNamed(std::string_view name) {
 std::string usageError(const CLI::App& app, const CLI::ParseError& error) {
   const std::vector<std::string> unknown = app.remaining();
   if (!unknown.empty()) {
-    return fmt::format("{} \"{}\"", unknown.front().starts_with('-') ? "unknown option" : "unexpected argument",
-                       unknown.front());
+    const std::string& word = unknown.front();
+    if (!word.starts_with('-')) return fmt::format("unexpected argument \"{}\"", word);
+    std::vector<std::string> names;
+    for (const CLI::Option* option : app.get_options()) {
+      for (const std::string& name : option->get_lnames()) names.push_back("--" + name);
+    }
+    return fmt::format("unknown option \"{}\"{}", word,
+                       didYouMean(word, std::vector<std::string_view>(names.begin(), names.end())));
   }
   for (const CLI::Option* option : app.get_options()) {
     if (option->get_items_expected_max() <= 1 && option->count() > 1) return option->get_name() + " is given twice";
@@ -59,8 +70,14 @@ ExitStatus run(const Command& command, std::span<char* const> arguments) {
 ExitStatus dispatch(std::span<char* const> arguments) {
   if (arguments.empty()) throw Unusable("a command is missing; see tavik --help");
   const std::string_view first = arguments.front();
-  if (first == "-h" || first == "--help" || first == "--version") {
-    writeStandardOutput(first == "--version" ? versionText() + "\n" : overviewText());
+  const bool asksForVersion = first == "--version" || first == "version";
+  const bool asksForHelp = first == "-h" || first == "--help" || first == "help";
+  if (asksForHelp && arguments.size() > 1) {
+    writeStandardOutput(makeCommand(commandNamed(arguments[1])).app->help());
+    return ExitStatus::kPassed;
+  }
+  if (asksForHelp || asksForVersion) {
+    writeStandardOutput(asksForVersion ? versionText() + "\n" : overviewText());
     return ExitStatus::kPassed;
   }
   return run(commandNamed(first), arguments.subspan(1));

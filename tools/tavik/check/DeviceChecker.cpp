@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 #include <tavik/Json.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <new>
 #include <string>
@@ -99,9 +100,32 @@ DeviceResult checked(const PreparedRules& rules, const Line& line) {
 
 }  // namespace
 
+NoteMaker::NoteMaker(const Dictionary& library, const Dictionary& localRules, bool alwaysNote)
+    : origins(library, localRules), always(alwaysNote) {
+  for (const auto [name, definition] : library) {
+    const Dictionary* const rule = definition.ifDictionary();
+    const Array* const references = rule == nullptr ? nullptr : rule->findArray("references");
+    if (references == nullptr) continue;
+    for (const Value& reference : *references) {
+      const auto source =
+          reference.ifDictionary() == nullptr ? std::nullopt : reference.ifDictionary()->findString("source");
+      if (source) sources.emplace(*source);
+    }
+  }
+}
+
+std::shared_ptr<const RuleNotes> NoteMaker::notesOn(const DeviceResult& result) const {
+  const auto isGiven = [&](const std::string& source) { return result.sources.contains(source); };
+  const bool isOfInterest = always || !std::ranges::all_of(sources, isGiven);
+  if (result.outcome.verdict != Verdict::kFailed || !isOfInterest) return nullptr;
+  return std::make_shared<const RuleNotes>(result.attributes, result.sources, origins);
+}
+
 DeviceResult DeviceChecker::check(const Line& line) const {
   try {
-    return checked(rules_, line);
+    DeviceResult result = checked(rules_, line);
+    if (notes_ != nullptr && result.inputError.empty()) result.notes = notes_->notesOn(result);
+    return result;
   } catch (const std::bad_alloc&) {
     return unusable(line, std::nullopt, "out of memory");
   }

@@ -4,22 +4,42 @@
 #define TAVIK_TOOL_CHECK_DEVICE_CHECKER_H
 
 #include <tavik/PreparedRules.h>
+#include <tavik/RuleOrigins.h>
+
+#include <functional>
+#include <memory>
+#include <set>
+#include <string>
 
 #include "check/DeviceResult.h"
 #include "io/LineReader.h"
 
 namespace tavik::tool {
 
+/// Makes notes on devices that failed.
+struct NoteMaker {
+  RuleOrigins origins;
+  std::set<std::string, std::less<>> sources;  ///< that rules of the library read
+  bool always;                                 ///< else only on devices that lack one of these sources
+
+  /// always: the results are reported to people.
+  NoteMaker(const Dictionary& library, const Dictionary& localRules, bool always);
+  /// Null if there is nothing to note.
+  [[nodiscard]] std::shared_ptr<const RuleNotes> notesOn(const DeviceResult& result) const;
+};
+
 /// Checks devices. Thread-safe.
 class DeviceChecker {
  public:
-  explicit DeviceChecker(const PreparedRules& rules) : rules_(rules) {}
+  /// notes: null to make none.
+  explicit DeviceChecker(const PreparedRules& rules, const NoteMaker* notes = nullptr) : rules_(rules), notes_(notes) {}
 
   /// `line` holds anything; {"id": any, "attributes": {...}, "sources": {"sfc": {...}}} is what gets a check run.
   [[nodiscard]] DeviceResult check(const Line& line) const;
 
  private:
   const PreparedRules& rules_;
+  const NoteMaker* notes_;
 };
 
 }  // namespace tavik::tool

@@ -50,7 +50,8 @@ exhausts memory. A summary goes to standard error. Ctrl-C and SIGTERM end the ru
 
 Formats:
   json   as above
-  table  a line for each device: the verdict, the id, and the rules that failed
+  table  a line for each device: the verdict, the id, and the rules that failed; below, what these found and expected, and
+         what to do
   plist  one XML property list: an array of the same objects as "json" has; what is null there is left out
   junit  JUnit XML for CI servers: a test suite for each device, a test case for each rule
   html   a page for people, written at the end: pass rate, failures by rule and by part number, every device that did not
@@ -96,9 +97,9 @@ void refuseMalformed(const std::string& name, const Dictionary& rules, const ZRT
 class Batch {
  public:
   /// byPartNumber: counts the devices too, unless it is null.
-  Batch(const PreparedRules& rules, std::size_t threads, LineReader& input, StopRequest& stop, ResultWriter& writer,
+  Batch(const DeviceChecker& checker, std::size_t threads, LineReader& input, StopRequest& stop, ResultWriter& writer,
         TallyByPartNumber* byPartNumber)
-      : rules_(rules),
+      : checker_(checker),
         threads_(threads),
         input_(input),
         stop_(stop),
@@ -121,12 +122,12 @@ class Batch {
 
   void work() noexcept;
   Piece take();
-  [[nodiscard]] Finished check(Piece piece, DeviceChecker& checker, Tally& tally);
+  [[nodiscard]] Finished check(Piece piece, Tally& tally);
   void count(const DeviceResult& result, Tally& tally);
   void add(const Tally& tally);
   void fail(std::exception_ptr why);
 
-  const PreparedRules& rules_;
+  const DeviceChecker& checker_;
   std::size_t threads_;
   LineReader& input_;
   StopRequest& stop_;
@@ -158,11 +159,10 @@ Tally Batch::run() {
 
 void Batch::work() noexcept {
   try {
-    DeviceChecker checker(rules_);
     Tally tally;
     for (Piece piece = take(); !piece.lines.empty(); piece = take()) {
       const std::size_t number = piece.number;
-      output_.put(number, check(std::move(piece), checker, tally));
+      output_.put(number, check(std::move(piece), tally));
     }
     add(tally);
   } catch (...) {
@@ -176,10 +176,10 @@ Batch::Piece Batch::take() {
   return {taken_++, std::move(lines), input_.position()};
 }
 
-Finished Batch::check(Piece piece, DeviceChecker& checker, Tally& tally) {
+Finished Batch::check(Piece piece, Tally& tally) {
   Finished finished{.lines = {}, .devices = piece.lines.size(), .failed = 0, .position = piece.position};
   for (Line& line : piece.lines) {
-    const DeviceResult result = checker.check(line);
+    const DeviceResult result = checker_.check(line);
     count(result, tally);
     if (!result.passed()) ++finished.failed;
     writer_.add(finished.lines, line.number, result);
@@ -227,14 +227,19 @@ ExitStatus runBatch(const BatchOptions& options) {
   const auto writer =
       makeResultWriter(options.format, {kernel->library(), rules->localRules(), !options.platform.unsignedDocuments});
   writeStandardOutput(writer->begin());
+  const bool isForPeople = options.format != "json" && options.format != "plist";
+  const NoteMaker notes(kernel->library(), rules->localRules(), isForPeople);
   TallyByPartNumber byPartNumber;
   TallyByPartNumber* const counted = options.summary ? &byPartNumber : nullptr;
-  const Tally tally = Batch(*rules, options.threads, input, stop, *writer, counted).run();
+  const Tally tally = Batch(DeviceChecker(*rules, &notes), options.threads, input, stop, *writer, counted).run();
   std::string whyEarly = input.whyEnded().value_or("");
   if (tally.devices() == 0 && whyEarly.empty()) whyEarly = nameOf("", options.input) + ": has no devices";
   writeStandardOutput(writer->end({tally, whyEarly}));
   writeStandardError(tally.summary());
   if (!whyEarly.empty()) throw Unusable(whyEarly);
+  if (tally.inputErrors() == tally.devices()) {
+    printToStandardError("batch", nameOf("", options.input) + ": no line can be used; write one JSON object per line");
+  }
   if (options.summary) writeSummary(*options.summary, tally, byPartNumber);
   platform->checkLog();
   return tally.failed() == 0 ? ExitStatus::kPassed : ExitStatus::kFailed;

@@ -16,6 +16,7 @@
 #include "io/StandardOutput.h"
 #include "reports/CheckTable.h"
 #include "reports/Report.h"
+#include "rules/DeviceKinds.h"
 #include "rules/HostPlatform.h"
 #include "rules/RuleDocuments.h"
 #include "text/Terminal.h"
@@ -67,17 +68,23 @@ Value nameOfDevice(const Dictionary& attributes) {
 std::string outcomeText(const DeviceResult& result, const RuleContents& documents, const std::string& format) {
   if (format == "junit") return junitReport(result, documents);
   if (format == "html") return htmlReport(result, documents);
-  if (format == "table") return checkTable(result.outcome, Screen::standardOutput());
+  if (format == "table") return checkTable(result, Screen::standardOutput());
   std::vector<JsonEntry> entries = entriesOf(result.outcome);
   entries.push_back({"signatures", Value(documents.signatures())});
   return format == "plist" ? plistReport(entries) : objectLine(entries);
 }
 
-void explain(const CheckOutcome& outcome, const CheckOptions& options) {
+void explain(const DeviceResult& result, const CheckOptions& options) {
+  const CheckOutcome& outcome = result.outcome;
   if (!outcome.reason) return;
-  // If there are records, the local rules as a whole are to blame; what ended at a rule names it.
-  const std::string about = outcome.records ? nameOf("--rules", options.rules) + ": " : "";
-  printToStandardError("check", about + (outcome.fault ? "fault: " : "") + outcome.reason->text());
+  const std::string rules = nameOf("--rules", options.rules);
+  std::string line = (outcome.fault ? "fault: " : "") + outcome.reason->text();
+  // If there are records, a file as a whole is to blame; what ended at a rule names it.
+  if (outcome.records) line = rules + ": " + line;
+  if (outcome.records && outcome.error) {
+    line = blamed(*outcome.error, result.attributes, nameOf("--attributes", options.attributes), rules);
+  }
+  printToStandardError("check", line + std::string(hintForUntrusted(outcome.reason->description)));
 }
 
 ExitStatus runCheckCommand(const CheckOptions& options) {
@@ -92,13 +99,22 @@ ExitStatus runCheckCommand(const CheckOptions& options) {
   const std::unique_ptr<ZRTTavikKernel> kernel = openKernel(nameOf("--library", options.library), library, platform);
 
   const std::unique_ptr<const PreparedRules> prepared = kernel->prepare(&rules);
-  const DeviceResult result{.id = nameOfDevice(attributes),
-                            .outcome = runCheck(*prepared, attributes, sources),
-                            .attributes = attributes,
-                            .sources = sources};
+  DeviceResult result{.id = nameOfDevice(attributes),
+                      .outcome = runCheck(*prepared, attributes, sources),
+                      .attributes = attributes,
+                      .sources = sources};
+  const RuleOrigins origins(kernel->library(), prepared->localRules());
+  if (!result.outcome.reason) result.notes = std::make_shared<const RuleNotes>(attributes, sources, origins);
+  for (const std::string& note : result.aboutDevice()) {
+    printToStandardError("check", note);
+    platform->log(note);
+  }
   platform->checkLog();
   if (options.station) writeStation(*options.station, result.outcome.station);
-  explain(result.outcome, options);
+  explain(result, options);
+  if (result.outcome.reason && areSwapped(kernel->library(), prepared->localRules())) {
+    printToStandardError("check", nameOf("--rules", options.rules) + ": " + std::string(kSwapped));
+  }
   const RuleContents documents{kernel->library(), prepared->localRules(), !options.platform.unsignedDocuments};
   writeStandardOutput(outcomeText(result, documents, options.format));
   return result.status();

@@ -56,7 +56,7 @@ std::string versionText() { return fmt::format("tavik {:.2f}", TavikKernelVersio
 std::string overviewText() {
   std::string text = fmt::format("{}\n\nUsage: tavik COMMAND [OPTIONS]\n\nCommands:\n", kPurpose);
   for (const Command& command : kCommands) text += fmt::format("  {:<10}{}\n", command.name, command.summary);
-  text += "\n\"tavik COMMAND --help\" tells more about a command, \"tavik --version\" the version.\n\nExit status:\n";
+  text += "\n\"tavik help COMMAND\" tells more about a command, \"tavik --version\" the version.\n\nExit status:\n";
   for (const auto& [status, meaning] : kExitMeanings)
     text += fmt::format("  {}  {}\n", static_cast<int>(status), meaning);
   return text;

@@ -5,6 +5,7 @@
 #include <tavik/DERDecoder.h>
 #include <tavik/ManifestParser.h>
 #include <tavik/SystemConfig.h>
+#include <tavik/ZRTTavikKernel.h>
 
 #include <algorithm>
 #include <iterator>
@@ -14,6 +15,7 @@
 #include "commands/CommonOptions.h"
 #include "decode/BlobText.h"
 #include "decode/DerWalk.h"
+#include "decode/PackedData.h"
 #include "io/ArgumentName.h"
 #include "io/Bytes.h"
 #include "io/Inputs.h"
@@ -26,19 +28,22 @@
 namespace tavik::tool {
 namespace {
 
-constexpr const char* kFooter = R"(FILE holds the raw bytes, as the device gave them; "-" is standard input.
+constexpr const char* kFooter =
+    R"(FILE holds the raw bytes, as the device gave them; "-" is standard input.
 
   syscfg                 the SysCfg blob: tags with their values
   control-bits           the control-bit block: a grid of test states, and what failed
   root-manifest          the root manifest of the baseband firmware
   provisioning-manifest  its provisioning manifest
   der                    any DER: each element's offset, header length, content length, class, tag and content
+  attributes             not a blob, but a device: its attributes as a check sees them, with blobs unpacked
 
 Examples:
   tavik decode syscfg syscfg.bin
   tavik decode der manifest.der --format json
+  tavik decode attributes device.plist
 
-Exit status: 0 decoded, 1 not a manifest, or DER that could only be read in part, 2 the command or the file is at fault.)";
+Exit status: 0 decoded, 1 only decoded in part, or not a manifest; standard error says where and why decoding stopped, 2 the command or the file is at fault.)";
 
 struct DecodeOptions {
   std::string kind;
@@ -48,37 +53,60 @@ struct DecodeOptions {
   [[nodiscard]] bool json() const { return format == "json"; }
 };
 
-ExitStatus decodeSysCfg(const DecodeOptions& options, const Data& bytes) {
-  const Dictionary entries = SystemConfig::sysCfgFromData(&bytes);
+/// Says where and why decoding stopped, if it did.
+ExitStatus statusAfter(const DecodeOptions& options, const std::string& whyStops) {
+  if (whyStops.empty()) return ExitStatus::kPassed;
+  printToStandardError("decode", nameOf("", options.input) + ": " + whyStops);
+  return ExitStatus::kFailed;
+}
+
+void printEntries(const DecodeOptions& options, const Dictionary& entries) {
   writeStandardOutput(options.json() ? toJson(Value(entries)) + "\n" : entriesText(entries, Screen::standardOutput()));
-  return ExitStatus::kPassed;
+}
+
+ExitStatus decodeSysCfg(const DecodeOptions& options, const Data& bytes) {
+  printEntries(options, SystemConfig::sysCfgFromData(&bytes));
+  return statusAfter(options, whySysCfgStops(bytes));
 }
 
 ExitStatus decodeControlBits(const DecodeOptions& options, const Data& bytes) {
   const Array records = SystemConfig::controlBitsFromData(&bytes);
   writeStandardOutput(options.json() ? toJson(Value(records)) + "\n"
                                      : controlBitsText(records, Screen::standardOutput()));
-  return ExitStatus::kPassed;
+  return statusAfter(options, whyControlBitsStop(bytes));
 }
 
-ExitStatus printManifest(const DecodeOptions& options, const std::optional<Dictionary>& manifest) {
-  if (!manifest) {
-    printToStandardError("decode", nameOf("", options.input) + ": is no " + options.kind +
-                                       ": its shape or its signature algorithm is another");
-    if (options.json()) writeStandardOutput("null\n");
-    return ExitStatus::kFailed;
+ExitStatus printManifest(const DecodeOptions& options, const std::optional<Dictionary>& manifest,
+                         const std::string& whyStops) {
+  if (manifest) {
+    printEntries(options, *manifest);
+    return statusAfter(options, whyStops);
   }
-  writeStandardOutput(options.json() ? toJson(Value(*manifest)) + "\n"
-                                     : entriesText(*manifest, Screen::standardOutput()));
-  return ExitStatus::kPassed;
+  if (options.json()) writeStandardOutput("null\n");
+  return statusAfter(options, "is not a " + options.kind + ": " + whyStops);
 }
 
 ExitStatus decodeRootManifestFile(const DecodeOptions& options, const Data& bytes) {
-  return printManifest(options, ManifestParser::rootDictFromData({{"RootManifestData", bytes}}));
+  return printManifest(options, ManifestParser::rootDictFromData({{"RootManifestData", bytes}}),
+                       whyManifestStops(bytes, decodeRootManifest));
 }
 
 ExitStatus decodeProvisioningManifestFile(const DecodeOptions& options, const Data& bytes) {
-  return printManifest(options, ManifestParser::provisioningDictFromData({{"ProvisioningManifestData", bytes}}));
+  return printManifest(options, ManifestParser::provisioningDictFromData({{"ProvisioningManifestData", bytes}}),
+                       whyManifestStops(bytes, decodeProvisioningManifest));
+}
+
+/// The attributes of a device, a value file, as a check sees them.
+ExitStatus decodeAttributes(const DecodeOptions& options) {
+  Dictionary attributes = Inputs().dictionary("", options.input);
+  std::string troubles;
+  for (const PackedTrouble& trouble : packedTroubles(attributes)) {
+    troubles += (troubles.empty() ? "" : "; ") + trouble.why;
+  }
+  ZRTTavikKernel::expandSysConfigData(attributes);
+  ZRTTavikKernel::expandBasebandManifestData(attributes);
+  printEntries(options, attributes);
+  return statusAfter(options, troubles);
 }
 
 class DerJson : public DerVisitor {
@@ -152,25 +180,15 @@ DerEnd printDer(const DecodeOptions& options, std::span<const std::uint8_t> byte
   return end;
 }
 
-std::string_view statusText(std::uint32_t status) {
-  switch (status) {
-    case kDERDecoderErrorBufferOverrun:
-      return "its content runs past the end";
-    case kDERDecoderErrorBadTag:
-      return "its tag is cut off";
-    case kDERDecoderErrorBadLength:
-      return "its length is cut off";
-    default:
-      return "its tag or length needs more than 32 bits";
-  }
-}
-
 ExitStatus decodeDer(const DecodeOptions& options, const Data& bytes) {
+  if (textOf(bytes.bytes()).starts_with("-----BEGIN ")) {
+    throw Unusable(nameOf("", options.input) + ": is PEM text, not DER; decode the Base64 between its lines first");
+  }
   const DerEnd end = printDer(options, bytes.bytes());
   if (end.status == kDERDecoderErrorNone) return ExitStatus::kPassed;
   printToStandardError("decode",
                        fmt::format("{}: byte {}: the element cannot be read: {} (status {})", nameOf("", options.input),
-                                   end.offset, statusText(end.status), end.status));
+                                   end.offset, derTrouble(end.status), end.status));
   return ExitStatus::kFailed;
 }
 
@@ -178,6 +196,9 @@ struct BlobKind {
   std::string_view name;
   ExitStatus (*decode)(const DecodeOptions& options, const Data& bytes);
 };
+
+/// Not a blob, but the device that has blobs.
+constexpr std::string_view kAttributes = "attributes";
 
 constexpr BlobKind kKinds[] = {
     {"syscfg", decodeSysCfg},
@@ -188,6 +209,7 @@ constexpr BlobKind kKinds[] = {
 };
 
 ExitStatus runDecode(const DecodeOptions& options) {
+  if (options.kind == kAttributes) return decodeAttributes(options);
   const auto* const kind = std::ranges::find(kKinds, options.kind, &BlobKind::name);
   return kind->decode(options, Data(bytesOf(Inputs().bytes("", options.input))));
 }
@@ -198,6 +220,7 @@ Run defineDecode(CLI::App& app) {
   const auto options = std::make_shared<DecodeOptions>();
   std::vector<std::string> names;
   for (const BlobKind& kind : kKinds) names.emplace_back(kind.name);
+  names.emplace_back(kAttributes);
   addChoice(app, "KIND", options->kind, "", "What the bytes are", names)->required();
   addText(app, "FILE", options->input, "", "The raw bytes")->required();
   addFormat(app, options->format, {"table", "json"});

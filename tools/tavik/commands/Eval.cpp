@@ -1,18 +1,23 @@
 // `tavik eval`: a predicate expression on values given in place.
 
+#include <fmt/format.h>
 #include <tavik/AbstractTree.h>
+#include <tavik/PredicateFacts.h>
 
 #include <memory>
 
 #include "check/Outcome.h"
 #include "commands/Command.h"
 #include "commands/CommonOptions.h"
+#include "explain/Explanation.h"
 #include "io/Inputs.h"
 #include "io/Json.h"
 #include "io/StandardError.h"
 #include "io/StandardOutput.h"
 #include "rules/HostPlatform.h"
+#include "rules/RuleNotes.h"
 #include "text/Terminal.h"
+#include "text/Text.h"
 
 namespace tavik::tool {
 namespace {
@@ -71,6 +76,31 @@ std::string recordTable(const Dictionary& record, bool pass, const Screen& scree
   return text;
 }
 
+/// What the record does not show.
+std::string remarksText(const EvalOptions& options, const EvalInputs& inputs, const Dictionary& record) {
+  RuleEvaluation evaluation;
+  evaluation.attribute.value = inputs.attribute;
+  evaluation.value = inputs.value;
+  if (inputs.references) {
+    for (const auto [name, value] : *inputs.references->ifDictionary()) {
+      evaluation.references.push_back({std::string(name), std::nullopt, value});
+    }
+  }
+  const bool pass = passed(Value(record));
+  for (const std::string_view word : PredicateExpression::parse(options.expression).predicates()) {
+    const PredicateFacts* const facts = PredicateFacts::find(word);
+    const bool withReferences = inputs.references.has_value();
+    evaluation.calls.push_back({std::string(word), withReferences,
+                                facts != nullptr && facts->takesReferences == withReferences, Value(record)});
+  }
+  std::string text;
+  for (const RuleEvaluation::Call& call : evaluation.calls) {
+    if (!call.isKnown) text += fmt::format("note        {}: {}\n", visible(call.word), visible(troubleOf(call)));
+  }
+  for (const std::string& remark : remarksOn(evaluation, pass)) text += "note        " + visible(remark) + "\n";
+  return text;
+}
+
 ExitStatus runEval(const EvalOptions& options) {
   const EvalInputs inputs = readInputs(options);
   const auto platform = std::make_shared<const HostPlatform>(options.platform);
@@ -94,7 +124,9 @@ ExitStatus runEval(const EvalOptions& options) {
   }
   const bool pass = passed(Value(*record));
   const bool asJson = options.format == "json";
-  writeStandardOutput(asJson ? toJson(Value(*record)) + "\n" : recordTable(*record, pass, Screen::standardOutput()));
+  writeStandardOutput(asJson ? toJson(Value(*record)) + "\n"
+                             : recordTable(*record, pass, Screen::standardOutput()) +
+                                   remarksText(options, inputs, *record));
   return pass ? ExitStatus::kPassed : ExitStatus::kFailed;
 }
 

@@ -7,16 +7,20 @@
 #include <set>
 #include <utility>
 
+#include "check/DeviceChecker.h"
 #include "check/Outcome.h"
 #include "commands/Command.h"
 #include "commands/CommonOptions.h"
 #include "explain/Explanation.h"
 #include "io/ArgumentName.h"
 #include "io/Inputs.h"
+#include "io/LineReader.h"
 #include "io/StandardError.h"
 #include "io/StandardOutput.h"
+#include "io/StopRequest.h"
 #include "rules/HostPlatform.h"
 #include "rules/RuleDocuments.h"
+#include "rules/RuleNotes.h"
 #include "text/NearestName.h"
 
 namespace tavik::tool {
@@ -36,16 +40,55 @@ Formats:
 Examples:
   tavik explain --library rules.signed --rules product.signed --attributes device.plist
   tavik explain --library rules.signed --rules product.signed --attributes device.plist --source sfc=sfc.json Build
+  tavik explain --library rules.signed --rules product.signed --batch devices.jsonl --id unit-523 Build
 
 Exit status: 0 explained, whatever the results, 1 the device does not get a RULE that was named, 2 the command or an input
 is at fault, 4 a document is not trusted, empty or malformed, or the device's rules could not be assembled.)";
 
 struct ExplainOptions : RuleOptions {
-  std::string attributes;
+  std::optional<std::string> attributes;
+  std::optional<std::string> batch;
+  std::optional<std::string> id;
   std::vector<std::string> sources;
   std::vector<std::string> names;
   std::string format;
 };
+
+/// The device to explain.
+struct Device {
+  std::string name;  ///< for messages
+  Dictionary attributes;
+  Dictionary sources;
+};
+
+/// The device with an "id" in a batch file; the text of the option stands for a number, too.
+Device deviceInBatch(Inputs& inputs, const PreparedRules& rules, const std::string& path, const std::string& id) {
+  const std::string name = nameOf("--batch", path);
+  StopRequest stop;
+  LineReader input(name, inputs.open("--batch", path), stop);
+  const DeviceChecker checker(rules);
+  for (std::vector<Line> lines = input.next(); !lines.empty(); lines = input.next()) {
+    for (const Line& line : lines) {
+      const DeviceResult result = checker.check(line);
+      if (lineOf(&result.id) != id) continue;
+      if (!result.inputError.empty()) throw Unusable(name + ": " + result.inputError);
+      return {fmt::format("{}, id {}", name, id), result.attributes, result.sources};
+    }
+  }
+  input.checkEnd();
+  throw Unusable(fmt::format("{}: has no device with the id \"{}\"", name, id));
+}
+
+Device readDevice(Inputs& inputs, const PreparedRules& rules, const ExplainOptions& options) {
+  if (options.attributes.has_value() == options.batch.has_value()) {
+    throw Unusable("give either --attributes or --batch; see tavik explain --help");
+  }
+  if (options.batch.has_value() != options.id.has_value()) throw Unusable("--batch and --id belong together");
+  if (options.batch && !options.sources.empty()) throw Unusable("--source: the line of the batch has the sources");
+  if (options.batch) return deviceInBatch(inputs, rules, *options.batch, *options.id);
+  return {nameOf("--attributes", *options.attributes), inputs.dictionary("--attributes", *options.attributes),
+          readSources(inputs, options.sources)};
+}
 
 std::optional<Value> selector(const Dictionary& attributes, std::string_view name) {
   const Value* const value = attributes.find(name);
@@ -69,10 +112,9 @@ std::string nearestSelector(const RuleOrigins& origins, const Explanation& devic
   return fmt::format("; the regions of {} are {}", *wanted, fmt::join(regions, ", "));
 }
 
-ExitStatus refuse(const ExplainOptions& options, const Explanation& device, const Error& error,
+ExitStatus refuse(const ExplainOptions& options, const Explanation& device, const Device& given, const Error& error,
                   const std::string& hint) {
-  printToStandardError("explain",
-                       nameOf("--rules", options.rules) + ": " + std::string(error.localizedDescription()) + hint);
+  printToStandardError("explain", blamed(error, given.attributes, given.name, nameOf("--rules", options.rules)) + hint);
   if (options.format == "json") {
     writeStandardOutput(objectLine({{"device", deviceValue(device.partNumber, device.region)},
                                     {"rules", std::nullopt},
@@ -151,15 +193,16 @@ ExitStatus runExplain(const ExplainOptions& options) {
   const auto kernel = readLibrary(inputs, "--library", options.library, platform);
   const auto rules = readLocalRules(inputs, "--rules", options.rules, *kernel);
   const RuleOrigins origins(kernel->library(), rules->localRules());
-  const Dictionary attributes = inputs.dictionary("--attributes", options.attributes);
-  const RuleEvaluator evaluator(*kernel, attributes, readSources(inputs, options.sources));
+  const Device given = readDevice(inputs, *rules, options);
+  const RuleEvaluator evaluator(*kernel, given.attributes, given.sources);
 
   Explanation all = beginOf(origins, evaluator.attributes());
   std::optional<Error> error;
   auto device = origins.of(all.partNumber ? &*all.partNumber : nullptr, all.region ? &*all.region : nullptr, error);
-  if (!device) return refuse(options, all, *error, nearestSelector(origins, all));
+  if (!device) return refuse(options, all, given, *error, nearestSelector(origins, all));
   all.device = *std::move(device);
   addRules(all, options.names, evaluator);
+  all.aboutDevice = RuleNotes(given.attributes, given.sources, origins).aboutDevice();
   if (all.rules.size() < options.names.size()) {
     addNotThere(all, options.names, Elsewhere(origins, kernel->library(), all.device));
   }
@@ -173,7 +216,10 @@ ExitStatus runExplain(const ExplainOptions& options) {
 Run defineExplain(CLI::App& app) {
   const auto options = std::make_shared<ExplainOptions>();
   addRules(app, *options);
-  addAttributes(app, options->attributes);
+  addText(app, "--attributes", options->attributes, "FILE", "The device's attributes, a dictionary");
+  addText(app, "--batch", options->batch, "FILE",
+          "Take the device from this file: lines as \"tavik batch\" takes them");
+  addText(app, "--id", options->id, "TEXT", "The \"id\" of the device in --batch, or the number of its line");
   app.add_option("RULE", options->names, "The rules to explain step by step; without any, all of them in short")
       ->type_name("");
   addSources(app, options->sources);

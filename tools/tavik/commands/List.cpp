@@ -13,6 +13,7 @@
 #include "io/Inputs.h"
 #include "io/StandardError.h"
 #include "io/StandardOutput.h"
+#include "rules/DeviceKinds.h"
 #include "rules/HostPlatform.h"
 #include "rules/RuleDocuments.h"
 #include "text/Terminal.h"
@@ -79,7 +80,8 @@ ExitStatus runList(const ListOptions& options) {
   if (fault) throw Failure(ExitStatus::kFault, "fault: " + fault->message);
   platform->checkLog();
   if (!content) {
-    printToStandardError("list", nameOf("--rules", options.rules) + ": " + std::string(error->localizedDescription()));
+    printToStandardError("list", blamed(*error, attributes, nameOf("--attributes", options.attributes),
+                                        nameOf("--rules", options.rules)));
   }
   if (options.format == "json") {
     writeStandardOutput(objectLine({{"list", content}, {"error", valueOf(error)}}));

@@ -13,6 +13,7 @@
 #include "io/Inputs.h"
 #include "io/StandardError.h"
 #include "io/StandardOutput.h"
+#include "reports/FailureText.h"
 #include "rules/HostPlatform.h"
 #include "rules/RuleDocuments.h"
 #include "rules/RuleMeaning.h"
@@ -94,10 +95,12 @@ DocumentNames documentNames(const TestOptions& options, const CaseFile& file) {
 /// expected."
 void addNotes(std::vector<Mismatch>& mismatches, const RuleNotes& notes) {
   for (Mismatch& mismatch : mismatches) {
-    const auto note = mismatch.rule ? notes.of(*mismatch.rule) : std::nullopt;
-    const std::string meaning = note ? meaningOf(note->evaluation) : "";
+    const RuleNote* const note = mismatch.rule ? notes.of(*mismatch.rule) : nullptr;
+    if (note == nullptr) continue;
+    const std::string meaning = meaningOf(note->evaluation);
     if (!meaning.empty())
       mismatch.checks = visible(note->evaluation.attribute.name.value_or("(null)")) + ": " + meaning;
+    mismatch.notes = noteLines(note, passed(Value(mismatch.found)));
   }
 }
 

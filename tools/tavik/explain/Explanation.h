@@ -37,6 +37,7 @@ struct Explanation {
   RuleOrigins::Device device;
   std::vector<ExplainedRule> rules;  ///< those that were asked about
   std::vector<RuleNotThere> notThere;
+  std::vector<std::string> aboutDevice = {};  ///< what explains several failures at once
 };
 
 /// Every rule in a line, with what is out of the ordinary below.

@@ -11,6 +11,7 @@
 #include "explain/Explanation.h"
 #include "io/Json.h"
 #include "rules/RuleMeaning.h"
+#include "rules/RuleNotes.h"
 #include "text/NearestName.h"
 #include "text/Text.h"
 
@@ -131,6 +132,8 @@ std::vector<std::string> troubles(const ExplainedRule& rule) {
           fmt::format("nobody says a value: {} {}", call.word, withoutValue(*PredicateFacts::find(call.word))));
     }
   }
+  const bool pass = evaluation.record && passed(*evaluation.record);
+  for (const std::string& remark : remarksOn(evaluation, pass)) all.push_back(visible(remark));
   return all;
 }
 
@@ -243,7 +246,7 @@ std::string troubleOf(const RuleEvaluation::Call& call) {
   if (PredicateFacts::find(call.word) == nullptr) {
     return "there is no such predicate" + didYouMean(call.word, predicateNames());
   }
-  return call.withReferences ? "it takes no references" : "it asks for references, and the rule has none to give it";
+  return call.withReferences ? "it takes no references" : "it needs references, and there are none";
 }
 
 std::string overviewText(const Explanation& explanation, const Screen& screen) {
@@ -269,6 +272,7 @@ std::string overviewText(const Explanation& explanation, const Screen& screen) {
     sets.add({visible(set.name), "named by " + layersText(set.entries, explanation)});
   }
   const std::size_t count = explanation.rules.size();
+  for (const std::string& note : explanation.aboutDevice) look.add({"", visible(note)});
   return fmt::format("{}: {}\n\n", deviceText(explanation), counted(count, "rule")) +
          (count == 0 ? "" : rules.text(screen)) + replaced.text(screen) + references.text(screen) + sets.text(screen) +
          look.text(screen);
@@ -276,6 +280,7 @@ std::string overviewText(const Explanation& explanation, const Screen& screen) {
 
 std::string stepsText(const Explanation& explanation, const Screen& screen) {
   std::string text = deviceText(explanation) + "\n";
+  for (const std::string& note : explanation.aboutDevice) text += "note: " + visible(note) + "\n";
   for (const ExplainedRule& rule : explanation.rules) text += "\n" + ruleText(rule, explanation, screen);
   for (const RuleNotThere& rule : explanation.notThere) {
     text +=

@@ -58,12 +58,27 @@ std::optional<Value> read(std::string_view bytes, std::string& error, ValueLocat
                               : readPropertyList(bytesOf(bytes), error);
 }
 
+/// For bytes that cannot be read: what they may be.
+std::string hintFor(std::string_view bytes) {
+  const std::string_view firstLine = bytes.substr(0, bytes.find('\n'));
+  if (bytes.starts_with("PK\x03\x04")) return "; this is a ZIP archive: unpack it first";
+  if (bytes.starts_with("\xFF\xFE") || bytes.starts_with("\xFE\xFF")) return "; this is UTF-16: convert it to UTF-8";
+  if (firstLine.starts_with("---")) return "; this may be YAML: convert it to JSON";
+  if (isJson(bytes)) {
+    const std::size_t comment = std::min(bytes.find(" //"), bytes.find("/*"));
+    return comment == std::string_view::npos ? "" : "; JSON has no comments";
+  }
+  const bool isTable =
+      firstLine.find(',') != std::string_view::npos && firstLine.find_first_of("<({=") == std::string_view::npos;
+  return isTable ? "; this may be CSV: convert it to JSON" : "";
+}
+
 Value parse(const std::string& name, std::string_view bytes, ValueLocations* locations) {
   if (bytes.empty()) throw Unusable(name + ": is empty");
   return inMemory(name, [&] {
     std::string error;
     std::optional<Value> value = read(bytes, error, locations);
-    if (!value) throw Unusable(name + ": " + error);
+    if (!value) throw Unusable(name + ": " + error + hintFor(bytes));
     return *std::move(value);
   });
 }

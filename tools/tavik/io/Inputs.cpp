@@ -102,7 +102,12 @@ Dictionary Inputs::dictionary(std::string_view argument, const std::string& path
 
 Value Inputs::inPlace(std::string_view argument, const std::string& textOrFile) {
   if (textOrFile.starts_with('@')) return value(argument, textOrFile.substr(1));
-  return parseJson(std::string(argument), textOrFile);
+  try {
+    return parseJson(std::string(argument), textOrFile);
+  } catch (const Unusable& refusal) {
+    const bool isWord = !textOrFile.empty() && textOrFile.find_first_of("\"'{}[]:,") == std::string::npos;
+    throw Unusable(refusal.what() + (isWord ? "; a text is written '\"" + textOrFile + "\"'" : std::string()));
+  }
 }
 
 }  // namespace tavik::tool

@@ -50,10 +50,4 @@ std::string shown(const Value& value) {
   return description(&value);
 }
 
-std::string_view kindName(Kind kind) {
-  constexpr std::string_view kNames[] = {"a string", "a number", "a boolean",   "data",
-                                         "a date",   "an array", "a dictionary"};
-  return kNames[static_cast<std::size_t>(kind)];
-}
-
 }  // namespace tavik::tool::lint

@@ -58,8 +58,6 @@ class Place {
 std::string shown(const Value& value);
 /// A text in a message, in quotes and short.
 std::string shown(std::string_view text);
-/// "a string", "an array".
-std::string_view kindName(Kind kind);
 
 }  // namespace tavik::tool::lint
 

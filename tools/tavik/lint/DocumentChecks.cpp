@@ -78,6 +78,28 @@ void sourceSpelling(const LintedDocuments& documents, Reporter& reporter) {
   }
 }
 
+void textReadAsZero(const LintedDocuments& documents, Reporter& reporter) {
+  constexpr std::string_view kWord = "varnockSystemPartitionSizeCheck";
+  std::unordered_map<std::string_view, Place> passing;  // attribute -> the rule that passes for 0
+  std::unordered_set<std::string_view> guarded;
+  for (const std::string_view name : documents.ruleNames) {
+    const Rule rule(documents.library.entry(name, *documents.definition(name)), name, nullptr);
+    const std::string_view attribute = rule.keys().findString("attribute").value_or("");
+    const auto calls = [&](std::string_view word) {
+      return std::ranges::count(rule.operands(), word, &Rule::Operand::word) != 0;
+    };
+    if (calls(kWord)) passing.try_emplace(attribute, rule.definition());
+    if (calls("greaterThan")) guarded.insert(attribute);
+  }
+  for (const auto& [attribute, place] : passing) {
+    if (guarded.contains(attribute)) continue;
+    reporter.atKey(place, place.key(),
+                   {fmt::format("\"{}\" reads a text without a number, such as \"N/A\", as 0 bytes.", kWord),
+                    "A device that reports such a text passes.",
+                    "Add a rule that requires the attribute to be \"greaterThan\" 0."});
+  }
+}
+
 void unusedRule(const LintedDocuments& documents, Reporter& reporter) {
   if (documents.localRules.empty()) return;
   std::unordered_set<std::string_view> used;
@@ -90,19 +112,22 @@ void unusedRule(const LintedDocuments& documents, Reporter& reporter) {
 }
 
 void notADictionary(const LintedDocuments& documents, Reporter& reporter) {
-  const auto report = [&](const Place& place, std::string_view rule, const std::string& whom) {
+  const auto report = [&](const Place& place, std::string_view rule, std::string effect) {
     reporter.at(place, rule,
                 {fmt::format("{} is {}, not a dictionary.", shown(place.key()), kindName(place.value().kind())),
-                 fmt::format("No rule is checked for {}: \"failed to build device specific rule list\".", whom),
-                 "Write a dictionary, if an empty one."});
+                 std::move(effect), "Write a dictionary, if an empty one."});
+  };
+  const auto noRules = [](const std::string& whom) {
+    return fmt::format("No rule is checked for {}: \"failed to build device specific rule list\".", whom);
   };
   for (const LocalRules& rules : documents.localRules) {
-    for (const LocalRules::Malformed& malformed : rules.malformed) report(malformed.place, "", malformed.whom);
+    for (const LocalRules::Malformed& malformed : rules.malformed) report(malformed.place, "", noRules(malformed.whom));
   }
   forEachEntry(documents, [&](const LocalRules&, const Entry& entry) {
-    const bool isRule = !namesSet(entry.name) || entry.staysRule;
-    if (!isRule || !entry.holds || entry.value->ifDictionary() != nullptr) return;
-    report(entry.place(), entry.name, entry.layer->whom());
+    if (entry.value->ifDictionary() != nullptr) return;
+    const bool counts = entry.holds && (!namesSet(entry.name) || entry.staysRule);
+    report(entry.place(), entry.name,
+           counts ? noRules(entry.layer->whom()) : "It has no effect only because another entry takes its place.");
   });
 }
 
@@ -283,6 +308,7 @@ constexpr Check kChecks[] = {
     {.name = "not-a-dictionary", .severity = Severity::kError, .ofDocuments = notADictionary},
     {.name = "rule-named-like-set", .severity = Severity::kWarning, .ofDocuments = ruleNamedLikeSet},
     {.name = "source-spelling", .severity = Severity::kWarning, .ofDocuments = sourceSpelling},
+    {.name = "text-read-as-zero", .severity = Severity::kInformation, .ofDocuments = textReadAsZero},
     {.name = "undefined-rule", .severity = Severity::kError, .ofDocuments = undefinedRule},
     {.name = "unknown-rule-set", .severity = Severity::kError, .ofDocuments = unknownRuleSet},
     {.name = "unread-key",

@@ -9,6 +9,7 @@
 #include "lint/Check.h"
 #include "lint/ValuePart.h"
 #include "rules/RuleMeaning.h"
+#include "text/Text.h"
 
 namespace tavik::tool::lint {
 namespace {
@@ -228,6 +229,13 @@ void comparedWithItself(const Rule& rule, Reporter& reporter) {
                "Give the reference a \"source\", or another \"attribute\"."});
 }
 
+void narrowReference(const Rule& rule, Reporter& reporter) {
+  if (!rule.takesFirstReference() || rule.operands()[0].word != "equal") return;
+  reporter.at(rule.expressionPlace(), rule.name(),
+              {"\"equal\" compares the reference as a number of 32 bits.",
+               "Different numbers beyond 2147483647 count as equal.", "Use \"equalLong\", which compares 64 bits."});
+}
+
 void shownAfterAll(const Rule& rule, Reporter& reporter) {
   const auto place = rule.key("hideResult");
   if (!place || place->value().ifBoolean() != false) return;
@@ -260,6 +268,7 @@ constexpr Check kChecks[] = {
     {.name = "missing-reference", .severity = Severity::kError, .ofDefinition = missingReference},
     {.name = "nothing-to-take", .severity = Severity::kError, .ofRule = nothingToTake},
     {.name = "predicate-not-called", .severity = Severity::kWarning, .ofDefinition = predicateNotCalled},
+    {.name = "narrow-reference", .severity = Severity::kWarning, .ofDefinition = narrowReference},
     {.name = "unknown-predicate", .severity = Severity::kError, .ofDefinition = unknownPredicate},
     {.name = "unread-reference", .severity = Severity::kWarning, .ofRule = unreadReference},
     {.name = "wrong-form", .severity = Severity::kError, .ofRule = wrongForm},

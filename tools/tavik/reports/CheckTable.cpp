@@ -4,7 +4,7 @@
 
 #include <algorithm>
 
-#include "check/Outcome.h"
+#include "reports/FailureText.h"
 #include "text/Text.h"
 
 namespace tavik::tool {
@@ -45,14 +45,22 @@ std::string overview(const std::vector<Line>& lines, const Screen& screen) {
   return table.text(screen);
 }
 
-/// The failures once more, each in full, where the eye is when the table has scrolled by.
-std::string failures(const std::vector<Line>& lines, const Screen& screen) {
+/// The failures once more, each in full, where the eye is when the table has scrolled by, and what else is to be said.
+std::string failures(const DeviceResult& result, const Screen& screen) {
+  constexpr std::string_view kIndent = "      ";
   std::string text;
-  for (const Line& line : lines) {
-    if (line.pass) continue;
-    text += "\n" + styled(fmt::format("FAIL  {}", line.rule), Style::kBad, screen);
-    text += fmt::format("\n      actual    {}\n      expected  {}\n", line.actual, line.expected);
+  const std::span<const Value> records = result.outcome.ruleRecords();
+  for (std::size_t i = 0; i < records.size(); ++i) {
+    const Line line(records[i]);
+    if (!line.pass) {
+      text += "\n" + styled(fmt::format("FAIL  {}", line.rule), Style::kBad, screen) + "\n";
+      text += failureText(records[i], result.noteOn(i), kIndent, screen);
+      continue;
+    }
+    const std::vector<std::string> notes = noteLines(result.noteOn(i), true);
+    if (!notes.empty()) text += fmt::format("\npass  {}\n{}{}\n", line.rule, kIndent, fmt::join(notes, "\n      "));
   }
+  for (const std::string& note : result.aboutDevice()) text += fmt::format("\nnote: {}\n", visible(note));
   return text;
 }
 
@@ -67,14 +75,15 @@ std::string counts(std::span<const Line> rules) {
 
 }  // namespace
 
-std::string checkTable(const CheckOutcome& outcome, const Screen& screen) {
+std::string checkTable(const DeviceResult& result, const Screen& screen) {
+  const CheckOutcome& outcome = result.outcome;
   if (!outcome.records) return "";
   const std::vector<Line> lines = linesOf(*outcome.records);
   if (outcome.verdict == Verdict::kNone) {
     return overview(lines, screen) + "\n" + styled("NO VERDICT", Style::kBad, screen) + ": no rule was checked\n";
   }
   const bool pass = outcome.verdict == Verdict::kPassed;
-  return fmt::format("{}{}\n{}  {}\n", overview(lines, screen), failures(lines, screen),
+  return fmt::format("{}{}\n{}  {}\n", overview(lines, screen), failures(result, screen),
                      styled(pass ? "PASSED" : "FAILED", pass ? Style::kGood : Style::kBad, screen),
                      counts(std::span(lines).last(outcome.ruleRecords().size())));
 }

@@ -4,16 +4,15 @@
 #ifndef TAVIK_TOOL_REPORTS_CHECK_TABLE_H
 #define TAVIK_TOOL_REPORTS_CHECK_TABLE_H
 
-#include <tavik/CheckOutcome.h>
-
 #include <string>
 
+#include "check/DeviceResult.h"
 #include "text/Terminal.h"
 
 namespace tavik::tool {
 
-/// The text of an outcome. A passing rule that hides its result is only counted; a failing one is shown and marked.
-std::string checkTable(const CheckOutcome& outcome, const Screen& screen);
+/// The text of a result. A passing rule that hides its result is only counted; a failing one is shown and marked.
+std::string checkTable(const DeviceResult& result, const Screen& screen);
 
 }  // namespace tavik::tool
 

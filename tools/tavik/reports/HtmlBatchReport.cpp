@@ -101,8 +101,7 @@ std::string nameOf(const DeviceResult& result) { return shortened(lineOf(&result
 
 class HtmlWriter : public ResultWriter {
  public:
-  explicit HtmlWriter(const RuleContents& documents)
-      : documents_(documents), origins_(documents.library, documents.rules) {}
+  explicit HtmlWriter(const RuleContents& documents) : documents_(documents) {}
 
   void add(std::string& /*out*/, std::size_t line, const DeviceResult& result) override {
     FirstOnes& list = result.passed() ? passed_ : notPassed_;
@@ -120,10 +119,10 @@ class HtmlWriter : public ResultWriter {
   [[nodiscard]] static std::string passedHtml(const DeviceResult& result) {
     return "<li data-result=\"passed\">" + escapedHtml(nameOf(result)) + "</li>\n";
   }
-  [[nodiscard]] std::string notPassedHtml(const DeviceResult& result) const {
+  [[nodiscard]] static std::string notPassedHtml(const DeviceResult& result) {
     return result.outcome.verdict == Verdict::kFailed ? failedHtml(result) : oddHtml(result);
   }
-  [[nodiscard]] std::string failedHtml(const DeviceResult& result) const;
+  [[nodiscard]] static std::string failedHtml(const DeviceResult& result);
   [[nodiscard]] static std::string oddHtml(const DeviceResult& result);
   [[nodiscard]] static std::string verdictHtml(const BatchEnd& end, const DeviceCounts& all);
   [[nodiscard]] static std::string passRateHtml(const Tally& tally, const DeviceCounts& all);
@@ -133,7 +132,6 @@ class HtmlWriter : public ResultWriter {
   [[nodiscard]] std::string versionsHtml() const;
 
   RuleContents documents_;
-  RuleOrigins origins_;
   std::mutex mutex_;
   FirstOnes notPassed_{kMostDevices, kMostBytes};
   FirstOnes passed_{kMostDevices, kMostBytes};
@@ -154,8 +152,7 @@ std::string HtmlWriter::summaryHtml(const DeviceResult& result, const std::strin
   return text + " · " + failures + "</summary><div>\n";
 }
 
-std::string HtmlWriter::failedHtml(const DeviceResult& result) const {
-  const RuleNotes notes(result.attributes, result.sources, origins_);
+std::string HtmlWriter::failedHtml(const DeviceResult& result) {
   const std::span<const Value> records = result.outcome.ruleRecords();
   std::string names;
   std::string rows;
@@ -163,9 +160,9 @@ std::string HtmlWriter::failedHtml(const DeviceResult& result) const {
   for (std::size_t i = 0; i < records.size(); ++i) {
     if (passed(records[i]) || ++count > kMostRulesOfDevice) continue;
     names += (names.empty() ? "" : ", ") + escapedHtml(lineOf(records[i].ifDictionary()->find("rule")));
-    appendRow(rows, records[i], notesHtml(notes, i), {.textLimit = kTextLimit, .filtered = false});
+    appendRow(rows, records[i], notesHtml(result.noteOn(i), false), {.textLimit = kTextLimit, .filtered = false});
   }
-  std::string text = summaryHtml(result, names) + identityHtml(result);
+  std::string text = summaryHtml(result, names) + deviceNotesHtml(result) + identityHtml(result);
   text.append(ruleTableBegin("failures")).append(rows).append(kTableEnd);
   if (count > kMostRulesOfDevice) {
     text += fmt::format("<p class=\"faint\">{} more failed rules of this device are not listed.</p>\n",

@@ -55,12 +55,18 @@ std::string cell(std::string_view label, std::string_view style, const std::stri
 
 }  // namespace
 
-std::string notesHtml(const RuleNotes& notes, std::size_t number) {
-  const std::optional<RuleNotes::Note> note = notes.at(number);
-  if (!note) return "";
-  const std::string_view advice = adviceFor(note->evaluation);
-  return operandsHtml(note->evaluation, *note->rule) +
-         (advice.empty() ? "" : fmt::format(R"(<span class="to-do">To do: {}</span>)", advice));
+std::string notesHtml(const RuleNote* note, bool pass) {
+  if (note == nullptr) return "";
+  std::string text = pass ? "" : operandsHtml(note->evaluation, *note->rule);
+  for (const std::string& remark : note->remarks(pass)) text += fmt::format("<small>Note: {}.</small>", html(remark));
+  const std::string_view advice = pass ? "" : note->advice();
+  return text + (advice.empty() ? "" : fmt::format(R"(<span class="to-do">To do: {}</span>)", advice));
+}
+
+std::string deviceNotesHtml(const DeviceResult& result) {
+  std::string text;
+  for (const std::string& note : result.aboutDevice()) text += fmt::format("<p class=\"banner\">{}.</p>\n", html(note));
+  return text;
 }
 
 std::string_view adviceFor(const DeviceResult& result) {

@@ -18,8 +18,11 @@ namespace tavik::tool {
 std::string ruleTableBegin(std::string_view style);
 inline constexpr std::string_view kTableEnd = "</tbody></table>\n";
 
-/// What a failed rule compares, and what to do. Empty if the device has no rule with this number.
-std::string notesHtml(const RuleNotes& notes, std::size_t number);
+/// What a failed rule compares, what explains the record, and what to do. `note` may be null.
+std::string notesHtml(const RuleNote* note, bool pass);
+
+/// What explains several failures at once; empty if there is no such thing.
+std::string deviceNotesHtml(const DeviceResult& result);
 
 struct RowOptions {
   std::size_t textLimit;  ///< bytes of a text that are shown

@@ -26,10 +26,8 @@ struct Rows {
   [[nodiscard]] std::size_t rules() const noexcept { return failedCount + passedCount + hiddenCount; }
 };
 
-Rows rowsOf(const DeviceResult& result, const RuleContents& documents) {
+Rows rowsOf(const DeviceResult& result) {
   Rows rows;
-  const RuleOrigins origins(documents.library, documents.rules);
-  const RuleNotes notes(result.attributes, result.sources, origins);
   const std::span<const Value> records = decidingRecords(result.outcome);
   for (std::size_t i = 0; i < records.size(); ++i) {
     const bool pass = passed(records[i]);
@@ -38,8 +36,7 @@ Rows rowsOf(const DeviceResult& result, const RuleContents& documents) {
     appendRow(!pass    ? rows.failed
               : hidden ? rows.hidden
                        : rows.passed,
-              records[i], pass || result.outcome.reason ? "" : notesHtml(notes, i),
-              {.textLimit = kTextLimit, .filtered = true});
+              records[i], notesHtml(result.noteOn(i), pass), {.textLimit = kTextLimit, .filtered = true});
   }
   return rows;
 }
@@ -110,14 +107,14 @@ std::string stationHtml(const Dictionary& station) {
 }  // namespace
 
 std::string htmlReport(const DeviceResult& result, const RuleContents& documents) {
-  const Rows rows = rowsOf(result, documents);
+  const Rows rows = rowsOf(result);
   const Headline headline = headlineOf(result, rows);
   const std::string device = "Device " + shortened(lineOf(&result.id), 80);
   std::string page = pageBegin(fmt::format("{}: {}", device, headline.word));
   page += signaturesHtml(documents);
   page += fmt::format("<header class=\"verdict {}\"><p class=\"word\">{}</p>\n<h1>{}</h1>\n<p>{}</p>\n{}</header>\n",
                       headline.style, headline.word, html(device), headline.sentence, nextHtml(result));
-  page += identityHtml(result);
+  page += deviceNotesHtml(result) + identityHtml(result);
   if (rows.rules() > 1) page += filterBar("Find a rule", {{"failed", "failed"}, {"passed", "passed"}});
   page += section(result.outcome.reason ? "Why there is no verdict" : "Failed rules", rows.failedCount,
                   "<p class=\"faint\">What the rule expects is next to what was found; where they can be compared, "

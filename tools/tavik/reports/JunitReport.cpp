@@ -3,6 +3,7 @@
 
 #include <fmt/format.h>
 
+#include "reports/FailureText.h"
 #include "reports/JunitSuite.h"
 #include "reports/Report.h"
 
@@ -31,22 +32,25 @@ void addProperties(JunitSuite& suite, const DeviceResult& result, const RuleCont
   for (const auto [key, value] : result.outcome.station)
     suite.property("station " + std::string(key), description(&value));
   suite.property("signatures", documents.signatures());
+  for (const std::string& note : result.aboutDevice()) suite.property("note", note);
 }
 
-void addFailure(JunitSuite& suite, std::string_view rule, const Dictionary& record) {
+void addFailure(JunitSuite& suite, std::string_view rule, const Dictionary& record, const RuleNote* note) {
   const Value* const actual = record.find("actual");
   const Value* const expected = record.find("expected");
-  suite.fail(rule, "rule", fmt::format("found {}, expected {}", lineOf(actual), lineOf(expected)),
-             fmt::format("expected  {}\nactual    {}", description(expected), description(actual)));
+  std::string details = fmt::format("expected  {}\nactual    {}", description(expected), description(actual));
+  for (const std::string& line : noteLines(note, false)) details += "\n" + line;
+  suite.fail(rule, "rule", fmt::format("found {}, expected {}", lineOf(actual), lineOf(expected)), details);
 }
 
 void addRecords(JunitSuite& suite, const DeviceResult& result) {
-  for (const Value& record : result.outcome.ruleRecords()) {
-    const std::string rule = descriptionOf(record.ifDictionary(), "rule", "");
-    if (passed(record)) {
-      suite.pass(rule);
+  const std::span<const Value> records = result.outcome.ruleRecords();
+  for (std::size_t i = 0; i < records.size(); ++i) {
+    const std::string rule = descriptionOf(records[i].ifDictionary(), "rule", "");
+    if (passed(records[i])) {
+      suite.pass(rule, fmt::format("{}", fmt::join(noteLines(result.noteOn(i), true), "\n")));
     } else {
-      addFailure(suite, rule, *record.ifDictionary());
+      addFailure(suite, rule, *records[i].ifDictionary(), result.noteOn(i));
     }
   }
 }

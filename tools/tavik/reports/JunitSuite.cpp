@@ -65,9 +65,9 @@ void JunitSuite::close(std::string_view element, std::string_view type, std::str
   cases_ += '\n';
 }
 
-void JunitSuite::pass(std::string_view name) {
+void JunitSuite::pass(std::string_view name, std::string_view note) {
   open(name);
-  cases_ += "/>\n";
+  cases_ += note.empty() ? "/>\n" : fmt::format("><system-out>{}</system-out></testcase>\n", xml(note));
 }
 
 void JunitSuite::fail(std::string_view name, std::string_view type, std::string_view message,

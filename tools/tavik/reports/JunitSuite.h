@@ -22,7 +22,8 @@ class JunitSuite {
   /// A text as one part of a class name.
   static std::string classNamePart(std::string_view text);
 
-  void pass(std::string_view name);
+  /// `note`: any number of lines, or none.
+  void pass(std::string_view name, std::string_view note = {});
   /// `message`: one line of visible text; `details`: any number of lines.
   void fail(std::string_view name, std::string_view type, std::string_view message, std::string_view details);
   void error(std::string_view name, std::string_view type, std::string_view why);

@@ -57,6 +57,9 @@ void Tally::addFailure(const DeviceResult& result) {
   if (!result.inputError.empty()) ++inputErrors_;
   if (outcome.reason) ++(outcome.fault ? faults_ : noVerdicts_);
   if (outcome.reason && outcome.reason->rule) addRule(*outcome.reason->rule, 1);
+  if (result.notes) {
+    for (const auto& [source, rules] : result.notes->missingSources()) ++missingSources_[source];
+  }
   for (const Value& record : outcome.ruleRecords()) {
     if (!passed(record)) addRule(record.ifDictionary()->findString("rule").value_or(""), 1);
   }
@@ -78,6 +81,7 @@ void Tally::add(const Tally& other) {
   faults_ += other.faults_;
   noVerdicts_ += other.noVerdicts_;
   for (const auto& [rule, count] : other.failuresByRule_) addRule(rule, count);
+  for (const auto& [source, count] : other.missingSources_) missingSources_[source] += count;
 }
 
 std::string Tally::summary() const {
@@ -85,7 +89,16 @@ std::string Tally::summary() const {
   if (inputErrors_ != 0) text += ", " + counted(inputErrors_, "input error");
   if (faults_ != 0) text += ", " + counted(faults_, "fault");
   if (noVerdicts_ != 0) text += fmt::format(", {} without a verdict", noVerdicts_);
-  return text + "\n" + rulesThatFailedMost();
+  return text + "\n" + rulesThatFailedMost() + missingSources();
+}
+
+std::string Tally::missingSources() const {
+  std::string text;
+  for (const auto& [name, count] : missingSources_) {
+    text += fmt::format("source \"{}\" was not given for {} whose rules need it\n", visible(name),
+                        counted(count, "device"));
+  }
+  return text;
 }
 
 std::vector<Tally::RuleCount> Tally::rulesThatFailed() const {

@@ -41,6 +41,7 @@ class Tally {
  private:
   void addFailure(const DeviceResult& result);
   void addRule(std::string_view name, std::uint64_t count);
+  [[nodiscard]] std::string missingSources() const;
   [[nodiscard]] std::string rulesThatFailedMost() const;
 
   std::uint64_t devices_ = 0;
@@ -50,6 +51,7 @@ class Tally {
   std::uint64_t faults_ = 0;
   std::uint64_t noVerdicts_ = 0;
   std::map<std::string, std::uint64_t, std::less<>> failuresByRule_;
+  std::map<std::string, std::uint64_t> missingSources_;  // devices whose rules need the source
 };
 
 /// A tally per part number. Devices can name any, so only the first part numbers by name are kept apart: as many as

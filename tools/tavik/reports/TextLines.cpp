@@ -1,7 +1,8 @@
-// A line for each device, for people: the verdict, the id, and what failed.
+// A line for each device, for people: the verdict, the id, and what failed; below, the failures of rules.
 
 #include <fmt/format.h>
 
+#include "reports/FailureText.h"
 #include "reports/Report.h"
 #include "text/Text.h"
 
@@ -35,6 +36,13 @@ void TextLines::add(std::string& out, std::size_t /*line*/, const DeviceResult& 
   if (!pass) line += "  " + whyNotPassed(result);
   if (screen_.width) line = shortened(line, *screen_.width);
   out += styled(line, pass ? Style::kPlain : Style::kBad, screen_) + "\n";
+  for (const std::string& note : result.aboutDevice()) out += fmt::format("      note: {}\n", visible(note));
+  const std::span<const Value> records = result.outcome.ruleRecords();
+  for (std::size_t i = 0; i < records.size(); ++i) {
+    if (passed(records[i])) continue;
+    out += fmt::format("      {}\n", lineOf(records[i].ifDictionary()->find("rule")));
+    out += failureText(records[i], result.noteOn(i), "        ", screen_);
+  }
 }
 
 }  // namespace

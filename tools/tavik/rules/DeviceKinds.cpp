@@ -75,6 +75,18 @@ bool saysUnknownDevice(const Error& error) {
   return text.starts_with("unknown MPN:") || text.starts_with("unknown Region Code:");
 }
 
+std::string blamed(const Error& error, const Dictionary& attributes, const std::string& attributesName,
+                   const std::string& rulesName) {
+  const std::string text(error.localizedDescription());
+  if (!saysUnknownDevice(error)) return rulesName + ": " + text;
+  const std::string_view key = text.starts_with("unknown MPN:") ? "ModelNumber" : "RegionInfo";
+  const Value* const value = attributes.find(key);
+  if (value == nullptr)
+    return fmt::format("{}: has no \"{}\", which selects the rules ({})", attributesName, key, text);
+  if (value->isString()) return rulesName + ": " + text;
+  return fmt::format("{}: \"{}\" is {}, not a string ({})", attributesName, key, kindName(value->kind()), text);
+}
+
 DeviceKinds::DeviceKinds(const RuleOrigins& origins) {
   for (const DeviceKind& kind : origins.deviceKinds()) kinds_.push_back({textOf(kind.partNumber), textOf(kind.region)});
 }

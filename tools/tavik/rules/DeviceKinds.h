@@ -23,6 +23,11 @@ std::string_view nameOf(LocalEntry::Layer layer);
 /// Whether a device has no rules because the local rules do not know its part number or region.
 bool saysUnknownDevice(const Error& error);
 
+/// The error after the name of the file that is at fault: `attributesName` if the device lacks what selects its rules
+/// or has it in another kind, else `rulesName`.
+std::string blamed(const Error& error, const Dictionary& attributes, const std::string& attributesName,
+                   const std::string& rulesName);
+
 class DeviceKinds {
  public:
   /// What tells the devices of a kind from others. Absent: any other than those that stand beside it.

@@ -60,7 +60,9 @@ std::optional<Value> HostPlatform::validatedPropertyListFromSignedDictionary(
   if (options_.unsignedDocuments) return taken(signedDictionary, errorDescription);
   std::optional<Value> document =
       station_.validatedPropertyListFromSignedDictionary(signedDictionary, publicKeyPath, errorDescription);
-  if (errorDescription && errorDescription->starts_with(kKeyFileRefusal)) throw Unusable(*errorDescription);
+  if (errorDescription && errorDescription->starts_with(kKeyFileRefusal)) {
+    throw Unusable(*errorDescription + (options_.publicKey ? "" : "; give --public-key to use another key file"));
+  }
   return document;
 }
 
@@ -75,6 +77,11 @@ void HostPlatform::log(std::string_view line) const {
 void HostPlatform::checkLog() const {
   if (logFailure_ != 0)
     throw Unusable(nameOf("--log", *options_.log) + ": " + std::generic_category().message(logFailure_));
+}
+
+std::string_view hintForUntrusted(std::string_view description) {
+  const bool isPlain = description.starts_with("the document is not signed");
+  return isPlain ? ", or give --unsigned to try it as it is" : "";
 }
 
 bool isSigned(const Dictionary& document) {

@@ -44,6 +44,9 @@ class HostPlatform : public Platform {
   mutable std::atomic<int> logFailure_ = 0;  // an errno
 };
 
+/// What to append to a platform's refusal on standard error.
+std::string_view hintForUntrusted(std::string_view description);
+
 /// Whether a document has the form of a signed one.
 bool isSigned(const Dictionary& document);
 

@@ -9,10 +9,17 @@ namespace tavik::tool {
 namespace {
 
 [[noreturn]] void reject(const std::string& name, const std::string& why) {
-  throw Failure(ExitStatus::kNoVerdict, name + ": " + why);
+  throw Failure(ExitStatus::kNoVerdict, name + ": " + why + std::string(hintForUntrusted(why)));
 }
 
 }  // namespace
+
+bool areSwapped(const Dictionary& library, const Dictionary& localRules) {
+  const auto hasLayers = [](const Dictionary& document) {
+    return document.contains("MPNRules") || document.contains("GenericRules") || document.contains("RuleSets");
+  };
+  return hasLayers(library) && !hasLayers(localRules);
+}
 
 Dictionary validatedContent(const std::string& name, const Dictionary& document, const HostPlatform& platform) {
   std::optional<std::string> why;
@@ -51,6 +58,7 @@ std::unique_ptr<const PreparedRules> readLocalRules(Inputs& inputs, std::string_
   std::unique_ptr<const PreparedRules> rules = kernel.prepare(&document);
   if (const Reason* const why = rules->rejection()) reject(name, why->text());
   requireVersion(name, rules->localRules());
+  if (areSwapped(kernel.library(), rules->localRules())) reject(name, std::string(kSwapped));
   return rules;
 }
 

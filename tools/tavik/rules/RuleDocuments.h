@@ -16,6 +16,10 @@
 
 namespace tavik::tool {
 
+/// Whether the library has the form of local rules, and the local rules lack it.
+bool areSwapped(const Dictionary& library, const Dictionary& localRules);
+inline constexpr std::string_view kSwapped = "is a rule library, and --library is local rules: swap the two";
+
 /// The content of a rule document of any kind.
 Dictionary validatedContent(const std::string& name, const Dictionary& document, const HostPlatform& platform);
 

@@ -21,6 +21,7 @@ struct Mismatch {
   Dictionary expected;              ///< what was expected: entries of the record, or of the error, fault or station
   Dictionary found;                 ///< what was found; empty when there is nothing
   std::string checks = {};          ///< what the rule is about, in words; empty for a rule that the device does not get
+  std::vector<std::string> notes = {};  ///< lines that explain the record
 };
 
 /// Empty when the run is as expected.

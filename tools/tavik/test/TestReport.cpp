@@ -26,6 +26,7 @@ struct MismatchText {
     add("checks", mismatch.checks);
     if (!mismatch.expected.empty()) add("expected", entriesText(mismatch.expected));
     if (!mismatch.found.empty()) add("found", entriesText(mismatch.found));
+    lines.insert(lines.end(), mismatch.notes.begin(), mismatch.notes.end());
   }
 
   void add(std::string_view label, std::string_view text) {

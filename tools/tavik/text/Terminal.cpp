@@ -52,8 +52,21 @@ std::vector<std::size_t> fitted(std::vector<std::size_t> widths, std::size_t ava
   return widths;
 }
 
+std::string withVisibleEnds(std::string line) {
+  const auto escaped = [](std::size_t count) {
+    std::string blanks;
+    for (; count > 0; --count) blanks += "\\x20";
+    return blanks;
+  };
+  const std::size_t first = std::min(line.find_first_not_of(' '), line.size());
+  const std::size_t end = line.find_last_not_of(' ') + 1;
+  if (first == 0 && end == line.size()) return line;
+  return escaped(first) + line.substr(first, std::max(first, end) - first) +
+         escaped(line.size() - std::max(first, end));
+}
+
 std::string_view codeOf(Style style) {
-  constexpr std::string_view kCodes[] = {"", "\x1b[1m", "\x1b[32m", "\x1b[1;31m", "\x1b[2m"};
+  constexpr std::string_view kCodes[] = {"", "\x1b[1m", "\x1b[32m", "\x1b[1;31m", "\x1b[2m", "\x1b[1;4m"};
   return kCodes[static_cast<std::size_t>(style)];
 }
 
@@ -71,14 +84,14 @@ std::string styled(std::string_view text, Style style, const Screen& screen) {
 std::string lineOf(const Value* value) {
   const std::string text = description(value);
   const std::size_t listing = std::min(text.find("(\n"), text.find("{\n"));
-  if (listing == std::string::npos) return visible(text);
+  if (listing == std::string::npos) return withVisibleEnds(visible(text));
   // A line end in a listing of an array or dictionary, with the indentation that follows it, says no more than a blank.
   std::string line = text.substr(0, listing);
   for (std::size_t i = listing; i < text.size(); ++i) {
     line += text[i] == '\n' ? ' ' : text[i];
     if (text[i] == '\n') i = std::min(text.find_first_not_of(' ', i + 1), text.size()) - 1;
   }
-  return visible(line);
+  return withVisibleEnds(visible(line));
 }
 
 std::vector<std::size_t> Table::naturalWidths() const {

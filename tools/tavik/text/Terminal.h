@@ -24,12 +24,12 @@ struct Screen {
   static Screen standardError();
 };
 
-enum class Style : std::uint8_t { kPlain, kHeading, kGood, kBad, kFaint };
+enum class Style : std::uint8_t { kPlain, kHeading, kGood, kBad, kFaint, kMarked };
 
 /// The text in the style, when the screen has colours.
 std::string styled(std::string_view text, Style style, const Screen& screen);
 
-/// A value as one line of visible text.
+/// A value as one line of visible text. Blanks at its ends, which nobody would see, are written as "\x20".
 std::string lineOf(const Value* value);
 
 /// Columns aligned by display width. On a terminal, long cells are cut so that a row fits a line; elsewhere they stay

@@ -55,6 +55,12 @@ std::string lowerCase(std::string_view text) {
   return lower;
 }
 
+std::string_view kindName(Kind kind) {
+  constexpr std::string_view kNames[] = {"a string", "a number", "a boolean",   "data",
+                                         "a date",   "an array", "a dictionary"};
+  return kNames[static_cast<std::size_t>(kind)];
+}
+
 std::string counted(std::size_t count, std::string_view noun) {
   return fmt::format("{} {}{}", count, noun, count == 1 ? "" : "s");
 }

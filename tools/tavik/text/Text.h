@@ -4,6 +4,7 @@
 #ifndef TAVIK_TOOL_TEXT_TEXT_H
 #define TAVIK_TOOL_TEXT_TEXT_H
 
+#include <tavik/Value.h>
 #include <tavik/VisibleText.h>
 
 #include <cstddef>
@@ -31,6 +32,9 @@ std::string inXmlCharacters(std::string_view text, std::set<std::string>* used =
 
 /// The text with the letters A to Z as small ones.
 std::string lowerCase(std::string_view text);
+
+/// "a string", "an array".
+std::string_view kindName(Kind kind);
 
 /// "1 rule", "2 rules".
 std::string counted(std::size_t count, std::string_view noun);
