@@ -40,10 +40,10 @@ struct TAVIK_EXPORT RuleEvaluation {
   Operand attribute;
   /// In the order of the rule's "references", up to the first malformed one.
   std::vector<Operand> references;
-  /// The rule fails because its "references" are not an array of dictionaries.
-  bool referencesAreMalformed = false;
   /// The rule has references but no value, and its predicate takes the first reference as the value.
   bool firstReferenceIsValue = false;
+  /// The rule fails because its "references" are not an array of dictionaries.
+  bool referencesAreMalformed = false;
   /// The expected value passed to the predicates; absent if there is none.
   std::optional<Value> value;
   PredicateExpression::Operator combination = PredicateExpression::Operator::kNone;

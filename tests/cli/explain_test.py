@@ -1,9 +1,12 @@
 """`tavik explain`: what it tells people and programs."""
 
 import json
+import os
+import pty
+import subprocess
 import unittest
 
-from support import FAILED, NO_VERDICT, PASSED, UNUSABLE, CommandTest
+from support import FAILED, NO_VERDICT, PASSED, TAVIK, UNUSABLE, CommandTest, shown_on
 
 LIBRARY = {
     "version": "L1",
@@ -170,6 +173,21 @@ class ExplainTest(CommandTest):
         self.file("device", json.dumps({"ModelNumber": "P2", "Color": "x"}))
         rule, = self.explained("Bad")["rules"]
         self.assertEqual((rule["error"]["code"], "record" in rule), (-100006, False))
+
+    def test_names_stay_whole_and_long_data_is_shortened_on_a_terminal(self):
+        name = "The name of a rule that is as long as this"
+        self.file("library", json.dumps({"version": 1, name: {"attribute": "Blob", "predicate": "hasPrefix", "value": "v" * 70}}))
+        self.file("rules", json.dumps({"version": 1, "GenericRules": {name: {}}}))
+        self.file("device", json.dumps({"Blob": {"$data": "A" * 4000}}))
+        arguments = ("explain", "--unsigned", "--library", "library", "--rules", "rules", "--attributes", "device")
+        for rules, most in (((), 80), ((name,), 240)):
+            master, terminal = pty.openpty()
+            subprocess.run([TAVIK, *arguments, *rules], cwd=self.folder, stdout=terminal, stderr=subprocess.DEVNULL, check=True,
+                           env=os.environ | {"COLUMNS": "90", "NO_COLOR": "1"})
+            os.close(terminal)
+            lines = shown_on(master).splitlines()
+            self.assertTrue([line for line in lines if line.startswith(name[:39])], lines)
+            self.assertLess(max(map(len, lines)), most + 11)
 
     def test_devices_and_documents_without_rules(self):
         for device, message in (({"ModelNumber": "p1"}, '--rules rules: unknown MPN:p1; did you mean "P1"?'),

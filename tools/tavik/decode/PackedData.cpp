@@ -52,7 +52,8 @@ std::string whySysCfgStops(const Data& blob) {
 std::string whyControlBitsStop(const Data& block) {
   const std::size_t count = SystemConfig::controlBitsFromData(&block).size();
   if (count == SystemConfig::kControlBitCount) return "";
-  return stopText(block.size(), fmt::format("the block ends after {} of {} records", count, SystemConfig::kControlBitCount));
+  return stopText(block.size(),
+                  fmt::format("the block ends after {} of {} records", count, SystemConfig::kControlBitCount));
 }
 
 std::string whyManifestStops(const Data& manifest, TavikManifestBodyParser parser) {

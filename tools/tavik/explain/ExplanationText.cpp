@@ -152,11 +152,14 @@ class Section {
 
  private:
   std::string_view title_;
-  Table table_;
+  Table table_{true};
   bool empty_ = true;
 };
 
-std::string foundText(const std::optional<Value>& value) { return value ? shown(*value) : "not found"; }
+std::string foundText(const std::optional<Value>& value) {
+  constexpr std::size_t kWidestFound = 200;
+  return value ? shortened(shown(*value), kWidestFound) : "not found";
+}
 
 std::string notThereText(const RuleNotThere& rule, const Explanation& all) {
   std::string text = "this device does not get it";
@@ -250,7 +253,7 @@ std::string troubleOf(const RuleEvaluation::Call& call) {
 }
 
 std::string overviewText(const Explanation& explanation, const Screen& screen) {
-  Table rules;
+  Table rules(true);
   Section replaced("Replaced");
   Section references("References");
   Section sets("Rule sets");

@@ -108,7 +108,11 @@ std::string Table::text(const Screen& screen) const {
   if (widths.empty()) return "";
   const std::size_t gaps = kGap * (widths.size() - 1);
   if (screen.width) {
-    widths = fitted(std::move(widths), *screen.width - std::min(gaps, *screen.width));
+    const std::size_t room = *screen.width - std::min(gaps, *screen.width);
+    const std::size_t first = keepsFirst_ ? std::min(widths.front(), room / 2) : 0;
+    std::vector<std::size_t> others = fitted({widths.begin() + (keepsFirst_ ? 1 : 0), widths.end()}, room - first);
+    if (keepsFirst_) others.insert(others.begin(), first);
+    widths = std::move(others);
   } else {
     for (std::size_t& width : widths) width = std::min(width, kWidestPadding);
   }

@@ -36,6 +36,8 @@ std::string lineOf(const Value* value);
 /// whole.
 class Table {
  public:
+  /// keepsFirst: the first column has names that are cut only beyond half of the line.
+  explicit Table(bool keepsFirst = false) : keepsFirst_(keepsFirst) {}
   void add(Style style, std::vector<std::string> visibleCells) { rows_.push_back({style, std::move(visibleCells)}); }
   [[nodiscard]] std::string text(const Screen& screen) const;
 
@@ -47,6 +49,7 @@ class Table {
 
   [[nodiscard]] std::vector<std::size_t> naturalWidths() const;
 
+  bool keepsFirst_;
   std::vector<Row> rows_;
 };
 
