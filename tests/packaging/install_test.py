@@ -6,6 +6,7 @@
 import os
 import pathlib
 import re
+import shutil
 import subprocess
 import tempfile
 import unittest
@@ -48,6 +49,11 @@ STRICT_C = "gcc -std=c11 -Wall -Wextra -Wpedantic -Wconversion -Wsign-conversion
 def run(*command, **options):
     options.setdefault("check", True)
     return subprocess.run([str(word) for word in command], capture_output=True, text=True, timeout=300, **options)
+
+
+def blocks(page, language):
+    """The code blocks of a page in a language."""
+    return re.findall(rf"```{language}\n(.*?)```", (PROJECT / page).read_text(encoding="utf-8"), re.DOTALL)
 
 
 class InstallTest(unittest.TestCase):
@@ -110,17 +116,20 @@ class InstallTest(unittest.TestCase):
                 self.assertEqual(result.returncode, status, result.stdout + result.stderr)
                 self.assertRegex(result.stdout, said)
 
-    def compile_page(self, page, language, program, compiler):
-        text = (PROJECT / page).read_text(encoding="utf-8")
+    def compile_page(self, page, language, program, compiler, number=0, frame="{}"):
         source = self.root / f"{program}.{language}"
-        source.write_text(re.search(rf"```{language}\n(.*?)```", text, re.DOTALL).group(1), encoding="utf-8")
+        source.write_text(frame.replace("{}", blocks(page, language)[number]), encoding="utf-8")
         self.compile_through_pkg_config(source, self.root / program, compiler)
         return self.root / program
 
     def test_the_hosts_in_cpp(self):
         strict = "g++ -std=c++20 -Wall -Wextra -Wpedantic -Wconversion -Wsign-conversion -Wshadow -Werror"
-        self.check_host(self.compile_page("README.md", "cpp", "readme", strict))
-        self.check_host(self.compile_page("docs/host-programmer.md", "cpp", "host", strict), form="sealed")
+        self.check_host(self.compile_page("docs/host-programmer.md", "cpp", "minimal", strict))
+        self.check_host(self.compile_page("docs/host-programmer.md", "cpp", "host", strict, 1), form="sealed")
+        includes, _, body = blocks("README.md", "cpp")[0].partition("\n\n")
+        frame = (f"{includes}\n#include <stdexcept>\nvoid release(const tavik::Dictionary&) {{}}\n"
+                 "void check(const tavik::Dictionary& device, const tavik::Dictionary& rules) {\n" + body + "}\nint main() { check({}, {}); }\n")
+        self.compile_page("README.md", "cpp", "readme", strict, frame=frame)
         devices = [self.root / name for name in ("good", "short", "bad", "missing", "good")]
         several = run(self.root / "host", self.root / "library.sealed", self.root / "codes.sealed", *devices, check=False)
         self.assertRegex(several.stdout, r"""^passed
@@ -159,10 +168,13 @@ $""")
         if not python:
             self.skipTest("the Python module is not built")
         packages = self.prefix / "lib" / "python3" / "dist-packages"
-        readme = (PROJECT / "README.md").read_text(encoding="utf-8")
-        program = re.search(r"```python\n(.*?)```", readme, re.DOTALL).group(1)
-        self.check_host(python[1], "-c", program, env={**os.environ, "PYTHONPATH": str(packages)})
-        where = run(python[1], "-c", "import tavik; print(tavik.__file__)", env={**os.environ, "PYTHONPATH": str(packages)}).stdout
+        environment = {**os.environ, "PYTHONPATH": str(packages)}
+        program, = (block for block in blocks("bindings/python/README.md", "python") if block.startswith("import sys"))
+        self.check_host(python[1], "-c", program, env=environment)
+        shutil.copy(self.root / "pub.pem", self.root / "line.pem")
+        inputs = 'import tavik\ndevice, rules = map(tavik.Dictionary.read, ("good", "codes.signed"))\n'
+        self.assertEqual(run(python[1], "-c", inputs + blocks("README.md", "python")[0], env=environment, cwd=self.root).stdout, "passed \n")
+        where = run(python[1], "-c", "import tavik; print(tavik.__file__)", env=environment).stdout
         self.assertEqual(where, f"{packages}/tavik/__init__.py\n")
 
     def test_manual_completions_and_schema(self):
