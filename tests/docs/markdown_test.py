@@ -55,7 +55,7 @@ class MarkdownTest(unittest.TestCase):
         seen = 0
         for page in pages():
             text = page.read_text(encoding="utf-8").replace("\\\n", " ")
-            for line in re.findall(r"(?:^(?:    |\$ )|`|[;&|] *)tavik ([a-z][^`|&;#>\n]*)", text, re.MULTILINE):
+            for line in re.findall(r"(?:^(?:    |\$ )|`|[;&] *)tavik ([a-z][^`|&;#>\n]*)", text, re.MULTILINE):
                 words = re.sub(r"'[^']*'|\"[^\"]*\"", "TEXT", line).split()
                 seen += 1
                 with self.subTest(page=page.name, line=line):
