@@ -87,7 +87,8 @@ std::string remarksText(const EvalOptions& options, const EvalInputs& inputs, co
     }
   }
   const bool pass = passed(Value(record));
-  for (const std::string_view word : PredicateExpression::parse(options.expression).predicates()) {
+  const auto expression = PredicateExpression::parse(options.expression);
+  for (const std::string_view word : expression.predicates()) {
     const PredicateFacts* const facts = PredicateFacts::find(word);
     const bool withReferences = inputs.references.has_value();
     evaluation.calls.push_back({std::string(word), withReferences,
