@@ -36,7 +36,7 @@ std::string_view kindName(Kind kind) {
   return "of an unknown kind";
 }
 
-/// Foreign text for a message of one line, not too long.
+/// Untrusted text for a one-line message, of limited length.
 std::string quoted(std::string_view text) {
   constexpr std::size_t kMostBytes = 100;
   std::string shown(text.substr(0, kMostBytes));
@@ -45,7 +45,7 @@ std::string quoted(std::string_view text) {
   return '"' + shown + (text.size() > kMostBytes ? "...\"" : "\"");
 }
 
-/// The value under `key`; null with `error` set when it is missing or of another kind. `owner` names the dictionary.
+/// The value under `key`; null with `error` set if it is missing or of another kind. `owner` names the dictionary.
 const Value* entry(const Dictionary& dictionary, std::string_view key, Kind kind, std::string_view owner,
                    std::string& error) {
   const Value* value = dictionary.find(key);
@@ -61,8 +61,8 @@ bool checkPayloadType(const Dictionary& dictionary, std::string& error) {
   const Value* type = entry(dictionary, kTypeKey, Kind::kString, kDocument, error);
   if (type == nullptr) return false;
   if (type->ifString() == kPayloadType) return true;
-  error = "the signed document holds " + quoted(*type->ifString()) + ", not " + quoted(kPayloadType) +
-          ": it was signed for another use";
+  error = "the signed document has the payload type " + quoted(*type->ifString()) + ", not " + quoted(kPayloadType) +
+          ": it was signed for another purpose";
   return false;
 }
 
@@ -87,8 +87,8 @@ std::optional<std::vector<Signature>> signaturesFrom(const Array& values, std::s
     return std::nullopt;
   }
   if (values.size() > kMostSignatures) {
-    error = "the signed document has " + std::to_string(values.size()) + " signatures; " +
-            std::to_string(kMostSignatures) + " are the most";
+    error = "the signed document has " + std::to_string(values.size()) + " signatures; at most " +
+            std::to_string(kMostSignatures) + " are allowed";
     return std::nullopt;
   }
   std::vector<Signature> signatures;

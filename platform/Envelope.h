@@ -1,5 +1,5 @@
 /// @file
-/// The signed form: reading its parts from a dictionary, and what exactly is signed.
+/// The signed form: parsing it from a dictionary, and the exact bytes that are signed.
 #ifndef TAVIK_PLATFORM_ENVELOPE_H
 #define TAVIK_PLATFORM_ENVELOPE_H
 
@@ -21,27 +21,27 @@ inline constexpr std::size_t kMostSignatures = 16;
 
 struct Signature {
   Data bytes;
-  std::string keyId;  ///< empty: none given
+  std::string keyId;  ///< empty if absent
 
   friend bool operator==(const Signature&, const Signature&) = default;
 };
 
-/// A payload of kPayloadType and its signatures, one at least.
+/// A payload of kPayloadType and at least one signature.
 struct Envelope {
   Data payload;
   std::vector<Signature> signatures;
 
-  /// Absent with `error` set when the dictionary is no envelope of rules.
+  /// Absent with `error` set if the dictionary is not an envelope of rules.
   static std::optional<Envelope> from(const Dictionary& dictionary, std::string& error);
   [[nodiscard]] Dictionary dictionary() const;
 
   friend bool operator==(const Envelope&, const Envelope&) = default;
 };
 
-/// Whether `value` is of the kind called for; sets `error` to "WHAT is a string, not data" when not.
+/// Whether `value` has the required kind; sets `error` to "WHAT is a string, not data" if not.
 bool checkKind(const Value& value, Kind kind, std::string_view what, std::string& error);
 
-/// Whether `document` is no larger than a rule document may be; sets `error` to "WHAT is larger than ..." if it is.
+/// Whether `document` is within the size limit of rule documents; sets `error` to "WHAT is larger than ..." if not.
 bool checkSize(const Data& document, std::string_view what, std::string& error);
 
 /// The pre-authentication encoding of a payload of kPayloadType.

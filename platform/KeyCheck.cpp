@@ -10,7 +10,7 @@ namespace {
 using Number = std::unique_ptr<BIGNUM, ReleasedBy<BN_free>>;
 
 void require(bool done) {
-  if (!done) throw std::bad_alloc();  // OpenSSL's arithmetic fails for want of memory only
+  if (!done) throw std::bad_alloc();  // OpenSSL's arithmetic fails only if memory is exhausted
 }
 
 Number numberFrom(const char* hexadecimal) {
@@ -19,12 +19,12 @@ Number numberFrom(const char* hexadecimal) {
   return Number(number);
 }
 
-/// OpenSSL takes any 32 bytes for an Ed25519 public key (RFC 8032, section 5.1). They are the coordinate y, low byte
-/// first, and in the top bit the sign of x, of a point with x^2 = u/v, where u = y^2 - 1 and v = d y^2 + 1 modulo
-/// 2^255 - 19.
+/// OpenSSL accepts any 32 bytes as an Ed25519 public key (RFC 8032, section 5.1). They are the coordinate y, low byte
+/// first, and in the top bit the sign of x, of a point with x^2 = u/v, where u = y^2 - 1 and v = d y^2 + 1 modulo 2^255
+/// - 19.
 ///
 /// Under a point whose order divides 8, a constant is a valid signature of at least every eighth message. There are
-/// eight such points: those with x = 0 (u = 0), with y = 0, and those whose double has y = 0 (u + v y^2 = 0).
+/// eight such points: those with x = 0 (u = 0), those with y = 0, and those whose double has y = 0 (u + v y^2 = 0).
 std::string whyUnsoundEd25519(const EVP_PKEY& key) {
   std::array<unsigned char, 32> bytes{};
   std::size_t size = bytes.size();

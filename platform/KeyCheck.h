@@ -1,5 +1,5 @@
 /// @file
-/// Keys that OpenSSL reads but that protect nothing, or are not keys at all.
+/// Keys that OpenSSL can read but that are unsafe or invalid.
 #ifndef TAVIK_PLATFORM_KEY_CHECK_H
 #define TAVIK_PLATFORM_KEY_CHECK_H
 

@@ -50,10 +50,10 @@ bool readAll(int file, std::span<unsigned char> rest, std::string& error) {
   return true;
 }
 
-/// Null for a file that may hold keys.
+/// Null for a file that may contain keys.
 const char* whyNoKeyFile(const struct stat& status) {
   if (!S_ISREG(status.st_mode)) return "not a regular file";
-  if (status.st_size > kLargestFile) return "larger than 1 MiB, so not a file of keys";
+  if (status.st_size > kLargestFile) return "larger than 1 MiB, so not a key file";
   return status.st_size == 0 ? "empty" : nullptr;
 }
 
@@ -63,7 +63,7 @@ std::optional<WipedBytes> readFile(const std::string& path, std::string& error) 
     error = "the path contains a NUL character";
     return std::nullopt;
   }
-  const FileDescriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));  // a pipe must not keep us waiting
+  const FileDescriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));  // a pipe must not block
   struct stat status {};
   if (file.number() < 0 || fstat(file.number(), &status) != 0) {
     error = systemReason();
@@ -78,7 +78,7 @@ std::optional<WipedBytes> readFile(const std::string& path, std::string& error) 
   return bytes;
 }
 
-/// One PEM block: what its BEGIN line names, and its contents.
+/// One PEM block: the label of its BEGIN line, and its contents.
 struct Block {
   std::string label;
   WipedBytes der;
@@ -95,7 +95,7 @@ bool resemblesBoundary(std::string line) {
   return std::ranges::any_of(kMarks, [&](std::string_view mark) { return line.find(mark) != std::string::npos; });
 }
 
-/// False with `error` set if a line only resembles the first or last line of a block: OpenSSL would pass over it.
+/// False with `error` set if a line only resembles the first or last line of a block: OpenSSL would skip it.
 bool checkBoundaries(std::string_view text, std::string& error) {
   std::string_view expected = "-----BEGIN ";
   std::string_view next = "-----END ";
@@ -143,19 +143,19 @@ std::optional<std::vector<Block>> blocksIn(const WipedBytes& file, std::string& 
     return std::nullopt;
   }
   if (blocks.empty()) {
-    error = "holds no key: no line begins with -----BEGIN";
+    error = "contains no key: no line begins with -----BEGIN";
     return std::nullopt;
   }
   return blocks;
 }
 
-/// The key that OpenSSL's `decode` makes of the whole block.
+/// The key that OpenSSL's `decode` reads from the whole block.
 std::optional<SignatureKey> decodeKey(const Block& block, decltype(d2i_PUBKEY)* decode, std::string& error) {
   const std::span<const unsigned char> der = block.der.span();
   const unsigned char* position = der.data();
   PkeyHandle key(decode(nullptr, &position, static_cast<long>(der.size())));
   if (key == nullptr || position != der.data() + der.size()) {
-    error = "is damaged, or of a kind unknown to OpenSSL";
+    error = "is damaged, or of a kind that OpenSSL does not support";
     return std::nullopt;
   }
   return SignatureKey::admit(std::move(key), error);
@@ -164,11 +164,11 @@ std::optional<SignatureKey> decodeKey(const Block& block, decltype(d2i_PUBKEY)* 
 std::optional<SignatureKey> publicKeyOf(const Block& block, std::string& error) {
   if (block.label == "PUBLIC KEY") return decodeKey(block, d2i_PUBKEY, error);
   if (block.isPrivateKey()) {
-    error = R"(is a private key; put its public key here ("openssl pkey -pubout") and keep the private key away)";
+    error = R"(is a private key; put its public key here ("openssl pkey -pubout") and keep the private key elsewhere)";
   } else if (block.label == "CERTIFICATE") {
     error = R"(is a certificate; put its public key here ("openssl x509 -pubkey -noout"))";
   } else {
-    error = "is not a block \"PUBLIC KEY\" but \"" + block.label + "\"";
+    error = "is a \"" + block.label + "\" block, not a \"PUBLIC KEY\" block";
   }
   return std::nullopt;
 }
@@ -177,7 +177,8 @@ std::optional<std::vector<SignatureKey>> publicKeysIn(const WipedBytes& file, st
   const std::optional<std::vector<Block>> blocks = blocksIn(file, error);
   if (!blocks) return std::nullopt;
   if (blocks->size() > kMostPublicKeys) {
-    error = "holds " + std::to_string(blocks->size()) + " keys; " + std::to_string(kMostPublicKeys) + " are the most";
+    error = "contains " + std::to_string(blocks->size()) + " keys; at most " + std::to_string(kMostPublicKeys) +
+            " are allowed";
     return std::nullopt;
   }
   std::vector<SignatureKey> keys;
@@ -211,11 +212,11 @@ std::optional<SignatureKey> privateKeyIn(const std::string& path, std::string& e
   if (!blocks) return std::nullopt;
   const auto first = std::ranges::find_if(*blocks, &Block::isPrivateKey);
   if (first == blocks->end()) {
-    error = "holds no private key, but \"" + blocks->front().label + "\"; signing needs the private one";
+    error = "contains a \"" + blocks->front().label + "\" block, not a private key; signing requires a private key";
     return std::nullopt;
   }
   if (std::any_of(first + 1, blocks->end(), std::mem_fn(&Block::isPrivateKey))) {
-    error = "holds several private keys; leave the one to sign with";
+    error = "contains several private keys; keep only the one to sign with";
     return std::nullopt;
   }
   return privateKeyOf(*first, error);

@@ -1,5 +1,5 @@
 /// @file
-/// PEM files of keys. A refusal names the file, the key in it and what to do.
+/// PEM files of keys. Error messages name the file, the key in it and what to do.
 #ifndef TAVIK_PLATFORM_KEY_FILE_H
 #define TAVIK_PLATFORM_KEY_FILE_H
 
@@ -15,7 +15,7 @@
 
 namespace tavik {
 
-/// Bytes that are wiped when no longer needed, since they may hold a private key.
+/// Bytes that are wiped when no longer needed, because they may contain a private key.
 class WipedBytes {
  public:
   explicit WipedBytes(std::size_t size) : bytes_(size) {}
@@ -31,18 +31,18 @@ class WipedBytes {
   std::vector<unsigned char> bytes_;
 };
 
-/// One file may hold this many public keys.
+/// The maximum number of public keys in a file.
 inline constexpr std::size_t kMostPublicKeys = 16;
 
-/// The contents of a file that is to hold public keys, at least one byte.
+/// The contents of a file of public keys, at least one byte.
 std::optional<WipedBytes> readPublicKeyFile(const std::string& path, std::string& error);
 
-/// The public keys in the contents of the file at `path`, at least one and all of them good; text between them is
-/// passed over.
+/// The public keys in the contents of the file at `path`: at least one, all of them valid. Text between them is
+/// ignored.
 std::optional<std::vector<SignatureKey>> publicKeysIn(const WipedBytes& file, const std::string& path,
                                                       std::string& error);
 
-/// The one private key of a file, which may hold public keys beside it.
+/// The only private key of a file, which may also contain public keys.
 std::optional<SignatureKey> readPrivateKey(const std::string& path, std::string& error);
 
 }  // namespace tavik

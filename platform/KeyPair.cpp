@@ -1,4 +1,4 @@
-// Makes key pairs.
+// Generates key pairs.
 
 #include <openssl/pem.h>
 #include <tavik/StationPlatform.h>
@@ -37,7 +37,7 @@ std::optional<KeyPair> generateKeyPair(KeyAlgorithm algorithm, std::string& erro
   if (key == nullptr ||
       PEM_write_bio_PKCS8PrivateKey(privateKey.get(), key.get(), nullptr, nullptr, 0, nullptr, nullptr) != 1 ||
       PEM_write_bio_PUBKEY(publicKey.get(), key.get()) != 1) {
-    error = "the key pair cannot be made: " + openSslReason();
+    error = "cannot generate the key pair: " + openSslReason();
     return std::nullopt;
   }
   return KeyPair{contents(privateKey.get()), contents(publicKey.get())};

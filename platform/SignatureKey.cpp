@@ -21,7 +21,7 @@ bool isA(const EVP_PKEY& key, const char* type) { return EVP_PKEY_is_a(&key, typ
 bool isOnP256(const EVP_PKEY& key) {
   std::array<char, 32> group{};
   std::size_t length = 0;
-  int spelledOut = 0;  // a curve given by its numbers instead of its name, which standards forbid for such keys
+  int spelledOut = 0;  // a curve given by its parameters instead of its name, which standards forbid for such keys
   return EVP_PKEY_get_group_name(&key, group.data(), group.size(), &length) == 1 &&
          std::string_view(group.data(), length) == SN_X9_62_prime256v1 &&
          EVP_PKEY_get_int_param(&key, OSSL_PKEY_PARAM_EC_DECODED_FROM_EXPLICIT_PARAMS, &spelledOut) == 1 &&
@@ -32,7 +32,7 @@ std::string describe(const EVP_PKEY& key) {
   if (isA(key, "ED25519")) return "Ed25519";
   if (isA(key, "EC")) return isOnP256(key) ? "ECDSA on P-256" : "EC, but not on the named curve P-256";
   const char* type = EVP_PKEY_get0_type_name(&key);
-  return (type != nullptr ? std::string(type) : "a kind unknown to OpenSSL") + " with " +
+  return (type != nullptr ? std::string(type) : "an unknown kind of key") + " with " +
          std::to_string(EVP_PKEY_get_bits(&key)) + " bits";
 }
 
@@ -50,7 +50,7 @@ std::string hexadecimal(std::span<const std::uint8_t> bytes) {
 std::string idOf(const EVP_PKEY& key) {
   unsigned char* der = nullptr;
   const int size = i2d_PUBKEY(&key, &der);
-  if (size <= 0) throw std::bad_alloc();  // a sound key can be encoded
+  if (size <= 0) throw std::bad_alloc();  // a valid key can be encoded
   const BytesHandle owner(der);
   std::array<std::uint8_t, 32> digest{};
   if (EVP_Q_digest(nullptr, "SHA256", nullptr, der, static_cast<std::size_t>(size), digest.data(), nullptr) != 1) {
@@ -110,7 +110,7 @@ bool SignatureKey::couldHaveMade(std::span<const std::uint8_t> signature) const 
   return false;
 }
 
-/// Begins signing or verifying, which OpenSSL sets up alike.
+/// Begins signing or verifying; OpenSSL sets up both alike.
 bool SignatureKey::begin(Initializer* initialize, EVP_MD_CTX* context) const {
   const EVP_MD* digest = scheme_ == Scheme::kEd25519 ? nullptr : EVP_sha256();
   EVP_PKEY_CTX* parameters = nullptr;  // owned by `context`
@@ -122,7 +122,7 @@ bool SignatureKey::begin(Initializer* initialize, EVP_MD_CTX* context) const {
 
 bool SignatureKey::verifies(std::span<const std::uint8_t> signature, std::span<const std::uint8_t> message) const {
   const DigestHandle context(made(EVP_MD_CTX_new()));
-  // Negative for what is no signature at all.
+  // Negative if the bytes are not a signature at all.
   return begin(EVP_DigestVerifyInit, context.get()) &&
          EVP_DigestVerify(context.get(), signature.data(), signature.size(), message.data(), message.size()) == 1;
 }
@@ -134,7 +134,7 @@ std::optional<std::vector<std::uint8_t>> SignatureKey::sign(std::span<const std:
   std::size_t size = signature.size();
   if (!begin(EVP_DigestSignInit, context.get()) ||
       EVP_DigestSign(context.get(), signature.data(), &size, message.data(), message.size()) != 1) {
-    error = "the document cannot be signed: " + openSslReason();
+    error = "cannot sign the document: " + openSslReason();
     return std::nullopt;
   }
   signature.resize(size);

@@ -1,5 +1,5 @@
 /// @file
-/// One key that signs or verifies: which keys are good enough, and the signature schemes that go with them.
+/// One key that signs or verifies: which keys are strong enough, and their signature schemes.
 #ifndef TAVIK_PLATFORM_SIGNATURE_KEY_H
 #define TAVIK_PLATFORM_SIGNATURE_KEY_H
 
@@ -14,11 +14,11 @@
 
 namespace tavik {
 
-/// An Ed25519 key, an ECDSA key on P-256 or an RSA key of 3072 to 16384 bits; public alone, or with its private part.
+/// An Ed25519 key, an ECDSA key on P-256 or an RSA key of 3072 to 16384 bits; public only, or with its private part.
 class SignatureKey {
  public:
-  /// Absent with `error` set for a key of another kind or size, or one that protects nothing: "is too weak: RSA with
-  /// 2048 bits; ...".
+  /// Absent with `error` set for a key of another kind or size, or an unsafe one: "is too weak: RSA with 2048 bits;
+  /// ...".
   static std::optional<SignatureKey> admit(PkeyHandle key, std::string& error);
 
   /// Hexadecimal SHA-256 of the DER SubjectPublicKeyInfo.
@@ -26,10 +26,10 @@ class SignatureKey {
   /// "Ed25519", "ECDSA on P-256" or "RSA with 3072 bits".
   [[nodiscard]] std::string name() const;
 
-  /// Whether a signature by a key of this kind and size may look like this.
+  /// Whether a key of this kind and size could have made the signature.
   [[nodiscard]] bool couldHaveMade(std::span<const std::uint8_t> signature) const noexcept;
   [[nodiscard]] bool verifies(std::span<const std::uint8_t> signature, std::span<const std::uint8_t> message) const;
-  /// Needs the private part.
+  /// Requires the private part.
   [[nodiscard]] std::optional<std::vector<std::uint8_t>> sign(std::span<const std::uint8_t> message,
                                                               std::string& error) const;
 

@@ -1,5 +1,5 @@
-// The signature check of a station, and signing. An envelope is trusted from the signature inward: its form is checked
-// first, then its signatures with the keys of the key file, and only what a signature covers is read as a document.
+// A station's signature verification, and signing. First the form of an envelope is checked, then its signatures with
+// the keys of the key file; only content that a valid signature covers is parsed as a document.
 
 #include <tavik/PropertyList.h>
 #include <tavik/StationPlatform.h>
@@ -22,7 +22,7 @@ using Keys = std::vector<SignatureKey>;
 
 bool holds(const Envelope& envelope, const Keys& keys) {
   const std::vector<std::uint8_t> message = signedBytes(envelope.payload.bytes());
-  // Key ids only decide what is tried first: no signature counts or fails by what it claims.
+  // Key IDs only determine the order: a signature never passes or fails because of the ID that it claims.
   for (const bool named : {true, false}) {
     for (const Signature& signature : envelope.signatures) {
       for (const SignatureKey& key : keys) {
@@ -60,10 +60,10 @@ std::string whyNoneHolds(const Envelope& envelope, const Keys& keys, const std::
   }
   if (anyPair(envelope, keys,
               [](const Signature& signature, const SignatureKey& key) { return signature.keyId == key.id(); })) {
-    return "the signature does not hold under the key in \"" + path +
-           "\" that it names: the document was changed after it was signed; get it anew, or sign it again";
+    return "the signature names the key in \"" + path +
+           "\" but is not valid: the document was changed after it was signed; get it again, or sign it again";
   }
-  return "no signature holds under a key in \"" + path +
+  return "no signature is valid for a key in \"" + path +
          "\": the document was signed with another key; sign it again, or install the key it was signed with";
 }
 
@@ -71,7 +71,7 @@ std::string whyNoneHolds(const Envelope& envelope, const Keys& keys, const std::
 std::optional<Value> readPayload(const Data& payload, std::string_view what, std::string& error) {
   std::optional<Value> document = readPropertyList(payload.bytes(), error);
   if (!document) {
-    error = std::string(what) + " is no property list: " + error;
+    error = std::string(what) + " is not a property list: " + error;
     return std::nullopt;
   }
   if (!checkKind(*document, Kind::kDictionary, "the root of " + std::string(what), error)) return std::nullopt;
@@ -91,7 +91,7 @@ std::optional<Value> validated(const Dictionary& signedDictionary, const std::st
     error = whyNoneHolds(*envelope, *keys, keyPath);
     return std::nullopt;
   }
-  std::optional<Value> document = readPayload(envelope->payload, "the payload, though truly signed,", error);
+  std::optional<Value> document = readPayload(envelope->payload, "the payload, although validly signed,", error);
   if (document) cache.keep(*envelope, keyFile->span(), *document);
   return document;
 }

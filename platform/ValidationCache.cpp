@@ -28,7 +28,7 @@ void ValidationCache::keep(const Envelope& envelope, std::span<const std::uint8_
   const std::size_t bytes = bytesIn(envelope) + keyFile.size();
   if (bytes > kMostBytes) return;
   std::list<Verdict> added;
-  std::list<Verdict> dropped;  // destroyed when others may look up again
+  std::list<Verdict> dropped;  // destroyed after the mutex is released
   added.push_back({envelope, {keyFile.begin(), keyFile.end()}, document, bytes});
 
   const std::lock_guard lock(mutex_);

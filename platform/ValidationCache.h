@@ -1,5 +1,5 @@
 /// @file
-/// Documents that were found to be truly signed, so that the same need not be found again.
+/// A cache of documents whose signatures were found valid.
 #ifndef TAVIK_PLATFORM_VALIDATION_CACHE_H
 #define TAVIK_PLATFORM_VALIDATION_CACHE_H
 
@@ -17,15 +17,15 @@
 
 namespace tavik {
 
-/// Keeps the verdicts used last: a few, and of not too many bytes. Only good verdicts are kept, and each is about all
-/// that decided it: payload, signatures and the bytes of the key file. Safe from any thread.
+/// Keeps the most recently used results, limited in number and bytes. Only valid documents are kept, each with
+/// everything that decided the result: payload, signatures and the bytes of the key file. Thread-safe.
 class ValidationCache {
  public:
   static constexpr std::size_t kMostVerdicts = 8;
   /// Payloads, signatures and key files together.
   static constexpr std::size_t kMostBytes = std::size_t{16} << 20;
 
-  /// The document in an envelope that was found good under this very key file; absent when that is not known.
+  /// The document in an envelope that was found valid with this exact key file; absent if that is not known.
   std::optional<Value> find(const Envelope& envelope, std::span<const std::uint8_t> keyFile);
   void keep(const Envelope& envelope, std::span<const std::uint8_t> keyFile, const Value& document);
 
@@ -38,7 +38,7 @@ class ValidationCache {
   };
 
   std::mutex mutex_;
-  std::list<Verdict> verdicts_;  // used last first
+  std::list<Verdict> verdicts_;  // most recently used first
   std::size_t bytes_ = 0;
 };
 

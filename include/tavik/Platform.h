@@ -13,10 +13,10 @@ namespace tavik {
 /// Rule documents and signed envelopes larger than this many bytes are rejected before they are read or validated.
 inline constexpr std::size_t kLargestRuleDocument = std::size_t{64} << 20;
 
-/// What a kernel needs from the machine it runs on: the signature check and the diagnostic log. libTavikPlatform has a
-/// ready one, `StationPlatform`; a host with its own trust store or log derives from this class.
+/// What a kernel needs from its host: signature verification and the diagnostic log. libTavikPlatform has an
+/// implementation, `StationPlatform`; a host with its own trust store or log derives from this class.
 ///
-/// A kernel calls it on the threads of its callers, several at a time, so every operation must be safe from any thread.
+/// A kernel calls it on its callers' threads, several at a time, so every operation must be thread-safe.
 class TAVIK_EXPORT Platform {
  public:
   Platform() = default;
@@ -24,24 +24,23 @@ class TAVIK_EXPORT Platform {
   Platform& operator=(const Platform&) = delete;
   virtual ~Platform();
 
-  /// Checks a signed rule document.
+  /// Verifies a signed rule document.
   ///
-  /// signedDictionary: the document as read. publicKeyPath: PEM file that the kernel names, always
-  /// "/usr/local/share/misc/TavikKernel-pub.pem"; a platform may be made to use another key.
+  /// signedDictionary: the document as read. publicKeyPath: the PEM file that the kernel names, always
+  /// "/usr/local/share/misc/TavikKernel-pub.pem"; a platform may use a different key.
   ///
-  /// Returns the signed property list and leaves `errorDescription` absent when the signature holds; sets
-  /// `errorDescription` to the reason when it does not. The kernel judges by `errorDescription` alone.
+  /// Returns the signed property list and leaves `errorDescription` absent if the signature is valid; otherwise sets
+  /// `errorDescription` to the reason. Only `errorDescription` decides whether the kernel trusts the document.
   virtual std::optional<Value> validatedPropertyListFromSignedDictionary(
       const Dictionary& signedDictionary, const std::string& publicKeyPath,
       std::optional<std::string>& errorDescription) const = 0;
 
-  /// Whether anybody reads the log. When false, no line is made at all. By default true.
+  /// Whether the log is in use. If false, no log lines are built. The default is true.
   virtual bool logs() const;
 
-  /// Takes one line of the diagnostic log, in UTF-8 and without its line end. The line may contain line feeds, and it
-  /// quotes texts of the device as they are: a log that people or programs read should pass it through
-  /// `visibleLogLine` (VisibleText.h). By default writes time, process name and the line, made visible that way, to
-  /// standard error, each line in one write.
+  /// Takes one line of the diagnostic log, in UTF-8 and without a line end. The line may contain line feeds and quotes
+  /// device texts unchanged, so pass it through `visibleLogLine` (VisibleText.h) if people or programs read the log. By
+  /// default writes the time, the process name and the escaped line to standard error, in one write.
   virtual void log(std::string_view line) const;
 };
 

@@ -8,8 +8,8 @@
 
 namespace tavik {
 
-/// A platform made in C++ as a handle of the C interface, for hosts in both languages. The handle is the caller's, as
-/// rules 2 to 5 of tavik.h say.
+/// Wraps a C++ platform in a handle of the C interface, for hosts that use both languages. The caller owns the handle;
+/// see rules 2 to 5 in tavik.h.
 TAVIK_EXPORT tavik_status makePlatformHandle(std::shared_ptr<const Platform> platform,
                                              tavik_platform** handle) noexcept;
 

@@ -1,8 +1,8 @@
 /// @file
-/// libTavikPlatform: the platform of a test station, and the tools to sign what it trusts. All cryptography is
-/// OpenSSL's.
+/// libTavikPlatform: the platform of a test station, and functions that generate keys and sign documents. All
+/// cryptography is OpenSSL's.
 ///
-/// **The signed form** is the DSSE envelope, version 1 (https://github.com/secure-systems-lab/dsse), as a property-list
+/// **The signed form** is a DSSE envelope, version 1 (https://github.com/secure-systems-lab/dsse), as a property-list
 /// dictionary:
 ///
 /// - "payloadType": the string "application/vnd.tavik.rules+plist".
@@ -10,11 +10,11 @@
 /// - "signatures": an array of 1 to 16 dictionaries. Each has "sig" (data) and may have "keyid" (string): the key's
 ///   SHA-256 over its DER SubjectPublicKeyInfo, in hexadecimal, a hint that is never trusted.
 ///
-/// Further entries are passed over.
+/// Other entries are ignored.
 ///
-/// Signed is the pre-authentication encoding of type and payload, with Ed25519 (RFC 8032), ECDSA on P-256 with SHA-256
-/// (signature in DER), or RSA-PSS with SHA-256 (3072 to 16384 bits; salt as long as the digest); the key determines
-/// which. One signature that is valid under one of the trusted keys is enough.
+/// The signature covers the pre-authentication encoding of type and payload, with Ed25519 (RFC 8032), ECDSA on P-256
+/// with SHA-256 (signature in DER), or RSA-PSS with SHA-256 (3072 to 16384 bits; salt as long as the digest); the key
+/// determines which. One valid signature by one of the trusted keys is enough.
 ///
 /// A payload of more than `kLargestRuleDocument` bytes is rejected before its signatures are verified.
 #ifndef TAVIK_STATION_PLATFORM_H
@@ -32,31 +32,30 @@ namespace tavik {
 
 class ValidationCache;
 
-/// The ready-made platform: checks signed envelopes against a PEM file of public keys and writes the log where the host
-/// wants it. Safe from any thread.
+/// The ready-made platform: verifies signed envelopes with a PEM file of public keys and writes the log. Thread-safe.
 class TAVIK_EXPORT StationPlatform : public Platform {
  public:
   enum class Log : std::uint8_t {
-    kNone,           ///< no line is made
+    kNone,           ///< no log
     kStandardError,  ///< time, process name and the line
   };
 
-  /// publicKeyPath: PEM file to use in place of the one that the kernel names; absent for that one. It is read at each
-  /// validation. The file holds 1 to 16 public keys ("PUBLIC KEY" blocks), any of which may have signed, with any text
-  /// between them, in at most 1 MiB. It is rejected as a whole, with the reason, if it holds anything else (a private
-  /// key, a certificate, a damaged, weak or unsupported key), a line that merely resembles the first or last line of a
-  /// block, or a key that protects nothing: an Ed25519 point that is not on the curve or has small order, an EC point
-  /// at infinity, or an RSA key with an unsafe exponent or modulus. So no key is ever ignored in silence.
+  /// publicKeyPath: PEM file to use instead of the one that the kernel names; absent for that one. It is read for each
+  /// validation. The file contains 1 to 16 public keys ("PUBLIC KEY" blocks), any of which may have signed, with any
+  /// text between them, in at most 1 MiB. The whole file is rejected, with the reason, if it contains anything else (a
+  /// private key, a certificate, a damaged, weak or unsupported key), a line that resembles the first or last line of a
+  /// block, or an unsafe key: an Ed25519 point that is not on the curve or has small order, an EC point at infinity, or
+  /// an RSA key with an unsafe exponent or modulus. No key is silently ignored.
   explicit StationPlatform(std::optional<std::string> publicKeyPath = std::nullopt, Log log = Log::kStandardError);
   ~StationPlatform() override;
 
-  /// Returns the property list parsed from the very bytes that were signed. On failure returns absent and sets
-  /// `errorDescription`: no key file, unreadable or weak key, no envelope, other payload type, no signature, mismatch,
-  /// broken payload, each told apart.
+  /// Returns the property list parsed from the exact bytes that were signed. On failure returns absent and sets
+  /// `errorDescription`, with a distinct text for a missing key file, an unreadable or weak key, a document that is not
+  /// an envelope, another payload type, a missing or invalid signature, and a malformed payload.
   ///
-  /// The last few documents that were trusted are remembered (at most 8, and 16 MiB of signed bytes): when payload,
-  /// signatures and the bytes of the key file are all the same again, the earlier verdict and its document are used.
-  /// The key file is read for every validation, whatever its name and dates, and what is refused is never remembered.
+  /// The last few trusted documents are cached (at most 8, and 16 MiB of signed bytes): if the payload, the signatures
+  /// and the bytes of the key file are all the same again, the cached document is returned. The key file is read for
+  /// every validation, regardless of its name and dates, and rejected documents are never cached.
   std::optional<Value> validatedPropertyListFromSignedDictionary(
       const Dictionary& signedDictionary, const std::string& publicKeyPath,
       std::optional<std::string>& errorDescription) const override;
@@ -71,17 +70,17 @@ class TAVIK_EXPORT StationPlatform : public Platform {
 
 /// Signs the bytes of a property-list file with the private key in a PEM file (unencrypted PKCS #8).
 ///
-/// Returns the envelope, or absent with `error` set: a payload that is no property list or whose root is not a
-/// dictionary, a key file that cannot be read, holds no private key, or a key of an unsupported kind or size. `error`
-/// is written on failure only.
+/// Returns the envelope, or absent with `error` set: the payload is not a property list or its root is not a
+/// dictionary, or the key file cannot be read, has no private key, or has a key of an unsupported kind or size. `error`
+/// is set on failure only.
 TAVIK_EXPORT std::optional<Dictionary> signPropertyList(const Data& payload, const std::string& privateKeyPath,
                                                         std::string& error);
 
 /// What a key file is for.
 enum class KeyFileUse : std::uint8_t { kVerifying, kSigning };
 
-/// Says so if other users can write a key file, or read one with a private key; absent if not, and for a file that
-/// cannot be examined. Nothing is printed, and such files are used all the same: whether to warn is up to the host.
+/// Returns a warning if other users can write a key file, or read one with a private key; absent if not, and for a file
+/// that cannot be examined. Nothing is printed, and such files are used anyway: the host decides whether to warn.
 TAVIK_EXPORT std::optional<std::string> keyFileWarning(const std::string& path, KeyFileUse use);
 
 enum class KeyAlgorithm : std::uint8_t { kEd25519, kP256, kRsa3072 };
@@ -92,7 +91,7 @@ struct KeyPair {
   std::string publicKey;
 };
 
-/// Makes a key pair; absent with `error` set when the cryptographic library refuses.
+/// Generates a key pair; absent with `error` set if the cryptographic library fails.
 TAVIK_EXPORT std::optional<KeyPair> generateKeyPair(KeyAlgorithm algorithm, std::string& error);
 
 }  // namespace tavik

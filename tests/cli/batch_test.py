@@ -28,7 +28,7 @@ RULES = {"version": 7, "GenericRules": {"Model": {}, "Colour": {}, "Code": {}, "
          "MPNRules": {"MD1": {}, "XX": {}, "MD2": {"OddRuleSet": {}}, "MD3": {"LostRuleSet": {}}, "MD4": "no dictionary"}}
 GOOD = {"ModelNumber": "MD1", "Colour": 3, "SerialNumber": "C8PKKQ2"}
 SFC = {"sfc": {"Colour": 3}}
-UNSIGNED = "tavik: batch: --unsigned: the rule documents are taken as they are, no signature is checked\n"
+UNSIGNED = "tavik: batch: --unsigned: rule documents are used as they are; signatures are not verified\n"
 DOCUMENTS = ("--library", "library", "--rules", "rules")
 CACHE = pathlib.Path(os.environ["BUILD"], "CMakeCache.txt").read_text()
 THREAD_SANITIZER = "TAVIK_SANITIZE:STRING=thread" in CACHE
@@ -138,7 +138,7 @@ source "sfc" was not given for 1 device whose rules need it
             (b'{"id": {"$data": "3q0="}, "attributes": 5}', {"$data": "3q0="}, ': "attributes" is not an object'),
             (b'{"attributes": {}, "id": 1.50, "sources": []}', 1.5, ': "sources" is not an object'),
             (b'{"attributes": {}, "sources": {"sfc": 5}}', None, ': the source "sfc" is not an object'),
-            (b'{"attributes": {}, "source": {}, "id": 7}', 7, ': "source" is none of "id", "attributes" and "sources"'),
+            (b'{"attributes": {}, "source": {}, "id": 7}', 7, ': unknown key "source"; expected "id", "attributes" or "sources"'),
             (b'{"id": null, "attributes": {}}', None, "column 8 (id): null is not allowed"),
             (b'{"id": "b", "attributes": {"a": {"b": null}}}', "b", "column 39 (attributes.a.b): null is not allowed"),
             (b'{"attributes": {"a": null}, "id": [1, "c"]}', [1, "c"], "column 22 (attributes.a): null is not allowed"),
@@ -264,8 +264,8 @@ $''')
         cases = (
             (NO_VERDICT, "--library empty: the document is empty", unsigned, "empty", "rules"),
             (NO_VERDICT, "--rules empty: the document is empty", unsigned, "library", "empty"),
-            (NO_VERDICT, '--library unversioned: has no "version"', unsigned, "unversioned", "rules"),
-            (NO_VERDICT, '--rules unversioned: has no "version"', unsigned, "library", "unversioned"),
+            (NO_VERDICT, '--library unversioned: "version" is missing', unsigned, "unversioned", "rules"),
+            (NO_VERDICT, '--rules unversioned: "version" is missing', unsigned, "library", "unversioned"),
             (NO_VERDICT, '"GenericRules" is not a dictionary', unsigned, "library", "generic"),
             (NO_VERDICT, '--rules generic entry: malformed local rules: "Model"', unsigned, "library", "generic entry"),
             (NO_VERDICT, '"RuleSets" is not a dictionary', unsigned, "library", "sets"),
@@ -295,7 +295,7 @@ $''')
             ("-j: Value 257 not in range", ("-j", "257")),
             ("-j", ("-j", "many")),
             ("-j is given twice", ("-j1", "-j2")),
-            ("--summary: standard output is for the results", ("--summary", "-")),
+            ("--summary: standard output is used for the results", ("--summary", "-")),
         )
         for message, arguments in cases:
             with self.subTest(message):

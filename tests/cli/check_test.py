@@ -32,7 +32,7 @@ VERSIONS = (
 )
 MODEL = '{"rule": "Model", "result": true, "actual": "MD123", "expected": "has prefix MD"}'
 DEVICE_RULES = ('{"rule": "Device Rules", "result": false, "actual": "no rules specified", "expected": "valid rule lists"}')
-UNSIGNED = "tavik: check: --unsigned: the rule documents are taken as they are, no signature is checked\n"
+UNSIGNED = "tavik: check: --unsigned: rule documents are used as they are; signatures are not verified\n"
 
 
 class CheckTest(CommandTest):
@@ -124,7 +124,7 @@ FAIL  Region
 FAIL  Nowhere
       actual    attribute (null) not found from device!
       expected  N/A
-      to do     The rules are at fault, not the device: tell their author.
+      to do     The problem is in the rules, not in the device. Tell their author.
 
 FAILED  4 rules: 2 passed, 2 failed, 1 hidden
 """)
@@ -174,7 +174,7 @@ FAILED  4 rules: 2 passed, 2 failed, 1 hidden
         arguments = self.arguments("Reference")
         cases = (
             ("--source sfc=sfc.plist: the source \"sfc\" is given twice", ("--source", "sfc=sfc.plist") * 2),
-            ("--source sfc.plist: is not of the form NAME=FILE", ("--source", "sfc.plist")),
+            ("--source sfc.plist: expected NAME=FILE", ("--source", "sfc.plist")),
             ("--source sfc=missing: No such file", ("--source", "sfc=missing")),
         )
         for why, options in cases:
@@ -203,7 +203,7 @@ FAILED  4 rules: 2 passed, 2 failed, 1 hidden
         self.assertEqual(plistlib.loads((self.folder / "station.plist").read_bytes()), {"OnPass": "good", "OnFail": 5})
         self.check("Model", options=station)  # what an earlier device left does not stay
         self.assertEqual(plistlib.loads((self.folder / "station.plist").read_bytes()), {})
-        self.refuses(UNUSABLE, "standard output is for the records", *self.arguments("Model"), "--station", "-")
+        self.refuses(UNUSABLE, "standard output is used for the records", *self.arguments("Model"), "--station", "-")
         self.refuses(UNUSABLE, "--station none/x: No such file", *self.arguments("Model"), "--station", "none/x")
 
     def test_the_log_is_appended_to(self):

@@ -116,7 +116,7 @@ class DiffTest(CommandTest):
         self.assertEqual(refused, {"devices": P2, "changes": [{"change": "refused", "old": {}, "new": UNKNOWN}]})
         self.assertEqual(accepted["devices"], [{"part_number": "P3"}])
         self.assertEqual([change["change"] for change in accepted["changes"]], ["accepted", "gained"])
-        self.assertIn("\nP2 (any other region)\n  refused   get no rules any more: unknown part number or region\n",
+        self.assertIn("\nP2 (any other region)\n  refused   no longer get rules: unknown part number or region\n",
                       self.diff(regions).out)
         self.assertIn("\nP1 (any other region), P3 (any other region), any other part number\n  accepted  got no rules: ",
                       self.diff(merged(RULES, {"MPNRules": None})).out)
@@ -136,7 +136,7 @@ class DiffTest(CommandTest):
         for why, new in cases.items():
             with self.subTest(why):
                 self.assertEqual(self.changes(new, "--library", "library"), [])
-                self.assertTrue(self.diff(new, "--library", "library").out.endswith("\n\nno device gets other rules\n"))
+                self.assertTrue(self.diff(new, "--library", "library").out.endswith("\n\nno device gets different rules\n"))
         for format in (plistlib.FMT_XML, plistlib.FMT_BINARY):
             self.file("new", plistlib.dumps(RULES, fmt=format, sort_keys=False))
             self.assertEqual(self.changes("new", "--library", "library"), [])
@@ -192,8 +192,8 @@ P3
              f'expected value, "OnFail": "{long}" -> "2"'),
             ({"MPNRules": {"P1": {"RegionRules": {"EU": {"Form": {"value": long}}}}}}, {},
              f'expected value, old: "{long}" (region)\n            expected value, new: none\n'),
-            ({}, gone, "refused   get no rules any more: unknown RuleSet:GoneRuleSet"),
-            (gone, lost, "get no rules, for another reason\n            old: unknown RuleSet:GoneRuleSet\n"),
+            ({}, gone, "refused   no longer get rules: unknown RuleSet:GoneRuleSet"),
+            (gone, lost, "get no rules, for a different reason\n            old: unknown RuleSet:GoneRuleSet\n"),
         )
         for before, after, text in cases:
             with self.subTest(text):
@@ -211,8 +211,8 @@ P3
         run = self.diff(new, "--library", "library", "--attributes", "good", "--attributes", "other")
         self.assertEqual(run.status, FAILED)
         self.assertTrue(run.out.endswith("""\
-2 of 2 devices come out otherwise
-  rule  now fails  now passes  otherwise
+2 of 2 devices have a different result
+  rule  now fails  now passes  differs
   Size  1          1           0
 
 good  passed -> FAILED
@@ -242,7 +242,7 @@ other  FAILED -> passed
         self.assertIn('good  FAILED\n  to the station\n    old  {"OnPass": "2"}\n    new  {"OnPass": "1"}\n',
                       self.diff(turned_sets, "--library", "library", "--attributes", "good").out)
         run = self.diff("old", "--library", "library", "--attributes", "good")
-        self.assertEqual((run.status, run.out.splitlines()[-1]), (PASSED, "0 of 1 device comes out otherwise"))
+        self.assertEqual((run.status, run.out.splitlines()[-1]), (PASSED, "0 of 1 device has a different result"))
 
     def test_trust_and_refusals(self):
         self.passes("keygen", "--private", "key", "--public", "pub")
@@ -261,7 +261,7 @@ other  FAILED -> passed
             (UNUSABLE, "gone: No such file", ("diff", "--unsigned", "old", "gone")),
             (UNUSABLE, "library: is a rule library; to compare two", ("diff", "--unsigned", "library", "old")),
             (UNUSABLE, "--library is missing", (*plain, "--attributes", "line")),
-            (UNUSABLE, "--source is for the devices of --attributes", (*plain, "--source", "sfc=line")),
+            (UNUSABLE, "--source requires --attributes", (*plain, "--source", "sfc=line")),
             (UNUSABLE, "--library is given more than twice", (*plain, *["--library", "library"] * 3)),
             (UNUSABLE, '--batch line: line 2: "attributes" is not an object',
              (*plain, "--library", "library", "--batch", "line")),

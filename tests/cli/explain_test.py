@@ -33,21 +33,21 @@ DEVICE = {"ModelNumber": "P1", "RegionInfo": "EU", "Color": "dark slate", "Size"
 OVERVIEW = """\
 part number P1, region EU: 9 rules
 
-rule                comes from        expected         said by      calls
+rule                comes from        expected         defined by   calls
 Color               set FinalRuleSet  "slate"          local rules  hasPrefix:value: OR hasSuffix:value:
 Size                GenericRules      64               library      equal:value:
 Build               GenericRules                       reference    equalLong:value:
 No Attribute token  GenericRules                                    nothing: the attribute must be missing
 Gone                GenericRules                                    nothing: it names no attribute
 Label               set FinalRuleSet                                NOT hasPrefx:value:
-List                set FinalRuleSet                   nobody       valueInList:value:
+List                set FinalRuleSet                   undefined    valueInList:value:
 Form                set FinalRuleSet  1                library      equal:references:value:
 Station             set FinalRuleSet  {"OnPass": "1"}  library      sendStaticAttribute:value:
 
 Replaced
   Color  set FinalRuleSet replaces part number P1, with another value for its "moss"
   Size   region EU replaces part number P1, with another value for its 32
-  Size   GenericRules replaces region EU, and takes away its 16: the library's 64 holds
+  Size   GenericRules replaces region EU, and removes its 16: the library's 64 applies
 
 References
   Build  build from sfc        9
@@ -57,11 +57,11 @@ References
 Rule sets
   FinalRuleSet  named by part number P1
 
-Look at
+To review
   No Attribute token  the library does not define it
   Gone                the library does not define it
-  Label               unknown predicate hasPrefx:value: (there is no such predicate; did you mean "hasPrefix"?)
-  List                nobody says a value: valueInList passes for every device
+  Label               unknown predicate hasPrefx:value: (no predicate has this name; did you mean "hasPrefix"?)
+  List                no expected value is defined: valueInList passes for every device
   Form                unknown predicate equal:references:value: (it takes no references)
 """
 
@@ -111,13 +111,13 @@ class ExplainTest(CommandTest):
             (("Build",), "  equalLong:value:  FAIL    7       equal 9\n"),
             (("Station",), '  forwards    {"OnPass": "1"}\n  hidden      "check" does not list it when it passes\n'),
             (("No Attribute token",), "  nothing  pass    no attribute (null)  no attribute (null)\n"),
-            (("List",), "  expected    nobody says a value\n"),
+            (("List",), "  expected    no expected value is defined\n"),
         )
         for names, text in cases:
             with self.subTest(text):
                 self.assertIn(text, self.explain(*names).out)
         self.file("device", json.dumps({"ModelNumber": "P2", "Color": "x"}))
-        self.assertIn("  look        invalid logical operator:equal XOR equal: ends every check that comes to it\n",
+        self.assertIn("  to review   invalid logical operator:equal XOR equal: ends every check that reaches it\n",
                       self.explain("Bad").out)
 
     def test_what_a_missing_value_does(self):
@@ -127,18 +127,18 @@ class ExplainTest(CommandTest):
                                          "Both": {"attribute": "Color", "predicate": "hasPrefix OR isUppercase"}}))
         self.file("rules", json.dumps({"version": 1, "GenericRules": {word: {} for word in (*words, "Both")}}))
         out = self.explain().out
-        self.assertNotIn("nobody says a value: isUppercase", out)
+        self.assertNotIn("no expected value is defined: isUppercase", out)
         for word, meaning in words.items():
             with self.subTest(word):
-                self.assertIn(f"nobody says a value: {word} {meaning}", out)
+                self.assertIn(f"no expected value is defined: {word} {meaning}", out)
         self.assertIn("\n  a fault ends the check: ", self.explain("sendStaticAttribute").out)
         rule, = self.explained("sendStaticAttribute")["rules"]
         self.assertEqual(rule["fault"]["kind"], "invalid-argument")
 
     def test_a_rule_that_the_device_does_not_get(self):
-        for name, text in (("Bad", "this device does not get it; it is for P2"),
-                           ("Colour", 'the local rules know it; did you mean "Color"?'),
-                           ("version", "the local rules know it\n")):
+        for name, text in (("Bad", "this device does not get it; devices that get it: P2"),
+                           ("Colour", 'the local rules define it; did you mean "Color"?'),
+                           ("version", "the local rules define it\n")):
             with self.subTest(name):
                 run = self.explain("Size", name)
                 self.assertEqual(run.status, FAILED)

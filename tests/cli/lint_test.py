@@ -46,9 +46,9 @@ REGION = (MPN, "DN20-128", "RegionRules", "JP/1")
 # (finding, severity, rule or path, part of the message, changes)
 TRAPS = [
     # ends the run, or faults
-    ("malformed-expression", "error", "Modem firmware", "blank that is too many", [library("Modem firmware", "predicate", "hasPrefix  OR contains")]),
+    ("malformed-expression", "error", "Modem firmware", "extra space", [library("Modem firmware", "predicate", "hasPrefix  OR contains")]),
     ("malformed-expression", "error", "Modem firmware", "XOR", [library("Modem firmware", "predicate", "hasPrefix XOR contains")]),
-    ("malformed-expression", "error", "Modem firmware", "without parentheses", [library("Modem firmware", "predicate", "NOT (hasPrefix OR contains)")]),
+    ("malformed-expression", "error", "Modem firmware", "Parentheses are not supported", [library("Modem firmware", "predicate", "NOT (hasPrefix OR contains)")]),
     ("malformed-expression", "error", "Modem firmware", "no \"predicate\"", [library("Modem firmware", "predicate", GONE)]),
     ("no-version", "error", "", "fault", [library("version", GONE)]),
     ("no-version", "error", "", "fault", [rules("version", GONE)]),
@@ -56,27 +56,27 @@ TRAPS = [
     ("missing-value", "error", STATIC, "fault", [library(STATIC, "value", GONE)]),
     ("missing-entry", "error", CONDITIONAL, "no \"match\". A fault", [library(CONDITIONAL, "value", "match", GONE)]),
     ("number-out-of-range", "error", "Control bits", "0 to 253. A fault", [rules(SET, "FinalTestRuleSet", "Control bits", "value", [2, 254])]),
-    ("number-out-of-range", "error", "Control bits", "no control bit -1", [library("Control bits", "value", [-1])]),
+    ("number-out-of-range", "error", "Control bits", "Invalid control bit -1", [library("Control bits", "value", [-1])]),
     ("wrong-reference-count", "error", "Housing inspected", "there are 0. A fault", [library("Housing inspected", "references", [])]),
     # passes for every device
-    ("missing-value", "error", "System version", "in region \"EU/1\", whatever", [library("System version", "value", GONE)]),
+    ("missing-value", "error", "System version", "in region \"EU/1\", regardless", [library("System version", "value", GONE)]),
     ("missing-value", "error", "Model code list", "part number \"DN20-128\"", [library("Model code list", "value", GONE)]),
     ("missing-value", "error", "Firmware variables", "passes for every device", [library("Firmware variables", "value", GONE)]),
     ("missing-value", "error", "Control bits", "passes for every device that gets the set \"FinalTestRuleSet\"",
      [library("Control bits", "value", GONE), rules(SET, "FinalTestRuleSet", "Control bits", {})]),
     ("compares-with-nothing", "warning", "Touch panel revision", "compares with 0", [library("Touch panel revision", "value", GONE)]),
     ("compares-with-nothing", "warning", "Boot loader locked", "compares with false", [library("Boot loader locked", "value", GONE)]),
-    ("unknown-predicate", "error", "System build is for customers", "did you mean \"contains\"? \"contain\" always fails, and NOT turns",
+    ("unknown-predicate", "error", "System build is for customers", "did you mean \"contains\"? \"contain\" always fails, and NOT inverts",
      [library("System build is for customers", "predicate", "NOT contain")]),
-    ("wrong-form", "error", "System build", "NOT turns that round. The rule passes for every device", [library("System build", "predicate", "NOT equalLong")]),
+    ("wrong-form", "error", "System build", "NOT inverts that. The rule passes for every device", [library("System build", "predicate", "NOT equalLong")]),
     ("missing-entry", "error", CONDITIONAL, "counts as a match", [library(CONDITIONAL, "value", "list", GONE)]),
-    ("missing-entry", "error", "Region behavior", "no \"behavior\". Devices that it is for pass", [library("Region behavior", "value", "nospecial", "behavior", GONE)]),
+    ("missing-entry", "error", "Region behavior", "no \"behavior\". All devices that it applies to pass", [library("Region behavior", "value", "nospecial", "behavior", GONE)]),
     ("missing-attribute", "error", "No Attribute IMEI", "passes for every device", [library("No Attribute IMEI", "attribute", GONE)]),
     ("undefined-rule", "error", "No Attribute token", "passes for every device", [rules("GenericRules", "No Attribute token", {})]),
     ("compared-with-itself", "error", "System build", "compared with itself", [library("System build", "references", [{"description": "Build"}])]),
     ("empty-value", "error", "Control bits", "passes for every device", [library("Control bits", "value", [])]),
     # can never pass
-    ("missing-value", "error", "Model code list", "NOT turns that round. The rule fails",
+    ("missing-value", "error", "Model code list", "NOT inverts that. The rule fails",
      [library("Model code list", "value", GONE), library("Model code list", "predicate", "NOT valueInList")]),
     ("wrong-kind", "error", "Storage size", "data as 17 bytes", [library("Storage size", "value", bytes(17))]),
     ("unknown-predicate", "error", "Modem firmware", "did you mean \"hasPrefix\"? The rule fails", [library("Modem firmware", "predicate", "hasPrefx")]),
@@ -84,15 +84,15 @@ TRAPS = [
     ("unknown-predicate", "error", "Camera module supplier", "only \"hasPrefix\" decides", [library("Camera module supplier", "predicate", "hasPrefix OR suffix")]),
     ("wrong-form", "error", "Camera module supplier", "\"hasPrefix\" always fails, and \"hasSuffix\" always fails. The rule fails for every device",
      [library("Camera module supplier", "predicate", "hasPrefix OR hasSuffix"), library("Camera module supplier", "references", [{"source": "sfc"}])]),
-    ("always-passes", "error", STATIC, "NOT turns that round. The rule fails for every device", [library(STATIC, "predicate", "NOT sendStaticAttribute")]),
+    ("always-passes", "error", STATIC, "NOT inverts that. The rule fails for every device", [library(STATIC, "predicate", "NOT sendStaticAttribute")]),
     ("unknown-predicate", "error", "Region behavior", "only \"swbhRegionMatch\" decides",
      [library("Region behavior", "predicate", "swbhRegionMatch OR hasPrefx")]),
     ("undefined-rule", "error", "Storage sise", "did you mean \"Storage size\"? A rule without an attribute fails for part number \"DN20W-064\"",
      [rules(MPN, "DN20W-064", "Storage sise", {})]),
     ("undefined-rule", "error", "regionrules", "did you mean \"RegionRules\"?", [rules(MPN, "DN20W-064", "regionrules", {})]),
-    ("undefined-rule", "error", "RegionRules", "only among the entries of a part number", [rules("GenericRules", "RegionRules", {})]),
+    ("undefined-rule", "error", "RegionRules", "only has a meaning among the entries of a part number", [rules("GenericRules", "RegionRules", {})]),
     ("empty-value", "error", "Modem firmware", "fails for every device", [library("Modem firmware", "value", "")]),
-    ("empty-value", "error", "Housing color", "only for an attribute that is empty itself", [library("Housing color", "value", [])]),
+    ("empty-value", "error", "Housing color", "only if the attribute is empty too", [library("Housing color", "value", [])]),
     ("empty-value", "error", "Storage size for capacity code", "is empty", [library("Storage size for capacity code", "value", {})]),
     ("dead-element", "warning", "FCC identifier for board", "is empty", [library("FCC identifier for board", "value", "0ZZDN25", [])]),
     ("dead-element", "warning", "IMEI prefix", "takes a string here", [library("IMEI prefix", "value", ["00104412", 104513])]),
@@ -100,33 +100,33 @@ TRAPS = [
     ("impossible-text", "error", "Model code list", "The rule fails", [library("Model code list", "value", ["7KR", "7KQ"])]),
     ("empty-value", "error", "FCC identifier for board", "The rule fails",
      [library("FCC identifier for board", "value", {"0ZZDN20": [], "0ZZDN25": []})]),
-    ("empty-value", "error", "Region behavior", "no entry that a device can pass by", [library("Region behavior", "value", {"special": {}})]),
-    ("dead-element", "warning", "Region behavior", "holds a \"/\"", [library("Region behavior", "value", "nospecial", "countryList", ["EU/1", "US"])]),
-    ("mask-mismatch", "error", "Calibration header", "has 16 bytes, and \"Result\" 2", [library("Calibration header", "value", "Result", b"\x02\0")]),
+    ("empty-value", "error", "Region behavior", "no entry that can match", [library("Region behavior", "value", {"special": {}})]),
+    ("dead-element", "warning", "Region behavior", "contains \"/\"", [library("Region behavior", "value", "nospecial", "countryList", ["EU/1", "US"])]),
+    ("mask-mismatch", "error", "Calibration header", "has 16 bytes, but \"Result\" has 2", [library("Calibration header", "value", "Result", b"\x02\0")]),
     ("mask-mismatch", "error", "Modem provisioning flags", "has a bit", [library("Modem provisioning flags", "value", "Result", b"\x81\0\0\x11")]),
-    ("missing-entry", "error", "Region behavior", "no \"countryList\". No device", [library("Region behavior", "value", "nospecial", "countryList", GONE)]),
+    ("missing-entry", "error", "Region behavior", "no \"countryList\". It never matches", [library("Region behavior", "value", "nospecial", "countryList", GONE)]),
     ("missing-entry", "error", "Calibration header", "The rule fails", [library("Calibration header", "value", "Mask", GONE)]),
     ("wrong-kind", "error", "Housing color", "takes an array here, not a string as \"sand\".", [rules(MPN, "DN20-128", "Housing color", "value", "sand")]),
     ("wrong-kind", "error", "Storage size", "fails for part number \"DN20-128\"", [rules(MPN, "DN20-128", "Storage size", "value", b"\x80")]),
     ("wrong-kind", "error", "Radio bands", "in region \"JP/1\"", [rules(*REGION, "Radio bands", "value", 5)]),
     ("wrong-kind", "error", "Battery charge", "a dictionary", [library("Battery charge", "value", {"least": 40})]),
-    ("impossible-text", "error", "Model code", "has 3 characters, and \"MPN4CCheck\" compares with one of 4", [rules(MPN, "DN20W-064", "Model code", "value", "7WQ")]),
+    ("impossible-text", "error", "Model code", "has 3 characters, but \"MPN4CCheck\" compares with 4", [rules(MPN, "DN20W-064", "Model code", "value", "7WQ")]),
     ("impossible-text", "error", "Boot key", "hexadecimal digits", [library("Boot key", "references", GONE), library("Boot key", "value", "<dead>")]),
     ("missing-reference", "error", "Region behavior", "did you mean \"RegionInf\"?", [library("Region behavior", "references", 0, "attribute", "RegionInf")]),
     ("wrong-form", "error", "Storage size for capacity code", "needs references", [library("Storage size for capacity code", "references", GONE)]),
-    ("wrong-form", "error", "System build", "the value of the local entry", [rules("GenericRules", "System build", {"value": 5})]),
-    ("wrong-form", "error", "System build", "with a \"value\"", [library("System build", "value", 5)]),
+    ("wrong-form", "error", "System build", "the local entry has a value", [rules("GenericRules", "System build", {"value": 5})]),
+    ("wrong-form", "error", "System build", "the rule has a \"value\"", [library("System build", "value", 5)]),
     ("wrong-form", "error", "Modem boot image", "no form with references", [library("Modem boot image", "references", [{"source": "sfc"}])]),
     ("wrong-reference-count", "error", "Housing inspected", "there are 2. The rule fails",
      [library("Housing inspected", "references", [{"source": "gui", "attribute": "a"}, {"source": "gui", "attribute": "b"}])]),
-    ("malformed-references", "error", "System build", "no array", [library("System build", "references", {"source": "sfc"})]),
+    ("malformed-references", "error", "System build", "not an array", [library("System build", "references", {"source": "sfc"})]),
     ("malformed-references", "error", "System build", "\"source\" of a reference is a number", [library("System build", "references", 0, "source", 1)]),
     ("missing-attribute", "error", "Modem firmware", "fails for every device", [library("Modem firmware", "attribute", 5)]),
     ("malformed-definition", "error", "Modem firmware", "not a dictionary", [library("Modem firmware", "4.12.")]),
     ("attribute-of-two-kinds", "error", "Wi-Fi address", "The rule fails", [library("Wi-Fi address", "predicate", "dataNotNull AND isUppercase"), library("Wi-Fi address", "value", GONE)]),
-    ("narrow-reference", "warning", "System build", "beyond 2147483647", [library("System build", "predicate", "equal")]),
+    ("narrow-reference", "warning", "System build", "above 2147483647", [library("System build", "predicate", "equal")]),
     ("text-read-as-zero", "information", "System partition size at most", "such as", [library("System partition size at most", "value", 6144)]),
-    ("not-a-dictionary", "error", "Housing color", "only because another entry takes its place",
+    ("not-a-dictionary", "error", "Housing color", "only because another entry replaces it",
      [rules(MPN, "DN20-064", "Housing color", 64), rules("GenericRules", "Housing color", {})]),
     ("not-a-dictionary", "error", "Storage size", "No rule is checked for part number \"DN20-064\"", [rules(MPN, "DN20-064", "Storage size", 64)]),
     ("not-a-dictionary", "error", "MPNRules.DN20-064.RegionRules", "part number \"DN20-064\"", [rules(MPN, "DN20-064", "RegionRules", [])]),
@@ -134,7 +134,7 @@ TRAPS = [
     ("no-rules", "error", "MPNRules", "is empty", [rules(MPN, {})]),
     ("no-rules", "error", "MPNRules.X", "no rules specified", [rules(MPN, "X", {}), rules("GenericRules", {})]),
     # silently ignored
-    ("extra-rules", "warning", "extra-rules", "Nothing reads", [rules("extra-rules", {"Lot": {"attribute": "Lot"}})]),
+    ("extra-rules", "warning", "extra-rules", "are ignored", [rules("extra-rules", {"Lot": {"attribute": "Lot"}})]),
     ("lost-forwarding", "warning", STATIC, "lost", [library(STATIC, "predicate", "sendStaticAttribute AND isUppercase")]),
     ("dropped-value", "warning", "Storage size", "For part number \"DN20-128\" the expected value is 64", [rules("GenericRules", "Storage size", {})]),
     ("dropped-value", "warning", "System version", "in region \"JP/1\" the expected value is \"9\"", [rules("GenericRules", "System version", {"value": "9"})]),
@@ -150,11 +150,11 @@ TRAPS = [
     ("unread-key", "warning", "MPNRules.DN20-064.PhoneRuleSet.value", "The name of a set", [rules(MPN, "DN20-064", "PhoneRuleSet", {"value": 5})]),
     ("predicate-not-called", "warning", "No Attribute IMEI", "\"predicate\"", [library("No Attribute IMEI", "predicate", "dataNotNull")]),
     ("duplicate-reference", "warning", "System build", "\"build_number\"", [library("System build", "references", [{"source": "sfc", "attribute": "build_number"}] * 2)]),
-    ("duplicate-reference", "warning", "System build", "the later one's", [library("System build", "references", [{}, {"source": "sfc"}])]),
-    ("unread-reference", "warning", "System build", "\"second\" is another one",
+    ("duplicate-reference", "warning", "System build", "Only the later one", [library("System build", "references", [{}, {"source": "sfc"}])]),
+    ("unread-reference", "warning", "System build", "\"second\" is not used",
      [library("System build", "references", [{"source": "sfc", "attribute": "first"}, {"source": "sfc", "attribute": "second"}])]),
     ("unread-reference", "warning", "Region behavior", "reads the reference \"IMEI\"", [library("Region behavior", "references", [{"attribute": "RegionInfo"}, {"attribute": "IMEI"}])]),
-    ("unused-value", "warning", "Lot number form", "reads no value", [library("Lot number form", "value", "L")]),
+    ("unused-value", "warning", "Lot number form", "does not use a value", [library("Lot number form", "value", "L")]),
     ("unused-value", "warning", "No Attribute IMEI", "has a value", [rules(SET, "WifiOnlyRuleSet", "No Attribute IMEI", {"value": "1"})]),
     ("hidden-by-false", "warning", "Boot key", "is false", [library("Boot key", "hideResult", False)]),
     ("misread-value", "warning", "Storage size", "\"1,000\" is read as 1.", [library("Storage size", "value", "1,000")]),
@@ -162,9 +162,9 @@ TRAPS = [
     ("misread-value", "warning", "System partition size", "6144.5 is read as 6144", [library("System partition size", "value", 6144.5)]),
     ("number-beyond-range", "warning", "Touch panel revision", "read as 2147483647", [library("Touch panel revision", "value", 1 << 31)]),
     ("rule-named-like-set", "warning", "Some RuleSet", "a set", [library("Some RuleSet", {"attribute": "A", "predicate": "isUppercase"})]),
-    ("source-spelling", "warning", "Boot key", "is spelt \"sfc\" elsewhere", [library("Boot key", "references", 0, "source", "SFC")]),
-    ("unused-rule", "information", "Modem firmware", "names the rule", [rules(SET, "PhoneRuleSet", "Modem firmware", GONE)]),
-    ("unused-rule-set", "information", "RuleSets.SpareRuleSet", "Nothing names", [rules(SET, "SpareRuleSet", {})]),
+    ("source-spelling", "warning", "Boot key", "is spelled \"sfc\" elsewhere", [library("Boot key", "references", 0, "source", "SFC")]),
+    ("unused-rule", "information", "Modem firmware", "name this rule", [rules(SET, "PhoneRuleSet", "Modem firmware", GONE)]),
+    ("unused-rule-set", "information", "RuleSets.SpareRuleSet", "is not used", [rules(SET, "SpareRuleSet", {})]),
 ]
 
 # What is legal, if unusual: nothing but information may be found.
@@ -287,10 +287,10 @@ class LintTest(CommandTest):
                     self.assertEqual({(f["name"], f["line"], f["column"]) for f in self.findings(rules=())}, expected[encoding])
         self.file("library", self.POSITIONED["text"])
         gcc = self.lint("--format", "gcc", rules=())
-        self.assertRegex(gcc.out, r"^library:5:24: error: There is no predicate \"equa\"; did you mean \"equal\"\? .* \[unknown-predicate\]\n")
+        self.assertRegex(gcc.out, r"^library:5:24: error: Unknown predicate \"equa\"; did you mean \"equal\"\? .* \[unknown-predicate\]\n")
         self.assertEqual(gcc.status, FAILED)
         self.passes("convert", "--to", "binary", "library", "-o", "binary")
-        self.assertRegex(self.lint("--format", "gcc", library="binary", rules=()).out, r"^binary: error: é <\.predicate: There is no")
+        self.assertRegex(self.lint("--format", "gcc", library="binary", rules=()).out, r"^binary: error: é <\.predicate: Unknown predicate")
 
     def test_sarif(self):
         self.file("a folder", "")
@@ -410,7 +410,7 @@ class LintTest(CommandTest):
         self.documents["library"].update({str(number): {"attribute": "A", "predicate": "isUppercase"} for number in range(100_010)})
         self.write()
         run = self.lint("--format", "json")
-        self.assertEqual((run.status, run.err.splitlines()[-1]), (PASSED, "tavik: lint: 11 findings more are not shown"))
+        self.assertEqual((run.status, run.err.splitlines()[-1]), (PASSED, "tavik: lint: 11 more findings are not shown"))
         self.assertEqual(len(json.loads(run.out)["findings"]), 100_000)
 
     def test_documents_of_any_shape_are_borne(self):

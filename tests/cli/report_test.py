@@ -238,13 +238,13 @@ class ReportTest(ReportCase):
             (DEVICES[1][0], FAILED, ("3 of 5 rules failed", "<bdi>mend</bdi>",
                                      "Checks <code>Size</code> from the device. Passes when it equals the expected number.")),
             (DEVICES[2][0], FAULT, ("A fault ended the run: rule &quot;Code&quot;",)),
-            (DEVICES[3][0], NO_VERDICT, ("a XOR b. The rules are at fault",)),
+            (DEVICES[3][0], NO_VERDICT, ("a XOR b. The problem is in the rules",)),
             (DEVICES[4][0], NO_VERDICT, ("unknown MPN:MD3. Compare the part number",)),
-            ({"ModelNumber": "MD1", "SerialNumber": "C8PKKQ2"}, FAILED, ("To do: The device gave no such value.",)),
-            (GOOD | {"ModelNumber": "MD4"}, FAILED, ("To do: The check was run without this source", "(gui)", "</code> from label",
+            ({"ModelNumber": "MD1", "SerialNumber": "C8PKKQ2"}, FAILED, ("To do: The device did not report this value.",)),
+            (GOOD | {"ModelNumber": "MD4"}, FAILED, ("To do: The check ran without this source", "(gui)", "</code> from label",
                                                      "source &quot;gui&quot; was not given, but 1 rule needs it; no source was given")),
-            (GOOD | {"ModelNumber": "MD5"}, FAILED, ("To do: The rules are at fault",)),
-            (GOOD | {"ModelNumber": "MD6"}, FAILED, ("To do: The rules are at fault",)),
+            (GOOD | {"ModelNumber": "MD5"}, FAILED, ("To do: The problem is in the rules",)),
+            (GOOD | {"ModelNumber": "MD6"}, FAILED, ("To do: The problem is in the rules",)),
             (GOOD | {"ModelNumber": "MD7"}, FAILED, ("To do: This must not be on the device",)),
         )
         from_source = {name: {"attribute": "ModelNumber", "predicate": "equal", "references": [{"source": name, "attribute": "x"}]}
@@ -263,7 +263,7 @@ class ReportTest(ReportCase):
         self.file("empty", "{}")
         page = self.tavik("check", *DOCUMENTS, "--attributes", "device", "--source", "gui=empty", "--source", "label=empty",
                           "--format", "html").out
-        for text in ("To do: The operator was not asked, or gave no answer", "To do: This source has no such value"):
+        for text in ("To do: The operator was not asked or did not answer", "To do: This source does not have the value"):
             self.assertIn(text, page)
 
     def test_reports_say_whether_signatures_were_verified(self):
@@ -330,7 +330,7 @@ class ReportTest(ReportCase):
         lines = "".join(json.dumps({"id": i, "attributes": {"ModelNumber": "P", "Size": 4}}) + "\n" for i in range(10100))
         page = self.batch(lines, "html")
         self.assertEqual(page.count('<details class="device"'), 10000)
-        for words, there in (("the first 10000 are listed here, 100 more", True), (">9999</bdi>", True), (">10000</bdi>", False)):
+        for words, there in (("Only the first 10000 are listed here; 100 more", True), (">9999</bdi>", True), (">10000</bdi>", False)):
             self.assertEqual(words in page, there, words)
         sizes = [190 if i < 8000 else 1 for i in range(9000)]
         page = self.batch("".join(json.dumps({"id": i, "attributes": {"ModelNumber": "P", "Size": 4, **{

@@ -282,7 +282,7 @@ class OutputsTest(RobustnessTest):
             cases.append(("closed/out", "Permission denied"))
         for command in WRITERS:
             others = [("loop", "Too many levels"), ("/dev/full", "No space left")] if command[0] != "keygen" else [
-                ("file", "is there already"), ("loop", "is there already"), ("-", "a key goes into a file")]
+                ("file", "already exists"), ("loop", "already exists"), ("-", "a key must be written to a file")]
             for name, why in cases + others:
                 with self.subTest(command, name=name):
                     self.refuses(UNUSABLE, f"{name}: {why}", *given(command, name))
@@ -332,7 +332,7 @@ class OutputsTest(RobustnessTest):
                     with self.subTest(command, why=why):
                         run = subprocess.run([TAVIK, *command], cwd=self.folder, stdout=stdout, stderr=subprocess.PIPE,
                                              timeout=60, check=False)
-                        lines = [line for line in run.stderr.decode().splitlines() if "no signature is checked" not in line]
+                        lines = [line for line in run.stderr.decode().splitlines() if "signatures are not verified" not in line]
                         self.assertEqual(run.returncode, UNUSABLE)
                         self.assertEqual(lines, [f"tavik: {where}standard output: {why}"] if why else [])
         os.close(gone)
@@ -364,7 +364,7 @@ class LittleTest(RobustnessTest):
         if "shared librar" in run.err:
             return None
         if run.status == UNUSABLE:
-            lines = [line for line in run.err.splitlines() if "no signature is checked" not in line]
+            lines = [line for line in run.err.splitlines() if "signatures are not verified" not in line]
             self.assertEqual((len(lines), lines[0][:7]), (1, "tavik: "), run.err)
             self.assertFalse({"out", "out.pub"} & set(os.listdir(self.folder)))
         self.assertEqual(list(self.folder.glob(".tavik-*")), [])

@@ -63,7 +63,7 @@ class RuleTestsTest(CommandTest):
         return [(mismatch.get("rule"), mismatch["message"]) for mismatch in result["mismatches"]]
 
     def test_what_is_expected(self):
-        other_record = "passes, but its record is another one"
+        other_record = "passes, but its record differs"
         blob = bytes(20) + (1).to_bytes(4, "little") + b"RLOC" + b"sand".ljust(16, b"\0")
         painted = {"ModelNumber": "XX", "SysCfgData": {"$data": base64.b64encode(blob).decode()}}
         unknown_region = {"change": {"RegionInfo": "JP"}}
@@ -74,14 +74,14 @@ class RuleTestsTest(CommandTest):
             ({"rules": {}}, {}, []),
             ({"rules": {"Storage": "pass", "Color": "pass", "Model": "pass"}, "others": "none"}, {}, []),
             ({"rules": {"Storage": "pass"}, "others": "none"}, {},
-             [("Color", "the device gets this rule, which the case does not name"),
-              ("Model", "the device gets this rule, which the case does not name")]),
-            ({"rules": {"Storage": "fail"}}, {}, [("Storage", "passes, and should fail")]),
-            ({"rules": {"Storage": "pass"}}, {"change": {"Bytes": 5}}, [("Storage", "fails, and should pass")]),
+             [("Color", "the device gets this rule, which is not in the case"),
+              ("Model", "the device gets this rule, which is not in the case")]),
+            ({"rules": {"Storage": "fail"}}, {}, [("Storage", "passes, but should fail")]),
+            ({"rules": {"Storage": "pass"}}, {"change": {"Bytes": 5}}, [("Storage", "fails, but should pass")]),
             ({"rules": {"Model": "pass"}}, {"change": {"Bytes": 5}},
-             [("Storage", "fails, and should pass as the case does not name it")]),
+             [("Storage", "fails, but should pass because the case does not name it")]),
             ({"rules": {"Model": "pass"}, "others": "any"}, {"change": {"Bytes": 5}}, []),
-            ({"rules": {"Color": "absent"}}, {}, [("Color", "the device gets this rule, and should not")]),
+            ({"rules": {"Color": "absent"}}, {}, [("Color", "the device gets this rule, but should not")]),
             ({"rules": {"Color": "absent"}}, {"change": {"RegionInfo": "US"}}, []),
             ({"rules": {"Colour": "pass"}}, {},
              [("Colour", 'the device does not get this rule; did you mean "Color"?')]),
@@ -96,16 +96,16 @@ class RuleTestsTest(CommandTest):
             ({"others": "pass"}, unknown_region, [(None, "no verdict: unknown Region Code:JP")]),
             ({"error": {"code": -100003, "description": "unknown Region Code:JP"}}, unknown_region, []),
             ({"error": {"code": -100004}}, unknown_region,
-             [(None, "the run should end with an error, and ends with another one")]),
-            ({"error": {"code": -100003}}, {}, [(None, "the run should end with an error, and does not")]),
+             [(None, "the run should end with an error, but ends with a different one")]),
+            ({"error": {"code": -100003}}, {}, [(None, "the run should end with an error, but does not")]),
             ({"error": {"code": -100006}}, broken, []),
             ({"others": "any"}, broken, [(None, 'no verdict: rule "Broken": invalid logical operator:equal XOR equal')]),
             ({"fault": {"kind": "range"}}, fault, []),
             ({"fault": {"kind": "invalid-argument"}}, fault,
-             [(None, "the run should end with a fault, and ends with another one")]),
-            ({"error": {"code": -100003}}, fault, [(None, "the run should end with an error, and does not")]),
+             [(None, "the run should end with a fault, but ends with a different one")]),
+            ({"error": {"code": -100003}}, fault, [(None, "the run should end with an error, but does not")]),
             ({"station": {}}, {}, []),
-            ({"station": {"Next": "pack"}}, {}, [(None, "the station dictionary is another one")]),
+            ({"station": {"Next": "pack"}}, {}, [(None, "the station dictionary differs")]),
         )
         for expect, case, expected in cases:
             with self.subTest(expect=expect, case=case):
@@ -113,7 +113,7 @@ class RuleTestsTest(CommandTest):
 
     def test_a_device_that_gets_no_rules_does_not_pass_by_it(self):
         self.file("rules.json", json.dumps({"version": "2", "GenericRules": {}}))
-        self.assertEqual(self.mismatches({"others": "pass"}), [(None, "the device gets no rules, and they should pass")])
+        self.assertEqual(self.mismatches({"others": "pass"}), [(None, "the device gets no rules, but its rules should pass")])
         self.assertEqual(self.mismatches({"others": "none"}), [])
 
     def test_sources_of_the_file_and_of_the_case(self):
@@ -134,11 +134,11 @@ class RuleTestsTest(CommandTest):
         refused = (  # message, document; and, last, where only the command can tell
             ('(casses): unknown key; did you mean "cases"?', {"casses": []}),
             ('"cases" is missing', {}),
-            ("(cases): holds no case", {"cases": []}),
+            ("(cases): has no cases", {"cases": []}),
             ("(cases): is not an array", {"cases": {}}),
             ("(cases[0]): is not an object", {"cases": ["n"]}),
             ('(cases[0]): "name" is missing', {"cases": [{"attributes": {}, "expect": {"others": "any"}}]}),
-            ("(cases[0].name): is not a text, or empty", case(name="")),
+            ("(cases[0].name): expected a nonempty string", case(name="")),
             ('(cases[0].attribtes): unknown key; did you mean "attributes"?', case(attribtes={})),
             ("(cases[0].zzz): unknown key", case(zzz=1)),
             ("(cases[0].attributes): is not an object", case(attributes=[])),
@@ -147,18 +147,18 @@ class RuleTestsTest(CommandTest):
             ('(cases[0]): "expect" is missing', {"cases": [{"name": "n", "attributes": {}}]}),
             ("(cases[0].expect): expects nothing", expect()),
             ('(cases[0].expect.rule): unknown key; did you mean "rules"?', expect(rule={})),
-            ('(cases[0].expect.others): is none of "pass", "any", "none"', expect(others="fail")),
-            ('(cases[0].expect.rules.R): is none of "pass", "fail", "absent"', expect(rules={"R": "passes"})),
+            ('(cases[0].expect.others): expected one of "pass", "any", "none"', expect(others="fail")),
+            ('(cases[0].expect.rules.R): expected one of "pass", "fail", "absent"', expect(rules={"R": "passes"})),
             ("(cases[0].expect.rules.R): is not an object", expect(rules={"R": True})),
             ("(cases[0].expect.rules.R): expects nothing", expect(rules={"R": {}})),
-            ("(cases[0].expect.rules.R.result): is neither true nor false", expect(rules={"R": {"result": "pass"}})),
+            ("(cases[0].expect.rules.R.result): expected true or false", expect(rules={"R": {"result": "pass"}})),
             ('(cases[0].expect.rules.R.actul): unknown key; did you mean "actual"?', expect(rules={"R": {"actul": 1}})),
-            ('(cases[0].expect): "error" and "fault" stand alone', expect(error={"code": 1}, others="any")),
-            ('(cases[0].expect.error): holds none of "code", "description"', expect(error={})),
+            ('(cases[0].expect): "error" and "fault" cannot be combined', expect(error={"code": 1}, others="any")),
+            ('(cases[0].expect.error): expected at least one of "code", "description"', expect(error={})),
             ("(cases[0].expect.error.code): is not an integer", expect(error={"code": "1"})),
-            ('(cases[0].expect.fault.kind): is none of "range", "invalid-argument"', expect(fault={"kind": "x"})),
+            ('(cases[0].expect.fault.kind): expected one of "range", "invalid-argument"', expect(fault={"kind": "x"})),
             ("(cases[0].expect.station): is not an object", expect(station=1)),
-            ("(unsigned): is neither true nor false", case() | {"unsigned": 1}),
+            ("(unsigned): expected true or false", case() | {"unsigned": 1}),
             ('"unsigned" and "publicKey" exclude each other', case() | {"unsigned": True, "publicKey": "k"}),
             ("(cases[0].change.A): null is not allowed", case(change={"A": None})),
         )
@@ -168,7 +168,7 @@ class RuleTestsTest(CommandTest):
             ("(cases[1].name): another case has this name", {"cases": case()["cases"] * 2}),
             ('(cases[0]): has no "attributes"', {"cases": [{"name": "n", "expect": {"others": "any"}}]}),
             ("(cases[0].attributes): nowhere.json: No such file", case(attributes="nowhere.json")),
-            ("cases.json: has no \"library\"; add it, or give --library", case()),
+            ("cases.json: \"library\" is missing; add it, or use --library", case()),
         )
         validator = jsonschema.Draft7Validator(SCHEMA)
         for message, document in (*refused, *only_by_the_command):
@@ -189,11 +189,11 @@ class RuleTestsTest(CommandTest):
 cases.json
   pass  good
   FAIL  small
-        Model: passes, and should fail
+        Model: passes, but should fail
           checks    ModelNumber: Passes when it begins with the expected text.
           expected  {"result": false}
           found     {"result": true, "actual": "HN10", "expected": "has prefix HN"}
-        Storage: fails, and should pass as the case does not name it
+        Storage: fails, but should pass because the case does not name it
           checks    Bytes: Passes when the storage has as many GB as expected.
           expected  {"result": true}
           found     {"result": false, "actual": "32", "expected": 64}
@@ -203,7 +203,7 @@ others.json
 
 FAILED  3 cases: 2 passed, 1 failed
 """)
-        self.assertEqual(run.err, "tavik: test: cases.json: the rule documents are taken as they are, no signature is checked\n")
+        self.assertEqual(run.err, "tavik: test: cases.json: rule documents are used as they are; signatures are not verified\n")
 
     def test_junit_is_valid_and_takes_any_text(self):
         cases = [{"name": "good ]]> \x1b \U0001F600 <", "expect": {"others": "pass"}},
@@ -212,7 +212,7 @@ FAILED  3 cases: 2 passed, 1 failed
         subprocess.run(["xmllint", "--noout", "--schema", PROJECT / "tests/cli/junit.xsd", "-"], input=run.stdout,
                        capture_output=True, check=True)
         self.assertIn('<testsuite name="cases\\xff.json" tests="2" failures="1" errors="0"', run.out)
-        self.assertIn('message="Color: fails, and should pass as the case does not name it"', run.out)
+        self.assertIn('message="Color: fails, but should pass because the case does not name it"', run.out)
 
     def test_coverage_counts_what_cases_expect_something_of(self):
         cases = [{"name": "good", "expect": {"others": "pass"}},
@@ -234,7 +234,7 @@ FAILED  3 cases: 2 passed, 1 failed
         self.assertRegex(text, r"rule +Color +yes +never\n")
         self.assertRegex(text, r"region +HN10 US +never +never\n")
         self.assertNotIn("Storage", text)
-        self.refuses(UNUSABLE, "--coverage: JUnit XML has no place for it", "test", "cases.json", "--coverage", "--format",
+        self.refuses(UNUSABLE, "--coverage: not available in JUnit XML", "test", "cases.json", "--coverage", "--format",
                      "junit")
         self.refuses(UNUSABLE, "--public-key and --unsigned exclude each other", "test", "cases.json", "--public-key", "p", "--unsigned")
 
@@ -242,7 +242,7 @@ FAILED  3 cases: 2 passed, 1 failed
         cases = [{"name": name, "expect": {"others": "pass"}} for name in ("storage good", "color", "storage")]
         names = [case["name"] for case in self.results(cases, "--filter", "storage")[1]["cases"]]
         self.assertEqual(names, ["storage good", "storage"])
-        self.refuses(UNUSABLE, "no case has a name with this text", "test", "cases.json", "--filter", "Storage")
+        self.refuses(UNUSABLE, "no case name contains this text", "test", "cases.json", "--filter", "Storage")
 
     def test_documents_and_who_trusts_them(self):
         self.passes("keygen", "--private", "key.pem", "--public", "pub.pem")

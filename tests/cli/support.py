@@ -54,7 +54,7 @@ class CommandTest(unittest.TestCase):
         as it was."""
         before = self.contents()
         run = self.tavik(*arguments, **options)
-        lines = [line for line in run.err.splitlines() if "no signature is checked" not in line]
+        lines = [line for line in run.err.splitlines() if "signatures are not verified" not in line]
         self.assertEqual(run.status, status, run.err)
         self.assertEqual(len(lines), 1, run.err)
         self.assertTrue(lines[0].startswith("tavik: "), run.err)

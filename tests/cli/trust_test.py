@@ -76,7 +76,7 @@ class TrustTest(CommandTest):
         for private, public, named in (("key.pem", "new", "--private key.pem"), ("new", "pub.pem", "--public pub.pem"),
                                        ("new", "./new", "--public ./new")):
             with self.subTest(private=private, public=public):
-                self.refuses(UNUSABLE, f"{named}: is there already", "keygen", "--private", private, "--public", public)
+                self.refuses(UNUSABLE, f"{named}: already exists", "keygen", "--private", private, "--public", public)
         self.refuses(UNUSABLE, "--public no/x: No such file", "keygen", "--private", "new", "--public", "no/x")
 
     def test_documents_that_are_not_trusted(self):
@@ -110,7 +110,7 @@ class TrustTest(CommandTest):
                 self.assertEqual((record["rule"], record["result"]), ("Valid Product Rules", False))
                 self.assertEqual(outcome["reason"], {"kind": "not trusted", "rule": None, "description": record["actual"]})
                 self.assertEqual(run.err, f"tavik: check: --rules {document}: {record['actual']}"
-                                 + ", or give --unsigned to try it as it is" * (document == "library.json") + "\n")
+                                 + ", or use --unsigned to try it without a signature" * (document == "library.json") + "\n")
 
     def test_empty_documents(self):
         self.file("empty.json", "{}")
@@ -123,10 +123,10 @@ class TrustTest(CommandTest):
         self.file("garbage.pem", "no key at all")
         self.file("damaged.pem", (self.folder / "pub.pem").read_text()[:60])
         os.mkdir(self.folder / "folder.pem")
-        public = [("No such file", "missing.pem"), ("holds no key", "garbage.pem"), ("damaged", "damaged.pem"),
+        public = [("No such file", "missing.pem"), ("contains no key", "garbage.pem"), ("damaged", "damaged.pem"),
                   ("not a regular file", "folder.pem"), ("is a private key", "key.pem")]
-        private = [("No such file", "missing.pem"), ("holds no key", "garbage.pem"), ("not a regular file", "folder.pem"),
-                   ("holds no private key", "pub.pem")]
+        private = [("No such file", "missing.pem"), ("contains no key", "garbage.pem"), ("not a regular file", "folder.pem"),
+                   ("not a private key", "pub.pem")]
         if os.geteuid() != 0:  # root reads everything
             (self.folder / "folder.pem" / "secret.pem").touch(0)
             private.append(("Permission denied", "folder.pem/secret.pem"))
@@ -157,7 +157,7 @@ class TrustTest(CommandTest):
         self.file("array.json", "[1]")
         self.refuses(UNUSABLE, "array.json: is not a dictionary", "sign", "--key", "key.pem", "array.json", "-o", "new")
         self.refuses(UNUSABLE, "missing: No such file", "sign", "--key", "key.pem", "missing", "-o", "new")
-        self.refuses(UNUSABLE, "library.signed: is signed already", "sign", "--key", "key.pem", "library.signed", "-o", "new")
+        self.refuses(UNUSABLE, "library.signed: is already signed", "sign", "--key", "key.pem", "library.signed", "-o", "new")
         os.symlink("library.json", self.folder / "link")
         for output in ("library.json", "./library.json", "link"):
             self.refuses(UNUSABLE, f"-o {output}: is the document to sign", "sign", "--key", "key.pem", "library.json", "-o", output)
@@ -166,8 +166,8 @@ class TrustTest(CommandTest):
         check = ("check", "--unsigned", "--attributes", "device.json", "--library")
         run = self.tavik(*check, "library.json", "--rules", "rules.json")
         self.assertEqual(run.status, PASSED)
-        self.assertEqual(run.err, "tavik: check: --unsigned: the rule documents are taken as they are, no signature is checked\n")
-        self.refuses(NO_VERDICT, "is signed: leave out --unsigned", *check, "library.signed", "--rules", "rules.json")
+        self.assertEqual(run.err, "tavik: check: --unsigned: rule documents are used as they are; signatures are not verified\n")
+        self.refuses(NO_VERDICT, "is signed; remove --unsigned", *check, "library.signed", "--rules", "rules.json")
 
     def test_an_envelope_is_what_it_says(self):
         envelope = plistlib.loads((self.folder / "library.signed").read_bytes())

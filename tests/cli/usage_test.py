@@ -32,8 +32,8 @@ class UsageTest(CommandTest):
         documents = ("--library", "library", "--rules", "rules")
         swapped = ("--unsigned", "--library", "rules", "--rules", "library")
         cases = (  # what standard error or standard output says
-            ("or give --unsigned to try it", ("check", *documents, "--attributes", "device", "--public-key", "pub")),
-            ("a text is written '\"P3\"'", ("eval", "hasPrefix", "--attribute", "P3")),
+            ("or use --unsigned to try it", ("check", *documents, "--attributes", "device", "--public-key", "pub")),
+            ("write a string as '\"P3\"'", ("eval", "hasPrefix", "--attribute", "P3")),
             ('did you mean "hasPrefix"?', ("eval", "hasprefix", "--attribute", '"P3"', "--value", '"P"')),
             ("swap the two", ("check", *swapped, "--attributes", "device")),
             ("swap the two", ("batch", *swapped)),

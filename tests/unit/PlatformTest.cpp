@@ -249,7 +249,7 @@ TEST_F(PlatformTest, EveryChangedByteIsRefused) {
     for (std::size_t i = 0; i < kType.size(); ++i) {
       Dictionary other = document;
       other.set("payloadType", changed(std::string(kType), i));
-      EXPECT_THAT(refusal(other, keyPath), testing::HasSubstr("it was signed for another use"));
+      EXPECT_THAT(refusal(other, keyPath), testing::HasSubstr("it was signed for another purpose"));
     }
   }
 }
@@ -346,9 +346,9 @@ TEST_F(PlatformTest, RefusesDocuments) {
       {with("payload", Date::sinceReference(0)), R"("payload" of the signed document is a date, not data)"},
       {with("signatures", Dictionary()), R"("signatures" of the signed document is a dictionary, not an array)"},
       {with("payloadType", "text/\nplain"),
-       R"(the signed document holds "text/?plain", not "application/vnd.tavik.rules+plist": it was signed for another use)"},
+       R"(the signed document has the payload type "text/?plain", not "application/vnd.tavik.rules+plist": it was signed for another purpose)"},
       {with("signatures", Array()), R"(the signed document has no signature: "signatures" is empty; sign it again)"},
-      {with("signatures", many), "the signed document has 17 signatures; 16 are the most"},
+      {with("signatures", many), "the signed document has 17 signatures; at most 16 are allowed"},
       {with("signatures", Array::of(firstSignature(good), Value(true))),
        "signature 2 of the signed document is a boolean, not a dictionary"},
       {signatures({{"keyid", "00"}}), R"(signature 1 of the signed document has no "sig")"},
@@ -359,19 +359,19 @@ TEST_F(PlatformTest, RefusesDocuments) {
        R"(no signature is of the kind that the keys in "public.pem" make (Ed25519): the document was signed with a key of )"
        "another kind; sign it again, or install the key it was signed with"},
       {with("payload", dataOf("<plist/>")),
-       R"(the signature does not hold under the key in "public.pem" that it names: the document was changed after it was )"
-       "signed; get it anew, or sign it again"},
+       R"(the signature names the key in "public.pem" but is not valid: the document was changed after it was )"
+       "signed; get it again, or sign it again"},
       {signatures({{"sig", dataOf(std::string(64, '0'))}, {"keyid", "00"}}),
-       R"(no signature holds under a key in "public.pem": the document was signed with another key; sign it again, or )"
+       R"(no signature is valid for a key in "public.pem": the document was signed with another key; sign it again, or )"
        "install the key it was signed with"},
       {signedText("<plist version=\"1.0\">\n<array/></plist>"),
-       "the root of the payload, though truly signed, is an array, not a dictionary"},
+       "the root of the payload, although validly signed, is an array, not a dictionary"},
   };
   const std::string keyPath = publicKeys(ed25519().pair.publicKey);
   for (const auto& c : cases) EXPECT_EQ(refusal(c.document, keyPath), c.message);
 
   EXPECT_THAT(refusal(signedText("<plist version=\"1.0\">\n<dict></plist>"), keyPath),
-              testing::StartsWith("the payload, though truly signed, is no property list: line 2, column "));
+              testing::StartsWith("the payload, although validly signed, is not a property list: line 2, column "));
   EXPECT_THAT(refusal(good, publicKeys(rsa().pair.publicKey)), testing::HasSubstr("make (RSA with 3072 bits): "));
 }
 
@@ -433,19 +433,19 @@ TEST_F(PlatformTest, RefusesPublicKeyFiles) {
     std::string message;
   } cases[] = {
       {"", "empty"},
-      {"not a key\n", "holds no key: no line begins with -----BEGIN"},
-      {std::string((1U << 20U) + 1, '\n'), "larger than 1 MiB, so not a file of keys"},
-      {many, "holds 17 keys; 16 are the most"},
+      {"not a key\n", "contains no key: no line begins with -----BEGIN"},
+      {std::string((1U << 20U) + 1, '\n'), "larger than 1 MiB, so not a key file"},
+      {many, "contains 17 keys; at most 16 are allowed"},
       {good + weak, "key 2 is too weak: RSA with 2048 bits" + use},
       {p384, "key 1 is not supported: EC, but not on the named curve P-256" + use},
       {pem(spelledOut, false), "key 1 is not supported: EC, but not on the named curve P-256" + use},
       {good + good + ed448, "key 3 is not supported: ED448 with 456 bits" + use},
       {good + ed25519().pair.privateKey,
-       R"(key 2 is a private key; put its public key here ("openssl pkey -pubout") and keep the private key away)"},
+       R"(key 2 is a private key; put its public key here ("openssl pkey -pubout") and keep the private key elsewhere)"},
       {block("CERTIFICATE"), R"(key 1 is a certificate; put its public key here ("openssl x509 -pubkey -noout"))"},
-      {block("RSA PUBLIC KEY"), R"(key 1 is not a block "PUBLIC KEY" but "RSA PUBLIC KEY")"},
-      {block("PUBLIC KEY"), "key 1 is damaged, or of a kind unknown to OpenSSL"},
-      {longer, "key 1 is damaged, or of a kind unknown to OpenSSL"},
+      {block("RSA PUBLIC KEY"), R"(key 1 is a "RSA PUBLIC KEY" block, not a "PUBLIC KEY" block)"},
+      {block("PUBLIC KEY"), "key 1 is damaged, or of a kind that OpenSSL does not support"},
+      {longer, "key 1 is damaged, or of a kind that OpenSSL does not support"},
       {good + block("PUBLIC KEY", "*"), "key 2 is damaged: bad base64 decode"},
       {good + begin + "\nAAAA\n", "key 2 is damaged: bad end line"},
       {begin + "\n" + good, alike(2, "END")},
@@ -574,12 +574,12 @@ TEST_F(PlatformTest, RefusesToSign) {
     std::string message;
   } cases[] = {
       {ed25519().pair.publicKey, kPayload,
-       file + R"(holds no private key, but "PUBLIC KEY"; signing needs the private one)"},
-      {good + p256().pair.privateKey, kPayload, file + "holds several private keys; leave the one to sign with"},
+       file + R"(contains a "PUBLIC KEY" block, not a private key; signing requires a private key)"},
+      {good + p256().pair.privateKey, kPayload, file + "contains several private keys; keep only the one to sign with"},
       {block("ENCRYPTED PRIVATE KEY"), kPayload, file + "the private key is encrypted" + convert},
       {block("RSA PRIVATE KEY"), kPayload, file + "the private key is not in PKCS #8 form" + convert},
-      {block("PRIVATE KEY"), kPayload, file + "the private key is damaged, or of a kind unknown to OpenSSL"},
-      {"not a key", kPayload, file + "holds no key: no line begins with -----BEGIN"},
+      {block("PRIVATE KEY"), kPayload, file + "the private key is damaged, or of a kind that OpenSSL does not support"},
+      {"not a key", kPayload, file + "contains no key: no line begins with -----BEGIN"},
       {good, "<plist version=\"1.0\"><array/></plist>",
        "the root of the document to sign is an array, not a dictionary"},
   };
@@ -590,7 +590,7 @@ TEST_F(PlatformTest, RefusesToSign) {
   }
   std::string error;
   EXPECT_FALSE(signPropertyList(dataOf("<plist"), folder_.path("none"), error));
-  EXPECT_THAT(error, testing::StartsWith("the document to sign is no property list: line 1, "));
+  EXPECT_THAT(error, testing::StartsWith("the document to sign is not a property list: line 1, "));
   EXPECT_FALSE(signPropertyList(dataOf(kPayload), folder_.path("none"), error));
   EXPECT_EQ(withoutFolder(error), R"(private key file "none": No such file or directory)");
 }
@@ -640,7 +640,7 @@ TEST_F(PlatformTest, AnEarlierVerdictIsUsedForTheSameBytesOnly) {
   for (const Dictionary& document : documents) EXPECT_NE(refusal(document, keyPath), "");
 
   const std::string refused =
-      R"(no signature holds under a key in "public.pem": the document was signed with another key; sign it again, or )"
+      R"(no signature is valid for a key in "public.pem": the document was signed with another key; sign it again, or )"
       "install the key it was signed with";
   const struct {
     std::string keys;

@@ -1,5 +1,5 @@
-// The `tavik` command: finds the command that is called for, parses its options, and turns whatever ends it into an
-// exit status and, where something went wrong, one line on standard error.
+// The `tavik` command: finds the requested command, parses its options, and turns the result into an exit status and,
+// for a failure, one line on standard error.
 
 #include <fcntl.h>
 #include <fmt/format.h>
@@ -31,7 +31,7 @@ const Command& commandNamed(std::string_view name) {
   return *command;
 }
 
-/// What is wrong with the arguments. An unknown option is named first: it is often a misspelt one that is then missed.
+/// What is wrong with the arguments. An unknown option is named first: it is often a misspelled required one.
 std::string usageError(const CLI::App& app, const CLI::ParseError& error) {
   const std::vector<std::string> unknown = app.remaining();
   if (!unknown.empty()) {
@@ -83,20 +83,20 @@ ExitStatus dispatch(std::span<char* const> arguments) {
   return run(commandNamed(first), arguments.subspan(1));
 }
 
-/// The command's name for messages; empty when there is no such command.
+/// The command's name for messages; empty if there is no such command.
 std::string_view nameIn(std::span<char* const> arguments) {
   const std::string_view first = arguments.empty() ? "" : arguments.front();
   return findCommand(first) != nullptr ? first : "";
 }
 
-/// A file opened later must not become a standard stream that was closed: reading or writing such a stream shall fail.
+/// A file opened later must not become a closed standard stream: reading or writing such a stream must fail.
 void reserveStandardStreams() {
   for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
     if (fcntl(stream, F_GETFD) == -1) open("/dev/null", stream == STDIN_FILENO ? O_WRONLY : O_RDONLY);
   }
 }
 
-/// Asks for no more of it.
+/// Reports that memory is exhausted without allocating any.
 void printOutOfMemory(std::string_view command) {
   char line[64];
   const auto end =

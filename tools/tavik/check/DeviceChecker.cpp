@@ -31,13 +31,13 @@ std::string whyUnusableSources(const Value& sources) {
   return "";
 }
 
-/// What is wrong with a line that is JSON; empty when nothing is.
+/// What is wrong with a JSON line; empty if it is valid.
 std::string whyUnusable(const Value& line) {
   const Dictionary* const members = line.ifDictionary();
   if (members == nullptr) return "is not an object";
   for (const auto [key, value] : *members) {
     if (key != kId && key != kAttributes && key != kSources) {
-      return fmt::format(R"("{}" is none of "id", "attributes" and "sources")", shortened(visible(key), 40));
+      return fmt::format(R"(unknown key "{}"; expected "id", "attributes" or "sources")", shortened(visible(key), 40));
     }
   }
   const Value* const attributes = members->find(kAttributes);
@@ -61,7 +61,7 @@ Value idOf(const Line& line, const std::optional<Value>& content) {
   return found.value_or(Value(static_cast<std::int64_t>(line.number)));
 }
 
-/// About how many bytes of text a value is shown in.
+/// The approximate number of bytes of text that show a value.
 std::size_t textSize(const Value& value) {
   if (const auto text = value.ifString()) return text->size();
   if (const Data* const data = value.ifData()) return data->size();
@@ -75,7 +75,7 @@ std::size_t textSize(const Value& value) {
 }
 
 bool isTooLarge(const std::optional<Array>& records, const Line& line) {
-  constexpr std::size_t kMostQuotes = 4;  // of the line in one record
+  constexpr std::size_t kMostQuotes = 4;  // in the line of one record
   return records && kMostQuotes * records->size() * line.text.size() > kLargestResult &&
          textSize(Value(*records)) > kLargestResult;
 }
@@ -88,7 +88,7 @@ DeviceResult checked(const PreparedRules& rules, const Line& line) {
   if (!line.whyCut.empty()) return unusable(line, std::nullopt, line.whyCut);
   std::string error;
   const std::optional<Value> content = readJson(line.text, error, line.number);
-  if (!content) return {.id = idOf(line, content), .inputError = error};  // with its place
+  if (!content) return {.id = idOf(line, content), .inputError = error};  // with its location
   if (error = whyUnusable(*content); !error.empty()) return unusable(line, content, error);
   DeviceResult result{.id = idOf(line, content),
                       .attributes = memberOf(*content, kAttributes),

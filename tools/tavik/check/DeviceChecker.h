@@ -1,5 +1,5 @@
 /// @file
-/// The devices of a batch: a line of JSON in, what came of its check run out.
+/// Checks the devices of a batch: turns a JSON line into a result.
 #ifndef TAVIK_TOOL_CHECK_DEVICE_CHECKER_H
 #define TAVIK_TOOL_CHECK_DEVICE_CHECKER_H
 
@@ -16,13 +16,13 @@
 
 namespace tavik::tool {
 
-/// Makes notes on devices that failed.
+/// Creates notes on devices that failed.
 struct NoteMaker {
   RuleOrigins origins;
-  std::set<std::string, std::less<>> sources;  ///< that rules of the library read
-  bool always;                                 ///< else only on devices that lack one of these sources
+  std::set<std::string, std::less<>> sources;  ///< that rules of the library use
+  bool always;                                 ///< otherwise only for devices that lack one of these sources
 
-  /// always: the results are reported to people.
+  /// always: the results are shown to people.
   NoteMaker(const Dictionary& library, const Dictionary& localRules, bool always);
   /// Null if there is nothing to note.
   [[nodiscard]] std::shared_ptr<const RuleNotes> notesOn(const DeviceResult& result) const;
@@ -31,10 +31,10 @@ struct NoteMaker {
 /// Checks devices. Thread-safe.
 class DeviceChecker {
  public:
-  /// notes: null to make none.
+  /// notes: null for none.
   explicit DeviceChecker(const PreparedRules& rules, const NoteMaker* notes = nullptr) : rules_(rules), notes_(notes) {}
 
-  /// `line` holds anything; {"id": any, "attributes": {...}, "sources": {"sfc": {...}}} is what gets a check run.
+  /// `line` may contain anything; {"id": any, "attributes": {...}, "sources": {"sfc": {...}}} gets a check run.
   [[nodiscard]] DeviceResult check(const Line& line) const;
 
  private:

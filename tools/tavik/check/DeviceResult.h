@@ -1,5 +1,5 @@
 /// @file
-/// What came of one device of a batch.
+/// The result of one device of a batch.
 #ifndef TAVIK_TOOL_CHECK_DEVICE_RESULT_H
 #define TAVIK_TOOL_CHECK_DEVICE_RESULT_H
 
@@ -17,21 +17,21 @@
 
 namespace tavik::tool {
 
-/// What came of a line: a check run, or why there was none.
+/// The result of a line: a check run, or why there was none.
 struct DeviceResult {
-  Value id;                     ///< the line's number where the line does not tell
+  Value id;                     ///< by default the line number
   std::string inputError = {};  ///< why the line cannot be used; empty if it can
-  CheckOutcome outcome = {};    ///< of a line that can be used
-  Dictionary attributes = {};   ///< likewise
-  Dictionary sources = {};      ///< likewise
-  /// Of a device with a verdict; null if nobody asked.
+  CheckOutcome outcome = {};    ///< of a usable line
+  Dictionary attributes = {};   ///< of a usable line
+  Dictionary sources = {};      ///< of a usable line
+  /// For a device with a verdict; null if notes were not requested.
   std::shared_ptr<const RuleNotes> notes = nullptr;
 
-  /// Of the device alone.
+  /// Of the device itself.
   [[nodiscard]] ExitStatus status() const { return inputError.empty() ? statusOf(outcome) : ExitStatus::kUnusable; }
-  /// What explains several of the device's failures at once.
+  /// Explanations that several of the device's failures share.
   [[nodiscard]] std::span<const std::string> aboutDevice() const;
-  /// Null if there is nothing to say about the rule with this number in the order of evaluation.
+  /// The note on the rule with this number in evaluation order; may be null.
   [[nodiscard]] const RuleNote* noteOn(std::size_t rule) const { return notes ? notes->at(rule) : nullptr; }
   [[nodiscard]] bool passed() const { return outcome.verdict == Verdict::kPassed; }
 };

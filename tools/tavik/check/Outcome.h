@@ -1,5 +1,5 @@
 /// @file
-/// What a check run came to, as the commands report it: the exit status, the records that count, JSON.
+/// The outcome of a check run as the commands report it: exit status, records, JSON.
 #ifndef TAVIK_TOOL_CHECK_OUTCOME_H
 #define TAVIK_TOOL_CHECK_OUTCOME_H
 
@@ -25,9 +25,9 @@ ExitStatus statusOf(const CheckOutcome& outcome);
 /// Whether a record passed.
 bool passed(const Value& record);
 
-/// The records of rules or, without a verdict, the one that says why.
+/// The records of rules or, without a verdict, the one that gives the reason.
 std::span<const Value> decidingRecords(const CheckOutcome& outcome);
-/// The records of versions, which come before these.
+/// The version records, which precede these.
 std::span<const Value> versionRecords(const CheckOutcome& outcome);
 
 /// The entries of the outcome's JSON object.
@@ -38,7 +38,7 @@ std::optional<Value> valueOf(const std::optional<Error>& error);
 /// {"kind": "range", "message": "..."}
 Value valueOf(const Fault& fault);
 
-/// Calls an operation of the library that is not a check run; returns the fault that ended it.
+/// Calls an operation of the library other than a check run; returns the fault that ended it.
 template <class Call>
 std::optional<Fault> faultOf(Call call) {
   try {

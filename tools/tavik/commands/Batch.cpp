@@ -1,8 +1,8 @@
 // `tavik batch`: one check run per line of the input.
 //
-// Every thread does the same: it takes the next few lines, which are there in the order of the input, checks their
-// devices, and hands the results over to be written in that order. What is shared, and locked, is the taking and the
-// handing over; a window between the two bounds the memory.
+// Every thread does the same: it takes the next few lines in input order, checks their devices and hands over the
+// results, which are written in that order. Only taking and handing over are shared and locked; a window between the
+// two bounds the memory.
 
 #include <algorithm>
 #include <exception>
@@ -40,28 +40,28 @@ namespace {
 constexpr std::size_t kMostThreads = 256;
 
 constexpr const char* kFooter =
-    R"(INPUT holds one JSON object a line, {"id": any, "attributes": {...}, "sources": {"sfc": {...}}}; "id" and "sources" may be
-left out, null is not allowed, and other keys are refused. Blank lines are passed over.
+    R"(INPUT has one JSON object per line, {"id": any, "attributes": {...}, "sources": {"sfc": {...}}}; "id" and "sources" are
+optional, null is not allowed, and other keys are rejected. Blank lines are skipped.
 
-For each, in the order of the input, one line is printed: the object of "check --format json" without "signatures" and with
-"id" first (by default the number of the line), or {"id": ..., "input_error": "..."} for a line that cannot be used, which
-counts as a failed device. So does a line longer than --max-line, one whose result is larger than 64 MiB, and one that
-exhausts memory. A summary goes to standard error. Ctrl-C and SIGTERM end the run after the devices that are being checked.
+For each device, in input order, one line is printed: the object of "check --format json" without "signatures" and with
+"id" first (by default the line number), or {"id": ..., "input_error": "..."} for a line that cannot be used, which
+counts as a failed device. The same applies to a line longer than --max-line, a line whose result is larger than 64 MiB, and
+a line that exhausts memory. A summary goes to standard error. Ctrl-C and SIGTERM end the run once the devices being
+checked are done.
 
 Formats:
   json   as above
-  table  a line for each device: the verdict, the id, and the rules that failed; below, what these found and expected, and
-         what to do
-  plist  one XML property list: an array of the same objects as "json" has; what is null there is left out
-  junit  JUnit XML for CI servers: a test suite for each device, a test case for each rule
+  table  one line per device: the verdict, the id and the failed rules; below, what these found and expected, and what to do
+  plist  one XML property list: an array of the same objects as "json"; null values are left out
+  junit  JUnit XML for CI servers: one test suite per device, one test case per rule
   html   a page for people, written at the end: pass rate, failures by rule and by part number, every device that did not
-         pass. Devices beyond 10,000 of a kind, or 16 MiB of them, are counted only. It tells the time it was made at;
-         SOURCE_DATE_EPOCH sets another
+         pass. Of each kind, at most 10,000 devices or 16 MiB are listed; the rest are only counted. The page shows when it
+         was made; SOURCE_DATE_EPOCH overrides the time
 
 --summary writes one JSON object when the whole input has been checked: {"devices": N, "passed": N, "failed": N,
 "input_errors": N, "faults": N, "no_verdict": N, "rules": [{"rule": "...", "devices": N}, ...], "part_numbers":
 [{"part_number": "...", and the same counts and rules}, ...]}. "failed" counts every device that did not pass, for
-whatever reason. "rules" has the rules that failed and those that ended a check, most devices first. Beyond 100,000
+any reason. "rules" has the rules that failed and those that ended a check, most devices first. Beyond 100,000
 counters, the last part numbers by name are counted together as (others).
 
 Examples:
@@ -70,8 +70,8 @@ Examples:
   tavik batch --library rules.signed --rules product.signed -j 1 --format table < devices.jsonl
   tavik batch --library rules.signed --rules product.signed --format html devices.jsonl > shift.html
 
-Exit status: 0 every device passed, 1 some device did not, for whatever reason, 2 the command or an input is at fault, the
-input has no devices, or the run was ended early, 4 a document is not trusted, empty or malformed and no device was checked.)";
+Exit status: 0 every device passed, 1 at least one device did not pass, 2 the command line or an input is invalid, the input
+has no devices, or the run ended early, 4 a document is not trusted, empty or malformed and no device was checked.)";
 
 struct BatchOptions : RuleOptions {
   std::string input = "-";
@@ -81,10 +81,10 @@ struct BatchOptions : RuleOptions {
   std::string format;
 };
 
-/// Refuses local rules that are malformed for every device. What is malformed for one part number is for its devices to
-/// meet.
+/// Rejects local rules that are malformed for every device. Rules that are malformed for one part number only affect
+/// its devices.
 void refuseMalformed(const std::string& name, const Dictionary& rules, const ZRTTavikKernel& kernel) {
-  constexpr int kMalformed = -100003;  // also an unknown part number, which nobody asks for here
+  constexpr int kMalformed = -100003;  // also an unknown part number, which does not matter here
   Dictionary forAll = rules;
   if (forAll.findDictionary("MPNRules") != nullptr) forAll.erase("MPNRules");
   std::optional<Error> error;
@@ -96,7 +96,7 @@ void refuseMalformed(const std::string& name, const Dictionary& rules, const ZRT
 /// The threads of a run and what they share.
 class Batch {
  public:
-  /// byPartNumber: counts the devices too, unless it is null.
+  /// byPartNumber: also counts the devices; may be null.
   Batch(const DeviceChecker& checker, std::size_t threads, LineReader& input, StopRequest& stop, ResultWriter& writer,
         TallyByPartNumber* byPartNumber)
       : checker_(checker),
@@ -108,7 +108,7 @@ class Batch {
         progress_(input.size()),
         output_(kWindowPerThread * threads, progress_) {}
 
-  /// Checks the devices of the input. Raises what kept results from being made or written.
+  /// Checks the devices of the input. Throws if results could not be made or written.
   Tally run();
 
  private:
@@ -149,7 +149,7 @@ Tally Batch::run() {
     try {
       for (std::size_t i = 1; i < threads_; ++i) others.emplace_back(&Batch::work, this);
     } catch (const std::system_error&) {
-      // No more threads are to be had; those that are there come to the same results.
+      // No more threads are available; the existing ones produce the same results.
     }
     work();
   }
@@ -199,7 +199,7 @@ void Batch::add(const Tally& tally) {
   tally_.add(tally);
 }
 
-/// Has all threads end: one that waits for input, and those that wait for their turn to write.
+/// Ends all threads, including one that waits for input and those that wait for their turn to write.
 void Batch::fail(std::exception_ptr why) {
   stop_.make();
   output_.abandon();
@@ -213,7 +213,7 @@ void writeSummary(const std::string& path, const Tally& all, const TallyByPartNu
 }
 
 ExitStatus runBatch(const BatchOptions& options) {
-  if (options.summary == "-") throw Unusable("--summary: standard output is for the results");
+  if (options.summary == "-") throw Unusable("--summary: standard output is used for the results");
   const auto platform = std::make_shared<HostPlatform>(options.platform);
   warnAboutTrust("batch", options.platform);
   Inputs inputs;
@@ -251,12 +251,12 @@ Run defineBatch(CLI::App& app) {
   const auto options = std::make_shared<BatchOptions>();
   addRules(app, *options);
   addText(app, "INPUT", options->input, "",
-          "The devices, one JSON object a line; \"-\", the default, is standard input");
-  app.add_option("-j", options->threads, "Threads to check with, by default one for each processor")
+          "The devices, one JSON object per line; \"-\", the default, is standard input");
+  app.add_option("-j", options->threads, "Number of threads, by default one per processor")
       ->type_name("N")
       ->check(CLI::Range(std::size_t{1}, kMostThreads).description(""))
       ->multi_option_policy(CLI::MultiOptionPolicy::Throw);
-  app.add_option("--max-line", options->longestLine, "Longest line in MiB; a longer one is an input error")
+  app.add_option("--max-line", options->longestLine, "Maximum line length in MiB; a longer line is an input error")
       ->type_name("MIB")
       ->check(CLI::Range(std::size_t{1}, kLargestInput >> 20U).description(""))
       ->multi_option_policy(CLI::MultiOptionPolicy::Throw)

@@ -25,27 +25,28 @@ namespace tavik::tool {
 namespace {
 
 constexpr const char* kFooter =
-    R"(Every FILE is a property list (XML, binary or old-style text) or JSON, told by its content; "-" is standard input.
-A passing rule that hides its result is counted but not listed by "table"; the others list it.
+    R"(Every FILE is a property list (XML, binary or old-style text) or JSON, detected by content; "-" is standard input.
+"table" counts passing rules that hide their result but does not list them; the other formats list them.
 
 Formats:
   table  for the terminal
   json   {"records": [{"rule", "result", "actual", "expected", ...}, ...] or null, "station": {...}, "error": null or
          {"domain", "code", "description"}, "verdict": "passed", "failed" or "none", "reason": null or {"kind", "rule",
-         "description"}, "signatures": "verified" or "not verified"}, with "fault": {"kind", "message"} after "error" if a fault ended the run. Without a verdict,
-         "reason" says why: its "kind" is "no local rules", "not trusted", "empty", "not assembled", "no rules",
-         "malformed expression" or "fault", and its "rule" is null or the rule that ended the run
-  plist  the same as an XML property list; what is null there is left out
-  junit  JUnit XML for CI servers: a test case for each rule; a fault and a run without a verdict are errors
-  html   a page for people, with nothing outside it: what failed, what was expected, what to do. It tells the time it was
-         made at; SOURCE_DATE_EPOCH sets another
+         "description"}, "signatures": "verified" or "not verified"}. If a fault ended the run, "fault": {"kind", "message"}
+         follows "error". Without a verdict, "reason" gives the cause: its "kind" is "no local rules", "not trusted",
+         "empty", "not assembled", "no rules", "malformed expression" or "fault", and its "rule" is null or the rule that
+         ended the run
+  plist  the same as an XML property list; null values are left out
+  junit  JUnit XML for CI servers: one test case per rule; a fault and a run without a verdict are errors
+  html   a self-contained page for people: what failed, what was expected, what to do. The page shows when it was made;
+         SOURCE_DATE_EPOCH overrides the time
 
 Examples:
   tavik check --library rules.signed --rules product.signed --attributes device.plist
   tavik check --library rules.signed --rules product.signed --attributes - --source sfc=sfc.json --format json
   tavik check --library rules.signed --rules product.signed --attributes device.plist --format html > device.html
 
-Exit status: 0 every rule passed, 1 a rule failed, 2 the command or an input is at fault, 3 a fault ended the run,
+Exit status: 0 every rule passed, 1 a rule failed, 2 the command line or an input is invalid, 3 a fault ended the run,
 4 no verdict: a document is not trusted, empty or malformed, or the device's rules could not be assembled.)";
 
 struct CheckOptions : RuleOptions {
@@ -59,7 +60,7 @@ void writeStation(const std::string& path, const Dictionary& station) {
   writeOutput("--station", path, toPropertyList(nameOf("--station", path), Value(station)).bytes());
 }
 
-/// What tells the device from others in a report.
+/// Identifies the device in a report.
 Value nameOfDevice(const Dictionary& attributes) {
   const Value* const serialNumber = attributes.find("SerialNumber");
   return serialNumber == nullptr ? Value("without a serial number") : *serialNumber;
@@ -79,7 +80,7 @@ void explain(const DeviceResult& result, const CheckOptions& options) {
   if (!outcome.reason) return;
   const std::string rules = nameOf("--rules", options.rules);
   std::string line = (outcome.fault ? "fault: " : "") + outcome.reason->text();
-  // If there are records, a file as a whole is to blame; what ended at a rule names it.
+  // With records, the message names the rules file as a whole; a run that ended at a rule names that rule.
   if (outcome.records) line = rules + ": " + line;
   if (outcome.records && outcome.error) {
     line = blamed(*outcome.error, result.attributes, nameOf("--attributes", options.attributes), rules);
@@ -88,7 +89,7 @@ void explain(const DeviceResult& result, const CheckOptions& options) {
 }
 
 ExitStatus runCheckCommand(const CheckOptions& options) {
-  if (options.station == "-") throw Unusable("--station: standard output is for the records");
+  if (options.station == "-") throw Unusable("--station: standard output is used for the records");
   const auto platform = std::make_shared<const HostPlatform>(options.platform);
   warnAboutTrust("check", options.platform);
   Inputs inputs;
@@ -128,7 +129,7 @@ Run defineCheck(CLI::App& app) {
   addAttributes(app, options->attributes);
   addSources(app, options->sources);
   addText(app, "--station", options->station, "FILE",
-          "Write the station dictionary, as the run leaves it, to FILE (an XML property list)");
+          "Write the station dictionary after the run to FILE (an XML property list)");
   addPlatform(app, options->platform);
   addFormat(app, options->format, {"table", "json", "junit", "html", "plist"});
   app.footer(kFooter);

@@ -1,5 +1,5 @@
 /// @file
-/// What a command of `tavik` is: a row in the table of Commands.cpp and a file that defines it.
+/// A command of `tavik`: a row in the table of Commands.cpp and a file that defines it.
 #ifndef TAVIK_TOOL_COMMANDS_COMMAND_H
 #define TAVIK_TOOL_COMMANDS_COMMAND_H
 
@@ -17,9 +17,9 @@ using Run = std::function<ExitStatus()>;
 struct Command {
   std::string_view name;
   std::string_view summary;
-  /// Adds the command's options, and as the footer what else there is to say: paragraphs; lists, whose lines begin with
-  /// two blanks; headings, which stand alone and end with a colon. "Examples:" and "Exit status: 0 ..., 1 ..." are the
-  /// last two. Manual pages are made of the same (manual/CommandHelp.h).
+  /// Adds the command's options, and as the footer the rest of its help: paragraphs; lists, whose lines begin with two
+  /// spaces; headings, which are on their own line and end with a colon. "Examples:" and "Exit status: 0 ..., 1 ..."
+  /// come last. Manual pages are made from the same text (manual/CommandHelp.h).
   Run (*define)(CLI::App& app);
 };
 

@@ -11,27 +11,27 @@ namespace {
 
 constexpr Command kCommands[] = {
     {"check", "Check one device and print its records", defineCheck},
-    {"batch", "Check a stream of devices, one JSON object a line", defineBatch},
-    {"list", "Show what a station has to gather for one device", defineList},
-    {"eval", "Evaluate a predicate expression on values given in place", defineEval},
-    {"describe", "Show what a predicate is about to compare", defineDescribe},
-    {"decode", "Show what a blob of device data holds", defineDecode},
-    {"lint", "Find what is wrong in rule documents", defineLint},
-    {"explain", "Show where a device's rules come from and how they are judged", defineExplain},
-    {"diff", "Show what a change of rule documents changes, for whom", defineDiff},
+    {"batch", "Check a stream of devices, one JSON object per line", defineBatch},
+    {"list", "List what a station must collect for one device", defineList},
+    {"eval", "Evaluate a predicate expression on given values", defineEval},
+    {"describe", "Show the texts that a predicate compares", defineDescribe},
+    {"decode", "Decode a blob of device data", defineDecode},
+    {"lint", "Find mistakes in rule documents", defineLint},
+    {"explain", "Show where a device's rules come from and how they are evaluated", defineExplain},
+    {"diff", "Show what a change to rule documents changes, and for which devices", defineDiff},
     {"test", "Run test cases for rules", defineTest},
-    {"keygen", "Make a key pair", defineKeygen},
+    {"keygen", "Generate a key pair", defineKeygen},
     {"sign", "Sign a rule document", defineSign},
-    {"verify", "Check a signed rule document and print its content", defineVerify},
+    {"verify", "Verify a signed rule document and print its content", defineVerify},
     {"convert", "Rewrite a value file as XML or binary property list, or as JSON", defineConvert},
 };
 
 constexpr ExitMeaning kExitMeanings[] = {
     {ExitStatus::kPassed, "everything passed"},
     {ExitStatus::kFailed, "the device failed"},
-    {ExitStatus::kUnusable, "the command could not be understood, or an input could not be read"},
+    {ExitStatus::kUnusable, "the command line is wrong, or an input could not be read"},
     {ExitStatus::kFault, "a fault ended the run"},
-    {ExitStatus::kNoVerdict, "no verdict about the device: a document is not trusted, empty or malformed"},
+    {ExitStatus::kNoVerdict, "no verdict: a document is not trusted, empty or malformed"},
 };
 
 }  // namespace
@@ -56,7 +56,7 @@ std::string versionText() { return fmt::format("tavik {:.2f}", TavikKernelVersio
 std::string overviewText() {
   std::string text = fmt::format("{}\n\nUsage: tavik COMMAND [OPTIONS]\n\nCommands:\n", kPurpose);
   for (const Command& command : kCommands) text += fmt::format("  {:<10}{}\n", command.name, command.summary);
-  text += "\n\"tavik help COMMAND\" tells more about a command, \"tavik --version\" the version.\n\nExit status:\n";
+  text += "\n\"tavik help COMMAND\" describes a command; \"tavik --version\" prints the version.\n\nExit status:\n";
   for (const auto& [status, meaning] : kExitMeanings)
     text += fmt::format("  {}  {}\n", static_cast<int>(status), meaning);
   return text;

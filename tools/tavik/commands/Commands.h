@@ -1,6 +1,6 @@
 /// @file
-/// All commands of `tavik`, and what each of them is before its arguments are read: of this `--help`, the manual pages
-/// and the completions of the shells are made.
+/// All commands of `tavik` before their arguments are parsed. `--help`, the manual pages and the shell completions are
+/// made from them.
 #ifndef TAVIK_TOOL_COMMANDS_COMMANDS_H
 #define TAVIK_TOOL_COMMANDS_COMMANDS_H
 
@@ -16,7 +16,7 @@ namespace tavik::tool {
 /// In the order of `tavik --help`.
 std::span<const Command> commands();
 
-/// Null when there is none of this name.
+/// Null if there is no such command.
 const Command* findCommand(std::string_view name);
 
 /// A command with its options.
@@ -33,10 +33,10 @@ std::string versionText();
 /// What `tavik --help` prints.
 std::string overviewText();
 
-/// What `tavik` is, in a sentence.
+/// A one-sentence description of `tavik`.
 inline constexpr std::string_view kPurpose = "The check kernel for factory test stations, from the command line.";
 
-/// What an exit status means, whatever the command.
+/// The meaning of an exit status for every command.
 struct ExitMeaning {
   ExitStatus status;
   std::string_view meaning;

@@ -8,7 +8,7 @@
 namespace tavik::tool {
 
 CLI::Validator oneOf(const std::vector<std::string>& words) {
-  // The name of the check keeps the words; its description would crowd the help.
+  // The words become the name of the check; as its description they would clutter the help.
   return CLI::IsMember(words).description("").name(CLI::detail::join(words, ","));
 }
 
@@ -23,7 +23,7 @@ std::vector<std::string> choicesOf(CLI::Option& option) {
 
 CLI::Option* addFormat(CLI::App& app, std::string& format, const std::vector<std::string>& formats) {
   format = formats.front();
-  return addChoice(app, "--format", format, "FORMAT", "How to print the answer", formats)->default_str(format);
+  return addChoice(app, "--format", format, "FORMAT", "The output format", formats)->default_str(format);
 }
 
 void addRules(CLI::App& app, RuleOptions& options) {
@@ -36,7 +36,7 @@ void addAttributes(CLI::App& app, std::string& attributes) {
 }
 
 void addSources(CLI::App& app, std::vector<std::string>& sources) {
-  app.add_option("--source", sources, "What the source NAME holds for the device, a dictionary; repeatable")
+  app.add_option("--source", sources, "The data of the source NAME for the device, a dictionary; repeatable")
       ->type_name("NAME=FILE")
       ->allow_extra_args(false);
 }
@@ -45,7 +45,7 @@ Dictionary readSources(Inputs& inputs, const std::vector<std::string>& arguments
   Dictionary sources;
   for (const std::string& argument : arguments) {
     const std::size_t equals = argument.find('=');
-    if (equals == std::string::npos) throw Unusable("--source " + argument + ": is not of the form NAME=FILE");
+    if (equals == std::string::npos) throw Unusable("--source " + argument + ": expected NAME=FILE");
     const std::string name = argument.substr(0, equals);
     if (sources.contains(name))
       throw Unusable(fmt::format("--source {}: the source \"{}\" is given twice", argument, name));
@@ -66,7 +66,7 @@ void addLog(CLI::App& app, PlatformOptions& options) {
 void addPlatform(CLI::App& app, PlatformOptions& options) {
   addPublicKey(app, options);
   app.add_flag("--unsigned", options.unsignedDocuments,
-               "Take plain, unsigned rule documents; says so on standard error")
+               "Accept unsigned rule documents; a note on standard error says so")
       ->multi_option_policy(CLI::MultiOptionPolicy::Throw);
   addLog(app, options);
 }

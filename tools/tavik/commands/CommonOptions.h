@@ -1,5 +1,5 @@
 /// @file
-/// Options that several commands have, and how options with a text or a choice are added.
+/// Options that several commands share, and helpers that add text and choice options.
 #ifndef TAVIK_TOOL_COMMANDS_COMMON_OPTIONS_H
 #define TAVIK_TOOL_COMMANDS_COMMON_OPTIONS_H
 
@@ -20,23 +20,23 @@ CLI::Option* addText(CLI::App& app, const std::string& name, Text& text, const c
   return app.add_option(name, text, help)->type_name(type)->multi_option_policy(CLI::MultiOptionPolicy::Throw);
 }
 
-/// Refuses all but these words, and keeps them for `choicesOf`.
+/// Rejects all other words, and keeps the list for `choicesOf`.
 CLI::Validator oneOf(const std::vector<std::string>& words);
 
-/// An option that takes one of a few words; they follow `help`.
+/// An option that takes one of a few words; the help text lists them.
 template <class Text>  // as above
 CLI::Option* addChoice(CLI::App& app, const std::string& name, Text& choice, const char* type, const std::string& help,
                        const std::vector<std::string>& words) {
   return addText(app, name, choice, type, help + ": " + CLI::detail::join(words, ", "))->check(oneOf(words));
 }
 
-/// The words that an option takes; empty when it takes others too.
+/// The words that an option accepts; empty if it is not limited to a list.
 std::vector<std::string> choicesOf(CLI::Option& option);
 
 /// "--format", with the first of `formats` as the default.
 CLI::Option* addFormat(CLI::App& app, std::string& format, const std::vector<std::string>& formats);
 
-/// The signed rule documents of a command, and what they are trusted by.
+/// The signed rule documents of a command, and how they are verified.
 struct RuleOptions {
   std::string library;
   std::string rules;
@@ -50,7 +50,7 @@ void addAttributes(CLI::App& app, std::string& attributes);
 
 /// "--source NAME=FILE", repeatable.
 void addSources(CLI::App& app, std::vector<std::string>& sources);
-/// What such arguments name: a dictionary for each source.
+/// The contents of these arguments: one dictionary per source.
 Dictionary readSources(Inputs& inputs, const std::vector<std::string>& arguments);
 
 void addPublicKey(CLI::App& app, PlatformOptions& options);

@@ -16,7 +16,8 @@
 namespace tavik::tool {
 namespace {
 
-constexpr const char* kFooter = R"(What is written reads back equal, kind for kind. OUT is written whole or not at all.
+constexpr const char* kFooter =
+    R"(The output reads back as an equal value of the same kinds. OUT is written completely or not at all.
 
 Examples:
   tavik convert --to json device.plist
@@ -38,7 +39,7 @@ Data encoded(const ConvertOptions& options, const Value& value) {
 
 ExitStatus runConvert(const ConvertOptions& options) {
   if (options.encoding == "binary" && options.output == "-" && isatty(STDOUT_FILENO) != 0) {
-    throw Unusable("standard output is a terminal, which cannot show a binary property list: give -o OUT");
+    throw Unusable("standard output is a terminal, which cannot show a binary property list; use -o OUT");
   }
   const Value value = Inputs().value("", options.input);
   writeOutput("-o", options.output, encoded(options, value).bytes());
@@ -51,7 +52,7 @@ Run defineConvert(CLI::App& app) {
   const auto options = std::make_shared<ConvertOptions>();
   addChoice(app, "--to", options->encoding, "ENCODING", "The encoding to write", {"xml", "binary", "json"})->required();
   addText(app, "IN", options->input, "", "A property list or JSON; \"-\" is standard input")->required();
-  addText(app, "-o,--output", options->output, "OUT", "Where the result goes, by default standard output");
+  addText(app, "-o,--output", options->output, "OUT", "The output file, by default standard output");
   app.footer(kFooter);
   return [options] { return runConvert(*options); };
 }

@@ -1,5 +1,4 @@
-// `tavik decode`: what a blob of device data holds. The command itself; how each kind of blob is shown is in BlobText
-// and DerWalk.
+// `tavik decode`: the content of a blob of device data. BlobText and DerWalk format each kind of blob.
 
 #include <fmt/format.h>
 #include <tavik/DERDecoder.h>
@@ -29,21 +28,22 @@ namespace tavik::tool {
 namespace {
 
 constexpr const char* kFooter =
-    R"(FILE holds the raw bytes, as the device gave them; "-" is standard input.
+    R"(FILE contains the raw bytes as the device provides them; "-" is standard input.
 
   syscfg                 the SysCfg blob: tags with their values
-  control-bits           the control-bit block: a grid of test states, and what failed
+  control-bits           the control-bit block: a grid of test states, and the failures
   root-manifest          the root manifest of the baseband firmware
   provisioning-manifest  its provisioning manifest
   der                    any DER: each element's offset, header length, content length, class, tag and content
-  attributes             not a blob, but a device: its attributes as a check sees them, with blobs unpacked
+  attributes             a device instead of a blob: its attributes as a check sees them, with blobs unpacked
 
 Examples:
   tavik decode syscfg syscfg.bin
   tavik decode der manifest.der --format json
   tavik decode attributes device.plist
 
-Exit status: 0 decoded, 1 only decoded in part, or not a manifest; standard error says where and why decoding stopped, 2 the command or the file is at fault.)";
+Exit status: 0 decoded, 1 decoded only in part, or not a manifest (a note on standard error says where and why decoding
+stopped), 2 the command line or the file is invalid.)";
 
 struct DecodeOptions {
   std::string kind;
@@ -53,7 +53,7 @@ struct DecodeOptions {
   [[nodiscard]] bool json() const { return format == "json"; }
 };
 
-/// Says where and why decoding stopped, if it did.
+/// Reports where and why decoding stopped, if it did.
 ExitStatus statusAfter(const DecodeOptions& options, const std::string& whyStops) {
   if (whyStops.empty()) return ExitStatus::kPassed;
   printToStandardError("decode", nameOf("", options.input) + ": " + whyStops);
@@ -96,7 +96,7 @@ ExitStatus decodeProvisioningManifestFile(const DecodeOptions& options, const Da
                        whyManifestStops(bytes, decodeProvisioningManifest));
 }
 
-/// The attributes of a device, a value file, as a check sees them.
+/// The attributes of a device, read from a value file, as a check sees them.
 ExitStatus decodeAttributes(const DecodeOptions& options) {
   Dictionary attributes = Inputs().dictionary("", options.input);
   std::string troubles;
@@ -147,7 +147,7 @@ class DerOutline : public DerVisitor {
   }
 
   void enter(const DerElement& element, std::size_t depth) override {
-    // An outline of lines that grow with every level would be quadratic in the file.
+    // Indentation that grew with every level would make the output quadratic in the file size.
     constexpr std::size_t kDeepestIndentation = 24;
     std::string line = fmt::format("{:>8}  {:>6}  {:>8}  {:{}}", element.offset, element.headerLength,
                                    element.content.size(), "", 2 * std::min(depth, kDeepestIndentation));
@@ -197,7 +197,7 @@ struct BlobKind {
   ExitStatus (*decode)(const DecodeOptions& options, const Data& bytes);
 };
 
-/// Not a blob, but the device that has blobs.
+/// A device with blobs instead of a single blob.
 constexpr std::string_view kAttributes = "attributes";
 
 constexpr BlobKind kKinds[] = {
@@ -221,7 +221,7 @@ Run defineDecode(CLI::App& app) {
   std::vector<std::string> names;
   for (const BlobKind& kind : kKinds) names.emplace_back(kind.name);
   names.emplace_back(kAttributes);
-  addChoice(app, "KIND", options->kind, "", "What the bytes are", names)->required();
+  addChoice(app, "KIND", options->kind, "", "The kind of data", names)->required();
   addText(app, "FILE", options->input, "", "The raw bytes")->required();
   addFormat(app, options->format, {"table", "json"});
   app.footer(kFooter);

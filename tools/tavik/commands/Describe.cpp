@@ -1,4 +1,4 @@
-// `tavik describe`: the texts that a predicate is about to compare, without its verdict.
+// `tavik describe`: the texts that a predicate compares, without a verdict.
 
 #include <fmt/format.h>
 #include <tavik/ZRTTavikKernel.h>
@@ -20,17 +20,17 @@ namespace {
 
 constexpr const char* kFooter =
     R"(  value-in-list     --attribute any value, --value the list
-  nand-size         --attribute the device's attributes, of which "SerialNumber" and "TotalDiskCapacity" are read, --value a
-                    dictionary of CCC code and size
+  nand-size         --attribute the device's attributes (only "SerialNumber" and "TotalDiskCapacity" are read), --value a
+                    dictionary from CCC code to size
   nvram-white-list  --attribute the variables, a dictionary, --value the allowed keys
 
-A V is JSON text, or @FILE (a property list or JSON, "@-" for standard input). JSON spells data {"$data": "3q0="} and
-dates {"$date": "2026-11-21T01:02:03Z"}.
+A V is JSON text, or @FILE (a property list or JSON, "@-" for standard input). In JSON, data is {"$data": "3q0="} and a
+date is {"$date": "2026-11-21T01:02:03Z"}.
 
 Example:
   tavik describe value-in-list --attribute '"B"' --value '["A", "B"]'
 
-Exit status: 0 described, 2 the command or an input is at fault, 3 a fault.)";
+Exit status: 0 described, 2 the command line or an input is invalid, 3 a fault.)";
 
 Dictionary describeNandSize(const Value* attribute, const Value* expected) {
   const Dictionary* const attributes = attribute->ifDictionary();
@@ -87,7 +87,7 @@ Run defineDescribe(CLI::App& app) {
   const auto options = std::make_shared<DescribeOptions>();
   std::vector<std::string> names;
   for (const Builder& builder : kBuilders) names.emplace_back(builder.name);
-  addChoice(app, "KIND", options->builder, "", "Whose texts", names)->required();
+  addChoice(app, "KIND", options->builder, "", "The description builder", names)->required();
   addText(app, "--attribute", options->attribute, "V", "The device's value")->required();
   addText(app, "--value", options->value, "V", "The expected value")->required();
   addFormat(app, options->format, {"table", "json"});

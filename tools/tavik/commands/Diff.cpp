@@ -1,4 +1,4 @@
-// `tavik diff`: what a change of rule documents changes, for whom.
+// `tavik diff`: what a change to rule documents changes, and for which devices.
 
 #include <fmt/format.h>
 
@@ -22,29 +22,29 @@ namespace tavik::tool {
 namespace {
 
 constexpr const char* kFooter =
-    R"(OLD and NEW are local rules. What counts is what devices get: for each part number and region, rules gained and lost,
-with another expected value or definition; equal changes are printed once, with all whom they concern. Another order or
-spelling, a comment, or a new "version" is no change.
+    R"(OLD and NEW are local rules. The command compares what devices get: for each part number and region, rules that are
+gained, lost, or have another expected value or definition. Equal changes are printed once, with all affected devices. A
+different order or notation, a comment, or a new "version" does not count as a change.
 
-Without a library, only the local rules' own values are compared. With one, what the library says where they say nothing,
-too: give --library once for both, or twice to compare OLD with the first and NEW with the second. For a change of the
-library alone, give the local rules twice. OLD and NEW are both signed or both unsigned; "tavik verify --raw" prints
-what was signed.
+Without a library, only the values in the local rules are compared. With a library, its values count where the local rules
+define none: give --library once for both, or twice to compare OLD with the first and NEW with the second. To see a change to
+the library alone, give the local rules twice. OLD and NEW are both signed or both unsigned; "tavik verify --raw" prints
+the signed content.
 
-With --attributes or --batch, devices are checked both ways, and those are printed that come out otherwise: rules that
-pass or fail, their texts, what is sent to the station. The three records of versions do not count.
+With --attributes or --batch, devices are checked with both, and those with a different result are printed: rules that
+pass or fail, their texts, and what is sent to the station. The three version records do not count.
 
 Formats:
   table  for the terminal
   json   {"versions": {...}, "changes": [{"devices": [{"part_number", "region"}, ...], "changes": [...]}, ...]}, and with
-         devices "checked": 300, "devices": [{"id", "old", "new", "rules"}, ...]; docs/reviewing-rules.md tells more
+         devices "checked": 300, "devices": [{"id", "old", "new", "rules"}, ...]; see docs/reviewing-rules.md
 
 Examples:
   tavik diff production.signed candidate.signed --library rules.signed
   tavik diff --unsigned product.plist new-product.plist --library rules.plist --batch devices.jsonl
   tavik diff --unsigned product.plist product.plist --library rules.plist --library new-rules.plist
 
-Exit status: 0 nothing changes, 1 something does, 2 the command or an input is at fault, 4 a document is not trusted, empty
+Exit status: 0 nothing changes, 1 something changes, 2 the command line or an input is invalid, 4 a document is not trusted, empty
 or malformed.)";
 
 struct DiffOptions {
@@ -58,7 +58,7 @@ struct DiffOptions {
   std::string format;
 };
 
-/// A rule library holds definitions where local rules hold layers.
+/// A rule library contains definitions where local rules contain layers.
 void refuseLibrary(const std::string& name, const Dictionary& rules) {
   for (const std::string_view layer : {"MPNRules", "GenericRules", "RuleSets"}) {
     if (rules.contains(layer)) return;
@@ -68,11 +68,11 @@ void refuseLibrary(const std::string& name, const Dictionary& rules) {
   });
   if (defines) {
     throw Unusable(name +
-                   ": is a rule library; to compare two, give the local rules twice, and --library for each of them");
+                   ": is a rule library; to compare two libraries, give the local rules twice and --library twice");
   }
 }
 
-/// The local rules and the library, as they were or as they are.
+/// The local rules and the library, old or new.
 struct Side {
   std::shared_ptr<const ZRTTavikKernel> kernel = nullptr;   ///< null without a library
   std::shared_ptr<const PreparedRules> prepared = nullptr;  ///< likewise
@@ -165,9 +165,9 @@ class DiffRun {
 ExitStatus runDiff(const DiffOptions& options) {
   if (options.libraries.size() > 2) throw Unusable("--library is given more than twice");
   if (checksDevices(options) && options.libraries.empty())
-    throw Unusable("--library is missing: devices are checked with a rule library");
+    throw Unusable("--library is missing: checking devices requires a rule library");
   if (options.attributes.empty() && !options.sources.empty()) {
-    throw Unusable("--source is for the devices of --attributes, and there are none");
+    throw Unusable("--source requires --attributes");
   }
   return DiffRun(options).run();
 }
@@ -176,14 +176,15 @@ ExitStatus runDiff(const DiffOptions& options) {
 
 Run defineDiff(CLI::App& app) {
   const auto options = std::make_shared<DiffOptions>();
-  addText(app, "OLD", options->before, "", "The local rules as they were")->required();
-  addText(app, "NEW", options->after, "", "The local rules as they are to be")->required();
-  app.add_option("--library", options->libraries, "The rule library; twice where it changes too, the old one first")
+  addText(app, "OLD", options->before, "", "The old local rules")->required();
+  addText(app, "NEW", options->after, "", "The new local rules")->required();
+  app.add_option("--library", options->libraries,
+                 "The rule library; give it twice if it changes too, the old one first")
       ->type_name("FILE")
       ->allow_extra_args(false);
-  app.add_option("--attributes", options->attributes, "Check this device both ways; repeatable")->type_name("FILE");
+  app.add_option("--attributes", options->attributes, "Check this device with both; repeatable")->type_name("FILE");
   addSources(app, options->sources);
-  addText(app, "--batch", options->batch, "FILE", "Check these devices both ways: lines as \"tavik batch\" takes them");
+  addText(app, "--batch", options->batch, "FILE", "Check these devices with both: the input format of \"tavik batch\"");
   addPlatform(app, options->platform);
   addFormat(app, options->format, {"table", "json"});
   app.footer(kFooter);

@@ -1,4 +1,4 @@
-// `tavik eval`: a predicate expression on values given in place.
+// `tavik eval`: evaluates a predicate expression on given values.
 
 #include <fmt/format.h>
 #include <tavik/AbstractTree.h>
@@ -23,15 +23,15 @@ namespace tavik::tool {
 namespace {
 
 constexpr const char* kFooter =
-    R"(A V is JSON text, or @FILE (a property list or JSON, "@-" for standard input). JSON spells data {"$data": "3q0="} and
-dates {"$date": "2026-11-21T01:02:03Z"}. The predicate gets exactly what is given: with --references it is called in its
-form with references, and no reference stands in for a missing --value.
+    R"(A V is JSON text, or @FILE (a property list or JSON, "@-" for standard input). In JSON, data is {"$data": "3q0="} and a
+date is {"$date": "2026-11-21T01:02:03Z"}. The predicate gets exactly the given values: with --references it is called in
+its form with references, and no reference replaces a missing --value.
 
 Examples:
   tavik eval hasSuffix --attribute '"ABC123"' --value '"123"'
   tavik eval 'NOT equal' --attribute 5 --value 7 --format json
 
-Exit status: 0 the record passes, 1 it fails, 2 the command or an input is at fault, 3 a fault, 4 a malformed expression.)";
+Exit status: 0 the record passes, 1 it fails, 2 the command line or an input is invalid, 3 a fault, 4 a malformed expression.)";
 
 struct EvalOptions {
   std::string expression;
@@ -58,7 +58,7 @@ EvalInputs readInputs(const EvalOptions& options) {
   return read;
 }
 
-/// One line on standard error and, as JSON, the object on standard output.
+/// Writes one line to standard error and, as JSON, the object to standard output.
 ExitStatus refuse(const EvalOptions& options, ExitStatus status, const std::string& message, const JsonEntry& entry) {
   printToStandardError("eval", message);
   if (options.format == "json") writeStandardOutput(objectLine({entry}));
@@ -76,7 +76,7 @@ std::string recordTable(const Dictionary& record, bool pass, const Screen& scree
   return text;
 }
 
-/// What the record does not show.
+/// Remarks that the record itself does not contain.
 std::string remarksText(const EvalOptions& options, const EvalInputs& inputs, const Dictionary& record) {
   RuleEvaluation evaluation;
   evaluation.attribute.value = inputs.attribute;

@@ -1,4 +1,4 @@
-// `tavik explain`: where a device's rules come from, and how they are judged.
+// `tavik explain`: where a device's rules come from, and how they are evaluated.
 
 #include <fmt/format.h>
 
@@ -27,23 +27,23 @@ namespace tavik::tool {
 namespace {
 
 constexpr const char* kFooter =
-    R"(Without a RULE: every rule that the device gets, which part of the local rules it comes from, what is expected and who
-says so, and the predicate as it will be called; below, entries that others replaced, references, rule sets, and what
-looks wrong. With RULEs: each of them step by step, as a check of this device judges it.
+    R"(Without RULE: every rule that the device gets, the part of the local rules it comes from, the expected value and where it
+is defined, and the predicate as it will be called. Below are entries that others replaced, references, rule sets, and
+likely mistakes. With RULE: each named rule step by step, as a check of this device evaluates it.
 
 Formats:
   table  for the terminal
   json   {"device": {"part_number", "region"}, "rules": [{"rule", "entries", "definition", "value", "value_from",
          "attribute", "references", "combination", "calls", "record"}, ...], "sets": [...], "not_there": [...],
-         "error": null}; docs/reviewing-rules.md tells more
+         "error": null}; see docs/reviewing-rules.md
 
 Examples:
   tavik explain --library rules.signed --rules product.signed --attributes device.plist
   tavik explain --library rules.signed --rules product.signed --attributes device.plist --source sfc=sfc.json Build
   tavik explain --library rules.signed --rules product.signed --batch devices.jsonl --id unit-523 Build
 
-Exit status: 0 explained, whatever the results, 1 the device does not get a RULE that was named, 2 the command or an input
-is at fault, 4 a document is not trusted, empty or malformed, or the device's rules could not be assembled.)";
+Exit status: 0 explained, regardless of the results, 1 the device does not get a RULE that was named, 2 the command line or an input
+is invalid, 4 a document is not trusted, empty or malformed, or the device's rules could not be assembled.)";
 
 struct ExplainOptions : RuleOptions {
   std::optional<std::string> attributes;
@@ -61,7 +61,7 @@ struct Device {
   Dictionary sources;
 };
 
-/// The device with an "id" in a batch file; the text of the option stands for a number, too.
+/// The device with an "id" in a batch file; the text of the option also matches a number.
 Device deviceInBatch(Inputs& inputs, const PreparedRules& rules, const std::string& path, const std::string& id) {
   const std::string name = nameOf("--batch", path);
   StopRequest stop;
@@ -76,15 +76,16 @@ Device deviceInBatch(Inputs& inputs, const PreparedRules& rules, const std::stri
     }
   }
   input.checkEnd();
-  throw Unusable(fmt::format("{}: has no device with the id \"{}\"", name, id));
+  throw Unusable(fmt::format("{}: no device has the id \"{}\"", name, id));
 }
 
 Device readDevice(Inputs& inputs, const PreparedRules& rules, const ExplainOptions& options) {
   if (options.attributes.has_value() == options.batch.has_value()) {
     throw Unusable("give either --attributes or --batch; see tavik explain --help");
   }
-  if (options.batch.has_value() != options.id.has_value()) throw Unusable("--batch and --id belong together");
-  if (options.batch && !options.sources.empty()) throw Unusable("--source: the line of the batch has the sources");
+  if (options.batch.has_value() != options.id.has_value()) throw Unusable("--batch and --id require each other");
+  if (options.batch && !options.sources.empty())
+    throw Unusable("--source: with --batch, the sources come from the batch line");
   if (options.batch) return deviceInBatch(inputs, rules, *options.batch, *options.id);
   return {nameOf("--attributes", *options.attributes), inputs.dictionary("--attributes", *options.attributes),
           readSources(inputs, options.sources)};
@@ -95,7 +96,7 @@ std::optional<Value> selector(const Dictionary& attributes, std::string_view nam
   return value == nullptr ? std::nullopt : std::optional(*value);
 }
 
-/// Where a device has no rules: which part number or region may have been meant.
+/// If a device has no rules: the part number or region that may have been meant.
 std::string nearestSelector(const RuleOrigins& origins, const Explanation& device) {
   std::set<std::string_view> partNumbers;
   std::set<std::string_view> regions;
@@ -123,7 +124,7 @@ ExitStatus refuse(const ExplainOptions& options, const Explanation& device, cons
   return ExitStatus::kNoVerdict;
 }
 
-/// For a rule that the device does not get: who gets it, and what may have been meant.
+/// For a rule that the device does not get: which devices get it, and which rule may have been meant.
 class Elsewhere {
  public:
   Elsewhere(const RuleOrigins& origins, const Dictionary& library, const RuleOrigins::Device& device)
@@ -218,9 +219,9 @@ Run defineExplain(CLI::App& app) {
   addRules(app, *options);
   addText(app, "--attributes", options->attributes, "FILE", "The device's attributes, a dictionary");
   addText(app, "--batch", options->batch, "FILE",
-          "Take the device from this file: lines as \"tavik batch\" takes them");
-  addText(app, "--id", options->id, "TEXT", "The \"id\" of the device in --batch, or the number of its line");
-  app.add_option("RULE", options->names, "The rules to explain step by step; without any, all of them in short")
+          "Take the device from this file, in the input format of \"tavik batch\"");
+  addText(app, "--id", options->id, "TEXT", "The \"id\" of the device in --batch, or its line number");
+  app.add_option("RULE", options->names, "The rules to explain step by step; by default, an overview of all rules")
       ->type_name("");
   addSources(app, options->sources);
   addPlatform(app, options->platform);

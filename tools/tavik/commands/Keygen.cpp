@@ -1,4 +1,4 @@
-// `tavik keygen`: makes a key pair.
+// `tavik keygen`: generates a key pair.
 
 #include <tavik/StationPlatform.h>
 
@@ -15,12 +15,12 @@ namespace tavik::tool {
 namespace {
 
 constexpr const char* kFooter =
-    R"(No file that is there already is overwritten. Only the owner can read the private key: keep it off the stations.
+    R"(Existing files are never overwritten. Only the owner can read the private key: keep it off the stations.
 
 Example:
   tavik keygen --private station.pem --public station-pub.pem
 
-Exit status: 0 both files are written, 2 neither.)";
+Exit status: 0 both files were written, 2 neither was written.)";
 
 constexpr std::pair<std::string_view, KeyAlgorithm> kAlgorithms[] = {
     {"ed25519", KeyAlgorithm::kEd25519},
@@ -48,9 +48,9 @@ KeyPair makeKeys(const KeygenOptions& options) {
   return *std::move(keys);
 }
 
-/// What messages begin with. "-", a stream elsewhere, has no owner to keep a key for.
+/// The prefix of messages. "-" is rejected: a stream has no owner who could keep a private key.
 std::string placeNamed(std::string_view argument, const std::string& path) {
-  if (path == "-") throw Unusable(std::string(argument) + " -: a key goes into a file");
+  if (path == "-") throw Unusable(std::string(argument) + " -: a key must be written to a file");
   return nameOf(argument, path);
 }
 
@@ -75,8 +75,8 @@ ExitStatus runKeygen(const KeygenOptions& options) {
 
 Run defineKeygen(CLI::App& app) {
   const auto options = std::make_shared<KeygenOptions>();
-  addText(app, "--private", options->privateKey, "KEY.pem", "Where the private key goes")->required();
-  addText(app, "--public", options->publicKey, "PUB.pem", "Where the public key goes")->required();
+  addText(app, "--private", options->privateKey, "KEY.pem", "The file for the private key")->required();
+  addText(app, "--public", options->publicKey, "PUB.pem", "The file for the public key")->required();
   std::vector<std::string> names;
   for (const auto& [word, algorithm] : kAlgorithms) names.emplace_back(word);
   options->algorithm = names.front();

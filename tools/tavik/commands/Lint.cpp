@@ -1,4 +1,4 @@
-// `tavik lint`: what is wrong in rule documents, before a device shows it.
+// `tavik lint`: finds mistakes in rule documents before they affect a device.
 
 #include <fmt/format.h>
 
@@ -26,15 +26,15 @@ namespace {
 using lint::Document;
 
 constexpr const char* kFooter =
-    R"(Each finding says what is wrong, what happens on the line because of it, and what to do; docs/lint.md has a paragraph about
-each kind. Without --rules, the library is looked at alone.
+    R"(Each finding says what is wrong, what effect it has on the line, and what to do; docs/lint.md has a section about each
+kind. Without --rules, only the library is checked.
 
 Examples:
   tavik lint --unsigned --library library.plist --rules local.plist
   tavik lint --public-key pub.pem --library library.signed --rules a.signed --rules b.signed --format json
 
-Exit status: 0 no error was found, 1 at least one error, 2 the command or an input is at fault, 4 a document is not trusted
-or empty.)";
+Exit status: 0 no errors, 1 at least one error, 2 the command line or an input is invalid, 4 a document is not trusted or
+empty.)";
 
 struct LintOptions {
   std::optional<std::string> library;
@@ -56,7 +56,7 @@ class DocumentReader {
     const Value value = parseValue(name, bytes, locations);
     if (value.ifDictionary() == nullptr) throw Unusable(name + ": is not a dictionary");
     Dictionary content = validatedContent(name, *value.ifDictionary(), platform_);
-    if (!options_.unsignedDocuments) locations.clear();  // they are those of the signed form
+    if (!options_.unsignedDocuments) locations.clear();  // they refer to the signed form
     return {role, file, Value(std::move(content)), std::move(locations)};
   }
 
@@ -93,7 +93,7 @@ ExitStatus runLint(const LintOptions& options) {
   lint::Reporter reporter;
   runChecks(parts, reporter);
   if (reporter.dropped() != 0) {
-    printToStandardError("lint", fmt::format("{} findings more are not shown", reporter.dropped()));
+    printToStandardError("lint", fmt::format("{} more findings are not shown", reporter.dropped()));
   }
   const std::vector<lint::PlacedFinding> findings = placed(std::move(reporter).take(), documents);
   writeStandardOutput(report(options, findings, documents));
@@ -108,12 +108,12 @@ ExitStatus runLint(const LintOptions& options) {
 Run defineLint(CLI::App& app) {
   const auto options = std::make_shared<LintOptions>();
   addText(app, "--library", options->library, "FILE", "The signed rule library");
-  app.add_option("--rules", options->rules, "Signed local rules; may be given several times")
+  app.add_option("--rules", options->rules, "Signed local rules; repeatable")
       ->type_name("FILE")
       ->allow_extra_args(false);
   addPlatform(app, options->platform);
   addFormat(app, options->format, {"table", "json", "sarif", "gcc"});
-  addChoice(app, "--print", options->print, "PAGE", "Print a reference in Markdown and look at no document",
+  addChoice(app, "--print", options->print, "PAGE", "Print a reference page in Markdown without checking a document",
             {"findings", "predicates"});
   app.footer(kFooter);
   return [options] { return runLint(*options); };

@@ -1,4 +1,4 @@
-// `tavik list`: what a station has to gather for one device before a check.
+// `tavik list`: what a station must collect for one device before a check.
 
 #include <fmt/format.h>
 
@@ -23,7 +23,7 @@ namespace tavik::tool {
 namespace {
 
 constexpr const char* kFooter =
-    R"(  sfc      what to ask the shop-floor system: attribute and description
+    R"(  sfc      what to request from the shop-floor system: attribute and description
   gui      what to ask the operator: attribute and description
   sim      the rules about the SIM card's identity: name and definition
   domain   the domain entries of the device's rules, numbered
@@ -32,7 +32,7 @@ constexpr const char* kFooter =
 Example:
   tavik list sfc --library rules.signed --rules product.signed --attributes device.plist
 
-Exit status: 0 listed, 2 the command or an input is at fault, 3 a fault, 4 a document is not trusted, empty or malformed,
+Exit status: 0 listed, 2 the command line or an input is invalid, 3 a fault, 4 a document is not trusted, empty or malformed,
 or the device's rules could not be assembled.)";
 
 struct List {
@@ -97,7 +97,7 @@ Run defineList(CLI::App& app) {
   const auto options = std::make_shared<ListOptions>();
   std::vector<std::string> names;
   for (const List& list : kLists) names.emplace_back(list.name);
-  addChoice(app, "KIND", options->name, "", "What to list", names)->required();
+  addChoice(app, "KIND", options->name, "", "The kind of list", names)->required();
   addRules(app, *options);
   addAttributes(app, options->attributes);
   addPlatform(app, options->platform);

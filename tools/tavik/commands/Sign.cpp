@@ -21,8 +21,8 @@ namespace tavik::tool {
 namespace {
 
 constexpr const char* kFooter =
-    R"(A property list is signed byte for byte as it is; JSON is turned into an XML property list first. OUT is written whole
-or not at all; it cannot be the file that is signed.
+    R"(A property list is signed byte for byte; JSON is converted to an XML property list first. OUT is written completely or
+not at all; it cannot be the input file.
 
 Example:
   tavik sign --key station.pem rules.plist -o rules.signed
@@ -42,12 +42,12 @@ Data readPayload(const std::string& path) {
   const Value document = parseValue(name, bytes);
   if (document.ifDictionary() == nullptr) throw Unusable(name + ": is not a dictionary");
   if (isSigned(*document.ifDictionary())) {
-    throw Unusable(name + ": is signed already; sign the document that \"tavik verify --raw\" prints");
+    throw Unusable(name + ": is already signed; sign the document that \"tavik verify --raw\" prints");
   }
   return isJson(bytes) ? toPropertyList(name, document) : Data(bytesOf(bytes));
 }
 
-/// Refuses to replace the document: only its signed form would be left.
+/// Refuses to replace the input document: only its signed form would be left.
 void requireOtherFile(const SignOptions& options) {
   std::error_code noFile;
   if (options.input != kStandardStream && std::filesystem::equivalent(options.input, options.output, noFile)) {

@@ -29,20 +29,20 @@ namespace tavik::tool {
 namespace {
 
 constexpr const char* kFooter =
-    R"(A case file holds devices and what is expected of the rules that they get:
+    R"(A case file contains devices and the results expected from their rules:
 
   {"library": "rule-library.plist", "rules": "local-rules.plist", "unsigned": true,
-   "cases": [{"name": "a device of 32 GB", "attributes": "device.plist", "change": {"TotalDiskCapacity": 32000000000},
+   "cases": [{"name": "32 GB device", "attributes": "device.plist", "change": {"TotalDiskCapacity": 32000000000},
               "expect": {"rules": {"Storage size": "fail"}, "others": "pass"}}]}
 
-docs/testing-rules.md describes it. Its paths count from the file's folder; options replace the documents and the key that it
-names. A device that gets no rules does not pass, and a file without cases is refused.
+docs/testing-rules.md describes the format. Paths are relative to the case file's folder; options override the documents and
+the key that it names. A device that gets no rules does not pass, and a file without cases is rejected.
 
 Formats:
-  table  for the terminal: a line for each case, and what was not as expected
+  table  for the terminal: one line per case, and the differences
   json   {"cases": [{"file", "name", "passed", "mismatches": [{"rule", "message", "expected", "found"}, ...]}, ...],
-         "passed": 1, "failed": 0}, and "coverage" where it was asked for
-  junit  JUnit XML for CI servers: a test suite for each file
+         "passed": 1, "failed": 0}, and "coverage" if requested
+  junit  JUnit XML for CI servers: one test suite per file
 
 Examples:
   tavik test rule-tests.json
@@ -50,7 +50,7 @@ Examples:
   tavik test *-tests.json --coverage
   tavik test *-tests.json --format junit > rule-tests.xml
 
-Exit status: 0 every case passed, 1 a case failed, 2 the command or an input is at fault, 4 a document is not trusted, empty
+Exit status: 0 every case passed, 1 a case failed, 2 the command line or an input is invalid, 4 a document is not trusted, empty
 or malformed.)";
 
 struct TestOptions {
@@ -73,12 +73,12 @@ struct DocumentNames {
   friend auto operator<=>(const DocumentNames&, const DocumentNames&) = default;
 };
 
-/// What is read from `option`, or else from a case file.
+/// The document named by `option`, else by the case file.
 std::string documentName(std::string_view option, const std::optional<std::string>& given,
                          const std::optional<std::string>& inFile, const CaseFile& file) {
   if (given) return *given;
   if (!inFile) {
-    throw Unusable(fmt::format("{}: has no \"{}\"; add it, or give {} FILE", file.name, option.substr(2), option));
+    throw Unusable(fmt::format("{}: \"{}\" is missing; add it, or use {} FILE", file.name, option.substr(2), option));
   }
   return *inFile;
 }
@@ -91,7 +91,7 @@ DocumentNames documentNames(const TestOptions& options, const CaseFile& file) {
           .publicKey = given ? options.platform.publicKey : file.publicKey};
 }
 
-/// Says what the rules of the mismatches are about: "TotalDiskCapacity: Passes when the storage has as many GB as
+/// Adds what the rules of the mismatches are about: "TotalDiskCapacity: Passes when the storage has as many GB as
 /// expected."
 void addNotes(std::vector<Mismatch>& mismatches, const RuleNotes& notes) {
   for (Mismatch& mismatch : mismatches) {
@@ -104,7 +104,7 @@ void addNotes(std::vector<Mismatch>& mismatches, const RuleNotes& notes) {
   }
 }
 
-/// A pair of rule documents, made ready to check devices with.
+/// A pair of rule documents, prepared for checking devices.
 class ReadyRules {
  public:
   ReadyRules(const DocumentNames& names, const TestOptions& options, Inputs& inputs)
@@ -116,7 +116,7 @@ class ReadyRules {
     if (options.coverage) coverage_.emplace(kernel_->library(), prepared_->localRules());
   }
 
-  /// Null if it was not asked for.
+  /// Null if coverage was not requested.
   [[nodiscard]] const Coverage* coverage() const { return coverage_ ? &*coverage_ : nullptr; }
   void checkLog() const { platform_->checkLog(); }
 
@@ -152,7 +152,7 @@ class TestRun {
       }
     }
     if (results.cases.empty())
-      throw Unusable(fmt::format("--filter {}: no case has a name with this text", options_.filter));
+      throw Unusable(fmt::format("--filter {}: no case name contains this text", options_.filter));
     for (const auto& [names, rules] : rules_) {
       rules.checkLog();
       if (rules.coverage() != nullptr) results.coverage.push_back({names.library, names.rules, rules.coverage()});
@@ -168,7 +168,7 @@ class TestRun {
     if (names.unsignedDocuments) {
       const std::string_view who = options_.platform.unsignedDocuments ? "--unsigned" : std::string_view(file.name);
       printToStandardError("test",
-                           fmt::format("{}: the rule documents are taken as they are, no signature is checked", who));
+                           fmt::format("{}: rule documents are used as they are; signatures are not verified", who));
     } else {
       warnAboutTrust("test", {.publicKey = names.publicKey});
     }
@@ -184,7 +184,7 @@ class TestRun {
 ExitStatus runTest(const TestOptions& options) {
   if (options.platform.unsignedDocuments && options.platform.publicKey)
     throw Unusable("--public-key and --unsigned exclude each other");
-  if (options.coverage && options.format == "junit") throw Unusable("--coverage: JUnit XML has no place for it");
+  if (options.coverage && options.format == "junit") throw Unusable("--coverage: not available in JUnit XML");
   TestRun run(options);
   const TestResults results = run.run();
   if (options.format == "json") {
@@ -202,11 +202,10 @@ ExitStatus runTest(const TestOptions& options) {
 Run defineTest(CLI::App& app) {
   const auto options = std::make_shared<TestOptions>();
   app.add_option("CASES", options->caseFiles, "The case files")->type_name("")->required();
-  addText(app, "--library", options->library, "FILE", "The rule library, in place of those that the case files name");
-  addText(app, "--rules", options->rules, "FILE", "The local rules, likewise");
-  addText(app, "--filter", options->filter, "TEXT", "Run only the cases that have TEXT in their names");
-  app.add_flag("--coverage", options->coverage,
-               "Tell which rules, part numbers and regions no case has seen pass and fail")
+  addText(app, "--library", options->library, "FILE", "The rule library to use instead of those in the case files");
+  addText(app, "--rules", options->rules, "FILE", "The local rules to use instead of those in the case files");
+  addText(app, "--filter", options->filter, "TEXT", "Run only the cases whose names contain TEXT");
+  app.add_flag("--coverage", options->coverage, "Show which rules, part numbers and regions no case has covered")
       ->multi_option_policy(CLI::MultiOptionPolicy::Throw);
   addPlatform(app, options->platform);
   addFormat(app, options->format, {"table", "json", "junit"});

@@ -1,4 +1,4 @@
-// `tavik verify`: checks a signed rule document and prints its content.
+// `tavik verify`: verifies a signed rule document and prints its content.
 
 #include <tavik/ZRTTavikKernel.h>
 
@@ -18,15 +18,15 @@ namespace tavik::tool {
 namespace {
 
 constexpr const char* kFooter =
-    R"(Prints the content of the signed document, once a signature holds: as an XML property list, or as JSON. With --raw, prints
-the bytes that were signed as they are, comments included.
+    R"(Prints the content of the signed document if a signature is valid: as an XML property list, or as JSON. With --raw, prints
+the signed bytes unchanged, including comments.
 
 Examples:
   tavik verify --public-key station-pub.pem rules.signed
   tavik verify --public-key station-pub.pem rules.signed --format json
   tavik verify --public-key station-pub.pem rules.signed --raw > rules.plist
 
-Exit status: 0 trusted, 2 the command, the file or the key is at fault, 4 not trusted.)";
+Exit status: 0 trusted, 2 the command line, the file or the key is invalid, 4 not trusted.)";
 
 struct VerifyOptions {
   PlatformOptions platform;
@@ -60,7 +60,7 @@ Run defineVerify(CLI::App& app) {
   addText(app, "IN", options->input, "", "The signed document; \"-\" is standard input")->required();
   addPublicKey(app, options->platform);
   CLI::Option* const format = addFormat(app, options->format, {"table", "plist", "json"});
-  app.add_flag("--raw", options->raw, "Print the bytes that were signed, unchanged")
+  app.add_flag("--raw", options->raw, "Print the signed bytes unchanged")
       ->multi_option_policy(CLI::MultiOptionPolicy::Throw);
   app.footer(kFooter);
   return [options, format] {

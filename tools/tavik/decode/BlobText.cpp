@@ -11,7 +11,7 @@ namespace tavik::tool {
 namespace {
 
 constexpr std::size_t kBytesPerLine = 16;
-/// Of long data a terminal shows the beginning.
+/// A terminal shows only the beginning of long data.
 constexpr std::size_t kMostLinesOnTerminal = 16;
 
 void addData(Table& table, const std::string& name, std::span<const std::uint8_t> bytes, const Screen& screen) {

@@ -11,7 +11,7 @@
 
 namespace tavik::tool {
 
-/// Tags or item names with their values: texts as they are, data as a hex dump.
+/// Tags or item names with their values: strings unchanged, data as a hex dump.
 std::string entriesText(const Dictionary& entries, const Screen& screen);
 
 /// The test states of all control bits in a grid, then the records of those that failed or are incomplete.

@@ -76,7 +76,7 @@ std::string hexadecimal(std::span<const std::uint8_t> bytes) {
   return text;
 }
 
-/// An INTEGER of up to eight bytes; absent for any other.
+/// An INTEGER of up to eight bytes; otherwise absent.
 std::optional<std::string> integerText(std::span<const std::uint8_t> bytes) {
   if (bytes.empty() || bytes.size() > sizeof(std::int64_t)) return std::nullopt;
   std::uint64_t bits = (bytes.front() & 0x80U) != 0 ? ~std::uint64_t{0} : 0;
@@ -84,7 +84,7 @@ std::optional<std::string> integerText(std::span<const std::uint8_t> bytes) {
   return fmt::to_string(static_cast<std::int64_t>(bits));
 }
 
-/// The arcs with points between them; absent when they are cut short or too large.
+/// The arcs separated by periods; absent if they are truncated or too large.
 std::optional<std::string> objectIdentifierText(std::span<const std::uint8_t> bytes) {
   constexpr std::size_t kMostBytes = 64;
   if (bytes.empty() || bytes.size() > kMostBytes || (bytes.back() & 0x80U) != 0) return std::nullopt;
@@ -105,7 +105,7 @@ std::optional<std::string> objectIdentifierText(std::span<const std::uint8_t> by
   return text;
 }
 
-/// The content as text, when it is nothing but that.
+/// The content as text, if it is printable.
 std::string contentText(const DerElement& element) {
   constexpr std::size_t kMostBytes = 4096;
   constexpr std::size_t kMostColumns = 120;

@@ -1,5 +1,5 @@
 /// @file
-/// A walk over all elements of DER-encoded bytes, into the constructed ones too, at any depth.
+/// Visits all elements of DER-encoded bytes, including those in constructed ones, at any depth.
 #ifndef TAVIK_TOOL_DECODE_DER_WALK_H
 #define TAVIK_TOOL_DECODE_DER_WALK_H
 
@@ -26,25 +26,24 @@ class DerVisitor {
   DerVisitor& operator=(const DerVisitor&) = delete;
   virtual ~DerVisitor() = default;
 
-  /// An element, after `depth` elements that it lies in. The elements of a constructed one come next.
+  /// An element at nesting level `depth`. The elements of a constructed one follow.
   virtual void enter(const DerElement& element, std::size_t depth) = 0;
-  /// The end of the constructed element entered last, also when reading ended inside it.
+  /// The end of the constructed element that was entered last, even if reading ended inside it.
   virtual void leave() = 0;
 };
 
 struct DerEnd {
-  std::uint32_t status;  ///< kDERDecoderErrorNone at the end of the bytes, else the decoder's status
+  std::uint32_t status;  ///< kDERDecoderErrorNone at the end of the bytes, otherwise the decoder's status
   std::uint32_t offset;  ///< where reading ended
 };
 
-/// Visits every element in order until one cannot be read. Time is linear in the bytes; the stack is not in use for
-/// depth.
+/// Visits every element in order until one cannot be read. Takes linear time and does not recurse.
 DerEnd walkDer(std::span<const std::uint8_t> bytes, DerVisitor& visitor);
 
 /// "SEQUENCE", "[3]", "APPLICATION 5".
 std::string derTagText(const DerElement& element);
 
-/// What a primitive element holds, on one line: a number, an object identifier, a text in quotes, or the first bytes.
+/// The content of a primitive element on one line: a number, an object identifier, a quoted string, or the first bytes.
 std::string derContentText(const DerElement& element);
 
 }  // namespace tavik::tool

@@ -14,7 +14,7 @@ namespace {
 
 std::string stopText(std::size_t offset, std::string_view reason) { return fmt::format("byte {}: {}", offset, reason); }
 
-/// Where in `manifest` the members of its item set stop; empty if they reach its end.
+/// Where the members of the item set in `manifest` end early; empty if they reach its end.
 std::string whyItemsStop(const Data& manifest, const DERDecoder& set) {
   for (std::uint32_t begin = 0; begin < set.length;) {
     DERDecoder item{};
@@ -29,7 +29,7 @@ std::string whyItemsStop(const Data& manifest, const DERDecoder& set) {
   return "";
 }
 
-/// Adds what is wrong with an attribute, or a part of one, if it is there.
+/// Adds the problem of an attribute, or of a part of one, if it is present.
 template <class Why>
 void add(std::vector<PackedTrouble>& troubles, const Dictionary& attributes, std::string_view name,
          std::string_view prefix, Why whyStops) {
@@ -72,7 +72,7 @@ std::string whyManifestStops(const Data& manifest, TavikManifestBodyParser parse
     case kDERDecoderErrorOverflow:
       return fmt::format("an element cannot be read: {}", derTrouble(status));
     default:
-      return "it does not have the shape of this manifest";
+      return "it does not have the structure of this manifest";
   }
 }
 

@@ -22,13 +22,13 @@ std::string whyControlBitsStop(const Data& block);
 /// The same for a manifest, read by `parser`.
 std::string whyManifestStops(const Data& manifest, TavikManifestBodyParser parser);
 
-/// What is wrong with DER at a status of the decoder.
+/// Describes a status of the DER decoder.
 std::string_view derTrouble(std::uint32_t status);
 
-/// A packed attribute, or a part of one, that a check cannot decode to its end.
+/// A packed attribute, or a part of one, that a check cannot decode completely.
 struct PackedTrouble {
   std::string_view prefix;  ///< of its fields: "SysCfgData."
-  std::string why;          ///< a sentence without a full stop
+  std::string why;          ///< a sentence without a period
 };
 std::vector<PackedTrouble> packedTroubles(const Dictionary& attributes);
 

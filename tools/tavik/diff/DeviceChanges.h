@@ -1,5 +1,5 @@
 /// @file
-/// Devices checked with the rule documents as they were and as they are: what comes out otherwise.
+/// Checks devices with the old and the new rule documents and finds different results.
 #ifndef TAVIK_TOOL_DIFF_DEVICE_CHANGES_H
 #define TAVIK_TOOL_DIFF_DEVICE_CHANGES_H
 
@@ -18,14 +18,14 @@
 
 namespace tavik::tool {
 
-/// A rule's record; absent where the device does not get the rule, or gets no verdict at all.
+/// A rule's record; absent if the device does not get the rule, or gets no verdict at all.
 struct RecordChange {
   std::string rule;
   std::optional<Value> before;
   std::optional<Value> after;
 };
 
-/// A device that comes out otherwise; borrows what it came to.
+/// A device with a different result; borrows its outcomes.
 struct DeviceChange {
   const Value& id;
   const CheckOutcome& before;
@@ -35,14 +35,14 @@ struct DeviceChange {
   [[nodiscard]] bool sameVerdict() const;
 };
 
-/// How many devices see a rule come out otherwise.
+/// The number of devices for which a rule has a different result.
 struct RecordTally {
   std::size_t nowFails = 0;
   std::size_t nowPasses = 0;
-  std::size_t others = 0;  ///< other texts, gained or lost
+  std::size_t others = 0;  ///< other texts, or the rule is gained or lost
 };
 
-/// Checks device after device, and remembers of each that comes out otherwise what `render` makes of it.
+/// Checks one device after another and keeps the text that `render` returns for each one with a different result.
 class DeviceChanges {
  public:
   using Render = std::function<void(std::string& out, const DeviceChange& change)>;
@@ -51,7 +51,7 @@ class DeviceChanges {
       : before_(std::move(before)), after_(std::move(after)), render_(std::move(render)) {}
 
   void check(const Value& id, const Dictionary& attributes, const Dictionary& sources);
-  /// The same for a device that was checked twice already.
+  /// The same for a device that was already checked twice.
   void compare(const Value& id, const CheckOutcome& before, const CheckOutcome& after);
 
   [[nodiscard]] const PreparedRules& rulesBefore() const noexcept { return *before_; }

@@ -1,4 +1,4 @@
-// A difference for programs.
+// A difference as JSON.
 
 #include <string_view>
 

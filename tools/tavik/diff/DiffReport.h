@@ -1,5 +1,5 @@
 /// @file
-/// What `tavik diff` prints.
+/// The output of `tavik diff`.
 #ifndef TAVIK_TOOL_DIFF_DIFF_REPORT_H
 #define TAVIK_TOOL_DIFF_DIFF_REPORT_H
 
@@ -22,7 +22,7 @@ struct RulesDifference {
   [[nodiscard]] bool empty() const { return rules.empty() && (!devices || devices->changed() == 0); }
 };
 
-/// How the two formats have a device that comes out otherwise.
+/// Formats a device with a different result, one function per format.
 DeviceChanges::Render textRenderer(const Screen& screen);
 DeviceChanges::Render jsonRenderer();
 

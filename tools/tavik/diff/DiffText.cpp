@@ -1,4 +1,4 @@
-// A difference for a reviewer: each change once, with whom it concerns.
+// A difference for reviewers: each change once, with the affected devices.
 
 #include <fmt/format.h>
 
@@ -31,14 +31,14 @@ std::string valueFromText(std::string_view from) {
   return visible(from);
 }
 
-/// An entry's value with its kind to be seen, and who says it.
+/// An entry's value with its kind visible, and where it is defined.
 std::string shown(const Value* value, std::string_view from) {
   if (value == nullptr) return "none";
   const std::string text = visible(toJson(*value));
   return from.empty() ? text : fmt::format("{} ({})", text, valueFromText(from));
 }
 
-/// What differs between two values, in lines: of lists the elements, of dictionaries the entries, of others all.
+/// The differences between two values, in lines: elements of lists, entries of dictionaries, whole values otherwise.
 class ValueDifference {
  public:
   ValueDifference(std::string path, const Value& before, const Value& after) {
@@ -78,10 +78,10 @@ class ValueDifference {
     const std::string added = elementsBeyond(after, before);
     if (!gone.empty()) lines_.push_back(fmt::format("{}: without {}", path, gone));
     if (!added.empty()) lines_.push_back(fmt::format("{}: with {}", path, added));
-    if (gone.empty() && added.empty()) lines_.push_back(path + ": in another order");
+    if (gone.empty() && added.empty()) lines_.push_back(path + ": different order");
   }
 
-  /// The elements of a list that another one lacks, counting each as often as it stands there.
+  /// The elements of a list that the other one lacks, counting duplicates.
   static std::string elementsBeyond(const Array& list, const Array& other) {
     std::unordered_map<std::string, std::size_t> there;
     for (const Value& element : other) ++there[toJson(element)];
@@ -100,7 +100,7 @@ class ValueDifference {
   std::vector<std::string> lines_;
 };
 
-/// An entry of a rule, old and new: side by side where they are short, else what differs between them.
+/// An entry of a rule, old and new: side by side if they are short, otherwise their differences.
 std::vector<std::string> entryTexts(std::string_view key, const RuleChange& change) {
   const bool isValue = key == "value";
   const Value* const before = change.before.find(key);
@@ -144,7 +144,7 @@ std::string referencesText(const Value& references) {
   return text;
 }
 
-/// A rule that is gained: what it is about.
+/// The contents of a gained rule.
 std::vector<std::string> wholeRule(const Dictionary& rule, std::string_view valueFrom) {
   std::string text;
   const auto add = [&](std::string_view key, const std::string& entry) {
@@ -182,17 +182,17 @@ ChangeText textOf(const RuleChange& change) {
       return {"changed", rule, changedEntries(change)};
     case RuleChange::Category::kForwards:
       return {"order",
-              "the last of these rules to forward attributes is the one that counts",
+              "the last of these rules to forward attributes takes effect",
               {"old: " + namesIn(change.before), "new: " + namesIn(change.after)}};
     case RuleChange::Category::kAccepted:
       return {"accepted", "got no rules: " + lineOf(change.before.find("reason"))};
     case RuleChange::Category::kRefused:
-      return {"refused", "get no rules any more: " + lineOf(change.after.find("reason"))};
+      return {"refused", "no longer get rules: " + lineOf(change.after.find("reason"))};
     case RuleChange::Category::kRefusal:
       break;
   }
   return {"refused",
-          "get no rules, for another reason",
+          "get no rules, for a different reason",
           {"old: " + lineOf(change.before.find("reason")), "new: " + lineOf(change.after.find("reason"))}};
 }
 
@@ -247,11 +247,11 @@ void appendDevice(std::string& out, const DeviceChange& change, const Screen& sc
 }
 
 std::string devicesText(const DeviceChanges& devices, const Screen& screen) {
-  std::string text = fmt::format("\n{} of {} {} out otherwise\n", devices.changed(), devices.devices(),
-                                 devices.devices() == 1 ? "device comes" : "devices come");
+  std::string text = fmt::format("\n{} of {} {} a different result\n", devices.changed(), devices.devices(),
+                                 devices.devices() == 1 ? "device has" : "devices have");
   if (devices.changed() == 0) return text;
   Table table;
-  table.add(Style::kHeading, {"  rule", "now fails", "now passes", "otherwise"});
+  table.add(Style::kHeading, {"  rule", "now fails", "now passes", "differs"});
   for (const auto& [rule, tally] : devices.rules()) {
     table.add(Style::kPlain, {"  " + visible(rule), std::to_string(tally.nowFails), std::to_string(tally.nowPasses),
                               std::to_string(tally.others)});
@@ -268,7 +268,7 @@ DeviceChanges::Render textRenderer(const Screen& screen) {
 std::string differenceText(const RulesDifference& difference, const Screen& screen) {
   std::string text = versionsText(difference.versions);
   for (const ChangeGroup& group : difference.rules.groups()) text += groupText(group, difference.rules.kinds(), screen);
-  if (difference.rules.empty()) text += "\nno device gets other rules\n";
+  if (difference.rules.empty()) text += "\nno device gets different rules\n";
   return text + (difference.devices ? devicesText(*difference.devices, screen) : "");
 }
 

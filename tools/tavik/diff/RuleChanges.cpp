@@ -15,12 +15,12 @@
 namespace tavik::tool {
 namespace {
 
-/// What counts in a rule; "hideResult" counts by being there.
+/// The keys of a rule that count; "hideResult" counts by its presence.
 constexpr std::string_view kKeys[] = {"attribute", "predicate", "value", "references", "hideResult", "domain", "poll"};
 
 constexpr std::string_view kUnknown = "unknown part number or region";
 
-/// A predicate expression with its operator in upper case; a malformed one as it is.
+/// A predicate expression with its operator in uppercase; a malformed one unchanged.
 std::string canonical(std::string_view text) {
   const PredicateExpression expression = PredicateExpression::parse(text);
   return expression.isMalformed() ? std::string(text) : expression.text();
@@ -36,7 +36,7 @@ std::optional<Value> effective(const RuleOrigin& rule, std::string_view key) {
   return key == "predicate" && value->isString() ? Value(canonical(*value->ifString())) : *value;
 }
 
-/// Whether an entry is the same without a closer look.
+/// Whether an entry is the same without a closer comparison.
 bool isShared(const RuleOrigin& before, const RuleOrigin& after, std::string_view key) {
   return key == "value" ? before.value() == after.value() : before.definition == after.definition;
 }
@@ -102,7 +102,7 @@ Dictionary listed(const std::vector<std::string_view>& names) {
   return {{"rules", std::move(array)}};
 }
 
-/// Why devices get no rules; the same words for every part number and region that is not known.
+/// Why devices get no rules; the same text for every unknown part number and region.
 std::string reasonOf(const Error& error) {
   return std::string(saysUnknownDevice(error) ? kUnknown : error.localizedDescription());
 }

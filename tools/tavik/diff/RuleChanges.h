@@ -1,5 +1,5 @@
 /// @file
-/// What a change of rule documents does to the rules of each part number and region, equal changes gathered.
+/// The effect of a change to rule documents on the rules of each part number and region; equal changes are grouped.
 #ifndef TAVIK_TOOL_DIFF_RULE_CHANGES_H
 #define TAVIK_TOOL_DIFF_RULE_CHANGES_H
 
@@ -23,27 +23,27 @@ struct RuleChange {
   enum class Category : std::uint8_t {
     kGained,
     kLost,
-    kChanged,   ///< the rule is another one
-    kForwards,  ///< rules that forward attributes to the station come in another order: the last one counts
-    kAccepted,  ///< devices that got no rules get some
-    kRefused,   ///< and the other way round
-    kRefusal,   ///< they get none for another reason
+    kChanged,   ///< the rule differs
+    kForwards,  ///< rules that forward attributes to the station have a different order: the last one takes effect
+    kAccepted,  ///< devices without rules get some
+    kRefused,   ///< devices lose all rules
+    kRefusal,   ///< devices get no rules, for a different reason
   };
 
   Category category;
-  std::string rule = {};  ///< of the first three
-  /// Of a rule, the entries that differ, with "value" as it is expected: all of one that is gained or lost. Of
-  /// kForwards "rules", of the last three "reason".
+  std::string rule = {};  ///< for the first three
+  /// For a rule, the entries that differ, with "value" as the expected value; all entries of a gained or lost rule. For
+  /// kForwards "rules", for the last three "reason".
   Dictionary before = {};
   Dictionary after = {};
-  /// Who says "value": "part_number", "region", "generic", "set NAME" or "library"; empty: nobody.
+  /// Where "value" is defined: "part_number", "region", "generic", "set NAME" or "library"; empty if it is not defined.
   std::string valueFromBefore = {};
   std::string valueFromAfter = {};
 
   [[nodiscard]] Value value() const;
 };
 
-/// Changes that the same devices see.
+/// Changes that affect the same devices.
 struct ChangeGroup {
   std::vector<std::size_t> devices;  ///< kinds of device, ascending
   std::vector<const RuleChange*> changes;
@@ -54,7 +54,7 @@ class RuleChanges {
   RuleChanges(const RuleOrigins& before, const RuleOrigins& after);
 
   [[nodiscard]] const DeviceKinds& kinds() const noexcept { return kinds_; }
-  /// What most devices see comes first.
+  /// The changes that affect the most devices come first.
   [[nodiscard]] std::vector<ChangeGroup> groups() const;
   [[nodiscard]] bool empty() const noexcept { return changes_.empty(); }
 

@@ -1,5 +1,5 @@
 /// @file
-/// What `tavik explain` has to say of a device and its rules, as text and as JSON.
+/// The output of `tavik explain` about a device and its rules, as text and as JSON.
 #ifndef TAVIK_TOOL_EXPLAIN_EXPLANATION_H
 #define TAVIK_TOOL_EXPLAIN_EXPLANATION_H
 
@@ -22,10 +22,10 @@ struct ExplainedRule {
   RuleEvaluation evaluation;
 };
 
-/// A rule that was asked about and that the device does not get.
+/// A requested rule that the device does not get.
 struct RuleNotThere {
   std::string name;
-  bool defined;                        ///< by the rule library
+  bool defined;                        ///< in the rule library
   std::vector<std::size_t> devices;    ///< the kinds of device that get it
   std::optional<std::string> nearest;  ///< a rule of the device, or else of others, that may have been meant
 };
@@ -35,22 +35,22 @@ struct Explanation {
   std::optional<Value> region;
   DeviceKinds kinds;
   RuleOrigins::Device device;
-  std::vector<ExplainedRule> rules;  ///< those that were asked about
+  std::vector<ExplainedRule> rules;  ///< the requested rules
   std::vector<RuleNotThere> notThere;
-  std::vector<std::string> aboutDevice = {};  ///< what explains several failures at once
+  std::vector<std::string> aboutDevice = {};  ///< explanations that several failures share
 };
 
-/// Every rule in a line, with what is out of the ordinary below.
+/// One line per rule, with unusual details below.
 std::string overviewText(const Explanation& explanation, const Screen& screen);
 /// Every rule step by step.
 std::string stepsText(const Explanation& explanation, const Screen& screen);
-/// One object on a line.
+/// One object on one line.
 std::string explanationJson(const Explanation& explanation);
 
 /// Why a predicate is unknown in the form that the rule calls; empty if it is known.
 std::string troubleOf(const RuleEvaluation::Call& call);
 
-/// {"part_number": ..., "region": ...}, either of which may be left out.
+/// {"part_number": ..., "region": ...}; either may be missing.
 Value deviceValue(const std::optional<Value>& partNumber, const std::optional<Value>& region);
 
 }  // namespace tavik::tool

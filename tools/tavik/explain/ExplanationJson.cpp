@@ -1,4 +1,4 @@
-// An explanation for programs. What there is not is left out.
+// An explanation as JSON. Entries without a value are left out.
 
 #include <string_view>
 #include <utility>

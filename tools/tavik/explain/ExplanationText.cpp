@@ -18,9 +18,9 @@
 namespace tavik::tool {
 namespace {
 
-constexpr std::size_t kWidestValue = 32;  // of an overview, where a rule has one line
+constexpr std::size_t kWidestValue = 32;  // in the overview, which has one line per rule
 
-/// A value with its kind to be seen: "5" is not 5.
+/// A value with its kind visible: "5" is not 5.
 std::string shown(const Value& value) { return visible(toJson(value)); }
 
 std::string shownName(const std::optional<std::string>& name) { return name ? visible(*name) : "(no name)"; }
@@ -55,7 +55,7 @@ std::string referenceText(const RuleEvaluation::Operand& reference) {
   return fmt::format("{} from {}", shownName(reference.name), visible(reference.source.value_or("the device")));
 }
 
-/// Whether a predicate would read the value that nobody says.
+/// Whether a predicate would read a value that is not defined.
 bool lacksValue(const ExplainedRule& rule, const RuleEvaluation::Call& call) {
   if (rule.origin->value() != nullptr || rule.evaluation.firstReferenceIsValue) return false;
   return call.isKnown && PredicateFacts::find(call.word)->withoutValue != Without::kSame;
@@ -66,12 +66,12 @@ bool lacksValue(const ExplainedRule& rule) {
                              [&](const RuleEvaluation::Call& call) { return lacksValue(rule, call); });
 }
 
-/// Who says what is expected.
+/// Where the expected value is defined.
 std::string valueSource(const ExplainedRule& rule) {
   if (rule.origin->entries.back().value() != nullptr) return "local rules";
   if (rule.origin->value() != nullptr) return "library";
   if (rule.evaluation.firstReferenceIsValue) return "reference";
-  return lacksValue(rule) ? "nobody" : "";
+  return lacksValue(rule) ? "undefined" : "";
 }
 
 std::string_view withoutValue(const PredicateFacts& facts) {
@@ -92,7 +92,7 @@ std::string callsText(const RuleEvaluation& evaluation) {
   return fmt::format("{} {} {}", first, word, visible(evaluation.calls.back().operation()));
 }
 
-/// What became of the values of entries that others took the place of; a sentence for each.
+/// What happened to the values of replaced entries; one sentence per value.
 std::vector<std::string> replacements(const ExplainedRule& rule, const Explanation& all) {
   const std::vector<LocalEntry>& entries = rule.origin->entries;
   const Value* const expected = rule.origin->value();
@@ -102,12 +102,12 @@ std::vector<std::string> replacements(const ExplainedRule& rule, const Explanati
     const Value* const lost = entries[i].value();
     std::string sentence = fmt::format("{} replaces {}", layerText(winner, all), layerText(entries[i], all));
     if (lost != nullptr) {
-      sentence += fmt::format(", {} its {}", winner.value() == nullptr ? "and takes away" : "with another value for",
+      sentence += fmt::format(", {} its {}", winner.value() == nullptr ? "and removes" : "with another value for",
                               shortened(shown(*lost), kWidestValue));
     }
     const bool back = i + 2 == entries.size() && lost != nullptr && winner.value() == nullptr;
     if (back && expected != nullptr) {
-      sentence += fmt::format(": the library's {} holds", shortened(shown(*expected), kWidestValue));
+      sentence += fmt::format(": the library's {} applies", shortened(shown(*expected), kWidestValue));
     }
     if (back && expected == nullptr) sentence += ": no value is left";
     sentences.push_back(std::move(sentence));
@@ -121,15 +121,15 @@ std::vector<std::string> troubles(const ExplainedRule& rule) {
   if (rule.origin->definition == nullptr) all.emplace_back("the library does not define it");
   if (!evaluation.wantsAbsence && evaluation.attribute.name && evaluation.calls.empty()) {
     const Value* const predicate = rule.origin->definition->find("predicate");
-    all.push_back(fmt::format("invalid logical operator:{}: ends every check that comes to it",
+    all.push_back(fmt::format("invalid logical operator:{}: ends every check that reaches it",
                               predicate != nullptr && predicate->isString() ? lineOf(predicate) : "(null)"));
   }
   for (const RuleEvaluation::Call& call : evaluation.calls) {
     if (!call.isKnown) {
       all.push_back(fmt::format("unknown predicate {} ({})", visible(call.operation()), visible(troubleOf(call))));
     } else if (lacksValue(rule, call)) {
-      all.push_back(
-          fmt::format("nobody says a value: {} {}", call.word, withoutValue(*PredicateFacts::find(call.word))));
+      all.push_back(fmt::format("no expected value is defined: {} {}", call.word,
+                                withoutValue(*PredicateFacts::find(call.word))));
     }
   }
   const bool pass = evaluation.record && passed(*evaluation.record);
@@ -137,7 +137,7 @@ std::vector<std::string> troubles(const ExplainedRule& rule) {
   return all;
 }
 
-/// A heading with a table below it, where there is anything in it.
+/// A heading with a table below it; omitted if the table is empty.
 class Section {
  public:
   explicit Section(std::string_view title) : title_(title) {}
@@ -164,9 +164,9 @@ std::string foundText(const std::optional<Value>& value) {
 std::string notThereText(const RuleNotThere& rule, const Explanation& all) {
   std::string text = "this device does not get it";
   if (!rule.devices.empty()) {
-    text += "; it is for " + all.kinds.text(rule.devices);
+    text += "; devices that get it: " + all.kinds.text(rule.devices);
   } else {
-    text += rule.defined ? ", nor does any other" : ", and neither the library nor the local rules know it";
+    text += rule.defined ? "; no device gets it" : "; neither the library nor the local rules define it";
   }
   if (rule.nearest) text += fmt::format("; did you mean \"{}\"?", visible(*rule.nearest));
   return text;
@@ -186,7 +186,7 @@ std::string expectedText(const ExplainedRule& rule, const Explanation& all) {
   if (evaluation.firstReferenceIsValue && !evaluation.references.empty()) {
     return "the reference " + referenceText(evaluation.references.front());
   }
-  return lacksValue(rule) ? "nobody says a value" : "";
+  return lacksValue(rule) ? "no expected value is defined" : "";
 }
 
 void addRow(Table& table, std::string_view label, const Value& record) {
@@ -232,7 +232,7 @@ std::string ruleText(const ExplainedRule& rule, const Explanation& all, const Sc
     addLine(text, "reference", fmt::format("{}: {}", referenceText(reference), foundText(reference.value)));
   }
   addLine(text, "expected", expectedText(rule, all));
-  for (const std::string& trouble : troubles(rule)) addLine(text, "look", trouble);
+  for (const std::string& trouble : troubles(rule)) addLine(text, "to review", trouble);
   text += recordsText(evaluation, screen);
   if (!evaluation.record) return text;
   const Dictionary& record = *evaluation.record->ifDictionary();
@@ -247,9 +247,9 @@ std::string ruleText(const ExplainedRule& rule, const Explanation& all, const Sc
 std::string troubleOf(const RuleEvaluation::Call& call) {
   if (call.isKnown) return "";
   if (PredicateFacts::find(call.word) == nullptr) {
-    return "there is no such predicate" + didYouMean(call.word, predicateNames());
+    return "no predicate has this name" + didYouMean(call.word, predicateNames());
   }
-  return call.withReferences ? "it takes no references" : "it needs references, and there are none";
+  return call.withReferences ? "it takes no references" : "it needs references, but there are none";
 }
 
 std::string overviewText(const Explanation& explanation, const Screen& screen) {
@@ -257,8 +257,8 @@ std::string overviewText(const Explanation& explanation, const Screen& screen) {
   Section replaced("Replaced");
   Section references("References");
   Section sets("Rule sets");
-  Section look("Look at");
-  rules.add(Style::kHeading, {"rule", "comes from", "expected", "said by", "calls"});
+  Section look("To review");
+  rules.add(Style::kHeading, {"rule", "comes from", "expected", "defined by", "calls"});
   for (const ExplainedRule& rule : explanation.rules) {
     const std::string name = visible(rule.origin->name);
     const Value* const value = rule.origin->value();

@@ -1,5 +1,5 @@
 /// @file
-/// How messages name the files of a command line.
+/// The names of command-line files in messages.
 #ifndef TAVIK_TOOL_IO_ARGUMENT_NAME_H
 #define TAVIK_TOOL_IO_ARGUMENT_NAME_H
 
@@ -8,10 +8,10 @@
 
 namespace tavik::tool {
 
-/// The path that stands for standard input or standard output.
+/// The path of standard input or standard output.
 inline constexpr std::string_view kStandardStream = "-";
 
-/// "--rules local.plist" or "--source sfc=sfc.plist", as messages name an argument with its file.
+/// "--rules local.plist" or "--source sfc=sfc.plist": an argument with its file, for messages.
 std::string nameOf(std::string_view argument, const std::string& path);
 
 }  // namespace tavik::tool

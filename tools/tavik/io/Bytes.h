@@ -1,5 +1,5 @@
 /// @file
-/// Bytes as text and text as bytes, in place.
+/// Views of bytes as text and of text as bytes.
 #ifndef TAVIK_TOOL_IO_BYTES_H
 #define TAVIK_TOOL_IO_BYTES_H
 

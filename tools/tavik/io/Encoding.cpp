@@ -26,7 +26,7 @@ std::string_view withoutWhiteSpace(std::string_view text) {
   return text;
 }
 
-/// What follows the text in quotes that `text` begins with; empty when it does not end.
+/// The rest after the quoted string at the beginning of `text`; empty if it is unterminated.
 std::string_view afterQuotedText(std::string_view text) {
   for (std::size_t i = 1; i < text.size(); ++i) {
     if (text[i] == '\\') {
@@ -38,7 +38,7 @@ std::string_view afterQuotedText(std::string_view text) {
   return {};
 }
 
-/// "{" begins a dictionary in old-style text too: there "=" or ";" follows a key in quotes, and a key may lack them.
+/// "{" also begins a dictionary in old-style text: there "=" or ";" follows a quoted key, and a key may have no quotes.
 bool objectIsJson(std::string_view text) {
   const std::string_view inside = withoutWhiteSpace(text.substr(1));
   if (!inside.starts_with('"')) return inside.empty() || inside.starts_with('}');
@@ -58,7 +58,7 @@ std::optional<Value> read(std::string_view bytes, std::string& error, ValueLocat
                               : readPropertyList(bytesOf(bytes), error);
 }
 
-/// For bytes that cannot be read: what they may be.
+/// A hint about bytes that cannot be read.
 std::string hintFor(std::string_view bytes) {
   const std::string_view firstLine = bytes.substr(0, bytes.find('\n'));
   if (bytes.starts_with("PK\x03\x04")) return "; this is a ZIP archive: unpack it first";

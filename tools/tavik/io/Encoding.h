@@ -1,5 +1,5 @@
 /// @file
-/// Values in bytes: which encoding they have, told by their beginning, and what they hold.
+/// Reading and writing encoded values: detects the encoding by content.
 #ifndef TAVIK_TOOL_IO_ENCODING_H
 #define TAVIK_TOOL_IO_ENCODING_H
 
@@ -12,19 +12,19 @@
 
 namespace tavik::tool {
 
-/// Whether bytes are JSON, as far as their beginning tells it from the property-list encodings.
+/// Whether bytes look like JSON rather than a property-list encoding, judged by their beginning.
 bool isJson(std::string_view bytes);
 
-/// The value that the bytes hold, a property list in any encoding or JSON. Raises `Unusable` with the location and the
-/// reason; `name` is what messages begin with.
+/// Decodes a property list in any encoding, or JSON. Throws `Unusable` with the location and the reason; `name` is the
+/// prefix of messages.
 Value parseValue(const std::string& name, std::string_view bytes);
-/// The same, with the locations of all values in `locations`, which stay empty for a binary property list.
+/// The same, with the locations of all values in `locations`, which remain empty for a binary property list.
 Value parseValue(const std::string& name, std::string_view bytes, ValueLocations& locations);
 
-/// The same for JSON alone.
+/// The same for JSON only.
 Value parseJson(const std::string& name, std::string_view text);
 
-/// The value as a property list. Raises `Unusable` for one that is nested too deep.
+/// Encodes the value as a property list. Throws `Unusable` if it is nested too deep.
 Data toPropertyList(const std::string& name, const Value& value, PropertyListFormat format = PropertyListFormat::kXml);
 
 }  // namespace tavik::tool

@@ -1,5 +1,5 @@
 /// @file
-/// Open files, and writing to them until all is written.
+/// Open files, and complete writes.
 #ifndef TAVIK_TOOL_IO_FILE_DESCRIPTOR_H
 #define TAVIK_TOOL_IO_FILE_DESCRIPTOR_H
 
@@ -9,7 +9,7 @@
 
 namespace tavik::tool {
 
-/// An open file, closed at the end; a standard stream stays open.
+/// An open file, closed on destruction; standard streams remain open.
 class FileDescriptor {
  public:
   explicit FileDescriptor(int number) noexcept : number_(number) {}
@@ -22,16 +22,16 @@ class FileDescriptor {
   int number_;
 };
 
-/// Why the last call to the system failed, in the words of `errno`.
+/// The reason for the last failed system call, from `errno`.
 std::string systemReason();
 
-/// Waits, for poll(2)'s events, until a file that others made non-blocking is ready.
+/// Waits for poll(2) events on a file that another process made non-blocking.
 void await(int file, short events);
 
-/// Takes what could be written off the front of `bytes`; false with `errno` set when that is not all.
+/// Removes the written part from the front of `bytes`; false with `errno` set if bytes remain.
 bool writeOff(int file, std::string_view& bytes);
 
-/// Writes all of it, waiting where the file is not ready; false with `errno` set when that fails.
+/// Writes everything, waiting if necessary; false with `errno` set on failure.
 bool writeAll(int file, std::string_view bytes);
 
 }  // namespace tavik::tool

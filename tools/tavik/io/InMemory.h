@@ -1,5 +1,5 @@
 /// @file
-/// Memory that runs out over an input, as a failure that names the input.
+/// Reports exhausted memory as a failure that names the input.
 #ifndef TAVIK_TOOL_IO_IN_MEMORY_H
 #define TAVIK_TOOL_IO_IN_MEMORY_H
 
@@ -10,7 +10,7 @@
 
 namespace tavik::tool {
 
-/// What `work` gives; says that memory ran out over `name`.
+/// Returns the result of `work`; if memory runs out, the failure names `name`.
 template <class Work>
 auto inMemory(const std::string& name, Work work) {
   try {

@@ -21,7 +21,7 @@
 namespace tavik::tool {
 namespace {
 
-/// Refuses what has no end or is no file: only files, pipes, sockets and a terminal on standard input are read.
+/// Rejects endless inputs and devices: only files, pipes, sockets and a terminal on standard input are read.
 void checkReadable(const std::string& name, int file, bool isStandardInput) {
   struct stat status {};
   if (fstat(file, &status) != 0) throw Unusable(name + ": " + systemReason());
@@ -36,7 +36,7 @@ void checkReadable(const std::string& name, int file, bool isStandardInput) {
   throw Unusable(fmt::format("{}: is larger than {} MiB", name, largest >> 20U));
 }
 
-/// What is there next, at least one byte; 0 at the end.
+/// Reads the next bytes, at least one; 0 at the end.
 std::size_t readSome(const std::string& name, int file, std::span<char> room) {
   while (true) {
     const ssize_t count = read(file, room.data(), room.size());
@@ -55,7 +55,8 @@ std::string readAll(const std::string& name, int file, std::size_t largest) {
   const bool isFile = fstat(file, &status) == 0 && S_ISREG(status.st_mode);
   const std::uint64_t expected = isFile ? static_cast<std::uint64_t>(status.st_size) : 0;
   if (expected > largest) refuseSize(name, largest);
-  std::string bytes(std::max<std::size_t>(expected + 1, kSmallestRoom), '\0');  // a file ends with room left over
+  std::string bytes(std::max<std::size_t>(expected + 1, kSmallestRoom),
+                    '\0');  // the spare byte detects the end of the file
   std::size_t size = 0;
   while (const std::size_t count = readSome(name, file, std::span(bytes).subspan(size))) {
     size += count;
@@ -106,7 +107,7 @@ Value Inputs::inPlace(std::string_view argument, const std::string& textOrFile) 
     return parseJson(std::string(argument), textOrFile);
   } catch (const Unusable& refusal) {
     const bool isWord = !textOrFile.empty() && textOrFile.find_first_of("\"'{}[]:,") == std::string::npos;
-    throw Unusable(refusal.what() + (isWord ? "; a text is written '\"" + textOrFile + "\"'" : std::string()));
+    throw Unusable(refusal.what() + (isWord ? "; write a string as '\"" + textOrFile + "\"'" : std::string()));
   }
 }
 

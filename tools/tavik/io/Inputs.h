@@ -1,6 +1,6 @@
 /// @file
-/// What a command reads: files and standard input, up to a limit. Every function raises `Unusable` with the argument,
-/// the place and the reason.
+/// The inputs of a command: files and standard input, up to a size limit. Every function throws `Unusable` with the
+/// argument, the location and the reason.
 #ifndef TAVIK_TOOL_IO_INPUTS_H
 #define TAVIK_TOOL_IO_INPUTS_H
 
@@ -14,24 +14,24 @@
 
 namespace tavik::tool {
 
-/// No input may be larger, and no rule document larger than `kLargestRuleDocument`.
+/// The size limit of an input; `kLargestRuleDocument` limits rule documents.
 inline constexpr std::size_t kLargestInput = std::size_t{1} << 30;
 
-/// A path is that of a regular file or a pipe; "-" is standard input, which can be read once. `argument` names the
-/// option in messages and is empty for an argument without a name.
+/// A path names a regular file or a pipe; "-" is standard input, which can be read once. `argument` names the option in
+/// messages and is empty for an argument without a name.
 class Inputs {
  public:
-  /// The file, to be read piece by piece however long it is.
+  /// Opens the file to be read piece by piece, without a size limit.
   FileDescriptor open(std::string_view argument, const std::string& path);
-  /// The contents as they are.
+  /// Returns the contents unchanged.
   std::string bytes(std::string_view argument, const std::string& path, std::size_t largest = kLargestInput);
   /// A value: a property list in any encoding, or JSON.
   Value value(std::string_view argument, const std::string& path, std::size_t largest = kLargestInput);
-  /// The same, which must be a dictionary.
+  /// The same; the value must be a dictionary.
   Dictionary dictionary(std::string_view argument, const std::string& path, std::size_t largest = kLargestInput);
   /// A rule document, signed or not.
   Dictionary ruleDocument(std::string_view argument, const std::string& path);
-  /// JSON text in place, or "@FILE".
+  /// Inline JSON text, or "@FILE".
   Value inPlace(std::string_view argument, const std::string& textOrFile);
 
  private:

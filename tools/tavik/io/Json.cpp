@@ -5,7 +5,7 @@
 namespace tavik::tool {
 namespace {
 
-/// What commands print holds values from documents with some levels around them.
+/// Commands print values from documents with a few levels around them.
 constexpr int kMostOuterLevels = 8;
 
 void appendJson(std::string& out, const Value& value, int outerLevels);
@@ -22,7 +22,7 @@ void appendElements(std::string& out, const Container& container, std::string_vi
   out += brackets.back();
 }
 
-/// Writes a container on one line, so that it does not count as a level of nesting.
+/// Writes a container on one line, so that it does not count as a nesting level.
 void appendOuter(std::string& out, const Value& value, int outerLevels) {
   if (const Array* array = value.ifArray()) {
     return appendElements(out, *array, "[]", [&](const Value& element) { appendJson(out, element, outerLevels); });

@@ -1,5 +1,5 @@
 /// @file
-/// The library's JSON writer for commands: what cannot be written ends the command.
+/// The library's JSON writer for commands: a value that cannot be written ends the command.
 #ifndef TAVIK_TOOL_IO_JSON_H
 #define TAVIK_TOOL_IO_JSON_H
 
@@ -9,8 +9,8 @@
 
 namespace tavik::tool {
 
-/// Appends a value. Raises `Unusable` for one that JSON cannot hold. On one line, a few levels of nesting around a
-/// value that can be read back are written too.
+/// Appends a value. Throws `Unusable` if JSON cannot represent it. On one line, a few nesting levels may surround a
+/// value of the maximum depth.
 void appendJson(std::string& out, const Value& value, JsonLayout layout = JsonLayout::kOneLine);
 
 std::string toJson(const Value& value, JsonLayout layout = JsonLayout::kOneLine);

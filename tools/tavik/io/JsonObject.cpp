@@ -5,8 +5,8 @@
 namespace tavik::tool {
 namespace {
 
-/// An array element by element: a record may hold an attribute that is nested as deep as a record may be, but not as an
-/// array of records may be.
+/// Writes an array element by element: a record may contain an attribute of the maximum nesting depth, but an array of
+/// records would exceed it.
 void appendValue(std::string& out, const Value& value) {
   const Array* const array = value.ifArray();
   if (array == nullptr) return appendJson(out, value);

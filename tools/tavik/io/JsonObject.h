@@ -1,5 +1,5 @@
 /// @file
-/// Objects whose entries may lack a value: null in JSON, left out of property lists.
+/// Objects whose entries may have no value: null in JSON, left out of property lists.
 #ifndef TAVIK_TOOL_IO_JSON_OBJECT_H
 #define TAVIK_TOOL_IO_JSON_OBJECT_H
 
@@ -15,13 +15,13 @@ namespace tavik::tool {
 struct JsonEntry {
   std::string_view key;
   std::optional<Value> value;
-  std::vector<JsonEntry> entries = {};  ///< of an object in place of the value, if there are any
+  std::vector<JsonEntry> entries = {};  ///< of an object, which then replaces the value
 };
 
-/// Appends the entries as JSON, without braces around them.
+/// Appends the entries as JSON, without braces.
 void appendEntries(std::string& out, const std::vector<JsonEntry>& entries);
 
-/// The entries as a line of JSON.
+/// The entries as one line of JSON.
 std::string objectLine(const std::vector<JsonEntry>& entries);
 
 /// The entries that have a value.

@@ -16,16 +16,16 @@ namespace tavik::tool {
 namespace {
 
 constexpr std::size_t kReadSize = std::size_t{1} << 18;
-/// Lines of a piece of work: enough to make handing it over cheap, few enough to bound what comes of it.
+/// Lines per piece of work: enough to make handover cheap, few enough to bound the size of the results.
 constexpr std::size_t kMostLines = 8;
-/// What is kept of a line that is too long, for the "id" that it may begin with.
+/// The kept part of a line that is too long, for the "id" at its beginning.
 constexpr std::size_t kKeptOfLongLine = 4096;
 
 constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 
 bool isBlank(std::string_view text) { return text.find_first_not_of(" \t\r") == std::string_view::npos; }
 
-/// What is left to read of a file.
+/// The number of bytes left to read.
 std::optional<std::uint64_t> sizeOf(int file) {
   struct stat status {};
   if (fstat(file, &status) != 0 || !S_ISREG(status.st_mode)) return std::nullopt;
@@ -76,7 +76,7 @@ void LineReader::addLine(std::string_view text, std::vector<Line>& lines) {
   }
 }
 
-/// Reads what is there next, at least one byte unless there is no more.
+/// Reads the next bytes, at least one unless the stream has ended.
 void LineReader::fill() {
   makeRoom();
   awaitInput();
@@ -92,7 +92,7 @@ void LineReader::fill() {
   atEnd_ = count == 0;
 }
 
-/// Drops the lines that were taken, and of a line that is too long all but its beginning.
+/// Drops the lines that were taken and, for a line that is too long, everything but its beginning.
 void LineReader::makeRoom() {
   buffer_.erase(0, start_);
   if (longLine_ || buffer_.size() > longestLine_) {
@@ -103,7 +103,7 @@ void LineReader::makeRoom() {
   searched_ = buffer_.size();
 }
 
-/// Returns when there is something to read, or a stop is requested.
+/// Returns when input is available or a stop is requested.
 void LineReader::awaitInput() const {
   pollfd files[] = {{file_.number(), POLLIN, 0}, {stop_.descriptor(), POLLIN, 0}};
   while (poll(files, std::size(files), -1) < 0 && errno == EINTR) {

@@ -10,7 +10,7 @@ void OrderedOutput::put(std::size_t number, Finished piece) {
   std::unique_lock lock(mutex_);
   room_.wait(lock, [&] { return abandoned_ || number <= due_ + window_; });
   pieces_.emplace(number, std::move(piece));
-  if (writing_) return;  // whoever writes comes to it
+  if (writing_) return;  // the writing thread also writes this piece
   writing_ = true;
   while (!abandoned_ && pieces_.contains(due_)) {
     const auto next = pieces_.extract(due_);

@@ -1,5 +1,5 @@
 /// @file
-/// Standard output shared by threads whose results shall come in the order of the input.
+/// Standard output shared by threads whose results are written in input order.
 #ifndef TAVIK_TOOL_IO_ORDERED_OUTPUT_H
 #define TAVIK_TOOL_IO_ORDERED_OUTPUT_H
 
@@ -14,7 +14,7 @@
 
 namespace tavik::tool {
 
-/// What came of a piece of the input.
+/// The result of a piece of the input.
 struct Finished {
   std::string lines;
   std::uint64_t devices = 0;
@@ -22,24 +22,23 @@ struct Finished {
   std::uint64_t position = 0;  ///< of the end of the piece, in bytes of the input
 };
 
-/// Writes pieces in the order of their numbers, by whichever thread brings the one that is due. Safe from any thread.
+/// Writes pieces in order: whichever thread completes the next piece writes it. Thread-safe.
 class OrderedOutput {
  public:
-  /// `window`: the pieces beyond the one that is due that are kept.
+  /// `window`: how many pieces after the next one are kept.
   OrderedOutput(std::size_t window, Progress& progress) : window_(window), progress_(progress) {}
 
-  /// Takes the piece `number`, counted from 0, as soon as there is room. Raises what `writeLinesToStandardOutput`
-  /// raises.
+  /// Takes the piece `number`, counted from 0, as soon as there is room. Throws like `writeLinesToStandardOutput`.
   void put(std::size_t number, Finished piece);
-  /// Nothing more will be written: a piece is missing, or standard output takes no more.
+  /// Stops writing: a piece is missing, or standard output has failed.
   void abandon();
 
  private:
   void write(const Finished& piece);
 
   std::size_t window_;
-  Progress& progress_;       // of the thread that writes
-  Progress::State written_;  // likewise
+  Progress& progress_;       // used by the writing thread
+  Progress::State written_;  // used by the writing thread
   std::mutex mutex_;
   std::condition_variable room_;
   std::map<std::size_t, Finished> pieces_;  // neither written nor being written

@@ -18,9 +18,9 @@
 namespace tavik::tool {
 namespace {
 
-/// The place that `path` leads to, where there need not be a file yet: links stay.
+/// The target of `path` with links resolved; the file need not exist.
 std::string resolved(const std::string& path) {
-  constexpr int kMostLinks = 40;  // as for the system
+  constexpr int kMostLinks = 40;  // the system's limit
   std::filesystem::path place = path;
   for (int links = 0; links < kMostLinks; ++links) {
     std::error_code notALink;
@@ -31,7 +31,8 @@ std::string resolved(const std::string& path) {
   return place.string();
 }
 
-/// Standard output's own file is not to be replaced: it may hold more. A device stands in where there is none.
+/// Standard output's own file must not be replaced, because it may contain more. If there is none, a device takes its
+/// place.
 bool isStandardOutput(const struct stat& file) {
   struct stat output {};
   return !S_ISCHR(file.st_mode) && fstat(STDOUT_FILENO, &output) == 0 && output.st_dev == file.st_dev &&

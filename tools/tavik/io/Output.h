@@ -10,8 +10,8 @@
 
 namespace tavik::tool {
 
-/// Writes an output: a regular file is replaced whole, a pipe or device is written to. "-" and any name of the file
-/// that standard output goes to are standard output.
+/// Writes an output: a regular file is replaced atomically, a pipe or device is written to. "-" and any other name of
+/// standard output's file mean standard output.
 void writeOutput(std::string_view argument, const std::string& path, std::span<const std::uint8_t> bytes);
 
 }  // namespace tavik::tool

@@ -44,7 +44,7 @@ void PendingFile::abandon() noexcept {
 }
 
 void PendingFile::fail() const {
-  throw Unusable(name_ + ": " + (errno == EEXIST ? "is there already and stays as it is" : systemReason()));
+  throw Unusable(name_ + ": " + (errno == EEXIST ? "already exists and was not changed" : systemReason()));
 }
 
 void PendingFile::write(std::span<const std::uint8_t> bytes) {
@@ -56,10 +56,11 @@ void PendingFile::commit(Existing existing) {
   const bool placed = existing == Existing::kKeep ? placeAsNew() : rename(pendingPath_.c_str(), path_.c_str()) == 0;
   if (!placed) fail();
   const FileDescriptor folder(open(folderOf(path_).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  fsync(folder.number());  // some file systems cannot; the file is there all the same
+  fsync(folder.number());  // not supported by every file system; the file is in place anyway
 }
 
-/// Network file systems know links but not the renaming that keeps a file; on memory sticks it is the other way round.
+/// Network file systems support links but not the rename that keeps an existing file; on USB sticks it is the other way
+/// around.
 bool PendingFile::placeAsNew() const {
   return link(pendingPath_.c_str(), path_.c_str()) == 0 ||
          (errno == EPERM && renameat2(AT_FDCWD, pendingPath_.c_str(), AT_FDCWD, path_.c_str(), RENAME_NOREPLACE) == 0);

@@ -1,5 +1,5 @@
 /// @file
-/// Files that appear whole under their names or not at all.
+/// Files that appear completely or not at all.
 #ifndef TAVIK_TOOL_IO_PENDING_FILE_H
 #define TAVIK_TOOL_IO_PENDING_FILE_H
 
@@ -13,23 +13,22 @@
 
 namespace tavik::tool {
 
-/// A file that is written under a name of its own, beside the place where it shall be, and takes that place when it is
-/// whole.
+/// A file that is written under a temporary name in the target folder and renamed when it is complete.
 class PendingFile {
  public:
-  /// What becomes of a file that is there already.
+  /// What happens to an existing file.
   enum class Existing : std::uint8_t { kReplace, kKeep };
 
-  /// `name`: what messages begin with.
+  /// `name`: the prefix of messages.
   PendingFile(std::string name, const std::string& path, mode_t permissions);
   PendingFile(const PendingFile&) = delete;
   PendingFile& operator=(const PendingFile&) = delete;
   ~PendingFile();
 
   void write(std::span<const std::uint8_t> bytes);
-  /// Puts the file in its place, on disk when this returns. With `kKeep`, refuses where there is a file already.
+  /// Puts the file in place; it is on disk when this returns. With `kKeep`, fails if a file exists.
   void commit(Existing existing);
-  /// Takes the file out of its place again.
+  /// Removes the file again.
   void withdraw();
 
  private:
@@ -37,14 +36,14 @@ class PendingFile {
   void abandon() noexcept;
   [[nodiscard]] bool placeAsNew() const;
 
-  SignalsHeld signals_;  // first, so that the file is out of the way when they come
+  SignalsHeld signals_;  // first, so that signals are delivered after the file is removed
   std::string name_;
   std::string path_;
-  std::string pendingPath_;  // empty when there is none
+  std::string pendingPath_;  // empty if there is none
   int file_ = -1;
 };
 
-/// Permissions of a file that anybody may read, as far as the user's mask allows.
+/// Permissions of a file that everyone may read, as far as the umask allows.
 mode_t ordinaryPermissions();
 
 }  // namespace tavik::tool

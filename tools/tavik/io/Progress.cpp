@@ -43,7 +43,7 @@ void Progress::makeWay() {
 }
 
 void Progress::clear() {
-  if (shown_) writeStandardError("\r" + std::string(*screen_.width - 1, ' ') + "\r");  // any terminal knows these
+  if (shown_) writeStandardError("\r" + std::string(*screen_.width - 1, ' ') + "\r");  // works on every terminal
   shown_ = false;
 }
 

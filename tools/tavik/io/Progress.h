@@ -1,5 +1,5 @@
 /// @file
-/// How far a long run has come: one line at the bottom of the terminal that standard error is, if it is one.
+/// The progress of a long run: one line at the bottom of the terminal, if standard error is a terminal.
 #ifndef TAVIK_TOOL_IO_PROGRESS_H
 #define TAVIK_TOOL_IO_PROGRESS_H
 
@@ -11,7 +11,7 @@
 
 namespace tavik::tool {
 
-/// For one thread at a time. Takes the line away at the end.
+/// Not thread-safe. Removes the line at the end.
 class Progress {
  public:
   struct State {
@@ -20,15 +20,15 @@ class Progress {
     std::uint64_t position = 0;  ///< in bytes of the input
   };
 
-  /// `inputSize`: in bytes, absent when it is not known.
+  /// `inputSize`: in bytes, absent if unknown.
   explicit Progress(std::optional<std::uint64_t> inputSize);
   Progress(const Progress&) = delete;
   Progress& operator=(const Progress&) = delete;
   ~Progress() { clear(); }
 
-  /// Shows the state, unless another was shown a moment ago.
+  /// Shows the state, unless it was updated a moment ago.
   void show(const State& state);
-  /// Takes the line away where standard output would write over it.
+  /// Removes the line if standard output would overwrite it.
   void makeWay();
 
  private:
@@ -39,7 +39,7 @@ class Progress {
 
   std::optional<std::uint64_t> inputSize_;
   Screen screen_;
-  bool sharesScreen_;  // with standard output
+  bool sharesScreen_;  // both streams go to the same terminal
   Clock::time_point start_ = Clock::now();
   Clock::time_point next_ = start_;
   bool shown_ = false;

@@ -1,5 +1,5 @@
 /// @file
-/// Signals that wait while something must not be left half done.
+/// Delays signals during work that must not be interrupted halfway.
 #ifndef TAVIK_TOOL_IO_SIGNALS_HELD_H
 #define TAVIK_TOOL_IO_SIGNALS_HELD_H
 
@@ -7,7 +7,7 @@
 
 namespace tavik::tool {
 
-/// While it lives, the signals that ask the command to end wait: they end it when what it began is done or undone.
+/// During its lifetime, signals that end the command are held; they are delivered when the work is done or undone.
 class SignalsHeld {
  public:
   SignalsHeld() noexcept;

@@ -14,7 +14,7 @@ void printToStandardError(std::string_view where, std::string_view message) {
 }
 
 void writeStandardError(std::string_view text) {
-  static_cast<void>(writeAll(STDERR_FILENO, text));  // nobody is left to tell
+  static_cast<void>(writeAll(STDERR_FILENO, text));  // a failure here cannot be reported
 }
 
 }  // namespace tavik::tool

@@ -1,5 +1,5 @@
 /// @file
-/// Standard error, where a command says what went wrong.
+/// Standard error, where a command reports problems.
 #ifndef TAVIK_TOOL_IO_STANDARD_ERROR_H
 #define TAVIK_TOOL_IO_STANDARD_ERROR_H
 
@@ -7,10 +7,10 @@
 
 namespace tavik::tool {
 
-/// One line on standard error, "tavik: WHERE: MESSAGE", whatever the message holds.
+/// Writes one line to standard error, "tavik: WHERE: MESSAGE", with the message made visible.
 void printToStandardError(std::string_view where, std::string_view message);
 
-/// The text as it is, as far as it can be written.
+/// Writes the text unchanged, as far as possible.
 void writeStandardError(std::string_view text);
 
 }  // namespace tavik::tool

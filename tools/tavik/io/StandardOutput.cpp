@@ -19,7 +19,7 @@ namespace {
   throw Unusable("standard output: " + std::generic_category().message(reason));
 }
 
-/// Takes the last `count` bytes off the regular file that standard output may be.
+/// Removes the last `count` bytes from standard output, if it is a regular file.
 void withdrawFromStandardOutput(std::size_t count) {
   struct stat status {};
   const off_t end = lseek(STDOUT_FILENO, 0, SEEK_CUR);

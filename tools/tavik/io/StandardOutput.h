@@ -1,6 +1,6 @@
 /// @file
-/// Standard output, whole lines of it where it matters. Every function raises `ReaderGone` when nobody reads it, and
-/// `Unusable` with the reason when it takes no more.
+/// Standard output. Every function throws `ReaderGone` if the reader has closed it, and `Unusable` with the reason if
+/// writing fails.
 #ifndef TAVIK_TOOL_IO_STANDARD_OUTPUT_H
 #define TAVIK_TOOL_IO_STANDARD_OUTPUT_H
 
@@ -12,11 +12,11 @@ namespace tavik::tool {
 /// Writes the text.
 void writeStandardOutput(std::string_view text);
 
-/// The same for whole lines: a file that has no room for all of them ends with a whole one, and pipes are given lines
-/// of up to 4096 bytes whole.
+/// The same for whole lines: a file on a full disk ends with a complete line, and pipes get lines of up to 4096 bytes
+/// in one write.
 void writeLinesToStandardOutput(std::string_view lines);
 
-/// Collects what goes to standard output and writes it in large pieces, for answers far larger than their input.
+/// Buffers standard output and writes it in large pieces, for output much larger than its input.
 class BufferedOutput {
  public:
   void append(std::string_view text);

@@ -19,7 +19,7 @@ static_assert(std::atomic<bool>::is_always_lock_free && std::atomic<int>::is_alw
 void request() noexcept {
   requested = true;
   const std::uint64_t one = 1;
-  static_cast<void>(!write(eventFile, &one, sizeof one));  // fails only when as many requests were made before
+  static_cast<void>(!write(eventFile, &one, sizeof one));  // fails only if the counter is at its maximum
 }
 
 void onSignal(int) {

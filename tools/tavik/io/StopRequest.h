@@ -1,5 +1,5 @@
 /// @file
-/// A request to end a long run early, whole: made by a signal (SIGINT, SIGTERM, SIGHUP) or by the run itself.
+/// A request to end a long run early but cleanly, made by a signal (SIGINT, SIGTERM, SIGHUP) or by the run itself.
 #ifndef TAVIK_TOOL_IO_STOP_REQUEST_H
 #define TAVIK_TOOL_IO_STOP_REQUEST_H
 
@@ -9,8 +9,8 @@
 
 namespace tavik::tool {
 
-/// While it lives, the first of the signals is a request, unless the process was started to ignore it; the second ends
-/// the process, as one does otherwise. One at a time. Safe from any thread.
+/// During its lifetime, the first of the signals is a request, unless the process was started to ignore it; the second
+/// one ends the process as usual. Only one at a time. Thread-safe.
 class StopRequest {
  public:
   StopRequest();
@@ -20,7 +20,7 @@ class StopRequest {
 
   void make() noexcept;
   [[nodiscard]] bool made() const noexcept;
-  /// For poll(2): becomes readable with the request and stays so.
+  /// For poll(2): becomes readable with the request and remains so.
   [[nodiscard]] int descriptor() const noexcept { return event_.number(); }
 
  private:

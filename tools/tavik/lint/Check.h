@@ -1,6 +1,6 @@
 /// @file
-/// What a check of `tavik lint` is, and what it finds. Adding one is one function and one row in the table of its file
-/// (RuleChecks.cpp, ValueChecks.cpp or DocumentChecks.cpp) and a section in docs/lint.md.
+/// A check of `tavik lint` and its findings. To add a check, add a function and a row in the table of its file
+/// (RuleChecks.cpp, ValueChecks.cpp or DocumentChecks.cpp), and a section in docs/lint.md.
 #ifndef TAVIK_TOOL_LINT_CHECK_H
 #define TAVIK_TOOL_LINT_CHECK_H
 
@@ -22,22 +22,22 @@ class Rule;
 struct LintedDocuments;
 
 enum class Severity : std::uint8_t {
-  kError,        ///< ends the check, or makes a rule pass or fail whatever the device says
-  kWarning,      ///< something is not read, or not as it was meant
+  kError,        ///< ends the check, or makes a rule pass or fail for every device
+  kWarning,      ///< something is ignored, or read with another meaning
   kInformation,  ///< worth knowing
 };
 std::string_view nameOf(Severity severity);
-/// As SARIF and compilers call it.
+/// The name used in SARIF and by compilers.
 std::string_view levelOf(Severity severity);
 
 struct Check {
   std::string_view name;  ///< stable
   Severity severity;
 
-  // What it looks at: any of these.
-  /// A rule as the library has it.
+  // What it examines, any of these:
+  /// A rule as the library defines it.
   void (*ofDefinition)(const Rule& rule, Reporter& reporter) = nullptr;
-  /// The same and, where another value or none can make a difference, a rule as a local entry makes it.
+  /// The same and, if another value or a missing one can make a difference, the rule with a local entry applied.
   void (*ofRule)(const Rule& rule, Reporter& reporter) = nullptr;
   void (*ofDocuments)(const LintedDocuments& documents, Reporter& reporter) = nullptr;
 };
@@ -45,45 +45,45 @@ struct Check {
 std::span<const Check> ruleChecks();
 std::span<const Check> valueChecks();
 std::span<const Check> documentChecks();
-/// All of them, by name.
+/// All checks, by name.
 std::vector<const Check*> allChecks();
 
-/// What a check says about a place.
+/// A check's message about a place.
 struct Statement {
   std::string what;    ///< what is wrong
-  std::string effect;  ///< what happens on the line because of it
+  std::string effect;  ///< what happens on the line as a result
   std::string advice;  ///< what to do
 };
 
 struct Finding {
   const Check* check;
   const Document* document;
-  std::string rule;  ///< its name, or the path where there is no rule
+  std::string rule;  ///< its name, or the path if there is no rule
   std::string path;
   const Value* value;  ///< in the document
-  bool atKey;          ///< its key is at fault
+  bool atKey;          ///< the finding is about its key
   Statement statement;
 
   [[nodiscard]] std::string message() const;
 };
 
-/// Collects what the checks find: one thing at one place once, whatever number of devices it comes up for.
+/// Collects the findings: each problem at each place is reported once, however many devices it affects.
 class Reporter {
  public:
-  /// Findings are kept up to this number, beyond it counted: a hostile document can have millions.
+  /// Findings beyond this number are only counted: a hostile document can have millions.
   static constexpr std::size_t kMost = 100'000;
 
-  /// `rule`: empty where the place is about no rule.
+  /// `rule`: empty if the place does not belong to a rule.
   void at(const Place& place, std::string_view rule, Statement statement) {
     add(place, false, rule, std::move(statement));
   }
-  /// About the key of the place, not about what stands under it.
+  /// About the key of the place, not about its value.
   void atKey(const Place& place, std::string_view rule, Statement statement) {
     add(place, true, rule, std::move(statement));
   }
 
-  /// How a sentence ends whose last word is a name that is none of the known ones: `; did you mean "NAME"?` or a full
-  /// stop. Comparing names takes its time, so that only so many are.
+  /// Ends a sentence whose last word is an unknown name: `; did you mean "NAME"?` or a period. Comparing names is slow,
+  /// so the number of comparisons is limited.
   std::string endingFor(std::string_view name, std::span<const std::string_view> known);
 
   void begin(const Check& check) { check_ = &check; }

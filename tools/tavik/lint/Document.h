@@ -19,12 +19,12 @@ struct Document {
   Role role;
   std::string file;
   Value content;             ///< a dictionary
-  ValueLocations locations;  ///< of the values in `content`, if it was read from the file itself; else empty
+  ValueLocations locations;  ///< of the values in `content` if it was read from the file itself; otherwise empty
 
   [[nodiscard]] const Dictionary& entries() const noexcept { return *content.ifDictionary(); }
 };
 
-/// A value in a document, with the way to it. Borrows its parent.
+/// A value in a document, with its path. Borrows its parent.
 class Place {
  public:
   explicit Place(const Document& document) : document_(&document), value_(&document.content) {}
@@ -40,7 +40,7 @@ class Place {
   [[nodiscard]] std::string path() const;
   /// Empty for an element, and for the document as a whole.
   [[nodiscard]] std::string_view key() const noexcept { return key_; }
-  /// The value's key or, of an element, that of its array.
+  /// The value's key or, for an element, the key of its array.
   [[nodiscard]] std::string_view name() const noexcept;
 
  private:
@@ -54,9 +54,9 @@ class Place {
   const Value* value_;
 };
 
-/// A value in a message: short, whatever it holds.
+/// A value in a message, always short.
 std::string shown(const Value& value);
-/// A text in a message, in quotes and short.
+/// Text in a message, quoted and short.
 std::string shown(std::string_view text);
 
 }  // namespace tavik::tool::lint

@@ -1,4 +1,4 @@
-// The checks of documents: their versions and keys, and how the layers of local rules come together.
+// The checks of documents: their versions and keys, and how the layers of local rules combine.
 
 #include <fmt/format.h>
 
@@ -18,7 +18,7 @@ constexpr std::string_view kDefinitionKeys[] = {"attribute",  "predicate", "valu
                                                 "hideResult", "domain",    "poll"};
 constexpr std::string_view kReferenceKeys[] = {"attribute", "source", "description"};
 constexpr std::string_view kEntryKeys[] = {"value"};
-constexpr std::string_view kExtraRules = "extra-rules";  // which is another finding
+constexpr std::string_view kExtraRules = "extra-rules";  // has its own finding
 constexpr std::string_view kTopKeys[] = {"version", "MPNRules", "GenericRules", "RuleSets", kExtraRules};
 
 void forEachEntry(const LintedDocuments& documents, const auto& visit) {
@@ -35,7 +35,7 @@ void noVersion(const LintedDocuments& documents, Reporter& reporter) {
     if (root.value().ifDictionary()->contains("version")) return;
     reporter.at(root, "",
                 {"The document has no \"version\".", "A fault ends the check of every device: no rule gets a record.",
-                 "Give it one, and another with each change."});
+                 "Add one, and change it with every edit."});
   };
   check(documents.library);
   for (const LocalRules& rules : documents.localRules) check(rules.root);
@@ -46,7 +46,7 @@ void malformedDefinition(const LintedDocuments& documents, Reporter& reporter) {
     if (name == "version" || value.ifDictionary() != nullptr) continue;
     reporter.at(documents.library.entry(name, value), name,
                 {fmt::format("The definition is {}, not a dictionary.", kindName(value.kind())),
-                 "It counts as none: the rule fails for every device that gets it.", "Write a dictionary."});
+                 "It counts as missing: the rule fails for every device that gets it.", "Write a dictionary."});
   }
 }
 
@@ -55,7 +55,7 @@ void ruleNamedLikeSet(const LintedDocuments& documents, Reporter& reporter) {
     if (!namesSet(name)) continue;
     reporter.atKey(documents.library.entry(name, *documents.definition(name)), name,
                    {"The rule's name ends in \"RuleSet\".",
-                    "Local rules that name it name a set: no device gets the rule.", "Give it another name."});
+                    "In local rules, the name refers to a set: no device gets the rule.", "Rename the rule."});
   }
 }
 
@@ -69,11 +69,10 @@ void sourceSpelling(const LintedDocuments& documents, Reporter& reporter) {
       const std::string_view spelling = *source->ifString();
       const std::string_view first = spellings.try_emplace(lowerCase(spelling), spelling).first->second;
       if (first == spelling) continue;
-      reporter.at(
-          reference.place.entry("source", *source), name,
-          {fmt::format("The source {} is spelt {} elsewhere.", shown(spelling), shown(first)),
-           "A check finds a source only as the host spells it: one of the two is never found, and its rules fail.",
-           "Spell it as the host does."});
+      reporter.at(reference.place.entry("source", *source), name,
+                  {fmt::format("The source {} is spelled {} elsewhere.", shown(spelling), shown(first)),
+                   "Source names must match the host's spelling: one of the two is never found, and its rules fail.",
+                   "Use the host's spelling."});
     }
   }
 }
@@ -94,8 +93,8 @@ void textReadAsZero(const LintedDocuments& documents, Reporter& reporter) {
   for (const auto& [attribute, place] : passing) {
     if (guarded.contains(attribute)) continue;
     reporter.atKey(place, place.key(),
-                   {fmt::format("\"{}\" reads a text without a number, such as \"N/A\", as 0 bytes.", kWord),
-                    "A device that reports such a text passes.",
+                   {fmt::format("\"{}\" reads a string without a number, such as \"N/A\", as 0 bytes.", kWord),
+                    "A device that reports such a string passes.",
                     "Add a rule that requires the attribute to be \"greaterThan\" 0."});
   }
 }
@@ -107,7 +106,7 @@ void unusedRule(const LintedDocuments& documents, Reporter& reporter) {
   for (const std::string_view name : documents.ruleNames) {
     if (used.contains(name)) continue;
     reporter.atKey(documents.library.entry(name, *documents.definition(name)), name,
-                   {"None of the local rules given here names the rule.", "No device of theirs gets it.", ""});
+                   {"None of the given local rules name this rule.", "None of their devices get it.", ""});
   }
 }
 
@@ -115,7 +114,7 @@ void notADictionary(const LintedDocuments& documents, Reporter& reporter) {
   const auto report = [&](const Place& place, std::string_view rule, std::string effect) {
     reporter.at(place, rule,
                 {fmt::format("{} is {}, not a dictionary.", shown(place.key()), kindName(place.value().kind())),
-                 std::move(effect), "Write a dictionary, if an empty one."});
+                 std::move(effect), "Write a dictionary; it may be empty."});
   };
   const auto noRules = [](const std::string& whom) {
     return fmt::format("No rule is checked for {}: \"failed to build device specific rule list\".", whom);
@@ -127,16 +126,16 @@ void notADictionary(const LintedDocuments& documents, Reporter& reporter) {
     if (entry.value->ifDictionary() != nullptr) return;
     const bool counts = entry.holds && (!namesSet(entry.name) || entry.staysRule);
     report(entry.place(), entry.name,
-           counts ? noRules(entry.layer->whom()) : "It has no effect only because another entry takes its place.");
+           counts ? noRules(entry.layer->whom()) : "It has no effect only because another entry replaces it.");
   });
 }
 
 /// What a name that the library does not define may have been meant to be.
 std::string adviceFor(const LocalRules& rules, const Entry& entry) {
-  if (entry.name == kRegionRules) return "\"RegionRules\" counts only among the entries of a part number.";
+  if (entry.name == kRegionRules) return "\"RegionRules\" only has a meaning among the entries of a part number.";
   const Dictionary* extra = rules.root.value().ifDictionary()->findDictionary(kExtraRules);
-  if (extra != nullptr && extra->contains(entry.name)) return "Define it in the library: \"extra-rules\" is not read.";
-  return "Spell it as the library does, or define it there.";
+  if (extra != nullptr && extra->contains(entry.name)) return "Define it in the library: \"extra-rules\" is ignored.";
+  return "Use the library's spelling, or define the rule there.";
 }
 
 void undefinedRule(const LintedDocuments& documents, Reporter& reporter) {
@@ -164,12 +163,12 @@ void unknownRuleSet(const LintedDocuments& documents, Reporter& reporter) {
       if (layer.category == LocalEntry::Layer::kSet) continue;
       for (const Entry& entry : layer.entries) {
         if (!namesSet(entry.name)) continue;
-        if (sets != nullptr && sets->contains(entry.name)) continue;  // what is none is another finding
+        if (sets != nullptr && sets->contains(entry.name)) continue;  // a missing set has its own finding
         reporter.atKey(
             entry.place(), "",
             {fmt::format("\"RuleSets\" has no set {}{}", shown(entry.name), reporter.endingFor(entry.name, known)),
              fmt::format("No rule is checked for {}: \"failed to build device specific rule list\".", layer.whom()),
-             "Define the set, or leave the name out."});
+             "Define the set, or remove the name."});
       }
     }
   }
@@ -181,10 +180,11 @@ void nestedRuleSet(const LintedDocuments& documents, Reporter& reporter) {
     reporter.atKey(
         entry.place(), "",
         {fmt::format("The set {} names the set {}.", shown(entry.layer->place.key()), shown(entry.name)),
-         fmt::format("Sets hold rules alone: the name stays a rule that the library does not define and fails "
-                     "for {}, and what is in that set is not checked.",
-                     entry.layer->whom()),
-         "Name it beside the other set, not in it."});
+         fmt::format(
+             "Sets can only contain rules: the name is taken as a rule that the library does not define, which fails "
+             "for {}, and the rules of that set are not checked.",
+             entry.layer->whom()),
+         "Name the two sets side by side."});
   });
 }
 
@@ -208,11 +208,11 @@ void droppedValue(const LintedDocuments& documents, Reporter& reporter) {
     const Value* replacement = entry.replacement;
     const Place place = entry.place();
     reporter.at(place.entry("value", dropped), entry.name,
-                {fmt::format("The value {} is dropped: the entry of {} comes later and replaces this one.",
+                {fmt::format("The value {} has no effect: the entry of {} comes later and replaces this one.",
                              shown(dropped), nameOf(*entry.replacedBy->layer)),
                  fmt::format("For {} the expected value is {}.", entry.replacedFor->whom(),
                              replacement == nullptr ? std::string("none") : shown(*replacement)),
-                 "Leave one of the two entries out."});
+                 "Remove one of the two entries."});
   });
 }
 
@@ -221,19 +221,19 @@ void extraRules(const LintedDocuments& documents, Reporter& reporter) {
     const Value* extra = rules.root.value().ifDictionary()->find(kExtraRules);
     if (extra == nullptr) continue;
     reporter.atKey(rules.root.entry(kExtraRules, *extra), "",
-                   {"The document has \"extra-rules\".", "Nothing reads them: no device gets a rule from there.",
+                   {"The document has \"extra-rules\".", "They are ignored: no device gets a rule from there.",
                     "Define the rules in the library."});
   }
 }
 
-/// Reports the keys of a dictionary that are none of those known.
+/// Reports the unknown keys of a dictionary.
 void reportUnread(const Place& place, std::string_view rule, std::span<const std::string_view> known,
                   const std::string& reader, Reporter& reporter) {
   for (const auto [key, value] : *place.value().ifDictionary()) {
     if (std::ranges::count(known, key) != 0) continue;
     reporter.atKey(place.entry(key, value), rule,
                    {fmt::format("{} has no key {}{}", reader, shown(key), reporter.endingFor(key, known)),
-                    "Nothing reads it.", "Spell it as it is read, or leave it out."});
+                    "The key is ignored.", "Fix the spelling or remove it."});
   }
 }
 
@@ -267,7 +267,7 @@ void unreadKeyOfEntry(const LintedDocuments& documents, const Entry& entry, Repo
 
 void unreadKeyOfLocalRules(const LintedDocuments& documents, Reporter& reporter) {
   for (const LocalRules& rules : documents.localRules) {
-    reportUnread(rules.root, "", kTopKeys, "A document of local rules", reporter);
+    reportUnread(rules.root, "", kTopKeys, "A local rules document", reporter);
   }
   forEachEntry(documents, [&](const LocalRules&, const Entry& entry) { unreadKeyOfEntry(documents, entry, reporter); });
 }
@@ -278,9 +278,9 @@ void unusedRuleSet(const LintedDocuments& documents, Reporter& reporter) {
       if (layer.category != LocalEntry::Layer::kSet || layer.isReached) continue;
       reporter.atKey(layer.place, "",
                      {namesSet(layer.place.key())
-                          ? fmt::format("Nothing names the set {}.", shown(layer.place.key()))
+                          ? fmt::format("The set {} is not used.", shown(layer.place.key()))
                           : fmt::format("The name {} does not end in \"RuleSet\".", shown(layer.place.key())),
-                      "No device gets its rules, and they were not looked at.", ""});
+                      "No device gets its rules, and they were not checked.", ""});
     }
   }
 }
@@ -292,8 +292,9 @@ void noRules(const LintedDocuments& documents, Reporter& reporter) {
       reporter.at(place, "",
                   {isTable ? fmt::format("\"{}\" is empty.", place.key())
                            : std::string("There are no rules for these devices."),
-                   isTable ? "No rule is checked for any device: it is unknown." : "They fail: \"no rules specified\".",
-                   "Fill it in, or leave it out."});
+                   isTable ? "No rule is checked for any device: every device is unknown."
+                           : "They fail: \"no rules specified\".",
+                   "Fill it in or remove it."});
     }
   }
 }

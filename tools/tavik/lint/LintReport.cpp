@@ -12,7 +12,7 @@
 namespace tavik::tool::lint {
 namespace {
 
-/// The numbers of the values that findings are about, each value counted before those in it.
+/// Numbers the values that findings refer to; each value precedes its contents.
 class Numbers {
  public:
   explicit Numbers(const std::vector<const Finding*>& findings) {
@@ -42,7 +42,7 @@ class Numbers {
   std::size_t count_ = 0;
 };
 
-/// Of a list or dictionary that has a key, the key is what one looks for.
+/// For a list or dictionary with a key, the key is the best position.
 Location locationOf(const Finding& finding, const ValueLocation& location) {
   const bool isContainer = finding.value->ifArray() != nullptr || finding.value->ifDictionary() != nullptr;
   return finding.atKey || isContainer ? location.key.value_or(location.value) : location.value;
@@ -77,8 +77,8 @@ std::string summary(const std::vector<PlacedFinding>& findings, const std::deque
   std::size_t counts[3] = {};
   for (const PlacedFinding& placed : findings) ++counts[static_cast<std::size_t>(placed.finding.check->severity)];
   const std::string looked =
-      fmt::format("{} and {} of local rules", "the rule library", counted(documents.size() - 1, "document"));
-  if (findings.empty()) return fmt::format("Nothing to find fault with in {}.\n", looked);
+      fmt::format("the rule library and {}", counted(documents.size() - 1, "local rules document"));
+  if (findings.empty()) return fmt::format("No problems found in {}.\n", looked);
   return fmt::format("{}, {}, {} for information, in {}.\n", counted(counts[0], "error"), counted(counts[1], "warning"),
                      counts[2], looked);
 }

@@ -1,5 +1,5 @@
 /// @file
-/// What `tavik lint` found: for people, for programs (JSON), and as editors and compilers' logs have it.
+/// The findings of `tavik lint`: for people, for programs (JSON), and in the format of compilers.
 #ifndef TAVIK_TOOL_LINT_LINT_REPORT_H
 #define TAVIK_TOOL_LINT_LINT_REPORT_H
 
@@ -20,14 +20,14 @@ struct PlacedFinding {
   std::optional<Location> position;  ///< absent if the document is signed or binary
 };
 
-/// The findings of each document in its order, with their positions.
+/// The findings of each document in document order, with their positions.
 std::vector<PlacedFinding> placed(std::vector<Finding> findings, const std::deque<Document>& documents);
 
 std::string lintTable(const std::vector<PlacedFinding>& findings, const std::deque<Document>& documents,
                       const Screen& screen);
 std::string lintJson(const std::vector<PlacedFinding>& findings);
-/// "FILE:LINE:COLUMN: SEVERITY: MESSAGE [NAME]", one finding per line; with the path in the message where the position
-/// is not known.
+/// "FILE:LINE:COLUMN: SEVERITY: MESSAGE [NAME]", one finding per line; the message includes the path if the position is
+/// unknown.
 std::string lintLines(const std::vector<PlacedFinding>& findings);
 
 }  // namespace tavik::tool::lint

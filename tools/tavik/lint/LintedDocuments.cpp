@@ -27,7 +27,7 @@ class Run {
       if (!entry.holds || entry.value->ifDictionary() == nullptr) continue;
       const Value* definition = documents_.definition(entry.name);
       if (definition == nullptr) continue;
-      // Any other entry makes the rule what the definition says, which was checked.
+      // Any other entry leaves the rule as the definition has it, which was already checked.
       const bool differs = entry.expected() != nullptr || !definition->ifDictionary()->contains("value");
       if (differs) checkRule(entry.name, &entry);
     }

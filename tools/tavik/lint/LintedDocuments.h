@@ -1,5 +1,5 @@
 /// @file
-/// All that one run of `tavik lint` looks at.
+/// All documents that one run of `tavik lint` examines.
 #ifndef TAVIK_TOOL_LINT_LINTED_DOCUMENTS_H
 #define TAVIK_TOOL_LINT_LINTED_DOCUMENTS_H
 
@@ -18,11 +18,11 @@ struct LintedDocuments {
   LintedDocuments(const LintedDocuments&) = delete;
   LintedDocuments& operator=(const LintedDocuments&) = delete;
 
-  /// The definition of a rule; null where the library has none, or one that is no dictionary.
+  /// The definition of a rule; null if the library has none, or if it is not a dictionary.
   [[nodiscard]] const Value* definition(std::string_view name) const;
 
   Place library;
-  std::vector<std::string_view> ruleNames;  ///< of the library, those with a definition
+  std::vector<std::string_view> ruleNames;  ///< of the library's rules that have a definition
   std::deque<LocalRules> localRules;
 };
 

@@ -12,14 +12,14 @@ namespace {
 
 using enum LocalEntry::Layer;
 
-/// A region says more about a device than its part number, and a set, which part numbers choose, more than the generic
-/// entries.
+/// A region is more specific than its part number, and a set, which part numbers choose, is more specific than the
+/// generic entries.
 int specificity(const Entry& entry) {
   constexpr int kOfLayers[] = {2, 3, 0, 1};
   return kOfLayers[static_cast<std::size_t>(entry.layer->category)];
 }
 
-/// Reads the layers, then settles what becomes of their entries.
+/// Reads the layers, then determines the effect of their entries.
 class Assembly {
  public:
   Assembly(LocalRules& rules, const Dictionary& library) : rules_(rules), library_(library) {
@@ -69,7 +69,7 @@ class Assembly {
     for (const auto [name, content] : *table) readEntry(place.entry(name, content));
   }
 
-  /// Null where there is no dictionary.
+  /// Null if there is no dictionary.
   Layer* add(LocalEntry::Layer category, const Place& place, std::string_view partNumber = {}) {
     Layer& layer = rules_.layers.emplace_back(Layer{.category = category, .place = place, .partNumber = partNumber});
     const Dictionary* dictionary = place.value().ifDictionary();
@@ -99,8 +99,8 @@ class Assembly {
     });
   }
 
-  /// What becomes of an entry depends on the layers after it. Many devices share those: each layer is settled once for
-  /// the same ones after it.
+  /// The effect of an entry depends on the layers after it, which many devices share: each layer is resolved once for
+  /// the same following layers.
   void settleDevice(Layer* own, Layer* region, std::span<const LocalLayer> layers) {
     const Layer* device = region != nullptr ? region : own;
     if (std::ranges::all_of(layers, [](const LocalLayer& layer) { return layer.size == 0; })) {
@@ -120,7 +120,7 @@ class Assembly {
     if (own != nullptr && (region == nullptr || ends_.try_emplace({end, own}).second)) settleLayer(*own, shared, *own);
   }
 
-  /// Of a part number: as if there were no region.
+  /// For a part number: as if there were no region.
   void settleLayer(Layer& layer, Layers later, const Layer& device) {
     if (layer.isReached) {
       for (Entry* entry : layer.contested) settleEntry(*entry, later, device);
@@ -133,7 +133,7 @@ class Assembly {
     }
   }
 
-  /// Whether it depends on the sets after it what becomes of the entry.
+  /// Whether the effect of the entry depends on the sets after it.
   [[nodiscard]] bool isContested(const Entry& entry) const {
     const bool isInSet = entry.layer->category == kSet;
     const auto sets = setsWith_.find(entry.name);
@@ -147,7 +147,7 @@ class Assembly {
     if (isNested && std::ranges::none_of(later, isItsSet)) entry.staysRule = true;
   }
 
-  /// The region's entries have their place among those of its part number, after so many of them.
+  /// The region's entries come after this many entries of its part number.
   void settleRegion(const Layer& own, std::size_t before, Layer& region, Layers later) {
     region.isReached = true;
     for (Entry& entry : region.entries) {
@@ -162,7 +162,7 @@ class Assembly {
     }
   }
 
-  /// `winner`: null where nothing replaces the entry.
+  /// `winner`: null if nothing replaces the entry.
   void settle(Entry& entry, const Entry* winner, const Layer& device) {
     if (winner != nullptr) return replace(entry, *winner, device);
     entry.holds = true;
@@ -171,7 +171,7 @@ class Assembly {
   void replace(Entry& entry, const Entry& winner, const Layer& device) {
     const Value* dropped = entry.expected();
     if (entry.replacedBy != nullptr || dropped == nullptr) return;
-    // What a more special layer says in its turn is meant so.
+    // A value from a more specific layer is intentional.
     if (winner.expected() != nullptr && specificity(winner) > specificity(entry)) return;
     const Dictionary* definition = library_.findDictionary(entry.name);
     const Value* inLibrary = definition == nullptr ? nullptr : definition->find("value");
@@ -182,7 +182,7 @@ class Assembly {
     entry.replacedFor = &device;
   }
 
-  /// The entry of that name in the last of the layers that have one; null where none has.
+  /// The entry of that name in the last of the layers that have one; null if none does.
   [[nodiscard]] const Entry* last(std::string_view name, Layers layers) const {
     if (!setsWith_.contains(name)) layers = layers.first(std::min<std::size_t>(layers.size(), 1));
     for (std::size_t i = layers.size(); i-- > 0;) {
@@ -193,10 +193,10 @@ class Assembly {
 
   LocalRules& rules_;
   const Dictionary& library_;
-  std::vector<std::pair<Layer*, Layer*>> devices_;       // part number and region, null where they are of no interest
+  std::vector<std::pair<Layer*, Layer*>> devices_;       // part number and region; null where they make no difference
   std::unordered_map<std::string_view, Layer*> shared_;  // the generic entries, without a name, and the sets
   std::unordered_map<std::string_view, std::size_t> setsWith_;  // rule name -> how many sets have it
-  /// Layers that stood last for a device, numbered: the first of them, and the number of the others.
+  /// The last layers of a device, numbered: the first of them, and the number of the others.
   std::map<std::pair<std::size_t, const Layer*>, std::size_t> ends_;
 };
 

@@ -1,5 +1,5 @@
 /// @file
-/// Local rules taken apart: the layers that devices get entries from, and which entry comes out on top for whom.
+/// Local rules taken apart: the layers that give devices their entries, and which entry is in effect for which devices.
 #ifndef TAVIK_TOOL_LINT_LOCAL_RULES_H
 #define TAVIK_TOOL_LINT_LOCAL_RULES_H
 
@@ -22,35 +22,35 @@ inline bool namesSet(std::string_view name) { return name.ends_with("RuleSet"); 
 
 struct Layer;
 
-/// An entry of a layer: a rule's name with what stands under it, or a set's name.
+/// An entry of a layer: a rule's name and its value, or a set's name.
 struct Entry {
   std::string_view name;
   const Value* value;
   const Layer* layer;
-  bool holds = false;      ///< some device gets the rule by this entry
-  bool staysRule = false;  ///< of a set's name in a set: for some device it is not expanded
-  /// An entry that replaces this one and takes its value away, the value that holds instead, and the part number or
-  /// region for which it does; null where there is none.
+  bool holds = false;      ///< some device gets the rule from this entry
+  bool staysRule = false;  ///< for a set's name in a set: for some device it is not expanded
+  /// An entry that replaces this one and removes its value, the value that is in effect instead, and the part number or
+  /// region concerned; null if there is none.
   const Entry* replacedBy = nullptr;
   const Value* replacement = nullptr;
   const Layer* replacedFor = nullptr;
-  std::size_t replacedInRegions = 0;  ///< of an entry beside "RegionRules": in how many of them
+  std::size_t replacedInRegions = 0;  ///< for an entry next to "RegionRules": the number of regions
 
   [[nodiscard]] Place place() const;
-  /// The "value" in it; null where there is none.
+  /// Its "value"; null if there is none.
   [[nodiscard]] const Value* expected() const noexcept;
 };
 
-/// Entries that stand together.
+/// The entries of one dictionary.
 struct Layer {
   LocalEntry::Layer category;
   Place place;
-  std::string_view partNumber;  ///< of kPartNumber and kRegion
+  std::string_view partNumber;  ///< for kPartNumber and kRegion
   std::vector<Entry> entries = {};
   std::unordered_map<std::string_view, Entry*> byName = {};
-  std::vector<Entry*> contested = {};  ///< those that an entry of a set after this layer may replace or expand
-  std::size_t regions = 1;             ///< of kPartNumber: those that have entries, if it has "RegionRules"
-  bool isReached = false;              ///< by some device
+  std::vector<Entry*> contested = {};  ///< entries that an entry of a set after this layer may replace or expand
+  std::size_t regions = 1;             ///< for kPartNumber: the number of regions with entries, if it has "RegionRules"
+  bool isReached = false;              ///< at least one device gets it
 
   [[nodiscard]] Entry* find(std::string_view entryName) const;
   /// "part number A in region B"
@@ -64,17 +64,17 @@ struct LocalRules {
   LocalRules(const LocalRules&) = delete;
   LocalRules& operator=(const LocalRules&) = delete;
 
-  /// What should be a dictionary and is none, with the devices that it keeps from a check.
+  /// A value that should be a dictionary but is not, with the devices that cannot be checked because of it.
   struct Malformed {
     Place place;
     std::string whom;
   };
 
   Place root;
-  std::deque<Place> tables;  ///< that layers hang from
+  std::deque<Place> tables;  ///< the parents of layers
   std::deque<Layer> layers;
   std::vector<Malformed> malformed;
-  /// Part numbers and regions, or the whole document, that give their devices no rule.
+  /// Part numbers and regions, or the whole document, that give their devices no rules.
   std::vector<Place> withoutRules;
 };
 

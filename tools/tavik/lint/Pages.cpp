@@ -31,7 +31,7 @@ std::string entryTexts(std::span<const EntryFacts> entries) {
   return texts;
 }
 
-/// What a value is, without its role.
+/// The kind of a value, without its role.
 std::string plainText(const ValueFacts& facts) {
   using ReadAs = ValueFacts::ReadAs;
   if (facts.readAs == ReadAs::kBoolean) return "boolean, number or string";
@@ -69,7 +69,7 @@ std::string_view withoutText(Without without) {
   return kTexts[static_cast<std::size_t>(without)];
 }
 
-/// What `text` has between two words; up to its end if the second one is missing, empty if the first one is.
+/// The part of `text` between two strings; up to its end if the second one is missing, empty if the first one is.
 std::string_view between(std::string_view text, std::string_view begin, std::string_view end) {
   const std::size_t found = text.find(begin);
   if (found == std::string_view::npos) return {};

@@ -1,5 +1,5 @@
 /// @file
-/// The reference pages that `tavik lint` prints: what it can find, and what predicates take.
+/// The reference pages that `tavik lint` prints: its findings, and the arguments of predicates.
 #ifndef TAVIK_TOOL_LINT_PAGES_H
 #define TAVIK_TOOL_LINT_PAGES_H
 
@@ -8,15 +8,15 @@
 
 namespace tavik::tool::lint {
 
-/// docs/lint.md, whole.
+/// The whole of docs/lint.md.
 std::string_view findingsPage();
 
-/// What the page says about a finding.
+/// The page's text about a finding.
 struct FindingText {
   std::string_view what;  ///< one sentence
   std::string why;        ///< the effects, on one line
   std::string_view before;
-  std::string_view after;  ///< empty if there is nothing to show
+  std::string_view after;  ///< empty if there is no example
 };
 FindingText findingText(std::string_view name);
 

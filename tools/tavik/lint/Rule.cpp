@@ -71,7 +71,7 @@ std::string Rule::sentence(Forecast forecast) const {
     case Forecast::kFails:
       return fmt::format("The rule fails for {}.", whom);
     case Forecast::kPasses:
-      return fmt::format("The rule passes for {}, whatever the device says.", whom);
+      return fmt::format("The rule passes for {}, regardless of its attributes.", whom);
     case Forecast::kFault:
       return fmt::format("A fault ends the check of {} that has the rule's attribute: no rule gets a record.",
                          entry_ == nullptr ? "every device" : whom);
@@ -85,7 +85,7 @@ std::string Rule::consequence(const Operand& operand, Forecast forecast) const {
   if (referencesAreMalformed_) return sentence(Forecast::kFails);
   if (forecast == Forecast::kFault || operator_ == Operator::kNone) return sentence(forecast);
   if (operator_ == Operator::kNot) {
-    return fmt::format("\"{}\" always {}, and NOT turns that round. {}", operand.word, verbOf(forecast),
+    return fmt::format("\"{}\" always {}, and NOT inverts that. {}", operand.word, verbOf(forecast),
                        sentence(negated(forecast)));
   }
   const bool decides = (operator_ == Operator::kAnd) == (forecast == Forecast::kFails);

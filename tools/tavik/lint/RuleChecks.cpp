@@ -19,12 +19,13 @@ using Operator = Rule::Operator;
 
 std::string whyMalformed(std::string_view expression) {
   if (expression.starts_with(' ') || expression.ends_with(' ') || expression.find("  ") != std::string_view::npos) {
-    return "Leave out the blank that is too many: each blank separates two words.";
+    return "Remove the extra space: each space separates two words.";
   }
   if (expression.find_first_of("()") != std::string_view::npos)
-    return "Write it without parentheses, as several rules.";
-  if (std::ranges::count(expression, ' ') > 2) return "Write no more than two predicates, and several rules instead.";
-  return "Write NAME, NOT NAME, NAME AND NAME or NAME OR NAME.";
+    return "Parentheses are not supported: split it into several rules.";
+  if (std::ranges::count(expression, ' ') > 2)
+    return "An expression has at most two predicates: split it into several rules.";
+  return "Use NAME, NOT NAME, NAME AND NAME or NAME OR NAME.";
 }
 
 void malformedExpression(const Rule& rule, Reporter& reporter) {
@@ -40,29 +41,30 @@ void malformedExpression(const Rule& rule, Reporter& reporter) {
     const bool isThere = rule.keys().contains("predicate");
     reporter.at(
         rule.expressionPlace(), rule.name(),
-        {isThere ? "The \"predicate\" is no string, which counts as none." : "The rule has no \"predicate\".",
-         std::string(kEffect), "Give it one, or begin its name with \"No Attribute\" if that is what it checks."});
+        {isThere ? "The \"predicate\" is not a string and counts as missing." : "The rule has no \"predicate\".",
+         std::string(kEffect),
+         "Add one, or begin the rule's name with \"No Attribute\" if the attribute must be missing."});
   }
 }
 
 void unknownPredicate(const Rule& rule, Reporter& reporter) {
   for (const Rule::Operand& operand : rule.operands()) {
     if (operand.facts != nullptr) continue;
-    reporter.at(rule.expressionPlace(), rule.name(),
-                {fmt::format("There is no predicate {}{}", shown(operand.word),
-                             reporter.endingFor(operand.word, predicateNames())),
-                 rule.consequence(operand, Forecast::kFails), "Name one that docs/predicates.md lists."});
+    reporter.at(
+        rule.expressionPlace(), rule.name(),
+        {fmt::format("Unknown predicate {}{}", shown(operand.word), reporter.endingFor(operand.word, predicateNames())),
+         rule.consequence(operand, Forecast::kFails), "Use a predicate from docs/predicates.md."});
   }
 }
 
-/// Why a predicate without a form with references is called in it.
+/// Why a predicate that has no form with references is called with them.
 std::string whyCalledWithReferences(const Rule& rule, const PredicateFacts& facts) {
   if (!facts.firstReferenceMayBeValue) return "it has no form with references";
   if (rule.operands().size() > 1 || rule.combination() == Operator::kNot) {
-    return "only alone, without NOT, AND or OR, can it take its value from a reference";
+    return "it can take its value from a reference only without NOT, AND and OR";
   }
-  return rule.valueIsLocal() ? "with the value of the local entry it takes none from a reference"
-                             : "with a \"value\" it takes none from a reference";
+  return rule.valueIsLocal() ? "the local entry has a value, so it does not take one from a reference"
+                             : "the rule has a \"value\", so it does not take one from a reference";
 }
 
 void wrongForm(const Rule& rule, Reporter& reporter) {
@@ -71,7 +73,7 @@ void wrongForm(const Rule& rule, Reporter& reporter) {
     if (operand.facts->takesReferences) {
       reporter.at(rule.expressionPlace(), rule.name(),
                   {fmt::format("\"{}\" needs references, and the rule has no \"references\".", operand.word),
-                   rule.consequence(operand, Forecast::kFails), "List those that docs/predicates.md names for it."});
+                   rule.consequence(operand, Forecast::kFails), "Add those that docs/predicates.md lists for it."});
       continue;
     }
     const bool byLocalValue =
@@ -79,14 +81,14 @@ void wrongForm(const Rule& rule, Reporter& reporter) {
     reporter.at(byLocalValue ? *rule.value() : rule.referencesPlace(), rule.name(),
                 {fmt::format("\"{}\" is called with references, which makes it an unknown predicate: {}.", operand.word,
                              whyCalledWithReferences(rule, *operand.facts)),
-                 rule.consequence(operand, Forecast::kFails), "Leave out the references, or the value."});
+                 rule.consequence(operand, Forecast::kFails), "Remove the references or the value."});
   }
 }
 
 void nothingToTake(const Rule& rule, Reporter& reporter) {
   if (!rule.takesFirstReference() || rule.referencesAreMalformed() || !rule.references().empty()) return;
   reporter.at(rule.referencesPlace(), rule.name(),
-              {"The list of references is empty, and there is no \"value\" either.", rule.sentence(Forecast::kFault),
+              {"The list of references is empty, and there is no \"value\".", rule.sentence(Forecast::kFault),
                "Give the rule a reference or a \"value\"."});
 }
 
@@ -97,9 +99,9 @@ void missingReference(const Rule& rule, Reporter& reporter) {
     for (const std::string_view name : operand.facts->references) {
       if (std::ranges::count(rule.referenceNames(), name) != 0) continue;
       reporter.at(rule.referencesPlace(), rule.name(),
-                  {fmt::format("\"{}\" reads the reference \"{}\", which is not listed{}", operand.word, name,
-                               reporter.endingFor(name, rule.referenceNames())),
-                   rule.consequence(operand, Forecast::kFails), "List it."});
+                  {fmt::format("\"{}\" reads the reference \"{}\", which is missing from \"references\"{}",
+                               operand.word, name, reporter.endingFor(name, rule.referenceNames())),
+                   rule.consequence(operand, Forecast::kFails), "Add it."});
     }
   }
 }
@@ -110,16 +112,16 @@ void wrongReferenceCount(const Rule& rule, Reporter& reporter) {
     const std::size_t count = rule.referenceNames().size();
     if (!rule.isCalled(operand) || !operand.facts->readsTheOnlyReference || count == 1) continue;
     reporter.at(rule.referencesPlace(), rule.name(),
-                {fmt::format("\"{}\" takes exactly one reference, and there are {}.", operand.word, count),
-                 rule.consequence(operand, count == 0 ? Forecast::kFault : Forecast::kFails), "List one."});
+                {fmt::format("\"{}\" takes exactly one reference, but there are {}.", operand.word, count),
+                 rule.consequence(operand, count == 0 ? Forecast::kFault : Forecast::kFails), "List exactly one."});
   }
 }
 
-/// Whether some predicate of the rule reads the reference with this number among the names.
+/// Whether a predicate of the rule reads the reference with this number among the names.
 bool isRead(const Rule& rule, std::size_t number) {
   if (rule.takesFirstReference()) return number == 0;
   return std::ranges::any_of(rule.operands(), [&](const Rule::Operand& operand) {
-    if (!rule.isCalled(operand) || operand.facts->readsTheOnlyReference) return true;  // that is another finding
+    if (!rule.isCalled(operand) || operand.facts->readsTheOnlyReference) return true;  // has its own finding
     return std::ranges::count(operand.facts->references, rule.referenceNames()[number]) != 0;
   });
 }
@@ -132,10 +134,10 @@ void unreadReference(const Rule& rule, Reporter& reporter) {
     const auto place = std::ranges::find(rule.references(), name, &Rule::Reference::name);
     const bool isFirst = rule.takesFirstReference();
     reporter.at(place->place, rule.name(),
-                {isFirst ? fmt::format("The value is the first reference; \"{}\" is another one.", name)
+                {isFirst ? fmt::format("The first reference is the value; \"{}\" is not used.", name)
                          : fmt::format("No predicate of the rule reads the reference \"{}\".", name),
-                 "It is fetched, and the rule fails where it is not found, but is compared with nothing.",
-                 "Leave it out, or make it a rule of its own."});
+                 "The rule fails if the reference is not found, but never compares it.",
+                 "Remove it, or move it to its own rule."});
   }
 }
 
@@ -146,8 +148,8 @@ void duplicateReference(const Rule& rule, Reporter& reporter) {
     if (names.insert(reference.name).second) continue;
     reporter.at(reference.place, rule.name(),
                 {fmt::format("Two references have the name \"{}\".", reference.name),
-                 "They are one value, the later one's: the earlier one is fetched for nothing.",
-                 "Leave one out; values to compare with each other need different names."});
+                 "Only the later one counts; the earlier one is ignored.",
+                 "Remove one; values to compare with each other need different names."});
   }
 }
 
@@ -155,9 +157,9 @@ void malformedReferences(const Rule& rule, Reporter& reporter) {
   if (rule.wantsAbsence() || !rule.hasReferences()) return;
   if (rule.referencesAreMalformed()) {
     return reporter.at(rule.referencesPlace(), rule.name(),
-                       {"The \"references\" are no array of dictionaries.",
+                       {"The \"references\" are not an array of dictionaries.",
                         "The rule fails for every device, as if its attribute were missing.",
-                        "Write an array with a dictionary for each reference, even for one."});
+                        "Write an array with one dictionary per reference, even for a single one."});
   }
   for (const Rule::Reference& reference : rule.references()) {
     const Dictionary& keys = *reference.place.value().ifDictionary();
@@ -167,7 +169,7 @@ void malformedReferences(const Rule& rule, Reporter& reporter) {
       reporter.at(reference.place.entry(key, *value), rule.name(),
                   {fmt::format("The \"{}\" of a reference is {}, not a string.", key, kindName(value->kind())),
                    key == "source" ? rule.sentence(Forecast::kFails)
-                                   : "It counts as none: the rule's own attribute is looked up instead.",
+                                   : "It counts as missing: the rule's own attribute is used instead.",
                    "Write a string."});
     }
   }
@@ -177,9 +179,9 @@ void missingAttribute(const Rule& rule, Reporter& reporter) {
   if (rule.keys().findString("attribute")) return;
   const auto place = rule.key("attribute");
   reporter.at(place ? *place : rule.definition(), rule.name(),
-              {place ? "The \"attribute\" is no string, which counts as none." : "The rule has no \"attribute\".",
+              {place ? "The \"attribute\" is not a string and counts as missing." : "The rule has no \"attribute\".",
                rule.sentence(rule.wantsAbsence() ? Forecast::kPasses : Forecast::kFails),
-               "Name the device attribute that it is about."});
+               "Add the name of the device attribute to check."});
 }
 
 void predicateNotCalled(const Rule& rule, Reporter& reporter) {
@@ -189,8 +191,8 @@ void predicateNotCalled(const Rule& rule, Reporter& reporter) {
     if (!place) continue;
     reporter.atKey(*place, rule.name(),
                    {fmt::format("A rule whose name begins with \"No Attribute\" has a \"{}\".", key),
-                    "It is not read: the rule passes when the device lacks the attribute, and fails when it has it.",
-                    "Leave it out, or give the rule another name."});
+                    "It is ignored: the rule passes if the device lacks the attribute, and fails if the device has it.",
+                    "Remove it, or rename the rule."});
   }
 }
 
@@ -199,8 +201,8 @@ void lostForwarding(const Rule& rule, Reporter& reporter) {
   for (const Rule::Operand& operand : rule.operands()) {
     if (!rule.isCalled(operand) || !operand.facts->forwards) continue;
     reporter.at(rule.expressionPlace(), rule.name(),
-                {fmt::format("\"{}\" stands in an expression with AND or OR.", operand.word),
-                 "What it forwards to the station is lost.", "Make it a rule of its own."});
+                {fmt::format("\"{}\" is used in an expression with AND or OR.", operand.word),
+                 "The attributes that it forwards to the station are lost.", "Move it to its own rule."});
   }
 }
 
@@ -209,15 +211,15 @@ void alwaysPasses(const Rule& rule, Reporter& reporter) {
   for (const Rule::Operand& operand : rule.operands()) {
     if (!rule.isCalled(operand) || !operand.facts->forwards || forecastOf(rule, operand) != Forecast::kPasses) continue;
     reporter.at(rule.expressionPlace(), rule.name(),
-                {fmt::format("\"{}\" only forwards attributes: it passes for every device.", operand.word),
-                 rule.consequence(operand, Forecast::kPasses), "Make it a rule of its own, without NOT or OR."});
+                {fmt::format("\"{}\" only forwards attributes and passes for every device.", operand.word),
+                 rule.consequence(operand, Forecast::kPasses), "Move it to its own rule, without NOT or OR."});
   }
 }
 
 void comparedWithItself(const Rule& rule, Reporter& reporter) {
   if (!rule.takesFirstReference() || rule.references().empty()) return;
   const std::string_view name = rule.references().front().name;
-  // Of several with this name the last one stays.
+  // Of several with the same name, the last one counts.
   const auto last = std::find_if(rule.references().rbegin(), rule.references().rend(),
                                  [&](const Rule::Reference& reference) { return reference.name == name; });
   const bool isOfDevice = !last->place.value().ifDictionary()->contains("source");
@@ -225,23 +227,23 @@ void comparedWithItself(const Rule& rule, Reporter& reporter) {
   if (!isOfDevice || !isRead || rule.keys().findString("attribute") != name) return;
   reporter.at(last->place, rule.name(),
               {fmt::format("The reference is the attribute {} itself, as the device has it.", shown(name)),
-               "It is compared with itself, which says nothing about the device.",
-               "Give the reference a \"source\", or another \"attribute\"."});
+               "It is compared with itself, so the rule checks nothing.",
+               "Give the reference a \"source\" or another \"attribute\"."});
 }
 
 void narrowReference(const Rule& rule, Reporter& reporter) {
   if (!rule.takesFirstReference() || rule.operands()[0].word != "equal") return;
   reporter.at(rule.expressionPlace(), rule.name(),
-              {"\"equal\" compares the reference as a number of 32 bits.",
-               "Different numbers beyond 2147483647 count as equal.", "Use \"equalLong\", which compares 64 bits."});
+              {"\"equal\" compares the reference as a 32-bit number.",
+               "Different numbers above 2147483647 count as equal.", "Use \"equalLong\", which compares 64 bits."});
 }
 
 void shownAfterAll(const Rule& rule, Reporter& reporter) {
   const auto place = rule.key("hideResult");
   if (!place || place->value().ifBoolean() != false) return;
   reporter.at(*place, rule.name(),
-              {"\"hideResult\" is false.", "Its presence alone counts: the result is hidden all the same.",
-               "Leave it out to have the result shown."});
+              {"\"hideResult\" is false.", "Only its presence counts: the result is hidden anyway.",
+               "Remove it to show the result."});
 }
 
 void attributeOfTwoKinds(const Rule& rule, Reporter& reporter) {
@@ -251,8 +253,8 @@ void attributeOfTwoKinds(const Rule& rule, Reporter& reporter) {
   if (!rule.isCalled(left) || !rule.isCalled(right)) return;
   if (left.facts->attribute.kinds.meets(right.facts->attribute.kinds)) return;
   reporter.at(rule.expressionPlace(), rule.name(),
-              {fmt::format("No attribute is of a kind that both \"{}\" and \"{}\" take.", left.word, right.word),
-               rule.sentence(Forecast::kFails), "Make them two rules about two attributes."});
+              {fmt::format("No kind of attribute is accepted by both \"{}\" and \"{}\".", left.word, right.word),
+               rule.sentence(Forecast::kFails), "Write two rules about two attributes."});
 }
 
 constexpr Check kChecks[] = {

@@ -1,4 +1,4 @@
-// The checks of expected values: whether there is one where there should be, and whether anything can pass with it.
+// The checks of expected values: whether a required value is missing, and whether anything can pass with it.
 
 #include <fmt/format.h>
 
@@ -23,8 +23,8 @@ void missingValue(const Rule& rule, Reporter& reporter) {
     if (forecast == Forecast::kOpen) continue;
     reporter.atKey(
         rule.ownPlace(), rule.name(),
-        {fmt::format("\"{}\" has no expected value, neither from the library nor from this entry.", operand.word),
-         rule.consequence(operand, forecast), "Give the entry a \"value\", or the library's definition."});
+        {fmt::format("\"{}\" has no expected value, neither in the library nor in this entry.", operand.word),
+         rule.consequence(operand, forecast), "Add a \"value\" to the entry or to the library's definition."});
   }
 }
 
@@ -35,9 +35,9 @@ void comparesWithNothing(const Rule& rule, Reporter& reporter) {
     if (without != Without::kComparesWithZero && without != Without::kComparesWithFalse) continue;
     reporter.atKey(
         rule.ownPlace(), rule.name(),
-        {fmt::format("\"{}\" has no expected value, neither from the library nor from this entry.", operand.word),
+        {fmt::format("\"{}\" has no expected value, neither in the library nor in this entry.", operand.word),
          fmt::format("It compares with {}.", without == Without::kComparesWithZero ? "0" : "false"),
-         "Write the value, also where it is that one."});
+         "Write the value explicitly, even if it is that one."});
   }
 }
 
@@ -49,8 +49,8 @@ void unusedValue(const Rule& rule, Reporter& reporter) {
   if (!std::ranges::all_of(rule.operands(), ignores) || rule.isMalformed()) return;
   reporter.atKey(*rule.value(), rule.name(),
                  {rule.wantsAbsence() ? std::string("A \"No Attribute\" rule has a value.")
-                                      : fmt::format("{} reads no value.", shown(*rule.expression())),
-                  "It is compared with nothing.", "Leave it out, or name a predicate that compares."});
+                                      : fmt::format("{} does not use a value.", shown(*rule.expression())),
+                  "It is never compared.", "Remove it, or use a predicate that compares values."});
 }
 
 void wrongKind(const Rule& rule, Reporter& reporter) {
@@ -59,8 +59,8 @@ void wrongKind(const Rule& rule, Reporter& reporter) {
     const bool passedOver = part.facts.otherKind == ValueFacts::OtherKind::kPassedOver;
     if (what.empty() || (!part.alone && !passedOver)) return;
     reporter.at(part.place, rule.name(),
-                {what, passedOver ? "It counts as not there." : rule.consequence(part.operand, Forecast::kFails),
-                 "Write one of that kind."});
+                {what, passedOver ? "It counts as missing." : rule.consequence(part.operand, Forecast::kFails),
+                 "Write a value of that kind."});
   });
 }
 
@@ -70,10 +70,10 @@ void emptyValue(const Rule& rule, Reporter& reporter) {
     if (what.empty() || !part.alone) return;
     const std::string effect =
         part.facts.empty == Empty::kPassesEmptyAlone
-            ? fmt::format("\"{}\" passes only for an attribute that is empty itself.", part.operand.word)
+            ? fmt::format("\"{}\" passes only if the attribute is empty too.", part.operand.word)
             : rule.consequence(part.operand,
                                part.facts.empty == Empty::kPassesAlways ? Forecast::kPasses : Forecast::kFails);
-    reporter.at(part.place, rule.name(), {what, effect, "Fill it in, or leave the rule out."});
+    reporter.at(part.place, rule.name(), {what, effect, "Fill it in or remove the rule."});
   });
 }
 
@@ -82,7 +82,7 @@ void impossibleText(const Rule& rule, Reporter& reporter) {
     const std::string what = impossibilityOf(part);
     if (what.empty() || !part.alone) return;
     reporter.at(part.place, rule.name(),
-                {what, rule.consequence(part.operand, Forecast::kFails), "Write it as the device has it."});
+                {what, rule.consequence(part.operand, Forecast::kFails), "Write it as the device reports it."});
   });
 }
 
@@ -95,13 +95,13 @@ void deadElement(const Rule& rule, Reporter& reporter) {
     if (what.empty()) what = impossibilityOf(part);
     if (what.empty()) return;
     reporter.at(part.place, rule.name(),
-                {what, "No device ever passes by it; the rest of the value counts.", "Mend it, or leave it out."});
+                {what, "It never matches a device; the rest of the value counts.", "Fix or remove it."});
   });
 }
 
 bool isDigit(char character) { return character >= '0' && character <= '9'; }
 
-/// What remains of a text behind white space, a sign and the digits of a whole number; absent when there are none.
+/// The rest of a string after white space, a sign and the digits of an integer; absent if there are no digits.
 std::optional<std::string_view> afterDigits(std::string_view text) {
   text.remove_prefix(std::min(text.find_first_not_of(" \t\r\n\v\f"), text.size()));
   if (text.starts_with('-') || text.starts_with('+')) text.remove_prefix(1);
@@ -127,7 +127,7 @@ bool isMisreadTruth(std::string_view text) {
   return std::ranges::count(kWords, lowerCase(text)) == 0 && !afterDigits(text);
 }
 
-/// What is read in place of a value that says something else; empty where it is read as it stands.
+/// The value that is read if it differs from the one that is written; empty if they agree.
 std::string misreadAs(const ValueFacts& facts, const Value& value) {
   const auto text = value.ifString();
   switch (facts.readAs) {
@@ -152,10 +152,9 @@ void misreadValue(const Rule& rule, Reporter& reporter) {
     if (part.isKey || !part.facts.kinds.contains(part.place.value().kind())) return;
     const std::string read = misreadAs(part.facts, part.place.value());
     if (read.empty()) return;
-    reporter.at(
-        part.place, rule.name(),
-        {fmt::format("{} is read as {}.", shown(part.place.value()), read),
-         fmt::format("\"{}\" compares with that.", part.operand.word), "Write what is meant, as a plain value."});
+    reporter.at(part.place, rule.name(),
+                {fmt::format("{} is read as {}.", shown(part.place.value()), read),
+                 fmt::format("\"{}\" compares with that.", part.operand.word), "Write the intended value plainly."});
   });
 }
 
@@ -170,12 +169,13 @@ void numberBeyondRange(const Rule& rule, Reporter& reporter) {
     const Value& value = part.place.value();
     if (part.facts.numberLimit != 0 || part.isKey || !isBeyond(value, part.facts.readAs)) return;
     const bool isInteger = part.facts.readAs == ReadAs::kInteger;
-    reporter.at(part.place, rule.name(),
-                {fmt::format("{} does not fit into the {} bits that \"{}\" compares.", shown(value),
-                             isInteger ? 32 : 64, part.operand.word),
-                 fmt::format("It is read as {}, and so is every greater number of a device.",
-                             isInteger ? std::int64_t{integerValue(&value)} : longValue(&value)),
-                 part.operand.word == "equal" ? "Name \"equalLong\", which has 64 bits." : "Write a smaller number."});
+    reporter.at(
+        part.place, rule.name(),
+        {fmt::format("{} does not fit in the {} bits that \"{}\" compares.", shown(value), isInteger ? 32 : 64,
+                     part.operand.word),
+         fmt::format("It is read as {}, and so is every larger number from a device.",
+                     isInteger ? std::int64_t{integerValue(&value)} : longValue(&value)),
+         part.operand.word == "equal" ? "Use \"equalLong\", which compares 64 bits." : "Write a smaller number."});
   });
 }
 
@@ -185,24 +185,24 @@ void numberOutOfRange(const Rule& rule, Reporter& reporter) {
     if (limit == 0 || !part.facts.kinds.contains(part.place.value().kind())) return;
     const std::int32_t number = integerValue(&part.place.value());
     if (number >= 0 && number < limit) return;
-    reporter.at(
-        part.place, rule.name(),
-        {fmt::format("There is no {} {}: they are 0 to {}.", part.facts.role, shown(part.place.value()), limit - 1),
-         rule.consequence(part.operand, Forecast::kFault), "Write one that there is."});
+    reporter.at(part.place, rule.name(),
+                {fmt::format("Invalid {} {}: the valid numbers are 0 to {}.", part.facts.role,
+                             shown(part.place.value()), limit - 1),
+                 rule.consequence(part.operand, Forecast::kFault), "Use a valid number."});
   });
 }
 
-/// What becomes of devices without an entry of a value.
+/// The effect on devices without an entry of a value.
 std::string effectWithout(const EntryFacts& entry, const ValuePart& part) {
   const Forecast forecast = forecastOf(entry.without);
   if (part.operand.facts->forwards) {
     return forecast == Forecast::kFault
-               ? "A fault ends the check of every device that it is for: no rule gets a record."
+               ? "A fault ends the check of every device that it applies to: no rule gets a record."
                : "Every device counts as a match.";
   }
   if (part.alone) return part.rule.consequence(part.operand, forecast);
-  return forecast == Forecast::kFails ? "No device ever passes by it; the rest of the value counts."
-                                      : "Devices that it is for pass, whatever they say.";
+  return forecast == Forecast::kFails ? "It never matches a device; the rest of the value counts."
+                                      : "All devices that it applies to pass.";
 }
 
 void missingEntry(const Rule& rule, Reporter& reporter) {
@@ -213,7 +213,7 @@ void missingEntry(const Rule& rule, Reporter& reporter) {
       if (entry.without == Without::kSame || dictionary->contains(entry.key)) continue;
       reporter.at(part.place, rule.name(),
                   {fmt::format("The value of \"{}\" has no \"{}\".", part.operand.word, entry.key),
-                   effectWithout(entry, part), "Give it one."});
+                   effectWithout(entry, part), "Add it."});
     }
   });
 }
@@ -234,15 +234,15 @@ void maskMismatch(const Rule& rule, Reporter& reporter) {
     if (mask == nullptr || result == nullptr) return;
     std::string what;
     if (mask->size() != result->size()) {
-      what = fmt::format("\"Mask\" has {} bytes, and \"Result\" {}.", mask->size(), result->size());
+      what = fmt::format("\"Mask\" has {} bytes, but \"Result\" has {}.", mask->size(), result->size());
     } else if (hasBitsOutside(*mask, *result)) {
-      what = "\"Result\" has a bit that \"Mask\" takes away.";
+      what = "\"Result\" has a bit that \"Mask\" clears.";
     } else {
       return;
     }
     reporter.at(part.place, rule.name(),
                 {what, rule.consequence(part.operand, Forecast::kFails),
-                 "Write both as long as the attribute, and no bit that the mask lacks."});
+                 "Make both as long as the attribute, and set only bits of the mask."});
   });
 }
 

@@ -46,7 +46,7 @@ bool deadEntry(const ValuePart& part, std::string_view key, const Value& value) 
          neverPasses(childOf(part, *part.facts.tableEntries, place));
 }
 
-/// Whether one of the entries of fixed names, without which nothing passes, is missing or dead.
+/// Whether a required entry with a fixed name is missing or can never match.
 bool lacksEntry(const ValuePart& part, const Dictionary& dictionary) {
   return std::ranges::any_of(part.facts.entries, [&](const EntryFacts& entry) {
     const Value* value = dictionary.find(entry.key);
@@ -56,7 +56,7 @@ bool lacksEntry(const ValuePart& part, const Dictionary& dictionary) {
   });
 }
 
-/// Whether a dictionary is empty or, where any one of its entries will do, none of them does.
+/// Whether a dictionary is empty or, if any one of its entries is enough, none of them can match.
 bool holdsNothing(const ValuePart& part, const Dictionary& dictionary) {
   const auto willDo = [](const EntryFacts& entry) { return entry.without == Without::kSame; };
   if (dictionary.empty()) return true;
@@ -70,7 +70,7 @@ bool holdsNothing(const ValuePart& part, const Dictionary& dictionary) {
   });
 }
 
-/// Whether an entry is missing without which there is a fault.
+/// Whether an entry is missing whose absence causes a fault.
 bool mayFault(const ValuePart& part) {
   const Dictionary* dictionary = part.place.value().ifDictionary();
   return dictionary != nullptr && std::ranges::any_of(part.facts.entries, [&](const EntryFacts& entry) {
@@ -100,7 +100,7 @@ std::string emptinessOf(const ValuePart& part) {
   const Dictionary* dictionary = part.place.value().ifDictionary();
   const bool holdsSomething = dictionary != nullptr && !dictionary->empty();
   return fmt::format("{} of \"{}\" {}.", nounOf(part), part.operand.word,
-                     holdsSomething ? "has no entry that a device can pass by" : "is empty");
+                     holdsSomething ? "has no entry that can match" : "is empty");
 }
 
 std::string impossibilityOf(const ValuePart& part) {
@@ -109,15 +109,15 @@ std::string impossibilityOf(const ValuePart& part) {
   const ValueFacts& facts = part.facts;
   const std::size_t count = charactersIn(*text);
   if (facts.characters != 0 && count != facts.characters) {
-    return fmt::format("{} {} has {} characters, and \"{}\" compares with one of {}.", nounOf(part), shown(*text),
+    return fmt::format("{} {} has {} characters, but \"{}\" compares with {} characters.", nounOf(part), shown(*text),
                        count, part.operand.word, facts.characters);
   }
   if (!facts.onlyOf.empty() && text->find_first_not_of(facts.onlyOf) != std::string_view::npos) {
-    return fmt::format("{} holds other characters than {}.", shown(*text), facts.role);
+    return fmt::format("{} contains characters other than {}.", shown(*text), facts.role);
   }
   if (facts.inPairs && count % 2 != 0) return fmt::format("{} has an odd number of {}.", shown(*text), facts.role);
   if (const std::size_t found = text->find_first_of(facts.noneOf); found != std::string_view::npos) {
-    return fmt::format("{} {} holds a \"{}\", which no {} does.", nounOf(part), shown(*text), (*text)[found],
+    return fmt::format("{} {} contains \"{}\", which is invalid in a {}.", nounOf(part), shown(*text), (*text)[found],
                        facts.role);
   }
   return "";

@@ -1,5 +1,5 @@
 /// @file
-/// Walks an expected value along what its predicate takes.
+/// Walks an expected value in the way its predicate reads it.
 #ifndef TAVIK_TOOL_LINT_VALUE_WALK_H
 #define TAVIK_TOOL_LINT_VALUE_WALK_H
 
@@ -7,7 +7,7 @@
 
 namespace tavik::tool::lint {
 
-/// Calls `visit` with the value and, of what is of the right kind, the parts.
+/// Calls `visit` with the value and its parts, as far as they have the right kind.
 template <class Visit>
 void walkValue(const ValuePart& part, const Visit& visit) {
   const auto child = [&](const ValueFacts& facts, const Place& place, bool alone) {
@@ -39,7 +39,7 @@ void walkValue(const ValuePart& part, const Visit& visit) {
   }
 }
 
-/// The same for the rule's value, once for each predicate that reads it.
+/// The same for the rule's value, once per predicate that reads it.
 template <class Visit>
 void walkValues(const Rule& rule, const Visit& visit) {
   if (!rule.value()) return;

@@ -9,14 +9,14 @@ namespace {
 
 constexpr std::string_view kBegin = R"(# bash completion for tavik: commands, options, and their values.
 
-# What a command takes: its options and, of one of them or of the argument of a number, the kind of value; empty when it
-# takes none. $1: the command, $2: the option with its dashes, or the number.
+# The options that a command takes and, for one of them or for a positional argument, the kind of value; empty if it
+# takes none. $1: the command, $2: the option with its dashes, or the argument's number.
 _tavik_command() {
   options= kind= choices=
   case $1 in
 )";
 
-// Bash takes "=" and "@" for words of their own. Readline completes what stands behind "=", but "@" with what follows.
+// Bash splits words at "=" and "@". Readline completes the part after "=", but "@" together with what follows.
 constexpr std::string_view kEnd = R"(  esac
 }
 
@@ -65,7 +65,7 @@ std::string_view kindName(Completes completes) {
   return kNames[static_cast<std::size_t>(completes)];
 }
 
-/// The patterns of what stands for the option in a case of the shell; `argument` counts the positional ones.
+/// The patterns for the option in a shell case; `argument` counts the positional ones.
 std::string patternOf(const OptionHelp& option, int& argument) {
   if (!option.positional) return fmt::format("{}", fmt::join(option.names, " | "));
   ++argument;

@@ -42,7 +42,7 @@ std::string_view withoutIndentation(std::string_view line) {
 
 bool isIndented(std::string_view line) { return line.starts_with("  "); }
 
-/// The lines as running text.
+/// Joins the lines into running text.
 std::string joined(std::span<const std::string_view> lines) {
   std::string text;
   for (const std::string_view line : lines) {
@@ -52,7 +52,7 @@ std::string joined(std::span<const std::string_view> lines) {
   return text;
 }
 
-/// "  term  what there is to say of it" as an item; absent for lines that are indented otherwise.
+/// "  term  description" as an item; absent for lines with any other indentation.
 std::optional<Block> itemOf(std::string_view line) {
   const std::string_view content = withoutIndentation(line);
   const std::size_t gap = content.find("  ");
@@ -61,8 +61,8 @@ std::optional<Block> itemOf(std::string_view line) {
                std::string(content.substr(0, gap))};
 }
 
-/// Lines that are all indented: a list when the first is an item, which the lines indented deeper go on; else they are
-/// taken as they are.
+/// Handles lines that are all indented: a list if the first is an item, continued by lines with deeper indentation;
+/// otherwise a literal block.
 void addIndented(std::vector<Block>& blocks, std::span<const std::string_view> lines) {
   if (!itemOf(lines.front())) {
     blocks.push_back({Block::Category::kLiteral, ""});
@@ -91,7 +91,7 @@ void addBlocks(std::vector<Block>& blocks, std::span<const std::string_view> lin
   if (list != lines.end()) addIndented(blocks, {list, lines.end()});
 }
 
-/// "0 every rule passed, 1 a rule failed", by statuses.
+/// "0 every rule passed, 1 a rule failed", by status.
 std::vector<std::pair<std::string, std::string>> exitStatusesIn(std::string text) {
   std::vector<std::pair<std::string, std::string>> statuses;
   const auto beginsStatus = [&](std::size_t place) {

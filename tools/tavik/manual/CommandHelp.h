@@ -1,6 +1,6 @@
 /// @file
-/// What there is to say of a command, in pieces: read from the very objects that `--help` prints, so that the manual
-/// pages and the shells' completions say the same.
+/// The help of a command in pieces, read from the same objects that `--help` prints, so that the manual pages and the
+/// shell completions agree with it.
 #ifndef TAVIK_TOOL_MANUAL_COMMAND_HELP_H
 #define TAVIK_TOOL_MANUAL_COMMAND_HELP_H
 
@@ -15,26 +15,26 @@
 namespace tavik::tool::manual {
 
 struct OptionHelp {
-  std::vector<std::string> names;  ///< "-o", "--output"; of a positional argument its one name, without dashes
-  std::string type;                ///< of the value; empty when a flag, or a positional argument
+  std::vector<std::string> names;  ///< "-o", "--output"; for a positional argument its name, without dashes
+  std::string type;                ///< of the value; empty for a flag or a positional argument
   std::string description;
   std::string defaultValue;
-  std::vector<std::string> choices;  ///< the words it takes; empty when it takes others too
+  std::vector<std::string> choices;  ///< the accepted words; empty if it is not limited to a list
   bool positional = false;
   bool takesValue = false;
   bool required = false;
   bool repeatable = false;
 
-  /// What its value is called: the type or, of a positional argument, its name.
+  /// The name of the value: the type or, for a positional argument, its name.
   [[nodiscard]] const std::string& valueName() const { return positional ? names.front() : type; }
 };
 
-/// A piece of a text.
+/// A part of a text.
 struct Block {
   enum class Category : std::uint8_t { kParagraph, kHeading, kItem, kLiteral };
   Category category;
-  std::string text;       ///< of a literal block, lines that each end in a line end
-  std::string term = {};  ///< of an item
+  std::string text;       ///< for a literal block, lines that each end with a line feed
+  std::string term = {};  ///< for an item
 };
 
 struct CommandHelp {
@@ -46,7 +46,7 @@ struct CommandHelp {
   std::vector<std::pair<std::string, std::string>> exitStatuses;  ///< number and meaning
 };
 
-/// Raises `std::runtime_error` for a command whose footer has no examples or no exit statuses.
+/// Throws `std::runtime_error` for a command whose footer has no examples or exit statuses.
 CommandHelp helpOf(const Command& command);
 
 }  // namespace tavik::tool::manual

@@ -7,7 +7,7 @@
 namespace tavik::tool::manual {
 namespace {
 
-/// Values that are typed, not chosen. All others are files.
+/// Values that are typed. All others are files.
 constexpr std::string_view kTyped[] = {"EXPRESSION", "N", "NAME", "RULE", "TEXT"};
 
 }  // namespace

@@ -1,5 +1,5 @@
 /// @file
-/// Completions of the command line, for the shells that people use.
+/// Shell completions of the command line.
 #ifndef TAVIK_TOOL_MANUAL_COMPLETION_H
 #define TAVIK_TOOL_MANUAL_COMPLETION_H
 
@@ -11,7 +11,7 @@
 
 namespace tavik::tool::manual {
 
-/// What the value of an option can be completed to.
+/// What the value of an option completes to.
 enum class Completes : std::uint8_t {
   kNothing,
   kChoices,
@@ -21,7 +21,7 @@ enum class Completes : std::uint8_t {
 };
 Completes completionOf(const OptionHelp& option);
 
-/// A file for share/bash-completion/completions; needs bash alone.
+/// A file for share/bash-completion/completions; requires only bash.
 std::string bashCompletion(std::span<const CommandHelp> commands);
 
 /// A file for share/zsh/site-functions.

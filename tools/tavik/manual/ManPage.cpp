@@ -10,8 +10,8 @@
 namespace tavik::tool::manual {
 namespace {
 
-/// A text as it stands in running text: nothing of it is taken for a request or an escape, and quotes and hyphens can
-/// be copied into a shell.
+/// Running text in which nothing is taken for a request or an escape, and whose quotes and hyphens can be copied into a
+/// shell.
 std::string roff(std::string_view text) {
   std::string out;
   for (const char character : text) {
@@ -109,7 +109,7 @@ class Page {
   std::string text() && { return std::move(text_); }
 
  private:
-  /// A heading leaves the space that a paragraph would.
+  /// A heading already leaves the space of a paragraph.
   [[nodiscard]] bool followsHeading() const {
     const std::size_t lastLine = text_.rfind('\n', text_.size() - 2) + 1;
     return text_.compare(lastLine, 2, ".S") == 0;
@@ -186,7 +186,7 @@ std::string overviewPage(std::span<const CommandHelp> commands, std::string_view
   page.line(bold("tavik") + " " + italic("COMMAND") + " [" + italic("OPTION") + "]...");
   page.section("DESCRIPTION");
   page.line(roff(kPurpose));
-  page.paragraph("Each command has a page of its own.");
+  page.paragraph("Each command has its own page.");
   for (const CommandHelp& command : commands) {
     pages.push_back("tavik-" + command.name);
     examples.push_back(command.examples.front());
@@ -199,11 +199,11 @@ std::string overviewPage(std::span<const CommandHelp> commands, std::string_view
   for (const auto& [status, meaning] : exitMeanings())
     page.item(bold(std::to_string(static_cast<int>(status))), std::string(meaning) + ".");
   page.section("ENVIRONMENT");
-  page.item(bold("COLUMNS"), "The width of the terminal, in place of what it tells itself.");
-  page.item(bold("NO_COLOR"), "Where it is set, nothing is printed in color.");
-  page.item(bold("SOURCE_DATE_EPOCH"), "The time that reports say they were made at, in seconds since 1970.");
+  page.item(bold("COLUMNS"), "Overrides the width of the terminal.");
+  page.item(bold("NO_COLOR"), "If set, disables color.");
+  page.item(bold("SOURCE_DATE_EPOCH"), "The creation time shown in reports, in seconds since 1970.");
   page.section("FILES");
-  page.item(italic(ZRTTavikKernel::kPublicKeyPath), "The public keys that rule documents are trusted by.");
+  page.item(italic(ZRTTavikKernel::kPublicKeyPath), "The public keys that rule documents are verified with.");
   addExamples(page, examples);
   page.seeAlso(pages);
   return std::move(page).text();

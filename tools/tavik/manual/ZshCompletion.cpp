@@ -32,7 +32,7 @@ constexpr std::string_view kEnd = R"(    esac
 _tavik "$@"
 )";
 
-/// A text inside single quotes, with a backslash before each of `special`.
+/// Text inside single quotes, with a backslash before each of `special`.
 std::string quoted(std::string_view text, std::string_view special) {
   std::string out;
   for (const char character : text) {
@@ -67,7 +67,7 @@ std::string valuePart(const OptionHelp& option) {
   return fmt::format(":{}:{}", quoted(option.valueName(), ":"), action());
 }
 
-/// One line for each name of an option; each name excludes the others, once it is given.
+/// One line per name of an option; once given, each name excludes the others.
 std::string linesFor(const OptionHelp& option) {
   if (option.positional) return fmt::format(" \\\n        '{}{}'", option.repeatable ? "*" : "", valuePart(option));
   std::string text;

@@ -1,8 +1,8 @@
-// Writes the manual pages and the shells' completions of `tavik` into a folder, when it is built:
+// Writes the manual pages and the shell completions of `tavik` into a folder during the build:
 //
 //     tavik_manual FOLDER DATE
 //
-// FOLDER/man holds a page for the whole and one for each command, FOLDER/completions what bash and zsh read.
+// FOLDER/man gets one page for the tool and one per command, FOLDER/completions the files for bash and zsh.
 
 #include <cstdlib>
 #include <exception>
@@ -24,10 +24,10 @@ void write(const std::filesystem::path& path, std::string_view text) {
   std::ofstream file(path, std::ios::binary);
   file << text;
   file.close();
-  if (!file) throw std::runtime_error(path.string() + ": could not be written");
+  if (!file) throw std::runtime_error(path.string() + ": cannot be written");
 }
 
-/// An empty folder: a page of a command that there is no longer shall not stay.
+/// Starts with an empty folder, so that pages of removed commands do not remain.
 std::filesystem::path emptied(const std::filesystem::path& folder) {
   std::filesystem::remove_all(folder);
   std::filesystem::create_directories(folder);

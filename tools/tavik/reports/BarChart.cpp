@@ -14,7 +14,7 @@ namespace {
 constexpr int kLabelHeight = 20;
 constexpr int kBarHeight = 12;
 constexpr int kRowHeight = kLabelHeight + kBarHeight + 8;
-constexpr std::size_t kLineWidth = 42;  // columns that a phone has room for
+constexpr std::size_t kLineWidth = 42;  // columns that fit on a phone
 
 double shareOf(std::uint64_t part, std::uint64_t whole) {
   return whole == 0 ? 0 : 100.0 * static_cast<double>(part) / static_cast<double>(whole);

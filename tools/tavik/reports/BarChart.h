@@ -1,5 +1,5 @@
 /// @file
-/// Bar charts as inline SVG that fits any width, each with the same figures as a table.
+/// Bar charts as inline SVG of any width, each with a table of the same figures.
 #ifndef TAVIK_TOOL_REPORTS_BAR_CHART_H
 #define TAVIK_TOOL_REPORTS_BAR_CHART_H
 
@@ -15,22 +15,22 @@ namespace tavik::tool {
 struct DeviceCounts {
   std::uint64_t passed = 0;
   std::uint64_t failed = 0;
-  std::uint64_t odd = 0;  ///< neither: no verdict, a fault, a line that cannot be used
+  std::uint64_t odd = 0;  ///< no verdict, a fault, or an unusable line
 
   [[nodiscard]] std::uint64_t total() const noexcept { return passed + failed + odd; }
 };
 
 struct Bar {
-  std::string label;  ///< visible text; empty in a chart of one bar
-  std::string value;  ///< likewise
+  std::string label;  ///< visible text; empty in a chart with a single bar
+  std::string value;  ///< visible text; empty in a chart with a single bar
   DeviceCounts counts;
 };
 
-/// "7.7 %"; absent parts of nothing are "0.0 %".
+/// "7.7 %"; "0.0 %" if the whole is zero.
 std::string percentText(std::uint64_t part, std::uint64_t whole);
 
-/// A chart whose longest bar fills the width. `id` is unique in the page; `title` and `description` are texts for those
-/// who do not see it.
+/// A chart whose longest bar fills the width. `id` must be unique in the page; `title` and `description` are for screen
+/// readers.
 std::string barChart(std::string_view id, std::string_view title, std::string_view description,
                      const std::vector<Bar>& bars);
 

@@ -45,7 +45,7 @@ std::string overview(const std::vector<Line>& lines, const Screen& screen) {
   return table.text(screen);
 }
 
-/// The failures once more, each in full, where the eye is when the table has scrolled by, and what else is to be said.
+/// Repeats the failures in full at the end, where a reader of a long table looks, with notes.
 std::string failures(const DeviceResult& result, const Screen& screen) {
   constexpr std::string_view kIndent = "      ";
   std::string text;

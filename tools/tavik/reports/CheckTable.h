@@ -1,6 +1,5 @@
 /// @file
-/// The records of a check run for people: all of them at a glance, failures again in full, and a last line that sums
-/// up.
+/// The records of a check run for people: an overview of all records, the failures in full, and a summary line.
 #ifndef TAVIK_TOOL_REPORTS_CHECK_TABLE_H
 #define TAVIK_TOOL_REPORTS_CHECK_TABLE_H
 

@@ -1,6 +1,5 @@
 /// @file
-/// A failed rule on a terminal: what was found beside what was expected, with the difference marked, and what the
-/// record does not tell.
+/// A failed rule on a terminal: the found and the expected text with the difference marked, and explanations.
 #ifndef TAVIK_TOOL_REPORTS_FAILURE_TEXT_H
 #define TAVIK_TOOL_REPORTS_FAILURE_TEXT_H
 
@@ -18,7 +17,7 @@ namespace tavik::tool {
 /// Lines that begin with `indent`. `note` may be null.
 std::string failureText(const Value& record, const RuleNote* note, std::string_view indent, const Screen& screen);
 
-/// The lines about remarks and advice alone: "note      found a number, expected text".
+/// Only the lines with remarks and advice: "note      found a number, expected text".
 std::vector<std::string> noteLines(const RuleNote* note, bool pass);
 
 }  // namespace tavik::tool

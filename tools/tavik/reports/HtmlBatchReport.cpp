@@ -1,5 +1,5 @@
-// A batch as an HTML page: how many devices passed, on what the others failed and of which part number they are, then
-// every device that did not pass. The page is written at the end; what is kept until then is bounded.
+// A batch as an HTML page: how many devices passed, failures by rule and part number, and every device that did not
+// pass. The page is written at the end; the memory that is kept until then is bounded.
 
 #include <fmt/format.h>
 #include <tavik/TavikKernelVersion.h>
@@ -21,7 +21,7 @@
 namespace tavik::tool {
 namespace {
 
-// Beyond these, devices, rules and part numbers are counted only, which the page says.
+// Beyond these limits, devices, rules and part numbers are only counted, and the page says so.
 constexpr std::size_t kMostDevices = 10000;
 constexpr std::size_t kMostBytes = std::size_t{16} << 20;  // of the devices' HTML
 constexpr std::size_t kMostTableRows = 200;
@@ -29,8 +29,8 @@ constexpr std::size_t kMostBars = 12;
 constexpr std::size_t kMostRulesOfDevice = 40;
 constexpr std::size_t kTextLimit = 600;
 
-/// Texts that come in any order, of which the first ones by line are kept: those before the first that there was no
-/// room for. Which these are does not depend on the order they came in.
+/// Collects texts in any order and keeps the first ones by line number, as many as fit. Which ones are kept does not
+/// depend on the order of arrival.
 class FirstOnes {
  public:
   FirstOnes(std::size_t most, std::size_t mostBytes) : most_(most), mostBytes_(mostBytes) {}
@@ -47,7 +47,7 @@ class FirstOnes {
       texts_.erase(last);
     }
   }
-  /// Whether there may be room for the text of a line. Safe beside `add`.
+  /// Whether there may be room for the text of a line. May run concurrently with `add`.
   [[nodiscard]] bool takes(std::size_t line) const noexcept { return line < end_; }
 
   [[nodiscard]] const std::map<std::size_t, std::string>& texts() const noexcept { return texts_; }
@@ -59,7 +59,7 @@ class FirstOnes {
   std::map<std::size_t, std::string> texts_;
   std::size_t bytes_ = 0;
   std::size_t count_ = 0;
-  std::atomic<std::size_t> end_ = static_cast<std::size_t>(-1);  // nothing from this line on is kept
+  std::atomic<std::size_t> end_ = static_cast<std::size_t>(-1);  // texts from this line on are not kept
 };
 
 DeviceCounts countsOf(const Tally& tally) {
@@ -72,7 +72,7 @@ Bar partNumberBar(const std::string& label, const Tally& tally) {
   return {label, fmt::format("{} of {} ({})", tally.failed(), tally.devices(), share), countsOf(tally)};
 }
 
-/// Those with the most devices that did not pass first.
+/// Part numbers with the most devices that did not pass come first.
 std::vector<Bar> partNumberBars(const TallyByPartNumber& byPartNumber) {
   std::vector<std::pair<std::string_view, const Tally*>> parts;
   for (const auto& [name, tally] : byPartNumber.parts()) parts.emplace_back(name, &tally);
@@ -186,9 +186,9 @@ std::string HtmlWriter::verdictHtml(const BatchEnd& end, const DeviceCounts& all
   if (end.tally.failed() == 0) sentence = fmt::format("{} checked, all passed.", counted(devices, "device"));
   if (devices == 0) sentence = "No device was checked.";
   if (all.odd != 0)
-    sentence += fmt::format(" {} got no verdict: the reason stands with each.", counted(all.odd, "device"));
+    sentence += fmt::format(" {} got no verdict; the reason is given for each.", counted(all.odd, "device"));
   if (all.failed != 0)
-    sentence += " Begin with the rules that failed most: what fails on many devices often has one cause.";
+    sentence += " Begin with the rules that failed most: failures on many devices often have a single cause.";
   if (!end.whyEarly.empty()) {
     sentence += fmt::format(" <strong>Not every device was checked: {}.</strong>", html(end.whyEarly));
   }
@@ -221,8 +221,7 @@ std::string figure(std::string_view id, std::string_view title, const std::vecto
                                ? fmt::format("<p class=\"faint\">The first {} of {}.</p>\n", shown.size(), bars.size())
                                : "";
   return fmt::format("<section><h2>{}</h2>\n{}<figure>{}</figure>\n{}</section>\n", title, note,
-                     barChart(id, title, "The same figures stand in the table below.", shown),
-                     tableOf(head, bars, counts));
+                     barChart(id, title, "The table below has the same figures.", shown), tableOf(head, bars, counts));
 }
 
 std::string HtmlWriter::passRateHtml(const Tally& tally, const DeviceCounts& all) {
@@ -234,7 +233,7 @@ std::string HtmlWriter::passRateHtml(const Tally& tally, const DeviceCounts& all
       all.passed, rate, all.failed, percentText(all.failed, all.total()));
   const std::pair<std::uint64_t, std::string> odd[] = {
       {tally.noVerdicts(), fmt::format("{} without a verdict", tally.noVerdicts())},
-      {tally.faults(), fmt::format("{} ended by a fault", tally.faults())},
+      {tally.faults(), fmt::format("{} ended with a fault", tally.faults())},
       {tally.inputErrors(), counted(tally.inputErrors(), "unusable line")}};
   for (const auto& [count, what] : odd) {
     if (count != 0) legend += fmt::format(R"(<li><span class="key bar-odd"></span>{}</li>)", what);
@@ -269,8 +268,8 @@ std::string listHtml(const FirstOnes& list) {
 std::string leftOutHtml(const FirstOnes& list) {
   if (list.leftOut() == 0) return "";
   return fmt::format(
-      "<p class=\"faint\">A page this long would help nobody: the first {} are listed here, {} more are "
-      "counted above. The format \"json\" has every device.</p>\n",
+      "<p class=\"faint\">Only the first {} are listed here; {} more are "
+      "counted above. Use --format json for every device.</p>\n",
       list.texts().size(), list.leftOut());
 }
 

@@ -14,7 +14,7 @@
 namespace tavik::tool {
 namespace {
 
-/// Appends the part of a text that lies in `window`, with the marks that fall into it.
+/// Appends the part of a text within `window`, with the marks in it.
 void appendWindow(std::string& out, std::string_view text, const std::vector<Span>& marks, Span window) {
   std::size_t done = window.begin;
   for (const Span& mark : marks) {

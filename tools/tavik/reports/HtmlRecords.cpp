@@ -26,7 +26,7 @@ std::string referenceText(const RuleEvaluation::Operand& reference, const Value&
   return text;
 }
 
-/// What the rule compares, and how: the record does not tell.
+/// What the rule compares, and how: the record does not include it.
 std::string operandsHtml(const RuleEvaluation& evaluation, const RuleOrigin& rule) {
   if (!evaluation.attribute.name) return "";
   std::string text = fmt::format("Checks <code>{}</code> from the device", html(*evaluation.attribute.name));
@@ -39,7 +39,7 @@ std::string operandsHtml(const RuleEvaluation& evaluation, const RuleOrigin& rul
   return fmt::format("<small>{}.{}{}</small>", text, meaning.empty() ? "" : " ", meaning);
 }
 
-/// Lets a line end between the predicate's name and the value, so that a narrow screen does not cut the value apart.
+/// Allows a line break between the predicate's name and the value, so that a narrow screen does not split the value.
 std::string withBreaks(std::string expectedHtml) {
   constexpr std::string_view kName = "caseInsensitiveEqual:";
   for (std::size_t at = 0; (at = expectedHtml.find(kName, at)) != std::string::npos;) {
@@ -73,11 +73,11 @@ std::string_view adviceFor(const DeviceResult& result) {
   if (!result.inputError.empty()) return "This line of the input cannot be used, so the device was not checked.";
   const CheckOutcome& outcome = result.outcome;
   if (outcome.fault) {
-    return "Nothing is known about the device yet. Look at the value that this rule reads; if it is right, tell the "
+    return "The device was not checked completely. Look at the value that this rule reads; if it is correct, tell the "
            "author of the rules.";
   }
   if (!outcome.error || !saysUnknownDevice(*outcome.error)) return kRulesAtFault;
-  return "Compare the part number and region of the device with its label. If they are right, the local rules lack "
+  return "Compare the part number and region of the device with its label. If they are correct, the local rules lack "
          "them: tell the author of the rules.";
 }
 

@@ -1,5 +1,5 @@
 /// @file
-/// Records as rows of an HTML table: what was expected beside what was found, what the rule reads, and what to do.
+/// Records as rows of an HTML table: expected and found values, what the rule reads, and what to do.
 #ifndef TAVIK_TOOL_REPORTS_HTML_RECORDS_H
 #define TAVIK_TOOL_REPORTS_HTML_RECORDS_H
 
@@ -18,15 +18,15 @@ namespace tavik::tool {
 std::string ruleTableBegin(std::string_view style);
 inline constexpr std::string_view kTableEnd = "</tbody></table>\n";
 
-/// What a failed rule compares, what explains the record, and what to do. `note` may be null.
+/// What a failed rule compares, explanations, and what to do. `note` may be null.
 std::string notesHtml(const RuleNote* note, bool pass);
 
-/// What explains several failures at once; empty if there is no such thing.
+/// Explanations that several failures share; may be empty.
 std::string deviceNotesHtml(const DeviceResult& result);
 
 struct RowOptions {
-  std::size_t textLimit;  ///< bytes of a text that are shown
-  bool filtered;          ///< the row takes part in the page's filter
+  std::size_t textLimit;  ///< maximum number of bytes shown per text
+  bool filtered;          ///< whether the row takes part in the page's filter
 };
 
 /// Appends a row. Differences are marked if the record failed.
@@ -35,10 +35,10 @@ void appendRow(std::string& out, const Value& record, const std::string& notes, 
 /// What to do about a device without a verdict.
 std::string_view adviceFor(const DeviceResult& result);
 
-/// A banner if the signatures of the rule documents were not verified; else empty.
+/// A banner if the signatures of the rule documents were not verified; otherwise empty.
 std::string signaturesHtml(const RuleContents& documents);
 
-/// What tells the device from others, as a description list; empty when it says nothing of the kind.
+/// Identifies the device, as a description list; empty if it has no such attributes.
 std::string identityHtml(const DeviceResult& result);
 
 }  // namespace tavik::tool

@@ -1,4 +1,4 @@
-// One device's report as an HTML page: the verdict and what to do, who the device is, the failures, and all the rest.
+// One device's report as an HTML page: the verdict and what to do, the device, the failures, and everything else.
 
 #include <fmt/format.h>
 
@@ -14,7 +14,7 @@ namespace {
 
 constexpr std::size_t kTextLimit = 4000;
 
-/// The rows of a page by where they stand.
+/// The rows of a page by section.
 struct Rows {
   std::string failed;
   std::string passed;
@@ -61,7 +61,7 @@ Headline headlineOf(const DeviceResult& result, const Rows& rows) {
       fmt::format("{} of {} failed. Fix what is listed below, then check the device again.", rows.failedCount, all)};
 }
 
-/// Where the rules send a device, by the result of its check.
+/// Where the rules send a device, depending on the result of its check.
 std::string nextHtml(const DeviceResult& result) {
   if (result.outcome.reason) return "";
   const bool pass = result.passed();
@@ -94,7 +94,7 @@ std::string versionsHtml(const CheckOutcome& outcome) {
   return entries.empty() ? "" : "<h2>Checked with</h2>\n<dl>" + entries + "</dl>\n";
 }
 
-/// What the rules hand over to the station.
+/// The attributes that the rules forward to the station.
 std::string stationHtml(const Dictionary& station) {
   std::string entries;
   for (const auto [key, value] : station) {

@@ -1,4 +1,4 @@
-// A line of JSON for each device.
+// One line of JSON per device.
 
 #include "reports/Report.h"
 

@@ -1,5 +1,5 @@
-// Results as JUnit XML, as CI servers read it: a test suite for each device, a test case for each rule. A rule that
-// failed is a failure; a fault, a run without a verdict and a line that cannot be used are errors.
+// Results as JUnit XML for CI servers: one test suite per device, one test case per rule. A failed rule is a failure; a
+// fault, a run without a verdict and an unusable line are errors.
 
 #include <fmt/format.h>
 
@@ -15,7 +15,7 @@ std::string descriptionOf(const Dictionary* dictionary, std::string_view key, st
   return value == nullptr ? std::string(otherwise) : description(value);
 }
 
-/// A class for each device, in the package of its part number.
+/// One class per device, in the package of its part number.
 std::string classNameOf(const DeviceResult& result) {
   const std::string part = descriptionOf(&result.attributes, "ModelNumber", "device");
   return JunitSuite::classNamePart(part) + "." + JunitSuite::classNamePart(description(&result.id));

@@ -12,7 +12,8 @@ namespace {
 
 constexpr std::size_t kMessageWidth = 300;
 
-/// Appends one character of a text or an attribute. References keep line ends and tabs from being normalised.
+/// Appends one character of text or of an attribute. Character references protect line ends and tabs from
+/// normalization.
 void appendCharacter(std::string& out, char character) {
   switch (character) {
     case '<':

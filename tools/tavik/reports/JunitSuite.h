@@ -1,5 +1,5 @@
 /// @file
-/// JUnit XML, as CI servers read it: suites of cases that passed, failed or could not be run.
+/// JUnit XML for CI servers: suites of cases that passed, failed or could not be run.
 #ifndef TAVIK_TOOL_REPORTS_JUNIT_SUITE_H
 #define TAVIK_TOOL_REPORTS_JUNIT_SUITE_H
 
@@ -9,17 +9,17 @@
 
 namespace tavik::tool {
 
-/// What stands before the first suite and after the last.
+/// The text before the first suite and after the last.
 inline constexpr std::string_view kJunitBegin = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<testsuites>\n";
 inline constexpr std::string_view kJunitEnd = "</testsuites>\n";
 
-/// All texts may hold anything: what XML has no form for is written as an escape.
+/// All texts may contain anything: characters that XML cannot represent are written as escapes.
 class JunitSuite {
  public:
-  /// Servers group cases by class: "package.name", cut at full stops.
+  /// Servers group cases by class: "package.name", split at periods.
   explicit JunitSuite(std::string_view className);
 
-  /// A text as one part of a class name.
+  /// Text as one part of a class name.
   static std::string classNamePart(std::string_view text);
 
   /// `note`: any number of lines, or none.

@@ -1,5 +1,4 @@
-// Results as an XML property list: what "--format json" prints, with the same names; where that has null, there is no
-// entry.
+// Results as an XML property list: the output of "--format json" with the same names; null values are left out.
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
@@ -17,7 +16,7 @@ namespace {
 constexpr std::string_view kArrayBegin = "<array>\n";
 constexpr std::string_view kArrayEnd = "</array>\n";
 
-/// The value with all its texts in characters that XML has a form for.
+/// The value with every character that XML cannot represent written as an escape.
 Value representable(const Value& value, std::set<std::string>& used) {
   if (const auto text = value.ifString()) return Value(inXmlCharacters(*text, &used));
   if (const Array* array = value.ifArray()) {
@@ -32,7 +31,7 @@ Value representable(const Value& value, std::set<std::string>& used) {
   return result;
 }
 
-/// What a report holds of these entries; a note names the characters that XML has no form for.
+/// The entries for a report; a note lists the characters that XML cannot represent.
 Dictionary reported(const std::vector<JsonEntry>& entries) {
   std::set<std::string> replaced;
   const Value value = representable(Value(presentEntries(entries)), replaced);
@@ -44,7 +43,7 @@ Dictionary reported(const std::vector<JsonEntry>& entries) {
   return result;
 }
 
-/// The lines of one element of an array, as the library writes them; absent with `error` set when it does not.
+/// The lines of one array element, as the library writes them; absent with `error` set if it fails.
 std::optional<std::string> elementText(const Dictionary& entries, std::string& error) {
   const std::optional<Data> list = writePropertyList(Array::of(entries), PropertyListFormat::kXml, error);
   if (!list) return std::nullopt;
@@ -80,7 +79,7 @@ class PlistWriter : public ResultWriter {
   }
 
  private:
-  /// One device's values shall not cost the others their report.
+  /// One device's values must not prevent the report about the others.
   static Dictionary refusal(const DeviceResult& result, const std::string& error) {
     const bool idIsPlain = result.id.ifArray() == nullptr && result.id.ifDictionary() == nullptr;
     return reported({{"id", idIsPlain ? result.id : Value(lineOf(&result.id))}, {"report_error", Value(error)}});

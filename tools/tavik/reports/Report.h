@@ -1,6 +1,6 @@
 /// @file
-/// How `tavik check` and `tavik batch` print results: lines for programs and terminals, and the reports for others to
-/// read: JUnit XML for CI, an HTML page for people, a property list for hosts.
+/// The output of `tavik check` and `tavik batch`: lines for programs and terminals, JUnit XML for CI, an HTML page for
+/// people, a property list for hosts.
 #ifndef TAVIK_TOOL_REPORTS_REPORT_H
 #define TAVIK_TOOL_REPORTS_REPORT_H
 
@@ -22,19 +22,19 @@ namespace tavik::tool {
 struct RuleContents {
   Dictionary library;
   Dictionary rules;
-  bool verified;  ///< their signatures were
+  bool verified;  ///< whether their signatures were verified
 
   /// The value of "signatures" in JSON, JUnit XML and property lists.
   [[nodiscard]] std::string_view signatures() const { return verified ? "verified" : "not verified"; }
 };
 
-/// How a batch came to its end.
+/// How a batch ended.
 struct BatchEnd {
   Tally tally;
-  std::string whyEarly;  ///< what kept devices from being checked; empty when all were
+  std::string whyEarly;  ///< why devices were not checked; empty if all were
 };
 
-/// Writes the results of a batch, one by one, as the one text that goes to standard output.
+/// Formats the results of a batch one by one as the text for standard output.
 class ResultWriter {
  public:
   ResultWriter() = default;
@@ -42,12 +42,12 @@ class ResultWriter {
   ResultWriter& operator=(const ResultWriter&) = delete;
   virtual ~ResultWriter() = default;
 
-  /// What stands before the first device.
+  /// The text before the first device.
   [[nodiscard]] virtual std::string begin() const { return ""; }
-  /// Appends whole lines about one device, to be written in the order of the input, or keeps what it has to say for the
-  /// end. `line`: the number of the device's line. Safe from any thread, in any order.
+  /// Appends whole lines about one device, to be written in input order, or keeps the result for the end. `line`: the
+  /// number of the device's line. Thread-safe, in any order.
   virtual void add(std::string& out, std::size_t line, const DeviceResult& result) = 0;
-  /// What stands after the last device.
+  /// The text after the last device.
   virtual std::string end(const BatchEnd& /*end*/) { return ""; }
 };
 
@@ -63,7 +63,7 @@ std::unique_ptr<ResultWriter> makePlistWriter();
 /// One device's report.
 std::string junitReport(const DeviceResult& result, const RuleContents& documents);
 std::string htmlReport(const DeviceResult& result, const RuleContents& documents);
-/// Raises `Unusable` when the outcome is nested too deep for a property list.
+/// Throws `Unusable` if the outcome is nested too deep for a property list.
 std::string plistReport(const std::vector<JsonEntry>& entries);
 
 }  // namespace tavik::tool

@@ -1,5 +1,5 @@
 /// @file
-/// The style sheet and the script of HTML reports: report.css and report.js, which the build embeds.
+/// The style sheet and the script of HTML reports: report.css and report.js, embedded by the build.
 #ifndef TAVIK_TOOL_REPORTS_REPORT_ASSETS_H
 #define TAVIK_TOOL_REPORTS_REPORT_ASSETS_H
 
@@ -9,7 +9,7 @@ namespace tavik::tool {
 
 std::string_view reportStyle();
 std::string_view reportScript();
-/// SHA-256 of the script in base64, as a content security policy names it.
+/// SHA-256 of the script in base64, for the content security policy.
 std::string_view reportScriptHash();
 
 }  // namespace tavik::tool

@@ -16,13 +16,14 @@
 namespace tavik::tool::lint {
 namespace {
 
-/// A path as it stands in a URI.
+/// A path in the form of a URI.
 std::string uriOf(std::string_view path) {
   std::string uri;
   for (const char character : path) {
     const auto byte = static_cast<unsigned char>(character);
-    const bool stands = std::isalnum(byte) != 0 || std::string_view("-._~/").find(character) != std::string_view::npos;
-    uri += stands ? std::string(1, character) : fmt::format("%{:02X}", byte);
+    const bool isUnreserved =
+        std::isalnum(byte) != 0 || std::string_view("-._~/").find(character) != std::string_view::npos;
+    uri += isUnreserved ? std::string(1, character) : fmt::format("%{:02X}", byte);
   }
   return path.starts_with('/') ? "file://" + uri : uri;
 }

@@ -1,5 +1,5 @@
 /// @file
-/// What a batch comes to: how many devices passed, and what the others failed on.
+/// The totals of a batch: how many devices passed, and which rules the others failed.
 #ifndef TAVIK_TOOL_REPORTS_TALLY_H
 #define TAVIK_TOOL_REPORTS_TALLY_H
 
@@ -25,17 +25,17 @@ class Tally {
 
   [[nodiscard]] std::uint64_t devices() const noexcept { return devices_; }
   [[nodiscard]] std::uint64_t failed() const noexcept { return failed_; }
-  /// Of those that failed:
+  /// Of the devices that failed:
   [[nodiscard]] std::uint64_t inputErrors() const noexcept { return inputErrors_; }
   [[nodiscard]] std::uint64_t faults() const noexcept { return faults_; }
   [[nodiscard]] std::uint64_t noVerdicts() const noexcept { return noVerdicts_; }
 
   using RuleCount = std::pair<std::string_view, std::uint64_t>;
-  /// The rules that failed with the number of devices, most first, by name where these are equal.
+  /// The failed rules with the number of devices, most first, then by name.
   [[nodiscard]] std::vector<RuleCount> rulesThatFailed() const;
   [[nodiscard]] std::size_t numberOfRules() const noexcept { return failuresByRule_.size(); }
 
-  /// Counts, and the rules that failed most; the same devices give the same text.
+  /// Counts, and the rules that failed most; the same devices produce the same text.
   [[nodiscard]] std::string summary() const;
 
  private:
@@ -46,7 +46,7 @@ class Tally {
 
   std::uint64_t devices_ = 0;
   std::uint64_t failed_ = 0;
-  // Of those that failed:
+  // Of the devices that failed:
   std::uint64_t inputErrors_ = 0;
   std::uint64_t faults_ = 0;
   std::uint64_t noVerdicts_ = 0;
@@ -54,14 +54,14 @@ class Tally {
   std::map<std::string, std::uint64_t> missingSources_;  // devices whose rules need the source
 };
 
-/// A tally per part number. Devices can name any, so only the first part numbers by name are kept apart: as many as
-/// have 100,000 counters in all. Which these are does not depend on the order of the devices.
+/// One tally per part number. Devices can have any part number, so only the first ones by name are kept separately, up
+/// to 100,000 counters in total. Which ones does not depend on the order of the devices.
 class TallyByPartNumber {
  public:
   void add(const DeviceResult& result);
 
   [[nodiscard]] const std::map<std::string, Tally>& parts() const noexcept { return parts_; }
-  /// Of all other part numbers.
+  /// The tally of all other part numbers.
   [[nodiscard]] const Tally& others() const noexcept { return others_; }
 
  private:
@@ -70,7 +70,7 @@ class TallyByPartNumber {
   std::map<std::string, Tally> parts_;
   Tally others_;
   std::size_t counters_ = 0;
-  std::optional<std::string> end_;  // no part number from this one on is kept
+  std::optional<std::string> end_;  // part numbers from this one on are not kept
 };
 
 /// The JSON of `tavik batch --summary`.

@@ -1,4 +1,4 @@
-// A line for each device, for people: the verdict, the id, and what failed; below, the failures of rules.
+// One line per device, for people: the verdict, the id and what failed; below, the failed rules.
 
 #include <fmt/format.h>
 

@@ -16,7 +16,7 @@ std::optional<std::string> textOf(const Value* name) {
   return name == nullptr ? std::nullopt : std::optional<std::string>(*name->ifString());
 }
 
-/// The regions of each part number, in the order in which they come; an absent one where regions do not matter.
+/// The regions of each part number, in document order; an absent one where regions do not matter.
 class Regions {
  public:
   using Names = std::vector<std::optional<std::string>>;
@@ -36,7 +36,7 @@ class Regions {
 
   [[nodiscard]] bool asksForPartNumber() const noexcept { return asksForPartNumber_; }
   [[nodiscard]] const std::vector<std::pair<std::string, Names>>& all() const noexcept { return regions_; }
-  /// Null for a part number that is not known.
+  /// Null for an unknown part number.
   [[nodiscard]] const Names* of(const std::string& partNumber) const {
     const auto place = places_.find(partNumber);
     return place == places_.end() ? nullptr : &regions_[place->second].second;
@@ -48,7 +48,7 @@ class Regions {
   bool asksForPartNumber_ = true;
 };
 
-/// Both lists, what stands in both once, and what regions are left over last.
+/// Both lists without duplicates; regions that are not listed come last.
 Regions::Names merged(const Regions::Names& first, const Regions::Names& second) {
   Regions::Names all;
   std::unordered_map<std::string, bool> seen;
@@ -94,14 +94,14 @@ DeviceKinds::DeviceKinds(const RuleOrigins& origins) {
 DeviceKinds::DeviceKinds(const RuleOrigins& first, const RuleOrigins& second) {
   const Regions firstRegions(first);
   const Regions secondRegions(second);
-  const Regions::Names whatever = {std::nullopt};
+  const Regions::Names any = {std::nullopt};
   const auto add = [&](const std::string& partNumber, const Regions::Names& some, const Regions::Names& others) {
     for (std::optional<std::string>& region : merged(some, others)) kinds_.push_back({partNumber, std::move(region)});
   };
-  // A part number that one of them does not know has the regions of the other, unless it does not matter there.
+  // A part number that one document does not know has the regions of the other, unless regions do not matter there.
   const auto counterpart = [&](const Regions& other, const std::string& partNumber, const Regions::Names& own) {
     const Regions::Names* const names = other.of(partNumber);
-    return names != nullptr ? *names : other.asksForPartNumber() ? own : whatever;
+    return names != nullptr ? *names : other.asksForPartNumber() ? own : any;
   };
   for (const auto& [partNumber, regions] : firstRegions.all()) {
     add(partNumber, regions, counterpart(secondRegions, partNumber, regions));

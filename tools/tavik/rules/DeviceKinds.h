@@ -1,5 +1,6 @@
 /// @file
-/// The part numbers and regions that rule documents tell apart, and how they and the layers of local rules are named.
+/// The part numbers and regions that rule documents distinguish, and the names of these and of the layers of local
+/// rules.
 #ifndef TAVIK_TOOL_RULES_DEVICE_KINDS_H
 #define TAVIK_TOOL_RULES_DEVICE_KINDS_H
 
@@ -20,33 +21,33 @@ namespace tavik::tool {
 /// "part_number", "region", "generic" or "set", for programs.
 std::string_view nameOf(LocalEntry::Layer layer);
 
-/// Whether a device has no rules because the local rules do not know its part number or region.
+/// Whether a device has no rules because the local rules do not list its part number or region.
 bool saysUnknownDevice(const Error& error);
 
-/// The error after the name of the file that is at fault: `attributesName` if the device lacks what selects its rules
-/// or has it in another kind, else `rulesName`.
+/// The error, prefixed with the name of the responsible file: `attributesName` if the device lacks what selects its
+/// rules or has it in another kind, otherwise `rulesName`.
 std::string blamed(const Error& error, const Dictionary& attributes, const std::string& attributesName,
                    const std::string& rulesName);
 
 class DeviceKinds {
  public:
-  /// What tells the devices of a kind from others. Absent: any other than those that stand beside it.
+  /// What distinguishes the devices of a kind. Absent: any value other than the listed ones.
   struct Selectors {
     std::optional<std::string> partNumber;
     std::optional<std::string> region;
   };
 
   explicit DeviceKinds(const RuleOrigins& origins);
-  /// Those that either of the two tells apart: where one of them asks for a part number or region and the other does
-  /// not, what is left over is a kind too.
+  /// The kinds that either of the two distinguishes. If only one of them lists a part number or region, the remaining
+  /// devices are a kind too.
   DeviceKinds(const RuleOrigins& first, const RuleOrigins& second);
 
   [[nodiscard]] const std::vector<Selectors>& all() const noexcept { return kinds_; }
 
-  /// "every device", or "DN20-064 (EU/1, US/1), DN20-128" where all regions of DN20-128 are meant; as many part numbers
-  /// as people read. `members`: positions in `all`, ascending.
+  /// "every device", or "DN20-064 (EU/1, US/1), DN20-128" if all regions of DN20-128 are meant; the number of part
+  /// numbers is limited. `members`: positions in `all`, ascending.
   [[nodiscard]] std::string text(std::span<const std::size_t> members) const;
-  /// The same for programs: an array of {"part_number": ..., "region": ...}, either of which may be left out.
+  /// The same for programs: an array of {"part_number": ..., "region": ...}; either may be missing.
   [[nodiscard]] Value value(std::span<const std::size_t> members) const;
 
  private:
@@ -54,7 +55,7 @@ class DeviceKinds {
   [[nodiscard]] Span partNumberSpan(std::size_t member) const;
   [[nodiscard]] std::string partNumberText(std::span<const std::size_t> members, bool whole) const;
 
-  std::vector<Selectors> kinds_;  // those of one part number stand together
+  std::vector<Selectors> kinds_;  // grouped by part number
 };
 
 }  // namespace tavik::tool

@@ -20,7 +20,7 @@
 namespace tavik::tool {
 namespace {
 
-/// How the station platform begins what it says about a key file.
+/// The beginning of the station platform's messages about a key file.
 constexpr std::string_view kKeyFileRefusal = "public key file ";
 
 int openLog(const std::string& path) {
@@ -38,7 +38,7 @@ std::string logTime() {
 
 std::optional<Value> taken(const Dictionary& document, std::optional<std::string>& errorDescription) {
   if (!isSigned(document)) return Value(document);
-  errorDescription = "is signed: leave out --unsigned";
+  errorDescription = "is signed; remove --unsigned";
   return std::nullopt;
 }
 
@@ -61,7 +61,7 @@ std::optional<Value> HostPlatform::validatedPropertyListFromSignedDictionary(
   std::optional<Value> document =
       station_.validatedPropertyListFromSignedDictionary(signedDictionary, publicKeyPath, errorDescription);
   if (errorDescription && errorDescription->starts_with(kKeyFileRefusal)) {
-    throw Unusable(*errorDescription + (options_.publicKey ? "" : "; give --public-key to use another key file"));
+    throw Unusable(*errorDescription + (options_.publicKey ? "" : "; use --public-key to select another key file"));
   }
   return document;
 }
@@ -81,7 +81,7 @@ void HostPlatform::checkLog() const {
 
 std::string_view hintForUntrusted(std::string_view description) {
   const bool isPlain = description.starts_with("the document is not signed");
-  return isPlain ? ", or give --unsigned to try it as it is" : "";
+  return isPlain ? ", or use --unsigned to try it without a signature" : "";
 }
 
 bool isSigned(const Dictionary& document) {
@@ -90,7 +90,7 @@ bool isSigned(const Dictionary& document) {
 
 void warnAboutTrust(std::string_view command, const PlatformOptions& options) {
   if (options.unsignedDocuments) {
-    printToStandardError(command, "--unsigned: the rule documents are taken as they are, no signature is checked");
+    printToStandardError(command, "--unsigned: rule documents are used as they are; signatures are not verified");
   } else if (const auto warning =
                  keyFileWarning(options.publicKey.value_or(ZRTTavikKernel::kPublicKeyPath), KeyFileUse::kVerifying)) {
     printToStandardError(command, *warning);

@@ -1,5 +1,5 @@
 /// @file
-/// What the rule documents of a command line are trusted by, and where the log goes.
+/// How the rule documents of a command line are verified, and where the log is written.
 #ifndef TAVIK_TOOL_RULES_HOST_PLATFORM_H
 #define TAVIK_TOOL_RULES_HOST_PLATFORM_H
 
@@ -13,28 +13,29 @@
 
 namespace tavik::tool {
 
-/// The options that say what documents are trusted by, and where the log goes.
+/// The options for verifying documents and for the log.
 struct PlatformOptions {
   std::optional<std::string> publicKey;  ///< absent: the fixed path
   bool unsignedDocuments = false;
   std::optional<std::string> log = {};  ///< absent: no log
 };
 
-/// The platform of the command: signatures as a station checks them or, when so told, none; the log in a file.
+/// The platform of the command: verifies signatures like a station, or not at all with --unsigned; writes the log to a
+/// file.
 class HostPlatform : public Platform {
  public:
-  /// Raises `Unusable` when the log cannot be opened.
+  /// Throws `Unusable` if the log cannot be opened.
   explicit HostPlatform(const PlatformOptions& options);
   ~HostPlatform() override;
 
-  /// Raises `Unusable` when the public key cannot be read: then it is not the document that is at fault.
+  /// Throws `Unusable` if the public key cannot be read: then the document is not to blame.
   std::optional<Value> validatedPropertyListFromSignedDictionary(
       const Dictionary& signedDictionary, const std::string& publicKeyPath,
       std::optional<std::string>& errorDescription) const override;
   bool logs() const override { return logFile_ >= 0; }
   void log(std::string_view line) const override;
 
-  /// Raises `Unusable` when a line of the log could not be written.
+  /// Throws `Unusable` if a log line could not be written.
   void checkLog() const;
 
  private:
@@ -44,14 +45,14 @@ class HostPlatform : public Platform {
   mutable std::atomic<int> logFailure_ = 0;  // an errno
 };
 
-/// What to append to a platform's refusal on standard error.
+/// A hint to append to a platform's rejection on standard error.
 std::string_view hintForUntrusted(std::string_view description);
 
 /// Whether a document has the form of a signed one.
 bool isSigned(const Dictionary& document);
 
-/// Says on standard error, in the name of a command, that signatures are not checked, or that other users can change
-/// the keys that they are checked with.
+/// Warns on standard error, in the name of a command, that signatures are not verified, or that other users can change
+/// the key file.
 void warnAboutTrust(std::string_view command, const PlatformOptions& options);
 
 }  // namespace tavik::tool

@@ -40,7 +40,7 @@ std::unique_ptr<ZRTTavikKernel> openKernel(const std::string& name, const Dictio
 }
 
 void requireVersion(const std::string& name, const Dictionary& content) {
-  if (!content.contains("version")) reject(name, "has no \"version\"");
+  if (!content.contains("version")) reject(name, "\"version\" is missing");
 }
 
 std::unique_ptr<ZRTTavikKernel> readLibrary(Inputs& inputs, std::string_view argument, const std::string& path,

@@ -1,6 +1,6 @@
 /// @file
-/// The rule documents of a command line. Every function raises `Failure` if a document is rejected; messages call it by
-/// its argument and path.
+/// The rule documents of a command line. Every function throws `Failure` if a document is rejected; messages name it by
+/// argument and path.
 #ifndef TAVIK_TOOL_RULES_RULE_DOCUMENTS_H
 #define TAVIK_TOOL_RULES_RULE_DOCUMENTS_H
 
@@ -16,24 +16,24 @@
 
 namespace tavik::tool {
 
-/// Whether the library has the form of local rules, and the local rules lack it.
+/// Whether the library looks like local rules, and the local rules do not.
 bool areSwapped(const Dictionary& library, const Dictionary& localRules);
-inline constexpr std::string_view kSwapped = "is a rule library, and --library is local rules: swap the two";
+inline constexpr std::string_view kSwapped = "is a rule library, and --library names local rules; swap the two";
 
-/// The content of a rule document of any kind.
+/// The content of any rule document.
 Dictionary validatedContent(const std::string& name, const Dictionary& document, const HostPlatform& platform);
 
-/// Makes the kernel of a rule library.
+/// Creates the kernel of a rule library.
 std::unique_ptr<ZRTTavikKernel> openKernel(const std::string& name, const Dictionary& library,
                                            const std::shared_ptr<const HostPlatform>& platform);
 
-/// Rejects a document without "version": no device can be checked with it.
+/// Rejects a document without "version": it cannot be used to check devices.
 void requireVersion(const std::string& name, const Dictionary& content);
 
-/// Reads a rule library that devices can be checked with.
+/// Reads a rule library for checking devices.
 std::unique_ptr<ZRTTavikKernel> readLibrary(Inputs& inputs, std::string_view argument, const std::string& path,
                                             const std::shared_ptr<const HostPlatform>& platform);
-/// Reads local rules that devices can be checked with.
+/// Reads local rules for checking devices.
 std::unique_ptr<const PreparedRules> readLocalRules(Inputs& inputs, std::string_view argument, const std::string& path,
                                                     const ZRTTavikKernel& kernel);
 

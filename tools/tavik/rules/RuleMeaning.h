@@ -1,5 +1,5 @@
 /// @file
-/// What a rule asks for, in a sentence for people who do not know its predicates.
+/// The meaning of a rule as a sentence for people who do not know its predicates.
 #ifndef TAVIK_TOOL_RULES_RULE_MEANING_H
 #define TAVIK_TOOL_RULES_RULE_MEANING_H
 

@@ -26,15 +26,16 @@ const PredicateKernel& silentKernel() {
 std::string_view adviceForMissing(const Operand& operand) {
   if (!operand.name) return kRulesAtFault;
   if (!operand.source) {
-    return "The device gave no such value. Find out why it was not read, or never written; then collect the values "
+    return "The device did not report this value. Find out why it was not read or never written; then collect the "
+           "values "
            "again.";
   }
-  return *operand.source == "gui"
-             ? "The operator was not asked, or gave no answer: ask, then check the device again."
-             : "This source has no such value for the device: have it entered there, then check the device again.";
+  return *operand.source == "gui" ? "The operator was not asked or did not answer. Ask, then check the device again."
+                                  : "This source does not have the value for this device. Have it entered there, then "
+                                    "check the device again.";
 }
 
-/// A kind in the words of people who do not write rules.
+/// A kind in words for people who do not write rules.
 std::string_view wordFor(Kind kind) {
   constexpr std::string_view kWords[] = {"text",   "a number", "true or false", "data",
                                          "a date", "a list",   "a dictionary"};
@@ -50,7 +51,7 @@ std::string wordsFor(Kinds kinds) {
   return words;
 }
 
-/// Collects remarks, each once: the two predicates of an expression often have the same.
+/// Collects remarks without duplicates: the two predicates of an expression often have the same ones.
 class Remarks {
  public:
   void add(std::string remark) {
@@ -67,7 +68,7 @@ void addWrongKind(Remarks& remarks, std::string_view what, const Value& value, K
   remarks.add(fmt::format("{}found {}, expected {}", what, wordFor(value.kind()), wordsFor(expected)));
 }
 
-/// For a value that is not in a list, though its text is: the kinds of the two.
+/// For a value that is not in a list although its text is: the two kinds.
 void addKindInList(Remarks& remarks, const Value& value, const Array& list) {
   const auto looksAlike = [&](const Value& element) { return description(&element) == description(&value); };
   const auto* const alike = std::ranges::find_if(list, looksAlike);
@@ -95,7 +96,7 @@ void addKinds(Remarks& remarks, const RuleEvaluation& evaluation, const Predicat
 
 bool isBeyond32Bits(const Value& number) { return longValue(&number) != integerValue(&number); }
 
-/// Different numbers that `equal` takes for the same, because it reads no more than 32 bits.
+/// Different numbers that `equal` considers the same because it reads only 32 bits.
 void addCutNumbers(Remarks& remarks, const RuleEvaluation& evaluation, std::string_view predicate) {
   const std::optional<Value>& expected = evaluation.value;
   if (predicate != "equal" || !expected) return;
@@ -127,10 +128,10 @@ std::vector<std::string> remarksOn(const RuleEvaluation& evaluation, bool pass) 
 std::vector<std::string> RuleNote::remarks(bool pass) const { return remarksOn(evaluation, pass); }
 
 std::string_view RuleNote::advice() const {
-  if (evaluation.wantsAbsence) return "This must not be on the device: take it off.";
+  if (evaluation.wantsAbsence) return "This must not be on the device. Remove it.";
   if (evaluation.referencesAreMalformed) return kRulesAtFault;
   if (!evaluation.attribute.value) return adviceForMissing(evaluation.attribute);
-  if (lacksSource) return "The check was run without this source: run it again with the source.";
+  if (lacksSource) return "The check ran without this source. Run it again with the source.";
   for (const Operand& reference : evaluation.references) {
     if (!reference.value) return adviceForMissing(reference);
   }

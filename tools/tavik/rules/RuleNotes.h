@@ -1,6 +1,6 @@
 /// @file
-/// What the records of a device's rules do not tell: what the rules compare, why values that look alike differ, what
-/// several failures have in common, and what to do.
+/// Explains the records of a device's rules: what the rules compare, why values that look alike differ, what several
+/// failures have in common, and what to do.
 #ifndef TAVIK_TOOL_RULES_RULE_NOTES_H
 #define TAVIK_TOOL_RULES_RULE_NOTES_H
 
@@ -23,25 +23,25 @@ struct RuleNote {
   RuleEvaluation evaluation;
   bool lacksSource = false;  ///< the host did not give a source that the rule reads
 
-  /// What explains the record, such as "found a number, expected text"; a failed record if not `pass`.
+  /// Remarks that explain the record, such as "found a number, expected text"; `pass` is the record's result.
   [[nodiscard]] std::vector<std::string> remarks(bool pass) const;
-  /// What to do about a rule that failed; empty if the record speaks for itself.
+  /// What to do about a failed rule; empty if the record is clear enough.
   [[nodiscard]] std::string_view advice() const;
 };
 
 class RuleNotes {
  public:
-  /// Evaluates the device's rules without a log, because the check run has logged them. Borrows `origins`.
+  /// Evaluates the device's rules without a log, because the check run has already logged them. Borrows `origins`.
   RuleNotes(const Dictionary& attributes, const Dictionary& sources, const RuleOrigins& origins);
 
-  /// About the rule with this number in the order of evaluation. Null if the device has no such rule.
+  /// The note on the rule with this number in evaluation order. Null if the device has no such rule.
   [[nodiscard]] const RuleNote* at(std::size_t number) const;
   /// The same by name.
   [[nodiscard]] const RuleNote* of(std::string_view name) const;
 
-  /// The sources that rules need and the host did not give, each with the number of these rules.
+  /// The sources that rules need but the host did not provide, each with the number of these rules.
   [[nodiscard]] const std::map<std::string, std::size_t>& missingSources() const noexcept { return missingSources_; }
-  /// What explains several failures at once: missing sources, and packed data that cannot be decoded.
+  /// Explanations that several failures share: missing sources, and packed data that cannot be decoded.
   [[nodiscard]] const std::vector<std::string>& aboutDevice() const noexcept { return aboutDevice_; }
 
  private:
@@ -55,9 +55,9 @@ class RuleNotes {
   std::vector<std::string> aboutDevice_;
 };
 
-inline constexpr std::string_view kRulesAtFault = "The rules are at fault, not the device: tell their author.";
+inline constexpr std::string_view kRulesAtFault = "The problem is in the rules, not in the device. Tell their author.";
 
-/// The remarks on an evaluation, whether of a rule or of an expression by itself.
+/// The remarks on an evaluation, either of a rule or of a single expression.
 std::vector<std::string> remarksOn(const RuleEvaluation& evaluation, bool pass);
 
 }  // namespace tavik::tool

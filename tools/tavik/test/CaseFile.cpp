@@ -22,14 +22,14 @@
 namespace tavik::tool {
 namespace {
 
-/// The file that is read, for the locations in messages.
+/// The file being read, for the locations in messages.
 struct Source {
   std::string name;
   Value content;
   ValueLocations locations;
 };
 
-/// A key as a path shows it.
+/// A key as it appears in a path.
 std::string keyInPath(std::string_view key) {
   constexpr std::size_t kLongest = 40;
   const bool isPlain = !key.empty() && key.size() <= kLongest && std::ranges::all_of(key, [](char c) {
@@ -55,20 +55,20 @@ class Node {
   [[nodiscard]] bool isText() const { return value_->isString(); }
 
   [[nodiscard]] std::string text() const {
-    if (!isText() || value_->ifString()->empty()) refuse("is not a text, or empty");
+    if (!isText() || value_->ifString()->empty()) refuse("expected a nonempty string");
     return std::string(*value_->ifString());
   }
 
   [[nodiscard]] bool flag() const {
     const std::optional<bool> flag = value_->ifBoolean();
-    if (!flag) refuse("is neither true nor false");
+    if (!flag) refuse("expected true or false");
     return *flag;
   }
 
-  /// One of the words, by its position.
+  /// One of the given words, as its position.
   [[nodiscard]] std::size_t choice(std::initializer_list<std::string_view> words) const {
     const auto* const found = std::ranges::find(words, value_->ifString().value_or(""));
-    if (found == words.end()) refuse(fmt::format("is none of \"{}\"", fmt::join(words, "\", \"")));
+    if (found == words.end()) refuse(fmt::format("expected one of \"{}\"", fmt::join(words, "\", \"")));
     return static_cast<std::size_t>(found - words.begin());
   }
 
@@ -77,7 +77,7 @@ class Node {
     return *value_->ifDictionary();
   }
 
-  /// An object that holds nothing but these keys.
+  /// An object with no keys other than these.
   [[nodiscard]] const Dictionary& object(std::span<const std::string_view> known) const {
     for (const auto [key, value] : object()) {
       if (std::ranges::find(known, key) != known.end()) continue;
@@ -86,9 +86,9 @@ class Node {
     return object();
   }
 
-  /// An object that holds some of these keys.
+  /// An object with at least one of these keys.
   [[nodiscard]] const Dictionary& someOf(std::initializer_list<std::string_view> known) const {
-    if (object(known).empty()) refuse(fmt::format("holds none of \"{}\"", fmt::join(known, "\", \"")));
+    if (object(known).empty()) refuse(fmt::format("expected at least one of \"{}\"", fmt::join(known, "\", \"")));
     return object();
   }
 
@@ -174,7 +174,8 @@ Expectation readExpectation(const Node& node) {
   if (const auto error = node.find("error")) expectation.error = readErrorExpectation(*error);
   if (const auto fault = node.find("fault")) expectation.fault = readFaultExpectation(*fault);
   const bool ends = expectation.error || expectation.fault;
-  if (ends && node.object().size() > 1) node.refuse("\"error\" and \"fault\" stand alone: such a run checks no rule");
+  if (ends && node.object().size() > 1)
+    node.refuse("\"error\" and \"fault\" cannot be combined with other keys: such a run checks no rules");
   if (const auto rules = node.find("rules")) expectation.rules = readRuleExpectations(*rules);
   if (const auto others = node.find("others"))
     expectation.others = static_cast<OtherRules>(others->choice({"pass", "any", "none"}));
@@ -188,8 +189,8 @@ bool isManifestField(std::string_view name) {
 }
 bool isPackedField(std::string_view name) { return isSysCfgField(name) || isManifestField(name); }
 
-/// If a packed attribute has the field, makes its fields attributes of their own in its place: left there, the check
-/// would unpack it over the change.
+/// If a packed attribute has the field, unpacks its fields into separate attributes: otherwise the check would unpack
+/// it over the change.
 void unpackFor(std::string_view field, Dictionary& attributes) {
   if (isSysCfgField(field)) {
     ZRTTavikKernel::expandSysConfigData(attributes);
@@ -200,7 +201,7 @@ void unpackFor(std::string_view field, Dictionary& attributes) {
   }
 }
 
-/// Reads a case file and what it names.
+/// Reads a case file and the files that it names.
 class CaseFileReader {
  public:
   CaseFileReader(Inputs& inputs, const std::string& path)
@@ -220,7 +221,7 @@ class CaseFileReader {
   }
 
  private:
-  /// A path of the case file, for a reader that stands elsewhere. "-" is a file of this name.
+  /// A path in the case file, resolved. "-" is a file of that name.
   [[nodiscard]] std::string resolved(const std::string& path) const {
     return (path == "-" && folder_.empty() ? std::filesystem::path("./-") : folder_ / path).string();
   }
@@ -232,7 +233,7 @@ class CaseFileReader {
 
   std::vector<RuleTest> readTests(const Node& root) {
     const std::vector<Node> cases = root.at("cases").elements();
-    if (cases.empty()) root.at("cases").refuse("holds no case");
+    if (cases.empty()) root.at("cases").refuse("has no cases");
     std::vector<RuleTest> tests;
     std::set<std::string> names;
     for (const Node& node : cases) {
@@ -259,7 +260,7 @@ class CaseFileReader {
 
   static Node attributesOf(const Node& root, const Node& node) {
     const std::optional<Node> common = root.find("attributes");
-    if (!common) node.refuse("has no \"attributes\", and the file has none for all its cases");
+    if (!common) node.refuse("has no \"attributes\", and neither does the file");
     return *common;
   }
 
@@ -278,7 +279,7 @@ class CaseFileReader {
     return didYouMean(name.text(), known);
   }
 
-  /// Fields of packed attributes come last: a packed attribute that is changed, too, has its new fields.
+  /// Fields of packed attributes come last, so that they also apply to a packed attribute that is itself changed.
   static void change(Dictionary& attributes, const Node& changes) {
     for (const bool fields : {false, true}) {
       for (const auto [key, value] : changes.object()) {
@@ -289,12 +290,12 @@ class CaseFileReader {
     }
   }
 
-  /// A case's source takes the place of the file's of the same name.
+  /// A case's source replaces the file's source of the same name.
   void readSources(const Node& node, Dictionary& sources) {
     for (const auto& [name, source] : node.members()) sources.set(name, Value(readDictionary(source)));
   }
 
-  /// A dictionary in place, or in a file, which is read once however many cases name it.
+  /// An inline dictionary, or one in a file, which is read only once.
   Dictionary readDictionary(const Node& node) {
     if (!node.isText()) return node.object();
     const std::string path = resolved(node.text());

@@ -1,5 +1,5 @@
 /// @file
-/// The case files of `tavik test`: devices, and what is expected of their check runs.
+/// The case files of `tavik test`: devices, and the expected results of their check runs.
 #ifndef TAVIK_TOOL_TEST_CASE_FILE_H
 #define TAVIK_TOOL_TEST_CASE_FILE_H
 
@@ -14,21 +14,21 @@
 
 namespace tavik::tool {
 
-/// What is expected of one rule of a device.
+/// The expected result of one rule of a device.
 struct RuleExpectation {
   std::string rule;
   bool given = true;   ///< false: the device must not get the rule
-  Dictionary entries;  ///< those that its record must have, among others
+  Dictionary entries;  ///< entries that its record must have, among others
 };
 
-/// What is expected of the rules that no expectation names.
+/// The expected result of the rules that no expectation names.
 enum class OtherRules : std::uint8_t {
   kPass,
   kAny,   ///< nothing
-  kNone,  ///< that there are none
+  kNone,  ///< there must be none
 };
 
-/// What is expected of a run. With an error or a fault it is expected to end so, and nothing is asked of its rules.
+/// The expected outcome of a run. With an error or a fault, the run must end with it, and its rules are not examined.
 struct Expectation {
   std::vector<RuleExpectation> rules;
   OtherRules others = OtherRules::kPass;
@@ -50,12 +50,12 @@ struct CaseFile {
   std::optional<std::string> rules;
   std::optional<std::string> publicKey;
   bool unsignedDocuments = false;
-  std::vector<RuleTest> tests;  ///< one at least, each with a name of its own
+  std::vector<RuleTest> tests;  ///< at least one, with unique names
 };
 
-/// Reads a case file with the devices and sources that it names, whose paths count from the file's folder. Raises
-/// `Unusable` with the place for a key that it does not know, a value of the wrong kind, an attribute to remove that is
-/// not there, and whatever cannot be read.
+/// Reads a case file with the devices and sources that it names; paths are relative to the file's folder. Throws
+/// `Unusable` with the location for an unknown key, a value of the wrong kind, a missing attribute to remove, and
+/// anything that cannot be read.
 CaseFile readCaseFile(Inputs& inputs, const std::string& path);
 
 }  // namespace tavik::tool

@@ -9,7 +9,7 @@
 namespace tavik::tool {
 namespace {
 
-/// What selects a device's rules; empty where it has none, or another kind of value.
+/// A selector of the device's rules; empty if it is missing or of another kind.
 std::string selector(const Value* value) { return std::string(value == nullptr ? "" : value->ifString().value_or("")); }
 
 std::set<std::string_view> namesIn(const std::vector<RuleExpectation>& expectations) {

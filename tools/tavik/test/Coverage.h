@@ -1,6 +1,6 @@
 /// @file
-/// What the test cases of a pair of rule documents have seen: the rules, part numbers and regions that passed and
-/// failed under their eyes.
+/// The coverage of the test cases for a pair of rule documents: the rules, part numbers and regions that passed and
+/// failed in at least one case.
 #ifndef TAVIK_TOOL_TEST_COVERAGE_H
 #define TAVIK_TOOL_TEST_COVERAGE_H
 
@@ -16,7 +16,7 @@
 
 namespace tavik::tool {
 
-/// In how many cases something passed and failed.
+/// The number of cases in which something passed and failed.
 struct Seen {
   std::uint64_t passed = 0;
   std::uint64_t failed = 0;
@@ -27,16 +27,16 @@ struct Seen {
 
 class Coverage {
  public:
-  /// Something that cases can see, by the names that lead to it: a rule; a part number; a part number and a region.
+  /// An item that cases can cover, with its names: a rule; a part number; a part number and a region.
   struct Item {
     std::vector<std::string> names;
     Seen seen;
   };
 
-  /// Everything there is to be seen: each rule that some device gets, each part number and region of the local rules.
+  /// All items: each rule that some device gets, each part number and region of the local rules.
   Coverage(const Dictionary& library, const Dictionary& localRules);
 
-  /// Counts a case: the rules of which it expects something, and the device. A run without a verdict shows nothing.
+  /// Counts a case: the rules that it has expectations for, and the device. A run without a verdict covers nothing.
   void add(const RuleTest& test, const CheckOutcome& outcome);
 
   [[nodiscard]] const std::vector<Item>& rules() const { return rules_.items; }

@@ -14,14 +14,14 @@ namespace {
 
 using RecordsByRule = std::map<std::string_view, const Dictionary*, std::less<>>;
 
-/// How the run ended, as a case file spells it; empty if it ended neither with a fault nor with an error.
+/// How the run ended, in the notation of a case file; empty if it ended with neither a fault nor an error.
 Dictionary endOf(const CheckOutcome& outcome) {
   if (outcome.fault) return {{"kind", outcome.fault->word()}, {"message", outcome.fault->message}};
   if (!outcome.error) return {};
   return {{"code", Value(outcome.error->code())}, {"description", outcome.error->localizedDescription()}};
 }
 
-/// Whether every wanted entry is among those found.
+/// Whether every expected entry was found.
 bool holds(const Dictionary& wanted, const Dictionary& found) {
   for (const auto [key, value] : wanted) {
     const Value* const other = found.find(key);
@@ -49,11 +49,11 @@ std::string_view verdict(const Dictionary& record) { return passed(Value(record)
 std::string describe(const Dictionary& wanted, const Dictionary& record) {
   const Value* const result = wanted.find("result");
   const bool otherResult = result != nullptr && *result != Value(passed(Value(record)));
-  if (!otherResult) return std::string(verdict(record)) + ", but its record is another one";
-  return std::string(verdict(record)) + ", and should " + (passed(Value(record)) ? "fail" : "pass");
+  if (!otherResult) return std::string(verdict(record)) + ", but its record differs";
+  return std::string(verdict(record)) + ", but should " + (passed(Value(record)) ? "fail" : "pass");
 }
 
-/// For a rule that the device does not get: which of those that it gets was meant.
+/// For a rule that the device does not get: the one of its rules that was probably meant.
 std::string nearestIn(const RecordsByRule& records, std::string_view rule) {
   std::vector<std::string_view> names;
   for (const auto& [name, record] : records) names.push_back(name);
@@ -69,7 +69,7 @@ std::optional<Mismatch> judge(const RuleExpectation& expected, const RecordsByRu
   }
   const Dictionary& record = *found->second;
   if (!expected.given)
-    return Mismatch{expected.rule, "the device gets this rule, and should not", Dictionary(), withoutRule(record)};
+    return Mismatch{expected.rule, "the device gets this rule, but should not", Dictionary(), withoutRule(record)};
   if (holds(expected.entries, record)) return std::nullopt;
   return Mismatch{expected.rule, describe(expected.entries, record), expected.entries, withoutRule(record)};
 }
@@ -81,13 +81,12 @@ std::optional<Mismatch> judgeOther(OtherRules others, const Dictionary& record) 
     case OtherRules::kAny:
       return std::nullopt;
     case OtherRules::kNone:
-      return Mismatch{rule, "the device gets this rule, which the case does not name", Dictionary(),
-                      withoutRule(record)};
+      return Mismatch{rule, "the device gets this rule, which is not in the case", Dictionary(), withoutRule(record)};
     case OtherRules::kPass:
       break;
   }
   if (holds(pass, record)) return std::nullopt;
-  return Mismatch{rule, "fails, and should pass as the case does not name it", pass, withoutRule(record)};
+  return Mismatch{rule, "fails, but should pass because the case does not name it", pass, withoutRule(record)};
 }
 
 std::vector<Mismatch> judgeRules(const Expectation& expected, const CheckOutcome& outcome) {
@@ -103,15 +102,16 @@ std::vector<Mismatch> judgeRules(const Expectation& expected, const CheckOutcome
     if (named.contains(record.findString("rule").value_or(""))) continue;
     if (auto mismatch = judgeOther(expected.others, record)) mismatches.push_back(*std::move(mismatch));
   }
-  // A device that nothing is asked of does not pass by it.
+  // A device without rules does not pass only because nothing failed.
   if (records.empty() && expected.others == OtherRules::kPass)
-    mismatches.push_back({std::nullopt, "the device gets no rules, and they should pass", Dictionary(), Dictionary()});
+    mismatches.push_back(
+        {std::nullopt, "the device gets no rules, but its rules should pass", Dictionary(), Dictionary()});
   return mismatches;
 }
 
 std::vector<Mismatch> judgeEnd(std::string_view what, bool endsSo, const Dictionary& wanted, const Dictionary& end) {
   if (endsSo && holds(wanted, end)) return {};
-  const std::string_view otherwise = endsSo ? ", and ends with another one" : ", and does not";
+  const std::string_view otherwise = endsSo ? ", but ends with a different one" : ", but does not";
   return {{std::nullopt, fmt::format("the run should end with {}{}", what, otherwise), wanted, end}};
 }
 
@@ -127,7 +127,7 @@ std::vector<Mismatch> mismatches(const Expectation& expected, const CheckOutcome
   }
   std::vector<Mismatch> found = judgeRules(expected, outcome);
   if (expected.station && *expected.station != outcome.station)
-    found.push_back({std::nullopt, "the station dictionary is another one", *expected.station, outcome.station});
+    found.push_back({std::nullopt, "the station dictionary differs", *expected.station, outcome.station});
   return found;
 }
 

@@ -1,5 +1,5 @@
 /// @file
-/// Whether a check run is what a test case expects, and what of it is not.
+/// Compares a check run with the expectations of a test case.
 #ifndef TAVIK_TOOL_TEST_JUDGEMENT_H
 #define TAVIK_TOOL_TEST_JUDGEMENT_H
 
@@ -14,17 +14,17 @@
 
 namespace tavik::tool {
 
-/// One thing that is not as expected.
+/// A difference from the expectations.
 struct Mismatch {
-  std::optional<std::string> rule;  ///< absent: the run as a whole
-  std::string message;              ///< in words, without the rule's name
-  Dictionary expected;              ///< what was expected: entries of the record, or of the error, fault or station
-  Dictionary found;                 ///< what was found; empty when there is nothing
-  std::string checks = {};          ///< what the rule is about, in words; empty for a rule that the device does not get
+  std::optional<std::string> rule;      ///< absent for the run as a whole
+  std::string message;                  ///< without the rule's name
+  Dictionary expected;                  ///< expected entries of the record, or of the error, fault or station
+  Dictionary found;                     ///< what was found; empty if nothing was found
+  std::string checks = {};              ///< what the rule is about; empty for a rule that the device does not get
   std::vector<std::string> notes = {};  ///< lines that explain the record
 };
 
-/// Empty when the run is as expected.
+/// Empty if the run meets the expectations.
 std::vector<Mismatch> mismatches(const Expectation& expected, const CheckOutcome& outcome);
 
 }  // namespace tavik::tool

@@ -19,7 +19,7 @@ std::size_t failures(const TestResults& results) {
 /// As a case file spells it.
 std::string entriesText(const Dictionary& entries) { return visible(toJson(Value(entries))); }
 
-/// What is not as expected: a title and, below it, what there is to know.
+/// A mismatch as a title with lines of details below.
 struct MismatchText {
   explicit MismatchText(const Mismatch& mismatch)
       : title(visible(mismatch.rule ? *mismatch.rule + ": " + mismatch.message : mismatch.message)) {
@@ -103,8 +103,8 @@ void addGaps(Table& table, std::string_view name, const std::vector<Coverage::It
 std::string coverageText(const DocumentsCoverage& seen, const Screen& screen) {
   Table counts;
   Table gaps;
-  counts.add(Style::kHeading, {"coverage", "seen to pass", "seen to fail"});
-  gaps.add(Style::kHeading, {"not seen", "", "to pass", "to fail"});
+  counts.add(Style::kHeading, {"coverage", "pass", "fail"});
+  gaps.add(Style::kHeading, {"not covered", "", "pass", "fail"});
   bool whole = true;
   for (const CoverageSection& section : kCoverageSections) {
     const std::vector<Coverage::Item>& items = (seen.coverage->*section.items)();

@@ -1,5 +1,5 @@
 /// @file
-/// How `tavik test` prints what came of the cases.
+/// The output formats of `tavik test`.
 #ifndef TAVIK_TOOL_TEST_TEST_REPORT_H
 #define TAVIK_TOOL_TEST_TEST_REPORT_H
 
@@ -17,7 +17,7 @@
 
 namespace tavik::tool {
 
-/// What came of a case. What it points to outlives it.
+/// The result of a case. Borrows the case.
 struct CaseResult {
   const CaseFile* file;
   const RuleTest* test;
@@ -26,7 +26,7 @@ struct CaseResult {
   [[nodiscard]] bool passed() const { return mismatches.empty(); }
 };
 
-/// What the cases of a pair of documents have seen.
+/// The coverage of a pair of documents.
 struct DocumentsCoverage {
   std::string library;  ///< the files' names
   std::string rules;
@@ -35,14 +35,14 @@ struct DocumentsCoverage {
 
 struct TestResults {
   std::vector<CaseResult> cases;
-  std::vector<DocumentsCoverage> coverage;  ///< empty when nobody asked
+  std::vector<DocumentsCoverage> coverage;  ///< empty if not requested
 
   [[nodiscard]] bool passed() const;
 };
 
 std::string testTable(const TestResults& results, const Screen& screen);
 std::string testJson(const TestResults& results);
-/// A suite for each file; says nothing of the coverage.
+/// One suite per file; does not include coverage.
 std::string testJunit(const TestResults& results);
 
 }  // namespace tavik::tool

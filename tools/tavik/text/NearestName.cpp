@@ -11,10 +11,10 @@
 namespace tavik::tool {
 namespace {
 
-/// Longer names are not compared: nobody misspells a name of this length, and the work grows with its square.
+/// Longer names are not compared: typing errors are unlikely in them, and the work grows with the square of the length.
 constexpr std::size_t kLongest = 200;
 
-/// How many single changes make one text of the other; `limit` when it takes as many or more.
+/// The number of single changes that turn one text into the other; `limit` if there are as many or more.
 std::size_t changesBetween(std::string_view left, std::string_view right, std::size_t limit) {
   std::vector<std::size_t> beforePrevious(right.size() + 1);
   std::vector<std::size_t> previous(right.size() + 1);

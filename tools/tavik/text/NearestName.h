@@ -1,5 +1,5 @@
 /// @file
-/// For a name that is none of the known ones: which of them was meant.
+/// Suggests a known name for an unknown one.
 #ifndef TAVIK_TOOL_TEXT_NEAREST_NAME_H
 #define TAVIK_TOOL_TEXT_NEAREST_NAME_H
 
@@ -10,11 +10,11 @@
 
 namespace tavik::tool {
 
-/// The known name that takes the fewest characters added, left out, replaced or swapped with their neighbour; capitals
-/// count as small letters. Absent when it takes more than a third of the name's. The first of several.
+/// The first of the known names that need the fewest characters added, removed, replaced or swapped with a neighbor,
+/// ignoring case. Absent if that is more than a third of the name's characters.
 std::optional<std::string_view> nearestName(std::string_view name, std::span<const std::string_view> known);
 
-/// `; did you mean "NAME"?`, or nothing.
+/// `; did you mean "NAME"?`, or empty.
 std::string didYouMean(std::string_view name, std::span<const std::string_view> known);
 
 }  // namespace tavik::tool

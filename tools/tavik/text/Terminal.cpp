@@ -17,7 +17,7 @@ namespace {
 
 constexpr std::size_t kGap = 2;
 constexpr std::size_t kNarrowest = 40;
-/// Where nothing is cut off, one long cell shall not push all others apart.
+/// If nothing is cut off, one long cell must not widen the column of all others.
 constexpr std::size_t kWidestPadding = 48;
 
 std::string_view environment(const char* name) {
@@ -39,7 +39,7 @@ Screen screenOf(int stream) {
   return {.width = terminalWidth(stream), .colour = environment("NO_COLOR").empty() && environment("TERM") != "dumb"};
 }
 
-/// Shares `available` columns out: what is narrow keeps its width, what is wide shares the rest.
+/// Distributes `available` columns: narrow columns keep their width, wide ones share the rest.
 std::vector<std::size_t> fitted(std::vector<std::size_t> widths, std::size_t available) {
   std::vector<std::size_t> order(widths.size());
   std::iota(order.begin(), order.end(), std::size_t{0});
@@ -85,7 +85,7 @@ std::string lineOf(const Value* value) {
   const std::string text = description(value);
   const std::size_t listing = std::min(text.find("(\n"), text.find("{\n"));
   if (listing == std::string::npos) return withVisibleEnds(visible(text));
-  // A line end in a listing of an array or dictionary, with the indentation that follows it, says no more than a blank.
+  // A line break in a listing of an array or dictionary, with the indentation after it, means no more than a space.
   std::string line = text.substr(0, listing);
   for (std::size_t i = listing; i < text.size(); ++i) {
     line += text[i] == '\n' ? ' ' : text[i];

@@ -1,6 +1,5 @@
 /// @file
-/// Text for terminals: what may come from a device or a hostile file made harmless to print, and how wide it is on the
-/// screen.
+/// Text for terminals: untrusted text made safe to print, and its display width.
 #ifndef TAVIK_TOOL_TEXT_TEXT_H
 #define TAVIK_TOOL_TEXT_TEXT_H
 
@@ -17,20 +16,20 @@
 
 namespace tavik::tool {
 
-/// Takes one character off the front of `rest`, which is not empty. Absent, with one byte taken, where the bytes are
-/// not UTF-8.
+/// Removes one character from the front of `rest`, which must not be empty. Absent, with one byte removed, if the bytes
+/// are not UTF-8.
 std::optional<char32_t> takeCharacter(std::string_view& rest);
 
-/// The first place from `place` on at which a character of the valid text begins, or the end of the text.
+/// The first position from `place` on at which a character of the valid text begins, or the end of the text.
 std::size_t atCharacter(std::string_view text, std::size_t place);
 
 inline std::string visible(std::string_view text) { return visibleText(text); }
 
-/// The text with every character that XML has no form for written as an escape: "\x1b", "\ufffe". Adds the escapes to
+/// The text with every character that XML cannot represent written as an escape: "\x1b", "\ufffe". Adds the escapes to
 /// `used`, unless it is null.
 std::string inXmlCharacters(std::string_view text, std::set<std::string>* used = nullptr);
 
-/// The text with the letters A to Z as small ones.
+/// The text with the letters A to Z in lowercase.
 std::string lowerCase(std::string_view text);
 
 /// "a string", "an array".
@@ -39,10 +38,10 @@ std::string_view kindName(Kind kind);
 /// "1 rule", "2 rules".
 std::string counted(std::size_t count, std::string_view noun);
 
-/// Columns that a visible text takes on a terminal.
+/// The number of terminal columns of a visible text.
 std::size_t displayWidth(std::string_view visibleText);
 
-/// The visible text cut to `width` columns, with an ellipsis where something was cut off.
+/// The visible text cut to `width` columns, with an ellipsis if it was cut.
 std::string shortened(std::string_view visibleText, std::size_t width);
 
 /// One line of a hex dump: up to 16 bytes as hexadecimal digits, then as characters.

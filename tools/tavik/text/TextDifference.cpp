@@ -11,10 +11,9 @@
 namespace tavik::tool {
 namespace {
 
-/// The tables in which longest common subsequences are looked for have no more cells than this, all together; a part
-/// for which none are left differs as a whole.
+/// The total size of the tables for finding longest common subsequences; parts that exceed it are marked as a whole.
 constexpr std::size_t kMostCells = std::size_t{1} << 18;
-/// Longer texts are not compared.
+/// The maximum length of compared texts.
 constexpr std::size_t kLongestText = std::size_t{1} << 18;
 
 using Items = std::vector<std::string_view>;
@@ -48,7 +47,7 @@ Items charactersOf(std::string_view text) {
 
 char folded(char byte) { return byte >= 'A' && byte <= 'Z' ? static_cast<char>(byte | 0x20) : byte; }
 
-/// Which items of two texts are in common.
+/// Which items two texts have in common.
 class Alignment {
  public:
   Alignment(const Items& left, const Items& right, bool foldsCase, std::size_t& cells)
@@ -83,14 +82,14 @@ class Alignment {
     ++count_;
   }
 
-  /// The longest common subsequence of what both have from `begin` on, up to their ends.
+  /// The longest common subsequence of both texts from `begin` on, up to their ends.
   void alignMiddle(std::size_t begin, std::size_t leftEnd, std::size_t rightEnd) {
     const std::size_t rows = leftEnd - begin;
     const std::size_t columns = rightEnd - begin;
     if (rows == 0 || columns == 0 || rows > cells_ / columns) return;
     cells_ -= rows * columns;
     const std::size_t width = columns + 1;
-    std::vector<std::uint32_t> longest((rows + 1) * width);  // of what follows row and column
+    std::vector<std::uint32_t> longest((rows + 1) * width);  // of the items after row and column
     for (std::size_t row = rows; row-- > 0;) {
       for (std::size_t column = columns; column-- > 0;) {
         std::uint32_t& cell = longest[row * width + column];
@@ -113,12 +112,12 @@ class Alignment {
   const Items& left_;
   const Items& right_;
   bool foldsCase_;
-  std::size_t& cells_;  // that may still be used
+  std::size_t& cells_;  // left to use
   std::array<std::vector<bool>, 2> inCommon_;
   std::size_t count_ = 0;
 };
 
-/// Compares parts of two texts and collects the marks, which count from the beginning of the whole texts.
+/// Compares parts of two texts and collects the marks, with positions in the whole texts.
 class Comparison {
  public:
   Comparison(std::string_view actual, std::string_view expected) : actual_(actual), expected_(expected) {}
@@ -186,7 +185,7 @@ bool Comparison::compareJoined(std::string_view joint, std::string_view actual, 
   return true;
 }
 
-/// Compares with a text that a predicate writes in a form of its own; false when it is none.
+/// Compares with a text in one of the predicates' own forms; false if it has none of them.
 bool Comparison::comparePattern(std::string_view actual, std::string_view expected) {
   constexpr std::string_view kNothingToMark[] = {"not ", "no ", "contains ", "greater than "};
   for (const std::string_view words : kNothingToMark) {
@@ -225,14 +224,14 @@ void Comparison::compareList(std::string_view actual, std::string_view list) {
   }
 }
 
-/// The value of a hexadecimal digit; absent for the blanks and brackets of data.
+/// The value of a hexadecimal digit; absent for the spaces and brackets of data.
 std::optional<unsigned> digitOf(char character) {
   constexpr std::string_view kDigits = "0123456789abcdef";
   const std::size_t digit = kDigits.find(character);
   return digit == std::string_view::npos ? std::nullopt : std::optional(static_cast<unsigned>(digit));
 }
 
-/// Data of one size are written alike, so that digits which belong together stand at the same place.
+/// Data of the same size have the same layout, so that matching digits have the same position.
 void Comparison::compareMasked(std::string_view actual, std::string_view mask, std::string_view value) {
   if (actual.size() != mask.size() || actual.size() != value.size()) return compareWords(actual, value, false);
   for (std::size_t i = 0; i < actual.size(); ++i) {
@@ -263,7 +262,7 @@ void Comparison::compareWords(std::string_view actual, std::string_view expected
   }
 }
 
-/// Marks single characters where the texts are alike, the texts as a whole where they are not.
+/// Marks single characters if the texts are similar, otherwise the whole texts.
 void Comparison::compareCharacters(std::string_view actual, std::string_view expected, bool foldsCase) {
   const Items left = charactersOf(actual);
   const Items right = charactersOf(expected);

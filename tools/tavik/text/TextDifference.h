@@ -1,5 +1,5 @@
 /// @file
-/// Where the text that was found differs from the text that says what was expected.
+/// Marks the differences between the text that was found and the expected text.
 #ifndef TAVIK_TOOL_TEXT_TEXT_DIFFERENCE_H
 #define TAVIK_TOOL_TEXT_TEXT_DIFFERENCE_H
 
@@ -16,16 +16,16 @@ struct Span {
   friend bool operator==(const Span&, const Span&) = default;
 };
 
-/// The parts of either text that the other one lacks, in order and apart from each other. Both empty where the texts
-/// say nothing that could be compared, such as "32" and "no less than 64".
+/// The parts of each text that the other one lacks, in order and not overlapping. Both are empty if the texts cannot be
+/// compared, such as "32" and "no less than 64".
 struct Difference {
   std::vector<Span> actual;
   std::vector<Span> expected;
 };
 
-/// Compares "actual" with "expected" of a failing record. What the predicates write around a value is understood:
-/// "equal V", "has prefix V", "one of V,W", "and mask M equal V", and two results with " and " or " or " between them.
-/// Texts of more than 256 KiB are not compared.
+/// Compares "actual" with "expected" of a failing record. Understands the texts that predicates add to a value: "equal
+/// V", "has prefix V", "one of V,W", "and mask M equal V", and two results joined by " and " or " or ". Texts of more
+/// than 256 KiB are not compared.
 Difference differenceOf(std::string_view actual, std::string_view expected);
 
 }  // namespace tavik::tool
