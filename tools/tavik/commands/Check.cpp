@@ -25,17 +25,17 @@ namespace tavik::tool {
 namespace {
 
 constexpr const char* kFooter =
-    R"(Every FILE is a property list (XML, binary or old-style text) or JSON, detected by content; "-" is standard input.
-"table" counts passing rules that hide their result but does not list them; the other formats list them.
+    R"(Every FILE is a property list (XML, binary or old-style text) or JSON, detected by content; "-" is standard
+input. "table" counts passing rules that hide their result but does not list them; the other formats list them.
 
 Formats:
   table  for the terminal
   json   {"records": [{"rule", "result", "actual", "expected", ...}, ...] or null, "station": {...}, "error": null or
-         {"domain", "code", "description"}, "verdict": "passed", "failed" or "none", "reason": null or {"kind", "rule",
-         "description"}, "signatures": "verified" or "not verified"}. If a fault ended the run, "fault": {"kind", "message"}
-         follows "error". Without a verdict, "reason" gives the cause: its "kind" is "no local rules", "not trusted",
-         "empty", "not assembled", "no rules", "malformed expression" or "fault", and its "rule" is null or the rule that
-         ended the run
+         {"domain", "code", "description"}, "verdict": "passed", "failed" or "none", "reason": null or {"kind",
+         "rule", "description"}, "signatures": "verified" or "not verified"}. If a fault ended the run, "fault":
+         {"kind", "message"} follows "error". Without a verdict, "reason" gives the cause: its "kind" is "no local
+         rules", "not trusted", "empty", "not assembled", "no rules", "malformed expression" or "fault", and its
+         "rule" is null or the rule that ended the run
   plist  the same as an XML property list; null values are left out
   junit  JUnit XML for CI servers: one test case per rule; a fault and a run without a verdict are errors
   html   a self-contained page for people: what failed, what was expected, what to do. The page shows when it was made;

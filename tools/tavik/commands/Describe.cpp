@@ -20,8 +20,8 @@ namespace {
 
 constexpr const char* kFooter =
     R"(  value-in-list     --attribute any value, --value the list
-  nand-size         --attribute the device's attributes (only "SerialNumber" and "TotalDiskCapacity" are read), --value a
-                    dictionary from CCC code to size
+  nand-size         --attribute the device's attributes (only "SerialNumber" and "TotalDiskCapacity" are read),
+                    --value a dictionary from CCC code to size
   nvram-white-list  --attribute the variables, a dictionary, --value the allowed keys
 
 A V is JSON text, or @FILE (a property list or JSON, "@-" for standard input). In JSON, data is {"$data": "3q0="} and a

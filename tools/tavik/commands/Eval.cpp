@@ -23,15 +23,16 @@ namespace tavik::tool {
 namespace {
 
 constexpr const char* kFooter =
-    R"(A V is JSON text, or @FILE (a property list or JSON, "@-" for standard input). In JSON, data is {"$data": "3q0="} and a
-date is {"$date": "2026-11-21T01:02:03Z"}. The predicate gets exactly the given values: with --references it is called in
-its form with references, and no reference replaces a missing --value.
+    R"(A V is JSON text, or @FILE (a property list or JSON, "@-" for standard input). In JSON, data is {"$data":
+"3q0="} and a date is {"$date": "2026-11-21T01:02:03Z"}. The predicate gets exactly the given values: with
+--references it is called in its form with references, and no reference replaces a missing --value.
 
 Examples:
   tavik eval hasSuffix --attribute '"ABC123"' --value '"123"'
   tavik eval 'NOT equal' --attribute 5 --value 7 --format json
 
-Exit status: 0 the record passes, 1 it fails, 2 the command line or an input is invalid, 3 a fault, 4 a malformed expression.)";
+Exit status: 0 the record passes, 1 it fails, 2 the command line or an input is invalid, 3 a fault, 4 a malformed
+expression.)";
 
 struct EvalOptions {
   std::string expression;

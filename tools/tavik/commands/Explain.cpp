@@ -27,9 +27,9 @@ namespace tavik::tool {
 namespace {
 
 constexpr const char* kFooter =
-    R"(Without RULE: every rule that the device gets, the part of the local rules it comes from, the expected value and where it
-is defined, and the predicate as it will be called. Below are entries that others replaced, references, rule sets, and
-likely mistakes. With RULE: each named rule step by step, as a check of this device evaluates it.
+    R"(Without RULE: every rule that the device gets, the part of the local rules it comes from, the expected value
+and where it is defined, and the predicate as it will be called. Below are entries that others replaced, references,
+rule sets, and likely mistakes. With RULE: each named rule step by step, as a check of this device evaluates it.
 
 Formats:
   table  for the terminal
@@ -42,8 +42,9 @@ Examples:
   tavik explain --library rules.signed --rules product.signed --attributes device.plist --source sfc=sfc.json Build
   tavik explain --library rules.signed --rules product.signed --batch devices.jsonl --id unit-523 Build
 
-Exit status: 0 explained, regardless of the results, 1 the device does not get a RULE that was named, 2 the command line or an input
-is invalid, 4 a document is not trusted, empty or malformed, or the device's rules could not be assembled.)";
+Exit status: 0 explained, regardless of the results, 1 the device does not get a RULE that was named, 2 the command
+line or an input is invalid, 4 a document is not trusted, empty or malformed, or the device's rules could not be
+assembled.)";
 
 struct ExplainOptions : RuleOptions {
   std::optional<std::string> attributes;

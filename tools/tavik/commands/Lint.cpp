@@ -26,15 +26,15 @@ namespace {
 using lint::Document;
 
 constexpr const char* kFooter =
-    R"(Each finding says what is wrong, what effect it has on the line, and what to do; docs/lint.md has a section about each
-kind. Without --rules, only the library is checked.
+    R"(Each finding says what is wrong, what effect it has on the line, and what to do; docs/lint.md has a section
+about each kind. Without --rules, only the library is checked.
 
 Examples:
   tavik lint --unsigned --library library.plist --rules local.plist
   tavik lint --public-key pub.pem --library library.signed --rules a.signed --rules b.signed --format json
 
-Exit status: 0 no errors, 1 at least one error, 2 the command line or an input is invalid, 4 a document is not trusted or
-empty.)";
+Exit status: 0 no errors, 1 at least one error, 2 the command line or an input is invalid, 4 a document is not
+trusted or empty.)";
 
 struct LintOptions {
   std::optional<std::string> library;

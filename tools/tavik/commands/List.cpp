@@ -32,8 +32,8 @@ constexpr const char* kFooter =
 Example:
   tavik list sfc --library rules.signed --rules product.signed --attributes device.plist
 
-Exit status: 0 listed, 2 the command line or an input is invalid, 3 a fault, 4 a document is not trusted, empty or malformed,
-or the device's rules could not be assembled.)";
+Exit status: 0 listed, 2 the command line or an input is invalid, 3 a fault, 4 a document is not trusted, empty or
+malformed, or the device's rules could not be assembled.)";
 
 struct List {
   std::string_view name;

@@ -21,8 +21,8 @@ namespace tavik::tool {
 namespace {
 
 constexpr const char* kFooter =
-    R"(A property list is signed byte for byte; JSON is converted to an XML property list first. OUT is written completely or
-not at all; it cannot be the input file.
+    R"(A property list is signed byte for byte; JSON is converted to an XML property list first. OUT is written
+completely or not at all; it cannot be the input file.
 
 Example:
   tavik sign --key station.pem rules.plist -o rules.signed

@@ -35,8 +35,8 @@ constexpr const char* kFooter =
    "cases": [{"name": "32 GB device", "attributes": "device.plist", "change": {"TotalDiskCapacity": 32000000000},
               "expect": {"rules": {"Storage size": "fail"}, "others": "pass"}}]}
 
-docs/testing-rules.md describes the format. Paths are relative to the case file's folder; options override the documents and
-the key that it names. A device that gets no rules does not pass, and a file without cases is rejected.
+docs/testing-rules.md describes the format. Paths are relative to the case file's folder; options override the
+documents and the key that it names. A device that gets no rules does not pass, and a file without cases is rejected.
 
 Formats:
   table  for the terminal: one line per case, and the differences
@@ -50,8 +50,8 @@ Examples:
   tavik test *-tests.json --coverage
   tavik test *-tests.json --format junit > rule-tests.xml
 
-Exit status: 0 every case passed, 1 a case failed, 2 the command line or an input is invalid, 4 a document is not trusted, empty
-or malformed.)";
+Exit status: 0 every case passed, 1 a case failed, 2 the command line or an input is invalid, 4 a document is not
+trusted, empty or malformed.)";
 
 struct TestOptions {
   std::vector<std::string> caseFiles;

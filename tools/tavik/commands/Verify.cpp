@@ -18,8 +18,8 @@ namespace tavik::tool {
 namespace {
 
 constexpr const char* kFooter =
-    R"(Prints the content of the signed document if a signature is valid: as an XML property list, or as JSON. With --raw, prints
-the signed bytes unchanged, including comments.
+    R"(Prints the content of the signed document if a signature is valid: as an XML property list, or as JSON. With
+--raw, prints the signed bytes unchanged, including comments.
 
 Examples:
   tavik verify --public-key station-pub.pem rules.signed

@@ -9,6 +9,8 @@
 #include <string_view>
 #include <vector>
 
+#include "reports/Html.h"
+
 namespace tavik::tool {
 
 /// Devices by verdict.
@@ -31,8 +33,7 @@ std::string percentText(std::uint64_t part, std::uint64_t whole);
 
 /// A chart whose longest bar fills the width. `id` must be unique in the page; `title` and `description` are for screen
 /// readers.
-std::string barChart(std::string_view id, std::string_view title, std::string_view description,
-                     const std::vector<Bar>& bars);
+Html barChart(std::string_view id, std::string_view title, std::string_view description, const std::vector<Bar>& bars);
 
 }  // namespace tavik::tool
 

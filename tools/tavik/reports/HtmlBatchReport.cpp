@@ -29,34 +29,34 @@ constexpr std::size_t kMostBars = 12;
 constexpr std::size_t kMostRulesOfDevice = 40;
 constexpr std::size_t kTextLimit = 600;
 
-/// Collects texts in any order and keeps the first ones by line number, as many as fit. Which ones are kept does not
+/// Collects HTML in any order and keeps the first ones by line number, as many as fit. Which ones are kept does not
 /// depend on the order of arrival.
 class FirstOnes {
  public:
   FirstOnes(std::size_t most, std::size_t mostBytes) : most_(most), mostBytes_(mostBytes) {}
 
-  void add(std::size_t line, std::string text) {
+  void add(std::size_t line, Html html) {
     ++count_;
     if (line >= end_) return;
-    bytes_ += text.size();
-    texts_.emplace(line, std::move(text));
-    while (texts_.size() > most_ || bytes_ > mostBytes_) {
-      const auto last = std::prev(texts_.end());
+    bytes_ += html.text().size();
+    items_.emplace(line, std::move(html));
+    while (items_.size() > most_ || bytes_ > mostBytes_) {
+      const auto last = std::prev(items_.end());
       end_ = last->first;
-      bytes_ -= last->second.size();
-      texts_.erase(last);
+      bytes_ -= last->second.text().size();
+      items_.erase(last);
     }
   }
   /// Whether there may be room for the text of a line. May run concurrently with `add`.
   [[nodiscard]] bool takes(std::size_t line) const noexcept { return line < end_; }
 
-  [[nodiscard]] const std::map<std::size_t, std::string>& texts() const noexcept { return texts_; }
-  [[nodiscard]] std::size_t leftOut() const noexcept { return count_ - texts_.size(); }
+  [[nodiscard]] const std::map<std::size_t, Html>& items() const noexcept { return items_; }
+  [[nodiscard]] std::size_t leftOut() const noexcept { return count_ - items_.size(); }
 
  private:
   std::size_t most_;
   std::size_t mostBytes_;
-  std::map<std::size_t, std::string> texts_;
+  std::map<std::size_t, Html> items_;
   std::size_t bytes_ = 0;
   std::size_t count_ = 0;
   std::atomic<std::size_t> end_ = static_cast<std::size_t>(-1);  // texts from this line on are not kept
@@ -105,31 +105,31 @@ class HtmlWriter : public ResultWriter {
 
   void add(std::string& /*out*/, std::size_t line, const DeviceResult& result) override {
     FirstOnes& list = result.passed() ? passed_ : notPassed_;
-    std::string text;
-    if (list.takes(line)) text = result.passed() ? passedHtml(result) : notPassedHtml(result);
+    Html html;
+    if (list.takes(line)) html = result.passed() ? passedHtml(result) : notPassedHtml(result);
     const std::lock_guard lock(mutex_);
     byPartNumber_.add(result);
-    list.add(line, std::move(text));
+    list.add(line, std::move(html));
   }
 
   std::string end(const BatchEnd& end) override;
 
  private:
-  [[nodiscard]] static std::string summaryHtml(const DeviceResult& result, const std::string& failures);
-  [[nodiscard]] static std::string passedHtml(const DeviceResult& result) {
-    return "<li data-result=\"passed\">" + escapedHtml(nameOf(result)) + "</li>\n";
+  [[nodiscard]] static Html summaryHtml(const DeviceResult& result, std::string_view failures);
+  [[nodiscard]] static Html passedHtml(const DeviceResult& result) {
+    return markup("<li data-result=\"passed\">{}</li>\n", nameOf(result));
   }
-  [[nodiscard]] static std::string notPassedHtml(const DeviceResult& result) {
+  [[nodiscard]] static Html notPassedHtml(const DeviceResult& result) {
     return result.outcome.verdict == Verdict::kFailed ? failedHtml(result) : oddHtml(result);
   }
-  [[nodiscard]] static std::string failedHtml(const DeviceResult& result);
-  [[nodiscard]] static std::string oddHtml(const DeviceResult& result);
-  [[nodiscard]] static std::string verdictHtml(const BatchEnd& end, const DeviceCounts& all);
-  [[nodiscard]] static std::string passRateHtml(const Tally& tally, const DeviceCounts& all);
-  [[nodiscard]] static std::string rulesHtml(const Tally& tally);
-  [[nodiscard]] std::string partsHtml() const;
-  [[nodiscard]] std::string devicesHtml(const Tally& tally) const;
-  [[nodiscard]] std::string versionsHtml() const;
+  [[nodiscard]] static Html failedHtml(const DeviceResult& result);
+  [[nodiscard]] static Html oddHtml(const DeviceResult& result);
+  [[nodiscard]] static Html verdictHtml(const BatchEnd& end, const DeviceCounts& all);
+  [[nodiscard]] static Html passRateHtml(const Tally& tally, const DeviceCounts& all);
+  [[nodiscard]] static Html rulesHtml(const Tally& tally);
+  [[nodiscard]] Html partsHtml() const;
+  [[nodiscard]] Html devicesHtml(const Tally& tally) const;
+  [[nodiscard]] Html versionsHtml() const;
 
   RuleContents documents_;
   std::mutex mutex_;
@@ -138,96 +138,90 @@ class HtmlWriter : public ResultWriter {
   TallyByPartNumber byPartNumber_;
 };
 
-std::string HtmlWriter::summaryHtml(const DeviceResult& result, const std::string& failures) {
+Html HtmlWriter::summaryHtml(const DeviceResult& result, std::string_view failures) {
   const ResultLabel label = labelOf(result);
   const bool odd = result.outcome.verdict != Verdict::kFailed;
-  std::string text = fmt::format(
+  Html text = markup(
       "<details class=\"device{}\" data-result=\"{}\"><summary><span class=\"badge\">{}</span> "
       "<bdi class=\"name\">{}</bdi>",
-      odd ? " odd" : "", label.value, label.text, escapedHtml(nameOf(result)));
+      odd ? " odd" : "", label.value, label.text, nameOf(result));
   for (const std::string_view key : {"ModelNumber", "RegionInfo"}) {
     const Value* const value = result.attributes.find(key);
-    if (value != nullptr) text += " <small><bdi>" + escapedHtml(shortened(lineOf(value), 60)) + "</bdi></small>";
+    if (value != nullptr) text += markup(" <small><bdi>{}</bdi></small>", shortened(lineOf(value), 60));
   }
-  return text + " · " + failures + "</summary><div>\n";
+  return text + markup(" · {}</summary><div>\n", failures);
 }
 
-std::string HtmlWriter::failedHtml(const DeviceResult& result) {
+Html HtmlWriter::failedHtml(const DeviceResult& result) {
   const std::span<const Value> records = result.outcome.ruleRecords();
   std::string names;
-  std::string rows;
+  Html rows;
   std::size_t count = 0;
   for (std::size_t i = 0; i < records.size(); ++i) {
     if (passed(records[i]) || ++count > kMostRulesOfDevice) continue;
-    names += (names.empty() ? "" : ", ") + escapedHtml(lineOf(records[i].ifDictionary()->find("rule")));
-    appendRow(rows, records[i], notesHtml(result.noteOn(i), false), {.textLimit = kTextLimit, .filtered = false});
+    names += (names.empty() ? "" : ", ") + lineOf(records[i].ifDictionary()->find("rule"));
+    rows += rowOf(records[i], notesHtml(result.noteOn(i), false), {.textLimit = kTextLimit, .filtered = false});
   }
-  std::string text = summaryHtml(result, names) + deviceNotesHtml(result) + identityHtml(result);
-  text.append(ruleTableBegin("failures")).append(rows).append(kTableEnd);
+  Html text = summaryHtml(result, names) + deviceNotesHtml(result) + identityHtml(result) + ruleTable("failures", rows);
   if (count > kMostRulesOfDevice) {
-    text += fmt::format("<p class=\"faint\">{} more failed rules of this device are not listed.</p>\n",
-                        count - kMostRulesOfDevice);
+    text += markup("<p class=\"faint\">{} more failed rules of this device are not listed.</p>\n",
+                   count - kMostRulesOfDevice);
   }
-  return text + "</div></details>\n";
+  return text + markup("</div></details>\n");
 }
 
-std::string HtmlWriter::oddHtml(const DeviceResult& result) {
+Html HtmlWriter::oddHtml(const DeviceResult& result) {
   const std::optional<Reason>& reason = result.outcome.reason;
   const std::string why = shortened(visible(reason ? reason->text() : result.inputError), kTextLimit);
-  std::string text = summaryHtml(result, escapedHtml(why)) + identityHtml(result);
-  text += fmt::format("<p>{}</p>\n", adviceFor(result));
-  return text + "</div></details>\n";
+  return summaryHtml(result, why) + identityHtml(result) + markup("<p>{}</p>\n</div></details>\n", adviceFor(result));
 }
 
-std::string HtmlWriter::verdictHtml(const BatchEnd& end, const DeviceCounts& all) {
+Html HtmlWriter::verdictHtml(const BatchEnd& end, const DeviceCounts& all) {
   const std::uint64_t devices = end.tally.devices();
   const bool pass = end.tally.failed() == 0 && end.whyEarly.empty();
-  std::string sentence = fmt::format("{} of {} did not pass.", end.tally.failed(), counted(devices, "device"));
-  if (end.tally.failed() == 0) sentence = fmt::format("{} checked, all passed.", counted(devices, "device"));
-  if (devices == 0) sentence = "No device was checked.";
-  if (all.odd != 0)
-    sentence += fmt::format(" {} got no verdict; the reason is given for each.", counted(all.odd, "device"));
+  Html sentence = markup("{} of {} did not pass.", end.tally.failed(), counted(devices, "device"));
+  if (end.tally.failed() == 0) sentence = markup("{} checked, all passed.", counted(devices, "device"));
+  if (devices == 0) sentence = markup("No device was checked.");
+  if (all.odd != 0) sentence += markup(" {} got no verdict; the reason is given for each.", counted(all.odd, "device"));
   if (all.failed != 0)
-    sentence += " Begin with the rules that failed most: failures on many devices often have a single cause.";
+    sentence += markup(" Begin with the rules that failed most: failures on many devices often have a single cause.");
   if (!end.whyEarly.empty()) {
-    sentence += fmt::format(" <strong>Not every device was checked: {}.</strong>", html(end.whyEarly));
+    sentence += markup(" <strong>Not every device was checked: {}.</strong>", end.whyEarly);
   }
-  return fmt::format("<header class=\"verdict {}\"><p class=\"word\">{}</p>\n<h1>{}</h1>\n<p>{}</p>\n</header>\n",
-                     pass ? "passed" : "failed", pass ? "PASSED" : "FAILED", "Batch of " + counted(devices, "device"),
-                     sentence);
+  return markup("<header class=\"verdict {}\"><p class=\"word\">{}</p>\n<h1>{}</h1>\n<p>{}</p>\n</header>\n",
+                pass ? "passed" : "failed", pass ? "PASSED" : "FAILED", "Batch of " + counted(devices, "device"),
+                sentence);
 }
 
-std::string tableOf(std::string_view head, const std::vector<Bar>& bars, std::string_view counts) {
-  std::string table = fmt::format(
+Html tableOf(std::string_view head, const std::vector<Bar>& bars, std::string_view counts) {
+  Html table = markup(
       "<details><summary>As a table</summary><table><thead><tr><th scope=\"col\">{}</th>"
       "<th scope=\"col\" class=\"number\">{}</th></tr></thead><tbody>\n",
       head, counts);
   const std::size_t shown = std::min(bars.size(), kMostTableRows);
   for (std::size_t i = 0; i < shown; ++i) {
-    table += fmt::format("<tr><th scope=\"row\">{}</th><td class=\"number\">{}</td></tr>\n", escapedHtml(bars[i].label),
-                         escapedHtml(bars[i].value));
+    table += markup("<tr><th scope=\"row\">{}</th><td class=\"number\">{}</td></tr>\n", bars[i].label, bars[i].value);
   }
-  table += "</tbody></table>\n";
-  if (bars.size() > shown)
-    table += fmt::format("<p class=\"faint\">{} more are not listed.</p>\n", bars.size() - shown);
-  return table + "</details>\n";
+  table += markup("</tbody></table>\n");
+  if (bars.size() > shown) table += markup("<p class=\"faint\">{} more are not listed.</p>\n", bars.size() - shown);
+  return table + markup("</details>\n");
 }
 
-std::string figure(std::string_view id, std::string_view title, const std::vector<Bar>& bars, std::string_view head,
-                   std::string_view counts) {
+Html figure(std::string_view id, std::string_view title, const std::vector<Bar>& bars, std::string_view head,
+            std::string_view counts) {
   const std::vector<Bar> shown(bars.begin(),
                                bars.begin() + static_cast<std::ptrdiff_t>(std::min(bars.size(), kMostBars)));
-  const std::string note = bars.size() > shown.size()
-                               ? fmt::format("<p class=\"faint\">The first {} of {}.</p>\n", shown.size(), bars.size())
-                               : "";
-  return fmt::format("<section><h2>{}</h2>\n{}<figure>{}</figure>\n{}</section>\n", title, note,
-                     barChart(id, title, "The table below has the same figures.", shown), tableOf(head, bars, counts));
+  const Html note = bars.size() > shown.size()
+                        ? markup("<p class=\"faint\">The first {} of {}.</p>\n", shown.size(), bars.size())
+                        : Html();
+  return markup("<section><h2>{}</h2>\n{}<figure>{}</figure>\n{}</section>\n", title, note,
+                barChart(id, title, "The table below has the same figures.", shown), tableOf(head, bars, counts));
 }
 
-std::string HtmlWriter::passRateHtml(const Tally& tally, const DeviceCounts& all) {
-  if (all.total() == 0) return "";
+Html HtmlWriter::passRateHtml(const Tally& tally, const DeviceCounts& all) {
+  if (all.total() == 0) return {};
   const std::string rate = percentText(all.passed, all.total());
-  std::string legend = fmt::format(
+  Html legend = markup(
       "<li><span class=\"key bar-good\"></span>{} passed ({})</li>"
       "<li><span class=\"key bar-bad\"></span>{} failed ({})</li>",
       all.passed, rate, all.failed, percentText(all.failed, all.total()));
@@ -236,79 +230,78 @@ std::string HtmlWriter::passRateHtml(const Tally& tally, const DeviceCounts& all
       {tally.faults(), fmt::format("{} ended with a fault", tally.faults())},
       {tally.inputErrors(), counted(tally.inputErrors(), "unusable line")}};
   for (const auto& [count, what] : odd) {
-    if (count != 0) legend += fmt::format(R"(<li><span class="key bar-odd"></span>{}</li>)", what);
+    if (count != 0) legend += markup(R"(<li><span class="key bar-odd"></span>{}</li>)", what);
   }
   const std::string description =
       fmt::format("{} passed, {} failed, {} got no verdict.", all.passed, all.failed, all.odd);
-  return fmt::format(
+  return markup(
       "<section><h2>Pass rate: {}</h2>\n<figure>{}<figcaption><ul class=\"legend\">{}</ul></figcaption>"
       "</figure></section>\n",
       rate, barChart("pass-rate", "Pass rate " + rate, description, {{"", "", all}}), legend);
 }
 
-std::string HtmlWriter::rulesHtml(const Tally& tally) {
+Html HtmlWriter::rulesHtml(const Tally& tally) {
   std::vector<Bar> bars;
   for (const auto& [rule, count] : tally.rulesThatFailed()) {
     bars.push_back({visible(rule), counted(count, "device"), {.failed = count}});
   }
-  return bars.empty() ? "" : figure("rules", "Failures by rule", bars, "Rule", "Devices");
+  return bars.empty() ? Html() : figure("rules", "Failures by rule", bars, "Rule", "Devices");
 }
 
-std::string HtmlWriter::partsHtml() const {
+Html HtmlWriter::partsHtml() const {
   const std::vector<Bar> bars = partNumberBars(byPartNumber_);
-  return bars.empty() ? "" : figure("parts", "Not passed by part number", bars, "Part number", "Not passed");
+  return bars.empty() ? Html() : figure("parts", "Not passed by part number", bars, "Part number", "Not passed");
 }
 
-std::string listHtml(const FirstOnes& list) {
-  std::string text;
-  for (const auto& [line, item] : list.texts()) text += item;
+Html listHtml(const FirstOnes& list) {
+  Html text;
+  for (const auto& [line, item] : list.items()) text += item;
   return text;
 }
 
-std::string leftOutHtml(const FirstOnes& list) {
-  if (list.leftOut() == 0) return "";
-  return fmt::format(
+Html leftOutHtml(const FirstOnes& list) {
+  if (list.leftOut() == 0) return {};
+  return markup(
       "<p class=\"faint\">Only the first {} are listed here; {} more are "
       "counted above. Use --format json for every device.</p>\n",
-      list.texts().size(), list.leftOut());
+      list.items().size(), list.leftOut());
 }
 
-std::string HtmlWriter::devicesHtml(const Tally& tally) const {
+Html HtmlWriter::devicesHtml(const Tally& tally) const {
   std::vector<std::pair<std::string, std::string>> kinds = {{"failed", "failed"}};
   if (tally.noVerdicts() != 0) kinds.emplace_back("no-verdict", "no verdict");
   if (tally.faults() != 0) kinds.emplace_back("fault", "fault");
   if (tally.inputErrors() != 0) kinds.emplace_back("input", "input error");
   kinds.emplace_back("passed", "passed");
-  std::string text = tally.devices() == 0 ? "" : filterBar("Find a device, part number or rule", kinds);
+  Html text = tally.devices() == 0 ? Html() : filterBar("Find a device, part number or rule", kinds);
   if (tally.failed() != 0) {
-    text += fmt::format("<section data-section><h2>Devices that did not pass ({})</h2>\n{}{}</section>\n",
-                        tally.failed(), leftOutHtml(notPassed_), listHtml(notPassed_));
+    text += markup("<section data-section><h2>Devices that did not pass ({})</h2>\n{}{}</section>\n", tally.failed(),
+                   leftOutHtml(notPassed_), listHtml(notPassed_));
   }
   const std::uint64_t passes = tally.devices() - tally.failed();
   if (passes == 0) return text;
-  return text + fmt::format(
+  return text + markup(
                     "<details data-section class=\"screen\"><summary><h2>Devices that passed "
                     "({})</h2></summary>\n{}"
                     "<ul class=\"plain\">\n{}</ul></details>\n",
                     passes, leftOutHtml(passed_), listHtml(passed_));
 }
 
-std::string HtmlWriter::versionsHtml() const {
-  const auto entry = [](std::string_view label, const std::string& text) {
-    return fmt::format("<div><dt>{}</dt><dd>{}</dd></div>", label, text);
-  };
-  return "<h2>Checked with</h2>\n<dl>" +
-         entry("TavikKernel lib version", fmt::format("{:.4f}", TavikKernelVersionNumber)) +
-         entry("TavikRules version", escapedHtml(lineOf(documents_.library.find("version")))) +
-         entry("device Rules version", escapedHtml(lineOf(documents_.rules.find("version")))) + "</dl>\n";
+Html HtmlWriter::versionsHtml() const {
+  return descriptionList(markup("<h2>Checked with</h2>\n"),
+                         listEntry("TavikKernel lib version", fmt::format("{:.4f}", TavikKernelVersionNumber)) +
+                             listEntry("TavikRules version", lineOf(documents_.library.find("version"))) +
+                             listEntry("device Rules version", lineOf(documents_.rules.find("version"))));
 }
 
 std::string HtmlWriter::end(const BatchEnd& end) {
   const Tally& tally = end.tally;
   const DeviceCounts all = countsOf(tally);
-  return pageBegin("Batch of " + counted(tally.devices(), "device")) + signaturesHtml(documents_) +
-         verdictHtml(end, all) + passRateHtml(tally, all) + "<div class=\"columns\">" + rulesHtml(tally) + partsHtml() +
-         "</div>\n" + devicesHtml(tally) + versionsHtml() + pageEnd();
+  const Html page = pageBegin("Batch of " + counted(tally.devices(), "device")) + signaturesHtml(documents_) +
+                    verdictHtml(end, all) + passRateHtml(tally, all) +
+                    markup("<div class=\"columns\">{}{}</div>\n", rulesHtml(tally), partsHtml()) + devicesHtml(tally) +
+                    versionsHtml() + pageEnd();
+  return page.text();
 }
 
 }  // namespace

@@ -8,24 +8,22 @@
 #include <cstdlib>
 #include <ctime>
 
-#include "reports/ReportAssets.h"
 #include "text/Text.h"
 
 namespace tavik::tool {
 namespace {
 
 /// Appends the part of a text within `window`, with the marks in it.
-void appendWindow(std::string& out, std::string_view text, const std::vector<Span>& marks, Span window) {
+void appendWindow(Html& out, std::string_view text, const std::vector<Span>& marks, Span window) {
   std::size_t done = window.begin;
   for (const Span& mark : marks) {
     const std::size_t begin = std::clamp(mark.begin, done, window.end);
     const std::size_t end = std::clamp(mark.end, done, window.end);
     if (begin >= end) continue;
-    out += escapedHtml(text.substr(done, begin - done));
-    out += "<mark>" + escapedHtml(text.substr(begin, end - begin)) + "</mark>";
+    out += markup("{}<mark>{}</mark>", text.substr(done, begin - done), text.substr(begin, end - begin));
     done = end;
   }
-  out += escapedHtml(text.substr(done, window.end - done));
+  out += markup("{}", text.substr(done, window.end - done));
 }
 
 std::time_t timeOfReport() {
@@ -41,34 +39,8 @@ std::time_t timeOfReport() {
 
 }  // namespace
 
-std::string escapedHtml(std::string_view visibleText) {
-  std::string out;
-  out.reserve(visibleText.size());
-  for (const char character : visibleText) {
-    switch (character) {
-      case '<':
-        out += "&lt;";
-        break;
-      case '>':
-        out += "&gt;";
-        break;
-      case '&':
-        out += "&amp;";
-        break;
-      case '"':
-        out += "&quot;";
-        break;
-      default:
-        out += character;
-    }
-  }
-  return out;
-}
-
-std::string html(std::string_view text) { return escapedHtml(visible(text)); }
-
-std::string markedHtml(std::string_view visibleText, const std::vector<Span>& marks, std::size_t limit) {
-  std::string out;
+Html markedHtml(std::string_view visibleText, const std::vector<Span>& marks, std::size_t limit) {
+  Html out;
   if (visibleText.size() <= limit) {
     appendWindow(out, visibleText, marks, {0, visibleText.size()});
     return out;
@@ -77,7 +49,7 @@ std::string markedHtml(std::string_view visibleText, const std::vector<Span>& ma
   const std::size_t begin = atCharacter(visibleText, firstMark - std::min(firstMark, limit / 4));
   const std::size_t end = atCharacter(visibleText, std::min(begin + limit, visibleText.size()));
   const auto leftOut = [&](std::size_t bytes) {
-    if (bytes != 0) out += fmt::format(R"(<span class="cut">[{} bytes left out]</span>)", bytes);
+    if (bytes != 0) out += markup(R"(<span class="cut">[{} bytes left out]</span>)", bytes);
   };
   leftOut(begin);
   appendWindow(out, visibleText, marks, {begin, end});
@@ -85,8 +57,16 @@ std::string markedHtml(std::string_view visibleText, const std::vector<Span>& ma
   return out;
 }
 
-std::string pageBegin(std::string_view title) {
-  return fmt::format(R"(<!DOCTYPE html>
+Html listEntry(std::string_view label, std::string_view text) {
+  return markup("<div><dt>{}</dt><dd>{}</dd></div>", label, text);
+}
+
+Html descriptionList(const Html& heading, const Html& entries) {
+  return entries.empty() ? Html() : markup("{}<dl>{}</dl>\n", heading, entries);
+}
+
+Html pageBegin(std::string_view title) {
+  return markup(R"(<!DOCTYPE html>
 <html lang="en">
 <head>
 <meta charset="utf-8">
@@ -99,24 +79,25 @@ std::string pageBegin(std::string_view title) {
 <body>
 <main>
 )",
-                     reportScriptHash(), html(title), reportStyle());
+                reportScriptHash(), title, Asset::kStyle);
 }
 
-std::string pageEnd() {
+Html pageEnd() {
   const std::tm time = fmt::gmtime(timeOfReport());
-  return fmt::format(
-      "</main>\n<footer>Made by tavik on <time datetime=\"{:%Y-%m-%dT%H:%M:%SZ}\">{:%Y-%m-%d %H:%M:%S} UTC</time>."
-      "</footer>\n<script>{}</script>\n</body>\n</html>\n",
-      time, time, reportScript());
+  return markup(
+      "</main>\n<footer>Made by tavik on <time datetime=\"{}\">{} UTC</time>.</footer>\n"
+      "<script>{}</script>\n</body>\n</html>\n",
+      fmt::format("{:%Y-%m-%dT%H:%M:%SZ}", time), fmt::format("{:%Y-%m-%d %H:%M:%S}", time), Asset::kScript);
 }
 
-std::string filterBar(std::string_view what, const std::vector<std::pair<std::string, std::string>>& results) {
-  std::string bar = fmt::format(R"(<form class="filter" id="filter" role="search" hidden>
+Html filterBar(std::string_view what, const std::vector<std::pair<std::string, std::string>>& results) {
+  Html bar = markup(R"(<form class="filter" id="filter" role="search" hidden>
 <div><label for="filter-text">{}</label><input id="filter-text" type="search" autocomplete="off"></div>
 <div><label for="filter-result">Result</label><select id="filter-result"><option value="">all</option>)",
-                                what);
-  for (const auto& [value, label] : results) bar += fmt::format(R"(<option value="{}">{}</option>)", value, label);
-  return bar + "</select></div>\n<output id=\"filter-shown\" for=\"filter-text filter-result\"></output></form>\n";
+                    what);
+  for (const auto& [value, label] : results) bar += markup(R"(<option value="{}">{}</option>)", value, label);
+  return bar +
+         markup("</select></div>\n<output id=\"filter-shown\" for=\"filter-text filter-result\"></output></form>\n");
 }
 
 }  // namespace tavik::tool

@@ -10,26 +10,27 @@
 #include <utility>
 #include <vector>
 
+#include "reports/Html.h"
 #include "text/TextDifference.h"
 
 namespace tavik::tool {
 
-/// A visible text as HTML, for content and for attributes in double quotes.
-std::string escapedHtml(std::string_view visibleText);
-/// Any text as HTML: invisible characters, and those that would reorder their neighbors, are written as escapes.
-std::string html(std::string_view text);
-
 /// A visible text as HTML with its marks. In a text of more than `limit` bytes, parts far from the first mark are
 /// replaced by a note.
-std::string markedHtml(std::string_view visibleText, const std::vector<Span>& marks, std::size_t limit);
+Html markedHtml(std::string_view visibleText, const std::vector<Span>& marks, std::size_t limit);
+
+/// An entry of a description list.
+Html listEntry(std::string_view label, std::string_view text);
+/// The list under a heading, either of which may be empty; empty without entries.
+Html descriptionList(const Html& heading, const Html& entries);
 
 /// The page up to its content. `title`: any text.
-std::string pageBegin(std::string_view title);
+Html pageBegin(std::string_view title);
 /// The end of the page with the time when it was made: the current time, or SOURCE_DATE_EPOCH.
-std::string pageEnd();
+Html pageEnd();
 
 /// The controls that filter elements with "data-result", shown if scripts run. `results`: value and label.
-std::string filterBar(std::string_view what, const std::vector<std::pair<std::string, std::string>>& results);
+Html filterBar(std::string_view what, const std::vector<std::pair<std::string, std::string>>& results);
 
 }  // namespace tavik::tool
 

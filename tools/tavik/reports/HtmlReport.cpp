@@ -16,9 +16,9 @@ constexpr std::size_t kTextLimit = 4000;
 
 /// The rows of a page by section.
 struct Rows {
-  std::string failed;
-  std::string passed;
-  std::string hidden;
+  Html failed;
+  Html passed;
+  Html hidden;
   std::size_t failedCount = 0;
   std::size_t passedCount = 0;
   std::size_t hiddenCount = 0;
@@ -33,10 +33,10 @@ Rows rowsOf(const DeviceResult& result) {
     const bool pass = passed(records[i]);
     const bool hidden = pass && records[i].ifDictionary()->contains("hideResult");
     ++(!pass ? rows.failedCount : hidden ? rows.hiddenCount : rows.passedCount);
-    appendRow(!pass    ? rows.failed
-              : hidden ? rows.hidden
-                       : rows.passed,
-              records[i], notesHtml(result.noteOn(i), pass), {.textLimit = kTextLimit, .filtered = true});
+    (!pass    ? rows.failed
+     : hidden ? rows.hidden
+              : rows.passed) +=
+        rowOf(records[i], notesHtml(result.noteOn(i), pass), {.textLimit = kTextLimit, .filtered = true});
   }
   return rows;
 }
@@ -51,7 +51,7 @@ struct Headline {
 Headline headlineOf(const DeviceResult& result, const Rows& rows) {
   const std::string all = counted(rows.rules(), "rule");
   if (const std::optional<Reason>& reason = result.outcome.reason) {
-    const std::string why = escapedHtml(shortened(visible(reason->text()), 500));
+    const std::string why = shortened(visible(reason->text()), 500);
     const std::string_view what = result.outcome.fault ? "A fault ended the run" : "No rule was checked";
     return {"odd", "NO VERDICT", fmt::format("{}: {}. {}", what, why, adviceFor(result))};
   }
@@ -62,46 +62,41 @@ Headline headlineOf(const DeviceResult& result, const Rows& rows) {
 }
 
 /// Where the rules send a device, depending on the result of its check.
-std::string nextHtml(const DeviceResult& result) {
-  if (result.outcome.reason) return "";
+Html nextHtml(const DeviceResult& result) {
+  if (result.outcome.reason) return {};
   const bool pass = result.passed();
   const Value* const next = result.outcome.station.find(pass ? "OnPass" : "OnFail");
-  if (next == nullptr) return "";
-  return fmt::format("<p>The rules send it to <strong><bdi>{}</bdi></strong> ({}).</p>\n",
-                     escapedHtml(shortened(lineOf(next), 200)), pass ? "OnPass" : "OnFail");
+  if (next == nullptr) return {};
+  return markup("<p>The rules send it to <strong><bdi>{}</bdi></strong> ({}).</p>\n", shortened(lineOf(next), 200),
+                pass ? "OnPass" : "OnFail");
 }
 
-std::string section(std::string_view title, std::size_t count, std::string_view note, std::string_view style,
-                    const std::string& rows) {
-  if (count == 0) return "";
-  return fmt::format("<section data-section><h2>{} ({})</h2>\n{}{}{}{}</section>\n", title, count, note,
-                     ruleTableBegin(style), rows, kTableEnd);
+Html section(std::string_view title, std::size_t count, const Html& note, std::string_view style, const Html& rows) {
+  if (count == 0) return {};
+  return markup("<section data-section><h2>{} ({})</h2>\n{}{}</section>\n", title, count, note, ruleTable(style, rows));
 }
 
-std::string folded(std::string_view title, std::size_t count, const std::string& rows) {
-  if (count == 0) return "";
-  return fmt::format("<details data-section><summary><h2>{} ({})</h2></summary>\n{}{}{}</details>\n", title, count,
-                     ruleTableBegin(""), rows, kTableEnd);
+Html folded(std::string_view title, std::size_t count, const Html& rows) {
+  if (count == 0) return {};
+  return markup("<details data-section><summary><h2>{} ({})</h2></summary>\n{}</details>\n", title, count,
+                ruleTable("", rows));
 }
 
-std::string versionsHtml(const CheckOutcome& outcome) {
-  std::string entries;
+Html versionsHtml(const CheckOutcome& outcome) {
+  Html entries;
   for (const Value& value : versionRecords(outcome)) {
     const Dictionary& record = *value.ifDictionary();
-    entries += fmt::format("<div><dt>{}</dt><dd>{}</dd></div>", escapedHtml(lineOf(record.find("rule"))),
-                           escapedHtml(lineOf(record.find("actual"))));
+    entries += listEntry(lineOf(record.find("rule")), lineOf(record.find("actual")));
   }
-  return entries.empty() ? "" : "<h2>Checked with</h2>\n<dl>" + entries + "</dl>\n";
+  return descriptionList(markup("<h2>Checked with</h2>\n"), entries);
 }
 
 /// The attributes that the rules forward to the station.
-std::string stationHtml(const Dictionary& station) {
-  std::string entries;
-  for (const auto [key, value] : station) {
-    entries += fmt::format("<div><dt>{}</dt><dd>{}</dd></div>", escapedHtml(shortened(visible(key), 80)),
-                           escapedHtml(shortened(lineOf(&value), 200)));
-  }
-  return entries.empty() ? "" : "<h2>For the station</h2>\n<dl>" + entries + "</dl>\n";
+Html stationHtml(const Dictionary& station) {
+  Html entries;
+  for (const auto [key, value] : station)
+    entries += listEntry(shortened(visible(key), 80), shortened(lineOf(&value), 200));
+  return descriptionList(markup("<h2>For the station</h2>\n"), entries);
 }
 
 }  // namespace
@@ -110,19 +105,20 @@ std::string htmlReport(const DeviceResult& result, const RuleContents& documents
   const Rows rows = rowsOf(result);
   const Headline headline = headlineOf(result, rows);
   const std::string device = "Device " + shortened(lineOf(&result.id), 80);
-  std::string page = pageBegin(fmt::format("{}: {}", device, headline.word));
+  Html page = pageBegin(fmt::format("{}: {}", device, headline.word));
   page += signaturesHtml(documents);
-  page += fmt::format("<header class=\"verdict {}\"><p class=\"word\">{}</p>\n<h1>{}</h1>\n<p>{}</p>\n{}</header>\n",
-                      headline.style, headline.word, html(device), headline.sentence, nextHtml(result));
+  page += markup("<header class=\"verdict {}\"><p class=\"word\">{}</p>\n<h1>{}</h1>\n<p>{}</p>\n{}</header>\n",
+                 headline.style, headline.word, device, headline.sentence, nextHtml(result));
   page += deviceNotesHtml(result) + identityHtml(result);
   if (rows.rules() > 1) page += filterBar("Find a rule", {{"failed", "failed"}, {"passed", "passed"}});
   page += section(result.outcome.reason ? "Why there is no verdict" : "Failed rules", rows.failedCount,
-                  "<p class=\"faint\">What the rule expects is next to what was found; where they can be compared, "
-                  "the difference is <mark>marked</mark>.</p>\n",
+                  markup("<p class=\"faint\">What the rule expects is next to what was found; where they can be "
+                         "compared, the difference is <mark>marked</mark>.</p>\n"),
                   "failures", rows.failed);
-  page += section("Passed rules", rows.passedCount, "", "", rows.passed);
+  page += section("Passed rules", rows.passedCount, {}, "", rows.passed);
   page += folded("Passed rules that hide their result", rows.hiddenCount, rows.hidden);
-  return page + stationHtml(result.outcome.station) + versionsHtml(result.outcome) + pageEnd();
+  page += stationHtml(result.outcome.station) + versionsHtml(result.outcome) + pageEnd();
+  return page.text();
 }
 
 }  // namespace tavik::tool

@@ -3,12 +3,15 @@
 #ifndef TAVIK_TOOL_REPORTS_REPORT_ASSETS_H
 #define TAVIK_TOOL_REPORTS_REPORT_ASSETS_H
 
+#include <cstdint>
 #include <string_view>
 
 namespace tavik::tool {
 
-std::string_view reportStyle();
-std::string_view reportScript();
+enum class Asset : std::uint8_t { kStyle, kScript };
+
+std::string_view contentOf(Asset asset);
+
 /// SHA-256 of the script in base64, for the content security policy.
 std::string_view reportScriptHash();
 

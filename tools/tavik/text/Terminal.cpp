@@ -54,9 +54,9 @@ std::vector<std::size_t> fitted(std::vector<std::size_t> widths, std::size_t ava
 
 std::string withVisibleEnds(std::string line) {
   const auto escaped = [](std::size_t count) {
-    std::string blanks;
-    for (; count > 0; --count) blanks += "\\x20";
-    return blanks;
+    std::string spaces;
+    for (; count > 0; --count) spaces += "\\x20";
+    return spaces;
   };
   const std::size_t first = std::min(line.find_first_not_of(' '), line.size());
   const std::size_t end = line.find_last_not_of(' ') + 1;

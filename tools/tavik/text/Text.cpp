@@ -104,7 +104,7 @@ std::string shortened(std::string_view visibleText, std::size_t width) {
 }
 
 std::string hexDumpLine(std::size_t offset, std::span<const std::uint8_t> bytes) {
-  constexpr std::size_t kHalf = 24;  // eight bytes with their blanks
+  constexpr std::size_t kHalf = 24;  // eight bytes with their spaces
   std::string digits;
   std::string characters;
   for (const std::uint8_t byte : bytes) {

@@ -1,0 +1,34 @@
+#include "reports/Html.h"
+
+#include "text/Text.h"
+
+namespace tavik::tool {
+
+std::string inserted(std::string_view text) {
+  std::string out;
+  for (const char character : visible(text)) {
+    switch (character) {
+      case '<':
+        out += "&lt;";
+        break;
+      case '>':
+        out += "&gt;";
+        break;
+      case '&':
+        out += "&amp;";
+        break;
+      case '"':
+        out += "&quot;";
+        break;
+      default:
+        out += character;
+    }
+  }
+  return out;
+}
+
+void Html::breakAfter(std::string_view word) {
+  for (std::size_t at = 0; (at = text_.find(word, at)) != std::string::npos;) text_.insert(at += word.size(), "<wbr>");
+}
+
+}  // namespace tavik::tool
