@@ -131,20 +131,21 @@ class InstallTest(unittest.TestCase):
                 self.assertEqual(result.returncode, status, result.stdout + result.stderr)
                 self.assertRegex(result.stdout, said)
 
-    def compile_page(self, page, language, program, compiler, number=0, frame="{}"):
+    def compile_text(self, text, language, program, compiler):
         source = self.root / f"{program}.{language}"
-        source.write_text(frame.replace("{}", blocks(page, language)[number]), encoding="utf-8")
+        source.write_text(text, encoding="utf-8")
         self.compile_through_pkg_config(source, self.root / program, compiler)
         return self.root / program
 
     def test_the_hosts_in_cpp(self):
         strict = "g++ -std=c++20 -Wall -Wextra -Wpedantic -Wconversion -Wsign-conversion -Wshadow -Werror"
-        self.check_host(self.compile_page("docs/host-programmer.md", "cpp", "minimal", strict))
-        self.check_host(self.compile_page("docs/host-programmer.md", "cpp", "host", strict, 1), form="sealed")
+        minimal, complete = blocks("docs/host-programmer.md", "cpp")
+        self.check_host(self.compile_text(minimal, "cpp", "minimal", strict))
+        self.check_host(self.compile_text(complete, "cpp", "host", strict), form="sealed")
         includes, _, body = blocks("README.md", "cpp")[0].partition("\n\n")
-        frame = (f"{includes}\n#include <stdexcept>\nvoid release(const tavik::Dictionary&) {{}}\n"
-                 "void check(const tavik::Dictionary& device, const tavik::Dictionary& rules) {\n" + body + "}\nint main() { check({}, {}); }\n")
-        self.compile_page("README.md", "cpp", "readme", strict, frame=frame)
+        text = (f"{includes}\n#include <stdexcept>\nvoid release(const tavik::Dictionary&) {{}}\n"
+                "void check(const tavik::Dictionary& device, const tavik::Dictionary& rules) {\n" + body + "}\nint main() { check({}, {}); }\n")
+        self.compile_text(text, "cpp", "readme", strict)
         devices = [self.root / name for name in ("good", "short", "bad", "missing", "good")]
         several = run(self.root / "host", self.root / "library.sealed", self.root / "codes.sealed", *devices, check=False)
         self.assertRegex(several.stdout, r"""^passed
@@ -156,7 +157,7 @@ passed
 $""")
 
     def test_the_hosts_in_c(self):
-        page = self.compile_page("docs/c-interface.md", "c", "page", STRICT_C)
+        page = self.compile_text(blocks("docs/c-interface.md", "c")[0], "c", "page", STRICT_C)
         self.check_host(page, form="sealed")
         files = [self.root / name for name in ("library.sealed", "codes.sealed", "good")]
         self.assertIn("processing Code\n", run(page, *files).stderr)
