@@ -42,6 +42,7 @@ function(tavik_library target export_name)
     PROPERTIES EXPORT_NAME ${export_name}
                VERSION ${PROJECT_VERSION}
                SOVERSION ${PROJECT_VERSION_MAJOR}
+               INSTALL_RPATH "$ORIGIN"
                C_VISIBILITY_PRESET hidden
                CXX_VISIBILITY_PRESET hidden
                VISIBILITY_INLINES_HIDDEN ON)

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <atomic>
-#include <chrono>
 #include <mutex>
 #include <system_error>
 #include <thread>
@@ -80,12 +79,8 @@ void Run::work(Watch watch) noexcept {
 }
 
 void Run::workAndWatchSignals() {
-  using Clock = std::chrono::steady_clock;
-  static constexpr std::chrono::milliseconds kInterval(50);
-  work([last = Clock::now()]() mutable {
-    if (Clock::now() - last < kInterval) return;
-    raiseOnSignal();
-    last = Clock::now();
+  work([interval = Interval(std::chrono::milliseconds(50))]() mutable {
+    if (interval.isOver()) raiseOnSignal();
   });
 }
 

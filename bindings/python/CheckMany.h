@@ -6,10 +6,31 @@
 #include <tavik/CheckOutcome.h>
 #include <tavik/PreparedRules.h>
 
+#include <chrono>
 #include <optional>
 #include <vector>
 
 namespace tavik::python {
+
+/// Limits how often a loop does something slow.
+class Interval {
+ public:
+  using Clock = std::chrono::steady_clock;
+
+  explicit Interval(Clock::duration length) : length_(length) {}
+
+  /// Whether it is over; if so, the next one begins.
+  bool isOver() {
+    const auto now = Clock::now();
+    if (now - began_ < length_) return false;
+    began_ = now;
+    return true;
+  }
+
+ private:
+  Clock::duration length_;
+  Clock::time_point began_ = Clock::now();
+};
 
 struct Device {
   Dictionary attributes;

@@ -64,7 +64,7 @@ py::iterator keysOf(const FrozenDictionary& dictionary) {
 void defineFrozenDictionary(py::module_& module) {
   py::class_<FrozenDictionary> type(module, "Dictionary", kAbout);
   type.def(py::init([](py::handle entries) { return FrozenDictionary{toDictionary(entries, "entries")}; }),
-           py::arg("entries"))
+           py::arg("entries"), "__init__(self, entries)\n--\n\n")
       .def_static("read", readDictionary, py::arg("path"), kRead)
       .def("__getitem__", itemOf)
       .def("__iter__", keysOf)

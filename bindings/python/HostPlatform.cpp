@@ -42,7 +42,11 @@ HostPlatform::~HostPlatform() {
 }
 
 void HostPlatform::askWhetherItLogs() {
-  logs_.store(callPython(attributeOf(platform_, "logs")).cast<bool>(), std::memory_order_relaxed);
+  const py::object logs = callPython(attributeOf(platform_, "logs"));
+  if (!PyBool_Check(logs.ptr())) {
+    throw py::type_error(std::string("logs(): expected bool, not ") + Py_TYPE(logs.ptr())->tp_name);
+  }
+  logs_.store(logs.is(py::bool_(true)), std::memory_order_relaxed);
 }
 
 std::optional<Value> HostPlatform::validatedPropertyListFromSignedDictionary(

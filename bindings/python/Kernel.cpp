@@ -112,8 +112,8 @@ devices: an iterable of attributes, or of pairs of attributes and sources.
 >>> [result.verdict for result in results if isinstance(result, Result)]
 ['passed', 'failed']
 
-All devices are converted before the first one is checked. Raises an exception for the first device that cannot be
-converted.)";
+Raises an exception for the first device that cannot be converted. Other threads continue meanwhile, and Ctrl-C ends
+the call.)";
 
 constexpr const char* kSfcCheckList = R"(sfc_check_list(self, rules, attributes)
 --
@@ -205,24 +205,40 @@ std::optional<Value> valueUnlessNone(py::handle object, const std::string& what)
   return object.is_none() ? std::nullopt : std::optional(toValue(object, what));
 }
 
+std::optional<Dictionary> sourcesUnlessNone(py::handle object, const std::string& what) {
+  std::optional<Dictionary> sources = dictionaryUnlessNone(object, what);
+  if (!sources) return sources;
+  for (const auto [name, source] : *sources) {
+    if (source.ifDictionary() != nullptr) continue;
+    const char* const type = Py_TYPE(toPython(source).ptr())->tp_name;
+    throw py::type_error(what + "['" + std::string(name) + "']: expected dict, not " + type);
+  }
+  return sources;
+}
+
 template <class Type>
 const Type* pointerTo(const std::optional<Type>& maybe) {
   return maybe ? &*maybe : nullptr;
+}
+
+template <class Call>
+auto withoutLock(Call call) {
+  const Unlocked unlocked;
+  return call();
 }
 
 // Calls into the library without the interpreter lock.
 template <class Call>
 auto released(HostPlatform& platform, Call call) {
   platform.askWhetherItLogs();
-  const Unlocked unlocked;
-  return call();
+  return withoutLock(call);
 }
 
 // A run for one device. run: called with attributes, sources and station, as in the library.
 template <class Run>
 CheckOutcome runOne(HostPlatform& platform, py::handle attributes, py::handle sources, py::handle station, Run run) {
   const Dictionary device = toDictionary(attributes, "attributes");
-  const std::optional<Dictionary> others = dictionaryUnlessNone(sources, "sources");
+  const std::optional<Dictionary> others = sourcesUnlessNone(sources, "sources");
   Dictionary before = dictionaryUnlessNone(station, "station").value_or(Dictionary());
   return released(platform, [&] { return run(device, pointerTo(others), std::move(before)); });
 }
@@ -255,7 +271,7 @@ Device deviceOf(py::handle object, const std::string& what) {
   if (!PyTuple_Check(object.ptr())) return {toDictionary(object, what), {}};
   const auto pair = py::reinterpret_borrow<py::tuple>(object);
   if (pair.size() != 2) throw py::type_error(what + ": expected a pair of attributes and sources");
-  return {toDictionary(pair[0], what + "[0]"), dictionaryUnlessNone(pair[1], what + "[1]")};
+  return {toDictionary(pair[0], what + "[0]"), sourcesUnlessNone(pair[1], what + "[1]")};
 }
 
 std::size_t threadsOf(py::handle wanted) {
@@ -267,19 +283,43 @@ std::size_t threadsOf(py::handle wanted) {
   return static_cast<std::size_t>(std::min(count, kMost));
 }
 
-py::list checkDevices(const Prepared& self, py::handle devices, py::handle threads) {
-  const std::size_t count = threadsOf(threads);
-  std::vector<Device> converted;
-  const py::object iterator = fromPython([&] { return PyObject_GetIter(devices.ptr()); });
-  while (PyObject* const next = orStay([&] { return PyIter_Next(iterator.ptr()); })) {
+// Lets other threads run, and Ctrl-C end the call, in a loop that holds the interpreter lock.
+void yieldRegularly(Interval& interval) {
+  if (!interval.isOver()) return;
+  { const Unlocked unlocked; }
+  if (orStay(PyErr_CheckSignals) != 0) throw py::error_already_set();
+}
+
+// Converts the next devices; `count` is how many came before. Returns none at the end.
+std::vector<Device> nextDevices(const py::object& iterator, std::size_t count, Interval& interval) {
+  constexpr std::size_t kMost = 4096;
+  std::vector<Device> devices;
+  while (devices.size() < kMost) {
+    PyObject* const next = orStay([&] { return PyIter_Next(iterator.ptr()); });
+    if (next == nullptr) break;
     const auto device = py::reinterpret_steal<py::object>(next);
-    converted.push_back(deviceOf(device, "devices[" + std::to_string(converted.size()) + "]"));
+    devices.push_back(deviceOf(device, "devices[" + std::to_string(count + devices.size()) + "]"));
+    yieldRegularly(interval);
   }
   if (PyErr_Occurred() != nullptr) throw py::error_already_set();
-  auto outcomes = released(*self.platform, [&] { return checkMany(*self.rules, converted, count); });
+  return devices;
+}
+
+py::list checkDevices(const Prepared& self, py::handle devices, py::handle threads) {
+  const std::size_t used = threadsOf(threads);
+  const py::object iterator = fromPython([&] { return PyObject_GetIter(devices.ptr()); });
+  self.platform->askWhetherItLogs();
+  Interval interval(std::chrono::milliseconds(10));
   py::list objects;
-  for (CheckOutcome& outcome : outcomes) objects.append(toResultOrException(std::move(outcome)));
-  return objects;
+  for (;;) {
+    const std::vector<Device> piece = nextDevices(iterator, objects.size(), interval);
+    if (piece.empty()) return objects;
+    auto outcomes = withoutLock([&] { return checkMany(*self.rules, piece, used); });
+    for (CheckOutcome& outcome : outcomes) {
+      objects.append(toResultOrException(std::move(outcome)));
+      yieldRegularly(interval);
+    }
+  }
 }
 
 // ---- The kernel ----
@@ -404,7 +444,8 @@ void defineKernel(py::module_& module) {
       .def_property_readonly("rejection", rejectionOf, kRejection);
   py::class_<Kernel>(module, "Kernel", kAboutKernel)
       .def(py::init<const py::object&, const py::object&, const py::object&>(), py::arg("library"),
-           py::arg("public_key") = py::none(), py::kw_only(), py::arg("platform") = py::none())
+           py::arg("public_key") = py::none(), py::kw_only(), py::arg("platform") = py::none(),
+           "__init__(self, library, public_key=None, *, platform=None)\n--\n\n")
       .def("run", &Kernel::run<toResult>, attributes, rules, sources, station, kRun)
       .def("check", &Kernel::run<toResultOrRaise>, attributes, rules, sources, station, kCheck)
       .def("prepare", &Kernel::prepare, rules, kPrepare)

@@ -1,5 +1,7 @@
 #include "Result.h"
 
+#include <pybind11/stl.h>
+
 #include "Conversion.h"
 #include "Made.h"
 #include "Parts.h"
@@ -17,7 +19,8 @@ constexpr const char* kAbout = R"(The outcome of a check run: whether the device
 ...     print("do not ship")
 do not ship
 
-A Result is true if the device passed. Records are converted to Python when they are first used.)";
+A Result is true if the device passed. Records are converted to Python when they are first used. A Result
+can be pickled and copied.)";
 
 constexpr const char* kVerdict = R"("passed", "failed", or "none" if the device was not checked; reason says why.
 
@@ -99,6 +102,8 @@ class Result {
   [[nodiscard]] py::object error() const { return outcome_.error ? exception(*outcome_.error) : py::none(); }
   [[nodiscard]] py::object fault() const { return outcome_.fault ? exception(*outcome_.fault) : py::none(); }
   [[nodiscard]] py::str repr() const;
+  [[nodiscard]] py::tuple state() const;
+  static Result fromState(const py::tuple& state);
 
  private:
   template <class Cause>
@@ -145,6 +150,61 @@ py::str Result::repr() const {
   return py::str("<tavik.Result: {}, {} records>").format(checked() ? verdict() : "no verdict", count);
 }
 
+// The state for pickle and copy. Absent parts are None.
+py::tuple Result::state() const {
+  py::object reason = py::none(), records = py::none(), error = py::none(), fault = py::none();
+  if (outcome_.reason) {
+    const auto& [category, description, rule] = *outcome_.reason;
+    reason = py::make_tuple(static_cast<int>(category), lenientText(description), textOrNone(rule));
+  }
+  if (outcome_.records) records = toPython(*outcome_.records);
+  if (outcome_.error) error = py::make_tuple(outcome_.error->code(), outcome_.error->localizedDescription());
+  if (outcome_.fault) fault = py::make_tuple(static_cast<int>(outcome_.fault->category), outcome_.fault->message);
+  return py::make_tuple(static_cast<int>(outcome_.verdict), reason, records, station(), error, fault);
+}
+
+[[noreturn]] void rejectState() { throw py::value_error("not the state of a tavik.Result"); }
+
+template <class Enumeration>
+Enumeration enumerator(int number, Enumeration last) {
+  if (number < 0 || number > static_cast<int>(last)) rejectState();
+  return static_cast<Enumeration>(number);
+}
+
+// The reverse of lenientText.
+std::string bytesOf(py::handle text) {
+  return fromPython([&] { return PyUnicode_AsEncodedString(text.ptr(), "utf-8", "surrogateescape"); })
+      .cast<std::string>();
+}
+
+Result Result::fromState(const py::tuple& state) {
+  const auto [verdict, reason, records, station, error, fault] =
+      state.cast<std::tuple<int, py::object, py::object, py::dict, py::object, py::object>>();
+  CheckOutcome outcome;
+  outcome.verdict = enumerator(verdict, Verdict::kNone);
+  outcome.station = toDictionary(station, "station");
+  if (!records.is_none()) {
+    outcome.records.emplace();
+    for (const py::handle record : records) outcome.records->append(toDictionary(record, "record"));
+  }
+  if (outcome.verdict != Verdict::kNone) {
+    if (!outcome.records || outcome.records->size() < 3) rejectState();
+    return Result(std::move(outcome));
+  }
+  const auto [category, description, rule] = reason.cast<std::tuple<int, py::str, py::object>>();
+  outcome.reason = {enumerator(category, Reason::Category::kFault), bytesOf(description), std::nullopt};
+  if (!rule.is_none()) outcome.reason->rule = bytesOf(rule);
+  if (!error.is_none()) {
+    const auto [code, text] = error.cast<std::pair<std::int32_t, std::string>>();
+    outcome.error.emplace(code, text);
+  }
+  if (!fault.is_none()) {
+    const auto [kind, message] = fault.cast<std::pair<int, std::string>>();
+    outcome.fault = {enumerator(kind, Fault::Category::kInvalidArgument), message};
+  }
+  return Result(std::move(outcome));
+}
+
 }  // namespace
 
 py::object toResult(CheckOutcome outcome) { return py::cast(Result(std::move(outcome))); }
@@ -177,6 +237,7 @@ void defineResult(py::module_& module) {
       .def_property_readonly("error", &Result::error, kError)
       .def_property_readonly("fault", &Result::fault, kFault)
       .def("__bool__", &Result::passed)
+      .def(py::pickle([](const Result& self) { return self.state(); }, &Result::fromState))
       .def("__repr__", &Result::repr);
 }
 

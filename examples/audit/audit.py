@@ -234,6 +234,7 @@ def client_of(options):
     loopback = "127.0.0.1:0"
     dask.config.set({f"distributed.{side}.http.routes": [] for side in ("scheduler", "worker")})
     how = {"security": Security.temporary(), "dashboard_address": loopback, "worker_dashboard_address": loopback}
+    how["scheduler_kwargs"] = {"dashboard": False}
     with tempfile.TemporaryDirectory(prefix="audit-") as folder:
         how |= {"local_directory": folder, "threads_per_worker": 1, "silence_logs": logging.CRITICAL}
         with LocalCluster(n_workers=options.workers, **how) as cluster, Client(cluster) as client:

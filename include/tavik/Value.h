@@ -28,6 +28,11 @@
 #ifndef TAVIK_VALUE_H
 #define TAVIK_VALUE_H
 
+#if __cplusplus < 202002L
+#error "the C++ headers of Tavik need C++20: compile with -std=c++20 or later"
+#include <tavik/needs_cpp20>  // does not exist: ends the compilation, without further errors
+#endif
+
 #include <tavik/Export.h>
 
 #include <array>

@@ -57,6 +57,8 @@ def blocks(page, language):
 
 
 class InstallTest(unittest.TestCase):
+    pkg_config_options = ()
+
     @classmethod
     def setUpClass(cls):
         cls.folder = tempfile.TemporaryDirectory()
@@ -90,14 +92,17 @@ class InstallTest(unittest.TestCase):
 
     def test_through_cmake(self):
         build = self.root / "consumer"
-        run("cmake", "-S", HERE / "consumer", "-B", build, "-G", "Ninja", f"-DCMAKE_PREFIX_PATH={self.prefix}")
+        configure = ("cmake", "-S", HERE / "consumer", "-B", build, "-G", "Ninja", f"-DCMAKE_PREFIX_PATH={self.prefix}")
+        self.assertIn('no component "Core"', run(*configure, "-DCOMPONENTS=Kernel;Core", check=False).stderr)
+        run(*configure, "-DCOMPONENTS=Kernel;Platform")
         run("cmake", "--build", build)
         self.check_consumer(build / "consumer")
 
     def compile_through_pkg_config(self, source, program, compiler="g++ -std=c++20"):
         (folder,) = self.prefix.glob("lib*/**/pkgconfig")
         environment = {**os.environ, "PKG_CONFIG_PATH": str(folder)}
-        flags = run("pkg-config", "--cflags", "--libs", "tavik-platform", "tavik-kernel", env=environment).stdout
+        flags = run("pkg-config", *self.pkg_config_options, "--cflags", "--libs", "tavik-platform", "tavik-kernel", env=environment).stdout
+        self.assertNotIn("..", flags)
         # pkg-config escapes blanks as a shell does.
         run("sh", "-c", f'{compiler} "{source}" -o "{program}" {flags.strip()} -Wl,-rpath,"{folder.parent}"')
 
@@ -105,6 +110,16 @@ class InstallTest(unittest.TestCase):
         program = self.root / "by-pkg-config"
         self.compile_through_pkg_config(HERE / "consumer/consumer.cpp", program)
         self.check_consumer(program)
+
+    def test_the_platform_finds_the_kernel_beside_it(self):
+        (library,) = self.prefix.glob("lib*/**/libTavikPlatform.so")
+        run("python3", "-c", f"import ctypes; ctypes.CDLL('{library}')")
+
+    def test_an_older_standard_is_one_error(self):
+        program = ("-fsyntax-only", f"-I{self.prefix}/include", HERE / "consumer/consumer.cpp")
+        said = run("g++", "-std=c++17", *program, check=False).stderr
+        self.assertRegex(said, r"(?s)#error .*need C\+\+20.*compilation terminated")
+        self.assertEqual(said.count("error: "), 2, said)
 
     def check_host(self, *program, form="signed", **options):
         """The hosts in the examples and documents say the same about every case."""
@@ -177,6 +192,12 @@ $""")
         self.assertEqual(run(python[1], "-c", inputs + blocks("README.md", "python")[0], env=environment, cwd=self.root).stdout, "passed \n")
         where = run(python[1], "-c", "import tavik; print(tavik.__file__)", env=environment).stdout
         self.assertEqual(where, f"{packages}/tavik/__init__.py\n")
+
+    def test_documentation(self):
+        pages = self.prefix / "share/doc/tavik"
+        for file in ("README.md", "docs/lint.md", "docs/images/result.png", "examples/station/rule-library.plist",
+                     "examples/audit/audit.py", "bindings/python/README.md"):
+            self.assertTrue((pages / file).is_file(), file)
 
     def test_manual_completions_and_schema(self):
         share = self.prefix / "share"

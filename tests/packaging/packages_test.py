@@ -27,6 +27,7 @@ class PackagesTest(install_test.InstallTest):
             run("dpkg-deb", "--extract", package, root)
         (libraries,) = root.glob("usr/lib/*/pkgconfig")
         os.environ["LD_LIBRARY_PATH"] = str(libraries.parent)
+        cls.pkg_config_options = (f"--define-variable=prefix={root}/usr",)
         return root / "usr"
 
     def test_what_the_packages_say_of_themselves(self):
@@ -36,6 +37,8 @@ class PackagesTest(install_test.InstallTest):
         self.assertEqual(set(packages), {f"libtavik{major}", "libtavik-dev", "tavik", "python3-tavik"})
         for name in ("libtavik-dev", "tavik", "python3-tavik"):
             self.assertIn(f"libtavik{major} (= {version})", field(packages[name], "Depends"))
+        shlibs = run("dpkg-deb", "--info", packages[f"libtavik{major}"], "shlibs").stdout
+        self.assertIn(f"libTavikPlatform {major} libtavik{major} (>= {version})", shlibs)
         for library in ("libssl3", "libstdc++6"):
             self.assertIn(library, field(packages[f"libtavik{major}"], "Depends"))
         for name in packages:

@@ -8,6 +8,7 @@ import contextlib
 import csv
 import importlib.util
 import io
+import itertools
 import json
 import os
 import signal
@@ -224,10 +225,10 @@ class FolderOfFilesTest(AuditTest):
         own = {run.pid, *(process.pid for process in psutil.Process(run.pid).children(recursive=True))}
         listening = [each.laddr for each in psutil.net_connections("inet") if each.pid in own and each.status == "LISTEN"]
         self.assertGreater(len(listening), 3)
-        for address in listening:
+        for address, path in itertools.product(listening, (b"/status", b"/info/main/workers.html")):
             self.assertEqual(address.ip, "127.0.0.1")
             with socket.create_connection(address, timeout=10) as connection, contextlib.suppress(ConnectionResetError):
-                connection.sendall(b"GET /info/main/workers.html HTTP/1.0\r\n\r\n")
+                connection.sendall(b"GET %s HTTP/1.0\r\n\r\n" % path)
                 answer = connection.recv(1000)
                 self.assertTrue(answer == b"" or answer.startswith((b"\x15\x03", b"HTTP/1.1 404 ")), answer)
 

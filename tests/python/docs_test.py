@@ -24,6 +24,7 @@ TYPED_EXAMPLE = pathlib.Path(__file__).with_name("typed_example.py")
 ALLOWED = r"""
 tavik(\._tavik)?\.(DerItem|Dictionary|Kernel|KeyPair|PreparedRules|Result|StationValidation)(\.__init__)?
 tavik(\._tavik)?\.Dictionary\.get
+tavik(\._tavik)?\.Result\.__[gs]etstate__
 """
 
 
@@ -87,6 +88,8 @@ class DocumentationTest(FolderTest):
     def test_signatures_are_there_for_tools(self):
         for function, expected in (
             (tavik.Kernel.check, "(self, attributes, rules, sources=None, station=None)"),
+            (tavik.Kernel, "(library, public_key=None, *, platform=None)"),
+            (tavik.Dictionary, "(entries)"),
             (tavik.evaluate, "(expression, attribute, value=None, references=None)"),
         ):
             self.assertEqual(str(inspect.signature(function)), expected)

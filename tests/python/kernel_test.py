@@ -4,6 +4,7 @@ import gc
 import logging
 import os
 import pathlib
+import pickle
 import signal
 import subprocess
 import sys
@@ -22,6 +23,9 @@ SFC = {"sfc": {"Colour": 3}}
 SLOW = {"version": "1"} | {f"Zeros {i}": {"attribute": "Zeros", "predicate": "dataNotNull"} for i in range(30)}
 SLOW_RULES = rules(*(name for name in SLOW if name != "version"))
 ZEROS = tavik.Dictionary({"Zeros": bytes(1 << 20)})
+
+# Converting this takes longer than checking it.
+LARGE = {f"Attribute {i}": "text" for i in range(1000)}
 
 
 class TrustTest(FolderTest):
@@ -123,6 +127,7 @@ class OutcomeTest(unittest.TestCase):
                     self.assertEqual([record["rule"] for record in result.rule_records], ["Send", "Code"])
                     self.assertEqual(result.failures, [] if result else result.records[4:])
                     self.assertIs(result.records, result.records)
+                self.assertEqual(answer(pickle.loads(pickle.dumps(result))), answer(result))
                 prepared = opened.prepare(local)
                 self.assertEqual(answer(prepared.run(device, station={"before": 1})), answer(result))
                 self.assertEqual(prepared.rejection, reason[1] if reason and reason[0] in ("no local rules", "empty") else None)
@@ -156,6 +161,7 @@ class OutcomeTest(unittest.TestCase):
         for kind, text, devices, threads in (
             (TypeError, "devices[2]['a']: None is not allowed", [GOOD, GOOD, {"a": None}], None),
             (TypeError, "devices[1][1]['sfc']: None is not allowed", [GOOD, (GOOD, {"sfc": None})], None),
+            (TypeError, "devices[5000][1]['sfc']: expected dict, not int", [GOOD] * 5000 + [(GOOD, {"sfc": 5})], None),
             (TypeError, "devices[0]: expected a pair", [(GOOD, SFC, {})], None),
             (TypeError, "not iterable", 5, None),
             (TypeError, "integer", [GOOD], "2"),
@@ -164,6 +170,8 @@ class OutcomeTest(unittest.TestCase):
             with self.subTest(text), self.assertRaises(kind) as raised:
                 prepared.check_many(devices, threads)
             self.assertIn(text, str(raised.exception))
+        with self.assertRaisesRegex(TypeError, r"sources\['gui'\]: expected dict, not list"):
+            prepared.run(GOOD, {"gui": [SFC]})
 
 
 class Lines(Unsigned):
@@ -252,7 +260,11 @@ class PlatformTest(unittest.TestCase):
             def validate(self, signed, public_key_path):
                 return None
 
-        for platform, kind in ((Odd(), TypeError), (tavik.Platform(), NotImplementedError), (5, TypeError)):
+        class Unsure(Unsigned):
+            def logs(self):
+                return None
+
+        for platform, kind in ((Odd(), TypeError), (Unsure(), TypeError), (tavik.Platform(), NotImplementedError), (5, TypeError)):
             with self.assertRaises(kind):
                 kernel(LIBRARY, platform)
 
@@ -263,7 +275,8 @@ class ThreadTest(unittest.TestCase):
         prepared = opened.prepare(SLOW_RULES)
         for name, check in (("check", lambda: opened.check(ZEROS, SLOW_RULES)),
                             ("prepared", lambda: prepared.check(ZEROS)),
-                            ("many", lambda: prepared.check_many([ZEROS], threads=1))):
+                            ("many", lambda: prepared.check_many([ZEROS], threads=1)),
+                            ("conversion", lambda: prepared.check_many([LARGE] * 5000, threads=1))):
             began, ended, ticks = threading.Event(), threading.Event(), 0
 
             def run(began=began, ended=ended, check=check):
@@ -315,9 +328,10 @@ class ThreadTest(unittest.TestCase):
 
         self.addCleanup(signal.signal, signal.SIGALRM, signal.signal(signal.SIGALRM, ring))
         prepared = kernel(SLOW).prepare(SLOW_RULES)
-        signal.setitimer(signal.ITIMER_REAL, 0.1)
-        with self.assertRaises(Alarm):
-            prepared.check_many([ZEROS] * 100_000, threads=2)  # hours
+        for devices in ([ZEROS] * 100_000, [LARGE] * 1_000_000):  # much longer than the timer
+            signal.setitimer(signal.ITIMER_REAL, 0.1)
+            with self.assertRaises(Alarm):
+                prepared.check_many(devices, threads=2)
 
     def run_to_the_end(self, program):
         run = subprocess.run([sys.executable, "-c", program], cwd=pathlib.Path(__file__).parent, capture_output=True,
