@@ -72,7 +72,7 @@ class TrustTest(FolderTest):
             (tavik.UntrustedError, f"{library}: ", tavik.Kernel, library, other),
             (tavik.UntrustedError, "library: the document is not signed", tavik.Kernel, LIBRARY, public),
             (tavik.UntrustedError, "library: public key file", tavik.Kernel, signed, "/does/not/exist"),
-            (tavik.UntrustedError, "signature does not hold", tavik.verify, local, public),
+            (tavik.UntrustedError, "is not valid", tavik.verify, local, public),
             (tavik.DocumentError, "library.txt: line 1, column 9", tavik.Kernel, unreadable, public),
             (tavik.DocumentError, "library: line 1, column 9", tavik.Kernel, unreadable.read_bytes(), public),
             (tavik.DocumentError, "list.plist: the rule library is not a dictionary", tavik.Kernel, listed, public),
