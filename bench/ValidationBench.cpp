@@ -41,6 +41,7 @@ class KeyFiles {
 
   [[nodiscard]] std::string privatePath() const { return folder_ / "private.pem"; }
   [[nodiscard]] std::string publicPath() const { return folder_ / "public.pem"; }
+  [[nodiscard]] std::string statePath() const { return folder_ / "state.json"; }
 
  private:
   std::filesystem::path folder_;
@@ -95,9 +96,53 @@ void validateCopy(benchmark::State& state) {
   for (auto _ : state) benchmark::DoNotOptimize(validated(platform, copy));
 }
 
+const KeyFiles& secondKeyFiles() {
+  static const KeyFiles files;
+  return files;
+}
+
+// A statement with two signatures.
+Dictionary signedTwice(const benchmark::State& state) {
+  const Dictionary plain = signedLibrary(state);
+  std::string error;
+  std::optional<Dictionary> document =
+      signStatement(*plain.findData("payload"), {.role = DocumentRole::kLibrary, .product = "Bench"},
+                    keyFiles().privatePath(), error);
+  if (document) document = addSignature(*document, secondKeyFiles().privatePath(), error);
+  if (!document) fail(error);
+  return *document;
+}
+
+TrustPolicy policyOfTwo() {
+  TrustPolicy policy;
+  policy.keys = {{"first", keyFiles().publicPath()}, {"second", secondKeyFiles().publicPath()}};
+  policy.threshold = 2;
+  return policy;
+}
+
+void validateTwoKeysFirst(benchmark::State& state) {
+  const Dictionary document = signedTwice(state);
+  for (auto _ : state) {
+    const StationPlatform platform(policyOfTwo());
+    benchmark::DoNotOptimize(validated(platform, document));
+  }
+}
+
+// With the state file, which is read for every validation.
+void validateTwoKeysAgain(benchmark::State& state) {
+  const Dictionary document = signedTwice(state);
+  TrustPolicy policy = policyOfTwo();
+  policy.state = keyFiles().statePath();
+  const StationPlatform platform(policy);
+  validated(platform, document);
+  for (auto _ : state) benchmark::DoNotOptimize(validated(platform, document));
+}
+
 BENCHMARK(validateFirst)->ArgName("rules")->Arg(20)->Arg(400);
 BENCHMARK(validateAgain)->ArgName("rules")->Arg(20)->Arg(400);
 BENCHMARK(validateCopy)->ArgName("rules")->Arg(20)->Arg(400);
+BENCHMARK(validateTwoKeysFirst)->ArgName("rules")->Arg(20)->Arg(400);
+BENCHMARK(validateTwoKeysAgain)->ArgName("rules")->Arg(20)->Arg(400);
 
 }  // namespace
 }  // namespace tavik::bench

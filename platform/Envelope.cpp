@@ -6,6 +6,8 @@
 #include <array>
 #include <utility>
 
+#include "Entries.h"
+
 namespace tavik {
 namespace {
 
@@ -16,54 +18,15 @@ constexpr std::string_view kSignaturesKey = "signatures";
 constexpr std::string_view kSignatureKey = "sig";
 constexpr std::string_view kKeyIdKey = "keyid";
 
-std::string_view kindName(Kind kind) {
-  switch (kind) {
-    case Kind::kString:
-      return "a string";
-    case Kind::kNumber:
-      return "a number";
-    case Kind::kBoolean:
-      return "a boolean";
-    case Kind::kData:
-      return "data";
-    case Kind::kDate:
-      return "a date";
-    case Kind::kArray:
-      return "an array";
-    case Kind::kDictionary:
-      return "a dictionary";
+std::optional<PayloadType> payloadTypeOf(const Dictionary& dictionary, std::string& error) {
+  const Value* name = entry(dictionary, kTypeKey, Kind::kString, kDocument, error);
+  if (name == nullptr) return std::nullopt;
+  for (const PayloadType type : {PayloadType::kRules, PayloadType::kStatement}) {
+    if (name->ifString() == nameOf(type)) return type;
   }
-  return "of an unknown kind";
-}
-
-/// Untrusted text for a one-line message, of limited length.
-std::string quoted(std::string_view text) {
-  constexpr std::size_t kMostBytes = 100;
-  std::string shown(text.substr(0, kMostBytes));
-  std::ranges::replace_if(
-      shown, [](char c) { return c < ' ' || c > '~'; }, '?');
-  return '"' + shown + (text.size() > kMostBytes ? "...\"" : "\"");
-}
-
-/// The value under `key`; null with `error` set if it is missing or of another kind. `owner` names the dictionary.
-const Value* entry(const Dictionary& dictionary, std::string_view key, Kind kind, std::string_view owner,
-                   std::string& error) {
-  const Value* value = dictionary.find(key);
-  const std::string name = quoted(key);
-  if (value == nullptr) {
-    error = std::string(owner) + " has no " + name;
-    return nullptr;
-  }
-  return checkKind(*value, kind, name + " of " + std::string(owner), error) ? value : nullptr;
-}
-
-bool checkPayloadType(const Dictionary& dictionary, std::string& error) {
-  const Value* type = entry(dictionary, kTypeKey, Kind::kString, kDocument, error);
-  if (type == nullptr) return false;
-  if (type->ifString() == kPayloadType) return true;
-  error = "the signed document has the payload type " + quoted(*type->ifString()) + ", not " + quoted(kPayloadType) +
-          ": it was signed for another purpose";
-  return false;
+  error = "the signed document has the payload type " + quoted(*name->ifString()) + ", not " +
+          quoted(nameOf(PayloadType::kRules)) + ": it was signed for another purpose";
+  return std::nullopt;
 }
 
 std::optional<Signature> signatureFrom(const Value& value, std::size_t number, std::string& error) {
@@ -102,15 +65,13 @@ std::optional<std::vector<Signature>> signaturesFrom(const Array& values, std::s
 
 }  // namespace
 
+std::string_view nameOf(PayloadType type) {
+  return type == PayloadType::kRules ? "application/vnd.tavik.rules+plist" : "application/vnd.tavik.statement+plist";
+}
+
 bool checkSize(const Data& document, std::string_view what, std::string& error) {
   if (document.size() <= kLargestRuleDocument) return true;
   error = std::string(what) + " is larger than " + std::to_string(kLargestRuleDocument >> 20U) + " MiB";
-  return false;
-}
-
-bool checkKind(const Value& value, Kind kind, std::string_view what, std::string& error) {
-  if (value.kind() == kind) return true;
-  error = std::string(what) + " is " + std::string(kindName(value.kind())) + ", not " + std::string(kindName(kind));
   return false;
 }
 
@@ -120,7 +81,8 @@ std::optional<Envelope> Envelope::from(const Dictionary& dictionary, std::string
     error = R"(the document is not signed: it has none of "payloadType", "payload" and "signatures"; sign it first)";
     return std::nullopt;
   }
-  if (!checkPayloadType(dictionary, error)) return std::nullopt;
+  const std::optional<PayloadType> type = payloadTypeOf(dictionary, error);
+  if (!type) return std::nullopt;
   const Value* payload = entry(dictionary, kPayloadKey, Kind::kData, kDocument, error);
   if (payload == nullptr) return std::nullopt;
   if (!checkSize(*payload->ifData(), quoted(kPayloadKey) + " of " + std::string(kDocument), error)) return std::nullopt;
@@ -128,7 +90,7 @@ std::optional<Envelope> Envelope::from(const Dictionary& dictionary, std::string
   if (list == nullptr) return std::nullopt;
   std::optional<std::vector<Signature>> signatures = signaturesFrom(*list->ifArray(), error);
   if (!signatures) return std::nullopt;
-  return Envelope{*payload->ifData(), std::move(*signatures)};
+  return Envelope{*type, *payload->ifData(), std::move(*signatures)};
 }
 
 Dictionary Envelope::dictionary() const {
@@ -136,12 +98,13 @@ Dictionary Envelope::dictionary() const {
   for (const Signature& signature : signatures) {
     list.append(Dictionary{{kKeyIdKey, signature.keyId}, {kSignatureKey, signature.bytes}});
   }
-  return Dictionary{{kTypeKey, kPayloadType}, {kPayloadKey, payload}, {kSignaturesKey, std::move(list)}};
+  return Dictionary{{kTypeKey, nameOf(type)}, {kPayloadKey, payload}, {kSignaturesKey, std::move(list)}};
 }
 
-std::vector<std::uint8_t> signedBytes(std::span<const std::uint8_t> payload) {
-  const std::string head = "DSSEv1 " + std::to_string(kPayloadType.size()) + ' ' + std::string(kPayloadType) + ' ' +
-                           std::to_string(payload.size()) + ' ';
+std::vector<std::uint8_t> signedBytes(PayloadType type, std::span<const std::uint8_t> payload) {
+  const std::string_view name = nameOf(type);
+  const std::string head =
+      "DSSEv1 " + std::to_string(name.size()) + ' ' + std::string(name) + ' ' + std::to_string(payload.size()) + ' ';
   std::vector<std::uint8_t> bytes;
   bytes.reserve(head.size() + payload.size());
   bytes.insert(bytes.end(), head.begin(), head.end());

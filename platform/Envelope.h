@@ -15,7 +15,11 @@
 
 namespace tavik {
 
-inline constexpr std::string_view kPayloadType = "application/vnd.tavik.rules+plist";
+/// What the payload of an envelope is.
+enum class PayloadType : std::uint8_t { kRules, kStatement };
+/// As a media type.
+std::string_view nameOf(PayloadType type);
+
 /// Each signature is tried with each key, so their number is limited.
 inline constexpr std::size_t kMostSignatures = 16;
 
@@ -26,26 +30,24 @@ struct Signature {
   friend bool operator==(const Signature&, const Signature&) = default;
 };
 
-/// A payload of kPayloadType and at least one signature.
+/// A payload and at least one signature.
 struct Envelope {
+  PayloadType type = PayloadType::kRules;
   Data payload;
   std::vector<Signature> signatures;
 
-  /// Absent with `error` set if the dictionary is not an envelope of rules.
+  /// Absent with `error` set if the dictionary is not an envelope of rules or of a statement.
   static std::optional<Envelope> from(const Dictionary& dictionary, std::string& error);
   [[nodiscard]] Dictionary dictionary() const;
 
   friend bool operator==(const Envelope&, const Envelope&) = default;
 };
 
-/// Whether `value` has the required kind; sets `error` to "WHAT is a string, not data" if not.
-bool checkKind(const Value& value, Kind kind, std::string_view what, std::string& error);
-
 /// Whether `document` is within the size limit of rule documents; sets `error` to "WHAT is larger than ..." if not.
 bool checkSize(const Data& document, std::string_view what, std::string& error);
 
-/// The pre-authentication encoding of a payload of kPayloadType.
-std::vector<std::uint8_t> signedBytes(std::span<const std::uint8_t> payload);
+/// The pre-authentication encoding of a payload.
+std::vector<std::uint8_t> signedBytes(PayloadType type, std::span<const std::uint8_t> payload);
 
 }  // namespace tavik
 

@@ -1,82 +1,19 @@
 #include "KeyFile.h"
 
-#include <fcntl.h>
 #include <openssl/pem.h>
 #include <openssl/x509.h>
 #include <sys/stat.h>
 #include <tavik/StationPlatform.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <functional>
 #include <memory>
 #include <span>
 #include <string_view>
-#include <system_error>
 #include <utility>
 
 namespace tavik {
 namespace {
-
-constexpr off_t kLargestFile = off_t{1} << 20;
-
-class FileDescriptor {
- public:
-  explicit FileDescriptor(int number) noexcept : number_(number) {}
-  FileDescriptor(const FileDescriptor&) = delete;
-  FileDescriptor& operator=(const FileDescriptor&) = delete;
-  ~FileDescriptor() {
-    if (number_ >= 0) close(number_);
-  }
-  [[nodiscard]] int number() const noexcept { return number_; }
-
- private:
-  int number_;
-};
-
-std::string systemReason() { return std::generic_category().message(errno); }
-
-bool readAll(int file, std::span<unsigned char> rest, std::string& error) {
-  while (!rest.empty()) {
-    const ssize_t count = read(file, rest.data(), rest.size());
-    if (count > 0) {
-      rest = rest.subspan(static_cast<std::size_t>(count));
-    } else if (count == 0 || errno != EINTR) {
-      error = count == 0 ? "became shorter while it was read" : systemReason();
-      return false;
-    }
-  }
-  return true;
-}
-
-/// Null for a file that may contain keys.
-const char* whyNoKeyFile(const struct stat& status) {
-  if (!S_ISREG(status.st_mode)) return "not a regular file";
-  if (status.st_size > kLargestFile) return "larger than 1 MiB, so not a key file";
-  return status.st_size == 0 ? "empty" : nullptr;
-}
-
-/// The contents of a file, at least one byte.
-std::optional<WipedBytes> readFile(const std::string& path, std::string& error) {
-  if (path.find('\0') != std::string::npos) {
-    error = "the path contains a NUL character";
-    return std::nullopt;
-  }
-  const FileDescriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));  // a pipe must not block
-  struct stat status {};
-  if (file.number() < 0 || fstat(file.number(), &status) != 0) {
-    error = systemReason();
-    return std::nullopt;
-  }
-  if (const char* reason = whyNoKeyFile(status)) {
-    error = reason;
-    return std::nullopt;
-  }
-  WipedBytes bytes(static_cast<std::size_t>(status.st_size));
-  if (!readAll(file.number(), bytes.span(), error)) return std::nullopt;
-  return bytes;
-}
 
 /// One PEM block: the label of its BEGIN line, and its contents.
 struct Block {
@@ -206,7 +143,7 @@ std::optional<SignatureKey> privateKeyOf(const Block& block, std::string& error)
 }
 
 std::optional<SignatureKey> privateKeyIn(const std::string& path, std::string& error) {
-  const std::optional<WipedBytes> file = readFile(path, error);
+  const std::optional<WipedBytes> file = readSmallFile(path, "key file", error);
   if (!file) return std::nullopt;
   const std::optional<std::vector<Block>> blocks = blocksIn(*file, error);
   if (!blocks) return std::nullopt;
@@ -228,7 +165,7 @@ std::string privateKeyFile(const std::string& path) { return "private key file \
 }  // namespace
 
 std::optional<WipedBytes> readPublicKeyFile(const std::string& path, std::string& error) {
-  std::optional<WipedBytes> file = readFile(path, error);
+  std::optional<WipedBytes> file = readSmallFile(path, "key file", error);
   if (!file) error.insert(0, publicKeyFile(path));
   return file;
 }

@@ -52,14 +52,18 @@ std::string idOf(const EVP_PKEY& key) {
   const int size = i2d_PUBKEY(&key, &der);
   if (size <= 0) throw std::bad_alloc();  // a valid key can be encoded
   const BytesHandle owner(der);
+  return sha256(std::span(der, static_cast<std::size_t>(size)));
+}
+
+}  // namespace
+
+std::string sha256(std::span<const std::uint8_t> bytes) {
   std::array<std::uint8_t, 32> digest{};
-  if (EVP_Q_digest(nullptr, "SHA256", nullptr, der, static_cast<std::size_t>(size), digest.data(), nullptr) != 1) {
+  if (EVP_Q_digest(nullptr, "SHA256", nullptr, bytes.data(), bytes.size(), digest.data(), nullptr) != 1) {
     throw std::bad_alloc();
   }
   return hexadecimal(digest);
 }
-
-}  // namespace
 
 SignatureKey::SignatureKey(PkeyHandle key, Scheme scheme) : key_(std::move(key)), scheme_(scheme) {}
 

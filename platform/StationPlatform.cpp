@@ -1,71 +1,25 @@
-// A station's signature verification, and signing. First the form of an envelope is checked, then its signatures with
-// the keys of the key file; only content that a valid signature covers is parsed as a document.
+// A station's verification of documents, and signing. First the form of an envelope is checked, then its signatures
+// with the trusted keys; only content that enough valid signatures cover is parsed. Last come role, product, expiry and
+// revision, which are judged for every use of a document.
 
 #include <tavik/PropertyList.h>
 #include <tavik/StationPlatform.h>
 
 #include <algorithm>
-#include <span>
+#include <ctime>
 #include <utility>
 #include <vector>
 
+#include "Entries.h"
 #include "Envelope.h"
-#include "KeyFile.h"
 #include "OpenSsl.h"
-#include "SignatureKey.h"
+#include "Statement.h"
+#include "TrustState.h"
+#include "TrustedKeys.h"
 #include "ValidationCache.h"
 
 namespace tavik {
 namespace {
-
-using Keys = std::vector<SignatureKey>;
-
-bool holds(const Envelope& envelope, const Keys& keys) {
-  const std::vector<std::uint8_t> message = signedBytes(envelope.payload.bytes());
-  // Key IDs only determine the order: a signature never passes or fails because of the ID that it claims.
-  for (const bool named : {true, false}) {
-    for (const Signature& signature : envelope.signatures) {
-      for (const SignatureKey& key : keys) {
-        if ((signature.keyId == key.id()) == named && key.couldHaveMade(signature.bytes.bytes()) &&
-            key.verifies(signature.bytes.bytes(), message)) {
-          return true;
-        }
-      }
-    }
-  }
-  return false;
-}
-
-/// Whether `matches(signature, key)` for some signature and some key.
-template <class Matches>
-bool anyPair(const Envelope& envelope, const Keys& keys, Matches matches) {
-  return std::ranges::any_of(envelope.signatures, [&](const Signature& signature) {
-    return std::ranges::any_of(keys, [&](const SignatureKey& key) { return matches(signature, key); });
-  });
-}
-
-std::string namesOf(const Keys& keys) {
-  std::string names;
-  for (const SignatureKey& key : keys) names += (names.empty() ? "" : ", ") + key.name();
-  return names;
-}
-
-std::string whyNoneHolds(const Envelope& envelope, const Keys& keys, const std::string& path) {
-  if (!anyPair(envelope, keys, [](const Signature& signature, const SignatureKey& key) {
-        return key.couldHaveMade(signature.bytes.bytes());
-      })) {
-    return "no signature is of the kind that the keys in \"" + path + "\" make (" + namesOf(keys) +
-           "): the document was signed with a key of another kind; sign it again, or install the key it was signed "
-           "with";
-  }
-  if (anyPair(envelope, keys,
-              [](const Signature& signature, const SignatureKey& key) { return signature.keyId == key.id(); })) {
-    return "the signature names the key in \"" + path +
-           "\" but is not valid: the document was changed after it was signed; get it again, or sign it again";
-  }
-  return "no signature is valid for a key in \"" + path +
-         "\": the document was signed with another key; sign it again, or install the key it was signed with";
-}
 
 /// The property list in `payload`, whose root must be a dictionary.
 std::optional<Value> readPayload(const Data& payload, std::string_view what, std::string& error) {
@@ -78,22 +32,139 @@ std::optional<Value> readPayload(const Data& payload, std::string_view what, std
   return document;
 }
 
-std::optional<Value> validated(const Dictionary& signedDictionary, const std::string& keyPath, ValidationCache& cache,
-                               std::string& error) {
-  const std::optional<Envelope> envelope = Envelope::from(signedDictionary, error);
-  if (!envelope) return std::nullopt;
-  const std::optional<WipedBytes> keyFile = readPublicKeyFile(keyPath, error);
-  if (!keyFile) return std::nullopt;
-  if (std::optional<Value> known = cache.find(*envelope, keyFile->span())) return known;
-  const std::optional<Keys> keys = publicKeysIn(*keyFile, keyPath, error);
-  if (!keys) return std::nullopt;
-  if (!holds(*envelope, *keys)) {
-    error = whyNoneHolds(*envelope, *keys, keyPath);
-    return std::nullopt;
+/// The content of a payload that is validly signed.
+std::optional<SignedContent> readContent(const Envelope& envelope, std::string& error) {
+  std::optional<Value> payload = readPayload(envelope.payload, "the payload, although validly signed,", error);
+  if (!payload) return std::nullopt;
+  SignedContent content;
+  content.provenance.sha256 = sha256(envelope.payload.bytes());
+  if (envelope.type == PayloadType::kRules) {
+    content.document = *std::move(payload);
+    return content;
   }
-  std::optional<Value> document = readPayload(envelope->payload, "the payload, although validly signed,", error);
-  if (document) cache.keep(*envelope, keyFile->span(), *document);
-  return document;
+  std::optional<StatedDocument> stated = readStatement(*payload->ifDictionary(), error);
+  if (!stated) return std::nullopt;
+  content.document = std::move(stated->document);
+  content.provenance.statement = std::move(stated->statement);
+  return content;
+}
+
+/// "1 of 2 required signatures: "rule office"", or why there is none.
+std::string whyTooFew(const Envelope& envelope, const TrustedKeys& keys, const std::vector<std::string>& signers,
+                      std::size_t threshold) {
+  std::string text = std::to_string(signers.size()) + " of " + std::to_string(threshold) + " required signatures: ";
+  if (signers.empty()) return text + whyNoSigner(envelope, keys, "of the trust policy");
+  for (const std::string& name : signers) text += (&name == &signers.front() ? "" : ", ") + quotedText(name);
+  return text;
+}
+
+/// What the keys, the threshold and the signatures decide, whatever the document is used for.
+class Verification {
+ public:
+  /// policy: null to trust every key in the file at `keyPath`.
+  Verification(const TrustPolicy* policy, std::string keyPath) : policy_(policy), keyPath_(std::move(keyPath)) {}
+
+  std::optional<SignedContent> operator()(const Envelope& envelope, ValidationCache& cache, Refusal& refusal) const {
+    const std::optional<KeyFiles> files = readFiles(refusal.why);
+    refusal.stationIsToBlame = !files;
+    if (!files) return std::nullopt;
+    if (std::optional<SignedContent> known = cache.find(envelope, *files)) return known;
+    const std::optional<TrustedKeys> keys = keysIn(*files, refusal.why);
+    refusal.stationIsToBlame = !keys;
+    if (!keys) return std::nullopt;
+    std::vector<std::string> signers = signersOf(envelope, *keys);
+    if (signers.size() < (policy_ == nullptr ? 1 : policy_->threshold)) {
+      refusal.why = policy_ == nullptr ? whyNoSigner(envelope, *keys, "in \"" + keyPath_ + "\"")
+                                       : whyTooFew(envelope, *keys, signers, policy_->threshold);
+      return std::nullopt;
+    }
+    std::optional<SignedContent> content = readContent(envelope, refusal.why);
+    if (!content) return std::nullopt;
+    content->provenance.keys = std::move(signers);
+    cache.keep(envelope, *files, *content);
+    return content;
+  }
+
+ private:
+  std::optional<KeyFiles> readFiles(std::string& error) const {
+    if (policy_ != nullptr) return readKeyFiles(*policy_, error);
+    std::optional<WipedBytes> file = readPublicKeyFile(keyPath_, error);
+    if (!file) return std::nullopt;
+    KeyFiles files;
+    files.push_back(std::move(*file));
+    return files;
+  }
+  std::optional<TrustedKeys> keysIn(const KeyFiles& files, std::string& error) const {
+    if (policy_ == nullptr) return trustedKeys(files.front(), keyPath_, error);
+    std::optional<TrustedKeys> keys = trustedKeys(*policy_, files, error);
+    if (!keys) error.insert(0, "trust policy: ");
+    return keys;
+  }
+
+  const TrustPolicy* policy_;
+  std::string keyPath_;
+};
+
+/// Why a statement is not acceptable for a role, a policy and a time; empty if it is.
+std::string whyUnfit(const Statement& statement, std::optional<DocumentRole> role, const TrustPolicy& policy) {
+  if (role && statement.role != *role) {
+    return "role is \"" + std::string(wordOf(statement.role)) + "\", expected \"" + std::string(wordOf(*role)) + "\"";
+  }
+  if (policy.product && statement.product != *policy.product) {
+    return "product is " + quotedText(statement.product) + ", expected " + quotedText(*policy.product);
+  }
+  if (!statement.expires) return "";
+  const Date now = policy.time ? *policy.time : Date::sinceEpoch(static_cast<double>(std::time(nullptr)));
+  if (now.secondsSinceEpoch() < statement.expires->secondsSinceEpoch()) return "";
+  return "expired on " + dateText(*statement.expires) + "; " +
+         (policy.time ? "the document was used on " : "the system clock says ") + dateText(now);
+}
+
+/// Whether a document that is validly signed is acceptable.
+bool isFit(DocumentProvenance& provenance, std::optional<DocumentRole> role, const TrustPolicy& policy,
+           Refusal& refusal) {
+  if (!provenance.statement) {
+    if (policy.requireStatement) {
+      refusal.why = "the policy requires a statement; sign the document with a role, a product and a revision";
+    }
+    return !policy.requireStatement;
+  }
+  refusal.why = whyUnfit(*provenance.statement, role, policy);
+  if (!refusal.why.empty()) return false;
+  return !policy.state ||
+         TrustState(*policy.state).accepts(*provenance.statement, policy.remember, refusal, provenance.warning);
+}
+
+/// Signs a payload with one more key.
+bool addSignature(Envelope& envelope, const std::string& privateKeyPath, std::string& error) {
+  const std::optional<SignatureKey> key = readPrivateKey(privateKeyPath, error);
+  if (!key) return false;
+  const std::vector<std::uint8_t> message = signedBytes(envelope.type, envelope.payload.bytes());
+  if (std::ranges::any_of(envelope.signatures, [&](const Signature& signature) {
+        return key->couldHaveMade(signature.bytes.bytes()) && key->verifies(signature.bytes.bytes(), message);
+      })) {
+    error = "the document already has a signature by this key";
+    return false;
+  }
+  if (envelope.signatures.size() == kMostSignatures) {
+    error = "the document already has " + std::to_string(kMostSignatures) + " signatures, the maximum";
+    return false;
+  }
+  const std::optional<std::vector<std::uint8_t>> signature = key->sign(message, error);
+  if (signature) envelope.signatures.push_back({Data(*signature), key->id()});
+  return signature.has_value();
+}
+
+std::optional<Dictionary> signedEnvelope(PayloadType type, const Data& payload, const std::string& privateKeyPath,
+                                         std::string& error) {
+  Envelope envelope{type, payload, {}};
+  return addSignature(envelope, privateKeyPath, error) ? std::optional(envelope.dictionary()) : std::nullopt;
+}
+
+/// The document that someone wants to sign.
+std::optional<Value> documentToSign(const Data& payload, std::string& error) {
+  if (!checkSize(payload, "the document to sign", error)) return std::nullopt;
+  return readPayload(payload, "the document to sign", error);
 }
 
 }  // namespace
@@ -101,27 +172,66 @@ std::optional<Value> validated(const Dictionary& signedDictionary, const std::st
 StationPlatform::StationPlatform(std::optional<std::string> publicKeyPath, Log log)
     : publicKeyPath_(std::move(publicKeyPath)), log_(log), cache_(std::make_unique<ValidationCache>()) {}
 
+StationPlatform::StationPlatform(TrustPolicy policy, Log log)
+    : policy_(std::make_unique<const TrustPolicy>(std::move(policy))),
+      log_(log),
+      cache_(std::make_unique<ValidationCache>()) {}
+
 StationPlatform::~StationPlatform() = default;
 
 std::optional<Value> StationPlatform::validatedPropertyListFromSignedDictionary(
     const Dictionary& signedDictionary, const std::string& publicKeyPath,
     std::optional<std::string>& errorDescription) const {
+  ValidatedDocument validated = validate(signedDictionary, publicKeyPath, std::nullopt);
+  errorDescription = std::move(validated.errorDescription);
+  return std::move(validated.content);
+}
+
+ValidatedDocument StationPlatform::validate(const Dictionary& signedDictionary, const std::string& publicKeyPath,
+                                            std::optional<DocumentRole> role) const {
+  static const TrustPolicy kAnyDocument;
   const ErrorQueueScope errors;
-  std::string error;
-  std::optional<Value> document = validated(signedDictionary, publicKeyPath_.value_or(publicKeyPath), *cache_, error);
-  if (!document) errorDescription = std::move(error);
-  return document;
+  const Verification verification(policy_.get(), publicKeyPath_.value_or(publicKeyPath));
+  Refusal refusal;
+  const std::optional<Envelope> envelope = Envelope::from(signedDictionary, refusal.why);
+  std::optional<SignedContent> content;
+  if (envelope) content = verification(*envelope, *cache_, refusal);
+  ValidatedDocument validated;
+  if (!content || !isFit(content->provenance, role, policy_ ? *policy_ : kAnyDocument, refusal)) {
+    validated.errorDescription = std::move(refusal.why);
+    validated.stationIsToBlame = refusal.stationIsToBlame;
+    return validated;
+  }
+  validated.content = std::move(content->document);
+  validated.provenance = std::move(content->provenance);
+  if (!validated.provenance.warning.empty() && logs()) log(validated.provenance.warning);
+  return validated;
 }
 
 std::optional<Dictionary> signPropertyList(const Data& payload, const std::string& privateKeyPath, std::string& error) {
   const ErrorQueueScope errors;
-  if (!checkSize(payload, "the document to sign", error)) return std::nullopt;
-  if (!readPayload(payload, "the document to sign", error)) return std::nullopt;
-  const std::optional<SignatureKey> key = readPrivateKey(privateKeyPath, error);
-  if (!key) return std::nullopt;
-  const std::optional<std::vector<std::uint8_t>> signature = key->sign(signedBytes(payload.bytes()), error);
-  if (!signature) return std::nullopt;
-  return Envelope{payload, {{Data(*signature), key->id()}}}.dictionary();
+  if (!documentToSign(payload, error)) return std::nullopt;
+  return signedEnvelope(PayloadType::kRules, payload, privateKeyPath, error);
+}
+
+std::optional<Dictionary> signStatement(const Data& document, const Statement& statement,
+                                        const std::string& privateKeyPath, std::string& error) {
+  const ErrorQueueScope errors;
+  const std::optional<Value> content = documentToSign(document, error);
+  if (!content) return std::nullopt;
+  const std::optional<Dictionary> stated = writeStatement({statement, *content->ifDictionary()}, error);
+  if (!stated) return std::nullopt;
+  const std::optional<Data> payload = writePropertyList(*stated, PropertyListFormat::kXml, error);
+  if (!payload || !checkSize(*payload, "the statement", error)) return std::nullopt;
+  return signedEnvelope(PayloadType::kStatement, *payload, privateKeyPath, error);
+}
+
+std::optional<Dictionary> addSignature(const Dictionary& signedDocument, const std::string& privateKeyPath,
+                                       std::string& error) {
+  const ErrorQueueScope errors;
+  std::optional<Envelope> envelope = Envelope::from(signedDocument, error);
+  if (!envelope || !readContent(*envelope, error)) return std::nullopt;
+  return addSignature(*envelope, privateKeyPath, error) ? std::optional(envelope->dictionary()) : std::nullopt;
 }
 
 }  // namespace tavik

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <utility>
 
 namespace tavik {
 namespace {
@@ -14,22 +15,28 @@ std::size_t bytesIn(const Envelope& envelope) {
 
 }  // namespace
 
-std::optional<Value> ValidationCache::find(const Envelope& envelope, std::span<const std::uint8_t> keyFile) {
+std::optional<SignedContent> ValidationCache::find(const Envelope& envelope, const KeyFiles& keyFiles) {
   const std::lock_guard lock(mutex_);
   const auto verdict = std::ranges::find_if(verdicts_, [&](const Verdict& kept) {
-    return std::ranges::equal(kept.keyFile, keyFile) && kept.envelope == envelope;
+    return std::ranges::equal(kept.keyFiles, keyFiles, {}, &WipedBytes::text, &WipedBytes::text) &&
+           kept.envelope == envelope;
   });
   if (verdict == verdicts_.end()) return std::nullopt;
   verdicts_.splice(verdicts_.begin(), verdicts_, verdict);
-  return verdict->document;
+  return verdict->content;
 }
 
-void ValidationCache::keep(const Envelope& envelope, std::span<const std::uint8_t> keyFile, const Value& document) {
-  const std::size_t bytes = bytesIn(envelope) + keyFile.size();
+void ValidationCache::keep(const Envelope& envelope, const KeyFiles& keyFiles, const SignedContent& content) {
+  std::size_t bytes = bytesIn(envelope);
+  KeyFiles files;
+  for (const WipedBytes& file : keyFiles) {
+    bytes += file.span().size();
+    files.emplace_back(file.span());
+  }
   if (bytes > kMostBytes) return;
   std::list<Verdict> added;
   std::list<Verdict> dropped;  // destroyed after the mutex is released
-  added.push_back({envelope, {keyFile.begin(), keyFile.end()}, document, bytes});
+  added.push_back({envelope, std::move(files), content, bytes});
 
   const std::lock_guard lock(mutex_);
   verdicts_.splice(verdicts_.begin(), added);

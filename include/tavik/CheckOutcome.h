@@ -2,9 +2,11 @@
 #define TAVIK_CHECK_OUTCOME_H
 
 #include <tavik/Error.h>
+#include <tavik/Provenance.h>
 #include <tavik/Value.h>
 
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <span>
 #include <string>
@@ -79,6 +81,8 @@ struct TAVIK_EXPORT CheckOutcome {
   std::optional<Error> error;
   /// What `check` raises.
   std::optional<Fault> fault;
+  /// Where the documents that determined the outcome came from; never null in the outcome of a run.
+  std::shared_ptr<const Provenance> provenance;
 
   /// The records of rules, without the version records, in evaluation order; none without a verdict. Valid as long as
   /// `records`.

@@ -1,6 +1,7 @@
 #ifndef TAVIK_PLATFORM_H
 #define TAVIK_PLATFORM_H
 
+#include <tavik/Provenance.h>
 #include <tavik/Value.h>
 
 #include <cstddef>
@@ -12,6 +13,16 @@ namespace tavik {
 
 /// Rule documents and signed envelopes larger than this many bytes are rejected before they are read or validated.
 inline constexpr std::size_t kLargestRuleDocument = std::size_t{64} << 20;
+
+/// A platform's answer about a signed rule document.
+struct ValidatedDocument {
+  std::optional<Value> content;                 ///< the signed property list
+  std::optional<std::string> errorDescription;  ///< present if and only if the document is rejected
+  /// Whether the station must be fixed, not the document: its key file, trust policy or state file cannot be used.
+  bool stationIsToBlame = false;
+  DocumentProvenance provenance =
+      {};  ///< of an accepted document; `document` and `version` are the kernel's to fill in
+};
 
 /// What a kernel needs from its host: signature verification and the diagnostic log. libTavikPlatform has an
 /// implementation, `StationPlatform`; a host with its own trust store or log derives from this class.
@@ -42,6 +53,12 @@ class TAVIK_EXPORT Platform {
   /// device texts unchanged, so pass it through `visibleLogLine` (VisibleText.h) if people or programs read the log. By
   /// default writes the time, the process name and the escaped line to standard error, in one write.
   virtual void log(std::string_view line) const;
+
+  /// Verifies a signed rule document that is used in one role; every operation of a kernel calls this. By default,
+  /// calls `validatedPropertyListFromSignedDictionary`, accepts the document in any role, and says nothing about its
+  /// provenance.
+  virtual ValidatedDocument validate(const Dictionary& signedDictionary, const std::string& publicKeyPath,
+                                     std::optional<DocumentRole> role) const;
 };
 
 }  // namespace tavik

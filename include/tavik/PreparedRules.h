@@ -51,6 +51,9 @@ class TAVIK_EXPORT PreparedRules {
   /// object.
   [[nodiscard]] const Dictionary& localRules() const noexcept;
 
+  /// Where the two documents came from; never null.
+  [[nodiscard]] std::shared_ptr<const Provenance> provenance() const noexcept;
+
  private:
   friend class ZRTTavikKernel;
   explicit PreparedRules(std::unique_ptr<const PreparedDocuments> documents);

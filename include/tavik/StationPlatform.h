@@ -5,7 +5,8 @@
 /// **The signed form** is a DSSE envelope, version 1 (https://github.com/secure-systems-lab/dsse), as a property-list
 /// dictionary:
 ///
-/// - "payloadType": the string "application/vnd.tavik.rules+plist".
+/// - "payloadType": the string "application/vnd.tavik.rules+plist", or "application/vnd.tavik.statement+plist" for a
+///   statement.
 /// - "payload": data, the bytes of a property-list file in any encoding; its root is a dictionary.
 /// - "signatures": an array of 1 to 16 dictionaries. Each has "sig" (data) and may have "keyid" (string): the key's
 ///   SHA-256 over its DER SubjectPublicKeyInfo, in hexadecimal, a hint that is never trusted.
@@ -14,13 +15,19 @@
 ///
 /// The signature covers the pre-authentication encoding of type and payload, with Ed25519 (RFC 8032), ECDSA on P-256
 /// with SHA-256 (signature in DER), or RSA-PSS with SHA-256 (3072 to 16384 bits; salt as long as the digest); the key
-/// determines which. One valid signature by one of the trusted keys is enough.
+/// determines which. Without a trust policy, one valid signature by one of the trusted keys is enough.
+///
+/// **A statement** is a payload with exactly these entries: "role" (string, "library" or "local-rules"), "product"
+/// (string), "revision" (integer from 1), "expires" (date, optional) and "document" (dictionary, the rule document). A
+/// statement is accepted only in its role and before it expires. A trust policy (TrustPolicy.h) can require several
+/// signatures, a product, and revisions that never decrease.
 ///
 /// A payload of more than `kLargestRuleDocument` bytes is rejected before its signatures are verified.
 #ifndef TAVIK_STATION_PLATFORM_H
 #define TAVIK_STATION_PLATFORM_H
 
 #include <tavik/Platform.h>
+#include <tavik/TrustPolicy.h>
 
 #include <cstdint>
 #include <memory>
@@ -47,6 +54,8 @@ class TAVIK_EXPORT StationPlatform : public Platform {
   /// block, or an unsafe key: an Ed25519 point that is not on the curve or has small order, an EC point at infinity, or
   /// an RSA key with an unsafe exponent or modulus. No key is silently ignored.
   explicit StationPlatform(std::optional<std::string> publicKeyPath = std::nullopt, Log log = Log::kStandardError);
+  /// Trusts what the policy says. Its key files and its state file are read for each validation.
+  explicit StationPlatform(TrustPolicy policy, Log log = Log::kStandardError);
   ~StationPlatform() override;
 
   /// Returns the property list parsed from the exact bytes that were signed. On failure returns absent and sets
@@ -60,9 +69,17 @@ class TAVIK_EXPORT StationPlatform : public Platform {
       const Dictionary& signedDictionary, const std::string& publicKeyPath,
       std::optional<std::string>& errorDescription) const override;
 
+  /// The same for a document in a role; absent: any. The description names the cause: "role is "local-rules", expected
+  /// "library"", "expired on ...", "1 of 2 required signatures: "rule office"", "revision 11 is older than revision 12,
+  /// which this station accepted on ...". A system clock that is earlier than the newest acceptance in the state file
+  /// is a warning in the provenance and a log line.
+  ValidatedDocument validate(const Dictionary& signedDictionary, const std::string& publicKeyPath,
+                             std::optional<DocumentRole> role) const override;
+
   bool logs() const override { return log_ != Log::kNone; }
 
  private:
+  std::unique_ptr<const TrustPolicy> policy_;  // null: the keys of one file
   std::optional<std::string> publicKeyPath_;
   Log log_;
   std::unique_ptr<ValidationCache> cache_;
@@ -75,6 +92,16 @@ class TAVIK_EXPORT StationPlatform : public Platform {
 /// is set on failure only.
 TAVIK_EXPORT std::optional<Dictionary> signPropertyList(const Data& payload, const std::string& privateKeyPath,
                                                         std::string& error);
+
+/// Signs a statement about the document in a property-list file, and otherwise does the same. Also fails if the
+/// statement has no product or a revision below 1, or if the document is itself a statement or signed.
+TAVIK_EXPORT std::optional<Dictionary> signStatement(const Data& document, const Statement& statement,
+                                                     const std::string& privateKeyPath, std::string& error);
+
+/// Adds a signature to a signed document. Its other signatures are not verified. Also fails if it is malformed, has 16
+/// signatures or has one by this key.
+TAVIK_EXPORT std::optional<Dictionary> addSignature(const Dictionary& signedDocument, const std::string& privateKeyPath,
+                                                    std::string& error);
 
 /// What a key file is for.
 enum class KeyFileUse : std::uint8_t { kVerifying, kSigning };

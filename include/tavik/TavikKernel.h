@@ -27,6 +27,7 @@
 #include <tavik/PredicateKernel.h>
 #include <tavik/PreparedRules.h>
 #include <tavik/PropertyList.h>
+#include <tavik/Provenance.h>
 #include <tavik/RuleEvaluation.h>
 #include <tavik/RuleOrigins.h>
 #include <tavik/SystemConfig.h>

@@ -413,7 +413,8 @@ class TAVIK_EXPORT ZRTTavikKernel : public PredicateKernel {
   /// @}
 
  private:
-  ZRTTavikKernel(std::shared_ptr<const Platform> platform, Dictionary rules);
+  ZRTTavikKernel(std::shared_ptr<const Platform> platform, Dictionary rules,
+                 std::shared_ptr<const DocumentProvenance> provenance);
 
   template <class Visit>
   bool visitDefinitions(const Dictionary& localRules, const Dictionary& deviceAttributes, std::optional<Error>& error,
@@ -423,6 +424,7 @@ class TAVIK_EXPORT ZRTTavikKernel : public PredicateKernel {
                                                     std::optional<Error>& error) const;
 
   Dictionary rules_;
+  std::shared_ptr<const DocumentProvenance> provenance_;
 };
 
 }  // namespace tavik

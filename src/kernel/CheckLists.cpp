@@ -40,13 +40,12 @@ template <class Visit>
 bool ZRTTavikKernel::visitDefinitions(const Dictionary& localRules, const Dictionary& deviceAttributes,
                                       std::optional<Error>& error, Visit visit) const {
   error.reset();
-  std::optional<std::string> invalid;
-  const auto validated = platform().validatedPropertyListFromSignedDictionary(localRules, kPublicKeyPath, invalid);
-  if (invalid) {
-    error = handleError(kUntrusted, *invalid);
+  const ValidatedDocument validated = platform().validate(localRules, kPublicKeyPath, DocumentRole::kLocalRules);
+  if (validated.errorDescription) {
+    error = handleError(kUntrusted, *validated.errorDescription);
     return false;
   }
-  const Dictionary* rules = validated ? validated->ifDictionary() : nullptr;
+  const Dictionary* rules = validated.content ? validated.content->ifDictionary() : nullptr;
   static const Dictionary none;
   const LocalEntries local(rules == nullptr ? none : *rules, deviceAttributes.find("ModelNumber"),
                            deviceAttributes.find("RegionInfo"));

@@ -105,7 +105,7 @@ std::optional<Array> ZRTTavikKernel::check(const Dictionary& deviceAttributes, c
                                            const Dictionary* sourcesForReferenceValues, Dictionary* attributesForSfc,
                                            std::optional<Error>& error) const {
   CheckProgress progress;
-  return tavik::check(RuleDocuments(*this, rules_, rules),
+  return tavik::check(RuleDocuments(*this, rules_, provenance_, rules),
                       {deviceAttributes, sourcesForReferenceValues, attributesForSfc, error}, progress);
 }
 
@@ -117,9 +117,9 @@ std::optional<Array> ZRTTavikKernel::check(const Dictionary& deviceAttributes, c
 
 CheckOutcome ZRTTavikKernel::run(const Dictionary& deviceAttributes, const Dictionary* rules,
                                  const Dictionary* sourcesForReferenceValues, Dictionary station) const {
-  const RuleDocuments documents(*this, rules_, rules);
+  const RuleDocuments documents(*this, rules_, provenance_, rules);
   return outcomeOf(
-      deviceAttributes, sourcesForReferenceValues, std::move(station),
+      documents.provenance(), deviceAttributes, sourcesForReferenceValues, std::move(station),
       [&](const CheckCall& call, CheckProgress& progress) { return tavik::check(documents, call, progress); });
 }
 

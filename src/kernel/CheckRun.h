@@ -7,6 +7,7 @@
 #include <tavik/Error.h>
 #include <tavik/Value.h>
 
+#include <memory>
 #include <optional>
 
 #include "kernel/Faults.h"
@@ -71,11 +72,14 @@ class CheckRun {
   Dictionary attributes_;
 };
 
-/// The outcome of a run. check: performs the run; called with a `CheckCall` and a `CheckProgress`, returns the records.
+/// The outcome of a run with documents of that provenance. check: performs the run; called with a `CheckCall` and a
+/// `CheckProgress`, returns the records.
 template <class Check>
-CheckOutcome outcomeOf(const Dictionary& device, const Dictionary* sources, Dictionary station, Check check) {
+CheckOutcome outcomeOf(std::shared_ptr<const Provenance> provenance, const Dictionary& device,
+                       const Dictionary* sources, Dictionary station, Check check) {
   CheckOutcome outcome;
   outcome.station = std::move(station);
+  outcome.provenance = std::move(provenance);
   CheckProgress progress;
   outcome.fault = faultOf([&] {
     outcome.records = check(CheckCall{device, sources, &outcome.station, outcome.error}, progress);

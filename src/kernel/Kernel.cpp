@@ -30,8 +30,9 @@ Error PredicateKernel::handleError(std::int32_t code, std::string_view msg) cons
   return {code, msg};
 }
 
-ZRTTavikKernel::ZRTTavikKernel(std::shared_ptr<const Platform> platform, Dictionary rules)
-    : PredicateKernel(std::move(platform)), rules_(std::move(rules)) {}
+ZRTTavikKernel::ZRTTavikKernel(std::shared_ptr<const Platform> platform, Dictionary rules,
+                               std::shared_ptr<const DocumentProvenance> provenance)
+    : PredicateKernel(std::move(platform)), rules_(std::move(rules)), provenance_(std::move(provenance)) {}
 
 ZRTTavikKernel::~ZRTTavikKernel() = default;
 
@@ -69,8 +70,11 @@ std::unique_ptr<ZRTTavikKernel> ZRTTavikKernel::init(std::span<const std::uint8_
 std::unique_ptr<ZRTTavikKernel> ZRTTavikKernel::init(const Dictionary& signedLibrary,
                                                      std::shared_ptr<const Platform> platform, Reason& why) {
   const PredicateKernel base(platform);
-  auto [rules, rejection] = validatedContent(*platform, signedLibrary);
-  if (!rejection) return std::unique_ptr<ZRTTavikKernel>(new ZRTTavikKernel(std::move(platform), std::move(rules)));
+  auto [rules, rejection, provenance] = validatedContent(*platform, signedLibrary, DocumentRole::kLibrary);
+  if (!rejection) {
+    return std::unique_ptr<ZRTTavikKernel>(new ZRTTavikKernel(
+        std::move(platform), std::move(rules), std::make_shared<const DocumentProvenance>(std::move(provenance))));
+  }
   if (rejection->category == Reason::Category::kNotTrusted) {
     tavik::log(*platform, "!!!ERROR can not validate Rule Library!!!:%@", Value(rejection->description));
   }

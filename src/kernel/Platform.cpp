@@ -43,6 +43,14 @@ Platform::~Platform() = default;
 
 bool Platform::logs() const { return true; }
 
+ValidatedDocument Platform::validate(const Dictionary& signedDictionary, const std::string& publicKeyPath,
+                                     std::optional<DocumentRole> /*role*/) const {
+  ValidatedDocument validated;
+  validated.content =
+      validatedPropertyListFromSignedDictionary(signedDictionary, publicKeyPath, validated.errorDescription);
+  return validated;
+}
+
 void Platform::log(std::string_view line) const {
   std::string text = timeText();
   text.append(" ").append(visibleText(program_invocation_short_name)).append(": ");

@@ -16,9 +16,11 @@ namespace tavik {
 /// A rule library and local rules, with the rules of each kind of device checked so far.
 class PreparedDocuments {
  public:
-  explicit PreparedDocuments(RuleDocuments documents) : documents_(std::move(documents)) {}
+  explicit PreparedDocuments(RuleDocuments documents)
+      : documents_(std::move(documents)), provenance_(documents_.provenance()) {}
 
   [[nodiscard]] const RuleDocuments& documents() const noexcept { return documents_; }
+  [[nodiscard]] const std::shared_ptr<const Provenance>& provenance() const noexcept { return provenance_; }
   /// Checks one device; returns what `PreparedRules::check` returns.
   std::optional<Array> check(const CheckCall& call, CheckProgress& progress) const;
 
@@ -27,6 +29,7 @@ class PreparedDocuments {
   [[nodiscard]] std::shared_ptr<const DeviceRules> make(const Selection& selection, const Dictionary& device) const;
 
   RuleDocuments documents_;
+  std::shared_ptr<const Provenance> provenance_;
   mutable DeviceRulesCache cache_;
 };
 

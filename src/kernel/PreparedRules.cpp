@@ -20,7 +20,7 @@ std::optional<Array> PreparedRules::check(const Dictionary& deviceAttributes,
 
 CheckOutcome PreparedRules::run(const Dictionary& deviceAttributes, const Dictionary* sourcesForReferenceValues,
                                 Dictionary station) const {
-  return outcomeOf(deviceAttributes, sourcesForReferenceValues, std::move(station),
+  return outcomeOf(documents_->provenance(), deviceAttributes, sourcesForReferenceValues, std::move(station),
                    [&](const CheckCall& call, CheckProgress& progress) { return documents_->check(call, progress); });
 }
 
@@ -31,9 +31,11 @@ const Reason* PreparedRules::rejection() const noexcept {
 
 const Dictionary& PreparedRules::localRules() const noexcept { return documents_->documents().localRules; }
 
+std::shared_ptr<const Provenance> PreparedRules::provenance() const noexcept { return documents_->provenance(); }
+
 std::unique_ptr<const PreparedRules> ZRTTavikKernel::prepare(const Dictionary* rules) const {
   return std::unique_ptr<const PreparedRules>(
-      new PreparedRules(std::make_unique<const PreparedDocuments>(RuleDocuments(*this, rules_, rules))));
+      new PreparedRules(std::make_unique<const PreparedDocuments>(RuleDocuments(*this, rules_, provenance_, rules))));
 }
 
 }  // namespace tavik

@@ -26,29 +26,49 @@ Dictionary recordOf(const Reason& reason) {
   }
 }
 
-}  // namespace
-
-ValidatedContent validatedContent(const Platform& platform, const Dictionary& signedDocument) {
-  std::optional<std::string> invalid;
-  const auto validated =
-      platform.validatedPropertyListFromSignedDictionary(signedDocument, ZRTTavikKernel::kPublicKeyPath, invalid);
-  if (invalid) return {{}, Reason{Reason::Category::kNotTrusted, *invalid}};
-  const Dictionary* content = validated ? validated->ifDictionary() : nullptr;
-  if (content == nullptr || content->empty()) return {{}, Reason{Reason::Category::kEmpty, "the document is empty"}};
-  return {*content, std::nullopt};
+std::optional<std::string> versionOf(const Dictionary& content) {
+  const Value* version = content.find("version");
+  return version == nullptr ? std::nullopt : std::optional(description(version));
 }
 
-RuleDocuments::RuleDocuments(PredicateKernel predicateKernel, Dictionary ruleLibrary, const Dictionary* signedRules)
-    : kernel(std::move(predicateKernel)), library(std::move(ruleLibrary)) {
+}  // namespace
+
+ValidatedContent validatedContent(const Platform& platform, const Dictionary& signedDocument, DocumentRole role) {
+  ValidatedDocument validated = platform.validate(signedDocument, ZRTTavikKernel::kPublicKeyPath, role);
+  if (validated.errorDescription) {
+    DocumentProvenance rejected;
+    rejected.document = signedDocument;
+    return {{}, Reason{Reason::Category::kNotTrusted, *std::move(validated.errorDescription)}, std::move(rejected)};
+  }
+  validated.provenance.document = signedDocument;
+  const Dictionary* content = validated.content ? validated.content->ifDictionary() : nullptr;
+  if (content != nullptr && !content->empty()) return {*content, std::nullopt, std::move(validated.provenance)};
+  return {{}, Reason{Reason::Category::kEmpty, "the document is empty"}, std::move(validated.provenance)};
+}
+
+RuleDocuments::RuleDocuments(PredicateKernel predicateKernel, Dictionary ruleLibrary,
+                             std::shared_ptr<const DocumentProvenance> provenanceOfLibrary,
+                             const Dictionary* signedRules)
+    : kernel(std::move(predicateKernel)),
+      library(std::move(ruleLibrary)),
+      libraryProvenance(std::move(provenanceOfLibrary)) {
   std::optional<Reason> reason;
   if (signedRules == nullptr) {
     reason = Reason{Reason::Category::kNoLocalRules, "there are no local rules"};
   } else {
-    auto validated = validatedContent(kernel.platform(), *signedRules);
+    auto validated = validatedContent(kernel.platform(), *signedRules, DocumentRole::kLocalRules);
     localRules = std::move(validated.content);
+    rulesProvenance = std::move(validated.provenance);
     reason = std::move(validated.rejection);
   }
   if (reason) rejection = Rejection{*reason, recordOf(*reason)};
+}
+
+std::shared_ptr<const Provenance> RuleDocuments::provenance() const {
+  auto provenance = std::make_shared<Provenance>(Provenance{*libraryProvenance, rulesProvenance});
+  provenance->library.version = versionOf(library);
+  provenance->rules.version = versionOf(localRules);
+  return provenance;
 }
 
 }  // namespace tavik
