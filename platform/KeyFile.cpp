@@ -190,8 +190,11 @@ std::optional<std::string> keyFileWarning(const std::string& path, KeyFileUse us
   const bool isWritable = (status.st_mode & S_IWOTH) != 0;
   const bool isReadable = isPrivate && (status.st_mode & (S_IRGRP | S_IROTH)) != 0;
   if (!isWritable && !isReadable) return std::nullopt;
-  return (isPrivate ? privateKeyFile(path) : publicKeyFile(path)) + "other users can " +
-         (isWritable ? "write" : "read") + " it; run \"chmod " + (isPrivate ? "600" : "o-w") + "\" on it";
+  const std::string name = use == KeyFileUse::kTrustPolicy ? "trust policy \"" + path + "\": "
+                           : isPrivate                     ? privateKeyFile(path)
+                                                           : publicKeyFile(path);
+  return name + "other users can " + (isWritable ? "write" : "read") + " it; run \"chmod " +
+         (isPrivate ? "600" : "o-w") + "\" on it";
 }
 
 }  // namespace tavik

@@ -3,6 +3,7 @@
 #include <openssl/core_names.h>
 #include <openssl/rsa.h>
 #include <openssl/x509.h>
+#include <tavik/StationPlatform.h>
 
 #include <array>
 #include <utility>

@@ -14,9 +14,6 @@
 
 namespace tavik {
 
-/// SHA-256 in hexadecimal digits.
-std::string sha256(std::span<const std::uint8_t> bytes);
-
 /// An Ed25519 key, an ECDSA key on P-256 or an RSA key of 3072 to 16384 bits; public only, or with its private part.
 class SignatureKey {
  public:

@@ -164,7 +164,9 @@ std::optional<Dictionary> signedEnvelope(PayloadType type, const Data& payload, 
 /// The document that someone wants to sign.
 std::optional<Value> documentToSign(const Data& payload, std::string& error) {
   if (!checkSize(payload, "the document to sign", error)) return std::nullopt;
-  return readPayload(payload, "the document to sign", error);
+  std::optional<Value> document = readPayload(payload, "the document to sign", error);
+  if (document && !checkPlain(*document->ifDictionary(), "the document to sign", error)) return std::nullopt;
+  return document;
 }
 
 }  // namespace

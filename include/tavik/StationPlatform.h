@@ -32,6 +32,7 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 
@@ -103,12 +104,15 @@ TAVIK_EXPORT std::optional<Dictionary> signStatement(const Data& document, const
 TAVIK_EXPORT std::optional<Dictionary> addSignature(const Dictionary& signedDocument, const std::string& privateKeyPath,
                                                     std::string& error);
 
-/// What a key file is for.
-enum class KeyFileUse : std::uint8_t { kVerifying, kSigning };
+/// What a key file is for, or that a file is a trust policy.
+enum class KeyFileUse : std::uint8_t { kVerifying, kSigning, kTrustPolicy };
 
-/// Returns a warning if other users can write a key file, or read one with a private key; absent if not, and for a file
+/// Returns a warning if other users can write the file, or read one with a private key; absent if not, and for a file
 /// that cannot be examined. Nothing is printed, and such files are used anyway: the host decides whether to warn.
 TAVIK_EXPORT std::optional<std::string> keyFileWarning(const std::string& path, KeyFileUse use);
+
+/// SHA-256 of any bytes, in hexadecimal digits.
+TAVIK_EXPORT std::string sha256(std::span<const std::uint8_t> bytes);
 
 enum class KeyAlgorithm : std::uint8_t { kEd25519, kP256, kRsa3072 };
 

@@ -43,8 +43,8 @@ constexpr const char* kFooter =
     R"(INPUT has one JSON object per line, {"id": any, "attributes": {...}, "sources": {"sfc": {...}}}; "id" and
 "sources" are optional, null is not allowed, and other keys are rejected. Blank lines are skipped.
 
-For each device, in input order, one line is printed: the object of "check --format json" without "signatures" and
-with "id" first (by default the line number), or {"id": ..., "input_error": "..."} for a line that cannot be used,
+For each device, in input order, one line is printed: the object of "check --format json" without "signatures" and what
+follows it, and with "id" first (by default the line number), or {"id": ..., "input_error": "..."} for a line that cannot be used,
 which counts as a failed device. The same applies to a line longer than --max-line, a line whose result is larger than
 64 MiB, and a line that exhausts memory. A summary goes to standard error. Ctrl-C and SIGTERM end the run once the
 devices being checked are done.
@@ -226,8 +226,8 @@ ExitStatus runBatch(const BatchOptions& options) {
   FileDescriptor file = inputs.open("", options.input);
   StopRequest stop;
   LineReader input(nameOf("", options.input), std::move(file), stop, options.longestLine << 20U);
-  const auto writer =
-      makeResultWriter(options.format, {kernel->library(), rules->localRules(), !options.platform.unsignedDocuments});
+  const auto writer = makeResultWriter(options.format, {kernel->library(), rules->localRules(),
+                                                        !options.platform.unsignedDocuments, rules->provenance()});
   writeStandardOutput(writer->begin());
   const bool isForPeople = options.format != "json" && options.format != "plist";
   const NoteMaker notes(kernel->library(), rules->localRules(), isForPeople);
@@ -251,6 +251,7 @@ ExitStatus runBatch(const BatchOptions& options) {
 
 Run defineBatch(CLI::App& app) {
   const auto options = std::make_shared<BatchOptions>();
+  options->platform.checksDevices = true;
   addRules(app, *options);
   addText(app, "INPUT", options->input, "",
           "The devices, one JSON object per line; \"-\", the default, is standard input");

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "check/Outcome.h"
+#include "check/Provenance.h"
 #include "commands/Command.h"
 #include "commands/CommonOptions.h"
 #include "io/ArgumentName.h"
@@ -32,7 +33,9 @@ Formats:
   table  for the terminal
   json   {"records": [{"rule", "result", "actual", "expected", ...}, ...] or null, "station": {...}, "error": null or
          {"domain", "code", "description"}, "verdict": "passed", "failed" or "none", "reason": null or {"kind",
-         "rule", "description"}, "signatures": "verified" or "not verified"}. If a fault ended the run, "fault":
+         "rule", "description"}, "signatures": "verified" or "not verified", "documents": {"library": {...}, "rules":
+         {...}}, "kernel": its version}. A document is {"version", "sha256", "keys", "product", "revision", "expires"}:
+         SHA-256 of the signed bytes, the keys with valid signatures, and what a statement says. If a fault ended the run, "fault":
          {"kind", "message"} follows "error". Without a verdict, "reason" gives the cause: its "kind" is "no local
          rules", "not trusted", "empty", "not assembled", "no rules", "malformed expression" or "fault", and its
          "rule" is null or the rule that ended the run
@@ -72,6 +75,7 @@ std::string outcomeText(const DeviceResult& result, const RuleContents& document
   if (format == "table") return checkTable(result, Screen::standardOutput());
   std::vector<JsonEntry> entries = entriesOf(result.outcome);
   entries.push_back({"signatures", Value(documents.signatures())});
+  for (JsonEntry& entry : entriesOf(*documents.provenance)) entries.push_back(std::move(entry));
   return format == "plist" ? plistReport(entries) : objectLine(entries);
 }
 
@@ -116,7 +120,8 @@ ExitStatus runCheckCommand(const CheckOptions& options) {
   if (result.outcome.reason && areSwapped(kernel->library(), prepared->localRules())) {
     printToStandardError("check", nameOf("--rules", options.rules) + ": " + std::string(kSwapped));
   }
-  const RuleContents documents{kernel->library(), prepared->localRules(), !options.platform.unsignedDocuments};
+  const RuleContents documents{kernel->library(), prepared->localRules(), !options.platform.unsignedDocuments,
+                               prepared->provenance()};
   writeStandardOutput(outcomeText(result, documents, options.format));
   return result.status();
 }
@@ -125,6 +130,7 @@ ExitStatus runCheckCommand(const CheckOptions& options) {
 
 Run defineCheck(CLI::App& app) {
   const auto options = std::make_shared<CheckOptions>();
+  options->platform.checksDevices = true;
   addRules(app, *options);
   addAttributes(app, options->attributes);
   addSources(app, options->sources);

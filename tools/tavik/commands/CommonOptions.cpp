@@ -57,6 +57,9 @@ Dictionary readSources(Inputs& inputs, const std::vector<std::string>& arguments
 void addPublicKey(CLI::App& app, PlatformOptions& options) {
   addText(app, "--public-key", options.publicKey, "PUB.pem",
           std::string("PEM file of the trusted public keys, in place of ") + ZRTTavikKernel::kPublicKeyPath);
+  addText(
+      app, "--trust", options.trust, "POLICY.json",
+      "Trust policy, in place of a key file: which keys count, how many must have signed, which revisions are too old");
 }
 
 void addLog(CLI::App& app, PlatformOptions& options) {

@@ -53,9 +53,10 @@ void addSources(CLI::App& app, std::vector<std::string>& sources);
 /// The contents of these arguments: one dictionary per source.
 Dictionary readSources(Inputs& inputs, const std::vector<std::string>& arguments);
 
+/// "--public-key" and "--trust".
 void addPublicKey(CLI::App& app, PlatformOptions& options);
 void addLog(CLI::App& app, PlatformOptions& options);
-/// "--public-key", "--unsigned" and "--log".
+/// "--public-key", "--trust", "--unsigned" and "--log".
 void addPlatform(CLI::App& app, PlatformOptions& options);
 
 }  // namespace tavik::tool

@@ -116,7 +116,7 @@ class DiffRun {
     const std::string name = nameOf("", path);
     Side side;
     if (options_.libraries.empty()) {
-      side.rules = validatedContent(name, inputs_.ruleDocument("", path), *platform_);
+      side.rules = validatedContent(name, inputs_.ruleDocument("", path), *platform_, DocumentRole::kLocalRules);
       requireVersion(name, side.rules);
     } else {
       if (number < options_.libraries.size()) {

@@ -55,7 +55,9 @@ class DocumentReader {
     ValueLocations locations;
     const Value value = parseValue(name, bytes, locations);
     if (value.ifDictionary() == nullptr) throw Unusable(name + ": is not a dictionary");
-    Dictionary content = validatedContent(name, *value.ifDictionary(), platform_);
+    const bool isLibrary = role == Document::Role::kLibrary;
+    Dictionary content = validatedContent(name, *value.ifDictionary(), platform_,
+                                          isLibrary ? DocumentRole::kLibrary : DocumentRole::kLocalRules);
     if (!options_.unsignedDocuments) locations.clear();  // they refer to the signed form
     return {role, file, Value(std::move(content)), std::move(locations)};
   }

@@ -1,10 +1,14 @@
 // `tavik sign`: signs a rule document.
 
 #include <tavik/Platform.h>
+#include <tavik/PropertyList.h>
 #include <tavik/StationPlatform.h>
 
+#include <cstdint>
 #include <filesystem>
+#include <limits>
 #include <memory>
+#include <optional>
 #include <system_error>
 
 #include "commands/Command.h"
@@ -24,8 +28,16 @@ constexpr const char* kFooter =
     R"(A property list is signed byte for byte; JSON is converted to an XML property list first. OUT is written
 completely or not at all; it cannot be the input file.
 
-Example:
+With --role, --product and --revision, the document is signed as a statement: stations accept it only in that role and
+before it expires, and a trust policy can require the product and reject older revisions. DATE is
+2027-01-31T00:00:00Z, or 2027-01-31 for the beginning of that day in UTC.
+
+With --add, IN is a signed document, which gets one more signature.
+
+Examples:
   tavik sign --key station.pem rules.plist -o rules.signed
+  tavik sign --key office.pem --role library --product "Heron line" --revision 12 rules.plist -o office.signed
+  tavik sign --key lead.pem --add office.signed -o rules.signed
 
 Exit status: 0 signed, 2 anything else.)";
 
@@ -33,7 +45,33 @@ struct SignOptions {
   std::string key;
   std::string input;
   std::string output;
+  std::optional<std::string> role;
+  std::optional<std::string> product;
+  std::optional<std::int64_t> revision;
+  std::optional<std::string> expires;
+  bool add = false;
+
+  [[nodiscard]] bool asStatement() const { return role || product || revision || expires; }
 };
+
+Date dateFrom(const std::string& text) {
+  std::optional<Date> date = dateFromIsoText(text);
+  if (!date) date = dateFromIsoText(text + "T00:00:00Z");
+  if (!date) throw Unusable("--expires " + text + ": expected a date such as 2027-01-31 or 2027-01-31T00:00:00Z");
+  return *date;
+}
+
+Statement statementOf(const SignOptions& options) {
+  if (!options.role || !options.product || !options.revision) {
+    throw Unusable("a statement needs --role, --product and --revision");
+  }
+  if (options.product->empty()) throw Unusable("--product: is empty");
+  Statement statement{
+      options.role == wordOf(DocumentRole::kLibrary) ? DocumentRole::kLibrary : DocumentRole::kLocalRules,
+      *options.product, *options.revision, std::nullopt};
+  if (options.expires) statement.expires = dateFrom(*options.expires);
+  return statement;
+}
 
 /// The document as the property list that is signed.
 Data readPayload(const std::string& path) {
@@ -42,9 +80,24 @@ Data readPayload(const std::string& path) {
   const Value document = parseValue(name, bytes);
   if (document.ifDictionary() == nullptr) throw Unusable(name + ": is not a dictionary");
   if (isSigned(*document.ifDictionary())) {
-    throw Unusable(name + ": is already signed; sign the document that \"tavik verify --raw\" prints");
+    throw Unusable(name +
+                   ": is already signed; use --add to add a signature, or sign the document that "
+                   "\"tavik verify\" prints");
   }
   return isJson(bytes) ? toPropertyList(name, document) : Data(bytesOf(bytes));
+}
+
+/// The signed document, or absent with `error` set to what is wrong with the key or the document.
+std::optional<Dictionary> signedDocument(const SignOptions& options, std::string& error) {
+  if (options.add) {
+    if (options.asStatement()) throw Unusable("--add cannot be used with options for a new statement");
+    const Dictionary document = Inputs().ruleDocument("", options.input);
+    if (!isSigned(document)) throw Unusable(nameOf("", options.input) + ": is not signed; sign it without --add");
+    return addSignature(document, options.key, error);
+  }
+  if (!options.asStatement()) return signPropertyList(readPayload(options.input), options.key, error);
+  const Statement statement = statementOf(options);
+  return signStatement(readPayload(options.input), statement, options.key, error);
 }
 
 /// Refuses to replace the input document: only its signed form would be left.
@@ -57,10 +110,12 @@ void requireOtherFile(const SignOptions& options) {
 
 ExitStatus runSign(const SignOptions& options) {
   requireOtherFile(options);
-  const Data payload = readPayload(options.input);
   std::string error;
-  const std::optional<Dictionary> envelope = signPropertyList(payload, options.key, error);
-  if (!envelope) throw Unusable("--key: " + error);
+  const std::optional<Dictionary> envelope = signedDocument(options, error);
+  if (!envelope) {
+    const bool isAboutKey = error.starts_with("private key file ");
+    throw Unusable((isAboutKey ? "--key" : nameOf("", options.input)) + ": " + error);
+  }
   if (const auto warning = keyFileWarning(options.key, KeyFileUse::kSigning)) printToStandardError("sign", *warning);
   writeOutput("-o", options.output, toPropertyList("-o", Value(*envelope)).bytes());
   return ExitStatus::kPassed;
@@ -74,6 +129,16 @@ Run defineSign(CLI::App& app) {
   addText(app, "IN", options->input, "", "The rule document: a property list or JSON; \"-\" is standard input")
       ->required();
   addText(app, "-o,--output", options->output, "OUT", "The signed document; \"-\" is standard output")->required();
+  addChoice(app, "--role", options->role, "ROLE", "Sign a statement that the document is for this use",
+            {"library", "local-rules"});
+  addText(app, "--product", options->product, "TEXT", "The product that the statement names");
+  app.add_option("--revision", options->revision, "The revision of the document for this role and product, from 1")
+      ->type_name("N")
+      ->check(CLI::Range(std::int64_t{1}, std::numeric_limits<std::int64_t>::max()).description(""))
+      ->multi_option_policy(CLI::MultiOptionPolicy::Throw);
+  addText(app, "--expires", options->expires, "DATE", "Reject the document from this date on");
+  app.add_flag("--add", options->add, "Add a signature to a signed document")
+      ->multi_option_policy(CLI::MultiOptionPolicy::Throw);
   app.footer(kFooter);
   return [options] { return runSign(*options); };
 }

@@ -69,6 +69,7 @@ struct DocumentNames {
   std::string rules;
   bool unsignedDocuments;
   std::optional<std::string> publicKey;
+  std::optional<std::string> trust;
 
   friend auto operator<=>(const DocumentNames&, const DocumentNames&) = default;
 };
@@ -84,11 +85,12 @@ std::string documentName(std::string_view option, const std::optional<std::strin
 }
 
 DocumentNames documentNames(const TestOptions& options, const CaseFile& file) {
-  const bool given = options.platform.unsignedDocuments || options.platform.publicKey;
+  const bool given = options.platform.unsignedDocuments || options.platform.publicKey || options.platform.trust;
   return {.library = documentName("--library", options.library, file.library, file),
           .rules = documentName("--rules", options.rules, file.rules, file),
           .unsignedDocuments = given ? options.platform.unsignedDocuments : file.unsignedDocuments,
-          .publicKey = given ? options.platform.publicKey : file.publicKey};
+          .publicKey = given ? options.platform.publicKey : file.publicKey,
+          .trust = options.platform.trust};
 }
 
 /// Adds what the rules of the mismatches are about: "TotalDiskCapacity: Passes when the storage has as many GB as
@@ -109,7 +111,7 @@ class ReadyRules {
  public:
   ReadyRules(const DocumentNames& names, const TestOptions& options, Inputs& inputs)
       : platform_(std::make_shared<HostPlatform>(
-            PlatformOptions{names.publicKey, names.unsignedDocuments, options.platform.log})),
+            PlatformOptions{names.publicKey, names.unsignedDocuments, options.platform.log, names.trust})),
         kernel_(readLibrary(inputs, "", names.library, platform_)),
         prepared_(readLocalRules(inputs, "", names.rules, *kernel_)),
         origins_(kernel_->library(), prepared_->localRules()) {
@@ -170,7 +172,7 @@ class TestRun {
       printToStandardError("test",
                            fmt::format("{}: rule documents are used as they are; signatures are not verified", who));
     } else {
-      warnAboutTrust("test", {.publicKey = names.publicKey});
+      warnAboutTrust("test", {.publicKey = names.publicKey, .trust = names.trust});
     }
     return rules_.try_emplace(names, names, options_, inputs_).first->second;
   }
@@ -182,8 +184,7 @@ class TestRun {
 };
 
 ExitStatus runTest(const TestOptions& options) {
-  if (options.platform.unsignedDocuments && options.platform.publicKey)
-    throw Unusable("--public-key and --unsigned exclude each other");
+  requireOneTrustOption(options.platform);
   if (options.coverage && options.format == "junit") throw Unusable("--coverage: not available in JUnit XML");
   TestRun run(options);
   const TestResults results = run.run();

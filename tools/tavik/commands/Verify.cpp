@@ -4,6 +4,7 @@
 
 #include <memory>
 
+#include "check/Provenance.h"
 #include "commands/Command.h"
 #include "commands/CommonOptions.h"
 #include "io/ArgumentName.h"
@@ -11,6 +12,7 @@
 #include "io/Encoding.h"
 #include "io/Inputs.h"
 #include "io/Json.h"
+#include "io/StandardError.h"
 #include "io/StandardOutput.h"
 #include "rules/HostPlatform.h"
 
@@ -19,12 +21,15 @@ namespace {
 
 constexpr const char* kFooter =
     R"(Prints the content of the signed document if a signature is valid: as an XML property list, or as JSON. With
---raw, prints the signed bytes unchanged, including comments.
+--raw, prints the signed bytes unchanged, including comments. For a statement, the content is the document in it; --raw
+prints the whole statement. With a trust policy and for statements, a note on standard error gives the names of the keys
+with valid signatures and what the statement says. Verifying does not change the state file of a policy.
 
 Examples:
   tavik verify --public-key station-pub.pem rules.signed
   tavik verify --public-key station-pub.pem rules.signed --format json
   tavik verify --public-key station-pub.pem rules.signed --raw > rules.plist
+  tavik verify --trust policy.json rules.signed > rules.plist
 
 Exit status: 0 trusted, 2 the command line, the file or the key is invalid, 4 not trusted.)";
 
@@ -43,13 +48,16 @@ std::string contentText(const VerifyOptions& options, const Value& content) {
 ExitStatus runVerify(const VerifyOptions& options) {
   warnAboutTrust("verify", options.platform);
   const Dictionary document = Inputs().ruleDocument("", options.input);
-  std::optional<std::string> refusal;
-  const std::optional<Value> content =
-      HostPlatform(options.platform)
-          .validatedPropertyListFromSignedDictionary(document, ZRTTavikKernel::kPublicKeyPath, refusal);
-  if (refusal) throw Failure(ExitStatus::kNoVerdict, nameOf("", options.input) + ": " + *refusal);
+  const ValidatedDocument validated =
+      HostPlatform(options.platform).validate(document, ZRTTavikKernel::kPublicKeyPath, std::nullopt);
+  if (validated.errorDescription) {
+    throw Failure(ExitStatus::kNoVerdict, nameOf("", options.input) + ": " + *validated.errorDescription);
+  }
+  if (options.platform.trust || validated.provenance.statement) {
+    printToStandardError("verify", nameOf("", options.input) + ": " + signersText(validated.provenance));
+  }
   writeStandardOutput(options.raw ? std::string(textOf(document.findData("payload")->bytes()))
-                                  : contentText(options, *content));
+                                  : contentText(options, *validated.content));
   return ExitStatus::kPassed;
 }
 

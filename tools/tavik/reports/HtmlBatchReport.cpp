@@ -291,7 +291,8 @@ Html HtmlWriter::versionsHtml() const {
   return descriptionList(markup("<h2>Checked with</h2>\n"),
                          listEntry("TavikKernel lib version", fmt::format("{:.4f}", TavikKernelVersionNumber)) +
                              listEntry("TavikRules version", lineOf(documents_.library.find("version"))) +
-                             listEntry("device Rules version", lineOf(documents_.rules.find("version"))));
+                             listEntry("device Rules version", lineOf(documents_.rules.find("version"))) +
+                             provenanceHtml(documents_));
 }
 
 std::string HtmlWriter::end(const BatchEnd& end) {

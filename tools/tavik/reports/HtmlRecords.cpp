@@ -1,5 +1,6 @@
 #include "reports/HtmlRecords.h"
 
+#include "check/Provenance.h"
 #include "reports/HtmlPage.h"
 #include "rules/DeviceKinds.h"
 #include "rules/RuleMeaning.h"
@@ -101,6 +102,12 @@ Html signaturesHtml(const RuleContents& documents) {
   return markup(
       "<p class=\"banner\" role=\"note\">Signatures were not verified (--unsigned): anyone could have changed the "
       "rules.</p>\n");
+}
+
+Html provenanceHtml(const RuleContents& documents) {
+  Html entries;
+  for (const auto& [name, text] : propertiesOf(*documents.provenance)) entries += listEntry(name, text);
+  return entries;
 }
 
 Html identityHtml(const DeviceResult& result) {

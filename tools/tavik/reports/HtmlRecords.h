@@ -37,6 +37,9 @@ std::string_view adviceFor(const DeviceResult& result);
 /// A banner if the signatures of the rule documents were not verified; otherwise empty.
 Html signaturesHtml(const RuleContents& documents);
 
+/// Where the rule documents came from, as entries of a description list.
+Html provenanceHtml(const RuleContents& documents);
+
 /// Identifies the device, as a description list; empty if it has no such attributes.
 Html identityHtml(const DeviceResult& result);
 

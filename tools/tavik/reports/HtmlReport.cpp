@@ -82,12 +82,13 @@ Html folded(std::string_view title, std::size_t count, const Html& rows) {
                 ruleTable("", rows));
 }
 
-Html versionsHtml(const CheckOutcome& outcome) {
+Html versionsHtml(const CheckOutcome& outcome, const RuleContents& documents) {
   Html entries;
   for (const Value& value : versionRecords(outcome)) {
     const Dictionary& record = *value.ifDictionary();
     entries += listEntry(lineOf(record.find("rule")), lineOf(record.find("actual")));
   }
+  entries += provenanceHtml(documents);
   return descriptionList(markup("<h2>Checked with</h2>\n"), entries);
 }
 
@@ -117,7 +118,7 @@ std::string htmlReport(const DeviceResult& result, const RuleContents& documents
                   "failures", rows.failed);
   page += section("Passed rules", rows.passedCount, {}, "", rows.passed);
   page += folded("Passed rules that hide their result", rows.hiddenCount, rows.hidden);
-  page += stationHtml(result.outcome.station) + versionsHtml(result.outcome) + pageEnd();
+  page += stationHtml(result.outcome.station) + versionsHtml(result.outcome, documents) + pageEnd();
   return page.text();
 }
 

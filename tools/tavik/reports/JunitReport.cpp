@@ -3,6 +3,7 @@
 
 #include <fmt/format.h>
 
+#include "check/Provenance.h"
 #include "reports/FailureText.h"
 #include "reports/JunitSuite.h"
 #include "reports/Report.h"
@@ -32,6 +33,7 @@ void addProperties(JunitSuite& suite, const DeviceResult& result, const RuleCont
   for (const auto [key, value] : result.outcome.station)
     suite.property("station " + std::string(key), description(&value));
   suite.property("signatures", documents.signatures());
+  for (const auto& [name, text] : propertiesOf(*documents.provenance)) suite.property(name, text);
   for (const std::string& note : result.aboutDevice()) suite.property("note", note);
 }
 

@@ -23,6 +23,7 @@ struct RuleContents {
   Dictionary library;
   Dictionary rules;
   bool verified;  ///< whether their signatures were verified
+  std::shared_ptr<const Provenance> provenance;
 
   /// The value of "signatures" in JSON, JUnit XML and property lists.
   [[nodiscard]] std::string_view signatures() const { return verified ? "verified" : "not verified"; }

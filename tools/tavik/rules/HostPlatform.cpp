@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <fmt/chrono.h>
 #include <fmt/format.h>
+#include <tavik/PropertyList.h>
 #include <tavik/VisibleText.h>
 #include <tavik/ZRTTavikKernel.h>
 #include <unistd.h>
@@ -10,6 +11,8 @@
 #include <cerrno>
 #include <chrono>
 #include <system_error>
+#include <utility>
+#include <vector>
 
 #include "ExitStatus.h"
 #include "io/ArgumentName.h"
@@ -19,9 +22,6 @@
 
 namespace tavik::tool {
 namespace {
-
-/// The beginning of the station platform's messages about a key file.
-constexpr std::string_view kKeyFileRefusal = "public key file ";
 
 int openLog(const std::string& path) {
   const int file = open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC | O_NOCTTY, 0666);
@@ -36,17 +36,34 @@ std::string logTime() {
                      milliseconds);
 }
 
-std::optional<Value> taken(const Dictionary& document, std::optional<std::string>& errorDescription) {
-  if (!isSigned(document)) return Value(document);
-  errorDescription = "is signed; remove --unsigned";
-  return std::nullopt;
+/// A plain document. Its digest is that of a binary property list with its content, so that it does not depend on the
+/// encoding of the file.
+ValidatedDocument taken(const Dictionary& document) {
+  ValidatedDocument taken;
+  std::string error;
+  const std::optional<Data> bytes = writePropertyList(document, PropertyListFormat::kBinary, error);
+  if (isSigned(document)) {
+    taken.errorDescription = "is signed; remove --unsigned";
+  } else {
+    taken.content = document;
+    if (bytes) taken.provenance.sha256 = sha256(bytes->bytes());
+  }
+  return taken;
+}
+
+StationPlatform stationFor(const PlatformOptions& options) {
+  requireOneTrustOption(options);
+  if (!options.trust) return StationPlatform(options.publicKey, StationPlatform::Log::kNone);
+  std::string error;
+  std::optional<TrustPolicy> policy = TrustPolicy::read(*options.trust, error);
+  if (!policy) throw Unusable("--trust: " + error);
+  policy->remember = options.checksDevices;
+  return StationPlatform(*std::move(policy), StationPlatform::Log::kNone);
 }
 
 }  // namespace
 
-HostPlatform::HostPlatform(const PlatformOptions& options)
-    : station_(options.publicKey, StationPlatform::Log::kNone), options_(options) {
-  if (options.unsignedDocuments && options.publicKey) throw Unusable("--public-key and --unsigned exclude each other");
+HostPlatform::HostPlatform(const PlatformOptions& options) : options_(options), station_(stationFor(options)) {
   if (options.log) logFile_ = openLog(*options.log);
 }
 
@@ -57,13 +74,24 @@ HostPlatform::~HostPlatform() {
 std::optional<Value> HostPlatform::validatedPropertyListFromSignedDictionary(
     const Dictionary& signedDictionary, const std::string& publicKeyPath,
     std::optional<std::string>& errorDescription) const {
-  if (options_.unsignedDocuments) return taken(signedDictionary, errorDescription);
-  std::optional<Value> document =
-      station_.validatedPropertyListFromSignedDictionary(signedDictionary, publicKeyPath, errorDescription);
-  if (errorDescription && errorDescription->starts_with(kKeyFileRefusal)) {
-    throw Unusable(*errorDescription + (options_.publicKey ? "" : "; use --public-key to select another key file"));
+  ValidatedDocument validated = validate(signedDictionary, publicKeyPath, std::nullopt);
+  errorDescription = std::move(validated.errorDescription);
+  return std::move(validated.content);
+}
+
+ValidatedDocument HostPlatform::validate(const Dictionary& signedDictionary, const std::string& publicKeyPath,
+                                         std::optional<DocumentRole> role) const {
+  if (options_.unsignedDocuments) return taken(signedDictionary);
+  ValidatedDocument validated = station_.validate(signedDictionary, publicKeyPath, role);
+  if (validated.stationIsToBlame) {
+    const bool isFixedKey = !options_.publicKey && !options_.trust;
+    throw Unusable(*validated.errorDescription + (isFixedKey ? "; use --public-key to select another key file" : ""));
   }
-  return document;
+  if (const std::string& warning = validated.provenance.warning; !warning.empty()) {
+    printToStandardError("", warning);
+    log(warning);
+  }
+  return validated;
 }
 
 void HostPlatform::log(std::string_view line) const {
@@ -88,12 +116,30 @@ bool isSigned(const Dictionary& document) {
   return document.findData("payload") != nullptr && document.findArray("signatures") != nullptr;
 }
 
+void requireOneTrustOption(const PlatformOptions& options) {
+  const auto exclude = [](bool first, bool second, const char* names) {
+    if (first && second) throw Unusable(std::string(names) + " exclude each other");
+  };
+  exclude(options.publicKey.has_value(), options.unsignedDocuments, "--public-key and --unsigned");
+  exclude(options.trust.has_value(), options.unsignedDocuments, "--trust and --unsigned");
+  exclude(options.trust.has_value(), options.publicKey.has_value(), "--trust and --public-key");
+}
+
 void warnAboutTrust(std::string_view command, const PlatformOptions& options) {
   if (options.unsignedDocuments) {
     printToStandardError(command, "--unsigned: rule documents are used as they are; signatures are not verified");
-  } else if (const auto warning =
-                 keyFileWarning(options.publicKey.value_or(ZRTTavikKernel::kPublicKeyPath), KeyFileUse::kVerifying)) {
-    printToStandardError(command, *warning);
+    return;
+  }
+  std::vector<std::pair<std::string, KeyFileUse>> files;
+  std::string error;
+  if (!options.trust) {
+    files.emplace_back(options.publicKey.value_or(ZRTTavikKernel::kPublicKeyPath), KeyFileUse::kVerifying);
+  } else if (const std::optional<TrustPolicy> policy = TrustPolicy::read(*options.trust, error)) {
+    files.emplace_back(*options.trust, KeyFileUse::kTrustPolicy);
+    for (const TrustPolicy::Key& key : policy->keys) files.emplace_back(key.file, KeyFileUse::kVerifying);
+  }
+  for (const auto& [file, use] : files) {
+    if (const auto warning = keyFileWarning(file, use)) printToStandardError(command, *warning);
   }
 }
 

@@ -21,12 +21,11 @@ bool areSwapped(const Dictionary& library, const Dictionary& localRules) {
   return hasLayers(library) && !hasLayers(localRules);
 }
 
-Dictionary validatedContent(const std::string& name, const Dictionary& document, const HostPlatform& platform) {
-  std::optional<std::string> why;
-  const std::optional<Value> content =
-      platform.validatedPropertyListFromSignedDictionary(document, ZRTTavikKernel::kPublicKeyPath, why);
-  if (why) reject(name, *why);
-  const Dictionary* const entries = content ? content->ifDictionary() : nullptr;
+Dictionary validatedContent(const std::string& name, const Dictionary& document, const HostPlatform& platform,
+                            DocumentRole role) {
+  const ValidatedDocument validated = platform.validate(document, ZRTTavikKernel::kPublicKeyPath, role);
+  if (validated.errorDescription) reject(name, *validated.errorDescription);
+  const Dictionary* const entries = validated.content ? validated.content->ifDictionary() : nullptr;
   if (entries == nullptr || entries->empty()) reject(name, "the document is empty");
   return *entries;
 }

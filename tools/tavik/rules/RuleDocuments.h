@@ -20,8 +20,9 @@ namespace tavik::tool {
 bool areSwapped(const Dictionary& library, const Dictionary& localRules);
 inline constexpr std::string_view kSwapped = "is a rule library, and --library names local rules; swap the two";
 
-/// The content of any rule document.
-Dictionary validatedContent(const std::string& name, const Dictionary& document, const HostPlatform& platform);
+/// The content of a rule document in a role.
+Dictionary validatedContent(const std::string& name, const Dictionary& document, const HostPlatform& platform,
+                            DocumentRole role);
 
 /// Creates the kernel of a rule library.
 std::unique_ptr<ZRTTavikKernel> openKernel(const std::string& name, const Dictionary& library,
