@@ -58,52 +58,32 @@ std::string whyTooFew(const Envelope& envelope, const TrustedKeys& keys, const s
   return text;
 }
 
-/// What the keys, the threshold and the signatures decide, whatever the document is used for.
-class Verification {
- public:
-  /// policy: null to trust every key in the file at `keyPath`.
-  Verification(const TrustPolicy* policy, std::string keyPath) : policy_(policy), keyPath_(std::move(keyPath)) {}
-
-  std::optional<SignedContent> operator()(const Envelope& envelope, ValidationCache& cache, Refusal& refusal) const {
-    const std::optional<KeyFiles> files = readFiles(refusal.why);
-    refusal.stationIsToBlame = !files;
-    if (!files) return std::nullopt;
-    if (std::optional<SignedContent> known = cache.find(envelope, *files)) return known;
-    const std::optional<TrustedKeys> keys = keysIn(*files, refusal.why);
-    refusal.stationIsToBlame = !keys;
-    if (!keys) return std::nullopt;
-    std::vector<std::string> signers = signersOf(envelope, *keys);
-    if (signers.size() < (policy_ == nullptr ? 1 : policy_->threshold)) {
-      refusal.why = policy_ == nullptr ? whyNoSigner(envelope, *keys, "in \"" + keyPath_ + "\"")
-                                       : whyTooFew(envelope, *keys, signers, policy_->threshold);
-      return std::nullopt;
-    }
-    std::optional<SignedContent> content = readContent(envelope, refusal.why);
-    if (!content) return std::nullopt;
-    content->provenance.keys = std::move(signers);
-    cache.keep(envelope, *files, *content);
-    return content;
+/// The content of an envelope that enough trusted keys have signed, whatever it is used for.
+std::optional<SignedContent> verified(const Envelope& envelope, const TrustPolicy& policy, ValidationCache& cache,
+                                      Refusal& refusal) {
+  const std::optional<KeyFiles> files = readKeyFiles(policy, refusal.why);
+  refusal.stationIsToBlame = !files;
+  if (!files) return std::nullopt;
+  if (std::optional<SignedContent> known = cache.find(envelope, *files)) return known;
+  const std::optional<TrustedKeys> keys = trustedKeys(policy, *files, refusal.why);
+  refusal.stationIsToBlame = !keys;
+  if (!keys) {
+    if (!policy.keys.empty()) refusal.why.insert(0, "trust policy: ");
+    return std::nullopt;
   }
-
- private:
-  std::optional<KeyFiles> readFiles(std::string& error) const {
-    if (policy_ != nullptr) return readKeyFiles(*policy_, error);
-    std::optional<WipedBytes> file = readPublicKeyFile(keyPath_, error);
-    if (!file) return std::nullopt;
-    KeyFiles files;
-    files.push_back(std::move(*file));
-    return files;
+  std::vector<std::string> signers = signersOf(envelope, *keys);
+  if (signers.size() < policy.threshold) {
+    const bool isSimple = policy.keys.empty() && policy.threshold == 1;
+    refusal.why = isSimple ? whyNoSigner(envelope, *keys, "in \"" + *policy.publicKeyFile + "\"")
+                           : whyTooFew(envelope, *keys, signers, policy.threshold);
+    return std::nullopt;
   }
-  std::optional<TrustedKeys> keysIn(const KeyFiles& files, std::string& error) const {
-    if (policy_ == nullptr) return trustedKeys(files.front(), keyPath_, error);
-    std::optional<TrustedKeys> keys = trustedKeys(*policy_, files, error);
-    if (!keys) error.insert(0, "trust policy: ");
-    return keys;
-  }
-
-  const TrustPolicy* policy_;
-  std::string keyPath_;
-};
+  std::optional<SignedContent> content = readContent(envelope, refusal.why);
+  if (!content) return std::nullopt;
+  content->provenance.keys = std::move(signers);
+  cache.keep(envelope, *files, *content);
+  return content;
+}
 
 /// Why a statement is not acceptable for a role, a policy and a time; empty if it is.
 std::string whyUnfit(const Statement& statement, std::optional<DocumentRole> role, const TrustPolicy& policy) {
@@ -172,12 +152,10 @@ std::optional<Value> documentToSign(const Data& payload, std::string& error) {
 }  // namespace
 
 StationPlatform::StationPlatform(std::optional<std::string> publicKeyPath, Log log)
-    : publicKeyPath_(std::move(publicKeyPath)), log_(log), cache_(std::make_unique<ValidationCache>()) {}
+    : StationPlatform(TrustPolicy{.keys = {}, .publicKeyFile = std::move(publicKeyPath)}, log) {}
 
 StationPlatform::StationPlatform(TrustPolicy policy, Log log)
-    : policy_(std::make_unique<const TrustPolicy>(std::move(policy))),
-      log_(log),
-      cache_(std::make_unique<ValidationCache>()) {}
+    : policy_(std::move(policy)), log_(log), cache_(std::make_unique<ValidationCache>()) {}
 
 StationPlatform::~StationPlatform() = default;
 
@@ -191,15 +169,15 @@ std::optional<Value> StationPlatform::validatedPropertyListFromSignedDictionary(
 
 ValidatedDocument StationPlatform::validate(const Dictionary& signedDictionary, const std::string& publicKeyPath,
                                             std::optional<DocumentRole> role) const {
-  static const TrustPolicy kAnyDocument;
   const ErrorQueueScope errors;
-  const Verification verification(policy_.get(), publicKeyPath_.value_or(publicKeyPath));
+  TrustPolicy policy = policy_;
+  if (!policy.publicKeyFile) policy.publicKeyFile = publicKeyPath;
   Refusal refusal;
   const std::optional<Envelope> envelope = Envelope::from(signedDictionary, refusal.why);
   std::optional<SignedContent> content;
-  if (envelope) content = verification(*envelope, *cache_, refusal);
+  if (envelope) content = verified(*envelope, policy, *cache_, refusal);
   ValidatedDocument validated;
-  if (!content || !isFit(content->provenance, role, policy_ ? *policy_ : kAnyDocument, refusal)) {
+  if (!content || !isFit(content->provenance, role, policy, refusal)) {
     validated.errorDescription = std::move(refusal.why);
     validated.stationIsToBlame = refusal.stationIsToBlame;
     return validated;

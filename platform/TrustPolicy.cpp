@@ -42,7 +42,8 @@ bool readKeys(const Dictionary& content, TrustPolicy& policy, std::string& error
     if (!key) return false;
     policy.keys.push_back(std::move(*key));
   }
-  return true;
+  if (policy.keys.empty()) error = "\"keys\" is empty";
+  return !policy.keys.empty();
 }
 
 bool readThreshold(const Dictionary& content, TrustPolicy& policy, std::string& error) {

@@ -12,7 +12,6 @@ namespace {
 /// Empty for a policy that some signatures satisfy.
 std::string whyInconsistent(const TrustPolicy& policy) {
   const std::size_t keys = policy.keys.size();
-  if (keys == 0) return "\"keys\" is empty";
   if (keys > kMostPublicKeys) {
     return "\"keys\" has " + std::to_string(keys) + " keys; at most " + std::to_string(kMostPublicKeys) +
            " are allowed";
@@ -51,19 +50,7 @@ bool anyPair(const Envelope& envelope, const TrustedKeys& keys, Matches matches)
   });
 }
 
-}  // namespace
-
-std::optional<KeyFiles> readKeyFiles(const TrustPolicy& policy, std::string& error) {
-  KeyFiles files;
-  for (const TrustPolicy::Key& key : policy.keys) {
-    std::optional<WipedBytes> file = readPublicKeyFile(key.file, error);
-    if (!file) return std::nullopt;
-    files.push_back(std::move(*file));
-  }
-  return files;
-}
-
-std::optional<TrustedKeys> trustedKeys(const TrustPolicy& policy, const KeyFiles& files, std::string& error) {
+std::optional<TrustedKeys> namedKeys(const TrustPolicy& policy, const KeyFiles& files, std::string& error) {
   error = whyInconsistent(policy);
   if (!error.empty()) return std::nullopt;
   TrustedKeys keys;
@@ -82,8 +69,24 @@ std::optional<TrustedKeys> trustedKeys(const TrustPolicy& policy, const KeyFiles
   return keys;
 }
 
-std::optional<TrustedKeys> trustedKeys(const WipedBytes& file, const std::string& path, std::string& error) {
-  std::optional<std::vector<SignatureKey>> found = publicKeysIn(file, path, error);
+}  // namespace
+
+std::optional<KeyFiles> readKeyFiles(const TrustPolicy& policy, std::string& error) {
+  std::vector<std::string> paths;
+  for (const TrustPolicy::Key& key : policy.keys) paths.push_back(key.file);
+  if (paths.empty()) paths.push_back(policy.publicKeyFile.value());
+  KeyFiles files;
+  for (const std::string& path : paths) {
+    std::optional<WipedBytes> file = readPublicKeyFile(path, error);
+    if (!file) return std::nullopt;
+    files.push_back(std::move(*file));
+  }
+  return files;
+}
+
+std::optional<TrustedKeys> trustedKeys(const TrustPolicy& policy, const KeyFiles& files, std::string& error) {
+  if (!policy.keys.empty()) return namedKeys(policy, files, error);
+  std::optional<std::vector<SignatureKey>> found = publicKeysIn(files.front(), *policy.publicKeyFile, error);
   if (!found) return std::nullopt;
   TrustedKeys keys;
   for (SignatureKey& key : *found) {

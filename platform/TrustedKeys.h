@@ -24,11 +24,8 @@ using KeyFiles = std::vector<WipedBytes>;
 /// The contents of the policy's key files, in its order.
 std::optional<KeyFiles> readKeyFiles(const TrustPolicy& policy, std::string& error);
 
-/// The policy's keys. Its numbers are consistent, each file has one key, and no key is given twice.
+/// The policy's keys. If they are named, its numbers are consistent, each file has one key, and no key is given twice.
 std::optional<TrustedKeys> trustedKeys(const TrustPolicy& policy, const KeyFiles& files, std::string& error);
-
-/// All keys of one file.
-std::optional<TrustedKeys> trustedKeys(const WipedBytes& file, const std::string& path, std::string& error);
 
 /// The names of the keys with valid signatures, in the order of `keys`.
 std::vector<std::string> signersOf(const Envelope& envelope, const TrustedKeys& keys);

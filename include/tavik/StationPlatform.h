@@ -80,8 +80,7 @@ class TAVIK_EXPORT StationPlatform : public Platform {
   bool logs() const override { return log_ != Log::kNone; }
 
  private:
-  std::unique_ptr<const TrustPolicy> policy_;  // null: the keys of one file
-  std::optional<std::string> publicKeyPath_;
+  TrustPolicy policy_;
   Log log_;
   std::unique_ptr<ValidationCache> cache_;
 };

@@ -36,7 +36,10 @@ struct TAVIK_EXPORT TrustPolicy {
     std::string file;  ///< PEM file of one public key; read for each validation
   };
 
-  std::vector<Key> keys;      ///< 1 to 16, distinct in name and key
+  /// At most 16, distinct in name and key. If there are none, every key in `publicKeyFile` counts.
+  std::vector<Key> keys;
+  /// PEM file of 1 to 16 public keys, used if `keys` is empty; absent: the file that the kernel names.
+  std::optional<std::string> publicKeyFile = std::nullopt;
   std::size_t threshold = 1;  ///< the required number of keys with a valid signature
   /// The product that a statement must name; absent: any.
   std::optional<std::string> product = std::nullopt;

@@ -100,7 +100,7 @@ class BatchTest(CommandTest):
                 options = ("--source", "sfc=sfc") if sources else ()
                 check = self.tavik("check", "--unsigned", *DOCUMENTS, "--attributes", "device", *options, "--format", "json")
                 self.assertEqual(check.status, status)
-                self.assertEqual(run.out.splitlines()[i], f'{{"id": "d{i}", ' + check.out[1:-1].replace(', "signatures": "not verified"', ""))
+                self.assertEqual(run.out.splitlines()[i], f'{{"id": "d{i}", ' + re.sub(', "signatures".*', "}", check.out[1:-1]))
         self.assertEqual(run.status, FAILED)
         self.assertEqual(run.err, """\
 9 devices: 1 passed, 8 failed, 1 fault, 5 without a verdict

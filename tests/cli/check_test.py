@@ -1,6 +1,7 @@
 """`tavik check`: the JSON byte for byte, the table, the exit statuses, the station dictionary and the log."""
 
 import fcntl
+import hashlib
 import json
 import os
 import plistlib
@@ -53,6 +54,13 @@ class CheckTest(CommandTest):
         run.err = run.err[len(UNSIGNED):]
         return run
 
+    def documents(self):
+        """The end of the JSON: versions and digests of the documents, and the kernel's version."""
+        def entry(name, version):
+            digest = hashlib.sha256(self.tavik("convert", "--to", "binary", name).stdout).hexdigest()
+            return f'"{name}": {{"version": "{version}", "sha256": "{digest}"}}'
+        return f'"documents": {{{entry("library", "L1")}, {entry("rules", 7)}}}, "kernel": "3.19"'
+
     def expect(self, run, status, out, err=""):
         self.assertEqual((run.out, run.err, run.status), (out, err, status))
 
@@ -88,14 +96,14 @@ class CheckTest(CommandTest):
             with self.subTest(why):
                 listed = "null" if records is None else f"[{VERSIONS}, {records}]"
                 self.expect(self.check(*rules, options=("--format", "json"), **inputs), status,
-                            f'{{"records": {listed}, "station": {{}}, {rest}, "signatures": "not verified"}}\n', err)
+                            f'{{"records": {listed}, "station": {{}}, {rest}, "signatures": "not verified", {self.documents()}}}\n', err)
 
     def test_a_fault_names_its_rule(self):
         run = self.check("Send", "Faulty", options=("--format", "json"))
         outcome = json.loads(run.out)
         self.assertEqual(run.status, FAULT)
         self.assertEqual((outcome["records"], outcome["error"], outcome["fault"]["kind"]), (None, None, "range"))
-        self.assertEqual(list(outcome), ["records", "station", "error", "fault", "verdict", "reason", "signatures"])
+        self.assertEqual(list(outcome), ["records", "station", "error", "fault", "verdict", "reason", "signatures", "documents", "kernel"])
         self.assertEqual(outcome["verdict"], "none")
         self.assertEqual((outcome["reason"]["kind"], outcome["reason"]["rule"]), ("fault", "Faulty"))
         self.assertEqual(outcome["station"], {"OnPass": "good", "OnFail": 5})

@@ -238,6 +238,75 @@ class PolicyTest(CommandTest):
         os.chmod(self.folder / "policy.json", 0o666)
         self.assertIn('trust policy "policy.json": other users can write it', self.tavik(*self.check()).err)
 
+    def test_captured_runs(self):
+        self.file("sfc.json", json.dumps({"Text": "\u0000", "Number": 3.0, "Data": {"$data": "AAE="}}))
+        check = self.check("library.signed", "rules.signed", "policy.json", "--source", "sfc=sfc.json", "--capture", "run.json")
+        self.passes(*check)
+        replay = ("replay", "run.json", "--trust", "policy.json")
+        self.assertRegex(self.passes(*replay), "^identical: 4 records, captured on 20.*Z with kernel 3.19\n$")
+
+        # Revisions and expiry are judged as they were when the run was captured.
+        self.passes(*self.check("library.signed", self.sign("newer", "rules.json", statement("local-rules", revision=4))))
+        self.passes(*replay)
+        self.assertTrue(json.loads(self.passes(*replay, "--format", "json"))["identical"])
+
+        self.file("strict.json", json.dumps(RULES | {"version": "3", "GenericRules": {"Model": {"value": "MX"}}}))
+        self.sign("strict.signed", "strict.json", statement("local-rules"))
+        run = self.tavik(*replay, "--rules", "strict.signed", "--format", "json")
+        self.assertEqual(run.status, FAILED, run.err)
+        differences = {(each["what"], each["rule"]) for each in json.loads(run.out)["differences"]}
+        self.assertEqual(differences, {("verdict", None), ("record", "Model"), ("record", "device Rules version")})
+        self.assertIn('  record of "Model"\n', self.tavik(*replay, "--rules", "strict.signed").out)
+
+        text = (self.folder / "run.json").read_text()
+        content = json.loads(text)["capture"]
+
+        def forged(change):
+            """A capture that was changed by someone who also adapts the digest."""
+            copy = json.loads(text)["capture"]
+            change(copy)
+            digest = hashlib.sha256(json.dumps(copy, ensure_ascii=False).encode()).hexdigest()
+            return self.file("forged.json", json.dumps({"capture": copy, "sha256": digest}))
+
+        self.assertEqual(self.passes("replay", forged(lambda copy: None), *replay[2:]), self.passes(*replay))
+        for change in (lambda copy: copy["result"].update(verdict="failed"),
+                       lambda copy: copy["attributes"].update(ModelNumber="XX"),
+                       lambda copy: copy["result"]["provenance"]["rules"].update(sha256="00")):
+            self.assertEqual(self.tavik("replay", forged(change), *replay[2:]).status, FAILED)
+        other = json.loads(self.passes("convert", "--to", "json", "strict.signed"))["payload"]
+        for which, why, change in (
+                ("rules", "0 of 2 required signatures", lambda copy: copy["rules"].update(payload=other)),
+                ("rules", "is not signed", lambda copy: copy.update(rules=RULES)),
+                ("library", 'role is "local-rules"', lambda copy: copy.update(library=copy["rules"]))):
+            run = self.tavik("replay", forged(change), *replay[2:])
+            self.assertEqual((run.status, run.out), (NO_VERDICT, ""), run.err)
+            self.assertIn(f"forged.json: {which}: ", run.err)
+            self.assertIn(why, run.err)
+        for why, damaged in (("does not match its digest", text.replace("MD123", "MD124", 1)),
+                             ("does not match its digest", text.replace('"verdict": "passed"', '"verdict": "failed"')),
+                             ("unterminated string", text[:-30]),
+                             ('has an unknown key "note"', text.rstrip()[:-1] + ', "note": 1}'),
+                             ('has no "sha256"', json.dumps({"capture": content}))):
+            self.refuses(UNUSABLE, why, "replay", self.file("damaged.json", damaged), *replay[2:])
+        self.policy("office-and-other.json", threshold=2)
+        policy = json.loads((self.folder / "office-and-other.json").read_text())
+        policy["keys"][1]["file"] = "other.pem"
+        self.file("office-and-other.json", json.dumps(policy))
+        self.refuses(NO_VERDICT, '1 of 2 required signatures: "rule office"', "replay", "run.json", "--trust",
+                     "office-and-other.json")
+        self.refuses(UNUSABLE, "standard output is used", *self.check(), "--capture", "-")
+
+    def test_captured_runs_without_a_verdict(self):
+        self.file("faulty.json", json.dumps(LIBRARY | {"Model": {"attribute": "ModelNumber", "predicate": "a XOR b"}}))
+        for library, rules in (("faulty.json", "rules.json"), ("library.json", "empty.json"), ("library.json", "library.signed")):
+            self.file("empty.json", "{}")
+            check = self.tavik("check", "--unsigned", "--library", library, "--rules", rules, "--attributes", "device.json",
+                               "--capture", "run.json")
+            self.assertEqual(check.status, NO_VERDICT)
+            run = self.tavik("replay", "run.json", "--unsigned")
+            self.assertEqual(run.status, PASSED, run.err)
+            self.refuses(NO_VERDICT, "library: the document is not signed", "replay", "run.json", "--public-key", "office.pem")
+
     def test_the_encoding_that_is_signed(self):
         """Against an independent implementation of the pre-authentication encoding and of Ed25519."""
         try:

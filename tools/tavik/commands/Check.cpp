@@ -1,6 +1,7 @@
 // `tavik check`: one check run.
 
 #include <fmt/format.h>
+#include <tavik/Capture.h>
 
 #include <memory>
 #include <utility>
@@ -10,6 +11,7 @@
 #include "commands/Command.h"
 #include "commands/CommonOptions.h"
 #include "io/ArgumentName.h"
+#include "io/Bytes.h"
 #include "io/Encoding.h"
 #include "io/Inputs.h"
 #include "io/Output.h"
@@ -56,11 +58,20 @@ struct CheckOptions : RuleOptions {
   std::string attributes;
   std::vector<std::string> sources;
   std::optional<std::string> station;
+  std::optional<std::string> capture;
   std::string format;
 };
 
 void writeStation(const std::string& path, const Dictionary& station) {
   writeOutput("--station", path, toPropertyList(nameOf("--station", path), Value(station)).bytes());
+}
+
+void writeCapture(const std::string& path, const DeviceResult& result) {
+  const std::string name = nameOf("--capture", path);
+  std::string error;
+  const std::optional<std::string> text = Capture::of(result.outcome, result.attributes, result.sources).write(error);
+  if (!text) throw Unusable(name + ": " + error);
+  writeOutput("--capture", path, bytesOf(*text));
 }
 
 /// Identifies the device in a report.
@@ -93,6 +104,7 @@ void explain(const DeviceResult& result, const CheckOptions& options) {
 }
 
 ExitStatus runCheckCommand(const CheckOptions& options) {
+  if (options.capture == "-") throw Unusable("--capture: standard output is used for the records");
   if (options.station == "-") throw Unusable("--station: standard output is used for the records");
   const auto platform = std::make_shared<const HostPlatform>(options.platform);
   warnAboutTrust("check", options.platform);
@@ -116,6 +128,7 @@ ExitStatus runCheckCommand(const CheckOptions& options) {
   }
   platform->checkLog();
   if (options.station) writeStation(*options.station, result.outcome.station);
+  if (options.capture) writeCapture(*options.capture, result);
   explain(result, options);
   if (result.outcome.reason && areSwapped(kernel->library(), prepared->localRules())) {
     printToStandardError("check", nameOf("--rules", options.rules) + ": " + std::string(kSwapped));
@@ -136,6 +149,8 @@ Run defineCheck(CLI::App& app) {
   addSources(app, options->sources);
   addText(app, "--station", options->station, "FILE",
           "Write the station dictionary after the run to FILE (an XML property list)");
+  addText(app, "--capture", options->capture, "FILE",
+          "Write the result and everything that determined it to FILE, for \"tavik replay\"");
   addPlatform(app, options->platform);
   addFormat(app, options->format, {"table", "json", "junit", "html", "plist"});
   app.footer(kFooter);

@@ -34,6 +34,7 @@ Run defineExplain(CLI::App& app);
 Run defineKeygen(CLI::App& app);
 Run defineLint(CLI::App& app);
 Run defineList(CLI::App& app);
+Run defineReplay(CLI::App& app);
 Run defineSign(CLI::App& app);
 Run defineTest(CLI::App& app);
 Run defineVerify(CLI::App& app);

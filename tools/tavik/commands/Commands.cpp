@@ -20,6 +20,7 @@ constexpr Command kCommands[] = {
     {"explain", "Show where a device's rules come from and how they are evaluated", defineExplain},
     {"diff", "Show what a change to rule documents changes, and for which devices", defineDiff},
     {"test", "Run test cases for rules", defineTest},
+    {"replay", "Repeat a captured check run and compare the result", defineReplay},
     {"keygen", "Generate a key pair", defineKeygen},
     {"sign", "Sign a rule document", defineSign},
     {"verify", "Verify a signed rule document and print its content", defineVerify},

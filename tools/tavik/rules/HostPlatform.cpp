@@ -51,19 +51,26 @@ ValidatedDocument taken(const Dictionary& document) {
   return taken;
 }
 
-StationPlatform stationFor(const PlatformOptions& options) {
+TrustPolicy policyFor(const PlatformOptions& options) {
   requireOneTrustOption(options);
-  if (!options.trust) return StationPlatform(options.publicKey, StationPlatform::Log::kNone);
-  std::string error;
-  std::optional<TrustPolicy> policy = TrustPolicy::read(*options.trust, error);
-  if (!policy) throw Unusable("--trust: " + error);
-  policy->remember = options.checksDevices;
-  return StationPlatform(*std::move(policy), StationPlatform::Log::kNone);
+  TrustPolicy policy;
+  policy.publicKeyFile = options.publicKey;
+  if (options.trust) {
+    std::string error;
+    std::optional<TrustPolicy> read = TrustPolicy::read(*options.trust, error);
+    if (!read) throw Unusable("--trust: " + error);
+    policy = *std::move(read);
+  }
+  policy.remember = options.checksDevices;
+  policy.time = options.time;
+  if (options.time) policy.state.reset();
+  return policy;
 }
 
 }  // namespace
 
-HostPlatform::HostPlatform(const PlatformOptions& options) : options_(options), station_(stationFor(options)) {
+HostPlatform::HostPlatform(const PlatformOptions& options)
+    : options_(options), station_(policyFor(options), StationPlatform::Log::kNone) {
   if (options.log) logFile_ = openLog(*options.log);
 }
 
