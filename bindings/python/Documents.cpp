@@ -84,7 +84,7 @@ Writes a value as JSON, on one line or indented. Reading it gives an equal value
 
 Raises DocumentError for a value that could not be read back: nested more than 512 levels deep.)";
 
-constexpr const char* kSign = R"(sign(document, private_key)
+constexpr const char* kSign = R"(sign(document, private_key, *, role=None, product=None, revision=None, expires=None)
 --
 
 Signs a rule document with the private key in a PEM file; returns the signed form, a dictionary.
@@ -95,17 +95,38 @@ document: a dictionary, or the bytes of a property-list file, which are signed u
 >>> sorted(signed)
 ['payload', 'payloadType', 'signatures']
 
+With a role ("library" or "local-rules"), a product and a revision, signs a statement: kernels accept the document only
+in that role and before it expires (a datetime).
+
+>>> stated = sign({"version": "12"}, private_key, role="library", product="Heron line", revision=12)
+>>> stated["payloadType"]
+'application/vnd.tavik.statement+plist'
+
 Raises DocumentError if the document is not a dictionary or the key is unusable.)";
 
-constexpr const char* kVerify = R"(verify(signed, public_key)
+constexpr const char* kAddSignature = R"(add_signature(signed, private_key)
 --
 
-Verifies a signed rule document with the public keys in a PEM file; returns the signed content.
+Returns the signed document with one more signature.
+
+>>> signed = sign({"version": "12"}, private_key)
+>>> path.write_text(generate_key_pair().private_key)
+119
+>>> len(add_signature(signed, path)["signatures"])
+2
+
+Raises DocumentError if the document is malformed or already has a signature by this key.)";
+
+constexpr const char* kVerify = R"(verify(signed, public_key=None, *, trust=None)
+--
+
+Verifies a signed rule document with the public keys in a PEM file, or with a trust policy (the path of a JSON file);
+returns the signed content.
 
 >>> verify(sign({"version": "12"}, private_key), public_key)
 {'version': '12'}
 
-Raises UntrustedError, with the reason, if no signature is valid.)";
+Raises UntrustedError, with the reason, if the document is rejected.)";
 
 constexpr const char* kGenerateKeyPair = R"(generate_key_pair(algorithm='ed25519')
 --
@@ -170,21 +191,53 @@ Data payloadOf(const Value& document) {
   return *std::move(bytes);
 }
 
-py::dict sign(py::handle document, const py::object& privateKey) {
+/// Absent if no part of a statement is given.
+std::optional<Statement> statementOf(py::handle role, py::handle product, py::handle revision, py::handle expires) {
+  if (role.is_none() && product.is_none() && revision.is_none() && expires.is_none()) return std::nullopt;
+  if (role.is_none() || product.is_none() || revision.is_none()) {
+    throw py::value_error("a statement needs role, product and revision");
+  }
+  const auto word = role.cast<std::string>();
+  Statement statement;
+  if (word == wordOf(DocumentRole::kLocalRules)) {
+    statement.role = DocumentRole::kLocalRules;
+  } else if (word != wordOf(DocumentRole::kLibrary)) {
+    throw py::value_error(R"(role: expected "library" or "local-rules")");
+  }
+  statement.product = product.cast<std::string>();
+  statement.revision = revision.cast<std::int64_t>();
+  if (expires.is_none()) return statement;
+  statement.expires = toValue(expires, "expires").ifDate();
+  if (!statement.expires) throw py::type_error("expires: expected datetime");
+  return statement;
+}
+
+py::dict sign(py::handle document, const py::object& privateKey, py::handle role, py::handle product,
+              py::handle revision, py::handle expires) {
+  const std::optional<Statement> statement = statementOf(role, product, revision, expires);
   const Data payload = payloadOf(toValue(document, "document"));
   std::string error;
-  const std::optional<Dictionary> envelope = signPropertyList(payload, pathOf(privateKey), error);
+  const std::optional<Dictionary> envelope = statement ? signStatement(payload, *statement, pathOf(privateKey), error)
+                                                       : signPropertyList(payload, pathOf(privateKey), error);
   if (!envelope) raiseDocumentError(error);
   return toPython(*envelope);
 }
 
-py::object verify(py::handle document, const py::object& publicKey) {
-  const StationPlatform platform(pathOf(publicKey), StationPlatform::Log::kNone);
-  std::optional<std::string> refusal;
-  const std::optional<Value> content =
-      platform.validatedPropertyListFromSignedDictionary(toDictionary(document, "signed"), {}, refusal);
-  if (refusal) raiseUntrustedError(*refusal);
-  return toPython(*content);
+py::dict withSignature(py::handle document, const py::object& privateKey) {
+  std::string error;
+  const std::optional<Dictionary> envelope = addSignature(toDictionary(document, "signed"), pathOf(privateKey), error);
+  if (!envelope) raiseDocumentError(error);
+  return toPython(*envelope);
+}
+
+py::object verify(py::handle document, const py::object& publicKey, const py::object& trust) {
+  if (publicKey.is_none() && trust.is_none()) throw py::type_error("verify() needs public_key or trust");
+  TrustPolicy policy = trustPolicy(publicKey, trust);
+  policy.remember = false;
+  const StationPlatform platform(std::move(policy), StationPlatform::Log::kNone);
+  const ValidatedDocument validated = platform.validate(toDictionary(document, "signed"), {}, std::nullopt);
+  if (validated.errorDescription) raiseUntrustedError(*validated.errorDescription);
+  return toPython(*validated.content);
 }
 
 KeyAlgorithm algorithmOf(const std::string& name) {
@@ -211,6 +264,17 @@ std::string pathOf(const py::object& path) {
   return py::bytes(callPython(imported("os", "fsencode"), path)).cast<std::string>();
 }
 
+TrustPolicy trustPolicy(const py::object& publicKey, const py::object& trust) {
+  if (!publicKey.is_none() && !trust.is_none()) throw py::value_error("public_key and trust exclude each other");
+  TrustPolicy policy;
+  if (!publicKey.is_none()) policy.publicKeyFile = pathOf(publicKey);
+  if (trust.is_none()) return policy;
+  std::string error;
+  std::optional<TrustPolicy> read = TrustPolicy::read(pathOf(trust), error);
+  if (!read) raiseDocumentError(error);
+  return *std::move(read);
+}
+
 void requireOpenable(const std::string& path) {
   const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
   if (file < 0) raiseSystemError(path);
@@ -233,8 +297,11 @@ void defineDocuments(py::module_& module) {
   module.def("write_property_list", write, py::arg("value"), py::arg("format") = "xml", kWritePropertyList);
   module.def("read_json", readJsonText, py::arg("text"), kReadJson);
   module.def("write_json", writeJsonText, py::arg("value"), py::arg("indent") = false, kWriteJson);
-  module.def("sign", sign, py::arg("document"), py::arg("private_key"), kSign);
-  module.def("verify", verify, py::arg("signed"), py::arg("public_key"), kVerify);
+  module.def("sign", sign, py::arg("document"), py::arg("private_key"), py::kw_only(), py::arg("role") = py::none(),
+             py::arg("product") = py::none(), py::arg("revision") = py::none(), py::arg("expires") = py::none(), kSign);
+  module.def("add_signature", withSignature, py::arg("signed"), py::arg("private_key"), kAddSignature);
+  module.def("verify", verify, py::arg("signed"), py::arg("public_key") = py::none(), py::kw_only(),
+             py::arg("trust") = py::none(), kVerify);
   module.def("generate_key_pair", generate, py::arg("algorithm") = "ed25519", kGenerateKeyPair);
   py::class_<KeyPair>(module, "KeyPair", kKeyPair)
       .def_readonly("private_key", &KeyPair::privateKey)

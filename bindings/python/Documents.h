@@ -4,6 +4,7 @@
 #define TAVIK_PYTHON_DOCUMENTS_H
 
 #include <pybind11/pybind11.h>
+#include <tavik/TrustPolicy.h>
 #include <tavik/Value.h>
 
 #include <string>
@@ -18,6 +19,10 @@ void requireOpenable(const std::string& path);
 
 /// Reads a property-list file. Raises OSError if it cannot be opened, DocumentError if it is malformed.
 Value readFile(const std::string& path);
+
+/// The policy in the file `trust`, or one that trusts the keys in the file `publicKey`, or the default one; each may be
+/// None. Raises ValueError for both, and DocumentError for a policy that cannot be used.
+TrustPolicy trustPolicy(const py::object& publicKey, const py::object& trust);
 
 }  // namespace tavik::python
 

@@ -52,9 +52,6 @@ void HostPlatform::askWhetherItLogs() {
 std::optional<Value> HostPlatform::validatedPropertyListFromSignedDictionary(
     const Dictionary& signedDictionary, const std::string& publicKeyPath,
     std::optional<std::string>& errorDescription) const {
-  if (station_) {
-    return station_->validatedPropertyListFromSignedDictionary(signedDictionary, publicKeyPath, errorDescription);
-  }
   const Locked lock;
   const py::object untrusted = imported("tavik._errors", "UntrustedError");
   py::object refusal;
@@ -69,6 +66,14 @@ std::optional<Value> HostPlatform::validatedPropertyListFromSignedDictionary(
   const py::object text = fromPython([&] { return PyObject_Str(refusal.ptr()); });
   errorDescription = py::bytes(fromPython([&] { return PyUnicode_AsEncodedString(text.ptr(), "utf-8", "replace"); }));
   return std::nullopt;
+}
+
+ValidatedDocument HostPlatform::validate(const Dictionary& signedDictionary, const std::string& publicKeyPath,
+                                         std::optional<DocumentRole> role) const {
+  if (!station_) return Platform::validate(signedDictionary, publicKeyPath, role);
+  ValidatedDocument validated = station_->validate(signedDictionary, publicKeyPath, role);
+  if (!validated.provenance.warning.empty() && logs()) log(validated.provenance.warning);
+  return validated;
 }
 
 void HostPlatform::log(std::string_view line) const {
@@ -87,10 +92,10 @@ void HostPlatform::log(std::string_view line) const {
 
 void defineStationValidation(py::module_& module) {
   py::class_<StationValidation>(module, "StationValidation")
-      .def(py::init([](const py::object& publicKey) {
-        std::optional<std::string> path;
-        if (!publicKey.is_none()) path = pathOf(publicKey);
-        return StationValidation{std::make_shared<StationPlatform>(std::move(path), StationPlatform::Log::kNone)};
+      .def(py::init([](const py::object& publicKey, const py::object& trust, bool remember) {
+        TrustPolicy policy = trustPolicy(publicKey, trust);
+        policy.remember = remember;
+        return StationValidation{std::make_shared<StationPlatform>(std::move(policy), StationPlatform::Log::kNone)};
       }))
       .def("validate", validate);
 }

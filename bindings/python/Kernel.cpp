@@ -1,6 +1,7 @@
 // Kernel and PreparedRules, and functions that need no rule documents: evaluate and the descriptions.
 
 #include <tavik/AbstractTree.h>
+#include <tavik/Capture.h>
 #include <tavik/PreparedRules.h>
 #include <tavik/ZRTTavikKernel.h>
 
@@ -35,14 +36,14 @@ trust store or log.
 Raises UntrustedError if no signature is valid, DocumentError if the library is malformed or empty, and OSError if the
 file cannot be opened. The diagnostic log goes to the logger "tavik" at level DEBUG.)";
 
-constexpr const char* kRun = R"(run(self, attributes, rules, sources=None, station=None)
+constexpr const char* kRun = R"(run(self, attributes, rules, sources=None, station=None, *, capture=None)
 --
 
 Checks one device; returns a Result for every verdict.
 
 attributes: name -> value, as read from the device. rules: the signed local rules of the product. sources: data about
 the device from other systems, as {"sfc": {...}, "gui": {...}}. station: the initial station dictionary, empty by
-default.
+default. capture: a path; the result and everything that determined it are written to this file, for `tavik replay`.
 
 >>> result = kernel.run({"ModelNumber": "MD101"}, rules, sources={"sfc": {"Colour": "red"}})
 >>> result.verdict
@@ -50,7 +51,7 @@ default.
 
 Releases the interpreter lock. To check many devices, prepare the rules.)";
 
-constexpr const char* kCheck = R"(check(self, attributes, rules, sources=None, station=None)
+constexpr const char* kCheck = R"(check(self, attributes, rules, sources=None, station=None, *, capture=None)
 --
 
 Like run, but raises an exception if the run ended early: Error for a malformed predicate expression, Fault for a rule
@@ -84,7 +85,7 @@ constexpr const char* kRejection =
 >>> kernel.prepare({"version": "not signed"}).rejection
 'the document is not signed: ...')";
 
-constexpr const char* kRunPrepared = R"(run(self, attributes, sources=None, station=None)
+constexpr const char* kRunPrepared = R"(run(self, attributes, sources=None, station=None, *, capture=None)
 --
 
 Kernel.run with these rules.
@@ -92,7 +93,7 @@ Kernel.run with these rules.
 >>> kernel.prepare(rules).run({"ModelNumber": "MX101"}).failures[0]["actual"]
 'MX101')";
 
-constexpr const char* kCheckPrepared = R"(check(self, attributes, sources=None, station=None)
+constexpr const char* kCheckPrepared = R"(check(self, attributes, sources=None, station=None, *, capture=None)
 --
 
 Kernel.check with these rules.
@@ -234,13 +235,32 @@ auto released(HostPlatform& platform, Call call) {
   return withoutLock(call);
 }
 
+// The arguments that every run has.
+struct RunArguments {
+  py::handle sources;
+  py::handle station;
+  py::handle capture;
+};
+
+void writeCapture(py::handle path, const Capture& capture) {
+  std::string error;
+  const std::optional<std::string> text = capture.write(error);
+  if (!text) raiseDocumentError("capture: " + error);
+  const py::object file = callPython(imported("pathlib", "Path"), py::reinterpret_borrow<py::object>(path));
+  callPython(attributeOf(file, "write_bytes"), py::bytes(*text));
+}
+
 // A run for one device. run: called with attributes, sources and station, as in the library.
 template <class Run>
-CheckOutcome runOne(HostPlatform& platform, py::handle attributes, py::handle sources, py::handle station, Run run) {
+CheckOutcome runOne(HostPlatform& platform, py::handle attributes, const RunArguments& arguments, Run run) {
   const Dictionary device = toDictionary(attributes, "attributes");
-  const std::optional<Dictionary> others = sourcesUnlessNone(sources, "sources");
-  Dictionary before = dictionaryUnlessNone(station, "station").value_or(Dictionary());
-  return released(platform, [&] { return run(device, pointerTo(others), std::move(before)); });
+  const std::optional<Dictionary> others = sourcesUnlessNone(arguments.sources, "sources");
+  const Dictionary before = dictionaryUnlessNone(arguments.station, "station").value_or(Dictionary());
+  CheckOutcome outcome = released(platform, [&] { return run(device, pointerTo(others), before); });
+  if (!arguments.capture.is_none()) {
+    writeCapture(arguments.capture, Capture::of(outcome, device, others.value_or(Dictionary()), before));
+  }
+  return outcome;
 }
 
 // ---- Prepared rules ----
@@ -255,8 +275,9 @@ struct Prepared {
 using Finish = py::object (*)(CheckOutcome outcome);
 
 template <Finish finish>
-py::object runPrepared(const Prepared& self, py::handle attributes, py::handle sources, py::handle station) {
-  return finish(runOne(*self.platform, attributes, sources, station,
+py::object runPrepared(const Prepared& self, py::handle attributes, py::handle sources, py::handle station,
+                       py::handle capture) {
+  return finish(runOne(*self.platform, attributes, {sources, station, capture},
                        [&](const Dictionary& device, const Dictionary* others, Dictionary before) {
                          return self.rules->run(device, others, std::move(before));
                        }));
@@ -339,7 +360,8 @@ class Kernel {
   }
 
   template <Finish finish>
-  [[nodiscard]] py::object run(py::handle attributes, py::handle rules, py::handle sources, py::handle station) const;
+  [[nodiscard]] py::object run(py::handle attributes, py::handle rules, py::handle sources, py::handle station,
+                               py::handle capture) const;
   [[nodiscard]] Prepared prepare(py::handle rules) const;
 
   using List = std::optional<Dictionary> (ZRTTavikKernel::*)(const Dictionary& localRules,
@@ -377,9 +399,10 @@ std::unique_ptr<const ZRTTavikKernel> Kernel::made(const py::object& library, st
 }
 
 template <Finish finish>
-py::object Kernel::run(py::handle attributes, py::handle rules, py::handle sources, py::handle station) const {
+py::object Kernel::run(py::handle attributes, py::handle rules, py::handle sources, py::handle station,
+                       py::handle capture) const {
   const std::optional<Dictionary> local = dictionaryUnlessNone(rules, "rules");
-  return finish(runOne(*platform_, attributes, sources, station,
+  return finish(runOne(*platform_, attributes, {sources, station, capture},
                        [&](const Dictionary& device, const Dictionary* others, Dictionary before) {
                          return kernel_->run(device, pointerTo(local), others, std::move(before));
                        }));
@@ -436,18 +459,19 @@ void defineKernel(py::module_& module) {
   const auto rules = py::arg("rules");
   const auto sources = py::arg("sources") = py::none();
   const auto station = py::arg("station") = py::none();
+  const auto capture = py::arg("capture") = py::none();
 
   py::class_<Prepared>(module, "PreparedRules", kAboutPrepared)
-      .def("run", runPrepared<toResult>, attributes, sources, station, kRunPrepared)
-      .def("check", runPrepared<toResultOrRaise>, attributes, sources, station, kCheckPrepared)
+      .def("run", runPrepared<toResult>, attributes, sources, station, py::kw_only(), capture, kRunPrepared)
+      .def("check", runPrepared<toResultOrRaise>, attributes, sources, station, py::kw_only(), capture, kCheckPrepared)
       .def("check_many", checkDevices, py::arg("devices"), py::arg("threads") = py::none(), kCheckMany)
       .def_property_readonly("rejection", rejectionOf, kRejection);
   py::class_<Kernel>(module, "Kernel", kAboutKernel)
       .def(py::init<const py::object&, const py::object&, const py::object&>(), py::arg("library"),
            py::arg("public_key") = py::none(), py::kw_only(), py::arg("platform") = py::none(),
            "__init__(self, library, public_key=None, *, platform=None)\n--\n\n")
-      .def("run", &Kernel::run<toResult>, attributes, rules, sources, station, kRun)
-      .def("check", &Kernel::run<toResultOrRaise>, attributes, rules, sources, station, kCheck)
+      .def("run", &Kernel::run<toResult>, attributes, rules, sources, station, py::kw_only(), capture, kRun)
+      .def("check", &Kernel::run<toResultOrRaise>, attributes, rules, sources, station, py::kw_only(), capture, kCheck)
       .def("prepare", &Kernel::prepare, rules, kPrepare)
       .def("sfc_check_list", &Kernel::listed<&ZRTTavikKernel::sfcCheckList>, rules, attributes, kSfcCheckList)
       .def("gui_check_list", &Kernel::listed<&ZRTTavikKernel::guiCheckList>, rules, attributes, kGuiCheckList)

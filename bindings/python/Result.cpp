@@ -81,6 +81,14 @@ constexpr const char* kFault = R"(The Fault that ended the run, otherwise None.
 >>> fault.kind, fault.rule
 ('range', 'Code'))";
 
+constexpr const char* kProvenance =
+    R"(Where the rule documents came from: "kernel" (its version), "signatures" ("verified" or "not verified"), "library"
+and "rules", two dictionaries with "version", "sha256", "keys" and what a statement says, as far as they are known.
+
+>>> provenance = kernel.run({"ModelNumber": "MD101"}, rules).provenance
+>>> provenance["signatures"], provenance["library"]["version"]
+('verified', '31'))";
+
 constexpr const char* kVerdicts[] = {"passed", "failed", "none"};
 
 py::object textOrNone(const std::optional<std::string>& text) { return text ? lenientText(*text) : py::none(); }
@@ -90,6 +98,8 @@ class Result {
   using MadeByInit = Result;
 
   explicit Result(CheckOutcome outcome) : outcome_(std::move(outcome)) {}
+  Result(CheckOutcome outcome, Dictionary provenance)
+      : outcome_(std::move(outcome)), provenance_(std::move(provenance)) {}
 
   [[nodiscard]] bool passed() const { return outcome_.verdict == Verdict::kPassed; }
   [[nodiscard]] bool checked() const { return outcome_.verdict != Verdict::kNone; }
@@ -101,6 +111,9 @@ class Result {
   [[nodiscard]] py::dict station() const { return toPython(outcome_.station); }
   [[nodiscard]] py::object error() const { return outcome_.error ? exception(*outcome_.error) : py::none(); }
   [[nodiscard]] py::object fault() const { return outcome_.fault ? exception(*outcome_.fault) : py::none(); }
+  [[nodiscard]] py::dict provenance() const {
+    return toPython(outcome_.provenance ? outcome_.provenance->dictionary() : provenance_);
+  }
   [[nodiscard]] py::str repr() const;
   [[nodiscard]] py::tuple state() const;
   static Result fromState(const py::tuple& state);
@@ -115,7 +128,8 @@ class Result {
   }
 
   CheckOutcome outcome_;
-  py::object records_;  // null until converted
+  Dictionary provenance_;  // of a Result that was pickled
+  py::object records_;     // null until converted
 };
 
 py::object Result::reason() const {
@@ -160,7 +174,7 @@ py::tuple Result::state() const {
   if (outcome_.records) records = toPython(*outcome_.records);
   if (outcome_.error) error = py::make_tuple(outcome_.error->code(), outcome_.error->localizedDescription());
   if (outcome_.fault) fault = py::make_tuple(static_cast<int>(outcome_.fault->category), outcome_.fault->message);
-  return py::make_tuple(static_cast<int>(outcome_.verdict), reason, records, station(), error, fault);
+  return py::make_tuple(static_cast<int>(outcome_.verdict), reason, records, station(), error, fault, provenance());
 }
 
 [[noreturn]] void rejectState() { throw py::value_error("not the state of a tavik.Result"); }
@@ -178,8 +192,9 @@ std::string bytesOf(py::handle text) {
 }
 
 Result Result::fromState(const py::tuple& state) {
-  const auto [verdict, reason, records, station, error, fault] =
-      state.cast<std::tuple<int, py::object, py::object, py::dict, py::object, py::object>>();
+  const auto [verdict, reason, records, station, error, fault, origin] =
+      state.cast<std::tuple<int, py::object, py::object, py::dict, py::object, py::object, py::dict>>();
+  Dictionary provenance = toDictionary(origin, "provenance");
   CheckOutcome outcome;
   outcome.verdict = enumerator(verdict, Verdict::kNone);
   outcome.station = toDictionary(station, "station");
@@ -189,7 +204,7 @@ Result Result::fromState(const py::tuple& state) {
   }
   if (outcome.verdict != Verdict::kNone) {
     if (!outcome.records || outcome.records->size() < 3) rejectState();
-    return Result(std::move(outcome));
+    return {std::move(outcome), std::move(provenance)};
   }
   const auto [category, description, rule] = reason.cast<std::tuple<int, py::str, py::object>>();
   outcome.reason = {enumerator(category, Reason::Category::kFault), bytesOf(description), std::nullopt};
@@ -202,7 +217,7 @@ Result Result::fromState(const py::tuple& state) {
     const auto [kind, message] = fault.cast<std::pair<int, std::string>>();
     outcome.fault = {enumerator(kind, Fault::Category::kInvalidArgument), message};
   }
-  return Result(std::move(outcome));
+  return {std::move(outcome), std::move(provenance)};
 }
 
 }  // namespace
@@ -236,6 +251,7 @@ void defineResult(py::module_& module) {
       .def_property_readonly("station", &Result::station, kStation)
       .def_property_readonly("error", &Result::error, kError)
       .def_property_readonly("fault", &Result::fault, kFault)
+      .def_property_readonly("provenance", &Result::provenance, kProvenance)
       .def("__bool__", &Result::passed)
       .def(py::pickle([](const Result& self) { return self.state(); }, &Result::fromState))
       .def("__repr__", &Result::repr);

@@ -13,6 +13,10 @@ namespace tavik {
 TAVIK_EXPORT tavik_status makePlatformHandle(std::shared_ptr<const Platform> platform,
                                              tavik_platform** handle) noexcept;
 
+/// Makes an error of the C interface for a status, with a message. Returns the status, or TAVIK_NO_MEMORY. `error` may
+/// be null.
+TAVIK_EXPORT tavik_status makeErrorHandle(tavik_status status, const char* message, tavik_error** error) noexcept;
+
 }  // namespace tavik
 
 #endif

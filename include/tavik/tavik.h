@@ -378,6 +378,10 @@ TAVIK_EXPORT tavik_status tavik_outcome_records(const tavik_outcome* outcome, ta
 TAVIK_EXPORT tavik_status tavik_outcome_rule_records(const tavik_outcome* outcome, tavik_value** records);
 /// The station dictionary after the run.
 TAVIK_EXPORT tavik_status tavik_outcome_station(const tavik_outcome* outcome, tavik_value** station);
+/// Where the rule documents came from: a dictionary with "kernel" (its version), "signatures" ("verified" or "not
+/// verified"), "library" and "rules". These two are dictionaries with "version", "sha256", "keys" (names), "product",
+/// "revision", "expires" and "warning", as far as they are known (Provenance.h).
+TAVIK_EXPORT tavik_status tavik_outcome_provenance(const tavik_outcome* outcome, tavik_value** provenance);
 TAVIK_EXPORT tavik_status tavik_outcome_release(tavik_outcome** outcome);
 /// @}
 

@@ -22,6 +22,16 @@ enum {
 TAVIK_EXPORT tavik_status tavik_station_platform_new(const char* public_key_path, int32_t log,
                                                      tavik_platform** platform);
 
+/// Creates a platform that trusts what a policy file says (TrustPolicy.h); the caller owns it.
+///
+/// policy_path: the JSON file. Its key files and its state file are read for each validation. remember: 1 to store
+/// accepted revisions in the state file, for programs that check devices; 0 to only reject older ones; otherwise
+/// TAVIK_BAD_ARGUMENT. log: as above.
+///
+/// TAVIK_REFUSED, with the file and the entry in `error`, if the policy or one of its key files cannot be used.
+TAVIK_EXPORT tavik_status tavik_station_platform_new_with_policy(const char* policy_path, int32_t remember, int32_t log,
+                                                                 tavik_platform** platform, tavik_error** error);
+
 #ifdef __cplusplus
 }
 #endif

@@ -1,5 +1,6 @@
 // Statuses and errors of the C interface, and argument checks.
 
+#include <tavik/PlatformHandle.h>
 #include <tavik/TavikKernelVersion.h>
 
 #include <array>
@@ -120,6 +121,10 @@ const Dictionary* dictionaryOrNull(const tavik_value* handle, std::string_view n
 }
 
 }  // namespace tavik::c
+
+tavik_status tavik::makeErrorHandle(tavik_status status, const char* message, tavik_error** error) noexcept {
+  return tavik::c::giveError(status, message, error);
+}
 
 using tavik::c::Tag;
 using tavik::c::tagOf;

@@ -295,6 +295,10 @@ tavik_status tavik_outcome_station(const tavik_outcome* outcome, tavik_value** s
   return give(station, nullptr, [&] { return outcomeOf(outcome).station; });
 }
 
+tavik_status tavik_outcome_provenance(const tavik_outcome* outcome, tavik_value** provenance) {
+  return give(provenance, nullptr, [&] { return outcomeOf(outcome).provenance->dictionary(); });
+}
+
 tavik_status tavik_outcome_release(tavik_outcome** outcome) { return release(outcome); }
 
 tavik_status tavik_kernel_sfc_check_list(const tavik_kernel* kernel, const tavik_value* local_rules,

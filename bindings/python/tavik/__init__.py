@@ -21,7 +21,7 @@ from ._platform import Platform, StationPlatform
 from ._reason import Reason
 from ._tavik import __version__ as __version__
 from ._tavik import (
-    DerItem, Dictionary, Kernel, KeyPair, PreparedRules, Result, decode_control_bits, decode_der,
+    DerItem, Dictionary, Kernel, KeyPair, PreparedRules, Result, add_signature, decode_control_bits, decode_der,
     decode_provisioning_manifest, decode_root_manifest, decode_sys_cfg, evaluate, generate_key_pair,
     nand_size_check_description, nvram_white_list_description, read_json, read_property_list, read_property_list_file,
     sign, value_in_list_description, verify, write_json, write_property_list,
@@ -29,7 +29,7 @@ from ._tavik import (
 
 __all__ = [
     "ArgumentFault", "DerItem", "Dictionary", "DocumentError", "Error", "Fault", "Kernel", "KeyPair", "Platform",
-    "PreparedRules", "RangeFault", "Reason", "Result", "StationPlatform", "UntrustedError", "decode_control_bits",
+    "PreparedRules", "RangeFault", "Reason", "Result", "StationPlatform", "UntrustedError", "add_signature", "decode_control_bits",
     "decode_der", "decode_provisioning_manifest", "decode_root_manifest", "decode_sys_cfg", "evaluate",
     "generate_key_pair", "nand_size_check_description", "nvram_white_list_description", "read_json",
     "read_property_list", "read_property_list_file", "sign", "value_in_list_description", "verify", "write_json",

@@ -54,9 +54,11 @@ class Platform:
 
 
 class StationPlatform(Platform):
-    """The ready-made platform: verifies signed documents with a PEM file of public keys.
+    """The ready-made platform: verifies signed documents with a PEM file of public keys, or with a trust policy.
 
     public_key: the file, instead of /usr/local/share/misc/TavikKernel-pub.pem. It is read for every validation.
+    trust: the path of a trust policy, a JSON file. Accepted revisions are stored in its state file unless remember is
+    False.
 
     >>> class Printing(StationPlatform):
     ...     def logs(self):
@@ -70,8 +72,11 @@ class StationPlatform(Platform):
     True
     """
 
-    def __init__(self, public_key: str | os.PathLike[str] | None = None) -> None:
-        self._validation = _tavik.StationValidation(public_key)
+    def __init__(
+        self, public_key: str | os.PathLike[str] | None = None, *, trust: str | os.PathLike[str] | None = None,
+        remember: bool = True,
+    ) -> None:
+        self._validation = _tavik.StationValidation(public_key, trust, remember)
 
     def validate(self, signed: _tavik.Dictionary, public_key_path: str) -> collections.abc.Mapping[str, object]:
         return self._validation.validate(signed, public_key_path)
