@@ -39,6 +39,7 @@ class UsageTest(CommandTest):
             ("swap the two", ("batch", *swapped)),
             ("write one JSON object per line", ("batch", "--unsigned", *documents, "plist")),
             ("JSON has no comments", ("convert", "--to", "xml", self.file("comment", '{"a": 1, // one\n "b": 2}'))),
+            ("JSON has no comments", ("convert", "--to", "xml", self.file("title", '/* a */ // b\n{"a": [1,]}'))),
             ("this is a ZIP archive", ("convert", "--to", "xml", self.file("zip", b"PK\3\4\x14"))),
             ("this may be CSV", ("convert", "--to", "xml", self.file("csv", "a,b\n1,2\n"))),
             ("this may be YAML", ("convert", "--to", "xml", self.file("yaml", "---\na: 1\n"))),
