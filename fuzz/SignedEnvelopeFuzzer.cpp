@@ -1,6 +1,7 @@
 // Signed envelopes and key files. The input is a property list. If it begins with '-', a key file and a form feed come
-// first. A rejection must have a reason, and a trusted document must equal its payload. A platform that has seen other
-// documents must give the same answer as a new one, and the same answer again.
+// first. A rejection must have a reason, and a trusted document must equal its payload or the document in its
+// statement. A platform that has seen other documents must give the same answer as a new one, and the same answer
+// again.
 
 #include <sys/mman.h>
 #include <tavik/PropertyList.h>
@@ -64,6 +65,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   if (!trusted) return 0;
   const std::optional<tavik::Value> payload = tavik::readPropertyList(envelope.findData("payload")->bytes(), error);
   if (!payload || trusted->ifDictionary() == nullptr) std::abort();
-  if (tavik::exact::text(*payload) != tavik::exact::text(*trusted)) std::abort();
+  const bool isStatement = envelope.findString("payloadType") == "application/vnd.tavik.statement+plist";
+  const tavik::Value& content = isStatement ? *payload->ifDictionary()->find("document") : *payload;
+  if (tavik::exact::text(content) != tavik::exact::text(*trusted)) std::abort();
   return 0;
 }

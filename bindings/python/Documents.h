@@ -22,7 +22,7 @@ Value readFile(const std::string& path);
 
 /// The policy in the file `trust`, or one that trusts the keys in the file `publicKey`, or the default one; each may be
 /// None. Raises ValueError for both, and DocumentError for a policy that cannot be used.
-TrustPolicy trustPolicy(const py::object& publicKey, const py::object& trust);
+TrustPolicy trustPolicy(const pybind11::object& publicKey, const pybind11::object& trust);
 
 }  // namespace tavik::python
 

@@ -1,5 +1,6 @@
 """Kernels and results: trust, exceptions, platforms and logs of Python, threads, signals, and memory."""
 
+import datetime
 import gc
 import logging
 import os
@@ -29,6 +30,52 @@ LARGE = {f"Attribute {i}": "text" for i in range(1000)}
 
 
 class TrustTest(FolderTest):
+    def test_trust_policies_and_captures(self):
+        for name in ("office", "lead"):
+            pair = tavik.generate_key_pair()
+            (self.folder / f"{name}.key").write_text(pair.private_key, encoding="utf-8")
+            (self.folder / f"{name}.pem").write_text(pair.public_key, encoding="utf-8")
+        policy = self.folder / "policy.json"
+        policy.write_text(tavik.write_json({
+            "keys": [{"name": name, "file": f"{name}.pem"} for name in ("office", "lead")], "threshold": 2,
+            "require_statement": True, "state": "state.json"}), encoding="utf-8")
+
+        def released(document, role, revision, expires=None):
+            signed = tavik.sign(document, self.folder / "office.key", role=role, product="Heron", revision=revision,
+                                expires=expires)
+            return tavik.add_signature(signed, self.folder / "lead.key")
+
+        future = datetime.datetime(2990, 1, 1, tzinfo=datetime.timezone.utc)
+        library = released(LIBRARY, "library", 7, future)
+        local = released(rules("Model Number"), "local-rules", 2)
+        self.assertEqual(tavik.verify(library, trust=policy), LIBRARY)
+        self.assertFalse((self.folder / "state.json").exists())
+        opened = tavik.Kernel(library, platform=tavik.StationPlatform(trust=policy))
+        prepared = opened.prepare(local)
+        result = prepared.check(GOOD, SFC, {"OnPass": "bay"}, capture=self.folder / "run.json")
+        self.assertTrue(result)
+        self.assertEqual({key: result.provenance["library"][key] for key in ("version", "keys", "product", "revision", "expires")},
+                         {"version": "31", "keys": ["office", "lead"], "product": "Heron", "revision": 7, "expires": future})
+        self.assertEqual(pickle.loads(pickle.dumps(result)).provenance, result.provenance)
+        self.assertTrue(self.tavik("replay", "run.json", "--trust", policy, "--format", "json")[0]["identical"])
+        with self.assertRaises(tavik.Error):
+            opened.check(GOOD, released(rules("Malformed"), "local-rules", 3), capture=self.folder / "malformed.json")
+        self.assertTrue(self.tavik("replay", "malformed.json", "--trust", policy, "--format", "json")[0]["identical"])
+
+        self.assertIn("revision 2 is older than revision 3", opened.prepare(local).rejection)
+        self.assertIn('role is "library"', opened.prepare(library).rejection)
+        for why, document in (("1 of 2", tavik.sign(LIBRARY, self.folder / "office.key", role="library", product="p", revision=9)),
+                              ("revision 6 is older", released(LIBRARY, "library", 6))):
+            with self.assertRaisesRegex(tavik.UntrustedError, why):
+                tavik.Kernel(document, platform=tavik.StationPlatform(trust=policy))
+        with self.assertRaisesRegex(tavik.DocumentError, 'trust policy ".*state.json": '):
+            tavik.StationPlatform(trust=self.folder / "state.json")
+        for arguments in ({"role": "library"}, {"role": "station", "product": "p", "revision": 1}):
+            with self.assertRaises(ValueError):
+                tavik.sign(LIBRARY, self.folder / "office.key", **arguments)
+        with self.assertRaises(OSError):
+            prepared.run(GOOD, capture=self.folder / "missing" / "run.json")
+
     def test_signed_documents(self):
         private, public = self.keys()
         other = self.folder / "other.pem"

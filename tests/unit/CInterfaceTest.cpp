@@ -122,6 +122,9 @@ class BothKernels {
     EXPECT_EQ(c::arrayOf(ruleRecords).size(), run.ruleRecords().size());
     done(tavik_outcome_station(outcome, station.out()));
     EXPECT_EQ(exact::text(valueOf(station)), exact::text(run.station));
+    OwnedValue provenance;
+    done(tavik_outcome_provenance(outcome, provenance.out()));
+    EXPECT_EQ(exact::text(valueOf(provenance)), exact::text(run.provenance->dictionary()));
   }
 
   void compareLists(const Dictionary& device, const tavik_value* deviceHandle) {

@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 #include <tavik/PropertyList.h>
 #include <tavik/StationPlatform.h>
+#include <tavik/tavik_platform.h>
 
 #include <filesystem>
 #include <fstream>
@@ -22,7 +23,13 @@ Data dataOf(std::string_view bytes) {
   return Data(std::span(reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size()));
 }
 
-/// A folder with two stations' worth of keys: "office" and "lead", and "other", which no policy names.
+std::string written(const Dictionary& document) {
+  std::string error;
+  const Data bytes = writePropertyList(document, PropertyListFormat::kXml, error).value();
+  return {bytes.bytes().begin(), bytes.bytes().end()};
+}
+
+/// A folder with the keys "office" and "lead", and "other", which no policy names.
 class TrustPolicyTest : public testing::Test {
  protected:
   TrustPolicyTest() {
@@ -222,6 +229,43 @@ TEST_F(TrustPolicyTest, Provenance) {
   EXPECT_EQ(validated.provenance.keys, (std::vector<std::string>{"rule office", "line lead"}));
   EXPECT_EQ(validated.provenance.statement, statement);
   EXPECT_EQ(validated.provenance.sha256.size(), 64U);
+}
+
+TEST_F(TrustPolicyTest, PlatformsInC) {
+  write("policy.json", R"({"keys": [{"name": "a", "file": "office.pem"}], "state": "state.json"})");
+  write("malformed.json", "{}");
+  write("library.signed", written(signedBy({"office"}, Statement{DocumentRole::kLibrary, "Heron", 1, std::nullopt})));
+  struct Case {
+    std::string policy;
+    std::int32_t remember, log;
+    tavik_status status;
+    std::string error;
+  };
+  for (const Case& each :
+       {Case{"policy.json", 0, TAVIK_LOG_NONE, TAVIK_OK, ""}, Case{"policy.json", 1, TAVIK_LOG_NONE, TAVIK_OK, ""},
+        Case{"policy.json", 2, TAVIK_LOG_NONE, TAVIK_BAD_ARGUMENT, ""},
+        Case{"policy.json", 1, 7, TAVIK_BAD_ARGUMENT, ""},
+        Case{"malformed.json", 1, TAVIK_LOG_NONE, TAVIK_REFUSED,
+             "trust policy \"malformed.json\": the policy has no \"keys\""}}) {
+    tavik_platform* platform = nullptr;
+    tavik_kernel* kernel = nullptr;
+    tavik_error* error = nullptr;
+    EXPECT_EQ(
+        tavik_station_platform_new_with_policy(path(each.policy).c_str(), each.remember, each.log, &platform, &error),
+        each.status);
+    EXPECT_EQ(platform != nullptr, each.status == TAVIK_OK);
+    EXPECT_EQ(withoutFolder(tavik_error_text(error)), each.error);
+    if (platform != nullptr) {
+      EXPECT_EQ(tavik_kernel_new(path("library.signed").c_str(), platform, &kernel, nullptr), TAVIK_OK);
+      EXPECT_EQ(std::filesystem::exists(path("state.json")), each.remember == 1);
+    }
+    tavik_error_release(&error);
+    tavik_kernel_release(&kernel);
+    tavik_platform_release(&platform);
+  }
+  tavik_platform* platform = nullptr;
+  EXPECT_EQ(tavik_station_platform_new_with_policy(nullptr, 0, 0, &platform, nullptr), TAVIK_NULL_ARGUMENT);
+  EXPECT_EQ(tavik_station_platform_new_with_policy("policy.json", 0, 0, nullptr, nullptr), TAVIK_NULL_ARGUMENT);
 }
 
 TEST_F(TrustPolicyTest, StatementsThatAreNotValid) {

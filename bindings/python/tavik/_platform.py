@@ -29,6 +29,8 @@ class Platform:
     def validate(self, signed: _tavik.Dictionary, public_key_path: str) -> collections.abc.Mapping[str, object]:
         """Returns the signed content, a dictionary; raises UntrustedError to reject the document.
 
+        A document is accepted in any role, and results do not say who signed it.
+
         >>> StationPlatform(public_key).validate(Dictionary({}), "")
         Traceback (most recent call last):
         tavik.UntrustedError: the document is not signed: ...
