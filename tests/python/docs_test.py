@@ -87,7 +87,7 @@ class DocumentationTest(FolderTest):
 
     def test_signatures_are_there_for_tools(self):
         for function, expected in (
-            (tavik.Kernel.check, "(self, attributes, rules, sources=None, station=None)"),
+            (tavik.Kernel.check, "(self, attributes, rules, sources=None, station=None, *, capture=None)"),
             (tavik.Kernel, "(library, public_key=None, *, platform=None)"),
             (tavik.Dictionary, "(entries)"),
             (tavik.evaluate, "(expression, attribute, value=None, references=None)"),
