@@ -69,6 +69,12 @@ Dictionary resultDictionary(const CheckOutcome& outcome) {
 Capture Capture::of(const CheckOutcome& outcome, Dictionary attributes, Dictionary sources, Dictionary station) {
   Capture capture;
   capture.time = Date::sinceEpoch(static_cast<double>(std::time(nullptr)));
+  capture.validated = capture.time;
+  for (const DocumentProvenance* document : {&outcome.provenance->library, &outcome.provenance->rules}) {
+    if (document->validated && document->validated->secondsSinceEpoch() < capture.validated.secondsSinceEpoch()) {
+      capture.validated = *document->validated;
+    }
+  }
   capture.attributes = std::move(attributes);
   capture.sources = std::move(sources);
   capture.station = std::move(station);
@@ -83,7 +89,7 @@ Capture Capture::of(const CheckOutcome& outcome, Dictionary attributes, Dictiona
 
 std::optional<std::string> Capture::write(std::string& error) const {
   const ErrorQueueScope errors;
-  Dictionary content{{"kernel", kernel}, {"time", time}, {"library", library}};
+  Dictionary content{{"kernel", kernel}, {"time", time}, {"validated", validated}, {"library", library}};
   if (rules) content.set("rules", *rules);
   content.set("attributes", attributes);
   content.set("sources", sources);
@@ -103,15 +109,17 @@ std::optional<Capture> Capture::read(std::string_view text, std::string& error) 
   if (!file || !checkKind(*file, Kind::kDictionary, "the file", error)) return std::nullopt;
   const Dictionary* content = checkedContent(*file->ifDictionary(), error);
   if (content == nullptr ||
-      !checkKeys(*content, {"kernel", "time", "library", "rules", "attributes", "sources", "station", "result"}, kOwner,
-                 error)) {
+      !checkKeys(*content,
+                 {"kernel", "time", "validated", "library", "rules", "attributes", "sources", "station", "result"},
+                 kOwner, error)) {
     return std::nullopt;
   }
   Capture capture;
   const Value* version = entry(*content, "kernel", Kind::kString, kOwner, error);
   const Value* date = version != nullptr ? entry(*content, "time", Kind::kDate, kOwner, error) : nullptr;
+  const Value* validated = date != nullptr ? entry(*content, "validated", Kind::kDate, kOwner, error) : nullptr;
   const Value* rules = nullptr;
-  if (date == nullptr || !optionalEntry(*content, "rules", Kind::kDictionary, kOwner, rules, error) ||
+  if (validated == nullptr || !optionalEntry(*content, "rules", Kind::kDictionary, kOwner, rules, error) ||
       !readDictionary(*content, "library", capture.library, error) ||
       !readDictionary(*content, "attributes", capture.attributes, error) ||
       !readDictionary(*content, "sources", capture.sources, error) ||
@@ -121,6 +129,7 @@ std::optional<Capture> Capture::read(std::string_view text, std::string& error) 
   }
   capture.kernel = *version->ifString();
   capture.time = *date->ifDate();
+  capture.validated = *validated->ifDate();
   if (rules != nullptr) capture.rules = *rules->ifDictionary();
   return capture;
 }

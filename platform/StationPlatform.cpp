@@ -86,7 +86,8 @@ std::optional<SignedContent> verified(const Envelope& envelope, const TrustPolic
 }
 
 /// Why a statement is not acceptable for a role, a policy and a time; empty if it is.
-std::string whyUnfit(const Statement& statement, std::optional<DocumentRole> role, const TrustPolicy& policy) {
+std::string whyUnfit(const Statement& statement, std::optional<DocumentRole> role, const TrustPolicy& policy,
+                     Date now) {
   if (role && statement.role != *role) {
     return "role is \"" + std::string(wordOf(statement.role)) + "\", expected \"" + std::string(wordOf(*role)) + "\"";
   }
@@ -94,7 +95,6 @@ std::string whyUnfit(const Statement& statement, std::optional<DocumentRole> rol
     return "product is " + quotedText(statement.product) + ", expected " + quotedText(*policy.product);
   }
   if (!statement.expires) return "";
-  const Date now = policy.time ? *policy.time : Date::sinceEpoch(static_cast<double>(std::time(nullptr)));
   if (now.secondsSinceEpoch() < statement.expires->secondsSinceEpoch()) return "";
   return "expired on " + dateText(*statement.expires) + "; " +
          (policy.time ? "the document was used on " : "the system clock says ") + dateText(now);
@@ -103,13 +103,14 @@ std::string whyUnfit(const Statement& statement, std::optional<DocumentRole> rol
 /// Whether a document that is validly signed is acceptable.
 bool isFit(DocumentProvenance& provenance, std::optional<DocumentRole> role, const TrustPolicy& policy,
            Refusal& refusal) {
+  provenance.validated = policy.time ? *policy.time : Date::sinceEpoch(static_cast<double>(std::time(nullptr)));
   if (!provenance.statement) {
     if (policy.requireStatement) {
       refusal.why = "the policy requires a statement; sign the document with a role, a product and a revision";
     }
     return !policy.requireStatement;
   }
-  refusal.why = whyUnfit(*provenance.statement, role, policy);
+  refusal.why = whyUnfit(*provenance.statement, role, policy, *provenance.validated);
   if (!refusal.why.empty()) return false;
   return !policy.state ||
          TrustState(*policy.state).accepts(*provenance.statement, policy.remember, refusal, provenance.warning);

@@ -63,8 +63,9 @@ bool readText(const Dictionary& content, std::string_view key, std::optional<std
   if (!optionalEntry(content, key, Kind::kString, kOwner, value, error)) return false;
   if (value == nullptr) return true;
   text = *value->ifString();
-  if (text->empty()) error = quoted(key) + " is empty";
-  return !text->empty();
+  const bool hasNul = text->find('\0') != std::string::npos;
+  if (hasNul || text->empty()) error = quoted(key) + (hasNul ? " contains a NUL character" : " is empty");
+  return !hasNul && !text->empty();
 }
 
 bool readContent(const Dictionary& content, TrustPolicy& policy, std::string& error) {

@@ -1,8 +1,9 @@
 /// @file
 /// Captured check runs: one JSON file with everything that determined a result, and the result.
 ///
-///     {"capture": {"kernel": "3.19", "time": {"$date": "..."}, "library": {...}, "rules": {...}, "attributes": {...},
-///                  "sources": {...}, "station": {...}, "result": {...}},
+///     {"capture": {"kernel": "3.19", "time": {"$date": "..."}, "validated": {"$date": "..."}, "library": {...},
+///     "rules": {...},
+///                  "attributes": {...}, "sources": {...}, "station": {...}, "result": {...}},
 ///      "sha256": "..."}
 ///
 /// "library" and "rules" are the documents as the kernel received them; "rules" is missing if there were none.
@@ -24,8 +25,9 @@
 namespace tavik {
 
 struct TAVIK_EXPORT Capture {
-  std::string kernel;  ///< the version of the kernel
-  Date time = Date::sinceEpoch(0);
+  std::string kernel;                    ///< the version of the kernel
+  Date time = Date::sinceEpoch(0);       ///< of the run
+  Date validated = Date::sinceEpoch(0);  ///< when the documents were accepted, by which their expiry was judged
   Dictionary library;
   std::optional<Dictionary> rules;
   Dictionary attributes;

@@ -40,6 +40,8 @@ struct TAVIK_EXPORT DocumentProvenance {
   /// hexadecimal SHA-256 of each key's DER SubjectPublicKeyInfo. Empty if no signature was verified.
   std::vector<std::string> keys;
   std::optional<Statement> statement;  ///< if the document was signed as a statement
+  /// When the platform accepted the document; absent if it does not say.
+  std::optional<Date> validated;
   /// A problem that did not prevent validation, such as a clock that is wrong; empty if there is none.
   std::string warning;
 

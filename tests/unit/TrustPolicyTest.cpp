@@ -2,8 +2,10 @@
 
 #include <gmock/gmock.h>
 #include <sys/stat.h>
+#include <tavik/Capture.h>
 #include <tavik/PropertyList.h>
 #include <tavik/StationPlatform.h>
+#include <tavik/ZRTTavikKernel.h>
 #include <tavik/tavik_platform.h>
 
 #include <filesystem>
@@ -128,6 +130,7 @@ TEST_F(TrustPolicyTest, PolicyFiles) {
       {R"({"keys": [)" + key + R"(], "requireStatement": true})", "unknown key \"requireStatement\""},
       {R"({"keys": [)" + key + R"(], "require_statement": 1})", "a number, not a boolean"},
       {R"({"keys": [)" + key + R"(], "state": 1})", "a number, not a string"},
+      {R"({"keys": [)" + key + R"(], "state": "s\u0000t"})", "\"state\" contains a NUL character"},
   };
   for (const auto& [text, expected] : cases) {
     SCOPED_TRACE(text);
@@ -377,15 +380,28 @@ TEST_F(TrustPolicyTest, StateFilesThatAreRejected) {
   EXPECT_THAT(refusal(keeping, document), testing::HasSubstr("is a symbolic link"));
 }
 
-TEST_F(TrustPolicyTest, AClockThatIsBehindIsReported) {
-  write("state.json", R"({"accepted": [
-    {"role": "library", "product": "Heron", "revision": 5, "date": {"$date": "9000-01-01T00:00:00Z"}}]})");
-  TrustPolicy keeping = policy(1);
-  keeping.state = path("state.json");
-  const Dictionary document = signedBy({"office"}, Statement{DocumentRole::kLibrary, "Heron", 6, std::nullopt});
-  EXPECT_THAT(StationPlatform(keeping, StationPlatform::Log::kNone).validate(document, "", {}).provenance.warning,
-              testing::MatchesRegex("the system clock says 2.*Z, but this station accepted revision 5 of \"Heron\" on "
-                                    "9000-01-01T00:00:00Z; set the clock"));
+TEST_F(TrustPolicyTest, ACaptureKeepsWhenDocumentsWereAccepted) {
+  TrustPolicy policy = this->policy(1);
+  policy.time = Date::sinceEpoch(kPast.secondsSinceEpoch() - 1);  // a kernel may outlive the date of its library
+  const Dictionary library = signedBy({"office"}, Statement{DocumentRole::kLibrary, "Heron", 1, kPast});
+  const Dictionary rules = signedBy({"lead"}, Statement{DocumentRole::kLocalRules, "Heron", 2, std::nullopt});
+  Reason why;
+  const auto kernel =
+      ZRTTavikKernel::init(library, std::make_shared<StationPlatform>(policy, StationPlatform::Log::kNone), why);
+  ASSERT_TRUE(kernel) << why.text();
+  const Dictionary device{{"ModelNumber", "MD1"}, {"Raw", Data{0, 1}}, {"Count", Value(2.0)}};
+  const CheckOutcome outcome = kernel->prepare(&rules)->run(device);
+  std::string error;
+  const std::optional<std::string> text = Capture::of(outcome, device, {}).write(error);
+  const std::optional<Capture> capture = Capture::read(text.value(), error);
+  ASSERT_TRUE(capture) << error;
+  EXPECT_EQ(capture->validated, *policy.time);
+  EXPECT_GT(capture->time.secondsSinceEpoch(), kPast.secondsSinceEpoch());
+  EXPECT_EQ(capture->attributes, device);
+  EXPECT_EQ(capture->library, library);
+  EXPECT_EQ(capture->rules, rules);
+  EXPECT_EQ(capture->result, resultDictionary(outcome));
+  EXPECT_EQ(outcome.provenance->rules.keys, std::vector<std::string>{"line lead"});
 }
 
 TEST_F(TrustPolicyTest, SeveralThreadsNeverLowerTheState) {

@@ -30,8 +30,8 @@ namespace {
 constexpr const char* kFooter =
     R"(CAPTURE is a file that "tavik check --capture" wrote. The run is repeated with the documents, attributes and sources
 in it; the signatures are verified again with the keys or the trust policy given here. The recorded result is only
-compared. Documents that had not expired at the time of the captured run are accepted, and the state file of a trust
-policy is not used.
+compared. Expiry is judged at the time at which the documents were accepted for the captured run, and the state file
+of a trust policy is not used.
 
 With --library or --rules, the run uses that document instead: the output shows the same device under other rules. The
 digests of replaced documents are not compared.
@@ -148,7 +148,7 @@ Capture readCapture(Inputs& inputs, const std::string& path) {
 /// The result of the captured run, or of one with other documents.
 CheckOutcome repeat(const Capture& capture, const ReplayOptions& options, Inputs& inputs) {
   PlatformOptions platformOptions = options.platform;
-  platformOptions.time = capture.time;
+  platformOptions.time = capture.validated;
   const auto platform = std::make_shared<const HostPlatform>(platformOptions);
   warnAboutTrust("replay", options.platform);
   const std::string name = nameOf("", options.capture);

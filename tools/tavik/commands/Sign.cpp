@@ -29,8 +29,9 @@ constexpr const char* kFooter =
 completely or not at all; it cannot be the input file.
 
 With --role, --product and --revision, the document is signed as a statement: stations accept it only in that role and
-before it expires, and a trust policy can require the product and reject older revisions. DATE is
-2027-01-31T00:00:00Z, or 2027-01-31 for the beginning of that day in UTC.
+before it expires, and a trust policy can require the product and reject older revisions. The document in a statement
+is an XML property list, without comments. DATE is 2027-01-31T00:00:00Z, or 2027-01-31 for the beginning of that day in
+UTC.
 
 With --add, IN is a signed document, which gets one more signature.
 

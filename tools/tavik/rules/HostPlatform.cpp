@@ -94,7 +94,8 @@ ValidatedDocument HostPlatform::validate(const Dictionary& signedDictionary, con
     const bool isFixedKey = !options_.publicKey && !options_.trust;
     throw Unusable(*validated.errorDescription + (isFixedKey ? "; use --public-key to select another key file" : ""));
   }
-  if (const std::string& warning = validated.provenance.warning; !warning.empty()) {
+  static std::atomic<bool> warned = false;  // one warning is enough for both documents
+  if (const std::string& warning = validated.provenance.warning; !warning.empty() && !warned.exchange(true)) {
     printToStandardError("", warning);
     log(warning);
   }

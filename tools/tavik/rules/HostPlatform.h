@@ -20,7 +20,7 @@ struct PlatformOptions {
   std::optional<std::string> log = {};    ///< absent: no log
   std::optional<std::string> trust = {};  ///< a trust policy, in place of a key file
   bool checksDevices = false;             ///< whether accepted revisions are remembered
-  std::optional<Date> time = {};  ///< of a run that is repeated: expiry is judged at that time, revisions are not
+  std::optional<Date> time = {};          ///< of a run that is repeated: judges expiry at that time, and no revisions
 };
 
 /// The platform of the command: verifies signatures like a station, or not at all with --unsigned; writes the log to a
