@@ -100,10 +100,8 @@ ExitStatus runCheckCommand(const CheckOptions& options) {
   const std::unique_ptr<ZRTTavikKernel> kernel = openKernel(nameOf("--library", options.library), library, platform);
 
   const std::unique_ptr<const PreparedRules> prepared = kernel->prepare(&rules);
-  DeviceResult result{.id = nameOfDevice(attributes),
-                      .outcome = runCheck(*prepared, attributes, sources),
-                      .attributes = attributes,
-                      .sources = sources};
+  DeviceResult result{{{.id = nameOfDevice(attributes), .attributes = attributes, .sources = sources},
+                       runCheck(*prepared, attributes, sources)}};
   const RuleOrigins origins(kernel->library(), prepared->localRules());
   if (!result.outcome.reason)
     result.notes = std::make_shared<const RuleNotes>(notesAfterCheck(attributes, sources, origins));

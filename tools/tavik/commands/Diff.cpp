@@ -146,7 +146,7 @@ class DiffRun {
     LineReader input(name, inputs_.open("--batch", path), stop);
     for (std::vector<Line> lines = input.next(); !lines.empty(); lines = input.next()) {
       for (const Line& line : lines) {
-        const DeviceResult device = readDevice(line);
+        const DeviceLine device = readDevice(line);
         if (!device.inputError.empty()) throw Unusable(name + ": " + device.inputError);
         devices.check(device.id, device.attributes, device.sources);
       }

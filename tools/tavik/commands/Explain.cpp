@@ -69,7 +69,7 @@ Device deviceInBatch(Inputs& inputs, const std::string& path, const std::string&
   LineReader input(name, inputs.open("--batch", path), stop);
   for (std::vector<Line> lines = input.next(); !lines.empty(); lines = input.next()) {
     for (const Line& line : lines) {
-      const DeviceResult result = readDevice(line);
+      const DeviceLine result = readDevice(line);
       if (lineOf(&result.id) != id) continue;
       if (!result.inputError.empty()) throw Unusable(name + ": " + result.inputError);
       return {fmt::format("{}, id {}", name, id), result.attributes, result.sources};
