@@ -8,15 +8,12 @@
 #include <string_view>
 
 #include "support/Cases.h"
+#include "support/TestSupport.h"
 
 namespace tavik {
 namespace {
 
 using testing::IsEmpty;
-
-std::span<const std::uint8_t> bytesOf(std::string_view text) {
-  return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
-}
 
 Value read(std::string_view document, ValueLocations& locations) {
   std::string error;

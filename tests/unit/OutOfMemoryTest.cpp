@@ -229,10 +229,6 @@ TEST(OutOfMemoryTest, ContainersChangeWhollyOrNotAtAll) {
   }
 }
 
-Data dataOf(std::string_view bytes) {
-  return Data(std::span(reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size()));
-}
-
 template <class Result>
 Value orReason(const std::optional<Result>& result, const std::string& reason) {
   return result ? Value(*result) : Value(reason);
@@ -260,7 +256,7 @@ Value writingJson(const Value& value) {
   return orReason(writeJson(value, error, JsonLayout::kIndented), error);
 }
 
-std::string bytesOf(const Value& data) { return {data.ifData()->bytes().begin(), data.ifData()->bytes().end()}; }
+std::string textOf(const Value& data) { return {data.ifData()->bytes().begin(), data.ifData()->bytes().end()}; }
 
 // A value of every kind, with a dictionary large enough for an index, and text that needs escapes and two-byte units.
 Value everyKind() {
@@ -278,8 +274,8 @@ Value everyKind() {
 
 TEST(OutOfMemoryTest, ValuesAndDocuments) {
   const Value value = everyKind();
-  const std::string xml = bytesOf(writing(value, PropertyListFormat::kXml));
-  const std::string binary = bytesOf(writing(value, PropertyListFormat::kBinary));
+  const std::string xml = textOf(writing(value, PropertyListFormat::kXml));
+  const std::string binary = textOf(writing(value, PropertyListFormat::kBinary));
   const std::string oldStyle = description(&value);
   const std::string json(*writingJson(value).ifString());
   const Value equal = reading(binary);
