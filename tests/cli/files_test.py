@@ -133,12 +133,6 @@ class InputsTest(CommandTest):
                 self.file("in", data)
                 self.refuses(UNUSABLE, message, "convert", "--to", "binary", "in", "-o", "out")
 
-    def test_standard_input_is_read_once(self):
-        self.refuses(UNUSABLE, '--rules standard input: only one argument can be "-"', "check", "--unsigned", "--library", "-",
-                     "--rules", "-", "--attributes", "-", stdin=b"{}")
-        self.refuses(UNUSABLE, '--value standard input: only one argument can be "-"', "eval", "equal", "--attribute", "@-",
-                     "--value", "@-", stdin=b"1")
-
 
 class OutputsTest(CommandTest):
     def setUp(self):

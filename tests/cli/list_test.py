@@ -3,7 +3,7 @@
 import json
 import unittest
 
-from support import NO_VERDICT, PASSED, UNUSABLE, CommandTest
+from support import NO_VERDICT, PASSED, CommandTest
 
 LIBRARY = {
     "version": "L1",
@@ -73,12 +73,6 @@ class ListTest(CommandTest):
         self.file("library", json.dumps(LIBRARY))
         self.refuses(NO_VERDICT, "--library library: ", "list", "sfc", *trust, "--library", "library", "--rules", "rules",
                      "--attributes", "device")
-
-    def test_what_cannot_be_read_or_understood(self):
-        arguments = ("--unsigned", "--library", "library", "--rules", "rules", "--attributes")
-        self.refuses(UNUSABLE, "--attributes missing: No such file", "list", "sfc", *arguments, "missing")
-        self.refuses(UNUSABLE, "KIND: imei not in {sfc,gui,sim,domain,polling}", "list", "imei", *arguments, "device")
-        self.refuses(UNUSABLE, "KIND is required", "list", *arguments, "device")
 
 
 if __name__ == "__main__":
