@@ -106,20 +106,16 @@ std::string binary(const std::vector<std::string>& objects, const Layout& layout
          bigEndian(tableOffset, 8);
 }
 
-// Bytes in hexadecimal, with blanks between them.
-std::string fromHex(std::string_view hex) {
-  std::string bytes;
-  for (; hex.size() > 1; hex.remove_prefix(std::min<std::size_t>(hex.size(), 3))) {
-    bytes += static_cast<char>(std::stoi(std::string(hex.substr(0, 2)), nullptr, 16));
-  }
-  return bytes;
+std::string textFromHex(std::string_view hex) {
+  const std::vector<std::uint8_t> bytes = fromHex(hex);
+  return {bytes.begin(), bytes.end()};
 }
 
 // The document of a case: objects and, if need be, sizes and the top object; "bytes" are put in place of others.
 std::string binary(const Case& c) {
   std::vector<std::string> objects;
   if (const Array* listed = c.entries.findArray("objects")) {
-    for (const Value& object : *listed) objects.push_back(fromHex(*object.ifString()));
+    for (const Value& object : *listed) objects.push_back(textFromHex(*object.ifString()));
   } else {
     objects = {"\xA1\x01", "\x09"};  // at 8 and 10, the table at 11, the trailer at 15
   }
@@ -128,7 +124,7 @@ std::string binary(const Case& c) {
     layout = {integerValue(&sizes->at(0)), integerValue(&sizes->at(1)),
               static_cast<std::uint64_t>(integerValue(&sizes->at(2)))};
   }
-  const std::string bytes = fromHex(c["bytes"]);
+  const std::string bytes = textFromHex(c["bytes"]);
   return binary(objects, layout)
       .replace(static_cast<std::size_t>(integerValue(c.entries.find("at"))), bytes.size(), bytes);
 }
