@@ -59,8 +59,7 @@ def long_result(size):
 class BatchTest(CommandTest):
     def setUp(self):
         super().setUp()
-        self.file("library", json.dumps(LIBRARY))
-        self.file("rules", json.dumps(RULES))
+        self.documents(LIBRARY, RULES)
         self.command = [TAVIK, "batch", "--unsigned", *DOCUMENTS]
 
     def batch(self, stdin, *options):
@@ -251,9 +250,7 @@ $''')
                          [*((f"P{i:03}", 1) for i in range(100)), ("(others)", 50)])
 
     def test_documents_are_refused_before_the_first_line(self):
-        self.passes("keygen", "--private", "key", "--public", "pub")
-        for name in ("library", "rules"):
-            self.passes("sign", "--key", "key", name, "-o", f"{name}.signed")
+        self.signed("library", "rules")
         self.file("empty", "{}")
         self.file("unversioned", '{"Model": {}}')
         malformed = {"generic": {"GenericRules": 5}, "generic entry": {"GenericRules": {"Model": "x"}},

@@ -10,15 +10,14 @@ import random
 import re
 import unittest
 
-from support import FAILED, NO_VERDICT, PASSED, UNUSABLE, CommandTest
+from support import FAILED, NO_VERDICT, PASSED, UNUSABLE, CommandTest, cases
 
 PROJECT = pathlib.Path(__file__).resolve().parents[2]
 STATION = PROJECT / "examples/station"
 LIBRARY, LOCAL_RULES = STATION / "rule-library.plist", STATION / "local-rules.plist"
 PAGE = (PROJECT / "docs/lint.md").read_text(encoding="utf-8")
 SEVERITY = dict(re.findall(r"^\| \[([a-z-]+)\]\(#\1\) \| (\w+) \|", PAGE, re.MULTILINE))
-CASES = json.loads(pathlib.Path(__file__).with_name("cases").joinpath("lint.json").read_text(encoding="utf-8"))
-MPN, SET = "MPNRules", "RuleSets"
+CASES = cases("lint")
 
 
 def change(document, path, value):
@@ -143,7 +142,7 @@ class LintTest(CommandTest):
     def test_sarif(self):
         self.file("a folder", "")
         self.write(("library", "Modem firmware", "predicate", "x"), ("rules", "GenericRules", "Modem é", {}),
-                   ("rules", SET, "SpareRuleSet", {}))
+                   ("rules", "RuleSets", "SpareRuleSet", {}))
         (self.folder / "rules").rename(self.folder / "local rules")
         run = self.lint("--format", "sarif", rules=("local rules",))
         log = json.loads(run.out)
@@ -171,10 +170,8 @@ class LintTest(CommandTest):
 
     def test_signed_documents(self):
         self.write(("rules", "GenericRules", "Modem", {}))
-        self.passes("keygen", "--private", "key", "--public", "pub")
         self.passes("keygen", "--private", "other-key", "--public", "other")
-        for name in ("library", "rules"):
-            self.passes("sign", "--key", "key", name, "-o", name + ".signed")
+        self.signed("library", "rules")
         run = self.lint("--format", "gcc", library="library.signed", rules=("rules.signed",), trust=("--public-key", "pub"))
         self.assertRegex(run.out, r"\nrules.signed: error: GenericRules.Modem: The library defines no rule")
         self.assertEqual((run.status, run.err), (FAILED, ""))
@@ -187,73 +184,6 @@ class LintTest(CommandTest):
         self.refuses(NO_VERDICT, "the document is empty", "lint", "--unsigned", "--library", "empty")
         self.file("list", "( a )")
         self.refuses(UNUSABLE, "is not a dictionary", "lint", "--unsigned", "--library", "library", "--rules", "list")
-
-    def replaced(self, local):
-        """For the values of the local entries: which are dropped, by the order in which a device comes to its rules. A library's
-        value is absent."""
-        dropped, without = set(), set()
-        special = {"GenericRules": 0, SET: 1, MPN: 2}
-
-        def rank(path):
-            return 3 if "RegionRules" in path else special[path.split(".")[0]]
-
-        def add(table, path, layer):
-            for name, entry in layer.items():
-                for _, loser in [table.get(name, (None, None))][:name in table]:
-                    losers.setdefault(name, []).append(loser)
-                table[name] = (entry, f"{path}.{name}")
-
-        for number, part in local[MPN].items():
-            for region in part.get("RegionRules", {None: {}}):
-                table, losers = {}, {}
-                for key, entry in part.items():
-                    if key == "RegionRules":
-                        add(table, f"{MPN}.{number}.RegionRules.{region}", part[key][region])
-                    else:
-                        add(table, f"{MPN}.{number}", {key: entry})
-                add(table, "GenericRules", local["GenericRules"])
-                for name in [name for name in table if name.endswith("RuleSet")]:
-                    del table[name]
-                    add(table, f"{SET}.{name}", local[SET][name])
-                for name, (entry, path) in table.items():
-                    if "value" not in entry:
-                        without.add(path)
-                    for loser in losers.get(name, []):
-                        value = self.at(local, loser)
-                        keeps = "value" in entry and (entry["value"] == value.get("value") or rank(path) > rank(loser))
-                        if "value" in value and not keeps:
-                            dropped.add(loser + ".value")
-        return dropped, without
-
-    @staticmethod
-    def at(document, path):
-        for key in path.split("."):
-            document = document[key]
-        return document
-
-    def test_layers_come_together_as_for_a_device(self):
-        dice = random.Random(20261121)
-        names = ["a", "b", "c", "d"]
-        self.file("library", json.dumps({"version": 1, **{name: {"attribute": name, "predicate": "equal"} for name in names}}))
-
-        def layer(*more):
-            entries = dice.sample(names, dice.randrange(4)) + dice.sample(more, dice.randrange(len(more) + 1))
-            dice.shuffle(entries)
-            return {name: {"value": dice.randrange(3)} if dice.random() < 0.6 and name in names else {} for name in entries}
-
-        for _ in range(150):
-            sets = ["ARuleSet", "BRuleSet", "CRuleSet"]
-            local = {"version": 1, MPN: {}, "GenericRules": layer(*sets[:2]), SET: {name: layer() for name in sets}}
-            for number in ("M1", "M2"):
-                part = list(layer(*sets).items()) + [("RegionRules", {region: layer(sets[2]) for region in ("R1", "R2")})] * dice.randrange(2)
-                dice.shuffle(part)
-                local[MPN][number] = dict(part)
-            with self.subTest(local):
-                self.file("rules", json.dumps(local))
-                findings = self.findings()
-                dropped, without = self.replaced(local)
-                self.assertEqual({f["path"] for f in findings if f["name"] == "compares-with-nothing"}, without)
-                self.assertEqual({f["path"] for f in findings if f["name"] == "dropped-value"}, dropped)
 
     def test_more_findings_than_anybody_reads(self):
         self.documents["library"].update({str(number): {"attribute": "A", "predicate": "isUppercase"} for number in range(100_010)})

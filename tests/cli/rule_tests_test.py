@@ -6,11 +6,11 @@ import subprocess
 import unittest
 
 import jsonschema
-from support import FAILED, NO_VERDICT, PASSED, UNUSABLE, CommandTest
+from support import FAILED, NO_VERDICT, PASSED, UNUSABLE, CommandTest, cases
 
 PROJECT = pathlib.Path(__file__).resolve().parents[2]
 EXAMPLE = PROJECT / "examples/station/rule-tests.json"
-CASES = json.loads(pathlib.Path(__file__).with_name("cases").joinpath("rule-tests.json").read_text(encoding="utf-8"))
+CASES = cases("rule-tests")
 SCHEMA = json.loads((PROJECT / "docs/rule-tests.schema.json").read_text(encoding="utf-8"))
 
 LIBRARY = {

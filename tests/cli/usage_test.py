@@ -1,11 +1,9 @@
 """The command line itself: help, version, and arguments that cannot be understood."""
 
-import json
-import pathlib
 import shlex
 import unittest
 
-from support import UNUSABLE, CommandTest
+from support import UNUSABLE, CommandTest, cases
 
 COMMANDS = ("batch", "check", "convert", "decode", "describe", "diff", "eval", "explain",
             "keygen", "list", "sign", "test", "verify")
@@ -61,7 +59,7 @@ class UsageTest(CommandTest):
     def test_what_cannot_be_understood_or_read_is_refused(self):
         for name, text in (("library", '{"version": 1}'), ("rules", '{"version": 1}'), ("device", "{}"), ("array", "[1]")):
             self.file(name, text)
-        for case in json.loads(pathlib.Path(__file__).with_name("cases").joinpath("refusals.json").read_text(encoding="utf-8")):
+        for case in cases("refusals"):
             with self.subTest(case):
                 self.refuses(UNUSABLE, case["message"], *shlex.split(case["command"]), stdin=b'{"version": 1}')
 
