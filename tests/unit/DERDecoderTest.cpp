@@ -1,6 +1,5 @@
 // The DER decoder: headers, lengths, sequences, and queries that agree on every damaged document.
 
-#include <gtest/gtest.h>
 #include <sys/resource.h>
 #include <tavik/DERDecoder.h>
 
@@ -12,10 +11,7 @@
 #include <map>
 #include <memory>
 #include <span>
-#include <string>
-#include <string_view>
 #include <tuple>
-#include <vector>
 
 #include "DERExamination.h"
 #include "support/Cases.h"

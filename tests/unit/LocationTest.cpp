@@ -1,11 +1,6 @@
 // Locations of values: one per value in document order, in each text encoding, whatever surrounds the values.
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <tavik/Json.h>
-
-#include <string>
-#include <string_view>
 
 #include "support/Cases.h"
 #include "support/TestSupport.h"

@@ -9,8 +9,6 @@
 #include <tavik/tavik_platform.h>
 
 #include <cstdlib>
-#include <filesystem>
-#include <fstream>
 #include <functional>
 #include <new>
 

@@ -1,7 +1,6 @@
 // The signature check: what holds, what does not, and what a refusal says. OpenSSL is the independent other side: it
 // makes the signatures that the library must accept, and keys and signatures that it must not accept.
 
-#include <gmock/gmock.h>
 #include <openssl/bio.h>
 #include <openssl/err.h>
 #include <openssl/evp.h>
@@ -9,12 +8,6 @@
 #include <openssl/rsa.h>
 #include <sys/stat.h>
 #include <tavik/StationPlatform.h>
-
-#include <filesystem>
-#include <fstream>
-#include <memory>
-#include <string>
-#include <vector>
 
 #include "support/Cases.h"
 #include "support/TestSupport.h"

@@ -1,7 +1,6 @@
 // Property lists: what the three readers take and refuse, and where they say so; what the two writers make of values.
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <tavik/Json.h>
 #include <tavik/PropertyList.h>
@@ -11,12 +10,8 @@
 #include <bit>
 #include <cmath>
 #include <filesystem>
-#include <fstream>
 #include <limits>
 #include <memory>
-#include <string>
-#include <string_view>
-#include <vector>
 
 #include "support/Cases.h"
 
