@@ -139,19 +139,8 @@ TEST(DescriptionsTest, ValueInList) {
 
 TEST(DescriptionsTest, NandSize) {
   const Value table(Dictionary{{"BCD", Value(64)}, {"ABC", "16"}});
-  struct Case {
-    const char* device;
-    const char* expected;
-  };
-  const Case cases[] = {
-      {"{ SerialNumber = C8PK1234ABCD; TotalDiskCapacity = 63500000000; }", "CCC=BCD; NAND size=64 | 64"},
-      {"{ SerialNumber = XABC; TotalDiskCapacity = none; }", "CCC=ABC; NAND size=0 | 16"},
-      {"{ SerialNumber = ABC; }", "CCC=ABC; NAND size=0 | 16"},
-      {"{ SerialNumber = C8PK1234abcd; }", "unknowned CCC code bcd | a known CCC code"},
-      {"{ TotalDiskCapacity = 64000000000; }", "unknowned CCC code (null) | a known CCC code"},
-  };
-  for (const Case& c : cases) {
-    EXPECT_EQ(pairOf(ZRTTavikKernel::nandSizeCheckDescription(parsedDictionary(c.device), &table)), c.expected);
+  for (const Case& c : casesIn("nand-descriptions.json")) {
+    EXPECT_EQ(pairOf(ZRTTavikKernel::nandSizeCheckDescription(parsedDictionary(c["device"]), &table)), c["pair"]);
   }
   const Dictionary device{{"SerialNumber", "XBCD"}};
   const Dictionary pair = ZRTTavikKernel::nandSizeCheckDescription(device, &table);
