@@ -10,7 +10,7 @@ import subprocess
 import termios
 import unittest
 
-from support import FAILED, FAULT, NO_VERDICT, PASSED, TAVIK, CommandTest, shown_on
+from support import FAILED, FAULT, NO_VERDICT, PASSED, TAVIK, CommandTest, cases, shown_on
 
 LIBRARY = {
     "version": "L1",
@@ -25,13 +25,9 @@ LIBRARY = {
                      "references": [{"attribute": "ModelNumber"}]},
 }
 DEVICE = {"ModelNumber": "MD123", "RegionInfo": "LL/A"}
-VERSIONS = (
-    '{"rule": "TavikKernel lib version", "result": true, "actual": "3.1900", "expected": "current library"}, '
-    '{"rule": "TavikRules version", "result": true, "actual": "L1", "expected": "current rules"}, '
-    '{"rule": "device Rules version", "result": true, "actual": "7", "expected": "current rules"}'
-)
-MODEL = '{"rule": "Model", "result": true, "actual": "MD123", "expected": "has prefix MD"}'
-DEVICE_RULES = ('{"rule": "Device Rules", "result": false, "actual": "no rules specified", "expected": "valid rule lists"}')
+VERSIONS = [{"rule": rule, "result": True, "actual": actual, "expected": expected} for rule, actual, expected in (
+    ("TavikKernel lib version", "3.1900", "current library"), ("TavikRules version", "L1", "current rules"),
+    ("device Rules version", "7", "current rules"))]
 UNSIGNED = "tavik: check: --unsigned: rule documents are used as they are; signatures are not verified\n"
 
 
@@ -57,38 +53,13 @@ class CheckTest(CommandTest):
         self.assertEqual((run.out, run.err, run.status), (out, err, status))
 
     def test_json(self):
-        passed, failed = ', "verdict": "passed", "reason": null', ', "verdict": "failed", "reason": null'
-
-        def none(kind, description, rule="null"):
-            return (f', "verdict": "none", "reason": {{"kind": "{kind}", "rule": {rule}, "description": "{description}"}}')
-
-        def error(code, description):
-            return f'{{"domain": "ZRT Tavik Error Domain", "code": {code}, "description": "{description}"}}'
-
-        unknown = "unknown MPN:MD123"
-        malformed = "invalid logical operator:a XOR b"
-        cases = (  # why, status, records but those of versions, the rest, standard error, and what is checked
-            ("passed", PASSED, MODEL, f'"error": null{passed}', "", ("Model",), {}),
-            ("failed", FAILED, f'{MODEL}, {{"rule": "Region", "result": false, "actual": "XX", "expected": "one of LL/A,ZP/A"}}',
-             f'"error": null{failed}', "", ("Model", "Region"), {"device": {"RegionInfo": "XX"}}),
-            ("hidden", PASSED, '{"rule": "Hidden", "result": true, "actual": "MD123", "expected": "has prefix MD", "hideResult": ""}',
-             f'"error": null{passed}', "", ("Hidden",), {}),
-            ("the texts of a device without rules", FAILED, DEVICE_RULES, f'"error": null{failed}', "", ("Device Rules",),
-             {"device": {"ModelNumber": "no rules specified"}}),
-            ("no rules", NO_VERDICT, DEVICE_RULES, '"error": null' + none("no rules", "the local rules have no rules for this device"),
-             "tavik: check: --rules rules: the local rules have no rules for this device\n", (), {}),
-            ("not assembled", NO_VERDICT, '{"rule": "failed to build device specific rule list", "result": false, '
-             f'"actual": "{unknown}", "expected": "valid rule lists"}}', f'"error": {error(-100003, unknown)}{none("not assembled", unknown)}',
-             f"tavik: check: --rules rules: {unknown}\n", (), {"local": {"version": 7, "MPNRules": {}}}),
-            ("malformed expression", NO_VERDICT, None,
-             f'"error": {error(-100006, malformed)}{none("malformed expression", malformed, rule=chr(34) + "Malformed" + chr(34))}',
-             f'tavik: check: rule "Malformed": {malformed}\n', ("Malformed",), {}),
-        )
-        for why, status, records, rest, err, rules, inputs in cases:
-            with self.subTest(why):
-                listed = "null" if records is None else f"[{VERSIONS}, {records}]"
-                self.expect(self.check(*rules, options=("--format", "json"), **inputs), status,
-                            f'{{"records": {listed}, "station": {{}}, {rest}, "signatures": "not verified"}}\n', err)
+        for case in cases("check-json"):
+            with self.subTest(case["why"]):
+                run = self.check(*case.get("rules", ()), device=case.get("device"), local=case.get("local"), options=("--format", "json"))
+                outcome = {"records": VERSIONS + case["records"] if "records" in case else None, "station": {}, "error": case.get("error"),
+                           "verdict": case.get("verdict", "none"), "reason": case.get("reason"), "signatures": "not verified"}
+                said = f"tavik: check: {case['stderr']}\n" if "stderr" in case else ""
+                self.expect(run, case["status"], json.dumps(outcome) + "\n", said)
 
     def test_a_fault_names_its_rule(self):
         run = self.check("Send", "Faulty", options=("--format", "json"))
