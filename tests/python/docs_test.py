@@ -85,6 +85,9 @@ class DocumentationTest(FolderTest):
             logger.handlers[:] = handlers
             logger.setLevel(level)
 
+    def test_constructors_have_signatures(self):
+        self.assertEqual(str(inspect.signature(tavik.Kernel)), "(library, public_key=None, *, platform=None)")
+        self.assertEqual(str(inspect.signature(tavik.Dictionary)), "(entries)")
 
 
 @unittest.skipIf(SANITIZED, "the plain build checks the types")
