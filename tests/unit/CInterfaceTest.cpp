@@ -271,32 +271,29 @@ TEST(CInterfaceTest, ValuesAreReadAsTheyWereBuilt) {
 
 TEST(CInterfaceTest, PropertyLists) {
   const Value value = Dictionary{{"a", Array::of(Value(1), Value(1.0), Value(true), Data{1, 2})}};
+  OwnedValue read;
+  OwnedError error;
   for (const std::int32_t format : {TAVIK_FORMAT_XML, TAVIK_FORMAT_BINARY}) {
-    OwnedValue document;
-    OwnedValue again;
+    const OwnedValue document =
+        c::made([&](auto out) { return tavik_property_list_write(handleOf(value), format, out, nullptr); });
     const std::uint8_t* bytes = nullptr;
     std::size_t length = 0;
-    done(tavik_property_list_write(handleOf(value), format, document.out(), nullptr));
     done(tavik_value_get_data(document, &bytes, &length));
-    EXPECT_EQ(std::string_view(reinterpret_cast<const char*>(bytes), 5),
-              format == TAVIK_FORMAT_XML ? "<?xml" : "bplis");
-    done(tavik_property_list_read(bytes, length, again.out(), nullptr));
-    EXPECT_EQ(exact::text(valueOf(again)), exact::text(value));
+    EXPECT_EQ(std::string(bytes, bytes + 5), format == TAVIK_FORMAT_XML ? "<?xml" : "bplis");
+    done(tavik_property_list_read(bytes, length, read.out(), nullptr));
+    EXPECT_EQ(exact::text(valueOf(read)), exact::text(value));
     const TemporaryFile file(std::string(bytes, bytes + length));
-    done(tavik_property_list_read_file(file.path().c_str(), again.out(), nullptr));
-    EXPECT_EQ(exact::text(valueOf(again)), exact::text(value));
+    done(tavik_property_list_read_file(file.path().c_str(), read.out(), nullptr));
+    EXPECT_EQ(exact::text(valueOf(read)), exact::text(value));
   }
-  OwnedValue value_;
-  OwnedError error;
-  EXPECT_EQ(tavik_property_list_read("{ a = 1;\n a = 2; }", 18, value_.out(), error.out()), TAVIK_REFUSED);
+  EXPECT_EQ(tavik_property_list_read("{ a = 1;\n a = 2; }", 18, read.out(), error.out()), TAVIK_REFUSED);
   EXPECT_THAT(tavik_error_text(error), testing::StartsWith("line 2, column 2: "));
   EXPECT_STREQ(tavik_error_domain(error), "Tavik C Interface");
   EXPECT_EQ(tavik_error_code(error), TAVIK_REFUSED);
-  EXPECT_EQ(tavik_property_list_read_file("/no/such/file", value_.out(), error.out()), TAVIK_REFUSED);
+  EXPECT_EQ(tavik_property_list_read_file("/no/such/file", read.out(), error.out()), TAVIK_REFUSED);
   EXPECT_THAT(tavik_error_text(error), testing::HasSubstr("No such file"));
-  EXPECT_EQ(tavik_property_list_write(handleOf(Value(Date::sinceReference(1e15))), TAVIK_FORMAT_XML, value_.out(),
-                                      error.out()),
-            TAVIK_REFUSED);
+  const OwnedValue date = handleOf(Value(Date::sinceReference(1e15)));
+  EXPECT_EQ(tavik_property_list_write(date, TAVIK_FORMAT_XML, read.out(), error.out()), TAVIK_REFUSED);
   EXPECT_STRNE(tavik_error_text(error), "");
 }
 

@@ -84,27 +84,15 @@ TEST(CheckListsTest, AnySourceCanBeAskedFor) {
 }
 
 TEST(CheckListsTest, Errors) {
-  struct Case {
-    const char* local;
-    std::int32_t code;
-    const char* message;
-  };
-  const Case cases[] = {
-      {"{ untrusted = \"signed with another key\"; }", -100008, "signed with another key"},
-      {"{ MPNRules = {}; }", -100003, "unknown MPN:M"},
-      {"{ MPNRules = { M = { RegionRules = {}; }; }; }", -100003, "unknown Region Code:(null)"},
-      {"{ GenericRules = { NoRuleSet = {}; }; }", -100004, "unknown RuleSet:NoRuleSet"},
-      {"{ GenericRules = ( Order ); }", -100003, "malformed local rules: \"GenericRules\" is not a dictionary"},
-  };
-  for (const Case& c : cases) {
+  for (const Case& c : casesIn("list-errors.json")) {
     for (const List list : {kSfc, kGui, kSim, kDomain, kPolling}) {
       Host host;
-      EXPECT_EQ(host.list(list, c.local), "absent") << c.local;
-      ASSERT_TRUE(host.error) << c.local;
+      EXPECT_EQ(host.list(list, c["local"]), "absent") << c["local"];
+      ASSERT_TRUE(host.error) << c["local"];
       EXPECT_EQ(host.error->domain(), "ZRT Tavik Error Domain");
-      EXPECT_EQ(host.error->code(), c.code) << c.local;
-      EXPECT_EQ(host.error->localizedDescription(), c.message);
-      EXPECT_THAT(host.platform->lines, Contains("*******ERROR:" + std::string(c.message) + "*******"));
+      EXPECT_EQ(host.error->code(), integerValue(c.entries.find("code")));
+      EXPECT_EQ(host.error->localizedDescription(), c["message"]);
+      EXPECT_THAT(host.platform->lines, Contains("*******ERROR:" + c["message"] + "*******"));
     }
   }
 }

@@ -92,39 +92,8 @@ TEST(TreeTest, EveryShortExpressionParsesAsTheGrammarReads) {
   EXPECT_EQ(error->code(), -100007);
   EXPECT_EQ(AbstractTreeNode::parsePredicateString("\xDE \xF0", kernel, error), nullptr) << "no UTF-8";
   EXPECT_EQ(error->localizedDescription(), "invalid logical operator:\uFFFD \uFFFD");
-}
-
-TEST(TreeTest, CombinesRecords) {
-  const PredicateKernel kernel(std::make_shared<TestPlatform>());
-  const Value attribute("ABC123");
-  const Value value("ABC");
-  const Dictionary references;
-  struct Case {
-    const char* expression;
-    const Dictionary* references;
-    const char* line;
-  };
-  const Case cases[] = {
-      {"hasPrefix", nullptr, "pass, ABC123, has prefix ABC"},
-      {"NOT hasPrefix", nullptr, "FAIL, ABC123, not has prefix ABC"},
-      {"hasPrefix AND hasSuffix", nullptr, "FAIL, ABC123 and ABC123, has prefix ABC and has suffix ABC"},
-      {"hasSuffix or caseInsensitiveEqualData", nullptr, "FAIL, ABC123, has suffix ABC or caseInsensitiveEqual:ABC"},
-      {"hasSuffix OR referenceHasPrefix", nullptr, "FAIL, ABC123, has suffix ABC or has prefix ABC123"},
-      {"referenceHasPrefix OR hasPrefix", nullptr, "pass, ABC, has prefix ABC123 or has prefix ABC"},
-      {"foo", nullptr, "FAIL, unknown predicate foo:value:, valid predicate name"},
-      {"", nullptr, "FAIL, unknown predicate :value:, valid predicate name"},
-      {"hasPrefix:value:", nullptr, "FAIL, unknown predicate hasPrefix:value::value:, valid predicate name"},
-      {"hasPrefix", &references, "FAIL, unknown predicate hasPrefix:references:value:, valid predicate name"},
-      {"NOT foo", nullptr, "pass, unknown predicate foo:value:, not valid predicate name"},
-      {"foo OR hasPrefix", nullptr, "pass, unknown predicate foo:value:, valid predicate name or has prefix ABC"},
-  };
-  for (const Case& c : cases) {
-    std::optional<Error> error;
-    const auto tree = AbstractTreeNode::parsePredicateString(c.expression, kernel, error);
-    ASSERT_NE(tree, nullptr) << c.expression;
-    EXPECT_EQ(lineOf(*tree->process(&attribute, &value, c.references)), "(null): " + std::string(c.line));
-  }
-  EXPECT_FALSE(AbstractTreeNode(kernel).process(&attribute, &value, nullptr));
+  const Value attribute("x");
+  EXPECT_FALSE(AbstractTreeNode(kernel).process(&attribute, nullptr, nullptr));
 }
 
 // ------------------------------------------------------------------------------------------- Device rule assembly

@@ -388,30 +388,14 @@ TEST_F(PlatformTest, RsaPssKeysMayPrescribeTheirParameters) {
 }
 
 TEST_F(PlatformTest, RefusesToSign) {
-  const std::string& good = ed25519().pair.privateKey;
-  const std::string convert = R"(; convert it with "openssl pkcs8 -topk8 -nocrypt")";
-  const std::string file = R"(private key file "private.pem": )";
-  const struct {
-    std::string key;
-    std::string_view payload;
-    std::string message;
-  } cases[] = {
-      {ed25519().pair.publicKey, kPayload,
-       file + R"(contains a "PUBLIC KEY" block, not a private key; signing requires a private key)"},
-      {good + p256().pair.privateKey, kPayload, file + "contains several private keys; keep only the one to sign with"},
-      {block("ENCRYPTED PRIVATE KEY"), kPayload, file + "the private key is encrypted" + convert},
-      {block("RSA PRIVATE KEY"), kPayload, file + "the private key is not in PKCS #8 form" + convert},
-      {block("PRIVATE KEY"), kPayload, file + "the private key is damaged, or of a kind that OpenSSL does not support"},
-      {"not a key", kPayload, file + "contains no key: no line begins with -----BEGIN"},
-      {good, "<plist version=\"1.0\"><array/></plist>",
-       "the root of the document to sign is an array, not a dictionary"},
-  };
-  for (const auto& c : cases) {
-    std::string error;
-    EXPECT_FALSE(signPropertyList(dataOf(c.payload), folder_.write("private.pem", c.key), error));
-    EXPECT_EQ(withoutFolder(error), c.message);
-  }
   std::string error;
+  for (const Case& c : casesIn("private-key-files-refused.json")) {
+    EXPECT_FALSE(signPropertyList(dataOf(kPayload), folder_.write("private.pem", c["text"]), error));
+    EXPECT_EQ(withoutFolder(error), "private key file \"private.pem\": " + c["error"]);
+  }
+  const std::string key = folder_.write("private.pem", kPrivateKey);
+  EXPECT_FALSE(signPropertyList(dataOf("<plist version=\"1.0\"><array/></plist>"), key, error));
+  EXPECT_EQ(error, "the root of the document to sign is an array, not a dictionary");
   EXPECT_FALSE(signPropertyList(dataOf("<plist"), folder_.path("none"), error));
   EXPECT_THAT(error, testing::StartsWith("the document to sign is not a property list: line 1, "));
   EXPECT_FALSE(signPropertyList(dataOf(kPayload), folder_.path("none"), error));
