@@ -185,6 +185,50 @@ class LintTest(CommandTest):
         self.file("list", "( a )")
         self.refuses(UNUSABLE, "is not a dictionary", "lint", "--unsigned", "--library", "library", "--rules", "list")
 
+    LAYERS = {  # how specific each layer is, and its path
+        "generic": (0, "GenericRules"), "set": (1, "RuleSets.{name}"), "part_number": (2, "MPNRules.{name}"),
+        "region": (3, "MPNRules.{number}.RegionRules.{name}"),
+    }
+
+    def replaced(self, number, region):
+        """What `tavik explain` says of a device's entries: those whose value is dropped, and those that hold without a value."""
+        self.file("device", json.dumps({"ModelNumber": number} | ({"RegionInfo": region} if region else {})))
+        run = self.tavik("explain", "--unsigned", "--library", "library", "--rules", "rules", "--attributes", "device", "--format", "json")
+        dropped, without = set(), set()
+        for rule in json.loads(run.out)["rules"]:
+            placed = [(rank, f"{path.format(number=number, **entry)}.{rule['rule']}", entry["entry"].get("value"))
+                      for entry in rule["entries"] for rank, path in [self.LAYERS[entry["layer"]]]]
+            rank, path, value = placed[-1]
+            without |= {path} if value is None else set()
+            dropped |= {f"{lost}.value" for lower, lost, other in placed[:-1]
+                        if other is not None and (value is None or value != other and rank <= lower)}
+        return dropped, without
+
+    def test_layers_come_together_as_for_a_device(self):
+        dice = random.Random(20261121)
+        names = ["a", "b", "c", "d"]
+        self.file("library", json.dumps({"version": 1, **{name: {"attribute": name, "predicate": "equal"} for name in names}}))
+
+        def layer(*more):
+            entries = dice.sample(names, dice.randrange(4)) + dice.sample(more, dice.randrange(len(more) + 1))
+            dice.shuffle(entries)
+            return {name: {"value": dice.randrange(3)} if dice.random() < 0.6 and name in names else {} for name in entries}
+
+        for _ in range(150):
+            sets = ["ARuleSet", "BRuleSet", "CRuleSet"]
+            local = {"version": 1, "MPNRules": {}, "GenericRules": layer(*sets[:2]), "RuleSets": {name: layer() for name in sets}}
+            for number in ("M1", "M2"):
+                part = list(layer(*sets).items()) + [("RegionRules", {region: layer(sets[2]) for region in ("R1", "R2")})] * dice.randrange(2)
+                dice.shuffle(part)
+                local["MPNRules"][number] = dict(part)
+            self.file("rules", json.dumps(local))
+            with self.subTest(local):
+                expected = [self.replaced(number, region) for number, part in local["MPNRules"].items()
+                            for region in part.get("RegionRules", [None])]
+                findings = self.findings()
+                for name, paths in zip(("dropped-value", "compares-with-nothing"), zip(*expected)):
+                    self.assertEqual({f["path"] for f in findings if f["name"] == name}, set().union(*paths))
+
     def test_more_findings_than_anybody_reads(self):
         self.documents["library"].update({str(number): {"attribute": "A", "predicate": "isUppercase"} for number in range(100_010)})
         self.write()
