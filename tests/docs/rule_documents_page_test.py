@@ -13,7 +13,7 @@ import tempfile
 import unittest
 
 DOCS = pathlib.Path(__file__).resolve().parents[2] / "docs"
-PAGES = ("reviewing-rules.md", "rule-documents.md", "testing-rules.md", "rule-author.md", "station-engineer.md")
+PAGES = ("reviewing-rules.md", "rule-documents.md", "testing-rules.md", "rule-author.md", "rolling-out.md", "station-engineer.md")
 BLOCK = re.compile(r"^```(\w+)\n(.*?)^```$", re.MULTILINE | re.DOTALL)
 
 

@@ -20,14 +20,18 @@
 namespace tavik::tool {
 namespace {
 
-constexpr const char* kFooter =
-    R"(A property list is signed byte for byte; JSON is converted to an XML property list first. OUT is written
-completely or not at all; it cannot be the input file.
-
-Example:
-  tavik sign --key station.pem rules.plist -o rules.signed
-
-Exit status: 0 signed, 2 anything else.)";
+constexpr Help::Part kDescription[] = {
+    paragraph("A property list is signed byte for byte; JSON is converted to an XML property list first. OUT "
+              "is written completely or not at all; it cannot be the input file."),
+};
+constexpr std::string_view kExamples[] = {
+    "tavik sign --key station.pem rules.plist -o rules.signed",
+};
+constexpr ExitMeaning kExitStatuses[] = {
+    {ExitStatus::kPassed, "signed"},
+    {ExitStatus::kUnusable, "anything else"},
+};
+constexpr Help kHelp = {"Sign a rule document", kDescription, kExamples, kExitStatuses};
 
 struct SignOptions {
   std::string key;
@@ -66,16 +70,17 @@ ExitStatus runSign(const SignOptions& options) {
   return ExitStatus::kPassed;
 }
 
-}  // namespace
-
-Run defineSign(CLI::App& app) {
+Run define(CLI::App& app) {
   const auto options = std::make_shared<SignOptions>();
   addText(app, "--key", options->key, "KEY.pem", "PEM file of the private key (PKCS #8, not encrypted)")->required();
   addText(app, "IN", options->input, "", "The rule document: a property list or JSON; \"-\" is standard input")
       ->required();
   addText(app, "-o,--output", options->output, "OUT", "The signed document; \"-\" is standard output")->required();
-  app.footer(kFooter);
   return [options] { return runSign(*options); };
 }
+
+}  // namespace
+
+const Command kSign = {"sign", kHelp, define};
 
 }  // namespace tavik::tool
