@@ -2,6 +2,7 @@
 
 #include <tavik/AbstractTree.h>
 #include <tavik/Capture.h>
+#include <tavik/DeviceLine.h>
 #include <tavik/PreparedRules.h>
 #include <tavik/ZRTTavikKernel.h>
 
@@ -9,7 +10,6 @@
 #include <memory>
 #include <thread>
 
-#include "CheckMany.h"
 #include "Conversion.h"
 #include "Documents.h"
 #include "HostPlatform.h"
@@ -18,6 +18,7 @@
 #include "Parts.h"
 #include "Raise.h"
 #include "Result.h"
+#include "Threads.h"
 
 namespace tavik::python {
 namespace {
@@ -101,7 +102,7 @@ Kernel.check with these rules.
 >>> kernel.prepare(rules).check({"ModelNumber": "MD101"}).passed
 True)";
 
-constexpr const char* kCheckMany = R"(check_many(self, devices, threads=None)
+constexpr const char* kThreads = R"(check_many(self, devices, threads=None)
 --
 
 Checks devices on several threads, by default one per processor. Returns one object per device, in their order: a
@@ -115,6 +116,21 @@ devices: an iterable of attributes, or of pairs of attributes and sources.
 
 Raises an exception for the first device that cannot be converted. Other threads continue meanwhile, and Ctrl-C ends
 the call.)";
+
+constexpr const char* kCheckLines = R"(check_lines(self, lines, threads=None)
+--
+
+Checks the devices of JSON lines on several threads, by default one per processor. Returns an iterator over the
+results, one JSON line for each line that is not blank: what "tavik batch" prints.
+
+lines: an iterable of str or bytes, such as a file. Open the file in binary mode if it may contain invalid UTF-8.
+
+>>> lines = ['{"id": 7, "attributes": {"ModelNumber": "MX101"}}', "{}"]
+>>> [json.loads(line).get("verdict") for line in kernel.prepare(rules).check_lines(lines)]
+['failed', None]
+
+A line that cannot be used gives {"id": ..., "input_error": "..."}. Lines are read, checked and returned in pieces of
+64 per thread. Other threads continue meanwhile, and Ctrl-C ends the call.)";
 
 constexpr const char* kSfcCheckList = R"(sfc_check_list(self, rules, attributes)
 --
@@ -288,6 +304,11 @@ py::object rejectionOf(const Prepared& self) {
   return rejection == nullptr ? py::none() : lenientText(rejection->description);
 }
 
+struct Device {
+  Dictionary attributes;
+  std::optional<Dictionary> sources;
+};
+
 Device deviceOf(py::handle object, const std::string& what) {
   if (!PyTuple_Check(object.ptr())) return {toDictionary(object, what), {}};
   const auto pair = py::reinterpret_borrow<py::tuple>(object);
@@ -335,12 +356,100 @@ py::list checkDevices(const Prepared& self, py::handle devices, py::handle threa
   for (;;) {
     const std::vector<Device> piece = nextDevices(iterator, objects.size(), interval);
     if (piece.empty()) return objects;
-    auto outcomes = withoutLock([&] { return checkMany(*self.rules, piece, used); });
+    std::vector<CheckOutcome> outcomes(piece.size());
+    withoutLock([&] {
+      onThreads(piece.size(), used, [&](std::size_t index) {
+        const auto& [attributes, others] = piece[index];
+        outcomes[index] = self.rules->run(attributes, pointerTo(others));
+      });
+    });
     for (CheckOutcome& outcome : outcomes) {
       objects.append(toResultOrException(std::move(outcome)));
       yieldRegularly(interval);
     }
   }
+}
+
+// The bytes of a str or bytes object, valid as long as the object.
+std::string_view bytesOf(py::handle line, std::size_t index) {
+  Py_ssize_t size = 0;
+  const char* bytes = nullptr;
+  if (PyBytes_Check(line.ptr())) {
+    bytes = PyBytes_AS_STRING(line.ptr());
+    size = PyBytes_GET_SIZE(line.ptr());
+  } else if (PyUnicode_Check(line.ptr())) {
+    bytes = PyUnicode_AsUTF8AndSize(line.ptr(), &size);
+    if (bytes == nullptr) throw py::error_already_set();
+  } else {
+    throw py::type_error("lines[" + std::to_string(index) + "]: expected str or bytes");
+  }
+  return {bytes, static_cast<std::size_t>(size)};
+}
+
+// The results of lines, checked in pieces.
+class CheckedLines {
+ public:
+  CheckedLines(const py::object& prepared, py::handle lines, py::handle threads)
+      : prepared_(prepared),
+        lines_(fromPython([&] { return PyObject_GetIter(lines.ptr()); })),
+        threads_(threadsOf(threads)) {}
+
+  py::object next() {
+    if (at_ == results_.size()) checkPiece();
+    const std::string& result = results_[at_++];
+    return py::reinterpret_steal<py::object>(
+        PyUnicode_DecodeUTF8(result.data(), static_cast<Py_ssize_t>(result.size()), nullptr));
+  }
+
+ private:
+  static constexpr std::size_t kPerThread = 64;
+
+  struct Line {
+    py::object owner;
+    std::string_view text;
+    std::size_t number;
+  };
+
+  void checkPiece();
+  void takeLine(std::vector<Line>& piece, py::object line);
+
+  py::object prepared_;
+  py::object lines_;
+  std::size_t threads_;
+  std::size_t taken_ = 0;
+  std::vector<std::string> results_;
+  std::size_t at_ = 0;
+};
+
+// Leaves out blank lines.
+void CheckedLines::takeLine(std::vector<Line>& piece, py::object line) {
+  std::string_view text = bytesOf(line, taken_++);
+  text = text.substr(0, text.find_last_not_of("\r\n") + 1);
+  if (text.find_first_not_of(" \t\r") != std::string_view::npos) piece.push_back({std::move(line), text, taken_});
+}
+
+void CheckedLines::checkPiece() {
+  const auto& prepared = prepared_.cast<const Prepared&>();
+  std::vector<Line> piece;
+  while (piece.size() < kPerThread * threads_) {
+    PyObject* const line = orStay([&] { return PyIter_Next(lines_.ptr()); });
+    if (line == nullptr) break;
+    takeLine(piece, py::reinterpret_steal<py::object>(line));
+  }
+  if (PyErr_Occurred() != nullptr) throw py::error_already_set();
+  if (piece.empty()) throw py::stop_iteration();
+  prepared.platform->askWhetherItLogs();
+  std::vector<std::string> results(piece.size());
+  withoutLock([&] {
+    onThreads(piece.size(), threads_, [&](std::size_t index) {
+      const auto& [owner, text, number] = piece[index];
+      if (!appendJsonLine(results[index], checkLine(*prepared.rules, text, number))) {
+        throw std::invalid_argument("line " + std::to_string(number) + ": JSON cannot represent the result");
+      }
+    });
+  });
+  results_ = std::move(results);
+  at_ = 0;
 }
 
 // ---- The kernel ----
@@ -464,8 +573,15 @@ void defineKernel(py::module_& module) {
   py::class_<Prepared>(module, "PreparedRules", kAboutPrepared)
       .def("run", runPrepared<toResult>, attributes, sources, station, py::kw_only(), capture, kRunPrepared)
       .def("check", runPrepared<toResultOrRaise>, attributes, sources, station, py::kw_only(), capture, kCheckPrepared)
-      .def("check_many", checkDevices, py::arg("devices"), py::arg("threads") = py::none(), kCheckMany)
+      .def("check_many", checkDevices, py::arg("devices"), py::arg("threads") = py::none(), kThreads)
+      .def(
+          "check_lines",
+          [](const py::object& self, py::handle lines, py::handle count) { return CheckedLines(self, lines, count); },
+          py::arg("lines"), py::arg("threads") = py::none(), kCheckLines)
       .def_property_readonly("rejection", rejectionOf, kRejection);
+  py::class_<CheckedLines>(module, "_CheckedLines")
+      .def("__iter__", [](const py::object& self) { return self; })
+      .def("__next__", &CheckedLines::next);
   py::class_<Kernel>(module, "Kernel", kAboutKernel)
       .def(py::init<const py::object&, const py::object&, const py::object&>(), py::arg("library"),
            py::arg("public_key") = py::none(), py::kw_only(), py::arg("platform") = py::none(),

@@ -19,6 +19,7 @@
 #include <tavik/AbstractTree.h>
 #include <tavik/CheckOutcome.h>
 #include <tavik/DERDecoder.h>
+#include <tavik/DeviceLine.h>
 #include <tavik/Error.h>
 #include <tavik/Json.h>
 #include <tavik/ManifestParser.h>

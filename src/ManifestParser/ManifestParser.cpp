@@ -91,6 +91,7 @@ std::optional<Dictionary> ManifestParser::dictFromData(const Dictionary& contain
   }
   Dictionary dictionary;
   const ItemList list(set);
+  dictionary.reserve(list.items().size());
   for (const DERDecoderItem& item : list.items()) ValueAccess::set(dictionary, itemName(item), itemValue(item));
   return dictionary;
 }

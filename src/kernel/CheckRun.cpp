@@ -74,7 +74,8 @@ bool CheckRun::begin(const LocalEntries& local, Records& records) {
   return false;
 }
 
-Array CheckRun::finish(Records&& records) const {
+Array CheckRun::finish(Records&& records) {
+  progress_.pass = records.pass();
   const Platform& platform = documents_.kernel.platform();
   log(platform, "%@",
       std::string_view("-(NSArray*)check:(NSDictionary*)deviceAttributes rules:(NSDictionary*)sLocalRules "
@@ -96,8 +97,7 @@ void judge(CheckOutcome& outcome, CheckProgress progress) {
   } else if (progress.end) {
     outcome.reason = std::move(progress.end);
   } else {
-    const auto passes = [](const Value& record) { return booleanValue(record.ifDictionary()->find("result")); };
-    outcome.verdict = std::ranges::all_of(*outcome.records, passes) ? Verdict::kPassed : Verdict::kFailed;
+    outcome.verdict = progress.pass ? Verdict::kPassed : Verdict::kFailed;
   }
 }
 

@@ -30,6 +30,7 @@ struct CheckCall {
 struct CheckProgress {
   std::optional<Reason> end;    ///< why it ended without a verdict, unless by a fault
   const Value* rule = nullptr;  ///< the last rule started
+  bool pass = false;            ///< whether all rules were evaluated and passed
 };
 
 /// The records of a run whose documents are rejected.
@@ -64,7 +65,7 @@ class CheckRun {
   static constexpr std::size_t kOtherRecords = 4;  // three versions, and the reason for a run without rules
 
   bool begin(const LocalEntries& local, Records& records);
-  [[nodiscard]] Array finish(Records&& records) const;
+  [[nodiscard]] Array finish(Records&& records);
 
   const RuleDocuments& documents_;
   const CheckCall& call_;

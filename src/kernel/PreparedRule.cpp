@@ -18,6 +18,7 @@ PreparedRule::PreparedRule(const Value& ruleName, const Dictionary& local, const
     attributeKey = detail::Sought(*attribute);
     attributeHash = attributeKey.hash();
   }
+  if (references != nullptr) readReferences();
   for (const auto& [key, entry] : detail::entriesOf(local)) {
     if (ValueAccess::is(key, "value")) value = &entry;
   }
@@ -37,6 +38,20 @@ void PreparedRule::readDefinition(const Dictionary& definition) {
     } else if (ValueAccess::is(key, "hideResult")) {
       hidesResult = true;
     }
+  }
+}
+
+void PreparedRule::readReferences() {
+  const Array* all = references->ifArray();
+  referencesAreMalformed = all == nullptr;
+  if (referencesAreMalformed) return;
+  listed.reserve(all->size());
+  for (const Value& element : *all) {
+    const Dictionary* reference = element.ifDictionary();
+    referencesAreMalformed = reference == nullptr;
+    if (referencesAreMalformed) return;
+    const Value* own = findIfString(*reference, "attribute");
+    listed.push_back({own != nullptr ? own : attribute, reference->find("source")});
   }
 }
 

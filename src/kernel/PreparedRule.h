@@ -11,6 +11,7 @@
 #include <memory>
 #include <optional>
 #include <string_view>
+#include <vector>
 
 #include "kernel_algorithms/OperationRegistry.h"
 #include "values/DictionaryKey.h"
@@ -22,6 +23,12 @@ struct PreparedCall {
   std::string_view word;
   const Operation* operation = nullptr;  ///< null: unknown
   std::optional<Value> expectedText;     ///< the record text for the rule's value, if made in advance
+};
+
+/// A reference of a rule.
+struct PreparedReference {
+  const Value* name;    ///< a string; null if neither the reference nor the rule names an attribute
+  const Value* source;  ///< null: the device
 };
 
 /// Borrows from the rule library and the local rules.
@@ -43,7 +50,9 @@ struct PreparedRule {
   std::uint32_t attributeGuess = kUnguessed;  ///< the likely position of the attribute
   const Value* value = nullptr;               ///< the expected value; may be null
   const Value* references = nullptr;          ///< the rule's "references"; may be null
-  const Value* predicate = nullptr;           ///< a string; null if the rule names none
+  std::vector<PreparedReference> listed;      ///< the references up to the first malformed one
+  bool referencesAreMalformed = false;
+  const Value* predicate = nullptr;  ///< a string; null if the rule names none
   PreparedCall call;
   std::unique_ptr<PreparedCall> secondCall;  ///< of the second predicate if two are combined
   std::int32_t errorCode = 0;                ///< not 0 if the expression is malformed
@@ -54,6 +63,7 @@ struct PreparedRule {
 
  private:
   void readDefinition(const Dictionary& definition);
+  void readReferences();
   void readExpression();
   [[nodiscard]] PreparedCall callOf(std::string_view word) const noexcept;
   void makeText(PreparedCall& made) const;

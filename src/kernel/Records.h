@@ -20,8 +20,12 @@ class Records {
   /// most: the maximum number of records.
   explicit Records(std::size_t most) : slabs_(most * kBytesEach), records_(most) {}
 
-  void add(Dictionary&& record) noexcept { records_.add(Value(std::move(record))); }
+  void add(Dictionary&& record) noexcept {
+    pass_ = pass_ && booleanValue(record.find("result"));
+    records_.add(Value(std::move(record)));
+  }
   void add(const Value& rule, bool result, Value&& actual, Value&& expected) {
+    pass_ = pass_ && result;
     Value name = detail::ValueAccess::copied(rule, slabs_);
     detail::SmallDictionary record(detail::Entries::make(kEntries, slabs_));
     record.add("rule", std::move(name));
@@ -38,6 +42,8 @@ class Records {
 
   [[nodiscard]] const Value& last() noexcept { return records_.last(); }
   [[nodiscard]] detail::SlabCutter& slabs() noexcept { return slabs_; }
+  /// Whether all records pass.
+  [[nodiscard]] bool pass() const noexcept { return pass_; }
   Array take() && noexcept { return std::move(records_).take(); }
 
  private:
@@ -46,6 +52,7 @@ class Records {
 
   detail::SlabCutter slabs_;
   detail::FixedArray records_;
+  bool pass_ = true;
 };
 
 }  // namespace tavik

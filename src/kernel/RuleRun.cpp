@@ -71,30 +71,21 @@ bool RuleRun::gatherAndEvaluate(const PreparedRule& rule, const Value* attribute
 
 // Returns the first missing reference. Malformed references count as a missing attribute.
 std::optional<RuleRun::Missing> RuleRun::fetchReferences(const PreparedRule& rule, Dictionary& references) {
-  const Array* listed = rule.references->ifArray();
-  if (listed == nullptr) return malformedReferences(rule);
   std::optional<Missing> missing;
-  for (const Value& element : *listed) {
-    const Dictionary* reference = element.ifDictionary();
-    if (reference == nullptr) return missing ? missing : malformedReferences(rule);
-    const Value* name = findIfString(*reference, "attribute");
-    if (name == nullptr) name = rule.attribute;
-    const Value* source = reference->find("source");
+  references.reserve(rule.listed.size());
+  for (const auto& [name, source] : rule.listed) {
     const Value* value = fetch(name, source);
     if (notes_ != nullptr) note(name, source, value);
     if (value != nullptr) {
-      references.set(*name->ifString(), *value);
+      ValueAccess::set(references, *name, *value);
     } else if (!missing) {
       missing = {name, source};
     }
-    if (missing && notes_ == nullptr) break;
+    if (missing && notes_ == nullptr) return missing;
   }
-  return missing;
-}
-
-RuleRun::Missing RuleRun::malformedReferences(const PreparedRule& rule) {
+  if (missing || !rule.referencesAreMalformed) return missing;
   if (notes_ != nullptr) notes_->referencesAreMalformed = true;
-  return {rule.attribute, nullptr};
+  return Missing{rule.attribute, nullptr};
 }
 
 const Value* RuleRun::fetch(const Value* name, const Value* source) const {

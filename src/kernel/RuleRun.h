@@ -41,7 +41,6 @@ class RuleRun {
   void addAbsence(const PreparedRule& rule);
   void addMissing(const PreparedRule& rule, const Missing& missing);
   bool gatherAndEvaluate(const PreparedRule& rule, const Value* attribute);
-  Missing malformedReferences(const PreparedRule& rule);
   std::optional<Missing> fetchReferences(const PreparedRule& rule, Dictionary& references);
   [[nodiscard]] const Value* fetch(const Value* name, const Value* source) const;
   bool evaluate(const PreparedRule& rule, const Value* attribute, const Dictionary* references, const Value* value);

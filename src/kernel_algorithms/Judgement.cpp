@@ -100,7 +100,10 @@ void refuseAbsent(const char* key) {
 }
 
 Value descriptionValue(const Value* value) {
-  return value != nullptr && value->isString() ? *value : formattedValue("%@", {value});
+  if (value != nullptr && value->isString()) return *value;
+  TextBuffer text;
+  appendDescription(text, value);
+  return ValueAccess::string(text.view());
 }
 
 }  // namespace tavik

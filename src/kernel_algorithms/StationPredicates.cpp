@@ -8,6 +8,7 @@
 
 #include "kernel_algorithms/Predicates.h"
 #include "syscfg/ControlBitBlock.h"
+#include "values/Description.h"
 #include "values/Format.h"
 #include "values/MaybeAbsent.h"
 #include "values/Text.h"
@@ -27,6 +28,12 @@ bool bitPasses(std::span<const std::uint8_t> records, std::int32_t bit) {
   return SystemConfig::testStateToString(record.front() & 3U) == "Pass";
 }
 
+void appendBit(TextBuffer& text, const Value& bit, std::string_view state) {
+  text.append("CB ");
+  appendDescription(text, &bit);
+  text.append(state);
+}
+
 // Passes, with attributes for the station. Raises `std::invalid_argument` if there are none.
 Judgement forwarding(const Value* attributes) {
   if (attributes == nullptr) throw std::invalid_argument("cannot store an absent value under \"attributes\"");
@@ -43,15 +50,15 @@ Judgement controlBitCheck(const Operands& operands) {
   }
   const auto records = controlBitRecords(*block);
   bool result = true;
-  std::string actual;
-  std::string expected;
+  TextBuffer actual;
+  TextBuffer expected;
   for (const Value& bit : bits != nullptr ? *bits : Array()) {
     const bool passes = readsAsScalar(&bit) && bitPasses(records, integerValue(&bit));
     result = result && passes;
-    actual += format(passes ? "CB %@ pass, " : "CB %@ FAIL, ", {bit});
-    expected += format("CB %@ pass, ", {bit});
+    appendBit(actual, bit, passes ? " pass, " : " FAIL, ");
+    appendBit(expected, bit, " pass, ");
   }
-  return {result, actual, Value(expected)};
+  return {result, actual.view(), Value(expected.view())};
 }
 
 Judgement nvramWhiteList(const Operands& operands) {

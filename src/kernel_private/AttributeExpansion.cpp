@@ -4,7 +4,7 @@
 #include <tavik/SystemConfig.h>
 #include <tavik/ZRTTavikKernel.h>
 
-#include "values/Format.h"
+#include "values/SharedContents.h"
 #include "values/ValueAccess.h"
 
 namespace tavik {
@@ -25,12 +25,12 @@ void ZRTTavikKernel::expandBasebandManifestData(Dictionary& attributes) {
 }
 
 void ZRTTavikKernel::renameKeys(Dictionary& target, const Dictionary& withDictionary, std::string_view andPrefix) {
-  Dictionary renamed;
-  renamed.reserve(withDictionary.size());
+  constexpr std::size_t kBytesPerKey = 64;
+  const Value prefix(std::string(andPrefix) + ".");
+  detail::SlabCutter slabs(kBytesPerKey * withDictionary.size());
   for (const auto [key, value] : withDictionary) {
-    detail::ValueAccess::addNew(renamed, formattedValue("%@.%@", {andPrefix, key}), value);
+    detail::ValueAccess::set(target, detail::ValueAccess::joined(*prefix.ifString(), key, &slabs), value);
   }
-  target.setAll(renamed);
 }
 
 }  // namespace tavik

@@ -103,6 +103,7 @@ Dictionary SystemConfig::sysCfgFromData(const Data* data, std::optional<Stop>& s
   stop.reset();
   const std::optional<Bytes> header = take(rest, kHeaderSize);
   if (!header) return stopAt("the header is cut off");
+  fields.reserve(std::min<std::size_t>(word(header->last<4>()), rest.size() / kEntrySize));
   std::size_t budget = std::max(kLeastBudget, blob.size() * kMostExpansion);
   for (std::uint32_t left = word(header->last<4>()); left > 0; --left) {
     const std::optional<Bytes> entry = take(rest, kEntrySize);

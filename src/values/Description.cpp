@@ -55,13 +55,15 @@ void appendQuoted(TextBuffer& text, std::string_view string) {
 
 void appendData(TextBuffer& text, const Data& data) {
   constexpr std::size_t kGroup = 4;
+  std::array<char, 2 * kGroup + 1> group;
+  group.back() = ' ';
   text.append('<');
-  for (std::span<const std::uint8_t> rest = data.bytes(); !rest.empty();) {
-    const std::size_t count = std::min(rest.size(), kGroup);
-    appendHex(text, rest.first(count));
-    rest = rest.subspan(count);
-    if (!rest.empty()) text.append(' ');
+  std::span<const std::uint8_t> rest = data.bytes();
+  for (; rest.size() > kGroup; rest = rest.subspan(kGroup)) {
+    putHex(group.data(), rest.first(kGroup));
+    text.append({group.data(), group.size()});
   }
+  appendHex(text, rest);
   text.append('>');
 }
 

@@ -24,19 +24,23 @@ void appendDescription(TextBuffer& text, const Dictionary& dictionary);
 /// Appends the elements' descriptions, separated by `delineator`.
 void appendElements(TextBuffer& text, const Array& array, std::string_view delineator);
 
+/// Writes two lowercase hexadecimal digits per byte.
+inline void putHex(char* to, std::span<const std::uint8_t> bytes) noexcept {
+  constexpr std::string_view kDigits = "0123456789abcdef";
+  for (const std::uint8_t byte : bytes) {
+    *to++ = kDigits[byte >> 4];
+    *to++ = kDigits[byte & 0xF];
+  }
+}
+
 /// Appends two lowercase hexadecimal digits per byte.
 inline void appendHex(TextBuffer& text, std::span<const std::uint8_t> bytes) {
-  constexpr std::string_view kDigits = "0123456789abcdef";
+  std::array<char, 64> digits;
   while (!bytes.empty()) {
-    std::array<char, 64> digits;
-    char* end = digits.data();
-    for (const std::uint8_t byte : bytes.first(std::min(bytes.size(), digits.size() / 2))) {
-      *end++ = kDigits[byte >> 4];
-      *end++ = kDigits[byte & 0xF];
-    }
-    const auto size = static_cast<std::size_t>(end - digits.data());
-    text.append({digits.data(), size});
-    bytes = bytes.subspan(size / 2);
+    const auto piece = bytes.first(std::min(bytes.size(), digits.size() / 2));
+    putHex(digits.data(), piece);
+    text.append({digits.data(), 2 * piece.size()});
+    bytes = bytes.subspan(piece.size());
   }
 }
 

@@ -241,7 +241,15 @@ bool equalIgnoringCase(std::string_view left, std::string_view right) noexcept {
 std::string upperCase(std::string_view text) {
   std::string upper;
   upper.reserve(text.size());
-  while (!text.empty()) appendUtf8(upper, simpleUpper(takeCharacter(text)));
+  while (!text.empty()) {
+    const char first = text.front();
+    if (static_cast<unsigned char>(first) < 0x80) {
+      upper += first >= 'a' && first <= 'z' ? static_cast<char>(first - 'a' + 'A') : first;
+      text.remove_prefix(1);
+    } else {
+      appendUtf8(upper, simpleUpper(takeCharacter(text)));
+    }
+  }
   return upper;
 }
 

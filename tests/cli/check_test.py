@@ -11,7 +11,7 @@ import subprocess
 import termios
 import unittest
 
-from support import FAILED, FAULT, NO_VERDICT, PASSED, TAVIK, UNUSABLE, CommandTest, shown_on
+from support import FAILED, FAULT, NO_VERDICT, PASSED, TAVIK, CommandTest, cases, shown_on
 
 LIBRARY = {
     "version": "L1",
@@ -26,13 +26,9 @@ LIBRARY = {
                      "references": [{"attribute": "ModelNumber"}]},
 }
 DEVICE = {"ModelNumber": "MD123", "RegionInfo": "LL/A"}
-VERSIONS = (
-    '{"rule": "TavikKernel lib version", "result": true, "actual": "3.1900", "expected": "current library"}, '
-    '{"rule": "TavikRules version", "result": true, "actual": "L1", "expected": "current rules"}, '
-    '{"rule": "device Rules version", "result": true, "actual": "7", "expected": "current rules"}'
-)
-MODEL = '{"rule": "Model", "result": true, "actual": "MD123", "expected": "has prefix MD"}'
-DEVICE_RULES = ('{"rule": "Device Rules", "result": false, "actual": "no rules specified", "expected": "valid rule lists"}')
+VERSIONS = [{"rule": rule, "result": True, "actual": actual, "expected": expected} for rule, actual, expected in (
+    ("TavikKernel lib version", "3.1900", "current library"), ("TavikRules version", "L1", "current rules"),
+    ("device Rules version", "7", "current rules"))]
 UNSIGNED = "tavik: check: --unsigned: rule documents are used as they are; signatures are not verified\n"
 
 
@@ -65,38 +61,13 @@ class CheckTest(CommandTest):
         self.assertEqual((run.out, run.err, run.status), (out, err, status))
 
     def test_json(self):
-        passed, failed = ', "verdict": "passed", "reason": null', ', "verdict": "failed", "reason": null'
-
-        def none(kind, description, rule="null"):
-            return (f', "verdict": "none", "reason": {{"kind": "{kind}", "rule": {rule}, "description": "{description}"}}')
-
-        def error(code, description):
-            return f'{{"domain": "ZRT Tavik Error Domain", "code": {code}, "description": "{description}"}}'
-
-        unknown = "unknown MPN:MD123"
-        malformed = "invalid logical operator:a XOR b"
-        cases = (  # why, status, records but those of versions, the rest, standard error, and what is checked
-            ("passed", PASSED, MODEL, f'"error": null{passed}', "", ("Model",), {}),
-            ("failed", FAILED, f'{MODEL}, {{"rule": "Region", "result": false, "actual": "XX", "expected": "one of LL/A,ZP/A"}}',
-             f'"error": null{failed}', "", ("Model", "Region"), {"device": {"RegionInfo": "XX"}}),
-            ("hidden", PASSED, '{"rule": "Hidden", "result": true, "actual": "MD123", "expected": "has prefix MD", "hideResult": ""}',
-             f'"error": null{passed}', "", ("Hidden",), {}),
-            ("the texts of a device without rules", FAILED, DEVICE_RULES, f'"error": null{failed}', "", ("Device Rules",),
-             {"device": {"ModelNumber": "no rules specified"}}),
-            ("no rules", NO_VERDICT, DEVICE_RULES, '"error": null' + none("no rules", "the local rules have no rules for this device"),
-             "tavik: check: --rules rules: the local rules have no rules for this device\n", (), {}),
-            ("not assembled", NO_VERDICT, '{"rule": "failed to build device specific rule list", "result": false, '
-             f'"actual": "{unknown}", "expected": "valid rule lists"}}', f'"error": {error(-100003, unknown)}{none("not assembled", unknown)}',
-             f"tavik: check: --rules rules: {unknown}\n", (), {"local": {"version": 7, "MPNRules": {}}}),
-            ("malformed expression", NO_VERDICT, None,
-             f'"error": {error(-100006, malformed)}{none("malformed expression", malformed, rule=chr(34) + "Malformed" + chr(34))}',
-             f'tavik: check: rule "Malformed": {malformed}\n', ("Malformed",), {}),
-        )
-        for why, status, records, rest, err, rules, inputs in cases:
-            with self.subTest(why):
-                listed = "null" if records is None else f"[{VERSIONS}, {records}]"
-                self.expect(self.check(*rules, options=("--format", "json"), **inputs), status,
-                            f'{{"records": {listed}, "station": {{}}, {rest}, "signatures": "not verified", {self.documents()}}}\n', err)
+        for case in cases("check-json"):
+            with self.subTest(case["why"]):
+                run = self.check(*case.get("rules", ()), device=case.get("device"), local=case.get("local"), options=("--format", "json"))
+                outcome = {"records": VERSIONS + case["records"] if "records" in case else None, "station": {}, "error": case.get("error"),
+                           "verdict": case.get("verdict", "none"), "reason": case.get("reason"), "signatures": "not verified"}
+                said = f"tavik: check: {case['stderr']}\n" if "stderr" in case else ""
+                self.expect(run, case["status"], json.dumps(outcome)[:-1] + f", {self.documents()}}}\n", said)
 
     def test_a_fault_names_its_rule(self):
         run = self.check("Send", "Faulty", options=("--format", "json"))
@@ -179,25 +150,6 @@ FAILED  4 rules: 2 passed, 2 failed, 1 hidden
         self.file("sfc.plist", plistlib.dumps({"ModelNumber": "MD123"}))
         self.assertEqual(self.check("Reference").status, FAILED)
         self.assertEqual(self.check("Reference", options=("--source", "sfc=sfc.plist", "--source", "gui=device")).status, PASSED)
-        arguments = self.arguments("Reference")
-        cases = (
-            ("--source sfc=sfc.plist: the source \"sfc\" is given twice", ("--source", "sfc=sfc.plist") * 2),
-            ("--source sfc.plist: expected NAME=FILE", ("--source", "sfc.plist")),
-            ("--source sfc=missing: No such file", ("--source", "sfc=missing")),
-        )
-        for why, options in cases:
-            with self.subTest(why):
-                self.refuses(UNUSABLE, why, *arguments, *options)
-
-    def test_inputs_must_be_dictionaries(self):
-        self.file("array", "[1]")
-        arguments = self.arguments("Model")
-        for option in ("--library", "--rules", "--attributes"):
-            with self.subTest(option):
-                changed = list(arguments)
-                changed[changed.index(option) + 1] = "array"
-                self.refuses(UNUSABLE, f"{option} array: is not a dictionary", *changed)
-        self.refuses(UNUSABLE, "--source sfc=array: is not a dictionary", *arguments, "--source", "sfc=array")
 
     def test_an_attribute_may_be_nested_as_deep_as_a_document_can(self):
         arguments = self.arguments("Model")
@@ -211,8 +163,6 @@ FAILED  4 rules: 2 passed, 2 failed, 1 hidden
         self.assertEqual(plistlib.loads((self.folder / "station.plist").read_bytes()), {"OnPass": "good", "OnFail": 5})
         self.check("Model", options=station)  # what an earlier device left does not stay
         self.assertEqual(plistlib.loads((self.folder / "station.plist").read_bytes()), {})
-        self.refuses(UNUSABLE, "standard output is used for the records", *self.arguments("Model"), "--station", "-")
-        self.refuses(UNUSABLE, "--station none/x: No such file", *self.arguments("Model"), "--station", "none/x")
 
     def test_the_log_is_appended_to(self):
         for _ in range(2):
@@ -225,8 +175,6 @@ FAILED  4 rules: 2 passed, 2 failed, 1 hidden
         self.assertIn("ERROR:unknown MPN:\\x1b[2J\n    2026-11-21 forged***", (self.folder / "hostile.log").read_text())
         self.check("Faulty", options=("--log", "fault.log"))
         self.assertEqual((self.folder / "fault.log").read_text().count("processing Faulty"), 1)
-        self.refuses(UNUSABLE, "--log none/log: No such file", *self.arguments("Model"), "--log", "none/log")
-        self.refuses(UNUSABLE, "--log /dev/full: No space left", *self.arguments("Model"), "--log", "/dev/full")
 
 
 class EvalTest(CommandTest):
@@ -243,7 +191,6 @@ class EvalTest(CommandTest):
     def test_references_choose_the_form_and_stand_in_for_nothing(self):
         run = self.eval("equal", "--attribute", "1", "--references", '{"a": 1}', "--format", "json")
         self.assertIn("unknown predicate equal:references:value:", run[1])
-        self.refuses(UNUSABLE, "--references: is not a dictionary", "eval", "equal", "--attribute", "1", "--references", "[]")
 
     def test_malformed_expressions_and_faults(self):
         self.assertEqual(self.eval("a XOR b", "--attribute", "1", "--format", "json"), (

@@ -9,7 +9,7 @@ import subprocess
 import time
 import unittest
 
-from support import TAVIK, CommandTest
+from support import TAVIK, CommandTest, cases
 
 COMPLETIONS = pathlib.Path(TAVIK).resolve().parent / "completions"
 
@@ -80,33 +80,9 @@ class CompletionTest(CommandTest):
 
     def test_what_bash_offers(self):
         self.file("a.json", "")
-        file = ["-o", "default"]
-        for line, offered in (
-                ("ch", ["check"]),
-                ("check --fo", ["--format"]),
-                ("check --format ", ["table", "json", "junit", "html", "plist"]),
-                ("check --format = j", ["json", "junit"]),
-                ("check --library ", file),
-                ("check --source ", []),
-                ("check --source sfc = ", file),
-                ("check --source sfc = x.json --fo", ["--format"]),
-                ("check ", []),
-                ("list ", ["sfc", "gui", "sim", "domain", "polling"]),
-                ("list --format json --unsigned p", ["polling"]),
-                ("list --rules = x s", ["sfc", "sim"]),
-                ("list sfc x", []),
-                ("decode der ", file),
-                ("convert --to ", ["xml", "binary", "json"]),
-                ("sign -o x ", file),
-                ("eval --attribute x", []),
-                ("eval --attribute @ a", ["@a.json"]),
-                ("eval ", []),
-                ("batch -j ", []),
-                ("test a.json --coverage b.json ", file),
-                ("nonsense --", []),
-        ):
-            with self.subTest(line):
-                self.assertEqual(self.offers(*line.split(" ")), offered)
+        for case in cases("completions"):
+            with self.subTest(case):
+                self.assertEqual(self.offers(*case["line"].split(" ")), case["offered"])
 
     def test_what_a_tab_makes_of_a_line(self):
         for name in ("library.json", "rules.json", "q r.json"):

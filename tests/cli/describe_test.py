@@ -4,7 +4,7 @@ import json
 import plistlib
 import unittest
 
-from support import FAULT, PASSED, UNUSABLE, CommandTest
+from support import FAULT, PASSED, CommandTest
 
 
 class DescribeTest(CommandTest):
@@ -34,18 +34,6 @@ class DescribeTest(CommandTest):
         fault = json.loads(out)["fault"]
         self.assertEqual((status, fault["kind"], err), (FAULT, "range", f"tavik: describe: nand-size: fault: {fault['message']}\n"))
         self.assertEqual(self.describe("nand-size", '{"SerialNumber": "AB"}', "{}")[:2], (FAULT, ""))
-
-    def test_what_cannot_be_used(self):
-        cases = (
-            ("--attribute: is not a dictionary", ("nand-size", "--attribute", '"AB"', "--value", "{}")),
-            ("--value: line 1, column 1: null is not allowed", ("value-in-list", "--attribute", "1", "--value", "null")),
-            ("--value missing: No such file", ("value-in-list", "--attribute", "1", "--value", "@missing")),
-            ("--value is required", ("value-in-list", "--attribute", "1")),
-            ("KIND: imei not in {value-in-list,nand-size,nvram-white-list}", ("imei", "--attribute", "1", "--value", "1")),
-        )
-        for message, arguments in cases:
-            with self.subTest(message):
-                self.refuses(UNUSABLE, message, "describe", *arguments)
 
 
 if __name__ == "__main__":

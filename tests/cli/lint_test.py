@@ -1,6 +1,7 @@
 """`tavik lint`: every trap, put one at a time into the example's documents, is found in its place; nothing is found where there
 is nothing; what the page shows is what is found."""
 
+import base64
 import copy
 import json
 import pathlib
@@ -9,179 +10,25 @@ import random
 import re
 import unittest
 
-from support import FAILED, NO_VERDICT, PASSED, UNUSABLE, CommandTest
+from support import FAILED, NO_VERDICT, PASSED, UNUSABLE, CommandTest, cases
 
 PROJECT = pathlib.Path(__file__).resolve().parents[2]
 STATION = PROJECT / "examples/station"
 LIBRARY, LOCAL_RULES = STATION / "rule-library.plist", STATION / "local-rules.plist"
 PAGE = (PROJECT / "docs/lint.md").read_text(encoding="utf-8")
-
-GONE = object()
-STATIC, CONDITIONAL = "Send to warehouse", "Send to pack-out"
+SEVERITY = dict(re.findall(r"^\| \[([a-z-]+)\]\(#\1\) \| (\w+) \|", PAGE, re.MULTILINE))
+CASES = cases("lint")
 
 
 def change(document, path, value):
-    """Puts `value` under a path of keys, or takes away what is there."""
+    """Puts `value` under a path of keys; None takes away what is there."""
     *way, last = path
     for key in way:
         document = document[key]
-    if value is GONE:
+    if value is None:
         del document[last]
     else:
-        document[last] = value
-
-
-def library(*path_and_value):
-    return "library", path_and_value[:-1], path_and_value[-1]
-
-
-def rules(*path_and_value):
-    return "rules", path_and_value[:-1], path_and_value[-1]
-
-
-MPN = "MPNRules"
-SET = "RuleSets"
-REGION = (MPN, "DN20-128", "RegionRules", "JP/1")
-
-# (finding, severity, rule or path, part of the message, changes)
-TRAPS = [
-    # ends the run, or faults
-    ("malformed-expression", "error", "Modem firmware", "extra space", [library("Modem firmware", "predicate", "hasPrefix  OR contains")]),
-    ("malformed-expression", "error", "Modem firmware", "XOR", [library("Modem firmware", "predicate", "hasPrefix XOR contains")]),
-    ("malformed-expression", "error", "Modem firmware", "Parentheses are not supported", [library("Modem firmware", "predicate", "NOT (hasPrefix OR contains)")]),
-    ("malformed-expression", "error", "Modem firmware", "no \"predicate\"", [library("Modem firmware", "predicate", GONE)]),
-    ("no-version", "error", "", "fault", [library("version", GONE)]),
-    ("no-version", "error", "", "fault", [rules("version", GONE)]),
-    ("nothing-to-take", "error", "System build", "fault", [library("System build", "references", [])]),
-    ("missing-value", "error", STATIC, "fault", [library(STATIC, "value", GONE)]),
-    ("missing-entry", "error", CONDITIONAL, "no \"match\". A fault", [library(CONDITIONAL, "value", "match", GONE)]),
-    ("number-out-of-range", "error", "Control bits", "0 to 253. A fault", [rules(SET, "FinalTestRuleSet", "Control bits", "value", [2, 254])]),
-    ("number-out-of-range", "error", "Control bits", "Invalid control bit -1", [library("Control bits", "value", [-1])]),
-    ("wrong-reference-count", "error", "Housing inspected", "there are 0. A fault", [library("Housing inspected", "references", [])]),
-    # passes for every device
-    ("missing-value", "error", "System version", "in region \"EU/1\", regardless", [library("System version", "value", GONE)]),
-    ("missing-value", "error", "Model code list", "part number \"DN20-128\"", [library("Model code list", "value", GONE)]),
-    ("missing-value", "error", "Firmware variables", "passes for every device", [library("Firmware variables", "value", GONE)]),
-    ("missing-value", "error", "Control bits", "passes for every device that gets the set \"FinalTestRuleSet\"",
-     [library("Control bits", "value", GONE), rules(SET, "FinalTestRuleSet", "Control bits", {})]),
-    ("compares-with-nothing", "warning", "Touch panel revision", "compares with 0", [library("Touch panel revision", "value", GONE)]),
-    ("compares-with-nothing", "warning", "Boot loader locked", "compares with false", [library("Boot loader locked", "value", GONE)]),
-    ("unknown-predicate", "error", "System build is for customers", "did you mean \"contains\"? \"contain\" always fails, and NOT inverts",
-     [library("System build is for customers", "predicate", "NOT contain")]),
-    ("wrong-form", "error", "System build", "NOT inverts that. The rule passes for every device", [library("System build", "predicate", "NOT equalLong")]),
-    ("missing-entry", "error", CONDITIONAL, "counts as a match", [library(CONDITIONAL, "value", "list", GONE)]),
-    ("missing-entry", "error", "Region behavior", "no \"behavior\". All devices that it applies to pass", [library("Region behavior", "value", "nospecial", "behavior", GONE)]),
-    ("missing-attribute", "error", "No Attribute IMEI", "passes for every device", [library("No Attribute IMEI", "attribute", GONE)]),
-    ("undefined-rule", "error", "No Attribute token", "passes for every device", [rules("GenericRules", "No Attribute token", {})]),
-    ("compared-with-itself", "error", "System build", "compared with itself", [library("System build", "references", [{"description": "Build"}])]),
-    ("empty-value", "error", "Control bits", "passes for every device", [library("Control bits", "value", [])]),
-    # can never pass
-    ("missing-value", "error", "Model code list", "NOT inverts that. The rule fails",
-     [library("Model code list", "value", GONE), library("Model code list", "predicate", "NOT valueInList")]),
-    ("wrong-kind", "error", "Storage size", "data as 17 bytes", [library("Storage size", "value", bytes(17))]),
-    ("unknown-predicate", "error", "Modem firmware", "did you mean \"hasPrefix\"? The rule fails", [library("Modem firmware", "predicate", "hasPrefx")]),
-    ("unknown-predicate", "error", "Serial number form", "The rule fails for every device", [library("Serial number form", "predicate", "hasPrefix AND isUpper")]),
-    ("unknown-predicate", "error", "Camera module supplier", "only \"hasPrefix\" decides", [library("Camera module supplier", "predicate", "hasPrefix OR suffix")]),
-    ("wrong-form", "error", "Camera module supplier", "\"hasPrefix\" always fails, and \"hasSuffix\" always fails. The rule fails for every device",
-     [library("Camera module supplier", "predicate", "hasPrefix OR hasSuffix"), library("Camera module supplier", "references", [{"source": "sfc"}])]),
-    ("always-passes", "error", STATIC, "NOT inverts that. The rule fails for every device", [library(STATIC, "predicate", "NOT sendStaticAttribute")]),
-    ("unknown-predicate", "error", "Region behavior", "only \"swbhRegionMatch\" decides",
-     [library("Region behavior", "predicate", "swbhRegionMatch OR hasPrefx")]),
-    ("undefined-rule", "error", "Storage sise", "did you mean \"Storage size\"? A rule without an attribute fails for part number \"DN20W-064\"",
-     [rules(MPN, "DN20W-064", "Storage sise", {})]),
-    ("undefined-rule", "error", "regionrules", "did you mean \"RegionRules\"?", [rules(MPN, "DN20W-064", "regionrules", {})]),
-    ("undefined-rule", "error", "RegionRules", "only has a meaning among the entries of a part number", [rules("GenericRules", "RegionRules", {})]),
-    ("empty-value", "error", "Modem firmware", "fails for every device", [library("Modem firmware", "value", "")]),
-    ("empty-value", "error", "Housing color", "only if the attribute is empty too", [library("Housing color", "value", [])]),
-    ("empty-value", "error", "Storage size for capacity code", "is empty", [library("Storage size for capacity code", "value", {})]),
-    ("dead-element", "warning", "FCC identifier for board", "is empty", [library("FCC identifier for board", "value", "0ZZDN25", [])]),
-    ("dead-element", "warning", "IMEI prefix", "takes a string here", [library("IMEI prefix", "value", ["00104412", 104513])]),
-    ("wrong-kind", "error", "IMEI prefix", "not a number as 104513. The rule fails", [library("IMEI prefix", "value", [104412, 104513])]),
-    ("impossible-text", "error", "Model code list", "The rule fails", [library("Model code list", "value", ["7KR", "7KQ"])]),
-    ("empty-value", "error", "FCC identifier for board", "The rule fails",
-     [library("FCC identifier for board", "value", {"0ZZDN20": [], "0ZZDN25": []})]),
-    ("empty-value", "error", "Region behavior", "no entry that can match", [library("Region behavior", "value", {"special": {}})]),
-    ("dead-element", "warning", "Region behavior", "contains \"/\"", [library("Region behavior", "value", "nospecial", "countryList", ["EU/1", "US"])]),
-    ("mask-mismatch", "error", "Calibration header", "has 16 bytes, but \"Result\" has 2", [library("Calibration header", "value", "Result", b"\x02\0")]),
-    ("mask-mismatch", "error", "Modem provisioning flags", "has a bit", [library("Modem provisioning flags", "value", "Result", b"\x81\0\0\x11")]),
-    ("missing-entry", "error", "Region behavior", "no \"countryList\". It never matches", [library("Region behavior", "value", "nospecial", "countryList", GONE)]),
-    ("missing-entry", "error", "Calibration header", "The rule fails", [library("Calibration header", "value", "Mask", GONE)]),
-    ("wrong-kind", "error", "Housing color", "takes an array here, not a string as \"sand\".", [rules(MPN, "DN20-128", "Housing color", "value", "sand")]),
-    ("wrong-kind", "error", "Storage size", "fails for part number \"DN20-128\"", [rules(MPN, "DN20-128", "Storage size", "value", b"\x80")]),
-    ("wrong-kind", "error", "Radio bands", "in region \"JP/1\"", [rules(*REGION, "Radio bands", "value", 5)]),
-    ("wrong-kind", "error", "Battery charge", "a dictionary", [library("Battery charge", "value", {"least": 40})]),
-    ("impossible-text", "error", "Model code", "has 3 characters, but \"MPN4CCheck\" compares with 4", [rules(MPN, "DN20W-064", "Model code", "value", "7WQ")]),
-    ("impossible-text", "error", "Boot key", "hexadecimal digits", [library("Boot key", "references", GONE), library("Boot key", "value", "<dead>")]),
-    ("missing-reference", "error", "Region behavior", "did you mean \"RegionInf\"?", [library("Region behavior", "references", 0, "attribute", "RegionInf")]),
-    ("wrong-form", "error", "Storage size for capacity code", "needs references", [library("Storage size for capacity code", "references", GONE)]),
-    ("wrong-form", "error", "System build", "the local entry has a value", [rules("GenericRules", "System build", {"value": 5})]),
-    ("wrong-form", "error", "System build", "the rule has a \"value\"", [library("System build", "value", 5)]),
-    ("wrong-form", "error", "Modem boot image", "no form with references", [library("Modem boot image", "references", [{"source": "sfc"}])]),
-    ("wrong-reference-count", "error", "Housing inspected", "there are 2. The rule fails",
-     [library("Housing inspected", "references", [{"source": "gui", "attribute": "a"}, {"source": "gui", "attribute": "b"}])]),
-    ("malformed-references", "error", "System build", "not an array", [library("System build", "references", {"source": "sfc"})]),
-    ("malformed-references", "error", "System build", "\"source\" of a reference is a number", [library("System build", "references", 0, "source", 1)]),
-    ("missing-attribute", "error", "Modem firmware", "fails for every device", [library("Modem firmware", "attribute", 5)]),
-    ("malformed-definition", "error", "Modem firmware", "not a dictionary", [library("Modem firmware", "4.12.")]),
-    ("attribute-of-two-kinds", "error", "Wi-Fi address", "The rule fails", [library("Wi-Fi address", "predicate", "dataNotNull AND isUppercase"), library("Wi-Fi address", "value", GONE)]),
-    ("narrow-reference", "warning", "System build", "above 2147483647", [library("System build", "predicate", "equal")]),
-    ("text-read-as-zero", "information", "System partition size at most", "such as", [library("System partition size at most", "value", 6144)]),
-    ("not-a-dictionary", "error", "Housing color", "only because another entry replaces it",
-     [rules(MPN, "DN20-064", "Housing color", 64), rules("GenericRules", "Housing color", {})]),
-    ("not-a-dictionary", "error", "Storage size", "No rule is checked for part number \"DN20-064\"", [rules(MPN, "DN20-064", "Storage size", 64)]),
-    ("not-a-dictionary", "error", "MPNRules.DN20-064.RegionRules", "part number \"DN20-064\"", [rules(MPN, "DN20-064", "RegionRules", [])]),
-    ("unknown-rule-set", "error", "GenericRules.FinalTstRuleSet", "did you mean \"FinalTestRuleSet\"?", [rules("GenericRules", "FinalTstRuleSet", {})]),
-    ("no-rules", "error", "MPNRules", "is empty", [rules(MPN, {})]),
-    ("no-rules", "error", "MPNRules.X", "no rules specified", [rules(MPN, "X", {}), rules("GenericRules", {})]),
-    # silently ignored
-    ("extra-rules", "warning", "extra-rules", "are ignored", [rules("extra-rules", {"Lot": {"attribute": "Lot"}})]),
-    ("lost-forwarding", "warning", STATIC, "lost", [library(STATIC, "predicate", "sendStaticAttribute AND isUppercase")]),
-    ("dropped-value", "warning", "Storage size", "For part number \"DN20-128\" the expected value is 64", [rules("GenericRules", "Storage size", {})]),
-    ("dropped-value", "warning", "System version", "in region \"JP/1\" the expected value is \"9\"", [rules("GenericRules", "System version", {"value": "9"})]),
-    ("dropped-value", "warning", "IMEI prefix", "the set \"PhoneRuleSet\" comes later", [rules("GenericRules", "IMEI prefix", {"value": ["35"]})]),
-    ("dropped-value", "warning", "Control bits", "the set \"FinalTestRuleSet\" comes later",
-     [rules(SET, "PhoneRuleSet", "Control bits", {"value": [1]})]),
-    ("nested-rule-set", "warning", "RuleSets.PhoneRuleSet.WifiOnlyRuleSet", "names the set", [rules(SET, "PhoneRuleSet", "WifiOnlyRuleSet", {})]),
-    ("unread-key", "warning", "Modem firmware", "did you mean \"hideResult\"?", [library("Modem firmware", "hideresult", True)]),
-    ("unread-key", "warning", "System build", "did you mean \"description\"?", [library("System build", "references", 0, "desription", "x")]),
-    ("unread-key", "warning", "Calibration header", "did you mean \"Mask\"?", [library("Calibration header", "value", "mask", b"")]),
-    ("unread-key", "warning", "Storage size", "did you mean \"value\"?", [rules(MPN, "DN20-064", "Storage size", "valeu", 5)]),
-    ("unread-key", "warning", "GenericRule", "did you mean \"GenericRules\"?", [rules("GenericRule", {})]),
-    ("unread-key", "warning", "MPNRules.DN20-064.PhoneRuleSet.value", "The name of a set", [rules(MPN, "DN20-064", "PhoneRuleSet", {"value": 5})]),
-    ("predicate-not-called", "warning", "No Attribute IMEI", "\"predicate\"", [library("No Attribute IMEI", "predicate", "dataNotNull")]),
-    ("duplicate-reference", "warning", "System build", "\"build_number\"", [library("System build", "references", [{"source": "sfc", "attribute": "build_number"}] * 2)]),
-    ("duplicate-reference", "warning", "System build", "Only the later one", [library("System build", "references", [{}, {"source": "sfc"}])]),
-    ("unread-reference", "warning", "System build", "\"second\" is not used",
-     [library("System build", "references", [{"source": "sfc", "attribute": "first"}, {"source": "sfc", "attribute": "second"}])]),
-    ("unread-reference", "warning", "Region behavior", "reads the reference \"IMEI\"", [library("Region behavior", "references", [{"attribute": "RegionInfo"}, {"attribute": "IMEI"}])]),
-    ("unused-value", "warning", "Lot number form", "does not use a value", [library("Lot number form", "value", "L")]),
-    ("unused-value", "warning", "No Attribute IMEI", "has a value", [rules(SET, "WifiOnlyRuleSet", "No Attribute IMEI", {"value": "1"})]),
-    ("hidden-by-false", "warning", "Boot key", "is false", [library("Boot key", "hideResult", False)]),
-    ("misread-value", "warning", "Storage size", "\"1,000\" is read as 1.", [library("Storage size", "value", "1,000")]),
-    ("misread-value", "warning", "Boot loader locked", "\"on\" is read as false", [library("Boot loader locked", "value", "on")]),
-    ("misread-value", "warning", "System partition size", "6144.5 is read as 6144", [library("System partition size", "value", 6144.5)]),
-    ("number-beyond-range", "warning", "Touch panel revision", "read as 2147483647", [library("Touch panel revision", "value", 1 << 31)]),
-    ("rule-named-like-set", "warning", "Some RuleSet", "a set", [library("Some RuleSet", {"attribute": "A", "predicate": "isUppercase"})]),
-    ("source-spelling", "warning", "Boot key", "is spelled \"sfc\" elsewhere", [library("Boot key", "references", 0, "source", "SFC")]),
-    ("unused-rule", "information", "Modem firmware", "name this rule", [rules(SET, "PhoneRuleSet", "Modem firmware", GONE)]),
-    ("unused-rule-set", "information", "RuleSets.SpareRuleSet", "is not used", [rules(SET, "SpareRuleSet", {})]),
-]
-
-# What is legal, if unusual: nothing but information may be found.
-LEGAL = [
-    [rules("GenericRules", "Storage size at least", {"value": "64 GB"})],
-    [rules(MPN, "DN20-064", "RegionRules", "EU/1", "Housing color", {"value": ["moss"]}), rules(MPN, "DN20-064", "Housing color", {"value": ["sand"]})],
-    [rules("GenericRules", "Storage size", {"value": 128}), rules(MPN, "DN20-064", "Storage size", {"value": 128}),
-     rules(MPN, "DN20W-064", "Storage size", GONE)],
-    [library("Model code", "value", GONE), rules(MPN, "DN20-064", "Model code", {"value": "7kq2"})],
-    [library("Region behavior", "value", "nospecial", GONE)],
-    [library("Region behavior", "value", "special", {})],
-    [library("Boot loader locked", "value", "No")],
-    [library("Control bits", "value", ["0", 253])],
-    [library("Boot key", "references", [{"source": "sfc"}])],
-    [rules("GenericRules", "DN20RuleSet", {}), rules(SET, "PhoneRuleSet", "DN20RuleSet", {})],
-    [rules(SET, "PhoneRuleSet", "IMEI prefix", {"value": ["35"]})],
-]
+        document[last] = base64.b64decode(value["$data"]) if isinstance(value, dict) and "$data" in value else value
 
 
 class LintTest(CommandTest):
@@ -195,9 +42,10 @@ class LintTest(CommandTest):
         local = [argument for name in rules for argument in ("--rules", name)]
         return self.tavik("lint", *trust, "--library", library, *local, *options)
 
-    def write(self, changes=()):
+    def write(self, *changes):
+        """Writes the documents with changes: document, path of keys, value."""
         documents = copy.deepcopy(self.documents)
-        for name, path, value in changes:
+        for name, *path, value in changes:
             change(documents[name], path, value)
         for name, document in documents.items():
             self.file(name, plistlib.dumps(document, sort_keys=False).replace(b" PUBLIC", b""))
@@ -221,28 +69,27 @@ class LintTest(CommandTest):
     ELSEWHERE = {"missing-value", "compares-with-nothing", "unused-rule", "wrong-form"}
 
     def test_every_trap_is_found_with_its_rule(self):
-        for name, severity, rule, message, changes in TRAPS:
-            with self.subTest(name, rule=rule, message=message):
-                self.write(changes)
+        for trap in CASES["traps"]:
+            name, changes = trap["finding"], trap["changes"]
+            with self.subTest(trap):
+                self.write(*changes)
                 findings = self.findings()
                 found = [finding for finding in findings if finding["name"] == name]
-                self.assertTrue([finding for finding in found if message in finding["message"]], findings)
-                self.assertEqual({(finding["rule"], finding["severity"]) for finding in found}, {(rule, severity)})
+                self.assertTrue([finding for finding in found if trap["message"] in finding["message"]], findings)
+                self.assertEqual({(finding["rule"], finding["severity"]) for finding in found}, {(trap["rule"], SEVERITY[name])})
                 if name not in self.ELSEWHERE:
                     self.assertEqual({finding["document"] for finding in found}, {changes[-1][0]})
                 if name not in self.WITH_OTHERS:
                     self.assertEqual({finding["name"] for finding in findings if finding["severity"] != "information"} - {name}, set())
 
     def test_what_is_legal_is_not_reported(self):
-        for changes in LEGAL:
+        for changes in CASES["legal"]:
             with self.subTest(changes):
-                self.write(changes)
+                self.write(*changes)
                 self.assertEqual([f for f in self.findings() if f["severity"] != "information"], [])
 
     def test_every_finding_has_a_trap_and_its_examples_are_true(self):
-        table = dict(re.findall(r"^\| \[([a-z-]+)\]\(#\1\) \| (\w+) \|", PAGE, re.MULTILINE))
-        self.assertEqual(set(table), {name for name, *_ in TRAPS})
-        self.assertEqual({(name, severity) for name, severity, *_ in TRAPS}, set(table.items()))
+        self.assertEqual(set(SEVERITY), {trap["finding"] for trap in CASES["traps"]})
         library = json.dumps({"version": 1, "Color": {"attribute": "Color", "predicate": "caseInsensitiveEqual", "value": "sand"},
                               "Size": {"attribute": "Bytes", "predicate": "nandSizeCheck", "value": 64}})
         for name, text in re.findall(r"^## ([a-z-]+)\n(.*?)(?=^## |\Z)", PAGE, re.MULTILINE | re.DOTALL):
@@ -294,7 +141,8 @@ class LintTest(CommandTest):
 
     def test_sarif(self):
         self.file("a folder", "")
-        self.write([library("Modem firmware", "predicate", "x"), rules("GenericRules", "Modem é", {}), rules(SET, "SpareRuleSet", {})])
+        self.write(("library", "Modem firmware", "predicate", "x"), ("rules", "GenericRules", "Modem é", {}),
+                   ("rules", "RuleSets", "SpareRuleSet", {}))
         (self.folder / "rules").rename(self.folder / "local rules")
         run = self.lint("--format", "sarif", rules=("local rules",))
         log = json.loads(run.out)
@@ -316,16 +164,14 @@ class LintTest(CommandTest):
         self.assertEqual(results, {"unknown-predicate": ("error", "library", "Modem firmware.predicate"),
                                    "undefined-rule": ("error", "local%20rules", "GenericRules.Modem é"),
                                    "unused-rule-set": ("note", "local%20rules", "RuleSets.SpareRuleSet")})
-        self.write([library("version", GONE)])
+        self.write(("library", "version", None))
         found = {result["ruleId"]: result for result in json.loads(self.lint("--format", "sarif").out)["runs"][0]["results"]}
         self.assertNotIn("logicalLocations", found["no-version"]["locations"][0])
 
     def test_signed_documents(self):
-        self.write([rules("GenericRules", "Modem", {})])
-        self.passes("keygen", "--private", "key", "--public", "pub")
+        self.write(("rules", "GenericRules", "Modem", {}))
         self.passes("keygen", "--private", "other-key", "--public", "other")
-        for name in ("library", "rules"):
-            self.passes("sign", "--key", "key", name, "-o", name + ".signed")
+        self.signed("library", "rules")
         run = self.lint("--format", "gcc", library="library.signed", rules=("rules.signed",), trust=("--public-key", "pub"))
         self.assertRegex(run.out, r"\nrules.signed: error: GenericRules.Modem: The library defines no rule")
         self.assertEqual((run.status, run.err), (FAILED, ""))
@@ -339,48 +185,24 @@ class LintTest(CommandTest):
         self.file("list", "( a )")
         self.refuses(UNUSABLE, "is not a dictionary", "lint", "--unsigned", "--library", "library", "--rules", "list")
 
-    def replaced(self, local):
-        """For the values of the local entries: which are dropped, by the order in which a device comes to its rules. A library's
-        value is absent."""
+    LAYERS = {  # how specific each layer is, and its path
+        "generic": (0, "GenericRules"), "set": (1, "RuleSets.{name}"), "part_number": (2, "MPNRules.{name}"),
+        "region": (3, "MPNRules.{number}.RegionRules.{name}"),
+    }
+
+    def replaced(self, number, region):
+        """What `tavik explain` says of a device's entries: those whose value is dropped, and those that hold without a value."""
+        self.file("device", json.dumps({"ModelNumber": number} | ({"RegionInfo": region} if region else {})))
+        run = self.tavik("explain", "--unsigned", "--library", "library", "--rules", "rules", "--attributes", "device", "--format", "json")
         dropped, without = set(), set()
-        special = {"GenericRules": 0, SET: 1, MPN: 2}
-
-        def rank(path):
-            return 3 if "RegionRules" in path else special[path.split(".")[0]]
-
-        def add(table, path, layer):
-            for name, entry in layer.items():
-                for _, loser in [table.get(name, (None, None))][:name in table]:
-                    losers.setdefault(name, []).append(loser)
-                table[name] = (entry, f"{path}.{name}")
-
-        for number, part in local[MPN].items():
-            for region in part.get("RegionRules", {None: {}}):
-                table, losers = {}, {}
-                for key, entry in part.items():
-                    if key == "RegionRules":
-                        add(table, f"{MPN}.{number}.RegionRules.{region}", part[key][region])
-                    else:
-                        add(table, f"{MPN}.{number}", {key: entry})
-                add(table, "GenericRules", local["GenericRules"])
-                for name in [name for name in table if name.endswith("RuleSet")]:
-                    del table[name]
-                    add(table, f"{SET}.{name}", local[SET][name])
-                for name, (entry, path) in table.items():
-                    if "value" not in entry:
-                        without.add(path)
-                    for loser in losers.get(name, []):
-                        value = self.at(local, loser)
-                        keeps = "value" in entry and (entry["value"] == value.get("value") or rank(path) > rank(loser))
-                        if "value" in value and not keeps:
-                            dropped.add(loser + ".value")
+        for rule in json.loads(run.out)["rules"]:
+            placed = [(rank, f"{path.format(number=number, **entry)}.{rule['rule']}", entry["entry"].get("value"))
+                      for entry in rule["entries"] for rank, path in [self.LAYERS[entry["layer"]]]]
+            rank, path, value = placed[-1]
+            without |= {path} if value is None else set()
+            dropped |= {f"{lost}.value" for lower, lost, other in placed[:-1]
+                        if other is not None and (value is None or value != other and rank <= lower)}
         return dropped, without
-
-    @staticmethod
-    def at(document, path):
-        for key in path.split("."):
-            document = document[key]
-        return document
 
     def test_layers_come_together_as_for_a_device(self):
         dice = random.Random(20261121)
@@ -394,17 +216,18 @@ class LintTest(CommandTest):
 
         for _ in range(150):
             sets = ["ARuleSet", "BRuleSet", "CRuleSet"]
-            local = {"version": 1, MPN: {}, "GenericRules": layer(*sets[:2]), SET: {name: layer() for name in sets}}
+            local = {"version": 1, "MPNRules": {}, "GenericRules": layer(*sets[:2]), "RuleSets": {name: layer() for name in sets}}
             for number in ("M1", "M2"):
                 part = list(layer(*sets).items()) + [("RegionRules", {region: layer(sets[2]) for region in ("R1", "R2")})] * dice.randrange(2)
                 dice.shuffle(part)
-                local[MPN][number] = dict(part)
+                local["MPNRules"][number] = dict(part)
+            self.file("rules", json.dumps(local))
             with self.subTest(local):
-                self.file("rules", json.dumps(local))
+                expected = [self.replaced(number, region) for number, part in local["MPNRules"].items()
+                            for region in part.get("RegionRules", [None])]
                 findings = self.findings()
-                dropped, without = self.replaced(local)
-                self.assertEqual({f["path"] for f in findings if f["name"] == "compares-with-nothing"}, without)
-                self.assertEqual({f["path"] for f in findings if f["name"] == "dropped-value"}, dropped)
+                for name, paths in zip(("dropped-value", "compares-with-nothing"), zip(*expected)):
+                    self.assertEqual({f["path"] for f in findings if f["name"] == name}, set().union(*paths))
 
     def test_more_findings_than_anybody_reads(self):
         self.documents["library"].update({str(number): {"attribute": "A", "predicate": "isUppercase"} for number in range(100_010)})

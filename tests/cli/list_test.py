@@ -3,7 +3,7 @@
 import json
 import unittest
 
-from support import NO_VERDICT, PASSED, UNUSABLE, CommandTest
+from support import NO_VERDICT, PASSED, CommandTest
 
 LIBRARY = {
     "version": "L1",
@@ -20,8 +20,7 @@ RULES = {"version": 7, "MPNRules": {"MD1": {"Carrier": {}, "Colour": {"value": 1
 class ListTest(CommandTest):
     def setUp(self):
         super().setUp()
-        self.file("library", json.dumps(LIBRARY))
-        self.file("rules", json.dumps(RULES))
+        self.documents(LIBRARY, RULES)
         self.file("device", '{"ModelNumber": "MD1"}')
 
     def list(self, kind, *options, rules="rules", trust=("--unsigned",)):
@@ -61,9 +60,7 @@ class ListTest(CommandTest):
         self.assertEqual((run.status, run.out), (NO_VERDICT, ""))
 
     def test_signed_documents(self):
-        self.passes("keygen", "--private", "key", "--public", "pub")
-        self.passes("sign", "--key", "key", "rules", "-o", "rules.signed")
-        self.passes("sign", "--key", "key", "library", "-o", "library.signed")
+        self.signed("library", "rules")
         (self.folder / "library.signed").rename(self.folder / "library")
         trust = ("--public-key", "pub")
         run = self.list("gui", "--format", "json", rules="rules.signed", trust=trust)
@@ -73,12 +70,6 @@ class ListTest(CommandTest):
         self.file("library", json.dumps(LIBRARY))
         self.refuses(NO_VERDICT, "--library library: ", "list", "sfc", *trust, "--library", "library", "--rules", "rules",
                      "--attributes", "device")
-
-    def test_what_cannot_be_read_or_understood(self):
-        arguments = ("--unsigned", "--library", "library", "--rules", "rules", "--attributes")
-        self.refuses(UNUSABLE, "--attributes missing: No such file", "list", "sfc", *arguments, "missing")
-        self.refuses(UNUSABLE, "KIND: imei not in {sfc,gui,sim,domain,polling}", "list", "imei", *arguments, "device")
-        self.refuses(UNUSABLE, "KIND is required", "list", *arguments, "device")
 
 
 if __name__ == "__main__":

@@ -17,7 +17,7 @@ import unittest
 import xml.etree.ElementTree as ElementTree
 
 from browser import DRIVER, Browser
-from support import FAILED, FAULT, NO_VERDICT, PASSED, TAVIK, UNUSABLE, CommandTest
+from support import FAILED, FAULT, NO_VERDICT, PASSED, TAVIK, UNUSABLE, CommandTest, cases
 
 STATION = pathlib.Path(__file__).resolve().parents[2] / "examples" / "station"
 SCHEMA = pathlib.Path(__file__).with_name("junit.xsd")
@@ -88,10 +88,6 @@ class ReportCase(CommandTest):
     def setUp(self):
         super().setUp()
         self.documents(LIBRARY, RULES)
-
-    def documents(self, library, rules):
-        self.file("library", json.dumps(library))
-        self.file("rules", json.dumps(rules))
 
     def check(self, device, form, status=None):
         self.file("device", json.dumps(device))
@@ -196,31 +192,15 @@ class ReportTest(ReportCase):
         self.assertEqual(entries[1:], results)
 
     def test_differences_are_marked(self):
-        cases = (  # predicate, value, attribute, expected and found with marks in brackets
-            ("equal", 64, 32, "equal [64]", "[32]"),
-            ("caseInsensitiveEqual", "sand", "Sond", "caseInsensitiveEqual:s[a]nd", "S[o]nd"),
-            ("hasPrefix", "MD1", "MX100", "has prefix M[D]1", "M[X]100"),
-            ("hasPrefix", "abc", "ab😀", "has prefix ab[c]", "ab[😀]"),
-            ("hasSuffix", "xabc", "é😀abd", "has suffix [x]ab[c]", "é😀ab[d]"),
-            ("valueInList", [2, 4, 66], [2, 4, 71], "one of 2,4,66", "2,4,[71]"),
-            ("valueInList", ["P7B"], "P7A", "one of P7[B]", "P7[A]"),
-            ("hasPrefix AND isUppercase", "D2", "D2k7k", "has prefix D2 and D2[K]7[K]", "D2k7k and D2[k]7[k]"),
-            ("equalMask", {"Mask": {"$data": "/w8="}, "Result": {"$data": "AQI="}}, {"$data": "ATI="}, None, "<0132>"),
-            ("equalMask", {"Mask": {"$data": "/w8="}, "Result": {"$data": "AQI="}}, {"$data": "ITM="},
-             "and mask <ff0f> equal <[0]10[2]>", "<[2]13[3]>"),
-            ("greaterThan", 55, 38, "greater than 55", "38"),
-            ("NOT contains", "-eng", "2.6-eng", "not contains -eng", "2.6-eng"),
-            ("isUppercase", "", "CB 1, CB 2, cb 3", "CB 1, CB 2, [CB] 3", "CB 1, CB 2, [cb] 3"),
-            ("hasPrefix", "<&\n", "<&\r", "has prefix <&\\[n]", "<&\\[r]"),
-        )
-        self.documents({"version": 1} | {f"R{i}": {"attribute": f"A{i}", "predicate": case[0], "value": case[1]}
-                                         for i, case in enumerate(cases)},
-                       {"version": 1, "GenericRules": {f"R{i}": {} for i in range(len(cases))}})
-        rows = Rows(self.check({f"A{i}": case[2] for i, case in enumerate(cases)}, "html", FAILED)).rows
+        differences = cases("differences")  # expected and found with marks in brackets
+        self.documents({"version": 1} | {f"R{i}": {"attribute": f"A{i}", "predicate": case["predicate"], "value": case["value"]}
+                                         for i, case in enumerate(differences)},
+                       {"version": 1, "GenericRules": {f"R{i}": {} for i in range(len(differences))}})
+        rows = Rows(self.check({f"A{i}": case["attribute"] for i, case in enumerate(differences)}, "html", FAILED)).rows
         rows = {row[0].split("|")[0]: row[1:] for row in rows}
-        for i, (predicate, _, attribute, expected, found) in enumerate(cases):
-            with self.subTest(predicate, attribute=attribute):
-                self.assertEqual(rows[f"R{i}"], [expected or rows[f"R{i}"][0], found])
+        for i, case in enumerate(differences):
+            with self.subTest(case):
+                self.assertEqual(rows[f"R{i}"], [case["expected"] or rows[f"R{i}"][0], case["found"]])
 
     def test_a_long_text_is_shown_around_its_difference(self):
         long = "é" * 40000
@@ -233,7 +213,7 @@ class ReportTest(ReportCase):
         self.assertLess(len(page.encode()), 40000)
 
     def test_a_page_tells_what_to_do(self):
-        cases = (  # device, status, what the page says
+        told = (  # device, status, what the page says
             (GOOD, PASSED, ("5 rules checked, all passed", "send it to <strong><bdi>pack</bdi></strong> (OnPass)",
                             "hide their result (1)")),
             (DEVICES[1][0], FAILED, ("3 of 5 rules failed", "<bdi>mend</bdi>",
@@ -255,7 +235,7 @@ class ReportTest(ReportCase):
                   "No Attribute size": {"attribute": "Size"}}
         devices = {"MD4": {"gui": {}, "label": {}}, **{f"MD{5 + i}": {rule: {}} for i, rule in enumerate(broken)}}
         self.documents(LIBRARY | from_source | broken, RULES | {"MPNRules": RULES["MPNRules"] | devices})
-        for device, status, texts in cases:
+        for device, status, texts in told:
             page = self.check(device, "html", status)
             for text in texts:
                 with self.subTest(device, text=text):
@@ -269,9 +249,7 @@ class ReportTest(ReportCase):
 
     def test_reports_say_whether_signatures_were_verified(self):
         self.file("device", json.dumps(GOOD))
-        self.passes("keygen", "--private", "key", "--public", "pub")
-        for name in ("library", "rules"):
-            self.passes("sign", "--key", "key", name, "-o", f"{name}.signed")
+        self.signed("library", "rules")
         signed = ("--library", "library.signed", "--rules", "rules.signed", "--public-key", "pub")
         words = {"json": '"signatures": "%s"', "plist": "<key>signatures</key>\n\t<string>%s</string>",
                  "junit": '<property name="signatures" value="%s"/>'}
@@ -289,20 +267,9 @@ class ReportTest(ReportCase):
 
     def test_reports_explain_what_the_texts_do_not_show(self):
         blob = {"$data": base64.b64encode(bytes(20) + b"\1\0\0\0" + b"RLOC").decode()}
-        cases = (  # rule, attribute, what every report says
-            ({"predicate": "hasPrefix", "value": "20"}, 2026, "found a number, expected text"),
-            ({"predicate": "boolEqual", "value": 1}, "true", "found text, expected true or false"),
-            ({"predicate": "valueInList", "value": ["1", "3"]}, 3, "found a number, expected text"),
-            ({"predicate": "hasSuffix", "references": [{"source": "gui", "attribute": "x"}]}, "123809",
-             "expected value: found a number, expected text"),
-            ({"predicate": "equal", "value": 1 << 40}, (1 << 40) + 1, "equal compares 32 bits and reads both as 2147483647; use equalLong"),
-            ({"predicate": "equal", "references": "x"}, 1, "the rule's references are malformed"),
-            ({"attribute": "SysCfgData.COLR", "predicate": "hasPrefix", "value": "x"}, 1,
-             "SysCfgData cannot be decoded to its end: byte 24: an entry is cut off"),
-            ({"predicate": "hasPrefix", "value": "MD "}, "MDx", "\\x20"),
-        )
         self.file("gui", '{"x": 3809}')
-        for rule, attribute, words in cases:
+        for case in cases("explanations"):
+            rule, attribute, words = case.values()
             self.documents({"version": 1, "R": {"attribute": "A"} | rule}, {"version": 1, "GenericRules": {"R": {}}})
             device = {"A": attribute, "SysCfgData": blob}
             self.file("device", json.dumps(device))

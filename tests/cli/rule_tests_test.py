@@ -1,16 +1,16 @@
 """`tavik test`: what a case file may say, how it is judged and refused, and the cases of the example product."""
 
-import base64
 import json
 import pathlib
 import subprocess
 import unittest
 
 import jsonschema
-from support import FAILED, NO_VERDICT, PASSED, UNUSABLE, CommandTest
+from support import FAILED, NO_VERDICT, PASSED, UNUSABLE, CommandTest, cases
 
 PROJECT = pathlib.Path(__file__).resolve().parents[2]
 EXAMPLE = PROJECT / "examples/station/rule-tests.json"
+CASES = cases("rule-tests")
 SCHEMA = json.loads((PROJECT / "docs/rule-tests.schema.json").read_text(encoding="utf-8"))
 
 LIBRARY = {
@@ -63,53 +63,9 @@ class RuleTestsTest(CommandTest):
         return [(mismatch.get("rule"), mismatch["message"]) for mismatch in result["mismatches"]]
 
     def test_what_is_expected(self):
-        other_record = "passes, but its record differs"
-        blob = bytes(20) + (1).to_bytes(4, "little") + b"RLOC" + b"sand".ljust(16, b"\0")
-        painted = {"ModelNumber": "XX", "SysCfgData": {"$data": base64.b64encode(blob).decode()}}
-        unknown_region = {"change": {"RegionInfo": "JP"}}
-        broken = {"change": {"ModelNumber": "BROKEN"}, "remove": ["RegionInfo"]}
-        fault = {"change": {"ModelNumber": "FAULT"}, "remove": ["RegionInfo"]}
-        cases = (  # what is expected, what is changed, what is not as expected
-            ({"others": "pass"}, {}, []),
-            ({"rules": {}}, {}, []),
-            ({"rules": {"Storage": "pass", "Color": "pass", "Model": "pass"}, "others": "none"}, {}, []),
-            ({"rules": {"Storage": "pass"}, "others": "none"}, {},
-             [("Color", "the device gets this rule, which is not in the case"),
-              ("Model", "the device gets this rule, which is not in the case")]),
-            ({"rules": {"Storage": "fail"}}, {}, [("Storage", "passes, but should fail")]),
-            ({"rules": {"Storage": "pass"}}, {"change": {"Bytes": 5}}, [("Storage", "fails, but should pass")]),
-            ({"rules": {"Model": "pass"}}, {"change": {"Bytes": 5}},
-             [("Storage", "fails, but should pass because the case does not name it")]),
-            ({"rules": {"Model": "pass"}, "others": "any"}, {"change": {"Bytes": 5}}, []),
-            ({"rules": {"Color": "absent"}}, {}, [("Color", "the device gets this rule, but should not")]),
-            ({"rules": {"Color": "absent"}}, {"change": {"RegionInfo": "US"}}, []),
-            ({"rules": {"Colour": "pass"}}, {},
-             [("Colour", 'the device does not get this rule; did you mean "Color"?')]),
-            ({"rules": {"Storage": {"expected": 128}}}, WITHOUT_REGION | {"change": {"ModelNumber": "HN20", "Bytes": 1}},
-             []),
-            ({"rules": {"Storage": {"result": True, "actual": "64", "expected": 64}}}, {}, []),
-            ({"rules": {"Storage": {"result": True, "actual": 64}}}, {}, [("Storage", other_record)]),
-            ({"rules": {"Storage": {"hideResult": ""}}}, {}, [("Storage", other_record)]),
-            ({"rules": {"Paint": "pass"}, "others": "any"}, {"attributes": painted}, []),
-            ({"rules": {"Paint": "fail"}, "others": "any"}, {"attributes": painted, "change": {"SysCfgData.COLR": "moss"}}, []),
-            ({"rules": {"Paint": "fail"}, "others": "any"}, {"attributes": painted, "remove": ["SysCfgData.COLR"]}, []),
-            ({"others": "pass"}, unknown_region, [(None, "no verdict: unknown Region Code:JP")]),
-            ({"error": {"code": -100003, "description": "unknown Region Code:JP"}}, unknown_region, []),
-            ({"error": {"code": -100004}}, unknown_region,
-             [(None, "the run should end with an error, but ends with a different one")]),
-            ({"error": {"code": -100003}}, {}, [(None, "the run should end with an error, but does not")]),
-            ({"error": {"code": -100006}}, broken, []),
-            ({"others": "any"}, broken, [(None, 'no verdict: rule "Broken": invalid logical operator:equal XOR equal')]),
-            ({"fault": {"kind": "range"}}, fault, []),
-            ({"fault": {"kind": "invalid-argument"}}, fault,
-             [(None, "the run should end with a fault, but ends with a different one")]),
-            ({"error": {"code": -100003}}, fault, [(None, "the run should end with an error, but does not")]),
-            ({"station": {}}, {}, []),
-            ({"station": {"Next": "pack"}}, {}, [(None, "the station dictionary differs")]),
-        )
-        for expect, case, expected in cases:
-            with self.subTest(expect=expect, case=case):
-                self.assertEqual(self.mismatches(expect, **case), expected)
+        for row in CASES["expectations"]:
+            with self.subTest(row):
+                self.assertEqual(self.mismatches(row["expect"], **row.get("case", {})), [tuple(each) for each in row["mismatches"]])
 
     def test_a_device_that_gets_no_rules_does_not_pass_by_it(self):
         self.file("rules.json", json.dumps({"version": "2", "GenericRules": {}}))
@@ -125,57 +81,13 @@ class RuleTestsTest(CommandTest):
             self.assertEqual(self.results([case], sources=of_file)[0], PASSED)
 
     def test_what_is_refused(self):
-        def case(**entries):
-            return {"cases": [{"name": "n", "attributes": {}, "expect": {"others": "pass"}} | entries]}
-
-        def expect(**entries):
-            return case(expect=entries)
-
-        refused = (  # message, document; and, last, where only the command can tell
-            ('(casses): unknown key; did you mean "cases"?', {"casses": []}),
-            ('"cases" is missing', {}),
-            ("(cases): has no cases", {"cases": []}),
-            ("(cases): is not an array", {"cases": {}}),
-            ("(cases[0]): is not an object", {"cases": ["n"]}),
-            ('(cases[0]): "name" is missing', {"cases": [{"attributes": {}, "expect": {"others": "any"}}]}),
-            ("(cases[0].name): expected a nonempty string", case(name="")),
-            ('(cases[0].attribtes): unknown key; did you mean "attributes"?', case(attribtes={})),
-            ("(cases[0].zzz): unknown key", case(zzz=1)),
-            ("(cases[0].attributes): is not an object", case(attributes=[])),
-            ("(cases[0].sources.sfc): is not an object", case(sources={"sfc": 1})),
-            ("(cases[0].remove): is not an array", case(remove="A")),
-            ('(cases[0]): "expect" is missing', {"cases": [{"name": "n", "attributes": {}}]}),
-            ("(cases[0].expect): expects nothing", expect()),
-            ('(cases[0].expect.rule): unknown key; did you mean "rules"?', expect(rule={})),
-            ('(cases[0].expect.others): expected one of "pass", "any", "none"', expect(others="fail")),
-            ('(cases[0].expect.rules.R): expected one of "pass", "fail", "absent"', expect(rules={"R": "passes"})),
-            ("(cases[0].expect.rules.R): is not an object", expect(rules={"R": True})),
-            ("(cases[0].expect.rules.R): expects nothing", expect(rules={"R": {}})),
-            ("(cases[0].expect.rules.R.result): expected true or false", expect(rules={"R": {"result": "pass"}})),
-            ('(cases[0].expect.rules.R.actul): unknown key; did you mean "actual"?', expect(rules={"R": {"actul": 1}})),
-            ('(cases[0].expect): "error" and "fault" cannot be combined', expect(error={"code": 1}, others="any")),
-            ('(cases[0].expect.error): expected at least one of "code", "description"', expect(error={})),
-            ("(cases[0].expect.error.code): is not an integer", expect(error={"code": "1"})),
-            ('(cases[0].expect.fault.kind): expected one of "range", "invalid-argument"', expect(fault={"kind": "x"})),
-            ("(cases[0].expect.station): is not an object", expect(station=1)),
-            ("(unsigned): expected true or false", case() | {"unsigned": 1}),
-            ('"unsigned" and "publicKey" exclude each other', case() | {"unsigned": True, "publicKey": "k"}),
-            ("(cases[0].change.A): null is not allowed", case(change={"A": None})),
-        )
-        only_by_the_command = (
-            ('(cases[0].remove[0]): the device has no such attribute; did you mean "Color"?',
-             case(attributes={"Color": 1}, remove=["Colour"])),
-            ("(cases[1].name): another case has this name", {"cases": case()["cases"] * 2}),
-            ('(cases[0]): has no "attributes"', {"cases": [{"name": "n", "expect": {"others": "any"}}]}),
-            ("(cases[0].attributes): nowhere.json: No such file", case(attributes="nowhere.json")),
-            ("cases.json: \"library\" is missing; add it, or use --library", case()),
-        )
         validator = jsonschema.Draft7Validator(SCHEMA)
-        for message, document in (*refused, *only_by_the_command):
-            with self.subTest(message):
-                self.refuses(UNUSABLE, message, "test", self.file("cases.json", json.dumps(document)))
-                self.assertEqual(validator.is_valid(document), (message, document) in only_by_the_command)
-        good = json.dumps(case()["cases"][0])
+        for kind, is_valid in (("refused", False), ("refused by the command only", True)):
+            for row in CASES[kind]:
+                with self.subTest(row):
+                    self.refuses(UNUSABLE, row["message"], "test", self.file("cases.json", json.dumps(row["document"])))
+                    self.assertEqual(validator.is_valid(row["document"]), is_valid)
+        good = '{"name": "n", "attributes": {}, "expect": {"others": "pass"}}'
         self.file("cases.json", '{"cases": [%s,\n  {"name": "n",\n    "expct": {}}]\n}' % good)
         self.refuses(UNUSABLE, 'cases.json: line 3, column 14 (cases[1].expct): unknown key; did you mean "expect"?', "test",
                      "cases.json")

@@ -1,5 +1,6 @@
 """What the tests of the `tavik` command share: running it, a folder of files for each test, and how a refusal looks."""
 
+import json
 import os
 import pathlib
 import shutil
@@ -9,7 +10,13 @@ import unittest
 
 TAVIK = os.environ["TAVIK"]
 
+CASES = pathlib.Path(__file__).with_name("cases")
 PASSED, FAILED, UNUSABLE, FAULT, NO_VERDICT = range(5)
+
+
+def cases(name):
+    """The cases of a data file."""
+    return json.loads((CASES / f"{name}.json").read_text(encoding="utf-8"))
 
 
 def shown_on(master):
@@ -35,6 +42,16 @@ class CommandTest(unittest.TestCase):
         data = contents if isinstance(contents, bytes) else contents.encode()
         (self.folder / name).write_bytes(data)
         return name
+
+    def documents(self, library, rules):
+        self.file("library", json.dumps(library))
+        self.file("rules", json.dumps(rules))
+
+    def signed(self, *names):
+        """Signs the files as NAME.signed, with a new key pair in "key" and "pub"."""
+        self.passes("keygen", "--private", "key", "--public", "pub")
+        for name in names:
+            self.passes("sign", "--key", "key", name, "-o", f"{name}.signed")
 
     def tavik(self, *arguments, stdin=b"", **options):
         """Runs the command; the result has status, out and err (text)."""

@@ -1,12 +1,12 @@
 """The command line itself: help, version, and arguments that cannot be understood."""
 
+import shlex
 import unittest
 
-from support import UNUSABLE, CommandTest
+from support import UNUSABLE, CommandTest, cases
 
 COMMANDS = ("batch", "check", "convert", "decode", "describe", "diff", "eval", "explain",
             "keygen", "list", "sign", "test", "verify")
-CHECK = ("check", "--library", "l", "--rules", "r", "--attributes", "a")
 
 
 class UsageTest(CommandTest):
@@ -24,63 +24,28 @@ class UsageTest(CommandTest):
         self.assertEqual(self.passes("help", "check"), self.passes("check", "--help"))
 
     def test_hints_for_the_first_hour(self):
-        self.file("library", '{"version": 1, "R": {"attribute": "A", "predicate": "hasPrefix", "value": "x"}}')
-        self.file("rules", '{"version": 1, "GenericRules": {"R": {}}}')
-        self.file("device", "{}")
-        self.file("plist", "<plist>\n<dict>\n</dict>\n</plist>\n")
+        for name, contents in (
+            ("library", '{"version": 1, "R": {"attribute": "A", "predicate": "hasPrefix", "value": "x"}}'),
+            ("rules", '{"version": 1, "GenericRules": {"R": {}}}'), ("parts", '{"version": 1, "MPNRules": {"A": {}}}'),
+            ("device", "{}"), ("plist", "<plist>\n<dict>\n</dict>\n</plist>\n"), ("comment", '{"a": 1, // one\n "b": 2}'),
+            ("title", '/* a */ // b\n{"a": [1,]}'),
+            ("zip", b"PK\3\4\x14"), ("csv", "a,b\n1,2\n"), ("yaml", "---\na: 1\n"), ("utf16", '{"a": 1}'.encode("utf-16")),
+        ):
+            self.file(name, contents)
         self.passes("keygen", "--private", "key", "--public", "pub")
-        documents = ("--library", "library", "--rules", "rules")
-        swapped = ("--unsigned", "--library", "rules", "--rules", "library")
-        cases = (  # what standard error or standard output says
-            ("or use --unsigned to try it", ("check", *documents, "--attributes", "device", "--public-key", "pub")),
-            ("write a string as '\"P3\"'", ("eval", "hasPrefix", "--attribute", "P3")),
-            ('did you mean "hasPrefix"?', ("eval", "hasprefix", "--attribute", '"P3"', "--value", '"P"')),
-            ("swap the two", ("check", *swapped, "--attributes", "device")),
-            ("swap the two", ("batch", *swapped)),
-            ("write one JSON object per line", ("batch", "--unsigned", *documents, "plist")),
-            ("JSON has no comments", ("convert", "--to", "xml", self.file("comment", '{"a": 1, // one\n "b": 2}'))),
-            ("JSON has no comments", ("convert", "--to", "xml", self.file("title", '/* a */ // b\n{"a": [1,]}'))),
-            ("this is a ZIP archive", ("convert", "--to", "xml", self.file("zip", b"PK\3\4\x14"))),
-            ("this may be CSV", ("convert", "--to", "xml", self.file("csv", "a,b\n1,2\n"))),
-            ("this may be YAML", ("convert", "--to", "xml", self.file("yaml", "---\na: 1\n"))),
-            ("this is UTF-16", ("convert", "--to", "xml", self.file("utf16", '{"a": 1}'.encode("utf-16")))),
-            ("is PEM text, not DER", ("decode", "der", "pub")),
-            ('did you mean "check"?', ("chekc",)),
-            ('did you mean "--attributes"?', ("check", *documents, "--atributes", "device")),
-            ('has no "ModelNumber"', ("check", "--unsigned", "--library", "library", "--rules",
-                                      self.file("parts", '{"version": 1, "MPNRules": {"A": {}}}'), "--attributes", "device")),
-        )
-        for words, arguments in cases:
-            with self.subTest(words, arguments=arguments):
-                run = self.tavik(*arguments)
-                self.assertIn(words, run.out + run.err)
-        run = self.tavik("check", *documents, "--attributes", "device")  # the fixed key file, which may be there
+        for case in cases("hints"):
+            with self.subTest(case):
+                run = self.tavik(*shlex.split(case["command"]))
+                self.assertIn(case["words"], run.out + run.err)
+        run = self.tavik("check", "--library", "library", "--rules", "rules", "--attributes", "device")  # the fixed key file, which may be there
         self.assertTrue("give --public-key" in run.err or "no key" not in run.err, run.err)
 
-    def test_what_cannot_be_understood_is_refused(self):
-        cases = (
-            ("a command is missing", ()),
-            ('unknown command "chekc"', ("chekc",)),
-            ('unknown option "--bogus"', ("check", "--bogus")),
-            ('unknown option "-x"', (*CHECK, "-x")),
-            ('unexpected argument "extra"', (*CHECK, "extra")),
-            ("--library is required", ("check",)),
-            ("--library is given twice", (*CHECK, "--library", "m")),
-            ("--unsigned is given twice", (*CHECK, "--unsigned", "--unsigned")),
-            ("--public-key and --unsigned exclude each other", (*CHECK, "--unsigned", "--public-key", "p")),
-            ("--attributes: 1 required FILE missing", (*CHECK[:-1],)),
-            ("--format: xml not in {table,json,junit,html,plist}", (*CHECK, "--format", "xml")),
-            ("--algorithm: dsa not in", ("keygen", "--private", "a", "--public", "b", "--algorithm", "dsa")),
-            ("--to is required", ("convert", "x")),
-            ("EXPRESSION is required", ("eval", "--attribute", "1")),
-            ("KIND: elf not in", ("decode", "elf", "x")),
-            ("--output is required", ("sign", "--key", "k", "x")),
-            ("CASES is required", ("test",)),
-        )
-        for message, arguments in cases:
-            with self.subTest(message):
-                self.assertIn("; see tavik" if "exclude" not in message else "",
-                              self.refuses(UNUSABLE, message, *arguments))
+    def test_what_cannot_be_understood_or_read_is_refused(self):
+        for name, text in (("library", '{"version": 1}'), ("rules", '{"version": 1}'), ("device", "{}"), ("array", "[1]")):
+            self.file(name, text)
+        for case in cases("refusals"):
+            with self.subTest(case):
+                self.refuses(UNUSABLE, case["message"], *shlex.split(case["command"]), stdin=b'{"version": 1}')
 
     def test_a_message_is_one_harmless_line_whatever_the_arguments_hold(self):
         for argument in ("a\nb", "\x1b[31mred", "\u202egnirts", "\u2028"):

@@ -13,7 +13,8 @@ import tempfile
 import unittest
 
 DOCS = pathlib.Path(__file__).resolve().parents[2] / "docs"
-PAGES = ("reviewing-rules.md", "rule-documents.md", "testing-rules.md", "rule-author.md", "station-engineer.md", "trust.md")
+PAGES = ("reviewing-rules.md", "rule-documents.md", "testing-rules.md", "rule-author.md", "rolling-out.md", "station-engineer.md",
+         "trust.md")
 BLOCK = re.compile(r"^```(\w+)\n(.*?)^```$", re.MULTILINE | re.DOTALL)
 
 

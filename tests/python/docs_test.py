@@ -85,14 +85,9 @@ class DocumentationTest(FolderTest):
             logger.handlers[:] = handlers
             logger.setLevel(level)
 
-    def test_signatures_are_there_for_tools(self):
-        for function, expected in (
-            (tavik.Kernel.check, "(self, attributes, rules, sources=None, station=None, *, capture=None)"),
-            (tavik.Kernel, "(library, public_key=None, *, platform=None)"),
-            (tavik.Dictionary, "(entries)"),
-            (tavik.evaluate, "(expression, attribute, value=None, references=None)"),
-        ):
-            self.assertEqual(str(inspect.signature(function)), expected)
+    def test_constructors_have_signatures(self):
+        self.assertEqual(str(inspect.signature(tavik.Kernel)), "(library, public_key=None, *, platform=None)")
+        self.assertEqual(str(inspect.signature(tavik.Dictionary)), "(entries)")
 
 
 @unittest.skipIf(SANITIZED, "the plain build checks the types")

@@ -2,6 +2,7 @@
 
 import datetime
 import gc
+import json
 import logging
 import os
 import pathlib
@@ -205,6 +206,19 @@ class OutcomeTest(unittest.TestCase):
             outcomes = prepared.check_many((kind for kind in kinds * 50), threads)
             self.assertEqual([shown(outcome) for outcome in outcomes], expected * 50)
         self.assertEqual(prepared.check_many([]), [])
+        lines = ["\n", b'{"id": "\xff"}\r\n', " \t\n"]
+        for device in kinds * 50:
+            attributes, sources = device if isinstance(device, tuple) else (device, None)
+            lines.append(tavik.write_json({"attributes": attributes, "sources": sources or {}}) + "\n")
+        verdicts = [None] + ["passed", "failed", "failed", "none", "none", "none"] * 50
+        for threads in (None, 1, 2, 1000):
+            answers = [json.loads(line) for line in prepared.check_lines(iter(lines), threads)]
+            self.assertEqual([answer.get("verdict") for answer in answers], verdicts)
+            self.assertEqual([answer["id"] for answer in answers], [2, *range(4, len(lines) + 1)])
+        self.assertEqual(list(prepared.check_lines([])), [])
+        for kind, lines, threads in ((TypeError, [5], None), (TypeError, 5, None), (ValueError, ["\ud800"], None), (ValueError, [], 0)):
+            with self.subTest(lines), self.assertRaises(kind):
+                list(prepared.check_lines(lines, threads))
         for kind, text, devices, threads in (
             (TypeError, "devices[2]['a']: None is not allowed", [GOOD, GOOD, {"a": None}], None),
             (TypeError, "devices[1][1]['sfc']: None is not allowed", [GOOD, (GOOD, {"sfc": None})], None),
@@ -298,6 +312,7 @@ class PlatformTest(unittest.TestCase):
         opened = kernel(LIBRARY, ending)
         prepared, local = opened.prepare(rules("Model Number")), rules("Colour")
         for call in (lambda: prepared.check(GOOD), lambda: prepared.check_many([GOOD] * 1000, threads=2),
+                     lambda: next(prepared.check_lines(['{"attributes": {"ModelNumber": "MD101"}}'] * 1000, threads=2)),
                      lambda: opened.sfc_check_list(local, GOOD)):
             with self.assertRaises(KeyboardInterrupt):
                 call()

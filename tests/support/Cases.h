@@ -14,6 +14,15 @@
 
 namespace tavik {
 
+/// Bytes in hexadecimal, with blanks between them.
+inline std::vector<std::uint8_t> fromHex(std::string_view hex) {
+  std::vector<std::uint8_t> bytes;
+  for (std::size_t at = 0; at + 1 < hex.size(); at += 3) {
+    bytes.push_back(static_cast<std::uint8_t>(std::stoi(std::string(hex.substr(at, 2)), nullptr, 16)));
+  }
+  return bytes;
+}
+
 struct Case {
   Dictionary entries;
 

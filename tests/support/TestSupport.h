@@ -10,16 +10,23 @@
 #include <filesystem>
 #include <fstream>
 #include <memory>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
 
 namespace tavik {
 
-/// A value from old-style property-list text.
+inline std::span<const std::uint8_t> bytesOf(std::string_view text) {
+  return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
+}
+
+inline Data dataOf(std::string_view text) { return Data(bytesOf(text)); }
+
+/// A value from the text of a property list.
 inline Value parsed(std::string_view text) {
   std::string error;
-  auto value = readPropertyList({reinterpret_cast<const std::uint8_t*>(text.data()), text.size()}, error);
+  auto value = readPropertyList(bytesOf(text), error);
   EXPECT_TRUE(value) << error << " in:\n" << text;
   return value.value_or(Value());
 }
@@ -65,8 +72,7 @@ class TemporaryFile {
 /// A kernel over a rule library written as text; null if there is none.
 inline std::unique_ptr<ZRTTavikKernel> kernelWith(std::string_view library, std::shared_ptr<TestPlatform> platform) {
   Reason why;
-  return ZRTTavikKernel::init({reinterpret_cast<const std::uint8_t*>(library.data()), library.size()},
-                              std::move(platform), why);
+  return ZRTTavikKernel::init(bytesOf(library), std::move(platform), why);
 }
 
 /// "rule: pass, ACTUAL, EXPECTED", with whatever else the record holds behind it.

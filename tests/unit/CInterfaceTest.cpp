@@ -9,6 +9,7 @@
 
 #include "CHandles.h"
 #include "CheckAgreement.h"
+#include "support/Cases.h"
 #include "support/RandomDocuments.h"
 #include "support/TestSupport.h"
 
@@ -181,54 +182,41 @@ TEST(CInterfaceTest, RandomDevices) {
   EXPECT_GT(faults, 150);
 }
 
+// SEQUENCE of an algorithm, one item and what follows it in a root manifest.
+constexpr std::uint8_t kRootManifest[] = {0x30, 0x19, 0x30, 0x0b, 0x06, 0x09, 0x2a, 0x86, 0x48,
+                                          0x86, 0xf7, 0x0d, 0x01, 0x01, 0x05, 0x31, 0x05, 0x04,
+                                          0x03, 'a',  'b',  'c',  0x04, 0x01, 0x02, 0xa3, 0x00};
+
 TEST(CInterfaceTest, DescriptionsAndDecoders) {
-  const auto same = [](const std::optional<Value>& value, const std::function<tavik_status(tavik_value**)>& call) {
-    OwnedValue out;
-    EXPECT_EQ(call(out.out()), value ? TAVIK_OK : TAVIK_REFUSED);
-    EXPECT_EQ(out == nullptr, !value);
-    if (value && out != nullptr) {
-      EXPECT_EQ(exact::text(valueOf(out)), exact::text(*value));
-    }
-  };
   const Value list = Array::of("a", "b");
   const Dictionary phone{{"SerialNumber", "C02K6470ABCD"}, {"TotalDiskCapacity", Value(64000000000)}};
   const Value sizes = Dictionary{{"BCD", Value(64)}};
   const Value variables = Dictionary{{"a", "1"}, {"c", "2"}};
-  same(ZRTTavikKernel::valueInListDescription(&list, nullptr),
-       [&](auto out) { return tavik_value_in_list_description(handleOf(list), nullptr, out, nullptr); });
-  same(ZRTTavikKernel::nandSizeCheckDescription(phone, &sizes),
-       [&](auto out) { return tavik_nand_size_check_description(handleOf(phone), handleOf(sizes), out, nullptr); });
-  same(ZRTTavikKernel::nvramWhiteListDescription(&variables, &list),
-       [&](auto out) { return tavik_nvram_white_list_description(handleOf(variables), handleOf(list), out, nullptr); });
-  const PredicateKernel predicates(std::make_shared<TestPlatform>());
   const Value text("ok");
   const Dictionary answers{{"question", "OK"}};
   std::optional<Error> error;
+  const PredicateKernel predicates(std::make_shared<TestPlatform>());
   const auto tree = AbstractTreeNode::parsePredicateString("NOT staticTextGUIEquals", predicates, error);
-  same(*tree->process(&list, &text, &answers), [&](auto out) {
-    return tavik_evaluate("NOT staticTextGUIEquals", handleOf(list), handleOf(answers), handleOf(text), nullptr, out,
-                          nullptr);
-  });
-
-  std::vector<std::uint8_t> blob(20, 0);
-  blob.insert(blob.end(), {1, 0, 0, 0, '#', 'B', 'L', 'M', 'x', 'y', 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0});
-  const std::vector<std::uint8_t> root = {0x30, 0x19, 0x30, 0x0b, 0x06, 0x09, 0x2a, 0x86, 0x48,
-                                          0x86, 0xf7, 0x0d, 0x01, 0x01, 0x05, 0x31, 0x05, 0x04,
-                                          0x03, 'a',  'b',  'c',  0x04, 0x01, 0x02, 0xa3, 0x00};
-  for (const auto& bytes : {blob, root, std::vector<std::uint8_t>()}) {
-    const Data data(bytes);
-    const auto optional = [](auto decoded) { return decoded ? std::optional<Value>(*decoded) : std::nullopt; };
-    same(SystemConfig::sysCfgFromData(&data),
-         [&](auto out) { return tavik_decode_syscfg(bytes.data(), bytes.size(), out); });
-    same(SystemConfig::controlBitsFromData(&data),
-         [&](auto out) { return tavik_decode_control_bits(bytes.data(), bytes.size(), out); });
-    same(optional(ManifestParser::rootDictFromData({{"RootManifestData", data}})),
-         [&](auto out) { return tavik_decode_root_manifest(bytes.data(), bytes.size(), out); });
-    same(optional(ManifestParser::provisioningDictFromData({{"ProvisioningManifestData", data}})),
-         [&](auto out) { return tavik_decode_provisioning_manifest(bytes.data(), bytes.size(), out); });
-  }
-  EXPECT_EQ(SystemConfig::sysCfgFromData(std::array{Data(blob)}.data()).size(), 1U) << "there is something to decode";
-  EXPECT_EQ(ManifestParser::rootDictFromData({{"RootManifestData", Data(root)}}).value_or(Dictionary()).size(), 1U);
+  const Data blob(
+      fromHex("00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 01 00 00 00 "
+              "23 42 4C 4D 78 79 00 00 00 00 00 00 00 00 00 00 00 00 00 00"));
+  const Data root(kRootManifest);
+#define GIVEN(call) exact::text(valueOf(c::made([&](tavik_value** value) { return call; })))
+  EXPECT_EQ(GIVEN(tavik_value_in_list_description(handleOf(list), nullptr, value, nullptr)),
+            exact::text(ZRTTavikKernel::valueInListDescription(&list, nullptr)));
+  EXPECT_EQ(GIVEN(tavik_nand_size_check_description(handleOf(phone), handleOf(sizes), value, nullptr)),
+            exact::text(ZRTTavikKernel::nandSizeCheckDescription(phone, &sizes)));
+  EXPECT_EQ(GIVEN(tavik_nvram_white_list_description(handleOf(variables), handleOf(list), value, nullptr)),
+            exact::text(ZRTTavikKernel::nvramWhiteListDescription(&variables, &list)));
+  EXPECT_EQ(GIVEN(tavik_evaluate("NOT staticTextGUIEquals", handleOf(list), handleOf(answers), handleOf(text), nullptr,
+                                 value, nullptr)),
+            exact::text(*tree->process(&list, &text, &answers)));
+  EXPECT_EQ(GIVEN(tavik_decode_syscfg(blob.bytes().data(), blob.size(), value)),
+            exact::text(Dictionary{{"MLB#", "xy"}}));
+  EXPECT_EQ(GIVEN(tavik_decode_control_bits(blob.bytes().data(), blob.size(), value)), exact::text(Array()));
+  EXPECT_EQ(GIVEN(tavik_decode_root_manifest(kRootManifest, sizeof kRootManifest, value)),
+            exact::text(*ManifestParser::rootDictFromData({{"RootManifestData", root}})));
+#undef GIVEN
 }
 
 TEST(CInterfaceTest, ValuesAreReadAsTheyWereBuilt) {
@@ -251,21 +239,20 @@ TEST(CInterfaceTest, ValuesAreReadAsTheyWereBuilt) {
   const char* text = nullptr;
   const std::uint8_t* bytes = nullptr;
   std::size_t length = 0;
-  std::int64_t integer = 0;
-  double real = 0;
   std::int32_t truth = 0;
+  const auto entry = [&]<class Raw>(const char* key, tavik_status (*get)(const tavik_value*, const char*, Raw*)) {
+    Raw raw = {};
+    done(get(device, key, &raw));
+    return raw;
+  };
   done(tavik_dictionary_get_string(device, "string", &text, &length));
   EXPECT_EQ(std::string_view(text, length), "\u00E4");
-  done(tavik_dictionary_get_integer(device, "integer", &integer));
-  EXPECT_EQ(integer, std::numeric_limits<std::int64_t>::min());
-  done(tavik_dictionary_get_real(device, "real", &real));
-  EXPECT_TRUE(std::signbit(real));
-  done(tavik_dictionary_get_boolean(device, "boolean", &truth));
-  EXPECT_EQ(truth, 1);
   done(tavik_dictionary_get_data(device, "data", &bytes, &length));
   EXPECT_EQ(Data(std::span(bytes, length)), (Data{0, 1}));
-  done(tavik_dictionary_get_date(device, "date", &real));
-  EXPECT_EQ(real, 0.25);
+  EXPECT_EQ(entry("integer", tavik_dictionary_get_integer), std::numeric_limits<std::int64_t>::min());
+  EXPECT_TRUE(std::signbit(entry("real", tavik_dictionary_get_real)));
+  EXPECT_EQ(entry("boolean", tavik_dictionary_get_boolean), 1);
+  EXPECT_EQ(entry("date", tavik_dictionary_get_date), 0.25);
 
   OwnedValue copy;
   OwnedValue taken;
@@ -287,32 +274,29 @@ TEST(CInterfaceTest, ValuesAreReadAsTheyWereBuilt) {
 
 TEST(CInterfaceTest, PropertyLists) {
   const Value value = Dictionary{{"a", Array::of(Value(1), Value(1.0), Value(true), Data{1, 2})}};
+  OwnedValue read;
+  OwnedError error;
   for (const std::int32_t format : {TAVIK_FORMAT_XML, TAVIK_FORMAT_BINARY}) {
-    OwnedValue document;
-    OwnedValue again;
+    const OwnedValue document =
+        c::made([&](auto out) { return tavik_property_list_write(handleOf(value), format, out, nullptr); });
     const std::uint8_t* bytes = nullptr;
     std::size_t length = 0;
-    done(tavik_property_list_write(handleOf(value), format, document.out(), nullptr));
     done(tavik_value_get_data(document, &bytes, &length));
-    EXPECT_EQ(std::string_view(reinterpret_cast<const char*>(bytes), 5),
-              format == TAVIK_FORMAT_XML ? "<?xml" : "bplis");
-    done(tavik_property_list_read(bytes, length, again.out(), nullptr));
-    EXPECT_EQ(exact::text(valueOf(again)), exact::text(value));
+    EXPECT_EQ(std::string(bytes, bytes + 5), format == TAVIK_FORMAT_XML ? "<?xml" : "bplis");
+    done(tavik_property_list_read(bytes, length, read.out(), nullptr));
+    EXPECT_EQ(exact::text(valueOf(read)), exact::text(value));
     const TemporaryFile file(std::string(bytes, bytes + length));
-    done(tavik_property_list_read_file(file.path().c_str(), again.out(), nullptr));
-    EXPECT_EQ(exact::text(valueOf(again)), exact::text(value));
+    done(tavik_property_list_read_file(file.path().c_str(), read.out(), nullptr));
+    EXPECT_EQ(exact::text(valueOf(read)), exact::text(value));
   }
-  OwnedValue value_;
-  OwnedError error;
-  EXPECT_EQ(tavik_property_list_read("{ a = 1;\n a = 2; }", 18, value_.out(), error.out()), TAVIK_REFUSED);
+  EXPECT_EQ(tavik_property_list_read("{ a = 1;\n a = 2; }", 18, read.out(), error.out()), TAVIK_REFUSED);
   EXPECT_THAT(tavik_error_text(error), testing::StartsWith("line 2, column 2: "));
   EXPECT_STREQ(tavik_error_domain(error), "Tavik C Interface");
   EXPECT_EQ(tavik_error_code(error), TAVIK_REFUSED);
-  EXPECT_EQ(tavik_property_list_read_file("/no/such/file", value_.out(), error.out()), TAVIK_REFUSED);
+  EXPECT_EQ(tavik_property_list_read_file("/no/such/file", read.out(), error.out()), TAVIK_REFUSED);
   EXPECT_THAT(tavik_error_text(error), testing::HasSubstr("No such file"));
-  EXPECT_EQ(tavik_property_list_write(handleOf(Value(Date::sinceReference(1e15))), TAVIK_FORMAT_XML, value_.out(),
-                                      error.out()),
-            TAVIK_REFUSED);
+  const OwnedValue date = handleOf(Value(Date::sinceReference(1e15)));
+  EXPECT_EQ(tavik_property_list_write(date, TAVIK_FORMAT_XML, read.out(), error.out()), TAVIK_REFUSED);
   EXPECT_STRNE(tavik_error_text(error), "");
 }
 
@@ -493,6 +477,7 @@ TEST(CInterfaceTest, Misuse) {
       CASE(TAVIK_NULL_ARGUMENT, tavik_nvram_white_list_description(string, string, nullptr, &error)),
       CASE(TAVIK_NULL_ARGUMENT, tavik_decode_syscfg(nullptr, 1, &value)),
       CASE(TAVIK_REFUSED, tavik_decode_root_manifest("x", 1, &value)),
+      CASE(TAVIK_REFUSED, tavik_decode_provisioning_manifest(kRootManifest, sizeof kRootManifest, &value)),
   };
 #undef CASE
   for (const Case& c : cases) {

@@ -84,27 +84,15 @@ TEST(CheckListsTest, AnySourceCanBeAskedFor) {
 }
 
 TEST(CheckListsTest, Errors) {
-  struct Case {
-    const char* local;
-    std::int32_t code;
-    const char* message;
-  };
-  const Case cases[] = {
-      {"{ untrusted = \"signed with another key\"; }", -100008, "signed with another key"},
-      {"{ MPNRules = {}; }", -100003, "unknown MPN:M"},
-      {"{ MPNRules = { M = { RegionRules = {}; }; }; }", -100003, "unknown Region Code:(null)"},
-      {"{ GenericRules = { NoRuleSet = {}; }; }", -100004, "unknown RuleSet:NoRuleSet"},
-      {"{ GenericRules = ( Order ); }", -100003, "malformed local rules: \"GenericRules\" is not a dictionary"},
-  };
-  for (const Case& c : cases) {
+  for (const Case& c : casesIn("list-errors.json")) {
     for (const List list : {kSfc, kGui, kSim, kDomain, kPolling}) {
       Host host;
-      EXPECT_EQ(host.list(list, c.local), "absent") << c.local;
-      ASSERT_TRUE(host.error) << c.local;
+      EXPECT_EQ(host.list(list, c["local"]), "absent") << c["local"];
+      ASSERT_TRUE(host.error) << c["local"];
       EXPECT_EQ(host.error->domain(), "ZRT Tavik Error Domain");
-      EXPECT_EQ(host.error->code(), c.code) << c.local;
-      EXPECT_EQ(host.error->localizedDescription(), c.message);
-      EXPECT_THAT(host.platform->lines, Contains("*******ERROR:" + std::string(c.message) + "*******"));
+      EXPECT_EQ(host.error->code(), integerValue(c.entries.find("code")));
+      EXPECT_EQ(host.error->localizedDescription(), c["message"]);
+      EXPECT_THAT(host.platform->lines, Contains("*******ERROR:" + c["message"] + "*******"));
     }
   }
 }
@@ -139,19 +127,8 @@ TEST(DescriptionsTest, ValueInList) {
 
 TEST(DescriptionsTest, NandSize) {
   const Value table(Dictionary{{"BCD", Value(64)}, {"ABC", "16"}});
-  struct Case {
-    const char* device;
-    const char* expected;
-  };
-  const Case cases[] = {
-      {"{ SerialNumber = C8PK1234ABCD; TotalDiskCapacity = 63500000000; }", "CCC=BCD; NAND size=64 | 64"},
-      {"{ SerialNumber = XABC; TotalDiskCapacity = none; }", "CCC=ABC; NAND size=0 | 16"},
-      {"{ SerialNumber = ABC; }", "CCC=ABC; NAND size=0 | 16"},
-      {"{ SerialNumber = C8PK1234abcd; }", "unknowned CCC code bcd | a known CCC code"},
-      {"{ TotalDiskCapacity = 64000000000; }", "unknowned CCC code (null) | a known CCC code"},
-  };
-  for (const Case& c : cases) {
-    EXPECT_EQ(pairOf(ZRTTavikKernel::nandSizeCheckDescription(parsedDictionary(c.device), &table)), c.expected);
+  for (const Case& c : casesIn("nand-descriptions.json")) {
+    EXPECT_EQ(pairOf(ZRTTavikKernel::nandSizeCheckDescription(parsedDictionary(c["device"]), &table)), c["pair"]);
   }
   const Dictionary device{{"SerialNumber", "XBCD"}};
   const Dictionary pair = ZRTTavikKernel::nandSizeCheckDescription(device, &table);

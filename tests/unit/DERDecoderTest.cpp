@@ -1,6 +1,5 @@
 // The DER decoder: headers, lengths, sequences, and queries that agree on every damaged document.
 
-#include <gtest/gtest.h>
 #include <sys/resource.h>
 #include <tavik/DERDecoder.h>
 
@@ -9,33 +8,21 @@
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <map>
 #include <memory>
 #include <span>
-#include <string>
-#include <string_view>
 #include <tuple>
-#include <vector>
 
 #include "DERExamination.h"
+#include "support/Cases.h"
 
+namespace tavik::der {
 namespace {
 
 using Bytes = std::vector<std::uint8_t>;
 constexpr std::uint32_t kNone = kDERDecoderErrorNone;
 constexpr std::uint32_t kEnd = kDERDecoderErrorEnd;
 constexpr std::uint32_t kOverrun = kDERDecoderErrorBufferOverrun;
-constexpr std::uint32_t kBadTag = kDERDecoderErrorBadTag;
-constexpr std::uint32_t kBadLength = kDERDecoderErrorBadLength;
-constexpr std::uint32_t kMismatch = kDERDecoderErrorSequenceMismatch;
-constexpr std::uint32_t kOverflow = kDERDecoderErrorOverflow;
-
-Bytes fromHex(std::string_view hex) {
-  Bytes bytes;
-  for (std::size_t i = 0; i + 1 < hex.size(); i += 3) {
-    bytes.push_back(static_cast<std::uint8_t>(std::stoi(std::string(hex.substr(i, 2)), nullptr, 16)));
-  }
-  return bytes;
-}
 
 // A heap block of exactly the given bytes, so that the address sanitizer catches a read of one byte too many.
 class Block {
@@ -52,48 +39,32 @@ class Block {
   std::unique_ptr<std::uint8_t[]> bytes_;
 };
 
+std::uint32_t number(const Case& c, std::string_view key) {
+  return static_cast<std::uint32_t>(longValue(c.entries.find(key)));
+}
+
+/// None without an entry.
+std::uint32_t statusOf(const Case& c) {
+  const std::string names[] = {"", "end", "overrun", "bad tag", "bad length", "mismatch", "overflow"};
+  return static_cast<std::uint32_t>(std::ranges::find(names, c["status"]) - std::begin(names));
+}
+
 struct ExpectedItem {
   int required, tagClass, tag, isConstructed;
 };
 
 TEST(DERDecoderTest, ReadsHeaders) {
-  struct Case {
-    const char* why;
-    const char* hex;
-    std::uint32_t status, tagClass, tag, isConstructed, dataLength;
-  };
-  const Case cases[] = {
-      {"universal primitive", "04 01 41 ", kNone, 0, 4, 0, 1},
-      {"private constructed", "F0 00 ", kNone, 3, 16, 1, 0},
-      {"the long form of a small tag number", "1F 05 00 ", kNone, 0, 5, 0, 0},
-      {"leading zero groups", "1F 80 80 80 80 01 00 ", kNone, 0, 1, 0, 0},
-      {"the greatest tag number", "5F FF FF FF 7F 00 ", kNone, 1, 0xFFFFFFF, 0, 0},
-      {"five groups", "1F 81 80 80 80 00 00 ", kOverflow, 0, 0, 0, 0},
-      {"five groups that shift out to zero", "1F C0 80 80 80 00 00 ", kOverflow, 0, 0, 0, 0},
-      {"an overflow comes before the end of the bytes", "1F FF FF FF FF FF ", kOverflow, 0, 0, 0, 0},
-      {"no tag number", "1F ", kBadTag, 0, 0, 0, 0},
-      {"a tag number cut off", "1F 80 81 ", kBadTag, 0, 0, 0, 0},
-      {"no length", "04 ", kBadLength, 0, 0, 0, 0},
-      {"no length after a long tag number", "1F 01 ", kBadLength, 0, 0, 0, 0},
-      {"the indefinite form", "30 80 ", kNone, 0, 16, 1, 0},
-      {"leading zero octets", "04 84 00 00 00 01 41 ", kNone, 0, 4, 0, 1},
-      {"five octets", "04 85 01 00 00 00 00 ", kOverflow, 0, 0, 0, 0},
-      {"five octets, the first of them zero", "04 85 00 00 00 00 01 41 ", kNone, 0, 4, 0, 1},
-      {"length octets cut off", "04 82 01 ", kBadLength, 0, 0, 0, 0},
-      {"content one byte too long", "04 02 41 ", kOverrun, 0, 0, 0, 0},
-      {"the greatest length", "04 84 FF FF FF FF ", kOverrun, 0, 0, 0, 0},
-  };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.why);
-    const Block block(fromHex(c.hex));
+  for (const Case& c : casesIn("der-headers.json")) {
+    SCOPED_TRACE(c["why"]);
+    const Block block(fromHex(c["hex"]));
     const DERDecoder decoder = block.decoder();
     DERDecoderItem item{};
     EXPECT_EQ(DERDecoderGetEncodingAt(&decoder, 0, &item.tagClass, &item.tag, &item.isConstructed, nullptr,
                                       &item.dataLength, nullptr, nullptr),
-              c.status);
-    EXPECT_EQ(std::tie(item.tagClass, item.tag, item.isConstructed, item.dataLength),
-              std::tie(c.tagClass, c.tag, c.isConstructed, c.dataLength));
-    tavik::der::examine(fromHex(c.hex));
+              statusOf(c));
+    EXPECT_EQ(std::tuple(item.tagClass, item.tag, item.isConstructed, item.dataLength),
+              std::tuple(number(c, "class"), number(c, "tag"), number(c, "constructed"), number(c, "length")));
+    examine(fromHex(c["hex"]));
   }
   Bytes longest(130, 0);
   longest[0] = 0x04;
@@ -146,83 +117,45 @@ TEST(DERDecoderTest, FindsElementsByTag) {
 }
 
 TEST(DERDecoderTest, TakesTheLengthFromTheFirstElement) {
-  struct Case {
-    const char* why;
-    const char* hex;
-    std::uint32_t request, bufferSize, status, length;
-  };
-  const Case cases[] = {
-      {"one element, others after it", "30 02 01 05 FF FF ", 0, 6, kNone, 4},
-      {"the element is longer than the buffer", "30 02 01 05 ", 0, 3, kOverrun, 0},
-      {"a length that was asked for is not checked against the element", "30 02 01 05 ", 2, 4, kNone, 2},
-      {"more than the buffer holds", "30 02 01 05 ", 5, 4, kOverrun, 5},
-      {"an empty buffer", "30 ", 0, 0, kBadTag, 0},
-      {"the greatest element", "04 84 FF FF FF F9 ", 0, 0xFFFFFFFF, kNone, 0xFFFFFFFF},
-      {"one byte more needs 33 bits", "04 84 FF FF FF FA ", 0, 0xFFFFFFFF, kOverflow, 0},
-      {"which goes before the end of the buffer", "04 84 FF FF FF FF ", 0, 6, kOverflow, 0},
-  };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.why);
-    const Block block(fromHex(c.hex));
+  for (const Case& c : casesIn("der-first-elements.json")) {
+    SCOPED_TRACE(c["why"]);
+    const Block block(fromHex(c["hex"]));
     DERDecoder decoder{nullptr, 77};
-    std::uint32_t length = c.request;
-    EXPECT_EQ(DERDecoderInitialize(&decoder, block.begin(), &length, c.bufferSize), c.status);
-    EXPECT_EQ(length, c.length);
-    EXPECT_EQ(decoder.buffer, c.status == kNone ? block.begin() : nullptr);
-    EXPECT_EQ(decoder.length, c.status == kNone ? c.length : 77);
+    std::uint32_t length = number(c, "request");
+    EXPECT_EQ(DERDecoderInitialize(&decoder, block.begin(), &length, number(c, "bufferSize")), statusOf(c));
+    EXPECT_EQ(length, number(c, "length"));
+    EXPECT_EQ(decoder.buffer, statusOf(c) == kNone ? block.begin() : nullptr);
+    EXPECT_EQ(decoder.length, statusOf(c) == kNone ? length : 77);
   }
 }
 
 TEST(DERDecoderTest, ParsesSequences) {
-  constexpr ExpectedItem kInteger{1, 0, 2, 0}, kText{1, 0, 12, 0}, kSet{1, 0, 17, 1};
-  constexpr ExpectedItem kMaybeText{0, 0, 12, 0}, kMaybeSet{0, 0, 17, 1}, kUnused{};
-  struct Case {
-    const char* why;
-    const char* hex;
-    std::vector<ExpectedItem> expectedItems;
-    std::uint32_t status;
-    std::string opened = "0:0+3 ";  // "INDEX:OFFSET+LENGTH " of each region that is opened
-  };
-  const Case cases[] = {
-      {"all there", "02 01 05 31 02 05 00 ", {kInteger, kSet}, kNone, "0:0+3 1:5+2 "},
-      {"one item more", "02 01 05 05 00 ", {kInteger}, kMismatch},
-      {"a required item is missing at the end", "02 01 05 ", {kInteger, kSet}, kMismatch},
-      {"another item in the place of a required one", "05 00 ", {kInteger}, kMismatch, ""},
-      {"another form of the same tag", "22 00 ", {kInteger}, kMismatch, ""},
-      {"an optional item is missing in the middle",
-       "02 01 05 31 02 05 00 ",
-       {kInteger, kMaybeText, kSet},
-       kNone,
-       "0:0+3 2:5+2 "},
-      {"the last, optional item is missing at the end", "02 01 05 ", {kInteger, kMaybeSet}, kEnd},
-      {"the last, optional item is another one", "02 01 05 05 00 ", {kInteger, kMaybeSet}, kMismatch},
-      {"two optional items are missing at the end", "02 01 05 ", {kInteger, kMaybeText, kMaybeSet}, kEnd},
-      {"a malformed item behind the matched ones", "02 01 05 02 05 ", {kInteger}, kOverrun},
-      {"a malformed item where one is looked for", "02 01 05 02 05 ", {kInteger, kText}, kOverrun},
-      {"a mismatch goes before what is malformed behind it", "05 00 02 05 ", {kInteger}, kMismatch, ""},
-      {"nothing asked for, nothing there", "", {}, kNone, ""},
-      {"a constructed item without contents", "31 00 ", {kSet}, kNone, ""},
-      {"nothing asked for", "05 00 ", {}, kMismatch, ""},
-  };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.why);
-    std::array<ExpectedItem, 4> four{kUnused, kUnused, kUnused, kUnused};
-    std::ranges::copy(c.expectedItems, four.begin());
-    const Block block(fromHex(c.hex));
+  const std::map<std::string, ExpectedItem> items = {{"integer", {1, 0, 2, 0}},
+                                                     {"text", {1, 0, 12, 0}},
+                                                     {"set", {1, 0, 17, 1}},
+                                                     {"text?", {0, 0, 12, 0}},
+                                                     {"set?", {0, 0, 17, 1}}};
+  for (const Case& c : casesIn("der-sequences.json")) {
+    SCOPED_TRACE(c["why"]);
+    std::array<ExpectedItem, 3> expected{};
+    std::size_t count = 0;
+    for (const Value& name : *c.entries.findArray("expected"))
+      expected[count++] = items.at(std::string(*name.ifString()));
+    const Block block(fromHex(c["hex"]));
     const DERDecoder decoder = block.decoder();
-    DERDecoder out[4] = {};
-#define EXPECTED_ITEM(i) four[i].required, four[i].tagClass, four[i].tag, four[i].isConstructed, &out[i]
-    EXPECT_EQ(DERDecoderParseSequence(&decoder, static_cast<int>(c.expectedItems.size()), EXPECTED_ITEM(0),
-                                      EXPECTED_ITEM(1), EXPECTED_ITEM(2), EXPECTED_ITEM(3)),
-              c.status);
+    DERDecoder out[3] = {};
+#define EXPECTED_ITEM(i) expected[i].required, expected[i].tagClass, expected[i].tag, expected[i].isConstructed, &out[i]
+    EXPECT_EQ(DERDecoderParseSequence(&decoder, static_cast<int>(count), EXPECTED_ITEM(0), EXPECTED_ITEM(1),
+                                      EXPECTED_ITEM(2)),
+              statusOf(c));
 #undef EXPECTED_ITEM
     std::string opened;
     for (const DERDecoder& region : out) {
       if (region.buffer == nullptr) continue;
-      opened += std::to_string(&region - out) + ":" + std::to_string(region.buffer - block.begin()) + "+" +
-                std::to_string(region.length) + " ";
+      opened += (opened.empty() ? "" : " ") + std::to_string(&region - out) + ":" +
+                std::to_string(region.buffer - block.begin()) + "+" + std::to_string(region.length);
     }
-    EXPECT_EQ(opened, c.opened);
+    EXPECT_EQ(opened, c["opened"]) << "INDEX:OFFSET+LENGTH of each region that is opened";
   }
 }
 
@@ -233,12 +166,12 @@ TEST(DERDecoderTest, QueriesAgreeOnEveryPrefixAndEveryChangedByte) {
       "BB A3 01 00 30 00 ");
   const Bytes flat(good.begin() + 2, good.end());
   for (const Bytes& bytes : {good, flat}) {
-    for (std::size_t size = 0; size <= bytes.size(); ++size) tavik::der::examine(std::span(bytes).first(size));
+    for (std::size_t size = 0; size <= bytes.size(); ++size) examine(std::span(bytes).first(size));
     for (std::size_t place = 0; place < bytes.size(); ++place) {
       Bytes changed = bytes;
       for (int byte = 0; byte < 256; ++byte) {
         changed[place] = static_cast<std::uint8_t>(byte);
-        tavik::der::examine(changed);
+        examine(changed);
       }
     }
   }
@@ -318,3 +251,4 @@ TEST(DERDecoderDeathTest, SurvivesAListThatMemoryCannotHold) {
 #endif
 
 }  // namespace
+}  // namespace tavik::der

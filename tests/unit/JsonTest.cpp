@@ -2,15 +2,12 @@
 // with the other encodings are in PropertyListTest.cpp.
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <tavik/Json.h>
 
 #include <algorithm>
 #include <cmath>
 #include <limits>
 #include <memory>
-#include <string>
-#include <string_view>
 
 #include "support/Cases.h"
 

@@ -92,39 +92,8 @@ TEST(TreeTest, EveryShortExpressionParsesAsTheGrammarReads) {
   EXPECT_EQ(error->code(), -100007);
   EXPECT_EQ(AbstractTreeNode::parsePredicateString("\xDE \xF0", kernel, error), nullptr) << "no UTF-8";
   EXPECT_EQ(error->localizedDescription(), "invalid logical operator:\uFFFD \uFFFD");
-}
-
-TEST(TreeTest, CombinesRecords) {
-  const PredicateKernel kernel(std::make_shared<TestPlatform>());
-  const Value attribute("ABC123");
-  const Value value("ABC");
-  const Dictionary references;
-  struct Case {
-    const char* expression;
-    const Dictionary* references;
-    const char* line;
-  };
-  const Case cases[] = {
-      {"hasPrefix", nullptr, "pass, ABC123, has prefix ABC"},
-      {"NOT hasPrefix", nullptr, "FAIL, ABC123, not has prefix ABC"},
-      {"hasPrefix AND hasSuffix", nullptr, "FAIL, ABC123 and ABC123, has prefix ABC and has suffix ABC"},
-      {"hasSuffix or caseInsensitiveEqualData", nullptr, "FAIL, ABC123, has suffix ABC or caseInsensitiveEqual:ABC"},
-      {"hasSuffix OR referenceHasPrefix", nullptr, "FAIL, ABC123, has suffix ABC or has prefix ABC123"},
-      {"referenceHasPrefix OR hasPrefix", nullptr, "pass, ABC, has prefix ABC123 or has prefix ABC"},
-      {"foo", nullptr, "FAIL, unknown predicate foo:value:, valid predicate name"},
-      {"", nullptr, "FAIL, unknown predicate :value:, valid predicate name"},
-      {"hasPrefix:value:", nullptr, "FAIL, unknown predicate hasPrefix:value::value:, valid predicate name"},
-      {"hasPrefix", &references, "FAIL, unknown predicate hasPrefix:references:value:, valid predicate name"},
-      {"NOT foo", nullptr, "pass, unknown predicate foo:value:, not valid predicate name"},
-      {"foo OR hasPrefix", nullptr, "pass, unknown predicate foo:value:, valid predicate name or has prefix ABC"},
-  };
-  for (const Case& c : cases) {
-    std::optional<Error> error;
-    const auto tree = AbstractTreeNode::parsePredicateString(c.expression, kernel, error);
-    ASSERT_NE(tree, nullptr) << c.expression;
-    EXPECT_EQ(lineOf(*tree->process(&attribute, &value, c.references)), "(null): " + std::string(c.line));
-  }
-  EXPECT_FALSE(AbstractTreeNode(kernel).process(&attribute, &value, nullptr));
+  const Value attribute("x");
+  EXPECT_FALSE(AbstractTreeNode(kernel).process(&attribute, nullptr, nullptr));
 }
 
 // ------------------------------------------------------------------------------------------- Device rule assembly
@@ -222,56 +191,23 @@ TEST(KernelTest, StepsOfAssembly) {
     MPNRules = { M = { A = { value = 1; }; RegionRules = { LL = { B = {}; A = { value = 2; }; }; Z = {}; }; C = {}; }; };
     RuleSets = { XRuleSet = { D = {}; A = { value = 3; }; }; };
   })");
-  struct Selection {
-    const char* partNumber;
-    const char* region;
-    const char* outcome;  // the entries, or the error
-  };
-  const Selection selections[] = {
-      {"M", "LL", "{ A = { value = 2; }; B = {}; C = {}; }"},
-      {"M", "Z", "{ A = { value = 1; }; C = {}; }"},
-      {"M", "nowhere", "unknown Region Code:nowhere"},
-      {"none", "LL", "unknown MPN:none"},
-  };
-  for (const Selection& c : selections) {
-    const Value partNumber(c.partNumber);
-    const Value region(c.region);
+  for (const Case& c : casesIn("assembly-steps.json")) {
     std::optional<Error> error;
-    const auto entries = kernel->makeMPNRCRules(&partNumber, &region, rules, error);
-    const std::string_view wanted = c.outcome;
-    if (wanted.starts_with('{')) {
-      ASSERT_TRUE(entries) << c.partNumber;
-      const Value all(*entries);
-      const Value expected = parsed(wanted);
-      EXPECT_EQ(description(&all), description(&expected)) << "in this order";
+    std::optional<Dictionary> entries;
+    if (c.has("before")) {
+      entries = parsedDictionary(c["before"]);
+      EXPECT_EQ(kernel->expandRuleSets(rules, *entries, error), !c.has("error"));
     } else {
-      EXPECT_FALSE(entries);
-      EXPECT_EQ(error->localizedDescription(), wanted);
+      entries = kernel->makeMPNRCRules(c.entries.find("partNumber"), c.entries.find("region"), rules, error);
     }
+    const Value found = entries ? Value(*entries) : Value("absent");
+    const Value expected = c.has("entries") ? parsed(c["entries"]) : Value("absent");
+    EXPECT_EQ(description(&found), description(&expected)) << "in this order";
+    EXPECT_EQ(error ? error->localizedDescription() : "", c["error"]);
   }
   std::optional<Error> error;
   EXPECT_EQ(kernel->makeMPNRCRules(nullptr, nullptr, {}, error), Dictionary());
   EXPECT_FALSE(error);
-
-  struct Expansion {
-    const char* entries;
-    const char* after;
-    const char* error;  // null: none
-  };
-  const Expansion expansions[] = {
-      {"{ A = {}; XRuleSet = {}; B = {}; }", "{ A = { value = 3; }; B = {}; D = {}; }", nullptr},
-      {"{ XRuleSet = {}; NoRuleSet = {}; }", "{ NoRuleSet = {}; D = {}; A = { value = 3; }; }",
-       "unknown RuleSet:NoRuleSet"},
-  };
-  for (const Expansion& c : expansions) {
-    Dictionary entries = parsedDictionary(c.entries);
-    error.reset();
-    EXPECT_EQ(kernel->expandRuleSets(rules, entries, error), c.error == nullptr);
-    const Value all(entries);
-    const Value expected = parsed(c.after);
-    EXPECT_EQ(description(&all), description(&expected)) << "in this order";
-    EXPECT_EQ(error ? error->localizedDescription() : "", c.error == nullptr ? "" : c.error);
-  }
 }
 
 }  // namespace

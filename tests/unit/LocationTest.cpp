@@ -1,22 +1,14 @@
 // Locations of values: one per value in document order, in each text encoding, whatever surrounds the values.
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <tavik/Json.h>
 
-#include <string>
-#include <string_view>
-
 #include "support/Cases.h"
+#include "support/TestSupport.h"
 
 namespace tavik {
 namespace {
 
 using testing::IsEmpty;
-
-std::span<const std::uint8_t> bytesOf(std::string_view text) {
-  return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
-}
 
 Value read(std::string_view document, ValueLocations& locations) {
   std::string error;

@@ -10,6 +10,8 @@
 #include <string>
 #include <vector>
 
+#include "support/Cases.h"
+
 namespace tavik {
 namespace {
 
@@ -52,27 +54,11 @@ std::optional<Dictionary> rootItems(const Bytes& manifest) {
 }
 
 TEST(ManifestParserTest, GivesItemsTheirValues) {
-  struct Case {
-    const char* why;
-    Bytes content;
-    Value value;
-  };
-  const Case cases[] = {
-      {"text", {0x41, 0x42, 0x20, 0x43, 0x2D, 0x31}, "AB C-1"},
-      {"text too long to lie in a value", Bytes(100, '?'), std::string(100, '?')},
-      {"every PrintableString character that is no letter or digit",
-       {' ', '\'', '(', ')', '+', ',', '-', '.', '/', ':', '=', '?'},
-       " '()+,-./:=?"},
-      {"the ends of the ranges", {'A', 'Z', 'a', 'z', '0', '9'}, "AZaz09"},
-      {"no content", {}, ""},
-      {"an underscore", {0x41, 0x42, 0x5F, 0x43}, Data{0x41, 0x42, 0x5F, 0x43}},
-      {"a high byte", {0x41, 0x80}, Data{0x41, 0x80}},
-      {"a final NUL", {0x41, 0x00}, Data{0x41, 0x00}},
-  };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.why);
-    EXPECT_EQ(rootItems(root(item(5000, c.content))), (Dictionary{{"Tag 5000", c.value}}));
+  for (const Case& c : casesIn("manifest-values.json")) {
+    const Dictionary expected{{"Tag 5000", *c.entries.find("value")}};
+    EXPECT_EQ(rootItems(root(item(5000, fromHex(c["content"])))), expected) << c["why"];
   }
+  EXPECT_EQ(rootItems(root(item(5000, Bytes(100, '?')))), (Dictionary{{"Tag 5000", std::string(100, '?')}}));
   for (int byte = 0; byte < 128; ++byte) {
     const bool text = std::isalnum(byte) != 0 ||
                       std::string_view(" '()+,-./:=?").find(static_cast<char>(byte)) != std::string_view::npos;

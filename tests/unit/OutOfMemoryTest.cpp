@@ -9,8 +9,6 @@
 #include <tavik/tavik_platform.h>
 
 #include <cstdlib>
-#include <filesystem>
-#include <fstream>
 #include <functional>
 #include <new>
 
@@ -156,6 +154,11 @@ struct Operation {
   bool (*mayResult)(const Value& result) = nullptr;
 };
 
+#define OPERATION(result)                  \
+  {                                        \
+#result, [&] { return Value(result); } \
+  }
+
 void exhaust(const std::vector<Operation>& operations) {
   for (const Operation& operation : operations) {
     const Value expected = operation.call();
@@ -229,10 +232,6 @@ TEST(OutOfMemoryTest, ContainersChangeWhollyOrNotAtAll) {
   }
 }
 
-Data dataOf(std::string_view bytes) {
-  return Data(std::span(reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size()));
-}
-
 template <class Result>
 Value orReason(const std::optional<Result>& result, const std::string& reason) {
   return result ? Value(*result) : Value(reason);
@@ -240,8 +239,7 @@ Value orReason(const std::optional<Result>& result, const std::string& reason) {
 
 Value reading(std::string_view document) {
   std::string error;
-  return orReason(readPropertyList({reinterpret_cast<const std::uint8_t*>(document.data()), document.size()}, error),
-                  error);
+  return orReason(readPropertyList(bytesOf(document), error), error);
 }
 
 Value readingJson(std::string_view text) {
@@ -260,7 +258,7 @@ Value writingJson(const Value& value) {
   return orReason(writeJson(value, error, JsonLayout::kIndented), error);
 }
 
-std::string bytesOf(const Value& data) { return {data.ifData()->bytes().begin(), data.ifData()->bytes().end()}; }
+std::string textOf(const Value& data) { return {data.ifData()->bytes().begin(), data.ifData()->bytes().end()}; }
 
 // A value of every kind, with a dictionary large enough for an index, and text that needs escapes and two-byte units.
 Value everyKind() {
@@ -278,8 +276,8 @@ Value everyKind() {
 
 TEST(OutOfMemoryTest, ValuesAndDocuments) {
   const Value value = everyKind();
-  const std::string xml = bytesOf(writing(value, PropertyListFormat::kXml));
-  const std::string binary = bytesOf(writing(value, PropertyListFormat::kBinary));
+  const std::string xml = textOf(writing(value, PropertyListFormat::kXml));
+  const std::string binary = textOf(writing(value, PropertyListFormat::kBinary));
   const std::string oldStyle = description(&value);
   const std::string json(*writingJson(value).ifString());
   const Value equal = reading(binary);
@@ -292,49 +290,46 @@ TEST(OutOfMemoryTest, ValuesAndDocuments) {
     std::string error;
     return orReason(readPropertyListFile(path, error), error);
   };
+  const auto beyondTheEnd = []() -> Value {
+    try {
+      return Array().at(1);
+    } catch (const std::out_of_range& fault) {
+      return std::string_view(fault.what());
+    }
+  };
+  const std::string_view otherForms =
+      "<?xml version=\"1.0\"?><!DOCTYPE plist><plist version=\"1.0\"><!-- a comment --><array><string>a long enough "
+      "text &amp; &#x1F600; <![CDATA[<raw> text]]></string><real>+1.50e3</real></array></plist>";
+  const std::string_view twice = "<plist version=\"1.0\"><dict><key>a</key><true/><key>a</key><true/></dict></plist>";
   exhaust({
-      {"building", everyKind},
-      {"building from bytes that are no UTF-8", [] { return Value(text("\xFF\xC3") + std::string(100, '\x80')); }},
-      {"comparing", [&] { return Value(value == equal); }},
-      {"looking up", [&] { return Value(value.ifDictionary()->contains(text("none"))); }},
-      {"Array contains", [&] { return Value(Array::of("x", equal).contains(value)); }},
-      {"describing", [&] { return Value(description(&value)); }},
-      {"converting", [&] { return Value(doubleValue(&digits) + static_cast<double>(longValue(&digits))); }},
-      {"an index beyond the end",
-       []() -> Value {
-         try {
-           return Array().at(1);
-         } catch (const std::out_of_range& fault) {
-           return std::string_view(fault.what());
-         }
-       }},
-      {"reading XML", [&] { return reading(xml); }},
-      {"reading XML of other forms",
-       [] {
-         return reading(
-             "<?xml version=\"1.0\"?><!DOCTYPE plist><plist version=\"1.0\"><!-- a comment --><array><string>a long "
-             "enough text &amp; &#x1F600; <![CDATA[<raw> text]]></string><real>+1.50e3</real></array></plist>");
-       }},
-      {"reading binary", [&] { return reading(binary); }},
-      {"reading text", [&] { return reading(oldStyle); }},
-      {"refusing XML",
-       [] { return reading("<plist version=\"1.0\"><dict><key>a</key><true/><key>a</key><true/></dict></plist>"); }},
-      {"refusing binary", [&] { return reading(binary.substr(0, binary.size() - 1)); }},
-      {"refusing text", [] { return reading("{ a = 1; \"a\" = \"2\\U00e9\"; }"); }},
-      {"reading a file", [&] { return readingFile(file.path()); }},
-      {"refusing a file that is not there", [&] { return readingFile("/no/such/folder/and/no/such/file.plist"); }},
-      {"refusing a folder", [&] { return readingFile("/"); }},
-      {"writing XML", [&] { return writing(value, PropertyListFormat::kXml); }},
-      {"writing binary", [&] { return writing(value, PropertyListFormat::kBinary); }},
-      {"refusing to write a date", [&] { return writing(Array::of(farDate), PropertyListFormat::kXml); }},
-      {"refusing to write so deep", [&] { return writing(deep, PropertyListFormat::kBinary); }},
-      {"reading JSON", [&] { return readingJson(json); }},
-      {"refusing JSON", [] { return readingJson(R"({"a key beyond fifteen": [{"a": 1, "a": 2}]})"); }},
-      {"writing JSON", [&] { return writingJson(value); }},
-      {"refusing to write JSON", [&] { return writingJson(deep); }},
-      {"a date as text", [] { return Value(dateToIsoText(Date::sinceReference(0.1)).value_or("")); }},
-      {"a date from text",
-       [] { return Value(*dateFromIsoText("2026-11-21T01:02:03.123456789012345678901234567890Z")); }},
+      OPERATION(everyKind()),
+      OPERATION(text("bytes that are no UTF-8: \xFF\xC3") + std::string(100, '\x80')),
+      OPERATION(value == equal),
+      OPERATION(value.ifDictionary()->contains(text("none"))),
+      OPERATION(Array::of("x", equal).contains(value)),
+      OPERATION(description(&value)),
+      OPERATION(doubleValue(&digits) + static_cast<double>(longValue(&digits))),
+      OPERATION(beyondTheEnd()),
+      OPERATION(reading(xml)),
+      OPERATION(reading(otherForms)),
+      OPERATION(reading(binary)),
+      OPERATION(reading(oldStyle)),
+      OPERATION(reading(twice)),
+      OPERATION(reading(binary.substr(0, binary.size() - 1))),
+      OPERATION(reading("{ a = 1; \"a\" = \"2\\U00e9\"; }")),
+      OPERATION(readingFile(file.path())),
+      OPERATION(readingFile("/no/such/folder/and/no/such/file.plist")),
+      OPERATION(readingFile("/")),
+      OPERATION(writing(value, PropertyListFormat::kXml)),
+      OPERATION(writing(value, PropertyListFormat::kBinary)),
+      OPERATION(writing(Array::of(farDate), PropertyListFormat::kXml)),
+      OPERATION(writing(deep, PropertyListFormat::kBinary)),
+      OPERATION(readingJson(json)),
+      OPERATION(readingJson(R"({"a key beyond fifteen": [{"a": 1, "a": 2}]})")),
+      OPERATION(writingJson(value)),
+      OPERATION(writingJson(deep)),
+      OPERATION(dateToIsoText(Date::sinceReference(0.1)).value_or("")),
+      OPERATION(*dateFromIsoText("2026-11-21T01:02:03.123456789012345678901234567890Z")),
   });
 }
 
@@ -383,7 +378,6 @@ struct Example {
 TEST(OutOfMemoryTest, Decoders) {
   const Dictionary device = Example().device;
   const Dictionary& manifests = *device.findDictionary("BasebandFirmwareManifestData");
-  const auto orAbsent = [](const std::optional<Dictionary>& found) { return found ? Value(*found) : Value("absent"); };
   constexpr std::string_view kMembers(
       "\x04\x03"
       "abc"
@@ -394,7 +388,7 @@ TEST(OutOfMemoryTest, Decoders) {
        [&] {
          DERDecoder decoder = {};
          auto length = static_cast<std::uint32_t>(kMembers.size());
-         DERDecoderInitialize(&decoder, reinterpret_cast<const std::uint8_t*>(kMembers.data()), &length, length);
+         DERDecoderInitialize(&decoder, bytesOf(kMembers).data(), &length, length);
          struct List : DERDecoderItemList {
            ~List() { DERDecoderFreeData(this); }
          } list = {};
@@ -404,10 +398,10 @@ TEST(OutOfMemoryTest, Decoders) {
          return result;
        },
        [](const Value& result) { return result == Value(Array::of(kDERDecoderErrorInvalid, 2, 0, Value(false))); }},
-      {"provisioning manifest", [&] { return orAbsent(ManifestParser::provisioningDictFromData(manifests)); }},
-      {"root manifest", [&] { return orAbsent(ManifestParser::rootDictFromData(manifests)); }},
-      {"SysCfg blob", [&] { return Value(SystemConfig::sysCfgFromData(device.findData("SysCfgData"))); }},
-      {"control bits", [&] { return Value(SystemConfig::controlBitsFromData(device.findData("ControlBits"))); }},
+      OPERATION(ManifestParser::provisioningDictFromData(manifests).value()),
+      OPERATION(ManifestParser::rootDictFromData(manifests).value()),
+      OPERATION(SystemConfig::sysCfgFromData(device.findData("SysCfgData"))),
+      OPERATION(SystemConfig::controlBitsFromData(device.findData("ControlBits"))),
   });
   EXPECT_GT(ManifestParser::rootDictFromData(manifests).value().size(), 1U) << "there is something to decode";
 }
@@ -434,28 +428,23 @@ TEST(OutOfMemoryTest, CheckRuns) {
     const auto entries = (*kernel.*list)(rules, example.device, error);
     return entries ? Value(*entries) : Value(error->localizedDescription());
   };
-  std::vector<Operation> operations = {
-      {"init", [&] { return Value(making(example.library) != nullptr); }},
-      {"init without a file", [&] { return Value(ZRTTavikKernel::init("/no/such/file", platform) != nullptr); }},
-      {"run", [&] { return Value(outcome(kernel->run(example.device, &example.local, &example.sources))); }},
-      {"run without rules", [&] { return Value(outcome(kernel->run(example.device, nullptr))); }},
-      {"run with rules that are not trusted",
-       [&] { return Value(outcome(kernel->run(example.device, &example.untrusted))); }},
-      {"run in an unknown region", [&] { return Value(outcome(kernel->run(example.elsewhere, &example.local))); }},
-      {"run with a malformed expression",
-       [&] { return Value(outcome(malformed->run(example.device, &example.malformedLocal))); }},
-      {"prepare and run",
-       [&] { return Value(outcome(kernel->prepare(&example.local)->run(example.device, &example.sources))); }},
-      {"run with rules prepared before",
-       [&] { return Value(outcome(prepared->run(example.device, &example.sources))); }},
-      {"a list from rules that are not trusted",
-       [&] { return listing(&ZRTTavikKernel::guiCheckList, example.untrusted); }},
-  };
-  for (const List list : {&ZRTTavikKernel::sfcCheckList, &ZRTTavikKernel::guiCheckList, &ZRTTavikKernel::simCheckList,
-                          &ZRTTavikKernel::getDomainList, &ZRTTavikKernel::getPollingList}) {
-    operations.push_back({"a list", [&, list] { return listing(list, example.local); }});
-  }
-  exhaust(operations);
+  exhaust({
+      OPERATION(making(example.library) != nullptr),
+      OPERATION(ZRTTavikKernel::init("/no/such/file", platform) != nullptr),
+      OPERATION(outcome(kernel->run(example.device, &example.local, &example.sources))),
+      OPERATION(outcome(kernel->run(example.device, nullptr))),
+      OPERATION(outcome(kernel->run(example.device, &example.untrusted))),
+      OPERATION(outcome(kernel->run(example.elsewhere, &example.local))),
+      OPERATION(outcome(malformed->run(example.device, &example.malformedLocal))),
+      OPERATION(outcome(kernel->prepare(&example.local)->run(example.device, &example.sources))),
+      OPERATION(outcome(prepared->run(example.device, &example.sources))),
+      OPERATION(listing(&ZRTTavikKernel::guiCheckList, example.untrusted)),
+      OPERATION(listing(&ZRTTavikKernel::sfcCheckList, example.local)),
+      OPERATION(listing(&ZRTTavikKernel::guiCheckList, example.local)),
+      OPERATION(listing(&ZRTTavikKernel::simCheckList, example.local)),
+      OPERATION(listing(&ZRTTavikKernel::getDomainList, example.local)),
+      OPERATION(listing(&ZRTTavikKernel::getPollingList, example.local)),
+  });
   EXPECT_EQ(kernel->run(example.device, &example.local, &example.sources).verdict, Verdict::kPassed);
   EXPECT_EQ(example.device, Example().device);
   EXPECT_EQ(example.local, Example().local);
@@ -496,7 +485,7 @@ TEST(OutOfMemoryTest, Predicates) {
   for (const Value& each : cases) {
     const Dictionary& values = *each.ifDictionary();
     operations.push_back(
-        {"", [&]() -> Value {
+        {description(values.find("expression")), [&]() -> Value {
            std::optional<Error> error;
            try {
              const auto tree = AbstractTreeNode::parsePredicateString(values.findString("expression"), kernel, error);
@@ -506,7 +495,6 @@ TEST(OutOfMemoryTest, Predicates) {
              return std::string_view(fault.what());
            }
          }});
-    operations.back().name = description(values.find("expression"));
   }
   EXPECT_GT(operations.size(), 300U);
   exhaust(operations);
@@ -514,9 +502,9 @@ TEST(OutOfMemoryTest, Predicates) {
   const Value sizes = Dictionary{{"BCD", Value(64)}};
   const Dictionary phone{{"SerialNumber", "a serial number of some length ABCD"}, {"TotalDiskCapacity", "64000000000"}};
   exhaust({
-      {"valueInListDescription", [&] { return Value(ZRTTavikKernel::valueInListDescription(&list, &list)); }},
-      {"nandSizeCheckDescription", [&] { return Value(ZRTTavikKernel::nandSizeCheckDescription(phone, &sizes)); }},
-      {"nvramWhiteListDescription", [&] { return Value(ZRTTavikKernel::nvramWhiteListDescription(&sizes, &list)); }},
+      OPERATION(ZRTTavikKernel::valueInListDescription(&list, &list)),
+      OPERATION(ZRTTavikKernel::nandSizeCheckDescription(phone, &sizes)),
+      OPERATION(ZRTTavikKernel::nvramWhiteListDescription(&sizes, &list)),
   });
 }
 
@@ -540,6 +528,11 @@ Value fromC(const std::function<tavik_status(tavik_value** value, tavik_error** 
   return Array::of(tavik_status_text(status), tavik_error_text(error), value == nullptr ? Value() : c::valueOf(value));
 }
 
+#define CALL(call)                                                                                               \
+  {                                                                                                              \
+#call, [&] { return fromC([&]([[maybe_unused]] auto value, [[maybe_unused]] auto error) { return call; }); } \
+  }
+
 TEST(OutOfMemoryTest, CInterface) {
   const Example example;
   const c::OwnedValue all = c::handleOf(everyKind());
@@ -562,60 +555,30 @@ TEST(OutOfMemoryTest, CInterface) {
   c::done(tavik_kernel_new_from_document(library, platform, kernel.out(), nullptr));
   c::done(tavik_kernel_new_from_document(c::handleOf(example.malformed), platform, malformed.out(), nullptr));
   c::done(tavik_kernel_prepare(kernel, local, rules.out(), nullptr));
-  const auto checking = [&](const tavik_kernel* with, const tavik_value* documents) {
-    return fromC([&](auto records, auto error) {
-      return tavik_kernel_check(with, device, documents, sources, nullptr, records, error);
-    });
-  };
-  const auto evaluating = [&](const char* expression) {
-    return fromC([&](auto record, auto error) {
-      return tavik_evaluate(expression, short_, nullptr, short_, nullptr, record, error);
-    });
+  const auto kernelOfItsOwn = [&]() -> Value {
+    c::OwnedPlatform own;
+    c::OwnedKernel made;
+    c::OwnedRules prepared;
+    c::done(tavik_station_platform_new("a path that is too long to lie in place", TAVIK_LOG_NONE, own.out()));
+    c::done(tavik_platform_new(&callbacks, own.out()));
+    c::done(tavik_kernel_new_from_document(library, own, made.out(), nullptr));
+    c::done(tavik_kernel_prepare(made, local, prepared.out(), nullptr));
+    return "made";
   };
   exhaust({
-      {"building and reading", [] { return c::valueOf(c::handleOf(everyKind())); }},
-      {"describing", [&] { return fromC([&](auto value, auto) { return tavik_value_describe(all, value); }); }},
-      {"refusing a file",
-       [] {
-         return fromC([](auto value, auto error) { return tavik_property_list_read_file("/no/such", value, error); });
-       }},
-      {"writing binary",
-       [&] {
-         return fromC(
-             [&](auto value, auto error) { return tavik_property_list_write(all, TAVIK_FORMAT_BINARY, value, error); });
-       }},
-      {"a wrong index", [&] { return fromC([&](auto value, auto) { return tavik_array_get(all, 7, value); }); }},
-      {"a wrong kind, with an error",
-       [&] {
-         return fromC(
-             [&](auto value, auto error) { return tavik_nand_size_check_description(nullptr, all, value, error); });
-       }},
-      {"check", [&] { return checking(kernel, local); }},
-      {"check with a malformed expression", [&] { return checking(malformed, malformedLocal); }},
-      {"check with rules prepared before",
-       [&] {
-         return fromC([&](auto records, auto error) {
-           return tavik_rules_check(rules, device, sources, nullptr, records, error);
-         });
-       }},
-      {"a list",
-       [&] {
-         return fromC(
-             [&](auto list, auto error) { return tavik_kernel_sfc_check_list(kernel, local, device, list, error); });
-       }},
-      {"an expression", [&] { return evaluating("hasPrefix AND hasSuffix"); }},
-      {"a fault", [&] { return evaluating("MPN4CCheck"); }},
-      {"a kernel of its own",
-       [&]() -> Value {
-         c::OwnedPlatform own;
-         c::OwnedKernel made;
-         c::OwnedRules prepared;
-         c::done(tavik_station_platform_new("a path that is too long to lie in place", TAVIK_LOG_NONE, own.out()));
-         c::done(tavik_platform_new(&callbacks, own.out()));
-         c::done(tavik_kernel_new_from_document(library, own, made.out(), nullptr));
-         c::done(tavik_kernel_prepare(made, local, prepared.out(), nullptr));
-         return "made";
-       }},
+      OPERATION(c::valueOf(c::handleOf(everyKind()))),
+      CALL(tavik_value_describe(all, value)),
+      CALL(tavik_property_list_read_file("/no/such", value, error)),
+      CALL(tavik_property_list_write(all, TAVIK_FORMAT_BINARY, value, error)),
+      CALL(tavik_array_get(all, 7, value)),
+      CALL(tavik_nand_size_check_description(nullptr, all, value, error)),
+      CALL(tavik_kernel_check(kernel, device, local, sources, nullptr, value, error)),
+      CALL(tavik_kernel_check(malformed, device, malformedLocal, sources, nullptr, value, error)),
+      CALL(tavik_rules_check(rules, device, sources, nullptr, value, error)),
+      CALL(tavik_kernel_sfc_check_list(kernel, local, device, value, error)),
+      CALL(tavik_evaluate("hasPrefix AND hasSuffix", short_, nullptr, short_, nullptr, value, error)),
+      CALL(tavik_evaluate("MPN4CCheck", short_, nullptr, short_, nullptr, value, error)),
+      OPERATION(kernelOfItsOwn()),
   });
 }
 
@@ -668,25 +631,19 @@ TEST(OutOfMemoryTest, SignatureChecks) {
     });
     if (algorithm != KeyAlgorithm::kEd25519) continue;  // what follows takes the others too long
     const TemporaryFile otherKey(generateKeyPair(algorithm, error)->publicKey);
-    exhaust({
-        {"validation with another key",
-         [&] { return validating(StationPlatform(otherKey.path(), StationPlatform::Log::kNone), *document); },
-         isReason},
-        {"signing",
-         [&]() -> Value {
-           std::string why;
-           const auto made = signPropertyList(dataOf(payload), privateKey.path(), why);
-           return made ? Value(*made) : Value(why);
-         },
-         isReason},
-        {"key making",
-         [&]() -> Value {
-           std::string why;
-           const auto made = generateKeyPair(algorithm, why);
-           return made ? Value(made->privateKey.ends_with("-----END PRIVATE KEY-----\n")) : Value(why);
-         },
-         isReason},
-    });
+    const auto signing = [&]() -> Value {
+      std::string why;
+      return orReason(signPropertyList(dataOf(payload), privateKey.path(), why), why);
+    };
+    const auto keyMaking = [&]() -> Value {
+      std::string why;
+      const auto made = generateKeyPair(algorithm, why);
+      return made ? Value(made->privateKey.ends_with("-----END PRIVATE KEY-----\n")) : Value(why);
+    };
+    const auto otherKeyFails = [&] {
+      return validating(StationPlatform(otherKey.path(), StationPlatform::Log::kNone), *document);
+    };
+    exhaust({{"another key", otherKeyFails, isReason}, {"signing", signing, isReason}, {"keys", keyMaking, isReason}});
   }
   EXPECT_LT(trial.openSslBlocks - openSslBlocks, 10000) << "what OpenSSL keeps, however many times memory ran out";
 }

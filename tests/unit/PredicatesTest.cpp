@@ -1,6 +1,9 @@
 // Predicates as a host calls them: the pieces that no rule names, and attributes that are absent. What rules can ask
 // for stands in tests/cases/.
 
+#include <map>
+
+#include "support/Cases.h"
 #include "support/TestSupport.h"
 
 namespace tavik {
@@ -9,39 +12,24 @@ namespace {
 using Kernel = ZRTTavikKernel;
 
 TEST(PredicatesTest, IdentityCodes) {
-  struct Case {
-    std::optional<Value> (*extract)(const Value*);
-    const char* serialNumber;
-    const char* code;  // null: too short
-  };
-  const Case cases[] = {
-      {Kernel::parseCCCCode, "C8PK1234ABCD", "BCD"},
-      {Kernel::parseCCCCode, "BCD", "BCD"},
-      {Kernel::parseCCCCode, "CD", nullptr},
-      {Kernel::parse4CCode, "C8PK1234ABCD", "ABCD"},
-      {Kernel::parse4CCode, "BCD", nullptr},
-      {Kernel::parseEEECode, "C0212345ABCDE6789", "BCD"},
-      {Kernel::parseEEECode, "C0212345ABCD", "BCD"},
-      {Kernel::parseEEECode, "C0212345ABC", nullptr},
-      {Kernel::parse4ECode, "C0212345ABCDE6789", "DE67"},
-      {Kernel::parse4ECode, "C0212345ABCDE67", "DE67"},
-      {Kernel::parse4ECode, "C0212345ABCDE6", nullptr},
-      {Kernel::parse4ECode, "", nullptr},
-      {Kernel::parseEEECode, "äöüÄÖÜ€€€€😀B€", "€😀B"},
-  };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.serialNumber);
-    const Value serialNumber(c.serialNumber);
-    if (c.code == nullptr) {
-      EXPECT_THROW(c.extract(&serialNumber), std::out_of_range);
+  const std::map<std::string, std::optional<Value> (*)(const Value*)> extractors = {{"CCC", Kernel::parseCCCCode},
+                                                                                    {"4C", Kernel::parse4CCode},
+                                                                                    {"EEE", Kernel::parseEEECode},
+                                                                                    {"4E", Kernel::parse4ECode}};
+  for (const Case& c : casesIn("identity-codes.json")) {  // without "is": too short
+    SCOPED_TRACE(c["code"] + " of " + c["serialNumber"]);
+    const auto extract = extractors.at(c["code"]);
+    const Value* serialNumber = c.entries.find("serialNumber");
+    if (c.has("is")) {
+      EXPECT_EQ(extract(serialNumber), *c.entries.find("is"));
     } else {
-      EXPECT_EQ(c.extract(&serialNumber), Value(c.code));
+      EXPECT_THROW(extract(serialNumber), std::out_of_range);
     }
   }
   const Value number(123456789012345678);
-  for (const auto extract : {Kernel::parseCCCCode, Kernel::parse4CCode, Kernel::parseEEECode, Kernel::parse4ECode}) {
-    EXPECT_FALSE(extract(nullptr));
-    EXPECT_FALSE(extract(&number));
+  for (const auto& [name, extract] : extractors) {
+    EXPECT_FALSE(extract(nullptr)) << name;
+    EXPECT_FALSE(extract(&number)) << name;
   }
 }
 
@@ -158,22 +146,11 @@ TEST(PredicatesTest, AbsentReferencesAndLists) {
   EXPECT_EQ(description(Kernel::sendConditionalAttribute(nullptr, &conditional).find("attributes")),
             "{\n    OnPass = 2;\n}");
   EXPECT_THROW(Kernel::sendStaticAttribute(&text, nullptr), std::invalid_argument);
+  const Value number(5);
+  EXPECT_EQ(description(Kernel::nandSizeCheckDescription({{"SerialNumber", number}}, &text).find("actual")),
+            "unknowned CCC code 5");
   EXPECT_EQ(Kernel::nvramWhiteListDescription(&text, nullptr),
             (Dictionary{{"actual", "actual keys: text"}, {"expected", "allowed keys: (null)"}}));
-}
-
-TEST(PredicatesTest, RecordsShowValuesOfTheWrongKind) {
-  const Value number(5);
-  const Value product("wlan 5210 vendor=A");
-  const Value table = parsed("{ A = (KQ2); }");
-  const Dictionary references{{"FCCID", "A"}, {"MLBSerialNumber", number}, {"SerialNumber", number}};
-  EXPECT_EQ(lineOf(Kernel::checkEEEFCCIDTable(&number, &references, &table)), "(null): FAIL, 5, one of KQ2");
-  EXPECT_EQ(lineOf(Kernel::checkWifiVendorAgainstEEE(&product, &references, &table)), "(null): FAIL, 5, one of KQ2");
-  EXPECT_EQ(lineOf(Kernel::checkWifiVendorAgainst4E(&product, &references, &table)), "(null): FAIL, 5, one of KQ2");
-  EXPECT_EQ(lineOf(Kernel::cccNandSizeCheck(&number, &references, &table)),
-            "(null): FAIL, no size for CCC 5 specified, N/A");
-  EXPECT_EQ(description(Kernel::nandSizeCheckDescription(references, &table).find("actual")), "unknowned CCC code 5");
-  EXPECT_EQ(lineOf(Kernel::equalMask(&product, &number)), "(null): FAIL, Unknown, equal 5");
 }
 
 }  // namespace

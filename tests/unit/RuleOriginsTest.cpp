@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <map>
 
+#include "support/Cases.h"
 #include "support/RandomDocuments.h"
 #include "support/TestSupport.h"
 
@@ -66,25 +67,13 @@ TEST(RuleOrigins, NamesEveryLayerInTheOrderInWhichEntriesReplaceEachOther) {
 }
 
 TEST(RuleOrigins, KnowsEveryKindOfDevice) {
-  const struct {
-    const char* rules;
-    std::vector<std::string> kinds;
-  } cases[] = {
-      {"{ version = 1; GenericRules = {}; }", {"(null) (null)"}},
-      {"{ MPNRules = malformed; }", {"(null) (null)"}},
-      {"{ MPNRules = {}; }", {}},
-      {"{ MPNRules = { B = { RegionRules = { US = {}; EU = malformed; }; }; A = { X = {}; }; }; }",
-       {"B US", "B EU", "A (null)"}},
-      {"{ MPNRules = { A = { RegionRules = {}; }; B = malformed; C = { RegionRules = malformed; }; }; }",
-       {"B (null)", "C (null)"}},
-  };
-  for (const auto& c : cases) {
-    std::vector<std::string> kinds;
-    const RuleOrigins origins({}, parsedDictionary(c.rules));
+  for (const Case& c : casesIn("device-kinds.json")) {
+    std::string kinds;
+    const RuleOrigins origins({}, parsedDictionary(c["rules"]));
     for (const DeviceKind& kind : origins.deviceKinds()) {
-      kinds.push_back(description(kind.partNumber) + " " + description(kind.region));
+      kinds += (kinds.empty() ? "" : ", ") + description(kind.partNumber) + " " + description(kind.region);
     }
-    EXPECT_EQ(kinds, c.kinds) << c.rules;
+    EXPECT_EQ(kinds, c["kinds"]) << c["rules"];
   }
 }
 

@@ -8,6 +8,8 @@
 #include <string>
 #include <vector>
 
+#include "support/Cases.h"
+
 namespace tavik {
 namespace {
 
@@ -35,29 +37,10 @@ Dictionary fields(const Bytes& bytes) {
 }
 
 TEST(SystemConfigTest, TurnsBytesIntoTextWhereTheyAreText) {
-  struct Case {
-    const char* why;
-    std::string bytes;
-    bool isText;
-  };
-  using namespace std::string_literals;
-  const Case cases[] = {
-      {"nothing", "", true},
-      {"text alone", "ABC", true},
-      {"padded text", "ABC\0\0\0"s, true},
-      {"padding alone", std::string(16, '\0'), true},
-      {"the ends of the printable range", " ~", true},
-      {"a byte after the padding", "AB\0C\0"s, false},
-      {"a control character", "AB\nC", false},
-      {"a control character after the padding", "AB\0\n"s, false},
-      {"DEL", "AB\x7F", false},
-      {"a high byte", "AB\xC3\xA4", false},
-  };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.why);
-    const Data bytes(Bytes(c.bytes.begin(), c.bytes.end()));
-    const Value value = SystemConfig::tryConvertValueToString(bytes);
-    EXPECT_EQ(value, c.isText ? Value(c.bytes.c_str()) : Value(bytes));
+  for (const Case& c : casesIn("syscfg-texts.json")) {  // without "text": stays data
+    const Data bytes(fromHex(c["bytes"]));
+    EXPECT_EQ(SystemConfig::tryConvertValueToString(bytes), c.has("text") ? Value(c["text"]) : Value(bytes))
+        << c["why"];
   }
 }
 

@@ -50,10 +50,6 @@ Value valueOf(const CheckOutcome& run) {
                    run.reason ? run.reason->text() : "a verdict");
 }
 
-std::span<const std::uint8_t> bytesOf(std::string_view text) {
-  return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
-}
-
 TEST(ThreadTest, EverybodyGetsTheSame) {
   auto platform = std::make_shared<TestPlatform>();
   platform->keepsLog = false;
@@ -110,12 +106,12 @@ TEST(ThreadTest, OneStationPlatformServesAll) {
   };
   for (int number = 0; number < 10; ++number) {  // more than a small memory of verdicts holds
     const std::string payload = "{ version = " + std::to_string(number) + "; A = \"a text that is long enough\"; }";
-    const Dictionary document = signPropertyList(Data(bytesOf(payload)), privateKey.path(), error).value();
+    const Dictionary document = signPropertyList(dataOf(payload), privateKey.path(), error).value();
     add("a document", document, true);
     Dictionary changed = document;
-    changed.set("payload", Data(bytesOf(payload + " ")));
+    changed.set("payload", dataOf(payload + " "));
     add("a changed document", changed, false);
-    add("a document of another key", *signPropertyList(Data(bytesOf(payload)), otherPrivateKey.path(), error), false);
+    add("a document of another key", *signPropertyList(dataOf(payload), otherPrivateKey.path(), error), false);
   }
   expectSameEverywhere(jobs);
 }

@@ -1,7 +1,6 @@
 // Values: kinds, copies, order, equality, conversions, descriptions.
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <tavik/PropertyList.h>
 #include <tavik/Value.h>
 
@@ -9,8 +8,6 @@
 #include <limits>
 #include <random>
 #include <stdexcept>
-#include <string>
-#include <vector>
 
 #include "support/Cases.h"
 

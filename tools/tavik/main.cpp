@@ -25,7 +25,7 @@ const Command& commandNamed(std::string_view name) {
   const Command* const command = findCommand(name);
   if (command == nullptr) {
     std::vector<std::string_view> names;
-    for (const Command& known : commands()) names.push_back(known.name);
+    for (const Command* known : commands()) names.push_back(known->name);
     throw Unusable(fmt::format("unknown command \"{}\"{}; see tavik --help", name, didYouMean(name, names)));
   }
   return *command;

@@ -20,8 +20,6 @@ constexpr std::array<std::uint8_t, 256> kDigits = [] {
   return digits;
 }();
 
-std::uint32_t digitOf(char character) noexcept { return kDigits[static_cast<unsigned char>(character)]; }
-
 // Writes three bytes as four digits.
 void putGroup(char* to, std::uint32_t bytes) noexcept {
   to[0] = kAlphabet[bytes >> 18];
@@ -30,25 +28,33 @@ void putGroup(char* to, std::uint32_t bytes) noexcept {
   to[3] = kAlphabet[bytes & 0x3F];
 }
 
+// The bits of each digit, at their place in a group of three bytes. A character that is not a digit sets the highest
+// bit.
+constexpr std::uint32_t kBad = 0x80000000;
+template <int kPlace>
+constexpr std::array<std::uint32_t, 256> kBits = [] {
+  std::array<std::uint32_t, 256> bits{};
+  for (std::size_t at = 0; at < bits.size(); ++at) bits[at] = kDigits[at] == kNoDigit ? kBad : kDigits[at] << kPlace;
+  return bits;
+}();
+
 // Decodes complete groups of four digits; false if a character is not a digit.
 bool putBytes(unsigned char* to, std::string_view digits) noexcept {
+  const auto* from = reinterpret_cast<const unsigned char*>(digits.data());
   std::uint32_t all = 0;
-  for (std::size_t at = 0; at < digits.size(); at += 4) {
-    const std::uint32_t first = digitOf(digits[at]);
-    const std::uint32_t second = digitOf(digits[at + 1]);
-    const std::uint32_t third = digitOf(digits[at + 2]);
-    const std::uint32_t fourth = digitOf(digits[at + 3]);
-    all |= first | second | third | fourth;
-    *to++ = static_cast<unsigned char>(first << 2 | second >> 4);
-    *to++ = static_cast<unsigned char>(second << 4 | third >> 2);
-    *to++ = static_cast<unsigned char>(third << 6 | fourth);
+  for (const auto* const end = from + digits.size(); from != end; from += 4, to += 3) {
+    const std::uint32_t group = kBits<18>[from[0]] | kBits<12>[from[1]] | kBits<6>[from[2]] | kBits<0>[from[3]];
+    all |= group;
+    to[0] = static_cast<unsigned char>(group >> 16);
+    to[1] = static_cast<unsigned char>(group >> 8);
+    to[2] = static_cast<unsigned char>(group);
   }
-  return all < kAlphabet.size();
+  return (all & kBad) == 0;
 }
 
 }  // namespace
 
-bool isBase64Digit(char character) noexcept { return digitOf(character) != kNoDigit; }
+bool isBase64Digit(char character) noexcept { return kDigits[static_cast<unsigned char>(character)] != kNoDigit; }
 
 void putBase64(char* to, std::span<const std::uint8_t> bytes) noexcept {
   for (; bytes.size() >= 3; bytes = bytes.subspan(3), to += 4) {

@@ -35,12 +35,18 @@ class DataBuffer {
   }
   /// Returns memory for up to `count` bytes. Call `advanceTo` after writing them.
   char* room(std::size_t count) {
-    if (count > capacity_ - size_) moveTo(std::max({size_ + count, 2 * capacity_, kLeast}));
+    if (count > capacity_ - size_) [[unlikely]]
+      grow(count);
     return begin_ + size_;
   }
   void advanceTo(const char* end) noexcept { size_ = static_cast<std::size_t>(end - begin_); }
   DataBuffer& operator+=(std::string_view text) {
     std::copy_n(text.data(), text.size(), extend(text.size()));
+    return *this;
+  }
+  template <std::size_t kSize>
+  DataBuffer& operator+=(const char (&literal)[kSize]) {
+    std::copy_n(literal, kSize - 1, extend(kSize - 1));
     return *this;
   }
   DataBuffer& operator+=(char character) {
@@ -65,6 +71,7 @@ class DataBuffer {
     void operator()(Bytes* block) const noexcept { ::operator delete(block); }
   };
 
+  [[gnu::noinline]] void grow(std::size_t count) { moveTo(std::max({size_ + count, 2 * capacity_, kLeast})); }
   void moveTo(std::size_t capacity) {
     std::unique_ptr<Bytes, Free> block(Bytes::make(capacity));
     char* begin = reinterpret_cast<char*>(block.get() + 1);

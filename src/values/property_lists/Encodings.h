@@ -96,6 +96,11 @@ std::string outOfIntegerRange(std::string_view number);
 /// it is closed, with its exact size.
 class OpenContainers {
  public:
+  OpenContainers() {
+    entries_.reserve(kUsualEntries);
+    keyOffsets_.reserve(kUsualEntries);
+  }
+
   /// Opens an array. Pass the result to `closeArray`. Containers are closed in the reverse order of opening.
   [[nodiscard]] std::size_t openArray() const noexcept { return elements_.size(); }
   void addElement(Value&& element) { elements_.push_back(std::move(element)); }
@@ -119,6 +124,8 @@ class OpenContainers {
   }
 
  private:
+  static constexpr std::size_t kUsualEntries = 48;
+
   std::vector<Value> elements_;
   std::vector<detail::Entry> entries_;
   std::vector<std::size_t> keyOffsets_;

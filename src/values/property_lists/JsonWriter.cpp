@@ -12,9 +12,9 @@
 #include "values/Numbers.h"
 #include "values/ValueAccess.h"
 #include "values/property_lists/Base64.h"
-#include "values/property_lists/DataBuffer.h"
 #include "values/property_lists/Encodings.h"
 #include "values/property_lists/JsonCharacters.h"
+#include "values/property_lists/JsonWriter.h"
 
 namespace tavik {
 namespace {
@@ -44,57 +44,75 @@ struct Places {
   char* to;
 };
 
-// Copies characters up to the first special one, eight at a time.
+// Copies eight characters. Returns the number before the first special one.
+int copyEight(char* to, const char* from) noexcept {
+  const std::uint64_t characters = eightCharacters(from);
+  std::memcpy(to, from, 8);
+  return std::countr_zero(specialAmong(characters)) / 8;
+}
+
+// Copies characters up to the first special one, eight at a time; the last eight may overlap those before.
 Places copyPlain(Places at, const char* end) noexcept {
+  const bool isLong = end - at.from >= 8;
   for (; end - at.from >= 8; at.from += 8, at.to += 8) {
-    std::memcpy(at.to, at.from, 8);
-    if (const std::uint64_t special = specialAmong(eightCharacters(at.from)); special != 0) {
-      const int plain = std::countr_zero(special) / 8;
-      return {at.from + plain, at.to + plain};
-    }
+    if (const int plain = copyEight(at.to, at.from); plain != 8) return {at.from + plain, at.to + plain};
+  }
+  if (isLong) {
+    const std::ptrdiff_t overlap = 8 - (end - at.from);
+    const std::ptrdiff_t plain = copyEight(at.to - overlap, at.from - overlap) - overlap;
+    return {at.from + plain, at.to + plain};
   }
   while (at.from != end && !isSpecialInJson(*at.from)) *at.to++ = *at.from++;
   return at;
 }
 
-void appendString(DataBuffer& out, std::string_view text) {
-  const char* const end = text.data() + text.size();
-  char* room = out.room(text.size() + 2);
-  *room++ = '"';
-  Places at = copyPlain({text.data(), room}, end);
-  while (at.from != end) {
+// Writes the rest of a string, whose first character needs an escape.
+[[gnu::noinline]] void appendEscaped(DataBuffer& out, const char* from, const char* end) {
+  while (from != end) {
+    char* const room = putEscape(out.room(kLongestEscape + static_cast<std::size_t>(end - from)), *from);
+    const Places at = copyPlain({from + 1, room}, end);
     out.advanceTo(at.to);
-    room = putEscape(out.room(kLongestEscape + static_cast<std::size_t>(end - at.from)), *at.from);
-    at = copyPlain({at.from + 1, room}, end);
+    from = at.from;
   }
-  *at.to++ = '"';
-  out.advanceTo(at.to);
+  out += '"';
 }
 
-class JsonWriter {
- public:
-  JsonWriter(DataBuffer& out, JsonLayout layout) : out_(out), isIndented_(layout == JsonLayout::kIndented) {}
+void appendString(DataBuffer& out, std::string_view text) {
+  const char* const end = text.data() + text.size();
+  char* const room = out.room(text.size() + 2);
+  *room = '"';
+  const Places at = copyPlain({text.data(), room + 1}, end);
+  if (at.from != end) {
+    out.advanceTo(at.to);
+    return appendEscaped(out, at.from, end);
+  }
+  *at.to = '"';
+  out.advanceTo(at.to + 1);
+}
 
-  // depth: the value's nesting depth if it is a container.
-  void append(const Value& value, int depth);
+// A short string lies in its value, followed by zeros and the length, which count as special characters.
+void appendShortString(DataBuffer& out, std::string_view text) {
+  char* const room = out.room(sizeof(Value) + 2);
+  *room = '"';
+  int plain = copyEight(room + 1, text.data());
+  if (plain == 8) plain += copyEight(room + 9, text.data() + 8);
+  if (static_cast<std::size_t>(plain) != text.size()) {
+    out.advanceTo(room + 1 + plain);
+    return appendEscaped(out, text.data() + plain, text.data() + text.size());
+  }
+  room[1 + plain] = '"';
+  out.advanceTo(room + 2 + plain);
+}
 
- private:
-  void appendInteger(std::int64_t number);
-  void appendReal(double number);
-  void appendData(std::span<const std::uint8_t> bytes);
-  void appendDate(Date date);
-  void appendArray(const Array& array, int depth);
-  void appendDictionary(const Dictionary& dictionary, int depth);
-  void appendEntries(const Dictionary& dictionary, int depth);
-  void beginElement(bool isFirst, int depth);
-  void breakLine(int depth);
+void appendString(DataBuffer& out, const Value& text) {
+  if (ValueAccess::isShort(text)) return appendShortString(out, *ValueAccess::text(text));
+  appendString(out, *ValueAccess::text(text));
+}
 
-  DataBuffer& out_;
-  bool isIndented_;
-};
+}  // namespace
 
 void JsonWriter::append(const Value& value, int depth) {
-  if (const auto text = ValueAccess::text(value)) return appendString(out_, *text);
+  if (value.isString()) return appendString(out_, value);
   if (const auto integer = value.ifInteger()) return appendInteger(*integer);
   if (const auto truth = value.ifBoolean()) return static_cast<void>(out_ += *truth ? "true" : "false");
   if (const Dictionary* dictionary = value.ifDictionary()) return appendDictionary(*dictionary, depth);
@@ -164,7 +182,7 @@ void JsonWriter::appendEntries(const Dictionary& dictionary, int depth) {
   const auto end = dictionary.end();
   for (auto entry = begin; entry != end; ++entry) {
     beginElement(entry == begin, depth);
-    appendString(out_, *ValueAccess::text(entry.key()));
+    appendString(out_, entry.key());
     out_ += ": ";
     append(entry.value(), depth + 1);
   }
@@ -185,12 +203,10 @@ void JsonWriter::breakLine(int depth) {
   out_.advanceTo(std::fill_n(room + 1, count - 1, ' '));
 }
 
-}  // namespace
-
 bool appendJson(std::string& out, const Value& value, std::string& error, JsonLayout layout) {
   try {
     DataBuffer text;
-    JsonWriter(text, layout).append(value, 1);
+    JsonWriter(text, layout).append(value);
     out += text.view();
     return true;
   } catch (const Unwritable&) {

@@ -48,8 +48,7 @@ std::optional<std::uint32_t> digitValue(char character) noexcept {
 
 class TextReader {
  public:
-  TextReader(std::string_view document, std::vector<ValueOffset>* offsets) noexcept
-      : document_(document), offsets_(offsets) {}
+  TextReader(std::string_view document, std::vector<ValueOffset>* offsets) : document_(document), offsets_(offsets) {}
 
   Value read();
 

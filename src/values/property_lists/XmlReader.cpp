@@ -180,7 +180,7 @@ struct Characters {
 
 class XmlReader {
  public:
-  XmlReader(std::string_view document, std::vector<ValueOffset>* offsets) noexcept
+  XmlReader(std::string_view document, std::vector<ValueOffset>* offsets)
       : document_(document), pastBrackets_(document.rfind('<') + 1), offsets_(offsets) {}
 
   Value read();

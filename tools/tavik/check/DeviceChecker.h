@@ -1,5 +1,5 @@
 /// @file
-/// Checks the devices of a batch: turns a JSON line into a result.
+/// Checks the devices of a batch: turns lines into results, with notes.
 #ifndef TAVIK_TOOL_CHECK_DEVICE_CHECKER_H
 #define TAVIK_TOOL_CHECK_DEVICE_CHECKER_H
 
@@ -28,9 +28,8 @@ struct NoteMaker {
   [[nodiscard]] std::shared_ptr<const RuleNotes> notesOn(const DeviceResult& result) const;
 };
 
-/// Reads a device: its "id", attributes and sources, or why they are unusable.
-/// `line` may contain anything; {"id": any, "attributes": {...}, "sources": {"sfc": {...}}} is a device.
-DeviceResult readDevice(const Line& line);
+/// The device of a line, or why the line cannot be used.
+DeviceLine readDevice(const Line& line);
 
 /// Checks devices. Thread-safe.
 class DeviceChecker {
@@ -38,7 +37,6 @@ class DeviceChecker {
   /// notes: null for none.
   explicit DeviceChecker(const PreparedRules& rules, const NoteMaker* notes = nullptr) : rules_(rules), notes_(notes) {}
 
-  /// `line` may contain anything; only a device gets a check run.
   [[nodiscard]] DeviceResult check(const Line& line) const;
 
  private:

@@ -1,10 +1,9 @@
 /// @file
-/// The result of one device of a batch.
+/// The result of one device, with notes for people.
 #ifndef TAVIK_TOOL_CHECK_DEVICE_RESULT_H
 #define TAVIK_TOOL_CHECK_DEVICE_RESULT_H
 
-#include <tavik/CheckOutcome.h>
-#include <tavik/Value.h>
+#include <tavik/DeviceLine.h>
 
 #include <memory>
 #include <span>
@@ -17,13 +16,8 @@
 
 namespace tavik::tool {
 
-/// The result of a line: a check run, or why there was none.
-struct DeviceResult {
-  Value id;                     ///< by default the line number
-  std::string inputError = {};  ///< why the line cannot be used; empty if it can
-  CheckOutcome outcome = {};    ///< of a usable line
-  Dictionary attributes = {};   ///< of a usable line
-  Dictionary sources = {};      ///< of a usable line
+/// A check run, or why there was none.
+struct DeviceResult : LineResult {
   /// For a device with a verdict; null if notes were not requested.
   std::shared_ptr<const RuleNotes> notes = nullptr;
 

@@ -39,41 +39,49 @@ namespace {
 
 constexpr std::size_t kMostThreads = 256;
 
-constexpr const char* kFooter =
-    R"(INPUT has one JSON object per line, {"id": any, "attributes": {...}, "sources": {"sfc": {...}}}; "id" and
-"sources" are optional, null is not allowed, and other keys are rejected. Blank lines are skipped.
-
-For each device, in input order, one line is printed: the object of "check --format json" without "signatures" and what
-follows it, and with "id" first (by default the line number), or {"id": ..., "input_error": "..."} for a line that cannot be used,
-which counts as a failed device. The same applies to a line longer than --max-line, a line whose result is larger than
-64 MiB, and a line that exhausts memory. A summary goes to standard error. Ctrl-C and SIGTERM end the run once the
-devices being checked are done.
-
-Formats:
-  json   as above
-  table  one line per device: the verdict, the id and the failed rules; below, what these found and expected, and what
-         to do
-  plist  one XML property list: an array of the same objects as "json"; null values are left out
-  junit  JUnit XML for CI servers: one test suite per device, one test case per rule
-  html   a page for people, written at the end: pass rate, failures by rule and by part number, every device that did
-         not pass. Of each kind, at most 10,000 devices or 16 MiB are listed; the rest are only counted. The page
-         shows when it was made; SOURCE_DATE_EPOCH overrides the time
-
---summary writes one JSON object when the whole input has been checked: {"devices": N, "passed": N, "failed": N,
+constexpr Help::Part kDescription[] = {
+    paragraph(
+        R"(INPUT has one JSON object per line, {"id": any, "attributes": {...}, "sources": {"sfc": {...}}}; "id" and
+"sources" are optional, null is not allowed, and other keys are rejected. Blank lines are skipped.)"),
+    paragraph(
+        R"(For each device, in input order, one line is printed: the object of "check --format json" without "signatures"
+and what follows it, and with "id" first (by default the line number), or {"id": ..., "input_error": "..."} for a line that cannot be
+used, which counts as a failed device. The same applies to a line longer than --max-line, a line whose result is
+larger than 64 MiB, and a line that exhausts memory. A summary goes to standard error. Ctrl-C and SIGTERM end
+the run once the devices being checked are done.)"),
+    heading("Formats"),
+    item("json", "as above"),
+    item("table",
+         "one line per device: the verdict, the id and the failed rules; below, what these found and expected, "
+         "and what to do"),
+    item("plist", R"(one XML property list: an array of the same objects as "json"; null values are left out)"),
+    item("junit", "JUnit XML for CI servers: one test suite per device, one test case per rule"),
+    item("html",
+         "a page for people, written at the end: pass rate, failures by rule and by part number, every device "
+         "that did not pass. Of each kind, at most 10,000 devices or 16 MiB are listed; the rest are only "
+         "counted. The page shows when it was made; SOURCE_DATE_EPOCH overrides the time"),
+    paragraph(
+        R"(--summary writes one JSON object when the whole input has been checked: {"devices": N, "passed": N, "failed": N,
 "input_errors": N, "faults": N, "no_verdict": N, "rules": [{"rule": "...", "devices": N}, ...], "part_numbers":
-[{"part_number": "...", and the same counts and rules}, ...]}. "failed" counts every device that did not pass, for
-any reason. "rules" has the rules that failed and those that ended a check, most devices first. Beyond 100,000
-counters, the last part numbers by name are counted together as (others).
-
-Examples:
-  tavik batch --library rules.signed --rules product.signed devices.jsonl > results.jsonl
-  tavik batch --library rules.signed --rules product.signed --summary counts.json devices.jsonl > results.jsonl
-  tavik batch --library rules.signed --rules product.signed -j 1 --format table < devices.jsonl
-  tavik batch --library rules.signed --rules product.signed --format html devices.jsonl > shift.html
-
-Exit status: 0 every device passed, 1 at least one device did not pass, 2 the command line or an input is invalid,
-the input has no devices, or the run ended early, 4 a document is not trusted, empty or malformed and no device was
-checked.)";
+[{"part_number": "...", and the same counts and rules}, ...]}. "failed" counts every device that did not pass,
+for any reason. "rules" has the rules that failed and those that ended a check, most devices first. Beyond
+100,000 counters, the last part numbers by name are counted together as (others).)"),
+};
+constexpr std::string_view kExamples[] = {
+    "tavik batch --library rules.signed --rules product.signed devices.jsonl > results.jsonl",
+    "tavik batch --library rules.signed --rules product.signed --summary counts.json devices.jsonl > "
+    "results.jsonl",
+    "tavik batch --library rules.signed --rules product.signed -j 1 --format table < devices.jsonl",
+    "tavik batch --library rules.signed --rules product.signed --format html devices.jsonl > shift.html",
+};
+constexpr ExitMeaning kExitStatuses[] = {
+    {ExitStatus::kPassed, "every device passed"},
+    {ExitStatus::kFailed, "at least one device did not pass"},
+    {ExitStatus::kUnusable,
+     "the command line or an input is invalid, the input has no devices, or the run ended early"},
+    {ExitStatus::kNoVerdict, "a document is not trusted, empty or malformed and no device was checked"},
+};
+constexpr Help kHelp = {"Check a stream of devices, one JSON object per line", kDescription, kExamples, kExitStatuses};
 
 struct BatchOptions : RuleOptions {
   std::string input = "-";
@@ -247,9 +255,7 @@ ExitStatus runBatch(const BatchOptions& options) {
   return tally.failed() == 0 ? ExitStatus::kPassed : ExitStatus::kFailed;
 }
 
-}  // namespace
-
-Run defineBatch(CLI::App& app) {
+Run define(CLI::App& app) {
   const auto options = std::make_shared<BatchOptions>();
   options->platform.checksDevices = true;
   addRules(app, *options);
@@ -268,8 +274,11 @@ Run defineBatch(CLI::App& app) {
           "Write the counts of passed and failed devices, by part number and rule, to FILE (JSON)");
   addPlatform(app, options->platform);
   addFormat(app, options->format, {"json", "table", "junit", "html", "plist"});
-  app.footer(kFooter);
   return [options] { return runBatch(*options); };
 }
+
+}  // namespace
+
+const Command kBatch = {"batch", kHelp, define};
 
 }  // namespace tavik::tool

@@ -27,32 +27,43 @@
 namespace tavik::tool {
 namespace {
 
-constexpr const char* kFooter =
-    R"(Every FILE is a property list (XML, binary or old-style text) or JSON, detected by content; "-" is standard
-input. "table" counts passing rules that hide their result but does not list them; the other formats list them.
-
-Formats:
-  table  for the terminal
-  json   {"records": [{"rule", "result", "actual", "expected", ...}, ...] or null, "station": {...}, "error": null or
-         {"domain", "code", "description"}, "verdict": "passed", "failed" or "none", "reason": null or {"kind",
-         "rule", "description"}, "signatures": "verified" or "not verified", "documents": {"library": {...}, "rules":
-         {...}}, "kernel": its version}. A document is {"version", "sha256", "keys", "product", "revision", "expires"}:
-         SHA-256 of the signed bytes, the keys with valid signatures, and what a statement says. If a fault ended the run, "fault":
-         {"kind", "message"} follows "error". Without a verdict, "reason" gives the cause: its "kind" is "no local
-         rules", "not trusted", "empty", "not assembled", "no rules", "malformed expression" or "fault", and its
-         "rule" is null or the rule that ended the run
-  plist  the same as an XML property list; null values are left out
-  junit  JUnit XML for CI servers: one test case per rule; a fault and a run without a verdict are errors
-  html   a self-contained page for people: what failed, what was expected, what to do. The page shows when it was made;
-         SOURCE_DATE_EPOCH overrides the time
-
-Examples:
-  tavik check --library rules.signed --rules product.signed --attributes device.plist
-  tavik check --library rules.signed --rules product.signed --attributes - --source sfc=sfc.json --format json
-  tavik check --library rules.signed --rules product.signed --attributes device.plist --format html > device.html
-
-Exit status: 0 every rule passed, 1 a rule failed, 2 the command line or an input is invalid, 3 a fault ended the run,
-4 no verdict: a document is not trusted, empty or malformed, or the device's rules could not be assembled.)";
+constexpr Help::Part kDescription[] = {
+    paragraph(
+        R"(Every FILE is a property list (XML, binary or old-style text) or JSON, detected by content; "-" is standard
+input. "table" counts passing rules that hide their result but does not list them; the other formats list them.)"),
+    heading("Formats"),
+    item("table", "for the terminal"),
+    item("json",
+         R"({"records": [{"rule", "result", "actual", "expected", ...}, ...] or null, "station": {...}, "error": null or
+{"domain", "code", "description"}, "verdict": "passed", "failed" or "none", "reason": null or {"kind", "rule",
+"description"}, "signatures": "verified" or "not verified", "documents": {"library": {...}, "rules": {...}},
+"kernel": its version}. A document is {"version", "sha256", "keys", "product", "revision", "expires"}: SHA-256 of
+the signed bytes, the keys with valid signatures, and what a statement says. If a fault ended the run, "fault": {"kind",
+"message"} follows "error". Without a verdict, "reason" gives the cause: its "kind" is "no local rules", "not
+trusted", "empty", "not assembled", "no rules", "malformed expression" or "fault", and its "rule" is null or the
+rule that ended the run)"),
+    item("plist", "the same as an XML property list; null values are left out"),
+    item("junit", "JUnit XML for CI servers: one test case per rule; a fault and a run without a verdict are errors"),
+    item("html",
+         "a self-contained page for people: what failed, what was expected, what to do. The page shows when it "
+         "was made; SOURCE_DATE_EPOCH overrides the time"),
+};
+constexpr std::string_view kExamples[] = {
+    "tavik check --library rules.signed --rules product.signed --attributes device.plist",
+    "tavik check --library rules.signed --rules product.signed --attributes - --source sfc=sfc.json --format "
+    "json",
+    "tavik check --library rules.signed --rules product.signed --attributes device.plist --format html > "
+    "device.html",
+};
+constexpr ExitMeaning kExitStatuses[] = {
+    {ExitStatus::kPassed, "every rule passed"},
+    {ExitStatus::kFailed, "a rule failed"},
+    {ExitStatus::kUnusable, "the command line or an input is invalid"},
+    {ExitStatus::kFault, "a fault ended the run"},
+    {ExitStatus::kNoVerdict,
+     "no verdict: a document is not trusted, empty or malformed, or the device's rules could not be assembled"},
+};
+constexpr Help kHelp = {"Check one device and print its records", kDescription, kExamples, kExitStatuses};
 
 struct CheckOptions : RuleOptions {
   std::string attributes;
@@ -116,10 +127,8 @@ ExitStatus runCheckCommand(const CheckOptions& options) {
   const std::unique_ptr<ZRTTavikKernel> kernel = openKernel(nameOf("--library", options.library), library, platform);
 
   const std::unique_ptr<const PreparedRules> prepared = kernel->prepare(&rules);
-  DeviceResult result{.id = nameOfDevice(attributes),
-                      .outcome = runCheck(*prepared, attributes, sources),
-                      .attributes = attributes,
-                      .sources = sources};
+  DeviceResult result{{{.id = nameOfDevice(attributes), .attributes = attributes, .sources = sources},
+                       runCheck(*prepared, attributes, sources)}};
   const RuleOrigins origins(kernel->library(), prepared->localRules());
   if (!result.outcome.reason)
     result.notes = std::make_shared<const RuleNotes>(notesAfterCheck(attributes, sources, origins));
@@ -140,9 +149,7 @@ ExitStatus runCheckCommand(const CheckOptions& options) {
   return result.status();
 }
 
-}  // namespace
-
-Run defineCheck(CLI::App& app) {
+Run define(CLI::App& app) {
   const auto options = std::make_shared<CheckOptions>();
   options->platform.checksDevices = true;
   addRules(app, *options);
@@ -154,8 +161,11 @@ Run defineCheck(CLI::App& app) {
           "Write the result and everything that determined it to FILE, for \"tavik replay\"");
   addPlatform(app, options->platform);
   addFormat(app, options->format, {"table", "json", "junit", "html", "plist"});
-  app.footer(kFooter);
   return [options] { return runCheckCommand(*options); };
 }
+
+}  // namespace
+
+const Command kCheck = {"check", kHelp, define};
 
 }  // namespace tavik::tool

@@ -1,5 +1,5 @@
 /// @file
-/// A command of `tavik`: a row in the table of Commands.cpp and a file that defines it.
+/// A command of `tavik`: defined in a file of its own, with all of its help, and listed in Commands.cpp.
 #ifndef TAVIK_TOOL_COMMANDS_COMMAND_H
 #define TAVIK_TOOL_COMMANDS_COMMAND_H
 
@@ -8,6 +8,7 @@
 #include <string_view>
 
 #include "ExitStatus.h"
+#include "commands/Help.h"
 
 namespace tavik::tool {
 
@@ -16,28 +17,26 @@ using Run = std::function<ExitStatus()>;
 
 struct Command {
   std::string_view name;
-  std::string_view summary;
-  /// Adds the command's options, and as the footer the rest of its help: paragraphs; lists, whose lines begin with two
-  /// spaces; headings, which are on their own line and end with a colon. "Examples:" and "Exit status: 0 ..., 1 ..."
-  /// come last. Manual pages are made from the same text (manual/CommandHelp.h).
+  Help help;
+  /// Adds the command's options.
   Run (*define)(CLI::App& app);
 };
 
-Run defineBatch(CLI::App& app);
-Run defineCheck(CLI::App& app);
-Run defineConvert(CLI::App& app);
-Run defineDecode(CLI::App& app);
-Run defineDescribe(CLI::App& app);
-Run defineDiff(CLI::App& app);
-Run defineEval(CLI::App& app);
-Run defineExplain(CLI::App& app);
-Run defineKeygen(CLI::App& app);
-Run defineLint(CLI::App& app);
-Run defineList(CLI::App& app);
-Run defineReplay(CLI::App& app);
-Run defineSign(CLI::App& app);
-Run defineTest(CLI::App& app);
-Run defineVerify(CLI::App& app);
+extern const Command kBatch;
+extern const Command kCheck;
+extern const Command kConvert;
+extern const Command kDecode;
+extern const Command kDescribe;
+extern const Command kDiff;
+extern const Command kEval;
+extern const Command kExplain;
+extern const Command kKeygen;
+extern const Command kLint;
+extern const Command kList;
+extern const Command kReplay;
+extern const Command kSign;
+extern const Command kTest;
+extern const Command kVerify;
 
 }  // namespace tavik::tool
 

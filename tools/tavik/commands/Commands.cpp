@@ -9,23 +9,8 @@
 namespace tavik::tool {
 namespace {
 
-constexpr Command kCommands[] = {
-    {"check", "Check one device and print its records", defineCheck},
-    {"batch", "Check a stream of devices, one JSON object per line", defineBatch},
-    {"list", "List what a station must collect for one device", defineList},
-    {"eval", "Evaluate a predicate expression on given values", defineEval},
-    {"describe", "Show the texts that a predicate compares", defineDescribe},
-    {"decode", "Decode a blob of device data", defineDecode},
-    {"lint", "Find mistakes in rule documents", defineLint},
-    {"explain", "Show where a device's rules come from and how they are evaluated", defineExplain},
-    {"diff", "Show what a change to rule documents changes, and for which devices", defineDiff},
-    {"test", "Run test cases for rules", defineTest},
-    {"replay", "Repeat a captured check run and compare the result", defineReplay},
-    {"keygen", "Generate a key pair", defineKeygen},
-    {"sign", "Sign a rule document", defineSign},
-    {"verify", "Verify a signed rule document and print its content", defineVerify},
-    {"convert", "Rewrite a value file as XML or binary property list, or as JSON", defineConvert},
-};
+constexpr const Command* kCommands[] = {&kCheck, &kBatch, &kList,   &kEval,   &kDescribe, &kDecode, &kLint,   &kExplain,
+                                        &kDiff,  &kTest,  &kReplay, &kKeygen, &kSign,     &kVerify, &kConvert};
 
 constexpr ExitMeaning kExitMeanings[] = {
     {ExitStatus::kPassed, "everything passed"},
@@ -37,17 +22,18 @@ constexpr ExitMeaning kExitMeanings[] = {
 
 }  // namespace
 
-std::span<const Command> commands() { return kCommands; }
+std::span<const Command* const> commands() { return kCommands; }
 
 const Command* findCommand(std::string_view name) {
   const auto* const command = std::ranges::find(kCommands, name, &Command::name);
-  return command == std::end(kCommands) ? nullptr : command;
+  return command == std::end(kCommands) ? nullptr : *command;
 }
 
 DefinedCommand makeCommand(const Command& command) {
-  auto app = std::make_unique<CLI::App>(std::string(command.summary) + ".", "tavik " + std::string(command.name));
+  auto app = std::make_unique<CLI::App>(std::string(command.help.summary) + ".", "tavik " + std::string(command.name));
   app->set_help_flag("-h,--help", "Print this help and exit");
   app->set_version_flag("--version", versionText(), "Print the version and exit");
+  app->footer(footerOf(command.help));
   Run run = command.define(*app);
   return {std::move(app), std::move(run)};
 }
@@ -56,7 +42,9 @@ std::string versionText() { return fmt::format("tavik {:.2f}", TavikKernelVersio
 
 std::string overviewText() {
   std::string text = fmt::format("{}\n\nUsage: tavik COMMAND [OPTIONS]\n\nCommands:\n", kPurpose);
-  for (const Command& command : kCommands) text += fmt::format("  {:<10}{}\n", command.name, command.summary);
+  for (const Command* command : kCommands) {
+    text += fmt::format("  {:<10}{}\n", command->name, command->help.summary);
+  }
   text += "\n\"tavik help COMMAND\" describes a command; \"tavik --version\" prints the version.\n\nExit status:\n";
   for (const auto& [status, meaning] : kExitMeanings)
     text += fmt::format("  {}  {}\n", static_cast<int>(status), meaning);

@@ -14,7 +14,7 @@
 namespace tavik::tool {
 
 /// In the order of `tavik --help`.
-std::span<const Command> commands();
+std::span<const Command* const> commands();
 
 /// Null if there is no such command.
 const Command* findCommand(std::string_view name);
@@ -36,11 +36,7 @@ std::string overviewText();
 /// A one-sentence description of `tavik`.
 inline constexpr std::string_view kPurpose = "The check kernel for factory test stations, from the command line.";
 
-/// The meaning of an exit status for every command.
-struct ExitMeaning {
-  ExitStatus status;
-  std::string_view meaning;
-};
+/// The meanings of the exit statuses for every command.
 std::span<const ExitMeaning> exitMeanings();
 
 }  // namespace tavik::tool

@@ -16,14 +16,19 @@
 namespace tavik::tool {
 namespace {
 
-constexpr const char* kFooter =
-    R"(The output reads back as an equal value of the same kinds. OUT is written completely or not at all.
-
-Examples:
-  tavik convert --to json device.plist
-  tavik convert --to binary device.json -o device.plist
-
-Exit status: 0 converted, 2 anything else.)";
+constexpr Help::Part kDescription[] = {
+    paragraph("The output reads back as an equal value of the same kinds. OUT is written completely or not at all."),
+};
+constexpr std::string_view kExamples[] = {
+    "tavik convert --to json device.plist",
+    "tavik convert --to binary device.json -o device.plist",
+};
+constexpr ExitMeaning kExitStatuses[] = {
+    {ExitStatus::kPassed, "converted"},
+    {ExitStatus::kUnusable, "anything else"},
+};
+constexpr Help kHelp = {"Rewrite a value file as XML or binary property list, or as JSON", kDescription, kExamples,
+                        kExitStatuses};
 
 struct ConvertOptions {
   std::string encoding;
@@ -46,15 +51,16 @@ ExitStatus runConvert(const ConvertOptions& options) {
   return ExitStatus::kPassed;
 }
 
-}  // namespace
-
-Run defineConvert(CLI::App& app) {
+Run define(CLI::App& app) {
   const auto options = std::make_shared<ConvertOptions>();
   addChoice(app, "--to", options->encoding, "ENCODING", "The encoding to write", {"xml", "binary", "json"})->required();
   addText(app, "IN", options->input, "", "A property list or JSON; \"-\" is standard input")->required();
   addText(app, "-o,--output", options->output, "OUT", "The output file, by default standard output");
-  app.footer(kFooter);
   return [options] { return runConvert(*options); };
 }
+
+}  // namespace
+
+const Command kConvert = {"convert", kHelp, define};
 
 }  // namespace tavik::tool

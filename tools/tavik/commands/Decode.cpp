@@ -27,23 +27,27 @@
 namespace tavik::tool {
 namespace {
 
-constexpr const char* kFooter =
-    R"(FILE contains the raw bytes as the device provides them; "-" is standard input.
-
-  syscfg                 the SysCfg blob: tags with their values
-  control-bits           the control-bit block: a grid of test states, and the failures
-  root-manifest          the root manifest of the baseband firmware
-  provisioning-manifest  its provisioning manifest
-  der                    any DER: each element's offset, header length, content length, class, tag and content
-  attributes             a device instead of a blob: its attributes as a check sees them, with blobs unpacked
-
-Examples:
-  tavik decode syscfg syscfg.bin
-  tavik decode der manifest.der --format json
-  tavik decode attributes device.plist
-
-Exit status: 0 decoded, 1 decoded only in part, or not a manifest (a note on standard error says where and why decoding
-stopped), 2 the command line or the file is invalid.)";
+constexpr Help::Part kDescription[] = {
+    paragraph(R"(FILE contains the raw bytes as the device provides them; "-" is standard input.)"),
+    item("syscfg", "the SysCfg blob: tags with their values"),
+    item("control-bits", "the control-bit block: a grid of test states, and the failures"),
+    item("root-manifest", "the root manifest of the baseband firmware"),
+    item("provisioning-manifest", "its provisioning manifest"),
+    item("der", "any DER: each element's offset, header length, content length, class, tag and content"),
+    item("attributes", "a device instead of a blob: its attributes as a check sees them, with blobs unpacked"),
+};
+constexpr std::string_view kExamples[] = {
+    "tavik decode syscfg syscfg.bin",
+    "tavik decode der manifest.der --format json",
+    "tavik decode attributes device.plist",
+};
+constexpr ExitMeaning kExitStatuses[] = {
+    {ExitStatus::kPassed, "decoded"},
+    {ExitStatus::kFailed,
+     "decoded only in part, or not a manifest (a note on standard error says where and why decoding stopped)"},
+    {ExitStatus::kUnusable, "the command line or the file is invalid"},
+};
+constexpr Help kHelp = {"Decode a blob of device data", kDescription, kExamples, kExitStatuses};
 
 struct DecodeOptions {
   std::string kind;
@@ -215,9 +219,7 @@ ExitStatus runDecode(const DecodeOptions& options) {
   return kind->decode(options, Data(bytesOf(Inputs().bytes("", options.input))));
 }
 
-}  // namespace
-
-Run defineDecode(CLI::App& app) {
+Run define(CLI::App& app) {
   const auto options = std::make_shared<DecodeOptions>();
   std::vector<std::string> names;
   for (const BlobKind& kind : kKinds) names.emplace_back(kind.name);
@@ -225,8 +227,11 @@ Run defineDecode(CLI::App& app) {
   addChoice(app, "KIND", options->kind, "", "The kind of data", names)->required();
   addText(app, "FILE", options->input, "", "The raw bytes")->required();
   addFormat(app, options->format, {"table", "json"});
-  app.footer(kFooter);
   return [options] { return runDecode(*options); };
 }
+
+}  // namespace
+
+const Command kDecode = {"decode", kHelp, define};
 
 }  // namespace tavik::tool

@@ -18,19 +18,26 @@
 namespace tavik::tool {
 namespace {
 
-constexpr const char* kFooter =
-    R"(  value-in-list     --attribute any value, --value the list
-  nand-size         --attribute the device's attributes (only "SerialNumber" and "TotalDiskCapacity" are read),
-                    --value a dictionary from CCC code to size
-  nvram-white-list  --attribute the variables, a dictionary, --value the allowed keys
-
-A V is JSON text, or @FILE (a property list or JSON, "@-" for standard input). In JSON, data is {"$data": "3q0="} and a
-date is {"$date": "2026-11-21T01:02:03Z"}.
-
-Example:
-  tavik describe value-in-list --attribute '"B"' --value '["A", "B"]'
-
-Exit status: 0 described, 2 the command line or an input is invalid, 3 a fault.)";
+constexpr Help::Part kDescription[] = {
+    item("value-in-list", "--attribute any value, --value the list"),
+    item(
+        "nand-size",
+        R"(--attribute the device's attributes (only "SerialNumber" and "TotalDiskCapacity" are read), --value a dictionary
+from CCC code to size)"),
+    item("nvram-white-list", "--attribute the variables, a dictionary, --value the allowed keys"),
+    paragraph(
+        R"(A V is JSON text, or @FILE (a property list or JSON, "@-" for standard input). In JSON, data is {"$data":
+"3q0="} and a date is {"$date": "2026-11-21T01:02:03Z"}.)"),
+};
+constexpr std::string_view kExamples[] = {
+    R"(tavik describe value-in-list --attribute '"B"' --value '["A", "B"]')",
+};
+constexpr ExitMeaning kExitStatuses[] = {
+    {ExitStatus::kPassed, "described"},
+    {ExitStatus::kUnusable, "the command line or an input is invalid"},
+    {ExitStatus::kFault, "a fault"},
+};
+constexpr Help kHelp = {"Show the texts that a predicate compares", kDescription, kExamples, kExitStatuses};
 
 Dictionary describeNandSize(const Value* attribute, const Value* expected) {
   const Dictionary* const attributes = attribute->ifDictionary();
@@ -81,9 +88,7 @@ ExitStatus runDescribe(const DescribeOptions& options) {
   return ExitStatus::kPassed;
 }
 
-}  // namespace
-
-Run defineDescribe(CLI::App& app) {
+Run define(CLI::App& app) {
   const auto options = std::make_shared<DescribeOptions>();
   std::vector<std::string> names;
   for (const Builder& builder : kBuilders) names.emplace_back(builder.name);
@@ -91,8 +96,11 @@ Run defineDescribe(CLI::App& app) {
   addText(app, "--attribute", options->attribute, "V", "The device's value")->required();
   addText(app, "--value", options->value, "V", "The expected value")->required();
   addFormat(app, options->format, {"table", "json"});
-  app.footer(kFooter);
   return [options] { return runDescribe(*options); };
 }
+
+}  // namespace
+
+const Command kDescribe = {"describe", kHelp, define};
 
 }  // namespace tavik::tool

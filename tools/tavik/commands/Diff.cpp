@@ -21,31 +21,39 @@
 namespace tavik::tool {
 namespace {
 
-constexpr const char* kFooter =
-    R"(OLD and NEW are local rules. The command compares what devices get: for each part number and region, rules that
-are gained, lost, or have another expected value or definition. Equal changes are printed once, with all affected
-devices. A different order or notation, a comment, or a new "version" does not count as a change.
-
-Without a library, only the values in the local rules are compared. With a library, its values count where the local
-rules define none: give --library once for both, or twice to compare OLD with the first and NEW with the second. To
-see a change to the library alone, give the local rules twice. OLD and NEW are both signed or both unsigned; "tavik
-verify --raw" prints the signed content.
-
-With --attributes or --batch, devices are checked with both, and those with a different result are printed: rules that
-pass or fail, their texts, and what is sent to the station. The three version records do not count.
-
-Formats:
-  table  for the terminal
-  json   {"versions": {...}, "changes": [{"devices": [{"part_number", "region"}, ...], "changes": [...]}, ...]}, and
-         with devices "checked": 300, "devices": [{"id", "old", "new", "rules"}, ...]; see docs/reviewing-rules.md
-
-Examples:
-  tavik diff production.signed candidate.signed --library rules.signed
-  tavik diff --unsigned product.plist new-product.plist --library rules.plist --batch devices.jsonl
-  tavik diff --unsigned product.plist product.plist --library rules.plist --library new-rules.plist
-
-Exit status: 0 nothing changes, 1 something changes, 2 the command line or an input is invalid, 4 a document is not
-trusted, empty or malformed.)";
+constexpr Help::Part kDescription[] = {
+    paragraph(
+        R"(OLD and NEW are local rules. The command compares what devices get: for each part number and region, rules that
+are gained, lost, or have another expected value or definition. Equal changes are printed once, with all
+affected devices. A different order or notation, a comment, or a new "version" does not count as a change.)"),
+    paragraph(
+        R"(Without a library, only the values in the local rules are compared. With a library, its values count where the
+local rules define none: give --library once for both, or twice to compare OLD with the first and NEW with the
+second. To see a change to the library alone, give the local rules twice. OLD and NEW are both signed or both
+unsigned; "tavik verify --raw" prints the signed content.)"),
+    paragraph("With --attributes or --batch, devices are checked with both, and those with a different result "
+              "are printed: rules that pass or fail, their texts, and what is sent to the station. The three "
+              "version records do not count."),
+    heading("Formats"),
+    item("table", "for the terminal"),
+    item(
+        "json",
+        R"({"versions": {...}, "changes": [{"devices": [{"part_number", "region"}, ...], "changes": [...]}, ...]}, and with
+devices "checked": 300, "devices": [{"id", "old", "new", "rules"}, ...]; see docs/reviewing-rules.md)"),
+};
+constexpr std::string_view kExamples[] = {
+    "tavik diff production.signed candidate.signed --library rules.signed",
+    "tavik diff --unsigned product.plist new-product.plist --library rules.plist --batch devices.jsonl",
+    "tavik diff --unsigned product.plist product.plist --library rules.plist --library new-rules.plist",
+};
+constexpr ExitMeaning kExitStatuses[] = {
+    {ExitStatus::kPassed, "nothing changes"},
+    {ExitStatus::kFailed, "something changes"},
+    {ExitStatus::kUnusable, "the command line or an input is invalid"},
+    {ExitStatus::kNoVerdict, "a document is not trusted, empty or malformed"},
+};
+constexpr Help kHelp = {"Show what a change to rule documents changes, and for which devices", kDescription, kExamples,
+                        kExitStatuses};
 
 struct DiffOptions {
   std::string before;
@@ -146,7 +154,7 @@ class DiffRun {
     LineReader input(name, inputs_.open("--batch", path), stop);
     for (std::vector<Line> lines = input.next(); !lines.empty(); lines = input.next()) {
       for (const Line& line : lines) {
-        const DeviceResult device = readDevice(line);
+        const DeviceLine device = readDevice(line);
         if (!device.inputError.empty()) throw Unusable(name + ": " + device.inputError);
         devices.check(device.id, device.attributes, device.sources);
       }
@@ -170,9 +178,7 @@ ExitStatus runDiff(const DiffOptions& options) {
   return DiffRun(options).run();
 }
 
-}  // namespace
-
-Run defineDiff(CLI::App& app) {
+Run define(CLI::App& app) {
   const auto options = std::make_shared<DiffOptions>();
   addText(app, "OLD", options->before, "", "The old local rules")->required();
   addText(app, "NEW", options->after, "", "The new local rules")->required();
@@ -185,8 +191,11 @@ Run defineDiff(CLI::App& app) {
   addText(app, "--batch", options->batch, "FILE", "Check these devices with both: the input format of \"tavik batch\"");
   addPlatform(app, options->platform);
   addFormat(app, options->format, {"table", "json"});
-  app.footer(kFooter);
   return [options] { return runDiff(*options); };
 }
+
+}  // namespace
+
+const Command kDiff = {"diff", kHelp, define};
 
 }  // namespace tavik::tool

@@ -22,17 +22,24 @@
 namespace tavik::tool {
 namespace {
 
-constexpr const char* kFooter =
-    R"(A V is JSON text, or @FILE (a property list or JSON, "@-" for standard input). In JSON, data is {"$data":
+constexpr Help::Part kDescription[] = {
+    paragraph(
+        R"(A V is JSON text, or @FILE (a property list or JSON, "@-" for standard input). In JSON, data is {"$data":
 "3q0="} and a date is {"$date": "2026-11-21T01:02:03Z"}. The predicate gets exactly the given values: with
---references it is called in its form with references, and no reference replaces a missing --value.
-
-Examples:
-  tavik eval hasSuffix --attribute '"ABC123"' --value '"123"'
-  tavik eval 'NOT equal' --attribute 5 --value 7 --format json
-
-Exit status: 0 the record passes, 1 it fails, 2 the command line or an input is invalid, 3 a fault, 4 a malformed
-expression.)";
+--references it is called in its form with references, and no reference replaces a missing --value.)"),
+};
+constexpr std::string_view kExamples[] = {
+    R"(tavik eval hasSuffix --attribute '"ABC123"' --value '"123"')",
+    "tavik eval 'NOT equal' --attribute 5 --value 7 --format json",
+};
+constexpr ExitMeaning kExitStatuses[] = {
+    {ExitStatus::kPassed, "the record passes"},
+    {ExitStatus::kFailed, "it fails"},
+    {ExitStatus::kUnusable, "the command line or an input is invalid"},
+    {ExitStatus::kFault, "a fault"},
+    {ExitStatus::kNoVerdict, "a malformed expression"},
+};
+constexpr Help kHelp = {"Evaluate a predicate expression on given values", kDescription, kExamples, kExitStatuses};
 
 struct EvalOptions {
   std::string expression;
@@ -132,9 +139,7 @@ ExitStatus runEval(const EvalOptions& options) {
   return pass ? ExitStatus::kPassed : ExitStatus::kFailed;
 }
 
-}  // namespace
-
-Run defineEval(CLI::App& app) {
+Run define(CLI::App& app) {
   const auto options = std::make_shared<EvalOptions>();
   app.add_option("EXPRESSION", options->expression, "NAME, 'NOT NAME', 'NAME AND NAME' or 'NAME OR NAME'")->required();
   addText(app, "--attribute", options->attribute, "V", "The device's value")->required();
@@ -142,8 +147,11 @@ Run defineEval(CLI::App& app) {
   addText(app, "--references", options->references, "V", "The reference values, a dictionary");
   addLog(app, options->platform);
   addFormat(app, options->format, {"table", "json"});
-  app.footer(kFooter);
   return [options] { return runEval(*options); };
 }
+
+}  // namespace
+
+const Command kEval = {"eval", kHelp, define};
 
 }  // namespace tavik::tool

@@ -26,25 +26,33 @@
 namespace tavik::tool {
 namespace {
 
-constexpr const char* kFooter =
-    R"(Without RULE: every rule that the device gets, the part of the local rules it comes from, the expected value
-and where it is defined, and the predicate as it will be called. Below are entries that others replaced, references,
-rule sets, and likely mistakes. With RULE: each named rule step by step, as a check of this device evaluates it.
-
-Formats:
-  table  for the terminal
-  json   {"device": {"part_number", "region"}, "rules": [{"rule", "entries", "definition", "value", "value_from",
-         "attribute", "references", "combination", "calls", "record"}, ...], "sets": [...], "not_there": [...],
-         "error": null}; see docs/reviewing-rules.md
-
-Examples:
-  tavik explain --library rules.signed --rules product.signed --attributes device.plist
-  tavik explain --library rules.signed --rules product.signed --attributes device.plist --source sfc=sfc.json Build
-  tavik explain --library rules.signed --rules product.signed --batch devices.jsonl --id unit-523 Build
-
-Exit status: 0 explained, regardless of the results, 1 the device does not get a RULE that was named, 2 the command
-line or an input is invalid, 4 a document is not trusted, empty or malformed, or the device's rules could not be
-assembled.)";
+constexpr Help::Part kDescription[] = {
+    paragraph("Without RULE: every rule that the device gets, the part of the local rules it comes from, the "
+              "expected value and where it is defined, and the predicate as it will be called. Below are "
+              "entries that others replaced, references, rule sets, and likely mistakes. With RULE: each named "
+              "rule step by step, as a check of this device evaluates it."),
+    heading("Formats"),
+    item("table", "for the terminal"),
+    item("json",
+         R"({"device": {"part_number", "region"}, "rules": [{"rule", "entries", "definition", "value", "value_from",
+"attribute", "references", "combination", "calls", "record"}, ...], "sets": [...], "not_there": [...], "error":
+null}; see docs/reviewing-rules.md)"),
+};
+constexpr std::string_view kExamples[] = {
+    "tavik explain --library rules.signed --rules product.signed --attributes device.plist",
+    "tavik explain --library rules.signed --rules product.signed --attributes device.plist --source "
+    "sfc=sfc.json Build",
+    "tavik explain --library rules.signed --rules product.signed --batch devices.jsonl --id unit-523 Build",
+};
+constexpr ExitMeaning kExitStatuses[] = {
+    {ExitStatus::kPassed, "explained, regardless of the results"},
+    {ExitStatus::kFailed, "the device does not get a RULE that was named"},
+    {ExitStatus::kUnusable, "the command line or an input is invalid"},
+    {ExitStatus::kNoVerdict,
+     "a document is not trusted, empty or malformed, or the device's rules could not be assembled"},
+};
+constexpr Help kHelp = {"Show where a device's rules come from and how they are evaluated", kDescription, kExamples,
+                        kExitStatuses};
 
 struct ExplainOptions : RuleOptions {
   std::optional<std::string> attributes;
@@ -69,7 +77,7 @@ Device deviceInBatch(Inputs& inputs, const std::string& path, const std::string&
   LineReader input(name, inputs.open("--batch", path), stop);
   for (std::vector<Line> lines = input.next(); !lines.empty(); lines = input.next()) {
     for (const Line& line : lines) {
-      const DeviceResult result = readDevice(line);
+      const DeviceLine result = readDevice(line);
       if (lineOf(&result.id) != id) continue;
       if (!result.inputError.empty()) throw Unusable(name + ": " + result.inputError);
       return {fmt::format("{}, id {}", name, id), result.attributes, result.sources};
@@ -209,9 +217,7 @@ ExitStatus runExplain(const ExplainOptions& options) {
   return all.notThere.empty() ? ExitStatus::kPassed : ExitStatus::kFailed;
 }
 
-}  // namespace
-
-Run defineExplain(CLI::App& app) {
+Run define(CLI::App& app) {
   const auto options = std::make_shared<ExplainOptions>();
   addRules(app, *options);
   addText(app, "--attributes", options->attributes, "FILE", "The device's attributes, a dictionary");
@@ -223,8 +229,11 @@ Run defineExplain(CLI::App& app) {
   addSources(app, options->sources);
   addPlatform(app, options->platform);
   addFormat(app, options->format, {"table", "json"});
-  app.footer(kFooter);
   return [options] { return runExplain(*options); };
 }
+
+}  // namespace
+
+const Command kExplain = {"explain", kHelp, define};
 
 }  // namespace tavik::tool

@@ -14,13 +14,18 @@
 namespace tavik::tool {
 namespace {
 
-constexpr const char* kFooter =
-    R"(Existing files are never overwritten. Only the owner can read the private key: keep it off the stations.
-
-Example:
-  tavik keygen --private station.pem --public station-pub.pem
-
-Exit status: 0 both files were written, 2 neither was written.)";
+constexpr Help::Part kDescription[] = {
+    paragraph("Existing files are never overwritten. Only the owner can read the private key: keep it off the "
+              "stations."),
+};
+constexpr std::string_view kExamples[] = {
+    "tavik keygen --private station.pem --public station-pub.pem",
+};
+constexpr ExitMeaning kExitStatuses[] = {
+    {ExitStatus::kPassed, "both files were written"},
+    {ExitStatus::kUnusable, "neither was written"},
+};
+constexpr Help kHelp = {"Generate a key pair", kDescription, kExamples, kExitStatuses};
 
 constexpr std::pair<std::string_view, KeyAlgorithm> kAlgorithms[] = {
     {"ed25519", KeyAlgorithm::kEd25519},
@@ -71,9 +76,7 @@ ExitStatus runKeygen(const KeygenOptions& options) {
   return ExitStatus::kPassed;
 }
 
-}  // namespace
-
-Run defineKeygen(CLI::App& app) {
+Run define(CLI::App& app) {
   const auto options = std::make_shared<KeygenOptions>();
   addText(app, "--private", options->privateKey, "KEY.pem", "The file for the private key")->required();
   addText(app, "--public", options->publicKey, "PUB.pem", "The file for the public key")->required();
@@ -81,8 +84,11 @@ Run defineKeygen(CLI::App& app) {
   for (const auto& [word, algorithm] : kAlgorithms) names.emplace_back(word);
   options->algorithm = names.front();
   addChoice(app, "--algorithm", options->algorithm, "NAME", "The kind of key", names)->default_str(options->algorithm);
-  app.footer(kFooter);
   return [options] { return runKeygen(*options); };
 }
+
+}  // namespace
+
+const Command kKeygen = {"keygen", kHelp, define};
 
 }  // namespace tavik::tool

@@ -25,16 +25,21 @@ namespace {
 
 using lint::Document;
 
-constexpr const char* kFooter =
-    R"(Each finding says what is wrong, what effect it has on the line, and what to do; docs/lint.md has a section
-about each kind. Without --rules, only the library is checked.
-
-Examples:
-  tavik lint --unsigned --library library.plist --rules local.plist
-  tavik lint --public-key pub.pem --library library.signed --rules a.signed --rules b.signed --format json
-
-Exit status: 0 no errors, 1 at least one error, 2 the command line or an input is invalid, 4 a document is not
-trusted or empty.)";
+constexpr Help::Part kDescription[] = {
+    paragraph("Each finding says what is wrong, what effect it has on the line, and what to do; docs/lint.md "
+              "has a section about each kind. Without --rules, only the library is checked."),
+};
+constexpr std::string_view kExamples[] = {
+    "tavik lint --unsigned --library library.plist --rules local.plist",
+    "tavik lint --public-key pub.pem --library library.signed --rules a.signed --rules b.signed --format json",
+};
+constexpr ExitMeaning kExitStatuses[] = {
+    {ExitStatus::kPassed, "no errors"},
+    {ExitStatus::kFailed, "at least one error"},
+    {ExitStatus::kUnusable, "the command line or an input is invalid"},
+    {ExitStatus::kNoVerdict, "a document is not trusted or empty"},
+};
+constexpr Help kHelp = {"Find mistakes in rule documents", kDescription, kExamples, kExitStatuses};
 
 struct LintOptions {
   std::optional<std::string> library;
@@ -105,9 +110,7 @@ ExitStatus runLint(const LintOptions& options) {
   return std::ranges::any_of(findings, isError) ? ExitStatus::kFailed : ExitStatus::kPassed;
 }
 
-}  // namespace
-
-Run defineLint(CLI::App& app) {
+Run define(CLI::App& app) {
   const auto options = std::make_shared<LintOptions>();
   addText(app, "--library", options->library, "FILE", "The signed rule library");
   app.add_option("--rules", options->rules, "Signed local rules; repeatable")
@@ -117,8 +120,11 @@ Run defineLint(CLI::App& app) {
   addFormat(app, options->format, {"table", "json", "sarif", "gcc"});
   addChoice(app, "--print", options->print, "PAGE", "Print a reference page in Markdown without checking a document",
             {"findings", "predicates"});
-  app.footer(kFooter);
   return [options] { return runLint(*options); };
 }
+
+}  // namespace
+
+const Command kLint = {"lint", kHelp, define};
 
 }  // namespace tavik::tool

@@ -22,18 +22,24 @@
 namespace tavik::tool {
 namespace {
 
-constexpr const char* kFooter =
-    R"(  sfc      what to request from the shop-floor system: attribute and description
-  gui      what to ask the operator: attribute and description
-  sim      the rules about the SIM card's identity: name and definition
-  domain   the domain entries of the device's rules, numbered
-  polling  their polling entries, numbered
-
-Example:
-  tavik list sfc --library rules.signed --rules product.signed --attributes device.plist
-
-Exit status: 0 listed, 2 the command line or an input is invalid, 3 a fault, 4 a document is not trusted, empty or
-malformed, or the device's rules could not be assembled.)";
+constexpr Help::Part kDescription[] = {
+    item("sfc", "what to request from the shop-floor system: attribute and description"),
+    item("gui", "what to ask the operator: attribute and description"),
+    item("sim", "the rules about the SIM card's identity: name and definition"),
+    item("domain", "the domain entries of the device's rules, numbered"),
+    item("polling", "their polling entries, numbered"),
+};
+constexpr std::string_view kExamples[] = {
+    "tavik list sfc --library rules.signed --rules product.signed --attributes device.plist",
+};
+constexpr ExitMeaning kExitStatuses[] = {
+    {ExitStatus::kPassed, "listed"},
+    {ExitStatus::kUnusable, "the command line or an input is invalid"},
+    {ExitStatus::kFault, "a fault"},
+    {ExitStatus::kNoVerdict,
+     "a document is not trusted, empty or malformed, or the device's rules could not be assembled"},
+};
+constexpr Help kHelp = {"List what a station must collect for one device", kDescription, kExamples, kExitStatuses};
 
 struct List {
   std::string_view name;
@@ -91,9 +97,7 @@ ExitStatus runList(const ListOptions& options) {
   return content ? ExitStatus::kPassed : ExitStatus::kNoVerdict;
 }
 
-}  // namespace
-
-Run defineList(CLI::App& app) {
+Run define(CLI::App& app) {
   const auto options = std::make_shared<ListOptions>();
   std::vector<std::string> names;
   for (const List& list : kLists) names.emplace_back(list.name);
@@ -102,8 +106,11 @@ Run defineList(CLI::App& app) {
   addAttributes(app, options->attributes);
   addPlatform(app, options->platform);
   addFormat(app, options->format, {"table", "json"});
-  app.footer(kFooter);
   return [options] { return runList(*options); };
 }
+
+}  // namespace
+
+const Command kList = {"list", kHelp, define};
 
 }  // namespace tavik::tool

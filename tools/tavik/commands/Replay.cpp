@@ -27,28 +27,33 @@
 namespace tavik::tool {
 namespace {
 
-constexpr const char* kFooter =
-    R"(CAPTURE is a file that "tavik check --capture" wrote. The run is repeated with the documents, attributes and sources
-in it; the signatures are verified again with the keys or the trust policy given here. The recorded result is only
-compared. Expiry is judged at the time at which the documents were accepted for the captured run, and the state file
-of a trust policy is not used.
-
-With --library or --rules, the run uses that document instead: the output shows the same device under other rules. The
-digests of replaced documents are not compared.
-
-Formats:
-  table  "identical", or every difference: what was recorded and what the new run found
-  json   {"identical": boolean, "time": {...}, "differences": [{"what": "verdict", "reason", "error", "fault", "station",
-         "library", "rules" or "record", "rule": the rule of a record or null, "captured": value or null, "replayed":
-         value or null}, ...], "result": the object of "check --format json"}
-
-Examples:
-  tavik replay run.json --public-key station-pub.pem
-  tavik replay run.json --trust policy.json --format json
-  tavik replay run.json --trust policy.json --rules new-rules.signed
-
-Exit status: 0 identical, 1 a difference, 2 the command line or an input is invalid, or the capture was changed, 4 a
-document is not trusted, empty or malformed.)";
+constexpr Help::Part kDescription[] = {
+    paragraph(
+        R"(CAPTURE is a file that "tavik check --capture" wrote. The run is repeated with the documents, attributes
+and sources in it; the signatures are verified again with the keys or the trust policy given here. The recorded result
+is only compared. Expiry is judged at the time at which the documents were accepted for the captured run, and the state
+file of a trust policy is not used.)"),
+    paragraph("With --library or --rules, the run uses that document instead: the output shows the same device under "
+              "other rules. The digests of replaced documents are not compared."),
+    heading("Formats"),
+    item("table", R"("identical", or every difference: what was recorded and what the new run found)"),
+    item("json",
+         R"({"identical": boolean, "time": {...}, "differences": [{"what": "verdict", "reason", "error", "fault",
+"station", "library", "rules" or "record", "rule": the rule of a record or null, "captured": value or null, "replayed":
+value or null}, ...], "result": the object of "check --format json"})"),
+};
+constexpr std::string_view kExamples[] = {
+    "tavik replay run.json --public-key station-pub.pem",
+    "tavik replay run.json --trust policy.json --format json",
+    "tavik replay run.json --trust policy.json --rules new-rules.signed",
+};
+constexpr ExitMeaning kExitStatuses[] = {
+    {ExitStatus::kPassed, "identical"},
+    {ExitStatus::kFailed, "a difference"},
+    {ExitStatus::kUnusable, "the command line or an input is invalid, or the capture was changed"},
+    {ExitStatus::kNoVerdict, "a document is not trusted, empty or malformed"},
+};
+constexpr Help kHelp = {"Repeat a captured check run and compare the result", kDescription, kExamples, kExitStatuses};
 
 struct ReplayOptions {
   std::string capture;
@@ -221,17 +226,18 @@ ExitStatus runReplay(const ReplayOptions& options) {
   return differences.empty() ? ExitStatus::kPassed : ExitStatus::kFailed;
 }
 
-}  // namespace
-
-Run defineReplay(CLI::App& app) {
+Run define(CLI::App& app) {
   const auto options = std::make_shared<ReplayOptions>();
   addText(app, "CAPTURE", options->capture, "", "The captured run; \"-\" is standard input")->required();
   addText(app, "--library", options->library, "FILE", "A signed rule library to use instead of the captured one");
   addText(app, "--rules", options->rules, "FILE", "Signed local rules to use instead of the captured ones");
   addPlatform(app, options->platform);
   addFormat(app, options->format, {"table", "json"});
-  app.footer(kFooter);
   return [options] { return runReplay(*options); };
 }
+
+}  // namespace
+
+const Command kReplay = {"replay", kHelp, define};
 
 }  // namespace tavik::tool

@@ -24,23 +24,26 @@
 namespace tavik::tool {
 namespace {
 
-constexpr const char* kFooter =
-    R"(A property list is signed byte for byte; JSON is converted to an XML property list first. OUT is written
-completely or not at all; it cannot be the input file.
-
-With --role, --product and --revision, the document is signed as a statement: stations accept it only in that role and
-before it expires, and a trust policy can require the product and reject older revisions. The document in a statement
-is an XML property list, without comments. DATE is 2027-01-31T00:00:00Z, or 2027-01-31 for the beginning of that day in
-UTC.
-
-With --add, IN is a signed document, which gets one more signature.
-
-Examples:
-  tavik sign --key station.pem rules.plist -o rules.signed
-  tavik sign --key office.pem --role library --product "Heron line" --revision 12 rules.plist -o office.signed
-  tavik sign --key lead.pem --add office.signed -o rules.signed
-
-Exit status: 0 signed, 2 anything else.)";
+constexpr Help::Part kDescription[] = {
+    paragraph("A property list is signed byte for byte; JSON is converted to an XML property list first. OUT "
+              "is written completely or not at all; it cannot be the input file."),
+    paragraph(
+        "With --role, --product and --revision, the document is signed as a statement: stations accept it only in "
+        "that role and before it expires, and a trust policy can require the product and reject older revisions. "
+        "The document in a statement is an XML property list, without comments. DATE is 2027-01-31T00:00:00Z, or "
+        "2027-01-31 for the beginning of that day in UTC."),
+    paragraph("With --add, IN is a signed document, which gets one more signature."),
+};
+constexpr std::string_view kExamples[] = {
+    "tavik sign --key station.pem rules.plist -o rules.signed",
+    "tavik sign --key office.pem --role library --product \"Heron line\" --revision 12 rules.plist -o office.signed",
+    "tavik sign --key lead.pem --add office.signed -o rules.signed",
+};
+constexpr ExitMeaning kExitStatuses[] = {
+    {ExitStatus::kPassed, "signed"},
+    {ExitStatus::kUnusable, "anything else"},
+};
+constexpr Help kHelp = {"Sign a rule document", kDescription, kExamples, kExitStatuses};
 
 struct SignOptions {
   std::string key;
@@ -122,9 +125,7 @@ ExitStatus runSign(const SignOptions& options) {
   return ExitStatus::kPassed;
 }
 
-}  // namespace
-
-Run defineSign(CLI::App& app) {
+Run define(CLI::App& app) {
   const auto options = std::make_shared<SignOptions>();
   addText(app, "--key", options->key, "KEY.pem", "PEM file of the private key (PKCS #8, not encrypted)")->required();
   addText(app, "IN", options->input, "", "The rule document: a property list or JSON; \"-\" is standard input")
@@ -140,8 +141,11 @@ Run defineSign(CLI::App& app) {
   addText(app, "--expires", options->expires, "DATE", "Reject the document from this date on");
   app.add_flag("--add", options->add, "Add a signature to a signed document")
       ->multi_option_policy(CLI::MultiOptionPolicy::Throw);
-  app.footer(kFooter);
   return [options] { return runSign(*options); };
 }
+
+}  // namespace
+
+const Command kSign = {"sign", kHelp, define};
 
 }  // namespace tavik::tool

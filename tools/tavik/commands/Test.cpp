@@ -28,30 +28,34 @@
 namespace tavik::tool {
 namespace {
 
-constexpr const char* kFooter =
-    R"(A case file contains devices and the results expected from their rules:
-
-  {"library": "rule-library.plist", "rules": "local-rules.plist", "unsigned": true,
-   "cases": [{"name": "32 GB device", "attributes": "device.plist", "change": {"TotalDiskCapacity": 32000000000},
-              "expect": {"rules": {"Storage size": "fail"}, "others": "pass"}}]}
-
-docs/testing-rules.md describes the format. Paths are relative to the case file's folder; options override the
-documents and the key that it names. A device that gets no rules does not pass, and a file without cases is rejected.
-
-Formats:
-  table  for the terminal: one line per case, and the differences
-  json   {"cases": [{"file", "name", "passed", "mismatches": [{"rule", "message", "expected", "found"}, ...]}, ...],
-         "passed": 1, "failed": 0}, and "coverage" if requested
-  junit  JUnit XML for CI servers: one test suite per file
-
-Examples:
-  tavik test rule-tests.json
-  tavik test rule-tests.json --library new-library.plist --unsigned --filter storage
-  tavik test *-tests.json --coverage
-  tavik test *-tests.json --format junit > rule-tests.xml
-
-Exit status: 0 every case passed, 1 a case failed, 2 the command line or an input is invalid, 4 a document is not
-trusted, empty or malformed.)";
+constexpr Help::Part kDescription[] = {
+    paragraph("A case file contains devices and the results expected from their rules:"),
+    literal(R"({"library": "rule-library.plist", "rules": "local-rules.plist", "unsigned": true,
+ "cases": [{"name": "32 GB device", "attributes": "device.plist", "change": {"TotalDiskCapacity": 32000000000},
+            "expect": {"rules": {"Storage size": "fail"}, "others": "pass"}}]})"),
+    paragraph("docs/testing-rules.md describes the format. Paths are relative to the case file's folder; "
+              "options override the documents and the key that it names. A device that gets no rules does not "
+              "pass, and a file without cases is rejected."),
+    heading("Formats"),
+    item("table", "for the terminal: one line per case, and the differences"),
+    item("json",
+         R"({"cases": [{"file", "name", "passed", "mismatches": [{"rule", "message", "expected", "found"}, ...]}, ...],
+"passed": 1, "failed": 0}, and "coverage" if requested)"),
+    item("junit", "JUnit XML for CI servers: one test suite per file"),
+};
+constexpr std::string_view kExamples[] = {
+    "tavik test rule-tests.json",
+    "tavik test rule-tests.json --library new-library.plist --unsigned --filter storage",
+    "tavik test *-tests.json --coverage",
+    "tavik test *-tests.json --format junit > rule-tests.xml",
+};
+constexpr ExitMeaning kExitStatuses[] = {
+    {ExitStatus::kPassed, "every case passed"},
+    {ExitStatus::kFailed, "a case failed"},
+    {ExitStatus::kUnusable, "the command line or an input is invalid"},
+    {ExitStatus::kNoVerdict, "a document is not trusted, empty or malformed"},
+};
+constexpr Help kHelp = {"Run test cases for rules", kDescription, kExamples, kExitStatuses};
 
 struct TestOptions {
   std::vector<std::string> caseFiles;
@@ -198,9 +202,7 @@ ExitStatus runTest(const TestOptions& options) {
   return results.passed() ? ExitStatus::kPassed : ExitStatus::kFailed;
 }
 
-}  // namespace
-
-Run defineTest(CLI::App& app) {
+Run define(CLI::App& app) {
   const auto options = std::make_shared<TestOptions>();
   app.add_option("CASES", options->caseFiles, "The case files")->type_name("")->required();
   addText(app, "--library", options->library, "FILE", "The rule library to use instead of those in the case files");
@@ -210,8 +212,11 @@ Run defineTest(CLI::App& app) {
       ->multi_option_policy(CLI::MultiOptionPolicy::Throw);
   addPlatform(app, options->platform);
   addFormat(app, options->format, {"table", "json", "junit"});
-  app.footer(kFooter);
   return [options] { return runTest(*options); };
 }
+
+}  // namespace
+
+const Command kTest = {"test", kHelp, define};
 
 }  // namespace tavik::tool

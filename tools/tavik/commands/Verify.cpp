@@ -19,19 +19,26 @@
 namespace tavik::tool {
 namespace {
 
-constexpr const char* kFooter =
-    R"(Prints the content of the signed document if a signature is valid: as an XML property list, or as JSON. With
---raw, prints the signed bytes unchanged, including comments. For a statement, the content is the document in it; --raw
-prints the whole statement. With a trust policy and for statements, a note on standard error gives the names of the keys
-with valid signatures and what the statement says. Verifying does not change the state file of a policy.
-
-Examples:
-  tavik verify --public-key station-pub.pem rules.signed
-  tavik verify --public-key station-pub.pem rules.signed --format json
-  tavik verify --public-key station-pub.pem rules.signed --raw > rules.plist
-  tavik verify --trust policy.json rules.signed > rules.plist
-
-Exit status: 0 trusted, 2 the command line, the file or the key is invalid, 4 not trusted.)";
+constexpr Help::Part kDescription[] = {
+    paragraph(
+        "Prints the content of the signed document if a signature is valid: as an XML property list, or "
+        "as JSON. With --raw, prints the signed bytes unchanged, including comments. For a statement, the content is "
+        "the document in it; --raw prints the whole statement."),
+    paragraph("With a trust policy and for statements, a note on standard error gives the names of the keys with valid "
+              "signatures and what the statement says. Verifying does not change the state file of a policy."),
+};
+constexpr std::string_view kExamples[] = {
+    "tavik verify --public-key station-pub.pem rules.signed",
+    "tavik verify --public-key station-pub.pem rules.signed --format json",
+    "tavik verify --public-key station-pub.pem rules.signed --raw > rules.plist",
+    "tavik verify --trust policy.json rules.signed > rules.plist",
+};
+constexpr ExitMeaning kExitStatuses[] = {
+    {ExitStatus::kPassed, "trusted"},
+    {ExitStatus::kUnusable, "the command line, the file or the key is invalid"},
+    {ExitStatus::kNoVerdict, "not trusted"},
+};
+constexpr Help kHelp = {"Verify a signed rule document and print its content", kDescription, kExamples, kExitStatuses};
 
 struct VerifyOptions {
   PlatformOptions platform;
@@ -61,20 +68,21 @@ ExitStatus runVerify(const VerifyOptions& options) {
   return ExitStatus::kPassed;
 }
 
-}  // namespace
-
-Run defineVerify(CLI::App& app) {
+Run define(CLI::App& app) {
   const auto options = std::make_shared<VerifyOptions>();
   addText(app, "IN", options->input, "", "The signed document; \"-\" is standard input")->required();
   addPublicKey(app, options->platform);
   CLI::Option* const format = addFormat(app, options->format, {"table", "plist", "json"});
   app.add_flag("--raw", options->raw, "Print the signed bytes unchanged")
       ->multi_option_policy(CLI::MultiOptionPolicy::Throw);
-  app.footer(kFooter);
   return [options, format] {
     if (options->raw && format->count() != 0) throw Unusable("--raw and --format exclude each other");
     return runVerify(*options);
   };
 }
+
+}  // namespace
+
+const Command kVerify = {"verify", kHelp, define};
 
 }  // namespace tavik::tool

@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <climits>
 #include <cstddef>
+#include <cstring>
 #include <system_error>
 
 #include "ExitStatus.h"
@@ -28,6 +29,20 @@ void withdrawFromStandardOutput(std::size_t count) {
   if (ftruncate(STDOUT_FILENO, wanted) == 0) lseek(STDOUT_FILENO, wanted, SEEK_SET);
 }
 
+bool isStandardOutputPipe() {
+  struct stat status {};
+  return fstat(STDOUT_FILENO, &status) == 0 && S_ISFIFO(status.st_mode);
+}
+
+/// The size of the lines at the beginning that a pipe takes without mixing them with those of another process. A longer
+/// line is written on its own.
+std::size_t sizeOfAtomicWrite(std::string_view lines) {
+  if (lines.size() <= PIPE_BUF) return lines.size();
+  const void* const lastEnd = memrchr(lines.data(), '\n', PIPE_BUF);
+  if (lastEnd == nullptr) return lines.find('\n') + 1;
+  return static_cast<std::size_t>(static_cast<const char*>(lastEnd) - lines.data()) + 1;
+}
+
 }  // namespace
 
 void writeStandardOutput(std::string_view text) {
@@ -35,9 +50,9 @@ void writeStandardOutput(std::string_view text) {
 }
 
 void writeLinesToStandardOutput(std::string_view lines) {
+  const bool isPipe = isStandardOutputPipe();
   while (!lines.empty()) {
-    const std::size_t lastEnd = lines.rfind('\n', PIPE_BUF - 1);
-    const std::size_t size = (lastEnd == std::string_view::npos ? lines.find('\n') : lastEnd) + 1;
+    const std::size_t size = isPipe ? sizeOfAtomicWrite(lines) : lines.size();
     std::string_view rest = lines.substr(0, size);
     if (!writeOff(STDOUT_FILENO, rest)) {
       const int reason = errno;

@@ -1,13 +1,10 @@
 /// @file
-/// The help of a command in pieces, read from the same objects that `--help` prints, so that the manual pages and the
-/// shell completions agree with it.
+/// The help of a command with its options, read from the same objects that `--help` prints, so that the manual pages
+/// and the shell completions agree with it.
 #ifndef TAVIK_TOOL_MANUAL_COMMAND_HELP_H
 #define TAVIK_TOOL_MANUAL_COMMAND_HELP_H
 
-#include <cstdint>
 #include <string>
-#include <string_view>
-#include <utility>
 #include <vector>
 
 #include "commands/Command.h"
@@ -29,24 +26,12 @@ struct OptionHelp {
   [[nodiscard]] const std::string& valueName() const { return positional ? names.front() : type; }
 };
 
-/// A part of a text.
-struct Block {
-  enum class Category : std::uint8_t { kParagraph, kHeading, kItem, kLiteral };
-  Category category;
-  std::string text;       ///< for a literal block, lines that each end with a line feed
-  std::string term = {};  ///< for an item
-};
-
 struct CommandHelp {
-  std::string name;     ///< "check"
-  std::string summary;  ///< without a full stop
+  std::string name;  ///< "check"
+  Help text;
   std::vector<OptionHelp> options;
-  std::vector<Block> description;
-  std::vector<std::string> examples;                              ///< command lines
-  std::vector<std::pair<std::string, std::string>> exitStatuses;  ///< number and meaning
 };
 
-/// Throws `std::runtime_error` for a command whose footer has no examples or exit statuses.
 CommandHelp helpOf(const Command& command);
 
 }  // namespace tavik::tool::manual

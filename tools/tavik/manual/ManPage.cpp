@@ -78,24 +78,21 @@ class Page {
   void literal(std::string_view lines) {
     if (!followsHeading()) text_ += ".PP\n";
     text_ += ".RS 4\n.nf\n";
-    while (!lines.empty()) {
-      const std::size_t end = std::min(lines.find('\n'), lines.size());
-      line(roff(lines.substr(0, end)));
-      lines.remove_prefix(std::min(end + 1, lines.size()));
-    }
+    for (const std::string& each : CLI::detail::split(std::string(lines), '\n')) line(roff(each));
     text_ += ".fi\n.RE\n";
   }
 
-  void add(const Block& block) {
-    switch (block.category) {
-      case Block::Category::kParagraph:
-        return paragraph(block.text);
-      case Block::Category::kHeading:
-        return subsection(block.text);
-      case Block::Category::kItem:
-        return item(bold(block.term), block.text);
-      case Block::Category::kLiteral:
-        return literal(block.text);
+  void add(const Help::Part& part) {
+    using enum Help::Part::Category;
+    switch (part.category) {
+      case kParagraph:
+        return paragraph(runningText(part.text));
+      case kHeading:
+        return subsection(part.text);
+      case kItem:
+        return item(bold(part.term), runningText(part.text));
+      case kLiteral:
+        return literal(part.text);
     }
   }
 
@@ -157,7 +154,14 @@ void addOptions(Page& page, const CommandHelp& command) {
   }
 }
 
-void addExamples(Page& page, std::span<const std::string> examples) {
+void addExitStatuses(Page& page, std::span<const ExitMeaning> statuses) {
+  page.section("EXIT STATUS");
+  for (const auto& [status, meaning] : statuses) {
+    page.item(bold(std::to_string(static_cast<int>(status))), runningText(meaning) + ".");
+  }
+}
+
+void addExamples(Page& page, std::span<const std::string_view> examples) {
   page.section("EXAMPLES");
   page.literal(fmt::format("{}", fmt::join(examples, "\n")));
 }
@@ -165,15 +169,14 @@ void addExamples(Page& page, std::span<const std::string> examples) {
 }  // namespace
 
 std::string commandPage(const CommandHelp& command, std::string_view date) {
-  Page page("tavik-" + command.name, command.summary, date);
+  Page page("tavik-" + command.name, command.text.summary, date);
   addSynopsis(page, command);
   page.section("DESCRIPTION");
-  page.line(roff(command.summary) + ".");
-  for (const Block& block : command.description) page.add(block);
+  page.line(roff(command.text.summary) + ".");
+  for (const Help::Part& part : command.text.description) page.add(part);
   addOptions(page, command);
-  page.section("EXIT STATUS");
-  for (const auto& [status, meaning] : command.exitStatuses) page.item(bold(status), meaning + ".");
-  addExamples(page, command.examples);
+  addExitStatuses(page, command.text.exitStatuses);
+  addExamples(page, command.text.examples);
   page.seeAlso(std::vector<std::string>{"tavik"});
   return std::move(page).text();
 }
@@ -181,7 +184,7 @@ std::string commandPage(const CommandHelp& command, std::string_view date) {
 std::string overviewPage(std::span<const CommandHelp> commands, std::string_view date) {
   Page page("tavik", "check kernel for factory test stations", date);
   std::vector<std::string> pages;
-  std::vector<std::string> examples;
+  std::vector<std::string_view> examples;
   page.section("SYNOPSIS");
   page.line(bold("tavik") + " " + italic("COMMAND") + " [" + italic("OPTION") + "]...");
   page.section("DESCRIPTION");
@@ -189,15 +192,13 @@ std::string overviewPage(std::span<const CommandHelp> commands, std::string_view
   page.paragraph("Each command has its own page.");
   for (const CommandHelp& command : commands) {
     pages.push_back("tavik-" + command.name);
-    examples.push_back(command.examples.front());
-    page.item(bold(command.name), command.summary + ".");
+    examples.push_back(command.text.examples.front());
+    page.item(bold(command.name), std::string(command.text.summary) + ".");
   }
   page.section("OPTIONS");
   page.item(bold("-h") + ", " + bold("--help"), "Print the commands and exit; after a command, print its options.");
   page.item(bold("--version"), "Print the version and exit.");
-  page.section("EXIT STATUS");
-  for (const auto& [status, meaning] : exitMeanings())
-    page.item(bold(std::to_string(static_cast<int>(status))), std::string(meaning) + ".");
+  addExitStatuses(page, exitMeanings());
   page.section("ENVIRONMENT");
   page.item(bold("COLUMNS"), "Overrides the width of the terminal.");
   page.item(bold("NO_COLOR"), "If set, disables color.");

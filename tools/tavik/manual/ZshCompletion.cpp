@@ -91,7 +91,7 @@ std::string commandCase(const CommandHelp& command) {
 std::string zshCompletion(std::span<const CommandHelp> commands) {
   std::string text(kBegin);
   for (const CommandHelp& command : commands)
-    text += fmt::format("    '{}:{}'\n", command.name, quoted(command.summary, ":\\"));
+    text += fmt::format("    '{}:{}'\n", command.name, quoted(command.text.summary, ":\\"));
   text += kMiddle;
   for (const CommandHelp& command : commands) text += commandCase(command);
   return text.append(kEnd);

@@ -36,7 +36,7 @@ std::filesystem::path emptied(const std::filesystem::path& folder) {
 
 void writeAll(const std::filesystem::path& folder, std::string_view date) {
   std::vector<CommandHelp> helps;
-  for (const Command& command : commands()) helps.push_back(helpOf(command));
+  for (const Command* command : commands()) helps.push_back(helpOf(*command));
   const std::filesystem::path pages = emptied(folder / "man");
   write(pages / "tavik.1", overviewPage(helps, date));
   for (const CommandHelp& help : helps) write(pages / ("tavik-" + help.name + ".1"), commandPage(help, date));

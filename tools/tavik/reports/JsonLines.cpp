@@ -8,7 +8,7 @@ namespace {
 class JsonLines : public ResultWriter {
  public:
   void add(std::string& out, std::size_t /*line*/, const DeviceResult& result) override {
-    out += objectLine(entriesOf(result));
+    if (!appendJsonLine(out, result)) out += objectLine(entriesOf(result));  // which gives the reason
   }
 };
 

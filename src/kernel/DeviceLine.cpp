@@ -1,0 +1,244 @@
+// Reads devices from JSON lines and writes their results.
+
+#include <tavik/DeviceLine.h>
+#include <tavik/Json.h>
+#include <tavik/VisibleText.h>
+
+#include <cstdint>
+#include <new>
+#include <utility>
+
+#include "values/Text.h"
+#include "values/ValueAccess.h"
+#include "values/property_lists/Encodings.h"
+#include "values/property_lists/JsonWriter.h"
+
+namespace tavik {
+namespace {
+
+using detail::DataBuffer;
+using detail::ValueAccess;
+
+constexpr std::string_view kId = "id";
+constexpr std::string_view kAttributes = "attributes";
+constexpr std::string_view kSources = "sources";
+constexpr std::size_t kLargestResult = std::size_t{64} << 20;
+
+// A name from a line for a message, in quotes.
+std::string quotedName(std::string_view name) {
+  constexpr std::size_t kLongest = 40;  // in characters
+  const std::string visible = visibleText(name);
+  std::string_view rest = visible;
+  std::size_t kept = 0;
+  for (std::size_t count = 1; !rest.empty(); ++count) {
+    if (count == kLongest) kept = visible.size() - rest.size();
+    if (count > kLongest) return '"' + visible.substr(0, kept) + "…\"";
+    takeCharacter(rest);
+  }
+  return '"' + visible + '"';
+}
+
+std::string whyUnusableSources(const Value& sources) {
+  if (sources.ifDictionary() == nullptr) return R"("sources" is not an object)";
+  for (const auto [name, source] : *sources.ifDictionary()) {
+    if (source.ifDictionary() == nullptr) return "the source " + quotedName(name) + " is not an object";
+  }
+  return "";
+}
+
+// What is wrong with the content of a line; empty if it is valid.
+std::string whyUnusable(const Value& content) {
+  const Dictionary* const members = content.ifDictionary();
+  if (members == nullptr) return "is not an object";
+  for (const auto [key, value] : *members) {
+    if (key != kId && key != kAttributes && key != kSources) {
+      return "unknown key " + quotedName(key) + R"(; expected "id", "attributes" or "sources")";
+    }
+  }
+  const Value* const attributes = members->find(kAttributes);
+  if (attributes == nullptr) return R"("attributes" is missing)";
+  if (attributes->ifDictionary() == nullptr) return R"("attributes" is not an object)";
+  const Value* const sources = members->find(kSources);
+  return sources == nullptr ? "" : whyUnusableSources(*sources);
+}
+
+Value idOf(const Value* given, std::size_t number) {
+  return given != nullptr ? *given : Value(static_cast<std::int64_t>(number));
+}
+
+DeviceLine unusable(Value id, std::size_t number, std::string_view why) {
+  return {.id = std::move(id), .inputError = "line " + std::to_string(number) + ": " + std::string(why)};
+}
+
+// The approximate number of bytes of text that show a value.
+std::size_t textSize(const Value& value) {
+  if (const auto text = value.ifString()) return text->size();
+  if (const Data* const data = value.ifData()) return data->size();
+  std::size_t size = 8;
+  if (const Array* const array = value.ifArray()) {
+    for (const Value& element : *array) size += textSize(element);
+  } else if (const Dictionary* const dictionary = value.ifDictionary()) {
+    for (const auto [key, entry] : *dictionary) size += key.size() + textSize(entry);
+  }
+  return size;
+}
+
+bool isTooLarge(const std::optional<Array>& records, std::string_view line) {
+  constexpr std::size_t kMostQuotes = 4;  // in the line of one record
+  return records && kMostQuotes * records->size() * line.size() > kLargestResult &&
+         textSize(Value(*records)) > kLargestResult;
+}
+
+LineResult checked(const PreparedRules& rules, std::string_view line, std::size_t number) {
+  LineResult result{DeviceLine::read(line, number)};
+  if (!result.inputError.empty()) return result;
+  result.outcome = rules.run(result.attributes, result.sources.empty() ? nullptr : &result.sources);
+  if (!isTooLarge(result.outcome.records, line)) return result;
+  const std::string why = "the result is larger than " + std::to_string(kLargestResult >> 20U) + " MiB";
+  return {unusable(std::move(result.id), number, why)};
+}
+
+// Writes one result. The records may be nested deeper than documents, because records add levels to the device's
+// values.
+class ResultWriter {
+ public:
+  explicit ResultWriter(DataBuffer& out) : out_(out), json_(out, JsonLayout::kOneLine) {}
+
+  void append(const LineResult& result) {
+    add("{\"id\": ", result.id);
+    if (result.inputError.empty()) {
+      append(result.outcome);
+    } else {
+      add(", \"input_error\": ", result.inputError);
+    }
+    out_ += "}\n";
+  }
+
+ private:
+  static constexpr int kDepth = -7;
+  static constexpr std::size_t kBytesPerRecord = 160;  // a guess
+
+  template <std::size_t kSize>
+  void add(const char (&before)[kSize], const Value& value) {
+    out_ += before;
+    json_.append(value, kDepth);
+  }
+
+  void append(const CheckOutcome& outcome) {
+    out_ += ", \"records\": ";
+    appendRecords(outcome.records);
+    add(", \"station\": ", outcome.station);
+    out_ += ", \"error\": ";
+    append(outcome.error);
+    if (outcome.fault) append(*outcome.fault, outcome.reason->text());
+    constexpr std::string_view kVerdicts[] = {"passed", "failed", "none"};
+    add(", \"verdict\": ", kVerdicts[static_cast<std::size_t>(outcome.verdict)]);
+    out_ += ", \"reason\": ";
+    append(outcome.reason);
+  }
+
+  void appendRecords(const std::optional<Array>& records) {
+    if (!records) return static_cast<void>(out_ += "null");
+    out_.reserve(out_.size() + kBytesPerRecord * records->size());
+    out_ += '[';
+    for (const Value& record : *records) {
+      if (&record != records->begin()) out_ += ", ";
+      appendRecord(record);
+    }
+    out_ += ']';
+  }
+
+  // The keys of nearly every record are known, so that they need not be escaped one by one.
+  void appendRecord(const Value& record) {
+    const Dictionary& entries = *record.ifDictionary();
+    auto entry = entries.begin();
+    const auto isNext = [&](ValueAccess::Literal key) { return ValueAccess::is((entry++).key(), key); };
+    if (entries.size() != 4 || !isNext("rule") || !isNext("result") || !isNext("actual") || !isNext("expected")) {
+      return json_.append(record, kDepth);
+    }
+    entry = entries.begin();
+    add("{\"rule\": ", (entry++).value());
+    add(", \"result\": ", (entry++).value());
+    add(", \"actual\": ", (entry++).value());
+    add(", \"expected\": ", (entry++).value());
+    out_ += '}';
+  }
+
+  void append(const std::optional<Error>& error) {
+    if (!error) return static_cast<void>(out_ += "null");
+    add("{\"domain\": ", error->domain());
+    add(", \"code\": ", Value(error->code()));
+    add(", \"description\": ", error->localizedDescription());
+    out_ += '}';
+  }
+
+  void append(const Fault& fault, std::string_view message) {
+    add(", \"fault\": {\"kind\": ", fault.word());
+    add(", \"message\": ", message);
+    out_ += '}';
+  }
+
+  void append(const std::optional<Reason>& reason) {
+    if (!reason) return static_cast<void>(out_ += "null");
+    add("{\"kind\": ", reason->word());
+    out_ += ", \"rule\": ";
+    if (reason->rule) {
+      json_.append(*reason->rule);
+    } else {
+      out_ += "null";
+    }
+    add(", \"description\": ", reason->description);
+    out_ += '}';
+  }
+
+  DataBuffer& out_;
+  JsonWriter json_;
+};
+
+}  // namespace
+
+DeviceLine DeviceLine::read(std::string_view line, std::size_t number) {
+  try {
+    std::string error;
+    const std::optional<Value> content = readJson(line, error, number);
+    if (!content) {
+      const auto id = readJsonMember(line, kId);
+      return {.id = idOf(id ? &*id : nullptr, number), .inputError = error};  // which gives the location
+    }
+    const Dictionary* const members = content->ifDictionary();
+    Value id = idOf(members == nullptr ? nullptr : members->find(kId), number);
+    if (error = whyUnusable(*content); !error.empty()) return tavik::unusable(std::move(id), number, error);
+    const Dictionary* const sources = members->findDictionary(kSources);
+    return {.id = std::move(id),
+            .attributes = *members->findDictionary(kAttributes),
+            .sources = sources == nullptr ? Dictionary() : *sources};
+  } catch (const std::bad_alloc&) {
+    return unusable(line, number, "out of memory");
+  }
+}
+
+DeviceLine DeviceLine::unusable(std::string_view line, std::size_t number, std::string_view why) {
+  const auto id = readJsonMember(line, kId);
+  return tavik::unusable(idOf(id ? &*id : nullptr, number), number, why);
+}
+
+LineResult checkLine(const PreparedRules& rules, std::string_view line, std::size_t number) {
+  try {
+    return checked(rules, line, number);
+  } catch (const std::bad_alloc&) {
+    return {DeviceLine::unusable(line, number, "out of memory")};
+  }
+}
+
+bool appendJsonLine(std::string& out, const LineResult& result) {
+  try {
+    DataBuffer line;
+    ResultWriter(line).append(result);
+    out += line.view();
+    return true;
+  } catch (const Unwritable&) {
+    return false;
+  }
+}
+
+}  // namespace tavik
