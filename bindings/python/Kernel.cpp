@@ -126,6 +126,7 @@ results, one JSON line for each line that is not blank: what "tavik batch" print
 lines: an iterable of str or bytes, such as a file. Open the file in binary mode if it may contain invalid UTF-8.
 
 >>> lines = ['{"id": 7, "attributes": {"ModelNumber": "MX101"}}', "{}"]
+>>> import json
 >>> [json.loads(line).get("verdict") for line in kernel.prepare(rules).check_lines(lines)]
 ['failed', None]
 

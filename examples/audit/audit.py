@@ -146,9 +146,9 @@ def finished(marker, result, state):
     return None
 
 
-def run_batch(documents, source, results, folder):
+def run_batch(documents, source, results):
     """Checks the devices of an open file; returns their summary. The command does not outlive this worker."""
-    with tempfile.NamedTemporaryFile(dir=folder, prefix=UNFINISHED) as summary:
+    with tempfile.NamedTemporaryFile(prefix="tavik-audit-") as summary:
         command = ["setpriv", "--pdeathsig", "KILL", *documents.batch("--summary", summary.name)]
         run = subprocess.run(command, stdin=source, stdout=results, stderr=subprocess.PIPE, check=False)
         if run.returncode not in (PASSED, FAILED):
@@ -171,7 +171,7 @@ def check_file(documents, path, output):
         if summary is not None:
             return summary
         with published(result) as results:
-            summary = run_batch(documents, source, results, folder)
+            summary = run_batch(documents, source, results)
             if state_of(source) != state:
                 raise Problem("was modified while it was read")
     with published(marker) as file:
