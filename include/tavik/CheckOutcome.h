@@ -38,8 +38,8 @@ struct TAVIK_EXPORT Reason {
   [[nodiscard]] std::string text() const;
 };
 
-/// A fault that ended a run: a rule that its predicate cannot evaluate, such as one for a serial number that is too
-/// short, or a document without "version".
+/// A fault that ended a run: a predicate could not evaluate a rule, for example because the serial number is too short,
+/// or a document has no "version".
 struct TAVIK_EXPORT Fault {
   enum class Category : std::uint8_t {
     kRange,            ///< `std::out_of_range`
@@ -80,8 +80,8 @@ struct TAVIK_EXPORT CheckOutcome {
   /// What `check` raises.
   std::optional<Fault> fault;
 
-  /// The records of rules, without the version records, in evaluation order; none without a verdict. Valid as long as
-  /// `records`.
+  /// The rule records in evaluation order, without the version records. Empty if there is no verdict. Valid until
+  /// `records` is changed or destroyed.
   [[nodiscard]] std::span<const Value> ruleRecords() const noexcept;
 };
 

@@ -35,11 +35,11 @@ namespace tavik {
 
 /// Reads one JSON text in UTF-8; a byte order mark is skipped.
 ///
-/// The text is not trusted. The reader rejects malformed JSON, invalid UTF-8, escapes for half of a surrogate pair,
-/// `null`, a key given twice in one object, integers outside signed 64 bits, numbers too large for a double (one that
-/// is too small reads as 0), malformed or unknown "$" forms, dates outside the years 1 to 9999, and arrays and
-/// dictionaries nested more than kPropertyListDepthLimit levels deep, where `{"$dictionary": {...}}` counts as one
-/// level. Time and memory are proportional to the size of the text.
+/// The text is not trusted. The reader rejects malformed JSON, invalid UTF-8, escapes for unpaired surrogates, `null`,
+/// duplicate keys in an object, integers outside signed 64 bits, numbers too large for a double, malformed or unknown
+/// "$" forms, dates outside the years 1 to 9999, and arrays and dictionaries nested more than kPropertyListDepthLimit
+/// levels deep. `{"$dictionary": {...}}` counts as one level. A number too small for a double reads as 0. Time and
+/// memory are proportional to the size of the text.
 ///
 /// firstLine: the line number of the first line of the text, for messages.
 ///

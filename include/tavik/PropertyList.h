@@ -63,9 +63,9 @@ TAVIK_EXPORT std::optional<Data> writePropertyList(const Value& value, PropertyL
 /// to 9999.
 TAVIK_EXPORT std::optional<std::string> dateToIsoText(Date date);
 
-/// Reads such a text; the fraction may have any number of digits and is rounded to the nearest date. Absent if the text
-/// has another form, names a time that does not exist (February 30, 24:00:00) or a leap second, or is outside the years
-/// 1 to 9999.
+/// Reads a date in this format. The fraction may have any number of digits and is rounded to the nearest date. Absent
+/// if the text has another format, if the time does not exist (February 30, 24:00:00) or is a leap second, or if it is
+/// outside the years 1 to 9999.
 TAVIK_EXPORT std::optional<Date> dateFromIsoText(std::string_view text);
 
 }  // namespace tavik

@@ -35,7 +35,8 @@ struct TAVIK_EXPORT RuleEvaluation {
     [[nodiscard]] std::string operation() const;
   };
 
-  /// The rule's name begins with "No Attribute": it passes if the device lacks the attribute, and calls no predicate.
+  /// Whether the rule's name begins with "No Attribute". Such a rule passes if the device does not have the attribute,
+  /// and calls no predicate.
   bool wantsAbsence = false;
   Operand attribute;
   /// In the order of the rule's "references", up to the first malformed one.

@@ -7,8 +7,8 @@
 ///
 /// - "payloadType": the string "application/vnd.tavik.rules+plist".
 /// - "payload": data, the bytes of a property-list file in any encoding; its root is a dictionary.
-/// - "signatures": an array of 1 to 16 dictionaries. Each has "sig" (data) and may have "keyid" (string): the key's
-///   SHA-256 over its DER SubjectPublicKeyInfo, in hexadecimal, a hint that is never trusted.
+/// - "signatures": an array of 1 to 16 dictionaries. Each has "sig" (data) and may have "keyid" (string): the SHA-256
+///   of the key's DER SubjectPublicKeyInfo, in hexadecimal. "keyid" is only a hint and is never trusted.
 ///
 /// Other entries are ignored.
 ///

@@ -35,7 +35,7 @@ class TAVIK_EXPORT SystemConfig {
     std::size_t offset;       ///< of the header, entry or value that could not be read
     std::string_view reason;  ///< in words, of static storage
   };
-  /// The same; `stop` is absent if every entry was read.
+  /// Like `sysCfgFromData(data)`. `stop` is absent if every entry was read.
   static Dictionary sysCfgFromData(const Data* data, std::optional<Stop>& stop);
 
   /// Decodes a control-bit block into its records, in order: 254 records for a complete block of 8192 bytes, the

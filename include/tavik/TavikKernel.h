@@ -20,6 +20,7 @@
 #include <tavik/CheckOutcome.h>
 #include <tavik/DERDecoder.h>
 #include <tavik/Error.h>
+#include <tavik/Json.h>
 #include <tavik/ManifestParser.h>
 #include <tavik/Platform.h>
 #include <tavik/PredicateExpression.h>

@@ -3,11 +3,13 @@
 #include <tavik/PropertyList.h>
 #include <tavik/ZRTTavikKernel.h>
 
-#include <filesystem>
 #include <stdexcept>
-#include <system_error>
+#include <string_view>
+#include <utility>
+#include <vector>
 
 #include "kernel/RuleDocuments.h"
+#include "values/File.h"
 #include "values/Format.h"
 #include "values/MaybeAbsent.h"
 
@@ -15,8 +17,27 @@ namespace tavik {
 
 namespace {
 
-std::string tooLarge() {
-  return "the rule library is larger than " + std::to_string(kLargestRuleDocument >> 20U) + " MiB";
+constexpr std::string_view kTooLarge = "the rule library is larger than 64 MiB";
+static_assert(kLargestRuleDocument == std::size_t{64} << 20);
+
+std::nullopt_t unreadable(std::string description, Reason& why) {
+  why = {Reason::Category::kUnreadable, std::move(description)};
+  return std::nullopt;
+}
+
+std::optional<Dictionary> libraryIn(std::span<const std::uint8_t> bytes, Reason& why) {
+  if (bytes.size() > kLargestRuleDocument) return unreadable(std::string(kTooLarge), why);
+  std::string error;
+  const std::optional<Value> library = readPropertyList(bytes, error);
+  if (!library) return unreadable(std::move(error), why);
+  if (library->ifDictionary() == nullptr) return unreadable("the rule library is not a dictionary", why);
+  return *library->ifDictionary();
+}
+
+std::optional<Dictionary> libraryAt(const std::string& path, Reason& why) {
+  std::vector<std::uint8_t> bytes;
+  std::string error = readFile(path, {kLargestRuleDocument, kTooLarge}, bytes);
+  return error.empty() ? libraryIn(bytes, why) : unreadable(std::move(error), why);
 }
 
 }  // namespace
@@ -44,26 +65,16 @@ std::unique_ptr<ZRTTavikKernel> ZRTTavikKernel::init(const std::string& path,
 std::unique_ptr<ZRTTavikKernel> ZRTTavikKernel::init(const std::string& path, std::shared_ptr<const Platform> platform,
                                                      Reason& why) {
   const PredicateKernel base(platform);
-  std::error_code noSize;  // why there is none is for the reader to say
-  const std::uintmax_t size = std::filesystem::file_size(path, noSize);
-  std::string error = tooLarge();
-  std::optional<Value> file;
-  if (noSize || size <= kLargestRuleDocument) file = readPropertyListFile(path, error);
-  if (file && file->ifDictionary() != nullptr) return init(*file->ifDictionary(), std::move(platform), why);
+  if (const auto library = libraryAt(path, why)) return init(*library, std::move(platform), why);
   tavik::log(*platform, "!!!ERROR no rules at path!!!:%@", Value(path));
-  why = {Reason::Category::kUnreadable, file ? "the rule library is not a dictionary" : std::move(error)};
   return nullptr;
 }
 
 std::unique_ptr<ZRTTavikKernel> ZRTTavikKernel::init(std::span<const std::uint8_t> signedLibrary,
                                                      std::shared_ptr<const Platform> platform, Reason& why) {
   const PredicateKernel base(platform);
-  std::string error = tooLarge();
-  std::optional<Value> library;
-  if (signedLibrary.size() <= kLargestRuleDocument) library = readPropertyList(signedLibrary, error);
-  if (library && library->ifDictionary() != nullptr) return init(*library->ifDictionary(), std::move(platform), why);
-  why = {Reason::Category::kUnreadable, library ? "the rule library is not a dictionary" : std::move(error)};
-  return nullptr;
+  const auto library = libraryIn(signedLibrary, why);
+  return library ? init(*library, std::move(platform), why) : nullptr;
 }
 
 std::unique_ptr<ZRTTavikKernel> ZRTTavikKernel::init(const Dictionary& signedLibrary,

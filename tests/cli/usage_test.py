@@ -28,6 +28,7 @@ class UsageTest(CommandTest):
             ("library", '{"version": 1, "R": {"attribute": "A", "predicate": "hasPrefix", "value": "x"}}'),
             ("rules", '{"version": 1, "GenericRules": {"R": {}}}'), ("parts", '{"version": 1, "MPNRules": {"A": {}}}'),
             ("device", "{}"), ("plist", "<plist>\n<dict>\n</dict>\n</plist>\n"), ("comment", '{"a": 1, // one\n "b": 2}'),
+            ("title", '/* a */ // b\n{"a": [1,]}'),
             ("zip", b"PK\3\4\x14"), ("csv", "a,b\n1,2\n"), ("yaml", "---\na: 1\n"), ("utf16", '{"a": 1}'.encode("utf-16")),
         ):
             self.file(name, contents)

@@ -2,16 +2,11 @@
 
 #include <tavik/PropertyList.h>
 
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <algorithm>
-#include <cerrno>
 #include <string_view>
-#include <system_error>
 #include <utility>
 
+#include "values/File.h"
 #include "values/property_lists/Encodings.h"
 
 namespace tavik {
@@ -72,53 +67,6 @@ std::optional<Value> read(std::span<const std::uint8_t> bytes, std::string& erro
   }
 }
 
-// A file descriptor that closes itself.
-class File {
- public:
-  // Non-blocking, so that a pipe without a writer does not block the caller.
-  explicit File(const std::string& path) noexcept
-      : descriptor_(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC)) {}
-  File(const File&) = delete;
-  File& operator=(const File&) = delete;
-  ~File() {
-    if (isOpen()) ::close(descriptor_);
-  }
-  [[nodiscard]] bool isOpen() const noexcept { return descriptor_ >= 0; }
-  [[nodiscard]] int descriptor() const noexcept { return descriptor_; }
-
- private:
-  int descriptor_;
-};
-
-std::string systemReason() { return std::generic_category().message(errno); }
-
-// Reads a file into `bytes`. Returns the reason for a failure, or empty text.
-std::string readFile(const std::string& path, std::vector<std::uint8_t>& bytes) {
-  constexpr std::size_t kLargest = std::size_t{1} << 30;
-  constexpr std::string_view kTooLarge = "the file is larger than 1 GiB";
-  if (path.find('\0') != std::string::npos) return "the path contains a NUL character";
-  const File file(path);
-  struct stat status = {};
-  if (!file.isOpen() || ::fstat(file.descriptor(), &status) != 0) return "the file cannot be opened: " + systemReason();
-  if (S_ISDIR(status.st_mode)) return "this is a directory, not a file";
-  if (!S_ISREG(status.st_mode)) return "this is a device, pipe or socket, not a regular file";
-  if (static_cast<std::uintmax_t>(status.st_size) > kLargest) return std::string(kTooLarge);
-
-  bytes.resize(static_cast<std::size_t>(status.st_size) + 1);  // one more, so that the end is found without growing
-  std::size_t used = 0;
-  while (true) {
-    const ssize_t count = ::read(file.descriptor(), bytes.data() + used, bytes.size() - used);
-    if (count < 0 && errno == EINTR) continue;
-    if (count < 0) return "the file cannot be read: " + systemReason();
-    if (count == 0) break;
-    used += static_cast<std::size_t>(count);
-    if (used > kLargest) return std::string(kTooLarge);
-    if (used == bytes.size()) bytes.resize(2 * used);  // the file has grown
-  }
-  bytes.resize(used);
-  return {};
-}
-
 }  // namespace
 
 std::optional<Value> readPropertyList(std::span<const std::uint8_t> bytes, std::string& error) {
@@ -132,12 +80,12 @@ std::optional<Value> readPropertyList(std::span<const std::uint8_t> bytes, std::
 }
 
 std::optional<Value> readPropertyListFile(const std::string& path, std::string& error) {
+  constexpr std::size_t kLargest = std::size_t{1} << 30;
   std::vector<std::uint8_t> bytes;
-  if (std::string why = readFile(path, bytes); !why.empty()) {
-    error = std::move(why);
-    return std::nullopt;
-  }
-  return readPropertyList(bytes, error);
+  std::string why = readFile(path, {kLargest, "the file is larger than 1 GiB"}, bytes);
+  if (why.empty()) return readPropertyList(bytes, error);
+  error = std::move(why);
+  return std::nullopt;
 }
 
 std::optional<Data> writePropertyList(const Value& value, PropertyListFormat format, std::string& error) {

@@ -84,18 +84,34 @@ DeviceResult unusable(const Line& line, const std::optional<Value>& content, std
   return {.id = idOf(line, content), .inputError = fmt::format("line {}: {}", line.number, why)};
 }
 
-DeviceResult checked(const PreparedRules& rules, const Line& line) {
+DeviceResult parsed(const Line& line) {
   if (!line.whyCut.empty()) return unusable(line, std::nullopt, line.whyCut);
   std::string error;
   const std::optional<Value> content = readJson(line.text, error, line.number);
   if (!content) return {.id = idOf(line, content), .inputError = error};  // with its location
   if (error = whyUnusable(*content); !error.empty()) return unusable(line, content, error);
-  DeviceResult result{.id = idOf(line, content),
-                      .attributes = memberOf(*content, kAttributes),
-                      .sources = memberOf(*content, kSources)};
+  return {.id = idOf(line, content),
+          .attributes = memberOf(*content, kAttributes),
+          .sources = memberOf(*content, kSources)};
+}
+
+DeviceResult checked(const PreparedRules& rules, const Line& line) {
+  DeviceResult result = parsed(line);
+  if (!result.inputError.empty()) return result;
   result.outcome = runCheck(rules, result.attributes, result.sources);
   if (!isTooLarge(result.outcome.records, line)) return result;
-  return unusable(line, content, fmt::format("the result is larger than {} MiB", kLargestResult >> 20U));
+  result.inputError = fmt::format("line {}: the result is larger than {} MiB", line.number, kLargestResult >> 20U);
+  return {.id = std::move(result.id), .inputError = std::move(result.inputError)};
+}
+
+/// The result of `make`, or an unusable line if memory runs out.
+template <class Make>
+DeviceResult inMemory(const Line& line, Make make) {
+  try {
+    return make();
+  } catch (const std::bad_alloc&) {
+    return unusable(line, std::nullopt, "out of memory");
+  }
 }
 
 }  // namespace
@@ -118,17 +134,19 @@ std::shared_ptr<const RuleNotes> NoteMaker::notesOn(const DeviceResult& result) 
   const auto isGiven = [&](const std::string& source) { return result.sources.contains(source); };
   const bool isOfInterest = always || !std::ranges::all_of(sources, isGiven);
   if (result.outcome.verdict != Verdict::kFailed || !isOfInterest) return nullptr;
-  return std::make_shared<const RuleNotes>(result.attributes, result.sources, origins);
+  return std::make_shared<const RuleNotes>(notesAfterCheck(result.attributes, result.sources, origins));
+}
+
+DeviceResult readDevice(const Line& line) {
+  return inMemory(line, [&] { return parsed(line); });
 }
 
 DeviceResult DeviceChecker::check(const Line& line) const {
-  try {
+  return inMemory(line, [&] {
     DeviceResult result = checked(rules_, line);
     if (notes_ != nullptr && result.inputError.empty()) result.notes = notes_->notesOn(result);
     return result;
-  } catch (const std::bad_alloc&) {
-    return unusable(line, std::nullopt, "out of memory");
-  }
+  });
 }
 
 }  // namespace tavik::tool

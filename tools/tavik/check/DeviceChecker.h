@@ -28,13 +28,17 @@ struct NoteMaker {
   [[nodiscard]] std::shared_ptr<const RuleNotes> notesOn(const DeviceResult& result) const;
 };
 
+/// Reads a device: its "id", attributes and sources, or why they are unusable.
+/// `line` may contain anything; {"id": any, "attributes": {...}, "sources": {"sfc": {...}}} is a device.
+DeviceResult readDevice(const Line& line);
+
 /// Checks devices. Thread-safe.
 class DeviceChecker {
  public:
   /// notes: null for none.
   explicit DeviceChecker(const PreparedRules& rules, const NoteMaker* notes = nullptr) : rules_(rules), notes_(notes) {}
 
-  /// `line` may contain anything; {"id": any, "attributes": {...}, "sources": {"sfc": {...}}} gets a check run.
+  /// `line` may contain anything; only a device gets a check run.
   [[nodiscard]] DeviceResult check(const Line& line) const;
 
  private:

@@ -116,7 +116,8 @@ ExitStatus runCheckCommand(const CheckOptions& options) {
                       .attributes = attributes,
                       .sources = sources};
   const RuleOrigins origins(kernel->library(), prepared->localRules());
-  if (!result.outcome.reason) result.notes = std::make_shared<const RuleNotes>(attributes, sources, origins);
+  if (!result.outcome.reason)
+    result.notes = std::make_shared<const RuleNotes>(notesAfterCheck(attributes, sources, origins));
   for (const std::string& note : result.aboutDevice()) {
     printToStandardError("check", note);
     platform->log(note);

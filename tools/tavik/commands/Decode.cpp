@@ -69,8 +69,9 @@ void printEntries(const DecodeOptions& options, const Dictionary& entries) {
 }
 
 ExitStatus decodeSysCfg(const DecodeOptions& options, const Data& bytes) {
-  printEntries(options, SystemConfig::sysCfgFromData(&bytes));
-  return statusAfter(options, whySysCfgStops(bytes));
+  std::optional<SystemConfig::Stop> stop;
+  printEntries(options, SystemConfig::sysCfgFromData(&bytes, stop));
+  return statusAfter(options, textOf(stop));
 }
 
 ExitStatus decodeControlBits(const DecodeOptions& options, const Data& bytes) {

@@ -152,13 +152,11 @@ class DiffRun {
     const std::string name = nameOf("--batch", path);
     StopRequest stop;
     LineReader input(name, inputs_.open("--batch", path), stop);
-    DeviceChecker before(devices.rulesBefore());
-    DeviceChecker after(devices.rulesAfter());
     for (std::vector<Line> lines = input.next(); !lines.empty(); lines = input.next()) {
-      for (Line& line : lines) {
-        const DeviceResult was = before.check(line);
-        if (!was.inputError.empty()) throw Unusable(name + ": " + was.inputError);
-        devices.compare(was.id, was.outcome, after.check(line).outcome);
+      for (const Line& line : lines) {
+        const DeviceResult device = readDevice(line);
+        if (!device.inputError.empty()) throw Unusable(name + ": " + device.inputError);
+        devices.check(device.id, device.attributes, device.sources);
       }
     }
     input.checkEnd();

@@ -71,14 +71,13 @@ struct Device {
 };
 
 /// The device with an "id" in a batch file; the text of the option also matches a number.
-Device deviceInBatch(Inputs& inputs, const PreparedRules& rules, const std::string& path, const std::string& id) {
+Device deviceInBatch(Inputs& inputs, const std::string& path, const std::string& id) {
   const std::string name = nameOf("--batch", path);
   StopRequest stop;
   LineReader input(name, inputs.open("--batch", path), stop);
-  const DeviceChecker checker(rules);
   for (std::vector<Line> lines = input.next(); !lines.empty(); lines = input.next()) {
     for (const Line& line : lines) {
-      const DeviceResult result = checker.check(line);
+      const DeviceResult result = readDevice(line);
       if (lineOf(&result.id) != id) continue;
       if (!result.inputError.empty()) throw Unusable(name + ": " + result.inputError);
       return {fmt::format("{}, id {}", name, id), result.attributes, result.sources};
@@ -88,47 +87,40 @@ Device deviceInBatch(Inputs& inputs, const PreparedRules& rules, const std::stri
   throw Unusable(fmt::format("{}: no device has the id \"{}\"", name, id));
 }
 
-Device readDevice(Inputs& inputs, const PreparedRules& rules, const ExplainOptions& options) {
+Device givenDevice(Inputs& inputs, const ExplainOptions& options) {
   if (options.attributes.has_value() == options.batch.has_value()) {
     throw Unusable("give either --attributes or --batch; see tavik explain --help");
   }
   if (options.batch.has_value() != options.id.has_value()) throw Unusable("--batch and --id require each other");
   if (options.batch && !options.sources.empty())
     throw Unusable("--source: with --batch, the sources come from the batch line");
-  if (options.batch) return deviceInBatch(inputs, rules, *options.batch, *options.id);
+  if (options.batch) return deviceInBatch(inputs, *options.batch, *options.id);
   return {nameOf("--attributes", *options.attributes), inputs.dictionary("--attributes", *options.attributes),
           readSources(inputs, options.sources)};
 }
 
-std::optional<Value> selector(const Dictionary& attributes, std::string_view name) {
-  const Value* const value = attributes.find(name);
-  return value == nullptr ? std::nullopt : std::optional(*value);
-}
-
 /// If a device has no rules: the part number or region that may have been meant.
-std::string nearestSelector(const RuleOrigins& origins, const Explanation& device) {
+std::string nearestSelector(const RuleOrigins& origins, const Value* partNumber, const Value* region) {
   std::set<std::string_view> partNumbers;
   std::set<std::string_view> regions;
   for (const DeviceKind& kind : origins.deviceKinds()) {
     if (kind.partNumber != nullptr) partNumbers.insert(*kind.partNumber->ifString());
-    const bool same = kind.partNumber != nullptr && device.partNumber && *kind.partNumber == *device.partNumber;
+    const bool same = kind.partNumber != nullptr && partNumber != nullptr && *kind.partNumber == *partNumber;
     if (same && kind.region != nullptr) regions.insert(*kind.region->ifString());
   }
-  const auto wanted = device.partNumber ? device.partNumber->ifString() : std::nullopt;
+  const auto wanted = partNumber != nullptr ? partNumber->ifString() : std::nullopt;
   if (!wanted) return "";
   if (!partNumbers.contains(*wanted)) return didYouMean(*wanted, std::vector(partNumbers.begin(), partNumbers.end()));
-  const auto region = device.region ? device.region->ifString() : std::nullopt;
-  if (regions.empty() || (region && regions.contains(*region))) return "";
+  const auto given = region != nullptr ? region->ifString() : std::nullopt;
+  if (regions.empty() || (given && regions.contains(*given))) return "";
   return fmt::format("; the regions of {} are {}", *wanted, fmt::join(regions, ", "));
 }
 
-ExitStatus refuse(const ExplainOptions& options, const Explanation& device, const Device& given, const Error& error,
+ExitStatus refuse(const ExplainOptions& options, const Device& given, const Value& device, const Error& error,
                   const std::string& hint) {
   printToStandardError("explain", blamed(error, given.attributes, given.name, nameOf("--rules", options.rules)) + hint);
   if (options.format == "json") {
-    writeStandardOutput(objectLine({{"device", deviceValue(device.partNumber, device.region)},
-                                    {"rules", std::nullopt},
-                                    {"error", valueOf(error)}}));
+    writeStandardOutput(objectLine({{"device", device}, {"rules", std::nullopt}, {"error", valueOf(error)}}));
   }
   return ExitStatus::kNoVerdict;
 }
@@ -166,28 +158,25 @@ class Elsewhere {
   std::vector<std::string_view> others_;
 };
 
-void addNotThere(Explanation& all, const std::vector<std::string>& names, const Elsewhere& elsewhere) {
+std::vector<RuleNotThere> rulesNotThere(const std::vector<std::string>& names, const Elsewhere& elsewhere,
+                                        const RuleNotes& notes) {
   std::set<std::string_view> known;
-  for (const RuleOrigin& rule : all.device.rules) known.insert(rule.name);
+  for (const RuleNote& note : notes.all()) known.insert(note.rule->name);
+  std::vector<RuleNotThere> rules;
   for (const std::string& name : names) {
-    if (known.insert(name).second) all.notThere.push_back(elsewhere.find(name));
+    if (known.insert(name).second) rules.push_back(elsewhere.find(name));
   }
+  return rules;
 }
 
-Explanation beginOf(const RuleOrigins& origins, const Dictionary& attributes) {
-  return {.partNumber = selector(attributes, "ModelNumber"),
-          .region = selector(attributes, "RegionInfo"),
-          .kinds = DeviceKinds(origins),
-          .device = {},
-          .rules = {},
-          .notThere = {}};
-}
-
-void addRules(Explanation& all, const std::vector<std::string>& names, const RuleEvaluator& evaluator) {
+/// The rules with these names, or all of them if there are no names.
+std::vector<const RuleNote*> selected(const std::vector<std::string>& names, const RuleNotes& notes) {
   const std::set<std::string_view> named(names.begin(), names.end());
-  for (const RuleOrigin& rule : all.device.rules) {
-    if (named.empty() || named.contains(rule.name)) all.rules.push_back({&rule, evaluator.evaluate(rule)});
+  std::vector<const RuleNote*> rules;
+  for (const RuleNote& note : notes.all()) {
+    if (named.empty() || named.contains(note.rule->name)) rules.push_back(&note);
   }
+  return rules;
 }
 
 std::string textOf(const Explanation& all, const ExplainOptions& options) {
@@ -203,18 +192,25 @@ ExitStatus runExplain(const ExplainOptions& options) {
   const auto kernel = readLibrary(inputs, "--library", options.library, platform);
   const auto rules = readLocalRules(inputs, "--rules", options.rules, *kernel);
   const RuleOrigins origins(kernel->library(), rules->localRules());
-  const Device given = readDevice(inputs, *rules, options);
+  const Device given = givenDevice(inputs, options);
   const RuleEvaluator evaluator(*kernel, given.attributes, given.sources);
 
-  Explanation all = beginOf(origins, evaluator.attributes());
+  const Value* const partNumber = evaluator.attributes().find("ModelNumber");
+  const Value* const region = evaluator.attributes().find("RegionInfo");
   std::optional<Error> error;
-  auto device = origins.of(all.partNumber ? &*all.partNumber : nullptr, all.region ? &*all.region : nullptr, error);
-  if (!device) return refuse(options, all, given, *error, nearestSelector(origins, all));
-  all.device = *std::move(device);
-  addRules(all, options.names, evaluator);
-  all.aboutDevice = RuleNotes(given.attributes, given.sources, origins).aboutDevice();
+  auto device = origins.of(partNumber, region, error);
+  if (!device) {
+    return refuse(options, given, deviceValue(partNumber, region), *error,
+                  nearestSelector(origins, partNumber, region));
+  }
+  const RuleNotes notes(evaluator, given.attributes, given.sources, *std::move(device));
+  Explanation all{.partNumber = partNumber,
+                  .region = region,
+                  .kinds = DeviceKinds(origins),
+                  .notes = notes,
+                  .rules = selected(options.names, notes)};
   if (all.rules.size() < options.names.size()) {
-    addNotThere(all, options.names, Elsewhere(origins, kernel->library(), all.device));
+    all.notThere = rulesNotThere(options.names, Elsewhere(origins, kernel->library(), notes.device()), notes);
   }
   platform->checkLog();
   writeStandardOutput(textOf(all, options));

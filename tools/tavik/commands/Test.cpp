@@ -128,7 +128,7 @@ class ReadyRules {
     const CheckOutcome outcome = runCheck(*prepared_, test.attributes, test.sources);
     if (coverage_) coverage_->add(test, outcome);
     std::vector<Mismatch> found = mismatches(test.expected, outcome);
-    if (!found.empty()) addNotes(found, RuleNotes(test.attributes, test.sources, origins_));
+    if (!found.empty()) addNotes(found, notesAfterCheck(test.attributes, test.sources, origins_));
     return found;
   }
 

@@ -2,7 +2,6 @@
 
 #include <fmt/format.h>
 #include <tavik/DERDecoder.h>
-#include <tavik/SystemConfig.h>
 
 #include <limits>
 #include <optional>
@@ -43,9 +42,7 @@ void add(std::vector<PackedTrouble>& troubles, const Dictionary& attributes, std
 
 }  // namespace
 
-std::string whySysCfgStops(const Data& blob) {
-  std::optional<SystemConfig::Stop> stop;
-  static_cast<void>(SystemConfig::sysCfgFromData(&blob, stop));
+std::string textOf(const std::optional<SystemConfig::Stop>& stop) {
   return stop ? stopText(stop->offset, stop->reason) : "";
 }
 
@@ -91,7 +88,11 @@ std::string_view derTrouble(std::uint32_t status) {
 
 std::vector<PackedTrouble> packedTroubles(const Dictionary& attributes) {
   std::vector<PackedTrouble> troubles;
-  add(troubles, attributes, "SysCfgData", "SysCfgData.", whySysCfgStops);
+  add(troubles, attributes, "SysCfgData", "SysCfgData.", [](const Data& blob) {
+    std::optional<SystemConfig::Stop> stop;
+    static_cast<void>(SystemConfig::sysCfgFromData(&blob, stop));
+    return textOf(stop);
+  });
   const Value* const manifests = attributes.find("BasebandFirmwareManifestData");
   if (manifests == nullptr) return troubles;
   if (manifests->ifDictionary() == nullptr) {

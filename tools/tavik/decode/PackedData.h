@@ -4,9 +4,11 @@
 #define TAVIK_TOOL_DECODE_PACKED_DATA_H
 
 #include <tavik/ManifestParser.h>
+#include <tavik/SystemConfig.h>
 #include <tavik/Value.h>
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -14,7 +16,7 @@
 namespace tavik::tool {
 
 /// "byte 44: the entry is cut off"; empty if the blob was decoded to its end.
-std::string whySysCfgStops(const Data& blob);
+std::string textOf(const std::optional<SystemConfig::Stop>& stop);
 
 /// The same for a control-bit block.
 std::string whyControlBitsStop(const Data& block);

@@ -47,11 +47,9 @@ bool DeviceChange::sameVerdict() const {
 }
 
 void DeviceChanges::check(const Value& id, const Dictionary& attributes, const Dictionary& sources) {
-  compare(id, runCheck(*before_, attributes, sources), runCheck(*after_, attributes, sources));
-}
-
-void DeviceChanges::compare(const Value& id, const CheckOutcome& before, const CheckOutcome& after) {
   ++devices_;
+  const CheckOutcome before = runCheck(*before_, attributes, sources);
+  const CheckOutcome after = runCheck(*after_, attributes, sources);
   const DeviceChange change{id, before, after, recordChanges(before.ruleRecords(), after.ruleRecords())};
   if (change.records.empty() && change.sameVerdict() && before.station == after.station) return;
   ++changed_;

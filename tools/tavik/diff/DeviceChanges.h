@@ -51,11 +51,7 @@ class DeviceChanges {
       : before_(std::move(before)), after_(std::move(after)), render_(std::move(render)) {}
 
   void check(const Value& id, const Dictionary& attributes, const Dictionary& sources);
-  /// The same for a device that was already checked twice.
-  void compare(const Value& id, const CheckOutcome& before, const CheckOutcome& after);
 
-  [[nodiscard]] const PreparedRules& rulesBefore() const noexcept { return *before_; }
-  [[nodiscard]] const PreparedRules& rulesAfter() const noexcept { return *after_; }
   [[nodiscard]] std::size_t devices() const noexcept { return devices_; }
   [[nodiscard]] std::size_t changed() const noexcept { return changed_; }
   [[nodiscard]] const std::map<std::string, RecordTally>& rules() const noexcept { return rules_; }

@@ -4,7 +4,6 @@
 #define TAVIK_TOOL_EXPLAIN_EXPLANATION_H
 
 #include <tavik/RuleEvaluation.h>
-#include <tavik/RuleOrigins.h>
 #include <tavik/Value.h>
 
 #include <cstddef>
@@ -13,14 +12,10 @@
 #include <vector>
 
 #include "rules/DeviceKinds.h"
+#include "rules/RuleNotes.h"
 #include "text/Terminal.h"
 
 namespace tavik::tool {
-
-struct ExplainedRule {
-  const RuleOrigin* origin;
-  RuleEvaluation evaluation;
-};
 
 /// A requested rule that the device does not get.
 struct RuleNotThere {
@@ -31,13 +26,12 @@ struct RuleNotThere {
 };
 
 struct Explanation {
-  std::optional<Value> partNumber;
-  std::optional<Value> region;
+  const Value* partNumber;  ///< null if the device has none
+  const Value* region;      ///< likewise
   DeviceKinds kinds;
-  RuleOrigins::Device device;
-  std::vector<ExplainedRule> rules;  ///< the requested rules
-  std::vector<RuleNotThere> notThere;
-  std::vector<std::string> aboutDevice = {};  ///< explanations that several failures share
+  const RuleNotes& notes;
+  std::vector<const RuleNote*> rules = {};  ///< the requested rules
+  std::vector<RuleNotThere> notThere = {};
 };
 
 /// One line per rule, with unusual details below.
@@ -51,7 +45,7 @@ std::string explanationJson(const Explanation& explanation);
 std::string troubleOf(const RuleEvaluation::Call& call);
 
 /// {"part_number": ..., "region": ...}; either may be missing.
-Value deviceValue(const std::optional<Value>& partNumber, const std::optional<Value>& region);
+Value deviceValue(const Value* partNumber, const Value* region);
 
 }  // namespace tavik::tool
 

@@ -22,9 +22,9 @@ void setMaybe(Dictionary& object, std::string_view key, const std::optional<std:
 std::optional<Value> ownNameOf(const LocalEntry& entry, const Explanation& all) {
   switch (entry.layer) {
     case LocalEntry::Layer::kPartNumber:
-      return all.partNumber;
+      return *all.partNumber;
     case LocalEntry::Layer::kRegion:
-      return all.region;
+      return *all.region;
     case LocalEntry::Layer::kGeneric:
       return std::nullopt;
     case LocalEntry::Layer::kSet:
@@ -67,13 +67,13 @@ Array callsOf(const RuleEvaluation& evaluation) {
   return array;
 }
 
-Dictionary ruleObject(const ExplainedRule& rule, const Explanation& all) {
+Dictionary ruleObject(const RuleNote& rule, const Explanation& all) {
   const RuleEvaluation& evaluation = rule.evaluation;
-  Dictionary object{{"rule", rule.origin->name}, {"entries", entriesOf(rule.origin->entries, all)}};
-  if (rule.origin->definition != nullptr) object.set("definition", *rule.origin->definition);
-  if (const Value* value = rule.origin->value()) {
+  Dictionary object{{"rule", rule.rule->name}, {"entries", entriesOf(rule.rule->entries, all)}};
+  if (rule.rule->definition != nullptr) object.set("definition", *rule.rule->definition);
+  if (const Value* value = rule.rule->value()) {
     object.set("value", *value);
-    object.set("value_from", rule.origin->entries.back().value() != nullptr ? "entry" : "library");
+    object.set("value_from", rule.rule->entries.back().value() != nullptr ? "entry" : "library");
   } else if (evaluation.firstReferenceIsValue) {
     setMaybe(object, "value", evaluation.value);
     object.set("value_from", "reference");
@@ -99,18 +99,18 @@ Dictionary notThereObject(const RuleNotThere& rule, const Explanation& all) {
 
 }  // namespace
 
-Value deviceValue(const std::optional<Value>& partNumber, const std::optional<Value>& region) {
+Value deviceValue(const Value* partNumber, const Value* region) {
   Dictionary device;
-  setMaybe(device, "part_number", partNumber);
-  setMaybe(device, "region", region);
+  if (partNumber != nullptr) device.set("part_number", *partNumber);
+  if (region != nullptr) device.set("region", *region);
   return device;
 }
 
 std::string explanationJson(const Explanation& explanation) {
   Array rules;
-  for (const ExplainedRule& rule : explanation.rules) rules.append(ruleObject(rule, explanation));
+  for (const RuleNote* rule : explanation.rules) rules.append(ruleObject(*rule, explanation));
   Array sets;
-  for (const RuleSetOrigin& set : explanation.device.sets) {
+  for (const RuleSetOrigin& set : explanation.notes.device().sets) {
     sets.append(Dictionary{{"name", set.name}, {"entries", entriesOf(set.entries, explanation)}});
   }
   Array notThere;

@@ -11,7 +11,6 @@
 #include "explain/Explanation.h"
 #include "io/Json.h"
 #include "rules/RuleMeaning.h"
-#include "rules/RuleNotes.h"
 #include "text/NearestName.h"
 #include "text/Text.h"
 
@@ -26,17 +25,17 @@ std::string shown(const Value& value) { return visible(toJson(value)); }
 std::string shownName(const std::optional<std::string>& name) { return name ? visible(*name) : "(no name)"; }
 
 std::string deviceText(const Explanation& all) {
-  std::string text = all.partNumber ? "part number " + lineOf(&*all.partNumber) : "no part number";
-  if (all.region) text += ", region " + lineOf(&*all.region);
+  std::string text = all.partNumber != nullptr ? "part number " + lineOf(all.partNumber) : "no part number";
+  if (all.region != nullptr) text += ", region " + lineOf(all.region);
   return text;
 }
 
 std::string layerText(const LocalEntry& entry, const Explanation& all) {
   switch (entry.layer) {
     case LocalEntry::Layer::kPartNumber:
-      return "part number " + lineOf(&*all.partNumber);
+      return "part number " + lineOf(all.partNumber);
     case LocalEntry::Layer::kRegion:
-      return "region " + lineOf(&*all.region);
+      return "region " + lineOf(all.region);
     case LocalEntry::Layer::kGeneric:
       return "GenericRules";
     case LocalEntry::Layer::kSet:
@@ -56,20 +55,20 @@ std::string referenceText(const RuleEvaluation::Operand& reference) {
 }
 
 /// Whether a predicate would read a value that is not defined.
-bool lacksValue(const ExplainedRule& rule, const RuleEvaluation::Call& call) {
-  if (rule.origin->value() != nullptr || rule.evaluation.firstReferenceIsValue) return false;
+bool lacksValue(const RuleNote& rule, const RuleEvaluation::Call& call) {
+  if (rule.rule->value() != nullptr || rule.evaluation.firstReferenceIsValue) return false;
   return call.isKnown && PredicateFacts::find(call.word)->withoutValue != Without::kSame;
 }
 
-bool lacksValue(const ExplainedRule& rule) {
+bool lacksValue(const RuleNote& rule) {
   return std::ranges::any_of(rule.evaluation.calls,
                              [&](const RuleEvaluation::Call& call) { return lacksValue(rule, call); });
 }
 
 /// Where the expected value is defined.
-std::string valueSource(const ExplainedRule& rule) {
-  if (rule.origin->entries.back().value() != nullptr) return "local rules";
-  if (rule.origin->value() != nullptr) return "library";
+std::string valueSource(const RuleNote& rule) {
+  if (rule.rule->entries.back().value() != nullptr) return "local rules";
+  if (rule.rule->value() != nullptr) return "library";
   if (rule.evaluation.firstReferenceIsValue) return "reference";
   return lacksValue(rule) ? "undefined" : "";
 }
@@ -93,9 +92,9 @@ std::string callsText(const RuleEvaluation& evaluation) {
 }
 
 /// What happened to the values of replaced entries; one sentence per value.
-std::vector<std::string> replacements(const ExplainedRule& rule, const Explanation& all) {
-  const std::vector<LocalEntry>& entries = rule.origin->entries;
-  const Value* const expected = rule.origin->value();
+std::vector<std::string> replacements(const RuleNote& rule, const Explanation& all) {
+  const std::vector<LocalEntry>& entries = rule.rule->entries;
+  const Value* const expected = rule.rule->value();
   std::vector<std::string> sentences;
   for (std::size_t i = 0; i + 1 < entries.size(); ++i) {
     const LocalEntry& winner = entries[i + 1];
@@ -115,12 +114,12 @@ std::vector<std::string> replacements(const ExplainedRule& rule, const Explanati
   return sentences;
 }
 
-std::vector<std::string> troubles(const ExplainedRule& rule) {
+std::vector<std::string> troubles(const RuleNote& rule) {
   const RuleEvaluation& evaluation = rule.evaluation;
   std::vector<std::string> all;
-  if (rule.origin->definition == nullptr) all.emplace_back("the library does not define it");
+  if (rule.rule->definition == nullptr) all.emplace_back("the library does not define it");
   if (!evaluation.wantsAbsence && evaluation.attribute.name && evaluation.calls.empty()) {
-    const Value* const predicate = rule.origin->definition->find("predicate");
+    const Value* const predicate = rule.rule->definition->find("predicate");
     all.push_back(fmt::format("invalid logical operator:{}: ends every check that reaches it",
                               predicate != nullptr && predicate->isString() ? lineOf(predicate) : "(null)"));
   }
@@ -177,10 +176,10 @@ void addLine(std::string& text, std::string_view label, std::string_view content
   if (!content.empty()) text += fmt::format("  {:<11} {}\n", label, content);
 }
 
-std::string expectedText(const ExplainedRule& rule, const Explanation& all) {
-  const LocalEntry& last = rule.origin->entries.back();
+std::string expectedText(const RuleNote& rule, const Explanation& all) {
+  const LocalEntry& last = rule.rule->entries.back();
   if (last.value() != nullptr) return fmt::format("{}, by {}", shown(*last.value()), layerText(last, all));
-  const Value* const value = rule.origin->value();
+  const Value* const value = rule.rule->value();
   if (value != nullptr) return shown(*value) + ", by the library";
   const RuleEvaluation& evaluation = rule.evaluation;
   if (evaluation.firstReferenceIsValue && !evaluation.references.empty()) {
@@ -215,13 +214,13 @@ std::string recordsText(const RuleEvaluation& evaluation, const Screen& screen) 
   return text;
 }
 
-std::string ruleText(const ExplainedRule& rule, const Explanation& all, const Screen& screen) {
+std::string ruleText(const RuleNote& rule, const Explanation& all, const Screen& screen) {
   const RuleEvaluation& evaluation = rule.evaluation;
-  const Dictionary complete = rule.origin->rule();
-  std::string text = styled(visible(rule.origin->name), Style::kHeading, screen) + "\n";
-  addLine(text, "comes from", layerText(rule.origin->entries.back(), all));
-  for (const RuleSetOrigin& set : all.device.sets) {
-    if (set.name == rule.origin->entries.back().set) addLine(text, "", "named by " + layersText(set.entries, all));
+  const Dictionary complete = rule.rule->rule();
+  std::string text = styled(visible(rule.rule->name), Style::kHeading, screen) + "\n";
+  addLine(text, "comes from", layerText(rule.rule->entries.back(), all));
+  for (const RuleSetOrigin& set : all.notes.device().sets) {
+    if (set.name == rule.rule->entries.back().set) addLine(text, "", "named by " + layersText(set.entries, all));
   }
   for (const std::string& sentence : replacements(rule, all)) addLine(text, "", sentence);
   addLine(text, "predicate", evaluation.wantsAbsence ? "none" : lineOf(complete.find("predicate")));
@@ -259,10 +258,11 @@ std::string overviewText(const Explanation& explanation, const Screen& screen) {
   Section sets("Rule sets");
   Section look("To review");
   rules.add(Style::kHeading, {"rule", "comes from", "expected", "defined by", "calls"});
-  for (const ExplainedRule& rule : explanation.rules) {
-    const std::string name = visible(rule.origin->name);
-    const Value* const value = rule.origin->value();
-    rules.add(Style::kPlain, {name, layerText(rule.origin->entries.back(), explanation),
+  for (const RuleNote* note : explanation.rules) {
+    const RuleNote& rule = *note;
+    const std::string name = visible(rule.rule->name);
+    const Value* const value = rule.rule->value();
+    rules.add(Style::kPlain, {name, layerText(rule.rule->entries.back(), explanation),
                               value == nullptr ? "" : shortened(shown(*value), kWidestValue), valueSource(rule),
                               callsText(rule.evaluation)});
     for (const std::string& sentence : replacements(rule, explanation)) replaced.add({name, sentence});
@@ -271,11 +271,11 @@ std::string overviewText(const Explanation& explanation, const Screen& screen) {
     }
     for (const std::string& trouble : troubles(rule)) look.add({name, trouble});
   }
-  for (const RuleSetOrigin& set : explanation.device.sets) {
+  for (const RuleSetOrigin& set : explanation.notes.device().sets) {
     sets.add({visible(set.name), "named by " + layersText(set.entries, explanation)});
   }
   const std::size_t count = explanation.rules.size();
-  for (const std::string& note : explanation.aboutDevice) look.add({"", visible(note)});
+  for (const std::string& note : explanation.notes.aboutDevice()) look.add({"", visible(note)});
   return fmt::format("{}: {}\n\n", deviceText(explanation), counted(count, "rule")) +
          (count == 0 ? "" : rules.text(screen)) + replaced.text(screen) + references.text(screen) + sets.text(screen) +
          look.text(screen);
@@ -283,8 +283,8 @@ std::string overviewText(const Explanation& explanation, const Screen& screen) {
 
 std::string stepsText(const Explanation& explanation, const Screen& screen) {
   std::string text = deviceText(explanation) + "\n";
-  for (const std::string& note : explanation.aboutDevice) text += "note: " + visible(note) + "\n";
-  for (const ExplainedRule& rule : explanation.rules) text += "\n" + ruleText(rule, explanation, screen);
+  for (const std::string& note : explanation.notes.aboutDevice()) text += "note: " + visible(note) + "\n";
+  for (const RuleNote* rule : explanation.rules) text += "\n" + ruleText(*rule, explanation, screen);
   for (const RuleNotThere& rule : explanation.notThere) {
     text +=
         "\n" + styled(visible(rule.name), Style::kHeading, screen) + "\n  " + notThereText(rule, explanation) + "\n";

@@ -58,15 +58,27 @@ std::optional<Value> read(std::string_view bytes, std::string& error, ValueLocat
                               : readPropertyList(bytesOf(bytes), error);
 }
 
+/// The text after white space and comments at its beginning.
+std::string_view withoutComments(std::string_view text) {
+  while (true) {
+    text = withoutWhiteSpace(text);
+    const std::string_view end = text.starts_with("//") ? "\n" : "*/";
+    if (!text.starts_with("//") && !text.starts_with("/*")) return text;
+    text.remove_prefix(std::min(text.find(end), text.size() - end.size()) + end.size());
+  }
+}
+
 /// A hint about bytes that cannot be read.
 std::string hintFor(std::string_view bytes) {
   const std::string_view firstLine = bytes.substr(0, bytes.find('\n'));
   if (bytes.starts_with("PK\x03\x04")) return "; this is a ZIP archive: unpack it first";
   if (bytes.starts_with("\xFF\xFE") || bytes.starts_with("\xFE\xFF")) return "; this is UTF-16: convert it to UTF-8";
   if (firstLine.starts_with("---")) return "; this may be YAML: convert it to JSON";
-  if (isJson(bytes)) {
-    const std::size_t comment = std::min(bytes.find(" //"), bytes.find("/*"));
-    return comment == std::string_view::npos ? "" : "; JSON has no comments";
+  const std::string_view text = withoutComments(bytes);
+  if (isJson(text)) {
+    const bool hasComment =
+        text.size() != withoutWhiteSpace(bytes).size() || text.find(" //") != text.npos || text.find("/*") != text.npos;
+    return hasComment ? "; JSON has no comments" : "";
   }
   const bool isTable =
       firstLine.find(',') != std::string_view::npos && firstLine.find_first_of("<({=") == std::string_view::npos;

@@ -27,8 +27,7 @@ std::string_view adviceForMissing(const Operand& operand) {
   if (!operand.name) return kRulesAtFault;
   if (!operand.source) {
     return "The device did not report this value. Find out why it was not read or never written; then collect the "
-           "values "
-           "again.";
+           "values again.";
   }
   return *operand.source == "gui" ? "The operator was not asked or did not answer. Ask, then check the device again."
                                   : "This source does not have the value for this device. Have it entered there, then "
@@ -139,13 +138,18 @@ std::string_view RuleNote::advice() const {
   return std::ranges::all_of(evaluation.calls, wasCalled) ? "" : kRulesAtFault;
 }
 
-RuleNotes::RuleNotes(const Dictionary& attributes, const Dictionary& sources, const RuleOrigins& origins) {
+RuleNotes notesAfterCheck(const Dictionary& attributes, const Dictionary& sources, const RuleOrigins& origins) {
   const RuleEvaluator evaluator(silentKernel(), attributes, sources);
   const Dictionary& device = evaluator.attributes();
   std::optional<Error> error;
-  device_ = origins.of(device.find("ModelNumber"), device.find("RegionInfo"), error);
-  if (!device_) return;
-  for (const RuleOrigin& rule : device_->rules) notes_.push_back({&rule, evaluator.evaluate(rule)});
+  return {evaluator, attributes, sources,
+          origins.of(device.find("ModelNumber"), device.find("RegionInfo"), error).value_or(RuleOrigins::Device{})};
+}
+
+RuleNotes::RuleNotes(const RuleEvaluator& evaluator, const Dictionary& attributes, const Dictionary& sources,
+                     RuleOrigins::Device device)
+    : device_(std::move(device)) {
+  for (const RuleOrigin& rule : device_.rules) notes_.push_back({&rule, evaluator.evaluate(rule)});
   noteMissingSources(sources);
   notePackedData(attributes);
 }

@@ -31,9 +31,18 @@ struct RuleNote {
 
 class RuleNotes {
  public:
-  /// Evaluates the device's rules without a log, because the check run has already logged them. Borrows `origins`.
-  RuleNotes(const Dictionary& attributes, const Dictionary& sources, const RuleOrigins& origins);
+  /// Evaluates the rules of `device` with `evaluator`, which was made for `attributes` and `sources`.
+  RuleNotes(const RuleEvaluator& evaluator, const Dictionary& attributes, const Dictionary& sources,
+            RuleOrigins::Device device);
+  RuleNotes(const RuleNotes&) = delete;
+  RuleNotes& operator=(const RuleNotes&) = delete;
+  RuleNotes(RuleNotes&&) = default;
+  RuleNotes& operator=(RuleNotes&&) = default;
+  ~RuleNotes() = default;
 
+  [[nodiscard]] const RuleOrigins::Device& device() const noexcept { return device_; }
+  /// One for each rule, in evaluation order.
+  [[nodiscard]] const std::vector<RuleNote>& all() const noexcept { return notes_; }
   /// The note on the rule with this number in evaluation order. Null if the device has no such rule.
   [[nodiscard]] const RuleNote* at(std::size_t number) const;
   /// The same by name.
@@ -49,11 +58,15 @@ class RuleNotes {
   void notePackedData(const Dictionary& attributes);
   [[nodiscard]] bool lacksFieldOf(std::string_view prefix) const;
 
-  std::optional<RuleOrigins::Device> device_;
+  RuleOrigins::Device device_;
   std::vector<RuleNote> notes_;
   std::map<std::string, std::size_t> missingSources_;
   std::vector<std::string> aboutDevice_;
 };
+
+/// Notes without a log, because the check run has already logged the rules. Borrows `origins`. Without notes if the
+/// device's rules cannot be assembled.
+RuleNotes notesAfterCheck(const Dictionary& attributes, const Dictionary& sources, const RuleOrigins& origins);
 
 inline constexpr std::string_view kRulesAtFault = "The problem is in the rules, not in the device. Tell their author.";
 
