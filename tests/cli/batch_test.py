@@ -8,6 +8,7 @@ import pty
 import re
 import resource
 import select
+import shlex
 import signal
 import subprocess
 import threading
@@ -235,26 +236,11 @@ $''')
                      "sets": {"RuleSets": []}, "models": {"MPNRules": "x"}}
         for name, entries in malformed.items():
             self.file(name, json.dumps({"version": 1} | entries))
-        unsigned, signed = ("--unsigned",), ("--public-key", "pub")
-        refused = (
-            (NO_VERDICT, "--library empty: the document is empty", unsigned, "empty", "rules"),
-            (NO_VERDICT, "--rules empty: the document is empty", unsigned, "library", "empty"),
-            (NO_VERDICT, '--library unversioned: "version" is missing', unsigned, "unversioned", "rules"),
-            (NO_VERDICT, '--rules unversioned: "version" is missing', unsigned, "library", "unversioned"),
-            (NO_VERDICT, '"GenericRules" is not a dictionary', unsigned, "library", "generic"),
-            (NO_VERDICT, '--rules generic entry: malformed local rules: "Model"', unsigned, "library", "generic entry"),
-            (NO_VERDICT, '"RuleSets" is not a dictionary', unsigned, "library", "sets"),
-            (NO_VERDICT, '"MPNRules" is not a dictionary', unsigned, "library", "models"),
-            (NO_VERDICT, "--library library: ", signed, "library", "rules.signed"),
-            (NO_VERDICT, "--rules rules: ", signed, "library.signed", "rules"),
-            (UNUSABLE, "--rules missing: No such file", unsigned, "library", "missing"),
-            (UNUSABLE, "public key file", ("--public-key", "none"), "library.signed", "rules.signed"),
-        )
-        for status, message, trust, library, rules in refused:
-            with self.subTest(message):
-                self.refuses(status, message, "batch", *trust, "--library", library, "--rules", rules, stdin=line(GOOD).encode())
+        for case in cases("batch-refusals"):
+            with self.subTest(case):
+                self.refuses(case["status"], case["message"], *shlex.split(case["command"]), stdin=line(GOOD).encode())
 
-        self.command = [TAVIK, "batch", *signed, "--library", "library.signed", "--rules", "rules.signed"]
+        self.command = [TAVIK, "batch", "--public-key", "pub", "--library", "library.signed", "--rules", "rules.signed"]
         process = self.start("-j", "2")
         for i in range(3):
             process.stdin.write(line(GOOD, id=i, sources=SFC).encode())

@@ -10,7 +10,7 @@ import subprocess
 import threading
 import unittest
 
-from support import PASSED, TAVIK, UNUSABLE, CommandTest
+from support import PASSED, TAVIK, UNUSABLE, CommandTest, cases
 
 XML = b'<?xml version="1.0" encoding="UTF-8"?>\n<plist version="1.0"><dict><key>a</key><integer>1</integer></dict></plist>\n'
 AS_JSON = '{\n  "a": 1\n}\n'
@@ -31,29 +31,11 @@ class InputsTest(CommandTest):
         return self.passes("convert", "--to", "json", "-", stdin=data)
 
     def test_the_kind_is_told_from_the_content(self):
-        cases = (
-            (XML, AS_JSON),
-            (b"\xef\xbb\xbf" + XML, AS_JSON),
-            (plistlib.dumps({"a": 1}, fmt=plistlib.FMT_BINARY), AS_JSON),
-            (b'{"a":1}', AS_JSON),
-            (b'\xef\xbb\xbf {"a":1}', AS_JSON),
-            (b' \n{ "a" :1}', AS_JSON),
-            (b'{"a" = "1";}', '{\n  "a": "1"\n}\n'),
-            (b'{"a\\"" = 1;}', '{\n  "a\\"": "1"\n}\n'),
-            (b"{a = 1;}", '{\n  "a": "1"\n}\n'),
-            (b"{ /* c */ a = 1;}", '{\n  "a": "1"\n}\n'),
-            (b"{ }", "{}\n"),
-            (b"(1)", '[\n  "1"\n]\n'),
-            (b"[1]", "[\n  1\n]\n"),
-            (b"<0a 0B>", '{"$data": "Cgs="}\n'),
-            (b"-1", "-1\n"),
-            (b"true", "true\n"),
-            (b"trueish", '"trueish"\n'),
-            (b'"x"', '"x"\n'),
-        )
-        for data, expected in cases:
-            with self.subTest(data):
-                self.assertEqual(self.to_json(data), expected)
+        for data in (XML, b"\xef\xbb\xbf" + XML, plistlib.dumps({"a": 1}, fmt=plistlib.FMT_BINARY)):
+            self.assertEqual(self.to_json(data), AS_JSON)
+        for case in cases("encodings"):
+            with self.subTest(case):
+                self.assertEqual(self.to_json(case["content"].encode()), case["json"])
 
     def test_files_pipes_and_standard_input_are_read(self):
         self.file("a.plist", XML)
@@ -79,7 +61,7 @@ class InputsTest(CommandTest):
         self.file("empty", b"")
         with open(self.folder / "huge", "wb") as huge:
             huge.truncate((1 << 30) + 1)
-        cases = (
+        refused = (
             ("No such file or directory", "missing"),
             ("No such file or directory", ""),
             ("is empty", "empty"),
@@ -87,7 +69,7 @@ class InputsTest(CommandTest):
             ("is larger than 1024 MiB", "huge"),
             ("Input/output error", "/proc/self/mem"),
         )
-        for why, path in cases:
+        for why, path in refused:
             with self.subTest(path[:20]):
                 run = self.tavik("convert", "--to", "json", path)
                 self.assertEqual((run.status, run.out), (UNUSABLE, ""))
@@ -109,7 +91,7 @@ class InputsTest(CommandTest):
             b'<!ENTITY %c "%s">' % (letter, b"&%c;" % (letter - 1) * 10) for letter in range(ord("b"), ord("k"))
         ) + b']><plist version="1.0"><string>&j;</string></plist>'
         shared = [b"\xa2" + bytes((i + 1, i + 1)) for i in range(60)] + [b"\x51a"]
-        cases = (
+        hostile = (
             # why         data                                                               message
             ("text, cut", b"{a = (1, 2", "line 1, column "),
             ("not UTF-8", b'<plist version="1.0"><string>a\xff</string></plist>', "line 1, column 31: "),
@@ -125,7 +107,7 @@ class InputsTest(CommandTest):
             ("a key twice", b'<plist version="1.0"><dict><key>k</key><true/><key>k</key><true/></dict></plist>', '"k"'),
             ("two values", XML + b"<a/>", "line 3, column "),
         )
-        for why, data, message in cases:
+        for why, data, message in hostile:
             with self.subTest(why):
                 self.file("in", data)
                 self.refuses(UNUSABLE, message, "convert", "--to", "binary", "in", "-o", "out")

@@ -8,6 +8,7 @@ import os
 import pathlib
 import random
 import resource
+import shlex
 import shutil
 import signal
 import socket
@@ -17,47 +18,14 @@ import threading
 import time
 import unittest
 
-from support import PASSED, TAVIK, UNUSABLE, CommandTest
+from support import PASSED, TAVIK, UNUSABLE, CommandTest, cases
 
 SANITIZED = "TAVIK_SANITIZE:STRING=\n" not in pathlib.Path(os.environ["BUILD"], "CMakeCache.txt").read_text()
 LIBRARY = {"version": "1", "Model": {"attribute": "ModelNumber", "predicate": "hasPrefix", "value": "MD"}}
 RULES = {"version": "2", "GenericRules": {"Model": {}}}
 DEVICE = {"ModelNumber": "MD1"}
-UNSIGNED = ("--library", "library", "--rules", "rules", "--unsigned")
-
-READERS = (  # every way to read a file, "IN" in its place
-    ("check", "--library", "IN", "--rules", "rules", "--attributes", "device", "--unsigned"),
-    ("check", "--library", "library", "--rules", "IN", "--attributes", "device", "--unsigned"),
-    ("check", *UNSIGNED, "--attributes", "IN"),
-    ("check", *UNSIGNED, "--attributes", "device", "--source", "sfc=IN"),
-    ("batch", *UNSIGNED, "IN"),
-    ("list", "sfc", *UNSIGNED, "--attributes", "IN"),
-    ("eval", "equal", "--attribute", "@IN", "--value", "1"),
-    ("describe", "value-in-list", "--attribute", "1", "--value", "@IN"),
-    ("decode", "der", "IN"),
-    ("sign", "--key", "key", "IN", "-o", "out"),
-    ("verify", "--public-key", "pub", "IN"),
-    ("convert", "--to", "xml", "IN", "-o", "out"),
-)
-WRITERS = (  # every way to write a file, "OUT" in its place
-    ("check", *UNSIGNED, "--attributes", "device", "--station", "OUT"),
-    ("sign", "--key", "key", "library", "-o", "OUT"),
-    ("convert", "--to", "binary", "library", "-o", "OUT"),
-    ("keygen", "--private", "OUT", "--public", "out.pub"),
-    ("keygen", "--private", "out.key", "--public", "OUT"),
-)
-PRINTERS = (  # every way to print an answer
-    ("check", *UNSIGNED, "--attributes", "device"),
-    ("batch", *UNSIGNED, "lines"),
-    ("list", "sfc", *UNSIGNED, "--attributes", "device"),
-    ("eval", "equal", "--attribute", "1", "--value", "1"),
-    ("describe", "value-in-list", "--attribute", '"a"', "--value", '["a"]'),
-    ("decode", "der", "der"),
-    ("verify", "--public-key", "pub", "library.signed"),
-    ("convert", "--to", "json", "device"),
-    ("convert", "--help"),
-    ("--version",),
-)
+# Every way to read a file, "IN" in its place, to write one, "OUT" in its place, and to print an answer.
+READERS, WRITERS, PRINTERS = ([tuple(shlex.split(command)) for command in commands] for commands in cases("commands").values())
 
 
 def complaints(text):
@@ -186,7 +154,7 @@ class InputsTest(RobustnessTest):
             huge.truncate(10 << 30)
         with socket.socket(socket.AF_UNIX) as listener:
             listener.bind(str(self.folder / "socket"))
-            cases = [
+            odd = [
                 ("is a directory", "."),
                 ("is a device, not a file", "/dev/zero"),
                 ("is a device, not a file", "/dev/urandom"),
@@ -197,11 +165,11 @@ class InputsTest(RobustnessTest):
             if os.geteuid() != 0:  # root reads everything
                 self.file("folder/secret", b"1")
                 os.chmod(self.folder / "folder" / "secret", 0)
-                cases.append(("Permission denied", "folder/secret"))
+                odd.append(("Permission denied", "folder/secret"))
             for command in READERS:
                 unlimited = SANITIZED or command[0] == "batch"  # its threads have stacks
                 little = {} if unlimited else self.limited(resource.RLIMIT_AS, 64 << 20)
-                for why, name in cases:
+                for why, name in odd:
                     if (command[0], name) == ("batch", "folder/huge"):
                         continue  # a stream may be that long
                     with self.subTest(command, name=name):
@@ -280,14 +248,14 @@ class OutputsTest(RobustnessTest):
         self.file("file", b"kept")
         os.symlink("loop", self.folder / "loop")
         os.mkdir(self.folder / "closed", 0o500)
-        cases = [("missing/out", "No such file or directory"), ("file/out", "Not a directory"), ("", "No such file or directory"),
+        missing = [("missing/out", "No such file or directory"), ("file/out", "Not a directory"), ("", "No such file or directory"),
                  ("n" * 300, "File name too long")]
         if os.geteuid() != 0:  # root writes everywhere
-            cases.append(("closed/out", "Permission denied"))
+            missing.append(("closed/out", "Permission denied"))
         for command in WRITERS:
             others = [("loop", "Too many levels"), ("/dev/full", "No space left")] if command[0] != "keygen" else [
                 ("file", "already exists"), ("loop", "already exists"), ("-", "a key must be written to a file")]
-            for name, why in cases + others:
+            for name, why in missing + others:
                 with self.subTest(command, name=name):
                     self.refuses(UNUSABLE, f"{name}: {why}", *given(command, name))
 

@@ -71,26 +71,12 @@ class Folder {
   std::filesystem::path path_;
 };
 
-using Pkey = std::shared_ptr<EVP_PKEY>;
-Pkey owned(EVP_PKEY* key) { return {key, EVP_PKEY_free}; }
-
-std::string pem(const Pkey& key, bool isPrivate) {
-  const std::unique_ptr<BIO, decltype(&BIO_free)> text(BIO_new(BIO_s_mem()), BIO_free);
-  if (isPrivate) {
-    PEM_write_bio_PKCS8PrivateKey(text.get(), key.get(), nullptr, nullptr, 0, nullptr, nullptr);
-  } else {
-    PEM_write_bio_PUBKEY(text.get(), key.get());
-  }
-  std::string all(BIO_ctrl_pending(text.get()), '\0');
-  BIO_read(text.get(), all.data(), static_cast<int>(all.size()));
-  return all;
-}
-
 /// A signature by a private key in PEM form.
 std::string sign(const std::string& privateKey, const EVP_MD* digest, std::string_view message, int padding = 0,
                  int salt = 0) {
   const std::unique_ptr<BIO, decltype(&BIO_free)> text(BIO_new_mem_buf(privateKey.data(), -1), BIO_free);
-  const Pkey key = owned(PEM_read_bio_PrivateKey(text.get(), nullptr, nullptr, nullptr));
+  const std::unique_ptr<EVP_PKEY, decltype(&EVP_PKEY_free)> key(
+      PEM_read_bio_PrivateKey(text.get(), nullptr, nullptr, nullptr), EVP_PKEY_free);
   const std::unique_ptr<EVP_MD_CTX, decltype(&EVP_MD_CTX_free)> context(EVP_MD_CTX_new(), EVP_MD_CTX_free);
   EVP_PKEY_CTX* parameters = nullptr;
   std::string signature(1024, '\0');
@@ -355,35 +341,17 @@ TEST_F(PlatformTest, TellsWhenOthersHaveAccessToAKeyFile) {
 }
 
 TEST_F(PlatformTest, RsaPssKeysMayPrescribeTheirParameters) {
-  const auto make = [](const EVP_MD* digest, int salt) {
-    const std::unique_ptr<EVP_PKEY_CTX, decltype(&EVP_PKEY_CTX_free)> context(
-        EVP_PKEY_CTX_new_from_name(nullptr, "RSA-PSS", nullptr), EVP_PKEY_CTX_free);
-    EVP_PKEY_keygen_init(context.get());
-    EVP_PKEY_CTX_set_rsa_keygen_bits(context.get(), 3072);
-    if (digest != nullptr) {
-      EVP_PKEY_CTX_set_rsa_pss_keygen_md(context.get(), digest);
-      EVP_PKEY_CTX_set_rsa_pss_keygen_mgf1_md(context.get(), digest);
-      EVP_PKEY_CTX_set_rsa_pss_keygen_saltlen(context.get(), salt);
-    }
-    EVP_PKEY* key = nullptr;
-    EVP_PKEY_generate(context.get(), &key);
-    return owned(key);
-  };
   const std::string refused = " does not permit SHA-256 with a salt of 32 bytes: RSA-PSS with 3072 bits";
-  const struct {
-    const EVP_MD* digest;
-    int salt;
-    bool usable;
-  } cases[] = {{nullptr, 0, true}, {EVP_sha256(), 32, true}, {EVP_sha384(), 32, false}, {EVP_sha256(), 64, false}};
-  for (const auto& c : cases) {
-    const Pkey key = make(c.digest, c.salt);
+  for (const Case& c : casesIn("rsa-pss-keys.json")) {
+    SCOPED_TRACE(c["why"]);
+    const bool usable = booleanValue(c.entries.find("usable"));
     std::string error;
     const std::optional<Dictionary> document =
-        signPropertyList(dataOf(kPayload), folder_.write("private.pem", pem(key, true)), error);
-    EXPECT_EQ(document.has_value(), c.usable);
-    EXPECT_EQ(withoutFolder(error), c.usable ? "" : "private key file \"private.pem\": the private key" + refused);
-    EXPECT_EQ(refusal(document.value_or(signedBy(rsa())), publicKeys(pem(key, false))),
-              c.usable ? "" : "public key file \"public.pem\": key 1" + refused);
+        signPropertyList(dataOf(kPayload), folder_.write("private.pem", c["private"]), error);
+    EXPECT_EQ(document.has_value(), usable);
+    EXPECT_EQ(withoutFolder(error), usable ? "" : "private key file \"private.pem\": the private key" + refused);
+    EXPECT_EQ(refusal(document.value_or(signedBy(rsa())), publicKeys(c["public"])),
+              usable ? "" : "public key file \"public.pem\": key 1" + refused);
   }
 }
 
