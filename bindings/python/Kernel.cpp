@@ -102,7 +102,7 @@ Kernel.check with these rules.
 >>> kernel.prepare(rules).check({"ModelNumber": "MD101"}).passed
 True)";
 
-constexpr const char* kThreads = R"(check_many(self, devices, threads=None)
+constexpr const char* kCheckMany = R"(check_many(self, devices, threads=None)
 --
 
 Checks devices on several threads, by default one per processor. Returns one object per device, in their order: a
@@ -573,7 +573,7 @@ void defineKernel(py::module_& module) {
   py::class_<Prepared>(module, "PreparedRules", kAboutPrepared)
       .def("run", runPrepared<toResult>, attributes, sources, station, py::kw_only(), capture, kRunPrepared)
       .def("check", runPrepared<toResultOrRaise>, attributes, sources, station, py::kw_only(), capture, kCheckPrepared)
-      .def("check_many", checkDevices, py::arg("devices"), py::arg("threads") = py::none(), kThreads)
+      .def("check_many", checkDevices, py::arg("devices"), py::arg("threads") = py::none(), kCheckMany)
       .def(
           "check_lines",
           [](const py::object& self, py::handle lines, py::handle count) { return CheckedLines(self, lines, count); },
