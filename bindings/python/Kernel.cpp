@@ -125,6 +125,7 @@ results, one JSON line for each line that is not blank: what "tavik batch" print
 
 lines: an iterable of str or bytes, such as a file. Open the file in binary mode if it may contain invalid UTF-8.
 
+>>> import json
 >>> lines = ['{"id": 7, "attributes": {"ModelNumber": "MX101"}}', "{}"]
 >>> import json
 >>> [json.loads(line).get("verdict") for line in kernel.prepare(rules).check_lines(lines)]
