@@ -105,11 +105,11 @@ class ResultWriter {
   explicit ResultWriter(DataBuffer& out) : out_(out), json_(out, JsonLayout::kOneLine) {}
 
   void append(const LineResult& result) {
-    add("{\"id\": ", result.id);
+    add(R"({"id": )", result.id);
     if (result.inputError.empty()) {
       append(result.outcome);
     } else {
-      add(", \"input_error\": ", result.inputError);
+      add(R"(, "input_error": )", result.inputError);
     }
     out_ += "}\n";
   }
@@ -125,15 +125,15 @@ class ResultWriter {
   }
 
   void append(const CheckOutcome& outcome) {
-    out_ += ", \"records\": ";
+    out_ += R"(, "records": )";
     appendRecords(outcome.records);
-    add(", \"station\": ", outcome.station);
-    out_ += ", \"error\": ";
+    add(R"(, "station": )", outcome.station);
+    out_ += R"(, "error": )";
     append(outcome.error);
     if (outcome.fault) append(*outcome.fault, outcome.reason->text());
     constexpr std::string_view kVerdicts[] = {"passed", "failed", "none"};
-    add(", \"verdict\": ", kVerdicts[static_cast<std::size_t>(outcome.verdict)]);
-    out_ += ", \"reason\": ";
+    add(R"(, "verdict": )", kVerdicts[static_cast<std::size_t>(outcome.verdict)]);
+    out_ += R"(, "reason": )";
     append(outcome.reason);
   }
 
@@ -157,37 +157,37 @@ class ResultWriter {
       return json_.append(record, kDepth);
     }
     entry = entries.begin();
-    add("{\"rule\": ", (entry++).value());
-    add(", \"result\": ", (entry++).value());
-    add(", \"actual\": ", (entry++).value());
-    add(", \"expected\": ", (entry++).value());
+    add(R"({"rule": )", (entry++).value());
+    add(R"(, "result": )", (entry++).value());
+    add(R"(, "actual": )", (entry++).value());
+    add(R"(, "expected": )", (entry++).value());
     out_ += '}';
   }
 
   void append(const std::optional<Error>& error) {
     if (!error) return static_cast<void>(out_ += "null");
-    add("{\"domain\": ", error->domain());
-    add(", \"code\": ", Value(error->code()));
-    add(", \"description\": ", error->localizedDescription());
+    add(R"({"domain": )", error->domain());
+    add(R"(, "code": )", Value(error->code()));
+    add(R"(, "description": )", error->localizedDescription());
     out_ += '}';
   }
 
   void append(const Fault& fault, std::string_view message) {
-    add(", \"fault\": {\"kind\": ", fault.word());
-    add(", \"message\": ", message);
+    add(R"(, "fault": {"kind": )", fault.word());
+    add(R"(, "message": )", message);
     out_ += '}';
   }
 
   void append(const std::optional<Reason>& reason) {
     if (!reason) return static_cast<void>(out_ += "null");
-    add("{\"kind\": ", reason->word());
-    out_ += ", \"rule\": ";
+    add(R"({"kind": )", reason->word());
+    out_ += R"(, "rule": )";
     if (reason->rule) {
       json_.append(*reason->rule);
     } else {
       out_ += "null";
     }
-    add(", \"description\": ", reason->description);
+    add(R"(, "description": )", reason->description);
     out_ += '}';
   }
 

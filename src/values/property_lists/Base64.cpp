@@ -34,7 +34,9 @@ constexpr std::uint32_t kBad = 0x80000000;
 template <int kPlace>
 constexpr std::array<std::uint32_t, 256> kBits = [] {
   std::array<std::uint32_t, 256> bits{};
-  for (std::size_t at = 0; at < bits.size(); ++at) bits[at] = kDigits[at] == kNoDigit ? kBad : kDigits[at] << kPlace;
+  for (std::size_t at = 0; at < bits.size(); ++at) {
+    bits[at] = kDigits[at] == kNoDigit ? kBad : std::uint32_t{kDigits[at]} << kPlace;
+  }
   return bits;
 }();
 
