@@ -106,7 +106,7 @@ Dictionary signedTwice(const benchmark::State& state) {
   const Dictionary plain = signedLibrary(state);
   std::string error;
   std::optional<Dictionary> document =
-      signStatement(*plain.findData("payload"), {.role = DocumentRole::kLibrary, .product = "Bench"},
+      signStatement(*plain.findData("payload"), {.role = DocumentRole::kLibrary, .product = "Bench", .expires = {}},
                     keyFiles().privatePath(), error);
   if (document) document = addSignature(*document, secondKeyFiles().privatePath(), error);
   if (!document) fail(error);
