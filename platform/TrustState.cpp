@@ -229,6 +229,11 @@ bool TrustState::accepts(const Statement& statement, bool remember, Refusal& ref
       refusal = {"cannot be locked: " + systemReason(), true};
       return false;
     }
+    refusal.stationIsToBlame = !checkOwner(lock.number(), refusal.why);  // another user could hold the lock forever
+    if (refusal.stationIsToBlame) {
+      refusal.why.insert(0, "its lock file: ");
+      return false;
+    }
     return acceptsUnderLock(statement, lock.number(), refusal, warning);
   }();
   if (refusal.stationIsToBlame) refusal.why.insert(0, "trust state file \"" + path_ + "\": ");

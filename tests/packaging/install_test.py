@@ -198,6 +198,7 @@ $""")
         for file in ("README.md", "docs/lint.md", "docs/images/result.png", "examples/station/rule-library.plist",
                      "examples/audit/audit.py", "bindings/python/README.md"):
             self.assertTrue((pages / file).is_file(), file)
+        self.assertTrue(os.access(pages / "examples/audit/audit.py", os.X_OK))
 
     def test_manual_completions_and_schema(self):
         share = self.prefix / "share"

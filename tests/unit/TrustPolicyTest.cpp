@@ -372,6 +372,9 @@ TEST_F(TrustPolicyTest, StateFilesThatAreRejected) {
   chmod(path("state.json").c_str(), 0620);
   EXPECT_THAT(refusal(keeping, document), testing::HasSubstr("other users can write it"));
   chmod(path("state.json").c_str(), 0600);
+  chmod(path("state.json.lock").c_str(), 0620);
+  EXPECT_THAT(refusal(keeping, document), testing::HasSubstr("its lock file: other users can write it"));
+  chmod(path("state.json.lock").c_str(), 0600);
   chmod(folder_.c_str(), 0770);
   EXPECT_THAT(refusal(keeping, document), testing::HasSubstr("its folder: other users can write it"));
   chmod(folder_.c_str(), 0700);
