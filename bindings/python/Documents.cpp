@@ -4,6 +4,7 @@
 #include <tavik/Json.h>
 #include <tavik/PropertyList.h>
 #include <tavik/StationPlatform.h>
+#include <tavik/VisibleText.h>
 #include <unistd.h>
 
 #include <optional>
@@ -68,6 +69,15 @@ Reads JSON from a str or from bytes in UTF-8. Dates, data and special numbers ar
 
 Raises DocumentError, with the location and the reason, for malformed JSON, null, duplicate keys and integers outside
 signed 64 bits.)";
+
+constexpr const char* kVisibleText = R"(visible_text(text)
+--
+
+Returns the text on one line, safe to show on a terminal: control characters, line separators and marks that change the
+direction of text become escapes. Texts about a device can contain the device's own control characters.
+
+>>> print(visible_text("MX101\x1b[2J\nPASSED"))
+MX101\x1b[2J\nPASSED)";
 
 constexpr const char* kWriteJson = R"(write_json(value, indent=False)
 --
@@ -296,6 +306,8 @@ void defineDocuments(py::module_& module) {
       py::arg("path"), kReadPropertyListFile);
   module.def("write_property_list", write, py::arg("value"), py::arg("format") = "xml", kWritePropertyList);
   module.def("read_json", readJsonText, py::arg("text"), kReadJson);
+  module.def(
+      "visible_text", [](const std::string& text) { return toText(visibleText(text)); }, py::arg("text"), kVisibleText);
   module.def("write_json", writeJsonText, py::arg("value"), py::arg("indent") = false, kWriteJson);
   module.def("sign", sign, py::arg("document"), py::arg("private_key"), py::kw_only(), py::arg("role") = py::none(),
              py::arg("product") = py::none(), py::arg("revision") = py::none(), py::arg("expires") = py::none(), kSign);

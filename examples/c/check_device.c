@@ -39,6 +39,16 @@ static void closeStation(Station* station) {
   tavik_kernel_release(&station->kernel);
 }
 
+/* Prints a text that may contain the device's control characters. */
+static void show(const char* text, size_t length) {
+  tavik_value* visible = NULL;
+  const char* shown = "";
+  size_t size = 0;
+  if (tavik_visible_text(text, length, &visible) == TAVIK_OK) tavik_value_get_string(visible, &shown, &size);
+  printf("%.*s", (int)size, shown);
+  tavik_value_release(&visible);
+}
+
 /* Prints an entry of a record, which can be any value. */
 static void printEntry(const tavik_value* record, const char* key) {
   tavik_value* value = NULL;
@@ -48,7 +58,9 @@ static void printEntry(const tavik_value* record, const char* key) {
   tavik_dictionary_get(record, key, TAVIK_TO_NUL, &value);
   tavik_value_describe(value, &description);
   tavik_value_get_string(description, &text, &length);
-  printf("  %s: %.*s\n", key, (int)length, text);
+  printf("  %s: ", key);
+  show(text, length);
+  puts("");
   tavik_value_release(&description);
   tavik_value_release(&value);
 }
@@ -59,7 +71,9 @@ static void printRecord(const tavik_value* record) {
   int32_t result = 0;
   tavik_dictionary_get_string(record, "rule", &rule, &length);
   tavik_dictionary_get_boolean(record, "result", &result);
-  printf("%s %.*s\n", result ? "pass" : "FAIL", (int)length, rule);
+  printf("%s ", result ? "pass" : "FAIL");
+  show(rule, length);
+  puts("");
   if (result) return;
   printEntry(record, "actual");
   printEntry(record, "expected");
@@ -89,7 +103,8 @@ static int report(const tavik_outcome* outcome) {
     default:
       printf("no verdict: ");
       if (*rule != '\0') printf("rule \"%s\": ", rule);
-      puts(tavik_outcome_description(outcome));
+      show(tavik_outcome_description(outcome), TAVIK_TO_NUL);
+      puts("");
       return kNoVerdict;
   }
 }

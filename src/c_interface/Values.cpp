@@ -2,6 +2,7 @@
 
 #include <tavik/Json.h>
 #include <tavik/PropertyList.h>
+#include <tavik/VisibleText.h>
 
 #include "c_interface/Handles.h"
 #include "values/SharedContents.h"
@@ -240,6 +241,10 @@ tavik_status tavik_value_equal(const tavik_value* left, const tavik_value* right
 
 tavik_status tavik_value_describe(const tavik_value* value, tavik_value** text) {
   return give(text, nullptr, [&] { return Value(tavik::description(valueOrNull(value, "value"))); });
+}
+
+tavik_status tavik_visible_text(const char* text, size_t length, tavik_value** visible) {
+  return give(visible, nullptr, [&] { return Value(tavik::visibleText(*stringOf(text, length).ifString())); });
 }
 
 tavik_status tavik_array_get(const tavik_value* array, size_t index, tavik_value** element) {

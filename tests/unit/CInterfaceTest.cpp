@@ -270,6 +270,9 @@ TEST(CInterfaceTest, ValuesAreReadAsTheyWereBuilt) {
   OwnedValue nothing;
   done(tavik_value_describe(nullptr, nothing.out()));
   EXPECT_EQ(c::stringOf(nothing), "(null)");
+  OwnedValue visible;
+  done(tavik_visible_text("a\x1b\n\0b", 4, visible.out()));
+  EXPECT_EQ(c::stringOf(visible), R"(a\x1b\n\x00)");
 }
 
 TEST(CInterfaceTest, PropertyLists) {

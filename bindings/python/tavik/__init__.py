@@ -24,7 +24,7 @@ from ._tavik import (
     DerItem, Dictionary, Kernel, KeyPair, PreparedRules, Result, add_signature, decode_control_bits, decode_der,
     decode_provisioning_manifest, decode_root_manifest, decode_sys_cfg, evaluate, generate_key_pair,
     nand_size_check_description, nvram_white_list_description, read_json, read_property_list, read_property_list_file,
-    sign, value_in_list_description, verify, write_json, write_property_list,
+    sign, value_in_list_description, verify, visible_text, write_json, write_property_list,
 )
 
 __all__ = [
@@ -32,6 +32,6 @@ __all__ = [
     "PreparedRules", "RangeFault", "Reason", "Result", "StationPlatform", "UntrustedError", "add_signature", "decode_control_bits",
     "decode_der", "decode_provisioning_manifest", "decode_root_manifest", "decode_sys_cfg", "evaluate",
     "generate_key_pair", "nand_size_check_description", "nvram_white_list_description", "read_json",
-    "read_property_list", "read_property_list_file", "sign", "value_in_list_description", "verify", "write_json",
-    "write_property_list",
+    "read_property_list", "read_property_list_file", "sign", "value_in_list_description", "verify", "visible_text",
+    "write_json", "write_property_list",
 ]
