@@ -164,8 +164,8 @@ TAVIK_EXPORT tavik_status tavik_value_get_count(const tavik_value* value, size_t
 TAVIK_EXPORT tavik_status tavik_value_equal(const tavik_value* left, const tavik_value* right, int32_t* equal);
 /// The text that "%@" prints (`description` in Value.h), as a string. value: null prints "(null)".
 TAVIK_EXPORT tavik_status tavik_value_describe(const tavik_value* value, tavik_value** text);
-/// The text on one line, safe to show on a terminal (`visibleText` in VisibleText.h), as a string. Texts about a device,
-/// such as `tavik_outcome_description`, can contain the device's own control characters.
+/// The text on one line, safe to show on a terminal (`visibleText` in VisibleText.h), as a string. Texts about a
+/// device, such as `tavik_outcome_description`, can contain the device's own control characters.
 TAVIK_EXPORT tavik_status tavik_visible_text(const char* text, size_t length, tavik_value** visible);
 
 /// The element at `index`, counted from 0.
