@@ -37,7 +37,8 @@ struct TAVIK_EXPORT LineResult : DeviceLine {
 TAVIK_EXPORT LineResult checkLine(const PreparedRules& rules, std::string_view line, std::size_t number);
 
 /// Appends the result as one line of JSON, which ends with a line feed: {"id", "records", "station", "error", "fault",
-/// "verdict", "reason"}, or {"id", "input_error"} for a line that cannot be used. docs/json.md describes the entries.
+/// "verdict", "reason"}, or {"id", "input_error"} for a line that cannot be used. "fault" is present only if a fault
+/// ended the run. "records" and "error" are null where `CheckOutcome` has none; "reason" is null if there is a verdict.
 ///
 /// Returns false, with `out` unchanged, if JSON cannot represent a value: a date outside the years 1 to 9999, or more
 /// than kPropertyListDepthLimit + 8 levels. Thread-safe.
