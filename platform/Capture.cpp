@@ -4,11 +4,11 @@
 #include <tavik/Json.h>
 #include <tavik/StationPlatform.h>
 
-#include <ctime>
 #include <utility>
 
 #include "Entries.h"
 #include "OpenSsl.h"
+#include "Statement.h"
 
 namespace tavik {
 namespace {
@@ -43,32 +43,14 @@ bool readDictionary(const Dictionary& content, std::string_view key, Dictionary&
 }  // namespace
 
 Dictionary resultDictionary(const CheckOutcome& outcome) {
-  Dictionary result;
-  if (outcome.records) result.set("records", *outcome.records);
-  result.set("station", outcome.station);
-  if (const auto& error = outcome.error) {
-    result.set("error", Dictionary{{"domain", error->domain()},
-                                   {"code", Value(error->code())},
-                                   {"description", error->localizedDescription()}});
-  }
-  if (outcome.fault) {
-    result.set("fault", Dictionary{{"kind", outcome.fault->word()}, {"message", outcome.reason->text()}});
-  }
-  constexpr std::string_view kVerdicts[] = {"passed", "failed", "none"};
-  result.set("verdict", kVerdicts[static_cast<std::size_t>(outcome.verdict)]);
-  if (const auto& reason = outcome.reason) {
-    Dictionary entries{{"kind", reason->word()}};
-    if (reason->rule) entries.set("rule", *reason->rule);
-    entries.set("description", reason->description);
-    result.set("reason", std::move(entries));
-  }
+  Dictionary result = outcome.dictionary();
   if (outcome.provenance) result.set("provenance", outcome.provenance->dictionary());
   return result;
 }
 
 Capture Capture::of(const CheckOutcome& outcome, Dictionary attributes, Dictionary sources, Dictionary station) {
   Capture capture;
-  capture.time = Date::sinceEpoch(static_cast<double>(std::time(nullptr)));
+  capture.time = systemTime();
   capture.validated = capture.time;
   for (const DocumentProvenance* document : {&outcome.provenance->library, &outcome.provenance->rules}) {
     if (document->validated && document->validated->secondsSinceEpoch() < capture.validated.secondsSinceEpoch()) {

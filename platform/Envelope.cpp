@@ -35,13 +35,9 @@ std::optional<Signature> signatureFrom(const Value& value, std::size_t number, s
   const Dictionary& dictionary = *value.ifDictionary();
   const Value* bytes = entry(dictionary, kSignatureKey, Kind::kData, owner, error);
   if (bytes == nullptr) return std::nullopt;
-  Signature signature{*bytes->ifData(), {}};
-  if (dictionary.contains(kKeyIdKey)) {
-    const Value* keyId = entry(dictionary, kKeyIdKey, Kind::kString, owner, error);
-    if (keyId == nullptr) return std::nullopt;
-    signature.keyId = *keyId->ifString();
-  }
-  return signature;
+  const Value* keyId = nullptr;
+  if (!optionalEntry(dictionary, kKeyIdKey, Kind::kString, owner, keyId, error)) return std::nullopt;
+  return Signature{*bytes->ifData(), std::string(keyId == nullptr ? "" : *keyId->ifString())};
 }
 
 std::optional<std::vector<Signature>> signaturesFrom(const Array& values, std::string& error) {

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <ctime>
 #include <utility>
 
 #include "Entries.h"
@@ -83,5 +84,7 @@ std::optional<Dictionary> writeStatement(const StatedDocument& stated, std::stri
 }
 
 std::string dateText(Date date) { return dateToIsoText(date).value_or("a date outside the years 1 to 9999"); }
+
+Date systemTime() { return Date::sinceEpoch(static_cast<double>(std::time(nullptr))); }
 
 }  // namespace tavik

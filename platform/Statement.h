@@ -29,6 +29,9 @@ bool checkPlain(const Dictionary& document, std::string_view what, std::string& 
 /// "2026-11-21T01:02:03Z", for messages.
 std::string dateText(Date date);
 
+/// The current time in whole seconds.
+Date systemTime();
+
 }  // namespace tavik
 
 #endif

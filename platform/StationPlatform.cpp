@@ -6,7 +6,6 @@
 #include <tavik/StationPlatform.h>
 
 #include <algorithm>
-#include <ctime>
 #include <utility>
 #include <vector>
 
@@ -103,7 +102,7 @@ std::string whyUnfit(const Statement& statement, std::optional<DocumentRole> rol
 /// Whether a document that is validly signed is acceptable.
 bool isFit(DocumentProvenance& provenance, std::optional<DocumentRole> role, const TrustPolicy& policy,
            Refusal& refusal) {
-  provenance.validated = policy.time ? *policy.time : Date::sinceEpoch(static_cast<double>(std::time(nullptr)));
+  provenance.validated = policy.time.value_or(systemTime());
   if (!provenance.statement) {
     if (policy.requireStatement) {
       refusal.why = "the policy requires a statement; sign the document with a role, a product and a revision";

@@ -8,7 +8,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <cmath>
-#include <ctime>
 #include <filesystem>
 #include <utility>
 
@@ -111,9 +110,6 @@ struct OpenFolder {
   std::string name;
   FileDescriptor file;
 };
-
-/// The current time in whole seconds.
-Date systemTime() { return Date::sinceEpoch(static_cast<double>(std::time(nullptr))); }
 
 std::string whyOlder(const Statement& statement, const AcceptedRevision& kept) {
   return "revision " + std::to_string(statement.revision) + " is older than revision " + std::to_string(kept.revision) +

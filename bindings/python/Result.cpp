@@ -89,8 +89,6 @@ and "rules", two dictionaries with "version", "sha256", "keys" and what a statem
 >>> provenance["signatures"], provenance["library"]["version"]
 ('verified', '31'))";
 
-constexpr const char* kVerdicts[] = {"passed", "failed", "none"};
-
 py::object textOrNone(const std::optional<std::string>& text) { return text ? lenientText(*text) : py::none(); }
 
 class Result {
@@ -103,7 +101,7 @@ class Result {
 
   [[nodiscard]] bool passed() const { return outcome_.verdict == Verdict::kPassed; }
   [[nodiscard]] bool checked() const { return outcome_.verdict != Verdict::kNone; }
-  [[nodiscard]] const char* verdict() const { return kVerdicts[static_cast<std::size_t>(outcome_.verdict)]; }
+  [[nodiscard]] std::string_view verdict() const { return wordOf(outcome_.verdict); }
   [[nodiscard]] py::object reason() const;
   [[nodiscard]] const py::object& records();
   [[nodiscard]] py::list ruleRecords() const;

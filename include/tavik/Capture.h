@@ -1,9 +1,9 @@
 /// @file
 /// Captured check runs: one JSON file with everything that determined a result, and the result.
 ///
-///     {"capture": {"kernel": "3.19", "time": {"$date": "..."}, "validated": {"$date": "..."}, "library": {...},
-///     "rules": {...},
-///                  "attributes": {...}, "sources": {...}, "station": {...}, "result": {...}},
+///     {"capture": {"kernel": "3.19", "time": {"$date": "..."}, "validated": {"$date": "..."},
+///                  "library": {...}, "rules": {...}, "attributes": {...}, "sources": {...},
+///                  "station": {...}, "result": {...}},
 ///      "sha256": "..."}
 ///
 /// "library" and "rules" are the documents as the kernel received them; "rules" is missing if there were none.
@@ -44,8 +44,7 @@ struct TAVIK_EXPORT Capture {
   static std::optional<Capture> read(std::string_view text, std::string& error);
 };
 
-/// The outcome as a dictionary: "records", "station", "error", "fault", "verdict" and "reason", as far as they are
-/// present, in the form that `tavik check --format json` prints, and "provenance" (Provenance.h).
+/// `CheckOutcome::dictionary`, and "provenance" (`Provenance::dictionary`) unless it is absent.
 TAVIK_EXPORT Dictionary resultDictionary(const CheckOutcome& outcome);
 
 }  // namespace tavik

@@ -61,6 +61,9 @@ enum class Verdict : std::uint8_t {
   kNone,    ///< the device was not checked: `CheckOutcome::reason` says why. It counts as not passed.
 };
 
+/// "passed", "failed" or "none".
+TAVIK_EXPORT std::string_view wordOf(Verdict verdict) noexcept;
+
 /// The result of a check run, as returned by `ZRTTavikKernel::run` and `PreparedRules::run`.
 ///
 ///     const CheckOutcome outcome = rules->run(device);
@@ -87,6 +90,10 @@ struct TAVIK_EXPORT CheckOutcome {
   /// The rule records in evaluation order, without the version records. Empty if there is no verdict. Valid until
   /// `records` is changed or destroyed.
   [[nodiscard]] std::span<const Value> ruleRecords() const noexcept;
+
+  /// "records" (array), "station" (dictionary), "error" {"domain", "code", "description"}, "fault" {"kind", "message"},
+  /// "verdict" (string) and "reason" {"kind", "rule", "description"}. What is absent is left out.
+  [[nodiscard]] Dictionary dictionary() const;
 };
 
 }  // namespace tavik

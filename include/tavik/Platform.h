@@ -20,8 +20,8 @@ struct ValidatedDocument {
   std::optional<std::string> errorDescription;  ///< present if and only if the document is rejected
   /// Whether the station must be fixed, not the document: its key file, trust policy or state file cannot be used.
   bool stationIsToBlame = false;
-  DocumentProvenance provenance =
-      {};  ///< of an accepted document; `document` and `version` are the kernel's to fill in
+  /// Of an accepted document. The kernel sets `document` and `version`.
+  DocumentProvenance provenance = {};
 };
 
 /// What a kernel needs from its host: signature verification and the diagnostic log. libTavikPlatform has an

@@ -124,17 +124,27 @@ class ResultWriter {
     json_.append(value, kDepth);
   }
 
+  template <std::size_t kSize>
+  void addOrNull(const char (&before)[kSize], const Value* value) {
+    if (value != nullptr) return add(before, *value);
+    out_ += before;
+    out_ += "null";
+  }
+
   void append(const CheckOutcome& outcome) {
+    const Dictionary entries = outcome.dictionary();
     out_ += R"(, "records": )";
     appendRecords(outcome.records);
-    add(R"(, "station": )", outcome.station);
-    out_ += R"(, "error": )";
-    append(outcome.error);
-    if (outcome.fault) append(*outcome.fault, outcome.reason->text());
-    constexpr std::string_view kVerdicts[] = {"passed", "failed", "none"};
-    add(R"(, "verdict": )", kVerdicts[static_cast<std::size_t>(outcome.verdict)]);
-    out_ += R"(, "reason": )";
-    append(outcome.reason);
+    addOrNull(R"(, "station": )", entries.find("station"));
+    addOrNull(R"(, "error": )", entries.find("error"));
+    if (const Value* const fault = entries.find("fault")) add(R"(, "fault": )", *fault);
+    addOrNull(R"(, "verdict": )", entries.find("verdict"));
+    const Dictionary* const reason = entries.findDictionary("reason");
+    if (reason == nullptr) return static_cast<void>(out_ += R"(, "reason": null)");
+    addOrNull(R"(, "reason": {"kind": )", reason->find("kind"));
+    addOrNull(R"(, "rule": )", reason->find("rule"));
+    addOrNull(R"(, "description": )", reason->find("description"));
+    out_ += '}';
   }
 
   void appendRecords(const std::optional<Array>& records) {
@@ -161,33 +171,6 @@ class ResultWriter {
     add(R"(, "result": )", (entry++).value());
     add(R"(, "actual": )", (entry++).value());
     add(R"(, "expected": )", (entry++).value());
-    out_ += '}';
-  }
-
-  void append(const std::optional<Error>& error) {
-    if (!error) return static_cast<void>(out_ += "null");
-    add(R"({"domain": )", error->domain());
-    add(R"(, "code": )", Value(error->code()));
-    add(R"(, "description": )", error->localizedDescription());
-    out_ += '}';
-  }
-
-  void append(const Fault& fault, std::string_view message) {
-    add(R"(, "fault": {"kind": )", fault.word());
-    add(R"(, "message": )", message);
-    out_ += '}';
-  }
-
-  void append(const std::optional<Reason>& reason) {
-    if (!reason) return static_cast<void>(out_ += "null");
-    add(R"({"kind": )", reason->word());
-    out_ += R"(, "rule": )";
-    if (reason->rule) {
-      json_.append(*reason->rule);
-    } else {
-      out_ += "null";
-    }
-    add(R"(, "description": )", reason->description);
     out_ += '}';
   }
 

@@ -90,7 +90,7 @@ TEST(TreeTest, EveryShortExpressionParsesAsTheGrammarReads) {
   std::optional<Error> error;
   EXPECT_EQ(AbstractTreeNode::parsePredicateString(std::nullopt, kernel, error), nullptr);
   EXPECT_EQ(error->code(), -100007);
-  EXPECT_EQ(AbstractTreeNode::parsePredicateString("\xDE \xF0", kernel, error), nullptr) << "no UTF-8";
+  EXPECT_EQ(AbstractTreeNode::parsePredicateString("\xDE \xF0", kernel, error), nullptr) << "not UTF-8";
   EXPECT_EQ(error->localizedDescription(), "invalid logical operator:\uFFFD \uFFFD");
   const Value attribute("x");
   EXPECT_FALSE(AbstractTreeNode(kernel).process(&attribute, nullptr, nullptr));

@@ -303,7 +303,7 @@ TEST(OutOfMemoryTest, ValuesAndDocuments) {
   const std::string_view twice = "<plist version=\"1.0\"><dict><key>a</key><true/><key>a</key><true/></dict></plist>";
   exhaust({
       OPERATION(everyKind()),
-      OPERATION(text("bytes that are no UTF-8: \xFF\xC3") + std::string(100, '\x80')),
+      OPERATION(text("bytes that are not UTF-8: \xFF\xC3") + std::string(100, '\x80')),
       OPERATION(value == equal),
       OPERATION(value.ifDictionary()->contains(text("none"))),
       OPERATION(Array::of("x", equal).contains(value)),

@@ -28,16 +28,13 @@ std::span<const Value> versionRecords(const CheckOutcome& outcome) {
 }
 
 std::vector<JsonEntry> entriesOf(const CheckOutcome& outcome) {
-  std::vector<JsonEntry> entries = {
-      {"records", outcome.records}, {"station", outcome.station}, {"error", valueOf(outcome.error)}};
-  const std::optional<Reason>& reason = outcome.reason;
-  if (outcome.fault) entries.push_back({"fault", valueOf(Fault{outcome.fault->category, reason->text()})});
-  constexpr std::string_view kVerdicts[] = {"passed", "failed", "none"};
-  entries.push_back({"verdict", Value(kVerdicts[static_cast<std::size_t>(outcome.verdict)])});
+  const Dictionary known = outcome.dictionary();
+  std::vector<JsonEntry> entries = entriesIn(known, {"records", "station", "error"});
+  if (const Value* const fault = known.find("fault")) entries.push_back({"fault", *fault});
+  entries.push_back({"verdict", *known.find("verdict")});
   entries.push_back({"reason", std::nullopt});
-  if (reason) {
-    entries.back().entries = {
-        {"kind", Value(reason->word())}, {"rule", reason->rule}, {"description", Value(reason->description)}};
+  if (const Dictionary* const reason = known.findDictionary("reason")) {
+    entries.back().entries = entriesIn(*reason, {"kind", "rule", "description"});
   }
   return entries;
 }

@@ -24,11 +24,8 @@ std::string keysText(const DocumentProvenance& document) {
 
 /// Both "version" and "sha256" are always present.
 std::vector<JsonEntry> entriesOf(const DocumentProvenance& document) {
-  std::vector<JsonEntry> entries = {{"version", std::nullopt}, {"sha256", std::nullopt}};
   const Dictionary known = document.dictionary();
-  for (JsonEntry& entry : entries) {
-    if (const Value* const value = known.find(entry.key)) entry.value = *value;
-  }
+  std::vector<JsonEntry> entries = entriesIn(known, {"version", "sha256"});
   for (const std::string_view key : {"keys", "product", "revision", "expires", "warning"}) {
     if (const Value* const value = known.find(key)) entries.push_back({key, *value});
   }

@@ -18,8 +18,7 @@ struct ExitMeaning {
   std::string_view meaning;
 };
 
-/// What is said of a command, but for its options. Line ends in a text count as blanks, except in a
-/// literal.
+/// The help of a command, without its options. A line end in a text counts as a blank, except in a literal.
 struct Help {
   /// A part of the description.
   struct Part {
@@ -28,21 +27,21 @@ struct Help {
     std::string_view text;
     std::string_view term = {};  ///< of an item
   };
-  std::string_view summary;  ///< without a full stop
+  std::string_view summary;  ///< without a period
   std::span<const Part> description;
   std::span<const std::string_view> examples;  ///< command lines
-  std::span<const ExitMeaning> exitStatuses;   ///< without full stops
+  std::span<const ExitMeaning> exitStatuses;   ///< without periods
 };
 
 constexpr Help::Part paragraph(std::string_view text) { return {Help::Part::Category::kParagraph, text}; }
 constexpr Help::Part heading(std::string_view text) { return {Help::Part::Category::kHeading, text}; }
-/// Of a list. The lists of a command are aligned alike.
+/// A list item. All lists of a command have the same indentation.
 constexpr Help::Part item(std::string_view term, std::string_view text) {
   return {Help::Part::Category::kItem, text, term};
 }
 constexpr Help::Part literal(std::string_view lines) { return {Help::Part::Category::kLiteral, lines}; }
 
-/// A text in one line.
+/// The text on one line.
 std::string runningText(std::string_view text);
 
 /// What `--help` prints below the options.

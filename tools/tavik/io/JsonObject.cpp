@@ -43,6 +43,15 @@ std::string objectLine(const std::vector<JsonEntry>& entries) {
   return line + "}\n";
 }
 
+std::vector<JsonEntry> entriesIn(const Dictionary& dictionary, std::initializer_list<std::string_view> keys) {
+  std::vector<JsonEntry> entries;
+  for (const std::string_view key : keys) {
+    const Value* const value = dictionary.find(key);
+    entries.push_back({key, value == nullptr ? std::nullopt : std::optional(*value)});
+  }
+  return entries;
+}
+
 Dictionary presentEntries(const std::vector<JsonEntry>& entries) {
   Dictionary present;
   for (const JsonEntry& entry : entries) {

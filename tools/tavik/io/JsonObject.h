@@ -5,6 +5,7 @@
 
 #include <tavik/Value.h>
 
+#include <initializer_list>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -23,6 +24,9 @@ void appendEntries(std::string& out, const std::vector<JsonEntry>& entries);
 
 /// The entries as one line of JSON.
 std::string objectLine(const std::vector<JsonEntry>& entries);
+
+/// The entries with these keys, in this order; without a value where `dictionary` has none.
+std::vector<JsonEntry> entriesIn(const Dictionary& dictionary, std::initializer_list<std::string_view> keys);
 
 /// The entries that have a value.
 Dictionary presentEntries(const std::vector<JsonEntry>& entries);
