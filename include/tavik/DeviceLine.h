@@ -27,7 +27,7 @@ struct TAVIK_EXPORT DeviceLine {
   static DeviceLine unusable(std::string_view line, std::size_t number, std::string_view why);
 };
 
-/// A line with its result.
+/// A line with its result. `attributes` also has the fields of the packed attributes, as the rules read them.
 struct TAVIK_EXPORT LineResult : DeviceLine {
   CheckOutcome outcome = {};  ///< of a usable line; otherwise without a verdict and without a reason
 };

@@ -56,7 +56,10 @@ class TAVIK_EXPORT PreparedRules {
 
  private:
   friend class ZRTTavikKernel;
+  friend class LineChecker;
   explicit PreparedRules(std::unique_ptr<const PreparedDocuments> documents);
+  CheckOutcome runExpanding(Dictionary& deviceAttributes, const Dictionary* sourcesForReferenceValues,
+                            Dictionary station) const;
 
   std::unique_ptr<const PreparedDocuments> documents_;
 };

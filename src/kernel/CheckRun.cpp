@@ -29,8 +29,7 @@ Value versionText(std::string_view rule, const Dictionary& document) {
 std::optional<Array> check(const RuleDocuments& documents, const CheckCall& call, CheckProgress& progress) {
   if (documents.rejection) return rejected(documents, progress);
   CheckRun run(documents, call, progress);
-  const LocalEntries local(documents.localRules, run.attributes().find("ModelNumber"),
-                           run.attributes().find("RegionInfo"));
+  const LocalEntries local(documents.localRules, call.device.find("ModelNumber"), call.device.find("RegionInfo"));
   return run.over(local, [&](const auto& evaluate) {
     RuleMaker maker(documents.library);
     return std::ranges::all_of(local.entries(), [&](const auto& entry) { return evaluate(maker.make(entry)); });
@@ -45,9 +44,9 @@ Array rejected(const RuleDocuments& documents, CheckProgress& progress) {
 }
 
 CheckRun::CheckRun(const RuleDocuments& documents, const CheckCall& call, CheckProgress& progress)
-    : documents_(documents), call_(call), progress_(progress), attributes_(call.device) {
-  ZRTTavikKernel::expandSysConfigData(attributes_);
-  ZRTTavikKernel::expandBasebandManifestData(attributes_);
+    : documents_(documents), call_(call), progress_(progress) {
+  ZRTTavikKernel::expandSysConfigData(call.device);
+  ZRTTavikKernel::expandBasebandManifestData(call.device);
 }
 
 // Adds the records before those of rules; false if there are no rules to check.
@@ -104,9 +103,10 @@ void judge(CheckOutcome& outcome, CheckProgress progress) {
 std::optional<Array> ZRTTavikKernel::check(const Dictionary& deviceAttributes, const Dictionary* rules,
                                            const Dictionary* sourcesForReferenceValues, Dictionary* attributesForSfc,
                                            std::optional<Error>& error) const {
+  Dictionary device = deviceAttributes;
   CheckProgress progress;
   return tavik::check(RuleDocuments(*this, rules_, provenance_, rules),
-                      {deviceAttributes, sourcesForReferenceValues, attributesForSfc, error}, progress);
+                      {device, sourcesForReferenceValues, attributesForSfc, error}, progress);
 }
 
 std::optional<Array> ZRTTavikKernel::check(const Dictionary& deviceAttributes, const Dictionary* rules,
@@ -118,8 +118,9 @@ std::optional<Array> ZRTTavikKernel::check(const Dictionary& deviceAttributes, c
 CheckOutcome ZRTTavikKernel::run(const Dictionary& deviceAttributes, const Dictionary* rules,
                                  const Dictionary* sourcesForReferenceValues, Dictionary station) const {
   const RuleDocuments documents(*this, rules_, provenance_, rules);
+  Dictionary device = deviceAttributes;
   return outcomeOf(
-      documents.provenance(), deviceAttributes, sourcesForReferenceValues, std::move(station),
+      documents.provenance(), device, sourcesForReferenceValues, std::move(station),
       [&](const CheckCall& call, CheckProgress& progress) { return tavik::check(documents, call, progress); });
 }
 

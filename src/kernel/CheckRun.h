@@ -20,7 +20,7 @@ namespace tavik {
 
 /// The arguments of a check.
 struct CheckCall {
-  const Dictionary& device;
+  Dictionary& device;         ///< its attributes; the run adds the fields of the packed ones
   const Dictionary* sources;  ///< may be null
   Dictionary* station;        ///< may be null
   std::optional<Error>& error;
@@ -44,16 +44,13 @@ class CheckRun {
  public:
   CheckRun(const RuleDocuments& documents, const CheckCall& call, CheckProgress& progress);
 
-  /// The device's attributes, with packed attributes expanded.
-  [[nodiscard]] const Dictionary& attributes() const noexcept { return attributes_; }
-
   /// Runs the check. local: the device's local entries. forEachRule: calls its argument, a function, with each
   /// `PreparedRule` until it returns false; returns whether it was called with all rules.
   template <class ForEachRule>
   std::optional<Array> over(const LocalEntries& local, ForEachRule forEachRule) {
     Records records(local.entries().size() + kOtherRecords);
     if (!begin(local, records)) return std::move(records).take();
-    RuleRun run(documents_.kernel, {attributes_, call_.sources, call_.station, call_.error}, records);
+    RuleRun run(documents_.kernel, {call_.device, call_.sources, call_.station, call_.error}, records);
     const bool complete = forEachRule([&](const PreparedRule& rule) {
       progress_.rule = &rule.name;
       return run.add(rule);
@@ -70,14 +67,12 @@ class CheckRun {
   const RuleDocuments& documents_;
   const CheckCall& call_;
   CheckProgress& progress_;
-  Dictionary attributes_;
 };
 
 /// The outcome of a run with documents of that provenance. check: performs the run; called with a `CheckCall` and a
 /// `CheckProgress`, returns the records.
 template <class Check>
-CheckOutcome outcomeOf(std::shared_ptr<const Provenance> provenance, const Dictionary& device,
-                       const Dictionary* sources, Dictionary station, Check check) {
+CheckOutcome outcomeOf(std::shared_ptr<const Provenance> provenance, Dictionary& device, const Dictionary* sources, Dictionary station, Check check) {
   CheckOutcome outcome;
   outcome.station = std::move(station);
   outcome.provenance = std::move(provenance);

@@ -89,15 +89,6 @@ bool isTooLarge(const std::optional<Array>& records, std::string_view line) {
          textSize(Value(*records)) > kLargestResult;
 }
 
-LineResult checked(const PreparedRules& rules, std::string_view line, std::size_t number) {
-  LineResult result{DeviceLine::read(line, number)};
-  if (!result.inputError.empty()) return result;
-  result.outcome = rules.run(result.attributes, result.sources.empty() ? nullptr : &result.sources);
-  if (!isTooLarge(result.outcome.records, line)) return result;
-  const std::string why = "the result is larger than " + std::to_string(kLargestResult >> 20U) + " MiB";
-  return {unusable(std::move(result.id), number, why)};
-}
-
 // Writes one result. The records may be nested deeper than documents, because records add levels to the device's
 // values.
 class ResultWriter {
@@ -205,9 +196,21 @@ DeviceLine DeviceLine::unusable(std::string_view line, std::size_t number, std::
   return tavik::unusable(idOf(id ? &*id : nullptr, number), number, why);
 }
 
+class LineChecker {
+ public:
+  static LineResult check(const PreparedRules& rules, std::string_view line, std::size_t number) {
+    LineResult result{DeviceLine::read(line, number)};
+    if (!result.inputError.empty()) return result;
+    result.outcome = rules.runExpanding(result.attributes, result.sources.empty() ? nullptr : &result.sources, {});
+    if (!isTooLarge(result.outcome.records, line)) return result;
+    const std::string why = "the result is larger than " + std::to_string(kLargestResult >> 20U) + " MiB";
+    return {unusable(std::move(result.id), number, why)};
+  }
+};
+
 LineResult checkLine(const PreparedRules& rules, std::string_view line, std::size_t number) {
   try {
-    return checked(rules, line, number);
+    return LineChecker::check(rules, line, number);
   } catch (const std::bad_alloc&) {
     return {DeviceLine::unusable(line, number, "out of memory")};
   }

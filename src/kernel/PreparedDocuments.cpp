@@ -11,26 +11,26 @@ namespace tavik {
 std::optional<Array> PreparedDocuments::check(const CheckCall& call, CheckProgress& progress) const {
   if (documents_.rejection) return rejected(documents_, progress);
   CheckRun run(documents_, call, progress);
-  const auto rules = rulesFor(run.attributes());
+  const auto rules = rulesFor(call);
   return run.over(rules->local, [&](const auto& evaluate) { return std::ranges::all_of(rules->prepared, evaluate); });
 }
 
-std::shared_ptr<const DeviceRules> PreparedDocuments::rulesFor(const Dictionary& attributes) const {
+std::shared_ptr<const DeviceRules> PreparedDocuments::rulesFor(const CheckCall& call) const {
   std::optional<AssemblyFailure> failure;
   const auto selection =
-      select(documents_.localRules, attributes.find("ModelNumber"), attributes.find("RegionInfo"), failure);
+      select(documents_.localRules, call.device.find("ModelNumber"), call.device.find("RegionInfo"), failure);
   if (!selection) return std::make_shared<const DeviceRules>(DeviceRules{LocalEntries(*std::move(failure)), {}});
-  return cache_.get(*selection, [&] { return make(*selection, attributes); });
+  return cache_.get(*selection, [&] { return make(*selection, call); });
 }
 
-std::shared_ptr<const DeviceRules> PreparedDocuments::make(const Selection& selection, const Dictionary& device) const {
+std::shared_ptr<const DeviceRules> PreparedDocuments::make(const Selection& selection, const CheckCall& call) const {
   auto rules = std::make_shared<DeviceRules>(DeviceRules{LocalEntries(documents_.localRules, selection), {}});
   if (rules->local.failed()) return rules;
   RuleMaker maker(documents_.library);
   rules->prepared.reserve(rules->local.entries().size());
   for (const auto& entry : rules->local.entries()) {
     rules->prepared.push_back(maker.make(entry));
-    rules->prepared.back().prepareForDevicesLike(device);
+    rules->prepared.back().prepareForDevicesLike(call.device, call.sources);
   }
   return rules;
 }

@@ -25,8 +25,8 @@ class PreparedDocuments {
   std::optional<Array> check(const CheckCall& call, CheckProgress& progress) const;
 
  private:
-  [[nodiscard]] std::shared_ptr<const DeviceRules> rulesFor(const Dictionary& attributes) const;
-  [[nodiscard]] std::shared_ptr<const DeviceRules> make(const Selection& selection, const Dictionary& device) const;
+  [[nodiscard]] std::shared_ptr<const DeviceRules> rulesFor(const CheckCall& call) const;
+  [[nodiscard]] std::shared_ptr<const DeviceRules> make(const Selection& selection, const CheckCall& call) const;
 
   RuleDocuments documents_;
   std::shared_ptr<const Provenance> provenance_;

@@ -11,13 +11,19 @@ namespace tavik {
 using detail::ValueAccess;
 using Operator = PredicateExpression::Operator;
 
+PreparedName::PreparedName(const Value* name) : name_(name) {
+  if (name == nullptr) return;
+  key_ = detail::Sought(*name);
+  hash_ = key_.hash();
+}
+
+void PreparedName::expectLike(const Dictionary& attributes) noexcept {
+  if (const Value* found = find(attributes)) guess_ = ValueAccess::positionOf(attributes, *found);
+}
+
 PreparedRule::PreparedRule(const Value& ruleName, const Dictionary& local, const Dictionary* definition)
     : name(ruleName), wantsAbsence(ruleName.ifString()->starts_with("No Attribute")) {
   if (definition != nullptr) readDefinition(*definition);
-  if (attribute != nullptr) {
-    attributeKey = detail::Sought(*attribute);
-    attributeHash = attributeKey.hash();
-  }
   if (references != nullptr) readReferences();
   for (const auto& [key, entry] : detail::entriesOf(local)) {
     if (ValueAccess::is(key, "value")) value = &entry;
@@ -28,7 +34,7 @@ PreparedRule::PreparedRule(const Value& ruleName, const Dictionary& local, const
 void PreparedRule::readDefinition(const Dictionary& definition) {
   for (const auto& [key, entry] : detail::entriesOf(definition)) {
     if (ValueAccess::is(key, "attribute")) {
-      attribute = entry.isString() ? &entry : nullptr;
+      attribute = PreparedName(entry.isString() ? &entry : nullptr);
     } else if (ValueAccess::is(key, "predicate")) {
       predicate = entry.isString() ? &entry : nullptr;
     } else if (ValueAccess::is(key, "value")) {
@@ -51,7 +57,7 @@ void PreparedRule::readReferences() {
     referencesAreMalformed = reference == nullptr;
     if (referencesAreMalformed) return;
     const Value* own = findIfString(*reference, "attribute");
-    listed.push_back({own != nullptr ? own : attribute, reference->find("source")});
+    listed.push_back({own != nullptr ? PreparedName(own) : attribute, reference->find("source")});
   }
 }
 
@@ -77,10 +83,11 @@ PreparedCall PreparedRule::callOf(std::string_view word) const noexcept {
   return {word, findOperation(word, callsWithReferences()), std::nullopt};
 }
 
-void PreparedRule::prepareForDevicesLike(const Dictionary& device) {
-  if (attribute != nullptr) {
-    const Value* found = ValueAccess::find(device, attributeKey, attributeHash);
-    if (found != nullptr) attributeGuess = ValueAccess::positionOf(device, *found);
+void PreparedRule::prepareForDevicesLike(const Dictionary& device, const Dictionary* sources) {
+  attribute.expectLike(device);
+  for (PreparedReference& reference : listed) {
+    const Dictionary* from = reference.source == nullptr ? &device : dictionaryOf(find(sources, reference.source));
+    if (from != nullptr) reference.name.expectLike(*from);
   }
   makeText(call);
   if (secondCall) makeText(*secondCall);

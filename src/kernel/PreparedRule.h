@@ -25,9 +25,34 @@ struct PreparedCall {
   std::optional<Value> expectedText;     ///< the record text for the rule's value, if made in advance
 };
 
+/// The name of an attribute, to be looked up in dictionaries that are alike.
+class PreparedName {
+ public:
+  PreparedName() = default;
+  /// name: a string; may be null.
+  explicit PreparedName(const Value* name);
+
+  /// Notes the position of the attribute.
+  void expectLike(const Dictionary& attributes) noexcept;
+  [[nodiscard]] const Value* find(const Dictionary& attributes) const noexcept {
+    return name_ == nullptr ? nullptr : detail::ValueAccess::find(attributes, key_, hash_, guess_);
+  }
+  [[nodiscard]] bool isSame(const PreparedName& other) const noexcept {
+    return name_ != nullptr && other.name_ != nullptr && key_.is(*other.name_);
+  }
+  /// Null: none.
+  [[nodiscard]] const Value* value() const noexcept { return name_; }
+
+ private:
+  const Value* name_ = nullptr;
+  detail::Sought key_{std::string_view()};
+  std::uint64_t hash_ = 0;                                            // of the key
+  std::uint32_t guess_ = std::numeric_limits<std::uint32_t>::max();  // the likely position of the attribute
+};
+
 /// A reference of a rule.
 struct PreparedReference {
-  const Value* name;    ///< a string; null if neither the reference nor the rule names an attribute
+  PreparedName name;    ///< none if neither the reference nor the rule names an attribute
   const Value* source;  ///< null: the device
 };
 
@@ -36,21 +61,16 @@ struct PreparedRule {
   /// local: the local entry. definition: that of the rule library; null if it has none.
   PreparedRule(const Value& name, const Dictionary& local, const Dictionary* definition);
 
-  /// Prepares for checking many devices like this one: makes record texts, and notes the position of the attribute.
-  void prepareForDevicesLike(const Dictionary& device);
+  /// Prepares for checking many devices like this one: makes record texts, and notes the positions of attributes.
+  void prepareForDevicesLike(const Dictionary& device, const Dictionary* sources);
 
   [[nodiscard]] bool callsWithReferences() const noexcept { return references != nullptr && !takesValueFromReference; }
 
-  static constexpr std::uint32_t kUnguessed = std::numeric_limits<std::uint32_t>::max();
-
   const Value& name;
-  const Value* attribute = nullptr;  ///< a string; null if the rule names none
-  detail::Sought attributeKey{std::string_view()};
-  std::uint64_t attributeHash = 0;            ///< of that key
-  std::uint32_t attributeGuess = kUnguessed;  ///< the likely position of the attribute
-  const Value* value = nullptr;               ///< the expected value; may be null
-  const Value* references = nullptr;          ///< the rule's "references"; may be null
-  std::vector<PreparedReference> listed;      ///< the references up to the first malformed one
+  PreparedName attribute;                 ///< of the device; none if the rule names none
+  const Value* value = nullptr;           ///< the expected value; may be null
+  const Value* references = nullptr;      ///< the rule's "references"; may be null
+  std::vector<PreparedReference> listed;  ///< the references up to the first malformed one
   bool referencesAreMalformed = false;
   const Value* predicate = nullptr;  ///< a string; null if the rule names none
   PreparedCall call;

@@ -14,12 +14,19 @@ PreparedRules::~PreparedRules() = default;
 std::optional<Array> PreparedRules::check(const Dictionary& deviceAttributes,
                                           const Dictionary* sourcesForReferenceValues, Dictionary* attributesForSfc,
                                           std::optional<Error>& error) const {
+  Dictionary device = deviceAttributes;
   CheckProgress progress;
-  return documents_->check({deviceAttributes, sourcesForReferenceValues, attributesForSfc, error}, progress);
+  return documents_->check({device, sourcesForReferenceValues, attributesForSfc, error}, progress);
 }
 
 CheckOutcome PreparedRules::run(const Dictionary& deviceAttributes, const Dictionary* sourcesForReferenceValues,
                                 Dictionary station) const {
+  Dictionary device = deviceAttributes;
+  return runExpanding(device, sourcesForReferenceValues, std::move(station));
+}
+
+CheckOutcome PreparedRules::runExpanding(Dictionary& deviceAttributes, const Dictionary* sourcesForReferenceValues,
+                                         Dictionary station) const {
   return outcomeOf(documents_->provenance(), deviceAttributes, sourcesForReferenceValues, std::move(station),
                    [&](const CheckCall& call, CheckProgress& progress) { return documents_->check(call, progress); });
 }

@@ -24,14 +24,16 @@ class Records {
     pass_ = pass_ && booleanValue(record.find("result"));
     records_.add(Value(std::move(record)));
   }
-  void add(const Value& rule, bool result, Value&& actual, Value&& expected) {
+  /// attributes: for the station; may be null.
+  void add(const Value& rule, bool result, Value&& actual, Value&& expected, const Value* attributes = nullptr) {
     pass_ = pass_ && result;
     Value name = detail::ValueAccess::copied(rule, slabs_);
-    detail::SmallDictionary record(detail::Entries::make(kEntries, slabs_));
+    detail::SmallDictionary record(detail::Entries::make(kEntries + (attributes == nullptr ? 0 : 1), slabs_));
     record.add("rule", std::move(name));
     record.add("result", Value(result));
     record.add("actual", std::move(actual));
     record.add("expected", std::move(expected));
+    if (attributes != nullptr) record.add("attributes", Value(*attributes));
     records_.add(detail::ValueAccess::valueOf(std::move(record).take()));
   }
   void setInLast(std::string_view key, Value value) {

@@ -16,6 +16,7 @@ namespace tavik {
 
 namespace {
 
+using detail::Entries;
 using detail::ValueAccess;
 using Operator = PredicateExpression::Operator;
 
@@ -30,20 +31,19 @@ std::optional<Value> copyOf(const Value* value) { return value == nullptr ? std:
 
 bool RuleRun::add(const PreparedRule& rule) {
   if (logs_) log(kernel_.platform(), "processing %@", rule.name);
-  const Value* attribute = rule.attribute == nullptr ? nullptr
-                                                     : ValueAccess::find(context_.attributes, rule.attributeKey,
-                                                                         rule.attributeHash, rule.attributeGuess);
+  const Value* attribute = rule.attribute.find(context_.attributes);
   if (notes_ != nullptr) note(rule, attribute);
   if (rule.wantsAbsence) return addAbsence(rule), true;
-  if (attribute == nullptr || rule.references != nullptr) return gatherAndEvaluate(rule, attribute);
+  if (rule.takesValueFromReference) return evaluateWithFirstReference(rule, attribute);
+  if (rule.references != nullptr) return evaluateWithReferences(rule, attribute);
+  if (attribute == nullptr) return addMissing(rule, {rule.attribute.value(), nullptr}), true;
   return evaluate(rule, attribute, nullptr, rule.value);
 }
 
 void RuleRun::addAbsence(const PreparedRule& rule) {
   log(kernel_.platform(), "No attribute rule name: %@\n", rule.name);
-  Dictionary record = ZRTTavikKernel::checkNotExist(context_.attributes, rule.attribute);
-  record.setFirst("rule", rule.name);
-  records_.add(std::move(record));
+  Judgement judgement = judgeAbsence(context_.attributes, rule.attribute.value());
+  records_.add(rule.name, judgement.result, std::move(judgement.actual), std::move(judgement.expected).text());
 }
 
 void RuleRun::addMissing(const PreparedRule& rule, const Missing& missing) {
@@ -53,44 +53,60 @@ void RuleRun::addMissing(const PreparedRule& rule, const Missing& missing) {
   records_.add(std::move(record));
 }
 
-bool RuleRun::gatherAndEvaluate(const PreparedRule& rule, const Value* attribute) {
-  std::optional<Missing> missing;
-  if (attribute == nullptr) missing = {rule.attribute, nullptr};
-  Dictionary references;
-  if (rule.references != nullptr && (!missing || notes_ != nullptr)) {
-    const auto missingReference = fetchReferences(rule, references);
-    if (!missing) missing = missingReference;
-  }
+bool RuleRun::evaluateWithReferences(const PreparedRule& rule, const Value* attribute) {
+  Dictionary references = ValueAccess::dictionary(Entries::make(rule.listed.size(), &records_.slabs()));
+  const auto missing = gather(rule, attribute, [&](const PreparedReference& reference, const Value& value) {
+    ValueAccess::set(references, *reference.name.value(), value);
+  });
   if (missing) return addMissing(rule, *missing), true;
-  if (!rule.takesValueFromReference) return evaluate(rule, attribute, &references, rule.value);
-  if (references.empty()) throw std::out_of_range("a rule without \"value\" has no reference to take it from");
-  const Value* first = &references.begin().value();
+  return evaluate(rule, attribute, &references, rule.value);
+}
+
+// A later reference with the same name replaces an earlier one.
+bool RuleRun::evaluateWithFirstReference(const PreparedRule& rule, const Value* attribute) {
+  const Value* first = nullptr;
+  const auto missing = gather(rule, attribute, [&](const PreparedReference& reference, const Value& value) {
+    if (reference.name.isSame(rule.listed.front().name)) first = &value;
+  });
+  if (missing) return addMissing(rule, *missing), true;
+  if (first == nullptr) throw std::out_of_range("a rule without \"value\" has no reference to take it from");
   if (notes_ != nullptr) notes_->value = *first;
   return evaluate(rule, attribute, nullptr, first);
 }
 
-// Returns the first missing reference. Malformed references count as a missing attribute.
-std::optional<RuleRun::Missing> RuleRun::fetchReferences(const PreparedRule& rule, Dictionary& references) {
+// Returns what is missing first.
+template <class Store>
+std::optional<RuleRun::Missing> RuleRun::gather(const PreparedRule& rule, const Value* attribute, Store store) {
   std::optional<Missing> missing;
-  references.reserve(rule.listed.size());
-  for (const auto& [name, source] : rule.listed) {
-    const Value* value = fetch(name, source);
-    if (notes_ != nullptr) note(name, source, value);
+  if (attribute == nullptr) missing = {rule.attribute.value(), nullptr};
+  if (missing && notes_ == nullptr) return missing;
+  const auto reference = fetchReferences(rule, store);
+  return missing ? missing : reference;
+}
+
+// Returns the first missing reference. Malformed references count as a missing attribute.
+template <class Store>
+std::optional<RuleRun::Missing> RuleRun::fetchReferences(const PreparedRule& rule, Store store) {
+  std::optional<Missing> missing;
+  for (const PreparedReference& reference : rule.listed) {
+    const Value* value = fetch(reference);
+    if (notes_ != nullptr) note(reference, value);
     if (value != nullptr) {
-      ValueAccess::set(references, *name, *value);
+      store(reference, *value);
     } else if (!missing) {
-      missing = {name, source};
+      missing = {reference.name.value(), reference.source};
     }
     if (missing && notes_ == nullptr) return missing;
   }
   if (missing || !rule.referencesAreMalformed) return missing;
   if (notes_ != nullptr) notes_->referencesAreMalformed = true;
-  return Missing{rule.attribute, nullptr};
+  return Missing{rule.attribute.value(), nullptr};
 }
 
-const Value* RuleRun::fetch(const Value* name, const Value* source) const {
-  if (source == nullptr) return find(&context_.attributes, name);
-  return find(dictionaryOf(find(context_.sources, source)), name);
+const Value* RuleRun::fetch(const PreparedReference& reference) const {
+  const Dictionary* from =
+      reference.source == nullptr ? &context_.attributes : dictionaryOf(find(context_.sources, reference.source));
+  return from == nullptr ? nullptr : reference.name.find(*from);
 }
 
 bool RuleRun::evaluate(const PreparedRule& rule, const Value* attribute, const Dictionary* references,
@@ -99,15 +115,12 @@ bool RuleRun::evaluate(const PreparedRule& rule, const Value* attribute, const D
     context_.error = kernel_.handleError(rule.errorCode, format("invalid logical operator:%@", {rule.predicate}));
     return false;
   }
-  const Operands operands = {attribute, references, value};
+  const Operands operands = {attribute, references, value, &records_.slabs()};
   Judgement judgement = judge(rule.call, operands);
   if (rule.combination != Operator::kNone) judgement = combine(rule, std::move(judgement), operands);
   records_.add(rule.name, judgement.result, std::move(judgement.actual),
-               std::move(judgement.expected).text(&records_.slabs()));
-  if (judgement.attributes != nullptr) {
-    records_.setInLast("attributes", *judgement.attributes);
-    forward(*judgement.attributes);
-  }
+               std::move(judgement.expected).text(&records_.slabs()), judgement.attributes);
+  if (judgement.attributes != nullptr) forward(*judgement.attributes);
   if (logs_) log(kernel_.platform(), "ruleResult: %@", records_.last());
   if (rule.hidesResult) records_.setInLast("hideResult", "");
   return true;
@@ -124,8 +137,8 @@ inline Judgement RuleRun::judge(const PreparedCall& call, const Operands& operan
 }
 
 Judgement RuleRun::combine(const PreparedRule& rule, Judgement left, const Operands& operands) {
-  if (rule.combination == Operator::kNot) return negated(std::move(left));
-  return combined(rule.combination, std::move(left), judge(*rule.secondCall, operands));
+  if (rule.combination == Operator::kNot) return negated(std::move(left), operands.slabs);
+  return combined(rule.combination, std::move(left), judge(*rule.secondCall, operands), operands.slabs);
 }
 
 void RuleRun::forward(const Value& value) const {
@@ -139,7 +152,7 @@ void RuleRun::forward(const Value& value) const {
 
 void RuleRun::note(const PreparedRule& rule, const Value* attribute) {
   notes_->wantsAbsence = rule.wantsAbsence;
-  notes_->attribute = {stringOf(rule.attribute), std::nullopt, copyOf(attribute)};
+  notes_->attribute = {stringOf(rule.attribute.value()), std::nullopt, copyOf(attribute)};
   if (rule.wantsAbsence) return;
   notes_->firstReferenceIsValue = rule.takesValueFromReference;
   notes_->value = copyOf(rule.value);
@@ -154,9 +167,9 @@ void RuleRun::note(const PreparedRule& rule, const Value* attribute) {
   }
 }
 
-void RuleRun::note(const Value* name, const Value* source, const Value* value) {
-  notes_->references.push_back(
-      {stringOf(name), source == nullptr ? std::nullopt : std::optional(description(source)), copyOf(value)});
+void RuleRun::note(const PreparedReference& reference, const Value* value) {
+  const auto source = reference.source == nullptr ? std::nullopt : std::optional(description(reference.source));
+  notes_->references.push_back({stringOf(reference.name.value()), source, copyOf(value)});
 }
 
 void RuleRun::note(const Judgement& judgement) {

@@ -40,16 +40,20 @@ class RuleRun {
 
   void addAbsence(const PreparedRule& rule);
   void addMissing(const PreparedRule& rule, const Missing& missing);
-  bool gatherAndEvaluate(const PreparedRule& rule, const Value* attribute);
-  std::optional<Missing> fetchReferences(const PreparedRule& rule, Dictionary& references);
-  [[nodiscard]] const Value* fetch(const Value* name, const Value* source) const;
+  bool evaluateWithReferences(const PreparedRule& rule, const Value* attribute);
+  bool evaluateWithFirstReference(const PreparedRule& rule, const Value* attribute);
+  template <class Store>
+  std::optional<Missing> gather(const PreparedRule& rule, const Value* attribute, Store store);
+  template <class Store>
+  std::optional<Missing> fetchReferences(const PreparedRule& rule, Store store);
+  [[nodiscard]] const Value* fetch(const PreparedReference& reference) const;
   bool evaluate(const PreparedRule& rule, const Value* attribute, const Dictionary* references, const Value* value);
   Judgement judge(const PreparedCall& call, const Operands& operands);
   Judgement combine(const PreparedRule& rule, Judgement left, const Operands& operands);
   void forward(const Value& value) const;
 
   void note(const PreparedRule& rule, const Value* attribute);
-  void note(const Value* name, const Value* source, const Value* value);
+  void note(const PreparedReference& reference, const Value* value);
   void note(const Judgement& judgement);
 
   const PredicateKernel& kernel_;

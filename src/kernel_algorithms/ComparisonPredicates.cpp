@@ -46,15 +46,15 @@ Judgement judgeTexts(const Operands& operands, Compare compare, const Phrase& ph
 
 template <class Convert, class Compare>
 Judgement judgeNumbers(const Operands& operands, Convert convert, Compare compare, const Phrase& phrase) {
-  const auto& [attribute, references, value] = operands;
+  const auto& [attribute, references, value, slabs] = operands;
   const bool areScalar = readsAsScalar(attribute) && readsAsScalar(value);
   return judged(operands, areScalar && compare(convert(attribute), convert(value)), phrase);
 }
 
-Value hexadecimalText(const Data& data) {
+Value hexadecimalText(const Data& data, detail::SlabCutter* slabs) {
   TextBuffer text;
   appendHex(text, data.bytes());
-  return ValueAccess::string(text.view());
+  return ValueAccess::joined({}, text.view(), slabs);
 }
 
 // Whether every element equals an element of the list.
@@ -69,11 +69,12 @@ bool everyElementIn(const Array& elements, const Array& list) {
   return std::ranges::all_of(elements, [&](const Value& element) { return listed.contains(numbers.of(element)); });
 }
 
-bool equalsMasked(const Data& data, const Data& mask, const Data& result) {
-  const auto masked = [&](std::size_t index) -> std::uint8_t { return data.bytes()[index] & mask.bytes()[index]; };
+// data, mask: of the same size.
+bool equalsMasked(std::span<const std::uint8_t> data, std::span<const std::uint8_t> mask,
+                  std::span<const std::uint8_t> result) {
   if (result.size() != data.size()) return false;
   for (std::size_t index = 0; index < data.size(); ++index) {
-    if (masked(index) != result.bytes()[index]) return false;
+    if ((data[index] & mask[index]) != result[index]) return false;
   }
   return true;
 }
@@ -87,7 +88,7 @@ Judgement hasPrefix(const Operands& operands) { return judgeTexts(operands, begi
 Judgement contains(const Operands& operands) { return judgeTexts(operands, occursIn, kContains); }
 
 Judgement referenceHasPrefix(const Operands& operands) {
-  const auto& [attribute, references, value] = operands;
+  const auto& [attribute, references, value, slabs] = operands;
   return {
       textsCompare(value, attribute, beginsWith), value == nullptr ? Value("(null)") : *value, {kHasPrefix, attribute}};
 }
@@ -98,17 +99,17 @@ Judgement caseInsensitiveEqual(const Operands& operands) {
 }
 
 Judgement caseInsensitiveEqualData(const Operands& operands) {
-  const auto& [attribute, references, value] = operands;
+  const auto& [attribute, references, value, slabs] = operands;
   const Expectation expected(kCaseInsensitiveEqual, value);
   const Data* data = dataOf(attribute);
-  if (data == nullptr) return {false, descriptionValue(attribute), expected};
-  Value digits = hexadecimalText(*data);
+  if (data == nullptr) return {false, descriptionValue(attribute, slabs), expected};
+  Value digits = hexadecimalText(*data, slabs);
   const bool result = equalsExpected(*digits.ifString(), value);
   return {result, std::move(digits), expected};
 }
 
 Judgement valueInList(const Operands& operands) {
-  const auto& [attribute, references, value] = operands;
+  const auto& [attribute, references, value, slabs] = operands;
   const Expectation expected(kOneOf, value);
   if (attribute == nullptr) return {false, "(null)", expected};
   const Array* elements = attribute->ifArray();
@@ -116,7 +117,7 @@ Judgement valueInList(const Operands& operands) {
   const bool isIn =
       value == nullptr ||
       (list != nullptr && (elements == nullptr ? list->contains(*attribute) : everyElementIn(*elements, *list)));
-  return {isIn, elements == nullptr ? descriptionValue(attribute) : kElements.of(attribute), expected};
+  return {isIn, elements == nullptr ? descriptionValue(attribute, slabs) : kElements.of(attribute, slabs), expected};
 }
 
 Judgement greaterThan(const Operands& operands) {
@@ -128,8 +129,8 @@ Judgement equal(const Operands& operands) { return judgeNumbers(operands, intege
 Judgement equalLong(const Operands& operands) { return judgeNumbers(operands, longValue, std::equal_to<>(), kEqual); }
 
 Judgement equalData(const Operands& operands) {
-  const auto& [attribute, references, value] = operands;
-  Value actual = descriptionValue(attribute);
+  const auto& [attribute, references, value, slabs] = operands;
+  Value actual = descriptionValue(attribute, slabs);
   const bool result = attribute != nullptr && textsCompare(&actual, value, equalIgnoringCase);
   return {result, std::move(actual), {kEqual, value}};
 }
@@ -143,21 +144,23 @@ Judgement equalMask(const Operands& operands) {
     return {false, "Unknown", {kEqual, dictionaryOf(operands.value) == nullptr ? operands.value : result}};
   }
   const Data* resultData = dataOf(result);
-  return {resultData != nullptr && equalsMasked(*data, *maskData, *resultData), descriptionValue(operands.attribute),
-          formattedValue("and mask %@ equal %@", {mask, result})};
+  return {resultData != nullptr && equalsMasked(data->bytes(), maskData->bytes(), resultData->bytes()),
+          descriptionValue(operands.attribute, operands.slabs),
+          {kAndMask, operands.value}};
 }
 
 Judgement dataNotNull(const Operands& operands) {
   const Data* data = dataOf(operands.attribute);
   const auto isSet = [](std::uint8_t byte) { return byte != 0; };
-  return {data != nullptr && std::ranges::any_of(data->bytes(), isSet), descriptionValue(operands.attribute),
+  return {data != nullptr && std::ranges::any_of(data->bytes(), isSet),
+          descriptionValue(operands.attribute, operands.slabs),
           "not all null"};
 }
 
 Judgement boolEqual(const Operands& operands) {
-  const auto& [attribute, references, value] = operands;
+  const auto& [attribute, references, value, slabs] = operands;
   const auto truth = attribute == nullptr ? std::nullopt : attribute->ifBoolean();
-  return {truth && readsAsScalar(value) && *truth == booleanValue(value), descriptionValue(attribute), {kIs, value}};
+  return {truth && readsAsScalar(value) && *truth == booleanValue(value), descriptionValue(attribute, slabs), {kIs, value}};
 }
 
 Judgement isUppercase(const Operands& operands) {

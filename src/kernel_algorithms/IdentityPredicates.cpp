@@ -139,7 +139,7 @@ Judgement combinedMPNRCCheck(const Operands& operands) {
 }
 
 Judgement swbhRegionMatch(const Operands& operands) {
-  const auto& [attribute, references, value] = operands;
+  const auto& [attribute, references, value, slabs] = operands;
   const auto region = regionCode(references);
   const Value regionValue = region ? ValueAccess::string(*region) : descriptionValue(find(references, "RegionInfo"));
   const Value actual = descriptionValue(attribute);

@@ -40,6 +40,15 @@ Value listAfter(std::string_view words, const Value* list, std::string_view betw
   return ValueAccess::joined({}, text.view(), slabs);
 }
 
+Value maskAfter(std::string_view words, const Value* value, std::string_view between, SlabCutter* slabs) {
+  TextBuffer text;
+  text.append(words);
+  appendDescription(text, find(dictionaryOf(value), "Mask"));
+  text.append(between);
+  appendDescription(text, find(dictionaryOf(value), "Result"));
+  return ValueAccess::joined({}, text.view(), slabs);
+}
+
 Dictionary makeRecord(bool result, Value actual, Value expected, const Value* attributes) {
   constexpr std::size_t kMostEntries = 5;  // with "rule" and "attributes"
   SmallDictionary record(Entries::make(kMostEntries));
@@ -51,39 +60,49 @@ Dictionary makeRecord(bool result, Value actual, Value expected, const Value* at
 }
 
 constexpr Phrase kNot = {"not "};
+constexpr Phrase kNoAttribute = {"no attribute "};
 
-Value joined(const Value& left, std::string_view word, const Value& right) {
+Value joined(const Value& left, std::string_view word, const Value& right, SlabCutter* slabs) {
   TextBuffer text;
   appendDescription(text, &left);
   text.append(word);
   appendDescription(text, &right);
-  return ValueAccess::string(text.view());
+  return ValueAccess::joined({}, text.view(), slabs);
 }
 
 }  // namespace
 
 Value Phrase::of(const Value* value, SlabCutter* slabs) const {
-  return about == About::kElements ? listAfter(words, value, between, slabs) : textAfter(words, value, slabs);
+  if (about == About::kElements) return listAfter(words, value, between, slabs);
+  if (about == About::kMask) return maskAfter(words, value, between, slabs);
+  return textAfter(words, value, slabs);
 }
 
 Dictionary Judgement::record() && {
   return makeRecord(result, std::move(actual), std::move(expected).text(), attributes);
 }
 
-Judgement negated(Judgement judgement) {
-  const Value expected = std::move(judgement.expected).text();
-  return {!judgement.result, std::move(judgement.actual), kNot.of(&expected), judgement.attributes};
+Judgement negated(Judgement judgement, SlabCutter* slabs) {
+  const Value expected = std::move(judgement.expected).text(slabs);
+  return {!judgement.result, std::move(judgement.actual), kNot.of(&expected, slabs), judgement.attributes};
 }
 
-Judgement combined(Operator combination, Judgement left, Judgement right) {
-  const Value leftExpected = std::move(left.expected).text();
-  const Value rightExpected = std::move(right.expected).text();
+Judgement combined(Operator combination, Judgement left, Judgement right, SlabCutter* slabs) {
+  const Value leftExpected = std::move(left.expected).text(slabs);
+  const Value rightExpected = std::move(right.expected).text(slabs);
   if (combination == Operator::kAnd) {
-    return {left.result && right.result, joined(left.actual, " and ", right.actual),
-            joined(leftExpected, " and ", rightExpected)};
+    return {left.result && right.result, joined(left.actual, " and ", right.actual, slabs),
+            joined(leftExpected, " and ", rightExpected, slabs)};
   }
   // OR never shows the right "actual", by design.
-  return {left.result || right.result, descriptionValue(&left.actual), joined(leftExpected, " or ", rightExpected)};
+  return {left.result || right.result, descriptionValue(&left.actual, slabs),
+          joined(leftExpected, " or ", rightExpected, slabs)};
+}
+
+Judgement judgeAbsence(const Dictionary& attributes, const Value* name) {
+  Value expected = kNoAttribute.of(name);
+  if (find(&attributes, name) == nullptr) return {true, expected, expected};
+  return {false, formattedValue("attribute %@ exists", {name}), std::move(expected)};
 }
 
 Judgement unknownPredicate(std::string_view word, bool withReferences) {
@@ -99,11 +118,11 @@ void refuseAbsent(const char* key) {
   throw std::invalid_argument(std::string("cannot make a record without \"") + key + '"');
 }
 
-Value descriptionValue(const Value* value) {
+Value descriptionValue(const Value* value, SlabCutter* slabs) {
   if (value != nullptr && value->isString()) return *value;
   TextBuffer text;
   appendDescription(text, value);
-  return ValueAccess::string(text.view());
+  return ValueAccess::joined({}, text.view(), slabs);
 }
 
 }  // namespace tavik

@@ -22,6 +22,7 @@ struct Operands {
   const Value* attribute;
   const Dictionary* references;
   const Value* value;
+  detail::SlabCutter* slabs = nullptr;  ///< for texts of the judgement; may be null
 };
 
 /// A record text for a value, the same for every device: "has prefix " and the value's description. Phrases are
@@ -30,6 +31,7 @@ struct Phrase {
   enum class About : std::uint8_t {
     kDescription,  ///< the value's description
     kElements,     ///< the descriptions of an array's elements, separated by `between`
+    kMask,         ///< the descriptions of "Mask" and of "Result" in a dictionary, with `between` between the two
   };
 
   std::string_view words;
@@ -84,10 +86,13 @@ struct Judgement {
 
 using Predicate = Judgement(const Operands& operands);
 
-/// NOT: negates the result and the expected text, keeps everything else.
-Judgement negated(Judgement judgement);
+/// NOT: negates the result and the expected text, keeps everything else. Texts are cut from `slabs` unless it is null.
+Judgement negated(Judgement judgement, detail::SlabCutter* slabs = nullptr);
 /// AND or OR of two judgements. Nothing is forwarded.
-Judgement combined(PredicateExpression::Operator combination, Judgement left, Judgement right);
+Judgement combined(PredicateExpression::Operator combination, Judgement left, Judgement right,
+                   detail::SlabCutter* slabs = nullptr);
+/// The judgement about an attribute that a device must not have. name: may be null.
+Judgement judgeAbsence(const Dictionary& attributes, const Value* name);
 
 /// The judgement for a name without an operation of the required form.
 Judgement unknownPredicate(std::string_view word, bool withReferences);
@@ -102,8 +107,8 @@ inline const Value& present(const Value* value, const char* key = "actual") {
   return *value;
 }
 
-/// The value's description as a string value.
-Value descriptionValue(const Value* value);
+/// The value's description as a string value, cut from `slabs` unless it is null.
+Value descriptionValue(const Value* value, detail::SlabCutter* slabs = nullptr);
 
 /// Whether a predicate can read a number or boolean from the value: a number, boolean, string or absent value.
 inline bool readsAsScalar(const Value* value) noexcept {

@@ -60,7 +60,7 @@ inline constexpr auto kOperations = std::to_array<Operation>({
     {.word = "equal", .judge = equal, .phrase = &kEqual, .referenceMayBeValue = true},
     {.word = "equalData", .judge = equalData, .phrase = &kEqual},
     {.word = "equalLong", .judge = equalLong, .phrase = &kEqual, .referenceMayBeValue = true},
-    {.word = "equalMask", .judge = equalMask},
+    {.word = "equalMask", .judge = equalMask, .phrase = &kAndMask},
     {.word = "greaterThan", .judge = greaterThan, .phrase = &kGreaterThan, .referenceMayBeValue = true},
     {.word = "hasPrefix", .judge = hasPrefix, .phrase = &kHasPrefix, .referenceMayBeValue = true},
     {.word = "hasSuffix", .judge = hasSuffix, .phrase = &kHasSuffix, .referenceMayBeValue = true},

@@ -9,6 +9,7 @@
 namespace tavik::predicates {
 
 // Record texts for the rule's value.
+inline constexpr Phrase kAndMask = {"and mask ", Phrase::About::kMask, " equal "};
 inline constexpr Phrase kCaseInsensitiveEqual = {"caseInsensitiveEqual:"};
 inline constexpr Phrase kContains = {"contains "};
 inline constexpr Phrase kElements = {"", Phrase::About::kElements, ","};

@@ -15,10 +15,7 @@ Dictionary Kernel::buildResult(bool result, const Value* actual, const Value* ex
 }
 
 Dictionary Kernel::checkNotExist(const Dictionary& attributes, const Value* attributeName) {
-  const bool exists = find(&attributes, attributeName) != nullptr;
-  return Judgement{!exists, formattedValue(exists ? "attribute %@ exists" : "no attribute %@", {attributeName}),
-                   formattedValue("no attribute %@", {attributeName})}
-      .record();
+  return judgeAbsence(attributes, attributeName).record();
 }
 
 // clang-format off

@@ -69,7 +69,7 @@ Judgement nvramWhiteList(const Operands& operands) {
 }
 
 Judgement staticTextGUIEquals(const Operands& operands) {
-  const auto& [attribute, references, value] = operands;
+  const auto& [attribute, references, value, slabs] = operands;
   if (references != nullptr && references->size() >= 2) return {false, "invalid rule", "invalid rule"};
   if (references == nullptr || references->empty()) {
     throw std::out_of_range("the rule needs exactly one reference but has none");
@@ -83,7 +83,7 @@ Judgement staticTextGUIEquals(const Operands& operands) {
 Judgement sendStaticAttribute(const Operands& operands) { return forwarding(operands.value); }
 
 Judgement sendConditionalAttribute(const Operands& operands) {
-  const auto& [attribute, references, value] = operands;
+  const auto& [attribute, references, value, slabs] = operands;
   const Dictionary* conditions = dictionaryOf(value);
   const Value* list = find(conditions, "list");
   const Array* values = arrayOf(list);
