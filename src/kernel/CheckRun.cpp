@@ -21,7 +21,7 @@ constexpr std::string_view kLocalVersion = "device Rules version";
 
 // A document's "version" as text. Its record requires one.
 Value versionText(std::string_view rule, const Dictionary& document) {
-  const Value* version = document.find("version");
+  const Value* version = find(&document, "version");
   if (version == nullptr) throw std::invalid_argument(format("%@: the document has no \"version\"", {rule}));
   return descriptionValue(version);
 }
@@ -29,7 +29,7 @@ Value versionText(std::string_view rule, const Dictionary& document) {
 std::optional<Array> check(const RuleDocuments& documents, const CheckCall& call, CheckProgress& progress) {
   if (documents.rejection) return rejected(documents, progress);
   CheckRun run(documents, call, progress);
-  const LocalEntries local(documents.localRules, call.device.find("ModelNumber"), call.device.find("RegionInfo"));
+  const LocalEntries local(documents.localRules, find(&call.device, "ModelNumber"), find(&call.device, "RegionInfo"));
   return run.over(local, [&](const auto& evaluate) {
     RuleMaker maker(documents.library);
     return std::ranges::all_of(local.entries(), [&](const auto& entry) { return evaluate(maker.make(entry)); });

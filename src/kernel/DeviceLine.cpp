@@ -8,6 +8,7 @@
 #include <new>
 #include <utility>
 
+#include "values/MaybeAbsent.h"
 #include "values/Text.h"
 #include "values/ValueAccess.h"
 #include "values/property_lists/Encodings.h"
@@ -19,9 +20,9 @@ namespace {
 using detail::DataBuffer;
 using detail::ValueAccess;
 
-constexpr std::string_view kId = "id";
-constexpr std::string_view kAttributes = "attributes";
-constexpr std::string_view kSources = "sources";
+constexpr char kId[] = "id";
+constexpr char kAttributes[] = "attributes";
+constexpr char kSources[] = "sources";
 constexpr std::size_t kLargestResult = std::size_t{64} << 20;
 
 // A name from a line for a message, in quotes.
@@ -55,10 +56,10 @@ std::string whyUnusable(const Value& content) {
       return "unknown key " + quotedName(key) + R"(; expected "id", "attributes" or "sources")";
     }
   }
-  const Value* const attributes = members->find(kAttributes);
+  const Value* const attributes = find(members, kAttributes);
   if (attributes == nullptr) return R"("attributes" is missing)";
   if (attributes->ifDictionary() == nullptr) return R"("attributes" is not an object)";
-  const Value* const sources = members->find(kSources);
+  const Value* const sources = find(members, kSources);
   return sources == nullptr ? "" : whyUnusableSources(*sources);
 }
 
@@ -126,15 +127,15 @@ class ResultWriter {
     const Dictionary entries = outcome.dictionary();
     out_ += R"(, "records": )";
     appendRecords(outcome.records);
-    addOrNull(R"(, "station": )", entries.find("station"));
-    addOrNull(R"(, "error": )", entries.find("error"));
-    if (const Value* const fault = entries.find("fault")) add(R"(, "fault": )", *fault);
-    addOrNull(R"(, "verdict": )", entries.find("verdict"));
-    const Dictionary* const reason = entries.findDictionary("reason");
+    addOrNull(R"(, "station": )", find(&entries, "station"));
+    addOrNull(R"(, "error": )", find(&entries, "error"));
+    if (const Value* const fault = find(&entries, "fault")) add(R"(, "fault": )", *fault);
+    addOrNull(R"(, "verdict": )", find(&entries, "verdict"));
+    const Dictionary* const reason = dictionaryOf(find(&entries, "reason"));
     if (reason == nullptr) return static_cast<void>(out_ += R"(, "reason": null)");
-    addOrNull(R"(, "reason": {"kind": )", reason->find("kind"));
-    addOrNull(R"(, "rule": )", reason->find("rule"));
-    addOrNull(R"(, "description": )", reason->find("description"));
+    addOrNull(R"(, "reason": {"kind": )", find(reason, "kind"));
+    addOrNull(R"(, "rule": )", find(reason, "rule"));
+    addOrNull(R"(, "description": )", find(reason, "description"));
     out_ += '}';
   }
 
@@ -180,11 +181,11 @@ DeviceLine DeviceLine::read(std::string_view line, std::size_t number) {
       return {.id = idOf(id ? &*id : nullptr, number), .inputError = error};  // which gives the location
     }
     const Dictionary* const members = content->ifDictionary();
-    Value id = idOf(members == nullptr ? nullptr : members->find(kId), number);
+    Value id = idOf(find(members, kId), number);
     if (error = whyUnusable(*content); !error.empty()) return tavik::unusable(std::move(id), number, error);
-    const Dictionary* const sources = members->findDictionary(kSources);
+    const Dictionary* const sources = dictionaryOf(find(members, kSources));
     return {.id = std::move(id),
-            .attributes = *members->findDictionary(kAttributes),
+            .attributes = *dictionaryOf(find(members, kAttributes)),
             .sources = sources == nullptr ? Dictionary() : *sources};
   } catch (const std::bad_alloc&) {
     return unusable(line, number, "out of memory");

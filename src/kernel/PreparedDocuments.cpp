@@ -18,7 +18,7 @@ std::optional<Array> PreparedDocuments::check(const CheckCall& call, CheckProgre
 std::shared_ptr<const DeviceRules> PreparedDocuments::rulesFor(const CheckCall& call) const {
   std::optional<AssemblyFailure> failure;
   const auto selection =
-      select(documents_.localRules, call.device.find("ModelNumber"), call.device.find("RegionInfo"), failure);
+      select(documents_.localRules, find(&call.device, "ModelNumber"), find(&call.device, "RegionInfo"), failure);
   if (!selection) return std::make_shared<const DeviceRules>(DeviceRules{LocalEntries(*std::move(failure)), {}});
   return cache_.get(*selection, [&] { return make(*selection, call); });
 }

@@ -146,8 +146,8 @@ void RuleRun::forward(const Value& value) const {
   Dictionary* station = context_.station;
   if (station == nullptr || attributes == nullptr) return;
   station->reserve(station->size() + 2);  // so that both are stored or, if memory runs out, neither
-  station->setOrRemove("OnFail", attributes->find("OnFail"));
-  station->setOrRemove("OnPass", attributes->find("OnPass"));
+  station->setOrRemove("OnFail", find(attributes, "OnFail"));
+  station->setOrRemove("OnPass", find(attributes, "OnPass"));
 }
 
 void RuleRun::note(const PreparedRule& rule, const Value* attribute) {

@@ -149,7 +149,7 @@ Judgement swbhRegionMatch(const Operands& operands) {
     return caseInsensitiveEqual({&actual, nullptr, find(common, "behavior")});
   }
   const Dictionary* special = dictionaryOf(find(dictionaryOf(value), "special"));
-  const Value* behavior = region ? find(special, *region) : nullptr;
+  const Value* behavior = region && special != nullptr ? special->find(*region) : nullptr;
   if (behavior == nullptr) {
     return {false, formattedValue("unknown region code %@", {regionValue}), "known region code"};
   }

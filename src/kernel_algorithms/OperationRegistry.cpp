@@ -45,6 +45,7 @@ const Operation* findOperation(std::string_view word) noexcept {
 }
 
 void logIncompleteReferences(const Operation& operation, const Dictionary& references, const Platform& platform) {
+  if (!platform.logs()) return;
   const auto isListed = [&](std::string_view name) { return references.contains(name); };
   if (!std::ranges::all_of(operation.loggedWithout, isListed)) log(platform, "%@", references);
 }

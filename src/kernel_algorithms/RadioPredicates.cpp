@@ -40,7 +40,8 @@ Judgement judgeVendor(const Value* attribute, const Value* value, const Value* b
   }
   const auto vendor = piece(*field, '=', 1);
   if (!vendor) throw std::out_of_range(faultMessage("no \"=\" in the third field of SDIOProductInfo %@", {attribute}));
-  const Value* boards = find(dictionaryOf(value), *vendor);
+  const Dictionary* vendors = dictionaryOf(value);
+  const Value* boards = vendors == nullptr ? nullptr : vendors->find(*vendor);
   if (boards == nullptr) return {false, formattedValue("unknown wifi vendor code %@", {*vendor}), "valid vendor code"};
   return judgeCode(boardCode, serialNumber, boards);
 }

@@ -91,7 +91,7 @@ Judgement sendConditionalAttribute(const Operands& operands) {
     return {false, "None", "None"};
   }
   const bool matches = list == nullptr || (attribute != nullptr && values->contains(*attribute));
-  return forwarding(find(conditions, matches ? "match" : "nonMatch"));
+  return forwarding(matches ? find(conditions, "match") : find(conditions, "nonMatch"));
 }
 
 }  // namespace tavik::predicates

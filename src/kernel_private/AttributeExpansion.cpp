@@ -4,13 +4,14 @@
 #include <tavik/SystemConfig.h>
 #include <tavik/ZRTTavikKernel.h>
 
+#include "values/MaybeAbsent.h"
 #include "values/SharedContents.h"
 #include "values/ValueAccess.h"
 
 namespace tavik {
 
 void ZRTTavikKernel::expandSysConfigData(Dictionary& attributes) {
-  const Data* blob = attributes.findData("SysCfgData");
+  const Data* blob = dataOf(find(&attributes, "SysCfgData"));
   if (blob == nullptr) return;
   renameKeys(attributes, SystemConfig::sysCfgFromData(blob), "SysCfgData");
 }

@@ -34,7 +34,7 @@ AssemblyFailure malformed(std::string_view key) {
 std::optional<Selection> select(const Dictionary& rules, const Value* partNumber, const Value* region,
                                 std::optional<AssemblyFailure>& failure) {
   Selection selection;
-  const Value* tableValue = rules.find("MPNRules");
+  const Value* tableValue = find(&rules, "MPNRules");
   if (tableValue == nullptr) return selection;
   const Dictionary* table = dictionaryUnder(*tableValue, "MPNRules", failure);
   if (table == nullptr) return std::nullopt;

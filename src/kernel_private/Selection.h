@@ -12,7 +12,7 @@
 
 namespace tavik {
 
-inline constexpr std::string_view kRegionRules = "RegionRules";
+inline constexpr char kRegionRules[] = "RegionRules";
 
 /// Why the rules of a device cannot be assembled. Becomes an `Error` when it is reported.
 struct AssemblyFailure {

@@ -80,6 +80,7 @@ Value fieldValue(Bytes bytes) {
 
 // One character per byte: U+0000 to U+00FF.
 std::string characters(Bytes bytes) {
+  if (const auto text = asText(bytes); text && text->size() == bytes.size()) return std::string(*text);
   std::string text;
   for (const std::uint8_t byte : bytes) appendUtf8(text, byte);
   return text;

@@ -136,6 +136,11 @@ const Value* ValueAccess::find(const Dictionary& dictionary, const Value& key) n
   return entry == nullptr ? nullptr : &entry->value;
 }
 
+const Value* ValueAccess::find(const Dictionary& dictionary, Literal key) noexcept {
+  const Entry* entry = findEntry(dictionary.entries_, Sought(key));
+  return entry == nullptr ? nullptr : &entry->value;
+}
+
 const Value* ValueAccess::find(const Dictionary& dictionary, const Sought& key, std::uint64_t hash) noexcept {
   const Entry* entry = findEntry(dictionary.entries_, key, hash);
   return entry == nullptr ? nullptr : &entry->value;

@@ -19,6 +19,7 @@ class Sought {
   explicit Sought(std::string_view key) : text_(key), isShort_(key.size() <= ValueAccess::kLongestShort) {
     if (isShort_) bits_ = ValueAccess::bits(ValueAccess::string(key));
   }
+  explicit Sought(ValueAccess::Literal key) noexcept : bits_(key.bits), isShort_(true) {}
   /// key: a string.
   explicit Sought(const Value& key)
       : text_(*ValueAccess::text(key)), bits_(ValueAccess::bits(key)), isShort_(ValueAccess::isShort(key)) {}

@@ -21,9 +21,9 @@ inline const Dictionary* dictionaryOf(const Value* value) noexcept {
   return value == nullptr ? nullptr : value->ifDictionary();
 }
 
-/// The entry of a dictionary that may be absent.
-inline const Value* find(const Dictionary* dictionary, std::string_view key) noexcept {
-  return dictionary == nullptr ? nullptr : dictionary->find(key);
+/// The entry of a dictionary that may be absent, for a short key.
+inline const Value* find(const Dictionary* dictionary, detail::ValueAccess::Literal key) noexcept {
+  return dictionary == nullptr ? nullptr : detail::ValueAccess::find(*dictionary, key);
 }
 /// The entry for a key given as a value.
 inline const Value* find(const Dictionary* dictionary, const Value* key) noexcept {

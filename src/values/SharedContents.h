@@ -71,6 +71,8 @@ struct Bytes : Shared {
   /// The caller must write the bytes.
   static Bytes* make(std::size_t size);
   static Bytes* make(std::size_t size, SlabCutter& slabs);
+  /// Cut from `slabs` unless it is null or the block is large.
+  static Bytes* make(std::size_t size, SlabCutter* slabs);
   [[nodiscard]] const unsigned char* begin() const noexcept { return reinterpret_cast<const unsigned char*>(this + 1); }
   [[nodiscard]] std::string_view text() const noexcept { return {reinterpret_cast<const char*>(this + 1), size}; }
 };
@@ -209,6 +211,11 @@ inline Bytes* Bytes::make(std::size_t size, SlabCutter& slabs) {
   return block;
 }
 
+inline Bytes* Bytes::make(std::size_t size, SlabCutter* slabs) {
+  const bool isCut = slabs != nullptr && SlabCutter::takes(sizeof(Bytes) + size);
+  return isCut ? make(size, *slabs) : make(size);
+}
+
 inline Entries* Entries::make(std::size_t capacity, SlabCutter& slabs) {
   const auto [memory, unit] = slabs.cut(sizeof(Entries) + capacity * sizeof(Entry));
   return new (memory) Entries(capacity, unit);
@@ -239,8 +246,7 @@ inline Value ValueAccess::joined(std::string_view first, std::string_view second
   if (size <= kLongestShort) {
     text[kLongestShort] = static_cast<char>(size);
   } else {
-    Bytes* bytes =
-        slabs != nullptr && SlabCutter::takes(sizeof(Bytes) + size) ? Bytes::make(size, *slabs) : Bytes::make(size);
+    Bytes* bytes = Bytes::make(size, slabs);
     value = Value(Value::kLongString, bytes);
     text = reinterpret_cast<char*>(bytes + 1);
   }

@@ -25,6 +25,22 @@ class ValueAccess {
  public:
   static constexpr std::size_t kLongestShort = Value::kLongestShort;
 
+  /// The bytes of a value. Two short strings are equal if and only if their bytes are.
+  using Bits = Value::Words;
+  static Bits bits(const Value& value) noexcept { return value.words(); }
+
+  /// A short string made at compile time.
+  struct Literal {
+    template <std::size_t kSize>
+    requires(kSize - 1 <= kLongestShort) consteval Literal(const char (&text)[kSize]) {
+      std::array<char, sizeof(Value)> bytes = {};
+      std::copy_n(text, kSize - 1, bytes.begin());
+      bytes.back() = kSize - 1;
+      bits = std::bit_cast<Bits>(bytes);
+    }
+    Bits bits;
+  };
+
   /// A string from text known to be well-formed UTF-8.
   static Value string(std::string_view wellFormed);
   /// A string from two such texts, cut from `slabs` unless it is null or the string is long.
@@ -69,6 +85,8 @@ class ValueAccess {
 
   /// The value for a key that is a string value.
   static const Value* find(const Dictionary& dictionary, const Value& key) noexcept;
+  /// The same for a short key.
+  static const Value* find(const Dictionary& dictionary, Literal key) noexcept;
   /// The same for a key whose hash is known.
   static const Value* find(const Dictionary& dictionary, const Sought& key, std::uint64_t hash) noexcept;
   /// The same, faster if the key is at the guessed position.
@@ -79,9 +97,6 @@ class ValueAccess {
   /// The position of a value found in a dictionary, as a guess for similar dictionaries.
   static std::uint32_t positionOf(const Dictionary& dictionary, const Value& found) noexcept;
 
-  /// The bytes of a value. Two short strings are equal if and only if their bytes are.
-  using Bits = Value::Words;
-  static Bits bits(const Value& value) noexcept { return value.words(); }
 
   /// A short string from its characters in memory order, followed by zeros, with the length in the last byte.
   static Value shortString(Bits bits) noexcept {
@@ -90,17 +105,6 @@ class ValueAccess {
     return value;
   }
 
-  /// A short string made at compile time.
-  struct Literal {
-    template <std::size_t kSize>
-    requires(kSize - 1 <= kLongestShort) consteval Literal(const char (&text)[kSize]) {
-      std::array<char, sizeof(Value)> bytes = {};
-      std::copy_n(text, kSize - 1, bytes.begin());
-      bytes.back() = kSize - 1;
-      bits = std::bit_cast<Bits>(bytes);
-    }
-    Bits bits;
-  };
   static Value literal(Literal text) noexcept { return shortString(text.bits); }
   /// Whether a value is this string.
   static bool is(const Value& value, Literal text) noexcept { return bits(value) == text.bits; }

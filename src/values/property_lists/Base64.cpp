@@ -68,12 +68,12 @@ void putBase64(char* to, std::span<const std::uint8_t> bytes) noexcept {
   if (bytes.size() == 1) to[2] = '=';
 }
 
-std::optional<Data> dataFromBase64(std::string_view text) {
+std::optional<Data> dataFromBase64(std::string_view text, detail::SlabCutter* slabs) {
   if (text.size() % 4 != 0) return std::nullopt;
   if (text.empty()) return Data();
   const std::size_t padding = text.ends_with("==") ? 2 : text.ends_with('=') ? 1 : 0;
   const std::size_t size = text.size() / 4 * 3 - padding;
-  Data data = detail::ValueAccess::data(detail::Bytes::make(size));
+  Data data = detail::ValueAccess::data(detail::Bytes::make(size, slabs));
   auto* bytes = const_cast<unsigned char*>(data.bytes().data());
   const std::string_view whole = text.substr(0, padding == 0 ? text.size() : text.size() - 4);
   if (!putBytes(bytes, whole)) return std::nullopt;

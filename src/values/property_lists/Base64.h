@@ -11,6 +11,8 @@
 #include <span>
 #include <string_view>
 
+#include "values/Slab.h"
+
 namespace tavik {
 
 /// The number of characters for this number of bytes.
@@ -20,7 +22,8 @@ constexpr std::size_t base64Size(std::size_t bytes) noexcept { return (bytes + 2
 void putBase64(char* to, std::span<const std::uint8_t> bytes) noexcept;
 
 /// Decodes `text`. Absent unless it is what putBase64 writes: unused bits must be zero, and white space is not allowed.
-std::optional<Data> dataFromBase64(std::string_view text);
+/// The data is cut from `slabs` unless it is null or the data is large.
+std::optional<Data> dataFromBase64(std::string_view text, detail::SlabCutter* slabs = nullptr);
 
 /// Whether a character is one of the 64 digits.
 bool isBase64Digit(char character) noexcept;

@@ -33,11 +33,11 @@ bool isSpace(char character) noexcept {
 bool isDigit(char character) noexcept { return character >= '0' && character <= '9'; }
 
 // The value of a "$" form; absent if it is malformed, with the reason in `why`.
-std::optional<Value> valueOfForm(const Entry& form, std::string& why) {
+std::optional<Value> valueOfForm(const Entry& form, SlabCutter& slabs, std::string& why) {
   const std::string_view name = *form.key.ifString();
   const std::optional<std::string_view> text = form.value.ifString();
   if (name == "$data") {
-    if (std::optional<Data> data = text ? dataFromBase64(*text) : std::nullopt) return *std::move(data);
+    if (std::optional<Data> data = text ? dataFromBase64(*text, &slabs) : std::nullopt) return *std::move(data);
     why = R"("$data" must be a string in padded base64)";
   } else if (name == "$date") {
     if (const std::optional<Date> date = text ? dateFromIsoText(*text) : std::nullopt) return *date;
@@ -285,7 +285,7 @@ Value JsonReader::readObject(int depth) {
 
 [[gnu::noinline]] Value JsonReader::takeForm(std::size_t begin, std::size_t start) {
   std::string why;
-  std::optional<Value> value = valueOfForm(*open_.onlyEntry(begin), why);
+  std::optional<Value> value = valueOfForm(*open_.onlyEntry(begin), slabs_, why);
   if (!value) value = refuseValue(start, why);
   if (offsets_ != nullptr && value->ifDictionary() == nullptr) offsets_->pop_back();
   open_.dropDictionary(begin);

@@ -123,6 +123,7 @@ class Batch {
 
  private:
   static constexpr std::size_t kWindowPerThread = 4;
+  static constexpr std::size_t kMostRoom = std::size_t{1} << 20;
 
   struct Piece {
     std::size_t number = 0;
@@ -132,7 +133,7 @@ class Batch {
 
   void work() noexcept;
   Piece take();
-  [[nodiscard]] Finished check(Piece piece, Tally& tally);
+  [[nodiscard]] Finished check(Piece piece, Tally& tally, std::size_t room);
   void count(const DeviceResult& result, Tally& tally);
   void add(const Tally& tally);
   void fail(std::exception_ptr why);
@@ -170,9 +171,12 @@ Tally Batch::run() {
 void Batch::work() noexcept {
   try {
     Tally tally;
+    std::size_t room = 0;  // for the lines of a piece: about as much as for the last one
     for (Piece piece = take(); !piece.lines.empty(); piece = take()) {
       const std::size_t number = piece.number;
-      output_.put(number, check(std::move(piece), tally));
+      Finished finished = check(std::move(piece), tally, room);
+      room = std::min(finished.lines.size() * 9 / 8, kMostRoom);
+      output_.put(number, std::move(finished));
     }
     add(tally);
   } catch (...) {
@@ -186,8 +190,9 @@ Batch::Piece Batch::take() {
   return {taken_++, std::move(lines), input_.position()};
 }
 
-Finished Batch::check(Piece piece, Tally& tally) {
+Finished Batch::check(Piece piece, Tally& tally, std::size_t room) {
   Finished finished{.lines = {}, .devices = piece.lines.size(), .failed = 0, .position = piece.position};
+  finished.lines.reserve(room);
   for (Line& line : piece.lines) {
     const DeviceResult result = checker_.check(line);
     count(result, tally);
