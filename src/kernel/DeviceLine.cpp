@@ -6,9 +6,11 @@
 
 #include <cstdint>
 #include <new>
+#include <span>
 #include <utility>
 
 #include "values/MaybeAbsent.h"
+#include "values/SharedContents.h"
 #include "values/Text.h"
 #include "values/ValueAccess.h"
 #include "values/property_lists/Encodings.h"
@@ -18,6 +20,8 @@ namespace tavik {
 namespace {
 
 using detail::DataBuffer;
+using detail::entriesOf;
+using detail::Entry;
 using detail::ValueAccess;
 
 constexpr char kId[] = "id";
@@ -152,17 +156,17 @@ class ResultWriter {
 
   // The keys of nearly every record are known, so that they need not be escaped one by one.
   void appendRecord(const Value& record) {
-    const Dictionary& entries = *record.ifDictionary();
-    auto entry = entries.begin();
-    const auto isNext = [&](ValueAccess::Literal key) { return ValueAccess::is((entry++).key(), key); };
-    if (entries.size() != 4 || !isNext("rule") || !isNext("result") || !isNext("actual") || !isNext("expected")) {
+    const std::span<const Entry> entries = entriesOf(*record.ifDictionary());
+    const auto has = [&](std::size_t position, ValueAccess::Literal key) {
+      return ValueAccess::is(entries[position].key, key);
+    };
+    if (entries.size() != 4 || !has(0, "rule") || !has(1, "result") || !has(2, "actual") || !has(3, "expected")) {
       return json_.append(record, kDepth);
     }
-    entry = entries.begin();
-    add(R"({"rule": )", (entry++).value());
-    add(R"(, "result": )", (entry++).value());
-    add(R"(, "actual": )", (entry++).value());
-    add(R"(, "expected": )", (entry++).value());
+    add(R"({"rule": )", entries[0].value);
+    add(R"(, "result": )", entries[1].value);
+    add(R"(, "actual": )", entries[2].value);
+    add(R"(, "expected": )", entries[3].value);
     out_ += '}';
   }
 

@@ -38,11 +38,24 @@ Entries::Slot& slotFor(Entries* entries, const Sought& key, std::uint64_t hash) 
   return slots[index];
 }
 
-// Adds an entry to the index. Returns the place of an entry with the same key, or 0.
-std::uint32_t indexEntry(Entries* entries, std::uint32_t position) noexcept {
+// Adds an entry to the index. Returns the place of an entry with the same key, or 0. known: the key's hash.
+std::uint32_t indexEntry(Entries* entries, std::uint32_t position,
+                         std::optional<std::uint64_t> known = std::nullopt) noexcept {
   const Sought key(entries->begin()[position].key);
-  const std::uint64_t hash = key.hash();
+  const std::uint64_t hash = known ? *known : key.hash();
   return std::exchange(slotFor(entries, key, hash), {position + 1, upperHalf(hash)}).place;
+}
+
+// Adds an entry, for which there is room. hash: of the key, if known.
+void addEntry(Entries* entries, Value&& key, Value&& value, std::optional<std::uint64_t> hash) noexcept {
+  std::construct_at(entries->end(), Entry{std::move(key), std::move(value)});
+  ++entries->size;
+  if (entries->isIndexed()) indexEntry(entries, entries->size - 1, hash);
+}
+
+std::size_t roomForOneMore(const Entries* entries) noexcept {
+  constexpr std::size_t kFirstRoom = 4;
+  return entries == nullptr ? kFirstRoom : entries->size + 1;
 }
 
 void index(Entries* entries) noexcept {
@@ -216,15 +229,18 @@ void Dictionary::makeOwn(std::size_t needed) {
 
 void Dictionary::store(Value key, Value value, bool first) {
   const Sought sought(key);
-  if (Entry* entry = findEntry(entries_, sought)) {
+  std::optional<std::uint64_t> hash;
+  if (entries_ != nullptr && entries_->isIndexed()) hash = sought.hash();
+  if (Entry* entry = findEntry(entries_, sought, hash)) {
     if (!entries_->hasOneOwner()) {
       makeOwn(entries_->size);
-      entry = findEntry(entries_, sought);
+      entry = findEntry(entries_, sought, hash);
     }
     entry->value = std::move(value);
     return;
   }
-  append(std::move(key), std::move(value));
+  makeOwn(roomForOneMore(entries_));
+  addEntry(entries_, std::move(key), std::move(value), hash);
   if (first) {
     std::rotate(entries_->begin(), entries_->end() - 1, entries_->end());
     index(entries_);
@@ -233,11 +249,8 @@ void Dictionary::store(Value key, Value value, bool first) {
 
 // Stores a new key.
 void Dictionary::append(Value key, Value value) {
-  constexpr std::size_t kFirstRoom = 4;
-  makeOwn(entries_ == nullptr ? kFirstRoom : entries_->size + 1);
-  std::construct_at(entries_->end(), Entry{std::move(key), std::move(value)});
-  ++entries_->size;
-  if (entries_->isIndexed()) indexEntry(entries_, entries_->size - 1);
+  makeOwn(roomForOneMore(entries_));
+  addEntry(entries_, std::move(key), std::move(value), std::nullopt);
 }
 
 }  // namespace tavik

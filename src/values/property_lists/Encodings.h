@@ -97,6 +97,7 @@ std::string outOfIntegerRange(std::string_view number);
 class OpenContainers {
  public:
   OpenContainers() {
+    elements_.reserve(kUsualElements);
     entries_.reserve(kUsualEntries);
     keyOffsets_.reserve(kUsualEntries);
   }
@@ -124,6 +125,7 @@ class OpenContainers {
   }
 
  private:
+  static constexpr std::size_t kUsualElements = 16;
   static constexpr std::size_t kUsualEntries = 48;
 
   std::vector<Value> elements_;

@@ -119,7 +119,10 @@ class JsonReader {
         end_(text.data() + text.size()),
         offsets_(offsets),
         slabs_(text.size()),
-        ahead_(text) {}
+        ahead_(text) {
+    constexpr std::size_t kUsualDepth = 8;
+    path_.reserve(kUsualDepth);
+  }
 
   Value read();
 
