@@ -58,8 +58,6 @@ class TAVIK_EXPORT PreparedRules {
   friend class ZRTTavikKernel;
   friend class LineChecker;
   explicit PreparedRules(std::unique_ptr<const PreparedDocuments> documents);
-  CheckOutcome runExpanding(Dictionary& deviceAttributes, const Dictionary* sourcesForReferenceValues,
-                            Dictionary station) const;
 
   std::unique_ptr<const PreparedDocuments> documents_;
 };

@@ -72,7 +72,8 @@ class CheckRun {
 /// The outcome of a run with documents of that provenance. check: performs the run; called with a `CheckCall` and a
 /// `CheckProgress`, returns the records.
 template <class Check>
-CheckOutcome outcomeOf(std::shared_ptr<const Provenance> provenance, Dictionary& device, const Dictionary* sources, Dictionary station, Check check) {
+CheckOutcome outcomeOf(std::shared_ptr<const Provenance> provenance, Dictionary& device, const Dictionary* sources,
+                       Dictionary station, Check check) {
   CheckOutcome outcome;
   outcome.station = std::move(station);
   outcome.provenance = std::move(provenance);

@@ -9,6 +9,7 @@
 #include <span>
 #include <utility>
 
+#include "kernel/PreparedDocuments.h"
 #include "values/MaybeAbsent.h"
 #include "values/SharedContents.h"
 #include "values/Text.h"
@@ -206,7 +207,8 @@ class LineChecker {
   static LineResult check(const PreparedRules& rules, std::string_view line, std::size_t number) {
     LineResult result{DeviceLine::read(line, number)};
     if (!result.inputError.empty()) return result;
-    result.outcome = rules.runExpanding(result.attributes, result.sources.empty() ? nullptr : &result.sources, {});
+    const Dictionary* const sources = result.sources.empty() ? nullptr : &result.sources;
+    result.outcome = rules.documents_->run(result.attributes, sources, {});
     if (!isTooLarge(result.outcome.records, line)) return result;
     const std::string why = "the result is larger than " + std::to_string(kLargestResult >> 20U) + " MiB";
     return {unusable(std::move(result.id), number, why)};

@@ -15,6 +15,11 @@ std::optional<Array> PreparedDocuments::check(const CheckCall& call, CheckProgre
   return run.over(rules->local, [&](const auto& evaluate) { return std::ranges::all_of(rules->prepared, evaluate); });
 }
 
+CheckOutcome PreparedDocuments::run(Dictionary& device, const Dictionary* sources, Dictionary station) const {
+  return outcomeOf(provenance_, device, sources, std::move(station),
+                   [&](const CheckCall& call, CheckProgress& progress) { return check(call, progress); });
+}
+
 std::shared_ptr<const DeviceRules> PreparedDocuments::rulesFor(const CheckCall& call) const {
   std::optional<AssemblyFailure> failure;
   const auto selection =

@@ -23,6 +23,8 @@ class PreparedDocuments {
   [[nodiscard]] const std::shared_ptr<const Provenance>& provenance() const noexcept { return provenance_; }
   /// Checks one device; returns what `PreparedRules::check` returns.
   std::optional<Array> check(const CheckCall& call, CheckProgress& progress) const;
+  /// The same with an outcome; adds the fields of the packed attributes to `device`.
+  CheckOutcome run(Dictionary& device, const Dictionary* sources, Dictionary station) const;
 
  private:
   [[nodiscard]] std::shared_ptr<const DeviceRules> rulesFor(const CheckCall& call) const;

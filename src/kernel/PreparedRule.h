@@ -46,7 +46,7 @@ class PreparedName {
  private:
   const Value* name_ = nullptr;
   detail::Sought key_{std::string_view()};
-  std::uint64_t hash_ = 0;                                            // of the key
+  std::uint64_t hash_ = 0;                                           // of the key
   std::uint32_t guess_ = std::numeric_limits<std::uint32_t>::max();  // the likely position of the attribute
 };
 

@@ -22,13 +22,7 @@ std::optional<Array> PreparedRules::check(const Dictionary& deviceAttributes,
 CheckOutcome PreparedRules::run(const Dictionary& deviceAttributes, const Dictionary* sourcesForReferenceValues,
                                 Dictionary station) const {
   Dictionary device = deviceAttributes;
-  return runExpanding(device, sourcesForReferenceValues, std::move(station));
-}
-
-CheckOutcome PreparedRules::runExpanding(Dictionary& deviceAttributes, const Dictionary* sourcesForReferenceValues,
-                                         Dictionary station) const {
-  return outcomeOf(documents_->provenance(), deviceAttributes, sourcesForReferenceValues, std::move(station),
-                   [&](const CheckCall& call, CheckProgress& progress) { return documents_->check(call, progress); });
+  return documents_->run(device, sourcesForReferenceValues, std::move(station));
 }
 
 const Reason* PreparedRules::rejection() const noexcept {

@@ -153,14 +153,14 @@ Judgement dataNotNull(const Operands& operands) {
   const Data* data = dataOf(operands.attribute);
   const auto isSet = [](std::uint8_t byte) { return byte != 0; };
   return {data != nullptr && std::ranges::any_of(data->bytes(), isSet),
-          descriptionValue(operands.attribute, operands.slabs),
-          "not all null"};
+          descriptionValue(operands.attribute, operands.slabs), "not all null"};
 }
 
 Judgement boolEqual(const Operands& operands) {
   const auto& [attribute, references, value, slabs] = operands;
   const auto truth = attribute == nullptr ? std::nullopt : attribute->ifBoolean();
-  return {truth && readsAsScalar(value) && *truth == booleanValue(value), descriptionValue(attribute, slabs), {kIs, value}};
+  return {
+      truth && readsAsScalar(value) && *truth == booleanValue(value), descriptionValue(attribute, slabs), {kIs, value}};
 }
 
 Judgement isUppercase(const Operands& operands) {

@@ -97,7 +97,6 @@ class ValueAccess {
   /// The position of a value found in a dictionary, as a guess for similar dictionaries.
   static std::uint32_t positionOf(const Dictionary& dictionary, const Value& found) noexcept;
 
-
   /// A short string from its characters in memory order, followed by zeros, with the length in the last byte.
   static Value shortString(Bits bits) noexcept {
     Value value;
