@@ -1,20 +1,18 @@
-// The check run: a hand-written loop over the same rules beside the kernel's check, and beside checks with rules that
-// were prepared once, also by two threads that share them. What is compared is the same work: every rule's verdict and
-// texts are compared before anything is timed. Times include letting go of the records.
+// Check runs compared with a hand-written loop over the same rules: the kernel's check, and checks with rules that were
+// prepared once, also by two threads that share them. Both do the same work: the results and texts of every rule are
+// compared before anything is timed. Times include releasing the records.
 
 #include <benchmark/benchmark.h>
 #include <tavik/PreparedRules.h>
-#include <tavik/PropertyList.h>
 #include <tavik/ZRTTavikKernel.h>
 
 #include <algorithm>
 #include <charconv>
 #include <cstdio>
 #include <cstdlib>
-#include <filesystem>
-#include <fstream>
 #include <map>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -63,6 +61,35 @@ std::string joined(const Texts& texts) {
   return all;
 }
 
+std::string joined(const Integers& integers) {
+  std::string all;
+  for (const std::int64_t integer : integers) {
+    if (!all.empty()) all += ',';
+    all += text(integer);
+  }
+  return all;
+}
+
+// An integer, or the digits of one.
+std::int64_t integerOf(const Plain& plain) {
+  if (const std::int64_t* integer = std::get_if<std::int64_t>(&plain)) return *integer;
+  const std::string& digits = std::get<std::string>(plain);
+  std::int64_t integer = 0;
+  std::from_chars(digits.data(), digits.data() + digits.size(), integer);
+  return integer;
+}
+
+std::string described(const Bytes& bytes) {
+  std::string digits = "<";
+  digits.reserve(2 * bytes.size() + bytes.size() / 4 + 2);
+  for (std::size_t i = 0; i < bytes.size(); ++i) {
+    if (i != 0 && i % 4 == 0) digits += ' ';
+    digits += "0123456789abcdef"[bytes[i] >> 4U];
+    digits += "0123456789abcdef"[bytes[i] & 0xFU];
+  }
+  return digits + '>';
+}
+
 std::string hexadecimal(const Bytes& bytes) {
   std::string digits;
   digits.reserve(2 * bytes.size());
@@ -81,8 +108,10 @@ Finding judge(Predicate predicate, const Plain& attribute, const Plain& expected
   const auto numbers = [&] { return std::pair(std::get<std::int64_t>(attribute), std::get<std::int64_t>(expected)); };
   switch (predicate) {
     case Predicate::kEqual: {
-      const auto [actual, wanted] = numbers();
-      return {actual == wanted, text(actual), "equal " + text(wanted)};
+      const std::int64_t actual = integerOf(attribute);
+      const std::int64_t wanted = std::get<std::int64_t>(expected);
+      const std::string* digits = std::get_if<std::string>(&attribute);
+      return {actual == wanted, digits != nullptr ? *digits : text(actual), "equal " + text(wanted)};
     }
     case Predicate::kGreaterThan: {
       const auto [actual, wanted] = numbers();
@@ -118,6 +147,18 @@ Finding judge(Predicate predicate, const Plain& attribute, const Plain& expected
       const Texts& list = std::get<Texts>(expected);
       return {std::ranges::find(list, actual) != list.end(), actual, "one of " + joined(list)};
     }
+    case Predicate::kIntegersInList: {
+      const Integers& actual = std::get<Integers>(attribute);
+      const Integers& list = std::get<Integers>(expected);
+      const auto isListed = [&](std::int64_t integer) { return std::ranges::find(list, integer) != list.end(); };
+      return {std::ranges::all_of(actual, isListed), joined(actual), "one of " + joined(list)};
+    }
+    case Predicate::kEqualData: {
+      std::string actual = described(std::get<Bytes>(attribute));
+      const std::string& wanted = std::get<std::string>(expected);
+      const bool same = equalIgnoringCase(actual, wanted);
+      return {same, std::move(actual), "equal " + wanted};
+    }
     case Predicate::kCaseInsensitiveEqualData: {
       std::string actual = hexadecimal(std::get<Bytes>(attribute));
       const std::string& wanted = std::get<std::string>(expected);
@@ -129,8 +170,17 @@ Finding judge(Predicate predicate, const Plain& attribute, const Plain& expected
 }
 
 using Attributes = std::unordered_map<std::string, Plain>;
+using Sources = std::unordered_map<std::string, Attributes>;
 
-std::vector<Record> checkByHand(const Attributes& attributes, const std::vector<Rule>& rules) {
+Sources sourcesOf(const std::vector<Rule>& rules) {
+  Sources sources;
+  for (const Rule& rule : rules) {
+    if (!rule.source.empty()) sources[rule.source].emplace(rule.attribute, rule.expected);
+  }
+  return sources;
+}
+
+std::vector<Record> checkByHand(const Attributes& attributes, const Sources& sources, const std::vector<Rule>& rules) {
   std::vector<Record> records;
   records.reserve(rules.size());
   for (const Rule& rule : rules) {
@@ -139,7 +189,8 @@ std::vector<Record> checkByHand(const Attributes& attributes, const std::vector<
       records.push_back({rule.name, "attribute " + rule.attribute + " not found from device!", "N/A", false});
       continue;
     }
-    Finding finding = judge(rule.predicate, attribute->second, rule.expected);
+    const Plain& expected = rule.source.empty() ? rule.expected : sources.at(rule.source).at(rule.attribute);
+    Finding finding = judge(rule.predicate, attribute->second, expected);
     records.push_back({rule.name, std::move(finding.actual), std::move(finding.expected), finding.result});
   }
   return records;
@@ -164,16 +215,9 @@ class Trusting : public Platform {
 }
 
 std::unique_ptr<const ZRTTavikKernel> makeKernel(const Dictionary& library) {
-  std::string name = (std::filesystem::temp_directory_path() / "tavik-bench-XXXXXX").string();
-  if (mkdtemp(name.data()) == nullptr) fail("no folder for the rule library");
-  const std::string path = name + "/rule-library.plist";
-  std::string error;
-  const Data file = writePropertyList(library, PropertyListFormat::kBinary, error).value();
-  std::ofstream(path, std::ios::binary)
-      .write(reinterpret_cast<const char*>(file.bytes().data()), static_cast<std::streamsize>(file.size()));
-  auto kernel = ZRTTavikKernel::init(path, std::make_shared<Trusting>());
-  std::filesystem::remove_all(name);
-  if (kernel == nullptr) fail("no kernel");
+  Reason reason;
+  auto kernel = ZRTTavikKernel::init(library, std::make_shared<Trusting>(), reason);
+  if (kernel == nullptr) fail("no kernel: " + reason.description);
   return kernel;
 }
 
@@ -191,37 +235,85 @@ void compare(const std::vector<Record>& byHand, const std::optional<Array>& reco
   }
 }
 
-// One size of the workload, ready to be checked in every way.
+// One size of a workload, ready to be checked in every way.
 struct Scene {
-  explicit Scene(std::size_t ruleCount)
-      : work(Workload::of(ruleCount)),
+  Scene(std::size_t ruleCount, Workload::Mix mix)
+      : work(Workload::of(ruleCount, mix)),
         attributes(work.attributes.begin(), work.attributes.end()),
+        plainSources(sourcesOf(work.rules)),
         device(work.device()),
+        sources(work.sources()),
         localRules(work.localRules()),
         kernel(makeKernel(work.ruleLibrary())),
         prepared(kernel->prepare(&localRules)) {
-    const std::vector<Record> byHand = checkByHand(attributes, work.rules);
+    const std::vector<Record> byHand = checkByHand(attributes, plainSources, work.rules);
     const auto passing = static_cast<std::size_t>(std::ranges::count_if(byHand, &Record::result));
     if (passing != ruleCount * 9 / 10) fail("not nine rules in ten pass");
     std::optional<Error> error;
-    compare(byHand, kernel->check(device, &localRules, nullptr, error));
-    compare(byHand, prepared->check(device, nullptr, nullptr, error));
+    compare(byHand, kernel->check(device, &localRules, &sources, error));
+    compare(byHand, prepared->check(device, &sources, nullptr, error));
   }
 
+  template <Workload::Mix kMix>
   static const Scene& of(const benchmark::State& state) {
-    static const std::map<std::int64_t, Scene> scenes = [] {
-      std::map<std::int64_t, Scene> made;
-      for (const std::int64_t count : {20, 200, 2000}) made.try_emplace(count, static_cast<std::size_t>(count));
-      return made;
-    }();
-    return scenes.at(state.range(0));
+    static std::map<std::int64_t, Scene> scenes;
+    static std::mutex mutex;
+    const std::lock_guard lock(mutex);
+    return scenes.try_emplace(state.range(0), static_cast<std::size_t>(state.range(0)), kMix).first->second;
   }
 
   Workload work;
   Attributes attributes;
+  Sources plainSources;
   Dictionary device;
+  Dictionary sources;
   Dictionary localRules;
   std::unique_ptr<const ZRTTavikKernel> kernel;
+  std::unique_ptr<const PreparedRules> prepared;
+};
+
+// Rules of the predicates that do more than compare, each several times, for one device.
+struct OtherPredicates {
+  explicit OtherPredicates(std::size_t ruleCount) {
+    constexpr std::size_t kControlBitBlock = 8192;
+    const std::vector<std::uint8_t> untested(kControlBitBlock, 0xFF);
+    const Dictionary mask{{"Mask", Data({0xFF, 0xFF, 0, 0})}, {"Result", Data({0x12, 0x34, 0, 0})}};
+    struct Template {
+      std::string_view predicate;
+      std::string_view attribute;
+      Value actual;
+      std::optional<Value> expected = {};
+    };
+    const Template templates[] = {
+        {"MPN4CListCheck", "SerialNumber", "D2K64705017KQ2", Array::of("7KQ1", "7KQ2", "7KQ3")},
+        {"validIMEI", "IMEI", "001044120005019", Array::of("00104411", "00104412")},
+        {"isUppercase", "BoardName", "DUN4410-7712"},
+        {"dataNotNull", "BootKeyDigest", Data({0x48, 0xE4, 0x06, 0xBC, 0xCF, 0x98, 0x9B, 0x6D, 0xB2, 0xA3})},
+        {"boolEqual", "BootLoaderLocked", Value(true), Value(true)},
+        {"nvramWhiteList", "FirmwareVariables", Dictionary{{"language", "en"}, {"boot_count", "14"}},
+         Array::of("language", "boot_count", "display_level")},
+        {"controlBitCheck", "ControlBits", Data(untested), Array::of(Value(3), Value(17), Value(42))},
+        {"equalMask", "RadioConfiguration", Data({0x12, 0x34, 0x56, 0x78}), mask},
+        {"minimumNandSize", "TotalDiskCapacity", Value(64035676160), Value(32)},
+    };
+    Dictionary entries;
+    for (std::size_t i = 0; i < ruleCount; ++i) {
+      const auto& [predicate, attribute, actual, expected] = templates[i % std::size(templates)];
+      Dictionary definition{{"attribute", attribute}, {"predicate", predicate}};
+      if (expected) definition.set("value", *expected);
+      const std::string name = "Check of " + std::string(predicate) + ' ' + std::to_string(i);
+      library.set(name, definition);
+      entries.set(name, Dictionary());
+      device.set(attribute, actual);
+    }
+    library.set("version", "31");
+    const Dictionary localRules{{"version", "12"}, {"GenericRules", entries}};
+    prepared = makeKernel(library)->prepare(&localRules);
+    if (prepared->run(device).verdict == Verdict::kNone) fail("no verdict");
+  }
+
+  Dictionary library;
+  Dictionary device;
   std::unique_ptr<const PreparedRules> prepared;
 };
 
@@ -240,28 +332,52 @@ void measure(benchmark::State& state, Check check) {
       benchmark::Counter(static_cast<double>(allocations() - before) / rules, benchmark::Counter::kAvgThreads);
 }
 
+template <Workload::Mix kMix>
 void reference(benchmark::State& state) {
-  const Scene& scene = Scene::of(state);
-  measure(state, [&] { return checkByHand(scene.attributes, scene.work.rules); });
+  const Scene& scene = Scene::of<kMix>(state);
+  measure(state, [&] { return checkByHand(scene.attributes, scene.plainSources, scene.work.rules); });
 }
 
 void check(benchmark::State& state) {
-  const Scene& scene = Scene::of(state);
+  const Scene& scene = Scene::of<Workload::Mix::kComparisons>(state);
   std::optional<Error> error;
   measure(state, [&] { return scene.kernel->check(scene.device, &scene.localRules, nullptr, error); });
 }
 
+template <Workload::Mix kMix>
 void checkPrepared(benchmark::State& state) {
-  const Scene& scene = Scene::of(state);
+  const Scene& scene = Scene::of<kMix>(state);
   const Dictionary device = scene.work.device();  // each thread checks a device of its own
   std::optional<Error> error;
-  measure(state, [&] { return scene.prepared->check(device, nullptr, nullptr, error); });
+  measure(state, [&] { return scene.prepared->check(device, &scene.sources, nullptr, error); });
 }
 
-BENCHMARK(reference)->ArgName("rules")->Arg(20)->Arg(200)->Arg(2000);
+void checkOtherPredicates(benchmark::State& state) {
+  static const OtherPredicates rules(static_cast<std::size_t>(state.range(0)));
+  std::optional<Error> error;
+  measure(state, [&] { return rules.prepared->check(rules.device, nullptr, nullptr, error); });
+}
+
+constexpr auto kComparisons = Workload::Mix::kComparisons;
+constexpr auto kDevice = Workload::Mix::kDevice;
+constexpr auto kReferences = Workload::Mix::kReferences;
+constexpr auto kCombinations = Workload::Mix::kCombinations;
+
+BENCHMARK(reference<kComparisons>)->Name("reference")->ArgName("rules")->Arg(20)->Arg(200)->Arg(2000);
 BENCHMARK(check)->ArgName("rules")->Arg(20)->Arg(200)->Arg(2000);
-BENCHMARK(checkPrepared)->ArgName("rules")->Arg(20)->Arg(200)->Arg(2000);
-BENCHMARK(checkPrepared)->ArgName("rules")->Arg(20)->Arg(200)->Arg(2000)->Threads(2)->UseRealTime();
+BENCHMARK(checkPrepared<kComparisons>)->Name("checkPrepared")->ArgName("rules")->Arg(20)->Arg(200)->Arg(2000);
+BENCHMARK(checkPrepared<kComparisons>)
+    ->Name("checkPrepared")
+    ->ArgName("rules")
+    ->Arg(200)
+    ->Arg(2000)
+    ->Threads(2)
+    ->UseRealTime();
+BENCHMARK(reference<kDevice>)->Name("deviceReference")->ArgName("rules")->Arg(20)->Arg(200);
+BENCHMARK(checkPrepared<kDevice>)->Name("deviceCheckPrepared")->ArgName("rules")->Arg(20)->Arg(200);
+BENCHMARK(checkPrepared<kReferences>)->Name("referencesCheckPrepared")->ArgName("rules")->Arg(200);
+BENCHMARK(checkPrepared<kCombinations>)->Name("combinationsCheckPrepared")->ArgName("rules")->Arg(200);
+BENCHMARK(checkOtherPredicates)->ArgName("rules")->Arg(200);
 
 }  // namespace
 }  // namespace tavik::bench

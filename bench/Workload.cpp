@@ -1,5 +1,7 @@
 #include "Workload.h"
 
+#include <tavik/ZRTTavikKernel.h>
+
 #include <algorithm>
 #include <array>
 #include <random>
@@ -14,7 +16,7 @@ constexpr std::string_view kRegion = "EU/1";
 
 // Twenty rules' predicates: 8 integers, 4 texts ignoring case, a prefix, a suffix, 2 lists, 2 thresholds, bytes, and a
 // combination, whose three forms take turns.
-constexpr auto kMix = [] {
+constexpr auto kComparisons = [] {
   using enum Predicate;
   return std::array{kEqual,     kCaseInsensitiveEqual, kEqual,       kHasPrefix,
                     kEqual,     kValueInList,          kEqual,       kCaseInsensitiveEqual,
@@ -22,6 +24,36 @@ constexpr auto kMix = [] {
                     kEqual,     kCaseInsensitiveEqual, kEqual,       kCaseInsensitiveEqualData,
                     kHasSuffix, kValueInList,          kGreaterThan, kCaseInsensitiveEqual};
 }();
+constexpr auto kDevice = [] {
+  using enum Predicate;
+  return std::array{
+      kEqual,       kCaseInsensitiveEqual,     kEqual,     kHasPrefix,      kEqualData, kValueInList,
+      kEqual,       kCaseInsensitiveEqual,     kEqual,     kGreaterThan,    kEqual,     kHasPrefixAndHasSuffix,
+      kEqual,       kCaseInsensitiveEqualData, kEqualData, kIntegersInList, kHasSuffix, kValueInList,
+      kGreaterThan, kCaseInsensitiveEqual};
+}();
+constexpr auto kReferences = [] {
+  using enum Predicate;
+  return std::array{kEqual, kCaseInsensitiveEqual, kHasPrefix, kGreaterThan, kHasSuffix};
+}();
+constexpr auto kCombinations = [] {
+  using enum Predicate;
+  return std::array{kHasPrefixAndHasSuffix, kEqualOrGreaterThan, kNotEqual};
+}();
+
+std::span<const Predicate> predicatesOf(Workload::Mix mix) {
+  switch (mix) {
+    case Workload::Mix::kComparisons:
+      return kComparisons;
+    case Workload::Mix::kDevice:
+      return kDevice;
+    case Workload::Mix::kReferences:
+      return kReferences;
+    case Workload::Mix::kCombinations:
+      return kCombinations;
+  }
+  return {};
+}
 
 std::string_view expressionOf(Predicate predicate) {
   switch (predicate) {
@@ -34,11 +66,14 @@ std::string_view expressionOf(Predicate predicate) {
     case Predicate::kHasSuffix:
       return "hasSuffix";
     case Predicate::kValueInList:
+    case Predicate::kIntegersInList:
       return "valueInList";
     case Predicate::kGreaterThan:
       return "greaterThan";
     case Predicate::kCaseInsensitiveEqualData:
       return "caseInsensitiveEqualData";
+    case Predicate::kEqualData:
+      return "equalData";
     case Predicate::kHasPrefixAndHasSuffix:
       return "hasPrefix AND hasSuffix";
     case Predicate::kEqualOrGreaterThan:
@@ -49,8 +84,16 @@ std::string_view expressionOf(Predicate predicate) {
   return {};
 }
 
+// Whether a rule may take its expected value from a source.
+bool takesReference(Predicate predicate) {
+  return expressionOf(predicate).find(' ') == std::string_view::npos &&
+         ZRTTavikKernel::useReferenceForValue(expressionOf(predicate));
+}
+
 class Maker {
  public:
+  explicit Maker(Workload::Mix mix) : mix_(mix), predicates_(predicatesOf(mix)) {}
+
   Workload make(std::size_t ruleCount) {
     for (std::size_t i = 0; i < ruleCount; ++i) addRule(i);
     work_.attributes.emplace_back("ModelNumber", std::string(kModel));
@@ -62,16 +105,25 @@ class Maker {
 
  private:
   void addRule(std::size_t index) {
-    const std::size_t round = index / kMix.size();
-    Predicate predicate = kMix[(index + round) % kMix.size()];  // so that what fails differs from round to round
-    if (predicate == Predicate::kHasPrefixAndHasSuffix) {
+    const std::size_t round = index / predicates_.size();
+    Predicate predicate =
+        predicates_[(index + round) % predicates_.size()];  // so that what fails differs from round to round
+    if (mix_ != Workload::Mix::kCombinations && predicate == Predicate::kHasPrefixAndHasSuffix) {
       predicate = std::array{predicate, Predicate::kEqualOrGreaterThan, Predicate::kNotEqual}[round % 3];
     }
     const bool passes = index % 10 != 7;
     std::string attribute = attributeName();
     auto [actual, expected] = values(predicate, passes);
-    work_.rules.push_back({ruleName(), attribute, predicate, std::move(expected)});
+    const bool hasDigits = mix_ == Workload::Mix::kDevice && predicate == Predicate::kEqual && index % 2 == 0;
+    if (hasDigits) actual = std::to_string(std::get<std::int64_t>(actual));
+    work_.rules.push_back({ruleName(), attribute, predicate, std::move(expected), sourceFor(index, predicate)});
     work_.attributes.emplace_back(std::move(attribute), std::move(actual));
+  }
+
+  std::string sourceFor(std::size_t index, Predicate predicate) {
+    const std::string source = index % 2 == 0 ? "sfc" : "gui";
+    if (mix_ == Workload::Mix::kReferences) return source;
+    return mix_ == Workload::Mix::kDevice && index % 5 < 2 && takesReference(predicate) ? source : "";
   }
 
   // What the device has and what the rule expects.
@@ -97,11 +149,15 @@ class Maker {
         return {whole, stain + whole};
       case Predicate::kValueInList:
         return {whole, listWith(passes ? whole : text())};
+      case Predicate::kIntegersInList:
+        return {Integers{2, 4, passes ? 12 : 13, 66}, Integers{1, 2, 3, 4, 5, 8, 12, 25, 40, 66}};
+      case Predicate::kEqualData:
       case Predicate::kCaseInsensitiveEqualData:
         break;
     }
     Bytes bytes(4 + random_() % 17);
     std::ranges::generate(bytes, [&] { return static_cast<std::uint8_t>(random_()); });
+    if (predicate == Predicate::kEqualData) return {bytes, stain + describedText(bytes)};
     return {bytes, stain + digitsOf(bytes)};
   }
 
@@ -135,6 +191,11 @@ class Maker {
     return digits;
   }
 
+  static std::string describedText(const Bytes& bytes) {
+    const Value value{Data(bytes)};
+    return description(&value);
+  }
+
   std::string oneOf(std::initializer_list<const char*> words) { return words.begin()[random_() % words.size()]; }
 
   // 8 to 24 characters, each name once.
@@ -149,6 +210,8 @@ class Maker {
     return part + oneOf({" ", " on label ", " on ticket "}) + std::to_string(++names_);
   }
 
+  Workload::Mix mix_;
+  std::span<const Predicate> predicates_;
   std::mt19937_64 random_{5};
   std::size_t names_ = 0;
   Workload work_;
@@ -163,6 +226,11 @@ struct ValueMaker {
     for (const std::string& text : texts) array.append(text);
     return array;
   }
+  Value operator()(const Integers& integers) const {
+    Array array;
+    for (const std::int64_t integer : integers) array.append(Value(integer));
+    return array;
+  }
 };
 Value valueOf(const Plain& plain) { return std::visit(ValueMaker(), plain); }
 
@@ -170,7 +238,7 @@ bool libraryHasValue(std::size_t index) { return index % 2 == 0; }
 
 }  // namespace
 
-Workload Workload::of(std::size_t ruleCount) { return Maker().make(ruleCount); }
+Workload Workload::of(std::size_t ruleCount, Mix mix) { return Maker(mix).make(ruleCount); }
 
 Dictionary Workload::device() const {
   Dictionary device;
@@ -178,12 +246,25 @@ Dictionary Workload::device() const {
   return device;
 }
 
+Dictionary Workload::sources() const {
+  Dictionary sfc;
+  Dictionary gui;
+  for (const Rule& rule : rules) {
+    if (!rule.source.empty()) (rule.source == "sfc" ? sfc : gui).set(rule.attribute, valueOf(rule.expected));
+  }
+  return {{"sfc", sfc}, {"gui", gui}};
+}
+
 Dictionary Workload::ruleLibrary() const {
   Dictionary library{{"version", "31"}};
   for (std::size_t i = 0; i < rules.size(); ++i) {
     const Rule& rule = rules[i];
     Dictionary definition{{"attribute", rule.attribute}, {"predicate", expressionOf(rule.predicate)}};
-    if (libraryHasValue(i)) definition.set("value", valueOf(rule.expected));
+    if (!rule.source.empty()) {
+      definition.set("references", Array::of(Dictionary{{"source", rule.source}}));
+    } else if (libraryHasValue(i)) {
+      definition.set("value", valueOf(rule.expected));
+    }
     library.set(rule.name, definition);
   }
   return library;
@@ -194,7 +275,7 @@ Dictionary Workload::localRules() const {
     Dictionary some;
     for (std::size_t i = begin; i < end; ++i) {
       Dictionary entry;
-      if (!libraryHasValue(i)) entry.set("value", valueOf(rules[i].expected));
+      if (rules[i].source.empty() && !libraryHasValue(i)) entry.set("value", valueOf(rules[i].expected));
       some.set(rules[i].name, entry);
     }
     return some;

@@ -1,6 +1,6 @@
 /// @file
-/// The device and the rules that the check run is measured on: the usual mix of predicates, about nine rules in ten
-/// passing. The same rules come as plain C++ data and as the documents that a kernel takes.
+/// The devices and the rules that the check run is measured on; about nine rules in ten pass. The same rules come as
+/// plain C++ data and as the documents that a kernel takes.
 #ifndef TAVIK_BENCH_WORKLOAD_H
 #define TAVIK_BENCH_WORKLOAD_H
 
@@ -17,16 +17,19 @@ namespace tavik::bench {
 
 using Bytes = std::vector<std::uint8_t>;
 using Texts = std::vector<std::string>;
-using Plain = std::variant<std::int64_t, std::string, Bytes, Texts>;
+using Integers = std::vector<std::int64_t>;
+using Plain = std::variant<std::int64_t, std::string, Bytes, Texts, Integers>;
 
 enum class Predicate : std::uint8_t {
-  kEqual,                 ///< integer against integer
+  kEqual,                 ///< integer, or its digits, against integer
   kCaseInsensitiveEqual,  ///< text against text
   kHasPrefix,
   kHasSuffix,
   kValueInList,               ///< text against 5 to 20 texts
   kGreaterThan,               ///< integer against integer
+  kIntegersInList,            ///< some integers against a list of integers
   kCaseInsensitiveEqualData,  ///< bytes against hexadecimal digits
+  kEqualData,                 ///< bytes against their description
   kHasPrefixAndHasSuffix,
   kEqualOrGreaterThan,
   kNotEqual,
@@ -37,16 +40,25 @@ struct Rule {
   std::string attribute;
   Predicate predicate = Predicate::kEqual;
   Plain expected;
+  std::string source = {};  ///< if not empty, the expected value is this source's value for the attribute
 };
 
 struct Workload {
+  enum class Mix : std::uint8_t {
+    kComparisons,   ///< comparisons and some combinations, with texts, integers and bytes
+    kDevice,        ///< what devices have: also digits, lists of integers, described data; a third takes references
+    kReferences,    ///< comparisons with values of sources
+    kCombinations,  ///< AND, OR and NOT
+  };
+
   std::vector<std::pair<std::string, Plain>> attributes;  ///< five for every four rules
   std::vector<Rule> rules;                                ///< in the order of a check
 
   /// The same rules and the same values whenever it is called.
-  static Workload of(std::size_t ruleCount);
+  static Workload of(std::size_t ruleCount, Mix mix = Mix::kComparisons);
 
   [[nodiscard]] Dictionary device() const;
+  [[nodiscard]] Dictionary sources() const;
   /// Every rule's definition, with the expected value in every other one.
   [[nodiscard]] Dictionary ruleLibrary() const;
   /// An entry for every rule, with the expected value where the library has none: one in ten by the device's part

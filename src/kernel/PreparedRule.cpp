@@ -91,6 +91,9 @@ void PreparedRule::prepareForDevicesLike(const Dictionary& device, const Diction
   }
   makeText(call);
   if (secondCall) makeText(*secondCall);
+  if (combination == Operator::kNone || !call.expectedText || (secondCall && !secondCall->expectedText)) return;
+  const Value* const second = secondCall ? &*secondCall->expectedText : nullptr;
+  combinedText = combinedExpectation(combination, *call.expectedText, second);
 }
 
 void PreparedRule::makeText(PreparedCall& made) const {

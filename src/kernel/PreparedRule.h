@@ -75,6 +75,7 @@ struct PreparedRule {
   const Value* predicate = nullptr;  ///< a string; null if the rule names none
   PreparedCall call;
   std::unique_ptr<PreparedCall> secondCall;  ///< of the second predicate if two are combined
+  std::optional<Value> combinedText;         ///< the record text of a combination, made from those of its calls
   std::int32_t errorCode = 0;                ///< not 0 if the expression is malformed
   PredicateExpression::Operator combination = PredicateExpression::Operator::kNone;
   bool wantsAbsence = false;

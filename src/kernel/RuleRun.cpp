@@ -137,8 +137,15 @@ inline Judgement RuleRun::judge(const PreparedCall& call, const Operands& operan
 }
 
 Judgement RuleRun::combine(const PreparedRule& rule, Judgement left, const Operands& operands) {
-  if (rule.combination == Operator::kNot) return negated(std::move(left), operands.slabs);
-  return combined(rule.combination, std::move(left), judge(*rule.secondCall, operands), operands.slabs);
+  CombinedTexts texts = {operands.slabs};
+  const bool isLeftMade = left.expected.isMade(rule.call.expectedText);
+  if (rule.combination == Operator::kNot) {
+    if (isLeftMade) texts.expected = &*rule.combinedText;
+    return negated(std::move(left), texts);
+  }
+  Judgement right = judge(*rule.secondCall, operands);
+  if (isLeftMade && right.expected.isMade(rule.secondCall->expectedText)) texts.expected = &*rule.combinedText;
+  return combined(rule.combination, std::move(left), std::move(right), texts);
 }
 
 void RuleRun::forward(const Value& value) const {

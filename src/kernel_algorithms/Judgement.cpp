@@ -82,21 +82,32 @@ Dictionary Judgement::record() && {
   return makeRecord(result, std::move(actual), std::move(expected).text(), attributes);
 }
 
-Judgement negated(Judgement judgement, SlabCutter* slabs) {
-  const Value expected = std::move(judgement.expected).text(slabs);
-  return {!judgement.result, std::move(judgement.actual), kNot.of(&expected, slabs), judgement.attributes};
+Value combinedExpectation(Operator combination, const Value& left, const Value* right, SlabCutter* slabs) {
+  if (right == nullptr) return kNot.of(&left, slabs);
+  return joined(left, combination == Operator::kAnd ? " and " : " or ", *right, slabs);
 }
 
-Judgement combined(Operator combination, Judgement left, Judgement right, SlabCutter* slabs) {
-  const Value leftExpected = std::move(left.expected).text(slabs);
-  const Value rightExpected = std::move(right.expected).text(slabs);
+Judgement negated(Judgement judgement, const CombinedTexts& texts) {
+  Expectation expected(texts.expected);
+  if (texts.expected == nullptr) {
+    const Value text = std::move(judgement.expected).text(texts.slabs);
+    expected = combinedExpectation(Operator::kNot, text, nullptr, texts.slabs);
+  }
+  return {!judgement.result, std::move(judgement.actual), std::move(expected), judgement.attributes};
+}
+
+Judgement combined(Operator combination, Judgement left, Judgement right, const CombinedTexts& texts) {
+  Expectation expected(texts.expected);
+  if (texts.expected == nullptr) {
+    const Value leftText = std::move(left.expected).text(texts.slabs);
+    const Value rightText = std::move(right.expected).text(texts.slabs);
+    expected = combinedExpectation(combination, leftText, &rightText, texts.slabs);
+  }
   if (combination == Operator::kAnd) {
-    return {left.result && right.result, joined(left.actual, " and ", right.actual, slabs),
-            joined(leftExpected, " and ", rightExpected, slabs)};
+    return {left.result && right.result, joined(left.actual, " and ", right.actual, texts.slabs), std::move(expected)};
   }
   // OR never shows the right "actual", by design.
-  return {left.result || right.result, descriptionValue(&left.actual, slabs),
-          joined(leftExpected, " or ", rightExpected, slabs)};
+  return {left.result || right.result, descriptionValue(&left.actual, texts.slabs), std::move(expected)};
 }
 
 Judgement judgeAbsence(const Dictionary& attributes, const Value* name) {

@@ -10,6 +10,7 @@
 #include <tavik/Value.h>
 
 #include <cstdint>
+#include <optional>
 #include <string_view>
 #include <utility>
 
@@ -61,6 +62,10 @@ class Expectation {
     phrase_ = nullptr;
     value_ = &made;
   }
+  /// Whether it is this text, made in advance.
+  [[nodiscard]] bool isMade(const std::optional<Value>& text) const noexcept {
+    return phrase_ == nullptr && text && value_ == &*text;
+  }
   [[nodiscard]] Value text(detail::SlabCutter* slabs = nullptr) && {
     if (phrase_ != nullptr) return phrase_->of(value_, slabs);
     if (value_ == nullptr) return std::move(text_);
@@ -86,11 +91,20 @@ struct Judgement {
 
 using Predicate = Judgement(const Operands& operands);
 
-/// NOT: negates the result and the expected text, keeps everything else. Texts are cut from `slabs` unless it is null.
-Judgement negated(Judgement judgement, detail::SlabCutter* slabs = nullptr);
+/// How a combination makes its texts.
+struct CombinedTexts {
+  detail::SlabCutter* slabs = nullptr;  ///< where they are cut from; may be null
+  const Value* expected = nullptr;      ///< the expected text if made in advance; otherwise null
+};
+
+/// NOT: negates the result and the expected text, keeps everything else.
+Judgement negated(Judgement judgement, const CombinedTexts& texts = {});
 /// AND or OR of two judgements. Nothing is forwarded.
 Judgement combined(PredicateExpression::Operator combination, Judgement left, Judgement right,
-                   detail::SlabCutter* slabs = nullptr);
+                   const CombinedTexts& texts = {});
+/// The expected text of a combination. right: null for NOT.
+Value combinedExpectation(PredicateExpression::Operator combination, const Value& left, const Value* right,
+                          detail::SlabCutter* slabs = nullptr);
 /// The judgement about an attribute that a device must not have. name: may be null.
 Judgement judgeAbsence(const Dictionary& attributes, const Value* name);
 

@@ -58,14 +58,15 @@ Judgement controlBitCheck(const Operands& operands) {
     appendBit(actual, bit, passes ? " pass, " : " FAIL, ");
     appendBit(expected, bit, " pass, ");
   }
-  return {result, actual.view(), Value(expected.view())};
+  return {result, detail::ValueAccess::joined({}, actual.view(), operands.slabs),
+          detail::ValueAccess::joined({}, expected.view(), operands.slabs)};
 }
 
 Judgement nvramWhiteList(const Operands& operands) {
   const Dictionary* variables = dictionaryOf(operands.attribute);
   if (variables == nullptr) return {false, descriptionValue(operands.attribute), {kOneOf, operands.value}};
   const Value names(detail::ValueAccess::keys(*variables));
-  return valueInList({&names, nullptr, operands.value});
+  return valueInList({&names, nullptr, operands.value, operands.slabs});
 }
 
 Judgement staticTextGUIEquals(const Operands& operands) {
