@@ -1,23 +1,20 @@
-// Memory and time in proportion to the input: for each of the worst inputs that could be thought of, the most memory
-// held at any one time and the time, by the byte of input. Time is given for a second size too, an eighth of the first:
-// what is linear costs the same by the byte.
+// Peak memory and time per byte of input, for the worst inputs known. Time is measured for two sizes, the second an
+// eighth of the first: if it is linear, the time per byte is the same.
 //
-//   ProportionBench [MEGABYTES [NAME]]     inputs of about that size (4), of those whose names hold NAME
+//   ProportionBench [MEGABYTES [NAME]]     inputs of about that size (4) whose names contain NAME
 //
 // An input is a row of kInputs; a job reads or writes it once. Memory is counted through operator new and delete.
 
 #include <malloc.h>
+#include <tavik/DeviceLine.h>
 #include <tavik/Json.h>
 #include <tavik/TavikKernel.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
-#include <filesystem>
-#include <fstream>
 #include <functional>
 #include <memory>
 #include <new>
@@ -264,6 +261,31 @@ class Trusting : public tavik::Platform {
   bool logs() const override { return false; }
 };
 
+std::unique_ptr<const tavik::ZRTTavikKernel> kernelOf(const Dictionary& library) {
+  tavik::Reason reason;
+  auto kernel = tavik::ZRTTavikKernel::init(library, std::make_shared<Trusting>(), reason);
+  if (kernel == nullptr) std::abort();
+  return kernel;
+}
+
+// A line of a batch with one large attribute, which several rules put into their records, and its result.
+Job checkingLine(std::string_view attribute) {
+  const Dictionary library{
+      {"version", "1"},
+      {"List", Dictionary{{"attribute", "A"}, {"predicate", "valueInList"}, {"value", Array::of("x")}}},
+      {"Text", Dictionary{{"attribute", "A"}, {"predicate", "hasPrefix"}, {"value", "x"}}},
+      {"Number", Dictionary{{"attribute", "A"}, {"predicate", "equal"}, {"value", Value(1)}}}};
+  const Dictionary entries{{"List", Dictionary()}, {"Text", Dictionary()}, {"Number", Dictionary()}};
+  const Dictionary local{{"version", "1"}, {"GenericRules", entries}};
+  const std::shared_ptr<const tavik::PreparedRules> rules = kernelOf(library)->prepare(&local);
+  const std::string line = R"({"attributes":{"A":)" + std::string(attribute) + "}}";
+  return {line.size(), [rules, line] {
+            const tavik::LineResult result = tavik::checkLine(*rules, line, 1);
+            std::string out;
+            if (!tavik::appendJsonLine(out, result)) std::abort();
+          }};
+}
+
 // A check of many rules, each about an attribute of its own.
 Job checking(std::size_t size) {
   Dictionary device;
@@ -276,13 +298,9 @@ Job checking(std::size_t size) {
     entries.set("rule " + name, Dictionary());
   }
   const Dictionary local{{"version", "1"}, {"GenericRules", entries}};
-  const std::string file = written(library, kBinary);
-  const std::string path = std::filesystem::temp_directory_path() / ("tavik-proportion-" + std::to_string(getpid()));
-  std::ofstream(path, std::ios::binary) << file;
-  const std::shared_ptr<const tavik::ZRTTavikKernel> kernel =
-      tavik::ZRTTavikKernel::init(path, std::make_shared<Trusting>());
-  std::filesystem::remove(path);
-  return {file.size() + written(device, kBinary).size() + written(local, kBinary).size(), [kernel, device, local] {
+  const std::shared_ptr<const tavik::ZRTTavikKernel> kernel = kernelOf(library);
+  return {written(library, kBinary).size() + written(device, kBinary).size() + written(local, kBinary).size(),
+          [kernel, device, local] {
             std::optional<tavik::Error> error;
             if (kernel->check(device, &local, nullptr, error).value().size() != device.size() + 3) std::abort();
           }};
@@ -306,6 +324,16 @@ const Input kInputs[] = {
     {"valueInList, two long lists", longLists<code>},
     {"valueInList, two long lists of arrays", longLists<arrayWithCode>},
     {"check, many rules", checking},
+    {"batch line, tiny values", [](std::size_t size) { return checkingLine("[" + repeated("1,", size) + "1]"); }},
+    {"batch line, empty objects", [](std::size_t size) { return checkingLine("[" + repeated("{},", size) + "1]"); }},
+    {"batch line, tiny entries",
+     [](std::size_t size) {
+       return checkingLine("{" + numbered(size, [](auto n) { return "\"" + n + "\":1,"; }) + "\"\":1}");
+     }},
+    {"batch line, control characters",
+     [](std::size_t size) { return checkingLine("\"" + repeated("\\u0001", size) + "\""); }},
+    {"batch line, data",
+     [](std::size_t size) { return checkingLine("{\"$data\":\"" + repeated("AAAA", size) + "\"}"); }},
 
     {"XML, tiny values", [](std::size_t size) { return reading("<array>" + repeated("<true/>", size) + "</array>"); }},
     {"XML, empty dictionaries",
