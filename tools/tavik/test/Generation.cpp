@@ -1,0 +1,147 @@
+#include "test/Generation.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <utility>
+
+#include "io/Json.h"
+#include "text/Text.h"
+
+namespace tavik::tool {
+namespace {
+
+constexpr std::string_view kGoodName = "the good device passes";
+
+std::string quoted(std::string_view name) { return "\"" + shortened(visible(name), 60) + "\""; }
+
+}  // namespace
+
+Generation::Generation(const RuleOrigins& origins, Dictionary attributes, Dictionary sources, const Dictionary& station)
+    : kinds_(origins),
+      device_(attributes, std::move(sources), kinds_.of(attributes)),
+      search_(device_, kinds_),
+      casesByRule_(device_.kind().rules().size()) {
+  if (!station.empty()) good_.station = station;
+  for (std::size_t number = 0; number < casesByRule_.size(); ++number) failRule(number);
+  const EffectiveEntries entries(origins);
+  forEachMutant(entries, [&](const Mutant& mutant) { catchMutant(mutant); });
+}
+
+void Generation::failRule(std::size_t number) {
+  const RuleOrigin& rule = device_.kind().rules()[number];
+  const bool cannotFail = device_.kind().facts()[number].cannotFail();
+  auto found = cannotFail ? std::nullopt : search_.failing(number);
+  if (!found) {
+    expectOfGoodDevice({std::string(rule.name), true, {{"result", Value(true)}}});
+    remarks_.push_back(fmt::format("{} {}", quoted(rule.name),
+                                   cannotFail ? "cannot fail on a device that has what it reads"
+                                              : "does not fail after any small change of what it reads"));
+    return;
+  }
+  remarkOnOthers(rule, *found);
+  addCase(*std::move(found));
+}
+
+void Generation::remarkOnOthers(const RuleOrigin& rule, const FoundCase& found) {
+  if (found.alsoFailing.empty()) return;
+  constexpr std::size_t kMost = 3;
+  std::string others;
+  for (std::size_t i = 0; i < std::min(kMost, found.alsoFailing.size()); ++i) {
+    others += (i == 0 ? "" : ", ") + quoted(found.alsoFailing[i]);
+  }
+  if (found.alsoFailing.size() > kMost) others += fmt::format(" and {} more", found.alsoFailing.size() - kMost);
+  remarks_.push_back(fmt::format("{} does not fail alone: {} {} the same values", quoted(rule.name), others,
+                                 found.alsoFailing.size() == 1 ? "checks" : "check"));
+}
+
+void Generation::addCase(FoundCase found) {
+  const auto changed = device_.after(*found.change, kinds_);
+  const bool isNew =
+      changes_.emplace(found.change->operand, found.change->value ? toJson(*found.change->value) : "").second;
+  if (!changed || !isNew) return;
+  Expectation expectation = found.expectation();
+  cases_.push_back({std::move(found), std::move(expectation), {good_, std::nullopt}});
+  Case& added = cases_.back();
+  added.judge = MutantJudge(added.expectation, changed);
+  for (const std::size_t reader : device_.kind().readers(added.found.change->operand)) {
+    casesByRule_[reader].push_back(&added);
+  }
+}
+
+void Generation::expectOfGoodDevice(const RuleExpectation& expected) {
+  const auto known = std::ranges::find(good_.rules, expected.rule, &RuleExpectation::rule);
+  if (known == good_.rules.end()) {
+    good_.rules.push_back(expected);
+  } else {
+    known->entries.setAll(expected.entries);
+  }
+}
+
+bool Generation::isCaught(const MutantEffect& effect) const {
+  if (MutantJudge(good_, device_).catches(effect)) return true;
+  return std::ranges::any_of(effect.rules, [&](const ChangedRule& changed) {
+    return std::ranges::any_of(casesByRule_[changed.number],
+                               [&](const Case* one) { return one->judge.catches(effect); });
+  });
+}
+
+void Generation::catchMutant(const Mutant& mutant) {
+  const MutantEffect effect(mutant, device_.kind());
+  if (effect.empty()) {
+    ++otherKinds_[kindText(mutant.kind)];
+    return;
+  }
+  ++mutants_;
+  const bool isCaughtAlready = isCaught(effect);
+  const auto catches = [&](const ChangedRule& changed) { return catchChange(changed); };
+  if (isCaughtAlready || (std::ranges::any_of(effect.rules, catches) && isCaught(effect))) {
+    ++caught_;
+  } else {
+    remarks_.push_back(fmt::format("no small change of the device shows this mutant: {}: {}", quoted(mutant.subject),
+                                   visible(mutant.change)));
+  }
+}
+
+bool Generation::catchChange(const ChangedRule& changed) {
+  auto found = search_.catching(changed);
+  if (!found) return false;
+  if (found->change) {
+    addCase(*std::move(found));
+  } else {
+    expectOfGoodDevice(found->expected);
+  }
+  return true;
+}
+
+Array Generation::cases() const {
+  Dictionary expect;
+  Dictionary rules;
+  for (const RuleExpectation& one : good_.rules) rules.set(one.rule, inCaseFile(one));
+  if (!rules.empty()) expect.set("rules", rules);
+  expect.set("others", "pass");
+  if (good_.station) expect.set("station", *good_.station);
+  Array cases = Array::of(Dictionary{{"name", kGoodName}, {"expect", expect}});
+  std::set<std::string> names = {std::string(kGoodName)};
+  for (const Case& one : cases_) {
+    Dictionary entries = one.found.inCaseFile(device_);
+    const std::string name(*entries.findString("name"));
+    std::string unique = name;
+    for (std::size_t number = 2; !names.insert(unique).second; ++number) unique = fmt::format("{} ({})", name, number);
+    entries.set("name", unique);
+    cases.append(entries);
+  }
+  return cases;
+}
+
+Array Generation::comments() const {
+  Array comments;
+  comments.append(Value(fmt::format("{} of {} mutants that concern this device caught", caught_, mutants_)));
+  for (const std::string& remark : remarks_) comments.append(Value(remark));
+  for (const auto& [kind, count] : otherKinds_) {
+    comments.append(Value(fmt::format("{} of other devices: generate cases for {}", counted(count, "mutant"), kind)));
+  }
+  return comments;
+}
+
+}  // namespace tavik::tool

@@ -1,0 +1,142 @@
+#include "test/MutationRun.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <map>
+#include <memory>
+#include <set>
+#include <utility>
+
+#include "io/Json.h"
+#include "test/CaseSearch.h"
+#include "test/MutantJudge.h"
+#include "test/Mutations.h"
+#include "text/Text.h"
+
+namespace tavik::tool {
+namespace {
+
+constexpr std::size_t kLongestName = 60;
+constexpr std::size_t kMostKinds = 4;  ///< of devices, in which a case is searched
+
+std::string shortName(std::string_view name) { return shortened(visible(name), kLongestName); }
+
+std::string adviceFor(const FoundCase& found, std::string_view basis) {
+  const std::string rule = shortName(found.expected.rule);
+  const std::string expected = shortened(visible(toJson(inCaseFile(found.expected))), 100);
+  if (!found.change) return fmt::format("in \"{}\", expect \"{}\": {}", shortName(basis), rule, expected);
+  return fmt::format("add \"{}\" with {}, expect \"{}\": {}", shortName(basis), found.changeText(), rule, expected);
+}
+
+class MutationRun {
+ public:
+  MutationRun(const RuleOrigins& origins, std::span<const RuleTest* const> tests) : kinds_(origins), tests_(tests) {
+    for (const RuleTest* test : tests) {
+      std::shared_ptr<const KindRules> kind = kinds_.of(test->attributes);
+      std::optional<CaseDevice> device;
+      if (kind) device.emplace(test->attributes, test->sources, std::move(kind));
+      judges_.emplace_back(test->expected, std::move(device));
+    }
+  }
+
+  [[nodiscard]] bool isCaught(const Mutant& mutant) const {
+    return std::ranges::any_of(judges_, [&](const MutantJudge& judge) { return judge.catches(mutant); });
+  }
+
+  [[nodiscard]] Survivor survivor(const Mutant& mutant) {
+    Survivor survivor{.mutation = mutant.mutation,
+                      .subject = mutant.subject,
+                      .change = mutant.change,
+                      .location = mutant.location,
+                      .advice = "add a device of " + visible(kindText(mutant.kind))};
+    std::set<const KindRules*> tried;
+    for (std::size_t number = 0; number < judges_.size() && !survivor.newCase && tried.size() < kMostKinds; ++number) {
+      if (!judges_[number].isComplete()) continue;
+      const CaseDevice& device = *judges_[number].device();
+      const MutantEffect effect(mutant, device.kind());
+      if (!effect.rules.empty() && tried.insert(&device.kind()).second) suggest(survivor, effect, number);
+    }
+    if (!tried.empty() && !survivor.newCase)
+      survivor.advice = "no small change of the cases' devices shows the difference";
+    return survivor;
+  }
+
+ private:
+  void suggest(Survivor& survivor, const MutantEffect& effect, std::size_t number) {
+    const CaseDevice& device = *judges_[number].device();
+    CaseSearch& search = searches_.try_emplace(number, device, kinds_).first->second;
+    for (const ChangedRule& changed : effect.rules) {
+      const auto found = search.catching(changed);
+      if (!found) continue;
+      survivor.basis = tests_[number]->name;
+      survivor.advice = adviceFor(*found, *survivor.basis);
+      survivor.newCase = found->inCaseFile(device);
+      return;
+    }
+  }
+
+  KindRulesCache kinds_;
+  std::span<const RuleTest* const> tests_;
+  std::vector<MutantJudge> judges_;
+  std::map<std::size_t, CaseSearch> searches_;  // by the number of the case
+};
+
+Value survivorValue(const MutationResults& results, const Survivor& survivor) {
+  Dictionary entries{
+      {"library", results.library},  {"local_rules", results.rules}, {"mutation", Value(survivor.mutation)},
+      {"subject", survivor.subject}, {"change", survivor.change},    {"location", survivor.location},
+      {"advice", survivor.advice}};
+  if (survivor.newCase) {
+    entries.set("based_on", Value(*survivor.basis));
+    entries.set("case", *survivor.newCase);
+  }
+  return entries;
+}
+
+}  // namespace
+
+void runMutants(const RuleOrigins& origins, std::span<const RuleTest* const> tests, MutationResults& results) {
+  const EffectiveEntries entries(origins);
+  MutationRun run(origins, tests);
+  forEachMutant(entries, [&](const Mutant& mutant) {
+    ++results.mutants;
+    if (!run.isCaught(mutant)) results.survivors.push_back(run.survivor(mutant));
+  });
+}
+
+std::size_t mutantsOf(const std::vector<MutationResults>& all) {
+  std::size_t total = 0;
+  for (const MutationResults& results : all) total += results.mutants;
+  return total;
+}
+
+std::size_t caughtOf(const std::vector<MutationResults>& all) {
+  std::size_t total = 0;
+  for (const MutationResults& results : all) total += results.mutants - results.survivors.size();
+  return total;
+}
+
+std::string mutationText(const std::vector<MutationResults>& all) {
+  std::string text;
+  for (const MutationResults& results : all) {
+    for (const Survivor& survivor : results.survivors) {
+      text += fmt::format("{}: {} ({}): {}\n", shortName(survivor.subject), visible(survivor.change),
+                          shortName(survivor.location), survivor.advice);
+    }
+  }
+  return text + fmt::format("{} of {} mutants caught\n", caughtOf(all), mutantsOf(all));
+}
+
+std::string mutationJson(const std::vector<MutationResults>& all) {
+  Array survivors;
+  for (const MutationResults& results : all) {
+    for (const Survivor& survivor : results.survivors) survivors.append(survivorValue(results, survivor));
+  }
+  return toJson(Dictionary{{"survivors", survivors},
+                           {"caught", Value(static_cast<std::int64_t>(caughtOf(all)))},
+                           {"mutants", Value(static_cast<std::int64_t>(mutantsOf(all)))}}) +
+         "\n";
+}
+
+}  // namespace tavik::tool
