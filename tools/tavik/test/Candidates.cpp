@@ -203,9 +203,15 @@ void addParts(const Value& value, std::vector<Value>& parts) {
 }
 
 bool anyCandidate(const Value* current, const std::vector<Value>& hints, const Visit& visit) {
-  if (current == nullptr) return visit(Value("present"));
-  return kCandidates[static_cast<std::size_t>(current->kind())](*current, hints, visit) ||
-         std::ranges::any_of(hints, [&](const Value& hint) { return hint.kind() != current->kind() && visit(hint); });
+  if (current != nullptr && kCandidates[static_cast<std::size_t>(current->kind())](*current, hints, visit)) return true;
+  for (const Value& hint : hints) {
+    const bool isNew = current == nullptr || hint.kind() != current->kind();
+    if (!isNew) continue;
+    const std::vector<Value> others = variationsOf(hint);
+    if (visit(hint) || std::ranges::any_of(others, visit)) return true;
+    if (hint.kind() == Kind::kNumber && anyNumberNear(hint, visit)) return true;
+  }
+  return current == nullptr && visit(Value("present"));
 }
 
 }  // namespace tavik::tool

@@ -3,6 +3,8 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cstdint>
+#include <memory>
 #include <string_view>
 #include <utility>
 
@@ -14,18 +16,18 @@ namespace tavik::tool {
 namespace {
 
 constexpr std::size_t kMostCandidates = 10'000;
-constexpr std::size_t kMostTrials = 12;  ///< candidates after which the other rules are evaluated too
+constexpr std::size_t kMostTrials = 12;  ///< changes of one value for which the other rules are evaluated too
 
 RuleExpectation resultExpectation(std::string_view rule, bool pass) {
   return {std::string(rule), true, {{"result", Value(pass)}}};
 }
 
-/// The entries of a record that a mutant's record lacks; empty if there are none.
-Dictionary differingEntries(const Dictionary& record, const Dictionary* mutant) {
+/// The entries of a record that differ from those of a mutant's record.
+Dictionary differingEntries(const Dictionary& record, const Dictionary& mutant) {
   Dictionary entries;
   for (const std::string_view key : {"result", "actual", "expected", "attributes"}) {
     const Value* const value = record.find(key);
-    const Value* const other = mutant == nullptr ? nullptr : mutant->find(key);
+    const Value* const other = mutant.find(key);
     if (value != nullptr && (other == nullptr || *other != *value)) entries.set(key, *value);
   }
   return entries;
@@ -74,17 +76,139 @@ Dictionary FoundCase::inCaseFile(const CaseDevice& device) const {
   return entries;
 }
 
+/// Tries changes of the device for one rule, and keeps the one after which the fewest other rules fail.
+class CaseSearch::Attempts {
+ public:
+  enum class Goal : std::uint8_t {
+    kFailure,      ///< the rule fails
+    kOtherResult,  ///< the rule and its mutant have different results
+    kOtherRecord,  ///< the rule and its mutant have different records
+  };
+
+  Attempts(CaseSearch& search, std::size_t number, Goal goal, const RuleOrigin* mutant)
+      : search_(search), number_(number), goal_(goal), mutant_(mutant) {}
+
+  [[nodiscard]] std::size_t number() const { return number_; }
+  [[nodiscard]] const RuleOrigin* mutant() const { return mutant_; }
+  [[nodiscard]] std::optional<FoundCase> take() && { return std::move(best_); }
+  [[nodiscard]] bool isIdeal() const { return best_ && best_->alsoFailing.empty(); }
+  void beginValue() { trials_ = 0; }
+
+  /// Returns whether the search for changes of the value ends.
+  bool attempt(const DeviceChange& change) {
+    if (++candidates_ > kMostCandidates) return true;
+    const std::optional<Dictionary> record = recordAfter(rule(), change);
+    if (!record) return false;
+    const Dictionary entries = entriesToExpect(*record, change);
+    if (entries.empty()) return false;
+    auto others = search_.alsoFailing(number_, change);
+    if (!others) return false;
+    if (!best_ || others->size() < best_->alsoFailing.size())
+      best_ = FoundCase{change, {std::string(rule().name), true, entries}, *std::move(others)};
+    return isIdeal() || ++trials_ == kMostTrials;
+  }
+
+ private:
+  [[nodiscard]] const RuleOrigin& rule() const { return search_.device_.kind().rules()[number_]; }
+  [[nodiscard]] std::optional<Dictionary> recordAfter(const RuleOrigin& of, const DeviceChange& change) const {
+    return search_.device_.record(of, search_.device_.kind().facts()[number_].operands(), &change);
+  }
+
+  /// Empty if the change does not reach the goal.
+  [[nodiscard]] Dictionary entriesToExpect(const Dictionary& record, const DeviceChange& change) const {
+    const Dictionary result{{"result", Value(passes(record))}};
+    if (goal_ == Goal::kFailure) return passes(record) ? Dictionary() : result;
+    const std::optional<Dictionary> other = recordAfter(*mutant_, change);
+    if (!other || passes(*other) != passes(record)) return result;
+    if (goal_ == Goal::kOtherResult) return {};
+    Dictionary entries = differingEntries(record, *other);
+    if (!entries.empty()) entries.setFirst("result", *result.find("result"));
+    return entries;
+  }
+
+  CaseSearch& search_;
+  std::size_t number_;
+  Goal goal_;
+  const RuleOrigin* mutant_;  // null for kFailure
+  std::optional<FoundCase> best_;
+  std::size_t candidates_ = 0;
+  std::size_t trials_ = 0;
+};
+
+namespace {
+
+/// The parts of the expected values, those that differ first, and the other values that the rule reads.
+std::vector<Value> hintsFor(const CaseDevice& device, const RuleOperand& operand, std::size_t number,
+                            const RuleOrigin* mutant) {
+  std::vector<Value> before;
+  std::vector<Value> after;
+  if (const Value* const value = device.kind().rules()[number].value()) addParts(*value, before);
+  if (const Value* const value = mutant == nullptr ? nullptr : mutant->value()) addParts(*value, after);
+  std::vector<Value> hints;
+  const auto isIn = [](const std::vector<Value>& all, const Value& one) {
+    return std::ranges::find(all, one) != all.end();
+  };
+  const auto addMissing = [&](const std::vector<Value>& from, const std::vector<Value>& in) {
+    for (const Value& hint : from) {
+      if (!isIn(in, hint) && !isIn(hints, hint)) hints.push_back(hint);
+    }
+  };
+  addMissing(after, before);
+  addMissing(before, after);
+  addMissing(before, {});
+  for (const RuleOperand& other : device.kind().facts()[number].operands()) {
+    const Value* const value = other == operand ? nullptr : device.find(other);
+    if (value != nullptr) addMissing({*value}, {});
+  }
+  return hints;
+}
+
+}  // namespace
+
+std::optional<FoundCase> CaseSearch::searchChange(Attempts& attempts) const {
+  const std::vector<RuleOperand>& operands = device_.kind().facts()[attempts.number()].operands();
+  for (const RuleOperand& operand : operands) {
+    attempts.beginValue();
+    anyCandidate(device_.find(operand), hintsFor(device_, operand, attempts.number(), attempts.mutant()),
+                 [&](const Value& value) {
+                   return attempts.attempt({operand, value});
+                 });
+    if (attempts.isIdeal()) return std::move(attempts).take();
+  }
+  for (const RuleOperand& operand : operands) {
+    attempts.beginValue();
+    if (device_.find(operand) != nullptr) attempts.attempt({operand, std::nullopt});
+    if (attempts.isIdeal()) break;
+  }
+  return std::move(attempts).take();
+}
+
+std::optional<FoundCase> CaseSearch::failing(std::size_t number) {
+  Attempts attempts(*this, number, Attempts::Goal::kFailure, nullptr);
+  return searchChange(attempts);
+}
+
 std::optional<FoundCase> CaseSearch::catching(const ChangedRule& changed) {
-  const RuleOrigin& rule = device_.kind().rules()[changed.number];
   const RuleOrigin* const mutant = changed.rule ? &*changed.rule : nullptr;
-  if (auto found = search(changed.number, mutant)) return found;
+  Attempts results(*this, changed.number, mutant == nullptr ? Attempts::Goal::kFailure : Attempts::Goal::kOtherResult,
+                   mutant);
+  if (auto found = searchChange(results)) return found;
+  if (auto found = withoutChange(changed)) return found;
+  if (mutant == nullptr) return std::nullopt;
+  Attempts records(*this, changed.number, Attempts::Goal::kOtherRecord, mutant);
+  return searchChange(records);
+}
+
+std::optional<FoundCase> CaseSearch::withoutChange(const ChangedRule& changed) {
+  const RuleOrigin& rule = device_.kind().rules()[changed.number];
   const RuleEvaluation evaluation = device_.evaluate(rule);
   const Dictionary* const record = recordOf(evaluation);
   if (record == nullptr) return std::nullopt;
   FoundCase found{std::nullopt, resultExpectation(rule.name, passes(*record))};
-  if (mutant != nullptr) {
-    const RuleEvaluation other = device_.evaluate(*mutant);
-    found.expected.entries = differingEntries(*record, recordOf(other));
+  if (changed.rule) {
+    const RuleEvaluation other = device_.evaluate(*changed.rule);
+    const Dictionary* const otherRecord = recordOf(other);
+    if (otherRecord != nullptr) found.expected.entries = differingEntries(*record, *otherRecord);
     if (found.expected.entries.empty()) return std::nullopt;
   }
   const std::vector<bool>& failing = failingBefore();
@@ -95,63 +219,7 @@ std::optional<FoundCase> CaseSearch::catching(const ChangedRule& changed) {
   return found;
 }
 
-std::optional<FoundCase> CaseSearch::search(std::size_t number, const RuleOrigin* mutant) {
-  const RuleOrigin& rule = device_.kind().rules()[number];
-  const std::vector<RuleOperand>& operands = device_.kind().facts()[number].operands();
-  std::optional<FoundCase> best;
-  std::size_t candidates = 0;
-  std::size_t trials = 0;
-  const auto isEnough = [&](const DeviceChange& change) {
-    if (++candidates > kMostCandidates) return true;
-    const auto record = device_.record(rule, operands, &change);
-    if (!record) return false;
-    const bool pass = passes(*record);
-    if (mutant == nullptr ? pass : false) return false;
-    if (mutant != nullptr) {
-      const auto other = device_.record(*mutant, operands, &change);
-      if (other && passes(*other) == pass) return false;
-    }
-    auto others = alsoFailing(number, change);
-    if (!others) return false;
-    const bool isBetter = !best || others->size() < best->alsoFailing.size();
-    if (isBetter) best = FoundCase{change, resultExpectation(rule.name, pass), *std::move(others)};
-    return best->alsoFailing.empty() || ++trials == kMostTrials;
-  };
-  for (const RuleOperand& operand : operands) {
-    const auto isGood = [&](const Value& value) { return isEnough({operand, value}); };
-    if (anyCandidate(device_.find(operand), hintsFor(operand, number, mutant), isGood)) return best;
-  }
-  for (const RuleOperand& operand : operands) {
-    if (device_.find(operand) != nullptr && isEnough({operand, std::nullopt})) return best;
-  }
-  return best;
-}
-
-/// The parts of the expected values, those that differ first, and the other values that the rule reads.
-std::vector<Value> CaseSearch::hintsFor(const RuleOperand& operand, std::size_t number,
-                                        const RuleOrigin* mutant) const {
-  std::vector<Value> before;
-  std::vector<Value> after;
-  if (const Value* const value = device_.kind().rules()[number].value()) addParts(*value, before);
-  if (const Value* const value = mutant == nullptr ? nullptr : mutant->value()) addParts(*value, after);
-  std::vector<Value> hints;
-  const auto add = [&](const Value& hint) {
-    if (std::ranges::find(hints, hint) == hints.end()) hints.push_back(hint);
-  };
-  const auto addMissing = [&](const std::vector<Value>& from, const std::vector<Value>& in) {
-    for (const Value& hint : from) {
-      if (std::ranges::find(in, hint) == in.end()) add(hint);
-    }
-  };
-  addMissing(after, before);
-  addMissing(before, after);
-  std::ranges::for_each(before, add);
-  for (const RuleOperand& other : device_.kind().facts()[number].operands()) {
-    const Value* const value = other == operand ? nullptr : device_.find(other);
-    if (value != nullptr) add(*value);
-  }
-  return hints;
-}
+std::size_t CaseSearch::failuresBefore() { return static_cast<std::size_t>(std::ranges::count(failingBefore(), true)); }
 
 const std::vector<bool>& CaseSearch::failingBefore() {
   if (!failingBefore_.empty()) return failingBefore_;
@@ -178,6 +246,26 @@ std::optional<std::vector<std::string>> CaseSearch::alsoFailing(std::size_t numb
     if (failing[other] && other != number) names.emplace_back(device_.kind().rules()[other].name);
   }
   return names;
+}
+
+std::optional<DeviceKind> kindShowing(const Mutant& mutant, const CaseDevice& like, std::span<const DeviceKind> kinds,
+                                      KindRulesCache& cache) {
+  constexpr std::size_t kMostKinds = 32;
+  std::size_t tried = 0;
+  for (const DeviceKind& kind : kinds) {
+    Dictionary attributes = like.attributes();
+    attributes.setOrRemove("ModelNumber", kind.partNumber);
+    attributes.setOrRemove("RegionInfo", kind.region);
+    std::shared_ptr<const KindRules> rules = cache.of(attributes);
+    const MutantEffect effect(mutant, *rules);
+    if (effect.empty()) continue;
+    if (++tried > kMostKinds) break;
+    const CaseDevice device(std::move(attributes), like.sources(), std::move(rules));
+    CaseSearch search(device, cache);
+    if (std::ranges::any_of(effect.rules, [&](const auto& changed) { return search.catching(changed).has_value(); }))
+      return kind;
+  }
+  return std::nullopt;
 }
 
 }  // namespace tavik::tool

@@ -7,6 +7,7 @@
 
 #include <cstddef>
 #include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -40,14 +41,18 @@ class CaseSearch {
 
   /// A change after which the rule with this number fails: one after which no other rule fails, if there is one among
   /// the first candidates. Absent if none was found.
-  std::optional<FoundCase> failing(std::size_t number) { return search(number, nullptr); }
+  std::optional<FoundCase> failing(std::size_t number);
   /// A case that catches the change of a rule: by its result if possible, otherwise by its record.
   std::optional<FoundCase> catching(const ChangedRule& changed);
 
+  /// The number of rules that fail without a change.
+  std::size_t failuresBefore();
+
  private:
-  std::optional<FoundCase> search(std::size_t number, const RuleOrigin* mutant);
-  [[nodiscard]] std::vector<Value> hintsFor(const RuleOperand& operand, std::size_t number,
-                                            const RuleOrigin* mutant) const;
+  class Attempts;
+
+  std::optional<FoundCase> searchChange(Attempts& attempts) const;
+  std::optional<FoundCase> withoutChange(const ChangedRule& changed);
   /// The other rules that fail after the change; absent if the check ends.
   std::optional<std::vector<std::string>> alsoFailing(std::size_t number, const DeviceChange& change);
   const std::vector<bool>& failingBefore();
@@ -56,6 +61,11 @@ class CaseSearch {
   KindRulesCache& kinds_;
   std::vector<bool> failingBefore_;  // by number; empty: not known yet
 };
+
+/// The first of the kinds of devices for which a case catches the mutant, as far as can be said without such a device:
+/// of `like`, only the part number and the region are replaced. Considers the first few kinds that the mutant concerns.
+std::optional<DeviceKind> kindShowing(const Mutant& mutant, const CaseDevice& like, std::span<const DeviceKind> kinds,
+                                      KindRulesCache& cache);
 
 }  // namespace tavik::tool
 

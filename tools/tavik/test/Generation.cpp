@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <iterator>
 #include <utility>
 
 #include "io/Json.h"
@@ -15,6 +16,18 @@ constexpr std::string_view kGoodName = "the good device passes";
 
 std::string quoted(std::string_view name) { return "\"" + shortened(visible(name), 60) + "\""; }
 
+/// The kinds with other selectors than the device.
+std::vector<DeviceKind> otherKinds(const std::vector<DeviceKind>& all, const KindRules& own) {
+  const auto differ = [](const Value* kind, const Value* device) {
+    return kind != nullptr && (device == nullptr || *kind != *device);
+  };
+  std::vector<DeviceKind> others;
+  std::ranges::copy_if(all, std::back_inserter(others), [&](const DeviceKind& kind) {
+    return differ(kind.partNumber, own.partNumber()) || differ(kind.region, own.region());
+  });
+  return others;
+}
+
 }  // namespace
 
 Generation::Generation(const RuleOrigins& origins, Dictionary attributes, Dictionary sources, const Dictionary& station)
@@ -25,6 +38,7 @@ Generation::Generation(const RuleOrigins& origins, Dictionary attributes, Dictio
   if (!station.empty()) good_.station = station;
   for (std::size_t number = 0; number < casesByRule_.size(); ++number) failRule(number);
   const EffectiveEntries entries(origins);
+  otherKinds_ = otherKinds(entries.kinds, device_.kind());
   forEachMutant(entries, [&](const Mutant& mutant) { catchMutant(mutant); });
 }
 
@@ -88,20 +102,20 @@ bool Generation::isCaught(const MutantEffect& effect) const {
 
 void Generation::catchMutant(const Mutant& mutant) {
   const MutantEffect effect(mutant, device_.kind());
-  if (effect.empty()) {
-    ++otherKinds_[kindText(mutant.kind)];
-    return;
-  }
-  ++mutants_;
-  const bool isCaughtAlready = isCaught(effect);
+  if (effect.empty()) return leaveTo(mutant.kind);
   const auto catches = [&](const ChangedRule& changed) { return catchChange(changed); };
-  if (isCaughtAlready || (std::ranges::any_of(effect.rules, catches) && isCaught(effect))) {
+  if (isCaught(effect) || (std::ranges::any_of(effect.rules, catches) && isCaught(effect))) {
     ++caught_;
+  } else if (const auto kind = kindShowing(mutant, device_, otherKinds_, kinds_)) {
+    leaveTo(*kind);
   } else {
+    ++survivors_;
     remarks_.push_back(fmt::format("no small change of the device shows this mutant: {}: {}", quoted(mutant.subject),
                                    visible(mutant.change)));
   }
 }
+
+void Generation::leaveTo(const DeviceKind& kind) { ++left_[kindText(kind)]; }
 
 bool Generation::catchChange(const ChangedRule& changed) {
   auto found = search_.catching(changed);
@@ -136,9 +150,10 @@ Array Generation::cases() const {
 
 Array Generation::comments() const {
   Array comments;
-  comments.append(Value(fmt::format("{} of {} mutants that concern this device caught", caught_, mutants_)));
+  comments.append(
+      Value(fmt::format("{} of {} mutants that concern this device caught", caught_, caught_ + survivors_)));
   for (const std::string& remark : remarks_) comments.append(Value(remark));
-  for (const auto& [kind, count] : otherKinds_) {
+  for (const auto& [kind, count] : left_) {
     comments.append(Value(fmt::format("{} of other devices: generate cases for {}", counted(count, "mutant"), kind)));
   }
   return comments;

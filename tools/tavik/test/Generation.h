@@ -43,6 +43,7 @@ class Generation {
 
   void failRule(std::size_t number);
   void catchMutant(const Mutant& mutant);
+  void leaveTo(const DeviceKind& kind);
   [[nodiscard]] bool isCaught(const MutantEffect& effect) const;
   bool catchChange(const ChangedRule& changed);
   void addCase(FoundCase found);
@@ -57,9 +58,10 @@ class Generation {
   std::vector<std::vector<const Case*>> casesByRule_;  // the cases in which a rule's record may differ, by number
   std::set<std::pair<RuleOperand, std::string>> changes_;
   std::vector<std::string> remarks_;
-  std::map<std::string, std::size_t> otherKinds_;  // mutants without effect on the device, by kind of device
-  std::size_t mutants_ = 0;
+  std::vector<DeviceKind> otherKinds_;
+  std::map<std::string, std::size_t> left_;  // mutants that need other devices, by kind of device
   std::size_t caught_ = 0;
+  std::size_t survivors_ = 0;
 };
 
 }  // namespace tavik::tool

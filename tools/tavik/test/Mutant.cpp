@@ -65,7 +65,8 @@ MutantEffect::MutantEffect(const Mutant& mutant, const KindRules& kind) {
   const auto number = kind.find(mutant.subject);
   if (!number) return;
   const RuleOrigin& rule = kind.rules()[*number];
-  if (mutant.target == Mutant::Target::kDefinition) {
+  if (mutant.definition) {
+    if (mutant.target == Mutant::Target::kDefinedValue && rule.entries.back().value() != nullptr) return;
     rules.push_back({*number, rule});
     rules.back().rule->definition = &*mutant.definition;
     return;

@@ -21,10 +21,11 @@ namespace tavik::tool {
 
 struct Mutant {
   enum class Target : std::uint8_t {
-    kDefinition,  ///< the definition of the rule `subject`, replaced by `definition`
-    kEntry,       ///< the entry `entry` of a rule, replaced by `content` or removed
-    kSet,         ///< the entry `entry` of a rule set, removed
-    kKind,        ///< the part number or region of `kind`, removed
+    kDefinition,    ///< the definition of the rule `subject`, replaced by `definition`
+    kDefinedValue,  ///< the same, if only its value differs
+    kEntry,         ///< the entry `entry` of a rule, replaced by `content` or removed
+    kSet,           ///< the entry `entry` of a rule set, removed
+    kKind,          ///< the part number or region of `kind`, removed
   };
 
   std::string_view mutation;  ///< the name of the kind of change: "value"

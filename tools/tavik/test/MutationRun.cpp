@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <map>
 #include <memory>
-#include <set>
 #include <utility>
 
 #include "io/Json.h"
@@ -18,7 +17,7 @@ namespace tavik::tool {
 namespace {
 
 constexpr std::size_t kLongestName = 60;
-constexpr std::size_t kMostKinds = 4;  ///< of devices, in which a case is searched
+constexpr std::size_t kMostKindSearches = 200;  ///< they are slow
 
 std::string shortName(std::string_view name) { return shortened(visible(name), kLongestName); }
 
@@ -31,7 +30,8 @@ std::string adviceFor(const FoundCase& found, std::string_view basis) {
 
 class MutationRun {
  public:
-  MutationRun(const RuleOrigins& origins, std::span<const RuleTest* const> tests) : kinds_(origins), tests_(tests) {
+  MutationRun(const RuleOrigins& origins, const EffectiveEntries& entries, std::span<const RuleTest* const> tests)
+      : kinds_(origins), entries_(entries), tests_(tests) {
     for (const RuleTest* test : tests) {
       std::shared_ptr<const KindRules> kind = kinds_.of(test->attributes);
       std::optional<CaseDevice> device;
@@ -49,37 +49,83 @@ class MutationRun {
                       .subject = mutant.subject,
                       .change = mutant.change,
                       .location = mutant.location,
-                      .advice = "add a device of " + visible(kindText(mutant.kind))};
-    std::set<const KindRules*> tried;
-    for (std::size_t number = 0; number < judges_.size() && !survivor.newCase && tried.size() < kMostKinds; ++number) {
-      if (!judges_[number].isComplete()) continue;
-      const CaseDevice& device = *judges_[number].device();
-      const MutantEffect effect(mutant, device.kind());
-      if (!effect.rules.empty() && tried.insert(&device.kind()).second) suggest(survivor, effect, number);
+                      .advice = "no small change of the cases' devices shows the difference"};
+    constexpr std::size_t kMostKinds = 4;
+    std::size_t tried = 0;
+    for (const std::size_t number : bases()) {
+      const MutantEffect effect(mutant, judges_[number].device()->kind());
+      if (effect.rules.empty() || ++tried > kMostKinds) continue;
+      if (suggest(survivor, effect, number)) return survivor;
     }
-    if (!tried.empty() && !survivor.newCase)
-      survivor.advice = "no small change of the cases' devices shows the difference";
+    if (const auto kind = untestedKind(mutant)) survivor.advice = "add a device of " + shortName(kindText(*kind));
     return survivor;
   }
 
  private:
-  void suggest(Survivor& survivor, const MutantEffect& effect, std::size_t number) {
-    const CaseDevice& device = *judges_[number].device();
-    CaseSearch& search = searches_.try_emplace(number, device, kinds_).first->second;
+  /// For each kind of device that cases check, the number of a case: the one in which the fewest rules fail.
+  const std::vector<std::size_t>& bases() {
+    if (hasBases_) return bases_;
+    hasBases_ = true;
+    for (std::size_t number = 0; number < judges_.size(); ++number) {
+      if (!judges_[number].isComplete()) continue;
+      const auto isSameKind = [&](std::size_t base) {
+        return &judges_[base].device()->kind() == &judges_[number].device()->kind();
+      };
+      const auto base = std::ranges::find_if(bases_, isSameKind);
+      if (base == bases_.end()) {
+        bases_.push_back(number);
+      } else if (searchAt(number).failuresBefore() < searchAt(*base).failuresBefore()) {
+        *base = number;
+      }
+    }
+    return bases_;
+  }
+
+  [[nodiscard]] bool isTested(const DeviceKind& kind) {
+    return std::ranges::any_of(bases(), [&](std::size_t base) {
+      const KindRules& tested = judges_[base].device()->kind();
+      const auto isSame = [](const Value* wanted, const Value* found) {
+        return wanted == nullptr || (found != nullptr && *wanted == *found);
+      };
+      return isSame(kind.partNumber, tested.partNumber()) && isSame(kind.region, tested.region());
+    });
+  }
+
+  /// A kind of device that no case checks and that shows the mutant.
+  std::optional<DeviceKind> untestedKind(const Mutant& mutant) {
+    if (!mutant.definition && !isTested(mutant.kind)) return mutant.kind;
+    if (bases().empty() || ++kindSearches_ > kMostKindSearches) return std::nullopt;
+    std::vector<DeviceKind> untested;
+    for (const DeviceKind& kind : entries_.kinds) {
+      if (!isTested(kind)) untested.push_back(kind);
+    }
+    return kindShowing(mutant, *judges_[bases().front()].device(), untested, kinds_);
+  }
+
+  CaseSearch& searchAt(std::size_t number) {
+    return searches_.try_emplace(number, *judges_[number].device(), kinds_).first->second;
+  }
+
+  bool suggest(Survivor& survivor, const MutantEffect& effect, std::size_t number) {
     for (const ChangedRule& changed : effect.rules) {
-      const auto found = search.catching(changed);
+      const auto found = searchAt(number).catching(changed);
       if (!found) continue;
       survivor.basis = tests_[number]->name;
       survivor.advice = adviceFor(*found, *survivor.basis);
-      survivor.newCase = found->inCaseFile(device);
-      return;
+      survivor.newCase = found->inCaseFile(*judges_[number].device());
+      return true;
     }
+    return false;
   }
 
   KindRulesCache kinds_;
+  const EffectiveEntries& entries_;
   std::span<const RuleTest* const> tests_;
   std::vector<MutantJudge> judges_;
   std::map<std::size_t, CaseSearch> searches_;  // by the number of the case
+  std::vector<std::size_t> bases_;
+  bool hasBases_ = false;
+  std::size_t kindSearches_ = 0;
 };
 
 Value survivorValue(const MutationResults& results, const Survivor& survivor) {
@@ -98,7 +144,7 @@ Value survivorValue(const MutationResults& results, const Survivor& survivor) {
 
 void runMutants(const RuleOrigins& origins, std::span<const RuleTest* const> tests, MutationResults& results) {
   const EffectiveEntries entries(origins);
-  MutationRun run(origins, tests);
+  MutationRun run(origins, entries, tests);
   forEachMutant(entries, [&](const Mutant& mutant) {
     ++results.mutants;
     if (!run.isCaught(mutant)) results.survivors.push_back(run.survivor(mutant));

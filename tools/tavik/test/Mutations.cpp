@@ -52,9 +52,10 @@ class Maker {
  public:
   Maker(std::string_view mutation, const Visit& visit) : mutation_(mutation), visit_(visit) {}
 
-  void definition(const RuleSite& site, std::string change, Dictionary changed, const DeviceKind& kind) const {
+  void definition(Target target, const RuleSite& site, std::string change, Dictionary changed,
+                  const DeviceKind& kind) const {
     visit_({.mutation = mutation_,
-            .target = Target::kDefinition,
+            .target = target,
             .subject = std::string(site.name),
             .change = std::move(change),
             .location = std::string(kLibrary),
@@ -95,7 +96,8 @@ void dropRule(const RuleSite& site, const Maker& make) {
 void changeExpression(const RuleSite& site, const Maker& make, const std::string& expression) {
   Dictionary changed = *site.definition;
   changed.set("predicate", expression);
-  make.definition(site, fmt::format("predicate \"{}\"", expression), std::move(changed), site.entries.front()->kind);
+  make.definition(Target::kDefinition, site, fmt::format("predicate \"{}\"", expression), std::move(changed),
+                  site.entries.front()->kind);
 }
 
 void negate(const RuleSite& site, const Maker& make) {
@@ -126,7 +128,7 @@ void changeDefinedValue(const RuleSite& site, const Maker& make) {
   forEachVariation(*value, &readers.front()->value, [&](const Value& other) {
     Dictionary changed = *site.definition;
     changed.set("value", other);
-    make.definition(site, "value " + changeText(*value, other), std::move(changed), entry->kind);
+    make.definition(Target::kDefinedValue, site, "value " + changeText(*value, other), std::move(changed), entry->kind);
   });
 }
 
