@@ -15,11 +15,18 @@
 namespace tavik::tool {
 namespace {
 
-constexpr std::size_t kMostCandidates = 10'000;
-constexpr std::size_t kMostTrials = 12;  ///< changes of one value for which the other rules are evaluated too
+constexpr std::size_t kMostCost = 10'000;  ///< of a search: one for each change, and more for large values
+constexpr std::size_t kMostTrials = 12;    ///< changes of one value for which the other rules are evaluated too
 
 RuleExpectation resultExpectation(std::string_view rule, bool pass) {
   return {std::string(rule), true, {{"result", Value(pass)}}};
+}
+
+std::size_t costOf(const DeviceChange& change) {
+  constexpr std::size_t kBytes = 4096;
+  if (!change.value) return 1;
+  const Data* const data = change.value->ifData();
+  return 1 + (data != nullptr ? data->size() : change.value->ifString().value_or("").size()) / kBytes;
 }
 
 /// The entries of a record that differ from those of a mutant's record.
@@ -52,7 +59,7 @@ std::string FoundCase::changeText() const {
   if (!change) return "";
   const RuleOperand& operand = change->operand;
   const std::string name = shortened(visible((operand.source ? *operand.source + ": " : "") + operand.name), 60);
-  return change->value ? name + " " + shortJson(*change->value, 100) : "without " + name;
+  return change->value ? name + " = " + shortJson(*change->value, 100) : "without " + name;
 }
 
 Dictionary FoundCase::inCaseFile(const CaseDevice& device) const {
@@ -96,7 +103,7 @@ class CaseSearch::Attempts {
 
   /// Returns whether the search for changes of the value ends.
   bool attempt(const DeviceChange& change) {
-    if (++candidates_ > kMostCandidates) return true;
+    if ((cost_ += costOf(change)) > kMostCost) return true;
     const std::optional<Dictionary> record = recordAfter(rule(), change);
     if (!record) return false;
     const Dictionary entries = entriesToExpect(*record, change);
@@ -131,7 +138,7 @@ class CaseSearch::Attempts {
   Goal goal_;
   const RuleOrigin* mutant_;  // null for kFailure
   std::optional<FoundCase> best_;
-  std::size_t candidates_ = 0;
+  std::size_t cost_ = 0;
   std::size_t trials_ = 0;
 };
 

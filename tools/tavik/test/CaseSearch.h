@@ -24,7 +24,7 @@ struct FoundCase {
   std::vector<std::string> alsoFailing = {};  ///< the other rules that fail
 
   [[nodiscard]] Expectation expectation() const;
-  /// "TotalDiskCapacity 65000000000", "without TotalDiskCapacity", "sfc: mpn "HN10""; empty without a change.
+  /// `TotalDiskCapacity = 65000000000`, `without TotalDiskCapacity`, `sfc: mpn = "HN10"`; empty without a change.
   [[nodiscard]] std::string changeText() const;
   /// The case as a case file spells it, with a name made from the rule and the change. device: the one before the
   /// change.

@@ -25,7 +25,8 @@ std::string adviceFor(const FoundCase& found, std::string_view basis) {
   const std::string rule = shortName(found.expected.rule);
   const std::string expected = shortened(visible(toJson(inCaseFile(found.expected))), 100);
   if (!found.change) return fmt::format("in \"{}\", expect \"{}\": {}", shortName(basis), rule, expected);
-  return fmt::format("add \"{}\" with {}, expect \"{}\": {}", shortName(basis), found.changeText(), rule, expected);
+  return fmt::format("add a case like \"{}\", but {}; expect \"{}\": {}", shortName(basis), found.changeText(), rule,
+                     expected);
 }
 
 class MutationRun {
@@ -57,7 +58,8 @@ class MutationRun {
       if (effect.rules.empty() || ++tried > kMostKinds) continue;
       if (suggest(survivor, effect, number)) return survivor;
     }
-    if (const auto kind = untestedKind(mutant)) survivor.advice = "add a device of " + shortName(kindText(*kind));
+    if (const auto kind = untestedKind(mutant))
+      survivor.advice = "add a case with a device of " + shortName(kindText(*kind));
     return survivor;
   }
 
@@ -93,8 +95,8 @@ class MutationRun {
 
   /// A kind of device that no case checks and that shows the mutant.
   std::optional<DeviceKind> untestedKind(const Mutant& mutant) {
-    if (!mutant.definition && !isTested(mutant.kind)) return mutant.kind;
-    if (bases().empty() || ++kindSearches_ > kMostKindSearches) return std::nullopt;
+    if (bases().empty() || (!mutant.definition && !isTested(mutant.kind))) return mutant.kind;
+    if (++kindSearches_ > kMostKindSearches) return std::nullopt;
     std::vector<DeviceKind> untested;
     for (const DeviceKind& kind : entries_.kinds) {
       if (!isTested(kind)) untested.push_back(kind);
