@@ -24,24 +24,36 @@ constexpr Help::Part kDescription[] = {
     paragraph("docs/testing-rules.md describes the format. Paths are relative to the case file's folder; "
               "options override the documents and the key that it names. A device that gets no rules does not "
               "pass, and a file without cases is rejected."),
+    heading("Mutation tests"),
+    paragraph("--mutate changes the rules one small step at a time: it removes a rule, negates it, changes its value, "
+              "predicate or override, or removes a part number, region or rule set. For each change that no case "
+              "catches, it prints one line with the case to write; the last line is \"N of M mutants caught\"."),
+    heading("Generated cases"),
+    paragraph("--generate prints a case file for a device that passes: for each rule, a case with the smallest change "
+              "that makes the rule fail, and further cases that catch mutants. \"comment\" in the file says why there "
+              "is no case for a rule or a mutant. Paths in it are those of the command line."),
     heading("Formats"),
     item("table", "for the terminal: one line per case, and the differences"),
     item("json",
          R"({"cases": [{"file", "name", "passed", "mismatches": [{"rule", "message", "expected", "found"}, ...]}, ...],
-"passed": 1, "failed": 0}, and "coverage" if requested)"),
+"passed": 1, "failed": 0}, and "coverage" if requested; with --mutate {"survivors": [{"library", "local_rules",
+"mutation", "subject", "change", "location", "advice", "based_on", "case"}, ...], "caught": 5, "mutants": 6})"),
     item("junit", "JUnit XML for CI servers: one test suite per file"),
 };
 constexpr std::string_view kExamples[] = {
     "tavik test rule-tests.json",
     "tavik test rule-tests.json --library new-library.plist --unsigned --filter storage",
-    "tavik test *-tests.json --coverage",
+    "tavik test *-tests.json --coverage --fail-under 100",
+    "tavik test *-tests.json --mutate --fail-under 90",
+    "tavik test --generate device.json --source sfc=sfc.json --library library.plist --rules local.plist > cases.json",
     "tavik test *-tests.json --format junit > rule-tests.xml",
 };
 constexpr ExitMeaning kExitStatuses[] = {
     {ExitStatus::kPassed, "every case passed"},
-    {ExitStatus::kFailed, "a case failed"},
+    {ExitStatus::kFailed, "a case failed, the share is below --fail-under, or the device of --generate does not pass"},
     {ExitStatus::kUnusable, "the command line or an input is invalid"},
-    {ExitStatus::kNoVerdict, "a document is not trusted, empty or malformed"},
+    {ExitStatus::kFault, "a fault ended the check of the device of --generate"},
+    {ExitStatus::kNoVerdict, "a document is not trusted, empty or malformed, or the device of --generate has no rules"},
 };
 constexpr Help kHelp = {"Run test cases for rules", kDescription, kExamples, kExitStatuses};
 

@@ -1,6 +1,8 @@
 #include "test/Candidates.h"
 
 #include <algorithm>
+#include <array>
+#include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -78,15 +80,19 @@ bool anyText(const Value& current, const Hints& hints, const Visit& visit) {
   return visit(Value(""));
 }
 
-/// Numbers next to a bound, in its own unit and as bytes for a bound in gigabytes or mebibytes.
-bool anyNumberNear(const Value& bound, const Visit& visit) {
+/// Numbers next to a bound, in its own unit and as bytes for a bound in gigabytes or mebibytes; the unit that gives
+/// numbers like `current` first.
+bool anyNumberNear(const Value& bound, double current, const Visit& visit) {
   constexpr std::int64_t kGigabyte = 1'000'000'000;
   constexpr std::int64_t kMebibyte = 1'048'576;
   const double real = doubleValue(&bound);
   const std::int64_t number = longValue(&bound);
   const bool isWhole = static_cast<double>(number) == real;
   if (!isWhole && visit(Value(real))) return true;
-  for (const std::int64_t unit : {std::int64_t{1}, kGigabyte, kMebibyte}) {
+  std::array<std::int64_t, 3> units = {1, kGigabyte, kMebibyte};
+  std::ranges::stable_sort(units, {},
+                           [&](std::int64_t unit) { return std::abs(real * static_cast<double>(unit) - current); });
+  for (const std::int64_t unit : units) {
     if (number > INT64_MAX / unit - 2 || number < INT64_MIN / unit + 2) continue;
     for (const std::int64_t step : {0, 1, -1, 2, -2}) {
       if (visit(Value((number + step) * unit))) return true;
@@ -100,7 +106,7 @@ bool anyNumber(const Value& current, const Hints& hints, const Visit& visit) {
     if (visit(other)) return true;
   }
   return std::ranges::any_of(hints, [&](const Value& hint) {
-    return (isText(hint) || hint.kind() == Kind::kNumber) && anyNumberNear(hint, visit);
+    return (isText(hint) || hint.kind() == Kind::kNumber) && anyNumberNear(hint, doubleValue(&current), visit);
   });
 }
 
@@ -209,7 +215,7 @@ bool anyCandidate(const Value* current, const std::vector<Value>& hints, const V
     if (!isNew) continue;
     const std::vector<Value> others = variationsOf(hint);
     if (visit(hint) || std::ranges::any_of(others, visit)) return true;
-    if (hint.kind() == Kind::kNumber && anyNumberNear(hint, visit)) return true;
+    if (hint.kind() == Kind::kNumber && anyNumberNear(hint, 0, visit)) return true;
   }
   return current == nullptr && visit(Value("present"));
 }

@@ -16,6 +16,17 @@ constexpr std::string_view kGoodName = "the good device passes";
 
 std::string quoted(std::string_view name) { return "\"" + shortened(visible(name), 60) + "\""; }
 
+/// Why no case was found in which the rule fails.
+std::string_view whyNotFailing(const RuleFacts& facts) {
+  const auto isSelector = [](const RuleOperand& operand) {
+    return !operand.source && (operand.name == "ModelNumber" || operand.name == "RegionInfo");
+  };
+  if (facts.cannotFail()) return "cannot fail on a device that has what it reads";
+  if (std::ranges::all_of(facts.operands(), isSelector))
+    return "reads only the part number or region, which also select the rules";
+  return "does not fail after any small change of what it reads";
+}
+
 /// The kinds with other selectors than the device.
 std::vector<DeviceKind> otherKinds(const std::vector<DeviceKind>& all, const KindRules& own) {
   const auto differ = [](const Value* kind, const Value* device) {
@@ -44,13 +55,11 @@ Generation::Generation(const RuleOrigins& origins, Dictionary attributes, Dictio
 
 void Generation::failRule(std::size_t number) {
   const RuleOrigin& rule = device_.kind().rules()[number];
-  const bool cannotFail = device_.kind().facts()[number].cannotFail();
-  auto found = cannotFail ? std::nullopt : search_.failing(number);
+  const RuleFacts& facts = device_.kind().facts()[number];
+  auto found = facts.cannotFail() ? std::nullopt : search_.failing(number);
   if (!found) {
     expectOfGoodDevice({std::string(rule.name), true, {{"result", Value(true)}}});
-    remarks_.push_back(fmt::format("{} {}", quoted(rule.name),
-                                   cannotFail ? "cannot fail on a device that has what it reads"
-                                              : "does not fail after any small change of what it reads"));
+    remarks_.push_back(fmt::format("{} {}", quoted(rule.name), whyNotFailing(facts)));
     return;
   }
   remarkOnOthers(rule, *found);
