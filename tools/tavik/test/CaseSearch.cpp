@@ -123,7 +123,7 @@ class CaseSearch::Attempts {
 
   /// Empty if the change does not reach the goal.
   [[nodiscard]] Dictionary entriesToExpect(const Dictionary& record, const DeviceChange& change) const {
-    const Dictionary result{{"result", Value(passes(record))}};
+    Dictionary result{{"result", Value(passes(record))}};
     if (goal_ == Goal::kFailure) return passes(record) ? Dictionary() : result;
     const std::optional<Dictionary> other = recordAfter(*mutant_, change);
     if (!other || passes(*other) != passes(record)) return result;

@@ -4,7 +4,6 @@
 #include <map>
 #include <optional>
 #include <tuple>
-#include <utility>
 
 namespace tavik::tool {
 namespace {
@@ -28,12 +27,12 @@ class Collector {
  public:
   explicit Collector(std::vector<EffectiveEntry>& all) : all_(all) {}
 
-  void add(EffectiveEntry entry) {
+  void add(const EffectiveEntry& entry) {
     const auto [place, isNew] = places_.emplace(identityOf(entry), all_.size());
     if (!isNew) {
       all_[place->second].isRedundant &= entry.isRedundant;
     } else {
-      all_.push_back(std::move(entry));
+      all_.push_back(entry);
     }
   }
 

@@ -41,9 +41,10 @@ std::vector<DeviceKind> otherKinds(const std::vector<DeviceKind>& all, const Kin
 
 }  // namespace
 
-Generation::Generation(const RuleOrigins& origins, Dictionary attributes, Dictionary sources, const Dictionary& station)
+Generation::Generation(const RuleOrigins& origins, const Dictionary& attributes, const Dictionary& sources,
+                       const Dictionary& station)
     : kinds_(origins),
-      device_(attributes, std::move(sources), kinds_.of(attributes)),
+      device_(attributes, sources, kinds_.of(attributes)),
       search_(device_, kinds_),
       casesByRule_(device_.kind().rules().size()) {
   if (!station.empty()) good_.station = station;
@@ -82,7 +83,8 @@ void Generation::addCase(FoundCase found) {
   const auto changed = device_.after(*found.change, kinds_);
   const bool isNew =
       changes_.emplace(found.change->operand, found.change->value ? toJson(*found.change->value) : "").second;
-  if (!changed || !isNew) return;
+  const bool saysMore = found.expected.entries.size() > 1;  // than a result, which another case with this change says
+  if (!changed || (!isNew && !saysMore)) return;
   Expectation expectation = found.expectation();
   cases_.push_back({std::move(found), std::move(expectation), {good_, std::nullopt}});
   Case& added = cases_.back();

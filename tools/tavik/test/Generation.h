@@ -25,7 +25,8 @@ namespace tavik::tool {
 class Generation {
  public:
   /// The device passes all of its rules. station: the station dictionary after its check.
-  Generation(const RuleOrigins& origins, Dictionary attributes, Dictionary sources, const Dictionary& station);
+  Generation(const RuleOrigins& origins, const Dictionary& attributes, const Dictionary& sources,
+             const Dictionary& station);
   Generation(const Generation&) = delete;
   Generation& operator=(const Generation&) = delete;
 

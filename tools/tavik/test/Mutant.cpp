@@ -6,15 +6,14 @@ namespace tavik::tool {
 namespace {
 
 /// Removes the entries that are dropped and applies a replacement to the others; absent if no entry is left.
-std::optional<RuleOrigin> withEntries(RuleOrigin rule, const Mutant& mutant) {
-  const LocalEntry& changed = mutant.entry->entry;
+std::optional<RuleOrigin> withEntries(RuleOrigin rule, const LocalEntry& changed, const std::optional<Value>& content) {
   const auto isChanged = [&](const LocalEntry& entry) {
     return entry.content == changed.content && entry.layer == changed.layer && entry.set == changed.set;
   };
   for (LocalEntry& entry : rule.entries) {
-    if (mutant.content && isChanged(entry)) entry.content = &*mutant.content;
+    if (content && isChanged(entry)) entry.content = &*content;
   }
-  if (!mutant.content) std::erase_if(rule.entries, isChanged);
+  if (!content) std::erase_if(rule.entries, isChanged);
   return rule.entries.empty() ? std::nullopt : std::optional(std::move(rule));
 }
 
@@ -38,10 +37,10 @@ std::optional<Error> errorWithout(const DeviceKind& removed, const KindRules& ki
   return Error(kUnknown, "unknown Region Code:" + selectorText(removed.region));
 }
 
-void dropSet(const Mutant& mutant, const KindRules& kind, std::vector<ChangedRule>& rules) {
-  const auto set = std::ranges::find(kind.sets(), mutant.entry->name, &RuleSetOrigin::name);
+void dropSet(const EffectiveEntry& dropped, const KindRules& kind, std::vector<ChangedRule>& rules) {
+  const auto set = std::ranges::find(kind.sets(), dropped.name, &RuleSetOrigin::name);
   if (set == kind.sets().end()) return;
-  const bool isOnlyEntry = set->entries.size() == 1 && set->entries[0].content == mutant.entry->entry.content;
+  const bool isOnlyEntry = set->entries.size() == 1 && set->entries[0].content == dropped.entry.content;
   if (!isOnlyEntry) return;
   for (std::size_t number = 0; number < kind.rules().size(); ++number) {
     const RuleOrigin& rule = kind.rules()[number];
@@ -55,23 +54,28 @@ void dropSet(const Mutant& mutant, const KindRules& kind, std::vector<ChangedRul
 MutantEffect::MutantEffect(const Mutant& mutant, const KindRules& kind) {
   if (mutant.target == Mutant::Target::kKind) {
     error = errorWithout(mutant.kind, kind);
-    return;
+  } else if (mutant.entry == nullptr) {
+    changeDefinition(mutant, kind);
+  } else if (mutant.entry->appliesTo(kind.partNumber(), kind.region())) {
+    changeEntry(mutant, *mutant.entry, kind);
   }
-  if (mutant.entry != nullptr && !mutant.entry->appliesTo(kind.partNumber(), kind.region())) return;
-  if (mutant.target == Mutant::Target::kSet) {
-    dropSet(mutant, kind, rules);
-    return;
-  }
+}
+
+void MutantEffect::changeDefinition(const Mutant& mutant, const KindRules& kind) {
   const auto number = kind.find(mutant.subject);
   if (!number) return;
   const RuleOrigin& rule = kind.rules()[*number];
-  if (mutant.definition) {
-    if (mutant.target == Mutant::Target::kDefinedValue && rule.entries.back().value() != nullptr) return;
-    rules.push_back({*number, rule});
-    rules.back().rule->definition = &*mutant.definition;
-    return;
-  }
-  auto changed = withEntries(rule, mutant);
+  if (mutant.target == Mutant::Target::kDefinedValue && rule.entries.back().value() != nullptr) return;
+  rules.push_back({*number, rule});
+  rules.back().rule->definition = &*mutant.definition;
+}
+
+void MutantEffect::changeEntry(const Mutant& mutant, const EffectiveEntry& entry, const KindRules& kind) {
+  if (mutant.target == Mutant::Target::kSet) return dropSet(entry, kind, rules);
+  const auto number = kind.find(mutant.subject);
+  if (!number) return;
+  const RuleOrigin& rule = kind.rules()[*number];
+  auto changed = withEntries(rule, entry.entry, mutant.content);
   if (isInEffect(rule, changed)) rules.push_back({*number, std::move(changed)});
 }
 

@@ -46,7 +46,8 @@ struct ChangedRule {
 };
 
 /// The consequences of a mutant for a kind of device. Borrows both.
-struct MutantEffect {
+class MutantEffect {
+ public:
   MutantEffect(const Mutant& mutant, const KindRules& kind);
 
   [[nodiscard]] bool empty() const { return rules.empty() && !error; }
@@ -54,6 +55,10 @@ struct MutantEffect {
 
   std::vector<ChangedRule> rules;
   std::optional<Error> error;  ///< the rules cannot be assembled
+
+ private:
+  void changeDefinition(const Mutant& mutant, const KindRules& kind);
+  void changeEntry(const Mutant& mutant, const EffectiveEntry& entry, const KindRules& kind);
 };
 
 }  // namespace tavik::tool

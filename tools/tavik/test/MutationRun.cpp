@@ -24,8 +24,8 @@ std::string shortName(std::string_view name) { return shortened(visible(name), k
 std::string adviceFor(const FoundCase& found, std::string_view basis) {
   const std::string rule = shortName(found.expected.rule);
   const std::string expected = shortened(visible(toJson(inCaseFile(found.expected))), 100);
-  if (!found.change) return fmt::format("in \"{}\", expect \"{}\": {}", shortName(basis), rule, expected);
-  return fmt::format("add a case like \"{}\", but {}; expect \"{}\": {}", shortName(basis), found.changeText(), rule,
+  if (!found.change) return fmt::format(R"(in "{}", expect "{}": {})", shortName(basis), rule, expected);
+  return fmt::format(R"(add a case like "{}", but {}; expect "{}": {})", shortName(basis), found.changeText(), rule,
                      expected);
 }
 

@@ -53,9 +53,10 @@ void addNotes(std::vector<Mismatch>& mismatches, const RuleNotes& notes) {
 }
 
 /// Whether rules or the selection of rules depend on an attribute, or on its fields.
-bool isRead(const std::string& name, const KindRules& kind, const std::vector<std::string_view>& known) {
+bool isRead(const std::string& name, const KindRules& kind) {
   if (name == "ModelNumber" || name == "RegionInfo" || !kind.readers({std::nullopt, name}).empty()) return true;
-  return std::ranges::any_of(known, [&](std::string_view field) { return packedAttributeOf(field) == name; });
+  return std::ranges::any_of(kind.attributeNames(),
+                             [&](std::string_view field) { return packedAttributeOf(field) == name; });
 }
 
 }  // namespace
@@ -79,11 +80,10 @@ std::vector<std::string> ReadyRules::remarksOn(const RuleTest& test) {
   std::vector<std::string> remarks;
   const std::shared_ptr<const KindRules> kind = test.changed.empty() ? nullptr : kinds_.of(test.attributes);
   if (!kind) return remarks;
-  const std::vector<std::string_view> known = kind->attributeNames();
   for (const std::string& name : test.changed) {
-    if (isRead(name, *kind, known)) continue;
-    remarks.push_back(
-        fmt::format("no rule of the device reads \"{}\"{}", shortened(visible(name), 60), didYouMean(name, known)));
+    if (isRead(name, *kind)) continue;
+    remarks.push_back(fmt::format("no rule of the device reads \"{}\"{}", shortened(visible(name), 60),
+                                  didYouMean(name, kind->attributeNames())));
   }
   return remarks;
 }
