@@ -135,20 +135,177 @@ FAILED  3 cases: 2 passed, 1 failed
         self.assertEqual(status, PASSED)
         (coverage,) = answer["coverage"]
         self.assertEqual((coverage["library"], coverage["local_rules"]), ("library.json", "rules.json"))
-        seen = {tuple(item.values()) for kind in ("rules", "part_numbers", "regions") for item in coverage[kind]}
+        seen = {tuple(item.values()) for kind in ("rules", "part_numbers", "regions", "overrides") for item in coverage[kind]}
         self.assertEqual(seen, {
             ("Storage", 1, 2), ("Color", 1, 0), ("Model", 2, 0), ("Broken", 0, 0), ("Empty", 0, 0), ("Paint", 0, 0),
             ("HN10", 1, 1), ("HN20", 0, 1), ("XX", 0, 0), ("BROKEN", 0, 0), ("FAULT", 0, 0),
-            ("HN10", "EU", 1, 1), ("HN10", "US", 0, 0),
+            ("HN10", "EU", 1, 1), ("HN10", "US", 0, 0), ("Storage", "part number HN20", 0, 1),
         })
         text = self.tavik("test", "cases.json", "--coverage").out
         self.assertRegex(text, r"rules +3 of 6 +1 of 6\npart numbers +1 of 5 +2 of 5\nregions +1 of 2 +1 of 2\n")
         self.assertRegex(text, r"rule +Color +yes +never\n")
         self.assertRegex(text, r"region +HN10 US +never +never\n")
-        self.assertNotIn("Storage", text)
+        self.assertNotRegex(text, r"rule +Storage")
         self.refuses(UNUSABLE, "--coverage: not available in JUnit XML", "test", "cases.json", "--coverage", "--format",
                      "junit")
         self.refuses(UNUSABLE, "--public-key and --unsigned exclude each other", "test", "cases.json", "--public-key", "p", "--unsigned")
+
+    def test_coverage_of_overrides_and_of_rules_that_cannot_fail(self):
+        good = {"name": "good", "expect": {"others": "pass"}}
+        self.file("rules.json", json.dumps({"version": "2", "MPNRules": {"HN10": {"Storage": {"value": 64}, "Route": {}}}}))
+        library = self.file("library.json", json.dumps(LIBRARY | {"Route": LIBRARY["Route"] | {"value": {"OnPass": "P"}}}))
+        bad = {"name": "small", "change": {"Bytes": 5}, "expect": {"rules": {"Storage": "fail"}}}
+        for cases, status, covered in (([good], FAILED, 4), ([good, bad], PASSED, 7)):
+            found, answer = self.results(cases, "--coverage", "--fail-under", "100", library=library)
+            (coverage,) = answer["coverage"]
+            self.assertEqual((found, coverage["covered"], coverage["results"]), (status, covered, 7))
+            self.assertIn({"rule": "Route", "passed": len(cases), "failed": 0, "can_fail": False}, coverage["rules"])
+            (override,) = coverage["overrides"]
+            self.assertEqual((override["rule"], override["location"]), ("Storage", "part number HN10"))
+        self.assertEqual(self.results([good], "--coverage", "--fail-under", "57.1", library=library)[0], PASSED)
+
+    def test_a_change_that_no_rule_reads(self):
+        case = {"name": "typo", "change": {"Colour": "moss", "RegionInfo": "EU"}, "expect": {"others": "pass"}}
+        run = self.tavik("test", self.case_file([case]))
+        self.assertEqual(run.status, PASSED)
+        self.assertIn('cases.json: case "typo": no rule of the device reads "Colour"; did you mean "Color"?\n', run.err)
+        self.assertEqual(len(run.err.splitlines()), 2)
+
+    def test_the_mutants_of_a_rule(self):
+        for row in CASES["mutants"]:
+            with self.subTest(row):
+                name = row.get("name", "Rule")
+                self.file("library.json", json.dumps({"version": "1", name: {"attribute": "A", **row["rule"]}}))
+                self.file("rules.json", json.dumps({"version": "2", "GenericRules": {name: {}}}))
+                status, answer = self.results([{"name": "n", "expect": {"others": "any"}}], "--mutate", attributes={})
+                self.assertEqual((status, answer["caught"], answer["mutants"]), (PASSED, 0, len(row["changes"])))
+                self.assertEqual([survivor["change"] for survivor in answer["survivors"]], row["changes"])
+
+    def test_the_mutants_of_local_rules(self):
+        rule = {"attribute": "N", "predicate": "greaterThan", "value": 1}
+        self.file("library.json", json.dumps({"version": "1", "A": rule, "B": rule, "C": rule, "D": rule}))
+        self.file("rules.json", json.dumps({"version": "2", "MPNRules": {
+            "P": {"A": {"value": 2}, "C": {}, "RegionRules": {"EU": {"A": {"value": 3}}, "US": {}}}, "Q": {"FirstRuleSet": {}, "A": {}, "C": {}}},
+            "GenericRules": {"B": {"value": 7}, "C": {}}, "RuleSets": {"FirstRuleSet": {"B": {"value": 1.0}, "D": {"comment": "x"}}}}))
+        _, answer = self.results([{"name": "n", "expect": {"others": "any"}}], "--mutate", attributes={"ModelNumber": "Q", "N": 9})
+        wanted = ("rule", "override", "swap", "kind", "rule set")
+        found = {(each["mutation"], each["subject"], each["location"], each["change"]) for each in answer["survivors"]
+                 if each["mutation"] in wanted}
+        eu, us, p, q = "part number P, region EU", "part number P, region US", "part number P", "part number Q"
+        self.assertEqual(found, {
+            ("rule", "A", eu, "rule removed"), ("rule", "A", p, "rule removed"), ("rule", "A", q, "rule removed"),
+            ("rule", "B", "GenericRules", "rule removed"), ("rule", "B", "FirstRuleSet", "rule removed"),
+            ("rule", "D", "FirstRuleSet", "rule removed"),
+            ("override", "A", eu, "value removed: 1 instead of 3"), ("override", "A", p, "value removed: 1 instead of 2"),
+            ("override", "B", "GenericRules", "value removed: 1 instead of 7"),
+            ("swap", "A", eu, f"value of {p}: 2 instead of 3"), ("swap", "A", p, f"value of {eu}: 3 instead of 2"),
+            ("swap", "A", q, f"value of {eu}: 3 instead of 1"), ("swap", "A", q, f"value of {p}: 2 instead of 1"),
+            ("swap", "B", "GenericRules", "value of FirstRuleSet: 1.0 instead of 7"),
+            ("swap", "B", "FirstRuleSet", "value of GenericRules: 7 instead of 1.0"),
+            ("kind", p, "MPNRules", "removed"), ("kind", eu, "MPNRules", "removed"), ("kind", us, "MPNRules", "removed"),
+            ("rule set", "FirstRuleSet", q, "rule set removed")})
+        advice = {(each["subject"], each["change"]): each["advice"] for each in answer["survivors"]}
+        self.assertEqual(advice["D", "rule removed"], 'add a case like "n", but N = 1; expect "D": "fail"')
+        self.assertEqual(advice[eu, "removed"], f"add a case with a device of {eu}")
+
+    def test_which_mutants_a_case_catches(self):
+        self.file("library.json", json.dumps({
+            "version": "1", "Number": {"attribute": "N", "predicate": "equal", "value": 5},
+            "Route": {"attribute": "N", "predicate": "sendStaticAttribute", "value": {"OnPass": "P"}}}))
+        self.file("rules.json", json.dumps({"version": "2", "MPNRules": {"X": {"Number": {}, "Route": {}}}}))
+        names = lambda survivors: {each["change"] if each["change"] != "rule removed" else f"{each['subject']}: rule removed"
+                                   for each in survivors}
+        device = {"attributes": {"ModelNumber": "X", "N": 5}}
+        unknown = {"name": "n", "change": {"ModelNumber": "Y"}, "expect": {"error": {"code": -100003}}}
+        every = names(self.results([unknown], "--mutate", **device)[1]["survivors"])
+        for row in CASES["caught"]:
+            with self.subTest(row):
+                case = {"name": "n", "expect": row["expect"]} | {key: row[key] for key in ("change",) if key in row}
+                survivors = names(self.results([case], "--mutate", **device)[1]["survivors"])
+                self.assertEqual(sorted(every - survivors), sorted(row["caught"]))
+
+    def test_mutation_options(self):
+        good = {"name": "good", "expect": {"others": "pass"}}
+        self.file("rules.json", json.dumps({"version": "2", "MPNRules": {"HN10": {"Storage": {}}}}))
+        run = self.tavik("test", self.case_file([good]), "--mutate")
+        self.assertEqual(run.status, PASSED)
+        self.assertEqual(run.out, """\
+Storage: predicate "minimumNandSize" (rule library): add a case like "good", but Bytes = 65000000000; expect "Storage": "fail"
+5 of 6 mutants caught
+""")
+        for percent, status in (("83.3", PASSED), ("84", FAILED)):
+            self.assertEqual(self.tavik("test", "cases.json", "--mutate", "--fail-under", percent).status, status)
+        case = {"name": "bad", "expect": {"rules": {"Storage": "fail"}}}
+        run = self.tavik("test", self.case_file([good, case]), "--mutate")
+        self.assertEqual(run.status, FAILED)
+        self.assertIn("FAIL  bad", run.out)
+        self.assertIn("--mutate: a case fails without mutants; fix it first", run.err)
+        for message, *options in (
+                ("--mutate and --coverage exclude each other", "cases.json", "--mutate", "--coverage"),
+                ("--fail-under requires --mutate or --coverage", "cases.json", "--fail-under", "5"),
+                ("--fail-under", "cases.json", "--mutate", "--fail-under", "101"),
+                ("--mutate: not available in JUnit XML", "cases.json", "--mutate", "--format", "junit"),
+                ("CASES is required",), ("--source requires --generate", "cases.json", "--source", "a=b"),
+                ("--generate and CASES exclude each other", "cases.json", "--generate", "device.json"),
+                ("--generate: --library and --rules are required", "--generate", "device.json")):
+            self.refuses(UNUSABLE, message, "test", *options)
+
+    def test_the_suggested_cases_catch_the_mutants(self):
+        document = json.loads(EXAMPLE.read_text(encoding="utf-8"))
+        before = self.mutate_example(document)
+        bases = {case["name"]: case for case in document["cases"]}
+        for number, survivor in enumerate(before["survivors"]):
+            if "case" not in survivor:
+                continue
+            base, new = bases[survivor["based_on"]], survivor["case"]
+            case = {key: base[key] for key in ("attributes", "sources", "change", "remove") if key in base}
+            for key in ("change", "sources"):
+                case[key] = case.get(key, {}) | new.get(key, {})
+            case["remove"] = [name for name in base.get("remove", []) + new.get("remove", []) if name not in case["change"]]
+            document["cases"].append({"name": f"case {number}", "expect": new["expect"], **case})
+        after = self.mutate_example(document)
+        self.assertEqual([each for each in after["survivors"] if "case" in each], [])
+        self.assertLess(len(after["survivors"]), len(before["survivors"]))
+
+    def mutate_example(self, document):
+        station = EXAMPLE.parent
+        path = self.file("copy.json", json.dumps(document))
+        for name in station.iterdir():
+            if not (self.folder / name.name).exists():
+                (self.folder / name.name).symlink_to(name)
+        return json.loads(self.tavik("test", path, "--mutate", "--format", "json").out)
+
+    def test_generated_cases(self):
+        station = EXAMPLE.parent
+        run = self.tavik("test", "--generate", station / "device-good/attributes.plist", "--source",
+                         f"sfc={station}/device-good/sfc.json", "--source", f"gui={station}/device-good/gui.json", "--library",
+                         station / "rule-library.plist", "--rules", station / "local-rules.plist", "--unsigned")
+        self.assertEqual(run.status, PASSED, run.err)
+        document = json.loads(run.out)
+        self.assertTrue(jsonschema.Draft7Validator(SCHEMA).is_valid(document))
+        checked = json.loads(self.tavik("test", self.file("generated.json", run.out), "--coverage", "--format", "json").out)
+        self.assertEqual((checked["passed"], checked["failed"]), (len(document["cases"]), 0))
+        caught, mutants = map(int, document["comment"][0].split()[0:3:2])
+        self.assertGreater(caught, 400)
+        unexplained = [line for line in document["comment"] if line.startswith("no small change")]
+        self.assertEqual(mutants - caught, len(unexplained))
+        self.assertLessEqual(len(unexplained), 4)
+        answer = json.loads(self.tavik("test", "generated.json", "--mutate", "--format", "json").out)
+        self.assertEqual(answer["caught"], caught)
+        failing = {rule for case in document["cases"] for rule, result in case["expect"].get("rules", {}).items() if result == "fail"}
+        rules = {item["rule"] for item in checked["coverage"][0]["rules"] if item["passed"] and item.get("can_fail", True)}
+        self.assertEqual(rules - failing, set())
+
+    def test_generation_for_a_device_that_does_not_pass(self):
+        options = ("--library", "library.json", "--rules", "rules.json", "--unsigned")
+        for change, status, message in (
+                ({"Bytes": 5, "Color": "\x1b"}, FAILED,
+                 'these rules fail: "Storage" (actual 0, expected 64), "Color" (actual \\x1b, expected one of sand)'),
+                ({"ModelNumber": "FAULT"}, 3, 'rule "Empty": a rule without "value" has no reference to take it from'),
+                ({"ModelNumber": "BROKEN"}, NO_VERDICT, 'rule "Broken": invalid logical operator'),
+                ({"ModelNumber": "none"}, NO_VERDICT, "unknown MPN:none")):
+            self.file("device.json", json.dumps(DEVICE | change))
+            self.refuses(status, message, "test", "--generate", "device.json", *options)
 
     def test_filter(self):
         cases = [{"name": name, "expect": {"others": "pass"}} for name in ("storage good", "color", "storage")]

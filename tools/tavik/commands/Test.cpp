@@ -1,29 +1,17 @@
 // `tavik test`: test cases for rules.
 
-#include <fmt/format.h>
-
-#include <algorithm>
-#include <map>
 #include <memory>
-#include <utility>
+#include <string_view>
+#include <vector>
 
-#include "check/Outcome.h"
 #include "commands/Command.h"
 #include "commands/CommonOptions.h"
-#include "io/Inputs.h"
-#include "io/StandardError.h"
 #include "io/StandardOutput.h"
-#include "reports/FailureText.h"
-#include "rules/HostPlatform.h"
-#include "rules/RuleDocuments.h"
-#include "rules/RuleMeaning.h"
-#include "rules/RuleNotes.h"
-#include "test/CaseFile.h"
-#include "test/Coverage.h"
-#include "test/Judgement.h"
+#include "test/GeneratedCaseFile.h"
+#include "test/MutationRun.h"
 #include "test/TestReport.h"
+#include "test/TestSession.h"
 #include "text/Terminal.h"
-#include "text/Text.h"
 
 namespace tavik::tool {
 namespace {
@@ -36,162 +24,65 @@ constexpr Help::Part kDescription[] = {
     paragraph("docs/testing-rules.md describes the format. Paths are relative to the case file's folder; "
               "options override the documents and the key that it names. A device that gets no rules does not "
               "pass, and a file without cases is rejected."),
+    heading("Mutation tests"),
+    paragraph("--mutate changes the rules one small step at a time: it removes a rule, negates it, changes its value, "
+              "predicate or override, or removes a part number, region or rule set. For each change that no case "
+              "catches, it prints one line with the case to write; the last line is \"N of M mutants caught\"."),
+    heading("Generated cases"),
+    paragraph("--generate prints a case file for a device that passes: for each rule, a case with the smallest change "
+              "that makes the rule fail, and further cases that catch mutants. \"comment\" in the file says why there "
+              "is no case for a rule or a mutant. Paths in it are those of the command line."),
     heading("Formats"),
     item("table", "for the terminal: one line per case, and the differences"),
     item("json",
          R"({"cases": [{"file", "name", "passed", "mismatches": [{"rule", "message", "expected", "found"}, ...]}, ...],
-"passed": 1, "failed": 0}, and "coverage" if requested)"),
+"passed": 1, "failed": 0}, and "coverage" if requested; with --mutate {"survivors": [{"library", "local_rules",
+"mutation", "subject", "change", "location", "advice", "based_on", "case"}, ...], "caught": 5, "mutants": 6})"),
     item("junit", "JUnit XML for CI servers: one test suite per file"),
 };
 constexpr std::string_view kExamples[] = {
     "tavik test rule-tests.json",
     "tavik test rule-tests.json --library new-library.plist --unsigned --filter storage",
-    "tavik test *-tests.json --coverage",
+    "tavik test *-tests.json --coverage --fail-under 100",
+    "tavik test *-tests.json --mutate --fail-under 90",
+    "tavik test --generate device.json --source sfc=sfc.json --library library.plist --rules local.plist > cases.json",
     "tavik test *-tests.json --format junit > rule-tests.xml",
 };
 constexpr ExitMeaning kExitStatuses[] = {
     {ExitStatus::kPassed, "every case passed"},
-    {ExitStatus::kFailed, "a case failed"},
+    {ExitStatus::kFailed, "a case failed, the share is below --fail-under, or the device of --generate does not pass"},
     {ExitStatus::kUnusable, "the command line or an input is invalid"},
-    {ExitStatus::kNoVerdict, "a document is not trusted, empty or malformed"},
+    {ExitStatus::kFault, "a fault ended the check of the device of --generate"},
+    {ExitStatus::kNoVerdict, "a document is not trusted, empty or malformed, or the device of --generate has no rules"},
 };
 constexpr Help kHelp = {"Run test cases for rules", kDescription, kExamples, kExitStatuses};
 
-struct TestOptions {
-  std::vector<std::string> caseFiles;
-  std::optional<std::string> library;
-  std::optional<std::string> rules;
-  std::string filter;
-  bool coverage = false;
-  PlatformOptions platform;
-  std::string format;
-};
-
-/// The rule documents of a case file.
-struct DocumentNames {
-  std::string library;
-  std::string rules;
-  bool unsignedDocuments;
-  std::optional<std::string> publicKey;
-  std::optional<std::string> trust;
-
-  friend auto operator<=>(const DocumentNames&, const DocumentNames&) = default;
-};
-
-/// The document named by `option`, else by the case file.
-std::string documentName(std::string_view option, const std::optional<std::string>& given,
-                         const std::optional<std::string>& inFile, const CaseFile& file) {
-  if (given) return *given;
-  if (!inFile) {
-    throw Unusable(fmt::format("{}: \"{}\" is missing; add it, or use {} FILE", file.name, option.substr(2), option));
-  }
-  return *inFile;
-}
-
-DocumentNames documentNames(const TestOptions& options, const CaseFile& file) {
-  const bool given = options.platform.unsignedDocuments || options.platform.publicKey || options.platform.trust;
-  return {.library = documentName("--library", options.library, file.library, file),
-          .rules = documentName("--rules", options.rules, file.rules, file),
-          .unsignedDocuments = given ? options.platform.unsignedDocuments : file.unsignedDocuments,
-          .publicKey = given ? options.platform.publicKey : file.publicKey,
-          .trust = options.platform.trust};
-}
-
-/// Adds what the rules of the mismatches are about: "TotalDiskCapacity: Passes when the storage has as many GB as
-/// expected."
-void addNotes(std::vector<Mismatch>& mismatches, const RuleNotes& notes) {
-  for (Mismatch& mismatch : mismatches) {
-    const RuleNote* const note = mismatch.rule ? notes.of(*mismatch.rule) : nullptr;
-    if (note == nullptr) continue;
-    const std::string meaning = meaningOf(note->evaluation);
-    if (!meaning.empty())
-      mismatch.checks = visible(note->evaluation.attribute.name.value_or("(null)")) + ": " + meaning;
-    mismatch.notes = noteLines(note, passed(Value(mismatch.found)));
-  }
-}
-
-/// A pair of rule documents, prepared for checking devices.
-class ReadyRules {
- public:
-  ReadyRules(const DocumentNames& names, const TestOptions& options, Inputs& inputs)
-      : platform_(std::make_shared<HostPlatform>(
-            PlatformOptions{names.publicKey, names.unsignedDocuments, options.platform.log, names.trust})),
-        kernel_(readLibrary(inputs, "", names.library, platform_)),
-        prepared_(readLocalRules(inputs, "", names.rules, *kernel_)),
-        origins_(kernel_->library(), prepared_->localRules()) {
-    if (options.coverage) coverage_.emplace(kernel_->library(), prepared_->localRules());
-  }
-
-  /// Null if coverage was not requested.
-  [[nodiscard]] const Coverage* coverage() const { return coverage_ ? &*coverage_ : nullptr; }
-  void checkLog() const { platform_->checkLog(); }
-
-  std::vector<Mismatch> run(const RuleTest& test) {
-    const CheckOutcome outcome = runCheck(*prepared_, test.attributes, test.sources);
-    if (coverage_) coverage_->add(test, outcome);
-    std::vector<Mismatch> found = mismatches(test.expected, outcome);
-    if (!found.empty()) addNotes(found, notesAfterCheck(test.attributes, test.sources, origins_));
-    return found;
-  }
-
- private:
-  std::shared_ptr<const HostPlatform> platform_;
-  std::unique_ptr<const ZRTTavikKernel> kernel_;
-  std::unique_ptr<const PreparedRules> prepared_;
-  RuleOrigins origins_;
-  std::optional<Coverage> coverage_;
-};
-
-class TestRun {
- public:
-  explicit TestRun(const TestOptions& options) : options_(options) {
-    for (const std::string& path : options.caseFiles) files_.push_back(readCaseFile(inputs_, path));
-  }
-
-  TestResults run() {
-    TestResults results;
-    for (const CaseFile& file : files_) {
-      ReadyRules& rules = rulesOf(file);
-      for (const RuleTest& test : file.tests) {
-        if (test.name.find(options_.filter) == std::string::npos) continue;
-        results.cases.push_back({&file, &test, rules.run(test)});
-      }
-    }
-    if (results.cases.empty())
-      throw Unusable(fmt::format("--filter {}: no case name contains this text", options_.filter));
-    for (const auto& [names, rules] : rules_) {
-      rules.checkLog();
-      if (rules.coverage() != nullptr) results.coverage.push_back({names.library, names.rules, rules.coverage()});
-    }
-    return results;
-  }
-
- private:
-  ReadyRules& rulesOf(const CaseFile& file) {
-    const DocumentNames names = documentNames(options_, file);
-    const auto known = rules_.find(names);
-    if (known != rules_.end()) return known->second;
-    if (names.unsignedDocuments) {
-      const std::string_view who = options_.platform.unsignedDocuments ? "--unsigned" : std::string_view(file.name);
-      printToStandardError("test",
-                           fmt::format("{}: rule documents are used as they are; signatures are not verified", who));
-    } else {
-      warnAboutTrust("test", {.publicKey = names.publicKey, .trust = names.trust});
-    }
-    return rules_.try_emplace(names, names, options_, inputs_).first->second;
-  }
-
-  const TestOptions& options_;
-  Inputs inputs_;
-  std::vector<CaseFile> files_;
-  std::map<DocumentNames, ReadyRules> rules_;
-};
-
-ExitStatus runTest(const TestOptions& options) {
+void requireConsistency(const TestOptions& options) {
+  const auto forbid = [](bool given, std::string_view why) {
+    if (given) throw Unusable(std::string(why));
+  };
   requireOneTrustOption(options.platform);
-  if (options.coverage && options.format == "junit") throw Unusable("--coverage: not available in JUnit XML");
-  TestRun run(options);
-  const TestResults results = run.run();
+  forbid(options.generate && !options.caseFiles.empty(), "--generate and CASES exclude each other");
+  forbid(!options.generate && options.caseFiles.empty(), "CASES is required");
+  forbid(
+      options.generate && (options.mutate || options.coverage || !options.filter.empty() || options.format != "table"),
+      "--generate: cannot be combined with --mutate, --coverage, --filter and --format");
+  forbid(options.generate && (!options.library || !options.rules), "--generate: --library and --rules are required");
+  forbid(!options.generate && !options.sources.empty(), "--source requires --generate");
+  forbid(options.mutate && options.coverage, "--mutate and --coverage exclude each other");
+  forbid(options.failUnder && !options.mutate && !options.coverage, "--fail-under requires --mutate or --coverage");
+  forbid(options.format == "junit" && options.coverage, "--coverage: not available in JUnit XML");
+  forbid(options.format == "junit" && options.mutate, "--mutate: not available in JUnit XML");
+}
+
+/// Whether the share is at least --fail-under, which is met if there is nothing to reach.
+bool isEnough(const TestOptions& options, std::size_t reached, std::size_t total) {
+  return !options.failUnder || static_cast<double>(reached) * 100 >= *options.failUnder * static_cast<double>(total);
+}
+
+ExitStatus statusOf(bool passed) { return passed ? ExitStatus::kPassed : ExitStatus::kFailed; }
+
+void print(const TestOptions& options, const TestResults& results) {
   if (options.format == "json") {
     writeStandardOutput(testJson(results));
   } else if (options.format == "junit") {
@@ -199,17 +90,58 @@ ExitStatus runTest(const TestOptions& options) {
   } else {
     writeStandardOutput(testTable(results, Screen::standardOutput()));
   }
-  return results.passed() ? ExitStatus::kPassed : ExitStatus::kFailed;
+}
+
+ExitStatus runMutants(const TestOptions& options, TestSession& session, const TestResults& results) {
+  if (!results.passed()) {
+    print(options, results);
+    throw Failure(ExitStatus::kFailed, "--mutate: a case fails without mutants; fix it first");
+  }
+  const std::vector<MutationResults> all = session.mutate();
+  writeStandardOutput(options.format == "json" ? mutationJson(all) : mutationText(all));
+  return statusOf(isEnough(options, caughtOf(all), mutantsOf(all)));
+}
+
+ExitStatus runTest(const TestOptions& options) {
+  requireConsistency(options);
+  if (options.generate) {
+    writeStandardOutput(generatedCaseFile(options));
+    return ExitStatus::kPassed;
+  }
+  TestSession session(options);
+  const TestResults results = session.run();
+  if (options.mutate) return runMutants(options, session, results);
+  print(options, results);
+  std::size_t covered = 0;
+  std::size_t possible = 0;
+  for (const DocumentsCoverage& documents : results.coverage) {
+    covered += documents.coverage->covered();
+    possible += documents.coverage->possible();
+  }
+  return statusOf(results.passed() && isEnough(options, covered, possible));
 }
 
 Run define(CLI::App& app) {
   const auto options = std::make_shared<TestOptions>();
-  app.add_option("CASES", options->caseFiles, "The case files")->type_name("")->required();
+  const auto addFlag = [&](const char* name, bool& flag, const char* help) {
+    app.add_flag(name, flag, help)->multi_option_policy(CLI::MultiOptionPolicy::Throw);
+  };
+  app.add_option("CASES", options->caseFiles, "The case files")->type_name("");
   addText(app, "--library", options->library, "FILE", "The rule library to use instead of those in the case files");
   addText(app, "--rules", options->rules, "FILE", "The local rules to use instead of those in the case files");
   addText(app, "--filter", options->filter, "TEXT", "Run only the cases whose names contain TEXT");
-  app.add_flag("--coverage", options->coverage, "Show which rules, part numbers and regions no case has covered")
+  addFlag("--coverage", options->coverage, "Show which rules, overrides, part numbers and regions no case has covered");
+  addFlag("--mutate", options->mutate,
+          "Change the rules one small step at a time, and show which changes no case catches");
+  app.add_option(
+         "--fail-under", options->failUnder,
+         "With --mutate or --coverage: fail if less than PERCENT of the mutants or results are caught or covered")
+      ->type_name("PERCENT")
+      ->check(CLI::Range(0.0, 100.0).description(""))
       ->multi_option_policy(CLI::MultiOptionPolicy::Throw);
+  addText(app, "--generate", options->generate, "DEVICE",
+          "Print a case file made from the attributes of a good device and its rules");
+  addSources(app, options->sources);
   addPlatform(app, options->platform);
   addFormat(app, options->format, {"table", "json", "junit"});
   return [options] { return runTest(*options); };

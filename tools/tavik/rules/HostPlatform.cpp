@@ -10,6 +10,7 @@
 
 #include <cerrno>
 #include <chrono>
+#include <memory>
 #include <system_error>
 #include <utility>
 #include <vector>
@@ -113,6 +114,11 @@ void HostPlatform::log(std::string_view line) const {
 void HostPlatform::checkLog() const {
   if (logFailure_ != 0)
     throw Unusable(nameOf("--log", *options_.log) + ": " + std::generic_category().message(logFailure_));
+}
+
+const PredicateKernel& silentKernel() {
+  static const PredicateKernel kernel(std::make_shared<StationPlatform>(std::nullopt, StationPlatform::Log::kNone));
+  return kernel;
 }
 
 std::string_view hintForUntrusted(std::string_view description) {

@@ -4,6 +4,7 @@
 #define TAVIK_TOOL_RULES_HOST_PLATFORM_H
 
 #include <tavik/Platform.h>
+#include <tavik/PredicateKernel.h>
 #include <tavik/StationPlatform.h>
 
 #include <atomic>
@@ -49,6 +50,9 @@ class HostPlatform : public Platform {
   int logFile_ = -1;
   mutable std::atomic<int> logFailure_ = 0;  // an errno
 };
+
+/// Evaluates rules without a log.
+const PredicateKernel& silentKernel();
 
 /// A hint to append to a platform's rejection on standard error.
 std::string_view hintForUntrusted(std::string_view description);

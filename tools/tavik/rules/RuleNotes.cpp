@@ -2,26 +2,20 @@
 
 #include <fmt/format.h>
 #include <tavik/PredicateFacts.h>
-#include <tavik/StationPlatform.h>
 
 #include <algorithm>
 #include <cstdint>
 #include <limits>
-#include <memory>
 #include <set>
 
 #include "decode/PackedData.h"
+#include "rules/HostPlatform.h"
 #include "text/Text.h"
 
 namespace tavik::tool {
 namespace {
 
 using Operand = RuleEvaluation::Operand;
-
-const PredicateKernel& silentKernel() {
-  static const PredicateKernel kernel(std::make_shared<StationPlatform>(std::nullopt, StationPlatform::Log::kNone));
-  return kernel;
-}
 
 std::string_view adviceForMissing(const Operand& operand) {
   if (!operand.name) return kRulesAtFault;

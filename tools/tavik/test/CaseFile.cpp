@@ -1,7 +1,6 @@
 #include "test/CaseFile.h"
 
 #include <fmt/format.h>
-#include <tavik/ZRTTavikKernel.h>
 
 #include <algorithm>
 #include <filesystem>
@@ -16,6 +15,7 @@
 #include "io/ArgumentName.h"
 #include "io/Encoding.h"
 #include "io/Inputs.h"
+#include "test/AttributeChange.h"
 #include "text/NearestName.h"
 #include "text/Text.h"
 
@@ -133,9 +133,9 @@ class Node {
 };
 
 constexpr std::string_view kRecordKeys[] = {"result", "actual", "expected", "hideResult", "attributes"};
-constexpr std::string_view kFileKeys[] = {"$schema",   "library",    "rules",   "unsigned",
+constexpr std::string_view kFileKeys[] = {"$schema",   "comment",    "library", "rules", "unsigned",
                                           "publicKey", "attributes", "sources", "cases"};
-constexpr std::string_view kCaseKeys[] = {"name", "attributes", "change", "remove", "sources", "expect"};
+constexpr std::string_view kCaseKeys[] = {"name", "comment", "attributes", "change", "remove", "sources", "expect"};
 constexpr std::string_view kExpectKeys[] = {"rules", "others", "station", "error", "fault"};
 
 RuleExpectation readRuleExpectation(const std::string& rule, const Node& node) {
@@ -181,24 +181,6 @@ Expectation readExpectation(const Node& node) {
     expectation.others = static_cast<OtherRules>(others->choice({"pass", "any", "none"}));
   if (const auto station = node.find("station")) expectation.station = station->object();
   return expectation;
-}
-
-bool isSysCfgField(std::string_view name) { return name.starts_with("SysCfgData."); }
-bool isManifestField(std::string_view name) {
-  return name.starts_with("ProvisioningManifestData.") || name.starts_with("RootManifestData.");
-}
-bool isPackedField(std::string_view name) { return isSysCfgField(name) || isManifestField(name); }
-
-/// If a packed attribute has the field, unpacks its fields into separate attributes: otherwise the check would unpack
-/// it over the change.
-void unpackFor(std::string_view field, Dictionary& attributes) {
-  if (isSysCfgField(field)) {
-    ZRTTavikKernel::expandSysConfigData(attributes);
-    attributes.erase("SysCfgData");
-  } else if (isManifestField(field)) {
-    ZRTTavikKernel::expandBasebandManifestData(attributes);
-    attributes.erase("BasebandFirmwareManifestData");
-  }
 }
 
 /// Reads a case file and the files that it names.
@@ -249,8 +231,8 @@ class CaseFileReader {
     test.name = node.at("name").text();
     const std::optional<Node> own = node.find("attributes");
     test.attributes = readDictionary(own ? *own : attributesOf(root, node));
-    if (const auto removed = node.find("remove")) remove(test.attributes, *removed);
-    if (const auto changed = node.find("change")) change(test.attributes, *changed);
+    if (const auto removed = node.find("remove")) remove(test, *removed);
+    if (const auto changed = node.find("change")) change(test, *changed);
     for (const Node& level : {root, node}) {
       if (const auto sources = level.find("sources")) readSources(*sources, test.sources);
     }
@@ -264,12 +246,12 @@ class CaseFileReader {
     return *common;
   }
 
-  static void remove(Dictionary& attributes, const Node& names) {
+  static void remove(RuleTest& test, const Node& names) {
     for (const Node& name : names.elements()) {
-      unpackFor(name.text(), attributes);
-      if (!attributes.contains(name.text()))
-        name.refuse("the device has no such attribute" + nearestIn(attributes, name));
-      attributes.erase(name.text());
+      const std::string text = name.text();
+      if (!removeAttribute(test.attributes, text))
+        name.refuse("the device has no such attribute" + nearestIn(test.attributes, name));
+      test.changed.push_back(text);
     }
   }
 
@@ -280,12 +262,12 @@ class CaseFileReader {
   }
 
   /// Fields of packed attributes come last, so that they also apply to a packed attribute that is itself changed.
-  static void change(Dictionary& attributes, const Node& changes) {
+  static void change(RuleTest& test, const Node& changes) {
     for (const bool fields : {false, true}) {
       for (const auto [key, value] : changes.object()) {
-        if (isPackedField(key) != fields) continue;
-        unpackFor(key, attributes);
-        attributes.set(key, value);
+        if (packedAttributeOf(key).empty() == fields) continue;
+        setAttribute(test.attributes, key, value);
+        test.changed.emplace_back(key);
       }
     }
   }

@@ -42,6 +42,7 @@ struct RuleTest {
   Dictionary attributes;
   Dictionary sources;
   Expectation expected;
+  std::vector<std::string> changed = {};  ///< the attributes that the case changes or removes
 };
 
 struct CaseFile {

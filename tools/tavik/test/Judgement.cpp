@@ -15,10 +15,10 @@ namespace {
 using RecordsByRule = std::map<std::string_view, const Dictionary*, std::less<>>;
 
 /// How the run ended, in the notation of a case file; empty if it ended with neither a fault nor an error.
-Dictionary endOf(const CheckOutcome& outcome) {
-  if (outcome.fault) return {{"kind", outcome.fault->word()}, {"message", outcome.fault->message}};
-  if (!outcome.error) return {};
-  return {{"code", Value(outcome.error->code())}, {"description", outcome.error->localizedDescription()}};
+Dictionary endOf(const std::optional<Error>& error, const std::optional<Fault>& fault) {
+  if (fault) return {{"kind", fault->word()}, {"message", fault->message}};
+  if (!error) return {};
+  return {{"code", Value(error->code())}, {"description", error->localizedDescription()}};
 }
 
 /// Whether every expected entry was found.
@@ -70,23 +70,17 @@ std::optional<Mismatch> judge(const RuleExpectation& expected, const RecordsByRu
   const Dictionary& record = *found->second;
   if (!expected.given)
     return Mismatch{expected.rule, "the device gets this rule, but should not", Dictionary(), withoutRule(record)};
-  if (holds(expected.entries, record)) return std::nullopt;
+  if (isExpectedRecord(&expected, OtherRules::kAny, &record)) return std::nullopt;
   return Mismatch{expected.rule, describe(expected.entries, record), expected.entries, withoutRule(record)};
 }
 
 std::optional<Mismatch> judgeOther(OtherRules others, const Dictionary& record) {
+  if (isExpectedRecord(nullptr, others, &record)) return std::nullopt;
   const std::string rule(record.findString("rule").value_or(""));
-  const Dictionary pass{{"result", Value(true)}};
-  switch (others) {
-    case OtherRules::kAny:
-      return std::nullopt;
-    case OtherRules::kNone:
-      return Mismatch{rule, "the device gets this rule, which is not in the case", Dictionary(), withoutRule(record)};
-    case OtherRules::kPass:
-      break;
-  }
-  if (holds(pass, record)) return std::nullopt;
-  return Mismatch{rule, "fails, but should pass because the case does not name it", pass, withoutRule(record)};
+  if (others == OtherRules::kNone)
+    return Mismatch{rule, "the device gets this rule, which is not in the case", Dictionary(), withoutRule(record)};
+  return Mismatch{
+      rule, "fails, but should pass because the case does not name it", {{"result", Value(true)}}, withoutRule(record)};
 }
 
 std::vector<Mismatch> judgeRules(const Expectation& expected, const CheckOutcome& outcome) {
@@ -118,7 +112,7 @@ std::vector<Mismatch> judgeEnd(std::string_view what, bool endsSo, const Diction
 }  // namespace
 
 std::vector<Mismatch> mismatches(const Expectation& expected, const CheckOutcome& outcome) {
-  const Dictionary end = endOf(outcome);
+  const Dictionary end = endOf(outcome.error, outcome.fault);
   if (expected.fault) return judgeEnd("a fault", outcome.fault.has_value(), *expected.fault, end);
   if (expected.error) return judgeEnd("an error", outcome.error.has_value(), *expected.error, end);
   if (!end.empty()) {
@@ -129,6 +123,18 @@ std::vector<Mismatch> mismatches(const Expectation& expected, const CheckOutcome
   if (expected.station && *expected.station != outcome.station)
     found.push_back({std::nullopt, "the station dictionary differs", *expected.station, outcome.station});
   return found;
+}
+
+bool isExpectedEnd(const Expectation& expected, const std::optional<Error>& error, const std::optional<Fault>& fault) {
+  const std::optional<Dictionary>& wanted = fault ? expected.fault : expected.error;
+  return wanted && holds(*wanted, endOf(error, fault));
+}
+
+bool isExpectedRecord(const RuleExpectation* named, OtherRules others, const Dictionary* record) {
+  if (named != nullptr && !named->given) return record == nullptr;
+  if (named != nullptr) return record != nullptr && holds(named->entries, *record);
+  return record == nullptr || others == OtherRules::kAny ||
+         (others == OtherRules::kPass && record->find("result")->ifBoolean() == true);
 }
 
 }  // namespace tavik::tool

@@ -27,6 +27,13 @@ struct Mismatch {
 /// Empty if the run meets the expectations.
 std::vector<Mismatch> mismatches(const Expectation& expected, const CheckOutcome& outcome);
 
+/// Whether a run that ends with an error or a fault meets the expectations.
+bool isExpectedEnd(const Expectation& expected, const std::optional<Error>& error, const std::optional<Fault>& fault);
+
+/// Whether the record of one rule meets the expectations. named: the expectation that names the rule, null if there is
+/// none. record: null if the device does not get the rule.
+bool isExpectedRecord(const RuleExpectation* named, OtherRules others, const Dictionary* record);
+
 }  // namespace tavik::tool
 
 #endif

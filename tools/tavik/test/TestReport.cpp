@@ -68,6 +68,7 @@ std::string summary(const TestResults& results, const Screen& screen) {
 }
 
 constexpr std::string_view kRuleKeys[] = {"rule"};
+constexpr std::string_view kOverrideKeys[] = {"rule", "location"};
 constexpr std::string_view kPartNumberKeys[] = {"part_number"};
 constexpr std::string_view kRegionKeys[] = {"part_number", "region"};
 
@@ -83,20 +84,26 @@ constexpr CoverageSection kCoverageSections[] = {
     {"rule", "rules", "rules", kRuleKeys, &Coverage::rules},
     {"part number", "part numbers", "part_numbers", kPartNumberKeys, &Coverage::partNumbers},
     {"region", "regions", "regions", kRegionKeys, &Coverage::regions},
+    {"override", "overrides", "overrides", kOverrideKeys, &Coverage::overrides},
 };
 
 void addCounts(Table& table, std::string_view name, const std::vector<Coverage::Item>& items) {
   const auto passed = std::ranges::count_if(items, [](const Coverage::Item& item) { return item.seen.passed != 0; });
-  const auto failed = std::ranges::count_if(items, [](const Coverage::Item& item) { return item.seen.failed != 0; });
-  const auto share = [&](auto count) { return fmt::format("{} of {}", count, items.size()); };
-  table.add(Style::kPlain, {std::string(name), share(passed), share(failed)});
+  const auto canFail = std::ranges::count_if(items, [](const Coverage::Item& item) { return item.seen.canFail; });
+  const auto failed = std::ranges::count_if(
+      items, [](const Coverage::Item& item) { return item.seen.canFail && item.seen.failed != 0; });
+  table.add(Style::kPlain, {std::string(name), fmt::format("{} of {}", passed, items.size()),
+                            fmt::format("{} of {}", failed, canFail)});
 }
 
 void addGaps(Table& table, std::string_view name, const std::vector<Coverage::Item>& items) {
   for (const Coverage::Item& item : items) {
-    if (item.seen.whole()) continue;
+    if (item.seen.covered() == item.seen.possible()) continue;
     table.add(Style::kPlain, {std::string(name), visible(fmt::format("{}", fmt::join(item.names, " "))),
-                              item.seen.passed == 0 ? "never" : "yes", item.seen.failed == 0 ? "never" : "yes"});
+                              item.seen.passed == 0 ? "never" : "yes",
+                              !item.seen.canFail      ? "cannot"
+                              : item.seen.failed == 0 ? "never"
+                                                      : "yes"});
   }
 }
 
@@ -105,16 +112,16 @@ std::string coverageText(const DocumentsCoverage& seen, const Screen& screen) {
   Table gaps;
   counts.add(Style::kHeading, {"coverage", "pass", "fail"});
   gaps.add(Style::kHeading, {"not covered", "", "pass", "fail"});
-  bool whole = true;
   for (const CoverageSection& section : kCoverageSections) {
     const std::vector<Coverage::Item>& items = (seen.coverage->*section.items)();
     if (items.empty()) continue;
     addCounts(counts, section.plural, items);
     addGaps(gaps, section.name, items);
-    whole = whole && std::ranges::all_of(items, [](const Coverage::Item& item) { return item.seen.whole(); });
   }
-  return fmt::format("\n{} with {}\n{}{}", visible(seen.rules), visible(seen.library), counts.text(screen),
-                     whole ? "" : "\n" + gaps.text(screen));
+  const std::size_t covered = seen.coverage->covered();
+  const std::size_t possible = seen.coverage->possible();
+  return fmt::format("\n{} with {}\n{}{}{} of {} results covered\n", visible(seen.rules), visible(seen.library),
+                     counts.text(screen), covered == possible ? "" : "\n" + gaps.text(screen), covered, possible);
 }
 
 Value mismatchValue(const Mismatch& mismatch) {
@@ -144,10 +151,13 @@ Value coverageValue(const DocumentsCoverage& seen) {
       for (std::size_t i = 0; i < section.keys.size(); ++i) entry.set(section.keys[i], Value(item.names[i]));
       entry.set("passed", Value(static_cast<std::int64_t>(item.seen.passed)));
       entry.set("failed", Value(static_cast<std::int64_t>(item.seen.failed)));
+      if (!item.seen.canFail) entry.set("can_fail", Value(false));
       items.append(Value(entry));
     }
     entries.set(section.jsonName, Value(items));
   }
+  entries.set("covered", Value(static_cast<std::int64_t>(seen.coverage->covered())));
+  entries.set("results", Value(static_cast<std::int64_t>(seen.coverage->possible())));
   return Value(entries);
 }
 

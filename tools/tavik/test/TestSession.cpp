@@ -1,0 +1,152 @@
+#include "test/TestSession.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <string_view>
+#include <utility>
+
+#include "ExitStatus.h"
+#include "check/Outcome.h"
+#include "io/StandardError.h"
+#include "reports/FailureText.h"
+#include "rules/RuleDocuments.h"
+#include "rules/RuleMeaning.h"
+#include "rules/RuleNotes.h"
+#include "test/AttributeChange.h"
+#include "text/NearestName.h"
+#include "text/Text.h"
+
+namespace tavik::tool {
+namespace {
+
+/// The document named by `option`, else by the case file.
+std::string documentName(std::string_view option, const std::optional<std::string>& given,
+                         const std::optional<std::string>& inFile, const CaseFile& file) {
+  if (given) return *given;
+  if (!inFile) {
+    throw Unusable(fmt::format("{}: \"{}\" is missing; add it, or use {} FILE", file.name, option.substr(2), option));
+  }
+  return *inFile;
+}
+
+DocumentNames documentNames(const TestOptions& options, const CaseFile& file) {
+  const bool given = options.platform.unsignedDocuments || options.platform.publicKey || options.platform.trust;
+  return {.library = documentName("--library", options.library, file.library, file),
+          .rules = documentName("--rules", options.rules, file.rules, file),
+          .unsignedDocuments = given ? options.platform.unsignedDocuments : file.unsignedDocuments,
+          .publicKey = given ? options.platform.publicKey : file.publicKey,
+          .trust = options.platform.trust};
+}
+
+/// Adds what the rules of the mismatches are about: "TotalDiskCapacity: Passes when the storage has as many GB as
+/// expected."
+void addNotes(std::vector<Mismatch>& mismatches, const RuleNotes& notes) {
+  for (Mismatch& mismatch : mismatches) {
+    const RuleNote* const note = mismatch.rule ? notes.of(*mismatch.rule) : nullptr;
+    if (note == nullptr) continue;
+    const std::string meaning = meaningOf(note->evaluation);
+    if (!meaning.empty())
+      mismatch.checks = visible(note->evaluation.attribute.name.value_or("(null)")) + ": " + meaning;
+    mismatch.notes = noteLines(note, passed(Value(mismatch.found)));
+  }
+}
+
+/// Whether rules or the selection of rules depend on an attribute, or on its fields.
+bool isRead(const std::string& name, const KindRules& kind) {
+  if (name == "ModelNumber" || name == "RegionInfo" || !kind.readers({std::nullopt, name}).empty()) return true;
+  return std::ranges::any_of(kind.attributeNames(),
+                             [&](std::string_view field) { return packedAttributeOf(field) == name; });
+}
+
+}  // namespace
+
+ReadyRules::ReadyRules(const DocumentNames& names, const std::optional<std::string>& log, Inputs& inputs)
+    : platform_(
+          std::make_shared<HostPlatform>(PlatformOptions{names.publicKey, names.unsignedDocuments, log, names.trust})),
+      kernel_(readLibrary(inputs, "", names.library, platform_)),
+      prepared_(readLocalRules(inputs, "", names.rules, *kernel_)),
+      origins_(kernel_->library(), prepared_->localRules()) {}
+
+std::vector<Mismatch> ReadyRules::run(const RuleTest& test) {
+  const CheckOutcome outcome = runCheck(*prepared_, test.attributes, test.sources);
+  if (coverage_) coverage_->add(test, outcome);
+  std::vector<Mismatch> found = mismatches(test.expected, outcome);
+  if (!found.empty()) addNotes(found, notesAfterCheck(test.attributes, test.sources, origins_));
+  return found;
+}
+
+std::vector<std::string> ReadyRules::remarksOn(const RuleTest& test) {
+  std::vector<std::string> remarks;
+  const std::shared_ptr<const KindRules> kind = test.changed.empty() ? nullptr : kinds_.of(test.attributes);
+  if (!kind) return remarks;
+  for (const std::string& name : test.changed) {
+    if (isRead(name, *kind)) continue;
+    remarks.push_back(fmt::format("no rule of the device reads \"{}\"{}", shortened(visible(name), 60),
+                                  didYouMean(name, kind->attributeNames())));
+  }
+  return remarks;
+}
+
+TestSession::TestSession(const TestOptions& options) : options_(options) {
+  for (const std::string& path : options.caseFiles) files_.push_back(readCaseFile(inputs_, path));
+}
+
+bool TestSession::isSelected(const RuleTest& test) const {
+  return test.name.find(options_.filter) != std::string::npos;
+}
+
+TestResults TestSession::run() {
+  TestResults results;
+  for (const CaseFile& file : files_) {
+    ReadyRules& rules = rulesOf(file);
+    for (const RuleTest& test : file.tests) {
+      if (!isSelected(test)) continue;
+      results.cases.push_back({&file, &test, rules.run(test)});
+      for (const std::string& remark : rules.remarksOn(test)) {
+        printToStandardError("test", fmt::format("{}: case \"{}\": {}", file.name, test.name, remark));
+      }
+    }
+  }
+  if (results.cases.empty())
+    throw Unusable(fmt::format("--filter {}: no case name contains this text", options_.filter));
+  for (const auto& [names, rules] : rules_) {
+    rules.checkLog();
+    if (rules.coverage() != nullptr) results.coverage.push_back({names.library, names.rules, rules.coverage()});
+  }
+  return results;
+}
+
+std::vector<MutationResults> TestSession::mutate() {
+  std::vector<MutationResults> all;
+  for (const auto& [names, rules] : rules_) {
+    std::vector<const RuleTest*> tests;
+    for (const CaseFile& file : files_) {
+      if (documentNames(options_, file) != names) continue;
+      for (const RuleTest& test : file.tests) {
+        if (isSelected(test)) tests.push_back(&test);
+      }
+    }
+    all.push_back({names.library, names.rules});
+    runMutants(rules.origins(), tests, all.back());
+  }
+  return all;
+}
+
+ReadyRules& TestSession::rulesOf(const CaseFile& file) {
+  const DocumentNames names = documentNames(options_, file);
+  const auto known = rules_.find(names);
+  if (known != rules_.end()) return known->second;
+  if (names.unsignedDocuments) {
+    const std::string_view who = options_.platform.unsignedDocuments ? "--unsigned" : std::string_view(file.name);
+    printToStandardError("test",
+                         fmt::format("{}: rule documents are used as they are; signatures are not verified", who));
+  } else {
+    warnAboutTrust("test", {.publicKey = names.publicKey, .trust = names.trust});
+  }
+  ReadyRules& rules = rules_.try_emplace(names, names, options_.platform.log, inputs_).first->second;
+  if (options_.coverage) rules.countCoverage();
+  return rules;
+}
+
+}  // namespace tavik::tool

@@ -1,0 +1,104 @@
+/// @file
+/// The case files of a command line, with the rule documents that they are for.
+#ifndef TAVIK_TOOL_TEST_TEST_SESSION_H
+#define TAVIK_TOOL_TEST_TEST_SESSION_H
+
+#include <tavik/RuleOrigins.h>
+#include <tavik/ZRTTavikKernel.h>
+
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "io/Inputs.h"
+#include "rules/HostPlatform.h"
+#include "test/CaseFile.h"
+#include "test/Coverage.h"
+#include "test/Judgement.h"
+#include "test/KindRules.h"
+#include "test/MutationRun.h"
+#include "test/TestReport.h"
+
+namespace tavik::tool {
+
+struct TestOptions {
+  std::vector<std::string> caseFiles;
+  std::optional<std::string> generate;  ///< the file of a device
+  std::vector<std::string> sources;     ///< of that device
+  std::optional<std::string> library;
+  std::optional<std::string> rules;
+  std::string filter;
+  bool coverage = false;
+  bool mutate = false;
+  std::optional<double> failUnder;  ///< in percent
+  PlatformOptions platform;
+  std::string format;
+};
+
+/// The rule documents of a case file.
+struct DocumentNames {
+  std::string library;
+  std::string rules;
+  bool unsignedDocuments;
+  std::optional<std::string> publicKey;
+  std::optional<std::string> trust;
+
+  friend auto operator<=>(const DocumentNames&, const DocumentNames&) = default;
+};
+
+/// A pair of rule documents, prepared for checking devices.
+class ReadyRules {
+ public:
+  ReadyRules(const DocumentNames& names, const std::optional<std::string>& log, Inputs& inputs);
+  ReadyRules(const ReadyRules&) = delete;
+  ReadyRules& operator=(const ReadyRules&) = delete;
+
+  [[nodiscard]] const Dictionary& library() const { return kernel_->library(); }
+  [[nodiscard]] const Dictionary& localRules() const { return prepared_->localRules(); }
+  [[nodiscard]] const PreparedRules& prepared() const { return *prepared_; }
+  [[nodiscard]] const RuleOrigins& origins() const { return origins_; }
+  void checkLog() const { platform_->checkLog(); }
+
+  /// Counts the results of all cases that are run from here on.
+  void countCoverage() { coverage_.emplace(library(), localRules()); }
+  /// Null unless results are counted.
+  [[nodiscard]] const Coverage* coverage() const { return coverage_ ? &*coverage_ : nullptr; }
+
+  std::vector<Mismatch> run(const RuleTest& test);
+  /// The attributes that the case changes but no rule of its device reads, each as a remark.
+  std::vector<std::string> remarksOn(const RuleTest& test);
+
+ private:
+  std::shared_ptr<const HostPlatform> platform_;
+  std::unique_ptr<const ZRTTavikKernel> kernel_;
+  std::unique_ptr<const PreparedRules> prepared_;
+  RuleOrigins origins_;
+  KindRulesCache kinds_{origins_};
+  std::optional<Coverage> coverage_;
+};
+
+class TestSession {
+ public:
+  /// Reads the case files.
+  explicit TestSession(const TestOptions& options);
+
+  /// Runs the cases.
+  TestResults run();
+  /// Runs the mutants of all documents. The cases have passed.
+  std::vector<MutationResults> mutate();
+
+ private:
+  ReadyRules& rulesOf(const CaseFile& file);
+  [[nodiscard]] bool isSelected(const RuleTest& test) const;
+
+  const TestOptions& options_;
+  Inputs inputs_;
+  std::vector<CaseFile> files_;
+  std::map<DocumentNames, ReadyRules> rules_;
+};
+
+}  // namespace tavik::tool
+
+#endif
