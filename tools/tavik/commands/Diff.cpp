@@ -86,7 +86,7 @@ struct Side {
   std::shared_ptr<const PreparedRules> prepared = nullptr;  ///< likewise
   Dictionary rules = {};
 
-  [[nodiscard]] RuleOrigins origins() const { return {kernel ? kernel->library() : Dictionary(), rules}; }
+  [[nodiscard]] KindRules kindRules() const { return {kernel ? kernel->library() : Dictionary(), rules}; }
 };
 
 Dictionary versionsOf(const Side& before, const Side& after) {
@@ -110,7 +110,7 @@ class DiffRun {
     const Side before = readSide(options_.before, 0);
     const Side after = readSide(options_.after, 1);
     RulesDifference difference{
-        .versions = versionsOf(before, after), .rules = RuleChanges(before.origins(), after.origins()), .devices = {}};
+        .versions = versionsOf(before, after), .rules = RuleChanges(before.kindRules(), after.kindRules()), .devices = {}};
     if (checksDevices(options_)) checkDevices(before, after, difference.devices);
     platform_->checkLog();
     writeStandardOutput(asJson() ? differenceJson(difference) : differenceText(difference, Screen::standardOutput()));

@@ -42,9 +42,9 @@ std::string differenceJson(const RulesDifference& difference) {
   Array groups;
   for (const ChangeGroup& group : difference.rules.groups()) {
     Array changes;
-    for (const RuleChange* const change : group.changes) changes.append(change->value());
-    groups.append(
-        Dictionary{{"devices", difference.rules.kinds().value(group.devices)}, {"changes", std::move(changes)}});
+    for (const RuleChange& change : group.changes) changes.append(change.value());
+    groups.append(Dictionary{{"devices", difference.rules.kinds().value(group.devices.members())},
+                             {"changes", std::move(changes)}});
   }
   std::string text = "{\"versions\": " + toJson(difference.versions) + ", \"changes\": " + toJson(groups);
   if (difference.devices) {

@@ -197,9 +197,9 @@ ChangeText textOf(const RuleChange& change) {
 }
 
 std::string groupText(const ChangeGroup& group, const DeviceKinds& kinds, const Screen& screen) {
-  std::string text = "\n" + styled(kinds.text(group.devices), Style::kHeading, screen) + "\n";
-  for (const RuleChange* const change : group.changes) {
-    const ChangeText shownChange = textOf(*change);
+  std::string text = "\n" + styled(kinds.text(group.devices.members()), Style::kHeading, screen) + "\n";
+  for (const RuleChange& change : group.changes) {
+    const ChangeText shownChange = textOf(change);
     text += fmt::format("  {:<{}}{}\n", shownChange.mark, kIndent - 2, shownChange.title);
     for (const std::string& line : shownChange.lines) text += fmt::format("{:{}}{}\n", "", kIndent, line);
   }

@@ -101,6 +101,7 @@ class KindRules {
   KindRules& operator=(const KindRules&) = delete;
   ~KindRules();
 
+  [[nodiscard]] const Dictionary& library() const noexcept { return library_; }
   [[nodiscard]] const RuleOrigins& origins() const noexcept { return origins_; }
   /// In the order of `RuleOrigins::deviceKinds`.
   [[nodiscard]] const std::vector<Kind>& kinds() const noexcept { return kinds_; }
