@@ -23,17 +23,11 @@ std::string labelOf(std::string_view key) {
   return std::string(key);
 }
 
-std::string valueFromText(std::string_view from) {
-  if (from == "part_number") return "part number";
-  if (from == "generic") return "GenericRules";
-  return visible(from);
-}
-
 /// An entry's value with its kind visible, and where it is defined.
 std::string shown(const Value* value, std::string_view from) {
   if (value == nullptr) return "none";
   const std::string text = visible(toJson(*value));
-  return from.empty() ? text : fmt::format("{} ({})", text, valueFromText(from));
+  return from.empty() ? text : fmt::format("{} ({})", text, originText(from));
 }
 
 /// The differences between two values, in lines: elements of lists, entries of dictionaries, whole values otherwise.
@@ -113,8 +107,8 @@ std::vector<std::string> entryTexts(std::string_view key, const RuleChange& chan
   }
   std::vector<std::string> lines = ValueDifference(labelOf(key), *before, *after).lines();
   if (change.valueFromBefore != change.valueFromAfter) {
-    lines.push_back(fmt::format("{}: of {} -> of {}", labelOf(key), valueFromText(change.valueFromBefore),
-                                valueFromText(change.valueFromAfter)));
+    lines.push_back(fmt::format("{}: of {} -> of {}", labelOf(key), originText(change.valueFromBefore),
+                                originText(change.valueFromAfter)));
   }
   return lines;
 }

@@ -52,19 +52,6 @@ Html warningsHtml(const RulesDifference& difference) {
   return text;
 }
 
-Html documentsHtml(const RulesDifference& difference) {
-  Html entries;
-  for (const auto& [name, document] : difference.documents) {
-    const bool isLibrary = name.ends_with("_library");
-    const std::string label =
-        fmt::format("{} {}", name.starts_with("old") ? "Old" : "New", isLibrary ? "rule library" : "local rules");
-    entries += listEntry(label, lineOf(difference.versions.find(name)));
-    entries += listEntry(label + " SHA-256", document.sha256);
-    if (!document.keys.empty()) entries += listEntry(label + ", signatures", signersText(document));
-  }
-  return descriptionList(markup("<h2>Documents</h2>\n"), entries);
-}
-
 Html rowOf(std::string_view id, const Html& title, const Html& first, const Html& second) {
   return markup(
       "<tr role=\"row\"{}><th scope=\"row\" role=\"rowheader\">{}</th>"
@@ -72,11 +59,25 @@ Html rowOf(std::string_view id, const Html& title, const Html& first, const Html
       id.empty() ? Html() : markup(" data-result=\"{}\"", id), title, first, second);
 }
 
-Html tableOf(std::string_view first, std::string_view second, std::string_view third, const Html& rows) {
+Html tableOf(std::string_view style, std::string_view first, std::string_view second, std::string_view third,
+             const Html& rows) {
   return markup(
-      "<table class=\"changes\"><thead><tr><th scope=\"col\">{}</th><th scope=\"col\">{}</th>"
+      "<table class=\"changes {}\"><thead><tr><th scope=\"col\">{}</th><th scope=\"col\">{}</th>"
       "<th scope=\"col\">{}</th></tr></thead><tbody>\n{}</tbody></table>\n",
-      first, second, third, rows);
+      style, first, second, third, rows);
+}
+
+Html documentsHtml(const RulesDifference& difference) {
+  Html rows;
+  for (const auto& [name, document] : difference.documents) {
+    const bool isLibrary = name.ends_with("_library");
+    Html digest = markup("<code>{}</code>", document.sha256);
+    if (!document.keys.empty()) digest += markup("<br>{}", textHtml(signersText(document)));
+    rows +=
+        rowOf("", markup("{} {}", name.starts_with("old") ? "Old" : "New", isLibrary ? "rule library" : "local rules"),
+              textHtml(lineOf(difference.versions.find(name))), digest);
+  }
+  return markup("<h2>Documents</h2>\n{}", tableOf("", "Document", "Version", "SHA-256", rows));
 }
 
 Html deviceGroupHtml(const DeviceGroup& group) {
@@ -93,7 +94,7 @@ Html deviceGroupHtml(const DeviceGroup& group) {
     text += markup("<p class=\"faint\">Texts of <bdi>{}</bdi>; those of the other devices vary.</p>\n",
                    group.names.front());
   }
-  if (!group.records.empty()) text += tableOf("Rule", "Old", "New", rows);
+  if (!group.records.empty()) text += tableOf("", "Rule", "Old", "New", rows);
   if (group.recordsLeftOut != 0)
     text += markup("<p class=\"faint\">and {}</p>\n", counted(group.recordsLeftOut, "more rule"));
   return text + markup("</div></details>\n");
@@ -123,7 +124,8 @@ Html rulesHtml(const RulesDifference& difference) {
     Html rows;
     for (const RuleChange& change : group.changes) rows += changeRow(change);
     text += markup("<section data-section><h3>{}</h3>\n{}</section>\n",
-                   difference.rules.kinds().text(group.devices.members()), tableOf("Rule", "Change", "Details", rows));
+                   difference.rules.kinds().text(group.devices.members()),
+                   tableOf("words", "Rule", "Change", "Details", rows));
   }
   return text;
 }
