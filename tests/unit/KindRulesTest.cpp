@@ -15,7 +15,7 @@ namespace {
 using Effective = std::tuple<std::string_view, LocalEntry::Layer, std::string_view, const Value*, const Dictionary*>;
 
 std::vector<Effective> rulesOf(const KindRules::Kind& kind) {
-  std::map<KindRules::Place, Effective> rules;
+  std::map<EvaluationPlace, Effective> rules;
   for (const RulePart* part = kind.part; part != nullptr; part = part->base()) {
     for (const auto& [name, definition, entry] : part->rules()) {
       rules[KindRules::placeOf(kind, name)] = {name, entry.layer, entry.set, entry.content, definition};

@@ -105,7 +105,7 @@ class Forwarders {
   }
   /// In evaluation order.
   [[nodiscard]] Names of(const KindRules::Kind& kind) {
-    std::map<KindRules::Place, std::string_view> ordered;
+    std::map<EvaluationPlace, std::string_view> ordered;
     for (const RulePart* part = kind.part; part != nullptr; part = part->base()) {
       for (const std::string_view name : namesIn(*part)) ordered.emplace(KindRules::placeOf(kind, name), name);
     }
@@ -215,13 +215,13 @@ class Comparison {
   struct Place {
     std::size_t kind;
     int phase;
-    KindRules::Place rule;
+    EvaluationPlace rule;
     std::size_t number;
     friend auto operator<=>(const Place&, const Place&) = default;
   };
 
-  static std::array<const RulePart*, 3> levelsOf(const RulePart* part) {
-    std::array<const RulePart*, 3> levels{};
+  static std::array<const RulePart*, 4> levelsOf(const RulePart* part) {
+    std::array<const RulePart*, 4> levels{};
     for (; part != nullptr; part = part->base()) levels[static_cast<std::size_t>(part->level())] = part;
     return levels;
   }
@@ -262,7 +262,7 @@ class Comparison {
       return;
     }
     const auto [place, isNew] =
-        forwards_.try_emplace({levelsOf(was.part)[0], levelsOf(is.part)[0], was.partNumber, is.partNumber});
+        forwards_.try_emplace({levelsOf(was.part)[1], levelsOf(is.part)[1], was.partNumber, is.partNumber});
     if (isNew) place->second = forwardersChange(was, is);
     if (place->second) seen(*place->second).kinds.add(kind);
   }

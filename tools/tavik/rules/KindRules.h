@@ -11,6 +11,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <deque>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -36,12 +37,54 @@ struct KindRule {
   [[nodiscard]] std::string valueFrom() const;
 };
 
+/// Finds positions in a list by name, in little memory. `nameAt`: returns the name at a position.
+class NameIndex {
+ public:
+  static constexpr std::size_t kNone = static_cast<std::size_t>(-1);
+
+  [[nodiscard]] std::size_t find(std::string_view name, const auto& nameAt) const {
+    if (slots_.empty()) return kNone;
+    const std::uint32_t found = slots_[slotOf(name, nameAt)];
+    return found == 0 ? kNone : found - 1;
+  }
+  /// Adds the next name, which must be new: the first one has position 0.
+  void add(std::string_view name, const auto& nameAt) {
+    if (2 * (size_ + 1) > slots_.size()) grow(nameAt);
+    slots_[slotOf(name, nameAt)] = ++size_;
+  }
+
+ private:
+  [[nodiscard]] std::size_t slotOf(std::string_view name, const auto& nameAt) const {
+    const std::size_t last = slots_.size() - 1;
+    std::size_t slot = std::hash<std::string_view>()(name) & last;
+    while (slots_[slot] != 0 && nameAt(slots_[slot] - 1) != name) slot = (slot + 1) & last;
+    return slot;
+  }
+  void grow(const auto& nameAt) {
+    slots_.assign(slots_.empty() ? 8 : 2 * slots_.size(), 0);
+    for (std::uint32_t position = 0; position < size_; ++position) {
+      slots_[slotOf(nameAt(position), nameAt)] = position + 1;
+    }
+  }
+
+  std::vector<std::uint32_t> slots_;  // positions plus one, 0 if free; a power of two
+  std::uint32_t size_ = 0;
+};
+
+/// Where a rule is evaluated among the rules of one kind.
+struct EvaluationPlace {
+  std::uint32_t layer = 0;
+  std::uint32_t position = 0;
+  friend auto operator<=>(const EvaluationPlace&, const EvaluationPlace&) = default;
+};
+
 /// Rules that some kinds of device have in common. A kind's rules are those of its part and of the part's bases, which
 /// have no name in common.
 class RulePart {
  public:
   enum class Level : std::uint8_t {
-    kShared,      ///< from generic entries and rule sets; for the kinds that name the same sets
+    kCommon,      ///< from generic entries and the rule sets that they name; the same for all kinds
+    kShared,      ///< also from generic entries and rule sets; for the kinds that name the same sets
     kPartNumber,  ///< from the entries of a part number; for its regions that name the same sets
     kKind,        ///< of one kind: from its region, and entries of its part number that another region replaces
   };
@@ -49,9 +92,8 @@ class RulePart {
   RulePart(Level level, RulePart* base) : level_(level), base_(base) {}
 
   [[nodiscard]] Level level() const noexcept { return level_; }
-  /// The part with more rules of the same kinds; null for kShared.
+  /// The part with more rules of the same kinds; null for kCommon.
   [[nodiscard]] const RulePart* base() const noexcept { return base_; }
-  /// In evaluation order, except that rules whose part number or region also names them are evaluated earlier.
   [[nodiscard]] const std::vector<KindRule>& rules() const noexcept { return rules_; }
   /// Positions in `KindRules::kinds`, ascending. Empty if the devices of all its kinds are refused.
   [[nodiscard]] const std::vector<std::size_t>& kinds() const noexcept { return kinds_; }
@@ -60,16 +102,19 @@ class RulePart {
 
  private:
   friend class KindRules;
-  void add(const KindRule& rule);
+  void add(const KindRule& rule, EvaluationPlace place);
+  [[nodiscard]] std::size_t positionOf(std::string_view name) const noexcept;
 
   Level level_;
   RulePart* base_;
   std::vector<KindRule> rules_;
+  std::vector<EvaluationPlace> places_;  // of the rules, unless the kind's part number or region names them, too
   std::vector<std::size_t> kinds_;
-  std::unordered_map<std::string_view, std::size_t> places_;  // in rules_; empty while there are few
+  NameIndex index_;
 };
 
-/// Takes time and memory in proportion to the size of the documents, if few combinations of rule sets are in use.
+/// Takes time and memory in proportion to the size of the documents, if part numbers and regions name few combinations
+/// of rule sets.
 ///
 ///     const KindRules rules(library, localRules);
 ///     for (const RulePart& part : rules.parts())
@@ -88,13 +133,6 @@ class KindRules {
     const Dictionary* region = nullptr;
   };
 
-  /// Where a rule is evaluated among the rules of one kind.
-  struct Place {
-    std::uint32_t layer;
-    std::size_t position;
-    friend auto operator<=>(const Place&, const Place&) = default;
-  };
-
   /// library, localRules: the documents' contents, without signatures.
   KindRules(Dictionary library, Dictionary localRules);
   KindRules(const KindRules&) = delete;
@@ -111,7 +149,7 @@ class KindRules {
   [[nodiscard]] const Kind* find(const std::optional<std::string>& partNumber,
                                  const std::optional<std::string>& region) const;
   /// `rule`: the name of a rule of the kind.
-  [[nodiscard]] static Place placeOf(const Kind& kind, std::string_view rule);
+  [[nodiscard]] static EvaluationPlace placeOf(const Kind& kind, std::string_view rule);
 
  private:
   class Assembly;
