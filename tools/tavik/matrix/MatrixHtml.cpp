@@ -41,8 +41,7 @@ Html variantHtml(const RuleMatrix::Variant& variant) {
 Html headerHtml(const MatrixReport& report, std::size_t columns) {
   const RuleMatrix& matrix = report.matrix;
   Html text = signaturesHtml(report.verified) +
-              markup("<h1>{}</h1>\n<p>{} for {}. {}</p>\n", titleOf(report), counted(matrix.rows().size(), "rule"),
-                     counted(matrix.kinds().all().size(), "part number and region"),
+              markup("<h1>{}</h1>\n<p>{}. {}</p>\n", titleOf(report), sizeText(matrix),
                      columns == 0 ? "The matrix is too large to show as columns; it is listed by rule."
                                   : "Part numbers and regions with the same rules share a column. ≠ marks what "
                                     "differs from the first column.");

@@ -20,6 +20,9 @@ struct MatrixReport {
   bool verified;  ///< whether signatures were verified
 };
 
+/// "200 rules for 60 part numbers and regions"
+std::string sizeText(const RuleMatrix& matrix);
+
 /// A value that a variant expects, with its kind visible, or why there is none.
 std::string expectedText(const RuleMatrix::Variant& variant);
 

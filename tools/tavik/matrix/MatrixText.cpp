@@ -32,12 +32,8 @@ std::string headText(const MatrixReport& report, std::size_t differing) {
   const RuleMatrix& matrix = report.matrix;
   std::string text = fmt::format("local rules  {}\nlibrary      {}\n\n", lineOf(report.versions.find("rules")),
                                  lineOf(report.versions.find("library")));
-  const std::size_t kinds = matrix.kinds().all().size();
-  const bool areMany = kinds != 1 || matrix.kinds().all()[0].partNumber.has_value();
-  text += counted(matrix.rows().size(), "rule");
-  if (areMany) {
-    text += fmt::format(" for {}, {} of which differ by device", counted(kinds, "part number and region"), differing);
-  }
+  text += sizeText(matrix);
+  if (matrix.kinds().all().size() > 1) text += fmt::format("; {} {} by device", differing, differing == 1 ? "differs" : "differ");
   text += "\n";
   for (const auto& [reason, refused] : matrix.refused()) {
     text += fmt::format("no rules: {}: {}\n", matrix.kinds().text(refused.members()), visible(reason));
@@ -46,6 +42,12 @@ std::string headText(const MatrixReport& report, std::size_t differing) {
 }
 
 }  // namespace
+
+std::string sizeText(const RuleMatrix& matrix) {
+  const std::size_t kinds = matrix.kinds().all().size();
+  return fmt::format("{} for {}", counted(matrix.rows().size(), "rule"),
+                     kinds == 1 ? "1 part number and region" : fmt::format("{} part numbers and regions", kinds));
+}
 
 std::string expectedText(const RuleMatrix::Variant& variant) {
   if (variant.rule == nullptr) return "not checked";
