@@ -26,7 +26,10 @@ std::string durationText(double seconds) {
 }  // namespace
 
 Progress::Progress(std::optional<std::uint64_t> inputSize, std::string_view counted)
-    : inputSize_(inputSize), counted_(counted), screen_(Screen::standardError()), sharesScreen_(isatty(STDOUT_FILENO) != 0) {}
+    : inputSize_(inputSize),
+      counted_(counted),
+      screen_(Screen::standardError()),
+      sharesScreen_(isatty(STDOUT_FILENO) != 0) {}
 
 void Progress::show(const State& state) {
   const Clock::time_point now = Clock::now();

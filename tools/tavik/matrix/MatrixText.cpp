@@ -33,7 +33,8 @@ std::string headText(const MatrixReport& report, std::size_t differing) {
   std::string text = fmt::format("local rules  {}\nlibrary      {}\n\n", lineOf(report.versions.find("rules")),
                                  lineOf(report.versions.find("library")));
   text += sizeText(matrix);
-  if (matrix.kinds().all().size() > 1) text += fmt::format("; {} {} by device", differing, differing == 1 ? "differs" : "differ");
+  if (matrix.kinds().all().size() > 1)
+    text += fmt::format("; {} {} by device", differing, differing == 1 ? "differs" : "differ");
   text += "\n";
   for (const auto& [reason, refused] : matrix.refused()) {
     text += fmt::format("no rules: {}: {}\n", matrix.kinds().text(refused.members()), visible(reason));
