@@ -329,6 +329,7 @@ P1
             (UNUSABLE, "library: is a rule library; to compare two", ("diff", "--unsigned", "library", "old")),
             (UNUSABLE, "--library is missing", (*plain, "--attributes", "line")),
             (UNUSABLE, "--source requires --attributes", (*plain, "--source", "sfc=line")),
+            (UNUSABLE, "--limit: Value -1 not in range", (*plain, "--limit", "-1")),
             (UNUSABLE, "--fail-on verdict requires", (*plain, "--library", "library", "--fail-on", "verdict")),
             (UNUSABLE, "--library is given more than twice", (*plain, *["--library", "library"] * 3)),
             (UNUSABLE, '--batch line: line 2: "attributes" is not an object',

@@ -29,6 +29,7 @@ namespace tavik::tool {
 namespace {
 
 constexpr std::size_t kUsualLimit = 20;
+constexpr std::size_t kHighestLimit = 1000000000;
 constexpr std::size_t kWidestVersion = 60;
 
 constexpr Help::Part kDescription[] = {
@@ -257,6 +258,7 @@ Run define(CLI::App& app) {
          "List at most N devices that change in the same way, and N ways; 0 lists all. The default is 20, and 0 "
          "for --format json")
       ->type_name("N")
+      ->check(CLI::Range(std::size_t{0}, kHighestLimit).description(""))
       ->multi_option_policy(CLI::MultiOptionPolicy::Throw);
   addChoice(app, "--fail-on", options->failOn, "CHANGE", "The changes that make the exit status 1", {"any", "verdict"})
       ->default_str(options->failOn);

@@ -45,9 +45,10 @@ std::string headText(const MatrixReport& report, std::size_t differing) {
 }  // namespace
 
 std::string sizeText(const RuleMatrix& matrix) {
-  const std::size_t kinds = matrix.kinds().all().size();
-  return fmt::format("{} for {}", counted(matrix.rows().size(), "rule"),
-                     kinds == 1 ? "1 part number and region" : fmt::format("{} part numbers and regions", kinds));
+  const std::vector<DeviceKinds::Selectors>& kinds = matrix.kinds().all();
+  const std::string rules = counted(matrix.rows().size(), "rule");
+  if (kinds.size() != 1) return fmt::format("{} for {} part numbers and regions", rules, kinds.size());
+  return rules + (kinds[0].partNumber ? " for 1 part number and region" : " for every device");
 }
 
 std::string expectedText(const RuleMatrix::Variant& variant) {
