@@ -2,6 +2,7 @@
 
 import copy
 import json
+import os
 import plistlib
 import unittest
 
@@ -204,45 +205,111 @@ P3
         self.file("library2", json.dumps(merged(LIBRARY, {"Form": {"hideResult": None}})))
         self.assertIn("hidden: true -> none", self.diff("old", "--library", "library", "--library", "library2").out)
 
-    def test_devices_as_text(self):
+    def test_devices(self):
         for name, size in (("good", 32), ("other", 64)):
             self.file(name, json.dumps({"ModelNumber": "P1", "RegionInfo": "US", "Color": "sand", "Size": size}))
         new = merged(RULES, {"MPNRules": {"P1": {"Size": {}}}})
         run = self.diff(new, "--library", "library", "--attributes", "good", "--attributes", "other")
         self.assertEqual(run.status, FAILED)
-        self.assertTrue(run.out.endswith("""\
-2 of 2 devices have a different result
+        self.assertIn("""
+2 of 2 devices have a different result: 1 no longer passes, 1 now passes
   rule  now fails  now passes  differs
   Size  1          1           0
 
-good  passed -> FAILED
+1 device no longer passes: passed -> FAILED
+  good
   Size
     old  pass  actual 32, expected equal 32
     new  FAIL  actual 32, expected equal 64
-other  FAILED -> passed
+
+1 device now passes: FAILED -> passed
+  other
   Size
     old  FAIL  actual 64, expected equal 32
     new  pass  actual 64, expected equal 64
-"""), run.out)
+
+P1
+""", run.out)
         run = self.diff(new, "--library", "library", "--attributes", "good", "--format", "json")
-        record = {"rule": "Size", "actual": 32}
-        self.assertEqual(json.loads(run.out)["devices"], [{
+        record, answer = {"rule": "Size", "actual": 32}, json.loads(run.out)
+        self.assertEqual(list(answer), ["versions", "changes", "checked", "devices", "counts", "documents", "warnings"])
+        self.assertEqual(answer["devices"], [{
             "id": "good", "old": {"verdict": "passed", "station": {}}, "new": {"verdict": "failed", "station": {}},
             "rules": [{"rule": "Size", "old": record | {"result": True, "expected": "equal 32"},
                        "new": record | {"result": False, "expected": "equal 64"}}]}])
-        run = self.diff(merged(RULES, {"MPNRules": {"P1": None}}), "--library", "library", "--attributes", "good")
-        self.assertIn("\ngood  passed -> no verdict: unknown MPN:P1\n  Color\n    old  pass", run.out)
-        self.file("library2", json.dumps(merged(LIBRARY, {"Color": {"predicate": "sendConditionalAttribute", "value": {"list": []}}})))
-        run = self.diff("old", "--library", "library", "--library", "library2", "--attributes", "good")
-        self.assertIn('\ngood  passed -> fault: ', run.out)
-        run = self.diff("old", "--library", "library", "--library", "library2", "--attributes", "good", "--format", "json")
-        self.assertEqual(json.loads(run.out)["devices"][0]["new"]["verdict"], "fault")
-        turned_sets = {**RULES, "RuleSets": turned(RULES["RuleSets"])}
-        self.file("good", json.dumps({"ModelNumber": "P2", "Color": "sand", "Size": 64}))
-        self.assertIn('good  FAILED\n  to the station\n    old  {"OnPass": "2"}\n    new  {"OnPass": "1"}\n',
-                      self.diff(turned_sets, "--library", "library", "--attributes", "good").out)
-        run = self.diff("old", "--library", "library", "--attributes", "good")
-        self.assertEqual((run.status, run.out.splitlines()[-1]), (PASSED, "0 of 1 device has a different result"))
+        self.assertEqual(answer["counts"], {"no_longer_pass": 1, "now_pass": 0, "other_reason": 0, "texts": 0})
+        self.assertEqual([document["version"] for document in answer["documents"].values()], ["R1", "R1", "L1", "L1"])
+        self.file("p2", json.dumps({"ModelNumber": "P2", "Color": "sand", "Size": 64}))
+        faulty = merged(LIBRARY, {"Color": {"predicate": "sendConditionalAttribute", "value": {"list": []}}})
+        cases = (
+            ("good", merged(RULES, {"MPNRules": {"P1": None}}), LIBRARY,
+             "no longer passes: passed -> no verdict: unknown MPN:P1\n  good\n  Color\n    old  pass"),
+            ("other", merged(RULES, {"MPNRules": {"P1": None}}), LIBRARY,
+             "1 does not pass for a different reason\n"),
+            ("good", RULES, faulty, "1 device no longer passes: passed -> fault: "),
+            ("p2", {**RULES, "RuleSets": turned(RULES["RuleSets"])}, LIBRARY,
+             '1 device has different texts: FAILED\n  p2\n  to the station\n    old  {"OnPass": "2"}\n    new  {"OnPass": "1"}\n'),
+            ("good", RULES, LIBRARY, "\n0 of 1 device has a different result\n"),
+        )
+        for device, rules, library, text in cases:
+            with self.subTest(text):
+                self.file("library2", json.dumps(library))
+                both = ("--library", "library", "--library", "library2", "--attributes", device)
+                self.assertIn(text, self.diff(rules, *both).out)
+                status = PASSED if "0 of 1" in text or "texts" in text else FAILED
+                self.assertEqual(self.diff(rules, *both, "--fail-on", "verdict").status, status)
+
+    def test_many_devices(self):
+        """Devices with the same changes are one entry, and lists end with the number of what they leave out."""
+        sizes = [32, 32, 64, "<b>\x1b", *range(100, 130)]
+        self.file("batch", "".join(json.dumps({"id": f"u{i}", "attributes": {
+            "ModelNumber": "P1", "RegionInfo": "US", "Color": "sand", "Size": size}}) + "\n" for i, size in enumerate(sizes)))
+        new = merged(RULES, {"MPNRules": {"P1": {"Size": {}}}})
+        options = ("--library", "library", "--batch", "batch")
+        out = self.diff(new, *options).out
+        self.assertIn("34 of 34 devices have a different result: 2 no longer pass, 1 now passes, 31 have different texts", out)
+        self.assertIn("\n2 devices no longer pass: passed -> FAILED\n  u0, u1\n  Size\n", out)
+        self.assertRegex(out, r"\n31 devices have different texts: FAILED\n  u3, .*, u22 and 11 more\n  for example u3:\n  Size\n"
+                              r"    old  FAIL  actual <b>\\x1b, expected")
+        cases = (("2", "u3, u4 and 29 more\n"), ("0", ", u33\n"), ("1", "u0 and 1 more\n"))
+        for limit, text in cases:
+            self.assertIn(text, self.diff(new, *options, "--limit", limit).out)
+        devices = [len(json.loads(self.diff(new, *options, "--format", "json", *limit).out)["devices"])
+                   for limit in ((), ("--limit", "3"))]
+        self.assertEqual(devices, [34, 3])
+        both = merged(new, {"GenericRules": {"Color": {"value": ["red"]}}})
+        self.assertIn("\n  and 1 more rule\n", self.diff(both, *options, "--limit", "1").out)
+
+    def test_page(self):
+        self.file("device", json.dumps({"ModelNumber": "P1", "RegionInfo": "US", "Color": "<script>", "Size": 32}))
+        new = merged(RULES, {"version": "<i>", "MPNRules": {"P1": {"Size": {"value": "</script><script>"}}}})
+        environment = {**os.environ, "SOURCE_DATE_EPOCH": "0"}
+        self.file("new", json.dumps(new))
+        run = self.tavik("diff", "--unsigned", "old", "new", "--library", "library", "--attributes", "device",
+                         "--format", "html", env=environment)
+        documents = json.loads(self.diff(new, "--format", "json").out)["documents"]
+        for text in ("Rule changes from R1 to &lt;i&gt;", "1970-01-01 00:00:00 UTC", "Signatures were not verified",
+                     "1 has different texts", "&lt;/script&gt;&lt;script&gt;", *(each["sha256"] for each in documents.values())):
+            self.assertIn(text, run.out)
+        self.assertEqual(run.out.count("<script>"), 1)
+        self.assertRegex(run.out, "Content-Security-Policy\" content=\"default-src 'none';")
+
+    def test_same_version(self):
+        """A warning says if the content changes and the version does not."""
+        changed = {"GenericRules": {"Size": {}}}
+        self.file("library2", json.dumps(merged(LIBRARY, {"Size": {"value": 128}})))
+        cases = ((RULES, ("library",), []), (merged(RULES, changed), ("library",), ["new"]),
+                 (merged(RULES, {**changed, "version": "R2"}), ("library",), []), (turned(RULES), ("library",), []),
+                 (merged(RULES, changed), ("library", "library2"), ["new", "library2"]))
+        for rules, libraries, named in cases:
+            options = [word for library in libraries for word in ("--library", library)]
+            run = self.diff(rules, *options, "--format", "json")
+            warnings = json.loads(run.out)["warnings"]
+            self.assertEqual([warning.split(":")[0] for warning in warnings], named)
+            page = self.diff(rules, *options, "--format", "html").out
+            for warning in warnings:
+                self.assertIn(f"tavik: diff: {warning}\n", run.err)
+                self.assertIn("Warning: " + warning.replace('"', "&quot;"), page)
 
     def test_trust_and_refusals(self):
         self.passes("keygen", "--private", "key", "--public", "pub")
@@ -262,6 +329,8 @@ other  FAILED -> passed
             (UNUSABLE, "library: is a rule library; to compare two", ("diff", "--unsigned", "library", "old")),
             (UNUSABLE, "--library is missing", (*plain, "--attributes", "line")),
             (UNUSABLE, "--source requires --attributes", (*plain, "--source", "sfc=line")),
+            (UNUSABLE, "--limit: Value -1 not in range", (*plain, "--limit", "-1")),
+            (UNUSABLE, "--fail-on verdict requires", (*plain, "--library", "library", "--fail-on", "verdict")),
             (UNUSABLE, "--library is given more than twice", (*plain, *["--library", "library"] * 3)),
             (UNUSABLE, '--batch line: line 2: "attributes" is not an object',
              (*plain, "--library", "library", "--batch", "line")),

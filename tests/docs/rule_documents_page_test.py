@@ -21,7 +21,7 @@ BLOCK = re.compile(r"^```(\w+)\n(.*?)^```$", re.MULTILINE | re.DOTALL)
 def documents(page):
     """File name -> contents: blocks that are not commands belong to the files in the order in which the text names them."""
     contents = [text for kind, text in BLOCK.findall(page) if kind != "console"]
-    names = list(dict.fromkeys(re.findall(r"`([\w-]+\.(?:plist|json))`", BLOCK.sub("", page))))
+    names = list(dict.fromkeys(re.findall(r"`([\w-]+\.(?:plist|jsonl?))`", BLOCK.sub("", page))))
     return dict(zip(names, contents, strict=True))
 
 

@@ -1,8 +1,12 @@
 #include "diff/DeviceChanges.h"
 
+#include <fmt/format.h>
+
+#include <optional>
 #include <span>
 #include <string_view>
 #include <unordered_map>
+#include <vector>
 
 #include "check/Outcome.h"
 
@@ -30,7 +34,7 @@ std::vector<RecordChange> recordChanges(std::span<const Value> before, std::span
   return changes;
 }
 
-void count(RecordTally& tally, const RecordChange& change) {
+void addTo(RecordTally& tally, const RecordChange& change) {
   if (!change.before || !change.after || passed(*change.before) == passed(*change.after)) {
     ++tally.others;
   } else {
@@ -38,23 +42,35 @@ void count(RecordTally& tally, const RecordChange& change) {
   }
 }
 
-std::string whyNoVerdict(const CheckOutcome& outcome) { return outcome.reason ? outcome.reason->text() : ""; }
-
 }  // namespace
-
-bool DeviceChange::sameVerdict() const {
-  return statusOf(before) == statusOf(after) && whyNoVerdict(before) == whyNoVerdict(after);
-}
 
 void DeviceChanges::check(const Value& id, const Dictionary& attributes, const Dictionary& sources) {
   ++devices_;
   const CheckOutcome before = runCheck(*before_, attributes, sources);
   const CheckOutcome after = runCheck(*after_, attributes, sources);
   const DeviceChange change{id, before, after, recordChanges(before.ruleRecords(), after.ruleRecords())};
-  if (change.records.empty() && change.sameVerdict() && before.station == after.station) return;
+  const ResultChange category = change.category();
+  if (category == ResultChange::kTexts && change.records.empty() && before.station == after.station) return;
   ++changed_;
-  for (const RecordChange& record : change.records) count(rules_[record.rule], record);
-  render_(rendered_, change);
+  ++counts_[static_cast<std::size_t>(category)];
+  for (const RecordChange& record : change.records) addTo(rules_[record.rule], record);
+  if (!render_) {
+    groups_.add(change);
+  } else if (limit_ == 0 || changed_ <= limit_) {
+    render_(rendered_, change);
+  }
+}
+
+std::string DeviceChanges::summary() const {
+  std::string text =
+      fmt::format("{} of {} {} a different result", changed_, devices_, devices_ == 1 ? "device has" : "devices have");
+  const char* separator = ": ";
+  for (std::size_t i = 0; i < counts_.size(); ++i) {
+    if (counts_[i] == 0) continue;
+    text += separator + countText(static_cast<ResultChange>(i), counts_[i], false);
+    separator = ", ";
+  }
+  return text;
 }
 
 }  // namespace tavik::tool

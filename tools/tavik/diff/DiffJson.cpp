@@ -19,7 +19,24 @@ Dictionary verdictObject(const CheckOutcome& outcome) {
   return object;
 }
 
-void appendDevice(std::string& out, const DeviceChange& change) {
+Dictionary documentsObject(const RulesDifference& difference) {
+  Dictionary documents;
+  for (const auto& [name, document] : difference.documents) documents.set(name, document.dictionary());
+  return documents;
+}
+
+Dictionary countsObject(const DeviceChanges& devices) {
+  constexpr std::string_view kKeys[] = {"no_longer_pass", "now_pass", "other_reason", "texts"};
+  Dictionary counts;
+  for (std::size_t i = 0; i < kResultChanges; ++i) {
+    counts.set(kKeys[i], Value(static_cast<std::int64_t>(devices.count(static_cast<ResultChange>(i)))));
+  }
+  return counts;
+}
+
+}  // namespace
+
+void appendDeviceJson(std::string& out, const DeviceChange& change) {
   Array rules;
   for (const RecordChange& record : change.records) {
     Dictionary object{{"rule", record.rule}};
@@ -34,24 +51,27 @@ void appendDevice(std::string& out, const DeviceChange& change) {
                              {"rules", std::move(rules)}});
 }
 
-}  // namespace
-
-DeviceChanges::Render jsonRenderer() { return appendDevice; }
-
-std::string differenceJson(const RulesDifference& difference) {
-  Array groups;
+void writeDifferenceJson(const RulesDifference& difference, BufferedOutput& output) {
+  output.append("{\"versions\": " + toJson(difference.versions) + ", \"changes\": [");
+  const char* separator = "";
   for (const ChangeGroup& group : difference.rules.groups()) {
     Array changes;
-    for (const RuleChange* const change : group.changes) changes.append(change->value());
-    groups.append(
-        Dictionary{{"devices", difference.rules.kinds().value(group.devices)}, {"changes", std::move(changes)}});
+    for (const RuleChange& change : group.changes) changes.append(change.value());
+    const Value devices = difference.rules.kinds().value(group.devices.members());
+    output.append(separator + toJson(Dictionary{{"devices", devices}, {"changes", std::move(changes)}}));
+    separator = ", ";
   }
-  std::string text = "{\"versions\": " + toJson(difference.versions) + ", \"changes\": " + toJson(groups);
+  output.append("]");
   if (difference.devices) {
-    text += ", \"checked\": " + std::to_string(difference.devices->devices());
-    text += ", \"devices\": [" + difference.devices->rendered() + "]";
+    output.append(", \"checked\": " + std::to_string(difference.devices->devices()));
+    output.append(", \"devices\": [" + difference.devices->rendered() + "]");
+    output.append(", \"counts\": " + toJson(countsObject(*difference.devices)));
   }
-  return text + "}\n";
+  Array warnings;
+  for (const std::string& warning : difference.warnings) warnings.append(warning);
+  output.append(", \"documents\": " + toJson(documentsObject(difference)) + ", \"warnings\": " + toJson(warnings));
+  output.append("}\n");
+  output.flush();
 }
 
 }  // namespace tavik::tool

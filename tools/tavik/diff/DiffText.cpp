@@ -1,205 +1,22 @@
-// A difference for reviewers: each change once, with the affected devices.
+// A difference for reviewers: what happens to devices, then each change of rules once, with the affected kinds.
 
 #include <fmt/format.h>
 
-#include <algorithm>
-#include <iterator>
 #include <string_view>
-#include <unordered_map>
-#include <utility>
 
-#include "check/Outcome.h"
+#include "diff/ChangeText.h"
 #include "diff/DiffReport.h"
-#include "io/Json.h"
 #include "text/Text.h"
 
 namespace tavik::tool {
 namespace {
 
-constexpr std::size_t kWidestInline = 44;
 constexpr std::size_t kIndent = 12;
 
-std::string labelOf(std::string_view key) {
-  if (key == "value") return "expected value";
-  if (key == "hideResult") return "hidden";
-  return std::string(key);
-}
-
-std::string valueFromText(std::string_view from) {
-  if (from == "part_number") return "part number";
-  if (from == "generic") return "GenericRules";
-  return visible(from);
-}
-
-/// An entry's value with its kind visible, and where it is defined.
-std::string shown(const Value* value, std::string_view from) {
-  if (value == nullptr) return "none";
-  const std::string text = visible(toJson(*value));
-  return from.empty() ? text : fmt::format("{} ({})", text, valueFromText(from));
-}
-
-/// The differences between two values, in lines: elements of lists, entries of dictionaries, whole values otherwise.
-class ValueDifference {
- public:
-  ValueDifference(std::string path, const Value& before, const Value& after) {
-    compare(std::move(path), before, after);
-  }
-  [[nodiscard]] const std::vector<std::string>& lines() const noexcept { return lines_; }
-
- private:
-  void compare(std::string path, const Value& before, const Value& after) {
-    if (before.ifDictionary() != nullptr && after.ifDictionary() != nullptr) {
-      compareEntries(path, *before.ifDictionary(), *after.ifDictionary());
-    } else if (before.ifArray() != nullptr && after.ifArray() != nullptr) {
-      compareElements(path, *before.ifArray(), *after.ifArray());
-    } else {
-      lines_.push_back(fmt::format("{}: {} -> {}", path, shown(&before, ""), shown(&after, "")));
-    }
-  }
-
-  void compareEntries(const std::string& path, const Dictionary& before, const Dictionary& after) {
-    for (const auto [key, value] : before) {
-      const Value* const now = after.find(key);
-      const std::string entry = fmt::format("{}, \"{}\"", path, visible(key));
-      if (now == nullptr) {
-        lines_.push_back(fmt::format("{}: without {}", entry, shown(&value, "")));
-      } else if (value != *now) {
-        compare(entry, value, *now);
-      }
-    }
-    for (const auto [key, value] : after) {
-      if (before.contains(key)) continue;
-      lines_.push_back(fmt::format("{}, \"{}\": with {}", path, visible(key), shown(&value, "")));
-    }
-  }
-
-  void compareElements(const std::string& path, const Array& before, const Array& after) {
-    const std::string gone = elementsBeyond(before, after);
-    const std::string added = elementsBeyond(after, before);
-    if (!gone.empty()) lines_.push_back(fmt::format("{}: without {}", path, gone));
-    if (!added.empty()) lines_.push_back(fmt::format("{}: with {}", path, added));
-    if (gone.empty() && added.empty()) lines_.push_back(path + ": different order");
-  }
-
-  /// The elements of a list that the other one lacks, counting duplicates.
-  static std::string elementsBeyond(const Array& list, const Array& other) {
-    std::unordered_map<std::string, std::size_t> there;
-    for (const Value& element : other) ++there[toJson(element)];
-    std::string text;
-    for (const Value& element : list) {
-      std::size_t& count = there[toJson(element)];
-      if (count > 0) {
-        --count;
-      } else {
-        text += (text.empty() ? "" : ", ") + shown(&element, "");
-      }
-    }
-    return text;
-  }
-
-  std::vector<std::string> lines_;
-};
-
-/// An entry of a rule, old and new: side by side if they are short, otherwise their differences.
-std::vector<std::string> entryTexts(std::string_view key, const RuleChange& change) {
-  const bool isValue = key == "value";
-  const Value* const before = change.before.find(key);
-  const Value* const after = change.after.find(key);
-  const std::string was = shown(before, isValue ? change.valueFromBefore : "");
-  const std::string is = shown(after, isValue ? change.valueFromAfter : "");
-  if (displayWidth(was) <= kWidestInline && displayWidth(is) <= kWidestInline) {
-    return {fmt::format("{}: {} -> {}", labelOf(key), was, is)};
-  }
-  if (before == nullptr || after == nullptr) {
-    return {fmt::format("{}, old: {}", labelOf(key), was), fmt::format("{}, new: {}", labelOf(key), is)};
-  }
-  std::vector<std::string> lines = ValueDifference(labelOf(key), *before, *after).lines();
-  if (change.valueFromBefore != change.valueFromAfter) {
-    lines.push_back(fmt::format("{}: of {} -> of {}", labelOf(key), valueFromText(change.valueFromBefore),
-                                valueFromText(change.valueFromAfter)));
-  }
-  return lines;
-}
-
-std::vector<std::string> changedEntries(const RuleChange& change) {
-  std::vector<std::string> texts;
-  const auto add = [&](std::string_view key) { std::ranges::copy(entryTexts(key, change), std::back_inserter(texts)); };
-  for (const auto [key, value] : change.before) add(key);
-  for (const auto [key, value] : change.after) {
-    if (!change.before.contains(key)) add(key);
-  }
-  return texts;
-}
-
-std::string referencesText(const Value& references) {
-  if (references.ifArray() == nullptr) return shown(&references, "");
-  std::string text;
-  for (const Value& element : *references.ifArray()) {
-    const Dictionary* const reference = element.ifDictionary();
-    const Value* const name = reference == nullptr ? nullptr : reference->find("attribute");
-    const Value* const source = reference == nullptr ? nullptr : reference->find("source");
-    text += fmt::format("{}{} from {}", text.empty() ? "" : ", ", name == nullptr ? "its attribute" : lineOf(name),
-                        source == nullptr ? "the device" : lineOf(source));
-  }
-  return text;
-}
-
-/// The contents of a gained rule.
-std::vector<std::string> wholeRule(const Dictionary& rule, std::string_view valueFrom) {
-  std::string text;
-  const auto add = [&](std::string_view key, const std::string& entry) {
-    if (rule.contains(key)) text += (text.empty() ? "" : "  ") + entry;
-  };
-  add("attribute", lineOf(rule.find("attribute")));
-  add("predicate", lineOf(rule.find("predicate")));
-  add("value", shown(rule.find("value"), valueFrom));
-  if (const Value* references = rule.find("references")) add("references", "with " + referencesText(*references));
-  return text.empty() ? std::vector<std::string>() : std::vector{text};
-}
-
-/// The rules of a list, one after the other.
-std::string namesIn(const Dictionary& entries) {
-  std::string text;
-  for (const Value& name : *entries.findArray("rules")) text += (text.empty() ? "" : ", ") + lineOf(&name);
-  return text;
-}
-
-/// A change as its category, its rule or a sentence, and lines below.
-struct ChangeText {
-  std::string_view mark;
-  std::string title;
-  std::vector<std::string> lines = {};
-};
-
-ChangeText textOf(const RuleChange& change) {
-  const std::string rule = visible(change.rule);
-  switch (change.category) {
-    case RuleChange::Category::kGained:
-      return {"gained", rule, wholeRule(change.after, change.valueFromAfter)};
-    case RuleChange::Category::kLost:
-      return {"lost", rule};
-    case RuleChange::Category::kChanged:
-      return {"changed", rule, changedEntries(change)};
-    case RuleChange::Category::kForwards:
-      return {"order",
-              "the last of these rules to forward attributes takes effect",
-              {"old: " + namesIn(change.before), "new: " + namesIn(change.after)}};
-    case RuleChange::Category::kAccepted:
-      return {"accepted", "got no rules: " + lineOf(change.before.find("reason"))};
-    case RuleChange::Category::kRefused:
-      return {"refused", "no longer get rules: " + lineOf(change.after.find("reason"))};
-    case RuleChange::Category::kRefusal:
-      break;
-  }
-  return {"refused",
-          "get no rules, for a different reason",
-          {"old: " + lineOf(change.before.find("reason")), "new: " + lineOf(change.after.find("reason"))}};
-}
-
 std::string groupText(const ChangeGroup& group, const DeviceKinds& kinds, const Screen& screen) {
-  std::string text = "\n" + styled(kinds.text(group.devices), Style::kHeading, screen) + "\n";
-  for (const RuleChange* const change : group.changes) {
-    const ChangeText shownChange = textOf(*change);
+  std::string text = "\n" + styled(kinds.text(group.devices.members()), Style::kHeading, screen) + "\n";
+  for (const RuleChange& change : group.changes) {
+    const ChangeText shownChange = textOf(change);
     text += fmt::format("  {:<{}}{}\n", shownChange.mark, kIndent - 2, shownChange.title);
     for (const std::string& line : shownChange.lines) text += fmt::format("{:{}}{}\n", "", kIndent, line);
   }
@@ -219,36 +36,18 @@ std::string versionsText(const Dictionary& versions) {
   return text;
 }
 
-std::string verdictText(const CheckOutcome& outcome) {
-  if (!outcome.reason) return outcome.verdict == Verdict::kPassed ? "passed" : "FAILED";
-  return (outcome.fault ? "fault: " : "no verdict: ") + visible(outcome.reason->text());
-}
-
-std::string recordText(const std::optional<Value>& record) {
-  if (!record) return "not checked";
-  const Dictionary& entries = *record->ifDictionary();
-  std::string text = fmt::format("{}  actual {}, expected {}", passed(*record) ? "pass" : "FAIL",
-                                 lineOf(entries.find("actual")), lineOf(entries.find("expected")));
-  if (const Value* forwarded = entries.find("attributes")) text += ", forwards " + visible(toJson(*forwarded));
-  return text + (entries.contains("hideResult") ? ", hidden" : "");
-}
-
-void appendDevice(std::string& out, const DeviceChange& change, const Screen& screen) {
-  const std::string verdicts = change.sameVerdict() ? verdictText(change.after)
-                                                    : verdictText(change.before) + " -> " + verdictText(change.after);
-  out += styled(lineOf(&change.id), Style::kHeading, screen) + "  " + verdicts + "\n";
-  for (const RecordChange& record : change.records) {
-    out += fmt::format("  {}\n    old  {}\n    new  {}\n", visible(record.rule), recordText(record.before),
-                       recordText(record.after));
+std::string deviceGroupText(const DeviceGroup& group, const Screen& screen) {
+  std::string text = "\n" + styled(group.title(), Style::kHeading, screen) + "\n  " + group.devicesText() + "\n";
+  if (!group.sameTexts) text += "  for example " + group.names.front() + ":\n";
+  for (const DeviceGroup::Record& record : group.records) {
+    text += fmt::format("  {}\n    old  {}\n    new  {}\n", record.title, record.before, record.after);
   }
-  if (change.before.station == change.after.station) return;
-  out += fmt::format("  to the station\n    old  {}\n    new  {}\n", visible(toJson(change.before.station)),
-                     visible(toJson(change.after.station)));
+  if (group.recordsLeftOut != 0) text += fmt::format("  and {}\n", counted(group.recordsLeftOut, "more rule"));
+  return text;
 }
 
 std::string devicesText(const DeviceChanges& devices, const Screen& screen) {
-  std::string text = fmt::format("\n{} of {} {} a different result\n", devices.changed(), devices.devices(),
-                                 devices.devices() == 1 ? "device has" : "devices have");
+  std::string text = "\n" + devices.summary() + "\n";
   if (devices.changed() == 0) return text;
   Table table;
   table.add(Style::kHeading, {"  rule", "now fails", "now passes", "differs"});
@@ -256,20 +55,21 @@ std::string devicesText(const DeviceChanges& devices, const Screen& screen) {
     table.add(Style::kPlain, {"  " + visible(rule), std::to_string(tally.nowFails), std::to_string(tally.nowPasses),
                               std::to_string(tally.others)});
   }
-  return text + (devices.rules().empty() ? "" : table.text(screen)) + "\n" + devices.rendered();
+  if (!devices.rules().empty()) text += table.text(screen);
+  for (const DeviceGroup& group : devices.groups().all()) text += deviceGroupText(group, screen);
+  if (const std::size_t rest = devices.groups().leftOut(); rest != 0) {
+    text += fmt::format("\nand {} with other changes; --limit 0 lists all\n", counted(rest, "more device"));
+  }
+  return text;
 }
 
 }  // namespace
 
-DeviceChanges::Render textRenderer(const Screen& screen) {
-  return [screen](std::string& out, const DeviceChange& change) { appendDevice(out, change, screen); };
-}
-
 std::string differenceText(const RulesDifference& difference, const Screen& screen) {
   std::string text = versionsText(difference.versions);
+  if (difference.devices) text += devicesText(*difference.devices, screen);
   for (const ChangeGroup& group : difference.rules.groups()) text += groupText(group, difference.rules.kinds(), screen);
-  if (difference.rules.empty()) text += "\nno device gets different rules\n";
-  return text + (difference.devices ? devicesText(*difference.devices, screen) : "");
+  return text + (difference.rules.empty() ? "\nno device gets different rules\n" : "");
 }
 
 }  // namespace tavik::tool

@@ -3,19 +3,15 @@
 #ifndef TAVIK_TOOL_DIFF_RULE_CHANGES_H
 #define TAVIK_TOOL_DIFF_RULE_CHANGES_H
 
-#include <tavik/RuleOrigins.h>
 #include <tavik/Value.h>
 
-#include <cstddef>
 #include <cstdint>
-#include <map>
-#include <optional>
 #include <string>
-#include <string_view>
-#include <unordered_map>
 #include <vector>
 
 #include "rules/DeviceKinds.h"
+#include "rules/KindRules.h"
+#include "rules/KindSet.h"
 
 namespace tavik::tool {
 
@@ -45,32 +41,23 @@ struct RuleChange {
 
 /// Changes that affect the same devices.
 struct ChangeGroup {
-  std::vector<std::size_t> devices;  ///< kinds of device, ascending
-  std::vector<const RuleChange*> changes;
+  KindSet devices;  ///< kinds of device
+  std::vector<RuleChange> changes;
 };
 
 class RuleChanges {
  public:
-  RuleChanges(const RuleOrigins& before, const RuleOrigins& after);
+  /// Borrows the two only during the call. Takes time in proportion to the size of the documents and of the changes.
+  RuleChanges(const KindRules& before, const KindRules& after);
 
   [[nodiscard]] const DeviceKinds& kinds() const noexcept { return kinds_; }
   /// The changes that affect the most devices come first.
-  [[nodiscard]] std::vector<ChangeGroup> groups() const;
-  [[nodiscard]] bool empty() const noexcept { return changes_.empty(); }
+  [[nodiscard]] const std::vector<ChangeGroup>& groups() const noexcept { return groups_; }
+  [[nodiscard]] bool empty() const noexcept { return groups_.empty(); }
 
  private:
-  void compare(std::size_t kind, const RuleOrigins& before, const RuleOrigins& after);
-  void compareRules(std::size_t kind, const RuleOrigins::Device& before, const RuleOrigins::Device& after);
-  void add(std::size_t kind, RuleChange change);
-
-  struct Seen {
-    RuleChange change;
-    std::vector<std::size_t> devices;
-  };
-
   DeviceKinds kinds_;
-  std::vector<Seen> changes_;
-  std::unordered_map<std::string, std::size_t> places_;  // of a change, by its JSON
+  std::vector<ChangeGroup> groups_;
 };
 
 }  // namespace tavik::tool

@@ -25,8 +25,11 @@ std::string durationText(double seconds) {
 
 }  // namespace
 
-Progress::Progress(std::optional<std::uint64_t> inputSize)
-    : inputSize_(inputSize), screen_(Screen::standardError()), sharesScreen_(isatty(STDOUT_FILENO) != 0) {}
+Progress::Progress(std::optional<std::uint64_t> inputSize, std::string_view counted)
+    : inputSize_(inputSize),
+      counted_(counted),
+      screen_(Screen::standardError()),
+      sharesScreen_(isatty(STDOUT_FILENO) != 0) {}
 
 void Progress::show(const State& state) {
   const Clock::time_point now = Clock::now();
@@ -49,7 +52,7 @@ void Progress::clear() {
 
 std::string Progress::text(const State& state, Clock::time_point now) const {
   const double seconds = std::chrono::duration<double>(now - start_).count();
-  std::string text = fmt::format("{} devices, {} failed", state.devices, state.failed);
+  std::string text = fmt::format("{} devices, {} {}", state.devices, state.failed, counted_);
   if (seconds > 0) text += fmt::format(", {:.0f} per second", static_cast<double>(state.devices) / seconds);
   if (inputSize_ && state.position > 0 && state.position <= *inputSize_) {
     const double left = seconds * (static_cast<double>(*inputSize_) / static_cast<double>(state.position) - 1);

@@ -6,6 +6,8 @@
 #include <chrono>
 #include <cstdint>
 #include <optional>
+#include <string>
+#include <string_view>
 
 #include "text/Terminal.h"
 
@@ -16,12 +18,12 @@ class Progress {
  public:
   struct State {
     std::uint64_t devices = 0;
-    std::uint64_t failed = 0;
+    std::uint64_t failed = 0;    ///< or what the progress counts instead
     std::uint64_t position = 0;  ///< in bytes of the input
   };
 
-  /// `inputSize`: in bytes, absent if unknown.
-  explicit Progress(std::optional<std::uint64_t> inputSize);
+  /// `inputSize`: in bytes, absent if unknown. `counted`: what is said of the devices counted as failed.
+  explicit Progress(std::optional<std::uint64_t> inputSize, std::string_view counted = "failed");
   Progress(const Progress&) = delete;
   Progress& operator=(const Progress&) = delete;
   ~Progress() { clear(); }
@@ -38,6 +40,7 @@ class Progress {
   [[nodiscard]] std::string text(const State& state, Clock::time_point now) const;
 
   std::optional<std::uint64_t> inputSize_;
+  std::string_view counted_;
   Screen screen_;
   bool sharesScreen_;  // both streams go to the same terminal
   Clock::time_point start_ = Clock::now();

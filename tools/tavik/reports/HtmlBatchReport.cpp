@@ -298,7 +298,7 @@ Html HtmlWriter::versionsHtml() const {
 std::string HtmlWriter::end(const BatchEnd& end) {
   const Tally& tally = end.tally;
   const DeviceCounts all = countsOf(tally);
-  const Html page = pageBegin("Batch of " + counted(tally.devices(), "device")) + signaturesHtml(documents_) +
+  const Html page = pageBegin("Batch of " + counted(tally.devices(), "device")) + signaturesHtml(documents_.verified) +
                     verdictHtml(end, all) + passRateHtml(tally, all) +
                     markup("<div class=\"columns\">{}{}</div>\n", rulesHtml(tally), partsHtml()) + devicesHtml(tally) +
                     versionsHtml() + pageEnd();

@@ -35,7 +35,7 @@ Html rowOf(const Value& record, const Html& notes, const RowOptions& options);
 std::string_view adviceFor(const DeviceResult& result);
 
 /// A banner if the signatures of the rule documents were not verified; otherwise empty.
-Html signaturesHtml(const RuleContents& documents);
+Html signaturesHtml(bool verified);
 
 /// Where the rule documents came from, as entries of a description list.
 Html provenanceHtml(const RuleContents& documents);

@@ -107,7 +107,7 @@ std::string htmlReport(const DeviceResult& result, const RuleContents& documents
   const Headline headline = headlineOf(result, rows);
   const std::string device = "Device " + shortened(lineOf(&result.id), 80);
   Html page = pageBegin(fmt::format("{}: {}", device, headline.word));
-  page += signaturesHtml(documents);
+  page += signaturesHtml(documents.verified);
   page += markup("<header class=\"verdict {}\"><p class=\"word\">{}</p>\n<h1>{}</h1>\n<p>{}</p>\n{}</header>\n",
                  headline.style, headline.word, device, headline.sentence, nextHtml(result));
   page += deviceNotesHtml(result) + identityHtml(result);

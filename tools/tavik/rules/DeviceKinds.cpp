@@ -70,6 +70,11 @@ std::string_view nameOf(LocalEntry::Layer layer) {
   return kNames[static_cast<std::size_t>(layer)];
 }
 
+std::string originText(std::string_view from) {
+  if (from == "part_number") return "part number";
+  return from == "generic" ? "GenericRules" : visible(from);
+}
+
 bool saysUnknownDevice(const Error& error) {
   const std::string_view text = error.localizedDescription();
   return text.starts_with("unknown MPN:") || text.starts_with("unknown Region Code:");

@@ -21,6 +21,9 @@ namespace tavik::tool {
 /// "part_number", "region", "generic" or "set", for programs.
 std::string_view nameOf(LocalEntry::Layer layer);
 
+/// The origin of an expected value, as `KindRule::valueFrom` names it, for people: "part number", "GenericRules".
+std::string originText(std::string_view from);
+
 /// Whether a device has no rules because the local rules do not list its part number or region.
 bool saysUnknownDevice(const Error& error);
 

@@ -22,11 +22,15 @@ bool areSwapped(const Dictionary& library, const Dictionary& localRules) {
 }
 
 Dictionary validatedContent(const std::string& name, const Dictionary& document, const HostPlatform& platform,
-                            DocumentRole role) {
+                            DocumentRole role, DocumentProvenance* provenance) {
   const ValidatedDocument validated = platform.validate(document, ZRTTavikKernel::kPublicKeyPath, role);
   if (validated.errorDescription) reject(name, *validated.errorDescription);
   const Dictionary* const entries = validated.content ? validated.content->ifDictionary() : nullptr;
   if (entries == nullptr || entries->empty()) reject(name, "the document is empty");
+  if (provenance != nullptr) {
+    *provenance = validated.provenance;
+    if (const Value* const version = entries->find("version")) provenance->version = description(version);
+  }
   return *entries;
 }
 

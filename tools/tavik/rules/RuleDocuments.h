@@ -20,9 +20,9 @@ namespace tavik::tool {
 bool areSwapped(const Dictionary& library, const Dictionary& localRules);
 inline constexpr std::string_view kSwapped = "is a rule library, and --library names local rules; swap the two";
 
-/// The content of a rule document in a role.
+/// The content of a rule document in a role. `provenance`: set unless null.
 Dictionary validatedContent(const std::string& name, const Dictionary& document, const HostPlatform& platform,
-                            DocumentRole role);
+                            DocumentRole role, DocumentProvenance* provenance = nullptr);
 
 /// Creates the kernel of a rule library.
 std::unique_ptr<ZRTTavikKernel> openKernel(const std::string& name, const Dictionary& library,

@@ -30,7 +30,7 @@ const Dictionary* recordOf(const RuleEvaluation& evaluation) {
 
 bool passes(const Dictionary& record) { return record.find("result")->ifBoolean() == true; }
 
-CaseDevice::CaseDevice(Dictionary attributes, Dictionary sources, std::shared_ptr<const KindRules> kind)
+CaseDevice::CaseDevice(Dictionary attributes, Dictionary sources, std::shared_ptr<const IndexedRules> kind)
     : attributes_(std::move(attributes)),
       sources_(std::move(sources)),
       kind_(std::move(kind)),
@@ -57,11 +57,11 @@ std::optional<Dictionary> CaseDevice::record(const RuleOrigin& rule, const std::
   return record == nullptr ? std::nullopt : std::optional(*record);
 }
 
-std::optional<CaseDevice> CaseDevice::after(const DeviceChange& change, KindRulesCache& kinds) const {
+std::optional<CaseDevice> CaseDevice::after(const DeviceChange& change, IndexedRulesCache& kinds) const {
   Dictionary attributes = attributes_;
   Dictionary sources = sources_;
   apply(change, attributes, sources);
-  std::shared_ptr<const KindRules> kind = kinds.of(attributes);
+  std::shared_ptr<const IndexedRules> kind = kinds.of(attributes);
   if (!kind || !kind->hasSameRules(*kind_)) return std::nullopt;
   return CaseDevice(std::move(attributes), std::move(sources), std::move(kind));
 }

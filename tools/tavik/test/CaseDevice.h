@@ -12,7 +12,7 @@
 #include <vector>
 
 #include "rules/RuleFacts.h"
-#include "test/KindRules.h"
+#include "test/IndexedRules.h"
 
 namespace tavik::tool {
 
@@ -25,12 +25,12 @@ struct DeviceChange {
 class CaseDevice {
  public:
   /// attributes: with packed attributes as the host gave them.
-  CaseDevice(Dictionary attributes, Dictionary sources, std::shared_ptr<const KindRules> kind);
+  CaseDevice(Dictionary attributes, Dictionary sources, std::shared_ptr<const IndexedRules> kind);
 
   [[nodiscard]] const Dictionary& attributes() const noexcept { return attributes_; }
   [[nodiscard]] const Dictionary& sources() const noexcept { return sources_; }
-  [[nodiscard]] const KindRules& kind() const noexcept { return *kind_; }
-  [[nodiscard]] const std::shared_ptr<const KindRules>& sharedKind() const noexcept { return kind_; }
+  [[nodiscard]] const IndexedRules& kind() const noexcept { return *kind_; }
+  [[nodiscard]] const std::shared_ptr<const IndexedRules>& sharedKind() const noexcept { return kind_; }
   /// The value that a rule reads; null if it is missing.
   [[nodiscard]] const Value* find(const RuleOperand& operand) const;
 
@@ -39,12 +39,12 @@ class CaseDevice {
   [[nodiscard]] std::optional<Dictionary> record(const RuleOrigin& rule, const std::vector<RuleOperand>& operands,
                                                  const DeviceChange* change) const;
   /// The device after a change. Null if it gets other rules, or the same rules with other values.
-  [[nodiscard]] std::optional<CaseDevice> after(const DeviceChange& change, KindRulesCache& kinds) const;
+  [[nodiscard]] std::optional<CaseDevice> after(const DeviceChange& change, IndexedRulesCache& kinds) const;
 
  private:
   Dictionary attributes_;
   Dictionary sources_;
-  std::shared_ptr<const KindRules> kind_;
+  std::shared_ptr<const IndexedRules> kind_;
   RuleEvaluator evaluator_;
 };
 

@@ -256,14 +256,14 @@ std::optional<std::vector<std::string>> CaseSearch::alsoFailing(std::size_t numb
 }
 
 std::optional<DeviceKind> kindShowing(const Mutant& mutant, const CaseDevice& like, std::span<const DeviceKind> kinds,
-                                      KindRulesCache& cache) {
+                                      IndexedRulesCache& cache) {
   constexpr std::size_t kMostKinds = 32;
   std::size_t tried = 0;
   for (const DeviceKind& kind : kinds) {
     Dictionary attributes = like.attributes();
     attributes.setOrRemove("ModelNumber", kind.partNumber);
     attributes.setOrRemove("RegionInfo", kind.region);
-    std::shared_ptr<const KindRules> rules = cache.of(attributes);
+    std::shared_ptr<const IndexedRules> rules = cache.of(attributes);
     const MutantEffect effect(mutant, *rules);
     if (effect.empty()) continue;
     if (++tried > kMostKinds) break;

@@ -37,7 +37,7 @@ Value inCaseFile(const RuleExpectation& expectation);
 /// Borrows the device and the cache.
 class CaseSearch {
  public:
-  CaseSearch(const CaseDevice& device, KindRulesCache& kinds) : device_(device), kinds_(kinds) {}
+  CaseSearch(const CaseDevice& device, IndexedRulesCache& kinds) : device_(device), kinds_(kinds) {}
 
   /// A change after which the rule with this number fails: one after which no other rule fails, if there is one among
   /// the first candidates. Absent if none was found.
@@ -58,14 +58,14 @@ class CaseSearch {
   const std::vector<bool>& failingBefore();
 
   const CaseDevice& device_;
-  KindRulesCache& kinds_;
+  IndexedRulesCache& kinds_;
   std::vector<bool> failingBefore_;  // by number; empty: not known yet
 };
 
 /// The first of the kinds of devices for which a case catches the mutant, as far as can be said without such a device:
 /// of `like`, only the part number and the region are replaced. Considers the first few kinds that the mutant concerns.
 std::optional<DeviceKind> kindShowing(const Mutant& mutant, const CaseDevice& like, std::span<const DeviceKind> kinds,
-                                      KindRulesCache& cache);
+                                      IndexedRulesCache& cache);
 
 }  // namespace tavik::tool
 

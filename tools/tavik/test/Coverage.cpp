@@ -50,7 +50,7 @@ Coverage::Coverage(const Dictionary& library, const Dictionary& localRules) : or
 
 void Coverage::add(const RuleTest& test, const CheckOutcome& outcome) {
   const std::set<std::string_view> named = namesIn(test.expected.rules);
-  const std::shared_ptr<const KindRules> kind = kinds_.of(test.attributes);
+  const std::shared_ptr<const IndexedRules> kind = kinds_.of(test.attributes);
   for (const Value& record : outcome.ruleRecords()) {
     const std::string_view rule = record.ifDictionary()->findString("rule").value_or("");
     const bool asked = test.expected.others != OtherRules::kAny || named.contains(rule);
@@ -64,7 +64,7 @@ void Coverage::add(const RuleTest& test, const CheckOutcome& outcome) {
   regions_.add({partNumber, selectorText(test.attributes.find("RegionInfo"))}, pass);
 }
 
-void Coverage::addRule(const RuleOrigin& rule, const KindRules& kind, bool pass) {
+void Coverage::addRule(const RuleOrigin& rule, const IndexedRules& kind, bool pass) {
   rules_.add({std::string(rule.name)}, pass);
   if (rule.entries.back().value() == nullptr) return;
   overrides_.add(overrideNames({rule.name, rule.definition, rule.entries.back(), {kind.partNumber(), kind.region()}}),

@@ -14,7 +14,7 @@
 
 #include "check/Outcome.h"
 #include "test/CaseFile.h"
-#include "test/KindRules.h"
+#include "test/IndexedRules.h"
 
 namespace tavik::tool {
 
@@ -66,11 +66,11 @@ class Coverage {
     void add(const std::vector<std::string>& names, bool pass);
   };
 
-  void addRule(const RuleOrigin& rule, const KindRules& kind, bool pass);
+  void addRule(const RuleOrigin& rule, const IndexedRules& kind, bool pass);
   [[nodiscard]] std::size_t sum(std::size_t (Seen::*count)() const) const;
 
   RuleOrigins origins_;
-  KindRulesCache kinds_{origins_};
+  IndexedRulesCache kinds_{origins_};
   Group rules_;
   Group overrides_;
   Group partNumbers_;

@@ -28,7 +28,7 @@ std::string_view whyNotFailing(const RuleFacts& facts) {
 }
 
 /// The kinds with other selectors than the device.
-std::vector<DeviceKind> otherKinds(const std::vector<DeviceKind>& all, const KindRules& own) {
+std::vector<DeviceKind> otherKinds(const std::vector<DeviceKind>& all, const IndexedRules& own) {
   const auto differ = [](const Value* kind, const Value* device) {
     return kind != nullptr && (device == nullptr || *kind != *device);
   };

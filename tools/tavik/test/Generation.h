@@ -51,7 +51,7 @@ class Generation {
   void expectOfGoodDevice(const RuleExpectation& expected);
   void remarkOnOthers(const RuleOrigin& rule, const FoundCase& found);
 
-  KindRulesCache kinds_;
+  IndexedRulesCache kinds_;
   CaseDevice device_;
   CaseSearch search_;
   Expectation good_;  // of the device as it is

@@ -28,7 +28,7 @@ bool isInEffect(const RuleOrigin& before, const std::optional<RuleOrigin>& after
 }
 
 /// The error of a device whose part number or region is removed.
-std::optional<Error> errorWithout(const DeviceKind& removed, const KindRules& kind) {
+std::optional<Error> errorWithout(const DeviceKind& removed, const IndexedRules& kind) {
   constexpr std::int32_t kUnknown = -100003;
   const auto isSame = [](const Value* mine, const Value* other) { return other != nullptr && *mine == *other; };
   if (!isSame(removed.partNumber, kind.partNumber())) return std::nullopt;
@@ -37,7 +37,7 @@ std::optional<Error> errorWithout(const DeviceKind& removed, const KindRules& ki
   return Error(kUnknown, "unknown Region Code:" + selectorText(removed.region));
 }
 
-void dropSet(const EffectiveEntry& dropped, const KindRules& kind, std::vector<ChangedRule>& rules) {
+void dropSet(const EffectiveEntry& dropped, const IndexedRules& kind, std::vector<ChangedRule>& rules) {
   const auto set = std::ranges::find(kind.sets(), dropped.name, &RuleSetOrigin::name);
   if (set == kind.sets().end()) return;
   const bool isOnlyEntry = set->entries.size() == 1 && set->entries[0].content == dropped.entry.content;
@@ -51,7 +51,7 @@ void dropSet(const EffectiveEntry& dropped, const KindRules& kind, std::vector<C
 
 }  // namespace
 
-MutantEffect::MutantEffect(const Mutant& mutant, const KindRules& kind) {
+MutantEffect::MutantEffect(const Mutant& mutant, const IndexedRules& kind) {
   if (mutant.target == Mutant::Target::kKind) {
     error = errorWithout(mutant.kind, kind);
   } else if (mutant.entry == nullptr) {
@@ -61,7 +61,7 @@ MutantEffect::MutantEffect(const Mutant& mutant, const KindRules& kind) {
   }
 }
 
-void MutantEffect::changeDefinition(const Mutant& mutant, const KindRules& kind) {
+void MutantEffect::changeDefinition(const Mutant& mutant, const IndexedRules& kind) {
   const auto number = kind.find(mutant.subject);
   if (!number) return;
   const RuleOrigin& rule = kind.rules()[*number];
@@ -70,7 +70,7 @@ void MutantEffect::changeDefinition(const Mutant& mutant, const KindRules& kind)
   rules.back().rule->definition = &*mutant.definition;
 }
 
-void MutantEffect::changeEntry(const Mutant& mutant, const EffectiveEntry& entry, const KindRules& kind) {
+void MutantEffect::changeEntry(const Mutant& mutant, const EffectiveEntry& entry, const IndexedRules& kind) {
   if (mutant.target == Mutant::Target::kSet) return dropSet(entry, kind, rules);
   const auto number = kind.find(mutant.subject);
   if (!number) return;

@@ -15,7 +15,7 @@
 #include <vector>
 
 #include "test/EffectiveEntries.h"
-#include "test/KindRules.h"
+#include "test/IndexedRules.h"
 
 namespace tavik::tool {
 
@@ -48,7 +48,7 @@ struct ChangedRule {
 /// The consequences of a mutant for a kind of device. Borrows both.
 class MutantEffect {
  public:
-  MutantEffect(const Mutant& mutant, const KindRules& kind);
+  MutantEffect(const Mutant& mutant, const IndexedRules& kind);
 
   [[nodiscard]] bool empty() const { return rules.empty() && !error; }
   [[nodiscard]] const ChangedRule* of(std::size_t number) const;
@@ -57,8 +57,8 @@ class MutantEffect {
   std::optional<Error> error;  ///< the rules cannot be assembled
 
  private:
-  void changeDefinition(const Mutant& mutant, const KindRules& kind);
-  void changeEntry(const Mutant& mutant, const EffectiveEntry& entry, const KindRules& kind);
+  void changeDefinition(const Mutant& mutant, const IndexedRules& kind);
+  void changeEntry(const Mutant& mutant, const EffectiveEntry& entry, const IndexedRules& kind);
 };
 
 }  // namespace tavik::tool

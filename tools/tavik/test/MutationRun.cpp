@@ -34,7 +34,7 @@ class MutationRun {
   MutationRun(const RuleOrigins& origins, const EffectiveEntries& entries, std::span<const RuleTest* const> tests)
       : kinds_(origins), entries_(entries), tests_(tests) {
     for (const RuleTest* test : tests) {
-      std::shared_ptr<const KindRules> kind = kinds_.of(test->attributes);
+      std::shared_ptr<const IndexedRules> kind = kinds_.of(test->attributes);
       std::optional<CaseDevice> device;
       if (kind) device.emplace(test->attributes, test->sources, std::move(kind));
       judges_.emplace_back(test->expected, std::move(device));
@@ -85,7 +85,7 @@ class MutationRun {
 
   [[nodiscard]] bool isTested(const DeviceKind& kind) {
     return std::ranges::any_of(bases(), [&](std::size_t base) {
-      const KindRules& tested = judges_[base].device()->kind();
+      const IndexedRules& tested = judges_[base].device()->kind();
       const auto isSame = [](const Value* wanted, const Value* found) {
         return wanted == nullptr || (found != nullptr && *wanted == *found);
       };
@@ -120,7 +120,7 @@ class MutationRun {
     return false;
   }
 
-  KindRulesCache kinds_;
+  IndexedRulesCache kinds_;
   const EffectiveEntries& entries_;
   std::span<const RuleTest* const> tests_;
   std::vector<MutantJudge> judges_;

@@ -53,7 +53,7 @@ void addNotes(std::vector<Mismatch>& mismatches, const RuleNotes& notes) {
 }
 
 /// Whether rules or the selection of rules depend on an attribute, or on its fields.
-bool isRead(const std::string& name, const KindRules& kind) {
+bool isRead(const std::string& name, const IndexedRules& kind) {
   if (name == "ModelNumber" || name == "RegionInfo" || !kind.readers({std::nullopt, name}).empty()) return true;
   return std::ranges::any_of(kind.attributeNames(),
                              [&](std::string_view field) { return packedAttributeOf(field) == name; });
@@ -78,7 +78,7 @@ std::vector<Mismatch> ReadyRules::run(const RuleTest& test) {
 
 std::vector<std::string> ReadyRules::remarksOn(const RuleTest& test) {
   std::vector<std::string> remarks;
-  const std::shared_ptr<const KindRules> kind = test.changed.empty() ? nullptr : kinds_.of(test.attributes);
+  const std::shared_ptr<const IndexedRules> kind = test.changed.empty() ? nullptr : kinds_.of(test.attributes);
   if (!kind) return remarks;
   for (const std::string& name : test.changed) {
     if (isRead(name, *kind)) continue;

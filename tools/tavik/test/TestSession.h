@@ -16,8 +16,8 @@
 #include "rules/HostPlatform.h"
 #include "test/CaseFile.h"
 #include "test/Coverage.h"
+#include "test/IndexedRules.h"
 #include "test/Judgement.h"
-#include "test/KindRules.h"
 #include "test/MutationRun.h"
 #include "test/TestReport.h"
 
@@ -75,7 +75,7 @@ class ReadyRules {
   std::unique_ptr<const ZRTTavikKernel> kernel_;
   std::unique_ptr<const PreparedRules> prepared_;
   RuleOrigins origins_;
-  KindRulesCache kinds_{origins_};
+  IndexedRulesCache kinds_{origins_};
   std::optional<Coverage> coverage_;
 };
 

@@ -1,4 +1,4 @@
-#include "test/KindRules.h"
+#include "test/IndexedRules.h"
 
 #include <algorithm>
 
@@ -16,7 +16,7 @@ std::optional<std::string> stringOf(const Value* value) {
 
 }  // namespace
 
-KindRules::KindRules(RuleOrigins::Device device, std::optional<Value> partNumber, std::optional<Value> region)
+IndexedRules::IndexedRules(RuleOrigins::Device device, std::optional<Value> partNumber, std::optional<Value> region)
     : device_(std::move(device)), partNumber_(std::move(partNumber)), region_(std::move(region)) {
   for (const RuleOrigin& rule : device_.rules) {
     const std::size_t number = facts_.size();
@@ -29,12 +29,12 @@ KindRules::KindRules(RuleOrigins::Device device, std::optional<Value> partNumber
   }
 }
 
-std::optional<std::size_t> KindRules::find(std::string_view rule) const {
+std::optional<std::size_t> IndexedRules::find(std::string_view rule) const {
   const auto found = numbers_.find(rule);
   return found == numbers_.end() ? std::nullopt : std::optional(found->second);
 }
 
-std::vector<std::size_t> KindRules::readers(const RuleOperand& operand) const {
+std::vector<std::size_t> IndexedRules::readers(const RuleOperand& operand) const {
   std::vector<std::size_t> numbers;
   const auto add = [&](const RuleOperand& read) {
     const auto found = readers_.find(read);
@@ -48,14 +48,14 @@ std::vector<std::size_t> KindRules::readers(const RuleOperand& operand) const {
   return numbers;
 }
 
-bool KindRules::hasSameRules(const KindRules& other) const {
+bool IndexedRules::hasSameRules(const IndexedRules& other) const {
   return std::ranges::equal(rules(), other.rules(), [](const RuleOrigin& mine, const RuleOrigin& theirs) {
     return mine.name == theirs.name && mine.definition == theirs.definition &&
            mine.entries.back().content == theirs.entries.back().content;
   });
 }
 
-std::vector<std::string_view> KindRules::attributeNames() const {
+std::vector<std::string_view> IndexedRules::attributeNames() const {
   std::vector<std::string_view> names;
   for (const auto& [operand, numbers] : readers_) {
     if (!operand.source) names.push_back(operand.name);
@@ -63,14 +63,14 @@ std::vector<std::string_view> KindRules::attributeNames() const {
   return names;
 }
 
-std::shared_ptr<const KindRules> KindRulesCache::of(const Dictionary& attributes) {
+std::shared_ptr<const IndexedRules> IndexedRulesCache::of(const Dictionary& attributes) {
   const Value* const partNumber = attributes.find("ModelNumber");
   const Value* const region = attributes.find("RegionInfo");
   auto& known = known_[{stringOf(partNumber), stringOf(region)}];
   if (known) return known;
   std::optional<Error> error;
   auto device = origins_.of(partNumber, region, error);
-  if (device) known = std::make_shared<const KindRules>(*std::move(device), copyOf(partNumber), copyOf(region));
+  if (device) known = std::make_shared<const IndexedRules>(*std::move(device), copyOf(partNumber), copyOf(region));
   return known;
 }
 

@@ -1,7 +1,7 @@
 /// @file
 /// The rules of a kind of device, indexed for evaluating single rules.
-#ifndef TAVIK_TOOL_TEST_KIND_RULES_H
-#define TAVIK_TOOL_TEST_KIND_RULES_H
+#ifndef TAVIK_TOOL_TEST_INDEXED_RULES_H
+#define TAVIK_TOOL_TEST_INDEXED_RULES_H
 
 #include <tavik/RuleOrigins.h>
 #include <tavik/Value.h>
@@ -21,9 +21,9 @@
 namespace tavik::tool {
 
 /// Borrows the documents that the rules come from.
-class KindRules {
+class IndexedRules {
  public:
-  KindRules(RuleOrigins::Device device, std::optional<Value> partNumber, std::optional<Value> region);
+  IndexedRules(RuleOrigins::Device device, std::optional<Value> partNumber, std::optional<Value> region);
 
   [[nodiscard]] const std::vector<RuleOrigin>& rules() const noexcept { return device_.rules; }
   [[nodiscard]] const std::vector<RuleSetOrigin>& sets() const noexcept { return device_.sets; }
@@ -37,7 +37,7 @@ class KindRules {
   /// The numbers of the rules that read a value, ascending; for a field, also those that read the packed attribute.
   [[nodiscard]] std::vector<std::size_t> readers(const RuleOperand& operand) const;
   /// Whether the rules and their expected values are the same for both.
-  [[nodiscard]] bool hasSameRules(const KindRules& other) const;
+  [[nodiscard]] bool hasSameRules(const IndexedRules& other) const;
   /// The names of the attributes that rules read.
   [[nodiscard]] std::vector<std::string_view> attributeNames() const;
 
@@ -51,17 +51,18 @@ class KindRules {
 };
 
 /// Finds the rules of devices, once for each part number and region.
-class KindRulesCache {
+class IndexedRulesCache {
  public:
   /// Borrows `origins`.
-  explicit KindRulesCache(const RuleOrigins& origins) : origins_(origins) {}
+  explicit IndexedRulesCache(const RuleOrigins& origins) : origins_(origins) {}
 
   /// Null if the rules of the device cannot be assembled.
-  std::shared_ptr<const KindRules> of(const Dictionary& attributes);
+  std::shared_ptr<const IndexedRules> of(const Dictionary& attributes);
 
  private:
   const RuleOrigins& origins_;
-  std::map<std::pair<std::optional<std::string>, std::optional<std::string>>, std::shared_ptr<const KindRules>> known_;
+  std::map<std::pair<std::optional<std::string>, std::optional<std::string>>, std::shared_ptr<const IndexedRules>>
+      known_;
 };
 
 }  // namespace tavik::tool

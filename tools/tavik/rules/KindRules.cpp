@@ -1,0 +1,464 @@
+#include "rules/KindRules.h"
+
+#include <algorithm>
+#include <iterator>
+#include <map>
+#include <span>
+#include <unordered_set>
+#include <utility>
+
+#include "rules/DeviceKinds.h"
+
+namespace tavik::tool {
+
+using enum LocalEntry::Layer;
+
+namespace {
+
+using Names = std::vector<std::string_view>;
+
+std::string_view textOf(const Value* name) { return name == nullptr ? std::string_view() : *name->ifString(); }
+
+Names setNamesIn(const LocalLayer& layer) {
+  Names names;
+  for (auto item = layer.first; item != layer.last; ++item) {
+    if (namesSet((*item).key)) names.push_back((*item).key);
+  }
+  return names;
+}
+
+bool isOtherThanDictionary(const Value* value) { return value != nullptr && value->ifDictionary() == nullptr; }
+
+}  // namespace
+
+/// The entries of a part number for rules, without those of its regions.
+struct KindRules::PartNumber {
+  struct Entry {
+    std::string_view name;
+    const Value* content;
+    EvaluationPlace place;
+    bool isReplaced = false;  ///< by an entry of some region
+  };
+  std::vector<Entry> entries = {};
+  std::vector<std::size_t> replaced = {};  ///< positions of those
+  NameIndex index = {};
+  Names setsBefore = {};  ///< "RegionRules"
+  Names setsAfter = {};
+
+  void add(const Entry& entry) {
+    entries.push_back(entry);
+    index.add(entry.name, [this](std::size_t place) { return entries[place].name; });
+  }
+  [[nodiscard]] const Entry* find(std::string_view name) const {
+    const std::size_t place = index.find(name, [this](std::size_t other) { return entries[other].name; });
+    return place == NameIndex::kNone ? nullptr : &entries[place];
+  }
+};
+
+namespace {
+
+// Layers in evaluation order. The sets that a part number and its region name follow each other from kFirstSet on, and
+// the sets that generic entries name from kFirstGenericSet on.
+constexpr std::uint32_t kBeforeRegion = 0;
+constexpr std::uint32_t kInRegion = 1;
+constexpr std::uint32_t kAfterRegion = 2;
+constexpr std::uint32_t kInGeneric = 3;
+constexpr std::uint32_t kFirstSet = 4;
+constexpr std::uint32_t kFirstGenericSet = std::uint32_t{1} << 31U;
+
+/// The rule of a part or its bases.
+const KindRule* findIn(const RulePart* part, std::string_view name) {
+  for (; part != nullptr; part = part->base()) {
+    if (const KindRule* const rule = part->find(name)) return rule;
+  }
+  return nullptr;
+}
+
+}  // namespace
+
+const Value* KindRule::value() const noexcept {
+  const Value* const local = entry.value();
+  return local != nullptr || definition == nullptr ? local : definition->find("value");
+}
+
+std::string KindRule::valueFrom() const {
+  if (entry.value() == nullptr) return value() == nullptr ? "" : "library";
+  std::string text(nameOf(entry.layer));
+  if (entry.layer == kSet) text.append(" ").append(entry.set);
+  return text;
+}
+
+void RulePart::add(const KindRule& rule, EvaluationPlace place) {
+  rules_.push_back(rule);
+  places_.push_back(place);
+  index_.add(rule.name, [this](std::size_t position) { return rules_[position].name; });
+}
+
+std::size_t RulePart::positionOf(std::string_view name) const noexcept {
+  return index_.find(name, [this](std::size_t position) { return rules_[position].name; });
+}
+
+const KindRule* RulePart::find(std::string_view name) const noexcept {
+  const std::size_t position = positionOf(name);
+  return position == NameIndex::kNone ? nullptr : &rules_[position];
+}
+
+/// Assembles the kinds in order, each from the layers that apply to it.
+class KindRules::Assembly {
+ public:
+  explicit Assembly(KindRules& rules) : rules_(rules) {
+    for (const std::string_view table : {"GenericRules", "RuleSets"}) {
+      lacksTable_ = lacksTable_ || isOtherThanDictionary(rules_.localRules_.find(table));
+    }
+    noteNamedSets();
+    readShared();
+    assembleCommon();
+  }
+
+  void run() {
+    auto next = rules_.kinds_.begin();
+    rules_.origins_.forEachKind([&](const DeviceKind& kind, std::span<const LocalLayer> layers) {
+      const auto isVisited = [&] {
+        return next->selectors.partNumber == kind.partNumber && next->selectors.region == kind.region;
+      };
+      for (; !isVisited(); ++next) next->refusal = refusalOf(*next);
+      assemble(*next, layers);
+      ++next;
+    });
+    for (; next != rules_.kinds_.end(); ++next) next->refusal = refusalOf(*next);
+  }
+
+ private:
+  /// The rules from generic entries and sets, or why there are none.
+  struct Shared {
+    RulePart* part = nullptr;
+    std::optional<Error> refusal = {};
+  };
+
+  /// The entries for rules that devices may share.
+  struct Source {
+    struct Entry {
+      std::string_view name;
+      const Value* content;
+      std::uint32_t position;
+    };
+    std::vector<Entry> common = {};
+    std::vector<Entry> varying = {};  ///< the effective ones depend on the sets that a kind names
+  };
+
+  /// Entries of several sources in the order in which they apply.
+  class Overlay {
+   public:
+    void expand(std::string_view set) {
+      const auto place = places_.find(set);
+      if (place == places_.end()) return;
+      entries_[place->second].content = nullptr;
+      places_.erase(place);
+    }
+    void add(const std::vector<Source::Entry>& entries, LocalEntry::Layer layer, std::string_view set,
+             std::uint32_t order) {
+      for (const auto& [name, content, position] : entries) {
+        const auto [place, isNew] = places_.try_emplace(name, entries_.size());
+        if (isNew) {
+          entries_.push_back({layer, set, content});
+          order_.push_back({name, {order, position}});
+        } else {
+          entries_[place->second] = {layer, set, content};
+        }
+      }
+    }
+    void moveTo(const auto& addTo) const {
+      for (std::size_t i = 0; i < entries_.size(); ++i) {
+        if (entries_[i].content != nullptr) addTo(order_[i].first, entries_[i], order_[i].second);
+      }
+    }
+
+   private:
+    std::vector<LocalEntry> entries_;  // without content: expanded
+    std::vector<std::pair<std::string_view, EvaluationPlace>> order_;
+    std::unordered_map<std::string_view, std::size_t> places_;
+  };
+
+  /// The sets that part numbers and regions name.
+  void noteNamedSets() {
+    const auto note = [&](const Dictionary* entries) {
+      if (entries == nullptr) return;
+      for (const auto [name, content] : *entries) {
+        if (namesSet(name)) named_.insert(name);
+      }
+    };
+    const Dictionary* const table = rules_.localRules_.findDictionary("MPNRules");
+    if (table == nullptr) return;
+    for (const auto [partNumber, content] : *table) {
+      note(content.ifDictionary());
+      const Dictionary* const regions =
+          content.ifDictionary() == nullptr ? nullptr : content.ifDictionary()->findDictionary("RegionRules");
+      if (regions == nullptr) continue;
+      for (const auto [region, entries] : *regions) note(entries.ifDictionary());
+    }
+  }
+
+  void readShared() {
+    static const Dictionary kNone;
+    const auto table = [&](std::string_view key) -> const Dictionary& {
+      const Dictionary* const found = rules_.localRules_.findDictionary(key);
+      return found == nullptr ? kNone : *found;
+    };
+    const Dictionary& sets = table("RuleSets");
+    std::unordered_set<std::string_view> varying = named_;
+    for (const std::string_view name : named_) {
+      if (const Dictionary* const entries = sets.findDictionary(name)) {
+        for (const auto [rule, content] : *entries) varying.insert(rule);
+      }
+    }
+    const auto read = [&](Source& source, const Dictionary& entries, bool isGeneric) {
+      std::uint32_t position = 0;
+      for (const auto [name, content] : entries) {
+        const bool isSet = isGeneric && namesSet(name);
+        if (isSet) genericSets_.emplace(name, kFirstGenericSet + position);
+        if (!isSet) (varying.contains(name) ? source.varying : source.common).push_back({name, &content, position});
+        ++position;
+      }
+    };
+    read(generic_, table("GenericRules"), true);
+    for (const auto [name, content] : sets) {
+      if (content.ifDictionary() != nullptr) read(sets_[name], *content.ifDictionary(), false);
+    }
+  }
+
+  void assembleCommon() {
+    Overlay overlay;
+    overlay.add(generic_.common, kGeneric, {}, kInGeneric);
+    std::map<std::uint32_t, std::string_view> order;
+    for (const auto& [name, place] : genericSets_) order.emplace(place, name);
+    for (const auto& [place, name] : order) {
+      const auto set = sets_.find(name);
+      if (set == sets_.end() || named_.contains(name)) continue;
+      overlay.expand(name);
+      overlay.add(set->second.common, kSet, set->first, place);
+    }
+    common_ = &rules_.parts_.emplace_back(RulePart::Level::kCommon, nullptr);
+    addTo(*common_, overlay);
+  }
+
+  void addTo(RulePart& part, const Overlay& overlay) {
+    overlay.moveTo(
+        [&](std::string_view name, const LocalEntry& entry, EvaluationPlace place) { add(part, name, entry, place); });
+  }
+
+  [[nodiscard]] std::optional<Error> refusalOf(const Kind& kind) const {
+    std::optional<Error> error;
+    static_cast<void>(rules_.origins_.of(kind.selectors.partNumber, kind.selectors.region, error));
+    return error;
+  }
+
+  void assemble(Kind& kind, std::span<const LocalLayer> layers) {
+    const bool hasPartNumber = kind.selectors.partNumber != nullptr;
+    const bool hasRegion = kind.selectors.region != nullptr;
+    if (hasPartNumber) {
+      if (kind.selectors.partNumber != partNumber_) readPartNumber(kind, layers);
+      kind.partNumber = rules_.partNumbers_.back().get();
+    }
+    Names sets = hasPartNumber ? kind.partNumber->setsBefore : Names();
+    if (hasRegion) {
+      kind.region = regionsOf(*kind.selectors.partNumber)->findDictionary(*kind.selectors.region->ifString());
+      std::ranges::copy(setNamesIn(layers[1]), std::back_inserter(sets));
+      std::ranges::copy(kind.partNumber->setsAfter, std::back_inserter(sets));
+    }
+    const Shared& shared = sharedOf(kind, std::move(sets), layers);
+    kind.refusal = shared.refusal;
+    if (kind.refusal) return;
+    RulePart* part = shared.part;
+    if (hasPartNumber) part = &familyOf(*kind.partNumber, *part);
+    if (hasRegion) part = &withRegion(kind, layers[1], *part);
+    kind.part = part;
+    refuseMalformed(kind);
+    if (kind.refusal) return;
+    const auto position = static_cast<std::size_t>(&kind - rules_.kinds_.data());
+    for (; part != nullptr; part = part->base_) part->kinds_.push_back(position);
+  }
+
+  [[nodiscard]] const Dictionary* regionsOf(const Value& partNumber) const {
+    const Dictionary* const table = rules_.localRules_.findDictionary("MPNRules");
+    return table->findDictionary(*partNumber.ifString())->findDictionary("RegionRules");
+  }
+
+  void readPartNumber(const Kind& kind, std::span<const LocalLayer> layers) {
+    partNumber_ = kind.selectors.partNumber;
+    auto entries = std::make_unique<PartNumber>();
+    entries->setsBefore = setNamesIn(layers[0]);
+    readEntries(*entries, layers[0], kBeforeRegion);
+    if (kind.selectors.region != nullptr) {
+      entries->setsAfter = setNamesIn(layers[2]);
+      readEntries(*entries, layers[2], kAfterRegion);
+      for (const auto [region, content] : *regionsOf(*partNumber_)) noteReplaced(*entries, content.ifDictionary());
+    }
+    rules_.partNumbers_.push_back(std::move(entries));
+  }
+
+  static void readEntries(PartNumber& partNumber, const LocalLayer& layer, std::uint32_t place) {
+    for (auto item = layer.first; item != layer.last; ++item) {
+      const std::string_view name = (*item).key;
+      if (namesSet(name)) continue;
+      const auto position = static_cast<std::uint32_t>(partNumber.entries.size());
+      partNumber.add({name, &item.value(), {place, position}});
+    }
+  }
+
+  static void noteReplaced(PartNumber& partNumber, const Dictionary* region) {
+    if (region == nullptr) return;
+    for (const auto [name, content] : *region) {
+      const PartNumber::Entry* const entry = partNumber.find(name);
+      if (entry == nullptr || entry->place.layer != kBeforeRegion || entry->isReplaced) continue;
+      partNumber.entries[entry->place.position].isReplaced = true;
+      partNumber.replaced.push_back(entry->place.position);
+    }
+  }
+
+  /// `sets`: those that the part number and the region name.
+  const Shared& sharedOf(const Kind& kind, Names sets, std::span<const LocalLayer> layers) {
+    std::unordered_set<std::string_view> seen;
+    std::erase_if(sets, [&](std::string_view name) { return !seen.insert(name).second; });
+    const auto [place, isNew] = shared_.try_emplace(sets);
+    if (!isNew) return place->second;
+    for (const auto& [name, order] : genericSets_) seen.insert(name);
+    const auto found = static_cast<std::size_t>(std::ranges::count(layers, kSet, &LocalLayer::layer));
+    if (lacksTable_ || found < seen.size()) {
+      place->second.refusal = refusalOf(kind);
+    } else {
+      place->second.part = &assembleShared(sets, layers);
+    }
+    return place->second;
+  }
+
+  /// The common part itself if the sets add nothing.
+  RulePart& assembleShared(const Names& sets, std::span<const LocalLayer> layers) {
+    Overlay overlay;
+    overlay.add(generic_.varying, kGeneric, {}, kInGeneric);
+    std::uint32_t number = 0;
+    for (const LocalLayer& layer : layers) {
+      if (layer.layer != kSet) continue;
+      const bool isNamed = number < sets.size();
+      overlay.expand(layer.set);
+      overlay.add(sets_.at(layer.set).varying, kSet, layer.set,
+                  isNamed ? kFirstSet + number : genericSets_.at(layer.set));
+      ++number;
+    }
+    RulePart& part = rules_.parts_.emplace_back(RulePart::Level::kShared, common_);
+    addTo(part, overlay);
+    if (!part.rules().empty()) return part;
+    rules_.parts_.pop_back();
+    return *common_;
+  }
+
+  void add(RulePart& part, std::string_view name, const LocalEntry& entry, EvaluationPlace place) {
+    if (entry.content->ifDictionary() == nullptr) malformed_[&part].push_back(name);
+    part.add({name, rules_.library_.findDictionary(name), entry}, place);
+  }
+
+  RulePart& familyOf(const PartNumber& partNumber, RulePart& shared) {
+    const auto [place, isNew] = families_.try_emplace({&partNumber, &shared});
+    if (!isNew) return *place->second;
+    RulePart& part = rules_.parts_.emplace_back(RulePart::Level::kPartNumber, &shared);
+    for (const PartNumber::Entry& entry : partNumber.entries) {
+      if (entry.isReplaced || findIn(&shared, entry.name) != nullptr) continue;
+      add(part, entry.name, {kPartNumber, {}, entry.content}, entry.place);
+    }
+    place->second = &part;
+    return part;
+  }
+
+  /// The family itself if the region adds nothing.
+  RulePart& withRegion(const Kind& kind, const LocalLayer& layer, RulePart& family) {
+    RulePart& part = rules_.parts_.emplace_back(RulePart::Level::kKind, &family);
+    std::uint32_t position = 0;
+    for (auto item = layer.first; item != layer.last; ++item) {
+      const std::string_view name = (*item).key;
+      const EvaluationPlace place{kInRegion, position++};
+      if (namesSet(name) || findIn(family.base(), name) != nullptr) continue;
+      const PartNumber::Entry* const beside = kind.partNumber->find(name);
+      const bool isReplaced = beside != nullptr && beside->place.layer == kAfterRegion;
+      if (!isReplaced) add(part, name, {kRegion, {}, &item.value()}, place);
+    }
+    for (const std::size_t replaced : kind.partNumber->replaced) {
+      const PartNumber::Entry& entry = kind.partNumber->entries[replaced];
+      if (kind.region->contains(entry.name) || findIn(family.base(), entry.name) != nullptr) continue;
+      add(part, entry.name, {kPartNumber, {}, entry.content}, entry.place);
+    }
+    if (!part.rules().empty()) return part;
+    rules_.parts_.pop_back();
+    return family;
+  }
+
+  /// The first malformed entry in evaluation order says why.
+  void refuseMalformed(Kind& kind) {
+    if (malformed_.empty()) return;
+    std::optional<std::pair<EvaluationPlace, std::string_view>> first;
+    for (const RulePart* part = kind.part; part != nullptr; part = part->base()) {
+      const auto names = malformed_.find(part);
+      if (names == malformed_.end()) continue;
+      for (const std::string_view name : names->second) {
+        const std::pair candidate(placeOf(kind, name), name);
+        if (!first || candidate < *first) first = candidate;
+      }
+    }
+    if (!first) return;
+    const auto [place, isNew] = refusals_.try_emplace(first->second);
+    if (isNew) place->second = refusalOf(kind);
+    kind.refusal = place->second;
+    kind.part = nullptr;
+  }
+
+  KindRules& rules_;
+  bool lacksTable_ = false;
+  std::unordered_set<std::string_view> named_;  // sets that part numbers and regions name
+  Source generic_;
+  std::unordered_map<std::string_view, std::uint32_t> genericSets_;  // with their layers
+  std::unordered_map<std::string_view, Source> sets_;
+  RulePart* common_ = nullptr;
+  const Value* partNumber_ = nullptr;  // the last of `partNumbers_`
+  std::map<Names, Shared> shared_;
+  std::map<std::pair<const PartNumber*, const RulePart*>, RulePart*> families_;
+  std::unordered_map<const RulePart*, Names> malformed_;  // entries that are not dictionaries
+  std::unordered_map<std::string_view, std::optional<Error>> refusals_;
+};
+
+KindRules::KindRules(Dictionary library, Dictionary localRules)
+    : library_(std::move(library)), localRules_(std::move(localRules)), origins_(library_, localRules_) {
+  for (const DeviceKind& kind : origins_.deviceKinds()) {
+    places_[textOf(kind.partNumber)].emplace(textOf(kind.region), kinds_.size());
+    kinds_.push_back({.selectors = kind});
+  }
+  Assembly(*this).run();
+}
+
+KindRules::~KindRules() = default;
+
+const KindRules::Kind* KindRules::find(const std::optional<std::string>& partNumber,
+                                       const std::optional<std::string>& region) const {
+  if (kinds_.size() == 1 && kinds_[0].selectors.partNumber == nullptr) return &kinds_[0];
+  const auto regions = partNumber ? places_.find(*partNumber) : places_.end();
+  if (regions == places_.end()) return nullptr;
+  const Kind& first = kinds_[regions->second.begin()->second];
+  if (first.selectors.region == nullptr) return &first;
+  const auto kind = region ? regions->second.find(*region) : regions->second.end();
+  return kind == regions->second.end() ? nullptr : &kinds_[kind->second];
+}
+
+EvaluationPlace KindRules::placeOf(const Kind& kind, std::string_view rule) {
+  const PartNumber::Entry* const beside = kind.partNumber == nullptr ? nullptr : kind.partNumber->find(rule);
+  if (beside != nullptr && beside->place.layer == kBeforeRegion) return beside->place;
+  if (kind.region != nullptr && !namesSet(rule) && kind.region->contains(rule)) {
+    const auto isRule = [&](const Dictionary::Item& item) { return item.key == rule; };
+    const auto found = std::ranges::find_if(*kind.region, isRule);
+    return {kInRegion, static_cast<std::uint32_t>(std::ranges::distance(kind.region->begin(), found))};
+  }
+  if (beside != nullptr) return beside->place;
+  for (const RulePart* part = kind.part; part != nullptr; part = part->base()) {
+    const std::size_t position = part->positionOf(rule);
+    if (position != NameIndex::kNone) return part->places_[position];
+  }
+  return {};
+}
+
+}  // namespace tavik::tool
