@@ -13,12 +13,11 @@
 #include <vector>
 
 #include "lint/Document.h"
+#include "rules/KindRules.h"
 
 namespace tavik::tool::lint {
 
 inline constexpr std::string_view kRegionRules = "RegionRules";
-
-inline bool namesSet(std::string_view name) { return name.ends_with("RuleSet"); }
 
 struct Layer;
 

@@ -1,0 +1,129 @@
+/// @file
+/// The rules of every kind of device, with the rules that several kinds share listed once.
+#ifndef TAVIK_TOOL_RULES_KIND_RULES_H
+#define TAVIK_TOOL_RULES_KIND_RULES_H
+
+#include <tavik/Error.h>
+#include <tavik/RuleOrigins.h>
+#include <tavik/Value.h>
+
+#include <compare>
+#include <cstddef>
+#include <cstdint>
+#include <deque>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+namespace tavik::tool {
+
+/// Whether a name in the local rules is that of a rule set.
+inline bool namesSet(std::string_view name) { return name.ends_with("RuleSet"); }
+
+/// A rule as its kinds of device get it.
+struct KindRule {
+  std::string_view name;
+  const Dictionary* definition;  ///< null if the library does not define the rule
+  LocalEntry entry;              ///< the effective one
+
+  /// The expected value: that of the entry, otherwise that of the definition; null if neither has one.
+  [[nodiscard]] const Value* value() const noexcept;
+  /// Where the expected value is defined: "part_number", "region", "generic", "set NAME" or "library"; empty if there
+  /// is no expected value.
+  [[nodiscard]] std::string valueFrom() const;
+};
+
+/// Rules that some kinds of device have in common. A kind's rules are those of its part and of the part's bases, which
+/// have no name in common.
+class RulePart {
+ public:
+  enum class Level : std::uint8_t {
+    kShared,      ///< from generic entries and rule sets; for the kinds that name the same sets
+    kPartNumber,  ///< from the entries of a part number; for its regions that name the same sets
+    kKind,        ///< of one kind: from its region, and entries of its part number that another region replaces
+  };
+
+  RulePart(Level level, RulePart* base) : level_(level), base_(base) {}
+
+  [[nodiscard]] Level level() const noexcept { return level_; }
+  /// The part with more rules of the same kinds; null for kShared.
+  [[nodiscard]] const RulePart* base() const noexcept { return base_; }
+  /// In evaluation order, except that rules whose part number or region also names them are evaluated earlier.
+  [[nodiscard]] const std::vector<KindRule>& rules() const noexcept { return rules_; }
+  /// Positions in `KindRules::kinds`, ascending. Empty if the devices of all its kinds are refused.
+  [[nodiscard]] const std::vector<std::size_t>& kinds() const noexcept { return kinds_; }
+  /// The rule with this name in this part alone; null if there is none.
+  [[nodiscard]] const KindRule* find(std::string_view name) const noexcept;
+
+ private:
+  friend class KindRules;
+  void add(const KindRule& rule);
+
+  Level level_;
+  RulePart* base_;
+  std::vector<KindRule> rules_;
+  std::vector<std::size_t> kinds_;
+  std::unordered_map<std::string_view, std::size_t> places_;  // in rules_; empty while there are few
+};
+
+/// Takes time and memory in proportion to the size of the documents, if few combinations of rule sets are in use.
+///
+///     const KindRules rules(library, localRules);
+///     for (const RulePart& part : rules.parts())
+///       for (const KindRule& rule : part.rules()) { /* the kinds in part.kinds() get the rule */ }
+///
+/// Everything is valid as long as this object.
+class KindRules {
+ public:
+  struct PartNumber;
+
+  struct Kind {
+    DeviceKind selectors;
+    std::optional<Error> refusal = {};  ///< why its devices get no rules
+    const RulePart* part = nullptr;     ///< the last level with rules of this kind; null if refused
+    const PartNumber* partNumber = nullptr;
+    const Dictionary* region = nullptr;
+  };
+
+  /// Where a rule is evaluated among the rules of one kind.
+  struct Place {
+    std::uint32_t layer;
+    std::size_t position;
+    friend auto operator<=>(const Place&, const Place&) = default;
+  };
+
+  /// library, localRules: the documents' contents, without signatures.
+  KindRules(Dictionary library, Dictionary localRules);
+  KindRules(const KindRules&) = delete;
+  KindRules& operator=(const KindRules&) = delete;
+  ~KindRules();
+
+  [[nodiscard]] const RuleOrigins& origins() const noexcept { return origins_; }
+  /// In the order of `RuleOrigins::deviceKinds`.
+  [[nodiscard]] const std::vector<Kind>& kinds() const noexcept { return kinds_; }
+  /// Bases come before the parts built on them.
+  [[nodiscard]] const std::deque<RulePart>& parts() const noexcept { return parts_; }
+  /// The kind of a device; null if the local rules do not list its part number or region.
+  [[nodiscard]] const Kind* find(const std::optional<std::string>& partNumber,
+                                 const std::optional<std::string>& region) const;
+  /// `rule`: the name of a rule of the kind.
+  [[nodiscard]] static Place placeOf(const Kind& kind, std::string_view rule);
+
+ private:
+  class Assembly;
+
+  Dictionary library_;
+  Dictionary localRules_;
+  RuleOrigins origins_;
+  std::vector<Kind> kinds_;
+  std::deque<RulePart> parts_;
+  std::vector<std::unique_ptr<const PartNumber>> partNumbers_;
+  std::unordered_map<std::string_view, std::unordered_map<std::string_view, std::size_t>> places_;  // of kinds
+};
+
+}  // namespace tavik::tool
+
+#endif
