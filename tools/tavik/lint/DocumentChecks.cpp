@@ -19,7 +19,7 @@ constexpr std::string_view kDefinitionKeys[] = {"attribute",  "predicate", "valu
 constexpr std::string_view kReferenceKeys[] = {"attribute", "source", "description"};
 constexpr std::string_view kEntryKeys[] = {"value"};
 constexpr std::string_view kProvenanceKeys[] = {"comment", "owner", "ticket"};  // for people, accepted everywhere
-constexpr std::string_view kExtraRules = "extra-rules";  // has its own finding
+constexpr std::string_view kExtraRules = "extra-rules";                         // has its own finding
 constexpr std::string_view kTopKeys[] = {"version", "MPNRules", "GenericRules", "RuleSets", kExtraRules};
 
 void forEachEntry(const LintedDocuments& documents, const auto& visit) {
