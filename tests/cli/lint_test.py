@@ -227,6 +227,34 @@ class LintTest(CommandTest):
                 for name, paths in zip(("dropped-value", "compares-with-nothing"), zip(*expected)):
                     self.assertEqual({f["path"] for f in findings if f["name"] == name}, set().union(*paths))
 
+    def test_known_findings_are_not_reported(self):
+        mistake = ("rules", "GenericRules", "Modem", {})
+        self.write(mistake)
+        self.assertEqual(self.lint("--write-baseline", "new").status, FAILED)
+        entries = json.loads((self.folder / "new").read_text(encoding="utf-8"))["findings"]
+        self.assertEqual({(entry["name"], entry["path"]) for entry in entries},
+                         {("undefined-rule", "GenericRules.Modem"), ("text-read-as-zero", "System partition size at most")})
+
+        def known(reason, *options):
+            self.file("known", json.dumps({"findings": [entry | {"reason": reason} for entry in entries]}))
+            run = self.lint("--baseline", "known", "--format", "json", *options)
+            return run.status, {finding["name"]: finding["document"] for finding in json.loads(run.out)["findings"]}
+
+        self.assertEqual(known("", "--fail-on", "warning"), (FAILED, {"baseline-without-reason": "baseline"}))
+        self.assertEqual(known("later", "--fail-on", "information", "--write-baseline", "new"), (PASSED, {}))
+        self.assertEqual({entry["reason"] for entry in json.loads((self.folder / "new").read_text(encoding="utf-8"))["findings"]}, {"later"})
+        self.write(("rules", "version", "moved by another edit"), ("library", "Color", {"attribute": "ModelNumbr", "predicate": "isUppercase"}))
+        unknown = {"unused-rule": "library", "misspelled-attribute": "library", "unused-baseline-entry": "baseline"}
+        self.assertEqual(known("later"), (PASSED, unknown))
+        self.assertEqual(known("later", "--fail-on", "warning"), (FAILED, unknown))
+        for file, message in (("[]", "is not a dictionary"), ("{}", "no list"), ('{"findings": [1]}', "findings[0]"),
+                              ('{"findings": [{"name": "x"}]}', '"document"')):
+            self.file("known", file)
+            self.refuses(UNUSABLE, message, "lint", "--unsigned", "--library", "library", "--baseline", "known")
+        for devices, message in (("", "has no devices"), ("{}\n{", "line 1"), ('{"attributes": {}}\n[]', "line 2")):
+            self.file("devices", devices)
+            self.refuses(UNUSABLE, message, "lint", "--unsigned", "--library", "library", "--devices", "devices")
+
     def test_more_findings_than_anybody_reads(self):
         self.documents["library"].update({str(number): {"attribute": "A", "predicate": "isUppercase"} for number in range(100_010)})
         self.write()
@@ -252,7 +280,8 @@ class LintTest(CommandTest):
             self.documents = {name: {key: mutate(value) for key, value in document.items()} for name, document in original.items()}
             self.write()
             with self.subTest(self.documents):
-                self.assertIn(self.lint("--format", dice.choice(["table", "gcc", "sarif", "json"])).status, (PASSED, FAILED))
+                run = self.lint("--format", dice.choice(["table", "gcc", "sarif", "json"]), "--devices", STATION / "devices.jsonl")
+                self.assertIn(run.status, (PASSED, FAILED))
 
 
 if __name__ == "__main__":

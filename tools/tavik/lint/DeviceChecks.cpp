@@ -4,8 +4,9 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <set>
 #include <string>
+#include <string_view>
+#include <vector>
 
 #include "lint/Check.h"
 #include "lint/Experience.h"
@@ -15,22 +16,12 @@
 namespace tavik::tool::lint {
 namespace {
 
-/// The names of the values that devices have from a source, or of devices themselves.
-std::vector<std::string_view> namesFrom(const Experience& experience, std::string_view source) {
-  std::set<std::string_view> names;
-  for (const Experience::Case& each : experience.cases) {
-    const Dictionary* values = each.device->valuesOf(source);
-    if (values == nullptr) continue;
-    for (const auto& item : *values) names.insert(item.key);
-  }
-  return {names.begin(), names.end()};
-}
-
 void reportMissing(const Rule& rule, const Experience& experience, const Place& place,
                    const RuleEvaluation::Operand& read, Reporter& reporter) {
   const std::string source = read.source.value_or("");
   const std::string name = read.name.value_or("");
-  const auto known = namesFrom(experience, source);
+  const auto names = experience.names->find(source);
+  const auto known = names == experience.names->end() ? std::vector<std::string_view>() : names->second;
   reporter.at(place, rule.name(),
               {fmt::format("{} lacks {}{}{}", experience.whom(), shown(name),
                            source.empty() ? "" : " from " + shown(source), reporter.endingFor(name, known)),

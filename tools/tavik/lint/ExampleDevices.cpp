@@ -39,10 +39,6 @@ std::shared_ptr<const PredicateKernel> silentKernel() {
   return kernel;
 }
 
-const Dictionary* ExampleDevice::valuesOf(std::string_view source) const {
-  return source.empty() ? &attributes() : sources.findDictionary(source);
-}
-
 std::vector<ExampleDevice> readExampleDevices(Inputs& inputs, const std::string& path) {
   const std::string name = nameOf("--devices", path);
   const StopRequest stop;

@@ -25,8 +25,6 @@ struct ExampleDevice {
 
   /// With packed attributes expanded.
   [[nodiscard]] const Dictionary& attributes() const noexcept { return evaluator.attributes(); }
-  /// The values of a source; of the device for an empty name. Null if there is no such source.
-  [[nodiscard]] const Dictionary* valuesOf(std::string_view source) const;
 };
 
 /// Further devices of a file are not used.

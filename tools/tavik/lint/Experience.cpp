@@ -4,11 +4,26 @@
 
 #include <algorithm>
 #include <optional>
+#include <set>
 
 namespace tavik::tool::lint {
 namespace {
 
 constexpr std::size_t kMostEvaluations = 100'000;
+
+ExampleNames namesOf(const std::vector<ExampleDevice>& devices) {
+  std::map<std::string_view, std::set<std::string_view>> names;
+  for (const ExampleDevice& device : devices) {
+    for (const auto& item : device.attributes()) names[""].insert(item.key);
+    for (const auto [source, values] : device.sources) {
+      if (values.ifDictionary() == nullptr) continue;
+      for (const auto& item : *values.ifDictionary()) names[source].insert(item.key);
+    }
+  }
+  ExampleNames all;
+  for (const auto& [source, own] : names) all[source].assign(own.begin(), own.end());
+  return all;
+}
 
 }  // namespace
 
@@ -28,7 +43,7 @@ std::string Experience::whom() const {
                            : fmt::format("Each of the {} example devices that get the rule", cases.size());
 }
 
-Experiences::Experiences(const LintedDocuments& documents) {
+Experiences::Experiences(const LintedDocuments& documents) : names_(namesOf(documents.devices)) {
   for (const LocalRules& local : documents.localRules) {
     for (const ExampleDevice& device : documents.devices) {
       if (evaluations_ < kMostEvaluations) add(documents, local, device);
@@ -47,7 +62,7 @@ void Experiences::add(const LintedDocuments& documents, const LocalRules& local,
     ++evaluations_;
     const Entry* entry = local.entryOf(origin.entries.back().content);
     Experience& experience =
-        all_.try_emplace({origin.name, origin.value()}, Experience{entry, origin.name}).first->second;
+        all_.try_emplace({origin.name, origin.value()}, Experience{entry, origin.name, &names_}).first->second;
     experience.cases.push_back({&device, device.evaluator.evaluate(origin)});
     if (experience.cases.back().fails()) failing.push_back(&experience.cases.back());
   }

@@ -18,6 +18,9 @@
 
 namespace tavik::tool::lint {
 
+/// The names of the values that example devices have, by source; those of the devices themselves under "".
+using ExampleNames = std::map<std::string_view, std::vector<std::string_view>>;
+
 /// The example devices that get a rule with the same expected value; at least one.
 struct Experience {
   struct Case {
@@ -31,6 +34,7 @@ struct Experience {
 
   const Entry* entry;
   std::string_view name;
+  const ExampleNames* names;
   std::vector<Case> cases = {};
 
   /// Whether this holds for every device. A single device that fails several rules is not an example.
@@ -43,12 +47,15 @@ struct Experience {
 class Experiences {
  public:
   explicit Experiences(const LintedDocuments& documents);
+  Experiences(const Experiences&) = delete;
+  Experiences& operator=(const Experiences&) = delete;
 
   [[nodiscard]] const auto& all() const noexcept { return all_; }
 
  private:
   void add(const LintedDocuments& documents, const LocalRules& local, const ExampleDevice& device);
 
+  ExampleNames names_;
   std::map<std::pair<std::string_view, const Value*>, Experience> all_;  // by name and expected value
   std::size_t evaluations_ = 0;
 };

@@ -196,6 +196,25 @@ std::map<std::string_view, Namespace> namesInUse(const LintedDocuments& document
   return all;
 }
 
+/// Whether a lowercase letter is missing, added or replaced, anywhere but at the beginning.
+bool isOneLetterOff(std::string_view name, std::string_view meant) {
+  const auto isLetter = [](char character) { return character >= 'a' && character <= 'z'; };
+  const std::string_view longer = name.size() > meant.size() ? name : meant;
+  const std::string_view shorter = name.size() > meant.size() ? meant : name;
+  const auto place = static_cast<std::size_t>(std::ranges::mismatch(longer, shorter).in1 - longer.begin());
+  if (place == 0 || place == longer.size() || !isLetter(longer[place])) return false;
+  if (longer.size() == shorter.size() + 1) return longer.substr(place + 1) == shorter.substr(place);
+  return longer.size() == shorter.size() && isLetter(shorter[place]) &&
+         longer.substr(place + 1) == shorter.substr(place + 1);
+}
+
+/// The attribute of a predicate that the name means: such a name has hardly any relatives.
+std::optional<std::string_view> knownMeant(std::string_view name) {
+  const auto found =
+      std::ranges::find_if(kKnownAttributes, [&](std::string_view known) { return isOneLetterOff(name, known); });
+  return found == std::end(kKnownAttributes) ? std::nullopt : std::optional(*found);
+}
+
 /// The words of a name, in lowercase: "TouchPanelRevision", "touch_panel" and "Touch panel".
 std::vector<std::string> wordsOf(std::string_view name) {
   std::vector<std::string> words;
@@ -215,6 +234,17 @@ std::vector<std::string> wordsOf(std::string_view name) {
   return words;
 }
 
+/// The word as Americans spell it.
+std::string american(std::string word) {
+  constexpr std::pair<std::string_view, std::string_view> kEndings[] = {
+      {"our", "or"}, {"tre", "ter"}, {"bre", "ber"}, {"is", "iz"}, {"lled", "led"}, {"grey", "gray"}, {"ogue", "og"}};
+  for (const auto& [british, replacement] : kEndings) {
+    const std::size_t found = word.rfind(british);
+    if (found != std::string::npos) word.replace(found, british.size(), replacement);
+  }
+  return word;
+}
+
 /// A word of the rule's name that a word of its attribute resembles. Tags of fields are abbreviations, not words.
 std::optional<std::string> wordMeant(const NameUse& use) {
   constexpr std::size_t kMostWords = 20;
@@ -226,7 +256,7 @@ std::optional<std::string> wordMeant(const NameUse& use) {
     if (std::ranges::count(named, word) != 0) continue;
     for (const std::string& other : named) {
       const bool isElsewhere = std::ranges::count(written, other) != 0;
-      if (!isElsewhere && looksMisspelled(word, other)) return other;
+      if (!isElsewhere && looksMisspelled(word, other) && american(word) != american(other)) return other;
     }
   }
   return std::nullopt;
@@ -245,8 +275,9 @@ void misspelledAttribute(const LintedDocuments& documents, Reporter& reporter) {
       return report(fmt::format("{} does not begin with \"{}.\"; did you mean \"{}{}\"?", shown(use.name), prefix,
                                 prefix, visible(use.name.substr(use.name.find('.')))));
     }
-    if (const auto meant = all.meantBy(use.name)) {
-      return report(fmt::format("{} resembles {}; did you mean that?", shown(use.name), shown(*meant)));
+    const auto meant = use.source.empty() && all.usesOf(use.name) == 1 ? knownMeant(use.name) : std::nullopt;
+    if (const auto similar = meant ? meant : all.meantBy(use.name)) {
+      return report(fmt::format("{} resembles {}; did you mean that?", shown(use.name), shown(*similar)));
     }
     if (all.usesOf(use.name) > 1) return;
     if (const auto word = wordMeant(use)) {

@@ -1,6 +1,7 @@
 #include "lint/RuleForms.h"
 
 #include <tavik/PredicateExpression.h>
+#include <tavik/PredicateFacts.h>
 
 #include <algorithm>
 #include <exception>
@@ -13,6 +14,8 @@ namespace {
 
 constexpr std::size_t kMostEvaluations = 3'000'000;
 constexpr std::size_t kMostValuesCompared = 64;
+constexpr std::size_t kValuesPerEvaluation =
+    50;  // comparing with a long list takes as much time as several evaluations
 
 bool isSame(const Value* left, const Value* right) {
   return left == right || (left != nullptr && right != nullptr && *left == *right);
@@ -29,14 +32,9 @@ RuleForm::RuleForm(std::string_view expression, const Value* value) : value_(val
     patterns_.add(word, value);
     const PredicateFacts* facts = PredicateFacts::find(word);
     if (facts == nullptr) continue;
-    kinds_.push_back(facts->attribute.kinds);
     const ValueFacts& code = facts->value.elements != nullptr ? *facts->value.elements : facts->value;
     codeLength_ = code.characters;
   }
-}
-
-bool RuleForm::takes(Kind kind) const {
-  return std::ranges::all_of(kinds_, [&](Kinds kinds) { return kinds.contains(kind); });
 }
 
 bool RuleForm::passes(const Value& attribute) const {
@@ -74,11 +72,10 @@ Relation RuleForms::evaluate(const RuleForm& first, const RuleForm& other) {
   Patterns patterns = first.patterns();
   patterns.add(other.patterns());
   const std::vector<Value> samples = samplesFor(patterns);
-  evaluations_ += 2 * samples.size();
+  evaluations_ += samples.size() * (2 + patterns.values.size() / kValuesPerEvaluation);
   bool firstPasses = false;
   bool otherPasses = false;
   bool bothPass = false;
-  bool bothPassTaken = false;  // with an attribute of a kind that both take
   bool onlyFirst = false;
   bool onlyOther = false;
   for (const Value& sample : samples) {
@@ -87,14 +84,13 @@ Relation RuleForms::evaluate(const RuleForm& first, const RuleForm& other) {
     firstPasses = firstPasses || byFirst;
     otherPasses = otherPasses || byOther;
     bothPass = bothPass || (byFirst && byOther);
-    if (!first.takes(sample.kind()) || !other.takes(sample.kind())) continue;
-    bothPassTaken = bothPassTaken || (byFirst && byOther);
+    if (sample.kind() == Kind::kArray) continue;  // most attributes that are compared with a list are not lists
     onlyFirst = onlyFirst || (byFirst && !byOther);
     onlyOther = onlyOther || (byOther && !byFirst);
   }
   if (!firstPasses || !otherPasses) return Relation::kNone;
   if (!bothPass) return Relation::kContradiction;
-  if (!bothPassTaken || (onlyFirst && onlyOther)) return Relation::kNone;
+  if (onlyFirst && onlyOther) return Relation::kNone;
   if (!onlyFirst && !onlyOther) return Relation::kSame;
   const bool areCodes = first.codeLength() != 0 && other.codeLength() != 0;
   if (areCodes && first.codeLength() != other.codeLength()) return Relation::kNone;

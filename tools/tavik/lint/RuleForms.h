@@ -4,7 +4,6 @@
 #define TAVIK_TOOL_LINT_RULE_FORMS_H
 
 #include <tavik/AbstractTree.h>
-#include <tavik/PredicateFacts.h>
 #include <tavik/Value.h>
 
 #include <cstddef>
@@ -32,13 +31,10 @@ class RuleForm {
   [[nodiscard]] const Value* value() const noexcept { return value_; }
   /// The length of the codes that the rule compares; 0 if it does not compare codes.
   [[nodiscard]] std::size_t codeLength() const noexcept { return codeLength_; }
-  /// Whether each predicate takes attributes of this kind.
-  [[nodiscard]] bool takes(Kind kind) const;
   [[nodiscard]] bool passes(const Value& attribute) const;
 
  private:
   const Value* value_;
-  std::vector<Kinds> kinds_;  // of each predicate's attribute
   std::size_t codeLength_ = 0;
   Patterns patterns_;
   std::unique_ptr<AbstractTreeNode> tree_;

@@ -247,6 +247,13 @@ void maskMismatch(const Rule& rule, Reporter& reporter) {
   });
 }
 
+/// Such a text may be the description of a number.
+bool isShortNumber(std::string_view text) {
+  constexpr std::size_t kShort = 8;
+  return text.size() < kShort && !text.starts_with('0') &&
+         text.find_first_not_of("0123456789") == std::string_view::npos;
+}
+
 /// The digits of a text that is made of hexadecimal digits and the signs that describe data; empty for any other text.
 std::string hexadecimalDigits(std::string_view text) {
   std::string digits;
@@ -257,7 +264,7 @@ std::string hexadecimalDigits(std::string_view text) {
       return "";
     }
   }
-  return digits.size() % 2 == 0 ? digits : "";
+  return digits.size() % 2 == 0 && !isShortNumber(text) ? digits : "";
 }
 
 /// The digits as the description of data: "<0a0b0c0d 0e>".
