@@ -49,9 +49,10 @@ Baseline::Baseline(const Document& file) : file_(file) {
     if (entry == nullptr) {
       throw Unusable(fmt::format("--baseline {}: findings[{}]: is not a dictionary", visible(file.file), i));
     }
-    const auto text = [&](std::string_view key) { return textIn(file, i, *entry, key); };
-    known_.push_back(
-        {keyOf(text("name"), text("document"), text("path")), std::string(entry->findString("reason").value_or(""))});
+    const std::string_view name = textIn(file, i, *entry, "name");
+    const std::string_view document = textIn(file, i, *entry, "document");
+    const std::string_view path = textIn(file, i, *entry, "path");
+    known_.push_back({keyOf(name, document, path), std::string(entry->findString("reason").value_or(""))});
   }
 }
 

@@ -37,7 +37,7 @@ class KindTexts {
     std::vector<std::size_t> kinds;
     for (const RulePart* part : parts) std::ranges::copy(part->kinds(), std::back_inserter(kinds));
     std::ranges::sort(kinds);
-    kinds.erase(std::ranges::unique(kinds).begin(), kinds.end());
+    kinds.erase(std::unique(kinds.begin(), kinds.end()), kinds.end());
     return place->second = of(kinds);
   }
 

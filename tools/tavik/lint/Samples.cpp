@@ -260,7 +260,7 @@ class SampleTexts {
       for (const std::string& pattern : patterns_.endings) endings.push_back(overlaid(code, pattern, Position::kEnd));
     }
     std::ranges::sort(endings);
-    endings.erase(std::ranges::unique(endings).begin(), endings.end());
+    endings.erase(std::unique(endings.begin(), endings.end()), endings.end());
     return endings;
   }
 
