@@ -25,7 +25,7 @@ MISTAKES = (
     ("no predicate", "malformed-expression", "Laser class", [(LIBRARY, "Laser class", "predicate", None)], ALONE),
     ("misspelled rule", "undefined-rule", "Batery charge", [(LOCAL, SETS, "FinalTestRuleSet", "Batery charge", {})], ALONE),
     ("misspelled set", "unknown-rule-set", "MPNRules.CW110.LasersRuleSet", [(LOCAL, PARTS, "CW110", "LasersRuleSet", {})], ALONE),
-    ("set in a set", "nested-rule-set", "RuleSets.FinalTestRuleSet.LaserRuleSet", [(LOCAL, SETS, "FinalTestRuleSet", "LaserRuleSet", {})], ALONE),
+    ("region misspelled in a condition", "misspelled-region", "Send to packing", [(LIBRARY, "Send to packing", "value", "list", ["BR3"])], ALONE),
     ("misspelled key of an entry", "unread-key", "Storage size", [(LOCAL, PARTS, "CW110", "Storage size", {"valeu": 16})], ALONE),
     ("number for a text", "wrong-kind", "Scan engine firmware", [(LOCAL, SETS, "ImagerRuleSet", "Scan engine firmware", {"value": 7.0})], ALONE),
     ("empty list", "empty-value", "Wi-Fi channels", [(LOCAL, PARTS, "CW240", "RegionRules", "BR/3", "Wi-Fi channels", {"value": []})], ALONE),

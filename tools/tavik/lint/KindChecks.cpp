@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <iterator>
 #include <map>
+#include <optional>
 #include <unordered_map>
 #include <unordered_set>
 
@@ -441,8 +442,107 @@ void uncoveredKind(const LintedDocuments& documents, Reporter& reporter) {
   for (const LocalRules& local : documents.localRules) Coverage(documents, local, reporter).check();
 }
 
+// ---- Part numbers and regions in values ---------------------------------------------------------------------------
+
+/// The part numbers or regions of local rules, as they are and as people read them.
+class KnownNames {
+ public:
+  void add(std::string_view name) {
+    names_.insert(name);
+    byReading_.try_emplace(asRead(name), name);
+  }
+  /// Another name that reads the same; absent if the name is known, or does not resemble any.
+  [[nodiscard]] std::optional<std::string_view> meantBy(std::string_view name) const {
+    if (names_.contains(name)) return std::nullopt;
+    const auto found = byReading_.find(asRead(name));
+    return found == byReading_.end() ? std::nullopt : std::optional(found->second);
+  }
+
+ private:
+  std::unordered_set<std::string_view> names_;
+  std::unordered_map<std::string, std::string_view> byReading_;
+};
+
+class NamesInValues {
+ public:
+  NamesInValues(const LocalRules& local, Reporter& reporter) : reporter_(reporter) {
+    for (const KindRules::Kind& kind : local.kinds.kinds()) {
+      if (kind.selectors.partNumber != nullptr) partNumbers_.add(*kind.selectors.partNumber->ifString());
+      if (kind.selectors.region == nullptr) continue;
+      const std::string_view region = *kind.selectors.region->ifString();
+      regions_.add(region);
+      regionCodes_.add(region.substr(0, region.find('/')));
+    }
+  }
+
+  void check(const Rule& rule) {
+    const std::string_view attribute = rule.keys().findString("attribute").value_or("");
+    if (rule.operands().size() != 1 || !rule.value()) return;
+    const std::string_view word = rule.operands()[0].word;
+    if (word == "swbhRegionMatch") return checkTable(rule, *rule.value());
+    if (attribute != kRegionInfo && attribute != kModelNumber) return;
+    const KnownNames& names = attribute == kRegionInfo ? regions_ : partNumbers_;
+    if (word == "valueInList") checkElements(rule, *rule.value(), names);
+    if (word == "sendConditionalAttribute")
+      withEntry(*rule.value(), "list", [&](const Place& list) { checkElements(rule, list, names); });
+  }
+
+ private:
+  static void withEntry(const Place& parent, std::string_view key, const auto& use) {
+    const Dictionary* entries = parent.value().ifDictionary();
+    const Value* value = entries == nullptr ? nullptr : entries->find(key);
+    if (value != nullptr) use(parent.entry(key, *value));
+  }
+
+  void checkTable(const Rule& rule, const Place& table) {
+    withEntry(table, "nospecial", [&](const Place& common) {
+      withEntry(common, "countryList", [&](const Place& list) { checkElements(rule, list, regionCodes_); });
+    });
+    withEntry(table, "special", [&](const Place& special) {
+      if (special.value().ifDictionary() == nullptr) return;
+      for (const auto [key, value] : *special.value().ifDictionary()) {
+        const auto meant = regionCodes_.meantBy(key);
+        if (meant) reporter_.atKey(special.entry(key, value), rule.name(), statement(key, *meant));
+      }
+    });
+  }
+
+  void checkElements(const Rule& rule, const Place& list, const KnownNames& names) {
+    const Array* elements = list.value().ifArray();
+    if (elements == nullptr) return;
+    for (std::size_t i = 0; i < elements->size(); ++i) {
+      const auto name = elements->at(i).ifString();
+      const auto meant = name ? names.meantBy(*name) : std::nullopt;
+      if (meant) reporter_.at(list.element(i, elements->at(i)), rule.name(), statement(*name, *meant));
+    }
+  }
+
+  static Statement statement(std::string_view name, std::string_view meant) {
+    return {fmt::format("The local rules have no {}, but {}.", shown(name), shown(meant)), "It never matches a device.",
+            "Use the spelling of the local rules."};
+  }
+
+  Reporter& reporter_;
+  KnownNames partNumbers_;
+  KnownNames regions_;
+  KnownNames regionCodes_;
+};
+
+void misspelledRegion(const LintedDocuments& documents, Reporter& reporter) {
+  for (const LocalRules& local : documents.localRules) {
+    NamesInValues names(local, reporter);
+    for (const RulePart& part : local.kinds.parts()) {
+      for (const KindRule& rule : part.rules()) {
+        if (documents.definition(rule.name) == nullptr) continue;
+        RuleOfKinds(documents, local, rule).with([&](const Rule& about) { names.check(about); });
+      }
+    }
+  }
+}
+
 constexpr Check kChecks[] = {
     {.name = "contradicting-rules", .severity = Severity::kError, .ofDocuments = contradictingRules},
+    {.name = "misspelled-region", .severity = Severity::kWarning, .ofDocuments = misspelledRegion},
     {.name = "redundant-rule", .severity = Severity::kInformation, .ofDocuments = redundantRule},
     {.name = "two-forwarders", .severity = Severity::kWarning, .ofDocuments = twoForwarders},
     {.name = "uncovered-kind", .severity = Severity::kError, .ofDocuments = uncoveredKind},
