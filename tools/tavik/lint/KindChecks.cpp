@@ -15,6 +15,7 @@
 #include "lint/ValuePart.h"
 #include "rules/DeviceKinds.h"
 #include "text/Misspelling.h"
+#include "text/Text.h"
 
 namespace tavik::tool::lint {
 namespace {
@@ -442,6 +443,116 @@ void uncoveredKind(const LintedDocuments& documents, Reporter& reporter) {
   for (const LocalRules& local : documents.localRules) Coverage(documents, local, reporter).check();
 }
 
+// ---- Codes of serial numbers in tables ----------------------------------------------------------------------------
+
+/// A predicate that requires codes of a serial number, or that looks a code up in its value.
+struct CodeUse {
+  std::string_view predicate;
+  std::string_view serialNumber;  ///< the attribute or reference
+  bool isTable;
+};
+constexpr CodeUse kCodeUses[] = {
+    {"MPN4CCheck", "SerialNumber", false},
+    {"MPN4CListCheck", "SerialNumber", false},
+    {"MPN4ECheck", "MLBSerialNumber", false},
+    {"MPN4EListCheck", "MLBSerialNumber", false},
+    {"MPNCCCCheck", "SerialNumber", false},
+    {"cccNandSizeCheck", "SerialNumber", true},
+    {"checkWifiVendorAgainst4E", "MLBSerialNumber", true},
+};
+
+/// How a rule uses codes; null if it does not.
+const CodeUse* codeUseOf(const KindRule& rule) {
+  if (rule.definition == nullptr || forbids(rule) || rule.value() == nullptr) return nullptr;
+  const auto use =
+      std::ranges::find(kCodeUses, rule.definition->findString("predicate").value_or(""), &CodeUse::predicate);
+  if (use == std::end(kCodeUses)) return nullptr;
+  const bool readsSerialNumber = use->isTable || rule.definition->findString("attribute") == use->serialNumber;
+  return readsSerialNumber ? use : nullptr;
+}
+
+/// The codes in the value, in lowercase: those that a rule accepts, or those of a table.
+std::unordered_set<std::string> codesIn(const KindRule& rule, const CodeUse& use) {
+  const bool areKeys = use.predicate == "cccNandSizeCheck";
+  const Dictionary* table = rule.value()->ifDictionary();
+  std::unordered_set<std::string> codes;
+  const auto add = [&](const Value& value) {
+    if (const auto code = value.ifString()) codes.insert(lowerCase(*code));
+    if (const Array* list = value.ifArray()) {
+      for (const Value& code : *list) codes.insert(lowerCase(code.ifString().value_or("")));
+    }
+  };
+  if (table == nullptr) add(*rule.value());
+  if (table == nullptr) return codes;
+  for (const auto [key, value] : *table) areKeys ? add(Value(key)) : add(value);
+  return codes;
+}
+
+/// Whether the table has none of the codes that the rule accepts. A shorter code of a table is the end of the rule's.
+bool lacksCodes(const std::unordered_set<std::string>& table, const std::unordered_set<std::string>& accepted) {
+  constexpr std::size_t kCapacityCode = 3;
+  if (table.empty() || accepted.empty()) return false;
+  const bool isShort = table.begin()->size() == kCapacityCode;
+  return std::ranges::none_of(accepted, [&](const std::string& code) {
+    return table.contains(isShort && code.size() > kCapacityCode ? code.substr(code.size() - kCapacityCode) : code);
+  });
+}
+
+class TableCoverage {
+ public:
+  TableCoverage(const LintedDocuments& documents, const LocalRules& local, Reporter& reporter)
+      : documents_(documents), local_(local), reporter_(reporter), texts_(local.kinds) {}
+
+  void check() {
+    for (const RulePart& part : local_.kinds.parts()) {
+      if (part.kinds().empty()) continue;
+      for (const KindRule& rule : part.rules()) {
+        const CodeUse* use = codeUseOf(rule);
+        if (use == nullptr || uses_[&part].size() >= kMostPerPart) continue;
+        compare({&rule, use, codesIn(rule, *use)}, part);
+      }
+    }
+  }
+
+ private:
+  static constexpr std::size_t kMostPerPart = 64;
+
+  struct Use {
+    const KindRule* rule;
+    const CodeUse* use;
+    std::unordered_set<std::string> codes;
+  };
+
+  void compare(Use own, const RulePart& part) {
+    for (const RulePart* each = &part; each != nullptr; each = each->base()) {
+      for (const Use& other : uses_[each]) {
+        if (own.use->serialNumber != other.use->serialNumber || own.use->isTable == other.use->isTable) continue;
+        const Use& table = own.use->isTable ? own : other;
+        const Use& accepting = own.use->isTable ? other : own;
+        if (lacksCodes(table.codes, accepting.codes)) report(*table.rule, *accepting.rule, part);
+      }
+    }
+    uses_[&part].push_back(std::move(own));
+  }
+
+  void report(const KindRule& table, const KindRule& accepting, const RulePart& part) {
+    RuleOfKinds(documents_, local_, table)
+        .report(reporter_, {fmt::format("The table has none of the codes that {} accepts.", shown(accepting.name)),
+                            fmt::format("Every device fails one of the two rules: {}.", texts_.of(std::vector{&part})),
+                            "Add the code to the table, or correct it."});
+  }
+
+  const LintedDocuments& documents_;
+  const LocalRules& local_;
+  Reporter& reporter_;
+  KindTexts texts_;
+  std::unordered_map<const RulePart*, std::vector<Use>> uses_;
+};
+
+void uncoveredCode(const LintedDocuments& documents, Reporter& reporter) {
+  for (const LocalRules& local : documents.localRules) TableCoverage(documents, local, reporter).check();
+}
+
 // ---- Part numbers and regions in values ---------------------------------------------------------------------------
 
 /// The part numbers or regions of local rules, as they are and as people read them.
@@ -545,6 +656,7 @@ constexpr Check kChecks[] = {
     {.name = "misspelled-region", .severity = Severity::kWarning, .ofDocuments = misspelledRegion},
     {.name = "redundant-rule", .severity = Severity::kInformation, .ofDocuments = redundantRule},
     {.name = "two-forwarders", .severity = Severity::kWarning, .ofDocuments = twoForwarders},
+    {.name = "uncovered-code", .severity = Severity::kError, .ofDocuments = uncoveredCode},
     {.name = "uncovered-kind", .severity = Severity::kError, .ofDocuments = uncoveredKind},
 };
 
