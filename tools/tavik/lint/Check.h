@@ -1,7 +1,7 @@
 /// @file
 /// A check of `tavik lint` and its findings. To add a check, add a function and a row in the table of its file
-/// (RuleChecks.cpp, ValueChecks.cpp, DocumentChecks.cpp, NameChecks.cpp, KindChecks.cpp or DeviceChecks.cpp), and a
-/// section in docs/lint.md.
+/// (RuleChecks.cpp, ValueChecks.cpp, DocumentChecks.cpp, NameChecks.cpp, KindChecks.cpp, CoverageChecks.cpp or
+/// DeviceChecks.cpp), and a section in docs/lint.md.
 #ifndef TAVIK_TOOL_LINT_CHECK_H
 #define TAVIK_TOOL_LINT_CHECK_H
 
@@ -52,6 +52,8 @@ std::span<const Check> documentChecks();
 std::span<const Check> nameChecks();
 /// About the rules of one kind of device together.
 std::span<const Check> kindChecks();
+/// About the part numbers, regions and codes that a rule covers.
+std::span<const Check> coverageChecks();
 /// About example devices.
 std::span<const Check> deviceChecks();
 /// About the list of known findings, which examines them.

@@ -476,7 +476,8 @@ class BlankSearch {
     const Statement statement = {fmt::format("{} begins or ends with a blank.", shown(text)),
                                  "Blanks count: a device that reports the text without it does not match.",
                                  "Remove the blank."};
-    isKey ? reporter_.atKey(place, rule_, statement) : reporter_.at(place, rule_, statement);
+    if (isKey) return reporter_.atKey(place, rule_, statement);
+    reporter_.at(place, rule_, statement);
   }
 
   std::string_view rule_;
