@@ -1,5 +1,5 @@
-"""The example station: what each of its devices comes to, that its library names every predicate, and that its devices are
-what their script makes."""
+"""The examples: the results of their devices, that the station's library uses every predicate, and that the devices are
+what the scripts generate."""
 
 import json
 import pathlib
@@ -12,7 +12,7 @@ import unittest
 from support import FAILED, NO_VERDICT, PASSED, CommandTest
 
 PROJECT = pathlib.Path(__file__).resolve().parents[2]
-STATION = PROJECT / "examples" / "station"
+STATION, SCANNER = PROJECT / "examples" / "station", PROJECT / "examples" / "scanner"
 LIBRARY, LOCAL_RULES = STATION / "rule-library.plist", STATION / "local-rules.plist"
 VERSION_RECORDS = 3
 
@@ -34,6 +34,10 @@ class DevicesTest(CommandTest):
                 results = [record["result"] for record in json.loads(run.out)["records"][VERSION_RECORDS:]]
                 self.assertEqual((run.status, len(results), results.count(False)), (status, checked, failed))
 
+    def test_every_scanner_passes(self):
+        self.assertEqual(self.tavik("batch", "--unsigned", "--library", SCANNER / "rule-library.json", "--rules",
+                                    SCANNER / "local-rules.json", SCANNER / "devices.jsonl").status, PASSED)
+
 
 class DocumentsTest(CommandTest):
     def setUp(self):
@@ -50,14 +54,17 @@ class DocumentsTest(CommandTest):
 
 
 class MadeFilesTest(CommandTest):
-    def test_the_devices_are_what_the_script_makes(self):
-        subprocess.run([sys.executable, STATION / "make_devices.py", self.folder], check=True, timeout=120)
-        made = [path.relative_to(self.folder) for path in self.folder.rglob("*") if path.is_file()]
-        kept = [path.relative_to(STATION) for path in STATION.glob("device*/*")] + [pathlib.Path("devices.jsonl")]
-        self.assertEqual(sorted(made), sorted(kept))
-        for name in made:
-            self.assertTrue((self.folder / name).read_bytes() == (STATION / name).read_bytes(),
-                            f"examples/station/{name} is not what make_devices.py makes")
+    def test_the_devices_are_what_the_scripts_make(self):
+        for example in (STATION, SCANNER):
+            folder = self.folder / example.name
+            folder.mkdir()
+            subprocess.run([sys.executable, example / "make_devices.py", folder], check=True, timeout=120)
+            made = [path.relative_to(folder) for path in folder.rglob("*") if path.is_file()]
+            kept = [path.relative_to(example) for path in (*example.glob("device*/*"), example / "devices.jsonl")]
+            self.assertEqual(sorted(made), sorted(kept))
+            for name in made:
+                self.assertTrue((folder / name).read_bytes() == (example / name).read_bytes(),
+                                f"{example / name} is not what make_devices.py makes")
 
 
 if __name__ == "__main__":

@@ -1,7 +1,6 @@
 """`tavik lint`: every trap, put one at a time into the example's documents, is found in its place; nothing is found where there
 is nothing; what the page shows is what is found."""
 
-import base64
 import copy
 import json
 import pathlib
@@ -10,7 +9,8 @@ import random
 import re
 import unittest
 
-from support import FAILED, NO_VERDICT, PASSED, UNUSABLE, CommandTest, cases
+from mistakes_test import MISTAKES
+from support import FAILED, NO_VERDICT, PASSED, UNUSABLE, CommandTest, cases, change
 
 PROJECT = pathlib.Path(__file__).resolve().parents[2]
 STATION = PROJECT / "examples/station"
@@ -18,17 +18,6 @@ LIBRARY, LOCAL_RULES = STATION / "rule-library.plist", STATION / "local-rules.pl
 PAGE = (PROJECT / "docs/lint.md").read_text(encoding="utf-8")
 SEVERITY = dict(re.findall(r"^\| \[([a-z-]+)\]\(#\1\) \| (\w+) \|", PAGE, re.MULTILINE))
 CASES = cases("lint")
-
-
-def change(document, path, value):
-    """Puts `value` under a path of keys; None takes away what is there."""
-    *way, last = path
-    for key in way:
-        document = document[key]
-    if value is None:
-        del document[last]
-    else:
-        document[last] = base64.b64decode(value["$data"]) if isinstance(value, dict) and "$data" in value else value
 
 
 class LintTest(CommandTest):
@@ -64,7 +53,7 @@ class LintTest(CommandTest):
 
     # Of these traps other findings follow, rightly.
     WITH_OTHERS = {"no-rules", "malformed-definition", "wrong-form", "missing-reference", "not-a-dictionary", "dropped-value", "unread-key",
-                   "nested-rule-set", "lost-forwarding", "attribute-of-two-kinds"}
+                   "nested-rule-set", "lost-forwarding", "attribute-of-two-kinds", "dead-element", "missing-entry", "misread-value"}
     # Found where a local entry brings the rule to devices, or where references do not go with a value.
     ELSEWHERE = {"missing-value", "compares-with-nothing", "unused-rule", "wrong-form"}
 
@@ -89,22 +78,31 @@ class LintTest(CommandTest):
                 self.assertEqual([f for f in self.findings() if f["severity"] != "information"], [])
 
     def test_every_finding_has_a_trap_and_its_examples_are_true(self):
-        self.assertEqual(set(SEVERITY), {trap["finding"] for trap in CASES["traps"]})
+        found_elsewhere = {finding for _, finding, _, _, _ in MISTAKES if finding} | {"baseline-without-reason", "unused-baseline-entry"}
+        self.assertEqual(set(SEVERITY), {trap["finding"] for trap in CASES["traps"]} | found_elsewhere)
         library = json.dumps({"version": 1, "Color": {"attribute": "Color", "predicate": "caseInsensitiveEqual", "value": "sand"},
-                              "Size": {"attribute": "Bytes", "predicate": "nandSizeCheck", "value": 64}})
+                              "Size": {"attribute": "Bytes", "predicate": "nandSizeCheck", "value": 64},
+                              "Region": {"attribute": "RegionInfo", "predicate": "valueInList", "value": ["EU/1"]}})
+        attributes = {"RegionInfo": "EU/1", "Color": "sand", "Bytes": 64000000000, "Build": 20261122001, "Label": "b-release"}
+        self.file("devices", 2 * (json.dumps({"attributes": attributes}) + "\n"))
         for name, text in re.findall(r"^## ([a-z-]+)\n(.*?)(?=^## |\Z)", PAGE, re.MULTILINE | re.DOTALL):
             examples = re.findall(r"^```json\n(.*?)^```", text, re.MULTILINE | re.DOTALL)
             self.assertTrue(examples)
             for number, example in enumerate(examples):
                 with self.subTest(name, example=example):
-                    is_local = "Rules\":" in example
+                    options = ("--devices", "devices") if re.search("seen-|examples|narrow-attribute", name) else ()
+                    is_local = "Rules\":" in example or "baseline" in name
                     version = "" if '"version"' in example or name == "no-version" else '"version": 1, '
                     document = "{" + version + example + "}"
                     used = {} if name == "unused-rule" else {rule: {} for rule in json.loads(document)}
                     self.file("library", library if is_local else document)
                     self.file("rules", document if is_local else json.dumps({"version": 1, "GenericRules": used or {"Lots": {}}}))
-                    found = {f["name"] for f in self.findings()} - {"unused-rule", "undefined-rule"} | (
-                        {f["name"] for f in self.findings()} & {name})
+                    if "baseline" in name:
+                        self.file("rules", json.dumps({"version": 1, "GenericRules": {"Color": {}, "Region": {}}}))
+                        self.file("baseline", "{" + example + "}")
+                        options = ("--baseline", "baseline")
+                    names = {f["name"] for f in self.findings(*options)}
+                    found = names - {"unused-rule", "undefined-rule"} | (names & {name})
                     self.assertEqual(name in found, number == 0, found)
                     if number == 1:
                         self.assertEqual(found, set())
@@ -229,6 +227,34 @@ class LintTest(CommandTest):
                 for name, paths in zip(("dropped-value", "compares-with-nothing"), zip(*expected)):
                     self.assertEqual({f["path"] for f in findings if f["name"] == name}, set().union(*paths))
 
+    def test_known_findings_are_not_reported(self):
+        mistake = ("rules", "GenericRules", "Modem", {})
+        self.write(mistake)
+        self.assertEqual(self.lint("--write-baseline", "new").status, FAILED)
+        entries = json.loads((self.folder / "new").read_text(encoding="utf-8"))["findings"]
+        self.assertEqual({(entry["name"], entry["path"]) for entry in entries},
+                         {("undefined-rule", "GenericRules.Modem"), ("text-read-as-zero", "System partition size at most")})
+
+        def known(reason, *options):
+            self.file("known", json.dumps({"findings": [entry | {"reason": reason} for entry in entries]}))
+            run = self.lint("--baseline", "known", "--format", "json", *options)
+            return run.status, {finding["name"]: finding["document"] for finding in json.loads(run.out)["findings"]}
+
+        self.assertEqual(known("", "--fail-on", "warning"), (FAILED, {"baseline-without-reason": "baseline"}))
+        self.assertEqual(known("later", "--fail-on", "information", "--write-baseline", "new"), (PASSED, {}))
+        self.assertEqual({entry["reason"] for entry in json.loads((self.folder / "new").read_text(encoding="utf-8"))["findings"]}, {"later"})
+        self.write(("rules", "version", "moved by another edit"), ("library", "Color", {"attribute": "ModelNumbr", "predicate": "isUppercase"}))
+        unknown = {"unused-rule": "library", "misspelled-attribute": "library", "unused-baseline-entry": "baseline"}
+        self.assertEqual(known("later"), (PASSED, unknown))
+        self.assertEqual(known("later", "--fail-on", "warning"), (FAILED, unknown))
+        for file, message in (("[]", "is not a dictionary"), ("{}", "no list"), ('{"findings": [1]}', "findings[0]"),
+                              ('{"findings": [{"name": "x"}]}', '"document"')):
+            self.file("known", file)
+            self.refuses(UNUSABLE, message, "lint", "--unsigned", "--library", "library", "--baseline", "known")
+        for devices, message in (("", "has no devices"), ("{}\n{", "line 1"), ('{"attributes": {}}\n[]', "line 2")):
+            self.file("devices", devices)
+            self.refuses(UNUSABLE, message, "lint", "--unsigned", "--library", "library", "--devices", "devices")
+
     def test_more_findings_than_anybody_reads(self):
         self.documents["library"].update({str(number): {"attribute": "A", "predicate": "isUppercase"} for number in range(100_010)})
         self.write()
@@ -254,7 +280,8 @@ class LintTest(CommandTest):
             self.documents = {name: {key: mutate(value) for key, value in document.items()} for name, document in original.items()}
             self.write()
             with self.subTest(self.documents):
-                self.assertIn(self.lint("--format", dice.choice(["table", "gcc", "sarif", "json"])).status, (PASSED, FAILED))
+                run = self.lint("--format", dice.choice(["table", "gcc", "sarif", "json"]), "--devices", STATION / "devices.jsonl")
+                self.assertIn(run.status, (PASSED, FAILED))
 
 
 if __name__ == "__main__":

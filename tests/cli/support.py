@@ -1,5 +1,6 @@
 """What the tests of the `tavik` command share: running it, a folder of files for each test, and how a refusal looks."""
 
+import base64
 import json
 import os
 import pathlib
@@ -29,6 +30,17 @@ def shown_on(master):
         pass  # how the end of a pseudo terminal looks
     os.close(master)
     return shown.decode().replace("\r\n", "\n")
+
+
+def change(document, path, value, decode=True):
+    """Puts `value` under a path of keys, or removes what is there if it is None. `decode`: turns {"$data": ...} into bytes."""
+    *way, last = path
+    for key in way:
+        document = document[key]
+    if value is None:
+        del document[last]
+    else:
+        document[last] = base64.b64decode(value["$data"]) if decode and isinstance(value, dict) and "$data" in value else value
 
 
 class CommandTest(unittest.TestCase):

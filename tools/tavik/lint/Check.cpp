@@ -15,7 +15,8 @@ std::string_view levelOf(Severity severity) { return severity == Severity::kInfo
 
 std::vector<const Check*> allChecks() {
   std::vector<const Check*> all;
-  for (const auto checks : {documentChecks(), ruleChecks(), valueChecks()}) {
+  for (const auto checks : {documentChecks(), ruleChecks(), valueChecks(), nameChecks(), kindChecks(), coverageChecks(),
+                            deviceChecks(), baselineChecks()}) {
     for (const Check& check : checks) all.push_back(&check);
   }
   std::ranges::sort(all, {}, &Check::name);

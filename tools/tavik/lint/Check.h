@@ -1,6 +1,7 @@
 /// @file
 /// A check of `tavik lint` and its findings. To add a check, add a function and a row in the table of its file
-/// (RuleChecks.cpp, ValueChecks.cpp or DocumentChecks.cpp), and a section in docs/lint.md.
+/// (RuleChecks.cpp, ValueChecks.cpp, DocumentChecks.cpp, NameChecks.cpp, KindChecks.cpp, CoverageChecks.cpp or
+/// DeviceChecks.cpp), and a section in docs/lint.md.
 #ifndef TAVIK_TOOL_LINT_CHECK_H
 #define TAVIK_TOOL_LINT_CHECK_H
 
@@ -19,6 +20,7 @@ namespace tavik::tool::lint {
 
 class Reporter;
 class Rule;
+struct Experience;
 struct LintedDocuments;
 
 enum class Severity : std::uint8_t {
@@ -34,17 +36,28 @@ struct Check {
   std::string_view name;  ///< stable
   Severity severity;
 
-  // What it examines, any of these:
+  // What it examines, any of these, or none if something else reports its findings:
   /// A rule as the library defines it.
   void (*ofDefinition)(const Rule& rule, Reporter& reporter) = nullptr;
   /// The same and, if another value or a missing one can make a difference, the rule with a local entry applied.
   void (*ofRule)(const Rule& rule, Reporter& reporter) = nullptr;
   void (*ofDocuments)(const LintedDocuments& documents, Reporter& reporter) = nullptr;
+  /// A rule, and what example devices show about it.
+  void (*ofExamples)(const Rule& rule, const Experience& experience, Reporter& reporter) = nullptr;
 };
 
 std::span<const Check> ruleChecks();
 std::span<const Check> valueChecks();
 std::span<const Check> documentChecks();
+std::span<const Check> nameChecks();
+/// About the rules of one kind of device together.
+std::span<const Check> kindChecks();
+/// About the part numbers, regions and codes that a rule covers.
+std::span<const Check> coverageChecks();
+/// About example devices.
+std::span<const Check> deviceChecks();
+/// About the list of known findings, which examines them.
+std::span<const Check> baselineChecks();
 /// All checks, by name.
 std::vector<const Check*> allChecks();
 

@@ -9,6 +9,11 @@
 
 namespace tavik::tool::lint {
 
+std::string_view nameOf(Document::Role role) {
+  constexpr std::string_view kNames[] = {"library", "rules", "baseline"};
+  return kNames[static_cast<std::size_t>(role)];
+}
+
 std::string Place::path() const {
   std::vector<const Place*> way;
   for (const Place* place = this; place->parent_ != nullptr; place = place->parent_) way.push_back(place);

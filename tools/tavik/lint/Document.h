@@ -14,7 +14,11 @@
 namespace tavik::tool::lint {
 
 struct Document {
-  enum class Role : std::uint8_t { kLibrary, kRules };
+  enum class Role : std::uint8_t {
+    kLibrary,
+    kRules,
+    kBaseline,  ///< the list of known findings
+  };
 
   Role role;
   std::string file;
@@ -23,6 +27,9 @@ struct Document {
 
   [[nodiscard]] const Dictionary& entries() const noexcept { return *content.ifDictionary(); }
 };
+
+/// "library", "rules" or "baseline", for programs.
+std::string_view nameOf(Document::Role role);
 
 /// A value in a document, with its path. Borrows its parent.
 class Place {
@@ -58,6 +65,7 @@ class Place {
 std::string shown(const Value& value);
 /// Text in a message, quoted and short.
 std::string shown(std::string_view text);
+inline std::string shown(const std::string& text) { return shown(std::string_view(text)); }
 
 }  // namespace tavik::tool::lint
 

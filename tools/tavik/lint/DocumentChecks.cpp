@@ -18,7 +18,8 @@ constexpr std::string_view kDefinitionKeys[] = {"attribute",  "predicate", "valu
                                                 "hideResult", "domain",    "poll"};
 constexpr std::string_view kReferenceKeys[] = {"attribute", "source", "description"};
 constexpr std::string_view kEntryKeys[] = {"value"};
-constexpr std::string_view kExtraRules = "extra-rules";  // has its own finding
+constexpr std::string_view kProvenanceKeys[] = {"comment", "owner", "ticket"};  // for people, accepted everywhere
+constexpr std::string_view kExtraRules = "extra-rules";                         // has its own finding
 constexpr std::string_view kTopKeys[] = {"version", "MPNRules", "GenericRules", "RuleSets", kExtraRules};
 
 void forEachEntry(const LintedDocuments& documents, const auto& visit) {
@@ -226,11 +227,11 @@ void extraRules(const LintedDocuments& documents, Reporter& reporter) {
   }
 }
 
-/// Reports the unknown keys of a dictionary.
+/// Reports the unknown keys of a dictionary other than those for people.
 void reportUnread(const Place& place, std::string_view rule, std::span<const std::string_view> known,
                   const std::string& reader, Reporter& reporter) {
   for (const auto [key, value] : *place.value().ifDictionary()) {
-    if (std::ranges::count(known, key) != 0) continue;
+    if (std::ranges::count(known, key) != 0 || std::ranges::count(kProvenanceKeys, key) != 0) continue;
     reporter.atKey(place.entry(key, value), rule,
                    {fmt::format("{} has no key {}{}", reader, shown(key), reporter.endingFor(key, known)),
                     "The key is ignored.", "Fix the spelling or remove it."});

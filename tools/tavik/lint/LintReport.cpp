@@ -76,8 +76,9 @@ Value integer(std::size_t number) { return Value(static_cast<std::int64_t>(numbe
 std::string summary(const std::vector<PlacedFinding>& findings, const std::deque<Document>& documents) {
   std::size_t counts[3] = {};
   for (const PlacedFinding& placed : findings) ++counts[static_cast<std::size_t>(placed.finding.check->severity)];
+  const auto rules = std::ranges::count(documents, Document::Role::kRules, &Document::role);
   const std::string looked =
-      fmt::format("the rule library and {}", counted(documents.size() - 1, "local rules document"));
+      fmt::format("the rule library and {}", counted(static_cast<std::size_t>(rules), "local rules document"));
   if (findings.empty()) return fmt::format("No problems found in {}.\n", looked);
   return fmt::format("{}, {}, {} for information, in {}.\n", counted(counts[0], "error"), counted(counts[1], "warning"),
                      counts[2], looked);
@@ -121,7 +122,7 @@ std::string lintJson(const std::vector<PlacedFinding>& findings) {
   for (const PlacedFinding& placed : findings) {
     const Finding& finding = placed.finding;
     Dictionary entry{{"severity", nameOf(finding.check->severity)},
-                     {"document", finding.document->role == Document::Role::kLibrary ? "library" : "rules"},
+                     {"document", nameOf(finding.document->role)},
                      {"rule", finding.rule},
                      {"message", finding.message()},
                      {"name", finding.check->name},

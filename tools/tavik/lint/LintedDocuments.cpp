@@ -1,5 +1,8 @@
 #include "lint/LintedDocuments.h"
 
+#include <utility>
+
+#include "lint/Experience.h"
 #include "lint/Rule.h"
 
 namespace tavik::tool::lint {
@@ -19,6 +22,8 @@ class Run {
     for (const LocalRules& rules : documents_.localRules) {
       for (const Layer& layer : rules.layers) checkLayer(layer);
     }
+    const Experiences experiences(documents_);
+    for (const auto& [key, experience] : experiences.all()) checkExperience(experience);
   }
 
  private:
@@ -43,6 +48,15 @@ class Run {
     }
   }
 
+  void checkExperience(const Experience& experience) {
+    const Place place = documents_.library.entry(experience.name, *documents_.definition(experience.name));
+    const Rule rule(place, experience.name, experience.entry);
+    for (const Check* check : checks_) {
+      reporter_.begin(*check);
+      if (check->ofExamples != nullptr && !rule.isMalformed()) check->ofExamples(rule, experience, reporter_);
+    }
+  }
+
   const LintedDocuments& documents_;
   Reporter& reporter_;
   std::vector<const Check*> checks_;
@@ -50,7 +64,8 @@ class Run {
 
 }  // namespace
 
-LintedDocuments::LintedDocuments(const std::deque<Document>& documents) : library(documents.front()) {
+LintedDocuments::LintedDocuments(const std::deque<Document>& documents, std::vector<ExampleDevice> examples)
+    : library(documents.front()), devices(std::move(examples)) {
   for (const auto [name, value] : documents.front().entries()) {
     if (name != "version" && value.ifDictionary() != nullptr) ruleNames.push_back(name);
   }

@@ -8,13 +8,14 @@
 #include <vector>
 
 #include "lint/Check.h"
+#include "lint/ExampleDevices.h"
 #include "lint/LocalRules.h"
 
 namespace tavik::tool::lint {
 
 struct LintedDocuments {
-  /// `documents`: the library, then the local rules; borrowed.
-  explicit LintedDocuments(const std::deque<Document>& documents);
+  /// `documents`: the library, then the local rules; borrowed. `devices`: examples; may be empty.
+  explicit LintedDocuments(const std::deque<Document>& documents, std::vector<ExampleDevice> devices = {});
   LintedDocuments(const LintedDocuments&) = delete;
   LintedDocuments& operator=(const LintedDocuments&) = delete;
 
@@ -24,6 +25,7 @@ struct LintedDocuments {
   Place library;
   std::vector<std::string_view> ruleNames;  ///< of the library's rules that have a definition
   std::deque<LocalRules> localRules;
+  std::vector<ExampleDevice> devices;
 };
 
 /// Runs every check.

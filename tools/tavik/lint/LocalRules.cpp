@@ -221,8 +221,17 @@ std::string Layer::whom() const {
   return fmt::format("part number {} in region {}", shown(partNumber), shown(place.key()));
 }
 
-LocalRules::LocalRules(const Document& document, const Document& library) : root(document) {
+LocalRules::LocalRules(const Document& document, const Document& library)
+    : root(document), kinds(library.entries(), document.entries()) {
   Assembly(*this, library.entries());
+  for (const Layer& layer : layers) {
+    for (const Entry& entry : layer.entries) byValue_.emplace(entry.value, &entry);
+  }
+}
+
+const Entry* LocalRules::entryOf(const Value* content) const {
+  const auto found = byValue_.find(content);
+  return found == byValue_.end() ? nullptr : found->second;
 }
 
 }  // namespace tavik::tool::lint

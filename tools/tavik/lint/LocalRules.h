@@ -75,6 +75,13 @@ struct LocalRules {
   std::vector<Malformed> malformed;
   /// Part numbers and regions, or the whole document, that give their devices no rules.
   std::vector<Place> withoutRules;
+  KindRules kinds;
+
+  /// The entry with this content.
+  [[nodiscard]] const Entry* entryOf(const Value* content) const;
+
+ private:
+  std::unordered_map<const Value*, const Entry*> byValue_;
 };
 
 }  // namespace tavik::tool::lint

@@ -6,6 +6,7 @@
 #include <cmath>
 
 #include "lint/Check.h"
+#include "lint/RuleForms.h"
 #include "lint/ValueWalk.h"
 #include "text/Text.h"
 
@@ -246,10 +247,72 @@ void maskMismatch(const Rule& rule, Reporter& reporter) {
   });
 }
 
+/// Such a text may be the description of a number.
+bool isShortNumber(std::string_view text) {
+  constexpr std::size_t kShort = 8;
+  return text.size() < kShort && !text.starts_with('0') &&
+         text.find_first_not_of("0123456789") == std::string_view::npos;
+}
+
+/// The digits of a text that is made of hexadecimal digits and the signs that describe data; empty for any other text.
+std::string hexadecimalDigits(std::string_view text) {
+  std::string digits;
+  for (const char character : lowerCase(text)) {
+    if (std::string_view("0123456789abcdef").find(character) != std::string_view::npos) {
+      digits += character;
+    } else if (std::string_view("<> ").find(character) == std::string_view::npos) {
+      return "";
+    }
+  }
+  return digits.size() % 2 == 0 && !isShortNumber(text) ? digits : "";
+}
+
+/// The digits as the description of data: "<0a0b0c0d 0e>".
+std::string describedData(std::string_view digits) {
+  constexpr std::size_t kGroup = 8;
+  std::string text = "<";
+  for (std::size_t i = 0; i < digits.size(); i += kGroup) {
+    text.append(i == 0 ? "" : " ").append(digits.substr(i, kGroup));
+  }
+  return text + ">";
+}
+
+void dataNotation(const Rule& rule, Reporter& reporter) {
+  walkValues(rule, [&](const ValuePart& part) {
+    const auto text = part.operand.word == "equalData" ? part.text() : std::nullopt;
+    const std::string digits = text ? hexadecimalDigits(*text) : "";
+    if (digits.empty() || lowerCase(*text) == describedData(digits)) return;
+    reporter.at(part.place, rule.name(),
+                {fmt::format("\"equalData\" compares with the description of data, which is not written like {}.",
+                             shown(*text)),
+                 rule.consequence(part.operand, Forecast::kFails),
+                 fmt::format("Write {}, with a blank after every four bytes, or use \"caseInsensitiveEqualData\".",
+                             shown(describedData(digits)))});
+  });
+}
+
+void impossibleCombination(const Rule& rule, Reporter& reporter) {
+  if (rule.combination() != Rule::Operator::kAnd || rule.hasReferences() || !rule.value()) return;
+  const Value* value = &rule.value()->value();
+  RuleForms forms;
+  for (const Rule::Operand& operand : rule.operands()) {
+    const RuleForm& form = forms.of(operand.word, value);
+    if (!form.isUnderstood() || forms.isImpossible(form)) return;
+  }
+  const std::string_view left = rule.operands()[0].word;
+  const std::string_view right = rule.operands()[1].word;
+  if (forms.between(forms.of(left, value), forms.of(right, value)) != Relation::kContradiction) return;
+  reporter.at(*rule.value(), rule.name(),
+              {fmt::format("No attribute passes both \"{}\" and \"{}\" with {}.", left, right, shown(*value)),
+               rule.sentence(Forecast::kFails), "Correct the value, or write two rules."});
+}
+
 constexpr Check kChecks[] = {
     {.name = "compares-with-nothing", .severity = Severity::kWarning, .ofRule = comparesWithNothing},
+    {.name = "data-notation", .severity = Severity::kWarning, .ofRule = dataNotation},
     {.name = "dead-element", .severity = Severity::kWarning, .ofRule = deadElement},
     {.name = "empty-value", .severity = Severity::kError, .ofRule = emptyValue},
+    {.name = "impossible-combination", .severity = Severity::kError, .ofRule = impossibleCombination},
     {.name = "impossible-text", .severity = Severity::kError, .ofRule = impossibleText},
     {.name = "mask-mismatch", .severity = Severity::kError, .ofRule = maskMismatch},
     {.name = "missing-entry", .severity = Severity::kError, .ofRule = missingEntry},

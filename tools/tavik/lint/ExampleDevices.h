@@ -1,0 +1,38 @@
+/// @file
+/// Devices whose attributes are examples for `tavik lint`.
+#ifndef TAVIK_TOOL_LINT_EXAMPLE_DEVICES_H
+#define TAVIK_TOOL_LINT_EXAMPLE_DEVICES_H
+
+#include <tavik/PredicateKernel.h>
+#include <tavik/RuleEvaluation.h>
+#include <tavik/Value.h>
+
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "io/Inputs.h"
+
+namespace tavik::tool::lint {
+
+/// A kernel that logs nothing: checks call the library's own predicates.
+std::shared_ptr<const PredicateKernel> silentKernel();
+
+struct ExampleDevice {
+  RuleEvaluator evaluator;
+  Dictionary sources;  ///< source name -> dictionary
+
+  /// With packed attributes expanded.
+  [[nodiscard]] const Dictionary& attributes() const noexcept { return evaluator.attributes(); }
+};
+
+/// Further devices of a file are not used.
+inline constexpr std::size_t kMostExampleDevices = 1000;
+
+/// Reads devices in the input format of `tavik batch`. Throws `Unusable` if a line cannot be used.
+std::vector<ExampleDevice> readExampleDevices(Inputs& inputs, const std::string& path);
+
+}  // namespace tavik::tool::lint
+
+#endif
