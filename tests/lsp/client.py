@@ -3,6 +3,7 @@
 import json
 import os
 import subprocess
+import time
 
 TAVIK = os.environ["TAVIK"]
 
@@ -42,7 +43,9 @@ class Client:
         return (self.folder / name).resolve().as_uri()
 
     def send(self, body):
-        self.process.stdin.write(framed(body))
+        data = framed(body)
+        self.sent = time.monotonic()
+        self.process.stdin.write(data)
         self.process.stdin.flush()
 
     def receive(self):
@@ -50,7 +53,9 @@ class Client:
         while line := self.process.stdout.readline().strip():
             length = int(line.removeprefix(b"Content-Length: "))
         assert length, "the server ended"
-        message = json.loads(self.process.stdout.read(length))
+        data = self.process.stdout.read(length)
+        self.received = time.monotonic()
+        message = json.loads(data)
         if message.get("method") == "textDocument/publishDiagnostics":
             self.published[message["params"]["uri"]] = message["params"]
         return message

@@ -160,11 +160,11 @@ class Completer {
 
 }  // namespace
 
-Json completion(const Query& query) {
+Result completion(const Query& query) {
   const std::size_t offset = query.offset();
   const Outline& outline = query.document.outline();
   if (query.document.isOpaque() || outline.isEmpty() || !outline.nodes.front().value.whole.touches(offset))
-    return nullptr;
+    return Json();
   return Completer(query, offset).items();
 }
 

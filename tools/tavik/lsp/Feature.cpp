@@ -6,6 +6,8 @@
 
 namespace tavik::tool::lsp {
 
+std::string jsonText(const Json& json) { return json.dump(-1, ' ', false, Json::error_handler_t::replace); }
+
 std::size_t Query::offset() const { return document.positions().offsetOf(positionIn(params.at("position"))); }
 
 Position positionIn(const Json& position) {
@@ -13,9 +15,13 @@ Position positionIn(const Json& position) {
           position.at("character").get_ref<const Json::number_unsigned_t&>()};
 }
 
+Position positionOf(const SourceDocument& document, std::size_t offset) {
+  return document.isOpaque() ? Position{} : document.positions().positionOf(offset);
+}
+
 Json rangeOf(const SourceDocument& document, Span span) {
   const auto json = [&](std::size_t offset) {
-    const Position position = document.isOpaque() ? Position{} : document.positions().positionOf(offset);
+    const Position position = positionOf(document, offset);
     return Json{{"line", position.line}, {"character", position.character}};
   };
   return {{"start", json(span.begin)}, {"end", json(span.end)}};

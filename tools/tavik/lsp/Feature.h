@@ -16,6 +16,9 @@ namespace tavik::tool::lsp {
 
 using Json = nlohmann::json;
 
+/// The text of a message or a part of it. Bytes that are not UTF-8 are replaced.
+std::string jsonText(const Json& json);
+
 /// A request that cannot be answered, with the reason for the user.
 class RequestFailed : public std::runtime_error {
  public:
@@ -33,18 +36,28 @@ struct Query {
   [[nodiscard]] std::size_t offset() const;
 };
 
-// Each returns the result of the request.
-Json codeActions(const Query& query);
-Json completion(const Query& query);
-Json definition(const Query& query);
-Json documentSymbols(const Query& query);
-Json hover(const Query& query);
-Json prepareRename(const Query& query);
-Json references(const Query& query);
-Json rename(const Query& query);
+/// The result of a request.
+struct Result {
+  Result(const Json& result) : json(jsonText(result)) {}
+  /// Text that is JSON, for large results.
+  explicit Result(std::string text) : json(std::move(text)) {}
+
+  std::string json;
+};
+
+Result codeActions(const Query& query);
+Result completion(const Query& query);
+Result definition(const Query& query);
+Result documentSymbols(const Query& query);
+Result hover(const Query& query);
+Result prepareRename(const Query& query);
+Result references(const Query& query);
+Result rename(const Query& query);
 
 /// A position in a message; throws Json::exception if it is malformed.
 Position positionIn(const Json& position);
+/// A position in a document.
+Position positionOf(const SourceDocument& document, std::size_t offset);
 Json rangeOf(const SourceDocument& document, Span span);
 /// A place for the editor to go to.
 Json locationOf(const SourceDocument& document, Span span);

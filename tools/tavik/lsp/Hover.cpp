@@ -190,15 +190,15 @@ Json answer(const SourceDocument& document, Span span, const std::string& markdo
 
 }  // namespace
 
-Json hover(const Query& query) {
+Result hover(const Query& query) {
   const std::size_t offset = query.offset();
-  if (query.document.isOpaque()) return nullptr;
+  if (query.document.isOpaque()) return Json();
   if (const Name* const name = query.document.nameAt(offset)) {
     return answer(query.document, name->token.content, textOf(query.project, *name));
   }
   Span span;
   const Keyword* const keyword = keywordAt(query.document, offset, span);
-  if (keyword == nullptr) return nullptr;
+  if (keyword == nullptr) return Json();
   return answer(query.document, span, fmt::format("**{}**: {}", keyword->name, keyword->meaning));
 }
 

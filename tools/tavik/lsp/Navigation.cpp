@@ -4,7 +4,7 @@
 
 namespace tavik::tool::lsp {
 
-Json definition(const Query& query) {
+Result definition(const Query& query) {
   const Name* const name = query.document.nameAt(query.offset());
   Json places = Json::array();
   if (name == nullptr) return places;
@@ -16,7 +16,7 @@ Json definition(const Query& query) {
   return places;
 }
 
-Json references(const Query& query) {
+Result references(const Query& query) {
   const bool withDefinition = query.params.at("context").at("includeDeclaration").get<bool>();
   const Name* const name = query.document.nameAt(query.offset());
   Json places = Json::array();

@@ -40,6 +40,8 @@ Format formatOf(std::string_view text) {
 }
 
 Outline::Outline(std::string_view document) : text(document), format(formatOf(document)) {
+  constexpr std::size_t kUsualBytesPerNode = 32;
+  nodes.reserve(std::min(text.size() / kUsualBytesPerNode, kMostNodes));
   OutlineBuilder builder(nodes);
   if (format == Format::kXml) {
     scanXml(text, builder);

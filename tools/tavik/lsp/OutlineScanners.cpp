@@ -16,7 +16,8 @@ std::size_t after(std::string_view text, std::string_view end, std::size_t from)
 }
 
 std::size_t endOfLine(std::string_view text, std::size_t from) {
-  return std::min(text.find_first_of("\r\n", from), text.size());
+  while (from < text.size() && text[from] != '\r' && text[from] != '\n') ++from;
+  return from;
 }
 
 class XmlScanner {
@@ -78,7 +79,7 @@ class XmlScanner {
       at_ = after(text_, ">", at_);
       return {{begin, at_}, {content, contentEnd}};
     }
-    const std::size_t end = std::min(contentEnd, endOfLine(text_, content));
+    const std::size_t end = endOfLine(text_.substr(0, contentEnd), content);
     return {{begin, end}, {content, end}};
   }
 
@@ -90,7 +91,7 @@ class XmlScanner {
 class TextScanner {
  public:
   TextScanner(std::string_view text, Format format, OutlineBuilder& builder)
-      : text_(text), isJson_(format == Format::kJson), builder_(builder) {}
+      : text_(text), isJson_(format == Format::kJson), endsWithLine_(isJson_), builder_(builder) {}
 
   void scan() {
     while (!builder_.isFull() && at_ < text_.size()) readToken();
@@ -114,7 +115,7 @@ class TextScanner {
       add(Kind::kString, readQuoted(character));
     } else if (!isJson_ && character == '<') {
       const std::size_t begin = at_;
-      at_ = std::min(after(text_, ">", at_), endOfLine(text_, at_));
+      at_ = after(text_.substr(0, endOfLine(text_, at_)), ">", at_);
       add(Kind::kOther, {{begin, at_}, {begin, at_}});
     } else if (isPlain(character)) {
       const std::size_t begin = at_;
@@ -139,24 +140,26 @@ class TextScanner {
     return kOthers.find(character) == std::string_view::npos && !(isJson_ && character == ':');
   }
 
-  /// A string without a second quote ends with the line.
+  /// A string without a second quote ends with the line, and so do all strings after it: each is searched only once.
   Token readQuoted(char quote) {
     const std::size_t begin = at_++;
-    const std::size_t line = endOfLine(text_, at_);
-    for (std::size_t i = at_; i < (isJson_ ? line : text_.size()); ++i) {
-      if (text_[i] == '\\') {
-        ++i;
-      } else if (text_[i] == quote) {
-        at_ = i + 1;
-        return {{begin, at_}, {begin + 1, i}};
-      }
+    std::size_t end = at_;
+    for (; end < text_.size() && text_[end] != quote; ++end) {
+      if (endsWithLine_ && (text_[end] == '\r' || text_[end] == '\n')) break;
+      if (text_[end] == '\\' && end + 1 < text_.size()) ++end;
     }
-    at_ = line;
-    return {{begin, line}, {begin + 1, line}};
+    if (end < text_.size() && text_[end] == quote) {
+      at_ = end + 1;
+      return {{begin, at_}, {begin + 1, end}};
+    }
+    endsWithLine_ = true;
+    at_ = endOfLine(text_, begin);
+    return {{begin, at_}, {begin + 1, at_}};
   }
 
   std::string_view text_;
   bool isJson_;
+  bool endsWithLine_;  // whether strings do
   OutlineBuilder& builder_;
   std::size_t at_ = 0;
 };

@@ -9,7 +9,7 @@
 
 namespace tavik::tool::lsp {
 
-Json codeActions(const Query& query) {
+Result codeActions(const Query& query) {
   Json actions = Json::array();
   const SourceDocument& document = query.document;
   if (query.checked == nullptr || document.isOpaque()) return actions;

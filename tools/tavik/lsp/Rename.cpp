@@ -41,12 +41,12 @@ const Name& nameToRename(const Query& query) {
 
 }  // namespace
 
-Json prepareRename(const Query& query) {
+Result prepareRename(const Query& query) {
   const Name& name = nameToRename(query);
-  return {{"range", rangeOf(query.document, name.token.content)}, {"placeholder", name.text}};
+  return Json{{"range", rangeOf(query.document, name.token.content)}, {"placeholder", name.text}};
 }
 
-Json rename(const Query& query) {
+Result rename(const Query& query) {
   const Name& old = nameToRename(query);
   const auto& newName = query.params.at("newName").get_ref<const std::string&>();
   requireUsable(old, newName);
@@ -69,7 +69,7 @@ Json rename(const Query& query) {
       changes[document->uri()].push_back({{"range", rangeOf(*document, span)}, {"newText", text}});
     }
   }
-  return {{"changes", changes}};
+  return Json{{"changes", changes}};
 }
 
 }  // namespace tavik::tool::lsp

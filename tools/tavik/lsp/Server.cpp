@@ -26,7 +26,7 @@ constexpr int kDeepestMessage = 100;
 
 struct Request {
   std::string_view method;
-  Json (*answer)(const Query& query);
+  Result (*answer)(const Query& query);
 };
 constexpr Request kRequests[] = {
     {"textDocument/codeAction", codeActions},
@@ -151,7 +151,8 @@ void Server::handleRequest(const Json& message) {
     return sendError(id, kInvalidRequest, "not expected in this state");
   }
   try {
-    send({{"jsonrpc", "2.0"}, {"id", id}, {"result", resultOf(method, message.value("params", Json()))}});
+    const std::string result = resultOf(method, message.value("params", Json()));
+    send_(fmt::format(R"({{"jsonrpc":"2.0","id":{},"result":{}}})", jsonText(id), result));
   } catch (const Json::exception& error) {
     sendError(id, kInvalidParams, error.what());
   } catch (const RequestFailed& failure) {
@@ -161,11 +162,12 @@ void Server::handleRequest(const Json& message) {
   }
 }
 
-Json Server::resultOf(const std::string& method, const Json& params) {
-  if (method == "initialize") return initialize(params);
+/// As JSON.
+std::string Server::resultOf(const std::string& method, const Json& params) {
+  if (method == "initialize") return jsonText(initialize(params));
   if (method == "shutdown") {
     state_ = State::kShutDown;
-    return nullptr;
+    return "null";
   }
   const auto* const request = std::ranges::find(kRequests, method, &Request::method);
   if (request == std::end(kRequests)) {
@@ -174,7 +176,7 @@ Json Server::resultOf(const std::string& method, const Json& params) {
   SourceDocument& document = documentOf(params);
   const Project project = workspace_.projectOf(document);
   const auto checked = checked_.find(document.uri());
-  return request->answer({document, project, checked == checked_.end() ? nullptr : &checked->second, params});
+  return request->answer({document, project, checked == checked_.end() ? nullptr : &checked->second, params}).json;
 }
 
 Json Server::initialize(const Json& params) {
@@ -288,7 +290,7 @@ void Server::publish(std::vector<CheckedDocument> documents) {
   }
 }
 
-void Server::send(const Json& message) const { send_(message.dump(-1, ' ', false, Json::error_handler_t::replace)); }
+void Server::send(const Json& message) const { send_(jsonText(message)); }
 
 void Server::sendError(const Json& id, int code, const std::string& message) const {
   send({{"jsonrpc", "2.0"}, {"id", id}, {"error", {{"code", code}, {"message", message}}}});

@@ -42,7 +42,7 @@ class Server {
 
   void handleRequest(const nlohmann::json& message);
   void handleNotification(const nlohmann::json& message);
-  nlohmann::json resultOf(const std::string& method, const nlohmann::json& params);
+  std::string resultOf(const std::string& method, const nlohmann::json& params);
   nlohmann::json initialize(const nlohmann::json& params);
   void didOpen(const nlohmann::json& params);
   void didChange(const nlohmann::json& params);

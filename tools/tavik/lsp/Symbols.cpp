@@ -1,6 +1,9 @@
 // The symbols of a document: rules, rule sets, part numbers, regions and cases.
 
 #include <fmt/format.h>
+#include <tavik/Json.h>
+
+#include <algorithm>
 
 #include "lsp/Feature.h"
 #include "text/Text.h"
@@ -29,51 +32,67 @@ std::string textIn(const Outline& outline, std::size_t dictionary, std::string_v
   return "";
 }
 
+/// Writes the symbols as text: a document can have very many.
 class SymbolLister {
  public:
   explicit SymbolLister(const SourceDocument& document)
       : document_(document), outline_(document.outline()), deepest_(depthOf(document.role())) {}
 
-  Json children(std::size_t container) {
-    Json symbols = Json::array();
-    const OutlineNode& parent = outline_.nodes[container];
-    for (std::size_t i = container + 1; i < parent.end; i = outline_.nodes[i].end) {
-      Json made = symbol(i);
-      if (!made.is_null()) symbols.push_back(std::move(made));
-    }
-    return symbols;
+  std::string list() && {
+    addChildren(0);
+    return std::move(json_);
   }
 
  private:
-  /// Null if the value has no name.
-  Json symbol(std::size_t number) {
+  void addChildren(std::size_t container) {
+    json_ += '[';
+    const std::size_t end = outline_.nodes[container].end;
+    for (std::size_t i = container + 1; i < end; i = outline_.nodes[i].end) addSymbol(i);
+    json_ += ']';
+  }
+
+  void addSymbol(std::size_t number) {
     const OutlineNode& node = outline_.nodes[number];
     const std::string name = visible(node.hasKey ? outline_.textOf(node.key) : textIn(outline_, number, "name"));
-    if (name.empty()) return nullptr;
+    if (name.empty()) return;
     const Span whole{node.begin(), std::max(node.value.whole.end, node.key.whole.end)};
     const bool isRule = node.depth == deepest_ && node.kind == Kind::kDictionary;
-    Json symbol{{"name", name},
-                {"kind", isRule                       ? kFunctionSymbol
-                         : node.kind == Kind::kString ? kStringSymbol
-                                                      : kObjectSymbol},
-                {"range", rangeOf(document_, whole)},
-                {"selectionRange", rangeOf(document_, node.hasKey ? node.key.content : whole)}};
-    if (document_.role() == Role::kLibrary) symbol["detail"] = visible(textIn(outline_, number, "predicate"));
-    if (node.depth < deepest_ && node.end > number + 1) symbol["children"] = children(number);
-    return symbol;
+    const int kind = isRule ? kFunctionSymbol : node.kind == Kind::kString ? kStringSymbol : kObjectSymbol;
+    json_ += json_.ends_with('[') ? "{\"name\":" : ",{\"name\":";
+    appendJsonString(json_, name);
+    json_ += fmt::format(",\"kind\":{}", kind);
+    if (document_.role() == Role::kLibrary) {
+      json_ += ",\"detail\":";
+      appendJsonString(json_, visible(textIn(outline_, number, "predicate")));
+    }
+    addRange("range", whole);
+    addRange("selectionRange", node.hasKey ? node.key.content : whole);
+    if (node.depth < deepest_ && node.end > number + 1) {
+      json_ += ",\"children\":";
+      addChildren(number);
+    }
+    json_ += '}';
+  }
+
+  void addRange(std::string_view key, Span span) {
+    const Position begin = positionOf(document_, span.begin);
+    const Position end = positionOf(document_, span.end);
+    json_ += fmt::format(R"(,"{}":{{"start":{{"line":{},"character":{}}},"end":{{"line":{},"character":{}}}}})", key,
+                         begin.line, begin.character, end.line, end.character);
   }
 
   const SourceDocument& document_;
   const Outline& outline_;
   std::size_t deepest_;
+  std::string json_;
 };
 
 }  // namespace
 
-Json documentSymbols(const Query& query) {
+Result documentSymbols(const Query& query) {
   const SourceDocument& document = query.document;
   if (document.isOpaque() || document.outline().isEmpty() || document.role() == Role::kUnknown) return Json::array();
-  return SymbolLister(document).children(0);
+  return Result(SymbolLister(document).list());
 }
 
 }  // namespace tavik::tool::lsp

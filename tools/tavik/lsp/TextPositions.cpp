@@ -1,11 +1,13 @@
 #include "lsp/TextPositions.h"
 
 #include <algorithm>
+#include <array>
+#include <cstdint>
 
 namespace tavik::tool::lsp {
 namespace {
 
-constexpr std::size_t kBlock = 256;
+constexpr std::size_t kBlock = 64;
 
 bool continuesCharacter(char byte) { return (static_cast<unsigned char>(byte) & 0xC0U) == 0x80U; }
 
@@ -19,12 +21,18 @@ std::size_t unitsAt(char byte, Unit unit) {
 }  // namespace
 
 TextPositions::TextPositions(std::string_view text, Unit unit, bool crEndsLine) : text_(text), unit_(unit), lines_{0} {
+  std::array<std::uint8_t, 256> unitsOf{};
+  for (unsigned byte = 0; byte < unitsOf.size(); ++byte) {
+    unitsOf[byte] = static_cast<std::uint8_t>(unitsAt(static_cast<char>(byte), unit));
+  }
+  blocks_.reserve(text.size() / kBlock + 1);
   std::size_t units = 0;
   for (std::size_t i = 0; i < text.size(); ++i) {
     if (i % kBlock == 0) blocks_.push_back(units);
-    units += unitsAt(text[i], unit);
-    const bool isCr = crEndsLine && text[i] == '\r' && !text.substr(i + 1).starts_with('\n');
-    if (text[i] == '\n' || isCr) lines_.push_back(i + 1);
+    const char byte = text[i];
+    units += unitsOf[static_cast<unsigned char>(byte)];
+    const bool isCr = byte == '\r' && crEndsLine && (i + 1 == text.size() || text[i + 1] != '\n');
+    if (byte == '\n' || isCr) lines_.push_back(i + 1);
   }
   if (text.size() % kBlock == 0) blocks_.push_back(units);
 }
