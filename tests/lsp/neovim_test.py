@@ -61,14 +61,15 @@ results.wrong = messages()
 for _, found in ipairs(vim.diagnostic.get(0)) do
   if found.code == 'unknown-predicate' then vim.fn.cursor(found.lnum + 1, found.col + 1) end
 end
-vim.lsp.buf.code_action({ apply = true })
+vim.ui.select = function(items, _, choose) choose(items[1], 1) end
+vim.lsp.buf.code_action()
 wait('the quick fix', function() return vim.fn.search('nandSizeChck', 'nw') == 0 end)
 wait('the finding to go', function() return not vim.tbl_contains(vim.tbl_map(function(each) return each.code end, vim.diagnostic.get(0)), 'unknown-predicate') end)
 results.right = messages()
 
 go('<key>Storage size<', 'Storage')
-vim.lsp.buf.rename('Größe des Speichers')
-wait('the new name', function() return vim.fn.search('Größe des Speichers', 'nw') > 0 end)
+vim.lsp.buf.rename('Größe <"A" & B\'s>')
+wait('the new name', function() return vim.fn.search('Größe', 'nw') > 0 end)
 vim.cmd('wall')
 
 io.open('results.json', 'w'):write(vim.json.encode(results))
@@ -82,9 +83,7 @@ class NeovimTest(unittest.TestCase):
     def setUp(self):
         self.folder = pathlib.Path(tempfile.mkdtemp(prefix="tavik-nvim-"))
         self.addCleanup(shutil.rmtree, self.folder)
-        for name in ("rule-library.plist", "local-rules.plist", "rule-tests.json"):
-            shutil.copy(PROJECT / "examples" / "station" / name, self.folder)
-        shutil.copytree(PROJECT / "examples" / "station" / "device-good", self.folder / "device-good")
+        shutil.copytree(PROJECT / "examples" / "station", self.folder, dirs_exist_ok=True)
 
     def test_everything(self):
         page = (PROJECT / "docs" / "editors.md").read_text(encoding="utf-8")
@@ -107,7 +106,7 @@ class NeovimTest(unittest.TestCase):
         self.assertEqual([each.partition(" ")[0] for each in results["right"]], ["text-read-as-zero"])
         for name in ("rule-library.plist", "local-rules.plist", "rule-tests.json"):
             text = (self.folder / name).read_text(encoding="utf-8")
-            self.assertIn("Größe des Speichers", text, name)
+            self.assertIn("Größe", text, name)
             self.assertNotRegex(text, r'[>"]Storage size[<"]')
         subprocess.run([TAVIK, "test", "rule-tests.json"], cwd=self.folder, check=True, capture_output=True)
 

@@ -41,7 +41,7 @@ std::optional<std::string_view> Reporter::nearest(std::string_view name, std::sp
 std::string Reporter::endingFor(std::string_view name, std::span<const std::string_view> known) {
   const auto replacement = nearest(name, known);
   if (!replacement) return ".";
-  suggestion_ = {std::string(name), std::string(*replacement)};
+  suggest(name, *replacement);
   return didYouMean(*replacement);
 }
 

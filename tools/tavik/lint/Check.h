@@ -92,8 +92,12 @@ class Reporter {
 
   /// The nearest known name. Comparing names is slow, so the number of comparisons is limited.
   std::optional<std::string_view> nearest(std::string_view name, std::span<const std::string_view> known);
-  /// Ends a sentence whose last word is an unknown name: `; did you mean "NAME"?` or a period. The next
-  /// finding has the suggestion.
+  /// Gives the next finding a suggestion.
+  void suggest(std::string_view name, std::string_view replacement) {
+    suggestion_ = {{std::string(name), std::string(replacement)}};
+  }
+  /// Ends a sentence whose last word is an unknown name: `; did you mean "NAME"?` or a period. Gives the
+  /// next finding the suggestion.
   std::string endingFor(std::string_view name, std::span<const std::string_view> known);
 
   void begin(const Check& check) { check_ = &check; }

@@ -8,7 +8,7 @@
 #include <algorithm>
 #include <charconv>
 #include <deque>
-#include <new>
+#include <exception>
 #include <unordered_set>
 #include <utility>
 
@@ -264,7 +264,7 @@ void CheckThread::run() {
     lock.unlock();
     try {
       documents = checker.check(std::move(documents));
-    } catch (const std::bad_alloc&) {
+    } catch (const std::exception&) {  // out of memory: these documents keep their last problems
       documents.clear();
     }
     lock.lock();

@@ -22,6 +22,9 @@ constexpr Keyword kDefinitionKeys[] = {
     {"hideResult", "If present, with any value, the result is hidden from the operator."},
     {"domain", "An entry for the domain list of the station."},
     {"poll", "An entry for the polling list of the station."},
+    {"comment", "A note for people."},
+    {"owner", "Who maintains it, for people."},
+    {"ticket", "Why it was changed, for people."},
 };
 constexpr Keyword kReferenceKeys[] = {
     {"attribute", "The name of the value; by default, the rule's own attribute."},
@@ -34,7 +37,12 @@ constexpr Keyword kLocalKeys[] = {
     {"GenericRules", "Rules and rule sets that every device gets."},
     {"RuleSets", "Named groups of rules. Their names end in \"RuleSet\"."},
 };
-constexpr Keyword kEntryKeys[] = {{"value", "The expected value, in place of the one in the rule library."}};
+constexpr Keyword kEntryKeys[] = {
+    {"value", "The expected value, in place of the one in the rule library."},
+    {"comment", "A note for people."},
+    {"owner", "Who maintains it, for people."},
+    {"ticket", "Why it was changed, for people."},
+};
 constexpr Keyword kPartNumberKeys[] = {{"RegionRules", "Regions, each with the rules of its devices."}};
 constexpr Keyword kCaseFileKeys[] = {
     {"library", "The path of the rule library, relative to this file."},

@@ -19,8 +19,9 @@ constexpr std::string_view kScheme = "file://";
 constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 
 /// Other files are not read to guess a project.
-constexpr std::uintmax_t kLargestGuessed = std::uintmax_t{8} << 20;
-constexpr std::size_t kMostGuessed = 100;
+constexpr std::uintmax_t kMostBytesGuessed = std::uintmax_t{16} << 20;
+constexpr std::size_t kMostFilesGuessed = 100;
+constexpr int kMostEntriesListed = 10'000;
 
 std::optional<unsigned> hexDigit(char character) {
   const std::size_t digit = std::string_view("0123456789abcdef0123456789ABCDEF").find(character);
@@ -35,19 +36,27 @@ std::string keyOf(const std::string& uri) {
   return path.empty() ? uri : path;
 }
 
-/// The files in a folder that may be documents, by name.
+/// The first files in a folder that may be documents, by name.
 std::vector<fs::path> candidatesIn(const fs::path& folder) {
   std::vector<fs::path> files;
   std::error_code error;
+  int listed = 0;
   for (fs::directory_iterator at(folder, error), end; !error && at != end; at.increment(error)) {
+    if (++listed > kMostEntriesListed) break;
     const std::string extension = lowerCase(at->path().extension().string());
     const bool mayBe = extension == ".plist" || extension == ".json" || extension == ".xml" || extension == ".signed";
-    std::error_code ignored;
-    if (!mayBe || at->path().filename() == kWorkspaceFile || !at->is_regular_file(ignored)) continue;
-    if (at->file_size(ignored) <= kLargestGuessed && !ignored) files.push_back(at->path());
+    if (mayBe && at->path().filename() != kWorkspaceFile) files.push_back(at->path());
   }
   std::ranges::sort(files);
-  if (files.size() > kMostGuessed) files.resize(kMostGuessed);
+  if (files.size() > kMostFilesGuessed) files.resize(kMostFilesGuessed);
+  std::uintmax_t left = kMostBytesGuessed;
+  std::erase_if(files, [&](const fs::path& file) {
+    std::error_code ignored;
+    const std::uintmax_t size = fs::file_size(file, ignored);
+    const bool isTooLarge = ignored || size > left;
+    if (!isTooLarge) left -= size;
+    return isTooLarge;
+  });
   return files;
 }
 
