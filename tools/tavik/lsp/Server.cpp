@@ -241,7 +241,7 @@ void Server::filesChanged(const Json& /*params*/) {
 /// Checks all documents, because any of them may depend on the one that was changed.
 void Server::checkFirst(const std::string& uri) {
   filesChanged({});
-  std::ranges::partition(changed_, [&](const std::string& other) { return other == uri; });
+  std::partition(changed_.begin(), changed_.end(), [&](const std::string& other) { return other == uri; });
 }
 
 SourceDocument& Server::documentOf(const Json& params) {
