@@ -53,7 +53,8 @@ Outline::Outline(std::string_view document) : text(document), format(formatOf(do
 
 std::string Outline::textOf(const Token& token) const {
   const std::string_view content = token.content.in(text);
-  if (content.find_first_of(format == Format::kXml ? "&<" : "\\") != std::string_view::npos) {
+  const bool isDelimited = token.whole != token.content;
+  if (isDelimited && content.find_first_of(format == Format::kXml ? "&<" : "\\") != std::string_view::npos) {
     const std::optional<Value> value = decoded(content, format);
     if (value && value->isString()) return std::string(*value->ifString());
   }

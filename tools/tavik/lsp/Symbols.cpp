@@ -13,6 +13,7 @@ namespace {
 
 using Kind = OutlineNode::Kind;
 
+constexpr std::size_t kMost = 50'000;
 constexpr int kObjectSymbol = 19;
 constexpr int kFunctionSymbol = 12;
 constexpr int kStringSymbol = 15;
@@ -47,7 +48,7 @@ class SymbolLister {
   void addChildren(std::size_t container) {
     json_ += '[';
     const std::size_t end = outline_.nodes[container].end;
-    for (std::size_t i = container + 1; i < end; i = outline_.nodes[i].end) addSymbol(i);
+    for (std::size_t i = container + 1; i < end && count_ < kMost; i = outline_.nodes[i].end) addSymbol(i);
     json_ += ']';
   }
 
@@ -55,6 +56,7 @@ class SymbolLister {
     const OutlineNode& node = outline_.nodes[number];
     const std::string name = visible(node.hasKey ? outline_.textOf(node.key) : textIn(outline_, number, "name"));
     if (name.empty()) return;
+    ++count_;
     const Span whole{node.begin(), std::max(node.value.whole.end, node.key.whole.end)};
     const bool isRule = node.depth == deepest_ && node.kind == Kind::kDictionary;
     const int kind = isRule ? kFunctionSymbol : node.kind == Kind::kString ? kStringSymbol : kObjectSymbol;
@@ -84,6 +86,7 @@ class SymbolLister {
   const SourceDocument& document_;
   const Outline& outline_;
   std::size_t deepest_;
+  std::size_t count_ = 0;
   std::string json_;
 };
 
