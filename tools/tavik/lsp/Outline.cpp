@@ -79,7 +79,7 @@ Outline::Replacement Outline::replacement(const Token& token, std::string_view n
 void OutlineBuilder::key(const Token& token) {
   endEntry();
   key_ = token;
-  hasKey_ = true;
+  hasKey_ = isInDictionary();
 }
 
 void OutlineBuilder::scalar(Kind kind, const Token& token) { add(kind, token); }
@@ -108,9 +108,7 @@ void OutlineBuilder::finish(std::size_t end) {
   while (!open_.empty()) closeInnermost(end);
 }
 
-bool OutlineBuilder::expectsKey() const {
-  return !hasKey_ && !open_.empty() && nodes_[open_.back()].kind == Kind::kDictionary;
-}
+bool OutlineBuilder::isInDictionary() const { return !open_.empty() && nodes_[open_.back()].kind == Kind::kDictionary; }
 
 void OutlineBuilder::add(Kind kind, const Token& value) {
   OutlineNode node{.kind = kind, .hasKey = hasKey_, .key = key_, .value = value};

@@ -73,6 +73,7 @@ class OutlineBuilder {
  public:
   explicit OutlineBuilder(std::vector<OutlineNode>& nodes) : nodes_(nodes) {}
 
+  /// Ignored outside of a dictionary.
   void key(const Token& token);
   void scalar(OutlineNode::Kind kind, const Token& token);
   void open(OutlineNode::Kind kind, std::size_t begin);
@@ -84,9 +85,10 @@ class OutlineBuilder {
   void finish(std::size_t end);
 
   [[nodiscard]] bool isFull() const noexcept { return nodes_.size() >= Outline::kMostNodes; }
-  [[nodiscard]] bool expectsKey() const;
+  [[nodiscard]] bool expectsKey() const { return !hasKey_ && isInDictionary(); }
 
  private:
+  [[nodiscard]] bool isInDictionary() const;
   void add(OutlineNode::Kind kind, const Token& value);
   void closeInnermost(std::size_t end);
 
