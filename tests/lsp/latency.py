@@ -2,8 +2,9 @@
 
     TAVIK=build/release/tools/tavik/tavik python3 tests/lsp/latency.py
 
-Types into the rule library (XML and JSON, with changes of a range and of the whole text), and prints the longest and the median
-time from sending the change to the answer of each request, and to the diagnostics, in milliseconds.
+Types into the rule library (XML and JSON, with changes of a range and of the whole text). Prints, in milliseconds, the longest and
+the median time from sending the change to the answer, the median processor time of the thread that answers, and the time to the
+findings after the last keystroke.
 """
 
 import json
@@ -34,34 +35,45 @@ def documents(folder):
     (folder / "rules.json").write_text(json.dumps(rules, indent=1), encoding="utf-8")
 
 
+REQUESTS = {
+    "hover": {},
+    "completion": {},
+    "definition": {},
+    "references": {"context": {"includeDeclaration": True}},
+    "documentSymbol": {},
+    "codeAction": {"range": {"start": {"line": 0, "character": 0}, "end": {"line": 9, "character": 0}}, "context": {"diagnostics": []}},
+}
+
+
+def processor_time(process):
+    """Of the thread that answers, in seconds."""
+    return int(pathlib.Path(f"/proc/{process.pid}/task/{process.pid}/schedstat").read_text(encoding="utf-8").split()[0]) / 1e9
+
+
 def measure(folder, library, incremental):
-    times = {}
     with Client(folder) as client:
         client.open(library)
         client.open("rules.json")
         client.diagnostics(library)
         text = (folder / library).read_text(encoding="utf-8")
         at = text.index("Rule 05000") + 5
-        for keystroke in range(KEYSTROKES):
-            line, column = text.count("\n", 0, at), at - text.rfind("\n", 0, at) - 1
-            text = text[:at] + "x" + text[at:]
-            for request, params in [("hover", {}), ("completion", {}), ("definition", {}), ("documentSymbol", {}), ("codeAction", {
-                    "range": {"start": {"line": line, "character": 0}, "end": {"line": line, "character": column}}, "context": {"diagnostics": []}}),
-                    ("references", {"context": {"includeDeclaration": True}})]:
-                begin = None
-                if request == "hover":
-                    client.change(library, ((line, column, line, column), "x") if incremental else text)
-                    begin = client.sent
+        for request, params in REQUESTS.items():
+            taken, used = [], []
+            for _ in range(KEYSTROKES):
+                line, column = text.count("\n", 0, at), at - text.rfind("\n", 0, at) - 1
+                text = text[:at] + "x" + text[at:]
+                before = processor_time(client.process)
+                client.change(library, ((line, column, line, column), "x") if incremental else text)
+                begin = client.sent
                 answer = client.at(request, library, line, column + 1, **params)
-                times.setdefault(request, []).append(client.received - (begin or client.sent))
+                taken.append(client.received - begin)
+                used.append(processor_time(client.process) - before)
                 assert "result" in answer, answer
-            begin = time.monotonic()
+                at += 1
+            begin = client.sent
             client.diagnostics(library)
-            times.setdefault("diagnostics", []).append(time.monotonic() - begin)
-            at += 1
-    for request, taken in times.items():
-        print(f"{library:<14} {'range' if incremental else 'whole':<6} {request:<15} longest {max(taken) * 1000:6.1f}  "
-              f"median {statistics.median(taken) * 1000:6.1f}")
+            print(f"{library:<14} {'range' if incremental else 'whole':<6} {request:<15} longest {max(taken) * 1000:6.1f}  median "
+                  f"{statistics.median(taken) * 1000:6.1f}  processor {statistics.median(used) * 1000:6.1f}  findings {(time.monotonic() - begin) * 1000:6.1f}", flush=True)
 
 
 with tempfile.TemporaryDirectory() as name:
