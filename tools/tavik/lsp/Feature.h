@@ -22,7 +22,13 @@ std::string jsonText(const Json& json);
 /// A request that cannot be answered, with the reason for the user.
 class RequestFailed : public std::runtime_error {
  public:
-  using std::runtime_error::runtime_error;
+  static constexpr int kFailed = -32803;
+
+  explicit RequestFailed(const std::string& why, int code = kFailed) : std::runtime_error(why), code_(code) {}
+  [[nodiscard]] int code() const noexcept { return code_; }
+
+ private:
+  int code_;
 };
 
 /// A request about an open document.

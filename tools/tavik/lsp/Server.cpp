@@ -20,7 +20,6 @@ constexpr int kMethodNotFound = -32601;
 constexpr int kInvalidParams = -32602;
 constexpr int kServerNotInitialized = -32002;
 constexpr int kRequestCancelled = -32800;
-constexpr int kRequestFailed = -32803;
 
 constexpr int kDeepestMessage = 100;
 
@@ -156,9 +155,7 @@ void Server::handleRequest(const Json& message) {
   } catch (const Json::exception& error) {
     sendError(id, kInvalidParams, error.what());
   } catch (const RequestFailed& failure) {
-    sendError(id, kRequestFailed, failure.what());
-  } catch (const std::out_of_range& error) {
-    sendError(id, kMethodNotFound, error.what());
+    sendError(id, failure.code(), failure.what());
   }
 }
 
@@ -171,7 +168,7 @@ std::string Server::resultOf(const std::string& method, const Json& params) {
   }
   const auto* const request = std::ranges::find(kRequests, method, &Request::method);
   if (request == std::end(kRequests)) {
-    throw std::out_of_range(fmt::format("unknown method \"{}\"", shortened(visible(method), 60)));
+    throw RequestFailed(fmt::format("unknown method \"{}\"", shortened(visible(method), 60)), kMethodNotFound);
   }
   SourceDocument& document = documentOf(params);
   const Project project = workspace_.projectOf(document);
