@@ -33,6 +33,7 @@ extern const Command kExplain;
 extern const Command kKeygen;
 extern const Command kLint;
 extern const Command kList;
+extern const Command kLsp;
 extern const Command kMatrix;
 extern const Command kReplay;
 extern const Command kSign;

@@ -22,11 +22,12 @@ namespace tavik::tool {
 namespace {
 
 /// Rejects endless inputs and devices: only files, pipes, sockets and a terminal on standard input are read.
-void checkReadable(const std::string& name, int file, bool isStandardInput) {
+void checkReadable(const std::string& name, int file, bool isStandardInput, Inputs::Kinds kinds) {
   struct stat status {};
   if (fstat(file, &status) != 0) throw Unusable(name + ": " + systemReason());
   if ((fcntl(file, F_GETFL) & O_ACCMODE) == O_WRONLY) throw Unusable(name + ": is not open for reading");
   if (S_ISDIR(status.st_mode)) throw Unusable(name + ": is a directory");
+  if (kinds == Inputs::Kinds::kFiles && !S_ISREG(status.st_mode)) throw Unusable(name + ": is not a file");
   const bool readable = S_ISREG(status.st_mode) || S_ISFIFO(status.st_mode) || S_ISSOCK(status.st_mode) ||
                         (isStandardInput && isatty(file) != 0);
   if (!readable) throw Unusable(name + ": is a device, not a file");
@@ -71,13 +72,14 @@ std::string readAll(const std::string& name, int file, std::size_t largest) {
 
 FileDescriptor Inputs::open(std::string_view argument, const std::string& path) {
   const std::string name = nameOf(argument, path);
-  const bool isStandardInput = path == kStandardStream;
+  const bool isStandardInput = path == kStandardStream && kinds_ == Kinds::kAll;
   if (isStandardInput && std::exchange(standardInputTaken_, true)) {
     throw Unusable(name + ": only one argument can be \"-\"");
   }
-  FileDescriptor file(isStandardInput ? STDIN_FILENO : ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY));
+  const int waiting = kinds_ == Kinds::kFiles ? O_NONBLOCK : 0;
+  FileDescriptor file(isStandardInput ? STDIN_FILENO : ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY | waiting));
   if (file.number() < 0) throw Unusable(name + ": " + systemReason());
-  checkReadable(name, file.number(), isStandardInput);
+  checkReadable(name, file.number(), isStandardInput, kinds_);
   return file;
 }
 

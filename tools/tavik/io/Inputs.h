@@ -7,6 +7,7 @@
 #include <tavik/Value.h>
 
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -21,6 +22,12 @@ inline constexpr std::size_t kLargestInput = std::size_t{1} << 30;
 /// messages and is empty for an argument without a name.
 class Inputs {
  public:
+  enum class Kinds : std::uint8_t {
+    kAll,
+    kFiles,  ///< regular files only: opening or reading a pipe can take forever
+  };
+  explicit Inputs(Kinds kinds = Kinds::kAll) : kinds_(kinds) {}
+
   /// Opens the file to be read piece by piece, without a size limit.
   FileDescriptor open(std::string_view argument, const std::string& path);
   /// Returns the contents unchanged.
@@ -35,6 +42,7 @@ class Inputs {
   Value inPlace(std::string_view argument, const std::string& textOrFile);
 
  private:
+  Kinds kinds_;
   bool standardInputTaken_ = false;
 };
 

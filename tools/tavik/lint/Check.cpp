@@ -1,6 +1,7 @@
 #include "lint/Check.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "text/NearestName.h"
 
@@ -31,15 +32,22 @@ std::string Finding::message() const {
   return message;
 }
 
-std::string Reporter::endingFor(std::string_view name, std::span<const std::string_view> known) {
+std::optional<std::string_view> Reporter::nearest(std::string_view name, std::span<const std::string_view> known) {
   constexpr std::size_t kMostCompared = 200'000;
-  if (namesCompared_ >= kMostCompared) return ".";
+  if (namesCompared_ >= kMostCompared) return std::nullopt;
   namesCompared_ += known.size();
-  const std::string suggestion = didYouMean(name, known);
-  return suggestion.empty() ? "." : suggestion;
+  return nearestName(name, known);
+}
+
+std::string Reporter::endingFor(std::string_view name, std::span<const std::string_view> known) {
+  const auto replacement = nearest(name, known);
+  if (!replacement) return ".";
+  suggest(name, *replacement);
+  return didYouMean(*replacement);
 }
 
 void Reporter::add(const Place& place, bool atKey, std::string_view rule, Statement statement) {
+  std::optional<Suggestion> suggestion = std::exchange(suggestion_, std::nullopt);
   if (!seen_.emplace(check_, &place.value(), statement.what).second) return;
   if (findings_.size() == kMost) {
     ++dropped_;
@@ -53,7 +61,8 @@ void Reporter::add(const Place& place, bool atKey, std::string_view rule, Statem
                        .path = std::move(path),
                        .value = &place.value(),
                        .atKey = atKey,
-                       .statement = std::move(statement)});
+                       .statement = std::move(statement),
+                       .suggestion = std::move(suggestion)});
 }
 
 }  // namespace tavik::tool::lint

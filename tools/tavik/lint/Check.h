@@ -7,6 +7,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <set>
 #include <span>
 #include <string>
@@ -68,6 +69,12 @@ struct Statement {
   std::string advice;  ///< what to do
 };
 
+/// A name that can replace an unknown one.
+struct Suggestion {
+  std::string name;
+  std::string replacement;
+};
+
 struct Finding {
   const Check* check;
   const Document* document;
@@ -76,6 +83,7 @@ struct Finding {
   const Value* value;  ///< in the document
   bool atKey;          ///< the finding is about its key
   Statement statement;
+  std::optional<Suggestion> suggestion;
 
   [[nodiscard]] std::string message() const;
 };
@@ -95,8 +103,14 @@ class Reporter {
     add(place, true, rule, std::move(statement));
   }
 
-  /// Ends a sentence whose last word is an unknown name: `; did you mean "NAME"?` or a period. Comparing names is slow,
-  /// so the number of comparisons is limited.
+  /// The nearest known name. Comparing names is slow, so the number of comparisons is limited.
+  std::optional<std::string_view> nearest(std::string_view name, std::span<const std::string_view> known);
+  /// Gives the next finding a suggestion.
+  void suggest(std::string_view name, std::string_view replacement) {
+    suggestion_ = {{std::string(name), std::string(replacement)}};
+  }
+  /// Ends a sentence whose last word is an unknown name: `; did you mean "NAME"?` or a period. Gives the
+  /// next finding the suggestion.
   std::string endingFor(std::string_view name, std::span<const std::string_view> known);
 
   void begin(const Check& check) { check_ = &check; }
@@ -111,6 +125,7 @@ class Reporter {
   std::set<std::tuple<const Check*, const Value*, std::string>> seen_;
   std::size_t dropped_ = 0;
   std::size_t namesCompared_ = 0;
+  std::optional<Suggestion> suggestion_;
 };
 
 }  // namespace tavik::tool::lint

@@ -90,6 +90,12 @@ FindingText findingText(std::string_view name) {
   return text;
 }
 
+std::string predicateText(const PredicateFacts& facts) {
+  return fmt::format("- attribute: {}\n- value: {}\n- references: {}\n- without a value: {}",
+                     facts.readsAttribute ? kindText(facts.attribute) : "any kind, not used", valueText(facts),
+                     referencesText(facts), withoutText(facts.withoutValue));
+}
+
 std::string predicateTable() {
   std::string table =
       "| predicate | form | attribute | value | references | without a value |\n| --- | --- | --- | --- | --- | --- "

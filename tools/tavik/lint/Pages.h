@@ -3,6 +3,8 @@
 #ifndef TAVIK_TOOL_LINT_PAGES_H
 #define TAVIK_TOOL_LINT_PAGES_H
 
+#include <tavik/PredicateFacts.h>
+
 #include <string>
 #include <string_view>
 
@@ -19,6 +21,9 @@ struct FindingText {
   std::string_view after;  ///< empty if there is no example
 };
 FindingText findingText(std::string_view name);
+
+/// What a predicate takes, as a list in Markdown.
+std::string predicateText(const PredicateFacts& facts);
 
 /// The table in docs/predicates.md.
 std::string predicateTable();

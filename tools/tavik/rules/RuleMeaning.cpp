@@ -5,18 +5,32 @@
 #include <vector>
 
 namespace tavik::tool {
+namespace {
 
-std::string meaningOf(const RuleEvaluation& evaluation) {
-  using Operator = PredicateExpression::Operator;
+using Operator = PredicateExpression::Operator;
+
+std::string meaningOf(Operator combination, std::span<const std::string_view> words) {
   std::string meaning;
-  for (const RuleEvaluation::Call& call : evaluation.calls) {
-    const PredicateFacts* const facts = PredicateFacts::find(call.word);
+  for (const std::string_view word : words) {
+    const PredicateFacts* const facts = PredicateFacts::find(word);
     if (facts == nullptr) return "";
-    if (!meaning.empty()) meaning += evaluation.combination == Operator::kAnd ? ", and when " : ", or when ";
+    if (!meaning.empty()) meaning += combination == Operator::kAnd ? ", and when " : ", or when ";
     meaning += facts->meaning;
   }
   if (meaning.empty()) return "";
-  return (evaluation.combination == Operator::kNot ? "Fails when " : "Passes when ") + meaning + ".";
+  return (combination == Operator::kNot ? "Fails when " : "Passes when ") + meaning + ".";
+}
+
+}  // namespace
+
+std::string meaningOf(const RuleEvaluation& evaluation) {
+  std::vector<std::string_view> words;
+  for (const RuleEvaluation::Call& call : evaluation.calls) words.emplace_back(call.word);
+  return meaningOf(evaluation.combination, words);
+}
+
+std::string meaningOf(const PredicateExpression& expression) {
+  return meaningOf(expression.combination(), expression.predicates());
 }
 
 std::span<const std::string_view> predicateNames() {

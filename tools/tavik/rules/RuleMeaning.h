@@ -3,6 +3,7 @@
 #ifndef TAVIK_TOOL_RULES_RULE_MEANING_H
 #define TAVIK_TOOL_RULES_RULE_MEANING_H
 
+#include <tavik/PredicateExpression.h>
 #include <tavik/RuleEvaluation.h>
 
 #include <span>
@@ -14,6 +15,8 @@ namespace tavik::tool {
 /// "Passes when it begins with the expected text, and when it contains no lowercase letters." or "Fails when it is
 /// greater than the expected number." Empty if the rule calls no predicate or an unknown one.
 std::string meaningOf(const RuleEvaluation& evaluation);
+/// The same for an expression.
+std::string meaningOf(const PredicateExpression& expression);
 
 /// The names of all predicates.
 std::span<const std::string_view> predicateNames();

@@ -298,8 +298,12 @@ class CaseFileReader {
 }  // namespace
 
 CaseFile readCaseFile(Inputs& inputs, const std::string& path) {
+  return readCaseFile(inputs, path, inputs.bytes("", path));
+}
+
+CaseFile readCaseFile(Inputs& inputs, const std::string& path, std::string_view text) {
   Source source{.name = nameOf("", path), .content = {}, .locations = {}};
-  source.content = parseValue(source.name, inputs.bytes("", path), source.locations);
+  source.content = parseValue(source.name, text, source.locations);
   return CaseFileReader(inputs, path).read(Node(source), source.name);
 }
 

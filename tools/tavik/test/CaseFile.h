@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "io/Inputs.h"
@@ -58,6 +59,8 @@ struct CaseFile {
 /// `Unusable` with the location for an unknown key, a value of the wrong kind, a missing attribute to remove, and
 /// anything that cannot be read.
 CaseFile readCaseFile(Inputs& inputs, const std::string& path);
+/// The same for a text that may differ from the file.
+CaseFile readCaseFile(Inputs& inputs, const std::string& path, std::string_view text);
 
 }  // namespace tavik::tool
 

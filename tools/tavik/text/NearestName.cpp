@@ -52,9 +52,11 @@ std::optional<std::string_view> nearestName(std::string_view name, std::span<con
   return nearest;
 }
 
+std::string didYouMean(std::string_view name) { return fmt::format("; did you mean \"{}\"?", visible(name)); }
+
 std::string didYouMean(std::string_view name, std::span<const std::string_view> known) {
   const std::optional<std::string_view> nearest = nearestName(name, known);
-  return nearest ? fmt::format("; did you mean \"{}\"?", visible(*nearest)) : "";
+  return nearest ? didYouMean(*nearest) : "";
 }
 
 }  // namespace tavik::tool

@@ -14,7 +14,9 @@ namespace tavik::tool {
 /// ignoring case. Absent if that is more than a third of the name's characters.
 std::optional<std::string_view> nearestName(std::string_view name, std::span<const std::string_view> known);
 
-/// `; did you mean "NAME"?`, or empty.
+/// `; did you mean "NAME"?`
+std::string didYouMean(std::string_view name);
+/// The same for the nearest name, or empty if there is none.
 std::string didYouMean(std::string_view name, std::span<const std::string_view> known);
 
 }  // namespace tavik::tool
