@@ -34,6 +34,7 @@ extern const Command kKeygen;
 extern const Command kLint;
 extern const Command kList;
 extern const Command kReplay;
+extern const Command kServe;
 extern const Command kSign;
 extern const Command kTest;
 extern const Command kVerify;

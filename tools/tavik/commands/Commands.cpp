@@ -9,8 +9,9 @@
 namespace tavik::tool {
 namespace {
 
-constexpr const Command* kCommands[] = {&kCheck, &kBatch, &kList,   &kEval,   &kDescribe, &kDecode, &kLint,   &kExplain,
-                                        &kDiff,  &kTest,  &kReplay, &kKeygen, &kSign,     &kVerify, &kConvert};
+constexpr const Command* kCommands[] = {&kCheck, &kBatch,   &kList,    &kEval, &kDescribe, &kDecode,
+                                        &kLint,  &kExplain, &kDiff,    &kTest, &kReplay,   &kKeygen,
+                                        &kSign,  &kVerify,  &kConvert, &kServe};
 
 constexpr ExitMeaning kExitMeanings[] = {
     {ExitStatus::kPassed, "everything passed"},
