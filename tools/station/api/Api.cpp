@@ -15,7 +15,7 @@ namespace {
 
 /// The page may fetch and show only what this service gives it.
 constexpr std::string_view kPagePolicy =
-    "default-src 'none'; script-src 'self'; style-src 'self'; connect-src 'self'; img-src 'self'; base-uri 'none'; "
+    "default-src 'none'; script-src 'self'; style-src 'self'; connect-src 'self'; img-src data:; base-uri 'none'; "
     "form-action 'none'; frame-ancestors 'none'";
 
 template <Asset kAsset>
