@@ -31,6 +31,7 @@ std::string quotedIfNeeded(std::string text) {
 }  // namespace
 
 void Log::write(Level level, std::string_view message, const Dictionary& fields) const {
+  if (format_ == Format::kNone) return;
   const std::string time = isoText(now());
   if (format_ == Format::kJson) {
     Dictionary line{{"time", time}, {"level", wordOf(level)}, {"message", message}};

@@ -13,7 +13,7 @@ namespace tavik::station {
 /// Thread-safe. Texts of devices and documents are made visible: they cannot imitate another line.
 class Log {
  public:
-  enum class Format : std::uint8_t { kText, kJson };
+  enum class Format : std::uint8_t { kNone, kText, kJson };
   enum class Level : std::uint8_t { kInfo, kWarning, kError };
 
   explicit Log(Format format) : format_(format) {}
