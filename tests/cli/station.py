@@ -2,6 +2,7 @@
 
 import http.client
 import json
+import os
 import signal
 import subprocess
 import time
@@ -37,6 +38,9 @@ class StationTest(CommandTest):
         self.address = self.service.stdout.readline().strip()
         self.assertTrue(self.address.startswith("http"), self.log())
         self.port = int(self.address.strip("/").rsplit(":", 1)[1])
+
+    def secret(self, name, contents):
+        os.chmod(self.folder / self.file(name, contents), 0o600)
 
     def stop(self):
         self.service.send_signal(signal.SIGTERM)

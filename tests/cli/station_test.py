@@ -6,6 +6,7 @@ import json
 import os
 import pathlib
 import re
+import shutil
 import signal
 import socket
 import sqlite3
@@ -22,7 +23,8 @@ from browser import DRIVER, Browser
 from station import GOOD, LIBRARY, RULES, SFC, StationTest
 from support import NO_VERDICT, TAVIK, UNUSABLE
 
-API = json.loads((pathlib.Path(__file__).parents[2] / "tools/station/openapi.json").read_text())
+PROJECT = pathlib.Path(__file__).resolve().parents[2]
+API = json.loads((PROJECT / "tools/station/openapi.json").read_text())
 DEVICES = (  # attributes, verdict, rules
     (GOOD, "passed", []),
     (GOOD | {"Color": 4, "ModelNumber": "XX"}, "failed", ["Model", "Color"]),
@@ -163,12 +165,14 @@ class ProductsTest(StationTest):
     def test_starts_that_fail(self):
         documents = ("--unsigned", "--library", "library", "--rules", "rules", "--port", "0")
         self.passes("keygen", "--private", "key", "--public", "pub")
-        self.file("token", "0123456789abcdef")
+        self.secret("token", "0123456789abcdef")
+        self.secret("short", "secret")
+        self.file("shared", "0123456789abcdef")
         self.file("broken", "{")
-        self.file("short", "secret")
         database = sqlite3.connect(self.folder / "newer.db")
         database.executescript("CREATE TABLE t(a); PRAGMA application_id = 0x7461766b; PRAGMA user_version = 99")
         database.close()
+        self.file("texts", '{"titel": "x"}')
         self.file("text.db", "no database " * 100)
         for status, message, *arguments in (
                 (UNUSABLE, "--library is required", "--unsigned"),
@@ -176,6 +180,8 @@ class ProductsTest(StationTest):
                 (NO_VERDICT, "not signed", "--library", "library", "--rules", "rules", "--public-key", "pub"),
                 (UNUSABLE, "--token-file is required", *documents, "--host", "0.0.0.0"),
                 (UNUSABLE, "at least 16 characters", *documents, "--token-file", "short"),
+                (UNUSABLE, "use chmod 600", *documents, "--token-file", "shared"),
+                (UNUSABLE, "unknown key \"titel\"; did you mean \"title\"?", *documents, "--texts", "texts"),
                 (UNUSABLE, "cannot listen", *documents, "--host", "192.0.2.1", "--token-file", "token"),
                 (UNUSABLE, "version 99", *documents, "--database", "newer.db"),
                 (UNUSABLE, "is not a database", *documents, "--database", "text.db"),
@@ -267,7 +273,7 @@ class AccessTest(StationTest):
     TOKEN = "0123456789abcdef0123"
 
     def test_hosts_origins_and_the_token(self):
-        self.file("token", self.TOKEN + "\n")
+        self.secret("token", self.TOKEN + "\n")
         self.start("--token-file", "token")
         bearer = {"Authorization": f"Bearer {self.TOKEN}"}
         basic = {"Authorization": "Basic " + base64.b64encode(f"any:{self.TOKEN}".encode()).decode()}
@@ -278,12 +284,14 @@ class AccessTest(StationTest):
                 ("/healthz", {"Host": "127.0.0.1.evil.example"}, 403), ("/healthz", {"Host": "[::1]:80"}, 200)):
             with self.subTest(path, headers=headers):
                 self.assertEqual(self.ask(path, headers=headers)[0], status)
-        body = {"attributes": GOOD}
-        for origin, status in (("http://evil.example", 403), ("null", 403), (f"http://127.0.0.1:{self.port}", 200)):
-            self.assertEqual(self.ask("/v1/check", body, headers=bearer | {"Origin": origin})[0], status)
+        for headers, status in (
+                ({"Origin": "http://evil.example"}, 403), ({"Origin": "null"}, 403), ({"Sec-Fetch-Site": "cross-site"}, 403),
+                ({"Sec-Fetch-Site": "cross-site", "Sec-Fetch-Mode": "navigate"}, 200), ({"Origin": self.address.strip("/")}, 200)):
+            for path, body in (("/v1/check", {"attributes": GOOD}), ("/v1/runs", None)):
+                self.assertEqual(self.ask(path, body, headers=bearer | headers)[0], status)
 
     def test_tls_for_other_machines(self):
-        self.file("token", self.TOKEN)
+        self.secret("token", self.TOKEN)
         self.start("--host", "0.0.0.0", "--token-file", "token")
         self.assertTrue(self.address.startswith("https://0.0.0.0:"))
         for name in ("runs.db.key.pem", "runs.db.certificate.pem"):
@@ -301,6 +309,22 @@ class AccessTest(StationTest):
                 self.assertNotIn(b"HTTP", plain.recv(100))
         with self.assertRaises(ssl.SSLCertVerificationError), socket.create_connection(("127.0.0.1", self.port)) as raw:
             ssl.create_default_context().wrap_socket(raw, server_hostname="localhost")
+
+
+class DocumentationTest(StationTest):
+    def test_the_clients(self):
+        example = PROJECT / "examples/station"
+        self.start(documents=("--unsigned", "--library", example / "rule-library.plist", "--rules", example / "local-rules.plist"))
+        page = (PROJECT / "docs/station-service.md").read_text().replace("127.0.0.1:8080", f"127.0.0.1:{self.port}")
+        curl, answer = re.search(r"^\$ (curl .*)\n(.*)$", page, re.MULTILINE).groups()
+        self.assertEqual(subprocess.run(curl, shell=True, capture_output=True, text=True, check=True).stdout, answer + "\n")
+        for language, command in (("python", ["python3", "-c"]), ("js", ["node", "--input-type=module", "-e"])):
+            if not shutil.which(command[0]):
+                continue
+            program, = re.findall(f"^```{language}\n(.*?)^```$", page, re.MULTILINE | re.DOTALL)
+            run = subprocess.run([*command, program], capture_output=True, text=True, check=False)
+            self.assertEqual(run.returncode, 1, run.stderr)
+            self.assertRegex(run.stdout, r"^run \d failed\nFAIL ")
 
 
 @unittest.skipUnless(DRIVER, "needs chromedriver")

@@ -146,7 +146,7 @@ ExitStatus serve(const ServeOptions& options) {
       .connections = [&] { return server.connections(); }};
   Workers checks(checkThreads(), kMostWaiting);
   Workers queries(kQueryThreads, kMostWaiting);
-  rules.watch([&](const RuleReloader::Status& status) {
+  const std::jthread watcher = rules.watch([&](const RuleReloader::Status& status) {
     reportRules(log, status);
     std::string data = rulesJson(status, rules.files());
     data.pop_back();  // the line end

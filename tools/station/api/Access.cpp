@@ -2,6 +2,7 @@
 
 #include <openssl/crypto.h>
 #include <openssl/evp.h>
+#include <sys/stat.h>
 #include <tavik/StationPlatform.h>
 
 #include <algorithm>
@@ -52,12 +53,16 @@ bool isToken(const std::string& given, const std::string& token) {
   return CRYPTO_memcmp(first.data(), second.data(), second.size()) == 0;
 }
 
-/// Whether a page of another origin made the request.
+/// Whether a page of another origin made the request. It may link to the service.
 bool isForeign(const Request& request) {
-  const std::string* const origin = request.header("origin");
+  const auto is = [&](std::string_view name, std::string_view value) {
+    const std::string* const given = request.header(name);
+    return given != nullptr && *given == value;
+  };
+  if (is("sec-fetch-site", "cross-site") && !is("sec-fetch-mode", "navigate")) return true;
   const std::string* const host = request.header("host");
-  if (origin == nullptr) return false;
-  return host == nullptr || (*origin != "http://" + *host && *origin != "https://" + *host);
+  return request.header("origin") != nullptr &&
+         (host == nullptr || (!is("origin", "http://" + *host) && !is("origin", "https://" + *host)));
 }
 
 }  // namespace
@@ -66,6 +71,10 @@ std::string readToken(const std::string& path) {
   constexpr std::size_t kShortest = 16;
   constexpr std::size_t kLongest = 4096;
   constexpr std::string_view kSpace = " \t\r\n";
+  struct stat status {};
+  if (stat(path.c_str(), &status) == 0 && (status.st_mode & (S_IRGRP | S_IROTH | S_IWGRP | S_IWOTH)) != 0) {
+    throw tool::Unusable("--token-file " + path + ": other users can read or write it; use chmod 600");
+  }
   tool::Inputs inputs;
   const std::string content = inputs.bytes("--token-file", path, kLongest);
   const std::size_t first = content.find_first_not_of(kSpace);
@@ -84,7 +93,7 @@ std::optional<Response> refusal(const Request& request, const AccessRules& rules
   if (rules.isLoopback && (host == nullptr || !isLoopbackName(*host))) {
     return Response::error(403, "the request names another host; use 127.0.0.1 or localhost");
   }
-  if (request.method == "POST" && isForeign(request)) {
+  if (isForeign(request)) {
     return Response::error(403, "requests from pages of other origins are not accepted");
   }
   if (isPublic || !rules.token) return std::nullopt;

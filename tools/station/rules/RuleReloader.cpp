@@ -32,17 +32,8 @@ RuleReloader::RuleReloader(RuleFiles files) : files_(std::move(files)), seen_(st
   status_.rules = std::make_shared<const LoadedRules>(files_);
 }
 
-RuleReloader::~RuleReloader() {
-  {
-    const std::lock_guard lock(mutex_);
-    ends_ = true;
-  }
-  wake_.notify_one();
-  if (watcher_.joinable()) watcher_.join();
-}
-
-void RuleReloader::watch(std::function<void(const Status&)> changed) {
-  watcher_ = std::thread([this, changed = std::move(changed)] { run(changed); });
+std::jthread RuleReloader::watch(std::function<void(const Status&)> changed) {
+  return std::jthread([this, changed = std::move(changed)](const std::stop_token& stop) { run(stop, changed); });
 }
 
 void RuleReloader::reload() {
@@ -68,13 +59,13 @@ std::vector<RuleReloader::FileState> RuleReloader::states() const {
   return states;
 }
 
-void RuleReloader::run(const std::function<void(const Status&)>& changed) {
+void RuleReloader::run(const std::stop_token& stop, const std::function<void(const Status&)>& changed) {
   while (true) {
     bool isRequested = false;
     {
       std::unique_lock lock(mutex_);
-      wake_.wait_for(lock, kInterval, [&] { return ends_ || reloads_; });
-      if (ends_) return;
+      wake_.wait_for(lock, stop, kInterval, [&] { return reloads_; });
+      if (stop.stop_requested()) return;
       isRequested = std::exchange(reloads_, false);
     }
     std::vector<FileState> found = states();

@@ -9,6 +9,7 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <stop_token>
 #include <string>
 #include <thread>
 #include <tuple>
@@ -35,12 +36,9 @@ class RuleReloader {
 
   /// Reads the documents; throws `Failure` if one is rejected.
   explicit RuleReloader(RuleFiles files);
-  RuleReloader(const RuleReloader&) = delete;
-  RuleReloader& operator=(const RuleReloader&) = delete;
-  ~RuleReloader();
 
-  /// Watches the files. changed: called after new documents were accepted or rejected.
-  void watch(std::function<void(const Status&)> changed);
+  /// Watches the files as long as the thread lives. changed: called after new documents were accepted or rejected.
+  [[nodiscard]] std::jthread watch(std::function<void(const Status&)> changed);
   /// Reads the documents as soon as possible. Thread-safe.
   void reload();
 
@@ -52,17 +50,15 @@ class RuleReloader {
   using FileState = std::tuple<std::int64_t, std::int64_t, std::uint64_t, std::int64_t>;
 
   [[nodiscard]] std::vector<FileState> states() const;
-  void run(const std::function<void(const Status&)>& changed);
+  void run(const std::stop_token& stop, const std::function<void(const Status&)>& changed);
   bool tryToLoad();
 
   RuleFiles files_;
   std::vector<FileState> seen_;
   mutable std::mutex mutex_;
-  std::condition_variable wake_;
+  std::condition_variable_any wake_;
   Status status_;
   bool reloads_ = false;
-  bool ends_ = false;
-  std::thread watcher_;
 };
 
 }  // namespace tavik::station

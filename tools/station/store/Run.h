@@ -22,7 +22,7 @@ struct DocumentSet {
 
 /// What lists of runs show.
 struct RunSummary {
-  std::int64_t number = 0;  ///< assigned when the run is stored; never used twice
+  std::int64_t number = 0;  ///< assigned when the run is stored, never used twice; 0: not stored
   Milliseconds time = 0;
   std::int64_t microseconds = 0;  ///< that the check took
   std::string id = {};

@@ -57,7 +57,8 @@ void readSummary(Statement& row, RunSummary& run) {
 }  // namespace
 
 std::string RunSummary::json() const {
-  std::string text = fmt::format(R"({{"run": {}, "time": "{}", "id": )", number, isoText(time));
+  const std::string shown = number == 0 ? "null" : std::to_string(number);
+  std::string text = fmt::format(R"({{"run": {}, "time": "{}", "id": )", shown, isoText(time));
   appendJsonString(text, id);
   text += R"(, "part_number": )";
   appendJsonString(text, partNumber);
