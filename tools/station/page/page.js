@@ -6,6 +6,7 @@ const shapes = {
   failed: "M8 2h8l6 6v8l-6 6h-8l-6-6v-8zM8.5 8.5l7 7M15.5 8.5l-7 7",
   none: "M12 2.5l10 18h-20zM12 9v5.5M12 17.6v.1",
 };
+const pageSize = 20; // rows of the history
 let texts = {};
 let shown = 0; // the number of the run in large letters
 let oldest = null; // the number of the last row of the history
@@ -81,14 +82,14 @@ function row(run) {
 /** Fills the history; with `before`, adds older runs. */
 async function search(before) {
   const query = new URLSearchParams(new FormData($("search")));
-  query.set("limit", "50");
+  query.set("limit", String(pageSize));
   if (before) query.set("before", before);
   const found = await get(`/v1/runs?${query}`);
   if (!before) $("runs").replaceChildren();
   $("runs").append(...found.runs.map(row));
   $("total").textContent = `${text("total")} ${found.total}`;
   oldest = found.runs.at(-1)?.run ?? null;
-  $("older").hidden = found.runs.length < 50;
+  $("older").hidden = found.runs.length < pageSize;
   return found.runs;
 }
 

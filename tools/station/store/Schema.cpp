@@ -65,7 +65,7 @@ void requireKnown(Database& database) {
 void migrate(Database& database) {
   database.execute(
       "PRAGMA auto_vacuum = INCREMENTAL; PRAGMA journal_mode = WAL; PRAGMA synchronous = FULL;"
-      "PRAGMA journal_size_limit = 67108864; BEGIN IMMEDIATE");
+      "PRAGMA journal_size_limit = 67108864; PRAGMA wal_autocheckpoint = 8192; BEGIN IMMEDIATE");
   const bool isNew = database.integer("SELECT count(*) FROM sqlite_schema") == 0;
   if (!isNew) requireKnown(database);
   for (std::int64_t next = database.integer("PRAGMA user_version"); next < kVersion; ++next) {
