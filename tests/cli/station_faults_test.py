@@ -1,5 +1,5 @@
-"""`tavik serve` when something goes wrong: a kill, a full disk, a locked or damaged database, a clock that is set back, clients that
-are slow, idle, broken or many, malformed HTTP. TAVIK_KILLS sets the number of kills."""
+"""`tavik serve` when something goes wrong: a kill, a full disk, a locked or damaged database, a clock that is set back, clients
+that are slow, idle, broken or many, malformed HTTP. TAVIK_KILLS sets the number of kills."""
 
 import contextlib
 import http.client

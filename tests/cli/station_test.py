@@ -116,8 +116,9 @@ class ApiTest(StationTest):
         self.assertEqual(made.sub("", self.ask("/runs/1")[1]), made.sub("", page))
 
     def test_ids(self):
-        for number, (others, device, identity) in enumerate((({"id": 1}, {}, "1"), ({}, {"SerialNumber": "S9"}, "S9"), ({}, {}, ""),
-                                                            ({"id": {"a": [1]}}, {}, '{"a": [1]}'), ({"id": "\n\x1b[2J run=9"}, {}, None)), 1):
+        for number, (others, device, identity) in enumerate((
+                ({"id": 1}, {}, "1"), ({}, {"SerialNumber": "S9"}, "S9"), ({}, {}, ""), ({"id": {"a": [1]}}, {}, '{"a": [1]}'),
+                ({"id": "\n\x1b[2J run=9"}, {}, None)), 1):
             self.assertEqual(self.check(GOOD | device, **others)["run"], number)
             if identity is not None:
                 self.assertEqual(self.runs()["runs"][0]["id"], identity)
@@ -279,7 +280,8 @@ class AccessTest(StationTest):
         basic = {"Authorization": "Basic " + base64.b64encode(f"any:{self.TOKEN}".encode()).decode()}
         for path, headers, status in (
                 ("/v1/rules", {}, 401), ("/v1/rules", bearer, 200), ("/v1/rules", basic, 200), ("/unknown", {}, 401),
-                ("/v1/rules", {"Authorization": "Bearer " + self.TOKEN[:-1]}, 401), ("/v1/rules", {"Authorization": "Basic AA=A"}, 401),
+                ("/v1/rules", {"Authorization": "Bearer " + self.TOKEN[:-1]}, 401),
+                ("/v1/rules", {"Authorization": "Basic AA=A"}, 401),
                 ("/healthz", {}, 200), ("/healthz", {"Host": "evil.example"}, 403), ("/healthz", {"Host": "localhost:1"}, 200),
                 ("/healthz", {"Host": "127.0.0.1.evil.example"}, 403), ("/healthz", {"Host": "[::1]:80"}, 200)):
             with self.subTest(path, headers=headers):

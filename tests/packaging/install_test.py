@@ -194,12 +194,13 @@ $""")
         self.assertEqual(where, f"{packages}/tavik/__init__.py\n")
 
     def test_the_station_service(self):
-        service = subprocess.Popen([self.prefix / "bin/tavik", "serve", "--public-key", "pub.pem", "--library", "library.signed", "--rules",
-                                    "codes.signed", "--port", "0", "--database", "runs.db"], cwd=self.root, stdout=subprocess.PIPE,
+        options = "--public-key pub.pem --library library.signed --rules codes.signed --port 0 --database runs.db".split()
+        service = subprocess.Popen([self.prefix / "bin/tavik", "serve", *options], cwd=self.root, stdout=subprocess.PIPE,
                                    stderr=subprocess.DEVNULL, text=True)
         with service:
             address = service.stdout.readline().strip()
-            answer = run("curl", "-sS", "-d", '{"attributes": {"ModelNumber": "MX1", "SerialNumber": "C8PKKQ2"}}', f"{address}v1/check").stdout
+            device = '{"attributes": {"ModelNumber": "MX1", "SerialNumber": "C8PKKQ2"}}'
+            answer = run("curl", "-sS", "-d", device, f"{address}v1/check").stdout
             service.terminate()
         self.assertIn('"verdict": "passed"', answer)
         program = self.prefix / "libexec/tavik/tavik-station"

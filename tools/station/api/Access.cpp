@@ -78,7 +78,7 @@ std::string readToken(const std::string& path) {
   tool::Inputs inputs;
   const std::string content = inputs.bytes("--token-file", path, kLongest);
   const std::size_t first = content.find_first_not_of(kSpace);
-  const std::string token =
+  std::string token =
       first == std::string::npos ? "" : content.substr(first, content.find_last_not_of(kSpace) + 1 - first);
   const bool isVisible = std::ranges::all_of(token, [](char character) { return character > ' ' && character < 0x7f; });
   if (token.size() < kShortest || !isVisible) {
@@ -100,7 +100,7 @@ std::optional<Response> refusal(const Request& request, const AccessRules& rules
   const std::string* const authorization = request.header("authorization");
   if (authorization != nullptr && isToken(tokenIn(*authorization), *rules.token)) return std::nullopt;
   Response response = Response::error(401, "send the token of the station in the header Authorization: Bearer TOKEN");
-  response.headers.emplace_back("WWW-Authenticate", "Basic realm=\"tavik station\", charset=\"UTF-8\"");
+  response.headers.emplace_back("WWW-Authenticate", R"(Basic realm="tavik station", charset="UTF-8")");
   return response;
 }
 

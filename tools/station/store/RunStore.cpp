@@ -106,7 +106,7 @@ std::int64_t RunStore::numberOf(const DocumentSet& documents) {
 bool RunStore::mustDelete() {
   Statement oldest = database_.prepare("SELECT time FROM runs ORDER BY number LIMIT 1");
   if (!oldest.step()) return false;
-  constexpr Milliseconds kDay = 24 * 60 * 60 * 1000;
+  constexpr Milliseconds kDay = Milliseconds{24} * 60 * 60 * 1000;
   const std::int64_t pages = database_.integer("PRAGMA page_count") - database_.integer("PRAGMA freelist_count");
   return oldest.integer() < now() - retention_.days * kDay ||
          pages * database_.integer("PRAGMA page_size") > retention_.bytes;
