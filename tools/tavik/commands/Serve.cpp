@@ -30,6 +30,7 @@ operators. The address is printed when the service is ready. The package tavik-s
 {...}}, and answers 200 with the object of "check --format json" without "signatures" and what follows it, with "id"
 first and "run", the number of the run, last, whether the device passed or not. Errors are {"error": "..."}: 400 for a
 body that is not such an object, 413 for one that is larger than 16 MiB, 429 and 503 if the service cannot check now.)"),
+    literal(R"(curl --json '{"attributes": {"ModelNumber": "HN10"}}' http://127.0.0.1:8080/v1/check)"),
     paragraph(
         R"(Documents are read again when a file changes, and on SIGHUP. Documents that are rejected leave the old ones in
 use; GET /v1/rules, /metrics and the page show the rejection. With several --rules, the part number of the device
@@ -52,7 +53,6 @@ selects the one that lists it. SIGTERM and Ctrl-C end the service when the reque
 constexpr std::string_view kExamples[] = {
     "tavik serve --library rules.signed --rules product.signed --database runs.db",
     "tavik serve --library rules.signed --rules product.signed --host 0.0.0.0 --token-file token",
-    "curl --json '{\"attributes\": {\"ModelNumber\": \"HN10\"}}' http://127.0.0.1:8080/v1/check",
     "tavik serve --database runs.db --export > runs.jsonl",
 };
 constexpr ExitMeaning kExitStatuses[] = {
