@@ -56,6 +56,12 @@ if(TAVIK_BUILD_TOOLS)
 thousand, and lints, explains, compares, tests, signs and verifies rule\n\
 documents. With manual pages and completions for bash and zsh.")
 endif()
+if(TAVIK_BUILD_TOOLS AND TAVIK_BUILD_STATION)
+  tavik_package(station tavik-station utils "${libraries}, tavik (= ${PROJECT_VERSION})" "check devices over HTTP and store the results"
+      "The station service of the check kernel, \"tavik serve\": checks devices\n\
+over HTTP, stores every result in a database and serves a page for\n\
+operators. With a systemd unit, which is not enabled.")
+endif()
 if(TAVIK_BUILD_PYTHON)
   tavik_package(python python3-tavik python "${libraries}, python3 (>= 3.11), python3 (<< 3.12)" "check kernel for factory test stations: Python module"
     "The whole of the kernel's interface for Python 3, typed.")

@@ -57,7 +57,10 @@ class Browser:
         self.devtools("Emulation.setScriptExecutionDisabled", value=not scripts)
         self.devtools("Emulation.setDeviceMetricsOverride", width=width, height=height, deviceScaleFactor=1, mobile=width < 600)
         self.devtools("Emulation.setEmulatedMedia", features=[{"name": "prefers-color-scheme", "value": scheme}])
-        self._call("POST", "/url", {"url": "file://" + os.fspath(path)})
+        self.visit("file://" + os.fspath(path))
+
+    def visit(self, url):
+        self._call("POST", "/url", {"url": url})
 
     def run(self, script, *arguments):
         """The value of a function's body."""

@@ -12,7 +12,7 @@ import unittest
 
 BUILD = pathlib.Path(os.environ["BUILD"])
 CACHE = (BUILD / "CMakeCache.txt").read_text("utf-8")
-FILES = [file for pattern in ("src/libTavikKernel.so", "platform/libTavikPlatform.so", "tools/tavik/tavik",
+FILES = [file for pattern in ("src/libTavikKernel.so", "platform/libTavikPlatform.so", "tools/tavik/tavik", "tools/tavik/tavik-station",
                               "bindings/python/tavik/_tavik.*.so") for file in BUILD.glob(pattern)]
 
 

@@ -193,6 +193,23 @@ $""")
         where = run(python[1], "-c", "import tavik; print(tavik.__file__)", env=environment).stdout
         self.assertEqual(where, f"{packages}/tavik/__init__.py\n")
 
+    def test_the_station_service(self):
+        options = "--public-key pub.pem --library library.signed --rules codes.signed --port 0 --database runs.db".split()
+        service = subprocess.Popen([self.prefix / "bin/tavik", "serve", *options], cwd=self.root, stdout=subprocess.PIPE,
+                                   stderr=subprocess.DEVNULL, text=True)
+        with service:
+            address = service.stdout.readline().strip()
+            device = '{"attributes": {"ModelNumber": "MX1", "SerialNumber": "C8PKKQ2"}}'
+            answer = run("curl", "-sS", "-d", device, f"{address}v1/check").stdout
+            service.terminate()
+        self.assertIn('"verdict": "passed"', answer)
+        program = self.prefix / "libexec/tavik/tavik-station"
+        program.rename(program.with_suffix(".away"))
+        missing = run(self.prefix / "bin/tavik", "serve", "--export", check=False)
+        program.with_suffix(".away").rename(program)
+        self.assertEqual((missing.returncode, missing.stderr),
+                         (2, "tavik: serve: the station service is not installed; install the package tavik-station\n"))
+
     def test_documentation(self):
         pages = self.prefix / "share/doc/tavik"
         for file in ("README.md", "docs/lint.md", "docs/images/result.png", "examples/station/rule-library.plist",

@@ -34,8 +34,8 @@ class PackagesTest(install_test.InstallTest):
         version = field(PACKAGES[0], "Version")
         packages = {field(package, "Package"): package for package in PACKAGES}
         major = version.split(".", maxsplit=1)[0]
-        self.assertEqual(set(packages), {f"libtavik{major}", "libtavik-dev", "tavik", "python3-tavik"})
-        for name in ("libtavik-dev", "tavik", "python3-tavik"):
+        self.assertEqual(set(packages), {f"libtavik{major}", "libtavik-dev", "tavik", "tavik-station", "python3-tavik"})
+        for name in ("libtavik-dev", "tavik", "tavik-station", "python3-tavik"):
             self.assertIn(f"libtavik{major} (= {version})", field(packages[name], "Depends"))
         shlibs = run("dpkg-deb", "--info", packages[f"libtavik{major}"], "shlibs").stdout
         self.assertIn(f"libTavikPlatform {major} libtavik{major} (>= {version})", shlibs)
@@ -43,6 +43,11 @@ class PackagesTest(install_test.InstallTest):
             self.assertIn(library, field(packages[f"libtavik{major}"], "Depends"))
         for name in packages:
             self.assertTrue((self.prefix / "share/doc" / name / "copyright").is_file(), name)
+
+    def test_the_unit_of_the_service(self):
+        self.assertIn("libsqlite3-0", field(next(package for package in PACKAGES if "tavik-station" in package.name), "Depends"))
+        unit = self.prefix / "lib/systemd/system/tavik-station.service"
+        run("systemd-analyze", "security", "--offline=true", "--threshold=20", unit)
 
     def test_manual_completions_and_schema(self):
         share = self.prefix / "share"

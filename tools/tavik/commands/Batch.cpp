@@ -91,18 +91,6 @@ struct BatchOptions : RuleOptions {
   std::string format;
 };
 
-/// Rejects local rules that are malformed for every device. Rules that are malformed for one part number only affect
-/// its devices.
-void refuseMalformed(const std::string& name, const Dictionary& rules, const ZRTTavikKernel& kernel) {
-  constexpr int kMalformed = -100003;  // also an unknown part number, which does not matter here
-  Dictionary forAll = rules;
-  if (forAll.findDictionary("MPNRules") != nullptr) forAll.erase("MPNRules");
-  std::optional<Error> error;
-  if (!kernel.makeDeviceRules(forAll, {}, error) && error->code() == kMalformed) {
-    throw Failure(ExitStatus::kNoVerdict, name + ": " + std::string(error->localizedDescription()));
-  }
-}
-
 /// The threads of a run and what they share.
 class Batch {
  public:
@@ -234,7 +222,7 @@ ExitStatus runBatch(const BatchOptions& options) {
   Inputs inputs;
   const auto kernel = readLibrary(inputs, "--library", options.library, platform);
   const auto rules = readLocalRules(inputs, "--rules", options.rules, *kernel);
-  refuseMalformed(nameOf("--rules", options.rules), rules->localRules(), *kernel);
+  requireWellFormed(nameOf("--rules", options.rules), rules->localRules(), *kernel);
 
   FileDescriptor file = inputs.open("", options.input);
   StopRequest stop;

@@ -36,6 +36,7 @@ extern const Command kList;
 extern const Command kLsp;
 extern const Command kMatrix;
 extern const Command kReplay;
+extern const Command kServe;
 extern const Command kSign;
 extern const Command kTest;
 extern const Command kVerify;

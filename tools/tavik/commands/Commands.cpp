@@ -11,7 +11,7 @@ namespace {
 
 constexpr const Command* kCommands[] = {&kCheck, &kBatch,   &kList, &kEval,   &kDescribe, &kDecode,
                                         &kLint,  &kExplain, &kDiff, &kMatrix, &kTest,     &kReplay,
-                                        &kLsp,   &kKeygen,  &kSign, &kVerify, &kConvert};
+                                        &kLsp,   &kKeygen,  &kSign, &kVerify, &kConvert,  &kServe};
 
 constexpr ExitMeaning kExitMeanings[] = {
     {ExitStatus::kPassed, "everything passed"},

@@ -13,6 +13,7 @@
 #include "io/Inputs.h"
 #include "io/StandardError.h"
 #include "io/StandardOutput.h"
+#include "rules/CheckLists.h"
 #include "rules/DeviceKinds.h"
 #include "rules/HostPlatform.h"
 #include "rules/RuleDocuments.h"
@@ -41,29 +42,13 @@ constexpr ExitMeaning kExitStatuses[] = {
 };
 constexpr Help kHelp = {"List what a station must collect for one device", kDescription, kExamples, kExitStatuses};
 
-struct List {
-  std::string_view name;
-  std::optional<Dictionary> (ZRTTavikKernel::*make)(const Dictionary& localRules, const Dictionary& deviceAttributes,
-                                                    std::optional<Error>& error) const;
-  std::string_view keyHeading;
-  std::string_view valueHeading;
-};
-
-constexpr List kLists[] = {
-    {"sfc", &ZRTTavikKernel::sfcCheckList, "attribute", "description"},
-    {"gui", &ZRTTavikKernel::guiCheckList, "attribute", "description"},
-    {"sim", &ZRTTavikKernel::simCheckList, "rule", "definition"},
-    {"domain", &ZRTTavikKernel::getDomainList, "number", "domain"},
-    {"polling", &ZRTTavikKernel::getPollingList, "number", "poll"},
-};
-
 struct ListOptions : RuleOptions {
   std::string name;
   std::string attributes;
   std::string format;
 };
 
-std::string listTable(const List& list, const Dictionary& content, const Screen& screen) {
+std::string listTable(const CheckList& list, const Dictionary& content, const Screen& screen) {
   Table table;
   table.add(Style::kHeading, {std::string(list.keyHeading), std::string(list.valueHeading)});
   for (const auto [key, value] : content) table.add(Style::kPlain, {visible(key), lineOf(&value)});
@@ -71,7 +56,7 @@ std::string listTable(const List& list, const Dictionary& content, const Screen&
 }
 
 ExitStatus runList(const ListOptions& options) {
-  const auto* const list = std::ranges::find(kLists, options.name, &List::name);
+  const auto* const list = std::ranges::find(kCheckLists, options.name, &CheckList::name);
   const auto platform = std::make_shared<const HostPlatform>(options.platform);
   warnAboutTrust("list", options.platform);
   Inputs inputs;
@@ -100,7 +85,7 @@ ExitStatus runList(const ListOptions& options) {
 Run define(CLI::App& app) {
   const auto options = std::make_shared<ListOptions>();
   std::vector<std::string> names;
-  for (const List& list : kLists) names.emplace_back(list.name);
+  for (const CheckList& list : kCheckLists) names.emplace_back(list.name);
   addChoice(app, "KIND", options->name, "", "The kind of list", names)->required();
   addRules(app, *options);
   addAttributes(app, options->attributes);

@@ -46,6 +46,16 @@ void requireVersion(const std::string& name, const Dictionary& content) {
   if (!content.contains("version")) reject(name, "\"version\" is missing");
 }
 
+void requireWellFormed(const std::string& name, const Dictionary& rules, const ZRTTavikKernel& kernel) {
+  constexpr int kMalformed = -100003;  // also an unknown part number, which does not matter here
+  Dictionary forAll = rules;
+  if (forAll.findDictionary("MPNRules") != nullptr) forAll.erase("MPNRules");
+  std::optional<Error> error;
+  if (!kernel.makeDeviceRules(forAll, {}, error) && error->code() == kMalformed) {
+    reject(name, std::string(error->localizedDescription()));
+  }
+}
+
 std::unique_ptr<ZRTTavikKernel> readLibrary(Inputs& inputs, std::string_view argument, const std::string& path,
                                             const std::shared_ptr<const HostPlatform>& platform) {
   const std::string name = nameOf(argument, path);

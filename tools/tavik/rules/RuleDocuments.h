@@ -31,6 +31,10 @@ std::unique_ptr<ZRTTavikKernel> openKernel(const std::string& name, const Dictio
 /// Rejects a document without "version": it cannot be used to check devices.
 void requireVersion(const std::string& name, const Dictionary& content);
 
+/// Rejects local rules that are malformed for every device. Rules that are malformed for one part number only affect
+/// its devices.
+void requireWellFormed(const std::string& name, const Dictionary& rules, const ZRTTavikKernel& kernel);
+
 /// Reads a rule library for checking devices.
 std::unique_ptr<ZRTTavikKernel> readLibrary(Inputs& inputs, std::string_view argument, const std::string& path,
                                             const std::shared_ptr<const HostPlatform>& platform);

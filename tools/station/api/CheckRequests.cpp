@@ -1,0 +1,95 @@
+// Requests about one device: a check, and the lists of what to collect for it.
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <chrono>
+#include <utility>
+
+#include "ExitStatus.h"
+#include "api/Api.h"
+#include "api/StoredRun.h"
+#include "check/Outcome.h"
+#include "io/JsonObject.h"
+#include "rules/CheckLists.h"
+#include "text/Text.h"
+
+namespace tavik::station {
+namespace {
+
+/// Why the documents cannot be used for a check; absent if they can.
+std::optional<Response> whyUnusable(const LoadedRules& rules) {
+  if (!rules.expires() || now() < *rules.expires()) return std::nullopt;
+  return Response::error(503,
+                         fmt::format("a rule document expired on {}; install a new one", isoText(*rules.expires())));
+}
+
+/// The product whose rules apply. With one product, the line need not be read for that.
+const Product& productFor(const LoadedRules& rules, std::string_view body) {
+  if (rules.products().size() == 1) return rules.products().front();
+  return rules.productOf(DeviceLine::read(body, 1).attributes);
+}
+
+/// The number of the stored run as JSON.
+std::string stored(const Station& station, Run& run) {
+  try {
+    run.number = station.store.store(run);
+    return std::to_string(run.number);
+  } catch (const StoreError& error) {
+    station.metrics.addStoreFailure();
+    station.log.write(Log::Level::kError, "result not stored", {{"id", run.id}, {"reason", error.what()}});
+    if (!station.allowsUnstored) throw;
+    return "null";
+  }
+}
+
+void announce(const Station& station, const Run& run) {
+  station.metrics.addRun(run);
+  station.publish("run", run.json());
+  station.log.write(Log::Level::kInfo, "checked",
+                    {{"run", Value(run.number)}, {"id", run.id}, {"verdict", run.verdict}});
+}
+
+}  // namespace
+
+Response check(const Station& station, const Request& request, std::string_view /*segment*/) {
+  const std::shared_ptr<const LoadedRules> rules = station.rules.rules();
+  if (auto refused = whyUnusable(*rules)) return *std::move(refused);
+  const auto begin = std::chrono::steady_clock::now();
+  const Product& product = productFor(*rules, request.body);
+  LineResult result = checkLine(*product.rules, request.body, 1);
+  if (!result.inputError.empty()) return Response::error(400, result.inputError);
+  identify(result, request.body);
+  Response response{.body = answerText(result)};
+  Run run = runOf(result, request.body, product);
+  const auto duration = std::chrono::steady_clock::now() - begin;
+  run.microseconds = std::chrono::duration_cast<std::chrono::microseconds>(duration).count();
+  const std::string number = stored(station, run);
+  announce(station, run);
+  response.body.pop_back();
+  response.body += fmt::format(", \"run\": {}}}\n", number);
+  return response;
+}
+
+Response makeList(const Station& station, const Request& request, std::string_view segment) {
+  const auto* const list = std::ranges::find(tool::kCheckLists, segment, &tool::CheckList::name);
+  if (list == std::end(tool::kCheckLists)) {
+    return Response::error(404, "unknown list; use sfc, gui, sim, domain or polling");
+  }
+  const std::shared_ptr<const LoadedRules> rules = station.rules.rules();
+  if (auto refused = whyUnusable(*rules)) return *std::move(refused);
+  const DeviceLine device = DeviceLine::read(request.body, 1);
+  if (!device.inputError.empty()) return Response::error(400, device.inputError);
+  const Product& product = rules->productOf(device.attributes);
+  std::optional<Dictionary> content;
+  std::optional<Error> error;
+  const std::optional<Fault> fault = tool::faultOf([&] {
+    const Dictionary& signedRules = product.rules->provenance()->rules.document;
+    content = (rules->kernel().*list->make)(signedRules, device.attributes, error);
+  });
+  std::vector<tool::JsonEntry> entries = {{"list", content}, {"error", tool::valueOf(error)}};
+  if (fault) entries.push_back({"fault", tool::valueOf(*fault)});
+  return {.body = tool::objectLine(entries)};
+}
+
+}  // namespace tavik::station

@@ -1,0 +1,43 @@
+/// @file
+/// Threads that do one kind of work, so that slow queries do not delay checks.
+#ifndef TAVIK_STATION_HTTP_WORKERS_H
+#define TAVIK_STATION_HTTP_WORKERS_H
+
+#include <condition_variable>
+#include <cstddef>
+#include <deque>
+#include <functional>
+#include <mutex>
+#include <thread>
+#include <utility>
+#include <vector>
+
+namespace tavik::station {
+
+class Workers {
+ public:
+  /// mostBytes: limits the size of the work that waits.
+  Workers(std::size_t threads, std::size_t mostBytes);
+  Workers(const Workers&) = delete;
+  Workers& operator=(const Workers&) = delete;
+  /// Waits until all work is done.
+  ~Workers();
+
+  /// size: that of the request. False if too much work waits. Thread-safe.
+  bool add(std::size_t size, std::function<void()> work);
+
+ private:
+  void run();
+
+  std::size_t mostBytes_;
+  std::mutex mutex_;
+  std::condition_variable changed_;
+  std::deque<std::pair<std::size_t, std::function<void()>>> waiting_;
+  std::size_t bytes_ = 0;
+  bool ends_ = false;
+  std::vector<std::thread> threads_;
+};
+
+}  // namespace tavik::station
+
+#endif
