@@ -5,6 +5,7 @@
 #include <algorithm>
 
 #include "lint/LocalRules.h"
+#include "rules/KindRules.h"
 
 namespace tavik::tool::lsp {
 namespace {
@@ -136,7 +137,7 @@ class NameFinder {
     const OutlineNode& node = outline_.nodes[number];
     if (pattern.key && node.hasKey) {
       std::string text = outline_.textOf(node.key);
-      const bool isSet = *pattern.key == kRuleSet || (*pattern.key == kEntry && lint::namesSet(text));
+      const bool isSet = *pattern.key == kRuleSet || (*pattern.key == kEntry && namesSet(text));
       const NameKind kind = isSet ? kRuleSet : *pattern.key == kEntry ? kRule : *pattern.key;
       names_.push_back({kind, std::move(text), node.key, true, pattern.defines, number});
     }
