@@ -8,7 +8,7 @@ import unittest
 from example_test import SCANNER
 from support import FAILED, PASSED, CommandTest, change
 
-ALONE, DEVICES, MUTATE = "lint", "lint --devices", "test --mutate"
+ALONE, DEVICES, MUTATE = "lint", "lint --devices", "generated cases"
 LIBRARY, LOCAL = "rule-library.json", "local-rules.json"
 PARTS, SETS, GENERIC = "MPNRules", "RuleSets", "GenericRules"
 
@@ -72,13 +72,31 @@ MISTAKES = (
 class MistakesTest(CommandTest):
     maxDiff = None
 
-    def findings(self, changes, *options):
+    def write(self, changes):
         for name in (LIBRARY, LOCAL):
             document = json.loads((SCANNER / name).read_text(encoding="utf-8"))
             for changed, *path, value in changes:
                 if changed == name:
                     change(document, path, copy.deepcopy(value), decode=False)
             self.file(name, json.dumps(document))
+
+    def failed_cases(self, changes):
+        """The cases that fail with the mistake, of those generated from the correct rules and a good device."""
+        with (SCANNER / "devices.jsonl").open(encoding="utf-8") as lines:
+            device = json.loads(next(lines))
+        self.write([])
+        sources = [f"{name}={self.file(name + '.json', json.dumps(values))}" for name, values in device["sources"].items()]
+        generated = self.tavik("test", "--generate", self.file("device.json", json.dumps(device["attributes"])), "--unsigned",
+                               "--library", LIBRARY, "--rules", LOCAL, *(word for source in sources for word in ("--source", source)))
+        cases = self.file("cases.json", generated.out)
+        self.assertEqual(self.tavik("test", cases).status, PASSED)
+        self.write(changes)
+        run = self.tavik("test", cases)
+        self.assertEqual(run.status, FAILED)
+        return [line for line in run.out.splitlines() if line.lstrip().startswith("FAIL")]
+
+    def findings(self, changes, *options):
+        self.write(changes)
         run = self.tavik("lint", "--unsigned", "--library", LIBRARY, "--rules", LOCAL, "--fail-on", "information", "--format", "json",
                          *options)
         findings = json.loads(run.out)["findings"]
@@ -101,6 +119,7 @@ class MistakesTest(CommandTest):
                     self.assertIn((finding, rule), found)
                 if finder == MUTATE:
                     self.assertEqual(found, set())
+                    self.assertRegex("\n".join(self.failed_cases(changes)), rule)
 
 
 if __name__ == "__main__":
