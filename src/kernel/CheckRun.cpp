@@ -51,11 +51,15 @@ CheckRun::CheckRun(const RuleDocuments& documents, const CheckCall& call, CheckP
 
 // Adds the records before those of rules; false if there are no rules to check.
 bool CheckRun::begin(const LocalEntries& local, Records& records) {
-  static const Value kernelVersion = formattedValue("%.4f", {TavikKernelVersionNumber});
+  static const Value kKernel("TavikKernel lib version");
+  static const Value kLibrary(kLibraryVersion);
+  static const Value kLocal(kLocalVersion);
+  static const Value kVersion = formattedValue("%.4f", {TavikKernelVersionNumber});
+  static const Value kCurrentRules("current rules");
   const Platform& platform = documents_.kernel.platform();
-  records.add("TavikKernel lib version", true, Value(kernelVersion), "current library");
-  records.add(kLibraryVersion, true, versionText(kLibraryVersion, documents_.library), "current rules");
-  records.add(kLocalVersion, true, versionText(kLocalVersion, documents_.localRules), "current rules");
+  records.add(kKernel, true, Value(kVersion), "current library");
+  records.add(kLibrary, true, versionText(kLibraryVersion, documents_.library), Value(kCurrentRules));
+  records.add(kLocal, true, versionText(kLocalVersion, documents_.localRules), Value(kCurrentRules));
   const Value logged(call_.sources == nullptr ? Dictionary() : *call_.sources);
   log(platform, "sourcesForReferences: %@", call_.sources == nullptr ? nullptr : &logged);
 
