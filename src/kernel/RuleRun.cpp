@@ -42,8 +42,9 @@ bool RuleRun::add(const PreparedRule& rule) {
 
 void RuleRun::addAbsence(const PreparedRule& rule) {
   log(kernel_.platform(), "No attribute rule name: %@\n", rule.name);
-  Judgement judgement = judgeAbsence(context_.attributes, rule.attribute.value());
-  records_.add(rule.name, judgement.result, std::move(judgement.actual), std::move(judgement.expected).text());
+  Judgement judgement = judgeAbsence(context_.attributes, rule.attribute.value(), &records_.slabs());
+  records_.add(rule.name, judgement.result, std::move(judgement.actual),
+               std::move(judgement.expected).text(&records_.slabs()));
 }
 
 void RuleRun::addMissing(const PreparedRule& rule, const Missing& missing) {

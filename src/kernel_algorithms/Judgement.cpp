@@ -110,8 +110,8 @@ Judgement combined(Operator combination, Judgement left, Judgement right, const 
   return {left.result || right.result, descriptionValue(&left.actual, texts.slabs), std::move(expected)};
 }
 
-Judgement judgeAbsence(const Dictionary& attributes, const Value* name) {
-  Value expected = kNoAttribute.of(name);
+Judgement judgeAbsence(const Dictionary& attributes, const Value* name, SlabCutter* slabs) {
+  Value expected = kNoAttribute.of(name, slabs);
   if (find(&attributes, name) == nullptr) return {true, expected, expected};
   return {false, formattedValue("attribute %@ exists", {name}), std::move(expected)};
 }

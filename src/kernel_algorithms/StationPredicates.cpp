@@ -52,7 +52,9 @@ Judgement controlBitCheck(const Operands& operands) {
   bool result = true;
   TextBuffer actual;
   TextBuffer expected;
-  for (const Value& bit : bits != nullptr ? *bits : Array()) {
+  const std::span<const Value> listed =
+      bits == nullptr ? std::span<const Value>() : std::span(bits->begin(), bits->end());
+  for (const Value& bit : listed) {
     const bool passes = readsAsScalar(&bit) && bitPasses(records, integerValue(&bit));
     result = result && passes;
     appendBit(actual, bit, passes ? " pass, " : " FAIL, ");
