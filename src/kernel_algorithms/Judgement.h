@@ -105,8 +105,8 @@ Judgement combined(PredicateExpression::Operator combination, Judgement left, Ju
 /// The expected text of a combination. right: null for NOT.
 Value combinedExpectation(PredicateExpression::Operator combination, const Value& left, const Value* right,
                           detail::SlabCutter* slabs = nullptr);
-/// The judgement about an attribute that a device must not have. name: may be null. Texts are cut from `slabs` unless it
-/// is null.
+/// The judgement about an attribute that a device must not have. name: may be null. Texts are cut from `slabs` unless
+/// it is null.
 Judgement judgeAbsence(const Dictionary& attributes, const Value* name, detail::SlabCutter* slabs = nullptr);
 
 /// The judgement for a name without an operation of the required form.

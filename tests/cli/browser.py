@@ -55,9 +55,13 @@ class Browser:
 
     def open(self, path, width=1100, height=900, scheme="light", scripts=True):
         self.devtools("Emulation.setScriptExecutionDisabled", value=not scripts)
-        self.devtools("Emulation.setDeviceMetricsOverride", width=width, height=height, deviceScaleFactor=1, mobile=width < 600)
-        self.devtools("Emulation.setEmulatedMedia", features=[{"name": "prefers-color-scheme", "value": scheme}])
+        self.emulate(width, height, scheme)
         self.visit("file://" + os.fspath(path))
+
+    def emulate(self, width, height, scheme):
+        self.devtools("Emulation.setDeviceMetricsOverride", width=width, height=height, deviceScaleFactor=1, mobile=width < 600)
+        features = {"prefers-color-scheme": scheme, "prefers-reduced-motion": "reduce"}  # no pictures halfway through a transition
+        self.devtools("Emulation.setEmulatedMedia", features=[{"name": name, "value": value} for name, value in features.items()])
 
     def visit(self, url):
         self._call("POST", "/url", {"url": url})
@@ -75,9 +79,9 @@ class Browser:
         entries = [json.loads(entry["message"])["message"] for entry in self._call("POST", "/se/log", {"type": "performance"})]
         return [entry["params"]["request"]["url"] for entry in entries if entry["method"] == "Network.requestWillBeSent"]
 
-    def screenshot(self):
-        """The whole page as a PNG."""
-        return base64.b64decode(self.devtools("Page.captureScreenshot", captureBeyondViewport=True)["data"])
+    def screenshot(self, whole=True):
+        """The whole page as a PNG, or the part of it that is visible."""
+        return base64.b64decode(self.devtools("Page.captureScreenshot", captureBeyondViewport=whole)["data"])
 
     def pdf(self):
         return base64.b64decode(self._call("POST", "/print", {}))

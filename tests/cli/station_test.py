@@ -314,9 +314,19 @@ class AccessTest(StationTest):
 
 
 class DocumentationTest(StationTest):
-    def test_the_clients(self):
+    def setUp(self):
+        super().setUp()
         example = PROJECT / "examples/station"
         self.start(documents=("--unsigned", "--library", example / "rule-library.plist", "--rules", example / "local-rules.plist"))
+
+    def test_the_simulated_line(self):
+        run = subprocess.run([PROJECT / "examples/line/line.py", self.address, "--stations", "8", "--rate", "0", "--devices", "300"],
+                             capture_output=True, text=True, check=True)
+        count = [self.runs(query)["total"] for query in ("", "verdict=passed", "verdict=failed", "verdict=none")]
+        self.assertEqual(run.stdout, "{} devices checked: {} passed, {} failed, {} without a verdict\n".format(*count))
+        self.assertEqual((count[0], min(count) > 0, run.stderr), (300, True, ""))
+
+    def test_the_clients(self):
         page = (PROJECT / "docs/station-service.md").read_text().replace("127.0.0.1:8080", f"127.0.0.1:{self.port}")
         curl, answer = re.search(r"^\$ (curl .*)\n(.*)$", page, re.MULTILINE).groups()
         self.assertEqual(subprocess.run(curl, shell=True, capture_output=True, text=True, check=True).stdout, answer + "\n")

@@ -199,7 +199,8 @@ bool RequestReader::readFraming() {
     return reject(413, fmt::format("the body is larger than {} MiB", largestBody_ >> 20U));
   }
   const std::string* const connection = request_.header("connection");
-  if (connection != nullptr) request_.keepAlive = request_.keepAlive && tool::lowerCase(*connection) != "close";
+  const std::string option = connection == nullptr ? "" : tool::lowerCase(*connection);
+  request_.keepAlive = option != "close" && (request_.keepAlive || option == "keep-alive");  // HTTP/1.0 must ask for it
   const std::string* const expect = request_.header("expect");
   wantsContinue_ = expect != nullptr && tool::lowerCase(*expect) == "100-continue" && buffer_.empty();
   return true;

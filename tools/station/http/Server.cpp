@@ -147,6 +147,7 @@ void Server::answer(ConnectionId connection, Response response) {
   {
     const std::lock_guard lock(mutex_);
     answers_.emplace_back(connection, std::move(response));
+    if (answers_.size() > 1) return;  // the one before woke the server
   }
   eventfd_write(wake_.number(), 1);
 }

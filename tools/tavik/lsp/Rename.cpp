@@ -24,8 +24,7 @@ void requireUsable(const Name& old, const std::string& name) {
   require(name.size() <= kLongest, "the new name is longer than 200 bytes");
   require(visible(name) == name, "the new name contains control characters");
   require(!name.starts_with('$'), "a name must not begin with \"$\": JSON uses it for other kinds of values");
-  require(namesSet(name) == namesSet(old.text),
-          "the names of rule sets, and only those, end in \"RuleSet\"");
+  require(namesSet(name) == namesSet(old.text), "the names of rule sets, and only those, end in \"RuleSet\"");
   require(name != "version" && name != lint::kRegionRules, "the name has another meaning in rule documents");
   require(isAbsenceRule(name) == isAbsenceRule(old.text),
           "a name that begins with \"No Attribute\" makes a rule that requires the attribute to be missing");
