@@ -12,7 +12,6 @@
 #include <cstdlib>
 #include <map>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -254,12 +253,19 @@ struct Scene {
     compare(byHand, prepared->check(device, &sources, nullptr, error));
   }
 
-  template <Workload::Mix kMix>
-  static const Scene& of(const benchmark::State& state) {
-    static std::map<std::int64_t, Scene> scenes;
-    static std::mutex mutex;
-    const std::lock_guard lock(mutex);
-    return scenes.try_emplace(state.range(0), static_cast<std::size_t>(state.range(0)), kMix).first->second;
+  // All are made at once: making one between measurements would change the heap of the others.
+  static const Scene& of(Workload::Mix mix, const benchmark::State& state) {
+    using enum Workload::Mix;
+    static const std::map<std::pair<Workload::Mix, std::int64_t>, Scene> scenes = [] {
+      std::map<std::pair<Workload::Mix, std::int64_t>, Scene> made;
+      for (const Workload::Mix each : {kComparisons, kDevice, kReferences, kCombinations}) {
+        for (const std::int64_t count : {20, 200, 2000}) {
+          made.try_emplace({each, count}, static_cast<std::size_t>(count), each);
+        }
+      }
+      return made;
+    }();
+    return scenes.at({mix, state.range(0)});
   }
 
   Workload work;
@@ -334,19 +340,19 @@ void measure(benchmark::State& state, Check check) {
 
 template <Workload::Mix kMix>
 void reference(benchmark::State& state) {
-  const Scene& scene = Scene::of<kMix>(state);
+  const Scene& scene = Scene::of(kMix, state);
   measure(state, [&] { return checkByHand(scene.attributes, scene.plainSources, scene.work.rules); });
 }
 
 void check(benchmark::State& state) {
-  const Scene& scene = Scene::of<Workload::Mix::kComparisons>(state);
+  const Scene& scene = Scene::of(Workload::Mix::kComparisons, state);
   std::optional<Error> error;
   measure(state, [&] { return scene.kernel->check(scene.device, &scene.localRules, nullptr, error); });
 }
 
 template <Workload::Mix kMix>
 void checkPrepared(benchmark::State& state) {
-  const Scene& scene = Scene::of<kMix>(state);
+  const Scene& scene = Scene::of(kMix, state);
   const Dictionary device = scene.work.device();  // each thread checks a device of its own
   std::optional<Error> error;
   measure(state, [&] { return scene.prepared->check(device, &scene.sources, nullptr, error); });
