@@ -272,11 +272,13 @@ void misspelledAttribute(const LintedDocuments& documents, Reporter& reporter) {
     const Namespace& all = names.at(use.source);
     if (all.isConfirmed(use.name)) return;
     if (const std::string_view prefix = prefixMeant(use.name); use.source.empty() && !prefix.empty()) {
+      reporter.suggest(use.name, std::string(prefix) + std::string(use.name.substr(use.name.find('.'))));
       return report(fmt::format("{} does not begin with \"{}.\"; did you mean \"{}{}\"?", shown(use.name), prefix,
                                 prefix, visible(use.name.substr(use.name.find('.')))));
     }
     const auto meant = use.source.empty() && all.usesOf(use.name) == 1 ? knownMeant(use.name) : std::nullopt;
     if (const auto similar = meant ? meant : all.meantBy(use.name)) {
+      reporter.suggest(use.name, *similar);
       return report(fmt::format("{} resembles {}; did you mean that?", shown(use.name), shown(*similar)));
     }
     if (all.usesOf(use.name) > 1) return;
@@ -341,6 +343,7 @@ void similarSource(const LintedDocuments& documents, Reporter& reporter) {
     if (uses[source] > 1) return;
     const auto meant = sourceMeant(source, uses);
     if (!meant || lowerCase(*meant) == lowerCase(source)) return;  // has its own finding
+    reporter.suggest(source, *meant);
     reporter.at(place, rule.name(),
                 {fmt::format("Only this rule has the source {}; did you mean {}?", shown(source), shown(*meant)),
                  "If the host does not supply a source of that name, the rule fails for every device.",
