@@ -51,20 +51,14 @@ bool equalIgnoringCase(std::string_view left, std::string_view right) {
   return std::ranges::equal(left, right, {}, folded, folded);
 }
 
-std::string joined(const Texts& texts) {
-  std::string all;
-  for (const std::string& text : texts) {
-    if (!all.empty()) all += ',';
-    all += text;
-  }
-  return all;
-}
+const std::string& text(const std::string& text) { return text; }
 
-std::string joined(const Integers& integers) {
+template <class List>
+std::string joined(const List& list) {
   std::string all;
-  for (const std::int64_t integer : integers) {
+  for (const auto& element : list) {
     if (!all.empty()) all += ',';
-    all += text(integer);
+    all += text(element);
   }
   return all;
 }
@@ -278,7 +272,7 @@ struct Scene {
   std::unique_ptr<const PreparedRules> prepared;
 };
 
-// Rules of the predicates that do more than compare, each several times, for one device.
+// Many rules of predicates that do more than compare, for one device.
 struct OtherPredicates {
   explicit OtherPredicates(std::size_t ruleCount) {
     constexpr std::size_t kControlBitBlock = 8192;
@@ -302,6 +296,7 @@ struct OtherPredicates {
         {"equalMask", "RadioConfiguration", Data({0x12, 0x34, 0x56, 0x78}), mask},
         {"minimumNandSize", "TotalDiskCapacity", Value(64035676160), Value(32)},
     };
+    Dictionary library{{"version", "31"}};
     Dictionary entries;
     for (std::size_t i = 0; i < ruleCount; ++i) {
       const auto& [predicate, attribute, actual, expected] = templates[i % std::size(templates)];
@@ -312,13 +307,11 @@ struct OtherPredicates {
       entries.set(name, Dictionary());
       device.set(attribute, actual);
     }
-    library.set("version", "31");
     const Dictionary localRules{{"version", "12"}, {"GenericRules", entries}};
     prepared = makeKernel(library)->prepare(&localRules);
     if (prepared->run(device).verdict == Verdict::kNone) fail("no verdict");
   }
 
-  Dictionary library;
   Dictionary device;
   std::unique_ptr<const PreparedRules> prepared;
 };

@@ -69,7 +69,7 @@ def lots(chance):
 
 
 def devices(seed, stations):
-    """The devices in the order of their tests, each with the number of its station: also those that were repaired."""
+    """The devices in the order of their tests, each with the number of its station; repaired devices come twice."""
     chance = random.Random(seed)
     repaired = collections.deque()  # (when, device)
     work = zip(itertools.cycle(SERIAL_NUMBERS), lots(chance))
@@ -160,7 +160,7 @@ def run_line(options):
 def main():
     parser = argparse.ArgumentParser(description=__doc__.split("\n", maxsplit=1)[0])
     parser.add_argument("url", nargs="?", default="http://127.0.0.1:8080/", help="the address of the service (%(default)s)")
-    parser.add_argument("--stations", type=int, default=50, metavar="N", help="how many test devices (%(default)s)")
+    parser.add_argument("--stations", type=int, default=50, metavar="N", help="number of stations (%(default)s)")
     parser.add_argument("--rate", type=float, default=5, metavar="N", help="devices per second; 0: as fast as possible (%(default)s)")
     parser.add_argument("--seed", type=int, default=2026, metavar="N", help="selects the devices and their faults (%(default)s)")
     parser.add_argument("--devices", type=int, metavar="N", help="end after this many devices; by default, at Ctrl-C")

@@ -1,4 +1,4 @@
-"""`tavik diff`: that it says what changes, to whom, and nothing else; that it agrees with the checks of both versions."""
+"""`tavik diff`: exactly the changes of rules and results, with the affected devices; trust, and invalid input."""
 
 import copy
 import json
@@ -12,7 +12,7 @@ LIBRARY = {
     "version": "L1",
     "Color": {"attribute": "Color", "predicate": "valueInList", "value": ["sand", "slate"]},
     "Size": {"attribute": "Size", "predicate": "equal", "value": 64},
-    "Form": {"attribute": "Color", "predicate": "not isUppercase", "hideResult": "", "note": "nobody reads this"},
+    "Form": {"attribute": "Color", "predicate": "not isUppercase", "hideResult": "", "note": "ignored"},
     "Send": {"attribute": "Size", "predicate": "sendStaticAttribute", "value": {"OnPass": "1"}},
     "SendToo": {"attribute": "Size", "predicate": "NOT sendStaticAttribute", "value": {"OnPass": "2"}},
 }
@@ -30,7 +30,7 @@ UNKNOWN = {"reason": "unknown part number or region"}
 
 
 def merged(document, change):
-    """The document with a change: None takes an entry away."""
+    """The document with a change: None removes an entry."""
     result = copy.deepcopy(document)
     for key, value in change.items():
         if value is None:
@@ -75,15 +75,15 @@ class DiffTest(CommandTest):
         gained_form = {"change": "gained", "rule": "Form", "new": {"attribute": "Color", "predicate": "NOT isUppercase",
                                                                   "hideResult": True}}
         cases = (
-            ("a generic entry takes the part number's value away",
+            ("a generic entry removes the part number's value",
              {"GenericRules": {"Size": {}}},
              [(P1, [changed("Size", {"value": 32}, {"value": 64}, "part_number", "library")]),
               (P3, [{"change": "gained", "rule": "Size", "new": {"attribute": "Size", "predicate": "equal", "value": 64},
                      "new_value_from": "library"}])]),
-            ("one change of the same kind is told once",
+            ("equal changes are listed once",
              {"MPNRules": {"P1": {"RegionRules": {"US": {"Form": {}}}}, "P3": {"Form": {}}}},
              [([P1[1], *P3], [gained_form])]),
-            ("a value where there was none, in a list another one",
+            ("a new value, and a different one",
              {"MPNRules": {"P1": {"RegionRules": {"EU": {"Form": {"value": 1}}}}, "P2": {"Size": {"value": 64.5}}}},
              [(P1_EU, [changed("Form", {}, {"value": 1}, None, "region")]),
               (P2, [changed("Size", {"value": 64}, {"value": 64.5}, "library", "part_number")])]),
@@ -97,7 +97,7 @@ class DiffTest(CommandTest):
               ([{"part_number": "P4"}], [{"change": "accepted", "old": UNKNOWN, "new": {}}, gained_form,
                                          {"change": "gained", "rule": "Color", "new": LIBRARY["Color"],
                                           "new_value_from": "library"}])]),
-            ("a set that is not there",
+            ("an unknown set",
              {"MPNRules": {"P1": {"GoneRuleSet": {}}}},
              [(P1, [{"change": "refused", "old": {}, "new": {"reason": "unknown RuleSet:GoneRuleSet"}}])]),
         )
@@ -129,7 +129,7 @@ class DiffTest(CommandTest):
             "the same": RULES,
             "another order": respelt,
             "another version": merged(RULES, {"version": 2}),
-            "what nothing reads": merged(RULES, {"extra-rules": {"X": {}}, "MPNRules": {"P1": {"Color": {"note": "x"}}},
+            "keys and sets that are ignored": merged(RULES, {"extra-rules": {"X": {}}, "MPNRules": {"P1": {"Color": {"note": "x"}}},
                                                  "RuleSets": {"SpareRuleSet": {"Color": {"value": 1}}}}),
             "the library's own value": merged(RULES, {"MPNRules": {"P2": {"Size": {"value": 64.0}}}}),
             "an entry in another layer": merged(RULES, {"MPNRules": {"P1": {"Color": None}}}),
@@ -154,7 +154,7 @@ class DiffTest(CommandTest):
                          [([*P1, *P2, *P3], ["Color"]), (P1_EU, ["Form"]), (P2, ["Size"])])
         self.assertEqual(groups[1]["changes"][0]["old"], {"predicate": "NOT isUppercase"})
         self.assertEqual(groups[0]["changes"][0]["new"], {"references": [{"attribute": "Size"}]})
-        # Without a library, only what the local rules say themselves.
+        # Without a library, only values in the local rules count.
         new = merged(RULES, {"MPNRules": {"P1": {"Size": {}}}})
         self.assertEqual(self.changes(new)[0]["changes"], [
             {"change": "changed", "rule": "Size", "old": {"value": 32}, "new": {}, "old_value_from": "part_number"}])
@@ -182,7 +182,7 @@ P3
 """)
 
     def test_text_of_what_is_long_or_refused(self):
-        long = "a text that is too long to stand beside another one"
+        long = "a text that is too long to fit next to another one"
         send, other = ({"RuleSets": {"BaseRuleSet": {"Send": {"value": {"OnPass": "1", **more}}}}}
                        for more in ({}, {"OnFail": long}))
         gone, lost = ({"MPNRules": {"P1": {f"{name}RuleSet": {}}}} for name in ("Gone", "Lost"))
@@ -260,7 +260,7 @@ P1
                 self.assertEqual(self.diff(rules, *both, "--fail-on", "verdict").status, status)
 
     def test_many_devices(self):
-        """Devices with the same changes are one entry, and lists end with the number of what they leave out."""
+        """Devices with the same changes are one entry, and lists end with the number of entries left out."""
         sizes = [32, 32, 64, "<b>\x1b", *range(100, 130)]
         self.file("batch", "".join(json.dumps({"id": f"u{i}", "attributes": {
             "ModelNumber": "P1", "RegionInfo": "US", "Color": "sand", "Size": size}}) + "\n" for i, size in enumerate(sizes)))
@@ -295,7 +295,7 @@ P1
         self.assertRegex(run.out, "Content-Security-Policy\" content=\"default-src 'none';")
 
     def test_same_version(self):
-        """A warning says if the content changes and the version does not."""
+        """The command warns if the content changes but the version does not."""
         changed = {"GenericRules": {"Size": {}}}
         self.file("library2", json.dumps(merged(LIBRARY, {"Size": {"value": 128}})))
         cases = ((RULES, ("library",), []), (merged(RULES, changed), ("library",), ["new"]),

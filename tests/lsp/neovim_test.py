@@ -18,7 +18,7 @@ PROJECT = pathlib.Path(__file__).resolve().parents[2]
 SCRIPT = r"""
 local results = {}
 local function wait(what, condition)
-  if not vim.wait(20000, condition, 10) then error('waited in vain for ' .. what) end
+  if not vim.wait(20000, condition, 10) then error('timed out waiting for ' .. what) end
 end
 local function go(pattern, word)
   vim.fn.cursor(1, 1)

@@ -1,4 +1,4 @@
-"""`tavik lsp` as a client sees it: the protocol, the features on a small product, and what malformed input does to it.
+"""`tavik lsp` as a client sees it: the protocol, the features on a small product, and malformed input.
 
     TAVIK=build/release/tools/tavik/tavik python3 tests/lsp/protocol_test.py
 """
@@ -208,7 +208,7 @@ class ProtocolTest(FolderTest):
                     while "id" not in (answer := client.receive()):
                         pass
                     self.assertEqual(answer["error"]["code"], code)
-            # What has no answer changes nothing.
+            # Malformed and unknown notifications change nothing.
             for method, params in [("textDocument/didChange", {"textDocument": {"uri": uri}, "contentChanges": [{"text": 5}]}), ("textDocument/didOpen", {}), ("$/unknown", {}),
                                    ("textDocument/didClose", {"textDocument": {"uri": "file:///none"}}), ("textDocument/didChange", {"textDocument": {"uri": uri}, "contentChanges": 3})]:
                 client.tell(method, **params)
@@ -231,7 +231,7 @@ class ProtocolTest(FolderTest):
 
 
 class EditTest(FolderTest):
-    """Whatever a document looks like, every request is answered."""
+    """Every request is answered, even if the document is malformed."""
 
     def ask_everything(self, client, name, text, source):
         line, column = source.randrange(text.count("\n") + 2), source.randrange(60)

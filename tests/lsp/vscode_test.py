@@ -1,5 +1,5 @@
-"""The VS Code extension: its files are well formed, and its client starts `tavik lsp`. VS Code and its language client are replaced
-by stand-ins.
+"""The VS Code extension: its files are well formed, and its client starts `tavik lsp`. VS Code and its language client are
+mocks.
 
     TAVIK=build/release/tools/tavik/tavik python3 tests/lsp/vscode_test.py
 """

@@ -162,7 +162,7 @@ ExitStatus serve(const ServeOptions& options) {
     const auto shared = std::make_shared<const Request>(std::move(request));
     const bool isAccepted =
         workers.add(size, [&, shared, connection] { server.answer(connection, answer(station, *shared)); });
-    if (!isAccepted) server.answer(connection, Response::error(503, "too many requests wait; try again later"));
+    if (!isAccepted) server.answer(connection, Response::error(503, "too many requests are waiting; try again later"));
   });
   log.write(Log::Level::kInfo, "stopped");
   return ExitStatus::kPassed;

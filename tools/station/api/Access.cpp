@@ -9,6 +9,7 @@
 #include <string_view>
 
 #include "ExitStatus.h"
+#include "io/ArgumentName.h"
 #include "io/Bytes.h"
 #include "io/Inputs.h"
 #include "text/Text.h"
@@ -71,18 +72,16 @@ std::string readToken(const std::string& path) {
   constexpr std::size_t kShortest = 16;
   constexpr std::size_t kLongest = 4096;
   constexpr std::string_view kSpace = " \t\r\n";
+  const std::string name = tool::nameOf("--token-file", path);
   struct stat status {};
   if (stat(path.c_str(), &status) == 0 && (status.st_mode & (S_IRGRP | S_IROTH | S_IWGRP | S_IWOTH)) != 0) {
-    throw tool::Unusable("--token-file " + path + ": other users can read or write it; use chmod 600");
+    throw tool::Unusable(name + ": other users can read or write it; use chmod 600");
   }
   tool::Inputs inputs;
-  const std::string content = inputs.bytes("--token-file", path, kLongest);
-  const std::size_t first = content.find_first_not_of(kSpace);
-  std::string token =
-      first == std::string::npos ? "" : content.substr(first, content.find_last_not_of(kSpace) + 1 - first);
+  std::string token(tool::trimmed(inputs.bytes("--token-file", path, kLongest), kSpace));
   const bool isVisible = std::ranges::all_of(token, [](char character) { return character > ' ' && character < 0x7f; });
   if (token.size() < kShortest || !isVisible) {
-    throw tool::Unusable("--token-file " + path +
+    throw tool::Unusable(name +
                          ": write at least 16 characters without spaces, such as the output of openssl rand -hex 32");
   }
   return token;
@@ -94,7 +93,7 @@ std::optional<Response> refusal(const Request& request, const AccessRules& rules
     return Response::error(403, "the request names another host; use 127.0.0.1 or localhost");
   }
   if (isForeign(request)) {
-    return Response::error(403, "requests from pages of other origins are not accepted");
+    return Response::error(403, "pages of other origins cannot use the service; open the page of this service");
   }
   if (isPublic || !rules.token) return std::nullopt;
   const std::string* const authorization = request.header("authorization");

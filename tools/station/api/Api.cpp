@@ -2,12 +2,11 @@
 
 #include <fmt/format.h>
 
+#include <exception>
 #include <new>
 #include <optional>
 
-#include "ExitStatus.h"
 #include "page/Assets.h"
-#include "text/NearestName.h"
 #include "text/Text.h"
 
 namespace tavik::station {
@@ -58,7 +57,7 @@ constexpr Route kRoutes[] = {
     {.method = "GET", .path = "/texts.json", .answer = showTexts, .isPublic = true},
 };
 
-/// The segment that "{}" stands for, empty if the pattern has none; absent if the path does not match.
+/// The segment that "{}" matches, empty if the pattern has none; absent if the path does not match.
 std::optional<std::string_view> matched(std::string_view pattern, std::string_view path) {
   if (!pattern.ends_with("{}")) return pattern == path ? std::optional<std::string_view>("") : std::nullopt;
   pattern.remove_suffix(2);
@@ -72,14 +71,15 @@ bool isMethodOf(const Route& route, const Request& request) {
 }
 
 Response answerUnknown(const Request& request) {
+  const std::string shown = tool::shortened(tool::visible(request.path), 80);
   for (const Route& route : kRoutes) {
     if (!matched(route.path, request.path)) continue;
-    Response response = Response::error(405, fmt::format("use {}", route.method));
+    Response response =
+        Response::error(405, fmt::format("\"{}\" does not accept this method; use {}", shown, route.method));
     response.headers.emplace_back("Allow", route.method == "GET" ? "GET, HEAD" : route.method);
     return response;
   }
-  return Response::error(404, fmt::format("there is nothing at \"{}\"; /v1/openapi.json lists the requests",
-                                          tool::shortened(tool::visible(request.path), 80)));
+  return Response::error(404, fmt::format("unknown path \"{}\"; GET /v1/openapi.json lists the requests", shown));
 }
 
 Response dispatched(const Station& station, const Request& request) {
@@ -105,7 +105,7 @@ Response answer(const Station& station, const Request& request) {
   } catch (const std::exception& error) {
     station.log.write(Log::Level::kError, "request failed",
                       {{"path", tool::visible(request.path)}, {"reason", error.what()}});
-    response = Response::error(500, error.what());
+    response = Response::error(500, fmt::format("{}; see the log of the service", error.what()));
   }
   if (request.method == "HEAD") response.isEventStream = false;
   if (response.status == 503) response.headers.emplace_back("Retry-After", "1");

@@ -4,9 +4,10 @@
 
 #include <algorithm>
 #include <chrono>
+#include <iterator>
+#include <ranges>
 #include <utility>
 
-#include "ExitStatus.h"
 #include "api/Api.h"
 #include "api/StoredRun.h"
 #include "check/Outcome.h"
@@ -16,13 +17,6 @@
 
 namespace tavik::station {
 namespace {
-
-/// Why the documents cannot be used for a check; absent if they can.
-std::optional<Response> whyUnusable(const LoadedRules& rules) {
-  if (!rules.expires() || now() < *rules.expires()) return std::nullopt;
-  return Response::error(503,
-                         fmt::format("a rule document expired on {}; install a new one", isoText(*rules.expires())));
-}
 
 /// The product whose rules apply. With one product, the line need not be read for that.
 const Product& productFor(const LoadedRules& rules, std::string_view body) {
@@ -54,7 +48,7 @@ void announce(const Station& station, const Run& run) {
 
 Response check(const Station& station, const Request& request, std::string_view /*segment*/) {
   const std::shared_ptr<const LoadedRules> rules = station.rules.rules();
-  if (auto refused = whyUnusable(*rules)) return *std::move(refused);
+  if (const auto why = rules->whyUnusable()) return Response::error(503, *why);
   const auto begin = std::chrono::steady_clock::now();
   const Product& product = productFor(*rules, request.body);
   LineResult result = checkLine(*product.rules, request.body, 1);
@@ -74,10 +68,12 @@ Response check(const Station& station, const Request& request, std::string_view 
 Response makeList(const Station& station, const Request& request, std::string_view segment) {
   const auto* const list = std::ranges::find(tool::kCheckLists, segment, &tool::CheckList::name);
   if (list == std::end(tool::kCheckLists)) {
-    return Response::error(404, "unknown list; use sfc, gui, sim, domain or polling");
+    return Response::error(
+        404, fmt::format("unknown list \"{}\"; use one of {}", tool::shortened(tool::visible(segment), 40),
+                         fmt::join(tool::kCheckLists | std::views::transform(&tool::CheckList::name), ", ")));
   }
   const std::shared_ptr<const LoadedRules> rules = station.rules.rules();
-  if (auto refused = whyUnusable(*rules)) return *std::move(refused);
+  if (const auto why = rules->whyUnusable()) return Response::error(503, *why);
   const DeviceLine device = DeviceLine::read(request.body, 1);
   if (!device.inputError.empty()) return Response::error(400, device.inputError);
   const Product& product = rules->productOf(device.attributes);

@@ -38,11 +38,13 @@ class Parameters {
   Parameters(const Request& request, std::initializer_list<std::string_view> known) : request_(request) {
     for (const auto& [name, value] : request.parameters) {
       if (std::ranges::find(known, name) == known.end()) {
-        throw WrongParameter(fmt::format("unknown parameter \"{}\"{}", tool::shortened(tool::visible(name), 40),
-                                         tool::didYouMean(name, std::vector<std::string_view>(known))));
+        const std::string suggestion = tool::didYouMean(name, std::vector<std::string_view>(known));
+        throw WrongParameter(fmt::format(
+            "unknown parameter \"{}\"{}", tool::shortened(tool::visible(name), 40),
+            suggestion.empty() ? fmt::format("; the parameters are {}", fmt::join(known, ", ")) : suggestion));
       }
       if (std::ranges::count(request.parameters, name, &std::pair<std::string, std::string>::first) > 1) {
-        throw WrongParameter(fmt::format("the parameter \"{}\" is given twice", name));
+        throw WrongParameter(fmt::format("the parameter \"{}\" is given twice; give it once", name));
       }
     }
   }
@@ -56,16 +58,17 @@ class Parameters {
   }
   [[nodiscard]] std::optional<Milliseconds> time(std::string_view name) const {
     const std::optional<std::string> given = text(name);
-    const std::optional<Milliseconds> time = given ? timeFromText(*given) : std::nullopt;
-    if (given && !time) {
+    if (!given) return std::nullopt;
+    const std::optional<Date> date = tool::dateFromText(*given);
+    if (!date) {
       throw WrongParameter(fmt::format("\"{}\" must be a UTC time such as 2026-11-22T08:00:00Z or 2026-11-22", name));
     }
-    return time;
+    return millisecondsOf(*date);
   }
   [[nodiscard]] std::optional<std::int64_t> integer(std::string_view name) const {
     const std::optional<std::string> given = text(name);
     const std::optional<std::int64_t> number = given ? positiveInteger(*given) : std::nullopt;
-    if (given && !number) throw WrongParameter(fmt::format("\"{}\" must be an integer from 1", name));
+    if (given && !number) throw WrongParameter(fmt::format("\"{}\" must be a positive integer", name));
     return number;
   }
 
@@ -104,7 +107,10 @@ std::optional<Run> findRun(const Station& station, std::string_view segment) {
   return station.readers.with([&](RunReader& reader) { return reader.find(*number); });
 }
 
-Response noSuchRun() { return Response::error(404, "there is no run with this number; old runs are deleted"); }
+Response noSuchRun(std::string_view segment) {
+  return Response::error(404, fmt::format("run {} does not exist or was deleted; GET /v1/runs lists the stored runs",
+                                          tool::shortened(tool::visible(segment), 40)));
+}
 
 /// "[...]" of the rows, each made by `json`.
 template <class Rows, class Json>
@@ -157,12 +163,12 @@ Response showSummary(const Station& station, const Request& request, std::string
 
 Response showRun(const Station& station, const Request& /*request*/, std::string_view segment) {
   const std::optional<Run> run = findRun(station, segment);
-  return run ? Response{.body = detailsText(*run) + "\n"} : noSuchRun();
+  return run ? Response{.body = detailsText(*run) + "\n"} : noSuchRun(segment);
 }
 
 Response showReport(const Station& station, const Request& /*request*/, std::string_view segment) {
   const std::optional<Run> run = findRun(station, segment);
-  if (!run) return noSuchRun();
+  if (!run) return noSuchRun(segment);
   Response response{.body = reportPage(*run), .contentType = "text/html; charset=utf-8"};
   response.contentSecurityPolicy = fmt::format(
       "default-src 'none'; style-src 'unsafe-inline'; script-src 'sha256-{}'; base-uri 'none'; form-action 'none'; "

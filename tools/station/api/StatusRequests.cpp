@@ -1,11 +1,8 @@
 // Requests about the service itself: its documents, its state, its counters.
 
-#include <fmt/format.h>
 #include <sys/stat.h>
-#include <tavik/TavikKernelVersion.h>
 
 #include "api/Api.h"
-#include "io/Json.h"
 #include "io/JsonObject.h"
 
 namespace tavik::station {
@@ -27,7 +24,7 @@ Dictionary documentValue(const std::string& path, const DocumentProvenance& docu
   Dictionary value{{"path", path}};
   for (const auto [key, entry] : document.dictionary()) {
     const auto date = entry.ifDate();
-    value.set(key, date ? Value(isoText(static_cast<Milliseconds>(date->secondsSinceEpoch() * 1000))) : entry);
+    value.set(key, date ? Value(isoText(millisecondsOf(*date))) : entry);
   }
   return value;
 }
@@ -40,12 +37,6 @@ Dictionary productValue(const Product& product) {
   }
   value.set("part_numbers", std::move(partNumbers));
   return value;
-}
-
-/// Why the service cannot check devices; empty if it can.
-std::string whyNotReady(const LoadedRules& rules) {
-  if (!rules.expires() || now() < *rules.expires()) return "";
-  return "a rule document expired on " + isoText(*rules.expires()) + "; install a new one";
 }
 
 /// One sample per document that has a value.
@@ -118,8 +109,7 @@ Response showHealth(const Station& /*station*/, const Request& /*request*/, std:
 
 Response showReadiness(const Station& station, const Request& /*request*/, std::string_view /*segment*/) {
   const RuleReloader::Status status = station.rules.status();
-  const std::string why = whyNotReady(*status.rules);
-  if (!why.empty()) return Response::error(503, why);
+  if (const auto why = status.rules->whyUnusable()) return Response::error(503, *why);
   const std::optional<Value> rejected =
       status.rejection ? std::optional<Value>(status.rejection->reason) : std::nullopt;
   return {.body = tool::objectLine({{"status", Value("ready")}, {"rejected_documents", rejected}})};

@@ -51,7 +51,7 @@ std::string onOneLine(std::string_view json) {
   return line;
 }
 
-/// The category whose word this is.
+/// The category with this word.
 template <class Named>
 auto categoryOf(std::string_view word, std::initializer_list<decltype(Named::category)> all) {
   return *std::ranges::find_if(all, [&](auto category) { return Named{category, ""}.word() == word; });

@@ -14,6 +14,8 @@ namespace {
 
 constexpr std::string_view kLineEnd = "\r\n";
 constexpr std::string_view kBlanks = " \t";
+constexpr std::string_view kMalformedChunk =
+    "malformed chunk; check its size in hexadecimal digits, or send Content-Length";
 
 std::string_view reasonPhrase(int status) {
   constexpr std::pair<int, std::string_view> kPhrases[] = {{200, "OK"},
@@ -46,12 +48,6 @@ bool isToken(std::string_view text) { return !text.empty() && std::ranges::all_o
 bool isFieldCharacter(char character) {
   const auto byte = static_cast<unsigned char>(character);
   return character == '\t' || (byte >= 0x20 && byte != 0x7f);
-}
-
-std::string_view trimmed(std::string_view text) {
-  const std::size_t first = text.find_first_not_of(kBlanks);
-  if (first == std::string_view::npos) return {};
-  return text.substr(first, text.find_last_not_of(kBlanks) + 1 - first);
 }
 
 /// The number that is all of the text.
@@ -144,10 +140,15 @@ bool RequestReader::reject(int status, std::string_view message) {
   return false;
 }
 
+bool RequestReader::rejectBody() {
+  return reject(413, fmt::format("the body is larger than {} MiB; send only what the rules need", largestBody_ >> 20U));
+}
+
 bool RequestReader::readHead() {
   while (buffer_.starts_with(kLineEnd)) buffer_.erase(0, kLineEnd.size());  // some clients send one after a body
   const std::size_t end = buffer_.find("\r\n\r\n", searched_);
-  if (std::min(end, buffer_.size()) > kLargestHead) return reject(431, "the head of the request is larger than 32 KiB");
+  if (std::min(end, buffer_.size()) > kLargestHead)
+    return reject(431, "the head of the request is larger than 32 KiB; send fewer or shorter headers");
   searched_ = end == std::string::npos ? buffer_.size() - std::min<std::size_t>(buffer_.size(), 3) : 0;
   if (end == std::string::npos) return false;
   const std::string head = buffer_.substr(0, end);
@@ -157,12 +158,12 @@ bool RequestReader::readHead() {
   std::string_view line = takeUntil(rest, kLineEnd);
   const std::string_view method = takeUntil(line, " ");
   const std::string_view target = takeUntil(line, " ");
-  if (!isToken(method)) return reject(400, "the request line is malformed");
-  if (line != "HTTP/1.1" && line != "HTTP/1.0") return reject(505, "use HTTP/1.1");
+  if (!isToken(method)) return reject(400, "malformed request line; expected METHOD /PATH HTTP/1.1");
+  if (line != "HTTP/1.1" && line != "HTTP/1.0") return reject(505, "unsupported protocol version; use HTTP/1.1");
   request_.method = method;
   request_.keepAlive = line == "HTTP/1.1";
   if (!std::ranges::all_of(target, isFieldCharacter) || !readTarget(target, request_)) {
-    return reject(400, "the address of the request is malformed");
+    return reject(400, "malformed request target; send a path that begins with \"/\", and other characters as %XX");
   }
   while (!rest.empty()) {
     if (!readHeaderLine(takeUntil(rest, kLineEnd))) return false;
@@ -173,8 +174,9 @@ bool RequestReader::readHead() {
 
 bool RequestReader::readHeaderLine(std::string_view line) {
   const std::string_view name = takeUntil(line, ":");
-  const std::string_view value = trimmed(line);
-  if (!isToken(name) || !std::ranges::all_of(value, isFieldCharacter)) return reject(400, "a header is malformed");
+  const std::string_view value = tool::trimmed(line, kBlanks);
+  if (!isToken(name) || !std::ranges::all_of(value, isFieldCharacter))
+    return reject(400, "malformed header; expected \"Name: value\" and a line end of CR and LF");
   request_.headers.emplace_back(tool::lowerCase(name), value);
   return true;
 }
@@ -182,22 +184,23 @@ bool RequestReader::readHeaderLine(std::string_view line) {
 bool RequestReader::readFraming() {
   for (const std::string_view name : {"host", "content-length", "transfer-encoding"}) {
     if (std::ranges::count(request_.headers, name, &std::pair<std::string, std::string>::first) > 1) {
-      return reject(400, fmt::format("the header \"{}\" is given twice", name));
+      return reject(400, fmt::format("the header \"{}\" is given twice; send it once", name));
     }
   }
   const std::string* const length = request_.header("content-length");
   const std::string* const encoding = request_.header("transfer-encoding");
-  if (request_.header("content-encoding") != nullptr) return reject(415, "send the body without compression");
-  if (length != nullptr && encoding != nullptr) return reject(400, "both Content-Length and Transfer-Encoding given");
-  if (encoding != nullptr && tool::lowerCase(*encoding) != "chunked") return reject(501, "unknown Transfer-Encoding");
+  if (request_.header("content-encoding") != nullptr)
+    return reject(415, "compressed bodies are not supported; send the body without Content-Encoding");
+  if (length != nullptr && encoding != nullptr)
+    return reject(400, "both Content-Length and Transfer-Encoding given; send one of them");
+  if (encoding != nullptr && tool::lowerCase(*encoding) != "chunked")
+    return reject(501, "unsupported Transfer-Encoding; use chunked, or send Content-Length");
   const auto size = length == nullptr ? std::optional<std::size_t>(0) : numberIn<std::size_t>(*length, 10);
-  if (!size) return reject(400, "the Content-Length is malformed");
+  if (!size) return reject(400, "malformed Content-Length; send the number of bytes");
   isChunked_ = encoding != nullptr;
   isInTrailer_ = false;
   remaining_ = *size;
-  if (remaining_ > largestBody_) {
-    return reject(413, fmt::format("the body is larger than {} MiB", largestBody_ >> 20U));
-  }
+  if (remaining_ > largestBody_) return rejectBody();
   const std::string* const connection = request_.header("connection");
   const std::string option = connection == nullptr ? "" : tool::lowerCase(*connection);
   request_.keepAlive = option != "close" && (request_.keepAlive || option == "keep-alive");  // HTTP/1.0 must ask for it
@@ -228,12 +231,12 @@ bool RequestReader::readChunksOf(std::string_view& rest) {
   while (true) {
     if (remaining_ != 0) {  // in a chunk
       if (rest.size() < remaining_) return false;
-      if (rest.substr(remaining_ - 2, 2) != kLineEnd) return reject(400, "a chunk is malformed");
+      if (rest.substr(remaining_ - 2, 2) != kLineEnd) return reject(400, kMalformedChunk);
       request_.body += rest.substr(0, remaining_ - 2);
       rest.remove_prefix(std::exchange(remaining_, 0));
     }
     const std::size_t end = rest.find(kLineEnd);
-    if (std::min(end, rest.size()) > kLargestHead) return reject(400, "a chunk is malformed");
+    if (std::min(end, rest.size()) > kLargestHead) return reject(400, kMalformedChunk);
     if (end == std::string_view::npos) return false;
     const std::string_view line = takeUntil(rest, kLineEnd);
     if (!isInTrailer_) {
@@ -245,11 +248,9 @@ bool RequestReader::readChunksOf(std::string_view& rest) {
 }
 
 bool RequestReader::readChunkSize(std::string_view line) {
-  const auto size = numberIn<std::size_t>(trimmed(line.substr(0, line.find(';'))), 16);
-  if (!size) return reject(400, "the size of a chunk is malformed");
-  if (*size > largestBody_ - request_.body.size()) {
-    return reject(413, fmt::format("the body is larger than {} MiB", largestBody_ >> 20U));
-  }
+  const auto size = numberIn<std::size_t>(tool::trimmed(line.substr(0, line.find(';')), kBlanks), 16);
+  if (!size) return reject(400, kMalformedChunk);
+  if (*size > largestBody_ - request_.body.size()) return rejectBody();
   isInTrailer_ = *size == 0;
   remaining_ = isInTrailer_ ? 0 : *size + kLineEnd.size();
   return true;

@@ -20,7 +20,7 @@ struct Request {
   std::string body;
   bool keepAlive = true;  ///< whether the client sends more requests on this connection
 
-  /// Null if there is no such header. `name`: in lowercase.
+  /// The value of the first header with this name, in lowercase; null if the request does not have it.
   [[nodiscard]] const std::string* header(std::string_view name) const;
 };
 
@@ -39,8 +39,8 @@ struct Response {
   [[nodiscard]] std::string text(std::string_view method, bool keepAlive) const;
 };
 
-/// Puts requests together from the bytes of a connection, which are not trusted. Whatever two programs could read
-/// differently is rejected: several lengths, a length of a chunked body, lines without a carriage return.
+/// Parses requests from the bytes of a connection, which are not trusted. What two programs could read differently is
+/// rejected: several lengths, a length of a chunked body, lines without a carriage return.
 class RequestReader {
  public:
   static constexpr std::size_t kLargestHead = std::size_t{32} << 10;
@@ -49,9 +49,9 @@ class RequestReader {
 
   void append(std::string_view bytes) { buffer_ += bytes; }
 
-  /// Reads on in the bytes so far: a request if it is complete.
+  /// The next request; absent if it is not complete, or rejected.
   std::optional<Request> next();
-  /// Why the connection cannot be used any more; absent if it can.
+  /// The answer to a malformed request, after which the connection cannot be used; absent if there was none.
   [[nodiscard]] const std::optional<Response>& rejection() const noexcept { return rejection_; }
   /// Whether a client that has sent the head waits for permission to send the body; true once per request.
   bool takeContinue() { return std::exchange(wantsContinue_, false); }
@@ -69,6 +69,7 @@ class RequestReader {
   bool readChunksOf(std::string_view& rest);
   bool readChunkSize(std::string_view line);
   bool reject(int status, std::string_view message);
+  bool rejectBody();
 
   std::size_t largestBody_;
   std::string buffer_;  // what has not been read

@@ -35,7 +35,8 @@ constexpr seconds kDrainTime{2};
 constexpr seconds kHeartbeatTime{15};
 
 [[noreturn]] void failToListen(const ServerOptions& options, const std::string& reason) {
-  throw Unusable(fmt::format("cannot listen on {} port {}: {}", options.host, options.port, reason));
+  throw Unusable(
+      fmt::format("cannot listen on {} port {}: {}; use another --host or --port", options.host, options.port, reason));
 }
 
 std::unique_ptr<addrinfo, decltype(&freeaddrinfo)> resolved(const ServerOptions& options) {
@@ -107,12 +108,12 @@ Server::Server(ServerOptions options)
     : options_(std::move(options)),
       isLoopback_(isLoopback(options_.host)),
       listener_(openListener(options_)),
-      poller_(checked(epoll_create1(EPOLL_CLOEXEC), "no poller")),
-      wake_(checked(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK), "no event descriptor")),
+      poller_(checked(epoll_create1(EPOLL_CLOEXEC), "cannot create a poller")),
+      wake_(checked(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK), "cannot create an event descriptor")),
       port_(portOf(listener_.number())) {
   for (const auto& [file, id] : {std::pair(listener_.number(), kListenerId), std::pair(wake_.number(), kWakeId)}) {
     epoll_event event{.events = EPOLLIN, .data = {.u64 = id}};
-    checked(epoll_ctl(poller_.number(), EPOLL_CTL_ADD, file, &event), "no poller");
+    checked(epoll_ctl(poller_.number(), EPOLL_CTL_ADD, file, &event), "cannot create a poller");
   }
 }
 
@@ -390,7 +391,7 @@ void Server::tick() {
     const auto age = lastTick_ - connection.since;
     const bool isInRequest = connection.state == State::kReading && connection.reader.isInRequest();
     if (isInRequest && age > kRequestTime) {
-      refuse(connection, Response::error(408, "the request was not complete within 30 seconds"));
+      refuse(connection, Response::error(408, "the request was not complete within 30 seconds; send it again"));
       if (!advance(id, connection)) late.push_back(id);
     } else if (connection.state == State::kStreaming && connection.out.empty() && age > kHeartbeatTime) {
       connection.since = lastTick_;

@@ -62,7 +62,6 @@ class Server {
   /// "https://127.0.0.1:8080/"
   [[nodiscard]] std::string address() const;
   [[nodiscard]] std::size_t connections() const noexcept { return connectionCount_; }
-  [[nodiscard]] std::size_t eventStreams() const noexcept { return streamCount_; }
 
  private:
   using Clock = std::chrono::steady_clock;

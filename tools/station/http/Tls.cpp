@@ -24,6 +24,8 @@ namespace {
 
 using tool::Unusable;
 
+constexpr const char* kMaking = "cannot make a certificate (use --tls-certificate and --tls-key)";
+
 std::string tlsReason() {
   const unsigned long code = ERR_get_error();
   ERR_clear_error();
@@ -41,7 +43,7 @@ void addExtension(X509* certificate, int number, const std::string& value) {
   X509V3_set_ctx(&context, certificate, certificate, nullptr, nullptr, 0);
   const std::unique_ptr<X509_EXTENSION, decltype(&X509_EXTENSION_free)> extension(
       X509V3_EXT_nconf_nid(nullptr, &context, number, value.c_str()), X509_EXTENSION_free);
-  require(extension != nullptr && X509_add_ext(certificate, extension.get(), -1) == 1, "no certificate for this host");
+  require(extension != nullptr && X509_add_ext(certificate, extension.get(), -1) == 1, kMaking);
 }
 
 bool isAddress(const std::string& host) {
@@ -64,7 +66,7 @@ std::string pemOf(EVP_PKEY* key, X509* certificate) {
   const bool written = bio != nullptr &&
                        (key != nullptr ? PEM_write_bio_PrivateKey(bio.get(), key, nullptr, nullptr, 0, nullptr, nullptr)
                                        : PEM_write_bio_X509(bio.get(), certificate)) == 1;
-  require(written, "no certificate");
+  require(written, kMaking);
   char* bytes = nullptr;
   const long size = BIO_get_mem_data(bio.get(), &bytes);
   return {bytes, static_cast<std::size_t>(size)};
@@ -80,11 +82,12 @@ void writePrivate(const std::string& path, const std::string& text) {
 
 TlsContext::TlsContext(const CertificateFiles& files) : context_(SSL_CTX_new(TLS_server_method()), SSL_CTX_free) {
   SSL_CTX* const context = context_.get();
-  require(context != nullptr && SSL_CTX_set_min_proto_version(context, TLS1_2_VERSION) == 1, "no TLS");
+  require(context != nullptr && SSL_CTX_set_min_proto_version(context, TLS1_2_VERSION) == 1, "cannot set up TLS");
   require(SSL_CTX_use_certificate_chain_file(context, files.certificate.c_str()) == 1,
-          "--tls-certificate " + files.certificate);
-  require(SSL_CTX_use_PrivateKey_file(context, files.key.c_str(), SSL_FILETYPE_PEM) == 1, "--tls-key " + files.key);
-  require(SSL_CTX_check_private_key(context) == 1, "--tls-key " + files.key);
+          "--tls-certificate " + files.certificate + ": cannot read a certificate (PEM)");
+  require(SSL_CTX_use_PrivateKey_file(context, files.key.c_str(), SSL_FILETYPE_PEM) == 1,
+          "--tls-key " + files.key + ": cannot read a private key (PEM)");
+  require(SSL_CTX_check_private_key(context) == 1, "--tls-key " + files.key + ": is not the key of the certificate");
   SSL_CTX_set_mode(context, SSL_MODE_ENABLE_PARTIAL_WRITE | SSL_MODE_ACCEPT_MOVING_WRITE_BUFFER);
   SSL_CTX_set_options(context, SSL_OP_NO_RENEGOTIATION | SSL_OP_NO_COMPRESSION);
 }
@@ -92,7 +95,7 @@ TlsContext::TlsContext(const CertificateFiles& files) : context_(SSL_CTX_new(TLS
 std::string TlsContext::fingerprint() const {
   unsigned char* bytes = nullptr;
   const int size = i2d_X509(SSL_CTX_get0_certificate(context_.get()), &bytes);
-  require(size > 0, "no certificate");
+  require(size > 0, "cannot encode the certificate");
   std::string text = sha256(std::span(bytes, static_cast<std::size_t>(size)));
   OPENSSL_free(bytes);
   return text;
@@ -102,10 +105,10 @@ void makeSelfSignedCertificate(const CertificateFiles& files, const std::string&
   if (access(files.certificate.c_str(), F_OK) == 0 && access(files.key.c_str(), F_OK) == 0) return;
   const std::unique_ptr<EVP_PKEY, decltype(&EVP_PKEY_free)> key(EVP_EC_gen("P-256"), EVP_PKEY_free);
   const std::unique_ptr<X509, decltype(&X509_free)> certificate(X509_new(), X509_free);
-  require(key != nullptr && certificate != nullptr, "no certificate");
+  require(key != nullptr && certificate != nullptr, kMaking);
   X509* const made = certificate.get();
   std::uint64_t serial = 0;
-  require(RAND_bytes(reinterpret_cast<unsigned char*>(&serial), sizeof serial) == 1, "no random number");
+  require(RAND_bytes(reinterpret_cast<unsigned char*>(&serial), sizeof serial) == 1, kMaking);
   constexpr long kTenYears = 10L * 365 * 24 * 60 * 60;
   constexpr std::string_view kName = "tavik station";
   X509_NAME* const name = X509_get_subject_name(made);
@@ -117,10 +120,10 @@ void makeSelfSignedCertificate(const CertificateFiles& files, const std::string&
       X509_NAME_add_entry_by_txt(name, "CN", MBSTRING_ASC, reinterpret_cast<const unsigned char*>(kName.data()),
                                  static_cast<int>(kName.size()), -1, 0) == 1 &&
       X509_set_issuer_name(made, name) == 1;
-  require(isFilled, "no certificate");
+  require(isFilled, kMaking);
   addExtension(made, NID_subject_alt_name, alternativeNames(host));
   addExtension(made, NID_ext_key_usage, "serverAuth");
-  require(X509_sign(made, key.get(), EVP_sha256()) != 0, "no certificate");
+  require(X509_sign(made, key.get(), EVP_sha256()) != 0, kMaking);
   writePrivate(files.key, pemOf(key.get(), nullptr));
   writePrivate(files.certificate, pemOf(nullptr, made));
 }

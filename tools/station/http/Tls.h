@@ -36,7 +36,7 @@ class TlsContext {
 };
 
 /// Makes a self-signed certificate for a host name or address, valid for ten years, unless the files exist. Both files
-/// have mode 0600.
+/// have mode 0600. Throws `Unusable`.
 void makeSelfSignedCertificate(const CertificateFiles& files, const std::string& host);
 
 /// A non-blocking connection.
@@ -44,15 +44,15 @@ class Channel {
  public:
   enum class Result : std::uint8_t { kDone, kMustRead, kMustWrite, kClosed };
 
-  /// tls: null for none.
+  /// tls: null for a connection without TLS.
   Channel(tool::FileDescriptor socket, const TlsContext* tls);
 
   [[nodiscard]] int number() const noexcept { return socket_.number(); }
-  /// Reads what there is, up to the size of `room`. If not done, `room` is empty.
+  /// Reads what has arrived, up to the size of `room`. If not done, `room` is empty.
   Result read(std::span<char>& room);
   /// Removes the written part from the front.
   Result write(std::string_view& bytes);
-  /// Says that nothing more will be written.
+  /// Tells the peer that nothing more will be written.
   void finish();
 
  private:

@@ -16,14 +16,14 @@ namespace tavik::station {
 
 class Workers {
  public:
-  /// mostBytes: limits the size of the work that waits.
+  /// mostBytes: the limit of the total size of the work that waits or is in progress.
   Workers(std::size_t threads, std::size_t mostBytes);
   Workers(const Workers&) = delete;
   Workers& operator=(const Workers&) = delete;
   /// Waits until all work is done.
   ~Workers();
 
-  /// size: that of the request. False if too much work waits. Thread-safe.
+  /// size: of the request. False if the work would exceed the limit. Thread-safe.
   bool add(std::size_t size, std::function<void()> work);
 
  private:

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "ExitStatus.h"
+#include "io/ArgumentName.h"
 #include "io/Encoding.h"
 #include "io/Inputs.h"
 #include "io/Json.h"
@@ -21,13 +22,14 @@ std::string pageTexts(const std::optional<std::string>& file) {
   std::vector<std::string_view> known;
   for (const auto [key, value] : all) known.push_back(key);
   Dictionary texts = all;
+  const std::string name = tool::nameOf("--texts", *file);
   tool::Inputs inputs;
   for (const auto [key, value] : inputs.dictionary("--texts", *file)) {
     if (!texts.contains(key)) {
-      throw tool::Unusable(fmt::format("--texts {}: unknown key \"{}\"{}", *file,
-                                       tool::shortened(tool::visible(key), 40), tool::didYouMean(key, known)));
+      throw tool::Unusable(fmt::format("{}: unknown key \"{}\"{}", name, tool::shortened(tool::visible(key), 40),
+                                       tool::didYouMean(key, known)));
     }
-    if (!value.ifString()) throw tool::Unusable(fmt::format("--texts {}: \"{}\" is not a string", *file, key));
+    if (!value.ifString()) throw tool::Unusable(fmt::format("{}: \"{}\" must be a string", name, key));
     texts.set(key, value);
   }
   return tool::toJson(Value(texts));

@@ -28,7 +28,7 @@ std::string encoded(const std::string& name, const Dictionary& content) {
 LoadedRules::LoadedRules(const RuleFiles& files) : platform_(std::make_shared<tool::HostPlatform>(files.platform)) {
   tool::Inputs inputs;
   kernel_ = tool::readLibrary(inputs, "--library", files.library, platform_);
-  const std::string library = encoded("--library " + files.library, kernel_->library());
+  const std::string library = encoded(tool::nameOf("--library", files.library), kernel_->library());
   for (const std::string& path : files.rules) {
     const std::string name = tool::nameOf("--rules", path);
     Product product{path, tool::readLocalRules(inputs, "--rules", path, *kernel_), nullptr};
@@ -61,8 +61,13 @@ void LoadedRules::add(const Product& product, std::size_t position) {
 
 void LoadedRules::limitBy(const DocumentProvenance& document) {
   if (!document.statement || !document.statement->expires) return;
-  const auto expires = static_cast<Milliseconds>(document.statement->expires->secondsSinceEpoch() * 1000);
+  const Milliseconds expires = millisecondsOf(*document.statement->expires);
   if (!expires_ || expires < *expires_) expires_ = expires;
+}
+
+std::optional<std::string> LoadedRules::whyUnusable() const {
+  if (!expires_ || now() < *expires_) return std::nullopt;
+  return fmt::format("a rule document expired on {}; install a new one", isoText(*expires_));
 }
 
 const Product& LoadedRules::productOf(const Dictionary& attributes) const {

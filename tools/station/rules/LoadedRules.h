@@ -44,8 +44,8 @@ class LoadedRules {
   [[nodiscard]] const ZRTTavikKernel& kernel() const noexcept { return *kernel_; }
   [[nodiscard]] const std::vector<Product>& products() const noexcept { return products_; }
   [[nodiscard]] Milliseconds loaded() const noexcept { return loaded_; }
-  /// When the first of the documents expires.
-  [[nodiscard]] std::optional<Milliseconds> expires() const noexcept { return expires_; }
+  /// Why devices cannot be checked: a document has expired. Absent if they can.
+  [[nodiscard]] std::optional<std::string> whyUnusable() const;
 
  private:
   void add(const Product& product, std::size_t position);
@@ -56,7 +56,7 @@ class LoadedRules {
   std::unique_ptr<const ZRTTavikKernel> kernel_;
   std::vector<Product> products_;
   std::map<std::string, std::size_t, std::less<>> byPartNumber_;  // empty name: of a product without part numbers
-  std::optional<Milliseconds> expires_;
+  std::optional<Milliseconds> expires_;                           // when the first of the documents expires
 };
 
 }  // namespace tavik::station

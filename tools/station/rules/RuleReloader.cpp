@@ -75,7 +75,7 @@ void RuleReloader::run(const std::stop_token& stop, const std::function<void(con
   }
 }
 
-/// Whether there is something new to say.
+/// Whether the documents were accepted, or rejected for another reason than the last time.
 bool RuleReloader::tryToLoad() {
   std::shared_ptr<const LoadedRules> loaded;
   std::string reason;

@@ -8,7 +8,6 @@
 #include <cstdint>
 #include <memory>
 #include <new>
-#include <optional>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -28,7 +27,7 @@ class Database {
  public:
   enum class Use : std::uint8_t { kWriting, kReading };
 
-  /// Opens the file; for writing, creates it if there is none.
+  /// Opens the file; for writing, creates it if it does not exist.
   Database(const std::string& path, Use use);
 
   /// Executes statements without results.
@@ -36,7 +35,7 @@ class Database {
   /// Prepares a statement, which must not outlive this object.
   Statement prepare(std::string_view sql);
   [[nodiscard]] std::int64_t lastRow() const noexcept { return sqlite3_last_insert_rowid(handle_.get()); }
-  /// Undoes the transaction, if there is one.
+  /// Rolls back the open transaction, if any.
   void rollBack() noexcept;
   /// The only value of a query.
   std::int64_t integer(std::string_view sql);

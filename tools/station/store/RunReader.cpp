@@ -110,7 +110,7 @@ Run RunReader::read(Statement& row) {
   if (documents != documentsNumber_) {
     Statement set = database_.prepare("SELECT provenance, library, rules FROM documents WHERE number = ?");
     if (!set.bind(documents).step())
-      throw StoreError("the database is damaged: the rule documents of a run are missing");
+      throw StoreError("the database is damaged: the rule documents of a run are missing; restore a backup");
     DocumentSet found{std::string(set.text()), std::string(set.text()), std::string(set.text())};
     documents_ = std::make_shared<const DocumentSet>(std::move(found));
     documentsNumber_ = documents;

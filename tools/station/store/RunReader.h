@@ -40,6 +40,7 @@ class RunReader {
   std::int64_t count(const RunFilter& filter);
   /// The newest runs first, at most `limit`, and only those before a number if it is given.
   std::vector<RunSummary> list(const RunFilter& filter, std::optional<std::int64_t> before, std::size_t limit);
+  /// Absent if the run does not exist.
   std::optional<Run> find(std::int64_t number);
   /// Every run, in the order of the numbers.
   void forEach(const std::function<void(const Run&)>& visit);

@@ -29,7 +29,7 @@ class RunStore {
   RunStore(const std::string& path, Retention retention);
   RunStore(const RunStore&) = delete;
   RunStore& operator=(const RunStore&) = delete;
-  /// Stores what waits.
+  /// Stores the waiting runs.
   ~RunStore();
 
   /// Returns the number of the run when the run is on disk. Throws `StoreError` if it cannot be stored. Thread-safe.

@@ -77,7 +77,7 @@ void migrate(Database& database) {
 
 void requireUsable(Database& database) {
   requireKnown(database);
-  if (database.integer("PRAGMA user_version") == 0) throw StoreError("the database is empty");
+  if (database.integer("PRAGMA user_version") == 0) throw StoreError("the database is empty; check the path");
 }
 
 }  // namespace tavik::station

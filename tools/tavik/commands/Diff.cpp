@@ -110,7 +110,7 @@ struct Side {
   [[nodiscard]] KindRules kindRules() const { return {kernel ? kernel->library() : Dictionary(), rules}; }
 };
 
-/// The documents of both versions, and what is remarkable about them.
+/// The documents of both versions, and warnings about them.
 class Documents {
  public:
   Documents(const DiffOptions& options, const Side& before, const Side& after) {

@@ -5,7 +5,6 @@
 #include <fmt/format.h>
 #include <unistd.h>
 
-#include <array>
 #include <filesystem>
 #include <memory>
 #include <system_error>
@@ -20,6 +19,9 @@ namespace tavik::tool {
 namespace {
 
 namespace fs = std::filesystem;
+
+/// The program of the service, in the folder of `tavik` or in libexec.
+constexpr const char* kStationProgram = "tavik-station";
 
 constexpr Help::Part kDescription[] = {
     paragraph(
@@ -141,7 +143,7 @@ void addServeOptions(CLI::App& app, ServeOptions& options) {
   app.add_flag("--allow-unstored", options.allowUnstored,
                "Answer with a verdict and \"run\": null if the result cannot be stored")
       ->multi_option_policy(CLI::MultiOptionPolicy::Throw);
-  app.add_flag("--export", options.exportsRuns, "Write the stored runs as JSON lines, and end")
+  app.add_flag("--export", options.exportsRuns, "Write the stored runs as JSON lines, and exit")
       ->multi_option_policy(CLI::MultiOptionPolicy::Throw);
   options.logFormat = "text";
   addChoice(app, "--log-format", options.logFormat, "FORMAT", "The format of the messages on standard error",

@@ -13,9 +13,6 @@
 
 namespace tavik::tool {
 
-/// The program that `tavik serve` executes, in the folder of `tavik` or in libexec.
-inline constexpr const char* kStationProgram = "tavik-station";
-
 struct ServeOptions {
   std::string library;
   std::vector<std::string> rules;
@@ -35,6 +32,7 @@ struct ServeOptions {
   PlatformOptions platform;
 };
 
+/// Defines the options, which write their values to `options`; it must live as long as `app`.
 void addServeOptions(CLI::App& app, ServeOptions& options);
 
 }  // namespace tavik::tool

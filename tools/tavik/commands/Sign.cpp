@@ -1,7 +1,6 @@
 // `tavik sign`: signs a rule document.
 
 #include <tavik/Platform.h>
-#include <tavik/PropertyList.h>
 #include <tavik/StationPlatform.h>
 
 #include <cstdint>
@@ -20,6 +19,7 @@
 #include "io/Output.h"
 #include "io/StandardError.h"
 #include "rules/HostPlatform.h"
+#include "text/IsoTime.h"
 
 namespace tavik::tool {
 namespace {
@@ -59,8 +59,7 @@ struct SignOptions {
 };
 
 Date dateFrom(const std::string& text) {
-  std::optional<Date> date = dateFromIsoText(text);
-  if (!date) date = dateFromIsoText(text + "T00:00:00Z");
+  const std::optional<Date> date = dateFromText(text);
   if (!date) throw Unusable("--expires " + text + ": expected a date such as 2027-01-31 or 2027-01-31T00:00:00Z");
   return *date;
 }

@@ -30,8 +30,8 @@ constexpr Help::Part kDescription[] = {
               "catches, it prints one line with the case to write; the last line is \"N of M mutants caught\"."),
     heading("Generated cases"),
     paragraph("--generate prints a case file for a device that passes: for each rule, a case with the smallest change "
-              "that makes the rule fail, and further cases that catch mutants. \"comment\" in the file says why there "
-              "is no case for a rule or a mutant. Paths in it are those of the command line."),
+              "that makes the rule fail, and further cases that catch mutants. \"comment\" in the file lists "
+              "what the cases do not cover, and why. The paths in the file are copied from the command line."),
     heading("Formats"),
     item("table", "for the terminal: one line per case, and the differences"),
     item("json",

@@ -26,7 +26,7 @@ ChangeText textOf(const RuleChange& change);
 
 /// "passed", "FAILED", "no verdict: WHY".
 std::string verdictText(const CheckOutcome& outcome);
-/// "pass  actual 32, expected equal 32"; "not checked" if there is no record.
+/// "pass  actual 32, expected equal 32"; "not checked" without a record.
 std::string recordText(const std::optional<Value>& record);
 
 }  // namespace tavik::tool

@@ -40,6 +40,7 @@ class DeviceChanges {
         render_(std::move(render)),
         groups_(limit) {}
 
+  /// Checks a device with both. `sources`: empty if there are none.
   void check(const Value& id, const Dictionary& attributes, const Dictionary& sources);
 
   [[nodiscard]] std::size_t devices() const noexcept { return devices_; }

@@ -19,6 +19,7 @@
 #include <utility>
 
 #include "io/Json.h"
+#include "rules/RuleFacts.h"
 
 namespace tavik::tool {
 namespace {
@@ -81,7 +82,7 @@ std::unordered_set<std::string_view> forwardingRules(const Dictionary& library) 
   for (const auto [name, definition] : library) {
     const Dictionary* const entries = definition.ifDictionary();
     const auto predicate = entries == nullptr ? std::nullopt : entries->findString("predicate");
-    if (!predicate || name.starts_with("No Attribute")) continue;
+    if (!predicate || requiresAbsence(name)) continue;
     const PredicateExpression expression = PredicateExpression::parse(*predicate);
     if (expression.predicates().size() != 1) continue;  // AND and OR forward nothing
     const PredicateFacts* const facts = PredicateFacts::find(expression.predicates()[0]);
@@ -198,8 +199,8 @@ class Comparison {
     const RulePart* before;
     const RulePart* after;
     KindSet kinds = {};
-    /// Rules that only one version has, in this part or its bases, with the number of the change: true unless the other
-    /// version has the rule in a part built on these.
+    /// Rules that only one version has, in this part or its bases, with the number of the change, which applies unless
+    /// the other version has the rule in a part built on these.
     std::unordered_map<std::string_view, std::size_t> unmatched = {};
   };
 
@@ -278,7 +279,8 @@ class Comparison {
 
   /// Compares the rules of a part with those of the other version's part and its bases.
   void compareParts(Pair& pair) {
-    const auto compare = [&](const KindRule& rule, const RulePart* Pair::*other, const auto& make, const auto& lonely) {
+    const auto compare = [&](const KindRule& rule, const RulePart* Pair::*other, const auto& make,
+                             const auto& unmatched) {
       Pair* place = &pair;
       const KindRule* counterpart = nullptr;
       for (; place != nullptr; place = place->base) {
@@ -287,7 +289,7 @@ class Comparison {
         if (counterpart != nullptr) break;
       }
       if (counterpart == nullptr) {
-        pair.unmatched.emplace(rule.name, include(lonely(rule), pair));
+        pair.unmatched.emplace(rule.name, include(unmatched(rule), pair));
         return;
       }
       if (auto change = make(rule, *counterpart)) include(*std::move(change), pair);

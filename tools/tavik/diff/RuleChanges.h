@@ -36,6 +36,7 @@ struct RuleChange {
   std::string valueFromBefore = {};
   std::string valueFromAfter = {};
 
+  /// As in the JSON output.
   [[nodiscard]] Value value() const;
 };
 

@@ -33,7 +33,7 @@ std::string keyOf(const Finding& finding) {
 std::string_view textIn(const Document& file, std::size_t index, const Dictionary& entry, std::string_view key) {
   const auto text = entry.findString(key);
   if (!text)
-    throw Unusable(fmt::format("--baseline {}: findings[{}]: has no text \"{}\"", visible(file.file), index, key));
+    throw Unusable(fmt::format("--baseline {}: findings[{}]: \"{}\" must be a string", visible(file.file), index, key));
   return *text;
 }
 

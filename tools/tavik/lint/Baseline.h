@@ -32,7 +32,7 @@ class Baseline {
   std::vector<Known> known_;  // in the order of the file
 };
 
-/// The findings as such a file, with the reasons that `baseline` has for them. `baseline`: may be null.
+/// The findings as such a file, with the reasons that `baseline` has for them. `baseline`: null if there is none.
 std::string baselineOf(const std::vector<Finding>& findings, const Baseline* baseline);
 
 }  // namespace tavik::tool::lint

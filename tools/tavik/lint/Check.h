@@ -83,7 +83,7 @@ struct Finding {
   const Value* value;  ///< in the document
   bool atKey;          ///< the finding is about its key
   Statement statement;
-  std::optional<Suggestion> suggestion;
+  std::optional<Suggestion> suggestion;  ///< absent if no replacement is known
 
   [[nodiscard]] std::string message() const;
 };
@@ -103,7 +103,8 @@ class Reporter {
     add(place, true, rule, std::move(statement));
   }
 
-  /// The nearest known name. Comparing names is slow, so the number of comparisons is limited.
+  /// The nearest known name; absent if none is similar enough. Comparing names is slow, so the number of comparisons is
+  /// limited.
   std::optional<std::string_view> nearest(std::string_view name, std::span<const std::string_view> known);
   /// Gives the next finding a suggestion.
   void suggest(std::string_view name, std::string_view replacement) {

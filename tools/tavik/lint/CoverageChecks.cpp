@@ -11,6 +11,7 @@
 #include <unordered_map>
 #include <unordered_set>
 
+#include "check/Outcome.h"
 #include "lint/RuleOfKinds.h"
 #include "lint/ValuePart.h"
 #include "text/Misspelling.h"
@@ -87,11 +88,9 @@ class KnownDevices {
     if (region != nullptr) attributes.set(kRegionInfo, *region);
     const RuleEvaluator evaluator(*silentKernel(), std::move(attributes), {});
     const RuleEvaluation evaluation = evaluator.evaluate({rule.name, {rule.entry}, rule.definition});
-    const Dictionary* record = evaluation.record ? evaluation.record->ifDictionary() : nullptr;
-    if (record == nullptr) return false;
-    if (isRegionTable(about)) return record->findString("expected") == "known region code";
-    const Value* result = record->find("result");
-    return result != nullptr && result->ifBoolean() == false;
+    if (!evaluation.record) return false;
+    if (!isRegionTable(about)) return !passed(*evaluation.record);
+    return evaluation.record->ifDictionary()->findString("expected") == "known region code";
   }
 
   std::map<std::tuple<const KindRule*, std::string_view, std::string_view>, bool> results_;
@@ -110,50 +109,50 @@ void visitTexts(const Value& value, const auto& visit) {
   }
 }
 
-/// A text in the value that a name probably stands for.
-std::string meantIn(const Value& value, std::string_view name) {
-  std::string meant;
+/// What to correct if a text in the value is probably a misspelling of the name; empty if none is.
+std::string correctionFor(const Value& value, std::string_view name) {
+  std::string advice;
   const std::string_view code = name.substr(0, name.find('/'));
   visitTexts(value, [&](std::string_view text) {
     for (const std::string_view each : {name, code}) {
       const bool isSimilar = text != each && (asRead(text) == asRead(each) || looksMisspelled(text, each));
-      if (meant.empty() && isSimilar) meant = fmt::format("If {} means {}, correct it.", shown(text), shown(each));
+      if (advice.empty() && isSimilar) advice = fmt::format("If {} means {}, correct it.", shown(text), shown(each));
     }
   });
-  return meant;
+  return advice;
+}
+
+/// Visits the rules of all parts that the library defines: as checks see them, and as their kinds get them.
+void forEachRule(const LintedDocuments& documents, const LocalRules& local, const auto& visit) {
+  for (const RulePart& part : local.kinds.parts()) {
+    for (const KindRule& rule : part.rules()) {
+      if (documents.definition(rule.name) == nullptr) continue;
+      RuleOfKinds(documents, local, rule).with([&](const Rule& about) { visit(about, rule, part); });
+    }
+  }
 }
 
 class Coverage {
  public:
-  Coverage(const LintedDocuments& documents, const LocalRules& local, Reporter& reporter)
-      : documents_(documents), local_(local), reporter_(reporter), texts_(local.kinds) {}
+  Coverage(const LocalRules& local, Reporter& reporter) : local_(local), reporter_(reporter), texts_(local.kinds) {}
 
-  void check() {
-    for (const RulePart& part : local_.kinds.parts()) {
-      for (const KindRule& rule : part.rules()) {
-        if (documents_.definition(rule.name) != nullptr) check(rule, part);
-      }
+  void check(const Rule& about, const KindRule& rule, const RulePart& part) {
+    const Dependence dependence = dependenceOf(about);
+    if (dependence.onOthers || !isSound(about)) return;
+    std::vector<std::size_t> failing;
+    for (const std::size_t kind : part.kinds()) {
+      if (known_.fails(local_.kinds.kinds()[kind], rule, about, dependence)) failing.push_back(kind);
     }
+    if (!failing.empty()) report(about, failing);
   }
 
  private:
-  void check(const KindRule& rule, const RulePart& part) {
-    RuleOfKinds(documents_, local_, rule).with([&](const Rule& about) {
-      const Dependence dependence = dependenceOf(about);
-      if (dependence.onOthers || !isSound(about)) return;
-      std::vector<std::size_t> failing;
-      for (const std::size_t kind : part.kinds()) {
-        if (known_.fails(local_.kinds.kinds()[kind], rule, about, dependence)) failing.push_back(kind);
-      }
-      if (!failing.empty()) report(about, failing);
-    });
-  }
-
   void report(const Rule& rule, const std::vector<std::size_t>& kinds) {
     const DeviceKind& first = local_.kinds.kinds()[kinds[0]].selectors;
     std::string advice;
     for (const Value* name : {first.region, first.partNumber}) {
-      if (advice.empty() && name != nullptr && rule.value()) advice = meantIn(rule.value()->value(), *name->ifString());
+      if (advice.empty() && name != nullptr && rule.value())
+        advice = correctionFor(rule.value()->value(), *name->ifString());
     }
     const Statement statement = {fmt::format("The rule does not cover these devices: {}.", texts_.of(kinds)),
                                  "All of them fail it.",
@@ -162,7 +161,6 @@ class Coverage {
     reporter_.atKey(rule.ownPlace(), rule.name(), statement);
   }
 
-  const LintedDocuments& documents_;
   const LocalRules& local_;
   Reporter& reporter_;
   KindTexts texts_;
@@ -170,7 +168,10 @@ class Coverage {
 };
 
 void uncoveredKind(const LintedDocuments& documents, Reporter& reporter) {
-  for (const LocalRules& local : documents.localRules) Coverage(documents, local, reporter).check();
+  for (const LocalRules& local : documents.localRules) {
+    Coverage coverage(local, reporter);
+    forEachRule(documents, local, [&](const auto&... rule) { coverage.check(rule...); });
+  }
 }
 
 // ---- Codes of serial numbers in tables ----------------------------------------------------------------------------
@@ -362,8 +363,8 @@ class NamesInValues {
   }
 
   static Statement statement(std::string_view name, std::string_view meant) {
-    return {fmt::format("The local rules have no {}, but {}.", shown(name), shown(meant)), "It never matches a device.",
-            "Use the spelling of the local rules."};
+    return {fmt::format("The local rules have no {}; did you mean {}?", shown(name), shown(meant)),
+            "It never matches a device.", "Use the spelling of the local rules."};
   }
 
   Reporter& reporter_;
@@ -375,12 +376,7 @@ class NamesInValues {
 void misspelledRegion(const LintedDocuments& documents, Reporter& reporter) {
   for (const LocalRules& local : documents.localRules) {
     NamesInValues names(local, reporter);
-    for (const RulePart& part : local.kinds.parts()) {
-      for (const KindRule& rule : part.rules()) {
-        if (documents.definition(rule.name) == nullptr) continue;
-        RuleOfKinds(documents, local, rule).with([&](const Rule& about) { names.check(about); });
-      }
-    }
+    forEachRule(documents, local, [&](const Rule& rule, const auto&...) { names.check(rule); });
   }
 }
 

@@ -9,6 +9,7 @@
 
 #include "lint/LintedDocuments.h"
 #include "lint/ValueWalk.h"
+#include "rules/RuleFacts.h"
 #include "text/Text.h"
 
 namespace tavik::tool::lint {
@@ -144,7 +145,7 @@ void undefinedRule(const LintedDocuments& documents, Reporter& reporter) {
   known.push_back(kRegionRules);
   forEachEntry(documents, [&](const LocalRules& rules, const Entry& entry) {
     if (!entry.holds || namesSet(entry.name) || documents.definition(entry.name) != nullptr) return;
-    const bool passes = entry.name.starts_with("No Attribute");
+    const bool passes = requiresAbsence(entry.name);
     reporter.atKey(
         entry.place(), entry.name,
         {fmt::format("The library defines no rule {}{}", shown(entry.name), reporter.endingFor(entry.name, known)),

@@ -25,6 +25,14 @@ struct ExampleDevice {
 
   /// With packed attributes expanded.
   [[nodiscard]] const Dictionary& attributes() const noexcept { return evaluator.attributes(); }
+  /// Calls `visit` with the source, empty for the device itself, and the name of each value.
+  void forEachName(const auto& visit) const {
+    for (const auto& item : attributes()) visit(std::string_view(), item.key);
+    for (const auto [source, values] : sources) {
+      if (values.ifDictionary() == nullptr) continue;
+      for (const auto& item : *values.ifDictionary()) visit(source, item.key);
+    }
+  }
 };
 
 /// Further devices of a file are not used.

@@ -6,6 +6,8 @@
 #include <optional>
 #include <set>
 
+#include "check/Outcome.h"
+
 namespace tavik::tool::lint {
 namespace {
 
@@ -14,11 +16,7 @@ constexpr std::size_t kMostEvaluations = 100'000;
 ExampleNames namesOf(const std::vector<ExampleDevice>& devices) {
   std::map<std::string_view, std::set<std::string_view>> names;
   for (const ExampleDevice& device : devices) {
-    for (const auto& item : device.attributes()) names[""].insert(item.key);
-    for (const auto [source, values] : device.sources) {
-      if (values.ifDictionary() == nullptr) continue;
-      for (const auto& item : *values.ifDictionary()) names[source].insert(item.key);
-    }
+    device.forEachName([&](std::string_view source, std::string_view name) { names[source].insert(name); });
   }
   ExampleNames all;
   for (const auto& [source, own] : names) all[source].assign(own.begin(), own.end());
@@ -27,12 +25,7 @@ ExampleNames namesOf(const std::vector<ExampleDevice>& devices) {
 
 }  // namespace
 
-bool Experience::Case::fails() const {
-  if (evaluation.fault) return true;
-  const Dictionary* record = evaluation.record ? evaluation.record->ifDictionary() : nullptr;
-  const Value* result = record == nullptr ? nullptr : record->find("result");
-  return result != nullptr && result->ifBoolean() == false;
-}
+bool Experience::Case::fails() const { return evaluation.fault || (evaluation.record && !passed(*evaluation.record)); }
 
 bool Experience::isTypical(const std::function<bool(const Case&)>& holds) const {
   return (cases.size() > 1 || cases[0].failsAlone) && std::ranges::all_of(cases, holds);

@@ -32,7 +32,7 @@ struct Experience {
     [[nodiscard]] bool fails() const;
   };
 
-  const Entry* entry;
+  const Entry* entry;  ///< the local entry; null if no layer has it
   std::string_view name;
   const ExampleNames* names;
   std::vector<Case> cases = {};

@@ -2,8 +2,6 @@
 // Rules that several kinds share are compared once.
 
 #include <fmt/format.h>
-#include <tavik/PredicateExpression.h>
-#include <tavik/PredicateFacts.h>
 
 #include <compare>
 #include <map>
@@ -12,6 +10,7 @@
 
 #include "lint/RuleForms.h"
 #include "lint/RuleOfKinds.h"
+#include "rules/RuleFacts.h"
 
 namespace tavik::tool::lint {
 namespace {
@@ -193,19 +192,15 @@ void redundantRule(const LintedDocuments& documents, Reporter& reporter) {
     for (const auto& [rule, other] : Comparison(local.kinds).redundant()) {
       RuleOfKinds(documents, local, *rule)
           .report(reporter,
-                  {fmt::format("Whatever passes {} passes this rule, too.", shown(other->name)),
+                  {fmt::format("Every device that passes {} also passes this rule.", shown(other->name)),
                    "The rule never decides the result of a device.", "Check both values, or remove the rule."});
     }
   }
 }
 
-/// Whether a rule only forwards attributes, and what it forwards.
+/// What a rule forwards to the station; null if it does not forward attributes.
 const Value* forwardedBy(const KindRule& rule) {
-  if (rule.definition == nullptr || forbids(rule)) return nullptr;
-  const auto expression = PredicateExpression::parse(rule.definition->findString("predicate"));
-  if (expression.predicates().size() != 1) return nullptr;
-  const PredicateFacts* facts = PredicateFacts::find(expression.predicates()[0]);
-  return facts != nullptr && facts->forwards ? rule.value() : nullptr;
+  return RuleFacts(rule.name, rule.definition, rule.value()).forwards() ? rule.value() : nullptr;
 }
 
 void twoForwarders(const LintedDocuments& documents, Reporter& reporter) {
@@ -222,7 +217,7 @@ void twoForwarders(const LintedDocuments& documents, Reporter& reporter) {
         RuleOfKinds(documents, local, rule)
             .report(reporter, {fmt::format("{} and {} both forward attributes to the station.", shown(rule.name),
                                            shown(first->name)),
-                               fmt::format("Only those of the rule that is evaluated last reach the station: {}.",
+                               fmt::format("Only the attributes of the rule evaluated last reach the station: {}.",
                                            texts.of(std::vector{&part})),
                                "Give each device only one such rule."});
       }

@@ -77,7 +77,7 @@ struct LocalRules {
   std::vector<Place> withoutRules;
   KindRules kinds;
 
-  /// The entry with this content.
+  /// The entry with this content; null if no layer has it.
   [[nodiscard]] const Entry* entryOf(const Value* content) const;
 
  private:

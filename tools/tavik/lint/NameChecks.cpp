@@ -66,12 +66,6 @@ void forEachName(const LintedDocuments& documents, const auto& visit) {
   });
 }
 
-std::size_t charactersIn(std::string_view text) {
-  std::size_t count = 0;
-  for (; !text.empty(); ++count) takeCharacter(text);
-  return count;
-}
-
 /// The tag number in "Tag 5000".
 std::optional<std::uint32_t> tagNumber(std::string_view item) {
   constexpr std::string_view kPrefix = "Tag ";
@@ -96,7 +90,7 @@ std::span<const std::string_view> itemNames() {
   return names;
 }
 
-/// Why a manifest has no such item; empty if it may have.
+/// Why a manifest cannot have the item; empty if it can.
 std::string whyNoItem(std::string_view item, Reporter& reporter) {
   const auto number = tagNumber(item);
   if (number) {
@@ -107,7 +101,7 @@ std::string whyNoItem(std::string_view item, Reporter& reporter) {
   return fmt::format("The table of manifest items has no {}{}", shown(item), reporter.endingFor(item, itemNames()));
 }
 
-/// Why no device has an attribute with this name; empty if one may.
+/// Why no device can have an attribute with this name; empty if one can.
 std::string whyImpossible(std::string_view name, Reporter& reporter) {
   const std::size_t dot = name.find('.');
   if (name.empty()) return "The name of the attribute is empty.";
@@ -134,8 +128,8 @@ void impossibleAttribute(const LintedDocuments& documents, Reporter& reporter) {
   });
 }
 
-/// What a name has instead of one of the prefixes of expanded attributes: "SysCfg.", "syscfgdata.". Empty if it has
-/// another prefix or none.
+/// The prefix of expanded attributes that the name probably means: "SysCfgData" for "SysCfg.SERN". Empty if the name
+/// has a correct prefix, an unrelated one or none.
 std::string_view prefixMeant(std::string_view name) {
   const std::size_t dot = name.find('.');
   if (dot == std::string_view::npos) return {};
@@ -186,11 +180,7 @@ std::map<std::string_view, Namespace> namesInUse(const LintedDocuments& document
   std::map<std::string_view, Namespace> all;
   for (const std::string_view name : kKnownAttributes) all[""].add(name, true);
   for (const ExampleDevice& device : documents.devices) {
-    for (const auto& item : device.attributes()) all[""].add(item.key, true);
-    for (const auto [source, values] : device.sources) {
-      if (values.ifDictionary() == nullptr) continue;
-      for (const auto& item : *values.ifDictionary()) all[source].add(item.key, true);
-    }
+    device.forEachName([&](std::string_view source, std::string_view name) { all[source].add(name, true); });
   }
   forEachName(documents, [&](const NameUse& use) { all[use.source].add(use.name, false); });
   return all;
@@ -208,7 +198,7 @@ bool isOneLetterOff(std::string_view name, std::string_view meant) {
          longer.substr(place + 1) == shorter.substr(place + 1);
 }
 
-/// The attribute of a predicate that the name means: such a name has hardly any relatives.
+/// The known attribute that the name probably means. Unlike other names, these have hardly any related names.
 std::optional<std::string_view> knownMeant(std::string_view name) {
   const auto found =
       std::ranges::find_if(kKnownAttributes, [&](std::string_view known) { return isOneLetterOff(name, known); });
@@ -266,8 +256,11 @@ void misspelledAttribute(const LintedDocuments& documents, Reporter& reporter) {
   const auto names = namesInUse(documents);
   forEachName(documents, [&](const NameUse& use) {
     const auto report = [&](const std::string& what) {
-      reporter.at(use.place, use.rule.name(),
-                  {what, fmt::format("If the name is wrong: {}", use.consequence()), "Use one spelling."});
+      reporter.at(
+          use.place, use.rule.name(),
+          {what,
+           fmt::format("If the name is wrong, the rule {} for every device.", use.isForbidden() ? "passes" : "fails"),
+           "Use one spelling."});
     };
     const Namespace& all = names.at(use.source);
     if (all.isConfirmed(use.name)) return;
@@ -306,7 +299,7 @@ bool isOneChange(std::string_view name, std::string_view other) {
   return name.size() == other.size() && nearestName(name, std::span(&other, 1)).has_value();
 }
 
-/// A source that the name probably means: another one that looks like it, or one of the usual ones.
+/// The source that the name probably means: one in use, or one of the usual ones. Absent if it resembles none.
 std::optional<std::string_view> sourceMeant(std::string_view name,
                                             const std::map<std::string_view, std::size_t>& uses) {
   const auto isDigit = [](char character) { return character >= '0' && character <= '9'; };
@@ -442,7 +435,7 @@ void similarName(const LintedDocuments& documents, Reporter& reporter) {
     const std::string oddity = names.oddityOf(layer.place.key());
     if (oddity.empty()) return;
     reporter.atKey(layer.place, "",
-                   {oddity, "No device has a name that is misspelled: such devices are unknown and fail.",
+                   {oddity, "If it is misspelled, no device matches it, and devices with the correct name are unknown.",
                     "Use the spelling that devices report."});
   });
 }
@@ -477,7 +470,7 @@ class BlankSearch {
   void report(const Place& place, std::string_view text, bool isKey) {
     if (!hasOuterBlank(text)) return;
     const Statement statement = {fmt::format("{} begins or ends with a blank.", shown(text)),
-                                 "Blanks count: a device that reports the text without it does not match.",
+                                 "Blanks count: a device that reports the text without the blank does not match.",
                                  "Remove the blank."};
     if (isKey) return reporter_.atKey(place, rule_, statement);
     reporter_.at(place, rule_, statement);

@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "lint/LocalRules.h"
+#include "rules/RuleFacts.h"
 
 namespace tavik::tool::lint {
 
@@ -48,7 +49,7 @@ class Rule {
   /// Where to report something missing: the local entry, otherwise the definition.
   [[nodiscard]] Place ownPlace() const { return entry_ == nullptr ? definition_ : entry_->place(); }
 
-  [[nodiscard]] bool wantsAbsence() const noexcept { return name_.starts_with("No Attribute"); }
+  [[nodiscard]] bool wantsAbsence() const noexcept { return requiresAbsence(name_); }
   [[nodiscard]] std::optional<std::string_view> expression() const { return keys().findString("predicate"); }
   [[nodiscard]] bool isMalformed() const noexcept { return malformed_; }
   /// Empty for a rule that calls no predicate.

@@ -14,8 +14,8 @@ namespace {
 
 constexpr std::size_t kMostEvaluations = 3'000'000;
 constexpr std::size_t kMostValuesCompared = 64;
-constexpr std::size_t kValuesPerEvaluation =
-    50;  // comparing with a long list takes as much time as several evaluations
+/// Comparing with a list takes as much time as an evaluation per this many values.
+constexpr std::size_t kValuesPerEvaluation = 50;
 
 bool isSame(const Value* left, const Value* right) {
   return left == right || (left != nullptr && right != nullptr && *left == *right);

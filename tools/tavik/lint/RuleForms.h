@@ -31,6 +31,7 @@ class RuleForm {
   [[nodiscard]] const Value* value() const noexcept { return value_; }
   /// The length of the codes that the rule compares; 0 if it does not compare codes.
   [[nodiscard]] std::size_t codeLength() const noexcept { return codeLength_; }
+  /// A fault counts as failing.
   [[nodiscard]] bool passes(const Value& attribute) const;
 
  private:
@@ -57,7 +58,7 @@ class RuleForms {
   /// `expression`, `value`: borrowed.
   const RuleForm& of(std::string_view expression, const Value* value);
   Relation between(const RuleForm& first, const RuleForm& other);
-  /// Whether no attribute passes.
+  /// Whether no attribute passes; false if unknown.
   bool isImpossible(const RuleForm& form);
 
  private:

@@ -15,11 +15,12 @@
 #include "lint/Rule.h"
 #include "rules/DeviceKinds.h"
 #include "rules/KindRules.h"
+#include "rules/RuleFacts.h"
 
 namespace tavik::tool::lint {
 
 /// Whether the rule requires that the device lacks its attribute.
-inline bool forbids(const KindRule& rule) { return rule.name.starts_with("No Attribute"); }
+inline bool forbids(const KindRule& rule) { return requiresAbsence(rule.name); }
 
 /// The kinds of one local rules document, for messages.
 class KindTexts {

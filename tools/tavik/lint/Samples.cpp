@@ -3,10 +3,8 @@
 #include <tavik/PredicateFacts.h>
 
 #include <algorithm>
-#include <cctype>
 #include <charconv>
 #include <cmath>
-#include <optional>
 #include <set>
 
 #include "text/Text.h"
@@ -21,12 +19,6 @@ constexpr std::size_t kMostSamples = 20'000;
 constexpr std::size_t kBoardCodeStart = 11;
 constexpr double kBytesPerGigabyte = 1e9;
 constexpr double kBytesPerMebibyte = 1048576;
-
-std::string upperCase(std::string_view text) {
-  std::string upper(text);
-  std::ranges::transform(upper, upper.begin(), [](unsigned char c) { return static_cast<char>(std::toupper(c)); });
-  return upper;
-}
 
 bool isPlain(std::string_view text) {
   return text.size() <= kLongestPattern &&
@@ -128,21 +120,9 @@ void truth(const Value& /*value*/, Patterns& patterns) {
   append(patterns.values, std::vector{Value(true), Value(false)});
 }
 
-std::optional<Data> dataOf(std::string_view hexadecimal) {
-  std::string digits(hexadecimal);
-  std::erase_if(digits,
-                [](char character) { return std::string_view("<> ").find(character) != std::string_view::npos; });
-  std::vector<std::uint8_t> bytes(digits.size() / 2);
-  for (std::size_t i = 0; i < bytes.size(); ++i) {
-    const char* const pair = digits.data() + 2 * i;
-    if (std::from_chars(pair, pair + 2, bytes[i], 16).ptr != pair + 2) return std::nullopt;
-  }
-  return digits.size() % 2 == 0 ? std::optional(Data(bytes)) : std::nullopt;
-}
-
 void hexadecimal(const Value& value, Patterns& patterns) {
   const auto text = value.ifString();
-  const auto bytes = text && isPlain(*text) ? dataOf(*text) : std::nullopt;
+  const auto bytes = text && isPlain(*text) ? describedData(*text) : std::nullopt;
   if (!bytes) {
     patterns.isUnknown = true;
   } else {
@@ -341,6 +321,18 @@ bool hasTooMany(const Patterns& patterns) {
 }
 
 }  // namespace
+
+std::optional<Data> describedData(std::string_view text) {
+  std::string digits(text);
+  std::erase_if(digits,
+                [](char character) { return std::string_view("<> ").find(character) != std::string_view::npos; });
+  std::vector<std::uint8_t> bytes(digits.size() / 2);
+  for (std::size_t i = 0; i < bytes.size(); ++i) {
+    const char* const pair = digits.data() + 2 * i;
+    if (std::from_chars(pair, pair + 2, bytes[i], 16).ptr != pair + 2) return std::nullopt;
+  }
+  return digits.size() % 2 == 0 ? std::optional(Data(bytes)) : std::nullopt;
+}
 
 void Patterns::add(std::string_view predicate, const Value* value) {
   static const Value kNothing("");

@@ -254,40 +254,20 @@ bool isShortNumber(std::string_view text) {
          text.find_first_not_of("0123456789") == std::string_view::npos;
 }
 
-/// The digits of a text that is made of hexadecimal digits and the signs that describe data; empty for any other text.
-std::string hexadecimalDigits(std::string_view text) {
-  std::string digits;
-  for (const char character : lowerCase(text)) {
-    if (std::string_view("0123456789abcdef").find(character) != std::string_view::npos) {
-      digits += character;
-    } else if (std::string_view("<> ").find(character) == std::string_view::npos) {
-      return "";
-    }
-  }
-  return digits.size() % 2 == 0 && !isShortNumber(text) ? digits : "";
-}
-
-/// The digits as the description of data: "<0a0b0c0d 0e>".
-std::string describedData(std::string_view digits) {
-  constexpr std::size_t kGroup = 8;
-  std::string text = "<";
-  for (std::size_t i = 0; i < digits.size(); i += kGroup) {
-    text.append(i == 0 ? "" : " ").append(digits.substr(i, kGroup));
-  }
-  return text + ">";
-}
-
 void dataNotation(const Rule& rule, Reporter& reporter) {
   walkValues(rule, [&](const ValuePart& part) {
     const auto text = part.operand.word == "equalData" ? part.text() : std::nullopt;
-    const std::string digits = text ? hexadecimalDigits(*text) : "";
-    if (digits.empty() || lowerCase(*text) == describedData(digits)) return;
+    const auto data = text && !isShortNumber(*text) ? describedData(*text) : std::nullopt;
+    if (!data || data->size() == 0) return;
+    const Value value(*data);
+    const std::string expected = description(&value);
+    if (lowerCase(*text) == expected) return;
     reporter.at(part.place, rule.name(),
                 {fmt::format("\"equalData\" compares with the description of data, which is not written like {}.",
                              shown(*text)),
                  rule.consequence(part.operand, Forecast::kFails),
                  fmt::format("Write {}, with a blank after every four bytes, or use \"caseInsensitiveEqualData\".",
-                             shown(describedData(digits)))});
+                             shown(expected))});
   });
 }
 

@@ -26,12 +26,6 @@ std::string kindsOf(Kinds kinds) {
   return names;
 }
 
-std::size_t charactersIn(std::string_view text) {
-  std::size_t count = 0;
-  for (; !text.empty(); ++count) takeCharacter(text);
-  return count;
-}
-
 bool isPassedOver(const ValueFacts& facts, const Value& value) {
   return facts.otherKind == ValueFacts::OtherKind::kPassedOver && !facts.kinds.contains(value.kind());
 }

@@ -3,7 +3,6 @@
 #include <fmt/format.h>
 #include <sys/eventfd.h>
 #include <tavik/Platform.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <charconv>
@@ -49,7 +48,7 @@ std::optional<Location> takeLocation(std::string& message) {
   return Location{*line, *column};
 }
 
-/// The part of a text that a problem at an offset marks: a key, a string, or the rest of the line.
+/// The part of a text that a problem at an offset marks: a key, a string, the word in it to replace, or one character.
 Span spanAt(const Outline& outline, std::size_t offset, const std::optional<lint::Suggestion>& suggestion) {
   const OutlineNode* const node = outline.beginningAt(offset);
   if (node == nullptr) {
@@ -98,8 +97,7 @@ class ProjectCheck {
   }
 
   void lint() {
-    if (linted_.empty()) return;
-    if (linted_.front().role != lint::Document::Role::kLibrary) return noteMissingLibrary();
+    if (!hasLibrary()) return noteMissingLibrary();
     const lint::LintedDocuments parts(linted_);
     lint::Reporter reporter;
     runChecks(parts, reporter);
@@ -124,6 +122,10 @@ class ProjectCheck {
   }
 
  private:
+  [[nodiscard]] bool hasLibrary() const {
+    return !linted_.empty() && linted_.front().role == lint::Document::Role::kLibrary;
+  }
+
   void noteMissingLibrary() {
     for (const auto& [document, text] : sources_) {
       document->problems.push_back({{},
@@ -148,18 +150,15 @@ class ProjectCheck {
                                   finding.suggestion});
   }
 
-  /// The names of rules that neither document has.
+  /// Finds the names of rules that neither the library nor local rules contain.
   void checkRuleNames(CheckedDocument& cases) {
-    if (linted_.empty() || linted_.front().role != lint::Document::Role::kLibrary) return;
-    std::vector<std::string_view> known;
-    for (const auto [name, definition] : linted_.front().entries()) known.push_back(name);
-    std::unordered_set<std::string_view> defined(known.begin(), known.end());
-    for (const auto& [document, text] : sources_) addRuleNames(*document, defined);
+    if (!hasLibrary()) return;
+    if (known_.empty()) collectRuleNames();
     lint::Reporter reporter;
     const Outline outline(*cases.text);
     for (const Name& name : namesIn(outline, Role::kCases)) {
-      if (name.kind != NameKind::kRule || defined.contains(name.text)) continue;
-      const auto nearest = reporter.nearest(name.text, known);
+      if (name.kind != NameKind::kRule || inUse_.contains(name.text)) continue;
+      const auto nearest = reporter.nearest(name.text, known_);
       cases.problems.push_back(
           {name.token.content, Severity::kWarning, "unknown-rule",
            fmt::format("The rule documents have no rule {}{}", lint::shown(std::string_view(name.text)),
@@ -168,12 +167,18 @@ class ProjectCheck {
     }
   }
 
-  /// Adds the names in local rules: a device can get a rule that the library does not define.
-  void addRuleNames(const CheckedDocument& document, std::unordered_set<std::string_view>& names) {
-    if (document.role != Role::kRules) return;
-    const Outline outline(*document.text);
-    for (Name& name : namesIn(outline, Role::kRules)) {
-      if (name.kind == NameKind::kRule) names.insert(kept_.emplace_back(std::move(name.text)));
+  /// Includes the names in local rules: a device can get a rule that the library does not define.
+  void collectRuleNames() {
+    for (const auto [name, definition] : linted_.front().entries()) {
+      known_.push_back(name);
+      inUse_.emplace(name);
+    }
+    for (const auto& [document, text] : sources_) {
+      if (document->role != Role::kRules) continue;
+      const Outline outline(*document->text);
+      for (Name& name : namesIn(outline, Role::kRules)) {
+        if (name.kind == NameKind::kRule) inUse_.insert(std::move(name.text));
+      }
     }
   }
 
@@ -181,7 +186,8 @@ class ProjectCheck {
   std::vector<std::pair<CheckedDocument*, SharedText>>
       sources_;  // of the linted documents, with the texts that were read
   std::map<std::size_t, Locator> locators_;
-  std::deque<std::string> kept_;
+  std::vector<std::string_view> known_;    // rules of the library
+  std::unordered_set<std::string> inUse_;  // and of local rules
 };
 
 }  // namespace
@@ -247,8 +253,8 @@ void CheckThread::start(std::vector<CheckedDocument> documents) {
 }
 
 std::vector<CheckedDocument> CheckThread::take() {
-  std::uint64_t count = 0;
-  if (::read(event_.number(), &count, sizeof count) < 0) return {};
+  eventfd_t count = 0;
+  eventfd_read(event_.number(), &count);
   isBusy_ = false;
   const std::lock_guard lock(mutex_);
   return *std::exchange(output_, std::nullopt);
@@ -269,8 +275,7 @@ void CheckThread::run() {
     }
     lock.lock();
     output_ = std::move(documents);
-    constexpr std::uint64_t kOne = 1;
-    (void)!write(event_.number(), &kOne, sizeof kOne);
+    eventfd_write(event_.number(), 1);
   }
 }
 

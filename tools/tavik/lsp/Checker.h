@@ -23,23 +23,24 @@ struct Problem {
   lint::Severity severity;
   std::string name;  ///< of the kind of problem
   std::string message;
-  std::optional<lint::Suggestion> suggestion = {};
+  std::optional<lint::Suggestion> suggestion = {};  ///< absent if there is no quick fix
 };
 
 /// A document to check, or a checked one with its problems.
 struct CheckedDocument {
   std::string uri;
-  std::string path;
+  std::string path;  ///< empty if the document is not a file
   Role role;
   SharedText text;
-  bool isReported;
+  bool isReported;  ///< whether its problems are sent to the editor
   std::vector<Problem> problems = {};
 };
 
 /// Checks the documents of a project: a rule library, if there is one, then the others. A document that cannot be read
-/// has its syntax error, and the problems of its last text that could be read.
+/// gets its syntax error, and the problems of its last text that could be read.
 class Checker {
  public:
+  /// Returns the documents with their problems added.
   std::vector<CheckedDocument> check(std::vector<CheckedDocument> documents);
 
  private:
@@ -66,9 +67,9 @@ class CheckThread {
   [[nodiscard]] bool isIdle() const noexcept { return !isBusy_; }
   /// Only while idle.
   void start(std::vector<CheckedDocument> documents);
-  /// Readable when a result is there.
+  /// Readable once a result is available.
   [[nodiscard]] int descriptor() const noexcept { return event_.number(); }
-  /// Only when a result is there; idle afterwards.
+  /// Only once a result is available; idle afterwards. Empty if memory ran out.
   std::vector<CheckedDocument> take();
 
  private:

@@ -38,7 +38,7 @@ struct Query {
   const CheckedDocument* checked;  ///< its last problems; null if there are none
   const Json& params;
 
-  /// Of "position". Throws Json::exception if there is none.
+  /// Of "position". Throws Json::exception if it is missing or malformed.
   [[nodiscard]] std::size_t offset() const;
 };
 
@@ -51,6 +51,8 @@ struct Result {
   std::string json;
 };
 
+/// The answers to requests: null or empty if nothing is known at the place. They throw `RequestFailed` and, if the
+/// parameters are malformed, Json::exception.
 Result codeActions(const Query& query);
 Result completion(const Query& query);
 Result definition(const Query& query);

@@ -14,6 +14,9 @@ using Kind = OutlineNode::Kind;
 using enum Role;
 using enum NameKind;
 
+constexpr Keyword kComment = {"comment", "A note for people."};
+constexpr Keyword kOwner = {"owner", "Who maintains it, for people."};
+constexpr Keyword kTicket = {"ticket", "Why it was changed, for people."};
 constexpr Keyword kVersionKey[] = {{"version", "The document's version, for results. Change it with every edit."}};
 constexpr Keyword kDefinitionKeys[] = {
     {"attribute", "The name of the device attribute that the rule checks."},
@@ -23,9 +26,9 @@ constexpr Keyword kDefinitionKeys[] = {
     {"hideResult", "If present, with any value, the result is hidden from the operator."},
     {"domain", "An entry for the domain list of the station."},
     {"poll", "An entry for the polling list of the station."},
-    {"comment", "A note for people."},
-    {"owner", "Who maintains it, for people."},
-    {"ticket", "Why it was changed, for people."},
+    kComment,
+    kOwner,
+    kTicket,
 };
 constexpr Keyword kReferenceKeys[] = {
     {"attribute", "The name of the value; by default, the rule's own attribute."},
@@ -40,9 +43,9 @@ constexpr Keyword kLocalKeys[] = {
 };
 constexpr Keyword kEntryKeys[] = {
     {"value", "The expected value, in place of the one in the rule library."},
-    {"comment", "A note for people."},
-    {"owner", "Who maintains it, for people."},
-    {"ticket", "Why it was changed, for people."},
+    kComment,
+    kOwner,
+    kTicket,
 };
 constexpr Keyword kPartNumberKeys[] = {{"RegionRules", "Regions, each with the rules of its devices."}};
 constexpr Keyword kCaseFileKeys[] = {

@@ -17,8 +17,8 @@ class MessageReader {
   static constexpr std::size_t kLargestMessage = std::size_t{256} << 20;
 
   void add(std::string_view bytes) { pending_ += bytes; }
-  /// The next message, once all of it is there. Throws `Unusable` if the headers are malformed or the message is too
-  /// large: there is no way to find the message after it.
+  /// The next message; absent until all of it was added. Throws `Unusable` if the headers are malformed or the message
+  /// is too large; the reader cannot find the next message then.
   std::optional<std::string> next();
   /// Whether bytes of an incomplete message are left.
   [[nodiscard]] bool isInMessage() const noexcept { return !pending_.empty(); }

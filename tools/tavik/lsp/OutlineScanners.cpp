@@ -1,4 +1,4 @@
-// Finds the tokens of a text in each format, and goes on after whatever is malformed.
+// Finds the tokens of a text in each format, and continues after malformed parts.
 
 #include <algorithm>
 

@@ -7,12 +7,11 @@
 #include "lint/Document.h"
 #include "lint/LocalRules.h"
 #include "lsp/Feature.h"
+#include "rules/RuleFacts.h"
 #include "text/Text.h"
 
 namespace tavik::tool::lsp {
 namespace {
-
-bool isAbsenceRule(std::string_view name) { return name.starts_with("No Attribute"); }
 
 /// Rejects names that would change what the documents mean, or that one of them cannot contain.
 void requireUsable(const Name& old, const std::string& name) {
@@ -25,8 +24,9 @@ void requireUsable(const Name& old, const std::string& name) {
   require(visible(name) == name, "the new name contains control characters");
   require(!name.starts_with('$'), "a name must not begin with \"$\": JSON uses it for other kinds of values");
   require(namesSet(name) == namesSet(old.text), "the names of rule sets, and only those, end in \"RuleSet\"");
-  require(name != "version" && name != lint::kRegionRules, "the name has another meaning in rule documents");
-  require(isAbsenceRule(name) == isAbsenceRule(old.text),
+  require(name != "version" && name != lint::kRegionRules,
+          "the name has another meaning in rule documents; choose another");
+  require(requiresAbsence(name) == requiresAbsence(old.text),
           "a name that begins with \"No Attribute\" makes a rule that requires the attribute to be missing");
 }
 
@@ -58,11 +58,14 @@ Result rename(const Query& query) {
     const std::string file = document->path().empty() ? document->uri() : document->path();
     if (!document->isReadable()) throw RequestFailed(fmt::format("{}: fix the syntax error first", visible(file)));
     if (!sameNames(*document, other).empty()) {
-      throw RequestFailed(
-          fmt::format("{}: there is already a name {}", visible(file), lint::shown(std::string_view(newName))));
+      throw RequestFailed(fmt::format("{}: already contains the name {}; choose another", visible(file),
+                                      lint::shown(std::string_view(newName))));
     }
     if (same.empty()) continue;
-    if (document->isOpaque()) throw RequestFailed(fmt::format("{}: is signed or binary", visible(file)));
+    if (document->isOpaque())
+      throw RequestFailed(
+          fmt::format("{}: is signed or binary and cannot be changed; name its unsigned source in tavik-workspace.json",
+                      visible(file)));
     for (const Name* name : same) {
       const auto [span, text] = document->outline().replacement(name->token, newName, name->isKey);
       changes[document->uri()].push_back({{"range", rangeOf(*document, span)}, {"newText", text}});

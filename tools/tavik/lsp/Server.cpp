@@ -22,6 +22,7 @@ constexpr int kServerNotInitialized = -32002;
 constexpr int kRequestCancelled = -32800;
 
 constexpr int kDeepestMessage = 100;
+constexpr std::size_t kWidestMethod = 60;  // in messages
 
 struct Request {
   std::string_view method;
@@ -45,7 +46,8 @@ bool isRequest(const Json& message) {
 
 Json parsed(const std::string& message) {
   const auto limit = [](int depth, Json::parse_event_t, Json&) {
-    if (depth > kDeepestMessage) throw RequestFailed("the message is nested too deep");
+    if (depth > kDeepestMessage)
+      throw RequestFailed(fmt::format("the message is nested more than {} levels deep", kDeepestMessage));
     return true;
   };
   return Json::parse(message, limit);
@@ -147,7 +149,9 @@ void Server::handleRequest(const Json& message) {
     return sendError(id, kServerNotInitialized, "the first request must be \"initialize\"");
   }
   if (state_ == State::kShutDown || (state_ == State::kRunning && method == "initialize")) {
-    return sendError(id, kInvalidRequest, "not expected in this state");
+    return sendError(id, kInvalidRequest,
+                     "\"" + shortened(visible(method), kWidestMethod) + "\" is not allowed " +
+                         (state_ == State::kShutDown ? "after \"shutdown\"" : "twice"));
   }
   try {
     const std::string result = resultOf(method, message.value("params", Json()));
@@ -168,7 +172,8 @@ std::string Server::resultOf(const std::string& method, const Json& params) {
   }
   const auto* const request = std::ranges::find(kRequests, method, &Request::method);
   if (request == std::end(kRequests)) {
-    throw RequestFailed(fmt::format("unknown method \"{}\"", shortened(visible(method), 60)), kMethodNotFound);
+    throw RequestFailed(fmt::format("unknown method \"{}\"", shortened(visible(method), kWidestMethod)),
+                        kMethodNotFound);
   }
   SourceDocument& document = documentOf(params);
   const Project project = workspace_.projectOf(document);
@@ -200,7 +205,7 @@ void Server::handleNotification(const Json& message) {
   try {
     (this->*found->handle)(message.value("params", Json()));
   } catch (const Json::exception&) {
-    // There is no answer to a notification.
+    // Notifications are not answered.
   } catch (const RequestFailed&) {
   }
 }

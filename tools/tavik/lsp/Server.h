@@ -30,7 +30,7 @@ class Server {
 
   /// A project to check because one of its documents changed; absent if there is none.
   std::optional<std::vector<CheckedDocument>> nextCheck();
-  /// Sends the problems of the documents that are as they were when they were checked.
+  /// Sends the problems of the documents that have not changed since they were checked.
   void publish(std::vector<CheckedDocument> documents);
 
   /// Once the client has sent "exit": whether it sent "shutdown" before.

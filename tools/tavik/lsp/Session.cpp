@@ -23,8 +23,8 @@ void sendMessage(const std::string& message) {
 
 class Session {
  public:
-  /// Messages are handled once all input that is there has been read, so that a request may be cancelled; documents are
-  /// checked once all messages have been handled.
+  /// Messages are handled after all available input has been read, so that requests can be canceled; documents are
+  /// checked after all messages have been handled.
   bool run() {
     while (!server_.exited() && !isAtEnd_) {
       if (waitForInput()) {

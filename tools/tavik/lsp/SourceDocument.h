@@ -20,8 +20,8 @@ namespace tavik::tool::lsp {
 /// Text that does not change, for any number of owners and threads.
 using SharedText = std::shared_ptr<const std::string>;
 
-/// The rule document in a signed one, whose signatures are not verified; otherwise `document` itself. Absent if there
-/// is none.
+/// The rule document in a signed one, whose signatures are not verified; otherwise `document` itself. Absent if the
+/// signed content cannot be decoded.
 std::optional<Value> unwrapped(const Value& document);
 
 class SourceDocument {
@@ -46,7 +46,7 @@ class SourceDocument {
   [[nodiscard]] Role role() const { return givenRole_ ? *givenRole_ : ownRole(); }
   void setRole(Role role);
   [[nodiscard]] const std::vector<Name>& names() const;
-  /// The rule document as a value: of the last text that could be read. Null if there was none.
+  /// The rule document in the last text that could be read, as a value; null if none could.
   [[nodiscard]] const Value* content() const;
   /// Whether the text can be read.
   [[nodiscard]] bool isReadable() const;

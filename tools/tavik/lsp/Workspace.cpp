@@ -5,6 +5,8 @@
 #include <tavik/Platform.h>
 
 #include <algorithm>
+#include <charconv>
+#include <cstdint>
 #include <system_error>
 
 #include "ExitStatus.h"
@@ -22,11 +24,6 @@ constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 constexpr std::uintmax_t kMostBytesGuessed = std::uintmax_t{16} << 20;
 constexpr std::size_t kMostFilesGuessed = 100;
 constexpr int kMostEntriesListed = 10'000;
-
-std::optional<unsigned> hexDigit(char character) {
-  const std::size_t digit = std::string_view("0123456789abcdef0123456789ABCDEF").find(character);
-  return digit == std::string_view::npos ? std::nullopt : std::optional(static_cast<unsigned>(digit % 16));
-}
 
 std::string normal(const fs::path& path) { return path.lexically_normal().string(); }
 
@@ -94,10 +91,12 @@ std::string pathOfUri(std::string_view uri) {
   uri.remove_prefix(kScheme.size());
   std::string path;
   for (std::size_t i = 0; i < uri.size(); ++i) {
-    const auto high = uri[i] == '%' && i + 2 < uri.size() ? hexDigit(uri[i + 1]) : std::nullopt;
-    const auto low = high ? hexDigit(uri[i + 2]) : std::nullopt;
-    path += low ? static_cast<char>(*high * 16 + *low) : uri[i];
-    if (low) i += 2;
+    const char* const digits = uri.data() + i + 1;
+    std::uint8_t byte = 0;
+    const bool isEscape =
+        uri[i] == '%' && i + 2 < uri.size() && std::from_chars(digits, digits + 2, byte, 16).ptr == digits + 2;
+    path += isEscape ? static_cast<char>(byte) : uri[i];
+    if (isEscape) i += 2;
   }
   return path.find('\0') == std::string::npos ? normal(path) : "";
 }

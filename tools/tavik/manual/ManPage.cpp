@@ -6,6 +6,7 @@
 #include <algorithm>
 
 #include "commands/Commands.h"
+#include "text/Text.h"
 
 namespace tavik::tool::manual {
 namespace {
@@ -43,14 +44,6 @@ std::string roff(std::string_view text) {
 
 std::string bold(std::string_view text) { return "\\fB" + roff(text) + "\\fR"; }
 std::string italic(std::string_view text) { return "\\fI" + roff(text) + "\\fR"; }
-
-std::string upperCase(std::string_view text) {
-  std::string upper(text);
-  std::ranges::transform(upper, upper.begin(), [](char character) {
-    return character >= 'a' && character <= 'z' ? static_cast<char>(character - 'a' + 'A') : character;
-  });
-  return upper;
-}
 
 class Page {
  public:

@@ -25,7 +25,7 @@ class RuleMatrix {
  public:
   /// An expected value of a rule with its origin, or that kinds do not get the rule.
   struct Variant {
-    const KindRule* rule = nullptr;  ///< null if they do not get it
+    const KindRule* rule = nullptr;  ///< null if they do not get the rule
     std::string from = {};           ///< as KindRule::valueFrom
     std::size_t kinds = 0;
     std::vector<const RulePart*> parts = {};  ///< for those that get it
@@ -59,6 +59,7 @@ class RuleMatrix {
   /// The same as text; "every other device" for the most common variant.
   [[nodiscard]] std::string devicesText(const Row& row, const Variant& variant);
   [[nodiscard]] std::size_t countColumns() const { return columns_.size(); }
+  /// Takes memory for every rule of every column.
   [[nodiscard]] std::vector<Column> columns() const;
 
  private:

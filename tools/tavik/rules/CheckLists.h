@@ -10,8 +10,10 @@
 
 namespace tavik::tool {
 
+/// A list that the kernel makes, and the headings of its table.
 struct CheckList {
   std::string_view name;
+  /// Absent, with `error` set, if the device's rules cannot be assembled.
   std::optional<Dictionary> (ZRTTavikKernel::*make)(const Dictionary& localRules, const Dictionary& deviceAttributes,
                                                     std::optional<Error>& error) const;
   std::string_view keyHeading;

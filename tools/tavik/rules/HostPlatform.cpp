@@ -1,7 +1,6 @@
 #include "rules/HostPlatform.h"
 
 #include <fcntl.h>
-#include <fmt/chrono.h>
 #include <fmt/format.h>
 #include <tavik/PropertyList.h>
 #include <tavik/VisibleText.h>
@@ -19,6 +18,7 @@
 #include "io/ArgumentName.h"
 #include "io/FileDescriptor.h"
 #include "io/StandardError.h"
+#include "text/IsoTime.h"
 #include "text/Text.h"
 
 namespace tavik::tool {
@@ -32,9 +32,7 @@ int openLog(const std::string& path) {
 
 std::string logTime() {
   const auto now = std::chrono::floor<std::chrono::milliseconds>(std::chrono::system_clock::now());
-  const auto milliseconds = now.time_since_epoch().count() % 1000;
-  return fmt::format("{:%Y-%m-%dT%H:%M:%S}.{:03}Z", fmt::gmtime(std::chrono::system_clock::to_time_t(now)),
-                     milliseconds);
+  return isoText(now.time_since_epoch().count());
 }
 
 /// A plain document. Its digest is that of a binary property list with its content, so that it does not depend on the

@@ -18,7 +18,7 @@ bool mayFault(const PredicateFacts& facts, const Value& value) {
 }  // namespace
 
 RuleFacts::RuleFacts(std::string_view name, const Dictionary* definition, const Value* value)
-    : wantsAbsence_(name.starts_with("No Attribute")), value_(value) {
+    : wantsAbsence_(requiresAbsence(name)), value_(value) {
   if (definition == nullptr) return;
   std::optional<std::string> attribute;
   if (const auto text = definition->findString("attribute")) attribute = *text;

@@ -15,6 +15,9 @@
 
 namespace tavik::tool {
 
+/// Whether a rule with this name requires that the device lacks its attribute.
+inline bool requiresAbsence(std::string_view rule) { return rule.starts_with("No Attribute"); }
+
 /// A value that a rule reads.
 struct RuleOperand {
   std::optional<std::string> source;  ///< absent: the device
@@ -30,7 +33,6 @@ class RuleFacts {
   /// definition, value: as in `RuleOrigin`; may be null.
   RuleFacts(std::string_view name, const Dictionary* definition, const Value* value);
 
-  [[nodiscard]] bool wantsAbsence() const noexcept { return wantsAbsence_; }
   /// The attribute and the references, in order.
   [[nodiscard]] const std::vector<RuleOperand>& operands() const noexcept { return operands_; }
   /// kNone if the rule calls no predicate.

@@ -2,14 +2,12 @@
 
 #include <algorithm>
 #include <array>
+#include <cctype>
+#include <charconv>
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
-#include <optional>
-#include <span>
 #include <string>
-#include <string_view>
-#include <utility>
 
 #include "test/Variations.h"
 
@@ -22,13 +20,13 @@ using Visit = std::function<bool(const Value&)>;
 constexpr std::size_t kMostParts = 256;
 constexpr std::size_t kLongestText = 64;  ///< texts beyond this length are changed near their ends only
 
-bool isText(const Value& value) { return value.isString(); }
+bool anyVariation(const Value& value, const Visit& visit) { return std::ranges::any_of(variationsOf(value), visit); }
 
 /// The texts among the hints and their neighbors; numbers in digits.
 std::vector<std::string> textsOf(const Hints& hints) {
   std::vector<std::string> texts;
   for (const Value& hint : hints) {
-    if (!isText(hint) && hint.kind() != Kind::kNumber) continue;
+    if (!hint.isString() && hint.kind() != Kind::kNumber) continue;
     const Value text(description(&hint));
     texts.emplace_back(*text.ifString());
     for (const Value& other : variationsOf(text)) texts.emplace_back(*other.ifString());
@@ -70,10 +68,7 @@ bool anyMixture(const std::string& text, const std::string& other, const Visit& 
 bool anyText(const Value& current, const Hints& hints, const Visit& visit) {
   const std::string text(*current.ifString());
   if (anyLetterChange(text, visit)) return true;
-  for (const Value& other : variationsOf(current)) {
-    if (visit(other)) return true;
-  }
-  if (visit(Value("x" + text)) || anyCaseChange(text, visit)) return true;
+  if (anyVariation(current, visit) || visit(Value("x" + text)) || anyCaseChange(text, visit)) return true;
   for (const std::string& other : textsOf(hints)) {
     if (anyMixture(text, other, visit)) return true;
   }
@@ -102,16 +97,10 @@ bool anyNumberNear(const Value& bound, double current, const Visit& visit) {
 }
 
 bool anyNumber(const Value& current, const Hints& hints, const Visit& visit) {
-  for (const Value& other : variationsOf(current)) {
-    if (visit(other)) return true;
-  }
+  if (anyVariation(current, visit)) return true;
   return std::ranges::any_of(hints, [&](const Value& hint) {
-    return (isText(hint) || hint.kind() == Kind::kNumber) && anyNumberNear(hint, doubleValue(&current), visit);
+    return (hint.isString() || hint.kind() == Kind::kNumber) && anyNumberNear(hint, doubleValue(&current), visit);
   });
-}
-
-bool anyBoolean(const Value& current, const Hints& /*hints*/, const Visit& visit) {
-  return visit(Value(!*current.ifBoolean()));
 }
 
 bool anyByteChange(const Data& current, std::uint8_t bits, const Visit& visit) {
@@ -125,15 +114,11 @@ bool anyByteChange(const Data& current, std::uint8_t bits, const Visit& visit) {
 }
 
 /// The bytes that a text names in hexadecimal digits; other characters are skipped.
-Data bytesIn(std::string_view text) {
-  std::vector<std::uint8_t> bytes;
-  std::optional<unsigned> high;
-  for (const char c : text) {
-    constexpr std::string_view kDigits = "0123456789abcdef";
-    const std::size_t digit = kDigits.find(static_cast<char>(c >= 'A' && c <= 'F' ? c - 'A' + 'a' : c));
-    if (digit == std::string_view::npos) continue;
-    if (high) bytes.push_back(static_cast<std::uint8_t>(*high << 4U | digit));
-    high = high ? std::nullopt : std::optional(static_cast<unsigned>(digit));
+Data bytesIn(std::string text) {
+  std::erase_if(text, [](unsigned char c) { return std::isxdigit(c) == 0; });
+  std::vector<std::uint8_t> bytes(text.size() / 2);
+  for (std::size_t i = 0; i < bytes.size(); ++i) {
+    std::from_chars(text.data() + 2 * i, text.data() + 2 * i + 2, bytes[i], 16);
   }
   return Data(bytes);
 }
@@ -143,8 +128,8 @@ bool anyData(const Value& current, const Hints& hints, const Visit& visit) {
   if (anyByteChange(data, 1, visit)) return true;
   for (const Value& hint : hints) {
     if (hint.ifData() != nullptr && visit(hint)) return true;
-    if (!isText(hint)) continue;
-    const Data named = bytesIn(*hint.ifString());
+    if (!hint.isString()) continue;
+    const Data named = bytesIn(std::string(*hint.ifString()));
     if (visit(named) || anyByteChange(named, 1, visit)) return true;
   }
   std::vector<std::uint8_t> bytes(data.size(), 0);
@@ -157,15 +142,12 @@ bool anyData(const Value& current, const Hints& hints, const Visit& visit) {
 }
 
 bool anyArray(const Value& current, const Hints& hints, const Visit& visit) {
-  const Array& array = *current.ifArray();
-  for (const Value& other : variationsOf(current)) {
-    if (visit(other)) return true;
-  }
+  if (anyVariation(current, visit)) return true;
   for (const Value& hint : hints) {
     std::vector<Value> elements = variationsOf(hint);
     elements.insert(elements.begin(), hint);
     for (const Value& element : elements) {
-      Array longer = array;
+      Array longer = *current.ifArray();
       longer.append(element);
       if (visit(Value(Array::of(element))) || visit(longer)) return true;
     }
@@ -179,17 +161,14 @@ bool anyDictionary(const Value& current, const Hints& hints, const Visit& visit)
     longer.set(name, Value("x"));
     if (visit(longer)) return true;
   }
-  const std::vector<Value> others = variationsOf(current);
-  return std::ranges::any_of(others, visit);
+  return anyVariation(current, visit);
 }
 
-bool anyDate(const Value& current, const Hints& /*hints*/, const Visit& visit) {
-  const std::vector<Value> others = variationsOf(current);
-  return std::ranges::any_of(others, visit);
-}
+bool anyOther(const Value& current, const Hints& /*hints*/, const Visit& visit) { return anyVariation(current, visit); }
 
 using Candidates = bool (*)(const Value& current, const Hints& hints, const Visit& visit);
-constexpr Candidates kCandidates[] = {anyText, anyNumber, anyBoolean, anyData, anyDate, anyArray, anyDictionary};
+constexpr Candidates kCandidates[] = {anyText,  anyNumber, anyOther,     anyData,
+                                      anyOther, anyArray,  anyDictionary};  // by kind
 
 }  // namespace
 
@@ -213,8 +192,7 @@ bool anyCandidate(const Value* current, const std::vector<Value>& hints, const V
   for (const Value& hint : hints) {
     const bool isNew = current == nullptr || hint.kind() != current->kind();
     if (!isNew) continue;
-    const std::vector<Value> others = variationsOf(hint);
-    if (visit(hint) || std::ranges::any_of(others, visit)) return true;
+    if (visit(hint) || anyVariation(hint, visit)) return true;
     if (hint.kind() == Kind::kNumber && anyNumberNear(hint, 0, visit)) return true;
   }
   return current == nullptr && visit(Value("present"));

@@ -11,10 +11,7 @@ namespace {
 void apply(const DeviceChange& change, Dictionary& attributes, Dictionary& sources) {
   const std::string& name = change.operand.name;
   if (change.operand.source) {
-    const Dictionary* const known = sources.findDictionary(*change.operand.source);
-    Dictionary source = known == nullptr ? Dictionary() : *known;
-    source.setOrRemove(name, change.value ? &*change.value : nullptr);
-    sources.set(*change.operand.source, Value(std::move(source)));
+    sources.set(*change.operand.source, changedSource(change, sources));
   } else if (change.value) {
     setAttribute(attributes, name, *change.value);
   } else {
@@ -24,11 +21,16 @@ void apply(const DeviceChange& change, Dictionary& attributes, Dictionary& sourc
 
 }  // namespace
 
+Dictionary changedSource(const DeviceChange& change, const Dictionary& sources) {
+  const Dictionary* const known = sources.findDictionary(*change.operand.source);
+  Dictionary source = known == nullptr ? Dictionary() : *known;
+  source.setOrRemove(change.operand.name, change.value ? &*change.value : nullptr);
+  return source;
+}
+
 const Dictionary* recordOf(const RuleEvaluation& evaluation) {
   return evaluation.record ? evaluation.record->ifDictionary() : nullptr;
 }
-
-bool passes(const Dictionary& record) { return record.find("result")->ifBoolean() == true; }
 
 CaseDevice::CaseDevice(Dictionary attributes, Dictionary sources, std::shared_ptr<const IndexedRules> kind)
     : attributes_(std::move(attributes)),

@@ -22,6 +22,9 @@ struct DeviceChange {
   std::optional<Value> value;  ///< absent: removed
 };
 
+/// The values of a source after a change of one of them.
+Dictionary changedSource(const DeviceChange& change, const Dictionary& sources);
+
 class CaseDevice {
  public:
   /// attributes: with packed attributes as the host gave them.
@@ -30,7 +33,6 @@ class CaseDevice {
   [[nodiscard]] const Dictionary& attributes() const noexcept { return attributes_; }
   [[nodiscard]] const Dictionary& sources() const noexcept { return sources_; }
   [[nodiscard]] const IndexedRules& kind() const noexcept { return *kind_; }
-  [[nodiscard]] const std::shared_ptr<const IndexedRules>& sharedKind() const noexcept { return kind_; }
   /// The value that a rule reads; null if it is missing.
   [[nodiscard]] const Value* find(const RuleOperand& operand) const;
 
@@ -50,9 +52,6 @@ class CaseDevice {
 
 /// The record of an evaluation; null if the rule ended the run.
 const Dictionary* recordOf(const RuleEvaluation& evaluation);
-
-/// Whether a record passed.
-bool passes(const Dictionary& record);
 
 }  // namespace tavik::tool
 

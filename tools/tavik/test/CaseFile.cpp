@@ -87,7 +87,7 @@ class Node {
   }
 
   /// An object with at least one of these keys.
-  [[nodiscard]] const Dictionary& someOf(std::initializer_list<std::string_view> known) const {
+  [[nodiscard]] const Dictionary& someOf(std::span<const std::string_view> known) const {
     if (object(known).empty()) refuse(fmt::format("expected at least one of \"{}\"", fmt::join(known, "\", \"")));
     return object();
   }
@@ -137,15 +137,17 @@ constexpr std::string_view kFileKeys[] = {"$schema",   "comment",    "library", 
                                           "publicKey", "attributes", "sources", "cases"};
 constexpr std::string_view kCaseKeys[] = {"name", "comment", "attributes", "change", "remove", "sources", "expect"};
 constexpr std::string_view kExpectKeys[] = {"rules", "others", "station", "error", "fault"};
+constexpr std::string_view kErrorKeys[] = {"code", "description"};
+constexpr std::string_view kFaultKeys[] = {"kind", "message"};
 
 RuleExpectation readRuleExpectation(const std::string& rule, const Node& node) {
   if (node.isText()) {
     const std::size_t word = node.choice({"pass", "fail", "absent"});
     return {rule, word != 2, word == 2 ? Dictionary() : Dictionary{{"result", Value(word == 0)}}};
   }
-  if (node.object(kRecordKeys).empty()) node.refuse("expects nothing");
+  const Dictionary& entries = node.someOf(kRecordKeys);
   if (const std::optional<Node> result = node.find("result")) (void)result->flag();
-  return {rule, true, node.object()};
+  return {rule, true, entries};
 }
 
 std::vector<RuleExpectation> readRuleExpectations(const Node& node) {
@@ -155,26 +157,26 @@ std::vector<RuleExpectation> readRuleExpectations(const Node& node) {
 }
 
 Dictionary readErrorExpectation(const Node& node) {
-  const Dictionary& entries = node.someOf({"code", "description"});
+  const Dictionary& entries = node.someOf(kErrorKeys);
   if (const auto code = node.find("code"); code && !code->value().ifInteger()) code->refuse("is not an integer");
   if (const auto description = node.find("description")) (void)description->text();
   return entries;
 }
 
 Dictionary readFaultExpectation(const Node& node) {
-  const Dictionary& entries = node.someOf({"kind", "message"});
+  const Dictionary& entries = node.someOf(kFaultKeys);
   if (const auto kind = node.find("kind")) (void)kind->choice({"range", "invalid-argument"});
   if (const auto message = node.find("message")) (void)message->text();
   return entries;
 }
 
 Expectation readExpectation(const Node& node) {
-  if (node.object(kExpectKeys).empty()) node.refuse("expects nothing");
+  const Dictionary& entries = node.someOf(kExpectKeys);
   Expectation expectation;
   if (const auto error = node.find("error")) expectation.error = readErrorExpectation(*error);
   if (const auto fault = node.find("fault")) expectation.fault = readFaultExpectation(*fault);
   const bool ends = expectation.error || expectation.fault;
-  if (ends && node.object().size() > 1)
+  if (ends && entries.size() > 1)
     node.refuse("\"error\" and \"fault\" cannot be combined with other keys: such a run checks no rules");
   if (const auto rules = node.find("rules")) expectation.rules = readRuleExpectations(*rules);
   if (const auto others = node.find("others"))

@@ -8,6 +8,7 @@
 #include <string_view>
 #include <utility>
 
+#include "check/Outcome.h"
 #include "test/Candidates.h"
 #include "test/Variations.h"
 #include "text/Text.h"
@@ -63,15 +64,12 @@ std::string FoundCase::changeText() const {
 }
 
 Dictionary FoundCase::inCaseFile(const CaseDevice& device) const {
-  const auto isFail = expected.entries.find("result") != nullptr && !passes(expected.entries);
+  const auto isFail = expected.entries.find("result") != nullptr && !passed(expected.entries);
   const std::string rule = shortened(visible(expected.rule), 60);
   Dictionary entries{
       {"name", change ? fmt::format("{} {}: {}", rule, isFail ? "fails" : "passes", changeText()) : rule}};
   if (change && change->operand.source) {
-    const Dictionary* const known = device.sources().findDictionary(*change->operand.source);
-    Dictionary source = known == nullptr ? Dictionary() : *known;
-    source.setOrRemove(change->operand.name, change->value ? &*change->value : nullptr);
-    entries.set("sources", Dictionary{{*change->operand.source, source}});
+    entries.set("sources", Dictionary{{*change->operand.source, changedSource(*change, device.sources())}});
   } else if (change && change->value) {
     entries.set("change", Dictionary{{change->operand.name, *change->value}});
   } else if (change) {
@@ -123,10 +121,10 @@ class CaseSearch::Attempts {
 
   /// Empty if the change does not reach the goal.
   [[nodiscard]] Dictionary entriesToExpect(const Dictionary& record, const DeviceChange& change) const {
-    Dictionary result{{"result", Value(passes(record))}};
-    if (goal_ == Goal::kFailure) return passes(record) ? Dictionary() : result;
+    Dictionary result{{"result", Value(passed(record))}};
+    if (goal_ == Goal::kFailure) return passed(record) ? Dictionary() : result;
     const std::optional<Dictionary> other = recordAfter(*mutant_, change);
-    if (!other || passes(*other) != passes(record)) return result;
+    if (!other || passed(*other) != passed(record)) return result;
     if (goal_ == Goal::kOtherResult) return {};
     Dictionary entries = differingEntries(record, *other);
     if (!entries.empty()) entries.setFirst("result", *result.find("result"));
@@ -211,18 +209,14 @@ std::optional<FoundCase> CaseSearch::withoutChange(const ChangedRule& changed) {
   const RuleEvaluation evaluation = device_.evaluate(rule);
   const Dictionary* const record = recordOf(evaluation);
   if (record == nullptr) return std::nullopt;
-  FoundCase found{std::nullopt, resultExpectation(rule.name, passes(*record))};
+  FoundCase found{std::nullopt, resultExpectation(rule.name, passed(*record))};
   if (changed.rule) {
     const RuleEvaluation other = device_.evaluate(*changed.rule);
     const Dictionary* const otherRecord = recordOf(other);
     if (otherRecord != nullptr) found.expected.entries = differingEntries(*record, *otherRecord);
     if (found.expected.entries.empty()) return std::nullopt;
   }
-  const std::vector<bool>& failing = failingBefore();
-  for (std::size_t number = 0; number < failing.size(); ++number) {
-    if (failing[number] && number != changed.number)
-      found.alsoFailing.emplace_back(device_.kind().rules()[number].name);
-  }
+  found.alsoFailing = othersIn(failingBefore(), changed.number);
   return found;
 }
 
@@ -233,7 +227,7 @@ const std::vector<bool>& CaseSearch::failingBefore() {
   for (const RuleOrigin& rule : device_.kind().rules()) {
     const RuleEvaluation evaluation = device_.evaluate(rule);
     const Dictionary* const record = recordOf(evaluation);
-    failingBefore_.push_back(record != nullptr && !passes(*record));
+    failingBefore_.push_back(record != nullptr && !passed(*record));
   }
   return failingBefore_;
 }
@@ -246,8 +240,12 @@ std::optional<std::vector<std::string>> CaseSearch::alsoFailing(std::size_t numb
     const RuleEvaluation evaluation = changed->evaluate(device_.kind().rules()[reader]);
     const Dictionary* const record = recordOf(evaluation);
     if (record == nullptr) return std::nullopt;
-    failing[reader] = !passes(*record);
+    failing[reader] = !passed(*record);
   }
+  return othersIn(failing, number);
+}
+
+std::vector<std::string> CaseSearch::othersIn(const std::vector<bool>& failing, std::size_t number) const {
   std::vector<std::string> names;
   for (std::size_t other = 0; other < failing.size(); ++other) {
     if (failing[other] && other != number) names.emplace_back(device_.kind().rules()[other].name);

@@ -56,6 +56,8 @@ class CaseSearch {
   /// The other rules that fail after the change; absent if the check ends.
   std::optional<std::vector<std::string>> alsoFailing(std::size_t number, const DeviceChange& change);
   const std::vector<bool>& failingBefore();
+  /// The names of the failing rules other than the one with this number. failing: by number.
+  [[nodiscard]] std::vector<std::string> othersIn(const std::vector<bool>& failing, std::size_t number) const;
 
   const CaseDevice& device_;
   IndexedRulesCache& kinds_;

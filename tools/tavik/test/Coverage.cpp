@@ -33,13 +33,13 @@ void Coverage::Group::add(const std::vector<std::string>& names, bool pass) {
   if (place != places.end()) items[place->second].seen.add(pass);
 }
 
-Coverage::Coverage(const Dictionary& library, const Dictionary& localRules) : origins_(library, localRules) {
-  for (const auto& [partNumber, region] : origins_.deviceKinds()) {
+Coverage::Coverage(const RuleOrigins& origins, IndexedRulesCache& kinds) : kinds_(kinds) {
+  for (const auto& [partNumber, region] : origins.deviceKinds()) {
     if (partNumber != nullptr) partNumbers_.at({selectorText(partNumber)});
     if (region != nullptr) regions_.at({selectorText(partNumber), selectorText(region)});
   }
   std::set<std::string_view> ableToFail;
-  const EffectiveEntries entries(origins_);
+  const EffectiveEntries entries(origins);
   for (const EffectiveEntry& entry : entries.rules) {
     const bool canFail = !RuleFacts(entry.name, entry.definition, entry.value()).cannotFail();
     if (canFail) ableToFail.insert(entry.name);
@@ -67,8 +67,7 @@ void Coverage::add(const RuleTest& test, const CheckOutcome& outcome) {
 void Coverage::addRule(const RuleOrigin& rule, const IndexedRules& kind, bool pass) {
   rules_.add({std::string(rule.name)}, pass);
   if (rule.entries.back().value() == nullptr) return;
-  overrides_.add(overrideNames({rule.name, rule.definition, rule.entries.back(), {kind.partNumber(), kind.region()}}),
-                 pass);
+  overrides_.add(overrideNames({{rule.name, rule.definition, rule.entries.back()}, kind.selectors()}), pass);
 }
 
 std::size_t Coverage::sum(std::size_t (Seen::*count)() const) const {

@@ -41,9 +41,9 @@ class Coverage {
 
   /// All items: each rule that some device gets, each value in the local rules that is in effect, each part number and
   /// region of the local rules.
-  Coverage(const Dictionary& library, const Dictionary& localRules);
-  Coverage(const Coverage&) = delete;
-  Coverage& operator=(const Coverage&) = delete;
+  ///
+  /// Borrows both; `kinds` finds rules of `origins`.
+  Coverage(const RuleOrigins& origins, IndexedRulesCache& kinds);
 
   /// Counts a case: the rules that it has expectations for, and the device. A run without a verdict covers nothing.
   void add(const RuleTest& test, const CheckOutcome& outcome);
@@ -69,8 +69,7 @@ class Coverage {
   void addRule(const RuleOrigin& rule, const IndexedRules& kind, bool pass);
   [[nodiscard]] std::size_t sum(std::size_t (Seen::*count)() const) const;
 
-  RuleOrigins origins_;
-  IndexedRulesCache kinds_{origins_};
+  IndexedRulesCache& kinds_;
   Group rules_;
   Group overrides_;
   Group partNumbers_;

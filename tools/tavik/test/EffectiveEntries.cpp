@@ -10,16 +10,12 @@ namespace {
 
 using Layer = LocalEntry::Layer;
 
-bool isOfPartNumber(Layer layer) { return layer == Layer::kPartNumber || layer == Layer::kRegion; }
-
 /// Identifies an entry. Documents in some encodings share equal parts, so the part number and the region belong to it.
 using Identity = std::tuple<const Value*, const Value*, const Value*, std::string_view, std::string_view>;
 
 Identity identityOf(const EffectiveEntry& entry) {
-  const bool ofPartNumber = isOfPartNumber(entry.entry.layer);
-  const bool ofRegion = entry.entry.layer == Layer::kRegion;
-  return {entry.entry.content, ofPartNumber ? entry.kind.partNumber : nullptr, ofRegion ? entry.kind.region : nullptr,
-          entry.entry.set, entry.name};
+  const auto [partNumber, region] = entry.scope();
+  return {entry.entry.content, partNumber, region, entry.entry.set, entry.name};
 }
 
 /// Collects each entry once.
@@ -62,29 +58,21 @@ std::string kindText(const DeviceKind& kind) {
   return kind.region == nullptr ? partNumber : partNumber + ", region " + selectorText(kind.region);
 }
 
-bool EffectiveEntry::appliesTo(const Value* partNumber, const Value* region) const {
-  const auto isSame = [](const Value* mine, const Value* other) { return other != nullptr && *mine == *other; };
-  if (isOfPartNumber(entry.layer) && !isSame(kind.partNumber, partNumber)) return false;
-  return entry.layer != Layer::kRegion || isSame(kind.region, region);
+bool includes(const DeviceKind& kind, const DeviceKind& device) {
+  const auto matches = [](const Value* wanted, const Value* found) {
+    return wanted == nullptr || (found != nullptr && *wanted == *found);
+  };
+  return matches(kind.partNumber, device.partNumber) && matches(kind.region, device.region);
+}
+
+DeviceKind EffectiveEntry::scope() const {
+  if (entry.layer == Layer::kRegion) return kind;
+  return {entry.layer == Layer::kPartNumber ? kind.partNumber : nullptr, nullptr};
 }
 
 std::string EffectiveEntry::layerText() const {
-  switch (entry.layer) {
-    case Layer::kPartNumber:
-      return kindText({kind.partNumber, nullptr});
-    case Layer::kRegion:
-      return kindText(kind);
-    case Layer::kGeneric:
-      return "GenericRules";
-    case Layer::kSet:
-      break;
-  }
-  return std::string(entry.set);
-}
-
-const Value* EffectiveEntry::value() const {
-  const Value* const local = entry.value();
-  return local != nullptr || definition == nullptr ? local : definition->find("value");
+  if (entry.layer == Layer::kGeneric) return "GenericRules";
+  return entry.layer == Layer::kSet ? std::string(entry.set) : kindText(scope());
 }
 
 EffectiveEntries::EffectiveEntries(const RuleOrigins& origins) {
@@ -96,9 +84,9 @@ EffectiveEntries::EffectiveEntries(const RuleOrigins& origins) {
     if (!device) continue;
     kinds.push_back(kind);
     for (const RuleOrigin& rule : device->rules)
-      ofRules.add({rule.name, rule.definition, rule.entries.back(), kind, isRedundant(rule)});
+      ofRules.add({{rule.name, rule.definition, rule.entries.back()}, kind, isRedundant(rule)});
     for (const RuleSetOrigin& set : device->sets)
-      ofSets.add({set.name, nullptr, set.entries.back(), kind, set.entries.size() > 1});
+      ofSets.add({{set.name, nullptr, set.entries.back()}, kind, set.entries.size() > 1});
   }
 }
 

@@ -7,25 +7,21 @@
 #include <tavik/Value.h>
 
 #include <string>
-#include <string_view>
 #include <vector>
+
+#include "rules/KindRules.h"
 
 namespace tavik::tool {
 
-/// An entry that gives devices a rule or a rule set.
-struct EffectiveEntry {
-  std::string_view name;         ///< of the rule or the rule set
-  const Dictionary* definition;  ///< of the rule; null if there is none
-  LocalEntry entry;
+/// An entry that gives devices a rule or a rule set; a rule set has no definition.
+struct EffectiveEntry : KindRule {
   DeviceKind kind;           ///< the first kind for which the entry is in effect
   bool isRedundant = false;  ///< without it, another entry gives every device the same rule
 
-  /// Whether the entry is in the layers of devices of this kind, if it is in effect for any of them.
-  [[nodiscard]] bool appliesTo(const Value* partNumber, const Value* region) const;
+  /// The kind of devices to which the entry's layer applies: for generic entries and rule sets, all devices.
+  [[nodiscard]] DeviceKind scope() const;
   /// "part number HN10, region EU", "GenericRules", "StorageRuleSet".
   [[nodiscard]] std::string layerText() const;
-  /// The expected value of the rule; null if there is none.
-  [[nodiscard]] const Value* value() const;
 };
 
 /// Borrows the documents of `origins`.
@@ -42,6 +38,9 @@ struct EffectiveEntries {
 
 /// A selector of devices as text; empty if it is missing or not a string.
 std::string selectorText(const Value* value);
+
+/// Whether a device with these selectors is of the kind.
+bool includes(const DeviceKind& kind, const DeviceKind& device);
 
 /// "part number HN10, region EU", or "any part number".
 std::string kindText(const DeviceKind& kind);

@@ -3,7 +3,6 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <iterator>
 #include <utility>
 
 #include "io/Json.h"
@@ -29,13 +28,8 @@ std::string_view whyNotFailing(const RuleFacts& facts) {
 
 /// The kinds with other selectors than the device.
 std::vector<DeviceKind> otherKinds(const std::vector<DeviceKind>& all, const IndexedRules& own) {
-  const auto differ = [](const Value* kind, const Value* device) {
-    return kind != nullptr && (device == nullptr || *kind != *device);
-  };
-  std::vector<DeviceKind> others;
-  std::ranges::copy_if(all, std::back_inserter(others), [&](const DeviceKind& kind) {
-    return differ(kind.partNumber, own.partNumber()) || differ(kind.region, own.region());
-  });
+  std::vector<DeviceKind> others = all;
+  std::erase_if(others, [&](const DeviceKind& kind) { return includes(kind, own.selectors()); });
   return others;
 }
 
@@ -85,10 +79,7 @@ void Generation::addCase(FoundCase found) {
       changes_.emplace(found.change->operand, found.change->value ? toJson(*found.change->value) : "").second;
   const bool saysMore = found.expected.entries.size() > 1;  // than a result, which another case with this change says
   if (!changed || (!isNew && !saysMore)) return;
-  Expectation expectation = found.expectation();
-  cases_.push_back({std::move(found), std::move(expectation), {good_, std::nullopt}});
-  Case& added = cases_.back();
-  added.judge = MutantJudge(added.expectation, changed);
+  const Case& added = cases_.emplace_back(std::move(found), *changed);
   for (const std::size_t reader : device_.kind().readers(added.found.change->operand)) {
     casesByRule_[reader].push_back(&added);
   }

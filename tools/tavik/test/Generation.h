@@ -13,6 +13,7 @@
 #include <set>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "test/CaseSearch.h"
@@ -32,11 +33,14 @@ class Generation {
 
   /// The cases, as a case file spells them.
   [[nodiscard]] Array cases() const;
-  /// Why there is no case for a rule or a mutant.
+  /// The share of mutants caught, and the rules and mutants without a case of their own, with the reason.
   [[nodiscard]] Array comments() const;
 
  private:
   struct Case {
+    Case(FoundCase what, CaseDevice device)
+        : found(std::move(what)), expectation(found.expectation()), judge(expectation, std::move(device)) {}
+
     FoundCase found;
     Expectation expectation;
     MutantJudge judge;

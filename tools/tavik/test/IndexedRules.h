@@ -28,9 +28,10 @@ class IndexedRules {
   [[nodiscard]] const std::vector<RuleOrigin>& rules() const noexcept { return device_.rules; }
   [[nodiscard]] const std::vector<RuleSetOrigin>& sets() const noexcept { return device_.sets; }
   [[nodiscard]] const std::vector<RuleFacts>& facts() const noexcept { return facts_; }
-  /// Null if the devices do not have it.
-  [[nodiscard]] const Value* partNumber() const noexcept { return partNumber_ ? &*partNumber_ : nullptr; }
-  [[nodiscard]] const Value* region() const noexcept { return region_ ? &*region_ : nullptr; }
+  /// The part number and region of the devices; null if the devices do not have it.
+  [[nodiscard]] DeviceKind selectors() const noexcept {
+    return {partNumber_ ? &*partNumber_ : nullptr, region_ ? &*region_ : nullptr};
+  }
 
   /// The number of a rule in evaluation order; absent if there is no such rule.
   [[nodiscard]] std::optional<std::size_t> find(std::string_view rule) const;

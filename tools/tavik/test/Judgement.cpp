@@ -44,13 +44,13 @@ Dictionary withoutRule(const Dictionary& record) {
   return entries;
 }
 
-std::string_view verdict(const Dictionary& record) { return passed(Value(record)) ? "passes" : "fails"; }
+std::string_view verdict(const Dictionary& record) { return passed(record) ? "passes" : "fails"; }
 
 std::string describe(const Dictionary& wanted, const Dictionary& record) {
   const Value* const result = wanted.find("result");
-  const bool otherResult = result != nullptr && *result != Value(passed(Value(record)));
+  const bool otherResult = result != nullptr && *result != Value(passed(record));
   if (!otherResult) return std::string(verdict(record)) + ", but its record differs";
-  return std::string(verdict(record)) + ", but should " + (passed(Value(record)) ? "fail" : "pass");
+  return std::string(verdict(record)) + ", but should " + (passed(record) ? "fail" : "pass");
 }
 
 /// For a rule that the device does not get: the one of its rules that was probably meant.
@@ -133,8 +133,7 @@ bool isExpectedEnd(const Expectation& expected, const std::optional<Error>& erro
 bool isExpectedRecord(const RuleExpectation* named, OtherRules others, const Dictionary* record) {
   if (named != nullptr && !named->given) return record == nullptr;
   if (named != nullptr) return record != nullptr && holds(named->entries, *record);
-  return record == nullptr || others == OtherRules::kAny ||
-         (others == OtherRules::kPass && record->find("result")->ifBoolean() == true);
+  return record == nullptr || others == OtherRules::kAny || (others == OtherRules::kPass && passed(*record));
 }
 
 }  // namespace tavik::tool

@@ -30,10 +30,8 @@ bool isInEffect(const RuleOrigin& before, const std::optional<RuleOrigin>& after
 /// The error of a device whose part number or region is removed.
 std::optional<Error> errorWithout(const DeviceKind& removed, const IndexedRules& kind) {
   constexpr std::int32_t kUnknown = -100003;
-  const auto isSame = [](const Value* mine, const Value* other) { return other != nullptr && *mine == *other; };
-  if (!isSame(removed.partNumber, kind.partNumber())) return std::nullopt;
+  if (!includes(removed, kind.selectors())) return std::nullopt;
   if (removed.region == nullptr) return Error(kUnknown, "unknown MPN:" + selectorText(removed.partNumber));
-  if (!isSame(removed.region, kind.region())) return std::nullopt;
   return Error(kUnknown, "unknown Region Code:" + selectorText(removed.region));
 }
 
@@ -56,7 +54,7 @@ MutantEffect::MutantEffect(const Mutant& mutant, const IndexedRules& kind) {
     error = errorWithout(mutant.kind, kind);
   } else if (mutant.entry == nullptr) {
     changeDefinition(mutant, kind);
-  } else if (mutant.entry->appliesTo(kind.partNumber(), kind.region())) {
+  } else if (includes(mutant.entry->scope(), kind.selectors())) {
     changeEntry(mutant, *mutant.entry, kind);
   }
 }

@@ -84,13 +84,8 @@ class MutationRun {
   }
 
   [[nodiscard]] bool isTested(const DeviceKind& kind) {
-    return std::ranges::any_of(bases(), [&](std::size_t base) {
-      const IndexedRules& tested = judges_[base].device()->kind();
-      const auto isSame = [](const Value* wanted, const Value* found) {
-        return wanted == nullptr || (found != nullptr && *wanted == *found);
-      };
-      return isSame(kind.partNumber, tested.partNumber()) && isSame(kind.region, tested.region());
-    });
+    return std::ranges::any_of(
+        bases(), [&](std::size_t base) { return includes(kind, judges_[base].device()->kind().selectors()); });
   }
 
   /// A kind of device that no case checks and that shows the mutant.

@@ -118,14 +118,18 @@ void negate(const RuleSite& site, const Maker& make) {
   for (const std::string_view word : words) changeExpression(site, make, std::string(word));
 }
 
+/// Visits the variations of a value of the rule, unless no predicate reads it.
+void forEachOther(const RuleSite& site, const Value& value, const std::function<void(const Value&)>& visit) {
+  const RuleFacts facts = site.facts(&value);
+  const auto readers = facts.valueReaders();
+  if (!readers.empty() && !checksNothing(facts)) forEachVariation(value, &readers.front()->value, visit);
+}
+
 void changeDefinedValue(const RuleSite& site, const Maker& make) {
   const EffectiveEntry* const entry = site.withoutValue();
   const Value* const value = entry == nullptr ? nullptr : entry->value();
   if (value == nullptr) return;
-  const RuleFacts facts = site.facts(value);
-  const auto readers = facts.valueReaders();
-  if (readers.empty() || checksNothing(facts)) return;
-  forEachVariation(*value, &readers.front()->value, [&](const Value& other) {
+  forEachOther(site, *value, [&](const Value& other) {
     Dictionary changed = *site.definition;
     changed.set("value", other);
     make.definition(Target::kDefinedValue, site, "value " + changeText(*value, other), std::move(changed), entry->kind);
@@ -138,19 +142,14 @@ Value withValue(const EffectiveEntry& entry, const Value& value) {
   return changed;
 }
 
-void changeLocalValue(const EffectiveEntry& entry, const RuleFacts& facts, const Maker& make) {
-  const Value& value = *entry.entry.value();
-  const auto readers = facts.valueReaders();
-  if (readers.empty() || checksNothing(facts)) return;
-  forEachVariation(value, &readers.front()->value, [&](const Value& other) {
-    make.entry(Target::kEntry, entry, "value " + changeText(value, other), withValue(entry, other));
-  });
-}
-
 void changeValue(const RuleSite& site, const Maker& make) {
   changeDefinedValue(site, make);
   for (const EffectiveEntry* entry : site.entries) {
-    if (entry->entry.value() != nullptr) changeLocalValue(*entry, site.facts(entry->value()), make);
+    const Value* const value = entry->entry.value();
+    if (value == nullptr) continue;
+    forEachOther(site, *value, [&](const Value& other) {
+      make.entry(Target::kEntry, *entry, "value " + changeText(*value, other), withValue(*entry, other));
+    });
   }
 }
 
@@ -190,14 +189,15 @@ bool areTheSame(const PredicateFacts& first, const PredicateFacts& second, const
 
 void changePredicate(const RuleSite& site, const Maker& make) {
   const RuleFacts facts = site.facts(site.entries.front()->value());
-  const std::string expression(site.definition == nullptr ? "" : site.definition->findString("predicate").value_or(""));
+  if (facts.predicates().empty() || checksNothing(facts)) return;
+  const std::string_view expression = *site.definition->findString("predicate");
   for (const std::string_view word : facts.predicates()) {
     const PredicateFacts* const own = PredicateFacts::find(word);
-    if (own == nullptr || checksNothing(facts)) continue;
+    if (own == nullptr) continue;
     for (const PredicateFacts& other : PredicateFacts::all()) {
       if (other.word == word || !areSimilar(*own, other) || areTheSame(*own, other, site)) continue;
-      const auto place = static_cast<std::size_t>(word.data() - site.definition->findString("predicate")->data());
-      std::string changed = expression;
+      std::string changed(expression);
+      const auto place = static_cast<std::size_t>(word.data() - expression.data());
       changeExpression(site, make, changed.replace(place, word.size(), other.word));
     }
   }

@@ -55,14 +55,12 @@ class ReadyRules {
   ReadyRules(const ReadyRules&) = delete;
   ReadyRules& operator=(const ReadyRules&) = delete;
 
-  [[nodiscard]] const Dictionary& library() const { return kernel_->library(); }
-  [[nodiscard]] const Dictionary& localRules() const { return prepared_->localRules(); }
   [[nodiscard]] const PreparedRules& prepared() const { return *prepared_; }
   [[nodiscard]] const RuleOrigins& origins() const { return origins_; }
   void checkLog() const { platform_->checkLog(); }
 
   /// Counts the results of all cases that are run from here on.
-  void countCoverage() { coverage_.emplace(library(), localRules()); }
+  void countCoverage() { coverage_.emplace(origins_, kinds_); }
   /// Null unless results are counted.
   [[nodiscard]] const Coverage* coverage() const { return coverage_ ? &*coverage_ : nullptr; }
 

@@ -171,9 +171,7 @@ std::string quoted(std::string_view text) { return shortJson(Value(text)); }
 
 /// The number of elements at the beginning that are the same.
 std::size_t commonBeginning(const Array& before, const Array& after) {
-  std::size_t i = 0;
-  while (i < before.size() && i < after.size() && before.at(i) == after.at(i)) ++i;
-  return i;
+  return static_cast<std::size_t>(std::ranges::mismatch(before, after).in1 - before.begin());
 }
 
 /// Whether one element was removed, added or changed.

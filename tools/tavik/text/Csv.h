@@ -8,8 +8,8 @@
 
 namespace tavik::tool {
 
-/// A cell in double quotes that no spreadsheet takes for a formula, even if it splits cells at semicolons: there, an
-/// apostrophe is inserted. Numbers are left alone.
+/// The text as a cell in double quotes. Wherever a spreadsheet would begin a formula, also after a semicolon, at which
+/// some spreadsheets split cells, an apostrophe is inserted. Numbers are unchanged.
 std::string csvCell(std::string_view visibleText);
 
 }  // namespace tavik::tool

@@ -47,12 +47,32 @@ std::size_t atCharacter(std::string_view text, std::size_t place) {
   return std::min(place, text.size());
 }
 
+std::size_t charactersIn(std::string_view text) {
+  std::size_t count = 0;
+  for (; !text.empty(); ++count) takeCharacter(text);
+  return count;
+}
+
+std::string_view trimmed(std::string_view text, std::string_view characters) {
+  const std::size_t first = text.find_first_not_of(characters);
+  if (first == std::string_view::npos) return {};
+  return text.substr(first, text.find_last_not_of(characters) + 1 - first);
+}
+
 std::string lowerCase(std::string_view text) {
   std::string lower(text);
   std::ranges::transform(lower, lower.begin(), [](char character) {
     return character >= 'A' && character <= 'Z' ? static_cast<char>(character - 'A' + 'a') : character;
   });
   return lower;
+}
+
+std::string upperCase(std::string_view text) {
+  std::string upper(text);
+  std::ranges::transform(upper, upper.begin(), [](char character) {
+    return character >= 'a' && character <= 'z' ? static_cast<char>(character - 'a' + 'A') : character;
+  });
+  return upper;
 }
 
 std::string_view kindName(Kind kind) {

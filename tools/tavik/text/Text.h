@@ -20,6 +20,9 @@ namespace tavik::tool {
 /// are not UTF-8.
 std::optional<char32_t> takeCharacter(std::string_view& rest);
 
+/// The number of characters; each byte that is not UTF-8 counts as one.
+std::size_t charactersIn(std::string_view text);
+
 /// The first position from `place` on at which a character of the valid text begins, or the end of the text.
 std::size_t atCharacter(std::string_view text, std::size_t place);
 
@@ -29,8 +32,13 @@ inline std::string visible(std::string_view text) { return visibleText(text); }
 /// `used`, unless it is null.
 std::string inXmlCharacters(std::string_view text, std::set<std::string>* used = nullptr);
 
+/// The text without these characters at its beginning and end.
+std::string_view trimmed(std::string_view text, std::string_view characters);
+
 /// The text with the letters A to Z in lowercase.
 std::string lowerCase(std::string_view text);
+/// The text with the letters a to z in uppercase.
+std::string upperCase(std::string_view text);
 
 /// "a string", "an array".
 std::string_view kindName(Kind kind);
