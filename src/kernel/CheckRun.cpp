@@ -51,15 +51,14 @@ CheckRun::CheckRun(const RuleDocuments& documents, const CheckCall& call, CheckP
 
 // Adds the records before those of rules; false if there are no rules to check.
 bool CheckRun::begin(const LocalEntries& local, Records& records) {
-  static const Value kKernel("TavikKernel lib version");
-  static const Value kLibrary(kLibraryVersion);
-  static const Value kLocal(kLocalVersion);
   static const Value kVersion = formattedValue("%.4f", {TavikKernelVersionNumber});
-  static const Value kCurrentRules("current rules");
+  static const auto kKernelRecord = Records::templateFor("TavikKernel lib version", "current library");
+  static const auto kLibraryRecord = Records::templateFor(kLibraryVersion, "current rules");
+  static const auto kLocalRecord = Records::templateFor(kLocalVersion, "current rules");
   const Platform& platform = documents_.kernel.platform();
-  records.add(kKernel, true, Value(kVersion), "current library");
-  records.add(kLibrary, true, versionText(kLibraryVersion, documents_.library), Value(kCurrentRules));
-  records.add(kLocal, true, versionText(kLocalVersion, documents_.localRules), Value(kCurrentRules));
+  records.add(kKernelRecord, true, Value(kVersion));
+  records.add(kLibraryRecord, true, versionText(kLibraryVersion, documents_.library));
+  records.add(kLocalRecord, true, versionText(kLocalVersion, documents_.localRules));
   const Value logged(call_.sources == nullptr ? Dictionary() : *call_.sources);
   log(platform, "sourcesForReferences: %@", call_.sources == nullptr ? nullptr : &logged);
 

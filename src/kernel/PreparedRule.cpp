@@ -2,6 +2,7 @@
 
 #include "kernel/PreparedRule.h"
 
+#include "kernel/Records.h"
 #include "values/MaybeAbsent.h"
 #include "values/SharedContents.h"
 #include "values/ValueAccess.h"
@@ -57,7 +58,9 @@ void PreparedRule::readReferences() {
     referencesAreMalformed = reference == nullptr;
     if (referencesAreMalformed) return;
     const Value* own = findIfString(*reference, "attribute");
-    listed.push_back({own != nullptr ? PreparedName(own) : attribute, reference->find("source")});
+    const Value* source = reference->find("source");
+    listed.push_back(
+        {own != nullptr ? PreparedName(own) : attribute, source, PreparedName(findIfString(*reference, "source"))});
   }
 }
 
@@ -66,7 +69,7 @@ void PreparedRule::readExpression() {
   const Operation* only = text ? findOperation(*text) : nullptr;
   takesValueFromReference = references != nullptr && value == nullptr && only != nullptr && only->referenceMayBeValue;
   if (only != nullptr) {
-    call = {*text, only->takesReferences == callsWithReferences() ? only : nullptr, std::nullopt};
+    call = {*text, only->takesReferences == callsWithReferences() ? only : nullptr};
     return;
   }
   const auto expression = PredicateExpression::parse(text);
@@ -80,25 +83,35 @@ void PreparedRule::readExpression() {
 }
 
 PreparedCall PreparedRule::callOf(std::string_view word) const noexcept {
-  return {word, findOperation(word, callsWithReferences()), std::nullopt};
+  return {word, findOperation(word, callsWithReferences())};
 }
 
 void PreparedRule::prepareForDevicesLike(const Dictionary& device, const Dictionary* sources) {
   attribute.expectLike(device);
   for (PreparedReference& reference : listed) {
-    const Dictionary* from = reference.source == nullptr ? &device : dictionaryOf(find(sources, reference.source));
+    if (sources != nullptr) reference.sourceName.expectLike(*sources);
+    const Dictionary* from = reference.from(device, sources);
     if (from != nullptr) reference.name.expectLike(*from);
   }
-  makeText(call);
-  if (secondCall) makeText(*secondCall);
-  if (combination == Operator::kNone || !call.expectedText || (secondCall && !secondCall->expectedText)) return;
-  const Value* const second = secondCall ? &*secondCall->expectedText : nullptr;
-  combinedText = combinedExpectation(combination, *call.expectedText, second);
+  prepareRecord();
 }
 
-void PreparedRule::makeText(PreparedCall& made) const {
-  const Phrase* phrase = made.operation == nullptr ? nullptr : made.operation->phrase;
-  if (phrase != nullptr && value != nullptr) made.expectedText = phrase->of(value);
+// The expected text can be made in advance if it consists of phrases for the rule's value.
+void PreparedRule::prepareRecord() {
+  const Phrase* phrase = phraseOf(call);
+  const Phrase* second = secondCall ? phraseOf(*secondCall) : nullptr;
+  recordHasExpected = phrase != nullptr && (!secondCall || second != nullptr);
+  Value expected;
+  if (recordHasExpected) expected = phrase->of(value);
+  if (recordHasExpected && combination != Operator::kNone) {
+    const std::optional<Value> other = second == nullptr ? std::nullopt : std::optional(second->of(value));
+    expected = combinedExpectation(combination, expected, other ? &*other : nullptr);
+  }
+  record = Records::templateFor(name, expected);
+}
+
+const Phrase* PreparedRule::phraseOf(const PreparedCall& made) const noexcept {
+  return made.operation == nullptr || value == nullptr ? nullptr : made.operation->phrase;
 }
 
 }  // namespace tavik

@@ -15,6 +15,8 @@
 
 #include "kernel_algorithms/OperationRegistry.h"
 #include "values/DictionaryKey.h"
+#include "values/DictionaryTemplate.h"
+#include "values/MaybeAbsent.h"
 
 namespace tavik {
 
@@ -22,7 +24,6 @@ namespace tavik {
 struct PreparedCall {
   std::string_view word;
   const Operation* operation = nullptr;  ///< null: unknown
-  std::optional<Value> expectedText;     ///< the record text for the rule's value, if made in advance
 };
 
 /// The name of an attribute, to be looked up in dictionaries that are alike.
@@ -52,8 +53,15 @@ class PreparedName {
 
 /// A reference of a rule.
 struct PreparedReference {
-  PreparedName name;    ///< none if neither the reference nor the rule names an attribute
-  const Value* source;  ///< null: the device
+  PreparedName name;        ///< none if neither the reference nor the rule names an attribute
+  const Value* source;      ///< null: the device
+  PreparedName sourceName;  ///< none if the source is not a string
+
+  /// The attributes that it refers to; null if the source does not exist. sources: may be null.
+  [[nodiscard]] const Dictionary* from(const Dictionary& device, const Dictionary* sources) const noexcept {
+    if (source == nullptr) return &device;
+    return sources == nullptr ? nullptr : dictionaryOf(sourceName.find(*sources));
+  }
 };
 
 /// Borrows from the rule library and the local rules.
@@ -74,9 +82,10 @@ struct PreparedRule {
   bool referencesAreMalformed = false;
   const Value* predicate = nullptr;  ///< a string; null if the rule names none
   PreparedCall call;
-  std::unique_ptr<PreparedCall> secondCall;  ///< of the second predicate if two are combined
-  std::optional<Value> combinedText;         ///< the record text of a combination, made from those of its calls
-  std::int32_t errorCode = 0;                ///< not 0 if the expression is malformed
+  std::unique_ptr<PreparedCall> secondCall;          ///< of the second predicate if two are combined
+  std::optional<detail::DictionaryTemplate> record;  ///< if prepared for many devices
+  bool recordHasExpected = false;                    ///< whether it has the expected text
+  std::int32_t errorCode = 0;                        ///< not 0 if the expression is malformed
   PredicateExpression::Operator combination = PredicateExpression::Operator::kNone;
   bool wantsAbsence = false;
   bool hidesResult = false;
@@ -87,7 +96,8 @@ struct PreparedRule {
   void readReferences();
   void readExpression();
   [[nodiscard]] PreparedCall callOf(std::string_view word) const noexcept;
-  void makeText(PreparedCall& made) const;
+  [[nodiscard]] const Phrase* phraseOf(const PreparedCall& call) const noexcept;
+  void prepareRecord();
 };
 
 }  // namespace tavik

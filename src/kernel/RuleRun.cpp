@@ -67,7 +67,8 @@ bool RuleRun::evaluateWithReferences(const PreparedRule& rule, const Value* attr
 bool RuleRun::evaluateWithFirstReference(const PreparedRule& rule, const Value* attribute) {
   const Value* first = nullptr;
   const auto missing = gather(rule, attribute, [&](const PreparedReference& reference, const Value& value) {
-    if (reference.name.isSame(rule.listed.front().name)) first = &value;
+    const PreparedReference& front = rule.listed.front();
+    if (&reference == &front || reference.name.isSame(front.name)) first = &value;
   });
   if (missing) return addMissing(rule, *missing), true;
   if (first == nullptr) throw std::out_of_range("a rule without \"value\" has no reference to take it from");
@@ -105,8 +106,7 @@ std::optional<RuleRun::Missing> RuleRun::fetchReferences(const PreparedRule& rul
 }
 
 const Value* RuleRun::fetch(const PreparedReference& reference) const {
-  const Dictionary* from =
-      reference.source == nullptr ? &context_.attributes : dictionaryOf(find(context_.sources, reference.source));
+  const Dictionary* from = reference.from(context_.attributes, context_.sources);
   return from == nullptr ? nullptr : reference.name.find(*from);
 }
 
@@ -117,36 +117,43 @@ bool RuleRun::evaluate(const PreparedRule& rule, const Value* attribute, const D
     return false;
   }
   const Operands operands = {attribute, references, value, &records_.slabs()};
-  Judgement judgement = judge(rule.call, operands);
-  if (rule.combination != Operator::kNone) judgement = combine(rule, std::move(judgement), operands);
-  records_.add(rule.name, judgement.result, std::move(judgement.actual),
-               std::move(judgement.expected).text(&records_.slabs()), judgement.attributes);
-  if (judgement.attributes != nullptr) forward(*judgement.attributes);
+  bool isPrepared = rule.recordHasExpected;
+  Judgement judgement = rule.combination == Operator::kNone ? judge(rule.call, operands, isPrepared)
+                                                            : combine(rule, operands, isPrepared);
+  const Value* const attributes = judgement.attributes;
+  addRecord(rule, std::move(judgement), isPrepared);
+  if (attributes != nullptr) {
+    records_.setInLast("attributes", *attributes);
+    forward(*attributes);
+  }
   if (logs_) log(kernel_.platform(), "ruleResult: %@", records_.last());
   if (rule.hidesResult) records_.setInLast("hideResult", "");
   return true;
 }
 
-inline Judgement RuleRun::judge(const PreparedCall& call, const Operands& operands) {
+inline void RuleRun::addRecord(const PreparedRule& rule, Judgement&& judgement, bool isPrepared) {
+  if (isPrepared) return records_.add(*rule.record, judgement.result, std::move(judgement.actual));
+  Value expected = std::move(judgement.expected).text(&records_.slabs());
+  if (rule.record) {
+    records_.add(*rule.record, judgement.result, std::move(judgement.actual), std::move(expected));
+  } else {
+    records_.add(rule.name, judgement.result, std::move(judgement.actual), std::move(expected));
+  }
+}
+
+inline Judgement RuleRun::judge(const PreparedCall& call, const Operands& operands, bool& isPrepared) {
   Judgement judgement = call.operation == nullptr ? unknownPredicate(call.word, operands.references != nullptr)
                                                   : tavik::call(*call.operation, operands, kernel_.platform());
-  if (call.expectedText && judgement.expected.is(call.operation->phrase, operands.value)) {
-    judgement.expected.setText(*call.expectedText);
-  }
+  isPrepared = isPrepared && judgement.expected.is(call.operation->phrase, operands.value);
   if (notes_ != nullptr) note(judgement);
   return judgement;
 }
 
-Judgement RuleRun::combine(const PreparedRule& rule, Judgement left, const Operands& operands) {
-  CombinedTexts texts = {operands.slabs};
-  const bool isLeftMade = left.expected.isMade(rule.call.expectedText);
-  if (rule.combination == Operator::kNot) {
-    if (isLeftMade) texts.expected = &*rule.combinedText;
-    return negated(std::move(left), texts);
-  }
-  Judgement right = judge(*rule.secondCall, operands);
-  if (isLeftMade && right.expected.isMade(rule.secondCall->expectedText)) texts.expected = &*rule.combinedText;
-  return combined(rule.combination, std::move(left), std::move(right), texts);
+Judgement RuleRun::combine(const PreparedRule& rule, const Operands& operands, bool& isPrepared) {
+  Judgement left = judge(rule.call, operands, isPrepared);
+  if (rule.combination == Operator::kNot) return negated(std::move(left), {operands.slabs, !isPrepared});
+  Judgement right = judge(*rule.secondCall, operands, isPrepared);
+  return combined(rule.combination, std::move(left), std::move(right), {operands.slabs, !isPrepared});
 }
 
 void RuleRun::forward(const Value& value) const {

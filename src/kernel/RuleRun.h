@@ -48,8 +48,10 @@ class RuleRun {
   std::optional<Missing> fetchReferences(const PreparedRule& rule, Store store);
   [[nodiscard]] const Value* fetch(const PreparedReference& reference) const;
   bool evaluate(const PreparedRule& rule, const Value* attribute, const Dictionary* references, const Value* value);
-  Judgement judge(const PreparedCall& call, const Operands& operands);
-  Judgement combine(const PreparedRule& rule, Judgement left, const Operands& operands);
+  // isPrepared: whether the rule's prepared record has the expected text, as far as judged.
+  Judgement judge(const PreparedCall& call, const Operands& operands, bool& isPrepared);
+  Judgement combine(const PreparedRule& rule, const Operands& operands, bool& isPrepared);
+  void addRecord(const PreparedRule& rule, Judgement&& judgement, bool isPrepared);
   void forward(const Value& value) const;
 
   void note(const PreparedRule& rule, const Value* attribute);

@@ -87,18 +87,18 @@ Value combinedExpectation(Operator combination, const Value& left, const Value* 
   return joined(left, combination == Operator::kAnd ? " and " : " or ", *right, slabs);
 }
 
-Judgement negated(Judgement judgement, const CombinedTexts& texts) {
-  Expectation expected(texts.expected);
-  if (texts.expected == nullptr) {
+Judgement negated(Judgement&& judgement, const CombinedTexts& texts) {
+  Value expected;
+  if (texts.makesExpected) {
     const Value text = std::move(judgement.expected).text(texts.slabs);
     expected = combinedExpectation(Operator::kNot, text, nullptr, texts.slabs);
   }
   return {!judgement.result, std::move(judgement.actual), std::move(expected), judgement.attributes};
 }
 
-Judgement combined(Operator combination, Judgement left, Judgement right, const CombinedTexts& texts) {
-  Expectation expected(texts.expected);
-  if (texts.expected == nullptr) {
+Judgement combined(Operator combination, Judgement&& left, Judgement&& right, const CombinedTexts& texts) {
+  Value expected;
+  if (texts.makesExpected) {
     const Value leftText = std::move(left.expected).text(texts.slabs);
     const Value rightText = std::move(right.expected).text(texts.slabs);
     expected = combinedExpectation(combination, leftText, &rightText, texts.slabs);
@@ -130,10 +130,7 @@ void refuseAbsent(const char* key) {
 }
 
 Value descriptionValue(const Value* value, SlabCutter* slabs) {
-  if (value != nullptr && value->isString()) return *value;
-  TextBuffer text;
-  appendDescription(text, value);
-  return ValueAccess::joined({}, text.view(), slabs);
+  return value != nullptr && value->isString() ? *value : textAfter({}, value, slabs);
 }
 
 }  // namespace tavik

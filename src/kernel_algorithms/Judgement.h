@@ -57,15 +57,6 @@ class Expectation {
   [[nodiscard]] bool is(const Phrase* phrase, const Value* value) const noexcept {
     return phrase_ == phrase && value_ == value;
   }
-  /// Replaces the phrase with its text, made in advance.
-  void setText(const Value& made) noexcept {
-    phrase_ = nullptr;
-    value_ = &made;
-  }
-  /// Whether it is this text, made in advance.
-  [[nodiscard]] bool isMade(const std::optional<Value>& text) const noexcept {
-    return phrase_ == nullptr && text && value_ == &*text;
-  }
   [[nodiscard]] Value text(detail::SlabCutter* slabs = nullptr) && {
     if (phrase_ != nullptr) return phrase_->of(value_, slabs);
     if (value_ == nullptr) return std::move(text_);
@@ -94,13 +85,13 @@ using Predicate = Judgement(const Operands& operands);
 /// How a combination makes its texts.
 struct CombinedTexts {
   detail::SlabCutter* slabs = nullptr;  ///< where they are cut from; may be null
-  const Value* expected = nullptr;      ///< the expected text if made in advance; otherwise null
+  bool makesExpected = true;            ///< false: the expected text is left empty
 };
 
 /// NOT: negates the result and the expected text, keeps everything else.
-Judgement negated(Judgement judgement, const CombinedTexts& texts = {});
+Judgement negated(Judgement&& judgement, const CombinedTexts& texts = {});
 /// AND or OR of two judgements. Nothing is forwarded.
-Judgement combined(PredicateExpression::Operator combination, Judgement left, Judgement right,
+Judgement combined(PredicateExpression::Operator combination, Judgement&& left, Judgement&& right,
                    const CombinedTexts& texts = {});
 /// The expected text of a combination. right: null for NOT.
 Value combinedExpectation(PredicateExpression::Operator combination, const Value& left, const Value* right,

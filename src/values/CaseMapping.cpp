@@ -28,7 +28,11 @@ char32_t mapped(char32_t character, std::span<const Run> runs) noexcept {
 
 }  // namespace
 
-char32_t simpleFolding(char32_t character) noexcept { return mapped(character, kSimpleFolding); }
+char32_t simpleFolding(char32_t character) noexcept {
+  constexpr char32_t kToLower = U'a' - U'A';
+  if (character < 0x80) return character >= U'A' && character <= U'Z' ? character + kToLower : character;
+  return mapped(character, kSimpleFolding);
+}
 
 char32_t simpleUpper(char32_t character) noexcept { return mapped(character, kSimpleUpper); }
 

@@ -50,6 +50,7 @@ std::uint32_t indexEntry(Entries* entries, std::uint32_t position,
 void addEntry(Entries* entries, Value&& key, Value&& value, std::optional<std::uint64_t> hash) noexcept {
   std::construct_at(entries->end(), Entry{std::move(key), std::move(value)});
   ++entries->size;
+  entries->keysAreShort = false;
   if (entries->isIndexed()) indexEntry(entries, entries->size - 1, hash);
 }
 

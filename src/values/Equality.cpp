@@ -120,7 +120,8 @@ bool equal(const Contents& left, const Contents& right) {
 }  // namespace
 
 bool operator==(const Value& left, const Value& right) {
-  if (ValueAccess::isShort(left)) return ValueAccess::bits(left) == ValueAccess::bits(right);
+  const bool areIntegers = left.ifInteger() && right.ifInteger();
+  if (areIntegers || ValueAccess::isShort(left)) return ValueAccess::bits(left) == ValueAccess::bits(right);
   if (ValueAccess::isLong(left)) return ValueAccess::text(left) == ValueAccess::text(right);
   return equal(left, right);
 }

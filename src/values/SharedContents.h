@@ -89,6 +89,7 @@ struct Container : Shared {
   std::uint32_t size = 0;
   std::uint32_t capacity;
   bool isDictionary;
+  bool keysAreShort = false;  // all keys of a dictionary are known to be short, and need not be destroyed
 };
 
 /// The elements of an array; they follow.
@@ -196,6 +197,7 @@ class SmallDictionary {
   }
   Entries* take() && noexcept {
     entries_->size = static_cast<std::uint32_t>(end_ - entries_->begin());
+    entries_->keysAreShort = true;
     return entries_;
   }
 

@@ -62,7 +62,11 @@ class SlabRelease {
 
 /// Cuts blocks from one slab after the other.
 class SlabCutter {
+  static constexpr std::size_t kLeast = 1024;  // the size of the smallest slab
+
  public:
+  static constexpr std::size_t kLargestCut = kLeast - Slab::kUnit;
+
   /// expected: approximate total number of bytes.
   explicit SlabCutter(std::size_t expected) noexcept : slabSize_(std::clamp(expected, kLeast, kMost)) {}
   SlabCutter(const SlabCutter&) = delete;
@@ -76,17 +80,17 @@ class SlabCutter {
 
   /// Whether a block of this size is cut from a slab. Large blocks are allocated separately.
   static bool takes(std::size_t size) noexcept { return size <= kLargestBlock; }
-  Cut cut(std::size_t size) {
+  /// size: at most kLargestCut. blocks: the number of blocks that the memory is for.
+  Cut cut(std::size_t size, std::size_t blocks = 1) {
     size = (size + Slab::kUnit - 1) / Slab::kUnit * Slab::kUnit;
     if (slab_ == nullptr || size > slabSize_ - used_) open();
     const Cut cut = {reinterpret_cast<std::byte*>(slab_) + used_, used_ / Slab::kUnit};
     used_ += size;
-    ++blocks_;
+    blocks_ += blocks;
     return cut;
   }
 
  private:
-  static constexpr std::size_t kLeast = 1024;
   static constexpr std::size_t kMost = std::size_t{16} * 1024;
   static constexpr std::size_t kLargestBlock = 256;
 

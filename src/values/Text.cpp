@@ -74,13 +74,12 @@ std::size_t asciiPrefix(std::string_view bytes) noexcept {
 constexpr std::uint64_t kEachByte = 0x0101010101010101;
 constexpr std::uint64_t kHighBits = kEachByte * 0x80;
 
-// Converts A to Z to lowercase in each of eight bytes. Bytes beyond ASCII are unchanged.
-std::uint64_t foldedAscii(std::uint64_t bytes) noexcept {
-  const std::uint64_t low = bytes & ~kHighBits;
-  const std::uint64_t fromA = low + kEachByte * (0x80 - 'A');
-  const std::uint64_t beyondZ = low + kEachByte * (0x7F - 'Z');
-  const std::uint64_t isUpper = (fromA ^ beyondZ) & ~bytes & kHighBits;
-  return bytes | isUpper >> 2;
+// The bits in which eight ASCII characters differ, without the case of letters.
+std::uint64_t differenceIgnoringCase(std::uint64_t left, std::uint64_t right) noexcept {
+  constexpr std::uint64_t kCaseBits = kEachByte * ('a' - 'A');
+  const std::uint64_t lower = left | kCaseBits;
+  const std::uint64_t isLetter = (lower + kEachByte * (0x80 - 'a')) ^ (lower + kEachByte * (0x7F - 'z'));  // high bits
+  return (left ^ right) & ~(isLetter >> 2 & kCaseBits);
 }
 
 std::uint64_t wordAt(std::string_view text, std::size_t offset) noexcept {
@@ -89,7 +88,12 @@ std::uint64_t wordAt(std::string_view text, std::size_t offset) noexcept {
   return word;
 }
 
-char32_t foldedCharacter(std::string_view& text) noexcept { return simpleFolding(takeCharacter(text)); }
+bool equalFolded(std::string_view left, std::string_view right) noexcept {
+  while (!left.empty() && !right.empty()) {
+    if (simpleFolding(takeCharacter(left)) != simpleFolding(takeCharacter(right))) return false;
+  }
+  return left.empty() && right.empty();
+}
 
 // The Knuth-Morris-Pratt algorithm, which is linear in the worst case.
 bool occursInLinearTime(std::string_view text, std::string_view pattern) {
@@ -212,30 +216,25 @@ bool isWhiteSpace(char32_t character) noexcept {
 }
 
 bool equalIgnoringCase(std::string_view left, std::string_view right) noexcept {
-  if (left.size() == right.size()) {
-    std::uint64_t difference = 0;
-    std::uint64_t all = 0;
-    const auto compare = [&](std::uint64_t l, std::uint64_t r) {
-      if (l != r) difference |= foldedAscii(l) ^ foldedAscii(r);
-      all |= l | r;
-    };
-    const std::size_t size = left.size();
-    if (size < sizeof difference) {
-      for (std::size_t at = 0; at < size; ++at) {
-        compare(static_cast<unsigned char>(left[at]), static_cast<unsigned char>(right[at]));
-      }
-    } else {
-      for (std::size_t at = 0; at < size - sizeof difference; at += sizeof difference) {
-        compare(wordAt(left, at), wordAt(right, at));
-      }
-      compare(wordAt(left, size - sizeof difference), wordAt(right, size - sizeof difference));
+  if (left.size() != right.size()) return equalFolded(left, right);
+  std::uint64_t difference = 0;
+  std::uint64_t all = 0;
+  const auto compare = [&](std::uint64_t l, std::uint64_t r) {
+    difference |= differenceIgnoringCase(l, r);
+    all |= l | r;
+  };
+  const std::size_t size = left.size();
+  if (size < sizeof difference) {
+    for (std::size_t at = 0; at < size; ++at) {
+      compare(static_cast<unsigned char>(left[at]), static_cast<unsigned char>(right[at]));
     }
-    if ((all & kHighBits) == 0) return difference == 0;
+  } else {
+    for (std::size_t at = 0; at < size - sizeof difference; at += sizeof difference) {
+      compare(wordAt(left, at), wordAt(right, at));
+    }
+    compare(wordAt(left, size - sizeof difference), wordAt(right, size - sizeof difference));
   }
-  while (!left.empty() && !right.empty()) {
-    if (foldedCharacter(left) != foldedCharacter(right)) return false;
-  }
-  return left.empty() && right.empty();
+  return (all & kHighBits) == 0 ? difference == 0 : equalFolded(left, right);
 }
 
 std::string upperCase(std::string_view text) {

@@ -46,15 +46,25 @@ Entries* Entries::make(std::size_t capacity) {
 
 namespace {
 
-// The values of a container, including keys, as one range.
-std::span<Value> valuesOf(Container* container) noexcept {
-  if (container->isDictionary) {
+// The values of a container that may be shared: every one, or every second one if the others are short keys.
+struct Values {
+  explicit Values(Container* container) noexcept {
+    if (!container->isDictionary) {
+      auto* elements = static_cast<Elements*>(container);
+      first = elements->begin();
+      end = elements->end();
+      return;
+    }
     auto* entries = static_cast<Entries*>(container);
-    return {&entries->begin()->key, 2 * std::size_t{entries->size}};
+    step = entries->keysAreShort ? 2 : 1;
+    first = &entries->begin()->key + (step - 1);
+    end = &entries->end()->key + (step - 1);
   }
-  auto* elements = static_cast<Elements*>(container);
-  return {elements->begin(), elements->size};
-}
+
+  Value* first;
+  Value* end;
+  std::ptrdiff_t step = 1;
+};
 static_assert(sizeof(Entry) == 2 * sizeof(Value) && offsetof(Entry, value) == sizeof(Value));
 
 }  // namespace
@@ -64,11 +74,11 @@ void destroy(Container* last) noexcept {
   SlabRelease release;
   while (last != nullptr) {
     Container* container = std::exchange(last, last->nextDead);
-    const std::span<Value> values = valuesOf(container);
-    for (std::size_t left = values.size(); left != 0; --left) {
-      Value& value = values[left - 1];
-      if (!ValueAccess::isShared(value)) continue;
-      if (Container* dead = ValueAccess::dropContents(value, release)) dead->nextDead = std::exchange(last, dead);
+    const Values values(container);
+    for (Value* value = values.end; value != values.first;) {
+      value -= values.step;
+      if (!ValueAccess::isShared(*value)) continue;
+      if (Container* dead = ValueAccess::dropContents(*value, release)) dead->nextDead = std::exchange(last, dead);
     }
     container->giveBack(release);
   }
