@@ -1,6 +1,5 @@
 /// @file
-/// Counts the requests for memory of the whole process, the libraries' included: linked into a benchmark, it replaces
-/// operator new.
+/// Counts the memory allocations of a benchmark and its libraries by replacing operator new.
 #ifndef TAVIK_BENCH_ALLOCATIONS_H
 #define TAVIK_BENCH_ALLOCATIONS_H
 
@@ -8,7 +7,7 @@
 
 namespace tavik::bench {
 
-/// So far, by the calling thread.
+/// The number of allocations by the calling thread.
 std::uint64_t allocations() noexcept;
 
 }  // namespace tavik::bench

@@ -1,6 +1,6 @@
-// Check runs compared with a hand-written loop over the same rules: the kernel's check, and checks with rules that were
-// prepared once, also by two threads that share them. Both do the same work: the results and texts of every rule are
-// compared before anything is timed. Times include releasing the records.
+// Check runs compared with a hand-written loop over the same rules: checks with and without prepared rules, and two
+// threads that share prepared rules. Before timing, the benchmark verifies that all rules have the same results and
+// texts. Times include releasing the records.
 
 #include <benchmark/benchmark.h>
 #include <tavik/PreparedRules.h>
@@ -26,7 +26,7 @@
 namespace tavik::bench {
 namespace {
 
-// ---- The reference: what one would write by hand ----
+// ---- The hand-written reference ----
 
 struct Record {
   std::string rule;
@@ -63,7 +63,7 @@ std::string joined(const List& list) {
   return all;
 }
 
-// An integer, or the digits of one.
+// An integer or a numeric string.
 std::int64_t integerOf(const Plain& plain) {
   if (const std::int64_t* integer = std::get_if<std::int64_t>(&plain)) return *integer;
   const std::string& digits = std::get<std::string>(plain);
@@ -189,9 +189,9 @@ std::vector<Record> checkByHand(const Attributes& attributes, const Sources& sou
   return records;
 }
 
-// ---- The kernel, and that it does the same ----
+// ---- The kernel, and verification of its results ----
 
-// Takes every document as it is: the signature check is measured elsewhere.
+// Accepts every document; ValidationBench measures the signature check.
 class Trusting : public Platform {
  public:
   std::optional<Value> validatedPropertyListFromSignedDictionary(
@@ -228,7 +228,7 @@ void compare(const std::vector<Record>& byHand, const std::optional<Array>& reco
   }
 }
 
-// One size of a workload, ready to be checked in every way.
+// A workload of one size, prepared for all kinds of checks.
 struct Scene {
   Scene(std::size_t ruleCount, Workload::Mix mix)
       : work(Workload::of(ruleCount, mix)),
@@ -247,7 +247,7 @@ struct Scene {
     compare(byHand, prepared->check(device, &sources, nullptr, error));
   }
 
-  // All are made at once: making one between measurements would change the heap of the others.
+  // All are created before the first measurement, so that they share the state of the heap.
   static const Scene& of(Workload::Mix mix, const benchmark::State& state) {
     using enum Workload::Mix;
     static const std::map<std::pair<Workload::Mix, std::int64_t>, Scene> scenes = [] {
@@ -272,7 +272,7 @@ struct Scene {
   std::unique_ptr<const PreparedRules> prepared;
 };
 
-// Many rules of predicates that do more than compare, for one device.
+// Many rules with predicates that do more than compare, for one device.
 struct OtherPredicates {
   explicit OtherPredicates(std::size_t ruleCount) {
     constexpr std::size_t kControlBitBlock = 8192;
@@ -346,7 +346,7 @@ void check(benchmark::State& state) {
 template <Workload::Mix kMix>
 void checkPrepared(benchmark::State& state) {
   const Scene& scene = Scene::of(kMix, state);
-  const Dictionary device = scene.work.device();  // each thread checks a device of its own
+  const Dictionary device = scene.work.device();  // each thread has its own device
   std::optional<Error> error;
   measure(state, [&] { return scene.prepared->check(device, &scene.sources, nullptr, error); });
 }

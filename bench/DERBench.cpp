@@ -1,5 +1,5 @@
-// Device data: the cost of a walk over 1000 DER elements beside a plain hand-written walk and OpenSSL's over the same
-// bytes; manifests and SysCfg blobs at growing sizes, where the cost per byte must stay the same.
+// Device data: iteration over 1000 DER elements compared with a hand-written loop and OpenSSL, and manifests and SysCfg
+// blobs of several sizes, for which the cost per byte must not grow.
 
 #include <benchmark/benchmark.h>
 #include <openssl/asn1.h>
@@ -24,11 +24,11 @@ void appendWord(Bytes& bytes, std::uint32_t word) {
   for (int shift = 0; shift < 32; shift += 8) bytes.push_back(static_cast<std::uint8_t>(word >> shift));
 }
 
-// An element with a long tag number and a length of one or three octets, as manifests have them.
+// An element with a long tag number and a length of one or three octets, as in manifests.
 Bytes element(std::uint32_t tag, const Bytes& content) {
   Bytes bytes = {0x9F, static_cast<std::uint8_t>(0x80 | tag >> 14), static_cast<std::uint8_t>(0x80 | tag >> 7),
                  static_cast<std::uint8_t>(tag & 0x7F)};
-  bytes[1] |= 0x40;  // not zero, which OpenSSL would refuse to begin with
+  bytes[1] |= 0x40;  // not zero: OpenSSL rejects a leading zero
   if (content.size() >= 0x80) {
     append(bytes, {0x82, static_cast<std::uint8_t>(content.size() >> 8)});
   }
@@ -37,7 +37,7 @@ Bytes element(std::uint32_t tag, const Bytes& content) {
   return bytes;
 }
 
-// Short elements with a tag number in one octet, or long ones with a tag number in four.
+// Short elements with one-octet tag numbers, or long ones with four-octet tag numbers.
 Bytes elements(bool longForms) {
   Bytes bytes;
   for (std::uint32_t i = 0; i < kElements; ++i) {
@@ -79,7 +79,7 @@ void walkWithOpenSSL(benchmark::State& state) {
   countPerElement(state);
 }
 
-// No more than it takes to step over sound elements: bounds are checked, forms are not.
+// The minimum for iterating over valid elements: checks bounds but not encodings.
 void walkByHand(benchmark::State& state) {
   const Bytes bytes = elements(state.range(0) != 0);
   for (auto _ : state) {
@@ -141,7 +141,7 @@ void decodeManifest(benchmark::State& state) {
   state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(manifest.size()));
 }
 
-// Fields of which every other lies elsewhere in the blob.
+// A blob in which every other field is indirect.
 void decodeSysCfg(benchmark::State& state) {
   constexpr std::uint32_t kIndirect = 0x434E5442;
   const auto count = static_cast<std::uint32_t>(state.range(0));

@@ -29,7 +29,7 @@ void append(std::vector<std::uint8_t>& bytes, std::string_view text, std::size_t
   bytes.resize(bytes.size() + size - text.size());
 }
 
-// Every fourth value is longer than an entry and follows the entries.
+// Every fourth value is too long for its entry and follows the entries.
 Data sysCfg(std::uint32_t entries) {
   constexpr std::uint32_t kHeader = 24;
   constexpr std::uint32_t kEntry = 20;

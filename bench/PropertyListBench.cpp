@@ -2,8 +2,8 @@
 // with pugixml's parse of the same XML, and RapidJSON's parse (validating UTF-8) and output of the same JSON. "rules"
 // counts the rules of a library, so that encodings of different sizes compare.
 //
-// Each case runs twice: with the heap as glibc sets it up, which gives large free blocks back to the system and takes
-// them anew for every document ("kept" 0), and with a heap that keeps all it ever had ("kept" 1).
+// Each case runs twice: with glibc's default heap, which returns large free blocks to the system and requests them
+// again for every document ("kept" 0), and with a heap that keeps all freed memory ("kept" 1).
 
 #include <benchmark/benchmark.h>
 #include <malloc.h>
@@ -27,7 +27,7 @@ using tavik::Dictionary;
 using tavik::PropertyListFormat;
 using tavik::Value;
 
-// What rule libraries are made of: few words that come again and again, texts for people, lists, numbers, some data.
+// Typical contents of rule libraries: a few frequent words, descriptions, lists, numbers, some data.
 class LibraryMaker {
  public:
   Dictionary rule() {
@@ -124,7 +124,7 @@ Library makeLibrary(std::size_t xmlSize) {
   library.binary = written(rules, PropertyListFormat::kBinary);
   library.text = tavik::description(&library.value);
   library.json = writtenAsJson(rules);
-  // What is measured is right: all that was written reads back equal. Text has no numbers, so its listing is compared.
+  // Verifies that all output reads back equal. Text has no numbers, so descriptions are compared.
   const Value fromText = read(bytesOf(library.text));
   if (read(library.xml.bytes()) != library.value || read(library.binary.bytes()) != library.value ||
       readAsJson(library.json) != library.value || tavik::description(&fromText) != library.text) {
@@ -133,8 +133,8 @@ Library makeLibrary(std::size_t xmlSize) {
   return library;
 }
 
-// Arguments: kilobytes of XML, and whether the heap keeps what is freed, which cannot be undone: so those cases run
-// last.
+// Arguments: kilobytes of XML, and whether the heap keeps freed memory. That setting cannot be undone, so these cases
+// run last.
 const Library& prepare(const benchmark::State& state) {
   constexpr int kNever = 1 << 30;
   static std::map<std::int64_t, Library> libraries;

@@ -1,7 +1,7 @@
 // Peak memory and time per byte of input, for the worst inputs known. Time is measured for two sizes, the second an
 // eighth of the first: if it is linear, the time per byte is the same.
 //
-//   ProportionBench [MEGABYTES [NAME]]     inputs of about that size (4) whose names contain NAME
+//   ProportionBench [MEGABYTES [NAME]]     inputs of about this size (default 4) with NAME in their name
 //
 // An input is a row of kInputs; a job reads or writes it once. Memory is counted through operator new and delete.
 
@@ -61,7 +61,7 @@ struct Job {
 
 struct Input {
   std::string_view name;
-  Job (*make)(std::size_t size);  // of about that many bytes
+  Job (*make)(std::size_t size);  // of about this many bytes
 };
 
 std::string repeated(std::string_view text, std::size_t size) {
@@ -71,7 +71,7 @@ std::string repeated(std::string_view text, std::size_t size) {
   return result;
 }
 
-// Of one text for each number from 0.
+// Joins one text for each number from 0.
 template <class Text>
 std::string numbered(std::size_t size, Text text) {
   std::string result;
@@ -127,7 +127,7 @@ std::string written(const Value& value, PropertyListFormat format) {
   return {document.bytes().begin(), document.bytes().end()};
 }
 
-// The input of a writer counts as large as what is written of it.
+// The input size of a writer is the size of its output.
 Job writing(const Value& value, PropertyListFormat format) {
   return {written(value, format).size(), [value, format] {
             std::string error;
@@ -150,7 +150,7 @@ Dictionary manyKeys(std::size_t count, std::string_view prefix) {
   return dictionary;
 }
 
-// Nested as deep as is allowed, again and again.
+// Many values of the maximum nesting depth.
 std::string towers(std::size_t size, std::string_view open, std::string_view close, std::string_view between,
                    std::string_view core = "") {
   std::string tower;
@@ -178,7 +178,7 @@ std::string binary(const std::vector<std::string>& objects, std::uint64_t claime
   return document + table + "\0\0\0\0\0\0\x08\x08"s + bigEndian(claimedCount) + bigEndian(0) + bigEndian(tableOffset);
 }
 
-// Arrays that each hold the next one twice, beside data that makes the document large enough to be allowed to.
+// Arrays that contain the next one twice, and data that makes the document large enough for that expansion.
 std::string doubled(std::size_t size, int levels) {
   std::vector<std::string> objects = {"\xA2" + bigEndian(1) + bigEndian(static_cast<std::uint64_t>(levels) + 2)};
   for (int level = 1; level <= levels; ++level) {
@@ -207,7 +207,7 @@ std::string derElement(std::string_view identifier, std::string_view content) {
   return std::string(identifier) + '\x84' + bigEndian(content.size()).substr(4) + std::string(content);
 }
 
-// Manifest items of no content, each with a tag of its own.
+// Empty manifest items with different tags.
 std::string tinyItems(std::size_t size) {
   const std::string items = numbered(size, [](const std::string& number) {
     const auto tag = static_cast<unsigned>(std::stoul(number)) + 0x4000;
@@ -230,7 +230,7 @@ std::string littleEndian(std::initializer_list<std::size_t> words) {
   return bytes;
 }
 
-// Fields that all lie in the same quarter of the blob.
+// Fields that all refer to the same quarter of the blob.
 std::string overlappingFields(std::size_t size) {
   constexpr std::size_t kIndirect = 0x434E5442;
   const std::size_t count = size * 3 / 4 / 20;
@@ -242,7 +242,7 @@ std::string overlappingFields(std::size_t size) {
 Value code(std::size_t number) { return Value("code" + std::to_string(number)); }
 Value arrayWithCode(std::size_t number) { return Value(Array::of(code(number))); }
 
-// A list that the attribute holds in reverse order.
+// A list; the attribute has the same elements in reverse order.
 template <Value (*kElement)(std::size_t)>
 Job longLists(std::size_t size) {
   const std::size_t count = size / 2 / 10;
@@ -268,7 +268,7 @@ std::unique_ptr<const tavik::ZRTTavikKernel> kernelOf(const Dictionary& library)
   return kernel;
 }
 
-// A line of a batch with one large attribute, which several rules put into their records, and its result.
+// A batch line with a large attribute that is in the records of several rules, and the result.
 Job checkingLine(std::string_view attribute) {
   const Dictionary library{
       {"version", "1"},
@@ -286,7 +286,7 @@ Job checkingLine(std::string_view attribute) {
           }};
 }
 
-// A check of many rules, each about an attribute of its own.
+// A check of many rules with different attributes.
 Job checking(std::size_t size) {
   Dictionary device;
   Dictionary library{{"version", "1"}};
@@ -466,7 +466,7 @@ double peakPerByte(const Job& job) {
   return static_cast<double>(mostBytes - before) / static_cast<double>(job.inputSize);
 }
 
-// Of the processor's time; the best of three, for these machines are noisy.
+// Processor time; the best of three, to reduce noise.
 double nanosecondsPerByte(const Job& job) {
   double best = 1e300;
   for (int attempt = 0; attempt < 3; ++attempt) {

@@ -1,5 +1,5 @@
-// What python_bench.py measures the Python module against: the same checks called from C++, in the same process. A
-// library that it loads; the functions have C linkage.
+// The C++ side of python_bench.py: a library with the same checks, loaded into the same process. Functions have C
+// linkage.
 
 #include <tavik/Export.h>
 #include <tavik/PreparedRules.h>
@@ -17,7 +17,7 @@
 namespace tavik::bench {
 namespace {
 
-// Takes every document as it is, as the platform of python_bench.py does.
+// Accepts every document, like the platform of python_bench.py.
 class Trusting : public Platform {
  public:
   std::optional<Value> validatedPropertyListFromSignedDictionary(const Dictionary& document, const std::string&,
@@ -70,14 +70,14 @@ double secondsOf(int count, Check check) {
 
 using tavik::bench::Scene;
 
-/// Makes the workload and writes its documents to `folder`.
+/// Creates the workload and writes its documents to `folder`.
 extern "C" TAVIK_EXPORT Scene* makeScene(const char* folder, int ruleCount) {
   return new Scene(folder, static_cast<std::size_t>(ruleCount));
 }
 
 extern "C" TAVIK_EXPORT void freeScene(const Scene* scene) { delete scene; }
 
-/// The processor time, in seconds, of so many checks.
+/// The processor time of this many checks in seconds.
 extern "C" TAVIK_EXPORT double secondsOfChecks(const Scene* scene, int count) {
   std::optional<tavik::Error> error;
   return tavik::bench::secondsOf(

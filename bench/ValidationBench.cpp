@@ -1,4 +1,4 @@
-// The signature check: the first validation of a signed document beside validation of one that was seen before.
+// The signature check: the first validation of a signed document compared with repeated validation.
 
 #include <benchmark/benchmark.h>
 #include <tavik/PropertyList.h>
@@ -22,7 +22,7 @@ namespace {
   std::abort();
 }
 
-// A key pair's files, in a folder of their own.
+// The files of a key pair in a temporary folder.
 class KeyFiles {
  public:
   KeyFiles() {
@@ -78,7 +78,7 @@ void validateFirst(benchmark::State& state) {
   }
 }
 
-// The very dictionary that was seen before, as it is when a host checks device after device.
+// The same dictionary again, as in a host that checks many devices.
 void validateAgain(benchmark::State& state) {
   const Dictionary document = signedLibrary(state);
   const StationPlatform platform;
@@ -86,7 +86,7 @@ void validateAgain(benchmark::State& state) {
   for (auto _ : state) benchmark::DoNotOptimize(validated(platform, document));
 }
 
-// The same bytes in other blocks of memory, as when the file was read anew.
+// The same bytes in other memory blocks, as after reading the file again.
 void validateCopy(benchmark::State& state) {
   const Dictionary document = signedLibrary(state);
   Dictionary copy = document;
@@ -128,7 +128,7 @@ void validateTwoKeysFirst(benchmark::State& state) {
   }
 }
 
-// With the state file, which is read for every validation.
+// With a state file, which is read for every validation.
 void validateTwoKeysAgain(benchmark::State& state) {
   const Dictionary document = signedTwice(state);
   TrustPolicy policy = policyOfTwo();

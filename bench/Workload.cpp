@@ -14,8 +14,8 @@ namespace {
 constexpr std::string_view kModel = "DN20-128";
 constexpr std::string_view kRegion = "EU/1";
 
-// Twenty rules' predicates: 8 integers, 4 texts ignoring case, a prefix, a suffix, 2 lists, 2 thresholds, bytes, and a
-// combination, whose three forms take turns.
+// The predicates of twenty rules: 8 for integers, 4 for text ignoring case, a prefix, a suffix, 2 lists, 2 thresholds,
+// bytes, and a combination, which alternates between three forms.
 constexpr auto kComparisons = [] {
   using enum Predicate;
   return std::array{kEqual,     kCaseInsensitiveEqual, kEqual,       kHasPrefix,
@@ -99,7 +99,7 @@ class Maker {
     work_.attributes.emplace_back("ModelNumber", std::string(kModel));
     work_.attributes.emplace_back("RegionInfo", std::string(kRegion));
     while (work_.attributes.size() < ruleCount * 5 / 4) work_.attributes.emplace_back(attributeName(), text());
-    std::ranges::shuffle(work_.attributes, random_);  // a device lists its attributes as it likes
+    std::ranges::shuffle(work_.attributes, random_);  // devices have attributes in any order
     return std::move(work_);
   }
 
@@ -107,7 +107,7 @@ class Maker {
   void addRule(std::size_t index) {
     const std::size_t round = index / predicates_.size();
     Predicate predicate =
-        predicates_[(index + round) % predicates_.size()];  // so that what fails differs from round to round
+        predicates_[(index + round) % predicates_.size()];  // so that different rules fail in each round
     if (mix_ != Workload::Mix::kCombinations && predicate == Predicate::kHasPrefixAndHasSuffix) {
       predicate = std::array{predicate, Predicate::kEqualOrGreaterThan, Predicate::kNotEqual}[round % 3];
     }
@@ -126,7 +126,7 @@ class Maker {
     return mix_ == Workload::Mix::kDevice && index % 5 < 2 && takesReference(predicate) ? source : "";
   }
 
-  // What the device has and what the rule expects.
+  // The device's value and the expected value.
   std::pair<Plain, Plain> values(Predicate predicate, bool passes) {
     const auto number = static_cast<std::int64_t>(1000 + random_() % 100'000'000);
     const std::string whole = text();
@@ -168,7 +168,7 @@ class Maker {
     return list;
   }
 
-  // 6 to 20 characters, such as part numbers and versions are.
+  // 6 to 20 characters, like part numbers and versions.
   std::string text() {
     constexpr std::string_view kCharacters = "ABCDEFGHJKLMNPQRSTUVWXYZ0123456789-.";
     std::string text(6 + random_() % 15, ' ');
@@ -198,13 +198,13 @@ class Maker {
 
   std::string oneOf(std::initializer_list<const char*> words) { return words.begin()[random_() % words.size()]; }
 
-  // 8 to 24 characters, each name once.
+  // A unique name of 8 to 24 characters.
   std::string attributeName() {
     const std::string part = oneOf({"Board", "Modem", "Camera", "Battery", "Firmware", "Display"});
     return part + oneOf({"Code", "Serial", "Version", "Revision", "Calibration"}) + std::to_string(++names_);
   }
 
-  // 12 to 32 characters, each name once.
+  // A unique name of 12 to 32 characters.
   std::string ruleName() {
     const std::string part = oneOf({"Board code", "Camera revision", "Battery level", "Modem firmware"});
     return part + oneOf({" ", " on label ", " on ticket "}) + std::to_string(++names_);

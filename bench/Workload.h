@@ -1,6 +1,6 @@
 /// @file
-/// The devices and the rules that the check run is measured on; about nine rules in ten pass. The same rules come as
-/// plain C++ data and as the documents that a kernel takes.
+/// Devices and rules for the check benchmarks; about nine in ten rules pass. The rules are available as plain C++ data
+/// and as rule documents.
 #ifndef TAVIK_BENCH_WORKLOAD_H
 #define TAVIK_BENCH_WORKLOAD_H
 
@@ -21,7 +21,7 @@ using Integers = std::vector<std::int64_t>;
 using Plain = std::variant<std::int64_t, std::string, Bytes, Texts, Integers>;
 
 enum class Predicate : std::uint8_t {
-  kEqual,                 ///< integer, or its digits, against integer
+  kEqual,                 ///< integer or numeric string against integer
   kCaseInsensitiveEqual,  ///< text against text
   kHasPrefix,
   kHasSuffix,
@@ -46,7 +46,7 @@ struct Rule {
 struct Workload {
   enum class Mix : std::uint8_t {
     kComparisons,   ///< comparisons and some combinations, with texts, integers and bytes
-    kDevice,        ///< what devices have: also digits, lists of integers, described data; a third takes references
+    kDevice,        ///< realistic: also numeric strings, lists of integers and described data; a third has references
     kReferences,    ///< comparisons with values of sources
     kCombinations,  ///< AND, OR and NOT
   };
@@ -54,15 +54,15 @@ struct Workload {
   std::vector<std::pair<std::string, Plain>> attributes;  ///< five for every four rules
   std::vector<Rule> rules;                                ///< in the order of a check
 
-  /// The same rules and the same values whenever it is called.
+  /// Deterministic: always the same rules and values.
   static Workload of(std::size_t ruleCount, Mix mix = Mix::kComparisons);
 
   [[nodiscard]] Dictionary device() const;
   [[nodiscard]] Dictionary sources() const;
-  /// Every rule's definition, with the expected value in every other one.
+  /// The definitions of all rules; every other one has the expected value.
   [[nodiscard]] Dictionary ruleLibrary() const;
-  /// An entry for every rule, with the expected value where the library has none: one in ten by the device's part
-  /// number or region, the rest for all devices. Unsigned.
+  /// An entry for every rule, with the expected value if the library has none. One in ten is for the device's part
+  /// number or region, the others are for all devices. Unsigned.
   [[nodiscard]] Dictionary localRules() const;
 };
 

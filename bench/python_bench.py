@@ -1,8 +1,8 @@
-"""What the Python module costs over the C++ interface, measured in turns in one process, and what it costs to start.
+"""The overhead of the Python module over the C++ interface, measured alternately in one process, and its startup time.
 
     PYTHONPATH=BUILD/bindings/python python3 bench/python_bench.py BUILD/bench/libPythonBench.so [--quick]
 
-Prints one JSON object: what was measured -> a ratio of medians of processor time, or milliseconds. "converted once": attributes, rules and
+Prints one JSON object: measure -> ratio of medians of processor time, or milliseconds. "converted once": attributes, rules and
 sources are tavik.Dictionary objects.
 """
 
@@ -61,7 +61,7 @@ def seconds(call):
 
 
 def medians(rounds, count, measures):
-    """The median of each measure, taken in turns."""
+    """The medians of measures that are taken alternately."""
     taken = [[measure(count) for measure in measures.values()] for _ in range(rounds)]
     return dict(zip(measures, map(statistics.median, zip(*taken))))
 
@@ -88,7 +88,7 @@ def checks(cpp, folder, rounds):
 
 
 def started(program):
-    """Milliseconds until an interpreter has run `program` and ended."""
+    """Milliseconds for running `program` in a new interpreter."""
     def measure(_):
         start = time.perf_counter()
         subprocess.run([sys.executable, "-S", "-c", program], check=True)

@@ -1,11 +1,11 @@
-"""How packed device data is laid out: SysCfg blobs, control-bit blocks, manifests of a modem, and lines of devices."""
+"""Encoders for packed device data (SysCfg blobs, control-bit blocks, modem manifests) and for lines of devices."""
 
 import base64
 import hashlib
 import json
 import struct
 
-# ---- DER, and the manifests of a modem -------------------------------------------------------------------------------
+# ---- DER and modem manifests -----------------------------------------------------------------------------------------
 
 UNIVERSAL, CONTEXT = 0, 2
 PRIMITIVE, CONSTRUCTED = 0, 1
@@ -35,7 +35,7 @@ def der_length(length):
 
 
 def item_set(items):
-    """The set of a manifest's items. `items`: tag number -> content."""
+    """The SET of a manifest's items. `items`: tag number -> content."""
     members = (element(CONTEXT, PRIMITIVE, tag, content) for tag, content in items.items())
     return element(UNIVERSAL, CONSTRUCTED, SET, b"".join(members))
 
@@ -67,7 +67,7 @@ SYSCFG_HEADER_SIZE, SYSCFG_ENTRY_SIZE, INLINE_SIZE = 24, 20, 16
 
 
 def tag_word(tag):
-    """A tag of four characters as it is stored: a little-endian word, so its bytes are in reverse order."""
+    """A stored tag of four characters: a little-endian word, so its bytes are in reverse order."""
     return struct.pack("<I", int.from_bytes(tag.encode("ascii"), "big"))
 
 
@@ -99,7 +99,7 @@ def control_bits(states, count=CONTROL_BIT_COUNT):
 
 def control_bit(state, bit):
     failures = 1 if state == FAIL else 0
-    # The counters are kept inverted, so that an erased block counts nothing.
+    # The counters are stored inverted, so that those of an erased block are 0.
     status = state | (failures ^ 0xFF) << 2 | (failures ^ 0x3FF) << 10 | (1 ^ 0xFFF) << 20
     return struct.pack("<II24s", status, TESTED_AT + 600 * bit, b"station-4.2.0")
 

@@ -1,6 +1,6 @@
 /// @file
-/// Handles of the C interface that release themselves, values through that interface entry by entry, both ways, and a
-/// platform of callbacks that does what RecordingPlatform does.
+/// Owning handles of the C interface, conversion of values through that interface, and a platform with callbacks that
+/// behaves like RecordingPlatform.
 #ifndef TAVIK_FUZZ_C_HANDLES_H
 #define TAVIK_FUZZ_C_HANDLES_H
 
@@ -18,7 +18,7 @@
 
 namespace tavik::c {
 
-/// Where nothing but want of memory can go wrong.
+/// For calls that can fail only if memory runs out.
 inline void done(tavik_status status) {
   if (status == TAVIK_NO_MEMORY) throw std::bad_alloc();
   if (status == TAVIK_OK) return;
@@ -37,12 +37,12 @@ class Owned {
   }
   ~Owned() { done(kRelease(&handle_)); }
 
-  /// For a function to put a handle into.
+  /// The output argument of a function that creates a handle.
   Handle** out() {
     done(kRelease(&handle_));
     return &handle_;
   }
-  operator Handle*() const { return handle_; }  // NOLINT(google-explicit-constructor): taken as the C functions take it
+  operator Handle*() const { return handle_; }  // NOLINT(google-explicit-constructor): passed to C functions
 
  private:
   Handle* handle_ = nullptr;
@@ -80,7 +80,7 @@ inline OwnedValue handleOf(const Dictionary& dictionary) {
   return handle;
 }
 
-/// What a function puts into a handle.
+/// The handle created by a function.
 template <class Call>
 OwnedValue made(Call call) {
   OwnedValue handle;
@@ -172,13 +172,13 @@ inline Value valueOf(const tavik_value* handle) {
   }
 }
 
-/// Trusts every document but those with an "untrusted" entry, whose description is the reason; one with "nothing"
-/// stands for an empty document. Keeps the log.
+/// Trusts every document except those with an "untrusted" entry, whose description is the reason. A document with a
+/// "nothing" entry is replaced by an empty one. Records the log.
 struct CallbackHost {
   std::vector<std::string> lines;
   int releases = 0;
 
-  /// A platform that writes here, where this must outlive it.
+  /// A platform that refers to this object, which must outlive it.
   OwnedPlatform platform() {
     tavik_platform_callbacks callbacks = {};
     callbacks.struct_size = sizeof callbacks;

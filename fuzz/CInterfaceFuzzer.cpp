@@ -16,7 +16,7 @@ using namespace tavik;
 
 void require(bool condition, int line = __builtin_LINE()) {
   if (condition) return;
-  std::cerr << "what line " << line << " requires does not hold" << std::endl;
+  std::cerr << "condition in line " << line << " is false" << std::endl;
   std::abort();
 }
 

@@ -58,8 +58,8 @@ using CheckCall = std::function<std::optional<Array>(Dictionary* station, std::o
 /// the two kinds of faults pass through.
 inline CheckTrace traceOf(const RecordingPlatform& platform, bool hasStation, const CheckCall& check) {
   CheckTrace outcome;
-  outcome.error = Error(-1, "as it was");
-  if (hasStation) outcome.station = Dictionary{{"OnPass", "as it was"}, {"other", "stays"}};
+  outcome.error = Error(-1, "previous");
+  if (hasStation) outcome.station = Dictionary{{"OnPass", "previous"}, {"other", "kept"}};
   platform.lines.clear();
   try {
     outcome.records = check(outcome.station ? &*outcome.station : nullptr, outcome.error);

@@ -1,6 +1,5 @@
 /// @file
-/// Decisions taken from bytes, for targets that build what they test, and values as texts that tell apart whatever can
-/// be told apart.
+/// Choices made from the bytes of an input, for targets that build their test data; and exact texts of values.
 #ifndef TAVIK_FUZZ_CHOICES_H
 #define TAVIK_FUZZ_CHOICES_H
 
@@ -18,7 +17,7 @@
 
 namespace tavik {
 
-/// Takes decisions from bytes, the same from the same; where the bytes have run out, always the first choice.
+/// Makes deterministic choices from bytes. When no bytes are left, it makes the first choice.
 class Choices {
  public:
   explicit Choices(std::span<const std::uint8_t> bytes) noexcept : rest_(bytes) {}
@@ -31,9 +30,9 @@ class Choices {
     rest_ = rest_.subspan(1);
     return first;
   }
-  /// From 0 to below `count`, which is at most 256.
+  /// A number from 0 to `count` - 1; `count` is at most 256.
   std::size_t below(std::size_t count) noexcept { return byte() % count; }
-  /// True in so many of 16 cases.
+  /// True in this many of 16 cases.
   bool often(std::size_t sixteenths) noexcept { return below(16) >= 16 - sixteenths; }
 
   template <class Item, std::size_t kCount>
@@ -41,7 +40,7 @@ class Choices {
     return items[below(kCount)];
   }
 
-  /// One of the words that `words` separates by "|".
+  /// One of the words in `words`, which are separated by "|".
   std::string_view wordOf(std::string_view words) noexcept {
     return word(words, below(static_cast<std::size_t>(std::ranges::count(words, '|')) + 1));
   }
@@ -59,12 +58,12 @@ class Choices {
 
   /// Up to `most` bytes, at most 255.
   std::span<const std::uint8_t> bytes(std::size_t most) noexcept {
-    const std::size_t wanted = below(most + 1);  // takes one of the rest
+    const std::size_t wanted = below(most + 1);  // uses one of the remaining bytes
     const auto taken = rest_.first(std::min(wanted, rest_.size()));
     rest_ = rest_.subspan(taken.size());
     return taken;
   }
-  /// The same as text, not always in UTF-8.
+  /// The bytes as text, not always valid UTF-8.
   std::string_view text(std::size_t most) noexcept {
     const auto taken = bytes(most);
     return {reinterpret_cast<const char*>(taken.data()), taken.size()};
@@ -83,7 +82,7 @@ inline void append(std::string& all, char mark, std::string_view bytes) {
   all += bytes;
 }
 
-// Bit by bit, save that there is one NaN.
+// The bits of a number; all NaNs are the same.
 inline void append(std::string& all, char mark, double number) {
   all += mark;
   all += std::isnan(number) ? "nan" : std::to_string(std::bit_cast<std::uint64_t>(number));
@@ -120,8 +119,8 @@ inline void append(std::string& all, const Value& value) {
   if (const Dictionary* dictionary = value.ifDictionary()) append(all, *dictionary);
 }
 
-/// Of a value, an array or a dictionary. Two have the same text when they are of the same kinds, equal, and in the same
-/// order throughout: integers are told from floating-point numbers and 0.0 from -0.0, and a NaN is like another.
+/// The exact text of a value, an array or a dictionary. Two texts are the same if all kinds, values and orders are the
+/// same: integers differ from floating-point numbers and 0.0 from -0.0; all NaNs are the same.
 template <class Item>
 std::string text(const Item& item) {
   std::string all;
@@ -129,7 +128,7 @@ std::string text(const Item& item) {
   return all;
 }
 
-/// An entry of a dictionary's text.
+/// The text of a dictionary's entry.
 inline std::string entry(std::string_view key, std::string_view valueText) {
   std::string all;
   append(all, 'k', key);

@@ -1,7 +1,6 @@
 /// @file
-/// Every query of the DER decoder, over the elements of some bytes and over the contents of constructed elements.
-/// Elements follow each other without a gap, end with their region, and all queries agree about them; anything else
-/// aborts.
+/// Calls all queries of the DER decoder for the elements in a block of bytes and in constructed elements. Aborts unless
+/// elements follow each other without gaps, end within their region, and all queries give consistent results.
 #ifndef TAVIK_FUZZ_DER_EXAMINATION_H
 #define TAVIK_FUZZ_DER_EXAMINATION_H
 
@@ -15,8 +14,8 @@
 
 namespace tavik::der {
 
-inline constexpr int kDepth = 16;              // elements may stand in each other to any depth
-inline constexpr std::uint32_t kLookedAt = 8;  // each look-up by position walks from the start
+inline constexpr int kDepth = 16;              // elements can be nested to any depth
+inline constexpr std::uint32_t kLookedAt = 8;  // each lookup by position starts at the beginning
 
 inline void require(bool condition) {
   if (!condition) std::abort();
@@ -54,7 +53,7 @@ inline void askForInteger(const DERDecoder& decoder, const DERDecoderItem& item,
   require(expected != kDERDecoderErrorNone || std::memcmp(&value, content, sizeof value) == 0);
 }
 
-// Asks for the first two elements, which must match, and leaves what comes behind them over.
+// Parses the first two elements, which must match, as a sequence.
 inline void parse(const DERDecoder& decoder, const DERDecoderItem& first, const DERDecoderItem& second,
                   std::uint32_t count) {
   const std::uint32_t status = DERDecoderParseSequence(
@@ -66,7 +65,7 @@ inline void parse(const DERDecoder& decoder, const DERDecoderItem& first, const 
 
 inline void examine(const DERDecoder& decoder, int depth);
 
-// The elements of a region without a malformed one.
+// The elements of a well-formed region.
 inline void examineAll(const DERDecoder& decoder, const DERDecoderItemList& list, int depth) {
   const std::uint8_t* end = decoder.buffer;
   for (std::uint32_t i = 0; i < list.index; ++i) {
@@ -110,7 +109,7 @@ inline void examine(const DERDecoder& decoder, int depth) {
   DERDecoderFreeData(&list);
 }
 
-/// Examines a copy of the bytes that is exactly as long.
+/// Examines a copy of the bytes in a block of exactly this size.
 inline void examine(std::span<const std::uint8_t> bytes) {
   const std::vector<std::uint8_t> input(bytes.begin(), bytes.end());
   const auto length = static_cast<std::uint32_t>(input.size());

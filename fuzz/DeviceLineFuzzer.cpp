@@ -1,4 +1,4 @@
-// Lines of a batch. Every line gives exactly one line of JSON that names the device, and the same one again.
+// Lines of a batch. Every line gives exactly one line of JSON with the device's ID, and the same line when repeated.
 
 #include <tavik/TavikKernel.h>
 

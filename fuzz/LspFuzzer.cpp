@@ -2,11 +2,11 @@
 //
 //     o DOCUMENT TEXT                          opens a document: 'l'ibrary, 'r'ules, 'c'ases, 'w'orkspace file
 //     e DOCUMENT LINE COLUMN LINE COLUMN TEXT  replaces a range
-//     q DOCUMENT LINE COLUMN                   makes every request about a position
-//     h BYTES                                  bytes of the stream that carries messages
-//     anything else                            a message
+//     q DOCUMENT LINE COLUMN                   sends every kind of request for a position
+//     h BYTES                                  bytes of the message stream
+//     anything else                            sends a message
 //
-// Every request has one answer, every message that is sent is JSON, and documents are checked after each step.
+// Every request has one response, every message sent is JSON, and documents are checked after each step.
 
 #include <cstdlib>
 #include <map>
@@ -103,7 +103,7 @@ class Session {
         while (const auto message = reader.next()) server_.receive(*message);
       }
     } catch (const tavik::tool::Unusable&) {
-      // The stream ends here.
+      // end of the stream
     }
     handleAll();
   }

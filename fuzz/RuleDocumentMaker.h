@@ -1,6 +1,6 @@
 /// @file
-/// Rule documents, devices and sources that are made from choices: mostly such as a rule author might write, with
-/// everything that can be wrong about them now and then.
+/// Builds rule documents, devices and sources from choices: mostly realistic ones, with occasional mistakes of all
+/// kinds.
 #ifndef TAVIK_FUZZ_RULE_DOCUMENT_MAKER_H
 #define TAVIK_FUZZ_RULE_DOCUMENT_MAKER_H
 
@@ -38,7 +38,7 @@ class RuleDocumentMaker {
   }
 
  private:
-  // Words, separated by "|".
+  // Words separated by "|".
   static constexpr std::string_view kRules =
       "A|B|C|D|a rule with a name that is long|No Attribute a|No Attribute of any name|SetRuleSet|OtherRuleSet"
       "|RuleSet|RegionRules|version";
@@ -65,7 +65,7 @@ class RuleDocumentMaker {
       "|MD123|LL/A|A|KR4|7KR4|region";
   static constexpr std::string_view kFields = "attribute|predicate|value|references";
 
-  // The versions stand first, so that they are there also when little else is.
+  // The version comes first, so that most short inputs have one.
   Dictionary library() {
     Dictionary made;
     if (!choices_.often(1)) made.set("version", choices_.often(2) ? value(2) : Value(7));
@@ -101,7 +101,7 @@ class RuleDocumentMaker {
     return made;
   }
 
-  // Entries under each of a few names.
+  // Entries for a few names.
   template <class Name>
   Dictionary groups(Name name) {
     Dictionary made;
@@ -182,7 +182,7 @@ class RuleDocumentMaker {
     return made;
   }
 
-  // One field "ABCD" of 16 bytes.
+  // A SysCfg blob with one field of 16 bytes, "ABCD".
   Data blob() {
     std::vector<std::uint8_t> bytes(16, 0);
     for (const char each : {'\1', '\0', '\0', '\0', 'D', 'C', 'B', 'A'}) bytes.push_back(std::uint8_t(each));
@@ -190,7 +190,7 @@ class RuleDocumentMaker {
     return Data(bytes);
   }
 
-  // A root manifest of one item, its tag and four bytes of content as chosen.
+  // A root manifest with one item; its tag and four bytes of content are chosen.
   Dictionary manifests() {
     std::vector<std::uint8_t> bytes = {0x30, 0x23, 0x30, 0x0b, 0x06, 0x09, 0x2a, 0x86, 0x48, 0x86, 0xf7, 0x0d, 0x01,
                                        0x01, 0x05, 0x31, 0x0a, 0x01, 0x01, 0x41, 0x02, 0x02, 0x41, 0x42, 0x43, 0x20,
@@ -201,7 +201,7 @@ class RuleDocumentMaker {
 
   std::string ruleName() { return name(kRules, 6); }
   std::string attributeName() { return name(kAttributes, 4); }
-  // Mostly one of the first few, so that what is looked for is often there.
+  // Mostly one of the first few, so that lookups often succeed.
   std::string name(std::string_view names, std::size_t few) {
     if (choices_.often(10)) return std::string(Choices::word(names, choices_.below(few)));
     return std::string(choices_.often(2) ? choices_.text(20) : choices_.wordOf(names));
@@ -217,7 +217,7 @@ class RuleDocumentMaker {
     return word;
   }
 
-  // Of any kind, with containers in each other so deep.
+  // A value of any kind, with containers nested up to this depth.
   Value value(int depth) {
     const std::size_t kind = choices_.below(depth > 0 ? 12 : 8);
     if (kind == 0) return choices_.text(24);

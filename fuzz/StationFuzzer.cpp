@@ -1,5 +1,5 @@
-// Bytes of a connection to the station service. The requests in them do not depend on how the bytes arrive, and each of
-// them gets an answer.
+// Bytes of a connection to the station service. Requests must not depend on how the bytes are split, and each one must
+// get a response.
 
 #include <tavik/Json.h>
 
@@ -21,7 +21,7 @@ void require(bool condition) {
   if (!condition) std::abort();
 }
 
-// A folder in memory, where storing a run waits for no disk.
+// A folder in memory, so that storing a run is fast.
 class Folder {
  public:
   Folder() {
@@ -53,7 +53,7 @@ tool::PlatformOptions unsignedDocuments() {
   return options;
 }
 
-// Everything of the service except its sockets.
+// The service without its sockets.
 struct Service {
   Folder folder;
   RuleReloader rules{{folder.path("library"), {folder.path("rules")}, unsignedDocuments()}};
@@ -73,7 +73,7 @@ struct Service {
                   .connections = [] { return std::size_t{0}; }};
 };
 
-// The requests in bytes that arrive in pieces of this size.
+// Parses requests from bytes that arrive in pieces of this size.
 std::vector<Request> requestsIn(std::string_view bytes, std::size_t size, bool& isRejected) {
   constexpr std::size_t kLargestBody = 4096;
   RequestReader reader(kLargestBody);

@@ -1,7 +1,6 @@
-// Rule documents, devices and sources built from the input, and everything a kernel does with them. The check and the
-// check with prepared rules leave the same behind, also the second time; records are whole, and what a rule's
-// expression gives by itself is what the run recorded; the arguments stay as they were, and only two kinds of fault
-// come out.
+// All operations of a kernel with rule documents, devices and sources built from the input. Checks with and without
+// prepared rules must have the same results, also when repeated. Records must be complete and equal to the results of
+// the rules' expressions. Arguments must not change, and only the two kinds of faults may be raised.
 
 #include <tavik/TavikKernel.h>
 
@@ -16,7 +15,7 @@ namespace {
 
 using namespace tavik;
 
-// Readable, and different when anything is.
+// Readable and exact text.
 std::string textOf(const RuleDocuments& documents) {
   const Array all =
       Array::of(documents.library, documents.rules.value_or(Dictionary()), documents.sources.value_or(Dictionary()));
@@ -43,7 +42,7 @@ class Examination {
   }
 
  private:
-  // Says what was examined: a rule document is hard to read off the input.
+  // Prints the documents, which are hard to recognize in the input.
   void require(bool condition, std::string_view what, const std::string& found = "") const {
     if (condition) return;
     std::cerr << what << '\n' << found << '\n' << textOf(documents_) << std::endl;
@@ -57,7 +56,8 @@ class Examination {
     const auto [checked, again] = checkBothWays(*kernel_, prepared, platform_, device, rules(), sources(), hasStation);
     const std::string text = checked.text();
     require(text == again.text(), "the prepared check differs", text + "\n--- prepared\n" + again.text());
-    require(checked.records || checked.error || !checked.fault.empty(), "nothing came of it");
+    require(checked.records || checked.error || !checked.fault.empty(),
+            "the check has neither records, an error nor a fault");
     if (checked.records) examineRecords(*checked.records, text);
     if (hasStation) examineLists(checked, device);
   }
@@ -74,7 +74,7 @@ class Examination {
     }
   }
 
-  // The lists and the run agree on whether rules assemble; then every rule has its record.
+  // Lists and check must agree on whether the rules can be assembled; if so, every rule has a record.
   void examineLists(const CheckTrace& checked, const Dictionary& device) {
     if (rules() == nullptr) return;
     using List = std::optional<Dictionary> (ZRTTavikKernel::*)(const Dictionary&, const Dictionary&,
@@ -86,7 +86,7 @@ class Examination {
     for (const List list : kLists) {
       std::optional<Error> error;
       const auto entries = (*kernel_.*list)(*rules(), device, error);
-      require(entries.has_value() != error.has_value(), "a list with its error, or neither");
+      require(entries.has_value() != error.has_value(), "a list and an error, or neither");
       require(trusted.value_or(entries.has_value()) == entries.has_value(), "one list assembles, the other does not");
       trusted = entries.has_value();
     }
@@ -95,7 +95,7 @@ class Examination {
     ZRTTavikKernel::expandBasebandManifestData(attributes);
     std::optional<Error> error;
     const auto made = kernel_->makeDeviceRules(*rules(), attributes, error);
-    require(made.has_value() != error.has_value(), "rules with their error, or neither");
+    require(made.has_value() != error.has_value(), "rules and an error, or neither");
     if (!made) return;
     const bool ran = checked.records && checked.records->size() > 3 && *trusted;
     if (ran) require(checked.records->size() == 3 + std::max<std::size_t>(made->size(), 1), "a rule without a record");
@@ -106,7 +106,7 @@ class Examination {
     }
   }
 
-  // Evaluates a rule's expression by hand. Where the rule has no references its record must be what the run made of it.
+  // Evaluates a rule's expression. If the rule has no references, the result must equal the record of the check.
   void evaluate(std::string_view name, const Dictionary& rule, const Dictionary& attributes, const Dictionary* record) {
     const auto attributeName = rule.findString("attribute");
     const Value* attribute = attributeName ? attributes.find(*attributeName) : nullptr;
@@ -115,7 +115,7 @@ class Examination {
     const Value* value = rule.find("value");
     std::optional<Error> error;
     const auto tree = AbstractTreeNode::parsePredicateString(expression, *kernel_, error);
-    require((tree == nullptr) == error.has_value(), "a tree with its error, or neither");
+    require((tree == nullptr) == error.has_value(), "a tree and an error, or neither");
     require(tree != nullptr || record == nullptr || rule.contains("references"), "a record of a malformed expression");
     if (tree == nullptr) return;
     evaluateTree(*tree, expression.value_or(""), attribute, value, &attributes);
@@ -130,8 +130,8 @@ class Examination {
     }
   }
 
-  // Absent when it raises a fault. A single predicate performed gives the record of its tree, save that the tree has
-  // one for a word nobody knows.
+  // Absent for a fault. For a single predicate, the kernel must return the record of the tree, or nothing if the
+  // predicate is unknown.
   std::optional<Dictionary> evaluateTree(const AbstractTreeNode& tree, std::string_view expression,
                                          const Value* attribute, const Value* value,
                                          const Dictionary* references) const {

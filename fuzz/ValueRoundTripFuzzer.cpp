@@ -167,7 +167,7 @@ class Workshop {
 
   // Keeps a value for use as a part of others, unless it is too large.
   void finish(Modelled whole) {
-    require(exact::text(whole.value) == whole.text, "a value is not what was made of it");
+    require(exact::text(whole.value) == whole.text, "a value differs from its model");
     if (whole.text.size() > kMostText) return;
     made_.push_back(std::move(whole));
   }
@@ -291,9 +291,9 @@ class Workshop {
     require(once.has_value() == isWritable, "a value is written, or refused, that should not be");
     if (!once) return;
     const auto again = readPropertyList(once->bytes(), error);
-    require(again.has_value(), "what is written is not read");
-    require(exact::text(*again) == made.text, "what is read is not what was written");
-    require((*again == made.value) == !facts.hasNan, "what is read does not equal what was written");
+    require(again.has_value(), "the output cannot be read");
+    require(exact::text(*again) == made.text, "the output reads back different");
+    require((*again == made.value) == !facts.hasNan, "the output does not read back equal");
     require(writePropertyList(*again, format, error) == once, "it is written otherwise the second time");
   }
 

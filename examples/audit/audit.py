@@ -36,7 +36,7 @@ UNFINISHED = ".audit-"  # how the names of incomplete files begin
 
 
 class Problem(Exception):
-    """Why files could not be checked, for people."""
+    """The reasons why files could not be checked, as text."""
 
     def __init__(self, text, status=UNUSABLE):
         super().__init__(text, status)
@@ -62,12 +62,12 @@ class Documents:
         return [self.command, "batch", "--library", self.library, "--rules", self.rules, *key, "-j", "1", *options, "-"]
 
     def read_digest(self):
-        """What results depend on besides the devices."""
+        """Everything that results depend on, apart from the devices."""
         version = subprocess.run([self.command, "--version"], stdout=subprocess.PIPE, check=True).stdout.decode().strip()
         return " ".join([version, *(hashlib.sha256(path.read_bytes()).hexdigest() for path in (self.library, self.rules))])
 
     def checked(self):
-        """These documents with their digest. Raises what the command reports about them."""
+        """The documents with their digest. Raises a Problem with the command's message."""
         try:
             run = subprocess.run(self.batch(), input=b'{"attributes": {}}', capture_output=True, check=False)
             if run.returncode not in (PASSED, FAILED):
@@ -93,7 +93,7 @@ class Tally:
     rules: dict = dataclasses.field(default_factory=lambda: collections.defaultdict(collections.Counter))
 
     def add(self, summary):
-        """summary: what `tavik batch --summary` writes."""
+        """summary: the output of `tavik batch --summary`."""
         others = (("input_errors", "(input error)"), ("faults", "(fault)"), ("no_verdict", "(no verdict)"))
         for part in summary["part_numbers"]:
             name = part["part_number"]
@@ -132,7 +132,7 @@ def open_input(path):
 
 
 def state_of(file):
-    """What changes when a file is written to."""
+    """A value that changes if the file changes."""
     status = os.fstat(file.fileno())
     return [status.st_size, status.st_mtime_ns]
 
@@ -180,7 +180,7 @@ def check_file(documents, path, output):
 
 
 def check_on_worker(path, documents, output):
-    """A task; returns the name of the file with its summary, or with what is wrong."""
+    """A task; returns the name of the file with its summary or an error."""
     try:
         return path.name, check_file(documents, path, output), None
     except Problem as problem:
@@ -189,11 +189,11 @@ def check_on_worker(path, documents, output):
         return path.name, None, str(error)
 
 
-# ---- The whole audit -----------------------------------------------------------------------------------------------
+# ---- The audit -----------------------------------------------------------------------------------------------------
 
 
 def open_output(folder, documents):
-    """Makes the folder for the results of one set of rules, and locks it until what is returned is closed."""
+    """Creates and locks the folder for the results of a set of rules; closing the returned file unlocks it."""
     (folder / "tallies").mkdir(parents=True, exist_ok=True)
     lock = open(folder / "audit.lock", "ab")
     try:
@@ -210,7 +210,7 @@ def open_output(folder, documents):
 
 
 def remove_unfinished(folder):
-    """Removes what killed workers left behind."""
+    """Removes incomplete files of killed workers."""
     for path in [*folder.glob(f"{UNFINISHED}*"), *folder.glob(f"tallies/{UNFINISHED}*")]:
         path.unlink(missing_ok=True)
 
@@ -230,7 +230,7 @@ def client_of(options):
         with client:
             yield client
         return
-    # Other users of this machine must neither run code on the workers nor see what they do.
+    # Other users of this machine must not be able to run code on the workers or observe them.
     loopback = "127.0.0.1:0"
     dask.config.set({f"distributed.{side}.http.routes": [] for side in ("scheduler", "worker")})
     how = {"security": Security.temporary(), "dashboard_address": loopback, "worker_dashboard_address": loopback}
@@ -299,7 +299,7 @@ def most(counter, count):
 
 
 def columns_of(tally):
-    """The part numbers that get a column, and a function that spreads counts over the columns."""
+    """The part numbers with a column, and a function that distributes counts to the columns."""
     parts = most(tally.failed, MOST_PARTS)
     others = ["others"] if len(tally.devices) > len(parts) else []
 

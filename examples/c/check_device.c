@@ -9,7 +9,7 @@
 
 enum { kPassed = 0, kFailed = 1, kNoVerdict = 2 };
 
-/* What a station keeps as long as it runs. */
+/* The state of a running station. */
 typedef struct Station {
   tavik_kernel* kernel;
   tavik_rules* rules;
@@ -39,7 +39,7 @@ static void closeStation(Station* station) {
   tavik_kernel_release(&station->kernel);
 }
 
-/* Prints a text that may contain the device's control characters. */
+/* Prints a text that may contain control characters from the device. */
 static void show(const char* text, size_t length) {
   tavik_value* visible = NULL;
   const char* shown = "";

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Simulates a line: a shop-floor system and stations that have their devices checked by a station service.
+"""Simulates a line: a shop-floor system, and stations that send their devices to a station service.
 
     line.py [URL] [--stations N] [--rate DEVICES-PER-SECOND] [--seed N] [--devices N]
 
@@ -37,7 +37,7 @@ RETRY_SECONDS = 1
 
 
 def second_supplier(device):
-    """The wireless module of a supplier that the rules do not list: the rules are wrong, not the devices."""
+    """A wireless module that is missing in the rules: a problem of the rules, not of the devices."""
     device.attributes["SDIOProductInfo"] = device.attributes["SDIOProductInfo"].replace("vendor=0x", "vendor=0x9")
 
 
@@ -53,7 +53,7 @@ LOT_DEFECTS = (old_software, wrong_work_order)  # of every device in a lot
 
 
 def misread_label(device):
-    """The scanner of the worn station reads zeros."""
+    """The defective scanner reads zeros."""
     device.gui["imei_last_digits"] = "0000"
 
 
@@ -69,7 +69,7 @@ def lots(chance):
 
 
 def devices(seed, stations):
-    """The devices in the order of their tests, each with the number of its station; repaired devices come twice."""
+    """The devices in test order, each with its station number; repaired devices appear twice."""
     chance = random.Random(seed)
     repaired = collections.deque()  # (when, device)
     work = zip(itertools.cycle(SERIAL_NUMBERS), lots(chance))
@@ -96,7 +96,7 @@ def devices(seed, stations):
 
 
 class Station(threading.Thread):
-    """Has its devices checked one after the other, over one connection."""
+    """Sends its devices to the service one after the other over one connection."""
 
     def __init__(self, number, address, verdicts):
         super().__init__(name=f"station {number}", daemon=True)
@@ -111,7 +111,7 @@ class Station(threading.Thread):
         self._connection.close()
 
     def _check(self, device):
-        """The verdict. A request without an answer is sent again, as its result may not be stored."""
+        """The verdict. A request without a response is sent again, because its result may not be stored."""
         body = as_json({"id": device.attributes["SerialNumber"], "attributes": device.packed_attributes(),
                         "sources": {"sfc": device.sfc, "gui": device.gui}})
         while True:
@@ -129,7 +129,7 @@ class Station(threading.Thread):
             time.sleep(RETRY_SECONDS)
 
     def _report(self, problem):
-        """Prints a problem once, however often the request is sent again."""
+        """Prints a problem once, even if the request is repeated."""
         if problem and problem != self._problem:
             print(f"line: {self.name}: {problem}\n", end="", file=sys.stderr)
         self._problem = problem

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Makes devices.jsonl, twenty scanners that pass: make_devices.py [FOLDER] writes it to FOLDER, or beside this script."""
+"""Generates devices.jsonl with twenty scanners that pass: make_devices.py [FOLDER], by default the folder of this script."""
 
 import pathlib
 import sys
@@ -11,7 +11,7 @@ from packed_data import PASS, control_bits, device_lines, digest, syscfg
 DEVICE_COUNT = 20
 CONTROL_BITS = 8
 
-#        part number  model code  GB  board code  engine  engine's firmware
+#        part number  model code  GB  board code  engine  engine firmware
 MODELS = {
     "CW110": ("K1R2", 16, "R100", "SE-20", "3.2.1"),
     "CW110R": ("K1T4", 32, "R110", "SE-20B", "3.2.4"),

@@ -1,10 +1,10 @@
 #!/usr/bin/env python3
-"""Makes the devices of the example station: device-*/ and devices.jsonl.
+"""Generates the devices of the example station: device-*/ and devices.jsonl.
 
-    make_devices.py [FOLDER]     writes them to FOLDER; without it, beside this script
+    make_devices.py [FOLDER]     writes to FOLDER, by default the folder of this script
 
-Every run makes the same bytes. packed_data.py writes the SysCfg blob, the control-bit block and the two manifests of
-the modem byte by byte.
+The output is always the same. packed_data.py encodes the SysCfg blob, the control-bit block and the two modem
+manifests.
 """
 
 import pathlib
@@ -17,7 +17,7 @@ sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1]))
 from packed_data import (CONTROL_BIT_COUNT, FAIL, INCOMPLETE, PASS, UNTESTED, as_json, control_bits, device_lines, digest,
                          provisioning_manifest, root_manifest, syscfg)
 
-# ---- A handheld, before its data is packed ------------------------------------------------------------------------
+# ---- A handheld ---------------------------------------------------------------------------------------------------
 
 #        part number  model code  GB   board code  board revision  FCC identifier  Wi-Fi vendor  system partition (MiB)
 MODELS = {
@@ -31,13 +31,13 @@ WIFI_ONLY = "DN20W-064"
 
 
 def with_check_digit(digits):
-    """The digits and the one that makes their Luhn sum a multiple of ten."""
+    """Appends the Luhn check digit."""
     doubled = (int(digit) * (1 + place % 2) for place, digit in enumerate(reversed(digits), start=1))
     return digits + str(-sum(value // 10 + value % 10 for value in doubled) % 10)
 
 
 class Handheld:
-    """A device as its line made it, with what the shop floor and the operator know of it."""
+    """A device, with the values of the shop floor and the operator."""
 
     def __init__(self, part, region, unit):
         self.part, self.unit = part, unit
@@ -117,7 +117,7 @@ class Handheld:
         self.gui |= {"imei_last_digits": imei[-4:], "sim_card_label": with_check_digit(sim)}
 
     def packed_attributes(self, control_bit_count=CONTROL_BIT_COUNT):
-        """The attributes as a station reads them: what lies in blobs is packed."""
+        """The attributes as a station reads them, with packed data."""
         packed = self.attributes | {"SysCfgData": syscfg(b"DUN2", self.syscfg)}
         packed["ControlBits"] = control_bits(self.states, control_bit_count)
         if self.root is not None:
@@ -128,16 +128,16 @@ class Handheld:
         return packed
 
 
-# ---- The four devices that are checked one by one -----------------------------------------------------------------
+# ---- The four single devices --------------------------------------------------------------------------------------
 
 
 def good_device():
-    """Passes whole."""
+    """Passes."""
     return Handheld("DN20-128", "EU/1", 127)
 
 
 def wrong_device():
-    """Was made in a hurry: nearly every group of rules finds something."""
+    """Has many defects: rules of nearly every group fail."""
     device = Handheld("DN20-064", "US/1", 311)
     device.attributes["SerialNumber"] = device.attributes["SerialNumber"].replace("K", "k")
     device.attributes |= {
@@ -160,12 +160,12 @@ def wrong_device():
 
 
 def unknown_region_device():
-    """Would pass, but its part number is not made for its region."""
+    """Passes except for its region, which its part number does not have."""
     return Handheld("DN20-064", "JP/1", 348)
 
 
 def incomplete_device():
-    """What it has is right, but readings, blob fields and answers are missing."""
+    """Has missing readings, blob fields and answers, but no wrong values."""
     device = Handheld("DN25-256", "US/1", 402)
     for attribute in ("FCCID", "BatteryChargePercent", "IntegratedCircuitCardIdentity"):
         del device.attributes[attribute]
@@ -231,16 +231,16 @@ def mix_up_part(device):
 
 
 def read_serial_number_short(device):
-    """Too short for the codes in it: ends the device's check with a fault."""
+    """A serial number that is too short: the check ends with a fault."""
     device.attributes["SerialNumber"] = "D2"
 
 
 def garble_module_information(device):
-    """No vendor where one must be: ends the device's check with a fault."""
+    """A missing vendor: the check ends with a fault."""
     device.attributes["SDIOProductInfo"] = "wlan 5210 fw-3.4"
 
 
-# What goes wrong on the line, the usual more often than the rare.
+# Defects on the line; common ones are listed more than once.
 DEFECTS = (drain_battery, fail_run_in, mix_up_region, scratch_housing, swap_board, drain_battery, skip_drop_test,
            leave_engineering_build, fit_smaller_storage, scratch_housing, drain_battery, lose_wifi_key,
            read_serial_number_short, fail_run_in, lose_camera_field, mix_up_part, drain_battery,
@@ -248,7 +248,7 @@ DEFECTS = (drain_battery, fail_run_in, mix_up_region, scratch_housing, swap_boar
 
 
 def batch():
-    """Handhelds as they come off the line, about one in ten of them with a defect."""
+    """Handhelds from the line; about one in ten has a defect."""
     chance = random.Random(2026).random  # of all that the module offers, the sequence that never changes
     broken = 0
     for number in range(1, BATCH_SIZE + 1):
@@ -275,7 +275,7 @@ def json_file(value):
 
 
 def xml_file(value):
-    """An XML property list without a document type line, which no reader needs."""
+    """An XML property list without a document type declaration."""
     lines = plistlib.dumps(value, sort_keys=False).splitlines(keepends=True)
     return b"".join(line for line in lines if not line.startswith(b"<!DOCTYPE"))
 
@@ -285,7 +285,7 @@ def binary_file(value):
 
 
 def files():
-    """Every file that is made: name -> bytes."""
+    """All generated files: name -> bytes."""
     made = {}
     for name, device, attributes, encoded in (
         ("device-good", good_device(), "attributes.plist", xml_file),

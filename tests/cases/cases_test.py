@@ -2,8 +2,8 @@
 
     TAVIK=build/tools/tavik/tavik python3 tests/cases/cases_test.py
 
-A case is an object of "expression", "attribute", "value" and "references" (optional), "record", and "why" for the reader. Where a
-fault is raised, "record" is {"fault": {"kind": ..., "message": part of it}}.
+A case is an object of "expression", "attribute", "value" and "references" (optional), "record", and "why" for the reader. For a
+fault, "record" is {"fault": {"kind": ..., "message": part of it}}.
 """
 
 import json
@@ -26,14 +26,14 @@ def evaluate(case):
 
 
 class CasesTest(unittest.TestCase):
-    def expect_fault(self, status, got, expected):
-        self.assertEqual((status, list(got), got["fault"]["kind"]), (3, ["fault"], expected["kind"]))
-        self.assertIn(expected["message"], got["fault"]["message"])
+    def expect_fault(self, status, actual, expected):
+        self.assertEqual((status, list(actual), actual["fault"]["kind"]), (3, ["fault"], expected["kind"]))
+        self.assertIn(expected["message"], actual["fault"]["message"])
 
-    def expect_record(self, status, got, expected):
-        self.assertEqual(got, expected)
-        # 5 and 5.0 and true are equal here but are not the same text.
-        self.assertEqual(json.dumps(got, sort_keys=True), json.dumps(expected, sort_keys=True))
+    def expect_record(self, status, actual, expected):
+        self.assertEqual(actual, expected)
+        # Equality does not tell 5, 5.0 and true apart.
+        self.assertEqual(json.dumps(actual, sort_keys=True), json.dumps(expected, sort_keys=True))
         self.assertEqual(status, 0 if expected["result"] else 1)
 
     def test_every_case(self):
@@ -42,11 +42,11 @@ class CasesTest(unittest.TestCase):
         for file in files:
             for case in json.loads(file.read_text(encoding="utf-8")):
                 with self.subTest(file=file.name, **case):
-                    status, got = evaluate(case)
+                    status, actual = evaluate(case)
                     if "fault" in case["record"]:
-                        self.expect_fault(status, got, case["record"]["fault"])
+                        self.expect_fault(status, actual, case["record"]["fault"])
                     else:
-                        self.expect_record(status, got, case["record"])
+                        self.expect_record(status, actual, case["record"])
 
 
 if __name__ == "__main__":

@@ -1,5 +1,4 @@
-"""Markdown files: links lead somewhere, lines are at most 100 columns, and every tavik command line has a subcommand and options
-that exist.
+"""Markdown files: link targets exist, lines have at most 100 columns, and the subcommands and options of command lines exist.
 
     TAVIK=build/release/tools/tavik/tavik python3 tests/docs/markdown_test.py
 """
@@ -27,7 +26,7 @@ def anchors(page):
 
 @functools.cache
 def options(*words):
-    """The options in the help of a subcommand; absent if there is no such subcommand."""
+    """The options in the help of a subcommand; None for an unknown subcommand."""
     run = subprocess.run([os.environ["TAVIK"], *words, "--help"], capture_output=True, text=True, check=False)
     return set(re.findall(r"(?<![\w-])--?\w[\w-]*", run.stdout)) if run.returncode == 0 else None
 
@@ -48,8 +47,8 @@ class MarkdownTest(unittest.TestCase):
     def test_width(self):
         for page in pages():
             text = FENCE.sub("", page.read_text(encoding="utf-8"))
-            long = [line for line in text.splitlines() if len(line) > 100 and not line.startswith(("|", "    ")) and "](" not in line]
-            self.assertEqual(long, [], page.name)
+            long_lines = [line for line in text.splitlines() if len(line) > 100 and not line.startswith(("|", "    ")) and "](" not in line]
+            self.assertEqual(long_lines, [], page.name)
 
     def test_command_lines(self):
         seen = 0

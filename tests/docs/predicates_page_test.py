@@ -1,5 +1,5 @@
-"""docs/predicates.md: every predicate has an entry with an example, the table is the one that the command prints, and every
-example is checked as a rule of a real run.
+"""docs/predicates.md: every predicate has an entry with an example, the table is that of the command, and check runs have the
+results of the examples.
 
     TAVIK=build/tools/tavik/tavik python3 tests/docs/predicates_page_test.py
 """
@@ -22,24 +22,24 @@ EXAMPLE = re.compile(r"^```json\n(.*?)^```$", re.MULTILINE | re.DOTALL)
 
 
 def entries():
-    """Word -> text of its entry, in the page's order."""
+    """Predicate -> text of its entry, in the page's order."""
     parts = re.split(r"^###? (.*)$", PAGE, flags=re.MULTILINE)
     return {name: text for name, text in zip(parts[1::2], parts[2::2]) if f"\n### {name}\n" in PAGE}
 
 
 def facts(entry):
-    """The entry's list: "attribute" -> what is said of it."""
+    """The list in an entry: name ("attribute") -> text."""
     return dict(re.findall(r"^- ([a-z ]+): (.*(?:\n  .*)*)", entry, re.MULTILINE))
 
 
 def table():
-    """The table of predicates that the command prints."""
+    """The table of predicates printed by the command."""
     return subprocess.run([TAVIK, "lint", "--print", "predicates"], capture_output=True, text=True, timeout=60, check=True).stdout
 
 
 @functools.cache
 def rows():
-    """Word -> the cells of its row in that table, after the word."""
+    """Predicate -> the other cells of its row in the table."""
     cells = [re.split(r" \| ", line.strip("| ")) for line in table().splitlines()[2:]]
     return {re.match(r"\[(\w+)\]\(#\w+\)", word)[1]: rest for word, *rest in cells}
 
@@ -50,7 +50,7 @@ def tavik(*arguments, folder=None):
 
 
 def check(example):
-    """Runs the example's rule on its device; exit status and outcome."""
+    """Checks the example's device with its rule; returns the exit status and the outcome."""
     library = {"version": 1, RULE: example["rule"]}
     files = {"library": library, "rules": {"version": 1, "GenericRules": {RULE: {}}}, "device": example["device"]}
     files |= example.get("sources", {})
@@ -70,7 +70,7 @@ class PredicatesPageTest(unittest.TestCase):
         self.assertEqual(sorted(headings), sorted(rows()))
         self.assertGreater(len(headings), 30)
 
-    def test_the_table_is_what_the_command_prints_and_the_entries_say(self):
+    def test_the_table_matches_the_command_and_the_entries(self):
         self.assertIn(f"\n\n{table()}\n", PAGE)
         said = {word: facts(entry) for word, entry in entries().items()}
         for word, (form, _, value, references, without) in rows().items():
@@ -80,7 +80,7 @@ class PredicatesPageTest(unittest.TestCase):
                 self.assertEqual("references" in form, "references" in said[word])
                 self.assertEqual("not used" in value, "not used" in said[word]["value"])
 
-    def test_every_example_yields_its_record(self):
+    def test_every_example(self):
         examples = [(word, json.loads(text)) for word, entry in entries().items() for text in EXAMPLE.findall(entry)]
         self.assertEqual({word for word, example in examples if word in example["rule"]["predicate"].split()}, set(rows()))
         for word, example in examples:

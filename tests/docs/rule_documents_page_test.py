@@ -1,8 +1,7 @@
-"""Runs the commands on the pages for rule authors and station engineers, in a folder with the files on the page, and compares
-their output with the page.
+"""Runs the commands on the pages for rule authors and station engineers with the files on the page, and compares the output.
 
     TAVIK=build/release/tools/tavik/tavik python3 tests/docs/rule_documents_page_test.py
-    UPDATE=1 TAVIK=... python3 tests/docs/rule_documents_page_test.py       # writes the output into the pages instead
+    UPDATE=1 TAVIK=... python3 tests/docs/rule_documents_page_test.py       # writes the output to the pages
 """
 
 import os
@@ -19,14 +18,14 @@ BLOCK = re.compile(r"^```(\w+)\n(.*?)^```$", re.MULTILINE | re.DOTALL)
 
 
 def documents(page):
-    """File name -> contents: blocks that are not commands belong to the files in the order in which the text names them."""
+    """File name -> contents: blocks that are not commands are the files named in the text, in the same order."""
     contents = [text for kind, text in BLOCK.findall(page) if kind != "console"]
     names = list(dict.fromkeys(re.findall(r"`([\w-]+\.(?:plist|jsonl?))`", BLOCK.sub("", page))))
     return dict(zip(names, contents, strict=True))
 
 
 def commands(page):
-    """Each "$ command" of the page with its output."""
+    """The "$ command" lines of the page, each with its output."""
     for kind, text in BLOCK.findall(page):
         if kind == "console":
             yield from re.findall(r"^\$ (.*)\n((?:(?!\$ ).*\n)*)", text, re.MULTILINE)
@@ -35,7 +34,7 @@ def commands(page):
 class RuleDocumentsPageTest(unittest.TestCase):
     maxDiff = None
 
-    def test_what_the_pages_show(self):
+    def test_output_on_the_pages(self):
         for name in PAGES:
             page = (DOCS / name).read_text(encoding="utf-8")
             path = f"{pathlib.Path(os.environ['TAVIK']).resolve().parent}:{os.environ['PATH']}"

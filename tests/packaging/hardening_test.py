@@ -1,5 +1,5 @@
-"""The marks that hardening leaves in the built files: addresses that are read-only once the program runs, no executable stack,
-checked stacks and copies, shadow stacks, and landing pads for indirect branches.
+"""Hardening of the built files: read-only relocations, non-executable stack, stack protector, fortified functions, shadow stack
+and indirect branch tracking.
 
     BUILD=build/release python3 tests/packaging/hardening_test.py
 """
@@ -25,11 +25,11 @@ class HardeningTest(unittest.TestCase):
         is_optimized = re.search("^CMAKE_BUILD_TYPE:.*=Release$", CACHE, re.MULTILINE)
         for file in FILES:
             copies = [r"__(?!stack)\w+_chk\b"] if is_optimized and file.name in ("libTavikKernel.so", "tavik") else []
-            about = "".join(subprocess.run(command, capture_output=True, text=True, check=True).stdout for command in (
+            details = "".join(subprocess.run(command, capture_output=True, text=True, check=True).stdout for command in (
                 ("readelf", "-W", "-h", "-d", "-l", "-n", "--dyn-syms", file), ("objdump", "-d", file)))
             for mark in marks + copies:
                 with self.subTest(file.name, mark=mark):
-                    self.assertTrue(re.search(mark, about))
+                    self.assertTrue(re.search(mark, details))
 
 
 if __name__ == "__main__":

@@ -1,4 +1,4 @@
-"""Installs the build into an empty folder and uses it from there: through CMake, through pkg-config, and by name.
+"""Installs the build into an empty folder and uses it through CMake, through pkg-config, and directly.
 
     BUILD=build/release python3 tests/packaging/install_test.py
 """
@@ -31,7 +31,7 @@ DEVICES = {
     "array": "( MX101 )",
 }
 PASSED, FAILED, NO_VERDICT = range(3)  # exit statuses of the model hosts
-HOST_CASES = (  # library, local rules, device; a document "plain" is not trusted
+HOST_CASES = (  # library, local rules, device; "plain" documents are not trusted
     ("library", "codes", "good", PASSED, r"passed|pass Model\n"),
     ("library", "codes", "bad", FAILED, r"FAIL Model\n"),
     ("library", "library plain", "good", NO_VERDICT, r"no verdict: .*(not signed|seal)"),
@@ -39,7 +39,7 @@ HOST_CASES = (  # library, local rules, device; a document "plain" is not truste
     ("library", "none", "good", NO_VERDICT, "no verdict: the local rules have no rules for this device"),
     ("library", "codes", "short", NO_VERDICT, 'no verdict: rule "Code": '),
     ("library", "odd", "good", NO_VERDICT, 'no verdict: rule "Odd": invalid logical operator:a XOR b'),
-    ("library", "codes", "array", NO_VERDICT, "no verdict: .*(not a dictionary|is no dictionary|wrong kind)"),
+    ("library", "codes", "array", NO_VERDICT, "no verdict: .*(not a dictionary|wrong kind)"),
     ("library", "codes", "missing", NO_VERDICT, "no verdict: .*(No such file|cannot be opened)"),
     ("missing", "codes", "good", NO_VERDICT, "no verdict: .*(No such file|cannot be opened)"),
 )
@@ -52,7 +52,7 @@ def run(*command, **options):
 
 
 def blocks(page, language):
-    """The code blocks of a page in a language."""
+    """The code blocks of a page in one language."""
     return re.findall(rf"```{language}\n(.*?)```", (PROJECT / page).read_text(encoding="utf-8"), re.DOTALL)
 
 
@@ -103,7 +103,7 @@ class InstallTest(unittest.TestCase):
         environment = {**os.environ, "PKG_CONFIG_PATH": str(folder)}
         flags = run("pkg-config", *self.pkg_config_options, "--cflags", "--libs", "tavik-platform", "tavik-kernel", env=environment).stdout
         self.assertNotIn("..", flags)
-        # pkg-config escapes blanks as a shell does.
+        # pkg-config escapes spaces for the shell.
         run("sh", "-c", f'{compiler} "{source}" -o "{program}" {flags.strip()} -Wl,-rpath,"{folder.parent}"')
 
     def test_through_pkg_config(self):
@@ -111,18 +111,18 @@ class InstallTest(unittest.TestCase):
         self.compile_through_pkg_config(HERE / "consumer/consumer.cpp", program)
         self.check_consumer(program)
 
-    def test_the_platform_finds_the_kernel_beside_it(self):
+    def test_the_platform_finds_the_kernel_library(self):
         (library,) = self.prefix.glob("lib*/**/libTavikPlatform.so")
         run("python3", "-c", f"import ctypes; ctypes.CDLL('{library}')")
 
-    def test_an_older_standard_is_one_error(self):
+    def test_an_older_standard_gives_one_error(self):
         program = ("-fsyntax-only", f"-I{self.prefix}/include", HERE / "consumer/consumer.cpp")
         said = run("g++", "-std=c++17", *program, check=False).stderr
         self.assertRegex(said, r"(?s)#error .*need C\+\+20.*compilation terminated")
         self.assertEqual(said.count("error: "), 2, said)
 
     def check_host(self, *program, form="signed", **options):
-        """The hosts in the examples and documents say the same about every case."""
+        """All hosts in the examples and documents have the same results."""
         key = [self.root / "pub.pem"] if form == "signed" else []
         for library, rules, device, status, said in HOST_CASES:
             with self.subTest(program=str(program[0]), case=(library, rules, device)):

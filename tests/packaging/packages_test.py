@@ -1,5 +1,4 @@
-"""Unpacks the Debian packages into an empty root and uses what is there: the same checks as of an installation, and what the
-packages say of themselves.
+"""Unpacks the Debian packages into an empty root, runs the installation tests there, and checks the package metadata.
 
     BUILD=build/package python3 tests/packaging/packages_test.py
 """
@@ -30,7 +29,7 @@ class PackagesTest(install_test.InstallTest):
         cls.pkg_config_options = (f"--define-variable=prefix={root}/usr",)
         return root / "usr"
 
-    def test_what_the_packages_say_of_themselves(self):
+    def test_metadata(self):
         version = field(PACKAGES[0], "Version")
         packages = {field(package, "Package"): package for package in PACKAGES}
         major = version.split(".", maxsplit=1)[0]
@@ -44,7 +43,7 @@ class PackagesTest(install_test.InstallTest):
         for name in packages:
             self.assertTrue((self.prefix / "share/doc" / name / "copyright").is_file(), name)
 
-    def test_the_unit_of_the_service(self):
+    def test_the_service_unit(self):
         self.assertIn("libsqlite3-0", field(next(package for package in PACKAGES if "tavik-station" in package.name), "Depends"))
         unit = self.prefix / "lib/systemd/system/tavik-station.service"
         run("systemd-analyze", "security", "--offline=true", "--threshold=20", unit)

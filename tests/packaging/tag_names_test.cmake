@@ -1,4 +1,4 @@
-# Tables of manifest tag names, good and bad, through the script that the build makes the table with.
+# Tables of manifest tag names, valid and invalid, and the output of the script that converts them.
 #
 #     cmake -D SCRIPT=MakeTagNames.cmake -D FOLDER=scratch -P tag_names_test.cmake
 cmake_minimum_required(VERSION 3.25)

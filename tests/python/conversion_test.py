@@ -1,4 +1,4 @@
-"""Values in and out, kind for kind, and what is refused with the way to it."""
+"""Conversion of values in both directions, and errors with the path to the value."""
 
 import collections
 import datetime
@@ -13,12 +13,12 @@ UTC = datetime.timezone.utc
 SUMMER = datetime.timezone(datetime.timedelta(hours=5, minutes=30))
 
 
-class Colour(enum.IntEnum):
+class Color(enum.IntEnum):
     RED = 3
 
 
 class Clearing(datetime.tzinfo):
-    """A time zone that empties a container while it is being converted."""
+    """A time zone that clears a container during its conversion."""
 
     def __init__(self, container):
         self.container = container
@@ -28,7 +28,7 @@ class Clearing(datetime.tzinfo):
         return datetime.timedelta(0)
 
 
-def through(value):
+def converted(value):
     return tavik.Dictionary({"key": value})["key"]
 
 
@@ -40,7 +40,7 @@ def nested(depth):
 
 
 class KindsTest(unittest.TestCase):
-    def test_each_kind_comes_back_as_itself(self):
+    def test_round_trips(self):
         for value in (
             "", "short", "longer than fifteen bytes", "a\0b", "Grüße 🙂", True, False, 0, -1, 2**63 - 1, -(2**63), 0.0,
             5.0, -1e300, float("inf"), b"", b"\0\xff" * 20, [], [1, [2.0, [True]]], {}, {"": {"b": 1, "a": [b"x"]}},
@@ -48,30 +48,30 @@ class KindsTest(unittest.TestCase):
             datetime.datetime(1969, 12, 31, 23, 59, 59, 999999, UTC), datetime.datetime(9999, 12, 31, 23, 59, 59, 0, UTC),
         ):
             with self.subTest(value):
-                self.assertEqual(repr(through(value)), repr(value))
+                self.assertEqual(repr(converted(value)), repr(value))
                 binary = tavik.write_property_list({"key": value}, "binary")
                 self.assertEqual(repr(tavik.read_property_list(binary)), repr({"key": value}))
 
-    def test_each_microsecond_comes_back(self):
+    def test_microseconds(self):
         for microsecond in range(0, 1_000_000, 997):
             moment = datetime.datetime(2099, 2, 28, 23, 59, 59, microsecond, UTC)
-            self.assertEqual(through(moment), moment)
+            self.assertEqual(converted(moment), moment)
 
-    def test_what_else_is_taken(self):
+    def test_other_accepted_types(self):
         for value, expected in (
             (bytearray(b"ab"), b"ab"),
             (memoryview(b"xaby")[1:3], b"ab"),
             ((1, ("a",)), [1, ["a"]]),
-            (Colour.RED, 3),
+            (Color.RED, 3),
             (datetime.datetime(2026, 1, 1, 3, 0, tzinfo=SUMMER), datetime.datetime(2025, 12, 31, 21, 30, tzinfo=UTC)),
             (collections.OrderedDict(b=1, a=2), {"b": 1, "a": 2}),
             (types.MappingProxyType({"b": 1}), {"b": 1}),
             (tavik.Dictionary({"b": [1]}), {"b": [1]}),
         ):
             with self.subTest(value):
-                self.assertEqual(repr(through(value)), repr(expected))
+                self.assertEqual(repr(converted(value)), repr(expected))
 
-    def test_order_of_keys_is_kept(self):
+    def test_order_of_keys(self):
         ordered = collections.OrderedDict.fromkeys("abc", 1)
         ordered.move_to_end("a")
         self.assertEqual(list(tavik.Dictionary(ordered)), ["b", "c", "a"])
@@ -80,7 +80,7 @@ class KindsTest(unittest.TestCase):
 
 class Odd(datetime.datetime):
     def utcoffset(self):
-        return "far from a timedelta"
+        return "not a timedelta"
 
 
 class OddItems(dict):
@@ -88,14 +88,14 @@ class OddItems(dict):
         return [5]
 
 
-class RefusalTest(unittest.TestCase):
-    def refuses(self, kind, text, call, *arguments, **keywords):
+class RejectionTest(unittest.TestCase):
+    def rejects(self, kind, text, call, *arguments, **keywords):
         with self.subTest(text), self.assertRaises(kind) as raised:
             call(*arguments, **keywords)
         self.assertIs(type(raised.exception), kind)
         self.assertIn(text, str(raised.exception))
 
-    def test_what_is_no_value_is_refused_with_the_way_to_it(self):
+    def test_unsupported_values(self):
         cyclic = {}
         cyclic["again"] = [cyclic]
         shared = []
@@ -125,24 +125,24 @@ class RefusalTest(unittest.TestCase):
             (frozen, ValueError, "more than 512 levels deep"),
             (shared, ValueError, "more than 4194304 values"),
         ):
-            self.refuses(kind, text, through, value)
-        self.assertEqual(through(nested(511)), nested(511))
+            self.rejects(kind, text, converted, value)
+        self.assertEqual(converted(nested(511)), nested(511))
 
-    def test_frozen_dictionaries_that_share_are_no_way_around(self):
+    def test_shared_frozen_dictionaries(self):
         frozen = tavik.Dictionary({})
         with self.assertRaisesRegex(ValueError, "more than 4194304 values"):
             for _ in range(60):
                 frozen = tavik.Dictionary({"a": frozen, "b": frozen})
 
-    def test_a_conversion_outlives_what_it_reads(self):
+    def test_containers_cleared_during_conversion(self):
         entries, elements = {"a": ["x" * 50]}, [["y" * 50]]
         entries["".join(["key"] * 20)] = datetime.datetime(2026, 1, 1, tzinfo=Clearing(entries))
         entries["c"] = "z" * 50
         elements += [datetime.datetime(2026, 1, 1, tzinfo=Clearing(elements)), "z" * 50]
         self.assertEqual(list(tavik.Dictionary(entries)), ["a", "key" * 20])
-        self.assertEqual(through(elements), [["y" * 50], datetime.datetime(2026, 1, 1, tzinfo=UTC)])
+        self.assertEqual(converted(elements), [["y" * 50], datetime.datetime(2026, 1, 1, tzinfo=UTC)])
 
-    def test_arguments_of_the_wrong_kind(self):
+    def test_arguments_of_the_wrong_type(self):
         for kind, text, call, *arguments in (
             (TypeError, "entries: expected dict, not list", tavik.Dictionary, []),
             (TypeError, "data: expected bytes, not str", tavik.decode_sys_cfg, "text"),
@@ -153,11 +153,11 @@ class RefusalTest(unittest.TestCase):
             (tavik.DocumentError, "line 1, column", tavik.read_property_list, b"<plist"),
             (tavik.DocumentError, "extends past the end", tavik.decode_der, b"\x30\x05\x02"),
         ):
-            self.refuses(kind, text, call, *arguments)
+            self.rejects(kind, text, call, *arguments)
 
 
 class JsonTest(unittest.TestCase):
-    def test_text_as_str_and_bytes(self):
+    def test_str_and_bytes(self):
         self.assertEqual(tavik.read_json('["é"]'), tavik.read_json(bytearray('["é"]'.encode())))
         self.assertEqual(tavik.write_json({"é": [1, 1.0]}, indent=True), '{\n  "é": [\n    1,\n    1.0\n  ]\n}')
         with self.assertRaisesRegex(tavik.DocumentError, r"^line 2, column 1 \(\[1\]\): null is not allowed$"):
@@ -167,7 +167,7 @@ class JsonTest(unittest.TestCase):
 
 
 class DictionaryTest(unittest.TestCase):
-    def test_is_a_mapping_that_does_not_change(self):
+    def test_immutable_mapping(self):
         entries = {"b": [1], "a": b"x"}
         frozen = tavik.Dictionary(entries)
         self.assertIsInstance(frozen, collections.abc.Mapping)

@@ -1,4 +1,4 @@
-"""Every public name is documented with an example that holds; the README's examples hold; types are as the stubs say."""
+"""Every public name is documented with a correct example, the README's examples are correct, and the stubs match the module."""
 
 import collections.abc
 import doctest
@@ -20,7 +20,7 @@ FLAGS = doctest.ELLIPSIS | doctest.NORMALIZE_WHITESPACE
 README = PROJECT / "bindings" / "python" / "README.md"
 TYPED_EXAMPLE = pathlib.Path(__file__).with_name("typed_example.py")
 
-# What stubs cannot say of classes that are made in C++.
+# Signatures of C++ classes that stubs cannot express.
 ALLOWED = r"""
 tavik(\._tavik)?\.(DerItem|Dictionary|Kernel|KeyPair|PreparedRules|Result|StationValidation)(\.__init__)?
 tavik(\._tavik)?\.Dictionary\.get
@@ -29,7 +29,7 @@ tavik(\._tavik)?\.Result\.__[gs]etstate__
 
 
 def documented():
-    """Each public name with its documentation: the package, what it offers, and what its classes offer."""
+    """Public names with their documentation: the package, its members, and the members of its classes."""
     yield "tavik", tavik.__doc__
     for name in tavik.__all__:
         thing = getattr(tavik, name)
@@ -38,7 +38,7 @@ def documented():
             for member, value in vars(thing).items():
                 own = not member.startswith("_") and not hasattr(thing.__base__, member)
                 is_method = callable(getattr(thing, member)) and not hasattr(collections.abc.Mapping, member)
-                is_property = isinstance(value, property) and thing is tavik.Result  # others are told with their class
+                is_property = isinstance(value, property) and thing is tavik.Result  # the others are documented with their class
                 if own and (is_method or is_property):
                     yield f"{name}.{member}", getattr(thing, member).__doc__
 
@@ -68,7 +68,7 @@ class DocumentationTest(FolderTest):
         self.assertEqual("".join(output), "")
         return len(examples.examples)
 
-    def test_every_public_name_has_an_example_that_holds(self):
+    def test_every_public_name_has_a_correct_example(self):
         things = list(documented())
         self.assertGreater(len(things), 45)
         for name, text in things:
@@ -90,7 +90,7 @@ class DocumentationTest(FolderTest):
         self.assertEqual(str(inspect.signature(tavik.Dictionary)), "(entries)")
 
 
-@unittest.skipIf(SANITIZED, "the plain build checks the types")
+@unittest.skipIf(SANITIZED, "types are checked in the plain build")
 @unittest.skipUnless(importlib.util.find_spec("mypy"), "mypy is not installed (Debian: mypy)")
 class TypesTest(unittest.TestCase):
     def mypy(self, *arguments):
@@ -99,11 +99,11 @@ class TypesTest(unittest.TestCase):
                                  check=False, env=os.environ | {"MYPY_CACHE_DIR": cache, "MYPYPATH": os.environ["PYTHONPATH"]})
         return run.returncode, run.stdout + run.stderr
 
-    def test_a_typed_program_is_accepted_and_mistakes_are_found(self):
+    def test_a_typed_program_and_its_mistakes(self):
         self.assertEqual(self.mypy("mypy", "--strict", str(TYPED_EXAMPLE)),
                          (0, "Success: no issues found in 1 source file\n"))
 
-    def test_stubs_are_true(self):
+    def test_stubs_match_the_module(self):
         with tempfile.NamedTemporaryFile("w", suffix=".txt", encoding="utf-8") as allowed:
             allowed.write(ALLOWED)
             allowed.flush()

@@ -1,4 +1,4 @@
-"""Kernels and results: trust, exceptions, platforms and logs of Python, threads, signals, and memory."""
+"""Kernels and results: trust, exceptions, platforms and logs in Python, threads, signals and memory."""
 
 import datetime
 import gc
@@ -21,12 +21,12 @@ from support import LIBRARY, SANITIZED, FolderTest, Unsigned, answer, kernel, ru
 GOOD = {"ModelNumber": "MD101", "Colour": 3, "SerialNumber": "C8PKKQ2"}
 SFC = {"sfc": {"Colour": 3}}
 
-# A check that takes some tenths of a second.
+# A check that takes a few tenths of a second.
 SLOW = {"version": "1"} | {f"Zeros {i}": {"attribute": "Zeros", "predicate": "dataNotNull"} for i in range(30)}
 SLOW_RULES = rules(*(name for name in SLOW if name != "version"))
 ZEROS = tavik.Dictionary({"Zeros": bytes(1 << 20)})
 
-# Converting this takes longer than checking it.
+# Conversion of these attributes takes longer than the check.
 LARGE = {f"Attribute {i}": "text" for i in range(1000)}
 
 
@@ -112,8 +112,8 @@ class TrustTest(FolderTest):
 
         unreadable = self.folder / "library.txt"
         unreadable.write_text("{ a = 1 }", encoding="utf-8")
-        no_utf8 = self.folder / "\udcff"
-        no_utf8.write_bytes(unreadable.read_bytes())
+        not_utf8 = self.folder / "\udcff"
+        not_utf8.write_bytes(unreadable.read_bytes())
         listed = self.folder / "list.plist"
         listed.write_text("(1)", encoding="utf-8")
         for kind, text, call, *arguments in (
@@ -125,9 +125,9 @@ class TrustTest(FolderTest):
             (tavik.DocumentError, "library: line 1, column 9", tavik.Kernel, unreadable.read_bytes(), public),
             (tavik.DocumentError, "list.plist: the rule library is not a dictionary", tavik.Kernel, listed, public),
             (tavik.DocumentError, "library: the document is empty", tavik.Kernel, tavik.sign({}, private), public),
-            (tavik.DocumentError, "", tavik.sign, ["no dictionary"], private),
+            (tavik.DocumentError, "", tavik.sign, ["not a dictionary"], private),
             (tavik.DocumentError, "", tavik.sign, LIBRARY, public),
-            (tavik.DocumentError, "\udcff: line 1, column 9", tavik.Kernel, no_utf8, public),
+            (tavik.DocumentError, "\udcff: line 1, column 9", tavik.Kernel, not_utf8, public),
             (tavik.UntrustedError, 'public key file "no\udcff"', tavik.Kernel, signed, b"no\xff"),
             (tavik.DocumentError, 'private key file "no\udcff"', tavik.sign, LIBRARY, b"no\xff"),
             (FileNotFoundError, "/does/not/exist", tavik.Kernel, "/does/not/exist", public),
@@ -145,7 +145,7 @@ class OutcomeTest(unittest.TestCase):
     def setUp(self):
         self.kernel = kernel(LIBRARY)
 
-    def test_every_way_in_which_a_run_can_end(self):
+    def test_every_outcome_of_a_run(self):
         short, malformed = GOOD | {"SerialNumber": "Q2"}, "invalid logical operator:a XOR b"
         missing = 'TavikRules version: the document has no "version"'
         unversioned = kernel({"Send": LIBRARY["Send"]})
@@ -192,7 +192,7 @@ class OutcomeTest(unittest.TestCase):
                 self.assertEqual(result.station, {"before": 1} | ({"OnPass": "good", "OnFail": 5} if sent else {}))
         self.assertTrue(issubclass(tavik.RangeFault, IndexError) and issubclass(tavik.ArgumentFault, ValueError))
 
-    def test_many_devices_in_order_and_none_lost(self):
+    def test_many_devices(self):
         prepared = self.kernel.prepare(rules("Model Number", "Colour", "Code", MPNRules={
             "MD101": {}, "MX": {}, "MD102": {"OddRuleSet": {}}}, RuleSets={"OddRuleSet": {"Malformed": {}}}))
         kinds = ((GOOD, SFC), (GOOD, None), GOOD | {"ModelNumber": "MX"}, (GOOD | {"SerialNumber": "Q"}, SFC),
@@ -247,7 +247,7 @@ class Lines(Unsigned):
 
 
 class PlatformTest(unittest.TestCase):
-    def test_log_lines_go_where_they_are_read_and_else_are_not_made(self):
+    def test_log_lines(self):
         local = rules("Model Number")
         lines = Lines()
         kernel(LIBRARY, lines).prepare(local).check(GOOD)
@@ -265,74 +265,74 @@ class PlatformTest(unittest.TestCase):
         kernel(LIBRARY, silent).check(GOOD, local)
         self.assertEqual(silent.lines, [])
 
-    def test_exceptions_of_a_platform(self):
-        class Moody(Lines):
-            mood = None
+    def test_exceptions_in_a_platform(self):
+        class Raising(Lines):
+            exception = None
 
             def validate(self, signed, public_key_path):
-                if self.mood:
-                    raise self.mood
+                if self.exception:
+                    raise self.exception
                 return signed
 
             def logs(self):
-                if self.mood is KeyError:
-                    raise self.mood
+                if self.exception is KeyError:
+                    raise self.exception
                 return True
 
             def log(self, line):
                 super().log(line)
                 raise ZeroDivisionError(line)
 
-        moody, unraisable = Moody(), []
+        raising, unraisable = Raising(), []
         self.addCleanup(setattr, sys, "unraisablehook", sys.unraisablehook)
         sys.unraisablehook = lambda raised: unraisable.append(raised.exc_type)
-        opened = kernel(LIBRARY, moody)
+        opened = kernel(LIBRARY, raising)
         self.assertTrue(opened.check(GOOD, rules("Model Number")))
         self.assertEqual(set(unraisable), {ZeroDivisionError})
-        self.assertEqual(len(unraisable), len(moody.lines))
-        moody.mood = tavik.UntrustedError("not \udcff")
+        self.assertEqual(len(unraisable), len(raising.lines))
+        raising.exception = tavik.UntrustedError("not \udcff")
         self.assertEqual(opened.check(GOOD, rules("Model Number")).records[0]["actual"], "not ?")
-        moody.mood = tavik.UntrustedError("not today")
+        raising.exception = tavik.UntrustedError("not today")
         self.assertEqual(opened.check(GOOD, rules("Model Number")).records[0]["actual"], "not today")
         with self.assertRaisesRegex(tavik.UntrustedError, "library: not today"):
-            kernel(LIBRARY, moody)
-        for moody.mood in (OSError("gone"), KeyboardInterrupt(), KeyError):
-            kind = moody.mood if isinstance(moody.mood, type) else type(moody.mood)
+            kernel(LIBRARY, raising)
+        for raising.exception in (OSError("gone"), KeyboardInterrupt(), KeyError):
+            kind = raising.exception if isinstance(raising.exception, type) else type(raising.exception)
             for call in (lambda: opened.check(GOOD, rules()), lambda: opened.prepare(rules()),
-                         lambda: kernel(LIBRARY, moody)):
+                         lambda: kernel(LIBRARY, raising)):
                 with self.assertRaises(kind):
                     call()
 
-        class Ending(Lines):
+        class Interrupted(Lines):
             def log(self, line):
                 super().log(line)
-                raise KeyboardInterrupt  # where Ctrl-C is raised while Python logs
+                raise KeyboardInterrupt  # Ctrl-C while a line is logged
 
-        ending = Ending()
-        opened = kernel(LIBRARY, ending)
+        interrupted = Interrupted()
+        opened = kernel(LIBRARY, interrupted)
         prepared, local = opened.prepare(rules("Model Number")), rules("Colour")
         for call in (lambda: prepared.check(GOOD), lambda: prepared.check_many([GOOD] * 1000, threads=2),
                      lambda: next(prepared.check_lines(['{"attributes": {"ModelNumber": "MD101"}}'] * 1000, threads=2)),
                      lambda: opened.sfc_check_list(local, GOOD)):
             with self.assertRaises(KeyboardInterrupt):
                 call()
-        self.assertLess(len(ending.lines), 10)
+        self.assertLess(len(interrupted.lines), 10)
 
-        class Odd(tavik.Platform):
+        class NoContent(tavik.Platform):
             def validate(self, signed, public_key_path):
                 return None
 
-        class Unsure(Unsigned):
+        class WrongLogs(Unsigned):
             def logs(self):
                 return None
 
-        for platform, kind in ((Odd(), TypeError), (Unsure(), TypeError), (tavik.Platform(), NotImplementedError), (5, TypeError)):
+        for platform, kind in ((NoContent(), TypeError), (WrongLogs(), TypeError), (tavik.Platform(), NotImplementedError), (5, TypeError)):
             with self.assertRaises(kind):
                 kernel(LIBRARY, platform)
 
 
 class ThreadTest(unittest.TestCase):
-    def test_other_threads_go_on_during_a_check(self):
+    def test_other_threads_run_during_a_check(self):
         opened = kernel(SLOW)
         prepared = opened.prepare(SLOW_RULES)
         for name, check in (("check", lambda: opened.check(ZEROS, SLOW_RULES)),
@@ -355,7 +355,7 @@ class ThreadTest(unittest.TestCase):
             thread.join()
             self.assertGreater(ticks, 10, name)
 
-    def test_two_threads_check_at_the_same_time(self):
+    def test_two_threads_check_concurrently(self):
         meeting = threading.Barrier(2)
         local = threading.local()
         broken = []
@@ -366,7 +366,7 @@ class ThreadTest(unittest.TestCase):
                     return
                 local.met = True
                 try:
-                    meeting.wait(timeout=60)  # nobody goes on before two threads are here
+                    meeting.wait(timeout=60)  # until two threads arrive
                 except threading.BrokenBarrierError:
                     broken.append(line)
 
@@ -381,7 +381,7 @@ class ThreadTest(unittest.TestCase):
             thread.join()
         self.assertEqual(broken, [])
 
-    def test_a_signal_ends_a_long_run(self):
+    def test_a_signal_interrupts_a_long_run(self):
         class Alarm(Exception):
             pass
 
@@ -395,13 +395,13 @@ class ThreadTest(unittest.TestCase):
             with self.assertRaises(Alarm):
                 prepared.check_many(devices, threads=2)
 
-    def run_to_the_end(self, program):
+    def run_program(self, program):
         run = subprocess.run([sys.executable, "-c", program], cwd=pathlib.Path(__file__).parent, capture_output=True,
                              timeout=60, check=False)
         self.assertEqual((run.returncode, run.stderr), (0, b""))
 
-    @unittest.skipIf(SANITIZED, "a process of its own has no runtime of the sanitizer")
-    def test_a_process_ends_that_still_has_kernels(self):
+    @unittest.skipIf(SANITIZED, "a child process does not have the sanitizer's runtime")
+    def test_exit_with_live_kernels(self):
         program = """
 import atexit, sys
 def keep():
@@ -409,62 +409,62 @@ def keep():
     sys.kept = [kernel(LIBRARY, platform).prepare(rules("Model Number")) for platform in (Unsigned(), Lines())]
     sys.results = [each.check(GOOD) for each in sys.kept]
 """
-        self.run_to_the_end(program + "keep()")
-        self.run_to_the_end(program + "atexit.register(keep)")
+        self.run_program(program + "keep()")
+        self.run_program(program + "atexit.register(keep)")
 
-    @unittest.skipIf(SANITIZED, "a process of its own has no runtime of the sanitizer")
-    def test_a_process_ends_beside_threads_that_check(self):
-        beginning = """
+    @unittest.skipIf(SANITIZED, "a child process does not have the sanitizer's runtime")
+    def test_exit_with_threads_that_check(self):
+        setup = """
 import sys, threading, time
 from kernel_test import GOOD, LIBRARY, Lines, Unsigned, kernel, rules
 
-class SlowEnd:
+class SlowExit:
     def __del__(self, clock=time.monotonic):
         end = clock() + 0.2
         while clock() < end: [number for number in range(1000)]
-sys.kept = SlowEnd()
+sys.kept = SlowExit()
 sys.unraisablehook = lambda raised: None
 
-def for_ever(call):
+def forever(call):
     threading.Thread(target=lambda: [call() for _ in iter(int, 1)], daemon=True).start()
 """
-        ways = {
+        programs = {
             "checks": """
 for platform in (Unsigned(), Lines()):
     prepared = kernel(LIBRARY, platform).prepare(rules("Model Number"))
-    for_ever(lambda p=prepared: p.check(GOOD))
-    for_ever(lambda p=prepared: p.check_many([GOOD] * 200, 2))
+    forever(lambda p=prepared: p.check(GOOD))
+    forever(lambda p=prepared: p.check_many([GOOD] * 200, 2))
 """,
             "a log that raises": """
 class Raising(Lines):
     def log(self, line): raise ZeroDivisionError(line)
 prepared = kernel(LIBRARY, Raising()).prepare(rules("Model Number"))
-for_ever(lambda: prepared.check(GOOD))
+forever(lambda: prepared.check(GOOD))
 """,
         }
-        for name, way in ways.items():
+        for name, program in programs.items():
             with self.subTest(name):
                 for _ in range(4):
-                    self.run_to_the_end(beginning + way + "time.sleep(0.1)")
+                    self.run_program(setup + program + "time.sleep(0.1)")
 
-    def test_objects_that_were_never_initialized(self):
+    def test_uninitialized_objects(self):
         class Hasty(tavik.Kernel):
             def __init__(self):
                 self.check(GOOD, None)
                 super().__init__(LIBRARY)
 
-        def made(kind):
+        def uninitialized(kind):
             return kind.__new__(kind)
 
-        for use in (Hasty, lambda: made(tavik.Kernel).prepare(None), lambda: made(tavik.PreparedRules).check(GOOD),
-                    lambda: made(tavik.Result).records, lambda: len(made(tavik.Dictionary)),
-                    lambda: made(tavik.KeyPair).public_key, lambda: made(tavik.DerItem).content):
+        for use in (Hasty, lambda: uninitialized(tavik.Kernel).prepare(None), lambda: uninitialized(tavik.PreparedRules).check(GOOD),
+                    lambda: uninitialized(tavik.Result).records, lambda: len(uninitialized(tavik.Dictionary)),
+                    lambda: uninitialized(tavik.KeyPair).public_key, lambda: uninitialized(tavik.DerItem).content):
             with self.assertRaisesRegex(TypeError, "not been called|No constructor"):
                 use()
 
 
 class MemoryTest(unittest.TestCase):
-    """Nothing is kept: neither Python's objects nor the library's values."""
+    """No leaks of Python objects or of the library's values."""
 
     def work(self):
         opened = kernel(LIBRARY)
@@ -483,7 +483,7 @@ class MemoryTest(unittest.TestCase):
         tavik.read_property_list(tavik.write_property_list(tavik.Dictionary({"d": [b"x" * 200, "y" * 200]}), "binary"))
         tavik.decode_der(b"\x02\x01\x05" * 10)
 
-    def test_nothing_is_left(self):
+    def test_no_leaks(self):
         def resident():
             with open("/proc/self/statm", encoding="ascii") as file:
                 return int(file.read().split()[1]) * os.sysconf("SC_PAGE_SIZE")
@@ -496,8 +496,8 @@ class MemoryTest(unittest.TestCase):
         for _ in range(runs):
             self.work()
         gc.collect()
-        self.assertLess(sys.getallocatedblocks() - blocks, 400)  # not even one per run
-        if not SANITIZED:  # a sanitizer keeps freed memory for a while
+        self.assertLess(sys.getallocatedblocks() - blocks, 400)  # less than one per run
+        if not SANITIZED:  # sanitizers delay the release of memory
             self.assertLess(resident() - memory, 2 << 20)
 
 

@@ -1,4 +1,4 @@
-"""The module and the command agree on every device: verdict, reason, records, station, error and fault."""
+"""The module and the command have the same results: verdict, reason, records, station, error and fault."""
 
 import collections
 import json
@@ -18,18 +18,18 @@ class RecordsTest(FolderTest):
         super().setUp()
         self.library = tavik.read_property_list_file(STATION / "rule-library.plist")
         self.rules = tavik.read_property_list_file(STATION / "local-rules.plist")
-        # Part numbers for every other way in which a run can end.
+        # Part numbers for all other outcomes of a run.
         self.library |= {"Malformed": {"attribute": "ModelNumber", "predicate": "a XOR b"},
                          "Absent value": {"attribute": "ModelNumber", "predicate": "sendStaticAttribute"}}
         self.rules["MPNRules"] |= {"MALFORMED": {"Malformed": {}}, "ABSENT": {"Absent value": {}},
-                                   "LOST": {"LostRuleSet": {}}, "BROKEN": "no dictionary"}
+                                   "LOST": {"LostRuleSet": {}}, "BROKEN": "not a dictionary"}
         self.rules["GenericRules"]["SIM card issuer"] = {}
         for name, document in (("library", self.library), ("rules", self.rules)):
             (self.folder / f"{name}.json").write_text(json.dumps(to_json(document)), encoding="utf-8")
         self.kernel = kernel(self.library)
 
     def random_devices(self):
-        """Devices of the example with attributes and sources missing, swapped and of other kinds."""
+        """Devices of the example with missing, swapped and wrong values."""
         chance = random.Random(19)
         lines = [from_json(json.loads(line)) for line in (STATION / "devices.jsonl").read_text("utf-8").splitlines()]
         values = [value for line in lines for value in line["attributes"].values()]
@@ -71,10 +71,10 @@ class RecordsTest(FolderTest):
         self.assertEqual(len(seen), 6, seen)
 
     def expect(self, found, wanted):
-        """The command's JSON says in the message of a fault which rule it was."""
+        """The message of a fault in the command's JSON contains the rule."""
         if found.get("fault") and found["reason"]["rule"]:
             found["fault"]["message"] = f'rule "{found["reason"]["rule"]}": {found["fault"]["message"]}'
-        wanted = {key: value for key, value in wanted.items() if key != "signatures"}  # says how the command was called
+        wanted = {key: value for key, value in wanted.items() if key != "signatures"}  # depends on the command's options
         self.assertEqual(repr({key: found[key] for key in wanted}), repr(wanted))
 
     def test_lists_descriptions_decoders_and_expressions(self):

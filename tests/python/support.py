@@ -1,4 +1,4 @@
-"""What the tests of the Python module share: a signed product, an unsigned platform, and the JSON of the command."""
+"""Shared by tests of the Python module: rule documents, a platform without signatures, and conversion of the command's JSON."""
 
 import base64
 import datetime
@@ -12,7 +12,7 @@ import unittest
 
 import tavik
 
-os.environ.pop("LD_PRELOAD", None)  # a sanitizer's runtime, which is not for the command
+os.environ.pop("LD_PRELOAD", None)  # a sanitizer's runtime, which the command must not load
 
 PROJECT = pathlib.Path(__file__).resolve().parents[2]
 STATION = PROJECT / "examples" / "station"
@@ -30,7 +30,7 @@ LIBRARY = {
 
 
 class Unsigned(tavik.Platform):
-    """Takes plain documents."""
+    """Accepts all documents."""
 
     def validate(self, signed, public_key_path):
         return signed
@@ -45,14 +45,14 @@ def rules(*names, **others):
 
 
 class FolderTest(unittest.TestCase):
-    """Each test has an empty folder of its own."""
+    """Each test has its own empty folder."""
 
     def setUp(self):
         self.folder = pathlib.Path(tempfile.mkdtemp(prefix="tavik-python-"))
         self.addCleanup(shutil.rmtree, self.folder)
 
     def tavik(self, *arguments, **options):
-        """What the command prints as JSON."""
+        """Runs the command; returns its JSON output."""
         run = subprocess.run([os.environ["TAVIK"], *map(str, arguments)], capture_output=True, cwd=self.folder,
                              timeout=300, check=False, **options)
         self.assertTrue(run.stdout, run.stderr)
@@ -68,7 +68,7 @@ class FolderTest(unittest.TestCase):
 
 
 def from_json(value):
-    """A value that the command has written as JSON."""
+    """Converts JSON output of the command to a value."""
     if isinstance(value, list):
         return [from_json(element) for element in value]
     if not isinstance(value, dict):
@@ -83,7 +83,7 @@ def from_json(value):
 
 
 def to_json(value):
-    """The same the other way."""
+    """Converts a value to JSON for the command."""
     if isinstance(value, list):
         return [to_json(element) for element in value]
     if isinstance(value, bytes):
@@ -97,7 +97,7 @@ def to_json(value):
 
 
 def answer(result):
-    """The object that the command prints for a run."""
+    """The result in the form that the command prints."""
     reason = result.reason and {"kind": result.reason.kind, "rule": result.reason.rule, "description": result.reason.description}
     found = {"records": result.records, "station": result.station, "error": result.error and {
         "domain": result.error.domain, "code": result.error.code, "description": result.error.text}}

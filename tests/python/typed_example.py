@@ -1,4 +1,4 @@
-"""A host program with types, for mypy --strict; what it must refuse is marked."""
+"""A typed host program for mypy --strict. Lines that mypy must reject are marked."""
 
 from __future__ import annotations
 

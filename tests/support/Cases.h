@@ -1,5 +1,5 @@
 /// @file
-/// Cases that are kept in files: tests/unit/cases/*.json, each an array of objects.
+/// Test cases stored in tests/unit/cases/*.json, each file an array of objects.
 #ifndef TAVIK_TESTS_CASES_H
 #define TAVIK_TESTS_CASES_H
 
@@ -14,7 +14,7 @@
 
 namespace tavik {
 
-/// Bytes in hexadecimal, with blanks between them.
+/// Reads hexadecimal bytes separated by spaces.
 inline std::vector<std::uint8_t> fromHex(std::string_view hex) {
   std::vector<std::uint8_t> bytes;
   for (std::size_t at = 0; at + 1 < hex.size(); at += 3) {
@@ -27,7 +27,7 @@ struct Case {
   Dictionary entries;
 
   [[nodiscard]] bool has(std::string_view key) const { return entries.contains(key); }
-  /// Empty without an entry.
+  /// The string entry, or "" if there is none.
   std::string operator[](std::string_view key) const { return std::string(entries.findString(key).value_or("")); }
 };
 

@@ -1,5 +1,5 @@
 /// @file
-/// Rule documents, devices and sources at random, the same on every machine.
+/// Random rule documents, devices and sources; a seed gives the same ones on every machine.
 #ifndef TAVIK_TESTS_RANDOM_DOCUMENTS_H
 #define TAVIK_TESTS_RANDOM_DOCUMENTS_H
 

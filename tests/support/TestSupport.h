@@ -1,5 +1,5 @@
 /// @file
-/// What tests of the kernel share: documents written as text, a platform that trusts by content, records as lines.
+/// Shared by tests of the kernel: documents written as text, a test platform, and records as lines of text.
 #ifndef TAVIK_TESTS_TEST_SUPPORT_H
 #define TAVIK_TESTS_TEST_SUPPORT_H
 
@@ -23,7 +23,7 @@ inline std::span<const std::uint8_t> bytesOf(std::string_view text) {
 
 inline Data dataOf(std::string_view text) { return Data(bytesOf(text)); }
 
-/// A value from the text of a property list.
+/// Parses a property list.
 inline Value parsed(std::string_view text) {
   std::string error;
   auto value = readPropertyList(bytesOf(text), error);
@@ -33,8 +33,8 @@ inline Value parsed(std::string_view text) {
 
 inline Dictionary parsedDictionary(std::string_view text) { return *parsed(text).ifDictionary(); }
 
-/// Trusts every document but those with an "untrusted" entry, whose text is the reason, and takes "nothing" for a
-/// document that validates to no value at all. Keeps the log.
+/// Trusts every document except those with an "untrusted" entry, whose text is the reason. A document with a "nothing"
+/// entry is accepted without content. Records the log.
 class TestPlatform : public Platform {
  public:
   std::optional<Value> validatedPropertyListFromSignedDictionary(
@@ -52,7 +52,7 @@ class TestPlatform : public Platform {
   mutable std::vector<std::string> lines;
 };
 
-/// A file in the temporary folder for as long as this lives.
+/// A temporary file, removed by the destructor.
 class TemporaryFile {
  public:
   explicit TemporaryFile(std::string_view content)
@@ -69,13 +69,13 @@ class TemporaryFile {
   std::string path_;
 };
 
-/// A kernel over a rule library written as text; null if there is none.
+/// A kernel for a rule library written as text; null if it cannot be created.
 inline std::unique_ptr<ZRTTavikKernel> kernelWith(std::string_view library, std::shared_ptr<TestPlatform> platform) {
   Reason why;
   return ZRTTavikKernel::init(bytesOf(library), std::move(platform), why);
 }
 
-/// "rule: pass, ACTUAL, EXPECTED", with whatever else the record holds behind it.
+/// "RULE: pass, ACTUAL, EXPECTED", followed by the record's other entries.
 inline std::string lineOf(const Dictionary& record) {
   std::string line = description(record.find("rule")) + ": " +
                      (record.find("result")->ifBoolean().value() ? "pass, " : "FAIL, ") +

@@ -1,4 +1,4 @@
-// What must not allocate: a log line that nobody reads, looking up a predicate, copying values.
+// Operations that must not allocate memory: log lines that are not recorded, predicate lookup, copies of values.
 
 #include <cstdlib>
 #include <new>
@@ -30,8 +30,8 @@ std::size_t allocationsOf(Action action) {
   return allocations - before;
 }
 
-TEST(AllocationTest, CopiesShare) {
-  const Value values[] = {Value("short"), Value("a text that is too long to lie in place"), Value(Data{1, 2, 3}),
+TEST(AllocationTest, CopiesOfValues) {
+  const Value values[] = {Value("short"), Value("a string that is not stored inline"), Value(Data{1, 2, 3}),
                           Value(Array::of(1, 2)), Value(Dictionary{{"a", "b"}})};
   EXPECT_EQ(allocationsOf([&] {
               for (const Value& value : values) Value copy = value;
@@ -39,17 +39,17 @@ TEST(AllocationTest, CopiesShare) {
             0U);
 }
 
-TEST(AllocationTest, LookingUpAPredicateIsFree) {
+TEST(AllocationTest, PredicateLookup) {
   const PredicateKernel kernel(std::make_shared<TestPlatform>());
   const Value attribute("x");
-  EXPECT_EQ(allocationsOf([&] { EXPECT_FALSE(kernel.perform("nobody's predicate", &attribute, nullptr, nullptr)); }),
+  EXPECT_EQ(allocationsOf([&] { EXPECT_FALSE(kernel.perform("unknown predicate", &attribute, nullptr, nullptr)); }),
             0U);
   const std::size_t direct = allocationsOf([&] { ZRTTavikKernel::isUppercase(&attribute, nullptr); });
   EXPECT_EQ(allocationsOf([&] { static_cast<void>(kernel.perform("isUppercase", &attribute, nullptr, nullptr)); }),
             direct);
 }
 
-TEST(AllocationTest, ALogThatNobodyReadsIsFree) {
+TEST(AllocationTest, LogLinesThatAreNotRecorded) {
   auto platform = std::make_shared<TestPlatform>();
   const auto kernel = kernelWith(
       "{ version = 1; A = { attribute = a; predicate = isUppercase; }; B = { attribute = b; }; "
@@ -57,7 +57,7 @@ TEST(AllocationTest, ALogThatNobodyReadsIsFree) {
       platform);
   const Dictionary local =
       parsedDictionary("{ version = 1; GenericRules = { A = {}; B = {}; \"No Attribute c\" = {}; }; }");
-  const Dictionary device = parsedDictionary("{ a = \"an attribute that does not fit in place\"; }");
+  const Dictionary device = parsedDictionary("{ a = \"an attribute that is not stored inline\"; }");
   const auto run = [&] {
     std::optional<Error> error;
     EXPECT_EQ(kernel->check(device, &local, nullptr, error)->size(), 6U);
@@ -66,7 +66,7 @@ TEST(AllocationTest, ALogThatNobodyReadsIsFree) {
   run();
   const std::size_t silent = allocationsOf(run);
   EXPECT_TRUE(platform->lines.empty());
-  EXPECT_LE(silent, 50U) << "what the records and the assembled rules themselves need";
+  EXPECT_LE(silent, 50U) << "for the records and the assembled rules";
   platform->keepsLog = true;
   EXPECT_GT(allocationsOf(run), silent + 10);
 }

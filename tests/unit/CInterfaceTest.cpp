@@ -1,4 +1,4 @@
-// The C interface: every misuse is a status, and on random documents its results are those of the C++ interface.
+// The C interface: every misuse returns a status, and results for random documents equal those of the C++ interface.
 
 #include <tavik/PlatformHandle.h>
 #include <tavik/tavik_platform.h>
@@ -26,7 +26,7 @@ using c::OwnedRules;
 using c::OwnedValue;
 using c::valueOf;
 
-// C cannot see which error there was before, nor whether there is one beside a fault, and its texts end at a NUL.
+// The C interface does not expose the previous error or an error in addition to a fault, and its strings end at a NUL.
 std::string seenFromC(CheckTrace outcome) {
   if (!outcome.fault.empty() || (outcome.error && outcome.error->code() == -1)) outcome.error.reset();
   if (outcome.error) {
@@ -37,7 +37,7 @@ std::string seenFromC(CheckTrace outcome) {
   return outcome.text();
 }
 
-// The same kernel held from C++ and from C.
+// A kernel created through C++ and through C from the same documents.
 class BothKernels {
  public:
   BothKernels(const Dictionary& library, std::optional<Dictionary> rules) : rules_(std::move(rules)) {
@@ -53,7 +53,7 @@ class BothKernels {
 
   [[nodiscard]] bool exists() const { return kernel_ != nullptr; }
 
-  // Compares everything that a kernel does with one device; returns what its check left.
+  // Compares all results for a device; returns those of the check through C++.
   CheckTrace compare(const Dictionary& device, const Dictionary* sources, bool hasStation) {
     const OwnedValue deviceHandle = handleOf(device);
     const OwnedValue sourcesHandle = handleOrNull(sources);
@@ -75,14 +75,14 @@ class BothKernels {
  private:
   [[nodiscard]] const Dictionary* local() const { return rules_ ? &*rules_ : nullptr; }
 
-  // What a check through C leaves. `check`: of station, records and error.
+  // The results of a check through C. `check` is called with station, records and error.
   template <class Check>
   std::string fromC(bool hasStation, Check check) {
     CheckTrace outcome;
     OwnedValue station;
     OwnedValue records;
     OwnedError error;
-    if (hasStation) station = handleOf(Dictionary{{"OnPass", "as it was"}, {"other", "stays"}});
+    if (hasStation) station = handleOf(Dictionary{{"OnPass", "previous"}, {"other", "kept"}});
     host_.lines.clear();
     const tavik_status status = check(static_cast<tavik_value*>(station), records.out(), error.out());
     if (records != nullptr) outcome.records = c::arrayOf(records);
@@ -182,7 +182,7 @@ TEST(CInterfaceTest, RandomDevices) {
   EXPECT_GT(faults, 150);
 }
 
-// SEQUENCE of an algorithm, one item and what follows it in a root manifest.
+// A root manifest with one item.
 constexpr std::uint8_t kRootManifest[] = {0x30, 0x19, 0x30, 0x0b, 0x06, 0x09, 0x2a, 0x86, 0x48,
                                           0x86, 0xf7, 0x0d, 0x01, 0x01, 0x05, 0x31, 0x05, 0x04,
                                           0x03, 'a',  'b',  'c',  0x04, 0x01, 0x02, 0xa3, 0x00};
@@ -219,7 +219,7 @@ TEST(CInterfaceTest, DescriptionsAndDecoders) {
 #undef GIVEN
 }
 
-TEST(CInterfaceTest, ValuesAreReadAsTheyWereBuilt) {
+TEST(CInterfaceTest, BuildingAndReadingValues) {
   OwnedValue device;
   done(tavik_value_new_dictionary(device.out()));
   done(tavik_dictionary_set_string(device, "string", "\xC3\xA4"));
@@ -260,13 +260,14 @@ TEST(CInterfaceTest, ValuesAreReadAsTheyWereBuilt) {
   done(tavik_dictionary_get(copy, "itself\0and more", 15, taken.out()));
   done(tavik_dictionary_erase(taken, "string", TAVIK_TO_NUL));
   done(tavik_dictionary_erase(copy, "date", 4));
-  EXPECT_EQ(exact::text(valueOf(device)), built) << "copies change by themselves";
+  EXPECT_EQ(exact::text(valueOf(device)), built) << "copies are independent";
   EXPECT_EQ(tavik_value_equal(device, copy, &truth), TAVIK_OK);
   EXPECT_EQ(truth, 0);
   const OwnedValue array = handleOf(Array::of("x"));
   done(tavik_array_append(array, array));
   done(tavik_array_set(array, 0, array));
-  EXPECT_EQ(valueOf(array), Value(Array::of(Array::of("x", Array::of("x")), Array::of("x")))) << "as it was before";
+  EXPECT_EQ(valueOf(array), Value(Array::of(Array::of("x", Array::of("x")), Array::of("x"))))
+      << "the array before the call";
   OwnedValue nothing;
   done(tavik_value_describe(nullptr, nothing.out()));
   EXPECT_EQ(c::stringOf(nothing), "(null)");
@@ -320,7 +321,7 @@ TEST(CInterfaceTest, Json) {
   EXPECT_THAT(tavik_error_text(error), testing::StartsWith("the date"));
 }
 
-// Nothing here may crash, give a handle, or change what it was handed.
+// No call may crash, return a handle, or change its arguments.
 TEST(CInterfaceTest, Misuse) {
   c::CallbackHost host;
   const OwnedPlatform platform = host.platform();
@@ -333,7 +334,7 @@ TEST(CInterfaceTest, Misuse) {
   const OwnedValue integer = handleOf(Value(5));
   const OwnedValue array = handleOf(Value(Array::of("element")));
   const OwnedValue dictionary = handleOf(Value(Dictionary{{"k", "v"}}));
-  // Handles of other types in the place of values, and the other way round.
+  // Handles of the wrong type.
   auto* const noValue = reinterpret_cast<tavik_value*>(static_cast<tavik_kernel*>(kernel));
   auto* const noKernel = reinterpret_cast<tavik_kernel*>(static_cast<tavik_value*>(string));
   auto* const noRules = reinterpret_cast<tavik_rules*>(static_cast<tavik_kernel*>(kernel));
@@ -485,7 +486,7 @@ TEST(CInterfaceTest, Misuse) {
 #undef CASE
   for (const Case& c : cases) {
     SCOPED_TRACE(c.call);
-    const OwnedValue stale = handleOf(Value("what outputs held before"));
+    const OwnedValue stale = handleOf(Value("previous contents of outputs"));
     value = stale;
     const bool hasError = std::string_view(c.call).ends_with("&error)");
     EXPECT_STREQ(tavik_status_text(c.run()), tavik_status_text(c.status));
@@ -510,14 +511,14 @@ TEST(CInterfaceTest, Misuse) {
   tavik_value* twice = nullptr;
   done(tavik_value_copy(dictionary, &twice));
   EXPECT_EQ(tavik_value_release(&twice), TAVIK_OK);
-  EXPECT_EQ(tavik_value_release(&twice), TAVIK_OK) << "it is null by now";
+  EXPECT_EQ(tavik_value_release(&twice), TAVIK_OK);
 }
 
-// How a callback may answer, what the kernel makes of it, and what the callback may not do.
+// Callbacks: what they may return, how the kernel treats it, and which calls they must not make.
 TEST(CInterfaceTest, PlatformCallbacks) {
   using Validate = decltype(tavik_platform_callbacks::validate);
   struct Host {
-    Validate validate;  // from the second document on
+    Validate validate;  // called from the second document on
     int documents = 0;
     int releases = 0;
     const tavik_kernel* kernel = nullptr;
@@ -525,28 +526,28 @@ TEST(CInterfaceTest, PlatformCallbacks) {
   struct Case {
     const char* why;
     Validate validate;
-    const char* actual;  // of the record that says why there is no check; null: there is one
+    const char* actual;  // of the record with the reason for no check; null: the rules are checked
   };
   const Case cases[] = {
-      {"no answer", [](void*, const tavik_value*, const char*, tavik_verdict*) {}, "the platform gave no verdict"},
+      {"no verdict", [](void*, const tavik_value*, const char*, tavik_verdict*) {}, "the platform gave no verdict"},
       {"refused, then trusted",
        [](void*, const tavik_value* document, const char*, tavik_verdict* verdict) {
          EXPECT_EQ(tavik_verdict_refuse(verdict, "not \xFF ours", TAVIK_TO_NUL), TAVIK_OK);
          EXPECT_EQ(tavik_verdict_trust(verdict, document), TAVIK_BAD_ARGUMENT);
        },
        "not \uFFFD ours"},
-      {"trusted, then refused without a reason",
+      {"trusted, then refused with a null reason",
        [](void*, const tavik_value* document, const char*, tavik_verdict* verdict) {
          EXPECT_EQ(tavik_verdict_trust(verdict, document), TAVIK_OK);
          EXPECT_EQ(tavik_verdict_refuse(verdict, nullptr, 1), TAVIK_NULL_ARGUMENT);
        },
        ""},
-      {"nothing trusted",
+      {"trusted a null document",
        [](void*, const tavik_value*, const char*, tavik_verdict* verdict) {
          EXPECT_EQ(tavik_verdict_trust(verdict, nullptr), TAVIK_NULL_ARGUMENT);
        },
        "the platform gave no verdict"},
-      {"trusted; the document is neither to be changed nor to be released",
+      {"trusted; the document can be neither changed nor released",
        [](void* data, const tavik_value* document, const char* path, tavik_verdict* verdict) {
          EXPECT_STREQ(path, ZRTTavikKernel::kPublicKeyPath);
          auto* borrowed = const_cast<tavik_value*>(document);
@@ -568,9 +569,9 @@ TEST(CInterfaceTest, PlatformCallbacks) {
     callbacks.struct_size = sizeof callbacks;
     callbacks.user_data = &host;
     callbacks.validate = [](void* data, const tavik_value* document, const char* path, tavik_verdict* verdict) {
-      auto* const itsHost = static_cast<Host*>(data);
-      if (itsHost->documents++ == 0) return done(tavik_verdict_trust(verdict, document));
-      itsHost->validate(data, document, path, verdict);
+      auto* const self = static_cast<Host*>(data);
+      if (self->documents++ == 0) return done(tavik_verdict_trust(verdict, document));
+      self->validate(data, document, path, verdict);
     };
     callbacks.release = [](void* data) { ++static_cast<Host*>(data)->releases; };
     OwnedPlatform platform;
@@ -584,7 +585,7 @@ TEST(CInterfaceTest, PlatformCallbacks) {
     const OwnedValue local = handleOf(parsed("{ version = 2; GenericRules = { A = {}; }; }"));
     done(tavik_kernel_prepare(kernel, local, rules.out(), nullptr));
     kernel = OwnedKernel();
-    EXPECT_EQ(host.releases, 0) << "the rules still use it";
+    EXPECT_EQ(host.releases, 0) << "in use by the rules";
     done(tavik_rules_check(rules, handleOf(Dictionary{{"a", "xyz"}}), nullptr, nullptr, records.out(), nullptr));
     const Array made = c::arrayOf(records);
     if (c.actual != nullptr) {
@@ -598,8 +599,8 @@ TEST(CInterfaceTest, PlatformCallbacks) {
   }
 }
 
-// One handle as device, sources and station at once, and a platform made in C++.
-TEST(CInterfaceTest, OneHandleForAll) {
+// The same handle as device, sources and station, and a platform implemented in C++.
+TEST(CInterfaceTest, OneHandleForSeveralArguments) {
   const TemporaryFile file("{ version = 1; A = { attribute = a; predicate = sendStaticAttribute; }; }");
   OwnedPlatform platform;
   OwnedKernel kernel;

@@ -1,4 +1,4 @@
-// What a host asks before a check: the source-specific lists, and descriptions of what is about to be compared.
+// The calls before a check: lists by source, and descriptions of comparisons.
 
 #include <map>
 
@@ -19,18 +19,18 @@ constexpr const char* kLibrary = R"({
       { source = sfc; attribute = A; description = "Scan A"; },
       { source = SFC; attribute = B; },
       { source = Sfc; },
-      { attribute = Own; description = "of the device itself"; },
+      { attribute = Own; description = "from the device"; },
       { source = sfcx; attribute = C; },
       { source = ( sfc ); attribute = D; },
       sfc,
       { source = gui; attribute = E; description = "Type E"; },
-      { source = sfc; attribute = ( F ); description = "the name is no text"; } ); };
+      { source = sfc; attribute = ( F ); description = "the name is not a string"; } ); };
   Label = { attribute = IMEI; poll = { every = 5; }; references = (
       { source = GUI; attribute = E; description = "Type E again"; },
       { source = gui; description = { text = Look; }; } ); };
   Card = { attribute = integratedCircuitCardIDENTITY; value = mine; domain = ( sim, card ); poll = ""; };
   Nameless = { domain = last; references = (
-      { source = sfc; description = "no name at all"; }, { source = sfc; attribute = G; } ); };
+      { source = sfc; description = "no name"; }, { source = sfc; attribute = G; } ); };
   Flat = { attribute = ( IntegratedCircuitCardIdentity ); references = { source = sfc; }; };
   Word = text;
 })";
@@ -51,7 +51,7 @@ constexpr List kSim = &ZRTTavikKernel::simCheckList;
 constexpr List kDomain = &ZRTTavikKernel::getDomainList;
 constexpr List kPolling = &ZRTTavikKernel::getPollingList;
 
-// A listing of entries in their order.
+// Lists entries in order.
 std::string listing(const Value& value) { return description(&value); }
 
 struct Host {
@@ -65,19 +65,19 @@ struct Host {
   std::optional<Error> error;
 };
 
-TEST(CheckListsTest, ListWhatTheLibrarySaysAboutTheDevicesRules) {
+TEST(CheckListsTest, Lists) {
   const std::map<std::string, List> lists = {
       {"sfc", kSfc}, {"gui", kGui}, {"sim", kSim}, {"domain", kDomain}, {"polling", kPolling}};
   for (const Case& c : casesIn("check-lists.json")) {  // without "local": every rule
     Host host;
-    host.error = host.kernel->handleError(-1, "of an earlier call");
+    host.error = host.kernel->handleError(-1, "from an earlier call");
     const std::string local = c.has("local") ? c["local"] : kEveryRule;
     EXPECT_EQ(host.list(lists.at(c["list"]), local), listing(parsed(c["expected"]))) << c["why"];
     EXPECT_FALSE(host.error) << c["why"];
   }
 }
 
-TEST(CheckListsTest, AnySourceCanBeAskedFor) {
+TEST(CheckListsTest, ListForAnySource) {
   Host host;
   EXPECT_EQ(host.kernel->sourceSpecificCheckList(parsedDictionary(kEveryRule), "SFCx", {}, host.error),
             parsedDictionary("{ C = C; }"));
@@ -97,7 +97,7 @@ TEST(CheckListsTest, Errors) {
   }
 }
 
-TEST(CheckListsTest, TheSfcListAloneIsLogged) {
+TEST(CheckListsTest, OnlyTheSfcListIsLogged) {
   Host host;
   const std::string listed = host.list(kSfc, kEveryRule);
   EXPECT_EQ(host.platform->lines.back(), "sfc check list;" + listed);
@@ -109,7 +109,7 @@ TEST(CheckListsTest, TheSfcListAloneIsLogged) {
   EXPECT_THAT(host.platform->lines, Not(testing::IsEmpty()));
 }
 
-// "ACTUAL | EXPECTED" of a description, which holds nothing else.
+// "ACTUAL | EXPECTED" of a description with just these entries.
 std::string pairOf(const Dictionary& descriptionPair) {
   EXPECT_EQ(descriptionPair.size(), 2U);
   return description(descriptionPair.find("actual")) + " | " + description(descriptionPair.find("expected"));
@@ -132,7 +132,7 @@ TEST(DescriptionsTest, NandSize) {
   }
   const Dictionary device{{"SerialNumber", "XBCD"}};
   const Dictionary pair = ZRTTavikKernel::nandSizeCheckDescription(device, &table);
-  EXPECT_EQ(*pair.find("expected"), Value(64)) << "the table's value as it stands";
+  EXPECT_EQ(*pair.find("expected"), Value(64)) << "the unchanged value of the table";
   EXPECT_EQ(pairOf(ZRTTavikKernel::nandSizeCheckDescription(device, nullptr)),
             "unknowned CCC code BCD | a known CCC code");
   EXPECT_THROW(ZRTTavikKernel::nandSizeCheckDescription({{"SerialNumber", "CD"}}, &table), std::out_of_range);

@@ -1,4 +1,4 @@
-// Outcomes of runs, the creation of kernels with a reason, and rules evaluated step by step.
+// Outcomes of check runs, reasons why a kernel cannot be created, and step-by-step evaluation of rules.
 
 #include "support/Cases.h"
 #include "support/TestSupport.h"
@@ -32,7 +32,7 @@ std::string lineOf(const CheckOutcome& outcome) {
   return line;
 }
 
-TEST(CheckOutcomeTest, SaysWhetherTheDeviceWasCheckedAndPassed) {
+TEST(CheckOutcomeTest, VerdictsAndReasons) {
   const auto kernel = kernelWith(kLibrary, std::make_shared<TestPlatform>());
   for (const Case& c : casesIn("outcomes.json")) {
     SCOPED_TRACE(c["outcome"]);
@@ -48,7 +48,7 @@ TEST(CheckOutcomeTest, SaysWhetherTheDeviceWasCheckedAndPassed) {
   }
 }
 
-TEST(CheckOutcomeTest, AKernelOrTheReasonWhyThereIsNone) {
+TEST(CheckOutcomeTest, ReasonsForNoKernel) {
   struct Case {
     std::string library;
     const char* reason;
@@ -116,7 +116,7 @@ std::string lineOf(const RuleEvaluation& evaluation) {
   return line;
 }
 
-TEST(RuleEvaluationTest, OperandsCallsAndTheRecordOfACheck) {
+TEST(RuleEvaluationTest, OperandsCallsAndRecord) {
   const auto platform = std::make_shared<TestPlatform>();
   const Dictionary device = parsedDictionary("{ m = MX1; }");
   const Dictionary sources = parsedDictionary("{ sfc = { p = MX; }; }");
@@ -134,7 +134,7 @@ TEST(RuleEvaluationTest, OperandsCallsAndTheRecordOfACheck) {
   }
 }
 
-TEST(PredicateExpressionTest, TextsOfExpressionsThatMeanTheSameAreTheSame) {
+TEST(PredicateExpressionTest, EquivalentExpressionsHaveTheSameText) {
   constexpr std::pair<const char*, const char*> kTexts[] = {
       {"equal", "equal"},
       {"not equal", "NOT equal"},

@@ -1,4 +1,4 @@
-// The check run: its records and their order, log lines, early ends, errors, faults, the station dictionary.
+// Check runs: records and their order, log lines, early exits, errors, faults, the station dictionary.
 
 #include "support/Cases.h"
 #include "support/TestSupport.h"
@@ -9,7 +9,7 @@ namespace {
 using testing::Contains;
 using testing::ElementsAre;
 
-// One kernel with the log kept, and what a run leaves behind.
+// A kernel with its log, and the outputs of a run.
 struct Host {
   explicit Host(std::string_view library) : kernel(kernelWith(library, platform)) {}
 
@@ -20,7 +20,7 @@ struct Host {
     return linesOf(kernel->check(parsedDictionary(device), &rules, &sourceValues, &station, error));
   }
 
-  // The records after the three versions.
+  // The records after the three version records.
   std::vector<std::string> rules(std::string_view device, std::string_view local, std::string_view sources = "{}") {
     auto lines = check(device, local, sources);
     if (lines.size() >= 3) lines.erase(lines.begin(), lines.begin() + 3);
@@ -33,9 +33,9 @@ struct Host {
   Dictionary station;
 };
 
-TEST(CheckRunTest, EarlyEnds) {
+TEST(CheckRunTest, EarlyExits) {
   Host host("{ version = 7; R = { attribute = a; predicate = isUppercase; }; }");
-  host.error = host.kernel->handleError(-1, "as it was");
+  host.error = host.kernel->handleError(-1, "previous");
   EXPECT_THAT(linesOf(host.kernel->check({}, nullptr, nullptr, host.error)),
               ElementsAre("valid local rules: FAIL, null local rules, non-null local rules"));
   EXPECT_THAT(host.check("{}", "{ untrusted = \"another key\"; }"),
@@ -44,7 +44,7 @@ TEST(CheckRunTest, EarlyEnds) {
     EXPECT_THAT(host.check("{}", empty),
                 ElementsAre("valid local rules: FAIL, emtpy local rules, non-empty local rules"));
   }
-  EXPECT_EQ(host.error->localizedDescription(), "as it was");
+  EXPECT_EQ(host.error->localizedDescription(), "previous");
 
   EXPECT_THAT(host.check("{}", "{ version = 8; }"),
               ElementsAre("TavikKernel lib version: pass, 3.1900, current library",
@@ -62,7 +62,7 @@ TEST(CheckRunTest, MissingVersionsAreFaults) {
   EXPECT_THROW(Host("{ version = 1; }").check("{}", "{ A = {}; }"), std::invalid_argument);
 }
 
-TEST(CheckRunTest, RecordsInOrderWithTheirLog) {
+TEST(CheckRunTest, OrderOfRecordsAndLogLines) {
   Host host(R"({
     version = 7;
     Second = { attribute = s; predicate = hasPrefix; value = S; hideResult = no; };
@@ -88,7 +88,7 @@ TEST(CheckRunTest, RecordsInOrderWithTheirLog) {
                           "return value:"));
 }
 
-TEST(CheckRunTest, AMalformedExpressionEndsTheRun) {
+TEST(CheckRunTest, MalformedExpressionsEndTheRun) {
   Host host(
       "{ version = 7; Good = { attribute = a; predicate = isUppercase; }; Bad = { attribute = a; predicate = \"a AND b "
       "OR c\"; }; None = { attribute = a; }; }");
@@ -98,7 +98,7 @@ TEST(CheckRunTest, AMalformedExpressionEndsTheRun) {
   EXPECT_EQ(host.error->localizedDescription(), "invalid logical operator:a AND b OR c");
   EXPECT_THAT(host.platform->lines, Contains("*******ERROR:invalid logical operator:a AND b OR c*******"));
   EXPECT_THAT(host.check("{ a = 1; }", "{ version = 1; GenericRules = { None = {}; }; }"), ElementsAre("absent"));
-  // A rule whose attribute is missing is never parsed.
+  // The expression is not parsed if the attribute is missing.
   EXPECT_THAT(host.rules("{}", "{ version = 1; GenericRules = { Bad = {}; }; }"),
               ElementsAre("Bad: FAIL, attribute a not found from device!, N/A"));
 }
@@ -115,10 +115,10 @@ TEST(CheckRunTest, References) {
   EXPECT_THROW(host.check("{ a = 1; }", "{ version = 1; GenericRules = { R = {}; }; }"), std::out_of_range);
   EXPECT_THAT(host.rules("{}", "{ version = 1; GenericRules = { R = {}; }; }"),
               ElementsAre("R: FAIL, attribute a not found from device!, N/A"))
-      << "the kernel stays usable after a fault";
+      << "the kernel is usable after a fault";
 }
 
-TEST(CheckRunTest, PackedAttributesAreExpandedForTheRunAlone) {
+TEST(CheckRunTest, PackedAttributesAreExpandedForTheRunOnly) {
   Host host("{ version = 7; R = { attribute = \"SysCfgData.MLB#\"; predicate = hasPrefix; value = C02; }; }");
   std::string blob(24, '\0');
   blob[20] = 1;
@@ -136,7 +136,7 @@ TEST(CheckRunTest, PackedAttributesAreExpandedForTheRunAlone) {
   const Dictionary once = expanded;
   ZRTTavikKernel::expandSysConfigData(expanded);
   EXPECT_EQ(expanded, once);
-  Dictionary plain{{"SysCfgData", "of another kind"}, {"BasebandFirmwareManifestData", Array()}};
+  Dictionary plain{{"SysCfgData", "not data"}, {"BasebandFirmwareManifestData", Array()}};
   const Dictionary asGiven = plain;
   ZRTTavikKernel::expandSysConfigData(plain);
   ZRTTavikKernel::expandBasebandManifestData(plain);

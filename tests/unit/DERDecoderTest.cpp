@@ -1,4 +1,4 @@
-// The DER decoder: headers, lengths, sequences, and queries that agree on every damaged document.
+// The DER decoder: headers, lengths, sequences, and consistent results for damaged documents.
 
 #include <sys/resource.h>
 #include <tavik/DERDecoder.h>
@@ -24,7 +24,7 @@ constexpr std::uint32_t kNone = kDERDecoderErrorNone;
 constexpr std::uint32_t kEnd = kDERDecoderErrorEnd;
 constexpr std::uint32_t kOverrun = kDERDecoderErrorBufferOverrun;
 
-// A heap block of exactly the given bytes, so that the address sanitizer catches a read of one byte too many.
+// A heap block of exactly this size, so that AddressSanitizer detects reads past the end.
 class Block {
  public:
   explicit Block(const Bytes& bytes) : size_(bytes.size()), bytes_(new std::uint8_t[size_]) {
@@ -43,7 +43,7 @@ std::uint32_t number(const Case& c, std::string_view key) {
   return static_cast<std::uint32_t>(longValue(c.entries.find(key)));
 }
 
-/// None without an entry.
+/// The status named by the "status" entry; no error without one.
 std::uint32_t statusOf(const Case& c) {
   const std::string names[] = {"", "end", "overrun", "bad tag", "bad length", "mismatch", "overflow"};
   return static_cast<std::uint32_t>(std::ranges::find(names, c["status"]) - std::begin(names));
@@ -84,10 +84,10 @@ TEST(DERDecoderTest, FindsElementsByTag) {
     std::uint32_t tagClass, tag, isConstructed, from, status, index, length;
   };
   const Case cases[] = {
-      {"the first", 0, 4, 0, 0, kNone, 0, 1},      {"the next", 0, 4, 0, 1, kNone, 2, 4},
-      {"another form", 0, 4, 1, 0, kNone, 1, 0},   {"another class", 2, 4, 0, 0, kNone, 3, 1},
-      {"another tag", 0, 5, 0, 0, kEnd, 0, 77},    {"beyond the last", 0, 4, 0, 3, kEnd, 3, 77},
-      {"beyond the end", 2, 4, 0, 9, kEnd, 9, 77},
+      {"the first", 0, 4, 0, 0, kNone, 0, 1},    {"the second", 0, 4, 0, 1, kNone, 2, 4},
+      {"another form", 0, 4, 1, 0, kNone, 1, 0}, {"another class", 2, 4, 0, 0, kNone, 3, 1},
+      {"another tag", 0, 5, 0, 0, kEnd, 0, 77},  {"after the last match", 0, 4, 0, 3, kEnd, 3, 77},
+      {"past the end", 2, 4, 0, 9, kEnd, 9, 77},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.why);
@@ -113,7 +113,7 @@ TEST(DERDecoderTest, FindsElementsByTag) {
   EXPECT_EQ(std::memcmp(&number64, eight.begin() + 2, 8), 0);
   std::uint32_t isConstructed = 77;
   EXPECT_EQ(DERDecoderGetDataAt(&decoder, nullptr, nullptr, &isConstructed, nullptr, nullptr, 1), kNone);
-  EXPECT_EQ(isConstructed, 0U) << "which this query never tells";
+  EXPECT_EQ(isConstructed, 0U) << "always 0 in this query";
 }
 
 TEST(DERDecoderTest, TakesTheLengthFromTheFirstElement) {
@@ -155,7 +155,7 @@ TEST(DERDecoderTest, ParsesSequences) {
       opened += (opened.empty() ? "" : " ") + std::to_string(&region - out) + ":" +
                 std::to_string(region.buffer - block.begin()) + "+" + std::to_string(region.length);
     }
-    EXPECT_EQ(opened, c["opened"]) << "INDEX:OFFSET+LENGTH of each region that is opened";
+    EXPECT_EQ(opened, c["opened"]) << "INDEX:OFFSET+LENGTH of each open region";
   }
 }
 
@@ -193,7 +193,7 @@ TEST(DERDecoderTest, RefusesMissingListOutputs) {
   const DERDecoder malformed = cut.decoder();
   EXPECT_EQ(DERDecoderGetAllData(&malformed, &list, &count), kOverrun);
   EXPECT_EQ(DERDecoderGetCount(&malformed, &count), kOverrun);
-  EXPECT_EQ(count, 77U) << "nothing is written unless the whole region is sound";
+  EXPECT_EQ(count, 77U) << "written only if the whole region is valid";
   const DERDecoder empty{cut.begin(), 0};
   EXPECT_EQ(DERDecoderGetAllData(&empty, &list, &count), kEnd);
   EXPECT_EQ(count, 0U);
@@ -201,10 +201,10 @@ TEST(DERDecoderTest, RefusesMissingListOutputs) {
 
 using DERDecoderDeathTest = testing::Test;
 
-TEST(DERDecoderDeathTest, NamesTheBrokenCondition) {
+TEST(DERDecoderDeathTest, AssertionsNameTheirCondition) {
   const Block block(fromHex("05 00 "));
   DERDecoder decoder = block.decoder();
-  const DERDecoder nowhere{nullptr, 2};
+  const DERDecoder noBuffer{nullptr, 2};
   std::uint32_t length = 0;
   std::uint64_t wide = 0;
   DERDecoderItemList list{};
@@ -221,7 +221,7 @@ TEST(DERDecoderDeathTest, NamesTheBrokenCondition) {
   EXPECT_DEATH(DERDecoderGetInteger64WithTag(nullptr, 0, 5, &wide), "decoder != NULL\n");
   EXPECT_DEATH(DERDecoderGetCount(nullptr, &length), "decoder != NULL\n");
   EXPECT_DEATH(DERDecoderParseSequence(nullptr, 0), "decoder != NULL\n");
-  EXPECT_DEATH(DERDecoderGetCount(&nowhere, &length), "buffer != NULL\n");
+  EXPECT_DEATH(DERDecoderGetCount(&noBuffer, &length), "buffer != NULL\n");
 }
 
 #if defined(__has_feature)
@@ -232,13 +232,13 @@ TEST(DERDecoderDeathTest, NamesTheBrokenCondition) {
 #define TAVIK_SANITIZED
 #endif
 
-#if !defined(TAVIK_SANITIZED)  // sanitizers reserve address space of their own
-TEST(DERDecoderDeathTest, SurvivesAListThatMemoryCannotHold) {
+#if !defined(TAVIK_SANITIZED)  // sanitizers reserve address space
+TEST(DERDecoderDeathTest, ListLargerThanMemory) {
   const Bytes zeros(std::size_t{1} << 24, 0);  // elements 00 00
   const DERDecoder decoder{zeros.data(), 1U << 24};
   const auto check = [&] {
-    const rlimit nothingMore{1, 1};
-    if (setrlimit(RLIMIT_AS, &nothingMore) != 0) std::exit(1);
+    const rlimit noMoreMemory{1, 1};
+    if (setrlimit(RLIMIT_AS, &noMoreMemory) != 0) std::exit(1);
     std::uint32_t count = 0;
     DERDecoderItemList list{77, 77, nullptr};
     if (DERDecoderGetAllData(&decoder, &list, &count) != kDERDecoderErrorInvalid) std::exit(2);

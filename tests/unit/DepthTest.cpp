@@ -1,4 +1,4 @@
-// Values nested far deeper than any stack would allow, on a thread whose stack is small: nothing may recurse.
+// Very deeply nested values on a thread with a small stack: no operation may be recursive.
 
 #include <pthread.h>
 #include <tavik/Json.h>
@@ -24,7 +24,8 @@ constexpr std::size_t kStack = 256 << 10;
 #endif
 
 constexpr int kDeep = 1'000'000;
-// For what describes values again and again: deep enough that the smallest frame of a recursion would not fit so often.
+// For operations that describe values many times: a recursion of this depth overflows the stack even with minimal
+// frames.
 constexpr int kDeepEnough = kStack / (2 * sizeof(void*));
 
 void onSmallStack(std::function<void()> action) {
@@ -41,7 +42,7 @@ void onSmallStack(std::function<void()> action) {
   pthread_attr_destroy(&attributes);
 }
 
-// Arrays and dictionaries in turn, the outermost a dictionary; every thousandth level is wide.
+// Alternates arrays and dictionaries, with a dictionary outermost; every thousandth level has 20 more entries.
 Value nested(int depth, Value core) {
   for (int level = 1; level <= depth; ++level) {
     const int siblings = level % 1000 == 0 ? 20 : 0;
@@ -58,7 +59,7 @@ Value nested(int depth, Value core) {
   return core;
 }
 
-TEST(DepthTest, ValuesAreCopiedComparedDescribedRefusedAndDestroyed) {
+TEST(DepthTest, ValuesAndDocuments) {
   onSmallStack([] {
     Value one = nested(kDeep, "core");
     const Value equal = nested(kDeep, "core");
@@ -67,7 +68,7 @@ TEST(DepthTest, ValuesAreCopiedComparedDescribedRefusedAndDestroyed) {
     Dictionary changed = *copy.ifDictionary();
     changed.set("new", one);
     EXPECT_TRUE(one == equal);
-    EXPECT_FALSE(one == unequal) << "at the bottom";
+    EXPECT_FALSE(one == unequal) << "different at the innermost level";
     EXPECT_TRUE(Array::of("x", one).contains(equal));
     EXPECT_TRUE(changed.find("k") != nullptr && *changed.find("k") == *equal.ifDictionary()->find("k"));
 
@@ -81,7 +82,7 @@ TEST(DepthTest, ValuesAreCopiedComparedDescribedRefusedAndDestroyed) {
 
     const std::string listing = description(&one);
     EXPECT_THAT(listing.substr(0, 40), testing::StartsWith("{\n    k = (\n        {\n"));
-    EXPECT_LT(listing.size(), std::size_t{150} * kDeep) << "lines are not set in for ever";
+    EXPECT_LT(listing.size(), std::size_t{150} * kDeep) << "indentation is limited";
     std::string error;
     EXPECT_FALSE(readPropertyList({reinterpret_cast<const std::uint8_t*>(listing.data()), listing.size()}, error));
     EXPECT_THAT(error, testing::HasSubstr("more than 512 levels deep"));
@@ -102,13 +103,13 @@ TEST(DepthTest, ValuesAreCopiedComparedDescribedRefusedAndDestroyed) {
     EXPECT_TRUE(readJson(json, error)) << error;
     copy = Value();
     changed = Dictionary();
-    one = Value("assigned over");
+    one = Value("replaced");
   });
 }
 
-// A predicate on a deep attribute, with a deep expected value, over deep references, in both forms. Faults are as good
-// an end as records.
-TEST(DepthTest, PredicatesTakeDeepValues) {
+// Every predicate with a deep attribute, expected value or references, in both forms. Each call must end with a record
+// or a fault.
+TEST(DepthTest, Predicates) {
   onSmallStack([] {
     const PredicateKernel kernel(std::make_shared<TestPlatform>());
     const Value deep = nested(kDeepEnough, "core");
@@ -136,7 +137,7 @@ TEST(DepthTest, PredicatesTakeDeepValues) {
   });
 }
 
-TEST(DepthTest, ChecksTakeDeepDocuments) {
+TEST(DepthTest, Checks) {
   onSmallStack([] {
     const Value deep = nested(kDeepEnough, "core");
     const Value reference = Array::of(Dictionary{{"source", "sfc"}, {"description", deep}});

@@ -1,5 +1,4 @@
-// JSON: what the reader takes and rejects, and where it says so; what the writer makes of values. Round trips together
-// with the other encodings are in PropertyListTest.cpp.
+// The JSON reader, its error messages and locations, and the writer. PropertyListTest.cpp has the round trips.
 
 #include <gmock/gmock.h>
 #include <tavik/Json.h>
@@ -21,7 +20,7 @@ using testing::StartsWith;
 using namespace std::string_literals;
 using namespace std::string_view_literals;
 
-// Reads from a block that is exactly as long as the text, so that a byte too many does not go unnoticed.
+// Reads from a block of exactly this size, so that AddressSanitizer detects reads past the end.
 std::optional<Value> read(std::string_view text, std::string& error) {
   const auto block = std::make_unique<char[]>(text.size());
   std::copy(text.begin(), text.end(), block.get());
@@ -69,7 +68,7 @@ TEST(JsonTest, Reads) {
        Array::of("", "fifteen letters", "sixteen letters.", "é😀")},
       {"escapes", R"("\"\\\/\b\f\n\r\t\u0000\u00e9\uFFFF\ud83d\uDE00 and plain text")",
        "\"\\/\b\f\n\r\t\0é\xEF\xBF\xBF😀 and plain text"sv},
-      {"a string that is longer than a slab takes", "\"" + std::string(1000, 'x') + "\"", std::string(1000, 'x')},
+      {"a string that is too long for a slab", "\"" + std::string(1000, 'x') + "\"", std::string(1000, 'x')},
       {"integers", "[0,-0,9223372036854775807,-9223372036854775808]",
        Array::of(0, 0, std::numeric_limits<std::int64_t>::max(), std::numeric_limits<std::int64_t>::min())},
       {"floating-point numbers", "[1e3,1E+2,-0.5e-1,99999999999999999999.0,0.09999999999999999999999]",
@@ -81,7 +80,7 @@ TEST(JsonTest, Reads) {
       {"dates", R"([{"$date": "2001-01-01T00:00:10.000Z"}, {"$date": "2000-12-31T23:59:59.75Z"}])",
        Array::of(Date::sinceReference(10), Date::sinceReference(-0.25))},
       {"infinite numbers", R"([{"$number": "inf"}, {"$number": "-inf"}])", Array::of(HUGE_VAL, -HUGE_VAL)},
-      {"dictionaries that look like forms", R"([{"$data": 1, "b": 2}, {"$dictionary": {"$data": "x"}},
+      {"dictionaries that look like encoded values", R"([{"$data": 1, "b": 2}, {"$dictionary": {"$data": "x"}},
          {"$dictionary": {}}, {"$dictionary": {"a": {"\u0024data": "AQ=="}}}, {"\u0024dictionary": {"$": 1}}])",
        Array::of(Dictionary{{"$data", Value(1)}, {"b", Value(2)}}, Dictionary{{"$data", "x"}}, Dictionary(),
                  Dictionary{{"a", Data{1}}}, Dictionary{{"$", Value(1)}})},
@@ -98,7 +97,7 @@ TEST(JsonTest, Reads) {
     SCOPED_TRACE(c.why);
     const Value value = readable(c.text);
     EXPECT_EQ(value, c.value) << description(&value);
-    EXPECT_EQ(written(value), written(c.value)) << "the same to the kind of each number";
+    EXPECT_EQ(written(value), written(c.value)) << "including the kind of each number";
   }
   EXPECT_TRUE(std::isnan(readable(R"({"$number": "nan"})").ifReal().value()));
 }
@@ -129,7 +128,7 @@ TEST(JsonTest, RejectsEveryShorterPrefix) {
   }
 }
 
-TEST(JsonTest, NestingIsLimitedAsInPropertyLists) {
+TEST(JsonTest, NestingDepth) {
   const auto nested = [](int count, const std::string& inner = "") {
     return repeated("[", count) + inner + repeated("]", count);
   };
@@ -151,7 +150,7 @@ TEST(JsonTest, NestingIsLimitedAsInPropertyLists) {
   EXPECT_THAT(refusalOf(nested(kLimit + 1)), StartsWith("line 1, column 513 (…[0]"));
 }
 
-TEST(JsonTest, FindsAMemberOfAMalformedText) {
+TEST(JsonTest, MembersOfMalformedText) {
   struct Case {
     std::string_view text;
     std::optional<Value> id;
@@ -179,20 +178,21 @@ TEST(JsonTest, Writes) {
     std::string_view text;
   };
   const Case cases[] = {
-      {"what must be escaped, nothing more", "a\"\\/\b\f\n\r\t\0\x1F\x7Fé😀\xE2\x80\xA8"sv,
+      {"only necessary escapes", "a\"\\/\b\f\n\r\t\0\x1F\x7Fé😀\xE2\x80\xA8"sv,
        "\"a\\\"\\\\/\\b\\f\\n\\r\\t\\u0000\\u001f\x7Fé😀\xE2\x80\xA8\""},
       {"an escape after eight plain characters", "12345678\n12345678\"", R"("12345678\n12345678\"")"},
       {"integers", Array::of(0, std::numeric_limits<std::int64_t>::min()), "[0, -9223372036854775808]"},
       {"floating-point numbers",
        Array::of(0.0, -0.0, 3.0, 10.5, 0.1, 1e15, 1e16, 0.0001, 0.00001, 1e300, 123456789012345680.0),
        "[0.0, -0.0, 3.0, 10.5, 0.1, 1000000000000000.0, 1e+16, 0.0001, 1e-05, 1e+300, 1.2345678901234568e+17]"},
-      {"what JSON has no numbers for", Array::of(HUGE_VAL, -HUGE_VAL, std::nan(""), -std::nan("")),
+      {"numbers that JSON cannot represent", Array::of(HUGE_VAL, -HUGE_VAL, std::nan(""), -std::nan("")),
        R"([{"$number": "inf"}, {"$number": "-inf"}, {"$number": "nan"}, {"$number": "nan"}])"},
       {"scalars", Array::of(true, false, Data{0xDE, 0xAD}, Data(), Date::sinceReference(0.5)),
        R"([true, false, {"$data": "3q0="}, {"$data": ""}, {"$date": "2001-01-01T00:00:00.5Z"}])"},
       {"containers in stored order", Dictionary{{"z", Array()}, {"a", Dictionary{{"", Dictionary()}}}},
        R"({"z": [], "a": {"": {}}})"},
-      {"what would read as a form", Array::of(Dictionary{{"$", "x"}}, Dictionary{{"$", "x"}, {"b", "y"}}),
+      {"dictionaries that look like encoded values",
+       Array::of(Dictionary{{"$", "x"}}, Dictionary{{"$", "x"}, {"b", "y"}}),
        R"([{"$dictionary": {"$": "x"}}, {"$": "x", "b": "y"}])"},
   };
   for (const Case& c : cases) EXPECT_EQ(written(c.value), c.text) << c.why;
@@ -201,12 +201,12 @@ TEST(JsonTest, Writes) {
                     JsonLayout::kIndented),
             "{\n  \"list\": [\n    1,\n    [],\n    {\"$dictionary\": {\n      \"$x\": \"y\"\n    }}\n  ],\n"
             "  \"empty\": {}\n}");
-  std::string text = "before ";
+  std::string text = "prefix ";
   appendJsonString(text, "a\nb");
-  EXPECT_EQ(text, R"(before "a\nb")");
+  EXPECT_EQ(text, R"(prefix "a\nb")");
 }
 
-TEST(JsonTest, WhatCouldNotBeReadBackIsNotWritten) {
+TEST(JsonTest, DoesNotWriteWhatCannotBeReadBack) {
   Value deep("inside");
   for (int level = 0; level <= kPropertyListDepthLimit; ++level) deep = Array::of(deep);
   struct Case {
@@ -220,9 +220,9 @@ TEST(JsonTest, WhatCouldNotBeReadBackIsNotWritten) {
   };
   for (const auto& [value, expected] : cases) {
     std::string error;
-    std::string text = "kept";
+    std::string text = "unchanged";
     EXPECT_FALSE(appendJson(text, value, error));
-    EXPECT_EQ(text, "kept");
+    EXPECT_EQ(text, "unchanged");
     EXPECT_EQ(error, expected);
   }
 }

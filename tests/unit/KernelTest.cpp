@@ -1,4 +1,4 @@
-// The kernel: creation, errors, result making, predicate trees, device rule assembly.
+// The kernel: errors, records, predicate trees, assembly of device rules, logging.
 
 #include "support/Cases.h"
 #include "support/TestSupport.h"
@@ -45,8 +45,8 @@ TEST(KernelTest, Records) {
   EXPECT_EQ(ZRTTavikKernel::arrayToString(nullptr, ","), "");
 }
 
-// A ten-line reading of the grammar: the tree as text, or the error's code.
-std::string readingOf(const std::string& expression) {
+// A reference parser: the tree as text, or the error code.
+std::string expectedTree(const std::string& expression) {
   std::vector<std::string> words(1);
   for (const char c : expression) c == ' ' ? words.emplace_back() : words.back() += c;
   const auto is = [&](std::size_t index, std::string word) {
@@ -76,7 +76,7 @@ std::string treeOf(const std::string& expression, const PredicateKernel& kernel)
   return name + "(" + ZRTTavikKernel::arrayToString(&tree->children(), ",") + ")";
 }
 
-TEST(TreeTest, EveryShortExpressionParsesAsTheGrammarReads) {
+TEST(TreeTest, AllShortExpressions) {
   const PredicateKernel kernel(std::make_shared<TestPlatform>());
   const std::string words[] = {"NOT", "not", "AND", "and", "oR", "xor", "", "a", "b"};
   std::vector<std::string> expressions(std::begin(words), std::end(words));
@@ -86,7 +86,7 @@ TEST(TreeTest, EveryShortExpressionParsesAsTheGrammarReads) {
       for (const std::string& word : words) expressions.push_back(expressions[done] + " " + word);
     }
   }
-  for (const std::string& expression : expressions) EXPECT_EQ(treeOf(expression, kernel), readingOf(expression));
+  for (const std::string& expression : expressions) EXPECT_EQ(treeOf(expression, kernel), expectedTree(expression));
   std::optional<Error> error;
   EXPECT_EQ(AbstractTreeNode::parsePredicateString(std::nullopt, kernel, error), nullptr);
   EXPECT_EQ(error->code(), -100007);
@@ -96,8 +96,6 @@ TEST(TreeTest, EveryShortExpressionParsesAsTheGrammarReads) {
   EXPECT_FALSE(AbstractTreeNode(kernel).process(&attribute, nullptr, nullptr));
 }
 
-// ------------------------------------------------------------------------------------------- Device rule assembly
-
 constexpr std::string_view kLibrary = R"({
   version = 7;
   A = { attribute = a; value = "library A"; };
@@ -105,7 +103,7 @@ constexpr std::string_view kLibrary = R"({
   Strange = notADefinition;
 })";
 
-// The rules as "NAME=VALUE" (or "NAME" without a value), or the error.
+// The assembled rules as "NAME=VALUE", or "NAME" without a value; or the error.
 std::string assembled(std::string_view local, std::string_view device) {
   const auto kernel = kernelWith(kLibrary, std::make_shared<TestPlatform>());
   std::optional<Error> error;
@@ -120,13 +118,13 @@ std::string assembled(std::string_view local, std::string_view device) {
   return text;
 }
 
-TEST(DeviceRulesTest, LayersAndTheirPrecedence) {
+TEST(DeviceRulesTest, PrecedenceOfLayers) {
   for (const Case& c : casesIn("device-rules.json")) {
     EXPECT_EQ(assembled(c["local"], c["device"]), c["rules"]) << c["why"];
   }
 }
 
-TEST(DeviceRulesTest, LogsEachRuleAndLeavesTheLibraryAlone) {
+TEST(DeviceRulesTest, LogsEachRuleAndDoesNotChangeTheLibrary) {
   auto platform = std::make_shared<TestPlatform>();
   const auto kernel = kernelWith(kLibrary, platform);
   std::optional<Error> error;
@@ -142,7 +140,7 @@ TEST(DeviceRulesTest, LogsEachRuleAndLeavesTheLibraryAlone) {
   EXPECT_THAT(platform->lines, ElementsAre("*******ERROR:unknown MPN:(null)*******"));
 }
 
-// A host's own node may keep a record from being combined.
+// A host can derive nodes that do not combine certain records.
 template <class Node>
 class Strict : public Node {
  public:
@@ -152,22 +150,22 @@ class Strict : public Node {
   }
 };
 
-TEST(KernelTest, AHostsOwnNodesDecideWhatIsCombined) {
+TEST(KernelTest, DerivedNodesDecideWhichRecordsAreCombined) {
   const PredicateKernel kernel(std::make_shared<TestPlatform>());
   const Value attribute("A");
   const auto line = [&](const AbstractTreeNode& node) { return lineOf(*node.process(&attribute, nullptr, nullptr)); };
   EXPECT_EQ(line(Strict<NotTreeNode>(kernel, "isUppercase")), "(null): FAIL, A, not A");
-  for (const char* other : {"isUppercase", "nobody"}) {
-    const std::string unknown = "(null): FAIL, unknown predicate nobody:value:, valid predicate name";
-    EXPECT_EQ(line(Strict<NotTreeNode>(kernel, "nobody")), unknown);
-    EXPECT_EQ(line(Strict<AndTreeNode>(kernel, "nobody", other)), unknown);
-    EXPECT_EQ(line(Strict<AndTreeNode>(kernel, other, "nobody")), unknown);
-    EXPECT_EQ(line(Strict<OrTreeNode>(kernel, "nobody", other)), unknown);
-    EXPECT_EQ(line(Strict<OrTreeNode>(kernel, other, "nobody")), unknown);
+  for (const char* other : {"isUppercase", "unknown"}) {
+    const std::string unknown = "(null): FAIL, unknown predicate unknown:value:, valid predicate name";
+    EXPECT_EQ(line(Strict<NotTreeNode>(kernel, "unknown")), unknown);
+    EXPECT_EQ(line(Strict<AndTreeNode>(kernel, "unknown", other)), unknown);
+    EXPECT_EQ(line(Strict<AndTreeNode>(kernel, other, "unknown")), unknown);
+    EXPECT_EQ(line(Strict<OrTreeNode>(kernel, "unknown", other)), unknown);
+    EXPECT_EQ(line(Strict<OrTreeNode>(kernel, other, "unknown")), unknown);
   }
 }
 
-TEST(KernelTest, TheLogGoesToStandardErrorByDefault) {
+TEST(KernelTest, TheDefaultLogIsStandardError) {
   class Silent : public Platform {
     std::optional<Value> validatedPropertyListFromSignedDictionary(const Dictionary&, const std::string&,
                                                                    std::optional<std::string>&) const override {
@@ -184,7 +182,7 @@ TEST(KernelTest, TheLogGoesToStandardErrorByDefault) {
                                        "    2026-11-21 01:02:03.456 a second line\n    \n")));
 }
 
-// The steps of assembly that a host may take by itself.
+// The public steps of the assembly.
 TEST(KernelTest, StepsOfAssembly) {
   const auto kernel = kernelWith("{ version = 1; }", std::make_shared<TestPlatform>());
   const Dictionary rules = parsedDictionary(R"({
@@ -202,7 +200,7 @@ TEST(KernelTest, StepsOfAssembly) {
     }
     const Value found = entries ? Value(*entries) : Value("absent");
     const Value expected = c.has("entries") ? parsed(c["entries"]) : Value("absent");
-    EXPECT_EQ(description(&found), description(&expected)) << "in this order";
+    EXPECT_EQ(description(&found), description(&expected));
     EXPECT_EQ(error ? error->localizedDescription() : "", c["error"]);
   }
   std::optional<Error> error;

@@ -1,4 +1,4 @@
-// The rules of every kind of device, compared with the rules that the library finds for each kind on its own.
+// The rules of all kinds of devices, compared with the library's result for each kind.
 
 #include "rules/KindRules.h"
 
@@ -40,7 +40,7 @@ std::optional<std::string> textOf(const Value* name) {
   return name == nullptr ? std::nullopt : std::optional<std::string>(*name->ifString());
 }
 
-TEST(KindRules, AreThoseOfEachKind) {
+TEST(KindRules, EqualTheRulesOfEachKind) {
   std::size_t accepted = 0;
   std::size_t refused = 0;
   std::mt19937_64 random(20261122);

@@ -1,4 +1,4 @@
-// Locations of values: one per value in document order, in each text encoding, whatever surrounds the values.
+// Locations of values: one per value in document order, in each text encoding.
 
 #include <tavik/Json.h>
 
@@ -19,7 +19,7 @@ Value read(std::string_view document, ValueLocations& locations) {
   return value.value_or(Value());
 }
 
-// "1:2 3:4": line and column of each value, after those of its key if it has one ("1:2>1:8").
+// "1:2 3:4": the line and column of each value; "1:2>1:8" if the value has a key.
 std::string shown(const ValueLocations& locations) {
   const auto numbers = [](Location location) {
     return std::to_string(location.line) + ":" + std::to_string(location.column);
@@ -31,7 +31,7 @@ std::string shown(const ValueLocations& locations) {
   return text;
 }
 
-TEST(LocationTest, OfEachValueInEachEncoding) {
+TEST(LocationTest, EachValueInEachEncoding) {
   for (const Case& c : casesIn("locations.json")) {
     SCOPED_TRACE(c["why"]);
     ValueLocations locations;
@@ -40,7 +40,7 @@ TEST(LocationTest, OfEachValueInEachEncoding) {
   }
 }
 
-TEST(LocationTest, StayEmptyWithoutAnyToGive) {
+TEST(LocationTest, EmptyForRejectedAndBinaryDocuments) {
   ValueLocations locations(3);
   std::string error;
   EXPECT_FALSE(readJson("[1, null]", error, locations));
@@ -54,7 +54,7 @@ TEST(LocationTest, StayEmptyWithoutAnyToGive) {
   EXPECT_THAT(locations, IsEmpty());
 }
 
-TEST(LocationTest, AreFoundByTheAddressOfAValue) {
+TEST(LocationTest, LookupByAddressOfValue) {
   ValueLocations locations;
   const Value document = read("{\"a\": [1, 1],\n \"b\": {\"c\": 1}}", locations);
   const auto lineAndColumn = [&](const Value& part) {
@@ -66,7 +66,7 @@ TEST(LocationTest, AreFoundByTheAddressOfAValue) {
   EXPECT_EQ(lineAndColumn(entries.findArray("a")->at(1)), "line 1, column 11");
   EXPECT_EQ(lineAndColumn(*entries.findDictionary("b")->find("c")), "line 2, column 13");
   EXPECT_EQ(lineAndColumn(Value(1)), "none");
-  EXPECT_EQ(findLocation(document, {}, document), nullptr) << "the locations of another document";
+  EXPECT_EQ(findLocation(document, {}, document), nullptr) << "no locations";
 }
 
 }  // namespace

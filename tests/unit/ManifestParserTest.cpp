@@ -1,4 +1,4 @@
-// Manifests: their outer shape, the names and values of their items, and the table of tag names.
+// Manifests: their structure, the names and values of items, and the table of tag names.
 
 #include <gtest/gtest.h>
 #include <tavik/ManifestParser.h>
@@ -29,7 +29,7 @@ Bytes element(Bytes identifier, const Bytes& content) {
   return joined({identifier, {0x82, high, static_cast<std::uint8_t>(content.size())}, content});
 }
 
-// A primitive, context-specific element with its tag number in the long form.
+// A primitive, context-specific element with a long tag number.
 Bytes item(std::uint32_t tag, const Bytes& content) {
   Bytes identifier = {0x9F};
   for (int shift = 21; shift > 0; shift -= 7) identifier.push_back(static_cast<std::uint8_t>(0x80 | tag >> shift));
@@ -53,7 +53,7 @@ std::optional<Dictionary> rootItems(const Bytes& manifest) {
   return ManifestParser::rootDictFromData({{"RootManifestData", Data(manifest)}});
 }
 
-TEST(ManifestParserTest, GivesItemsTheirValues) {
+TEST(ManifestParserTest, ValuesOfItems) {
   for (const Case& c : casesIn("manifest-values.json")) {
     const Dictionary expected{{"Tag 5000", *c.entries.find("value")}};
     EXPECT_EQ(rootItems(root(item(5000, fromHex(c["content"])))), expected) << c["why"];
@@ -67,7 +67,7 @@ TEST(ManifestParserTest, GivesItemsTheirValues) {
   }
 }
 
-TEST(ManifestParserTest, NamesItemsByTagNumber) {
+TEST(ManifestParserTest, NamesOfItems) {
   struct Case {
     const char* why;
     Bytes items;
@@ -75,16 +75,16 @@ TEST(ManifestParserTest, NamesItemsByTagNumber) {
   };
   const Case cases[] = {
       {"tag 0 has no name", element({0x80}, {'A'}), {{"Tag 0", "A"}}},
-      {"the first beyond the table", item(3009, {'A'}), {{"Tag 3009", "A"}}},
-      {"the greatest", item(0xFFFFFFF, {'A'}), {{"Tag 268435455", "A"}}},
-      {"the later of two wins, whatever its class or form",
+      {"the first number after the table", item(3009, {'A'}), {{"Tag 3009", "A"}}},
+      {"the greatest number", item(0xFFFFFFF, {'A'}), {{"Tag 268435455", "A"}}},
+      {"the later of two items wins, regardless of class and form",
        joined({element({0x80}, {'A'}), item(4000, {'B'}), element({0xE0}, {'C'})}),
        {{"Tag 0", "C"}, {"Tag 4000", "B"}}},
-      {"constructed items are not entered",
+      {"constructed items are not decoded",
        element({0xA0}, element({0x80}, {'A'})),
        {{"Tag 0", Data{0x80, 0x82, 0, 1, 'A'}}}},
       {"no items", {}, {}},
-      {"a malformed item drops them all", joined({item(4000, {'B'}), {0x80, 0x05}}), {}},
+      {"no items if one is malformed", joined({item(4000, {'B'}), {0x80, 0x05}}), {}},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.why);
@@ -102,7 +102,7 @@ std::map<std::uint32_t, std::string> tagNamesIn(const char* path) {
   return names;
 }
 
-TEST(ManifestParserTest, TakesNamesFromTheTable) {
+TEST(ManifestParserTest, NamesFromTheTable) {
   const auto names = tagNamesIn(TAVIK_TAG_NAMES);
   Bytes items;
   Dictionary expected;
@@ -117,7 +117,7 @@ TEST(ManifestParserTest, TakesNamesFromTheTable) {
   EXPECT_STREQ(vsr_tag_to_str(0xFFFFFFFF), "Unknown");
 }
 
-TEST(ManifestParserTest, RefusesOtherShapes) {
+TEST(ManifestParserTest, RejectsOtherStructures) {
   const Bytes set = element({0x31}, item(4000, {'B'}));
   const auto body = [](std::initializer_list<Bytes> parts) { return element({0x30}, joined(parts)); };
   const auto algorithm = [&](const Bytes& content) { return body({element({0x30}, content), set, kText, kLast}); };
@@ -127,18 +127,18 @@ TEST(ManifestParserTest, RefusesOtherShapes) {
     std::uint32_t status;
   };
   const Case cases[] = {
-      {"sound", root({}), kDERDecoderErrorNone},
+      {"valid", root({}), kDERDecoderErrorNone},
       {"bytes after the manifest", joined({root({}), {0xFF}}), kDERDecoderErrorNone},
-      {"longer than its bytes", {0x30, 0x05, 0x30, 0x00}, kDERDecoderErrorBufferOverrun},
+      {"content cut off", {0x30, 0x05, 0x30, 0x00}, kDERDecoderErrorBufferOverrun},
       {"no length", {0x30}, kDERDecoderErrorBadLength},
-      {"a SET outside", {0x31, 0x00}, kDERDecoderErrorSequenceMismatch},
-      {"nothing inside", {0x30, 0x00}, kDERDecoderErrorSequenceMismatch},
-      {"an item after the fourth", body({kAlgorithm, set, kText, kLast, kLast}), kDERDecoderErrorSequenceMismatch},
-      {"the fourth missing", body({kAlgorithm, set, kText}), kDERDecoderErrorSequenceMismatch},
+      {"a SET as the outer element", {0x31, 0x00}, kDERDecoderErrorSequenceMismatch},
+      {"an empty SEQUENCE", {0x30, 0x00}, kDERDecoderErrorSequenceMismatch},
+      {"a fifth element", body({kAlgorithm, set, kText, kLast, kLast}), kDERDecoderErrorSequenceMismatch},
+      {"no fourth element", body({kAlgorithm, set, kText}), kDERDecoderErrorSequenceMismatch},
       {"the other manifest", provisioning({}), kDERDecoderErrorSequenceMismatch},
       {"a constructed OCTET STRING", body({kAlgorithm, set, element({0x24}, {}), kLast}),
        kDERDecoderErrorSequenceMismatch},
-      {"a malformed item", body({kAlgorithm, set, kText, {0xA3, 0x01}}), kDERDecoderErrorBufferOverrun},
+      {"a malformed element", body({kAlgorithm, set, kText, {0xA3, 0x01}}), kDERDecoderErrorBufferOverrun},
       {"an algorithm with parameters", algorithm(joined({kRsaWithSha1, {0x05, 0x00}})), kDERDecoderErrorInvalid},
       {"another algorithm", algorithm({0x06, 0x09, 0x2A, 0x86, 0x48, 0x86, 0xF7, 0x0D, 0x01, 0x01, 0x0B}),
        kDERDecoderErrorInvalid},
@@ -155,7 +155,7 @@ TEST(ManifestParserTest, RefusesOtherShapes) {
   EXPECT_EQ(getManifestDecoder(kText.data(), 0, &items, decodeRootManifest), kDERDecoderErrorBadTag);
 }
 
-TEST(ManifestParserTest, TakesOnlyDataUnderItsKey) {
+TEST(ManifestParserTest, ReadsOnlyDataUnderItsKey) {
   const Value manifest = Data(root({}));
   EXPECT_FALSE(ManifestParser::rootDictFromData({}));
   EXPECT_FALSE(ManifestParser::rootDictFromData({{"ProvisioningManifestData", manifest}}));

@@ -1,6 +1,6 @@
-// Memory that runs out at the n-th request, for every n: every way in gives std::bad_alloc, leaks nothing, changes
-// nothing, and works as before afterwards. OpenSSL's requests are refused too; then a refusal may come out, never a
-// pass.
+// Every operation runs out of memory at its n-th allocation, for every n. It must throw std::bad_alloc, leak nothing,
+// change nothing, and work afterwards. OpenSSL's allocations fail too; then a document may be rejected but never
+// wrongly accepted.
 
 #include <openssl/crypto.h>
 #include <tavik/Json.h>
@@ -30,14 +30,14 @@ extern "C" void* TAVIK_SYSTEM_CALLOC(std::size_t count, std::size_t size);
 
 namespace {
 
-// What the trial that runs on this thread asks for, and what it holds.
+// The allocations of the current thread, and which of them fail.
 struct Trial {
   bool running = false;
   std::size_t requests = 0;
-  std::size_t refused = 0;  // the first request to refuse, from 1
-  bool onlyOne = false;     // or all from that one on
+  std::size_t refused = 0;  // the first request that fails, counted from 1
+  bool onlyOne = false;     // otherwise all later requests fail too
   bool hasRefused = false;
-  std::ptrdiff_t blocks = 0;  // live ones from operator new, outside trials too
+  std::ptrdiff_t blocks = 0;  // live blocks of operator new, including those from outside of trials
   std::ptrdiff_t openSslBlocks = 0;
 
   bool refuses() noexcept {
@@ -62,7 +62,7 @@ void* requestAligned(std::size_t size, std::align_val_t alignment) noexcept {
   return memory;
 }
 
-void giveBack(void* memory, std::ptrdiff_t& blocks = trial.blocks) noexcept {
+void deallocate(void* memory, std::ptrdiff_t& blocks = trial.blocks) noexcept {
   if (memory != nullptr) --blocks;
   std::free(memory);
 }
@@ -73,17 +73,17 @@ void* orThrow(void* memory) {
 }
 
 void* openSslMalloc(std::size_t size, const char* /*file*/, int /*line*/) { return request(size, trial.openSslBlocks); }
-void openSslFree(void* memory, const char* /*file*/, int /*line*/) { giveBack(memory, trial.openSslBlocks); }
+void openSslFree(void* memory, const char* /*file*/, int /*line*/) { deallocate(memory, trial.openSslBlocks); }
 void* openSslRealloc(void* memory, std::size_t size, const char* /*file*/, int /*line*/) {
   if (memory == nullptr) return request(size, trial.openSslBlocks);
   return trial.refuses() ? nullptr : std::realloc(memory, size);
 }
-// Before OpenSSL's first request, or it keeps its own.
-const bool openSslAsksHere = CRYPTO_set_mem_functions(openSslMalloc, openSslRealloc, openSslFree) == 1;
+// Has an effect only before OpenSSL's first allocation.
+const bool openSslIsHooked = CRYPTO_set_mem_functions(openSslMalloc, openSslRealloc, openSslFree) == 1;
 
 }  // namespace
 
-// The C functions ask for memory with calloc.
+// The C functions allocate memory with calloc.
 extern "C" void* calloc(std::size_t count, std::size_t size) {
   return trial.refuses() ? nullptr : TAVIK_SYSTEM_CALLOC(count, size);
 }
@@ -94,21 +94,21 @@ void* operator new(std::size_t size, const std::nothrow_t&) noexcept { return re
 void* operator new[](std::size_t size, const std::nothrow_t&) noexcept { return request(size); }
 void* operator new(std::size_t size, std::align_val_t alignment) { return orThrow(requestAligned(size, alignment)); }
 void* operator new[](std::size_t size, std::align_val_t alignment) { return orThrow(requestAligned(size, alignment)); }
-void operator delete(void* memory) noexcept { giveBack(memory); }
-void operator delete[](void* memory) noexcept { giveBack(memory); }
-void operator delete(void* memory, std::size_t) noexcept { giveBack(memory); }
-void operator delete[](void* memory, std::size_t) noexcept { giveBack(memory); }
-void operator delete(void* memory, const std::nothrow_t&) noexcept { giveBack(memory); }
-void operator delete[](void* memory, const std::nothrow_t&) noexcept { giveBack(memory); }
-void operator delete(void* memory, std::align_val_t) noexcept { giveBack(memory); }
-void operator delete[](void* memory, std::align_val_t) noexcept { giveBack(memory); }
-void operator delete(void* memory, std::size_t, std::align_val_t) noexcept { giveBack(memory); }
-void operator delete[](void* memory, std::size_t, std::align_val_t) noexcept { giveBack(memory); }
+void operator delete(void* memory) noexcept { deallocate(memory); }
+void operator delete[](void* memory) noexcept { deallocate(memory); }
+void operator delete(void* memory, std::size_t) noexcept { deallocate(memory); }
+void operator delete[](void* memory, std::size_t) noexcept { deallocate(memory); }
+void operator delete(void* memory, const std::nothrow_t&) noexcept { deallocate(memory); }
+void operator delete[](void* memory, const std::nothrow_t&) noexcept { deallocate(memory); }
+void operator delete(void* memory, std::align_val_t) noexcept { deallocate(memory); }
+void operator delete[](void* memory, std::align_val_t) noexcept { deallocate(memory); }
+void operator delete(void* memory, std::size_t, std::align_val_t) noexcept { deallocate(memory); }
+void operator delete[](void* memory, std::size_t, std::align_val_t) noexcept { deallocate(memory); }
 
 namespace tavik {
 namespace {
 
-// Runs `action` with requests refused from the n-th on, or that one alone. Whether it came to its end; else it raised
+// Runs `action` while the n-th request fails, and all later ones unless `onlyOne`. Returns false if the action throws
 // std::bad_alloc.
 template <class Action>
 bool runs(std::size_t refused, bool onlyOne, Action action) {
@@ -117,37 +117,37 @@ bool runs(std::size_t refused, bool onlyOne, Action action) {
   trial.onlyOne = onlyOne;
   trial.hasRefused = false;
   trial.running = true;
-  bool ended = true;
+  bool completed = true;
   try {
     action();
   } catch (const std::bad_alloc&) {
-    ended = false;
+    completed = false;
   } catch (...) {
     trial.running = false;
     throw;
   }
   trial.running = false;
-  return ended;
+  return completed;
 }
 
-// For every n, both ways, until nothing is refused any more: `attempt` gets what `runs` needs.
+// Calls `attempt` with the arguments for `runs`, for every n and in both modes, until no request fails.
 template <class Attempt>
 void forEveryRequest(const char* name, Attempt attempt) {
   for (const bool onlyOne : {true, false}) {
     std::size_t refused = 0;
     do {
       ++refused;
-      SCOPED_TRACE(std::string(name) + ", " + (onlyOne ? "request " : "requests from ") + std::to_string(refused));
+      SCOPED_TRACE(std::string(name) + ", " + (onlyOne ? "request " : "requests from number ") +
+                   std::to_string(refused));
       const std::ptrdiff_t before = trial.blocks;
       attempt(refused, onlyOne);
-      EXPECT_EQ(trial.blocks, before) << "blocks that leak";
+      EXPECT_EQ(trial.blocks, before) << "leaked blocks";
       if (testing::Test::HasFailure()) return;
     } while (trial.hasRefused);
   }
 }
 
-// One operation, with its result made into a value. Where OpenSSL runs out of memory, other results may come out too;
-// everywhere else only std::bad_alloc may.
+// An operation with its result as a value. `mayResult` accepts other results that are allowed if memory runs out.
 struct Operation {
   std::string name;
   std::function<Value()> call;
@@ -164,17 +164,17 @@ void exhaust(const std::vector<Operation>& operations) {
     const Value expected = operation.call();
     forEveryRequest(operation.name.c_str(), [&](std::size_t refused, bool onlyOne) {
       Value result;
-      const bool ended = runs(refused, onlyOne, [&] { result = operation.call(); });
-      if (ended && !(trial.hasRefused && operation.mayResult != nullptr && operation.mayResult(result))) {
+      const bool completed = runs(refused, onlyOne, [&] { result = operation.call(); });
+      if (completed && !(trial.hasRefused && operation.mayResult != nullptr && operation.mayResult(result))) {
         EXPECT_EQ(description(&result), description(&expected));
       }
     });
-    EXPECT_EQ(operation.call(), expected) << operation.name << ": usable afterwards";
+    EXPECT_EQ(operation.call(), expected) << operation.name << ": result afterwards";
     if (testing::Test::HasFailure()) return;
   }
 }
 
-std::string text(std::string_view what) { return "a text that is too long to lie in place: " + std::string(what); }
+std::string text(std::string_view suffix) { return "a string that is not stored inline: " + std::string(suffix); }
 
 template <class Container>
 Container filled(int count) {
@@ -190,7 +190,7 @@ Container filled(int count) {
   return container;
 }
 
-// A container of a size, alone or shared with a copy, is changed: all or nothing, and never the copy.
+// Changes containers of a size, alone or shared with a copy: completely or not at all, and never the copy.
 template <class Container>
 void changeAllOrNothing(const std::vector<std::pair<const char*, void (*)(Container&)>>& changes, int size) {
   const Container unchanged = filled<Container>(size);
@@ -201,21 +201,22 @@ void changeAllOrNothing(const std::vector<std::pair<const char*, void (*)(Contai
       forEveryRequest(name, [&, change = change](std::size_t refused, bool onlyOne) {
         Container container = filled<Container>(size);
         const Container copy = shared ? container : Container();
-        const bool ended = runs(refused, onlyOne, [&] { change(container); });
-        EXPECT_EQ(exact::text(container), exact::text(ended ? changed : unchanged));
+        const bool completed = runs(refused, onlyOne, [&] { change(container); });
+        EXPECT_EQ(exact::text(container), exact::text(completed ? changed : unchanged));
         EXPECT_EQ(copy, shared ? unchanged : Container());
-        if (!ended) change(container);
-        EXPECT_EQ(container, changed) << "usable afterwards, every key found";
+        if (!completed) change(container);
+        EXPECT_EQ(container, changed) << "usable afterwards, with all keys";
       });
     }
   }
 }
 
-TEST(OutOfMemoryTest, ContainersChangeWhollyOrNotAtAll) {
-  for (const int size : {3, 4, 16, 32}) {  // room left and none, the last size that is scanned, one with an index
+TEST(OutOfMemoryTest, ContainersChangeCompletelyOrNotAtAll) {
+  for (const int size :
+       {3, 4, 16, 32}) {  // with and without spare capacity, the largest size without an index, and one with an index
     changeAllOrNothing<Dictionary>(
         {{"set, a new key", [](Dictionary& changed) { changed.set(text("new"), text("value")); }},
-         {"set, a key it has", [](Dictionary& changed) { changed.set("key 1", text("value")); }},
+         {"set, an existing key", [](Dictionary& changed) { changed.set("key 1", text("value")); }},
          {"setFirst", [](Dictionary& changed) { changed.setFirst("first", text("value")); }},
          {"setAll",
           [](Dictionary& changed) {
@@ -260,7 +261,7 @@ Value writingJson(const Value& value) {
 
 std::string textOf(const Value& data) { return {data.ifData()->bytes().begin(), data.ifData()->bytes().end()}; }
 
-// A value of every kind, with a dictionary large enough for an index, and text that needs escapes and two-byte units.
+// Values of every kind, a dictionary large enough for an index, and strings that need escapes or UTF-16.
 Value everyKind() {
   Dictionary all = filled<Dictionary>(18);
   all.set("short", "x");
@@ -325,7 +326,7 @@ TEST(OutOfMemoryTest, ValuesAndDocuments) {
       OPERATION(writing(Array::of(farDate), PropertyListFormat::kXml)),
       OPERATION(writing(deep, PropertyListFormat::kBinary)),
       OPERATION(readingJson(json)),
-      OPERATION(readingJson(R"({"a key beyond fifteen": [{"a": 1, "a": 2}]})")),
+      OPERATION(readingJson(R"({"a key that is not inline": [{"a": 1, "a": 2}]})")),
       OPERATION(writingJson(value)),
       OPERATION(writingJson(deep)),
       OPERATION(dateToIsoText(Date::sinceReference(0.1)).value_or("")),
@@ -333,7 +334,7 @@ TEST(OutOfMemoryTest, ValuesAndDocuments) {
   });
 }
 
-// Trusts what has no "untrusted" entry and asks for no memory itself.
+// Trusts documents without an "untrusted" entry, and allocates no memory for the log.
 class TrustingPlatform : public Platform {
  public:
   std::optional<Value> validatedPropertyListFromSignedDictionary(
@@ -352,14 +353,14 @@ std::string contentsOf(const std::filesystem::path& path) {
   return {std::istreambuf_iterator<char>(file), {}};
 }
 
-// The example station, with a device that passes and attributes in every packed form.
+// The example station with a device that passes and has all kinds of packed attributes.
 struct Example {
   Dictionary library = document("rule-library.plist");
   Dictionary local = document("local-rules.plist");
   Dictionary device = document("device-good/attributes.plist");
   Dictionary sources{{"sfc", json("device-good/sfc.json")}, {"gui", json("device-good/gui.json")}};
-  Dictionary elsewhere = with(device, "RegionInfo", "a region that nobody knows");
-  Dictionary untrusted{{"untrusted", "a reason that is too long to lie in place"}};
+  Dictionary elsewhere = with(device, "RegionInfo", "a region not in the rules");
+  Dictionary untrusted{{"untrusted", "a reason that is not stored inline"}};
   Dictionary malformed{
       {"version", "1"},
       {"Model", Dictionary{{"attribute", "ModelNumber"}, {"predicate", "hasPrefix XOR contains"}, {"value", "x"}}}};
@@ -403,7 +404,7 @@ TEST(OutOfMemoryTest, Decoders) {
       OPERATION(SystemConfig::sysCfgFromData(device.findData("SysCfgData"))),
       OPERATION(SystemConfig::controlBitsFromData(device.findData("ControlBits"))),
   });
-  EXPECT_GT(ManifestParser::rootDictFromData(manifests).value().size(), 1U) << "there is something to decode";
+  EXPECT_GT(ManifestParser::rootDictFromData(manifests).value().size(), 1U);
 }
 
 using List = std::optional<Dictionary> (ZRTTavikKernel::*)(const Dictionary&, const Dictionary&,
@@ -450,9 +451,8 @@ TEST(OutOfMemoryTest, CheckRuns) {
   EXPECT_EQ(example.local, Example().local);
 }
 
-// A run that ends for want of memory leaves the station dictionary as some rule left it: never one rule's "OnFail"
-// without its "OnPass".
-TEST(OutOfMemoryTest, TheStationDictionaryIsNeverHalfWritten) {
+// If a run is out of memory, the station dictionary has both entries of a rule, "OnPass" and "OnFail", or neither.
+TEST(OutOfMemoryTest, StationDictionariesHaveBothEntriesOfARule) {
   const Dictionary definition{{"attribute", "serial"}, {"predicate", "sendStaticAttribute"}};
   Reason why;
   const auto kernel = ZRTTavikKernel::init({{"version", "1"}, {"First", definition}, {"Second", definition}},
@@ -508,7 +508,7 @@ TEST(OutOfMemoryTest, Predicates) {
   });
 }
 
-// The C interface says TAVIK_NO_MEMORY where C++ raises, which `done` turns back; then there is no handle and no error.
+// Throws std::bad_alloc for TAVIK_NO_MEMORY, which must come without a handle and without an error.
 Value fromC(const std::function<tavik_status(tavik_value** value, tavik_error** error)>& call) {
   tavik_value* value = nullptr;
   tavik_error* error = nullptr;
@@ -555,11 +555,11 @@ TEST(OutOfMemoryTest, CInterface) {
   c::done(tavik_kernel_new_from_document(library, platform, kernel.out(), nullptr));
   c::done(tavik_kernel_new_from_document(c::handleOf(example.malformed), platform, malformed.out(), nullptr));
   c::done(tavik_kernel_prepare(kernel, local, rules.out(), nullptr));
-  const auto kernelOfItsOwn = [&]() -> Value {
+  const auto newKernel = [&]() -> Value {
     c::OwnedPlatform own;
     c::OwnedKernel made;
     c::OwnedRules prepared;
-    c::done(tavik_station_platform_new("a path that is too long to lie in place", TAVIK_LOG_NONE, own.out()));
+    c::done(tavik_station_platform_new("a path that is not stored inline", TAVIK_LOG_NONE, own.out()));
     c::done(tavik_platform_new(&callbacks, own.out()));
     c::done(tavik_kernel_new_from_document(library, own, made.out(), nullptr));
     c::done(tavik_kernel_prepare(made, local, prepared.out(), nullptr));
@@ -578,12 +578,12 @@ TEST(OutOfMemoryTest, CInterface) {
       CALL(tavik_kernel_sfc_check_list(kernel, local, device, value, error)),
       CALL(tavik_evaluate("hasPrefix AND hasSuffix", short_, nullptr, short_, nullptr, value, error)),
       CALL(tavik_evaluate("MPN4CCheck", short_, nullptr, short_, nullptr, value, error)),
-      OPERATION(kernelOfItsOwn()),
+      OPERATION(newKernel()),
   });
 }
 
-// The user data is the platform's once there is one, and stays the caller's when there is none.
-TEST(OutOfMemoryTest, UserDataChangesHandsWithThePlatform) {
+// The platform owns the user data; if it cannot be created, the caller keeps the ownership.
+TEST(OutOfMemoryTest, OwnershipOfUserData) {
   forEveryRequest("tavik_platform_new", [](std::size_t refused, bool onlyOne) {
     int releases = 0;
     tavik_platform_callbacks callbacks = {};
@@ -592,14 +592,14 @@ TEST(OutOfMemoryTest, UserDataChangesHandsWithThePlatform) {
     callbacks.validate = [](void*, const tavik_value*, const char*, tavik_verdict*) {};
     callbacks.release = [](void* data) { ++*static_cast<int*>(data); };
     c::OwnedPlatform platform;
-    const bool ended = runs(refused, onlyOne, [&] { c::done(tavik_platform_new(&callbacks, platform.out())); });
+    const bool completed = runs(refused, onlyOne, [&] { c::done(tavik_platform_new(&callbacks, platform.out())); });
     EXPECT_EQ(releases, 0);
     platform = c::OwnedPlatform();
-    EXPECT_EQ(releases, ended ? 1 : 0);
+    EXPECT_EQ(releases, completed ? 1 : 0);
   });
 }
 
-// What comes out of a signature check under `platform`: the document, or why not.
+// The validated document, or the reason for the rejection.
 Value validating(const StationPlatform& platform, const Dictionary& document) {
   std::optional<std::string> why;
   const auto validated = platform.validatedPropertyListFromSignedDictionary(document, "/no/such/key", why);
@@ -607,13 +607,13 @@ Value validating(const StationPlatform& platform, const Dictionary& document) {
   return validated ? *validated : Value(*why);
 }
 
-// OpenSSL reports some of its own refused requests as failures of another kind, so a refusal may come out; never a
-// document but the one that was signed, and never a verdict that lasts.
+// OpenSSL reports some failed allocations as other errors, so the document may be rejected. The rejection must not be
+// cached, and no other document may be accepted.
 TEST(OutOfMemoryTest, SignatureChecks) {
-  ASSERT_TRUE(openSslAsksHere);
+  ASSERT_TRUE(openSslIsHooked);
   const std::ptrdiff_t openSslBlocks = trial.openSslBlocks;
   const auto isReason = [](const Value& result) { return result.isString() && !result.ifString()->empty(); };
-  const std::string_view payload = "{ version = 7; A = \"a text that is too long to lie in place\"; }";
+  const std::string_view payload = "{ version = 7; A = \"a string that is not stored inline\"; }";
   std::string error;
   for (const KeyAlgorithm algorithm : {KeyAlgorithm::kEd25519, KeyAlgorithm::kP256, KeyAlgorithm::kRsa3072}) {
     const KeyPair keys = generateKeyPair(algorithm, error).value();
@@ -627,9 +627,9 @@ TEST(OutOfMemoryTest, SignatureChecks) {
       if (runs(refused, onlyOne, [&] { result = validating(platform, *document); })) {
         EXPECT_TRUE(result == parsed(payload) || (trial.hasRefused && isReason(result))) << description(&result);
       }
-      EXPECT_EQ(validating(platform, *document), parsed(payload)) << "with memory again";
+      EXPECT_EQ(validating(platform, *document), parsed(payload)) << "with memory available";
     });
-    if (algorithm != KeyAlgorithm::kEd25519) continue;  // what follows takes the others too long
+    if (algorithm != KeyAlgorithm::kEd25519) continue;  // the rest takes too long for the others
     const TemporaryFile otherKey(generateKeyPair(algorithm, error)->publicKey);
     const auto signing = [&]() -> Value {
       std::string why;
@@ -645,7 +645,7 @@ TEST(OutOfMemoryTest, SignatureChecks) {
     };
     exhaust({{"another key", otherKeyFails, isReason}, {"signing", signing, isReason}, {"keys", keyMaking, isReason}});
   }
-  EXPECT_LT(trial.openSslBlocks - openSslBlocks, 10000) << "what OpenSSL keeps, however many times memory ran out";
+  EXPECT_LT(trial.openSslBlocks - openSslBlocks, 10000) << "blocks that OpenSSL keeps do not accumulate";
 }
 
 }  // namespace

@@ -1,5 +1,5 @@
-// The signature check: what holds, what does not, and what a refusal says. OpenSSL is the independent other side: it
-// makes the signatures that the library must accept, and keys and signatures that it must not accept.
+// The signature check: accepted and rejected documents and keys, and error messages. Some of the keys and signatures
+// are made with OpenSSL directly.
 
 #include <openssl/bio.h>
 #include <openssl/err.h>
@@ -28,8 +28,9 @@ constexpr std::string_view kPublicKey =
     "-----BEGIN PUBLIC KEY-----\n"
     "MCowBQYDK2VwAyEALs39Hf5UvT41UpQ2s6RYm/5TcdNVxrD3zjoxtNF7SCY=\n"
     "-----END PUBLIC KEY-----\n";
-/// What OpenSSL signs with it: `openssl pkeyutl -sign -rawin`. The name is what `openssl pkey -pubin -outform DER` and
-/// `sha256sum` make of the public key.
+/// A document signed with `openssl pkeyutl -sign -rawin`. The key ID is the SHA-256 digest of the public key in DER
+/// form
+/// (`openssl pkey -pubin -outform DER`).
 constexpr std::string_view kSigned = R"(<plist version="1.0"><dict>
   <key>payloadType</key><string>application/vnd.tavik.rules+plist</string>
   <key>payload</key><data>
@@ -44,7 +45,7 @@ constexpr std::string_view kSigned = R"(<plist version="1.0"><dict>
 
 std::string textOf(const Data& data) { return {data.bytes().begin(), data.bytes().end()}; }
 
-/// A PEM block whose contents cannot be mistaken for a key.
+/// A PEM block that does not contain a key.
 std::string block(const std::string& label) {
   return "-----BEGIN " + label + "-----\nAAAA\n-----END " + label + "-----\n";
 }
@@ -94,7 +95,7 @@ std::string sign(const std::string& privateKey, const EVP_MD* digest, std::strin
   return signature.substr(0, size);
 }
 
-/// Key pairs of the three algorithms, made once.
+/// Key pairs of the three algorithms, generated once.
 struct Keys {
   std::string name;
   KeyPair pair;
@@ -136,13 +137,13 @@ class PlatformTest : public testing::Test {
     return document.value_or(Dictionary());
   }
 
-  /// The reason of a refusal, with the key file's path cut down to its name; empty: the document is trusted.
+  /// The reason for a rejection, without the folder of the key file; empty if the document is trusted.
   std::string refusal(const Dictionary& document, const std::string& keyPath) {
     std::optional<std::string> description;
     const std::optional<Value> value =
         platform_.validatedPropertyListFromSignedDictionary(document, keyPath, description);
     EXPECT_NE(value.has_value(), description.has_value());
-    EXPECT_EQ(ERR_peek_error(), 0U) << "left on OpenSSL's error queue";
+    EXPECT_EQ(ERR_peek_error(), 0U) << "in OpenSSL's error queue";
     return withoutFolder(description.value_or(""));
   }
 
@@ -152,7 +153,7 @@ class PlatformTest : public testing::Test {
     return text;
   }
 
-  /// Where the document's contents lie: in the same place when an earlier verdict was used. `kept` holds them there.
+  /// The address of the validated contents, which is the same if a cached verdict is used. `kept` keeps them alive.
   const Value* place(const Dictionary& document, const std::string& keyPath, std::vector<Value>& kept) {
     std::optional<std::string> description;
     std::optional<Value> value = platform_.validatedPropertyListFromSignedDictionary(document, keyPath, description);
@@ -162,10 +163,10 @@ class PlatformTest : public testing::Test {
   }
 
   Folder folder_;
-  StationPlatform platform_;  // one for all of a test, so that an earlier verdict has its chance to be wrong
+  StationPlatform platform_;  // the same for a whole test, so that cached verdicts are used
 };
 
-TEST_F(PlatformTest, WhatIsSignedIsTrusted) {
+TEST_F(PlatformTest, TrustsSignedDocuments) {
   std::string error;
   const Value value =
       Dictionary{{"version", "7"}, {"data", Data{0, 1}}, {"deep", Array::of(Dictionary{{"n", Value(1.5)}})}};
@@ -195,7 +196,7 @@ TEST_F(PlatformTest, KnownAnswer) {
   EXPECT_EQ(refusal(*document, publicKeys(kPublicKey)), "");
 }
 
-TEST_F(PlatformTest, EveryChangedByteIsRefused) {
+TEST_F(PlatformTest, RejectsEveryChangedByte) {
   const auto changed = [](std::string bytes, std::size_t at) {
     bytes[at] = static_cast<char>(bytes[at] ^ 1);
     return bytes;
@@ -221,7 +222,7 @@ TEST_F(PlatformTest, EveryChangedByteIsRefused) {
   }
 }
 
-TEST_F(PlatformTest, OnlyTheThreeSchemesCount) {
+TEST_F(PlatformTest, AcceptsOnlyTheThreeSchemes) {
   const std::string& p256Key = p256().pair.privateKey;
   const std::string& rsaKey = rsa().pair.privateKey;
   const std::string message = "DSSEv1 33 " + std::string(kType) + " 78 " + std::string(kPayload);
@@ -245,7 +246,7 @@ TEST_F(PlatformTest, OnlyTheThreeSchemesCount) {
   }
 }
 
-TEST_F(PlatformTest, AnyKeyOfTheFileMayHaveSigned) {
+TEST_F(PlatformTest, AcceptsAnyKeyOfTheFile) {
   std::string text = "Keys of the front-end -- in the END these three\n";
   for (const Keys& keys : allKeys()) text += "added in spring\r\n" + keys.pair.publicKey + "\n";
   const std::string all = publicKeys(text);
@@ -274,7 +275,7 @@ TEST_F(PlatformTest, AnyKeyOfTheFileMayHaveSigned) {
   EXPECT_EQ(refusal(document, publicKeys(manyKeys + ed25519().pair.publicKey)), "");
 }
 
-TEST_F(PlatformTest, RefusesDocuments) {
+TEST_F(PlatformTest, RejectsDocuments) {
   const std::string keyPath = publicKeys(kPublicKey);
   const Dictionary good = parsedDictionary(kSigned);
   for (const Case& c : casesIn("signed-documents-refused.json")) {
@@ -296,9 +297,9 @@ TEST_F(PlatformTest, RefusesDocuments) {
   EXPECT_THAT(refusal(good, publicKeys(rsa().pair.publicKey)), testing::HasSubstr("make (RSA with 3072 bits): "));
 }
 
-TEST_F(PlatformTest, RefusesPublicKeyFiles) {
+TEST_F(PlatformTest, RejectsPublicKeyFiles) {
   const Dictionary document = parsedDictionary(kSigned);
-  for (const Case& c : casesIn("key-files-refused.json")) {  // behind as many good keys as "good" says
+  for (const Case& c : casesIn("key-files-refused.json")) {  // after the number of valid keys in "good"
     std::string text;
     for (int good = integerValue(c.entries.find("good")); good > 0; --good) text += kPublicKey;
     EXPECT_EQ(refusal(document, publicKeys(text + c["text"])), "public key file \"public.pem\": " + c["error"])
@@ -320,7 +321,7 @@ TEST_F(PlatformTest, RefusesPublicKeyFiles) {
   }
 }
 
-TEST_F(PlatformTest, TellsWhenOthersHaveAccessToAKeyFile) {
+TEST_F(PlatformTest, WarnsIfOtherUsersCanAccessAKeyFile) {
   const std::string name = R"(key file "key.pem": other users can )";
   const struct {
     mode_t mode;
@@ -340,7 +341,7 @@ TEST_F(PlatformTest, TellsWhenOthersHaveAccessToAKeyFile) {
   }
 }
 
-TEST_F(PlatformTest, RsaPssKeysMayPrescribeTheirParameters) {
+TEST_F(PlatformTest, RsaPssKeysWithParameters) {
   const std::string refused = " does not permit SHA-256 with a salt of 32 bytes: RSA-PSS with 3072 bits";
   for (const Case& c : casesIn("rsa-pss-keys.json")) {
     SCOPED_TRACE(c["why"]);
@@ -355,7 +356,7 @@ TEST_F(PlatformTest, RsaPssKeysMayPrescribeTheirParameters) {
   }
 }
 
-TEST_F(PlatformTest, RefusesToSign) {
+TEST_F(PlatformTest, DocumentsThatCannotBeSigned) {
   std::string error;
   for (const Case& c : casesIn("private-key-files-refused.json")) {
     EXPECT_FALSE(signPropertyList(dataOf(kPayload), folder_.write("private.pem", c["text"]), error));
@@ -370,7 +371,7 @@ TEST_F(PlatformTest, RefusesToSign) {
   EXPECT_EQ(withoutFolder(error), R"(private key file "none": No such file or directory)");
 }
 
-TEST_F(PlatformTest, TheHostsOpenSslErrorsStay) {
+TEST_F(PlatformTest, KeepsTheHostsOpenSslErrors) {
   ERR_raise(ERR_LIB_USER, 7);
   std::optional<std::string> description;
   StationPlatform().validatedPropertyListFromSignedDictionary(signedBy(ed25519()), publicKeys(block("PUBLIC KEY")),
@@ -380,7 +381,7 @@ TEST_F(PlatformTest, TheHostsOpenSslErrorsStay) {
   EXPECT_EQ(ERR_get_error(), 0U);
 }
 
-TEST_F(PlatformTest, AnEarlierVerdictIsUsedForTheSameBytesOnly) {
+TEST_F(PlatformTest, CachedVerdictsAreUsedForTheSameBytesOnly) {
   std::string error;
   const std::string& key = ed25519().pair.publicKey;
   const std::string otherKey = generateKeyPair(KeyAlgorithm::kEd25519, error).value().publicKey;
@@ -389,12 +390,12 @@ TEST_F(PlatformTest, AnEarlierVerdictIsUsedForTheSameBytesOnly) {
   const Dictionary good = signedBy(ed25519());
   std::vector<Value> kept;
   const Value* first = place(good, keyPath, kept);
-  const auto remade = [](const Dictionary& document) {  // the same bytes in memory of their own
+  const auto remade = [](const Dictionary& document) {  // a copy of the bytes
     return envelope(textOf(*document.findData("payload")), textOf(*firstSignature(document).findData("sig")));
   };
   const Dictionary unnamed = remade(good);
   const Value* second = place(unnamed, keyPath, kept);
-  EXPECT_NE(second, first) << "the signature does not name its key, so this document was not seen before";
+  EXPECT_NE(second, first) << "a new document, as the signature has no key ID";
   EXPECT_EQ(place(remade(unnamed), keyPath, kept), second);
 
   const std::string otherPayload = textOf(dataOf(kPayload)).replace(kPayload.find('7'), 1, "8");
@@ -431,10 +432,10 @@ TEST_F(PlatformTest, AnEarlierVerdictIsUsedForTheSameBytesOnly) {
   std::filesystem::remove(keyPath);
   EXPECT_EQ(refusal(good, keyPath), R"(public key file "public.pem": No such file or directory)");
   EXPECT_THAT(refusal(good, folder_.write("other.pem", otherKey)), testing::HasSubstr(R"(a key in "other.pem")"));
-  EXPECT_EQ(place(good, folder_.write("moved.pem", key), kept), first) << "the key's file has only moved";
+  EXPECT_EQ(place(good, folder_.write("moved.pem", key), kept), first) << "the same key in another file";
 }
 
-TEST_F(PlatformTest, FewVerdictsAreKept) {
+TEST_F(PlatformTest, SizeOfTheCache) {
   const std::string keyPath = publicKeys(ed25519().pair.publicKey);
   std::vector<Value> kept;
   const auto document = [&](const std::string& version) {
@@ -452,18 +453,18 @@ TEST_F(PlatformTest, FewVerdictsAreKept) {
     }
   };
   useOthers(6);
-  EXPECT_EQ(place(old, keyPath, kept), oldPlace) << "seven others were used since";
+  EXPECT_EQ(place(old, keyPath, kept), oldPlace) << "after seven others";
   useOthers(7);
-  EXPECT_NE(place(old, keyPath, kept), oldPlace) << "eight others were used since";
+  EXPECT_NE(place(old, keyPath, kept), oldPlace) << "after eight others";
 
-  place(document(std::string(17U << 20U, 'x')), keyPath, kept);  // more than all that is kept together
+  place(document(std::string(17U << 20U, 'x')), keyPath, kept);  // larger than the cache
   EXPECT_EQ(place(used, keyPath, kept), usedPlace);
   const Dictionary large = document(std::string(9U << 20U, 'x'));
   const Value* largePlace = place(large, keyPath, kept);
   EXPECT_EQ(place(used, keyPath, kept), usedPlace);
   EXPECT_EQ(place(large, keyPath, kept), largePlace);
   place(document(std::string(9U << 20U, 'y')), keyPath, kept);
-  EXPECT_NE(place(large, keyPath, kept), largePlace) << "two such are too much";
+  EXPECT_NE(place(large, keyPath, kept), largePlace) << "two of this size exceed the limit";
   EXPECT_EQ(place(signedBy(ed25519()), keyPath, kept), place(signedBy(ed25519()), keyPath, kept));
 }
 

@@ -1,5 +1,5 @@
-// What is said of the predicates is held against what they do. From calls that pass, calls are made without a value, an
-// entry or a reference, or with one of another kind, and each must end as the facts say.
+// Compares the facts about predicates with their behavior. Each sample is a call that passes. Calls derived from it
+// omit the value, an entry or a reference, or change its kind, and must have the outcome stated by the facts.
 
 #include <tavik/PredicateFacts.h>
 
@@ -69,10 +69,10 @@ Outcome outcomeOf(const Sample& sample) {
 
 Outcome outcomeOf(Without without) {
   if (without == Without::kPasses || without == Without::kSame) return Outcome::kPasses;
-  return without == Without::kFault ? Outcome::kArgumentFault : Outcome::kFails;  // no sample compares with 0 or false
+  return without == Without::kFault ? Outcome::kArgumentFault : Outcome::kFails;  // no sample expects 0 or false
 }
 
-/// Calls with changed values: each function changes one part of a sample's value, which `put` puts in its place.
+/// Calls the predicate with changed values. Each function changes a part of the sample's value; `put` inserts the part.
 class ValueProbe {
  public:
   using Put = std::function<Value(Value)>;
@@ -92,7 +92,7 @@ class ValueProbe {
     if (const Dictionary* dictionary = value.ifDictionary()) probeEntries(facts, *dictionary, put);
   }
 
-  /// How the calls without an entry ended.
+  /// The outcomes of calls without an entry.
   std::map<const EntryFacts*, std::set<Outcome>> withoutEntry;
 
  private:
@@ -103,7 +103,7 @@ class ValueProbe {
   void probeEmpty(const ValueFacts& facts, const Value& empty) const {
     using enum ValueFacts::Empty;
     if (facts.empty == kOrdinary) {
-      // Of the samples' attributes none is empty; empty text that is read as a number is 0.
+      // No sample has an empty attribute. An empty string that is read as a number is 0.
       if (facts.readAs == ValueFacts::ReadAs::kItself && !PredicateFacts::find(sample_.word)->forwards) {
         EXPECT_EQ(with(empty), Outcome::kFails);
       }
@@ -136,7 +136,7 @@ class ValueProbe {
     probeEmpty(facts, put(Array()));
     if (facts.elements == nullptr || facts.elements->kinds == Kinds::any()) return;
     const bool every = facts.elementsNeeded == ValueFacts::Elements::kEvery;
-    const std::size_t last = array.size() - 1;  // of the samples' lists this one matches
+    const std::size_t last = array.size() - 1;  // matches in all samples
     probe(*facts.elements, array.at(last), [&](Value element) {
       Array changed = array;
       changed.set(last, std::move(element));
@@ -224,7 +224,7 @@ void probeAttribute(const Sample& sample, const PredicateFacts& facts) {
   }
 }
 
-TEST(PredicateFactsTest, EveryPredicateDoesWhatIsSaidOfIt) {
+TEST(PredicateFactsTest, AllPredicates) {
   std::map<std::string_view, std::set<Kind>> valueKinds;
   std::map<const EntryFacts*, std::set<Outcome>> withoutEntry;
   for (const Sample& sample : samples()) {
@@ -238,8 +238,8 @@ TEST(PredicateFactsTest, EveryPredicateDoesWhatIsSaidOfIt) {
     probeReferences(sample, *facts);
     Sample changed = sample;
     changed.value = std::nullopt;
-    const bool falseAgainstZero = sample.word == "greaterThan";  // what is greater than a sample's value is than 0 too
-    if (!falseAgainstZero) {
+    const bool passesAgainstZero = sample.word == "greaterThan";  // the sample's attribute is also greater than 0
+    if (!passesAgainstZero) {
       EXPECT_EQ(outcomeOf(changed), outcomeOf(facts->withoutValue));
     }
     changed.value = ofKind(Kind::kDate);
@@ -266,7 +266,7 @@ TEST(PredicateFactsTest, EveryPredicateDoesWhatIsSaidOfIt) {
       EXPECT_TRUE(outcomes.contains(outcomeOf(entry->without))) << entry->key;
     }
   }
-  EXPECT_EQ(withoutEntry.size(), 11U);  // each entry of every predicate
+  EXPECT_EQ(withoutEntry.size(), 11U);  // all entries of all predicates
 }
 
 TEST(PredicateFactsTest, LookUp) {

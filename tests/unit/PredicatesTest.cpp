@@ -1,5 +1,5 @@
-// Predicates as a host calls them: the pieces that no rule names, and attributes that are absent. What rules can ask
-// for stands in tests/cases/.
+// Direct calls of predicates: helpers that rules cannot use, and absent attributes. tests/cases/ has the cases for
+// rules.
 
 #include <map>
 
@@ -16,7 +16,7 @@ TEST(PredicatesTest, IdentityCodes) {
                                                                                     {"4C", Kernel::parse4CCode},
                                                                                     {"EEE", Kernel::parseEEECode},
                                                                                     {"4E", Kernel::parse4ECode}};
-  for (const Case& c : casesIn("identity-codes.json")) {  // without "is": too short
+  for (const Case& c : casesIn("identity-codes.json")) {  // no "is": too short
     SCOPED_TRACE(c["code"] + " of " + c["serialNumber"]);
     const auto extract = extractors.at(c["code"]);
     const Value* serialNumber = c.entries.find("serialNumber");
@@ -33,7 +33,7 @@ TEST(PredicatesTest, IdentityCodes) {
   }
 }
 
-// The size at every boundary is told by exact arithmetic in whole bytes.
+// Sizes must be exact to the byte.
 TEST(PredicatesTest, NandSizesAroundEveryBoundary) {
   constexpr std::int64_t kGigabyte = 1'000'000'000;
   const auto sizeOf = [](std::int64_t bytes) {
@@ -49,7 +49,7 @@ TEST(PredicatesTest, NandSizesAroundEveryBoundary) {
   EXPECT_EQ(Kernel::parseNandSize(nullptr), 0);
 }
 
-// A record cannot hold an absent "actual"; where none is stored, an absent attribute fails.
+// A record cannot have an absent "actual". Predicates that do not store the attribute fail.
 TEST(PredicatesTest, AbsentAttributes) {
   const Value text("text");
   const Value codes = parsed("( ABCD )");
@@ -78,8 +78,8 @@ TEST(PredicatesTest, AbsentAttributes) {
             "(null): FAIL, unknown FCCID (null), known FCCID");
 }
 
-// Of two long lists, values are told apart as they are one by one.
-TEST(PredicatesTest, LongListsOfAllKindsAreSearchedWhole) {
+// Searching a long list must give the same result as comparing with each element.
+TEST(PredicatesTest, LongLists) {
   const Value nan(std::nan(""));
   const auto makes = std::to_array<Value (*)(int)>({
       [](int i) { return Value("code " + std::to_string(i)); },
@@ -125,7 +125,7 @@ TEST(PredicatesTest, VendorAgainstAnyBoardCode) {
             "(null): FAIL, (null), one of BCD,DE67");
 }
 
-TEST(PredicatesTest, ACallWithoutAllPartNumberReferencesIsLogged) {
+TEST(PredicatesTest, LogsCallsWithoutAllPartNumberReferences) {
   const auto platform = std::make_shared<TestPlatform>();
   const PredicateKernel kernel(platform);
   Dictionary references = parsedDictionary("{ ModelNumber = M; RegionInfo = R; mpn = M; }");

@@ -1,5 +1,5 @@
-// A check with prepared rules has the same results as a check, also beyond what prepared rules keep. Random documents
-// are in CInterfaceTest.cpp.
+// Checks with prepared rules have the same results as checks without, even if the cache is full. CInterfaceTest.cpp
+// compares them for random documents.
 
 #include "CheckAgreement.h"
 #include "support/TestSupport.h"
@@ -7,7 +7,7 @@
 namespace tavik {
 namespace {
 
-// A kernel whose platform keeps the log, the local rules, and these made ready.
+// A kernel with its log, local rules, and the prepared rules.
 struct Host {
   Host(const Dictionary& library, std::optional<Dictionary> localRules) : rules(std::move(localRules)) {
     Reason why;
@@ -17,7 +17,7 @@ struct Host {
 
   [[nodiscard]] const Dictionary* local() const { return rules ? &*rules : nullptr; }
 
-  // Compares, and returns what the check left.
+  // Compares both kinds of checks; returns the results.
   CheckTrace compare(const Dictionary& device) const {
     auto [checked, other] = checkBothWays(*kernel, *prepared, *platform, device, local(), nullptr, true);
     EXPECT_EQ(checked.text(), other.text());
@@ -30,7 +30,7 @@ struct Host {
   std::unique_ptr<const PreparedRules> prepared;
 };
 
-TEST(PreparedRulesTest, OutlivesItsKernelAndDocuments) {
+TEST(PreparedRulesTest, OutlivesKernelAndDocuments) {
   auto host = std::make_unique<Host>(
       parsedDictionary("{ version = 7; \"a rule with a long name\" = { attribute = a; predicate = hasPrefix; }; }"),
       parsedDictionary(
@@ -49,8 +49,8 @@ TEST(PreparedRulesTest, OutlivesItsKernelAndDocuments) {
   }
 }
 
-TEST(PreparedRulesTest, BeyondWhatIsKept) {
-  constexpr int kPartNumbers = 560;  // of 500 rules each: more than 262,144
+TEST(PreparedRulesTest, FullCache) {
+  constexpr int kPartNumbers = 560;  // of 500 rules each; the limit is 262,144 rules
   Dictionary library{{"version", Value(7)}};
   Dictionary entries;
   for (int number = 0; number < 500; ++number) {
@@ -72,7 +72,7 @@ TEST(PreparedRulesTest, BeyondWhatIsKept) {
     ASSERT_TRUE(host.prepared->check(device, nullptr, nullptr, error)) << number;
   }
   host.platform->keepsLog = true;
-  for (const int number : {0, 1, 523, 524, 525, 558, 559}) {  // 524 are kept
+  for (const int number : {0, 1, 523, 524, 525, 558, 559}) {  // 524 fit
     for (int round = 0; round < 2; ++round) host.compare({{"ModelNumber", std::to_string(number)}, {"a", "559 of it"}});
   }
 }

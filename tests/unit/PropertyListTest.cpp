@@ -1,4 +1,4 @@
-// Property lists: what the three readers take and refuse, and where they say so; what the two writers make of values.
+// The three property list readers, their error messages and locations, and the two writers.
 
 #include <gmock/gmock.h>
 #include <sys/stat.h>
@@ -27,7 +27,7 @@ using namespace std::string_view_literals;
 
 constexpr PropertyListFormat kFormats[] = {PropertyListFormat::kXml, PropertyListFormat::kBinary};
 
-// Reads from a block that is exactly as long as the document, so that a byte too many does not go unnoticed.
+// Reads from a block of exactly this size, so that AddressSanitizer detects reads past the end.
 std::optional<Value> read(std::string_view document, std::string& error) {
   const auto block = std::make_unique<std::uint8_t[]>(document.size());
   std::copy(document.begin(), document.end(), block.get());
@@ -67,14 +67,14 @@ Value nested(int depth, Value value = "inside") {
   return value;
 }
 
-// The lowest `size` bytes of `number`, the highest first.
+// The lowest `size` bytes of `number` in big-endian order.
 std::string bigEndian(std::uint64_t number, int size) {
   std::string bytes;
   for (int shift = 8 * (size - 1); shift >= 0; shift -= 8) bytes += static_cast<char>(number >> shift & 0xFF);
   return bytes;
 }
 
-// Entries of an XML dictionary with the keys 10, 11, ...
+// Entries of an XML dictionary with the keys 10, 11 and so on.
 std::string manyEntries(int count) {
   std::string entries;
   for (int key = 10; key < 10 + count; ++key) entries += "<key>" + std::to_string(key) + "</key><true/>";
@@ -106,7 +106,7 @@ std::string textFromHex(std::string_view hex) {
   return {bytes.begin(), bytes.end()};
 }
 
-// The document of a case: objects and, if need be, sizes and the top object; "bytes" are put in place of others.
+// The document of a case: objects, an optional layout, and optional "bytes" that replace others.
 std::string binary(const Case& c) {
   std::vector<std::string> objects;
   if (const Array* listed = c.entries.findArray("objects")) {
@@ -133,7 +133,7 @@ struct Good {
 struct Bad {
   std::string_view why;
   std::string document;
-  std::string_view error;  // its beginning: the place, and enough of the message to tell it from others
+  std::string_view error;  // prefix: the location and the beginning of the message
 };
 
 void expectReadable(const std::vector<Good>& cases) {
@@ -174,19 +174,19 @@ TEST(XmlPropertyListTest, Reads) {
   EXPECT_TRUE(std::isnan(readable("<real>nan</real>").ifReal().value()));
 }
 
-TEST(XmlPropertyListTest, RefusesWithPlace) {
+TEST(XmlPropertyListTest, RejectsWithLocation) {
   expectRefused("xml-refused.json");
   expectRefused({
       {"control character in CDATA", "<string><![CDATA[a\0]]></string>"s, "line 1, column 19: control characters"},
       {"not UTF-8", "<string>a\n\xE9</string>", "line 2, column 1: invalid UTF-8"},
-      {"declared otherwise", "<?xml version='1.0' encoding='ISO-8859-1'?><string>\xE9</string>",
+      {"unsupported encoding", "<?xml version='1.0' encoding='ISO-8859-1'?><string>\xE9</string>",
        "line 1, column 21: the encoding \"ISO-8859-1\" is not supported"},
       {"UTF-16", "\xFF\xFE<\0"s, "line 1, column 1: the document is UTF-16"},
-      {"key twice among many",
+      {"duplicate key among many",
        "<dict><key>a</key><true/><key>b</key><true/>" + manyEntries(20) + "<key>b</key><true/></dict>",
        "line 1, column 445: the key \"b\" is given twice, first at line 1, column 26"},
       {"too deep", repeated("<array>", 513), "line 1, column 3585: nested more than 512 levels deep"},
-      {"much too deep", repeated("<dict><key>a</key>", 10000), "line 1, column 9217: nested more than 512 levels deep"},
+      {"far too deep", repeated("<dict><key>a</key>", 10000), "line 1, column 9217: nested more than 512 levels deep"},
   });
 }
 
@@ -197,23 +197,23 @@ TEST(TextPropertyListTest, Reads) {
   });
 }
 
-TEST(TextPropertyListTest, RefusesWithPlace) {
+TEST(TextPropertyListTest, RejectsWithLocation) {
   expectRefused("text-refused.json");
   expectRefused({
       {"control character", "\"a\0\""s, "line 1, column 3: unescaped control character"},
       {"not UTF-8", "(a, \"\xC0\x80\")", "line 1, column 6: invalid UTF-8"},
-      {"much too deep", std::string(10000, '('), "line 1, column 513: nested more than 512 levels deep"},
+      {"far too deep", std::string(10000, '('), "line 1, column 513: nested more than 512 levels deep"},
   });
 }
 
 TEST(BinaryPropertyListTest, Reads) { expectReadable("binary-read.json"); }
 
-TEST(BinaryPropertyListTest, RefusesWithPlace) {
+TEST(BinaryPropertyListTest, RejectsWithLocation) {
   expectRefused("binary-refused.json");
   EXPECT_THAT(refusalOf("bplist"), StartsWith("byte 6: the document is too short"));
 }
 
-TEST(BinaryPropertyListTest, RefusesDepthHoweverItIsShared) {
+TEST(BinaryPropertyListTest, RejectsDepthOfSharedObjects) {
   const auto chain = [](int length) {
     std::vector<std::string> objects;
     for (int index = 1; index <= length; ++index)
@@ -225,7 +225,7 @@ TEST(BinaryPropertyListTest, RefusesDepthHoweverItIsShared) {
   EXPECT_THAT(refusalOf(binary(chain(513), {2, 2, 0})), StartsWith("byte 1544: nested more than 512 levels deep"));
   EXPECT_THAT(refusalOf(binary(chain(10000), {3, 2, 0})), HasSubstr("more than 512 levels deep"));
 
-  // The second element holds the first one, which was read a level further out.
+  // The second element contains the first one, which is read at a lower depth.
   const auto shared = [](std::uint64_t length) {
     std::vector<std::string> objects = {"\xA2" + bigEndian(2, 2) + bigEndian(1, 2), "\xA1" + bigEndian(2, 2)};
     while (objects.size() < length + 2) objects.push_back("\xA1" + bigEndian(objects.size() + 1, 2));
@@ -236,14 +236,15 @@ TEST(BinaryPropertyListTest, RefusesDepthHoweverItIsShared) {
   EXPECT_THAT(refusalOf(shared(511)), StartsWith("byte 13: nested more than 512 levels deep"));
 }
 
-TEST(BinaryPropertyListTest, RefusesWhatSharingBlowsUp) {
+TEST(BinaryPropertyListTest, RejectsDocumentsThatExpandTooMuch) {
   std::vector<std::string> bomb;
   for (char level = 1; level <= 30; ++level) bomb.push_back("\xA2"s + level + level);
   bomb.emplace_back("\x09");
   EXPECT_THAT(refusalOf(binary(bomb)), HasSubstr("the object is far larger than the document"));
 }
 
-// Equality sees neither the order of keys nor the kind of a number nor the sign of a zero; the encoded bytes do.
+// Compares the encoded bytes too, because equality ignores the order of keys, the kind of numbers and the sign of
+// zeros.
 void expectRoundTrip(const Value& value) {
   for (const JsonLayout layout : {JsonLayout::kOneLine, JsonLayout::kIndented}) {
     std::string error;
@@ -261,7 +262,7 @@ void expectRoundTrip(const Value& value) {
   }
 }
 
-TEST(PropertyListTest, WhatIsWrittenReadsBackKindForKind) {
+TEST(PropertyListTest, RoundTrips) {
   using Real = std::numeric_limits<double>;
   Array all;
   for (const double number :
@@ -300,7 +301,7 @@ TEST(PropertyListTest, WhatIsWrittenReadsBackKindForKind) {
   }
 }
 
-TEST(PropertyListTest, XmlIsReadable) {
+TEST(PropertyListTest, XmlLayout) {
   Dictionary value{{"Name", "a<b\x01\xEF\xBF\xBF"},
                    {"List", Array::of(1, 1.0, true)},
                    {"Empty", Array()},
@@ -313,20 +314,20 @@ TEST(PropertyListTest, XmlIsReadable) {
                 std::string(76, 'A') + "\n\tAAAA\n\t</data>\n</dict>\n</plist>\n");
 }
 
-TEST(PropertyListTest, BinaryHoldsEqualScalarsOnce) {
+TEST(PropertyListTest, BinaryStoresEqualScalarsOnce) {
   // 8 header, 1 + 6 array, 5 distinct scalars, a table of 6, 32 trailer: 1 is neither true nor 1.0, and 0.0 is not
   // -0.0.
   const Value value = Array::of("ab", "ab", 1, 1, true, 1.0, 0.0, -0.0, -0.0);
   EXPECT_EQ(written(value, PropertyListFormat::kBinary).size(), 8U + (1 + 9) + (3 + 2 + 1 + 9 + 9 + 9) + 7 + 32);
 
-  // Contents that lie outside their values: equal ones once, but a string is not data.
+  // Contents that are not stored inline. A string does not equal data.
   const std::string text(20, 'x');
   const Data data(std::vector<std::uint8_t>(20, 'x'));
   const Value outside = Array::of(text, std::string(20, 'x'), data, Data(std::vector<std::uint8_t>(20, 'x')));
   EXPECT_EQ(written(outside, PropertyListFormat::kBinary).size(), 8U + (1 + 4) + 2 * (3 + 20) + 3 + 32);
   expectRoundTrip(outside);
 
-  // Shared without end, so little would stand for so much that the document could not be read back.
+  // If all elements shared one object, the document would expand too much to be read back.
   Array often;
   for (int count = 0; count < 200000; ++count) often.append(std::string(300, 'x'));
   const std::string document = written(often, PropertyListFormat::kBinary);
@@ -334,7 +335,7 @@ TEST(PropertyListTest, BinaryHoldsEqualScalarsOnce) {
   EXPECT_EQ(readable(document), Value(often));
 }
 
-TEST(PropertyListTest, WhatCouldNotBeReadBackIsNotWritten) {
+TEST(PropertyListTest, DoesNotWriteWhatCannotBeReadBack) {
   for (const PropertyListFormat format : kFormats) {
     std::string error;
     EXPECT_TRUE(writePropertyList(nested(512), format, error));
@@ -351,14 +352,14 @@ TEST(PropertyListTest, WhatCouldNotBeReadBackIsNotWritten) {
   }
 }
 
-TEST(PropertyListTest, EveryShorterPrefixIsRefused) {
+TEST(PropertyListTest, RejectsEveryShorterPrefix) {
   const Value value = Dictionary{{"Model", "MD\xC3\xA9"},
                                  {"List", Array::of(1.5, 70000, Data{1, 2, 3, 4}, Date::sinceReference(0.5), true)}};
   const std::string documents[] = {written(value, PropertyListFormat::kXml),
                                    written(value, PropertyListFormat::kBinary), description(&value)};
   for (const std::string& document : documents) {
     const std::size_t end = document.find_last_not_of('\n');
-    std::size_t length = document.starts_with("bplist") ? 6 : 0;  // fewer letters are a string without quotes
+    std::size_t length = document.starts_with("bplist") ? 6 : 0;  // a shorter prefix is an unquoted string
     for (; length <= end; ++length) {
       EXPECT_THAT(refusalOf(std::string_view(document).substr(0, length)), HasSubstr(": ")) << length;
     }
@@ -389,7 +390,7 @@ TEST(PropertyListTest, Files) {
   EXPECT_EQ(refusal(file + "\0x"s), "the path contains a NUL character");
   const std::string pipe = folder / "pipe";
   ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
-  EXPECT_THAT(refusal(pipe), HasSubstr("not a regular file"));  // and does not wait for a writer
+  EXPECT_THAT(refusal(pipe), HasSubstr("not a regular file"));  // without waiting for a writer
   fs::resize_file(file, (std::uintmax_t{1} << 30) + 1);
   EXPECT_EQ(refusal(file), "the file is larger than 1 GiB");
   EXPECT_EQ(openFiles(), openBefore);

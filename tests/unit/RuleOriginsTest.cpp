@@ -1,4 +1,4 @@
-// Where rules come from: every layer by name, and the same rules and errors as in a check.
+// Origins of rules: the layers, and the same rules and errors as in a check.
 
 #include <tavik/RuleOrigins.h>
 
@@ -34,7 +34,7 @@ std::vector<std::string> linesOf(const std::vector<RuleOrigin>& rules) {
   return lines;
 }
 
-TEST(RuleOrigins, NamesEveryLayerInTheOrderInWhichEntriesReplaceEachOther) {
+TEST(RuleOrigins, LayersInOrderOfReplacement) {
   const RuleOrigins origins(parsedDictionary(R"({
     version = 1; Color = { attribute = C; value = sand; }; Size = { attribute = S; }; Build = { value = 9; };
   })"),
@@ -42,7 +42,7 @@ TEST(RuleOrigins, NamesEveryLayerInTheOrderInWhichEntriesReplaceEachOther) {
     version = 1;
     MPNRules = { A = { Color = { value = red; }; Size = { value = 1; }; OneRuleSet = {};
                        RegionRules = { EU = { Size = { value = 2; }; Build = {}; }; US = {}; };
-                       TwoRuleSet = { value = nobody; reads = this; }; }; };
+                       TwoRuleSet = { value = unused; }; }; };
     GenericRules = { Size = {}; OneRuleSet = {}; Color = {}; };
     RuleSets = { OneRuleSet = { Size = { value = 3; }; TwoRuleSet = {}; ThreeRuleSet = {}; };
                  TwoRuleSet = { Color = { value = blue; }; OneRuleSet = {}; Unknown = {}; }; };
@@ -56,17 +56,17 @@ TEST(RuleOrigins, NamesEveryLayerInTheOrderInWhichEntriesReplaceEachOther) {
               ElementsAre("Color: part number=red < generic < set TwoRuleSet=blue, expects blue",
                           "Size: part number=1 < region=2 < generic < set OneRuleSet=3, expects 3",
                           "Build: region, expects 9", "ThreeRuleSet: set OneRuleSet, expects (null)",
-                          // The set was expanded before another one brought its name in.
+                          // Sets are expanded once; OneRuleSet is added by a later set.
                           "OneRuleSet: set TwoRuleSet, expects (null)", "Unknown: set TwoRuleSet, expects (null)"));
   ASSERT_EQ(device->sets.size(), 2U);
   EXPECT_EQ(lineOfOrigin(device->sets[0]), "OneRuleSet: part number < generic");
-  EXPECT_EQ(lineOfOrigin(device->sets[1]), "TwoRuleSet: part number=nobody < set OneRuleSet");
+  EXPECT_EQ(lineOfOrigin(device->sets[1]), "TwoRuleSet: part number=unused < set OneRuleSet");
   EXPECT_EQ(device->rules[0].rule(), parsedDictionary("{ attribute = C; value = blue; }"));
   EXPECT_EQ(device->rules[5].definition, nullptr);
   EXPECT_FALSE(error);
 }
 
-TEST(RuleOrigins, KnowsEveryKindOfDevice) {
+TEST(RuleOrigins, KindsOfDevices) {
   for (const Case& c : casesIn("device-kinds.json")) {
     std::string kinds;
     const RuleOrigins origins({}, parsedDictionary(c["rules"]));
@@ -77,8 +77,8 @@ TEST(RuleOrigins, KnowsEveryKindOfDevice) {
   }
 }
 
-// Who names what, as the layers say it: "NAME: LAYER=VALUE < LAYER", sorted. A name in layers before that of its set
-// stands for the set.
+// The contents of the layers as sorted lines "NAME: LAYER=VALUE < LAYER". A name that precedes the layer of its set is
+// the set.
 std::vector<std::string> linesOf(std::span<const LocalLayer> layers) {
   std::map<std::string, std::string> open;
   std::vector<std::string> lines;
@@ -100,13 +100,13 @@ std::vector<std::string> linesOf(std::span<const LocalLayer> layers) {
   return lines;
 }
 
-TEST(RuleOrigins, VisitsTheLayersThatRulesComeFrom) {
+TEST(RuleOrigins, LayersOfRandomDocuments) {
   std::size_t compared = 0;
   std::mt19937_64 random(20261121);
   for (int document = 0; document < 2000; ++document) {
     const RuleOrigins origins({}, randomDocuments(random).rules.value_or(Dictionary()));
     origins.forEachKind([&](const DeviceKind& kind, std::span<const LocalLayer> layers) {
-      const std::vector<std::string> lines = linesOf(layers);  // whatever is missing
+      const std::vector<std::string> lines = linesOf(layers);
       std::optional<Error> error;
       const auto device = origins.of(kind.partNumber, kind.region, error);
       if (!device) return;

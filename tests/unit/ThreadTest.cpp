@@ -1,5 +1,5 @@
-// One kernel, one set of prepared rules, one platform and shared values under eight threads: everybody gets what one
-// thread alone gets. ThreadSanitizer watches.
+// Eight threads share kernels, prepared rules, platforms and values; each gets the results of a single thread. Also
+// runs under ThreadSanitizer.
 
 #include <tavik/PreparedRules.h>
 #include <tavik/StationPlatform.h>
@@ -24,9 +24,9 @@ constexpr int kRounds = __has_feature(thread_sanitizer) ? 10 : 50;
 constexpr int kRounds = 50;
 #endif
 
-// Runs every job in every thread, each thread beginning with another one, and again and again; what a job gives is what
-// it gave before on one thread.
-void expectSameEverywhere(const std::vector<std::pair<const char*, std::function<Value()>>>& jobs) {
+// Runs all jobs repeatedly in all threads, which start with different jobs. Results must equal those of a single
+// thread.
+void expectSameResults(const std::vector<std::pair<const char*, std::function<Value()>>>& jobs) {
   std::vector<Value> expected;
   for (const auto& [name, job] : jobs) expected.push_back(job());
   std::vector<std::atomic<int>> different(jobs.size());
@@ -47,10 +47,10 @@ void expectSameEverywhere(const std::vector<std::pair<const char*, std::function
 
 Value valueOf(const CheckOutcome& run) {
   return Array::of(run.records ? Value(*run.records) : Value("absent"), run.station,
-                   run.reason ? run.reason->text() : "a verdict");
+                   run.reason ? run.reason->text() : "verdict");
 }
 
-TEST(ThreadTest, EverybodyGetsTheSame) {
+TEST(ThreadTest, Kernels) {
   auto platform = std::make_shared<TestPlatform>();
   platform->keepsLog = false;
   std::mt19937_64 random(20261123);
@@ -82,10 +82,10 @@ TEST(ThreadTest, EverybodyGetsTheSame) {
     });
     jobs.emplace_back("description", [=] { return Value(description(std::array{Value(made->library)}.data())); });
   }
-  expectSameEverywhere(jobs);
+  expectSameResults(jobs);
 }
 
-TEST(ThreadTest, OneStationPlatformServesAll) {
+TEST(ThreadTest, StationPlatform) {
   std::string error;
   const KeyPair keys = generateKeyPair(KeyAlgorithm::kEd25519, error).value();
   const KeyPair otherKeys = generateKeyPair(KeyAlgorithm::kEd25519, error).value();
@@ -95,25 +95,26 @@ TEST(ThreadTest, OneStationPlatformServesAll) {
   const StationPlatform platform(publicKey.path(), StationPlatform::Log::kNone);
 
   std::vector<std::pair<const char*, std::function<Value()>>> jobs;
-  const auto add = [&](const char* name, const Dictionary& document, bool holds) {
+  const auto add = [&](const char* name, const Dictionary& document, bool trusted) {
     const auto validation = [&platform, document]() -> Value {
       std::optional<std::string> why;
       const auto validated = platform.validatedPropertyListFromSignedDictionary(document, "", why);
       return validated ? *validated : Value(*why);
     };
-    EXPECT_EQ(validation().ifDictionary() != nullptr, holds) << name;
+    EXPECT_EQ(validation().ifDictionary() != nullptr, trusted) << name;
     jobs.emplace_back(name, validation);
   };
-  for (int number = 0; number < 10; ++number) {  // more than a small memory of verdicts holds
-    const std::string payload = "{ version = " + std::to_string(number) + "; A = \"a text that is long enough\"; }";
+  for (int number = 0; number < 10; ++number) {  // more than the cache has room for
+    const std::string payload =
+        "{ version = " + std::to_string(number) + "; A = \"a string that is not stored inline\"; }";
     const Dictionary document = signPropertyList(dataOf(payload), privateKey.path(), error).value();
     add("a document", document, true);
     Dictionary changed = document;
     changed.set("payload", dataOf(payload + " "));
     add("a changed document", changed, false);
-    add("a document of another key", *signPropertyList(dataOf(payload), otherPrivateKey.path(), error), false);
+    add("a document signed with another key", *signPropertyList(dataOf(payload), otherPrivateKey.path(), error), false);
   }
-  expectSameEverywhere(jobs);
+  expectSameResults(jobs);
 }
 
 }  // namespace

@@ -1,4 +1,4 @@
-// Trust policies, statements and the state file: what is accepted, and what a rejection says.
+// Trust policies, statements and the state file: acceptance and error messages.
 
 #include <gmock/gmock.h>
 #include <sys/stat.h>
@@ -31,7 +31,7 @@ std::string written(const Dictionary& document) {
   return {bytes.bytes().begin(), bytes.bytes().end()};
 }
 
-/// A folder with the keys "office" and "lead", and "other", which no policy names.
+/// A folder with the keys "office", "lead" and "other"; policies do not contain "other".
 class TrustPolicyTest : public testing::Test {
  protected:
   TrustPolicyTest() {
@@ -72,12 +72,12 @@ class TrustPolicyTest : public testing::Test {
     return document.value_or(Dictionary());
   }
 
-  /// "" if the document is accepted; the test's folder is cut from the reason.
+  /// The reason for a rejection without the folder's path; empty if the document is accepted.
   [[nodiscard]] std::string refusal(const TrustPolicy& policy, const Dictionary& document,
                                     std::optional<DocumentRole> role = DocumentRole::kLibrary) const {
     const StationPlatform platform(policy, StationPlatform::Log::kNone);
     std::string first;
-    for (int use = 0; use < 2; ++use) {  // a cached document is judged in the same way
+    for (int use = 0; use < 2; ++use) {  // the second time from the cache
       const ValidatedDocument validated = platform.validate(document, "", role);
       EXPECT_NE(validated.content.has_value(), validated.errorDescription.has_value());
       const std::string why = withoutFolder(validated.errorDescription.value_or(""));
@@ -271,7 +271,7 @@ TEST_F(TrustPolicyTest, PlatformsInC) {
   EXPECT_EQ(tavik_station_platform_new_with_policy("policy.json", 0, 0, nullptr, nullptr), TAVIK_NULL_ARGUMENT);
 }
 
-TEST_F(TrustPolicyTest, StatementsThatAreNotValid) {
+TEST_F(TrustPolicyTest, InvalidStatements) {
   const Dictionary rules{{"version", "7"}};
   const Dictionary valid{{"role", "library"}, {"product", "Heron"}, {"revision", Value(1)}, {"document", rules}};
   const auto with = [&](std::string_view key, Value value) {
@@ -300,7 +300,7 @@ TEST_F(TrustPolicyTest, StatementsThatAreNotValid) {
       {with("document", signedBy({"office"})), "is a signed document, not a rule document"},
       {with("threshold", Value(1)), "unknown key \"threshold\""},
   };
-  // The payload is parsed before it gets another signature.
+  // addSignature parses the payload.
   for (const auto& [payload, expected] : cases) {
     std::string error;
     Dictionary envelope = signedBy({"office"}, Statement{DocumentRole::kLibrary, "Heron", 1, std::nullopt});
@@ -340,7 +340,7 @@ TEST_F(TrustPolicyTest, OlderRevisions) {
   EXPECT_EQ(std::filesystem::status(path("state.json")).permissions(), std::filesystem::perms(0600));
 }
 
-TEST_F(TrustPolicyTest, StateFilesThatAreRejected) {
+TEST_F(TrustPolicyTest, InvalidStateFiles) {
   TrustPolicy keeping = policy(1);
   keeping.state = path("state.json");
   const Dictionary document = signedBy({"office"}, Statement{DocumentRole::kLibrary, "Heron", 5, std::nullopt});
@@ -383,9 +383,9 @@ TEST_F(TrustPolicyTest, StateFilesThatAreRejected) {
   EXPECT_THAT(refusal(keeping, document), testing::HasSubstr("is a symbolic link"));
 }
 
-TEST_F(TrustPolicyTest, ACaptureKeepsWhenDocumentsWereAccepted) {
+TEST_F(TrustPolicyTest, CapturesContainTheTimeOfValidation) {
   TrustPolicy policy = this->policy(1);
-  policy.time = Date::sinceEpoch(kPast.secondsSinceEpoch() - 1);  // a kernel may outlive the date of its library
+  policy.time = Date::sinceEpoch(kPast.secondsSinceEpoch() - 1);  // the kernel is used after its library has expired
   const Dictionary library = signedBy({"office"}, Statement{DocumentRole::kLibrary, "Heron", 1, kPast});
   const Dictionary rules = signedBy({"lead"}, Statement{DocumentRole::kLocalRules, "Heron", 2, std::nullopt});
   Reason why;
@@ -407,7 +407,7 @@ TEST_F(TrustPolicyTest, ACaptureKeepsWhenDocumentsWereAccepted) {
   EXPECT_EQ(outcome.provenance->rules.keys, std::vector<std::string>{"line lead"});
 }
 
-TEST_F(TrustPolicyTest, SeveralThreadsNeverLowerTheState) {
+TEST_F(TrustPolicyTest, ThreadsNeverLowerTheState) {
   constexpr int kRevisions = 12;
   TrustPolicy keeping = policy(1);
   keeping.state = path("state.json");

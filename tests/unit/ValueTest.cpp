@@ -22,7 +22,7 @@ std::vector<std::string> keysOf(const Dictionary& dictionary) {
   return keys;
 }
 
-TEST(ValueTest, KindsStayApart) {
+TEST(ValueTest, ValuesOfDifferentKindsDiffer) {
   const Value values[] = {Value(""),
                           Value(1),
                           Value(1.5),
@@ -36,12 +36,12 @@ TEST(ValueTest, KindsStayApart) {
   for (const Value& left : values) {
     for (const Value& right : values) EXPECT_EQ(left == right, &left == &right);
   }
-  static_assert(!std::is_constructible_v<Value, const Array*>, "a pointer is no boolean");
-  static_assert(!std::is_convertible_v<int, Value>, "numbers are named where they are made");
-  static_assert(!std::is_constructible_v<Value, std::uint64_t>, "beyond 64 signed bits");
+  static_assert(!std::is_constructible_v<Value, const Array*>, "a pointer is not a boolean");
+  static_assert(!std::is_convertible_v<int, Value>, "numbers need an explicit constructor");
+  static_assert(!std::is_constructible_v<Value, std::uint64_t>, "may exceed 64 signed bits");
 }
 
-TEST(ValueTest, TextOfEveryLengthSurvivesCopyMoveAndAssignment) {
+TEST(ValueTest, CopyAndMoveOfStringsOfAllLengths) {
   for (std::size_t length = 0; length < 40; ++length) {
     const std::string text(length, 'x');
     Value original(text);
@@ -55,7 +55,7 @@ TEST(ValueTest, TextOfEveryLengthSurvivesCopyMoveAndAssignment) {
   }
 }
 
-TEST(ValueTest, StringsAreAlwaysWellFormed) {
+TEST(ValueTest, MalformedUtf8IsReplaced) {
   struct Case {
     std::string_view bytes, text;
   };
@@ -65,8 +65,8 @@ TEST(ValueTest, StringsAreAlwaysWellFormed) {
       {"\xF0\x9F\x98\x80 emoji", "\xF0\x9F\x98\x80 emoji"},
       {"\xFF", "\xEF\xBF\xBD"},
       {"a\xC3", "a\xEF\xBF\xBD"},
-      {"\xE2\x82", "\xEF\xBF\xBD"},                              // a cut sequence is one malformed sequence
-      {"\xED\xA0\x80", "\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD"},  // a surrogate is none at all
+      {"\xE2\x82", "\xEF\xBF\xBD"},                              // an incomplete sequence is replaced as a whole
+      {"\xED\xA0\x80", "\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD"},  // a surrogate is replaced byte by byte
       {"\xC0\x80", "\xEF\xBF\xBD\xEF\xBF\xBD"},                  // overlong
       {"\xF4\x90\x80\x80", "\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD"},
       {"0123456789abcdef\x80", "0123456789abcdef\xEF\xBF\xBD"},
@@ -105,8 +105,8 @@ TEST(ValueTest, CopiesAreIndependent) {
   EXPECT_EQ(data, Data{1});
 }
 
-TEST(ValueTest, DictionaryKeepsOrderThroughEveryChange) {
-  // Against a plain list of pairs, small (scanned) and large (indexed), with erasing and storing again.
+TEST(ValueTest, DictionariesKeepTheirOrder) {
+  // Compares with a list of pairs, for dictionaries without (up to 16 keys) and with an index.
   std::mt19937 random(1);
   for (const int keys : {4, 16, 17, 300}) {
     Dictionary dictionary;
@@ -140,7 +140,7 @@ TEST(ValueTest, DictionaryKeepsOrderThroughEveryChange) {
   }
 }
 
-TEST(ValueTest, StoringAbsent) {
+TEST(ValueTest, AbsentValues) {
   Dictionary dictionary{{"a", "1"}, {"b", "2"}, {"c", "3"}};
   EXPECT_THROW(dictionary.set("a", nullptr), std::invalid_argument);
   EXPECT_THROW(Value(static_cast<const char*>(nullptr)), std::invalid_argument);
@@ -160,7 +160,7 @@ TEST(ValueTest, StoringAbsent) {
 }
 
 TEST(ValueTest, EqualityOfNumbersIsExact) {
-  constexpr std::int64_t kBig = (std::int64_t{1} << 53) + 1;  // no double is equal to it
+  constexpr std::int64_t kBig = (std::int64_t{1} << 53) + 1;  // not representable as a double
   EXPECT_EQ(Value(5), Value(5.0));
   EXPECT_NE(Value(kBig), Value(static_cast<double>(kBig)));
   EXPECT_NE(Value(std::numeric_limits<std::int64_t>::max()), Value(9223372036854775808.0));
@@ -177,8 +177,8 @@ TEST(ValueTest, EqualityOfNumbersIsExact) {
   EXPECT_NE(Value(Array::of(Dictionary{{"a", "1"}})), Value(Array::of(Dictionary())));
 }
 
-// Values that stand for far more elements than memory has.
-TEST(ValueTest, WhatIsSharedOverAndOverIsComparedOnce) {
+// Shared values with far more elements than memory could hold.
+TEST(ValueTest, SharedPartsAreComparedOnce) {
   const auto doubled = [](Value value, int times) {
     for (int i = 0; i < times; ++i)
       value = i % 2 == 0 ? Value(Array::of(value, value)) : Value(Dictionary{{"a", value}, {"b", value}});
@@ -222,15 +222,15 @@ TEST(ValueTest, Descriptions) {
   EXPECT_EQ(description(nullptr), "(null)");
 }
 
-TEST(ValueTest, ListingsReadBackAsText) {
-  const Value listing(Dictionary{{"plain", "A_1.x-y"},
-                                 {"", Array::of("", "a//b", "/* c */", "<00>", "\"\\\t\r\n\x01", "\u00E9\U0001F600")},
-                                 {"key with = and ;", Dictionary{{"data", Data{0, 1}}, {"none", Array()}}}});
-  const std::string text = description(&listing);
+TEST(ValueTest, DescriptionsReadBack) {
+  const Value original(Dictionary{{"plain", "A_1.x-y"},
+                                  {"", Array::of("", "a//b", "/* c */", "<00>", "\"\\\t\r\n\x01", "\u00E9\U0001F600")},
+                                  {"key with = and ;", Dictionary{{"data", Data{0, 1}}, {"none", Array()}}}});
+  const std::string text = description(&original);
   std::string error;
   const auto read = readPropertyList({reinterpret_cast<const std::uint8_t*>(text.data()), text.size()}, error);
   ASSERT_TRUE(read) << error << '\n' << text;
-  EXPECT_EQ(*read, listing) << text;
+  EXPECT_EQ(*read, original) << text;
 }
 
 }  // namespace

@@ -1,4 +1,4 @@
-/* The headers of the DER decoder and the manifest functions in C, and the variable arguments that only C passes. */
+/* The headers of the DER decoder and the manifest functions compile as C, and variable arguments are passed from C. */
 #include <stdio.h>
 #include <tavik/DERDecoder.h>
 #include <tavik/ManifestParser.h>
@@ -11,10 +11,10 @@ static const uint8_t kManifest[] = {0x30, 0x16, 0x30, 0x0B, 0x06, 0x09, 0x2A, 0x
 int main(void) {
   DERDecoder content = {kBytes, sizeof kBytes}, integer = {0}, set = {0}, items = {0};
   const uint32_t status = DERDecoderParseSequence(&content, 4,                    /* */
-                                                  1, 0, 2, 0, &integer,           /* its whole encoding */
-                                                  0, 0, 12, 0, (DERDecoder*)NULL, /* optional and not there */
+                                                  1, 0, 2, 0, &integer,           /* the whole encoding */
+                                                  0, 0, 12, 0, (DERDecoder*)NULL, /* optional and missing */
                                                   1, 0, 4, 0, (DERDecoder*)NULL,  /* */
-                                                  1, 0, 17, 1, &set);             /* its contents */
+                                                  1, 0, 17, 1, &set);             /* the content */
   if (status != kDERDecoderErrorNone || integer.length != 3 || set.buffer != kBytes + 8 ||
       getManifestDecoder(kManifest, sizeof kManifest, &items, decodeRootManifest) != kDERDecoderErrorNone ||
       items.buffer != kManifest + 17) {

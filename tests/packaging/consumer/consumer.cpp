@@ -1,5 +1,5 @@
-// consumer LIBRARY RULES PUBLIC_KEY: checks a device that it makes up, prints the records, exits with the number that
-// failed.
+// consumer LIBRARY RULES PUBLIC_KEY: checks a fixed device and prints the records. The exit status is the number of
+// failed records.
 
 #include <tavik/StationPlatform.h>
 #include <tavik/TavikKernel.h>
