@@ -370,16 +370,8 @@ class ThreadTest(unittest.TestCase):
                 except threading.BrokenBarrierError:
                     broken.append(line)
 
-        opened = kernel(LIBRARY, Meeting())
-        outcomes = opened.prepare(rules("Model Number")).check_many([GOOD, GOOD], threads=2)
+        outcomes = kernel(LIBRARY, Meeting()).prepare(rules("Model Number")).check_many([GOOD, GOOD], threads=2)
         self.assertEqual((broken, [outcome.passed for outcome in outcomes]), ([], [True, True]))
-        local = threading.local()
-        threads = [threading.Thread(target=opened.check, args=(GOOD, rules("Model Number"))) for _ in range(2)]
-        for thread in threads:
-            thread.start()
-        for thread in threads:
-            thread.join()
-        self.assertEqual(broken, [])
 
     def test_a_signal_interrupts_a_long_run(self):
         class Alarm(Exception):
@@ -395,57 +387,40 @@ class ThreadTest(unittest.TestCase):
             with self.assertRaises(Alarm):
                 prepared.check_many(devices, threads=2)
 
-    def run_program(self, program):
-        run = subprocess.run([sys.executable, "-c", program], cwd=pathlib.Path(__file__).parent, capture_output=True,
-                             timeout=60, check=False)
-        self.assertEqual((run.returncode, run.stderr), (0, b""))
-
     @unittest.skipIf(SANITIZED, "a child process does not have the sanitizer's runtime")
-    def test_exit_with_live_kernels(self):
-        program = """
-import atexit, sys
-def keep():
-    from kernel_test import GOOD, LIBRARY, Lines, Unsigned, kernel, rules
-    sys.kept = [kernel(LIBRARY, platform).prepare(rules("Model Number")) for platform in (Unsigned(), Lines())]
-    sys.results = [each.check(GOOD) for each in sys.kept]
-"""
-        self.run_program(program + "keep()")
-        self.run_program(program + "atexit.register(keep)")
-
-    @unittest.skipIf(SANITIZED, "a child process does not have the sanitizer's runtime")
-    def test_exit_with_threads_that_check(self):
+    def test_exit(self):
         setup = """
-import sys, threading, time
+import atexit, sys, threading, time
 from kernel_test import GOOD, LIBRARY, Lines, Unsigned, kernel, rules
+
+class Raising(Lines):
+    def log(self, line): raise ZeroDivisionError(line)
 
 class SlowExit:
     def __del__(self, clock=time.monotonic):
         end = clock() + 0.2
         while clock() < end: [number for number in range(1000)]
-sys.kept = SlowExit()
-sys.unraisablehook = lambda raised: None
 
-def forever(call):
-    threading.Thread(target=lambda: [call() for _ in iter(int, 1)], daemon=True).start()
+def keep():
+    sys.kept = [prepared(platform) for platform in (Unsigned(), Lines())]
+    sys.results = [each.check(GOOD) for each in sys.kept]
+
+def prepared(platform):
+    return kernel(LIBRARY, platform).prepare(rules("Model Number"))
+
+def forever(*calls):
+    sys.slow, sys.unraisablehook = SlowExit(), lambda raised: None
+    for call in calls:
+        threading.Thread(target=lambda call=call: [call() for _ in iter(int, 1)], daemon=True).start()
+    time.sleep(0.1)
+
 """
-        programs = {
-            "checks": """
-for platform in (Unsigned(), Lines()):
-    prepared = kernel(LIBRARY, platform).prepare(rules("Model Number"))
-    forever(lambda p=prepared: p.check(GOOD))
-    forever(lambda p=prepared: p.check_many([GOOD] * 200, 2))
-""",
-            "a log that raises": """
-class Raising(Lines):
-    def log(self, line): raise ZeroDivisionError(line)
-prepared = kernel(LIBRARY, Raising()).prepare(rules("Model Number"))
-forever(lambda: prepared.check(GOOD))
-""",
-        }
-        for name, program in programs.items():
-            with self.subTest(name):
-                for _ in range(4):
-                    self.run_program(setup + program + "time.sleep(0.1)")
+        check = "for p in map(prepared, (Unsigned(), Lines())): forever(lambda p=p: p.check(GOOD), lambda p=p: p.check_many([GOOD] * 200, 2))"
+        for program in ("keep()", "atexit.register(keep)", *[check, "forever(lambda p=prepared(Raising()): p.check(GOOD))"] * 4):
+            with self.subTest(program):
+                run = subprocess.run([sys.executable, "-c", setup + program], cwd=pathlib.Path(__file__).parent,
+                                     capture_output=True, timeout=60, check=False)
+                self.assertEqual((run.returncode, run.stderr), (0, b""))
 
     def test_uninitialized_objects(self):
         class Hasty(tavik.Kernel):

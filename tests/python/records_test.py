@@ -77,60 +77,41 @@ class RecordsTest(FolderTest):
         wanted = {key: value for key, value in wanted.items() if key != "signatures"}  # depends on the command's options
         self.assertEqual(repr({key: found[key] for key in wanted}), repr(wanted))
 
-    def test_lists_descriptions_decoders_and_expressions(self):
+    def test_lists_decoders_descriptions_and_expressions(self):
         with (STATION / "devices.jsonl").open(encoding="utf-8") as file:
             device = from_json(json.loads(file.readline()))["attributes"]
         (self.folder / "device.json").write_text(json.dumps(to_json(device)), encoding="utf-8")
-        for name, found in (
-            ("sfc", self.kernel.sfc_check_list(self.rules, device)),
-            ("gui", self.kernel.gui_check_list(self.rules, device)),
-            ("sim", self.kernel.sim_check_list(self.rules, device)),
-            ("domain", self.kernel.domain_list(self.rules, device)),
-            ("polling", self.kernel.polling_list(self.rules, device)),
-        ):
-            (answered,) = self.tavik("list", name, *DOCUMENTS, "--attributes", "device.json", "--format", "json")
-            self.assertEqual(repr(found), repr(answered["list"]))
-            self.assertTrue(found, name)
-
-        blobs = {"syscfg": (tavik.decode_sys_cfg, device["SysCfgData"]),
-                 "control-bits": (tavik.decode_control_bits, device["ControlBits"]),
-                 "root-manifest": (tavik.decode_root_manifest,
-                                   device["BasebandFirmwareManifestData"]["RootManifestData"]),
-                 "provisioning-manifest": (tavik.decode_provisioning_manifest,
-                                           device["BasebandFirmwareManifestData"]["ProvisioningManifestData"])}
-        for name, (decode, blob) in blobs.items():
-            (self.folder / name).write_bytes(blob)
-            (answered,) = self.tavik("decode", name, name, "--format", "json")
-            self.assertEqual(repr(decode(blob)), repr(answered))
-            self.assertTrue(answered, name)
-        (der,) = self.tavik("decode", "der", "root-manifest", "--format", "json")
-        self.same_elements(tavik.decode_der(blobs["root-manifest"][1]), der["items"])
-
-        for arguments, found in (
-            (["describe", "value-in-list", "--attribute", '["a", 5]', "--value", '["b"]'],
-             tavik.value_in_list_description(["a", 5], ["b"])),
-            (["describe", "nand-size", "--attribute", "@device.json", "--value", '{"KQ2": 64}'],
-             tavik.nand_size_check_description(device, {"KQ2": 64})),
-            (["describe", "nvram-white-list", "--attribute", '{"a": 1, "b": 2}', "--value", '["a"]'],
+        manifests = device["BasebandFirmwareManifestData"]
+        lists = {"sfc": self.kernel.sfc_check_list, "gui": self.kernel.gui_check_list, "sim": self.kernel.sim_check_list,
+                 "domain": self.kernel.domain_list, "polling": self.kernel.polling_list}
+        decoders = {"syscfg": (tavik.decode_sys_cfg, device["SysCfgData"]),
+                    "control-bits": (tavik.decode_control_bits, device["ControlBits"]),
+                    "root-manifest": (tavik.decode_root_manifest, manifests["RootManifestData"]),
+                    "provisioning-manifest": (tavik.decode_provisioning_manifest, manifests["ProvisioningManifestData"])}
+        cases = [
+            ('describe value-in-list --attribute ["a",5] --value ["b"]', tavik.value_in_list_description(["a", 5], ["b"])),
+            ('describe nand-size --attribute @device.json --value {"KQ2":64}', tavik.nand_size_check_description(device, {"KQ2": 64})),
+            ('describe nvram-white-list --attribute {"a":1,"b":2} --value ["a"]',
              tavik.nvram_white_list_description({"a": 1, "b": 2}, ["a"])),
-            (["eval", "equal OR greaterThan", "--attribute", "5.5", "--value", '"5"'],
-             tavik.evaluate("equal OR greaterThan", 5.5, "5")),
-            (["eval", "staticTextGUIEquals", "--attribute", "1", "--value", '"OK"', "--references", '{"a": "ok"}'],
+            ('eval staticTextGUIEquals --attribute 1 --value "OK" --references {"a":"ok"}',
              tavik.evaluate("staticTextGUIEquals", 1, "OK", {"a": "ok"})),
-        ):
-            (answered,) = self.tavik(*arguments, "--format", "json")
-            self.assertEqual(repr(found), repr(answered))
-
-    def same_elements(self, found, expected):
-        self.assertEqual(len(found), len(expected))
-        for item, element in zip(found, expected):
-            self.assertEqual((item.tag_class, item.tag, item.is_constructed, len(item.encoding)),
-                             (element["class"], element["tag"], element["constructed"],
-                              element["headerLength"] + element["length"]))
-            if item.is_constructed:
-                self.same_elements(tavik.decode_der(item.content), element["items"])
-            else:
-                self.assertEqual(item.content, element["data"])
+        ]
+        for name, make in lists.items():
+            found = make(self.rules, device)
+            self.assertTrue(found, name)
+            cases.append((" ".join(("list", name, *DOCUMENTS, "--attributes device.json")), {"list": found, "error": None}))
+        for name, (decode, blob) in decoders.items():
+            (self.folder / name).write_bytes(blob)
+            self.assertTrue(decode(blob), name)
+            cases.append((f"decode {name} {name}", decode(blob)))
+        for command, found in cases:
+            with self.subTest(command):
+                (answered,) = self.tavik(*command.split(), "--format", "json")
+                self.assertEqual(repr(found), repr(answered))
+        root = manifests["RootManifestData"]
+        for blob, expected in ((root, (0, 16, True, root)), (b"\x84\x01A", (2, 4, False, b"\x84\x01A"))):
+            (item,) = tavik.decode_der(blob)
+            self.assertEqual((item.tag_class, item.tag, item.is_constructed, item.encoding), expected)
 
 
 if __name__ == "__main__":

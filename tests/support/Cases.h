@@ -14,6 +14,12 @@
 
 namespace tavik {
 
+inline std::string repeated(std::string_view text, int count) {
+  std::string result;
+  for (int index = 0; index < count; ++index) result += text;
+  return result;
+}
+
 /// Reads hexadecimal bytes separated by spaces.
 inline std::vector<std::uint8_t> fromHex(std::string_view hex) {
   std::vector<std::uint8_t> bytes;

@@ -52,20 +52,40 @@ class TestPlatform : public Platform {
   mutable std::vector<std::string> lines;
 };
 
+/// A temporary folder, removed by the destructor.
+class TemporaryFolder {
+ public:
+  TemporaryFolder() {
+    std::string name = testing::TempDir() + "/tavik-XXXXXX";
+    path_ = std::string(mkdtemp(name.data())) + "/";
+  }
+  ~TemporaryFolder() { std::filesystem::remove_all(path_); }
+  TemporaryFolder(const TemporaryFolder&) = delete;
+  TemporaryFolder& operator=(const TemporaryFolder&) = delete;
+
+  [[nodiscard]] std::string path(const std::string& name) const { return path_ + name; }
+  std::string write(const std::string& name, std::string_view content) const {  // NOLINT(modernize-use-nodiscard)
+    std::ofstream(path(name), std::ios::binary) << content;
+    return path(name);
+  }
+  /// The text without the folder's path.
+  [[nodiscard]] std::string removedFrom(std::string text) const {
+    for (std::size_t at = 0; (at = text.find(path_)) != std::string::npos;) text.erase(at, path_.size());
+    return text;
+  }
+
+ private:
+  std::string path_;
+};
+
 /// A temporary file, removed by the destructor.
 class TemporaryFile {
  public:
-  explicit TemporaryFile(std::string_view content)
-      : path_(testing::TempDir() + "/tavik-" + std::to_string(getpid()) + "-" +
-              std::to_string(reinterpret_cast<std::uintptr_t>(this))) {
-    std::ofstream(path_, std::ios::binary) << content;
-  }
-  ~TemporaryFile() { std::filesystem::remove(path_); }
-  TemporaryFile(const TemporaryFile&) = delete;
-  TemporaryFile& operator=(const TemporaryFile&) = delete;
+  explicit TemporaryFile(std::string_view content) : path_(folder_.write("file", content)) {}
   [[nodiscard]] const std::string& path() const { return path_; }
 
  private:
+  TemporaryFolder folder_;
   std::string path_;
 };
 

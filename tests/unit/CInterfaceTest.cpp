@@ -194,29 +194,25 @@ TEST(CInterfaceTest, DescriptionsAndDecoders) {
   const Value variables = Dictionary{{"a", "1"}, {"c", "2"}};
   const Value text("ok");
   const Dictionary answers{{"question", "OK"}};
-  std::optional<Error> error;
-  const PredicateKernel predicates(std::make_shared<TestPlatform>());
-  const auto tree = AbstractTreeNode::parsePredicateString("NOT staticTextGUIEquals", predicates, error);
-  const Data blob(
-      fromHex("00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 01 00 00 00 "
-              "23 42 4C 4D 78 79 00 00 00 00 00 00 00 00 00 00 00 00 00 00"));
-  const Data root(kRootManifest);
-#define GIVEN(call) exact::text(valueOf(c::made([&](tavik_value** value) { return call; })))
-  EXPECT_EQ(GIVEN(tavik_value_in_list_description(handleOf(list), nullptr, value, nullptr)),
-            exact::text(ZRTTavikKernel::valueInListDescription(&list, nullptr)));
-  EXPECT_EQ(GIVEN(tavik_nand_size_check_description(handleOf(phone), handleOf(sizes), value, nullptr)),
-            exact::text(ZRTTavikKernel::nandSizeCheckDescription(phone, &sizes)));
-  EXPECT_EQ(GIVEN(tavik_nvram_white_list_description(handleOf(variables), handleOf(list), value, nullptr)),
-            exact::text(ZRTTavikKernel::nvramWhiteListDescription(&variables, &list)));
-  EXPECT_EQ(GIVEN(tavik_evaluate("NOT staticTextGUIEquals", handleOf(list), handleOf(answers), handleOf(text), nullptr,
-                                 value, nullptr)),
-            exact::text(*tree->process(&list, &text, &answers)));
-  EXPECT_EQ(GIVEN(tavik_decode_syscfg(blob.bytes().data(), blob.size(), value)),
-            exact::text(Dictionary{{"MLB#", "xy"}}));
-  EXPECT_EQ(GIVEN(tavik_decode_control_bits(blob.bytes().data(), blob.size(), value)), exact::text(Array()));
-  EXPECT_EQ(GIVEN(tavik_decode_root_manifest(kRootManifest, sizeof kRootManifest, value)),
-            exact::text(*ManifestParser::rootDictFromData({{"RootManifestData", root}})));
-#undef GIVEN
+  std::string blob(24, '\0');
+  blob[20] = 1;
+  blob += "#BLMxy" + std::string(14, '\0');
+#define EXPECT_GIVEN(call, expected) \
+  EXPECT_EQ(exact::text(valueOf(c::made([&](tavik_value** value) { return call; }))), exact::text(expected))
+  EXPECT_GIVEN(tavik_value_in_list_description(handleOf(list), nullptr, value, nullptr),
+               ZRTTavikKernel::valueInListDescription(&list, nullptr));
+  EXPECT_GIVEN(tavik_nand_size_check_description(handleOf(phone), handleOf(sizes), value, nullptr),
+               ZRTTavikKernel::nandSizeCheckDescription(phone, &sizes));
+  EXPECT_GIVEN(tavik_nvram_white_list_description(handleOf(variables), handleOf(list), value, nullptr),
+               ZRTTavikKernel::nvramWhiteListDescription(&variables, &list));
+  EXPECT_GIVEN(
+      tavik_evaluate("staticTextGUIEquals", handleOf(list), handleOf(answers), handleOf(text), nullptr, value, nullptr),
+      ZRTTavikKernel::staticTextGUIEquals(&list, &answers, &text));
+  EXPECT_GIVEN(tavik_decode_syscfg(blob.data(), blob.size(), value), (Dictionary{{"MLB#", "xy"}}));
+  EXPECT_GIVEN(tavik_decode_control_bits(blob.data(), blob.size(), value), Array());
+  EXPECT_GIVEN(tavik_decode_root_manifest(kRootManifest, sizeof kRootManifest, value),
+               *ManifestParser::rootDictFromData({{"RootManifestData", Data(kRootManifest)}}));
+#undef EXPECT_GIVEN
 }
 
 TEST(CInterfaceTest, BuildingAndReadingValues) {
@@ -281,44 +277,33 @@ TEST(CInterfaceTest, PropertyLists) {
   OwnedValue read;
   OwnedError error;
   for (const std::int32_t format : {TAVIK_FORMAT_XML, TAVIK_FORMAT_BINARY}) {
-    const OwnedValue document =
-        c::made([&](auto out) { return tavik_property_list_write(handleOf(value), format, out, nullptr); });
-    const std::uint8_t* bytes = nullptr;
-    std::size_t length = 0;
-    done(tavik_value_get_data(document, &bytes, &length));
-    EXPECT_EQ(std::string(bytes, bytes + 5), format == TAVIK_FORMAT_XML ? "<?xml" : "bplis");
-    done(tavik_property_list_read(bytes, length, read.out(), nullptr));
+    const Value document =
+        valueOf(c::made([&](auto out) { return tavik_property_list_write(handleOf(value), format, out, nullptr); }));
+    const std::string bytes(document.ifData()->bytes().begin(), document.ifData()->bytes().end());
+    EXPECT_EQ(bytes.substr(0, 5), format == TAVIK_FORMAT_XML ? "<?xml" : "bplis");
+    done(tavik_property_list_read(bytes.data(), bytes.size(), read.out(), nullptr));
     EXPECT_EQ(exact::text(valueOf(read)), exact::text(value));
-    const TemporaryFile file(std::string(bytes, bytes + length));
-    done(tavik_property_list_read_file(file.path().c_str(), read.out(), nullptr));
+    done(tavik_property_list_read_file(TemporaryFile(bytes).path().c_str(), read.out(), nullptr));
     EXPECT_EQ(exact::text(valueOf(read)), exact::text(value));
   }
   EXPECT_EQ(tavik_property_list_read("{ a = 1;\n a = 2; }", 18, read.out(), error.out()), TAVIK_REFUSED);
   EXPECT_THAT(tavik_error_text(error), testing::StartsWith("line 2, column 2: "));
   EXPECT_STREQ(tavik_error_domain(error), "Tavik C Interface");
   EXPECT_EQ(tavik_error_code(error), TAVIK_REFUSED);
-  EXPECT_EQ(tavik_property_list_read_file("/no/such/file", read.out(), error.out()), TAVIK_REFUSED);
-  EXPECT_THAT(tavik_error_text(error), testing::HasSubstr("No such file"));
-  const OwnedValue date = handleOf(Value(Date::sinceReference(1e15)));
-  EXPECT_EQ(tavik_property_list_write(date, TAVIK_FORMAT_XML, read.out(), error.out()), TAVIK_REFUSED);
-  EXPECT_STRNE(tavik_error_text(error), "");
 }
 
 TEST(CInterfaceTest, Json) {
   OwnedValue value;
   OwnedValue text;
   OwnedError error;
-  done(tavik_json_read("[1, {}] ?", 8, value.out(), error.out()));
-  done(tavik_json_write(value, TAVIK_JSON_ONE_LINE, text.out(), error.out()));
-  EXPECT_EQ(c::stringOf(text), "[1, {}]");
-  done(tavik_json_read("[1, {}]", TAVIK_TO_NUL, value.out(), nullptr));
-  done(tavik_json_write(value, TAVIK_JSON_INDENTED, text.out(), nullptr));
-  EXPECT_EQ(c::stringOf(text), "[\n  1,\n  {}\n]");
+  done(tavik_json_read("[1, {}] ?", 8, value.out(), nullptr));
+  for (const auto& [layout, expected] :
+       {std::pair(TAVIK_JSON_ONE_LINE, "[1, {}]"), std::pair(TAVIK_JSON_INDENTED, "[\n  1,\n  {}\n]")}) {
+    done(tavik_json_write(value, layout, text.out(), nullptr));
+    EXPECT_EQ(c::stringOf(text), expected);
+  }
   EXPECT_EQ(tavik_json_read("[1,\n\"\xFF\"]", TAVIK_TO_NUL, value.out(), error.out()), TAVIK_REFUSED);
   EXPECT_STREQ(tavik_error_text(error), "line 2, column 2 ([1]): invalid UTF-8");
-  EXPECT_EQ(tavik_json_write(handleOf(Value(Date::sinceReference(1e15))), TAVIK_JSON_ONE_LINE, text.out(), error.out()),
-            TAVIK_REFUSED);
-  EXPECT_THAT(tavik_error_text(error), testing::StartsWith("the date"));
 }
 
 // No call may crash, return a handle, or change its arguments.
@@ -332,6 +317,7 @@ TEST(CInterfaceTest, Misuse) {
   done(tavik_kernel_prepare(kernel, nullptr, rules.out(), nullptr));
   const OwnedValue string = handleOf(Value("text"));
   const OwnedValue integer = handleOf(Value(5));
+  const OwnedValue farDate = handleOf(Value(Date::sinceReference(1e15)));
   const OwnedValue array = handleOf(Value(Array::of("element")));
   const OwnedValue dictionary = handleOf(Value(Dictionary{{"k", "v"}}));
   // Handles of the wrong type.
@@ -381,57 +367,38 @@ TEST(CInterfaceTest, Misuse) {
       CASE(TAVIK_NULL_ARGUMENT, tavik_value_new_string("x", 1, nullptr)),
       CASE(TAVIK_NOT_UTF8, tavik_value_new_string("a\xFF", TAVIK_TO_NUL, &value)),
       CASE(TAVIK_NOT_UTF8, tavik_value_new_string("\xED\xA0\x80", 3, &value)),
-      CASE(TAVIK_NULL_ARGUMENT, tavik_value_new_integer(1, nullptr)),
       CASE(TAVIK_NULL_ARGUMENT, tavik_value_new_data(nullptr, 1, &value)),
       CASE(TAVIK_BAD_ARGUMENT, tavik_value_new_data("x", SIZE_MAX, &value)),
-      CASE(TAVIK_NULL_ARGUMENT, tavik_value_new_array(nullptr)),
-      CASE(TAVIK_NULL_ARGUMENT, tavik_value_copy(nullptr, &value)),
       CASE(TAVIK_BAD_HANDLE, tavik_value_copy(noValue, &value)),
       CASE(TAVIK_NULL_ARGUMENT, tavik_value_release(nullptr)),
       CASE(TAVIK_BAD_HANDLE, released(noValue, tavik_value_release)),
       CASE(TAVIK_BAD_HANDLE, released(noKernel, tavik_kernel_release)),
-      CASE(TAVIK_BAD_HANDLE, released(noRules, tavik_rules_release)),
-      CASE(TAVIK_BAD_HANDLE, released(noPlatform, tavik_platform_release)),
-      CASE(TAVIK_BAD_HANDLE, released(reinterpret_cast<tavik_error*>(noValue), tavik_error_release)),
       CASE(TAVIK_NULL_ARGUMENT, tavik_value_get_kind(nullptr, &truth)),
       CASE(TAVIK_NULL_ARGUMENT, tavik_value_get_kind(string, nullptr)),
       CASE(TAVIK_NULL_ARGUMENT, tavik_value_get_string(string, nullptr, &size)),
       CASE(TAVIK_WRONG_KIND, tavik_value_get_string(integer, &text, &size)),
       CASE(TAVIK_WRONG_KIND, tavik_value_get_integer(string, &number)),
-      CASE(TAVIK_WRONG_KIND, tavik_value_get_real(integer, &real)),
-      CASE(TAVIK_WRONG_KIND, tavik_value_get_boolean(integer, &truth)),
       CASE(TAVIK_WRONG_KIND, tavik_value_get_data(string, &bytes, &size)),
       CASE(TAVIK_WRONG_KIND, tavik_value_get_date(integer, &real)),
-      CASE(TAVIK_BAD_HANDLE, tavik_value_get_date(noValue, &real)),
       CASE(TAVIK_WRONG_KIND, tavik_value_get_count(string, &size)),
       CASE(TAVIK_NULL_ARGUMENT, tavik_value_equal(string, nullptr, &truth)),
-      CASE(TAVIK_BAD_HANDLE, tavik_value_describe(noValue, &value)),
       CASE(TAVIK_INDEX_OUT_OF_RANGE, tavik_array_get(array, 1, &value)),
-      CASE(TAVIK_WRONG_KIND, tavik_array_get(dictionary, 0, &value)),
       CASE(TAVIK_INDEX_OUT_OF_RANGE, tavik_array_set(array, 1, string)),
       CASE(TAVIK_WRONG_KIND, tavik_array_set(string, 0, string)),
       CASE(TAVIK_NULL_ARGUMENT, tavik_array_append(array, nullptr)),
-      CASE(TAVIK_BAD_HANDLE, tavik_array_append(array, noValue)),
       CASE(TAVIK_WRONG_KIND, tavik_dictionary_keys(array, &value)),
       CASE(TAVIK_NULL_ARGUMENT, tavik_dictionary_get(dictionary, nullptr, 1, &value)),
       CASE(TAVIK_NOT_FOUND, tavik_dictionary_get(dictionary, "x", 1, &value)),
-      CASE(TAVIK_NOT_UTF8, tavik_dictionary_get(dictionary, "\xFF", 1, &value)),
       CASE(TAVIK_NULL_ARGUMENT, tavik_dictionary_set(dictionary, "n", 1, nullptr)),
       CASE(TAVIK_NOT_UTF8, tavik_dictionary_set(dictionary, "\x80", 1, string)),
       CASE(TAVIK_BAD_HANDLE, tavik_dictionary_set(noValue, "n", 1, string)),
       CASE(TAVIK_NOT_FOUND, tavik_dictionary_erase(dictionary, "x", 1)),
       CASE(TAVIK_NULL_ARGUMENT, tavik_dictionary_set_string(dictionary, "n", nullptr)),
-      CASE(TAVIK_NULL_ARGUMENT, tavik_dictionary_set_integer(dictionary, nullptr, 1)),
-      CASE(TAVIK_WRONG_KIND, tavik_dictionary_set_real(string, "n", 1)),
-      CASE(TAVIK_NOT_UTF8, tavik_dictionary_set_boolean(dictionary, "\xC3", 1)),
       CASE(TAVIK_NULL_ARGUMENT, tavik_dictionary_set_data(dictionary, "n", nullptr, 1)),
-      CASE(TAVIK_NULL_ARGUMENT, tavik_dictionary_set_date(nullptr, "n", 1)),
       CASE(TAVIK_NOT_FOUND, tavik_dictionary_get_string(dictionary, "x", &text, &size)),
       CASE(TAVIK_WRONG_KIND, tavik_dictionary_get_integer(dictionary, "k", &number)),
       CASE(TAVIK_NULL_ARGUMENT, tavik_dictionary_get_real(dictionary, "x", nullptr)),
-      CASE(TAVIK_WRONG_KIND, tavik_dictionary_get_boolean(array, "k", &truth)),
       CASE(TAVIK_NULL_ARGUMENT, tavik_dictionary_get_data(dictionary, nullptr, &bytes, &size)),
-      CASE(TAVIK_NULL_ARGUMENT, tavik_dictionary_get_date(nullptr, "k", &real)),
       CASE(TAVIK_NULL_ARGUMENT, tavik_property_list_read(nullptr, 1, &value, &error)),
       CASE(TAVIK_REFUSED, tavik_property_list_read(nullptr, 0, &value, &error)),
       CASE(TAVIK_NULL_ARGUMENT, tavik_property_list_read_file(nullptr, &value, &error)),
@@ -439,7 +406,9 @@ TEST(CInterfaceTest, Misuse) {
       CASE(TAVIK_NULL_ARGUMENT, tavik_json_read(nullptr, TAVIK_TO_NUL, &value, &error)),
       CASE(TAVIK_REFUSED, tavik_json_read(nullptr, 0, &value, &error)),
       CASE(TAVIK_BAD_ARGUMENT, tavik_json_write(string, 3, &value, &error)),
-      CASE(TAVIK_NULL_ARGUMENT, tavik_property_list_write(nullptr, TAVIK_FORMAT_XML, &value, &error)),
+      CASE(TAVIK_REFUSED, tavik_json_write(farDate, TAVIK_JSON_ONE_LINE, &value, &error)),
+      CASE(TAVIK_REFUSED, tavik_property_list_write(farDate, TAVIK_FORMAT_XML, &value, &error)),
+      CASE(TAVIK_REFUSED, tavik_property_list_read_file("/no/such/file", &value, &error)),
       CASE(TAVIK_NULL_ARGUMENT, tavik_verdict_trust(nullptr, string)),
       CASE(TAVIK_BAD_HANDLE, tavik_verdict_trust(noVerdict, string)),
       CASE(TAVIK_BAD_HANDLE, tavik_verdict_refuse(noVerdict, "x", 1)),
@@ -455,32 +424,21 @@ TEST(CInterfaceTest, Misuse) {
       CASE(TAVIK_REFUSED, tavik_kernel_new("/no/such/file", platform, &madeKernel, &error)),
       CASE(TAVIK_BAD_HANDLE, tavik_kernel_check(noKernel, dictionary, nullptr, nullptr, nullptr, &value, &error)),
       CASE(TAVIK_NULL_ARGUMENT, tavik_kernel_check(kernel, nullptr, nullptr, nullptr, nullptr, &value, &error)),
-      CASE(TAVIK_WRONG_KIND, tavik_kernel_check(kernel, array, nullptr, nullptr, nullptr, &value, &error)),
       CASE(TAVIK_WRONG_KIND, tavik_kernel_check(kernel, dictionary, string, nullptr, nullptr, &value, &error)),
-      CASE(TAVIK_WRONG_KIND, tavik_kernel_check(kernel, dictionary, nullptr, array, nullptr, &value, &error)),
       CASE(TAVIK_WRONG_KIND, tavik_kernel_check(kernel, dictionary, nullptr, nullptr, integer, &value, &error)),
       CASE(TAVIK_WRONG_KIND, tavik_kernel_prepare(kernel, string, &madeRules, &error)),
       CASE(TAVIK_NULL_ARGUMENT, tavik_kernel_prepare(kernel, nullptr, nullptr, &error)),
       CASE(TAVIK_BAD_HANDLE, tavik_rules_check(noRules, dictionary, nullptr, nullptr, &value, &error)),
-      CASE(TAVIK_NULL_ARGUMENT, tavik_rules_check(nullptr, dictionary, nullptr, nullptr, &value, &error)),
       CASE(TAVIK_NULL_ARGUMENT, tavik_kernel_sfc_check_list(kernel, nullptr, dictionary, &value, &error)),
-      CASE(TAVIK_WRONG_KIND, tavik_kernel_gui_check_list(kernel, dictionary, string, &value, &error)),
       CASE(TAVIK_BAD_HANDLE, tavik_kernel_domain_list(noKernel, dictionary, dictionary, &value, &error)),
-      CASE(TAVIK_NULL_ARGUMENT, tavik_kernel_polling_list(kernel, dictionary, dictionary, nullptr, &error)),
       CASE(TAVIK_NULL_ARGUMENT, tavik_evaluate(nullptr, string, nullptr, string, nullptr, &value, &error)),
-      CASE(TAVIK_NOT_UTF8, tavik_evaluate("\xFF", string, nullptr, string, nullptr, &value, &error)),
       CASE(TAVIK_ERROR, tavik_evaluate("a b c d", string, nullptr, string, nullptr, &value, &error)),
-      CASE(TAVIK_WRONG_KIND, tavik_evaluate("equal", string, array, string, nullptr, &value, &error)),
       CASE(TAVIK_BAD_HANDLE, tavik_evaluate("equal", string, nullptr, string, noPlatform, &value, &error)),
       CASE(TAVIK_FAULT_OUT_OF_RANGE,
            tavik_evaluate("MPN4CCheck", handleOf(Value("abc")), nullptr, string, nullptr, &value, &error)),
       CASE(TAVIK_FAULT_INVALID_ARGUMENT,
            tavik_evaluate("sendStaticAttribute", string, nullptr, nullptr, platform, &value, &error)),
-      CASE(TAVIK_WRONG_KIND, tavik_nand_size_check_description(array, string, &value, &error)),
       CASE(TAVIK_BAD_HANDLE, tavik_value_in_list_description(noValue, string, &value, &error)),
-      CASE(TAVIK_NULL_ARGUMENT, tavik_nvram_white_list_description(string, string, nullptr, &error)),
-      CASE(TAVIK_NULL_ARGUMENT, tavik_decode_syscfg(nullptr, 1, &value)),
-      CASE(TAVIK_REFUSED, tavik_decode_root_manifest("x", 1, &value)),
       CASE(TAVIK_REFUSED, tavik_decode_provisioning_manifest(kRootManifest, sizeof kRootManifest, &value)),
   };
 #undef CASE

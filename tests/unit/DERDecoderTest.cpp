@@ -224,15 +224,7 @@ TEST(DERDecoderDeathTest, AssertionsNameTheirCondition) {
   EXPECT_DEATH(DERDecoderGetCount(&noBuffer, &length), "buffer != NULL\n");
 }
 
-#if defined(__has_feature)
-#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
-#define TAVIK_SANITIZED
-#endif
-#elif defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-#define TAVIK_SANITIZED
-#endif
-
-#if !defined(TAVIK_SANITIZED)  // sanitizers reserve address space
+#if !TAVIK_SANITIZED  // sanitizers reserve address space
 TEST(DERDecoderDeathTest, ListLargerThanMemory) {
   const Bytes zeros(std::size_t{1} << 24, 0);  // elements 00 00
   const DERDecoder decoder{zeros.data(), 1U << 24};

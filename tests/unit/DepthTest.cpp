@@ -11,18 +11,7 @@
 namespace tavik {
 namespace {
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr std::size_t kStack = 1 << 20;
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
-constexpr std::size_t kStack = 1 << 20;
-#else
-constexpr std::size_t kStack = 256 << 10;
-#endif
-#else
-constexpr std::size_t kStack = 256 << 10;
-#endif
-
+constexpr std::size_t kStack = TAVIK_SANITIZED ? 1 << 20 : 256 << 10;
 constexpr int kDeep = 1'000'000;
 // For operations that describe values many times: a recursion of this depth overflows the stack even with minimal
 // frames.

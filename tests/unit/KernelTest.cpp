@@ -10,39 +10,9 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::StrEq;
 
-TEST(KernelTest, Errors) {
-  auto platform = std::make_shared<TestPlatform>();
-  const Error error = PredicateKernel(platform).handleError(-100006, "x");
-  EXPECT_EQ(error.domain(), "ZRT Tavik Error Domain");
-  EXPECT_EQ(error.code(), -100006);
-  EXPECT_EQ(error.localizedDescription(), "x");
-  EXPECT_EQ(error.userInfo().size(), 1U);
-  EXPECT_THAT(platform->lines, ElementsAre("*******ERROR:x*******"));
-}
-
 TEST(KernelTest, VersionData) {
   EXPECT_STREQ(TavikKernelVersionString, "@(#)PROGRAM:TavikKernel  PROJECT:KWMX-3.19\n");
   EXPECT_EQ(TavikKernelVersionNumber, 3.19);
-}
-
-TEST(KernelTest, Records) {
-  const Value text("x");
-  EXPECT_THROW(ZRTTavikKernel::buildResult(true, nullptr, &text), std::invalid_argument);
-  EXPECT_THROW(ZRTTavikKernel::buildResult(true, &text, nullptr), std::invalid_argument);
-
-  Dictionary record;
-  const Value imei("IMEI");
-  ZRTTavikKernel::buildResultForGetAttributeError(&imei, "Rule", "gui", record);
-  EXPECT_EQ(lineOf(record), "Rule: FAIL, attribute IMEI not found from gui!, N/A");
-
-  const Dictionary device{{"IMEI", "1"}};
-  EXPECT_EQ(lineOf(ZRTTavikKernel::checkNotExist(device, &imei)),
-            "(null): FAIL, attribute IMEI exists, no attribute IMEI");
-  EXPECT_EQ(lineOf(ZRTTavikKernel::checkNotExist({}, &imei)), "(null): pass, no attribute IMEI, no attribute IMEI");
-
-  const Array list = Array::of(1, "x", Data{0xAB});
-  EXPECT_EQ(ZRTTavikKernel::arrayToString(&list, ", or "), "1, or x, or <ab>");
-  EXPECT_EQ(ZRTTavikKernel::arrayToString(nullptr, ","), "");
 }
 
 // A reference parser: the tree as text, or the error code.

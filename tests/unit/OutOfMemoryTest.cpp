@@ -16,14 +16,9 @@
 #include "Choices.h"
 #include "support/TestSupport.h"
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#if TAVIK_SANITIZED
 #define TAVIK_SYSTEM_CALLOC __interceptor_calloc
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
-#define TAVIK_SYSTEM_CALLOC __interceptor_calloc
-#endif
-#endif
-#ifndef TAVIK_SYSTEM_CALLOC
+#else
 #define TAVIK_SYSTEM_CALLOC __libc_calloc
 #endif
 extern "C" void* TAVIK_SYSTEM_CALLOC(std::size_t count, std::size_t size);

@@ -115,16 +115,6 @@ TEST(PredicatesTest, LongLists) {
   EXPECT_GT(listed, 600);
 }
 
-TEST(PredicatesTest, VendorAgainstAnyBoardCode) {
-  const Value info("card 4330 vendor=0x02d0");
-  const Value vendors(Dictionary{{"0x02d0", Array::of("BCD", "DE67")}});
-  const Value code("DE67");
-  EXPECT_EQ(lineOf(Kernel::checkWifiVendorAgainstBoardConfig(&info, nullptr, &vendors, &code)),
-            "(null): pass, DE67, one of BCD,DE67");
-  EXPECT_EQ(lineOf(Kernel::checkWifiVendorAgainstBoardConfig(&info, nullptr, &vendors, nullptr)),
-            "(null): FAIL, (null), one of BCD,DE67");
-}
-
 TEST(PredicatesTest, LogsCallsWithoutAllPartNumberReferences) {
   const auto platform = std::make_shared<TestPlatform>();
   const PredicateKernel kernel(platform);

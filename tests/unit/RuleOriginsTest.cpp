@@ -2,11 +2,7 @@
 
 #include <tavik/RuleOrigins.h>
 
-#include <algorithm>
-#include <map>
-
 #include "support/Cases.h"
-#include "support/RandomDocuments.h"
 #include "support/TestSupport.h"
 
 namespace tavik {
@@ -75,50 +71,6 @@ TEST(RuleOrigins, KindsOfDevices) {
     }
     EXPECT_EQ(kinds, c["kinds"]) << c["rules"];
   }
-}
-
-// The contents of the layers as sorted lines "NAME: LAYER=VALUE < LAYER". A name that precedes the layer of its set is
-// the set.
-std::vector<std::string> linesOf(std::span<const LocalLayer> layers) {
-  std::map<std::string, std::string> open;
-  std::vector<std::string> lines;
-  for (const LocalLayer& layer : layers) {
-    if (const auto set = open.find(std::string(layer.set)); layer.layer == LocalEntry::Layer::kSet) {
-      EXPECT_NE(set, open.end());
-      lines.push_back(set->first + set->second);
-      open.erase(set);
-    }
-    std::size_t size = 0;
-    for (auto item = layer.first; item != layer.last; ++item, ++size) {
-      std::string& line = open[std::string((*item).key)];
-      line += (line.empty() ? ": " : " < ") + layerOf({layer.layer, layer.set, &item.value()});
-    }
-    EXPECT_EQ(size, layer.size);
-  }
-  for (const auto& [name, line] : open) lines.push_back(name + line);
-  std::ranges::sort(lines);
-  return lines;
-}
-
-TEST(RuleOrigins, LayersOfRandomDocuments) {
-  std::size_t compared = 0;
-  std::mt19937_64 random(20261121);
-  for (int document = 0; document < 2000; ++document) {
-    const RuleOrigins origins({}, randomDocuments(random).rules.value_or(Dictionary()));
-    origins.forEachKind([&](const DeviceKind& kind, std::span<const LocalLayer> layers) {
-      const std::vector<std::string> lines = linesOf(layers);
-      std::optional<Error> error;
-      const auto device = origins.of(kind.partNumber, kind.region, error);
-      if (!device) return;
-      std::vector<std::string> expected;
-      for (const RuleOrigin& rule : device->rules) expected.push_back(lineOfOrigin(rule));
-      for (const RuleSetOrigin& set : device->sets) expected.push_back(lineOfOrigin(set));
-      std::ranges::sort(expected);
-      EXPECT_EQ(lines, expected);
-      ++compared;
-    });
-  }
-  EXPECT_GT(compared, 400U);
 }
 
 }  // namespace

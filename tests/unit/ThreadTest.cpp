@@ -16,13 +16,7 @@ namespace tavik {
 namespace {
 
 constexpr int kThreads = 8;
-#if defined(__SANITIZE_THREAD__)
-constexpr int kRounds = 10;
-#elif defined(__has_feature)
-constexpr int kRounds = __has_feature(thread_sanitizer) ? 10 : 50;
-#else
-constexpr int kRounds = 50;
-#endif
+constexpr int kRounds = TAVIK_SANITIZED ? 10 : 50;
 
 // Runs all jobs repeatedly in all threads, which start with different jobs. Results must equal those of a single
 // thread.
