@@ -96,7 +96,7 @@ TEST_F(TrustPolicyTest, PolicyFiles) {
   EXPECT_EQ(read->state, path("s.json"));
 }
 
-// tests/cli/policy_test.py has the attacks.
+// tests/cli/policy_test.py has the attacks and the provenance.
 TEST_F(TrustPolicyTest, SignaturesAndExpiry) {
   const Dictionary expired = signedBy({"office"}, library(3, kPast));
   EXPECT_EQ(refusal(policy(1), signedBy({"other", "lead"}), DocumentRole::kLocalRules), "");
@@ -111,17 +111,6 @@ TEST_F(TrustPolicyTest, SignaturesAndExpiry) {
   EXPECT_THAT(refusal(replay, expired), testing::HasSubstr("the document was used on 2026-01-02T03:04:05Z"));
   replay.time = Date::sinceEpoch(kPast.secondsSinceEpoch() - 1);
   EXPECT_EQ(refusal(replay, expired), "");
-}
-
-TEST_F(TrustPolicyTest, Provenance) {
-  const Statement statement = library(12, kFuture);
-  const Dictionary document = signedBy({"lead", "other", "office"}, statement);
-  const ValidatedDocument validated = StationPlatform(policy(2)).validate(document, "", DocumentRole::kLibrary);
-  ASSERT_FALSE(validated.errorDescription) << *validated.errorDescription;
-  EXPECT_EQ(validated.content, Value(Dictionary{{"version", "7"}}));
-  EXPECT_EQ(validated.provenance.keys, (std::vector<std::string>{"rule office", "line lead"}));
-  EXPECT_EQ(validated.provenance.statement, statement);
-  EXPECT_EQ(validated.provenance.sha256.size(), 64U);
 }
 
 TEST_F(TrustPolicyTest, PlatformsInC) {
