@@ -97,9 +97,9 @@ ExitStatus runMutants(const TestOptions& options, TestSession& session, const Te
     print(options, results);
     throw Failure(ExitStatus::kFailed, "--mutate: a case fails without mutants; fix it first");
   }
-  const std::vector<MutationResults> all = session.mutate();
-  writeStandardOutput(options.format == "json" ? mutationJson(all) : mutationText(all));
-  return statusOf(isEnough(options, caughtOf(all), mutantsOf(all)));
+  const MutationResults mutants = session.mutate();
+  writeStandardOutput(options.format == "json" ? mutationJson(mutants) : mutationText(mutants));
+  return statusOf(isEnough(options, mutants.caught(), mutants.mutants));
 }
 
 ExitStatus runTest(const TestOptions& options) {

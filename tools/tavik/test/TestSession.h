@@ -16,7 +16,7 @@
 #include "rules/HostPlatform.h"
 #include "test/CaseFile.h"
 #include "test/Coverage.h"
-#include "test/IndexedRules.h"
+#include "test/DeviceRules.h"
 #include "test/Judgement.h"
 #include "test/MutationRun.h"
 #include "test/TestReport.h"
@@ -60,11 +60,14 @@ class ReadyRules {
   void checkLog() const { platform_->checkLog(); }
 
   /// Counts the results of all cases that are run from here on.
-  void countCoverage() { coverage_.emplace(origins_, kinds_); }
+  void countCoverage() { coverage_.emplace(origins_, cache_); }
   /// Null unless results are counted.
   [[nodiscard]] const Coverage* coverage() const { return coverage_ ? &*coverage_ : nullptr; }
 
+  /// Runs a case, which must live as long as this object.
   std::vector<Mismatch> run(const RuleTest& test);
+  /// The cases that were run.
+  [[nodiscard]] const std::vector<const RuleTest*>& tests() const { return tests_; }
   /// The attributes that the case changes but no rule of its device reads, each as a remark.
   std::vector<std::string> remarksOn(const RuleTest& test);
 
@@ -73,8 +76,9 @@ class ReadyRules {
   std::unique_ptr<const ZRTTavikKernel> kernel_;
   std::unique_ptr<const PreparedRules> prepared_;
   RuleOrigins origins_;
-  IndexedRulesCache kinds_{origins_};
+  DeviceRulesCache cache_{origins_};
   std::optional<Coverage> coverage_;
+  std::vector<const RuleTest*> tests_;
 };
 
 class TestSession {
@@ -85,11 +89,10 @@ class TestSession {
   /// Runs the cases.
   TestResults run();
   /// Runs the mutants of all documents. The cases have passed.
-  std::vector<MutationResults> mutate();
+  MutationResults mutate();
 
  private:
   ReadyRules& rulesOf(const CaseFile& file);
-  [[nodiscard]] bool isSelected(const RuleTest& test) const;
 
   const TestOptions& options_;
   Inputs inputs_;
