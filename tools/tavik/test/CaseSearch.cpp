@@ -48,6 +48,11 @@ void tryValues(const Value* current, const Values& parts, const ValueVisitor& vi
   if (current == nullptr) visit(Value("present"));
 }
 
+std::size_t sizeOf(const Value& value) {
+  const Data* const data = value.ifData();
+  return data != nullptr ? data->size() : value.ifString().value_or("").size();
+}
+
 /// The entries of a record that differ from those of a mutant's record.
 Dictionary differingEntries(const Dictionary& record, const Dictionary& mutant) {
   Dictionary entries;
@@ -152,19 +157,17 @@ class CaseSearch::Attempts {
   }
 
   /// Returns whether the search for changes of the value ends.
-  bool attempt(const DeviceChange& change) {
+  bool attempt(const ValueChange& change) {
     constexpr std::size_t kMostCost = 10'000;  // of a search: one for each change, and more for large values
     constexpr std::size_t kMostTrials = 12;    // changes of one value for which the other rules are evaluated too
-    constexpr std::size_t kBytes = 4096;
-    const Data* const data = change.value ? change.value->ifData() : nullptr;
-    cost_ += 1 + (data != nullptr ? data->size() / kBytes : 0);
+    cost_ += 1 + (change.value ? sizeOf(*change.value) / 4096 : 0);
     if (cost_ > kMostCost) return true;
     if (consider(change) && sign_ == Sign::kResult) ++trials_;
     return isIdeal() || trials_ == kMostTrials;
   }
 
   /// Keeps the case if it shows the change of the rule and is the best one so far. Returns whether it was a candidate.
-  bool consider(const std::optional<DeviceChange>& change) {
+  bool consider(const std::optional<ValueChange>& change) {
     const std::optional<Dictionary> record = recordOf(rule_, change);
     if (!record) return false;
     const bool pass = passed(*record);
@@ -178,7 +181,7 @@ class CaseSearch::Attempts {
     return keep(change ? Sign::kRecord : Sign::kUnchanged, change, entries);
   }
 
-  bool keep(Sign sign, const std::optional<DeviceChange>& change, const Dictionary& entries) {
+  bool keep(Sign sign, const std::optional<ValueChange>& change, const Dictionary& entries) {
     if (best_ && (sign > sign_ || (sign == sign_ && sign != Sign::kResult))) return false;
     auto others = search_.alsoFailing(changed_.number, change);
     if (!others) return false;
@@ -189,7 +192,7 @@ class CaseSearch::Attempts {
   }
 
   [[nodiscard]] std::optional<Dictionary> recordOf(const RuleOrigin& rule,
-                                                   const std::optional<DeviceChange>& change) const {
+                                                   const std::optional<ValueChange>& change) const {
     return change ? device_.recordAfter(*change, rule, operands_) : device_.record(rule);
   }
 
@@ -218,7 +221,7 @@ const std::vector<bool>& CaseSearch::failing() {
 }
 
 std::optional<std::vector<std::string>> CaseSearch::alsoFailing(std::size_t number,
-                                                                const std::optional<DeviceChange>& change) {
+                                                                const std::optional<ValueChange>& change) {
   const std::vector<RuleOrigin>& rules = device_->rules().rules();
   std::vector<bool> failing = this->failing();
   if (change) {

@@ -19,7 +19,7 @@ namespace tavik::tool {
 
 /// A test case, relative to the device of another one.
 struct FoundCase {
-  std::optional<DeviceChange> change;  ///< absent: the device as it is
+  std::optional<ValueChange> change;  ///< absent: the device as it is
   RuleExpectation expected;
   std::vector<std::string> alsoFailing;  ///< the other rules that fail
 
@@ -50,7 +50,7 @@ class CaseSearch {
   class Attempts;
 
   /// The other rules that fail after the change; absent if the check ends.
-  std::optional<std::vector<std::string>> alsoFailing(std::size_t number, const std::optional<DeviceChange>& change);
+  std::optional<std::vector<std::string>> alsoFailing(std::size_t number, const std::optional<ValueChange>& change);
   const std::vector<bool>& failing();
 
   const Device* device_;

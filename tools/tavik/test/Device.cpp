@@ -52,7 +52,7 @@ bool removeAttribute(Dictionary& attributes, std::string_view name) {
   return attributes.erase(name);
 }
 
-void DeviceChange::applyTo(Dictionary& attributes, Dictionary& sources) const {
+void ValueChange::applyTo(Dictionary& attributes, Dictionary& sources) const {
   if (operand.source) {
     const Dictionary* const known = sources.findDictionary(*operand.source);
     Dictionary source = known == nullptr ? Dictionary() : *known;
@@ -82,7 +82,7 @@ std::optional<Dictionary> Device::record(const RuleOrigin& rule) const {
   return evaluation.record ? std::optional(*evaluation.record->ifDictionary()) : std::nullopt;
 }
 
-std::optional<Dictionary> Device::recordAfter(const DeviceChange& change, const RuleOrigin& rule,
+std::optional<Dictionary> Device::recordAfter(const ValueChange& change, const RuleOrigin& rule,
                                               const std::vector<RuleOperand>& operands) const {
   Dictionary attributes;  // only what the rule reads: a dictionary that changes is copied
   for (const RuleOperand& operand : operands) {
@@ -94,7 +94,7 @@ std::optional<Dictionary> Device::recordAfter(const DeviceChange& change, const 
   return Device(std::move(attributes), std::move(sources), rules_).record(rule);
 }
 
-std::optional<Device> Device::after(const DeviceChange& change, DeviceRulesCache& cache) const {
+std::optional<Device> Device::after(const ValueChange& change, DeviceRulesCache& cache) const {
   Dictionary attributes = attributes_;
   Dictionary sources = sources_;
   change.applyTo(attributes, sources);

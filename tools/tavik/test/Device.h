@@ -26,7 +26,7 @@ void setAttribute(Dictionary& attributes, std::string_view name, const Value& va
 bool removeAttribute(Dictionary& attributes, std::string_view name);
 
 /// A change of one value that rules read.
-struct DeviceChange {
+struct ValueChange {
   RuleOperand operand;
   std::optional<Value> value;  ///< absent: removed
 
@@ -49,10 +49,10 @@ class Device {
   /// The record of a rule; absent if the rule ends the run.
   [[nodiscard]] std::optional<Dictionary> record(const RuleOrigin& rule) const;
   /// The same after a change. operands: everything that the rule reads.
-  [[nodiscard]] std::optional<Dictionary> recordAfter(const DeviceChange& change, const RuleOrigin& rule,
+  [[nodiscard]] std::optional<Dictionary> recordAfter(const ValueChange& change, const RuleOrigin& rule,
                                                       const std::vector<RuleOperand>& operands) const;
   /// The device after a change. Absent if it gets other rules, or the same rules with other values.
-  [[nodiscard]] std::optional<Device> after(const DeviceChange& change, DeviceRulesCache& cache) const;
+  [[nodiscard]] std::optional<Device> after(const ValueChange& change, DeviceRulesCache& cache) const;
 
  private:
   Dictionary attributes_;

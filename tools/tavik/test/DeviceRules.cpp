@@ -33,8 +33,9 @@ class Collector {
     if (isNewName) all_.emplace_back();
     std::vector<EffectiveEntry>& entries = all_[place->second];
     // Documents in some encodings share equal parts, so the content alone does not identify an entry.
+    const auto [partNumber, region] = entry.scope();
     const auto [known, isNew] =
-        places_.try_emplace({entry.name, entry.entry.content, entry.layerText()}, entries.size());
+        places_.try_emplace({entry.name, entry.entry.content, partNumber, region, entry.entry.set}, entries.size());
     if (!isNew) {
       entries[known->second].isRedundant &= entry.isRedundant;
     } else {
@@ -43,9 +44,11 @@ class Collector {
   }
 
  private:
+  using Identity = std::tuple<std::string_view, const Value*, const Value*, const Value*, std::string_view>;
+
   EffectiveEntries::ByName& all_;
   std::unordered_map<std::string_view, std::size_t> names_;
-  std::map<std::tuple<std::string_view, const Value*, std::string>, std::size_t> places_;
+  std::map<Identity, std::size_t> places_;
 };
 
 bool isRedundant(const RuleOrigin& rule) {

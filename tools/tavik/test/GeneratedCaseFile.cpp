@@ -36,15 +36,6 @@ std::string_view whyNotFailing(const RuleFacts& facts) {
   return "does not fail after any small change of what it reads";
 }
 
-/// `"Storage size", "Capacity" and 2 more check the same values`
-std::string othersText(const std::vector<std::string>& others) {
-  constexpr std::size_t kMost = 3;
-  std::string text;
-  for (std::size_t i = 0; i < std::min(kMost, others.size()); ++i) text += (i == 0 ? "" : ", ") + inQuotes(others[i]);
-  if (others.size() > kMost) text += fmt::format(" and {} more", others.size() - kMost);
-  return text + (others.size() == 1 ? " checks" : " check") + " the same values";
-}
-
 /// The cases for a good device: for each of its rules, the smallest change that makes the rule fail, and further cases
 /// that catch mutants.
 class Generation {
@@ -108,9 +99,14 @@ class Generation {
       remarks_.push_back(fmt::format("{} {}", inQuotes(name), whyNotFailing(facts)));
       return;
     }
-    if (!found->alsoFailing.empty())
-      remarks_.push_back(fmt::format("{} does not fail alone: {}", inQuotes(name), othersText(found->alsoFailing)));
+    if (!found->alsoFailing.empty()) remarkOnOthers(name, found->alsoFailing);
     add(*std::move(found));
+  }
+
+  void remarkOnOthers(const std::string& rule, std::vector<std::string> others) {
+    for (std::string& other : others) other = inQuotes(other);
+    remarks_.push_back(fmt::format("{} does not fail alone: {} {} the same values", inQuotes(rule), listed(others, 3),
+                                   others.size() == 1 ? "checks" : "check"));
   }
 
   void catchMutant(const Mutant& mutant) {
@@ -191,17 +187,14 @@ class Generation {
 
 /// The rules that fail, with what they found and expected.
 std::string failuresOf(const CheckOutcome& outcome) {
-  constexpr std::size_t kMost = 5;
-  std::string text;
-  std::size_t failed = 0;
-  for (const Value& value : outcome.ruleRecords()) {
-    if (passed(value) || ++failed > kMost) continue;
-    const Dictionary& record = *value.ifDictionary();
-    const auto entry = [&](std::string_view key) { return shortened(lineOf(record.find(key)), 60); };
-    text += fmt::format("{}\"{}\" (actual {}, expected {})", failed == 1 ? "" : ", ", entry("rule"), entry("actual"),
-                        entry("expected"));
+  std::vector<std::string> failures;
+  for (const Value& record : outcome.ruleRecords()) {
+    const auto entry = [&](std::string_view key) { return shortened(lineOf(record.ifDictionary()->find(key)), 60); };
+    if (!passed(record))
+      failures.push_back(
+          fmt::format("\"{}\" (actual {}, expected {})", entry("rule"), entry("actual"), entry("expected")));
   }
-  return failed <= kMost ? text : fmt::format("{} and {} more", text, failed - kMost);
+  return listed(failures, 5);
 }
 
 CheckOutcome checkGoodDevice(const ReadyRules& rules, const std::string& name, const Dictionary& attributes,
@@ -220,9 +213,7 @@ CheckOutcome checkGoodDevice(const ReadyRules& rules, const std::string& name, c
 std::string generatedCaseFile(const TestOptions& options) {
   Inputs inputs;
   warnAboutTrust("test", options.platform);
-  ReadyRules rules({*options.library, *options.rules, options.platform.unsignedDocuments, options.platform.publicKey,
-                    options.platform.trust},
-                   options.platform.log, inputs);
+  ReadyRules rules({*options.library, *options.rules, options.platform}, inputs);
   const Dictionary attributes = inputs.dictionary("--generate", *options.generate);
   const Dictionary sources = readSources(inputs, options.sources);
   const CheckOutcome outcome = checkGoodDevice(rules, nameOf("--generate", *options.generate), attributes, sources);

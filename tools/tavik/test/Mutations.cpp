@@ -44,17 +44,16 @@ std::vector<Value> membersOf(const Value& value) {
 std::string changeText(const Value& before, const Value& after) {
   const std::vector<Value> old = membersOf(before);
   const std::vector<Value> now = membersOf(after);
-  std::vector<const Value*> removed;
-  std::vector<const Value*> added;
-  for (const Value& each : old) {
-    if (std::ranges::find(now, each) == now.end()) removed.push_back(&each);
-  }
-  for (const Value& each : now) {
-    if (std::ranges::find(old, each) == old.end()) added.push_back(&each);
-  }
-  if (before.kind() != after.kind() || removed.size() > 1 || added.size() > 1) return stepText(&before, &after);
-  if (!removed.empty() || !added.empty())
-    return stepText(removed.empty() ? nullptr : removed[0], added.empty() ? nullptr : added[0]);
+  const auto [oldBegin, nowBegin] = std::ranges::mismatch(old, now);
+  auto oldEnd = old.end();
+  auto nowEnd = now.end();
+  for (; oldEnd != oldBegin && nowEnd != nowBegin && oldEnd[-1] == nowEnd[-1]; --oldEnd) --nowEnd;
+  const auto removed = oldEnd - oldBegin;
+  const auto added = nowEnd - nowBegin;
+  if (before.kind() != after.kind() || removed > 1 || added > 1) return stepText(&before, &after);
+  if (removed != 0 && added != 0) return changeText(*oldBegin, *nowBegin);
+  if (removed != 0 || added != 0)
+    return stepText(removed != 0 ? &*oldBegin : nullptr, added != 0 ? &*nowBegin : nullptr);
   if (before.ifDictionary() == nullptr) return stepText(&before, &after);
   for (const auto [key, value] : *before.ifDictionary()) {
     const Value& other = *after.ifDictionary()->find(key);

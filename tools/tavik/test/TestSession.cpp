@@ -30,12 +30,13 @@ std::string documentName(std::string_view option, const std::optional<std::strin
 }
 
 DocumentNames documentNames(const TestOptions& options, const CaseFile& file) {
-  const bool given = options.platform.unsignedDocuments || options.platform.publicKey || options.platform.trust;
-  return {.library = documentName("--library", options.library, file.library, file),
-          .rules = documentName("--rules", options.rules, file.rules, file),
-          .unsignedDocuments = given ? options.platform.unsignedDocuments : file.unsignedDocuments,
-          .publicKey = given ? options.platform.publicKey : file.publicKey,
-          .trust = options.platform.trust};
+  DocumentNames names{documentName("--library", options.library, file.library, file),
+                      documentName("--rules", options.rules, file.rules, file), options.platform};
+  if (!options.platform.unsignedDocuments && !options.platform.publicKey && !options.platform.trust) {
+    names.platform.unsignedDocuments = file.unsignedDocuments;
+    names.platform.publicKey = file.publicKey;
+  }
+  return names;
 }
 
 /// Adds what the rules of the mismatches are about: "TotalDiskCapacity: Passes when the storage has as many GB as
@@ -53,9 +54,8 @@ void addNotes(std::vector<Mismatch>& mismatches, const RuleNotes& notes) {
 
 }  // namespace
 
-ReadyRules::ReadyRules(const DocumentNames& names, const std::optional<std::string>& log, Inputs& inputs)
-    : platform_(
-          std::make_shared<HostPlatform>(PlatformOptions{names.publicKey, names.unsignedDocuments, log, names.trust})),
+ReadyRules::ReadyRules(const DocumentNames& names, Inputs& inputs)
+    : platform_(std::make_shared<HostPlatform>(names.platform)),
       kernel_(readLibrary(inputs, "", names.library, platform_)),
       prepared_(readLocalRules(inputs, "", names.rules, *kernel_)),
       origins_(kernel_->library(), prepared_->localRules()) {}
@@ -124,14 +124,13 @@ ReadyRules& TestSession::rulesOf(const CaseFile& file) {
   const DocumentNames names = documentNames(options_, file);
   const auto known = rules_.find(names);
   if (known != rules_.end()) return known->second;
-  if (names.unsignedDocuments) {
-    const std::string_view who = options_.platform.unsignedDocuments ? "--unsigned" : std::string_view(file.name);
-    printToStandardError("test",
-                         fmt::format("{}: rule documents are used as they are; signatures are not verified", who));
+  if (names.platform.unsignedDocuments && !options_.platform.unsignedDocuments) {
+    printToStandardError(
+        "test", fmt::format("{}: rule documents are used as they are; signatures are not verified", file.name));
   } else {
-    warnAboutTrust("test", {.publicKey = names.publicKey, .trust = names.trust});
+    warnAboutTrust("test", names.platform);
   }
-  ReadyRules& rules = rules_.try_emplace(names, names, options_.platform.log, inputs_).first->second;
+  ReadyRules& rules = rules_.try_emplace(names, names, inputs_).first->second;
   if (options_.coverage) rules.countCoverage();
   return rules;
 }

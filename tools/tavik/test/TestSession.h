@@ -10,6 +10,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "io/Inputs.h"
@@ -37,21 +38,24 @@ struct TestOptions {
   std::string format;
 };
 
-/// The rule documents of a case file.
+/// The rule documents of a case file, and how they are verified.
 struct DocumentNames {
   std::string library;
   std::string rules;
-  bool unsignedDocuments;
-  std::optional<std::string> publicKey;
-  std::optional<std::string> trust;
+  PlatformOptions platform;
 
-  friend auto operator<=>(const DocumentNames&, const DocumentNames&) = default;
+  friend bool operator<(const DocumentNames& first, const DocumentNames& second) {
+    const auto key = [](const DocumentNames& names) {
+      return std::tie(names.library, names.rules, names.platform.unsignedDocuments, names.platform.publicKey);
+    };
+    return key(first) < key(second);
+  }
 };
 
 /// A pair of rule documents, prepared for checking devices.
 class ReadyRules {
  public:
-  ReadyRules(const DocumentNames& names, const std::optional<std::string>& log, Inputs& inputs);
+  ReadyRules(const DocumentNames& names, Inputs& inputs);
   ReadyRules(const ReadyRules&) = delete;
   ReadyRules& operator=(const ReadyRules&) = delete;
 

@@ -56,6 +56,9 @@ std::string_view kindName(Kind kind);
 /// "1 rule", "2 rules".
 std::string counted(std::size_t count, std::string_view noun);
 
+/// "a, b and 3 more": the first `most` of the texts.
+std::string listed(std::span<const std::string> texts, std::size_t most);
+
 /// The number of terminal columns of a visible text.
 std::size_t displayWidth(std::string_view visibleText);
 
