@@ -98,8 +98,8 @@ ExitStatus runMutants(const TestOptions& options, TestSession& session, const Te
     throw Failure(ExitStatus::kFailed, "--mutate: a case fails without mutants; fix it first");
   }
   const MutationResults mutants = session.mutate();
-  writeStandardOutput(options.format == "json" ? mutationJson(mutants) : mutationText(mutants));
-  return statusOf(isEnough(options, mutants.caught(), mutants.mutants));
+  writeStandardOutput(mutants.text());
+  return statusOf(isEnough(options, mutants.caught, mutants.mutants));
 }
 
 ExitStatus runTest(const TestOptions& options) {

@@ -118,6 +118,14 @@ class MutationRun {
   std::size_t kindSearches_ = 0;
 };
 
+/// One object of the JSON format, or one line.
+std::string survivorText(const Dictionary& survivor, bool asJson) {
+  if (asJson) return toJson(survivor);
+  const auto entry = [&](std::string_view key) { return *survivor.findString(key); };
+  return fmt::format("{}: {} ({}): {}\n", shortName(entry("subject")), visible(entry("change")),
+                     shortName(entry("location")), entry("advice"));
+}
+
 }  // namespace
 
 void runMutants(const RuleOrigins& origins, const std::string& library, const std::string& rules,
@@ -126,29 +134,21 @@ void runMutants(const RuleOrigins& origins, const std::string& library, const st
   MutationRun run(origins, entries, tests);
   forEachMutant(entries, [&](const Mutant& mutant) {
     ++results.mutants;
-    if (run.isCaught(mutant)) return;
+    if (run.isCaught(mutant)) {
+      ++results.caught;
+      return;
+    }
     Dictionary survivor{{"library", library},        {"local_rules", rules},    {"mutation", Value(mutant.mutation)},
                         {"subject", mutant.subject}, {"change", mutant.change}, {"location", mutant.location}};
     run.advise(mutant, survivor);
-    results.survivors.append(survivor);
+    if (results.asJson && !results.survivors.empty()) results.survivors += ", ";
+    results.survivors += survivorText(survivor, results.asJson);
   });
 }
 
-std::string mutationText(const MutationResults& results) {
-  std::string text;
-  for (const Value& survivor : results.survivors) {
-    const auto entry = [&](std::string_view key) { return *survivor.ifDictionary()->findString(key); };
-    text += fmt::format("{}: {} ({}): {}\n", shortName(entry("subject")), visible(entry("change")),
-                        shortName(entry("location")), entry("advice"));
-  }
-  return text + fmt::format("{} of {} mutants caught\n", results.caught(), results.mutants);
-}
-
-std::string mutationJson(const MutationResults& results) {
-  return toJson(Dictionary{{"survivors", results.survivors},
-                           {"caught", Value(static_cast<std::int64_t>(results.caught()))},
-                           {"mutants", Value(static_cast<std::int64_t>(results.mutants))}}) +
-         "\n";
+std::string MutationResults::text() const {
+  if (!asJson) return fmt::format("{}{} of {} mutants caught\n", survivors, caught, mutants);
+  return fmt::format("{{\"survivors\": [{}], \"caught\": {}, \"mutants\": {}}}\n", survivors, caught, mutants);
 }
 
 }  // namespace tavik::tool

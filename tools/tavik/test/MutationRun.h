@@ -4,7 +4,6 @@
 #define TAVIK_TOOL_TEST_MUTATION_RUN_H
 
 #include <tavik/RuleOrigins.h>
-#include <tavik/Value.h>
 
 #include <cstddef>
 #include <span>
@@ -15,20 +14,19 @@
 namespace tavik::tool {
 
 struct MutationResults {
+  bool asJson = false;
   std::size_t mutants = 0;
-  Array survivors = {};  ///< those that no case catches, with the case to write; as in the JSON format
+  std::size_t caught = 0;
+  std::string survivors = {};  ///< those that no case catches, with the case to write, in the output format
 
-  [[nodiscard]] std::size_t caught() const { return mutants - survivors.size(); }
+  /// The survivors and the number of mutants caught.
+  [[nodiscard]] std::string text() const;
 };
 
 /// Adds the results for a pair of documents. library, rules: the files' names. tests: the cases for these documents;
 /// all of them pass.
 void runMutants(const RuleOrigins& origins, const std::string& library, const std::string& rules,
                 std::span<const RuleTest* const> tests, MutationResults& results);
-
-/// One line per survivor, then the number of mutants caught.
-std::string mutationText(const MutationResults& results);
-std::string mutationJson(const MutationResults& results);
 
 }  // namespace tavik::tool
 

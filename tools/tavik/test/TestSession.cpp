@@ -113,7 +113,7 @@ TestResults TestSession::run() {
 }
 
 MutationResults TestSession::mutate() {
-  MutationResults results;
+  MutationResults results{options_.format == "json"};
   for (const auto& [names, rules] : rules_) {
     runMutants(rules.origins(), names.library, names.rules, rules.tests(), results);
   }
