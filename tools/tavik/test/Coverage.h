@@ -14,7 +14,8 @@
 
 #include "check/Outcome.h"
 #include "test/CaseFile.h"
-#include "test/DeviceRules.h"
+#include "test/Device.h"
+#include "test/EffectiveEntries.h"
 
 namespace tavik::tool {
 

@@ -2,7 +2,7 @@
 
 #include <tavik/ZRTTavikKernel.h>
 
-#include <utility>
+#include <algorithm>
 
 #include "rules/HostPlatform.h"
 
@@ -35,6 +35,19 @@ void unpackFor(std::string_view name, Dictionary& attributes) {
   attributes.erase(packed->name);
 }
 
+std::optional<Value> copyOf(const Value* value) { return value == nullptr ? std::nullopt : std::optional(*value); }
+
+std::optional<std::string> stringOf(const Value* value) {
+  const auto text = value == nullptr ? std::nullopt : value->ifString();
+  return text ? std::optional<std::string>(*text) : std::nullopt;
+}
+
+/// A change of one field of packed data can change all of it.
+RuleOperand whole(const RuleOperand& operand) {
+  const PackedAttribute* const packed = operand.source ? nullptr : find(operand.name);
+  return packed == nullptr ? operand : RuleOperand{std::nullopt, std::string(packed->name)};
+}
+
 }  // namespace
 
 std::string_view packedAttributeOf(std::string_view name) {
@@ -50,6 +63,48 @@ void setAttribute(Dictionary& attributes, std::string_view name, const Value& va
 bool removeAttribute(Dictionary& attributes, std::string_view name) {
   unpackFor(name, attributes);
   return attributes.erase(name);
+}
+
+DeviceRules::DeviceRules(RuleOrigins::Device device, const Value* partNumber, const Value* region)
+    : device_(std::move(device)), partNumber_(copyOf(partNumber)), region_(copyOf(region)) {
+  for (const RuleOrigin& rule : device_.rules) {
+    const std::size_t number = facts_.size();
+    numbers_.emplace(rule.name, number);
+    facts_.emplace_back(rule.name, rule.definition, rule.value());
+    for (const RuleOperand& operand : facts_.back().operands()) {
+      std::vector<std::size_t>& all = readers_[whole(operand)];
+      if (all.empty() || all.back() != number) all.push_back(number);
+    }
+  }
+}
+
+std::optional<std::size_t> DeviceRules::find(std::string_view rule) const {
+  const auto found = numbers_.find(rule);
+  return found == numbers_.end() ? std::nullopt : std::optional(found->second);
+}
+
+const std::vector<std::size_t>& DeviceRules::readers(const RuleOperand& operand) const {
+  static const std::vector<std::size_t> kNone;
+  const auto found = readers_.find(whole(operand));
+  return found == readers_.end() ? kNone : found->second;
+}
+
+bool DeviceRules::hasSameRules(const DeviceRules& other) const {
+  return std::ranges::equal(rules(), other.rules(), [](const RuleOrigin& mine, const RuleOrigin& theirs) {
+    return mine.name == theirs.name && mine.definition == theirs.definition &&
+           mine.entries.back().content == theirs.entries.back().content;
+  });
+}
+
+std::shared_ptr<const DeviceRules> DeviceRulesCache::of(const Dictionary& attributes) {
+  const Value* const partNumber = attributes.find("ModelNumber");
+  const Value* const region = attributes.find("RegionInfo");
+  auto& known = known_[{stringOf(partNumber), stringOf(region)}];
+  if (known) return known;
+  std::optional<Error> error;
+  auto device = origins_.of(partNumber, region, error);
+  if (device) known = std::make_shared<const DeviceRules>(*std::move(device), partNumber, region);
+  return known;
 }
 
 void ValueChange::applyTo(Dictionary& attributes, Dictionary& sources) const {

@@ -1,17 +1,24 @@
 /// @file
-/// Devices of test cases: changes of what rules read, as case files describe them, and rules evaluated for a changed
-/// device.
+/// Devices of test cases with their rules: changes of what the rules read, as case files describe them, and single
+/// rules evaluated for the changed device.
 #ifndef TAVIK_TOOL_TEST_DEVICE_H
 #define TAVIK_TOOL_TEST_DEVICE_H
 
 #include <tavik/RuleEvaluation.h>
+#include <tavik/RuleOrigins.h>
 #include <tavik/Value.h>
 
+#include <cstddef>
+#include <map>
 #include <memory>
 #include <optional>
+#include <string>
 #include <string_view>
+#include <unordered_map>
+#include <utility>
+#include <vector>
 
-#include "test/DeviceRules.h"
+#include "rules/RuleFacts.h"
 
 namespace tavik::tool {
 
@@ -24,6 +31,50 @@ void setAttribute(Dictionary& attributes, std::string_view name, const Value& va
 
 /// Removes an attribute in the same way. Returns whether the device has it.
 bool removeAttribute(Dictionary& attributes, std::string_view name);
+
+/// The rules of a device. Borrows the documents that they come from.
+class DeviceRules {
+ public:
+  DeviceRules(RuleOrigins::Device device, const Value* partNumber, const Value* region);
+
+  [[nodiscard]] const std::vector<RuleOrigin>& rules() const noexcept { return device_.rules; }
+  [[nodiscard]] const std::vector<RuleSetOrigin>& sets() const noexcept { return device_.sets; }
+  [[nodiscard]] const std::vector<RuleFacts>& facts() const noexcept { return facts_; }
+  /// The device's part number and region; null if it does not have them.
+  [[nodiscard]] DeviceKind selectors() const noexcept {
+    return {partNumber_ ? &*partNumber_ : nullptr, region_ ? &*region_ : nullptr};
+  }
+
+  /// The number of a rule in evaluation order; absent if there is no such rule.
+  [[nodiscard]] std::optional<std::size_t> find(std::string_view rule) const;
+  /// The numbers of the rules that read a value or, for a field of packed data, any part of this data; ascending.
+  [[nodiscard]] const std::vector<std::size_t>& readers(const RuleOperand& operand) const;
+  /// Whether the rules and their expected values are the same for both.
+  [[nodiscard]] bool hasSameRules(const DeviceRules& other) const;
+
+ private:
+  RuleOrigins::Device device_;
+  std::optional<Value> partNumber_;
+  std::optional<Value> region_;
+  std::vector<RuleFacts> facts_;
+  std::unordered_map<std::string_view, std::size_t> numbers_;
+  std::map<RuleOperand, std::vector<std::size_t>> readers_;
+};
+
+/// Finds the rules of devices, once for each part number and region.
+class DeviceRulesCache {
+ public:
+  /// Borrows `origins`.
+  explicit DeviceRulesCache(const RuleOrigins& origins) : origins_(origins) {}
+
+  /// Null if the rules of the device cannot be assembled.
+  std::shared_ptr<const DeviceRules> of(const Dictionary& attributes);
+
+ private:
+  const RuleOrigins& origins_;
+  std::map<std::pair<std::optional<std::string>, std::optional<std::string>>, std::shared_ptr<const DeviceRules>>
+      known_;
+};
 
 /// A change of one value that rules read.
 struct ValueChange {

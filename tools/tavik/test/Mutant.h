@@ -14,7 +14,8 @@
 #include <string_view>
 #include <vector>
 
-#include "test/DeviceRules.h"
+#include "test/Device.h"
+#include "test/EffectiveEntries.h"
 
 namespace tavik::tool {
 

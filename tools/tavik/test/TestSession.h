@@ -17,7 +17,7 @@
 #include "rules/HostPlatform.h"
 #include "test/CaseFile.h"
 #include "test/Coverage.h"
-#include "test/DeviceRules.h"
+#include "test/Device.h"
 #include "test/Judgement.h"
 #include "test/MutationRun.h"
 #include "test/TestReport.h"

@@ -1,27 +1,16 @@
-#include "test/DeviceRules.h"
+#include "test/EffectiveEntries.h"
 
-#include <algorithm>
+#include <cstddef>
+#include <map>
+#include <optional>
+#include <string_view>
 #include <tuple>
-
-#include "test/Device.h"
+#include <unordered_map>
 
 namespace tavik::tool {
 namespace {
 
 using Layer = LocalEntry::Layer;
-
-std::optional<Value> copyOf(const Value* value) { return value == nullptr ? std::nullopt : std::optional(*value); }
-
-std::optional<std::string> stringOf(const Value* value) {
-  const auto text = value == nullptr ? std::nullopt : value->ifString();
-  return text ? std::optional<std::string>(*text) : std::nullopt;
-}
-
-/// A change of one field of packed data can change all of it.
-RuleOperand whole(const RuleOperand& operand) {
-  const std::string_view packed = operand.source ? "" : packedAttributeOf(operand.name);
-  return packed.empty() ? operand : RuleOperand{std::nullopt, std::string(packed)};
-}
 
 /// Collects each entry once, by name.
 class Collector {
@@ -62,48 +51,6 @@ bool isRedundant(const RuleOrigin& rule) {
 
 }  // namespace
 
-DeviceRules::DeviceRules(RuleOrigins::Device device, const Value* partNumber, const Value* region)
-    : device_(std::move(device)), partNumber_(copyOf(partNumber)), region_(copyOf(region)) {
-  for (const RuleOrigin& rule : device_.rules) {
-    const std::size_t number = facts_.size();
-    numbers_.emplace(rule.name, number);
-    facts_.emplace_back(rule.name, rule.definition, rule.value());
-    for (const RuleOperand& operand : facts_.back().operands()) {
-      std::vector<std::size_t>& all = readers_[whole(operand)];
-      if (all.empty() || all.back() != number) all.push_back(number);
-    }
-  }
-}
-
-std::optional<std::size_t> DeviceRules::find(std::string_view rule) const {
-  const auto found = numbers_.find(rule);
-  return found == numbers_.end() ? std::nullopt : std::optional(found->second);
-}
-
-const std::vector<std::size_t>& DeviceRules::readers(const RuleOperand& operand) const {
-  static const std::vector<std::size_t> kNone;
-  const auto found = readers_.find(whole(operand));
-  return found == readers_.end() ? kNone : found->second;
-}
-
-bool DeviceRules::hasSameRules(const DeviceRules& other) const {
-  return std::ranges::equal(rules(), other.rules(), [](const RuleOrigin& mine, const RuleOrigin& theirs) {
-    return mine.name == theirs.name && mine.definition == theirs.definition &&
-           mine.entries.back().content == theirs.entries.back().content;
-  });
-}
-
-std::shared_ptr<const DeviceRules> DeviceRulesCache::of(const Dictionary& attributes) {
-  const Value* const partNumber = attributes.find("ModelNumber");
-  const Value* const region = attributes.find("RegionInfo");
-  auto& known = known_[{stringOf(partNumber), stringOf(region)}];
-  if (known) return known;
-  std::optional<Error> error;
-  auto device = origins_.of(partNumber, region, error);
-  if (device) known = std::make_shared<const DeviceRules>(*std::move(device), partNumber, region);
-  return known;
-}
-
 DeviceKind EffectiveEntry::scope() const {
   if (entry.layer == Layer::kRegion) return kind;
   return {entry.layer == Layer::kPartNumber ? kind.partNumber : nullptr, nullptr};
@@ -129,7 +76,9 @@ EffectiveEntries::EffectiveEntries(const RuleOrigins& origins) {
   }
 }
 
-std::string selectorText(const Value* value) { return stringOf(value).value_or(""); }
+std::string selectorText(const Value* value) {
+  return std::string(value == nullptr ? "" : value->ifString().value_or(""));
+}
 
 bool includes(const DeviceKind& kind, const DeviceKind& device) {
   const auto matches = [](const Value* wanted, const Value* found) {
