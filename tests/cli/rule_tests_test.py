@@ -1,5 +1,6 @@
 """`tavik test`: what a case file may say, how it is judged and refused, and the cases of the example product."""
 
+import base64
 import json
 import pathlib
 import subprocess
@@ -295,6 +296,15 @@ Storage: predicate "minimumNandSize" (rule library): add a case like "good", but
         failing = {rule for case in document["cases"] for rule, result in case["expect"].get("rules", {}).items() if result == "fail"}
         rules = {item["rule"] for item in checked["coverage"][0]["rules"] if item["passed"] and item.get("can_fail", True)}
         self.assertEqual(rules - failing, set())
+
+    def test_generated_cases_know_that_a_blob_and_its_fields_change_together(self):
+        blob = bytes(20) + (1).to_bytes(4, "little") + b"RLOC" + b"sand".ljust(16, b"\0")
+        self.file("library.json", json.dumps(LIBRARY | {"Blob": {"attribute": "SysCfgData", "predicate": "dataNotNull"}}))
+        self.file("rules.json", json.dumps({"version": "2", "GenericRules": {"Blob": {}, "Paint": {}}}))
+        self.file("device.json", json.dumps({"SysCfgData": {"$data": base64.b64encode(blob).decode()}}))
+        run = self.tavik("test", "--generate", "device.json", "--library", "library.json", "--rules", "rules.json", "--unsigned")
+        self.assertIn('\\"Blob\\" does not fail alone: \\"Paint\\" checks the same values', run.out)
+        self.assertEqual(self.tavik("test", self.file("generated.json", run.out)).status, PASSED)
 
     def test_generation_for_a_device_that_does_not_pass(self):
         options = ("--library", "library.json", "--rules", "rules.json", "--unsigned")

@@ -254,14 +254,10 @@ Run define(CLI::App& app) {
   addRules(app, *options);
   addText(app, "INPUT", options->input, "",
           "The devices, one JSON object per line; \"-\", the default, is standard input");
-  app.add_option("-j", options->threads, "Number of threads, by default one per processor")
-      ->type_name("N")
-      ->check(CLI::Range(std::size_t{1}, kMostThreads).description(""))
-      ->multi_option_policy(CLI::MultiOptionPolicy::Throw);
-  app.add_option("--max-line", options->longestLine, "Maximum line length in MiB; a longer line is an input error")
-      ->type_name("MIB")
-      ->check(CLI::Range(std::size_t{1}, kLargestInput >> 20U).description(""))
-      ->multi_option_policy(CLI::MultiOptionPolicy::Throw)
+  addNumber(app, "-j", options->threads, "N", "Number of threads, by default one per processor", std::size_t{1},
+            kMostThreads);
+  addNumber(app, "--max-line", options->longestLine, "MIB",
+            "Maximum line length in MiB; a longer line is an input error", std::size_t{1}, kLargestInput >> 20U)
       ->default_str(std::to_string(options->longestLine));
   addText(app, "--summary", options->summary, "FILE",
           "Write the counts of passed and failed devices, by part number and rule, to FILE (JSON)");

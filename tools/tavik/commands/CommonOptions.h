@@ -15,9 +15,16 @@
 namespace tavik::tool {
 
 /// An option that takes one text and may be given once.
-template <class Text>  // std::string or std::optional<std::string>
+template <class Text>  // std::string, a number, or an optional one
 CLI::Option* addText(CLI::App& app, const std::string& name, Text& text, const char* type, const std::string& help) {
   return app.add_option(name, text, help)->type_name(type)->multi_option_policy(CLI::MultiOptionPolicy::Throw);
+}
+
+/// An option that takes one number of a range and may be given once.
+template <class Number, class Limit>  // Limit or std::optional<Limit>
+CLI::Option* addNumber(CLI::App& app, const std::string& name, Number& number, const char* type,
+                       const std::string& help, Limit smallest, Limit largest) {
+  return addText(app, name, number, type, help)->check(CLI::Range(smallest, largest).description(""));
 }
 
 /// Rejects all other words, and keeps the list for `choicesOf`.

@@ -253,13 +253,10 @@ Run define(CLI::App& app) {
   app.add_option("--attributes", options->attributes, "Check this device with both; repeatable")->type_name("FILE");
   addSources(app, options->sources);
   addText(app, "--batch", options->batch, "FILE", "Check these devices with both: the input format of \"tavik batch\"");
-  app.add_option(
-         "--limit", options->limit,
-         "List at most N devices that change in the same way, and N ways; 0 lists all. The default is 20, and 0 "
-         "for --format json")
-      ->type_name("N")
-      ->check(CLI::Range(std::size_t{0}, kHighestLimit).description(""))
-      ->multi_option_policy(CLI::MultiOptionPolicy::Throw);
+  addNumber(app, "--limit", options->limit, "N",
+            "List at most N devices that change in the same way, and N ways; 0 lists all. The default is 20, and 0 for "
+            "--format json",
+            std::size_t{0}, kHighestLimit);
   addChoice(app, "--fail-on", options->failOn, "CHANGE", "The changes that make the exit status 1", {"any", "verdict"})
       ->default_str(options->failOn);
   addPlatform(app, options->platform);

@@ -104,16 +104,6 @@ Run define(CLI::App& app) {
   return [&app, options] { return execute(app); };
 }
 
-template <class Number>
-void addNumber(CLI::App& app, const std::string& name, Number& number, const char* type, const std::string& help,
-               Number smallest, Number largest) {
-  app.add_option(name, number, help)
-      ->type_name(type)
-      ->check(CLI::Range(smallest, largest).description(""))
-      ->multi_option_policy(CLI::MultiOptionPolicy::Throw)
-      ->default_str(std::to_string(number));
-}
-
 }  // namespace
 
 void addServeOptions(CLI::App& app, ServeOptions& options) {
@@ -126,7 +116,8 @@ void addServeOptions(CLI::App& app, ServeOptions& options) {
   addText(app, "--host", options.host, "ADDRESS",
           "The address to listen on; any but a loopback address requires --token-file, and uses TLS")
       ->default_str(options.host);
-  addNumber(app, "--port", options.port, "N", "The port; 0 for any free one", std::uint16_t{0}, std::uint16_t{65535});
+  addNumber(app, "--port", options.port, "N", "The port; 0 for any free one", std::uint16_t{0}, std::uint16_t{65535})
+      ->default_str(std::to_string(options.port));
   addText(app, "--database", options.database, "FILE", "The database of the results, created if it does not exist")
       ->default_str(options.database);
   addText(app, "--token-file", options.tokenFile, "FILE",
@@ -134,12 +125,15 @@ void addServeOptions(CLI::App& app, ServeOptions& options) {
   addText(app, "--tls-certificate", options.tlsCertificate, "FILE",
           "The certificate and its chain (PEM); by default a self-signed one is made beside the database");
   addText(app, "--tls-key", options.tlsKey, "FILE", "The private key of the certificate (PEM)");
-  addNumber(app, "--keep-days", options.keepDays, "DAYS", "Delete older runs", std::int64_t{1}, kMostDays);
+  addNumber(app, "--keep-days", options.keepDays, "DAYS", "Delete older runs", std::int64_t{1}, kMostDays)
+      ->default_str(std::to_string(options.keepDays));
   addNumber(app, "--keep-mib", options.keepMebibytes, "MIB", "Delete the oldest runs if the database is larger",
-            std::int64_t{1}, kMostMebibytes);
+            std::int64_t{1}, kMostMebibytes)
+      ->default_str(std::to_string(options.keepMebibytes));
   addNumber(app, "--max-connections", options.mostConnections, "N",
             "If more clients connect, the connection that has been idle the longest is closed", std::size_t{8},
-            std::size_t{100000});
+            std::size_t{100000})
+      ->default_str(std::to_string(options.mostConnections));
   app.add_flag("--allow-unstored", options.allowUnstored,
                "Answer with a verdict and \"run\": null if the result cannot be stored")
       ->multi_option_policy(CLI::MultiOptionPolicy::Throw);

@@ -133,10 +133,8 @@ Run define(CLI::App& app) {
   addChoice(app, "--role", options->role, "ROLE", "Sign a statement that the document is for this use",
             {"library", "local-rules"});
   addText(app, "--product", options->product, "TEXT", "The product that the statement names");
-  app.add_option("--revision", options->revision, "The revision of the document for this role and product, from 1")
-      ->type_name("N")
-      ->check(CLI::Range(std::int64_t{1}, std::numeric_limits<std::int64_t>::max()).description(""))
-      ->multi_option_policy(CLI::MultiOptionPolicy::Throw);
+  addNumber(app, "--revision", options->revision, "N", "The revision of the document for this role and product, from 1",
+            std::int64_t{1}, std::numeric_limits<std::int64_t>::max());
   addText(app, "--expires", options->expires, "DATE", "Reject the document from this date on");
   app.add_flag("--add", options->add, "Add a signature to a signed document")
       ->multi_option_policy(CLI::MultiOptionPolicy::Throw);

@@ -97,9 +97,9 @@ ExitStatus runMutants(const TestOptions& options, TestSession& session, const Te
     print(options, results);
     throw Failure(ExitStatus::kFailed, "--mutate: a case fails without mutants; fix it first");
   }
-  const std::vector<MutationResults> all = session.mutate();
-  writeStandardOutput(options.format == "json" ? mutationJson(all) : mutationText(all));
-  return statusOf(isEnough(options, caughtOf(all), mutantsOf(all)));
+  const MutationResults mutants = session.mutate();
+  writeStandardOutput(mutants.text());
+  return statusOf(isEnough(options, mutants.caught, mutants.mutants));
 }
 
 ExitStatus runTest(const TestOptions& options) {
@@ -133,12 +133,9 @@ Run define(CLI::App& app) {
   addFlag("--coverage", options->coverage, "Show which rules, overrides, part numbers and regions no case has covered");
   addFlag("--mutate", options->mutate,
           "Change the rules one small step at a time, and show which changes no case catches");
-  app.add_option(
-         "--fail-under", options->failUnder,
-         "With --mutate or --coverage: fail if less than PERCENT of the mutants or results are caught or covered")
-      ->type_name("PERCENT")
-      ->check(CLI::Range(0.0, 100.0).description(""))
-      ->multi_option_policy(CLI::MultiOptionPolicy::Throw);
+  addNumber(app, "--fail-under", options->failUnder, "PERCENT",
+            "With --mutate or --coverage: fail if less than PERCENT of the mutants or results are caught or covered",
+            0.0, 100.0);
   addText(app, "--generate", options->generate, "DEVICE",
           "Print a case file made from the attributes of a good device and its rules");
   addSources(app, options->sources);

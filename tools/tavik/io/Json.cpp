@@ -1,6 +1,7 @@
 #include "io/Json.h"
 
 #include "ExitStatus.h"
+#include "text/Text.h"
 
 namespace tavik::tool {
 namespace {
@@ -56,5 +57,7 @@ std::string toJson(const Value& value, JsonLayout layout) {
   appendJson(text, value, layout);
   return text;
 }
+
+std::string shortJson(const Value& value, std::size_t width) { return shortened(visible(toJson(value)), width); }
 
 }  // namespace tavik::tool

@@ -5,6 +5,7 @@
 
 #include <tavik/Json.h>
 
+#include <cstddef>
 #include <string>
 
 namespace tavik::tool {
@@ -14,6 +15,9 @@ namespace tavik::tool {
 void appendJson(std::string& out, const Value& value, JsonLayout layout = JsonLayout::kOneLine);
 
 std::string toJson(const Value& value, JsonLayout layout = JsonLayout::kOneLine);
+
+/// On one line, visible, and cut to a number of columns.
+std::string shortJson(const Value& value, std::size_t width);
 
 }  // namespace tavik::tool
 

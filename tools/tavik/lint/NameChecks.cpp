@@ -4,7 +4,6 @@
 #include <tavik/ManifestParser.h>
 
 #include <algorithm>
-#include <charconv>
 #include <map>
 #include <optional>
 #include <set>
@@ -71,11 +70,8 @@ std::optional<std::uint32_t> tagNumber(std::string_view item) {
   constexpr std::string_view kPrefix = "Tag ";
   if (!item.starts_with(kPrefix)) return std::nullopt;
   item.remove_prefix(kPrefix.size());
-  std::uint32_t number = 0;
-  const auto [end, error] = std::from_chars(item.data(), item.data() + item.size(), number);
   const bool isCanonical = item.size() == 1 || !item.starts_with('0');
-  if (error != std::errc() || end != item.data() + item.size() || !isCanonical) return std::nullopt;
-  return number;
+  return isCanonical ? numberIn<std::uint32_t>(item) : std::nullopt;
 }
 
 std::span<const std::string_view> itemNames() {

@@ -3,10 +3,10 @@
 #include <tavik/PredicateFacts.h>
 
 #include <algorithm>
-#include <charconv>
 #include <cmath>
 #include <set>
 
+#include "rules/NearbyValues.h"
 #include "text/Text.h"
 
 namespace tavik::tool::lint {
@@ -17,8 +17,6 @@ constexpr std::size_t kMostValues = 200;      // in a list
 constexpr std::size_t kLongestPattern = 100;  // in bytes
 constexpr std::size_t kMostSamples = 20'000;
 constexpr std::size_t kBoardCodeStart = 11;
-constexpr double kBytesPerGigabyte = 1e9;
-constexpr double kBytesPerMebibyte = 1048576;
 
 bool isPlain(std::string_view text) {
   return text.size() <= kLongestPattern &&
@@ -98,22 +96,20 @@ void variables(const Value& value, Patterns& patterns) {
   }
 }
 
-/// The results change at `base`, or half a unit or one unit from it.
 void addNumbers(double base, double unit, double step, Patterns& patterns) {
   patterns.comparesNumbers = true;
   patterns.isUnknown = patterns.isUnknown || !std::isfinite(base) || std::abs(base) >= 0x1p52;
-  for (const double units : {-1.0, -0.5, 0.0, 0.5, 1.0}) {
-    const double number = base + units * unit;
+  for (const double number : numbersNear(base, unit)) {
     append(patterns.numbers, std::vector{number - step, number, number + step});
   }
 }
 
 void number(const Value& value, Patterns& patterns) { addNumbers(doubleValue(&value), 1, 0.25, patterns); }
 void gigabytes(const Value& value, Patterns& patterns) {
-  addNumbers(integerValue(&value) * kBytesPerGigabyte, kBytesPerGigabyte, 1, patterns);
+  addNumbers(integerValue(&value) * kGigabyte, kGigabyte, 1, patterns);
 }
 void mebibytes(const Value& value, Patterns& patterns) {
-  addNumbers(integerValue(&value) * kBytesPerMebibyte, kBytesPerMebibyte, 1, patterns);
+  addNumbers(integerValue(&value) * kMebibyte, kMebibyte, 1, patterns);
 }
 
 void truth(const Value& /*value*/, Patterns& patterns) {
@@ -307,11 +303,6 @@ std::vector<Data> sampleBytes(const Patterns& patterns) {
   return samples;
 }
 
-Value numberValue(double number) {
-  if (number == std::trunc(number)) return Value(static_cast<std::int64_t>(number));
-  return Value(number);
-}
-
 bool hasTooMany(const Patterns& patterns) {
   constexpr std::size_t kPerCombination = 15;
   const std::size_t combinations = (1 + patterns.beginnings.size()) * (1 + patterns.endings.size()) *
@@ -321,18 +312,6 @@ bool hasTooMany(const Patterns& patterns) {
 }
 
 }  // namespace
-
-std::optional<Data> describedData(std::string_view text) {
-  std::string digits(text);
-  std::erase_if(digits,
-                [](char character) { return std::string_view("<> ").find(character) != std::string_view::npos; });
-  std::vector<std::uint8_t> bytes(digits.size() / 2);
-  for (std::size_t i = 0; i < bytes.size(); ++i) {
-    const char* const pair = digits.data() + 2 * i;
-    if (std::from_chars(pair, pair + 2, bytes[i], 16).ptr != pair + 2) return std::nullopt;
-  }
-  return digits.size() % 2 == 0 ? std::optional(Data(bytes)) : std::nullopt;
-}
 
 void Patterns::add(std::string_view predicate, const Value* value) {
   static const Value kNothing("");

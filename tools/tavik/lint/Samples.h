@@ -5,15 +5,11 @@
 
 #include <tavik/Value.h>
 
-#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
 namespace tavik::tool::lint {
-
-/// The data that a text of hexadecimal digits, spaces and angle brackets describes; absent for any other text.
-std::optional<Data> describedData(std::string_view text);
 
 /// What the expected values of some predicates say about an attribute. A predicate's result can only change at values
 /// that are made of these.

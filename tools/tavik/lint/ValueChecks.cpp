@@ -8,6 +8,7 @@
 #include "lint/Check.h"
 #include "lint/RuleForms.h"
 #include "lint/ValueWalk.h"
+#include "rules/NearbyValues.h"
 #include "text/Text.h"
 
 namespace tavik::tool::lint {

@@ -5,7 +5,6 @@
 #include <tavik/Platform.h>
 
 #include <algorithm>
-#include <charconv>
 #include <deque>
 #include <exception>
 #include <unordered_set>
@@ -20,6 +19,7 @@
 #include "rules/HostPlatform.h"
 #include "test/CaseFile.h"
 #include "text/NearestName.h"
+#include "text/Text.h"
 
 namespace tavik::tool::lsp {
 namespace {
@@ -29,11 +29,9 @@ using lint::Severity;
 /// Reads and removes a word and the number after it: "line 3".
 std::optional<std::size_t> takeNumber(std::string_view& text, std::string_view word) {
   if (!text.starts_with(word)) return std::nullopt;
-  const char* const begin = text.data() + word.size();
-  std::size_t number = 0;
-  const auto [end, error] = std::from_chars(begin, text.data() + text.size(), number);
-  if (error != std::errc()) return std::nullopt;
-  text.remove_prefix(static_cast<std::size_t>(end - text.data()));
+  const std::size_t end = std::min(text.find_first_not_of("0123456789", word.size()), text.size());
+  const auto number = numberIn<std::size_t>(text.substr(word.size(), end - word.size()));
+  if (number) text.remove_prefix(end);
   return number;
 }
 

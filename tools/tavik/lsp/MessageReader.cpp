@@ -3,7 +3,6 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <charconv>
 
 #include "ExitStatus.h"
 #include "text/Text.h"
@@ -21,16 +20,11 @@ std::optional<std::size_t> lengthIn(std::string_view header) {
                                shortened(visible(header), 40)));
   }
   if (lowerCase(header.substr(0, colon)) != "content-length") return std::nullopt;
-  std::string_view value = header.substr(colon + 1);
-  value.remove_prefix(std::min(value.find_first_not_of(" \t"), value.size()));
-  std::size_t length = 0;
-  const auto [end, error] = std::from_chars(value.data(), value.data() + value.size(), length);
-  const bool isTooLarge = error == std::errc::result_out_of_range || length > MessageReader::kLargestMessage;
-  if (isTooLarge) throw Unusable("a message is larger than 256 MiB");
-  const bool isNumber =
-      error == std::errc() &&
-      std::string_view(end, value.data() + value.size()).find_first_not_of(" \t") == std::string_view::npos;
-  if (!isNumber) throw Unusable("the Content-Length of a message is not a number");
+  const std::string_view value = trimmed(header.substr(colon + 1), " \t");
+  if (value.empty() || value.find_first_not_of("0123456789") != std::string_view::npos)
+    throw Unusable("the Content-Length of a message is not a number");
+  const auto length = numberIn<std::size_t>(value);
+  if (!length || *length > MessageReader::kLargestMessage) throw Unusable("a message is larger than 256 MiB");
   return length;
 }
 

@@ -4,7 +4,6 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <charconv>
 #include <cstdlib>
 #include <ctime>
 
@@ -28,13 +27,10 @@ void appendWindow(Html& out, std::string_view text, const std::vector<Span>& mar
 
 std::time_t timeOfReport() {
   const char* const fixed = std::getenv("SOURCE_DATE_EPOCH");
-  const std::string_view text = fixed == nullptr ? "" : fixed;
-  std::int64_t seconds = 0;
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), seconds);
+  const auto seconds = numberIn<std::int64_t>(fixed == nullptr ? "" : fixed);
   constexpr std::int64_t kEndOfYear9999 = 253402300799;
-  const bool usable = !text.empty() && error == std::errc() && end == text.data() + text.size() && seconds >= 0 &&
-                      seconds <= kEndOfYear9999;
-  return usable ? static_cast<std::time_t>(seconds) : std::time(nullptr);
+  const bool usable = seconds && *seconds >= 0 && *seconds <= kEndOfYear9999;
+  return usable ? static_cast<std::time_t>(*seconds) : std::time(nullptr);
 }
 
 }  // namespace

@@ -15,7 +15,7 @@
 #include "io/ArgumentName.h"
 #include "io/Encoding.h"
 #include "io/Inputs.h"
-#include "test/AttributeChange.h"
+#include "test/Device.h"
 #include "text/NearestName.h"
 #include "text/Text.h"
 

@@ -9,31 +9,54 @@
 #include <utility>
 
 #include "check/Outcome.h"
-#include "test/Candidates.h"
-#include "test/Variations.h"
+#include "io/Json.h"
+#include "rules/NearbyValues.h"
 #include "text/Text.h"
 
 namespace tavik::tool {
 namespace {
 
-constexpr std::size_t kMostCost = 10'000;  ///< of a search: one for each change, and more for large values
-constexpr std::size_t kMostTrials = 12;    ///< changes of one value for which the other rules are evaluated too
+using Values = std::vector<Value>;
 
-RuleExpectation resultExpectation(std::string_view rule, bool pass) {
-  return {std::string(rule), true, {{"result", Value(pass)}}};
+bool contains(const Values& values, const Value& value) { return std::ranges::find(values, value) != values.end(); }
+
+/// Adds the parts of an expected value: texts, numbers, data, truth values, and the keys of tables.
+void addParts(const Value& value, Values& parts) {
+  constexpr std::size_t kMostParts = 256;
+  if (parts.size() >= kMostParts) return;
+  if (const Array* const array = value.ifArray()) {
+    for (const Value& element : *array) addParts(element, parts);
+  } else if (const Dictionary* const dictionary = value.ifDictionary()) {
+    for (const auto [key, entry] : *dictionary) {
+      addParts(Value(key), parts);
+      addParts(entry, parts);
+    }
+  } else if (!contains(parts, value)) {
+    parts.push_back(value);
+  }
 }
 
-std::size_t costOf(const DeviceChange& change) {
-  constexpr std::size_t kBytes = 4096;
-  if (!change.value) return 1;
-  const Data* const data = change.value->ifData();
-  return 1 + (data != nullptr ? data->size() : change.value->ifString().value_or("").size()) / kBytes;
+/// Visits values for an attribute, the smallest changes first, until `visit` returns true.
+///
+/// current: null if the attribute is missing. parts: what rules compare it with.
+void tryValues(const Value* current, const Values& parts, const ValueVisitor& visit) {
+  if (current != nullptr && anyNearby(*current, nullptr, Density::kDense, visit)) return;
+  const ValueVisitor mix = [&](const Value& part) { return anyMixture(current, part, visit); };
+  for (const Value& part : parts) {
+    if (mix(part) || anyNearby(part, nullptr, Density::kSparse, mix)) return;
+  }
+  if (current == nullptr) visit(Value("present"));
+}
+
+std::size_t sizeOf(const Value& value) {
+  const Data* const data = value.ifData();
+  return data != nullptr ? data->size() : value.ifString().value_or("").size();
 }
 
 /// The entries of a record that differ from those of a mutant's record.
 Dictionary differingEntries(const Dictionary& record, const Dictionary& mutant) {
   Dictionary entries;
-  for (const std::string_view key : {"result", "actual", "expected", "attributes"}) {
+  for (const std::string_view key : {"actual", "expected", "attributes"}) {
     const Value* const value = record.find(key);
     const Value* const other = mutant.find(key);
     if (value != nullptr && (other == nullptr || *other != *value)) entries.set(key, *value);
@@ -52,7 +75,7 @@ Value inCaseFile(const RuleExpectation& expectation) {
 Expectation FoundCase::expectation() const {
   Expectation expectation;
   expectation.rules.push_back(expected);
-  for (const std::string& rule : alsoFailing) expectation.rules.push_back(resultExpectation(rule, false));
+  for (const std::string& rule : alsoFailing) expectation.rules.push_back({rule, true, {{"result", Value(false)}}});
   return expectation;
 }
 
@@ -63,13 +86,16 @@ std::string FoundCase::changeText() const {
   return change->value ? name + " = " + shortJson(*change->value, 100) : "without " + name;
 }
 
-Dictionary FoundCase::inCaseFile(const CaseDevice& device) const {
+Dictionary FoundCase::inCaseFile(const Device& device) const {
   const auto isFail = expected.entries.find("result") != nullptr && !passed(expected.entries);
   const std::string rule = shortened(visible(expected.rule), 60);
   Dictionary entries{
       {"name", change ? fmt::format("{} {}: {}", rule, isFail ? "fails" : "passes", changeText()) : rule}};
   if (change && change->operand.source) {
-    entries.set("sources", Dictionary{{*change->operand.source, changedSource(*change, device.sources())}});
+    Dictionary attributes;
+    Dictionary sources = device.sources();
+    change->applyTo(attributes, sources);
+    entries.set("sources", Dictionary{{*change->operand.source, *sources.find(*change->operand.source)}});
   } else if (change && change->value) {
     entries.set("change", Dictionary{{change->operand.name, *change->value}});
   } else if (change) {
@@ -81,191 +107,152 @@ Dictionary FoundCase::inCaseFile(const CaseDevice& device) const {
   return entries;
 }
 
-/// Tries changes of the device for one rule, and keeps the one after which the fewest other rules fail.
+/// Tries changes of the device for one rule, and keeps the best case.
 class CaseSearch::Attempts {
  public:
-  enum class Goal : std::uint8_t {
-    kFailure,      ///< the rule fails
-    kOtherResult,  ///< the rule and its mutant have different results
-    kOtherRecord,  ///< the rule and its mutant have different records
-  };
+  Attempts(CaseSearch& search, const ChangedRule& changed)
+      : search_(search),
+        device_(*search.device_),
+        changed_(changed),
+        rule_(device_.rules().rules()[changed.number]),
+        operands_(device_.rules().facts()[changed.number].operands()) {}
 
-  Attempts(CaseSearch& search, std::size_t number, Goal goal, const RuleOrigin* mutant)
-      : search_(search), number_(number), goal_(goal), mutant_(mutant) {}
-
-  [[nodiscard]] std::size_t number() const { return number_; }
-  [[nodiscard]] const RuleOrigin* mutant() const { return mutant_; }
-  [[nodiscard]] std::optional<FoundCase> take() && { return std::move(best_); }
-  [[nodiscard]] bool isIdeal() const { return best_ && best_->alsoFailing.empty(); }
-  void beginValue() { trials_ = 0; }
-
-  /// Returns whether the search for changes of the value ends.
-  bool attempt(const DeviceChange& change) {
-    if ((cost_ += costOf(change)) > kMostCost) return true;
-    const std::optional<Dictionary> record = recordAfter(rule(), change);
-    if (!record) return false;
-    const Dictionary entries = entriesToExpect(*record, change);
-    if (entries.empty()) return false;
-    auto others = search_.alsoFailing(number_, change);
-    if (!others) return false;
-    if (!best_ || others->size() < best_->alsoFailing.size())
-      best_ = FoundCase{change, {std::string(rule().name), true, entries}, *std::move(others)};
-    return isIdeal() || ++trials_ == kMostTrials;
+  std::optional<FoundCase> best() && {
+    consider(std::nullopt);
+    for (const RuleOperand& operand : operands_) {
+      trials_ = 0;
+      tryValues(device_.find(operand), partsFor(operand), [&](const Value& value) {
+        return attempt({operand, value});
+      });
+      if (isIdeal()) return std::move(best_);
+    }
+    for (const RuleOperand& operand : operands_) {
+      if (!isIdeal() && device_.find(operand) != nullptr) attempt({operand, std::nullopt});
+    }
+    return std::move(best_);
   }
 
  private:
-  [[nodiscard]] const RuleOrigin& rule() const { return search_.device_.kind().rules()[number_]; }
-  [[nodiscard]] std::optional<Dictionary> recordAfter(const RuleOrigin& of, const DeviceChange& change) const {
-    return search_.device_.record(of, search_.device_.kind().facts()[number_].operands(), &change);
+  /// What shows the change of the rule; the best first.
+  enum class Sign : std::uint8_t { kResult, kUnchanged, kRecord };
+
+  [[nodiscard]] bool isIdeal() const { return best_ && sign_ == Sign::kResult && best_->alsoFailing.empty(); }
+
+  /// What the rule is compared with, the parts in which the mutant differs first: the parts of expected values, and the
+  /// other values that it reads.
+  [[nodiscard]] Values partsFor(const RuleOperand& operand) const {
+    Values before;
+    Values after;
+    if (const Value* const value = rule_.value()) addParts(*value, before);
+    if (const Value* const value = changed_.rule ? changed_.rule->value() : nullptr) addParts(*value, after);
+    Values parts;
+    std::ranges::copy_if(after, std::back_inserter(parts), [&](const Value& part) { return !contains(before, part); });
+    std::stable_partition(before.begin(), before.end(), [&](const Value& part) { return !contains(after, part); });
+    parts.insert(parts.end(), before.begin(), before.end());
+    for (const RuleOperand& other : operands_) {
+      const Value* const value = other == operand ? nullptr : device_.find(other);
+      if (value != nullptr && !contains(parts, *value)) parts.push_back(*value);
+    }
+    return parts;
   }
 
-  /// Empty if the change does not reach the goal.
-  [[nodiscard]] Dictionary entriesToExpect(const Dictionary& record, const DeviceChange& change) const {
-    Dictionary result{{"result", Value(passed(record))}};
-    if (goal_ == Goal::kFailure) return passed(record) ? Dictionary() : result;
-    const std::optional<Dictionary> other = recordAfter(*mutant_, change);
-    if (!other || passed(*other) != passed(record)) return result;
-    if (goal_ == Goal::kOtherResult) return {};
-    Dictionary entries = differingEntries(record, *other);
-    if (!entries.empty()) entries.setFirst("result", *result.find("result"));
-    return entries;
+  /// Returns whether the search for changes of the value ends.
+  bool attempt(const ValueChange& change) {
+    constexpr std::size_t kMostCost = 10'000;  // of a search: one for each change, and more for large values
+    constexpr std::size_t kMostTrials = 12;    // changes of one value for which the other rules are evaluated too
+    cost_ += 1 + (change.value ? sizeOf(*change.value) / 4096 : 0);
+    if (cost_ > kMostCost) return true;
+    if (consider(change) && sign_ == Sign::kResult) ++trials_;
+    return isIdeal() || trials_ == kMostTrials;
+  }
+
+  /// Keeps the case if it shows the change of the rule and is the best one so far. Returns whether it was a candidate.
+  bool consider(const std::optional<ValueChange>& change) {
+    const std::optional<Dictionary> record = recordOf(rule_, change);
+    if (!record) return false;
+    const bool pass = passed(*record);
+    if (!changed_.rule && change && pass) return false;
+    const std::optional<Dictionary> other = changed_.rule ? recordOf(*changed_.rule, change) : std::nullopt;
+    if (!other || passed(*other) != pass)
+      return keep(change ? Sign::kResult : Sign::kUnchanged, change, {{"result", Value(pass)}});
+    Dictionary entries = differingEntries(*record, *other);
+    if (entries.empty()) return false;
+    if (change) entries.setFirst("result", Value(pass));
+    return keep(change ? Sign::kRecord : Sign::kUnchanged, change, entries);
+  }
+
+  bool keep(Sign sign, const std::optional<ValueChange>& change, const Dictionary& entries) {
+    if (best_ && (sign > sign_ || (sign == sign_ && sign != Sign::kResult))) return false;
+    auto others = search_.alsoFailing(changed_.number, change);
+    if (!others) return false;
+    if (best_ && sign == sign_ && others->size() >= best_->alsoFailing.size()) return true;
+    best_ = FoundCase{change, {std::string(rule_.name), true, entries}, *std::move(others)};
+    sign_ = sign;
+    return true;
+  }
+
+  [[nodiscard]] std::optional<Dictionary> recordOf(const RuleOrigin& rule,
+                                                   const std::optional<ValueChange>& change) const {
+    return change ? device_.recordAfter(*change, rule, operands_) : device_.record(rule);
   }
 
   CaseSearch& search_;
-  std::size_t number_;
-  Goal goal_;
-  const RuleOrigin* mutant_;  // null for kFailure
+  const Device& device_;
+  const ChangedRule& changed_;
+  const RuleOrigin& rule_;
+  const std::vector<RuleOperand>& operands_;
   std::optional<FoundCase> best_;
+  Sign sign_ = Sign::kRecord;  // of `best_`
   std::size_t cost_ = 0;
   std::size_t trials_ = 0;
 };
 
-namespace {
+std::optional<FoundCase> CaseSearch::catching(const ChangedRule& changed) { return Attempts(*this, changed).best(); }
 
-/// The parts of the expected values, those that differ first, and the other values that the rule reads.
-std::vector<Value> hintsFor(const CaseDevice& device, const RuleOperand& operand, std::size_t number,
-                            const RuleOrigin* mutant) {
-  std::vector<Value> before;
-  std::vector<Value> after;
-  if (const Value* const value = device.kind().rules()[number].value()) addParts(*value, before);
-  if (const Value* const value = mutant == nullptr ? nullptr : mutant->value()) addParts(*value, after);
-  std::vector<Value> hints;
-  const auto isIn = [](const std::vector<Value>& all, const Value& one) {
-    return std::ranges::find(all, one) != all.end();
-  };
-  const auto addMissing = [&](const std::vector<Value>& from, const std::vector<Value>& in) {
-    for (const Value& hint : from) {
-      if (!isIn(in, hint) && !isIn(hints, hint)) hints.push_back(hint);
+std::size_t CaseSearch::failures() { return static_cast<std::size_t>(std::ranges::count(failing(), true)); }
+
+const std::vector<bool>& CaseSearch::failing() {
+  if (!failing_.empty()) return failing_;
+  for (const RuleOrigin& rule : device_->rules().rules()) {
+    const std::optional<Dictionary> record = device_->record(rule);
+    failing_.push_back(record && !passed(*record));
+  }
+  return failing_;
+}
+
+std::optional<std::vector<std::string>> CaseSearch::alsoFailing(std::size_t number,
+                                                                const std::optional<ValueChange>& change) {
+  const std::vector<RuleOrigin>& rules = device_->rules().rules();
+  std::vector<bool> failing = this->failing();
+  if (change) {
+    const std::optional<Device> changed = device_->after(*change, *cache_);
+    if (!changed) return std::nullopt;
+    for (const std::size_t reader : device_->rules().readers(change->operand)) {
+      const std::optional<Dictionary> record = changed->record(rules[reader]);
+      if (!record) return std::nullopt;
+      failing[reader] = !passed(*record);
     }
-  };
-  addMissing(after, before);
-  addMissing(before, after);
-  addMissing(before, {});
-  for (const RuleOperand& other : device.kind().facts()[number].operands()) {
-    const Value* const value = other == operand ? nullptr : device.find(other);
-    if (value != nullptr) addMissing({*value}, {});
   }
-  return hints;
-}
-
-}  // namespace
-
-std::optional<FoundCase> CaseSearch::searchChange(Attempts& attempts) const {
-  const std::vector<RuleOperand>& operands = device_.kind().facts()[attempts.number()].operands();
-  for (const RuleOperand& operand : operands) {
-    attempts.beginValue();
-    anyCandidate(device_.find(operand), hintsFor(device_, operand, attempts.number(), attempts.mutant()),
-                 [&](const Value& value) {
-                   return attempts.attempt({operand, value});
-                 });
-    if (attempts.isIdeal()) return std::move(attempts).take();
-  }
-  for (const RuleOperand& operand : operands) {
-    attempts.beginValue();
-    if (device_.find(operand) != nullptr) attempts.attempt({operand, std::nullopt});
-    if (attempts.isIdeal()) break;
-  }
-  return std::move(attempts).take();
-}
-
-std::optional<FoundCase> CaseSearch::failing(std::size_t number) {
-  Attempts attempts(*this, number, Attempts::Goal::kFailure, nullptr);
-  return searchChange(attempts);
-}
-
-std::optional<FoundCase> CaseSearch::catching(const ChangedRule& changed) {
-  const RuleOrigin* const mutant = changed.rule ? &*changed.rule : nullptr;
-  Attempts results(*this, changed.number, mutant == nullptr ? Attempts::Goal::kFailure : Attempts::Goal::kOtherResult,
-                   mutant);
-  if (auto found = searchChange(results)) return found;
-  if (auto found = withoutChange(changed)) return found;
-  if (mutant == nullptr) return std::nullopt;
-  Attempts records(*this, changed.number, Attempts::Goal::kOtherRecord, mutant);
-  return searchChange(records);
-}
-
-std::optional<FoundCase> CaseSearch::withoutChange(const ChangedRule& changed) {
-  const RuleOrigin& rule = device_.kind().rules()[changed.number];
-  const RuleEvaluation evaluation = device_.evaluate(rule);
-  const Dictionary* const record = recordOf(evaluation);
-  if (record == nullptr) return std::nullopt;
-  FoundCase found{std::nullopt, resultExpectation(rule.name, passed(*record))};
-  if (changed.rule) {
-    const RuleEvaluation other = device_.evaluate(*changed.rule);
-    const Dictionary* const otherRecord = recordOf(other);
-    if (otherRecord != nullptr) found.expected.entries = differingEntries(*record, *otherRecord);
-    if (found.expected.entries.empty()) return std::nullopt;
-  }
-  found.alsoFailing = othersIn(failingBefore(), changed.number);
-  return found;
-}
-
-std::size_t CaseSearch::failuresBefore() { return static_cast<std::size_t>(std::ranges::count(failingBefore(), true)); }
-
-const std::vector<bool>& CaseSearch::failingBefore() {
-  if (!failingBefore_.empty()) return failingBefore_;
-  for (const RuleOrigin& rule : device_.kind().rules()) {
-    const RuleEvaluation evaluation = device_.evaluate(rule);
-    const Dictionary* const record = recordOf(evaluation);
-    failingBefore_.push_back(record != nullptr && !passed(*record));
-  }
-  return failingBefore_;
-}
-
-std::optional<std::vector<std::string>> CaseSearch::alsoFailing(std::size_t number, const DeviceChange& change) {
-  const std::optional<CaseDevice> changed = device_.after(change, kinds_);
-  if (!changed) return std::nullopt;
-  std::vector<bool> failing = failingBefore();
-  for (const std::size_t reader : device_.kind().readers(change.operand)) {
-    const RuleEvaluation evaluation = changed->evaluate(device_.kind().rules()[reader]);
-    const Dictionary* const record = recordOf(evaluation);
-    if (record == nullptr) return std::nullopt;
-    failing[reader] = !passed(*record);
-  }
-  return othersIn(failing, number);
-}
-
-std::vector<std::string> CaseSearch::othersIn(const std::vector<bool>& failing, std::size_t number) const {
   std::vector<std::string> names;
-  for (std::size_t other = 0; other < failing.size(); ++other) {
-    if (failing[other] && other != number) names.emplace_back(device_.kind().rules()[other].name);
+  for (std::size_t other = 0; other < rules.size(); ++other) {
+    if (failing[other] && other != number) names.emplace_back(rules[other].name);
   }
   return names;
 }
 
-std::optional<DeviceKind> kindShowing(const Mutant& mutant, const CaseDevice& like, std::span<const DeviceKind> kinds,
-                                      IndexedRulesCache& cache) {
+std::optional<DeviceKind> kindShowing(const Mutant& mutant, const Device& like, std::span<const DeviceKind> kinds,
+                                      DeviceRulesCache& cache) {
   constexpr std::size_t kMostKinds = 32;
   std::size_t tried = 0;
   for (const DeviceKind& kind : kinds) {
     Dictionary attributes = like.attributes();
     attributes.setOrRemove("ModelNumber", kind.partNumber);
     attributes.setOrRemove("RegionInfo", kind.region);
-    std::shared_ptr<const IndexedRules> rules = cache.of(attributes);
+    std::shared_ptr<const DeviceRules> rules = cache.of(attributes);
     const MutantEffect effect(mutant, *rules);
     if (effect.empty()) continue;
     if (++tried > kMostKinds) break;
-    const CaseDevice device(std::move(attributes), like.sources(), std::move(rules));
+    const Device device(std::move(attributes), like.sources(), std::move(rules));
     CaseSearch search(device, cache);
     if (std::ranges::any_of(effect.rules, [&](const auto& changed) { return search.catching(changed).has_value(); }))
       return kind;

@@ -3,37 +3,40 @@
 #include <cstddef>
 #include <map>
 #include <optional>
+#include <string_view>
 #include <tuple>
+#include <unordered_map>
 
 namespace tavik::tool {
 namespace {
 
 using Layer = LocalEntry::Layer;
 
-/// Identifies an entry. Documents in some encodings share equal parts, so the part number and the region belong to it.
-using Identity = std::tuple<const Value*, const Value*, const Value*, std::string_view, std::string_view>;
-
-Identity identityOf(const EffectiveEntry& entry) {
-  const auto [partNumber, region] = entry.scope();
-  return {entry.entry.content, partNumber, region, entry.entry.set, entry.name};
-}
-
-/// Collects each entry once.
+/// Collects each entry once, by name.
 class Collector {
  public:
-  explicit Collector(std::vector<EffectiveEntry>& all) : all_(all) {}
+  explicit Collector(EffectiveEntries::ByName& all) : all_(all) {}
 
   void add(const EffectiveEntry& entry) {
-    const auto [place, isNew] = places_.emplace(identityOf(entry), all_.size());
+    const auto [place, isNewName] = names_.try_emplace(entry.name, all_.size());
+    if (isNewName) all_.emplace_back();
+    std::vector<EffectiveEntry>& entries = all_[place->second];
+    // Documents in some encodings share equal parts, so the content alone does not identify an entry.
+    const auto [partNumber, region] = entry.scope();
+    const auto [known, isNew] =
+        places_.try_emplace({entry.name, entry.entry.content, partNumber, region, entry.entry.set}, entries.size());
     if (!isNew) {
-      all_[place->second].isRedundant &= entry.isRedundant;
+      entries[known->second].isRedundant &= entry.isRedundant;
     } else {
-      all_.push_back(entry);
+      entries.push_back(entry);
     }
   }
 
  private:
-  std::vector<EffectiveEntry>& all_;
+  using Identity = std::tuple<std::string_view, const Value*, const Value*, const Value*, std::string_view>;
+
+  EffectiveEntries::ByName& all_;
+  std::unordered_map<std::string_view, std::size_t> names_;
   std::map<Identity, std::size_t> places_;
 };
 
@@ -47,23 +50,6 @@ bool isRedundant(const RuleOrigin& rule) {
 }
 
 }  // namespace
-
-std::string selectorText(const Value* value) {
-  return std::string(value == nullptr ? "" : value->ifString().value_or(""));
-}
-
-std::string kindText(const DeviceKind& kind) {
-  if (kind.partNumber == nullptr) return "any part number";
-  const std::string partNumber = "part number " + selectorText(kind.partNumber);
-  return kind.region == nullptr ? partNumber : partNumber + ", region " + selectorText(kind.region);
-}
-
-bool includes(const DeviceKind& kind, const DeviceKind& device) {
-  const auto matches = [](const Value* wanted, const Value* found) {
-    return wanted == nullptr || (found != nullptr && *wanted == *found);
-  };
-  return matches(kind.partNumber, device.partNumber) && matches(kind.region, device.region);
-}
 
 DeviceKind EffectiveEntry::scope() const {
   if (entry.layer == Layer::kRegion) return kind;
@@ -88,6 +74,23 @@ EffectiveEntries::EffectiveEntries(const RuleOrigins& origins) {
     for (const RuleSetOrigin& set : device->sets)
       ofSets.add({{set.name, nullptr, set.entries.back()}, kind, set.entries.size() > 1});
   }
+}
+
+std::string selectorText(const Value* value) {
+  return std::string(value == nullptr ? "" : value->ifString().value_or(""));
+}
+
+bool includes(const DeviceKind& kind, const DeviceKind& device) {
+  const auto matches = [](const Value* wanted, const Value* found) {
+    return wanted == nullptr || (found != nullptr && *wanted == *found);
+  };
+  return matches(kind.partNumber, device.partNumber) && matches(kind.region, device.region);
+}
+
+std::string kindText(const DeviceKind& kind) {
+  if (kind.partNumber == nullptr) return "any part number";
+  const std::string partNumber = "part number " + selectorText(kind.partNumber);
+  return kind.region == nullptr ? partNumber : partNumber + ", region " + selectorText(kind.region);
 }
 
 }  // namespace tavik::tool

@@ -24,16 +24,15 @@ struct EffectiveEntry : KindRule {
   [[nodiscard]] std::string layerText() const;
 };
 
-/// Borrows the documents of `origins`.
+/// Borrows the documents.
 struct EffectiveEntries {
+  using ByName = std::vector<std::vector<EffectiveEntry>>;  ///< the entries of each name, at least one
+
   explicit EffectiveEntries(const RuleOrigins& origins);
 
-  /// The kinds of devices whose rules can be assembled.
-  std::vector<DeviceKind> kinds;
-  /// Of rules, in the order of the kinds.
-  std::vector<EffectiveEntry> rules;
-  /// Of rule sets.
-  std::vector<EffectiveEntry> sets;
+  std::vector<DeviceKind> kinds;  ///< those whose rules can be assembled
+  ByName rules;                   ///< in the order of the kinds
+  ByName sets;
 };
 
 /// A selector of devices as text; empty if it is missing or not a string.

@@ -44,13 +44,13 @@ Dictionary withoutRule(const Dictionary& record) {
   return entries;
 }
 
-std::string_view verdict(const Dictionary& record) { return passed(record) ? "passes" : "fails"; }
-
 std::string describe(const Dictionary& wanted, const Dictionary& record) {
   const Value* const result = wanted.find("result");
-  const bool otherResult = result != nullptr && *result != Value(passed(record));
-  if (!otherResult) return std::string(verdict(record)) + ", but its record differs";
-  return std::string(verdict(record)) + ", but should " + (passed(record) ? "fail" : "pass");
+  const bool isOther = result != nullptr && *result != Value(passed(record));
+  return fmt::format("{}, but {}", passed(record) ? "passes" : "fails",
+                     !isOther         ? "its record differs"
+                     : passed(record) ? "should fail"
+                                      : "should pass");
 }
 
 /// For a rule that the device does not get: the one of its rules that was probably meant.
@@ -60,41 +60,40 @@ std::string nearestIn(const RecordsByRule& records, std::string_view rule) {
   return didYouMean(rule, names);
 }
 
-std::optional<Mismatch> judge(const RuleExpectation& expected, const RecordsByRule& records) {
-  const auto found = records.find(expected.rule);
-  if (found == records.end()) {
-    if (!expected.given) return std::nullopt;
-    return Mismatch{expected.rule, "the device does not get this rule" + nearestIn(records, expected.rule),
-                    expected.entries, Dictionary()};
+/// A rule whose record, null if the device does not get the rule, does not meet the expectations.
+Mismatch mismatchOf(std::string_view rule, const RuleExpectation* named, OtherRules others, const Dictionary* record,
+                    const RecordsByRule& records) {
+  Mismatch mismatch{std::string(rule), "", Dictionary(), record == nullptr ? Dictionary() : withoutRule(*record)};
+  if (named != nullptr) mismatch.expected = named->entries;
+  if (record == nullptr) {
+    mismatch.message = "the device does not get this rule" + nearestIn(records, rule);
+  } else if (named != nullptr) {
+    mismatch.message = named->given ? describe(named->entries, *record) : "the device gets this rule, but should not";
+  } else if (others == OtherRules::kNone) {
+    mismatch.message = "the device gets this rule, which is not in the case";
+  } else {
+    mismatch.message = "fails, but should pass because the case does not name it";
+    mismatch.expected.set("result", Value(true));
   }
-  const Dictionary& record = *found->second;
-  if (!expected.given)
-    return Mismatch{expected.rule, "the device gets this rule, but should not", Dictionary(), withoutRule(record)};
-  if (isExpectedRecord(&expected, OtherRules::kAny, &record)) return std::nullopt;
-  return Mismatch{expected.rule, describe(expected.entries, record), expected.entries, withoutRule(record)};
-}
-
-std::optional<Mismatch> judgeOther(OtherRules others, const Dictionary& record) {
-  if (isExpectedRecord(nullptr, others, &record)) return std::nullopt;
-  const std::string rule(record.findString("rule").value_or(""));
-  if (others == OtherRules::kNone)
-    return Mismatch{rule, "the device gets this rule, which is not in the case", Dictionary(), withoutRule(record)};
-  return Mismatch{
-      rule, "fails, but should pass because the case does not name it", {{"result", Value(true)}}, withoutRule(record)};
+  return mismatch;
 }
 
 std::vector<Mismatch> judgeRules(const Expectation& expected, const CheckOutcome& outcome) {
   std::vector<Mismatch> mismatches;
   const RecordsByRule records = byRule(outcome);
+  const auto judge = [&](std::string_view rule, const RuleExpectation* named, const Dictionary* record) {
+    if (!isExpectedRecord(named, expected.others, record))
+      mismatches.push_back(mismatchOf(rule, named, expected.others, record, records));
+  };
   std::set<std::string_view> named;
   for (const RuleExpectation& rule : expected.rules) {
     named.insert(rule.rule);
-    if (auto mismatch = judge(rule, records)) mismatches.push_back(*std::move(mismatch));
+    const auto record = records.find(rule.rule);
+    judge(rule.rule, &rule, record == records.end() ? nullptr : record->second);
   }
   for (const Value& value : outcome.ruleRecords()) {
-    const Dictionary& record = *value.ifDictionary();
-    if (named.contains(record.findString("rule").value_or(""))) continue;
-    if (auto mismatch = judgeOther(expected.others, record)) mismatches.push_back(*std::move(mismatch));
+    const std::string_view rule = value.ifDictionary()->findString("rule").value_or("");
+    if (!named.contains(rule)) judge(rule, nullptr, value.ifDictionary());
   }
   // A device without rules does not pass only because nothing failed.
   if (records.empty() && expected.others == OtherRules::kPass)

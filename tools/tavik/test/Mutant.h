@@ -8,36 +8,34 @@
 #include <tavik/Value.h>
 
 #include <cstddef>
-#include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "test/Device.h"
 #include "test/EffectiveEntries.h"
-#include "test/IndexedRules.h"
 
 namespace tavik::tool {
 
 struct Mutant {
-  enum class Target : std::uint8_t {
-    kDefinition,    ///< the definition of the rule `subject`, replaced by `definition`
-    kDefinedValue,  ///< the same, if only its value differs
-    kEntry,         ///< the entry `entry` of a rule, replaced by `content` or removed
-    kSet,           ///< the entry `entry` of a rule set, removed
-    kKind,          ///< the part number or region of `kind`, removed
-  };
-
   std::string_view mutation;  ///< the name of the kind of change: "value"
-  Target target;
-  std::string subject;   ///< the rule, rule set, part number or region that changes
-  std::string change;    ///< what changes: "value 65 instead of 64"
-  std::string location;  ///< in which part of the documents: "rule library", "part number HN20"
-  DeviceKind kind;       ///< one of the kinds of devices concerned
-  std::optional<Dictionary> definition = std::nullopt;
-  const EffectiveEntry* entry = nullptr;
+  std::string subject;        ///< the rule, rule set, part number or region that changes
+  std::string change;         ///< what changes: "value 65 instead of 64"
+  std::string location;       ///< in which part of the documents: "rule library", "part number HN20"
+  DeviceKind kind;  ///< one of the kinds of devices concerned; the one that is removed if nothing else changes
+
+  std::optional<Dictionary> definition = std::nullopt;  ///< the new definition of the rule `subject`
+  const EffectiveEntry* entry = nullptr;                ///< an entry that is removed, or replaced by `content`
   std::optional<Value> content = std::nullopt;
 };
+
+/// Visits every mutant of the rules in effect, by rule. Changes that have no effect on any device, and changes of a
+/// rule that passes before and after them for every device, are left out.
+///
+/// The mutants borrow `entries`.
+void forEachMutant(const EffectiveEntries& entries, const std::function<void(const Mutant&)>& visit);
 
 /// A rule of a device that a mutant changes.
 struct ChangedRule {
@@ -45,20 +43,15 @@ struct ChangedRule {
   std::optional<RuleOrigin> rule;  ///< absent: the device does not get it
 };
 
-/// The consequences of a mutant for a kind of device. Borrows both.
-class MutantEffect {
- public:
-  MutantEffect(const Mutant& mutant, const IndexedRules& kind);
+/// The consequences of a mutant for the rules of a device.
+struct MutantEffect {
+  /// Borrows both.
+  MutantEffect(const Mutant& mutant, const DeviceRules& rules);
 
   [[nodiscard]] bool empty() const { return rules.empty() && !error; }
-  [[nodiscard]] const ChangedRule* of(std::size_t number) const;
 
-  std::vector<ChangedRule> rules;
-  std::optional<Error> error;  ///< the rules cannot be assembled
-
- private:
-  void changeDefinition(const Mutant& mutant, const IndexedRules& kind);
-  void changeEntry(const Mutant& mutant, const EffectiveEntry& entry, const IndexedRules& kind);
+  std::vector<ChangedRule> rules;  ///< those with other values or another predicate
+  std::optional<Error> error;      ///< the rules cannot be assembled
 };
 
 }  // namespace tavik::tool

@@ -3,14 +3,12 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <map>
 #include <memory>
 #include <utility>
 
 #include "io/Json.h"
 #include "test/CaseSearch.h"
 #include "test/MutantJudge.h"
-#include "test/Mutations.h"
 #include "text/Text.h"
 
 namespace tavik::tool {
@@ -23,20 +21,27 @@ std::string shortName(std::string_view name) { return shortened(visible(name), k
 
 std::string adviceFor(const FoundCase& found, std::string_view basis) {
   const std::string rule = shortName(found.expected.rule);
-  const std::string expected = shortened(visible(toJson(inCaseFile(found.expected))), 100);
+  const std::string expected = shortJson(inCaseFile(found.expected), 100);
   if (!found.change) return fmt::format(R"(in "{}", expect "{}": {})", shortName(basis), rule, expected);
   return fmt::format(R"(add a case like "{}", but {}; expect "{}": {})", shortName(basis), found.changeText(), rule,
                      expected);
 }
 
+/// The device of a case, from which cases are searched.
+struct Base {
+  const RuleTest* test;
+  const Device* device;
+  CaseSearch search;
+};
+
 class MutationRun {
  public:
   MutationRun(const RuleOrigins& origins, const EffectiveEntries& entries, std::span<const RuleTest* const> tests)
-      : kinds_(origins), entries_(entries), tests_(tests) {
+      : cache_(origins), entries_(entries), tests_(tests) {
     for (const RuleTest* test : tests) {
-      std::shared_ptr<const IndexedRules> kind = kinds_.of(test->attributes);
-      std::optional<CaseDevice> device;
-      if (kind) device.emplace(test->attributes, test->sources, std::move(kind));
+      std::shared_ptr<const DeviceRules> rules = cache_.of(test->attributes);
+      std::optional<Device> device;
+      if (rules) device.emplace(test->attributes, test->sources, std::move(rules));
       judges_.emplace_back(test->expected, std::move(device));
     }
   }
@@ -45,141 +50,105 @@ class MutationRun {
     return std::ranges::any_of(judges_, [&](const MutantJudge& judge) { return judge.catches(mutant); });
   }
 
-  [[nodiscard]] Survivor survivor(const Mutant& mutant) {
-    Survivor survivor{.mutation = mutant.mutation,
-                      .subject = mutant.subject,
-                      .change = mutant.change,
-                      .location = mutant.location,
-                      .advice = "no small change of the cases' devices shows the difference"};
+  /// Adds the case that would catch the mutant to its entries: "advice" in words, "based_on" and "case" if it was
+  /// found.
+  void advise(const Mutant& mutant, Dictionary& survivor) {
     constexpr std::size_t kMostKinds = 4;
     std::size_t tried = 0;
-    for (const std::size_t number : bases()) {
-      const MutantEffect effect(mutant, judges_[number].device()->kind());
-      if (effect.rules.empty() || ++tried > kMostKinds) continue;
-      if (suggest(survivor, effect, number)) return survivor;
+    for (Base& base : bases()) {
+      const MutantEffect effect(mutant, base.device->rules());
+      if (!effect.rules.empty() && ++tried <= kMostKinds && suggest(effect, base, survivor)) return;
     }
-    if (const auto kind = untestedKind(mutant))
-      survivor.advice = "add a case with a device of " + shortName(kindText(*kind));
-    return survivor;
+    const auto kind = untestedKind(mutant);
+    survivor.set("advice", Value(kind ? "add a case with a device of " + shortName(kindText(*kind))
+                                      : "no small change of the cases' devices shows the difference"));
   }
 
  private:
-  /// For each kind of device that cases check, the number of a case: the one in which the fewest rules fail.
-  const std::vector<std::size_t>& bases() {
-    if (hasBases_) return bases_;
-    hasBases_ = true;
+  /// One for each kind of device that cases check: the device for which the fewest rules fail.
+  std::vector<Base>& bases() {
+    if (std::exchange(hasBases_, true)) return bases_;
     for (std::size_t number = 0; number < judges_.size(); ++number) {
       if (!judges_[number].isComplete()) continue;
-      const auto isSameKind = [&](std::size_t base) {
-        return &judges_[base].device()->kind() == &judges_[number].device()->kind();
-      };
-      const auto base = std::ranges::find_if(bases_, isSameKind);
-      if (base == bases_.end()) {
-        bases_.push_back(number);
-      } else if (searchAt(number).failuresBefore() < searchAt(*base).failuresBefore()) {
-        *base = number;
+      const Device& device = *judges_[number].device();
+      Base base{tests_[number], &device, CaseSearch(device, cache_)};
+      const auto isSameKind = [&](const Base& other) { return &other.device->rules() == &device.rules(); };
+      const auto known = std::ranges::find_if(bases_, isSameKind);
+      if (known == bases_.end()) {
+        bases_.push_back(std::move(base));
+      } else if (base.search.failures() < known->search.failures()) {
+        *known = std::move(base);
       }
     }
     return bases_;
   }
 
   [[nodiscard]] bool isTested(const DeviceKind& kind) {
-    return std::ranges::any_of(
-        bases(), [&](std::size_t base) { return includes(kind, judges_[base].device()->kind().selectors()); });
+    return std::ranges::any_of(bases(),
+                               [&](const Base& base) { return includes(kind, base.device->rules().selectors()); });
   }
 
   /// A kind of device that no case checks and that shows the mutant.
   std::optional<DeviceKind> untestedKind(const Mutant& mutant) {
     if (bases().empty() || (!mutant.definition && !isTested(mutant.kind))) return mutant.kind;
     if (++kindSearches_ > kMostKindSearches) return std::nullopt;
-    std::vector<DeviceKind> untested;
-    for (const DeviceKind& kind : entries_.kinds) {
-      if (!isTested(kind)) untested.push_back(kind);
-    }
-    return kindShowing(mutant, *judges_[bases().front()].device(), untested, kinds_);
+    std::vector<DeviceKind> untested = entries_.kinds;
+    std::erase_if(untested, [&](const DeviceKind& kind) { return isTested(kind); });
+    return kindShowing(mutant, *bases().front().device, untested, cache_);
   }
 
-  CaseSearch& searchAt(std::size_t number) {
-    return searches_.try_emplace(number, *judges_[number].device(), kinds_).first->second;
-  }
-
-  bool suggest(Survivor& survivor, const MutantEffect& effect, std::size_t number) {
+  static bool suggest(const MutantEffect& effect, Base& base, Dictionary& survivor) {
     for (const ChangedRule& changed : effect.rules) {
-      const auto found = searchAt(number).catching(changed);
+      const auto found = base.search.catching(changed);
       if (!found) continue;
-      survivor.basis = tests_[number]->name;
-      survivor.advice = adviceFor(*found, *survivor.basis);
-      survivor.newCase = found->inCaseFile(*judges_[number].device());
+      survivor.set("advice", Value(adviceFor(*found, base.test->name)));
+      survivor.set("based_on", Value(base.test->name));
+      survivor.set("case", found->inCaseFile(*base.device));
       return true;
     }
     return false;
   }
 
-  IndexedRulesCache kinds_;
+  DeviceRulesCache cache_;
   const EffectiveEntries& entries_;
   std::span<const RuleTest* const> tests_;
   std::vector<MutantJudge> judges_;
-  std::map<std::size_t, CaseSearch> searches_;  // by the number of the case
-  std::vector<std::size_t> bases_;
+  std::vector<Base> bases_;
   bool hasBases_ = false;
   std::size_t kindSearches_ = 0;
 };
 
-Value survivorValue(const MutationResults& results, const Survivor& survivor) {
-  Dictionary entries{
-      {"library", results.library},  {"local_rules", results.rules}, {"mutation", Value(survivor.mutation)},
-      {"subject", survivor.subject}, {"change", survivor.change},    {"location", survivor.location},
-      {"advice", survivor.advice}};
-  if (survivor.newCase) {
-    entries.set("based_on", Value(*survivor.basis));
-    entries.set("case", *survivor.newCase);
-  }
-  return entries;
+/// One object of the JSON format, or one line.
+std::string survivorText(const Dictionary& survivor, bool asJson) {
+  if (asJson) return toJson(survivor);
+  const auto entry = [&](std::string_view key) { return *survivor.findString(key); };
+  return fmt::format("{}: {} ({}): {}\n", shortName(entry("subject")), visible(entry("change")),
+                     shortName(entry("location")), entry("advice"));
 }
 
 }  // namespace
 
-void runMutants(const RuleOrigins& origins, std::span<const RuleTest* const> tests, MutationResults& results) {
+void runMutants(const RuleOrigins& origins, const std::string& library, const std::string& rules,
+                std::span<const RuleTest* const> tests, MutationResults& results) {
   const EffectiveEntries entries(origins);
   MutationRun run(origins, entries, tests);
   forEachMutant(entries, [&](const Mutant& mutant) {
     ++results.mutants;
-    if (!run.isCaught(mutant)) results.survivors.push_back(run.survivor(mutant));
+    if (run.isCaught(mutant)) {
+      ++results.caught;
+      return;
+    }
+    Dictionary survivor{{"library", library},        {"local_rules", rules},    {"mutation", Value(mutant.mutation)},
+                        {"subject", mutant.subject}, {"change", mutant.change}, {"location", mutant.location}};
+    run.advise(mutant, survivor);
+    if (results.asJson && !results.survivors.empty()) results.survivors += ", ";
+    results.survivors += survivorText(survivor, results.asJson);
   });
 }
 
-std::size_t mutantsOf(const std::vector<MutationResults>& all) {
-  std::size_t total = 0;
-  for (const MutationResults& results : all) total += results.mutants;
-  return total;
-}
-
-std::size_t caughtOf(const std::vector<MutationResults>& all) {
-  std::size_t total = 0;
-  for (const MutationResults& results : all) total += results.mutants - results.survivors.size();
-  return total;
-}
-
-std::string mutationText(const std::vector<MutationResults>& all) {
-  std::string text;
-  for (const MutationResults& results : all) {
-    for (const Survivor& survivor : results.survivors) {
-      text += fmt::format("{}: {} ({}): {}\n", shortName(survivor.subject), visible(survivor.change),
-                          shortName(survivor.location), survivor.advice);
-    }
-  }
-  return text + fmt::format("{} of {} mutants caught\n", caughtOf(all), mutantsOf(all));
-}
-
-std::string mutationJson(const std::vector<MutationResults>& all) {
-  Array survivors;
-  for (const MutationResults& results : all) {
-    for (const Survivor& survivor : results.survivors) survivors.append(survivorValue(results, survivor));
-  }
-  return toJson(Dictionary{{"survivors", survivors},
-                           {"caught", Value(static_cast<std::int64_t>(caughtOf(all)))},
-                           {"mutants", Value(static_cast<std::int64_t>(mutantsOf(all)))}}) +
-         "\n";
+std::string MutationResults::text() const {
+  if (!asJson) return fmt::format("{}{} of {} mutants caught\n", survivors, caught, mutants);
+  return fmt::format("{{\"survivors\": [{}], \"caught\": {}, \"mutants\": {}}}\n", survivors, caught, mutants);
 }
 
 }  // namespace tavik::tool

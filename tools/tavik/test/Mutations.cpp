@@ -1,4 +1,4 @@
-#include "test/Mutations.h"
+// The kinds of changes that `tavik test --mutate` makes. To add one, add a function and a row to the table at the end.
 
 #include <fmt/format.h>
 
@@ -6,38 +6,71 @@
 #include <cstdint>
 #include <limits>
 #include <set>
-#include <span>
 #include <string>
-#include <unordered_map>
+#include <tuple>
 #include <utility>
 
-#include "rules/RuleFacts.h"
-#include "test/Variations.h"
-#include "text/Text.h"
+#include "io/Json.h"
+#include "rules/NearbyValues.h"
+#include "test/Mutant.h"
 
 namespace tavik::tool {
 namespace {
 
+using Entries = std::vector<EffectiveEntry>;  ///< of one rule or rule set
 using Operator = PredicateExpression::Operator;
-using Target = Mutant::Target;
-using Visit = std::function<void(const Mutant&)>;
 
-constexpr std::string_view kLibrary = "rule library";
+// ---- Changes in words ---------------------------------------------------------------------------------------------
 
-/// A rule with its entries that are in effect.
-struct RuleSite {
-  std::string_view name;
-  const Dictionary* definition;  ///< null if the rule library has none
-  std::vector<const EffectiveEntry*> entries = {};
+std::string brief(const Value& value) { return shortJson(value, 60); }
 
-  /// An entry that leaves the value to the definition; null if there is none.
-  [[nodiscard]] const EffectiveEntry* withoutValue() const {
-    const auto found =
-        std::ranges::find_if(entries, [](const EffectiveEntry* entry) { return entry->entry.value() == nullptr; });
-    return found == entries.end() ? nullptr : *found;
+/// `without "sand"`, `with "sane"`, `"sane" instead of "sand"`.
+std::string stepText(const Value* removed, const Value* added) {
+  if (added == nullptr) return "without " + brief(*removed);
+  if (removed == nullptr) return "with " + brief(*added);
+  return fmt::format("{} instead of {}", brief(*added), brief(*removed));
+}
+
+/// The elements of a list, or the keys of a table.
+std::vector<Value> membersOf(const Value& value) {
+  std::vector<Value> members;
+  if (const Array* const array = value.ifArray()) members.assign(array->begin(), array->end());
+  if (value.ifDictionary() == nullptr) return members;
+  for (const auto& item : *value.ifDictionary()) members.emplace_back(item.key);
+  return members;
+}
+
+/// `65 instead of 64`, `without "sand"`, `"Mask": {...} instead of {...}`.
+std::string changeText(const Value& before, const Value& after) {
+  const std::vector<Value> old = membersOf(before);
+  const std::vector<Value> now = membersOf(after);
+  const auto [oldBegin, nowBegin] = std::ranges::mismatch(old, now);
+  auto oldEnd = old.end();
+  auto nowEnd = now.end();
+  for (; oldEnd != oldBegin && nowEnd != nowBegin && oldEnd[-1] == nowEnd[-1]; --oldEnd) --nowEnd;
+  const auto removed = oldEnd - oldBegin;
+  const auto added = nowEnd - nowBegin;
+  if (before.kind() != after.kind() || removed > 1 || added > 1) return stepText(&before, &after);
+  if (removed != 0 && added != 0) return changeText(*oldBegin, *nowBegin);
+  if (removed != 0 || added != 0)
+    return stepText(removed != 0 ? &*oldBegin : nullptr, added != 0 ? &*nowBegin : nullptr);
+  if (before.ifDictionary() == nullptr) return stepText(&before, &after);
+  for (const auto [key, value] : *before.ifDictionary()) {
+    const Value& other = *after.ifDictionary()->find(key);
+    if (other != value) return brief(Value(key)) + ": " + changeText(value, other);
   }
-  [[nodiscard]] RuleFacts facts(const Value* value) const { return {name, definition, value}; }
-};
+  return stepText(&before, &after);
+}
+
+// ---- Rules --------------------------------------------------------------------------------------------------------
+
+RuleFacts factsOf(const EffectiveEntry& entry, const Value* value) { return {entry.name, entry.definition, value}; }
+
+/// Whether the rule passes for every device, whatever its value is.
+bool checksNothing(const RuleFacts& facts) { return facts.cannotFail() && !facts.forwards(); }
+
+/// Whether the rule depends on its value.
+bool readsValue(const RuleFacts& facts) { return !facts.valueReaders().empty() && !checksNothing(facts); }
 
 /// Whether all predicates that read the value read both as the same.
 bool readTheSame(const RuleFacts& facts, const Value& first, const Value& second) {
@@ -45,224 +78,181 @@ bool readTheSame(const RuleFacts& facts, const Value& first, const Value& second
                              [&](const PredicateFacts* reader) { return readsTheSame(reader->value, first, second); });
 }
 
-/// Whether the rule passes for every device, whatever its value is.
-bool checksNothing(const RuleFacts& facts) { return facts.cannotFail() && !facts.forwards(); }
+Dictionary with(Dictionary dictionary, std::string_view key, const Value& value) {
+  dictionary.set(key, value);
+  return dictionary;
+}
 
 class Maker {
  public:
+  using Visit = std::function<void(const Mutant&)>;
   Maker(std::string_view mutation, const Visit& visit) : mutation_(mutation), visit_(visit) {}
 
-  void definition(Target target, const RuleSite& site, std::string change, Dictionary changed,
-                  const DeviceKind& kind) const {
-    visit_({.mutation = mutation_,
-            .target = target,
-            .subject = std::string(site.name),
-            .change = std::move(change),
-            .location = std::string(kLibrary),
-            .kind = kind,
-            .definition = std::move(changed)});
+  void definition(const EffectiveEntry& entry, std::string change, std::string_view key, const Value& value) const {
+    Mutant mutant{mutation_, std::string(entry.name), std::move(change), "rule library", entry.kind};
+    mutant.definition = with(*entry.definition, key, value);
+    visit_(mutant);
   }
-  void entry(Target target, const EffectiveEntry& entry, std::string change, std::optional<Value> content) const {
-    visit_({.mutation = mutation_,
-            .target = target,
-            .subject = std::string(entry.name),
-            .change = std::move(change),
-            .location = entry.layerText(),
-            .kind = entry.kind,
-            .entry = &entry,
-            .content = std::move(content)});
+  void expression(const EffectiveEntry& entry, const std::string& expression) const {
+    definition(entry, fmt::format("predicate \"{}\"", expression), "predicate", Value(expression));
   }
-  void kind(const DeviceKind& kind) const {
-    visit_({.mutation = mutation_,
-            .target = Target::kKind,
-            .subject = kindText(kind),
-            .change = "removed",
-            .location = "MPNRules",
-            .kind = kind});
+  void entry(const EffectiveEntry& entry, std::string change, std::optional<Value> content) const {
+    Mutant mutant{mutation_, std::string(entry.name), std::move(change), entry.layerText(), entry.kind};
+    mutant.entry = &entry;
+    mutant.content = std::move(content);
+    visit_(mutant);
   }
+  void value(const EffectiveEntry& one, std::string change, const Value& value) const {
+    entry(one, std::move(change), Value(with(*one.entry.content->ifDictionary(), "value", value)));
+  }
+  void withoutKind(const DeviceKind& kind) const { visit_({mutation_, kindText(kind), "removed", "MPNRules", kind}); }
 
  private:
   std::string_view mutation_;
   const Visit& visit_;
 };
 
-void dropRule(const RuleSite& site, const Maker& make) {
-  for (const EffectiveEntry* entry : site.entries) {
-    if (entry->isRedundant || checksNothing(site.facts(entry->value()))) continue;
-    make.entry(Target::kEntry, *entry, "rule removed", std::nullopt);
+// ---- Mutations ----------------------------------------------------------------------------------------------------
+
+void dropRule(const Entries& entries, const Maker& make) {
+  for (const EffectiveEntry& entry : entries) {
+    if (!entry.isRedundant && !checksNothing(factsOf(entry, entry.value())))
+      make.entry(entry, "rule removed", std::nullopt);
   }
 }
 
-void changeExpression(const RuleSite& site, const Maker& make, const std::string& expression) {
-  Dictionary changed = *site.definition;
-  changed.set("predicate", expression);
-  make.definition(Target::kDefinition, site, fmt::format("predicate \"{}\"", expression), std::move(changed),
-                  site.entries.front()->kind);
-}
-
-void negate(const RuleSite& site, const Maker& make) {
-  const RuleFacts facts = site.facts(nullptr);
+void negate(const Entries& entries, const Maker& make) {
+  const EffectiveEntry& entry = entries.front();
+  const RuleFacts facts = factsOf(entry, nullptr);
   const std::vector<std::string_view>& words = facts.predicates();
-  if (words.empty()) return;
-  switch (facts.combination()) {
-    case Operator::kNone:
-      return changeExpression(site, make, fmt::format("NOT {}", words[0]));
-    case Operator::kNot:
-      return changeExpression(site, make, std::string(words[0]));
-    case Operator::kAnd:
-    case Operator::kOr:
-      break;
+  if (words.size() == 1) {
+    const bool isNegated = facts.combination() == Operator::kNot;
+    make.expression(entry, fmt::format("{}{}", isNegated ? "" : "NOT ", words[0]));
+  } else if (words.size() == 2) {
+    const bool isAnd = facts.combination() == Operator::kAnd;
+    make.expression(entry, fmt::format("{} {} {}", words[0], isAnd ? "OR" : "AND", words[1]));
+    for (const std::string_view word : words) make.expression(entry, std::string(word));
   }
-  const bool isAnd = facts.combination() == Operator::kAnd;
-  changeExpression(site, make, fmt::format("{} {} {}", words[0], isAnd ? "OR" : "AND", words[1]));
-  for (const std::string_view word : words) changeExpression(site, make, std::string(word));
 }
 
-/// Visits the variations of a value of the rule, unless no predicate reads it.
-void forEachOther(const RuleSite& site, const Value& value, const std::function<void(const Value&)>& visit) {
-  const RuleFacts facts = site.facts(&value);
-  const auto readers = facts.valueReaders();
-  if (!readers.empty() && !checksNothing(facts)) forEachVariation(value, &readers.front()->value, visit);
-}
-
-void changeDefinedValue(const RuleSite& site, const Maker& make) {
-  const EffectiveEntry* const entry = site.withoutValue();
-  const Value* const value = entry == nullptr ? nullptr : entry->value();
-  if (value == nullptr) return;
-  forEachOther(site, *value, [&](const Value& other) {
-    Dictionary changed = *site.definition;
-    changed.set("value", other);
-    make.definition(Target::kDefinedValue, site, "value " + changeText(*value, other), std::move(changed), entry->kind);
-  });
-}
-
-Value withValue(const EffectiveEntry& entry, const Value& value) {
-  Dictionary changed = *entry.entry.content->ifDictionary();
-  changed.set("value", value);
-  return changed;
-}
-
-void changeValue(const RuleSite& site, const Maker& make) {
-  changeDefinedValue(site, make);
-  for (const EffectiveEntry* entry : site.entries) {
-    const Value* const value = entry->entry.value();
-    if (value == nullptr) continue;
-    forEachOther(site, *value, [&](const Value& other) {
-      make.entry(Target::kEntry, *entry, "value " + changeText(*value, other), withValue(*entry, other));
+void changeValue(const Entries& entries, const Maker& make) {
+  bool hasChangedDefinition = false;
+  for (const EffectiveEntry& entry : entries) {
+    const Value* const value = entry.value();
+    const bool isDefined = entry.entry.value() == nullptr;
+    if (value == nullptr || (isDefined && std::exchange(hasChangedDefinition, true))) continue;
+    const RuleFacts facts = factsOf(entry, value);
+    if (!readsValue(facts)) continue;
+    anyNearby(*value, &facts.valueReaders().front()->value, Density::kSparse, [&](const Value& other) {
+      const std::string change = "value " + changeText(*value, other);
+      isDefined ? make.definition(entry, change, "value", other) : make.value(entry, change, other);
+      return false;
     });
   }
 }
 
-bool readAlike(const ValueFacts& first, const ValueFacts& second) {
-  const auto isNumber = [](const ValueFacts& facts) { return facts.readAs != ValueFacts::ReadAs::kItself; };
-  return first.kinds == second.kinds && first.role == second.role && first.characters == second.characters &&
-         isNumber(first) == isNumber(second) && first.isMask == second.isMask &&
-         first.entries.size() == second.entries.size() &&
-         (first.tableEntries == nullptr) == (second.tableEntries == nullptr);
+auto shapeOf(const ValueFacts& facts) {
+  return std::tuple(facts.kinds, facts.role, facts.characters, facts.readAs == ValueFacts::ReadAs::kItself,
+                    facts.isMask, facts.entries.size(), facts.tableEntries == nullptr);
 }
 
-/// Whether one predicate is easily written for the other.
-bool areSimilar(const PredicateFacts& first, const PredicateFacts& second) {
-  return first.takesReferences == second.takesReferences && first.forwards == second.forwards &&
-         first.readsAttribute == second.readsAttribute && first.readsTheOnlyReference == second.readsTheOnlyReference &&
-         (first.withoutValue == Without::kSame) == (second.withoutValue == Without::kSame) &&
-         readAlike(first.attribute, second.attribute) && readAlike(first.value, second.value);
+/// Predicates of the same shape are easily written for each other.
+auto shapeOf(const PredicateFacts& facts) {
+  return std::tuple(facts.takesReferences, facts.forwards, facts.readsAttribute, facts.readsTheOnlyReference,
+                    facts.withoutValue == Without::kSame, shapeOf(facts.attribute), shapeOf(facts.value));
 }
 
-/// Whether `equal` and `equalLong` have the same result for every attribute, because the expected number is not the
-/// first or last of 32 bits, as which `equal` reads all numbers beyond them.
-bool isInside32Bits(const Value& value) {
+/// Whether both compare for equality and have the same result for every attribute. `equal` reads numbers beyond 32 bits
+/// as the first or last of these; with other expected numbers, it is the same as `equalLong`.
+bool areTheSame(const PredicateFacts& first, const PredicateFacts& second, const Entries& entries) {
   using Limits = std::numeric_limits<std::int32_t>;
-  const std::int64_t number = longValue(&value);
-  return number > Limits::min() && number < Limits::max();
-}
-
-bool areTheSame(const PredicateFacts& first, const PredicateFacts& second, const RuleSite& site) {
   const auto isEquality = [](const PredicateFacts& facts) {
     return facts.word == "equal" || facts.word == "equalLong";
   };
-  if (!isEquality(first) || !isEquality(second)) return false;
-  return std::ranges::all_of(site.entries, [&](const EffectiveEntry* entry) {
-    return entry->value() != nullptr && isInside32Bits(*entry->value());
-  });
+  const auto isInside32Bits = [](const EffectiveEntry& entry) {
+    const Value* const value = entry.value();
+    return value != nullptr && longValue(value) > Limits::min() && longValue(value) < Limits::max();
+  };
+  return isEquality(first) && isEquality(second) && std::ranges::all_of(entries, isInside32Bits);
 }
 
-void changePredicate(const RuleSite& site, const Maker& make) {
-  const RuleFacts facts = site.facts(site.entries.front()->value());
+void changePredicate(const Entries& entries, const Maker& make) {
+  const EffectiveEntry& entry = entries.front();
+  const RuleFacts facts = factsOf(entry, entry.value());
   if (facts.predicates().empty() || checksNothing(facts)) return;
-  const std::string_view expression = *site.definition->findString("predicate");
+  const std::string_view expression = *entry.definition->findString("predicate");
   for (const std::string_view word : facts.predicates()) {
     const PredicateFacts* const own = PredicateFacts::find(word);
     if (own == nullptr) continue;
     for (const PredicateFacts& other : PredicateFacts::all()) {
-      if (other.word == word || !areSimilar(*own, other) || areTheSame(*own, other, site)) continue;
-      std::string changed(expression);
+      if (other.word == word || shapeOf(*own) != shapeOf(other) || areTheSame(*own, other, entries)) continue;
       const auto place = static_cast<std::size_t>(word.data() - expression.data());
-      changeExpression(site, make, changed.replace(place, word.size(), other.word));
+      make.expression(entry, std::string(expression).replace(place, word.size(), other.word));
     }
   }
 }
 
-void dropOverride(const RuleSite& site, const Maker& make) {
-  const Value* const defined = site.definition == nullptr ? nullptr : site.definition->find("value");
-  for (const EffectiveEntry* entry : site.entries) {
-    const Value* const own = entry->entry.value();
-    if (own == nullptr || checksNothing(site.facts(own))) continue;
-    if (defined != nullptr && readTheSame(site.facts(own), *own, *defined)) continue;
-    Dictionary rest = *entry->entry.content->ifDictionary();
+void dropOverride(const Entries& entries, const Maker& make) {
+  for (const EffectiveEntry& entry : entries) {
+    const Value* const own = entry.entry.value();
+    if (own == nullptr || checksNothing(factsOf(entry, own))) continue;
+    const Value* const defined = entry.definition == nullptr ? nullptr : entry.definition->find("value");
+    if (defined != nullptr && readTheSame(factsOf(entry, own), *own, *defined)) continue;
+    Dictionary rest = *entry.entry.content->ifDictionary();
     rest.erase("value");
-    make.entry(Target::kEntry, *entry,
-               defined == nullptr ? "value removed" : "value removed: " + changeText(*own, *defined), Value(rest));
+    make.entry(entry, defined == nullptr ? "value removed" : "value removed: " + changeText(*own, *defined),
+               Value(rest));
   }
 }
 
-/// The different values that entries of the rule have, as far as needed.
-std::vector<const EffectiveEntry*> overridesOf(const RuleSite& site) {
+/// The entries with different values, as far as needed.
+std::vector<const EffectiveEntry*> overridesIn(const Entries& entries) {
   constexpr std::size_t kMost = 4;
   std::vector<const EffectiveEntry*> overrides;
-  for (const EffectiveEntry* entry : site.entries) {
-    const Value* const value = entry->entry.value();
+  for (const EffectiveEntry& entry : entries) {
+    const Value* const value = entry.entry.value();
     if (value == nullptr || overrides.size() == kMost) continue;
     const auto isSame = [&](const EffectiveEntry* other) { return *other->entry.value() == *value; };
-    if (std::ranges::none_of(overrides, isSame)) overrides.push_back(entry);
+    if (std::ranges::none_of(overrides, isSame)) overrides.push_back(&entry);
   }
   return overrides;
 }
 
-void takeOtherValue(const RuleSite& site, const Maker& make) {
-  const auto overrides = overridesOf(site);
-  for (const EffectiveEntry* entry : site.entries) {
-    const Value* const own = entry->value();
-    const RuleFacts facts = site.facts(own);
-    if (own == nullptr || facts.valueReaders().empty() || checksNothing(facts)) continue;
+void takeOtherValue(const Entries& entries, const Maker& make) {
+  const std::vector<const EffectiveEntry*> overrides = overridesIn(entries);
+  for (const EffectiveEntry& entry : entries) {
+    const Value* const own = entry.value();
+    const RuleFacts facts = factsOf(entry, own);
+    if (own == nullptr || !readsValue(facts)) continue;
     for (const EffectiveEntry* other : overrides) {
-      if (readTheSame(facts, *own, *other->entry.value())) continue;
-      make.entry(Target::kEntry, *entry,
-                 fmt::format("value of {}: {}", other->layerText(), changeText(*own, *other->entry.value())),
-                 withValue(*entry, *other->entry.value()));
+      const Value& value = *other->entry.value();
+      if (readTheSame(facts, *own, value)) continue;
+      make.value(entry, fmt::format("value of {}: {}", other->layerText(), changeText(*own, value)), value);
     }
   }
 }
 
-void dropKind(const EffectiveEntries& entries, const Maker& make) {
+void dropKind(const EffectiveEntries& all, const Maker& make) {
   std::set<const Value*> partNumbers;
-  for (const DeviceKind& kind : entries.kinds) {
+  for (const DeviceKind& kind : all.kinds) {
     if (kind.partNumber == nullptr) continue;
-    if (partNumbers.insert(kind.partNumber).second) make.kind({kind.partNumber, nullptr});
-    if (kind.region != nullptr) make.kind(kind);
+    if (partNumbers.insert(kind.partNumber).second) make.withoutKind({kind.partNumber, nullptr});
+    if (kind.region != nullptr) make.withoutKind(kind);
   }
 }
 
-void dropRuleSet(const EffectiveEntries& entries, const Maker& make) {
-  for (const EffectiveEntry& set : entries.sets) {
-    if (!set.isRedundant) make.entry(Target::kSet, set, "rule set removed", std::nullopt);
+void dropRuleSet(const EffectiveEntries& all, const Maker& make) {
+  for (const Entries& entries : all.sets) {
+    for (const EffectiveEntry& entry : entries) {
+      if (!entry.isRedundant) make.entry(entry, "rule set removed", std::nullopt);
+    }
   }
 }
 
 struct Mutation {
   std::string_view name;
-  void (*ofRule)(const RuleSite& site, const Maker& make) = nullptr;
-  void (*ofDocuments)(const EffectiveEntries& entries, const Maker& make) = nullptr;
+  void (*ofRule)(const Entries& entries, const Maker& make) = nullptr;
+  void (*ofDocuments)(const EffectiveEntries& all, const Maker& make) = nullptr;
 };
 
 constexpr Mutation kMutations[] = {
@@ -272,27 +262,16 @@ constexpr Mutation kMutations[] = {
     {.name = "kind", .ofDocuments = dropKind},    {.name = "rule set", .ofDocuments = dropRuleSet},
 };
 
-std::vector<RuleSite> sitesOf(const EffectiveEntries& entries) {
-  std::vector<RuleSite> sites;
-  std::unordered_map<std::string_view, std::size_t> places;
-  for (const EffectiveEntry& entry : entries.rules) {
-    const auto [place, isNew] = places.emplace(entry.name, sites.size());
-    if (isNew) sites.push_back({entry.name, entry.definition});
-    sites[place->second].entries.push_back(&entry);
-  }
-  return sites;
-}
-
 }  // namespace
 
-void forEachMutant(const EffectiveEntries& entries, const Visit& visit) {
-  for (const RuleSite& site : sitesOf(entries)) {
+void forEachMutant(const EffectiveEntries& all, const std::function<void(const Mutant&)>& visit) {
+  for (const Entries& entries : all.rules) {
     for (const Mutation& mutation : kMutations) {
-      if (mutation.ofRule != nullptr) mutation.ofRule(site, Maker(mutation.name, visit));
+      if (mutation.ofRule != nullptr) mutation.ofRule(entries, Maker(mutation.name, visit));
     }
   }
   for (const Mutation& mutation : kMutations) {
-    if (mutation.ofDocuments != nullptr) mutation.ofDocuments(entries, Maker(mutation.name, visit));
+    if (mutation.ofDocuments != nullptr) mutation.ofDocuments(all, Maker(mutation.name, visit));
   }
 }
 

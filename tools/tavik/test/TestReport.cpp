@@ -67,43 +67,36 @@ std::string summary(const TestResults& results, const Screen& screen) {
   return fmt::format("\n{}  {}: {} passed, {} failed\n", verdict, counted(total, "case"), total - failed, failed);
 }
 
-constexpr std::string_view kRuleKeys[] = {"rule"};
-constexpr std::string_view kOverrideKeys[] = {"rule", "location"};
-constexpr std::string_view kPartNumberKeys[] = {"part_number"};
-constexpr std::string_view kRegionKeys[] = {"part_number", "region"};
-
 struct CoverageSection {
+  Coverage::Subject subject;
   std::string_view name;
   std::string_view plural;
   std::string_view jsonName;
-  std::span<const std::string_view> keys;
-  const std::vector<Coverage::Item>& (Coverage::*items)() const;
+  std::string_view keys[2];  ///< of the names in JSON
 };
 
 constexpr CoverageSection kCoverageSections[] = {
-    {"rule", "rules", "rules", kRuleKeys, &Coverage::rules},
-    {"part number", "part numbers", "part_numbers", kPartNumberKeys, &Coverage::partNumbers},
-    {"region", "regions", "regions", kRegionKeys, &Coverage::regions},
-    {"override", "overrides", "overrides", kOverrideKeys, &Coverage::overrides},
+    {Coverage::Subject::kRule, "rule", "rules", "rules", {"rule"}},
+    {Coverage::Subject::kPartNumber, "part number", "part numbers", "part_numbers", {"part_number"}},
+    {Coverage::Subject::kRegion, "region", "regions", "regions", {"part_number", "region"}},
+    {Coverage::Subject::kOverride, "override", "overrides", "overrides", {"rule", "location"}},
 };
 
 void addCounts(Table& table, std::string_view name, const std::vector<Coverage::Item>& items) {
-  const auto passed = std::ranges::count_if(items, [](const Coverage::Item& item) { return item.seen.passed != 0; });
-  const auto canFail = std::ranges::count_if(items, [](const Coverage::Item& item) { return item.seen.canFail; });
-  const auto failed = std::ranges::count_if(
-      items, [](const Coverage::Item& item) { return item.seen.canFail && item.seen.failed != 0; });
+  const auto passed = std::ranges::count_if(items, [](const Coverage::Item& item) { return item.passed != 0; });
+  const auto canFail = std::ranges::count(items, true, &Coverage::Item::canFail);
+  const auto failed =
+      std::ranges::count_if(items, [](const Coverage::Item& item) { return item.canFail && item.failed != 0; });
   table.add(Style::kPlain, {std::string(name), fmt::format("{} of {}", passed, items.size()),
                             fmt::format("{} of {}", failed, canFail)});
 }
 
 void addGaps(Table& table, std::string_view name, const std::vector<Coverage::Item>& items) {
+  const auto word = [](std::uint64_t count) { return count == 0 ? "never" : "yes"; };
   for (const Coverage::Item& item : items) {
-    if (item.seen.covered() == item.seen.possible()) continue;
+    if (item.covered() == item.possible()) continue;
     table.add(Style::kPlain, {std::string(name), visible(fmt::format("{}", fmt::join(item.names, " "))),
-                              item.seen.passed == 0 ? "never" : "yes",
-                              !item.seen.canFail      ? "cannot"
-                              : item.seen.failed == 0 ? "never"
-                                                      : "yes"});
+                              word(item.passed), item.canFail ? word(item.failed) : "cannot"});
   }
 }
 
@@ -113,7 +106,7 @@ std::string coverageText(const DocumentsCoverage& seen, const Screen& screen) {
   counts.add(Style::kHeading, {"coverage", "pass", "fail"});
   gaps.add(Style::kHeading, {"not covered", "", "pass", "fail"});
   for (const CoverageSection& section : kCoverageSections) {
-    const std::vector<Coverage::Item>& items = (seen.coverage->*section.items)();
+    const std::vector<Coverage::Item>& items = seen.coverage->items(section.subject);
     if (items.empty()) continue;
     addCounts(counts, section.plural, items);
     addGaps(gaps, section.name, items);
@@ -146,12 +139,12 @@ Value coverageValue(const DocumentsCoverage& seen) {
   Dictionary entries{{"library", seen.library}, {"local_rules", seen.rules}};
   for (const CoverageSection& section : kCoverageSections) {
     Array items;
-    for (const Coverage::Item& item : (seen.coverage->*section.items)()) {
+    for (const Coverage::Item& item : seen.coverage->items(section.subject)) {
       Dictionary entry;
-      for (std::size_t i = 0; i < section.keys.size(); ++i) entry.set(section.keys[i], Value(item.names[i]));
-      entry.set("passed", Value(static_cast<std::int64_t>(item.seen.passed)));
-      entry.set("failed", Value(static_cast<std::int64_t>(item.seen.failed)));
-      if (!item.seen.canFail) entry.set("can_fail", Value(false));
+      for (std::size_t i = 0; i < item.names.size(); ++i) entry.set(section.keys[i], Value(item.names[i]));
+      entry.set("passed", Value(static_cast<std::int64_t>(item.passed)));
+      entry.set("failed", Value(static_cast<std::int64_t>(item.failed)));
+      if (!item.canFail) entry.set("can_fail", Value(false));
       items.append(Value(entry));
     }
     entries.set(section.jsonName, Value(items));

@@ -13,7 +13,6 @@
 #include "rules/RuleDocuments.h"
 #include "rules/RuleMeaning.h"
 #include "rules/RuleNotes.h"
-#include "test/AttributeChange.h"
 #include "text/NearestName.h"
 #include "text/Text.h"
 
@@ -31,12 +30,13 @@ std::string documentName(std::string_view option, const std::optional<std::strin
 }
 
 DocumentNames documentNames(const TestOptions& options, const CaseFile& file) {
-  const bool given = options.platform.unsignedDocuments || options.platform.publicKey || options.platform.trust;
-  return {.library = documentName("--library", options.library, file.library, file),
-          .rules = documentName("--rules", options.rules, file.rules, file),
-          .unsignedDocuments = given ? options.platform.unsignedDocuments : file.unsignedDocuments,
-          .publicKey = given ? options.platform.publicKey : file.publicKey,
-          .trust = options.platform.trust};
+  DocumentNames names{documentName("--library", options.library, file.library, file),
+                      documentName("--rules", options.rules, file.rules, file), options.platform};
+  if (!options.platform.unsignedDocuments && !options.platform.publicKey && !options.platform.trust) {
+    names.platform.unsignedDocuments = file.unsignedDocuments;
+    names.platform.publicKey = file.publicKey;
+  }
+  return names;
 }
 
 /// Adds what the rules of the mismatches are about: "TotalDiskCapacity: Passes when the storage has as many GB as
@@ -52,23 +52,16 @@ void addNotes(std::vector<Mismatch>& mismatches, const RuleNotes& notes) {
   }
 }
 
-/// Whether rules or the selection of rules depend on an attribute, or on its fields.
-bool isRead(const std::string& name, const IndexedRules& kind) {
-  if (name == "ModelNumber" || name == "RegionInfo" || !kind.readers({std::nullopt, name}).empty()) return true;
-  return std::ranges::any_of(kind.attributeNames(),
-                             [&](std::string_view field) { return packedAttributeOf(field) == name; });
-}
-
 }  // namespace
 
-ReadyRules::ReadyRules(const DocumentNames& names, const std::optional<std::string>& log, Inputs& inputs)
-    : platform_(
-          std::make_shared<HostPlatform>(PlatformOptions{names.publicKey, names.unsignedDocuments, log, names.trust})),
+ReadyRules::ReadyRules(const DocumentNames& names, Inputs& inputs)
+    : platform_(std::make_shared<HostPlatform>(names.platform)),
       kernel_(readLibrary(inputs, "", names.library, platform_)),
       prepared_(readLocalRules(inputs, "", names.rules, *kernel_)),
       origins_(kernel_->library(), prepared_->localRules()) {}
 
 std::vector<Mismatch> ReadyRules::run(const RuleTest& test) {
+  tests_.push_back(&test);
   const CheckOutcome outcome = runCheck(*prepared_, test.attributes, test.sources);
   if (coverage_) coverage_->add(test, outcome);
   std::vector<Mismatch> found = mismatches(test.expected, outcome);
@@ -78,12 +71,18 @@ std::vector<Mismatch> ReadyRules::run(const RuleTest& test) {
 
 std::vector<std::string> ReadyRules::remarksOn(const RuleTest& test) {
   std::vector<std::string> remarks;
-  const std::shared_ptr<const IndexedRules> kind = test.changed.empty() ? nullptr : kinds_.of(test.attributes);
-  if (!kind) return remarks;
+  const std::shared_ptr<const DeviceRules> rules = test.changed.empty() ? nullptr : cache_.of(test.attributes);
+  if (!rules) return remarks;
+  std::vector<std::string_view> read = {"ModelNumber", "RegionInfo"};  // they select the rules
+  for (const RuleFacts& facts : rules->facts()) {
+    for (const RuleOperand& operand : facts.operands()) {
+      if (!operand.source) read.push_back(operand.name);
+    }
+  }
   for (const std::string& name : test.changed) {
-    if (isRead(name, *kind)) continue;
-    remarks.push_back(fmt::format("no rule of the device reads \"{}\"{}", shortened(visible(name), 60),
-                                  didYouMean(name, kind->attributeNames())));
+    if (!rules->readers({std::nullopt, name}).empty() || std::ranges::find(read, name) != read.end()) continue;
+    remarks.push_back(
+        fmt::format("no rule of the device reads \"{}\"{}", shortened(visible(name), 60), didYouMean(name, read)));
   }
   return remarks;
 }
@@ -92,16 +91,12 @@ TestSession::TestSession(const TestOptions& options) : options_(options) {
   for (const std::string& path : options.caseFiles) files_.push_back(readCaseFile(inputs_, path));
 }
 
-bool TestSession::isSelected(const RuleTest& test) const {
-  return test.name.find(options_.filter) != std::string::npos;
-}
-
 TestResults TestSession::run() {
   TestResults results;
   for (const CaseFile& file : files_) {
     ReadyRules& rules = rulesOf(file);
     for (const RuleTest& test : file.tests) {
-      if (!isSelected(test)) continue;
+      if (test.name.find(options_.filter) == std::string::npos) continue;
       results.cases.push_back({&file, &test, rules.run(test)});
       for (const std::string& remark : rules.remarksOn(test)) {
         printToStandardError("test", fmt::format("{}: case \"{}\": {}", file.name, test.name, remark));
@@ -117,34 +112,25 @@ TestResults TestSession::run() {
   return results;
 }
 
-std::vector<MutationResults> TestSession::mutate() {
-  std::vector<MutationResults> all;
+MutationResults TestSession::mutate() {
+  MutationResults results{options_.format == "json"};
   for (const auto& [names, rules] : rules_) {
-    std::vector<const RuleTest*> tests;
-    for (const CaseFile& file : files_) {
-      if (documentNames(options_, file) != names) continue;
-      for (const RuleTest& test : file.tests) {
-        if (isSelected(test)) tests.push_back(&test);
-      }
-    }
-    all.push_back({names.library, names.rules});
-    runMutants(rules.origins(), tests, all.back());
+    runMutants(rules.origins(), names.library, names.rules, rules.tests(), results);
   }
-  return all;
+  return results;
 }
 
 ReadyRules& TestSession::rulesOf(const CaseFile& file) {
   const DocumentNames names = documentNames(options_, file);
   const auto known = rules_.find(names);
   if (known != rules_.end()) return known->second;
-  if (names.unsignedDocuments) {
-    const std::string_view who = options_.platform.unsignedDocuments ? "--unsigned" : std::string_view(file.name);
-    printToStandardError("test",
-                         fmt::format("{}: rule documents are used as they are; signatures are not verified", who));
+  if (names.platform.unsignedDocuments && !options_.platform.unsignedDocuments) {
+    printToStandardError(
+        "test", fmt::format("{}: rule documents are used as they are; signatures are not verified", file.name));
   } else {
-    warnAboutTrust("test", {.publicKey = names.publicKey, .trust = names.trust});
+    warnAboutTrust("test", names.platform);
   }
-  ReadyRules& rules = rules_.try_emplace(names, names, options_.platform.log, inputs_).first->second;
+  ReadyRules& rules = rules_.try_emplace(names, names, inputs_).first->second;
   if (options_.coverage) rules.countCoverage();
   return rules;
 }

@@ -10,13 +10,14 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "io/Inputs.h"
 #include "rules/HostPlatform.h"
 #include "test/CaseFile.h"
 #include "test/Coverage.h"
-#include "test/IndexedRules.h"
+#include "test/Device.h"
 #include "test/Judgement.h"
 #include "test/MutationRun.h"
 #include "test/TestReport.h"
@@ -37,21 +38,24 @@ struct TestOptions {
   std::string format;
 };
 
-/// The rule documents of a case file.
+/// The rule documents of a case file, and how they are verified.
 struct DocumentNames {
   std::string library;
   std::string rules;
-  bool unsignedDocuments;
-  std::optional<std::string> publicKey;
-  std::optional<std::string> trust;
+  PlatformOptions platform;
 
-  friend auto operator<=>(const DocumentNames&, const DocumentNames&) = default;
+  friend bool operator<(const DocumentNames& first, const DocumentNames& second) {
+    const auto key = [](const DocumentNames& names) {
+      return std::tie(names.library, names.rules, names.platform.unsignedDocuments, names.platform.publicKey);
+    };
+    return key(first) < key(second);
+  }
 };
 
 /// A pair of rule documents, prepared for checking devices.
 class ReadyRules {
  public:
-  ReadyRules(const DocumentNames& names, const std::optional<std::string>& log, Inputs& inputs);
+  ReadyRules(const DocumentNames& names, Inputs& inputs);
   ReadyRules(const ReadyRules&) = delete;
   ReadyRules& operator=(const ReadyRules&) = delete;
 
@@ -60,11 +64,14 @@ class ReadyRules {
   void checkLog() const { platform_->checkLog(); }
 
   /// Counts the results of all cases that are run from here on.
-  void countCoverage() { coverage_.emplace(origins_, kinds_); }
+  void countCoverage() { coverage_.emplace(origins_, cache_); }
   /// Null unless results are counted.
   [[nodiscard]] const Coverage* coverage() const { return coverage_ ? &*coverage_ : nullptr; }
 
+  /// Runs a case, which must live as long as this object.
   std::vector<Mismatch> run(const RuleTest& test);
+  /// The cases that were run.
+  [[nodiscard]] const std::vector<const RuleTest*>& tests() const { return tests_; }
   /// The attributes that the case changes but no rule of its device reads, each as a remark.
   std::vector<std::string> remarksOn(const RuleTest& test);
 
@@ -73,8 +80,9 @@ class ReadyRules {
   std::unique_ptr<const ZRTTavikKernel> kernel_;
   std::unique_ptr<const PreparedRules> prepared_;
   RuleOrigins origins_;
-  IndexedRulesCache kinds_{origins_};
+  DeviceRulesCache cache_{origins_};
   std::optional<Coverage> coverage_;
+  std::vector<const RuleTest*> tests_;
 };
 
 class TestSession {
@@ -85,11 +93,10 @@ class TestSession {
   /// Runs the cases.
   TestResults run();
   /// Runs the mutants of all documents. The cases have passed.
-  std::vector<MutationResults> mutate();
+  MutationResults mutate();
 
  private:
   ReadyRules& rulesOf(const CaseFile& file);
-  [[nodiscard]] bool isSelected(const RuleTest& test) const;
 
   const TestOptions& options_;
   Inputs inputs_;

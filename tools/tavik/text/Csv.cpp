@@ -1,19 +1,11 @@
 #include "text/Csv.h"
 
-#include <charconv>
 #include <optional>
-#include <system_error>
 
 #include "text/Text.h"
 
 namespace tavik::tool {
 namespace {
-
-bool isNumber(std::string_view text) {
-  double number = 0;
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-  return error == std::errc() && end == text.data() + text.size();
-}
 
 bool beginsFormula(std::string_view rest) {
   constexpr std::u32string_view kSigns = U"=+-@\uff1d\uff0b\uff0d\uff20";
@@ -31,7 +23,7 @@ bool beginsFormula(std::string_view rest) {
 }  // namespace
 
 std::string csvCell(std::string_view visibleText) {
-  const bool mayBegin = !isNumber(visibleText);
+  const bool mayBegin = !numberIn<double>(visibleText);
   std::string cell = "\"";
   for (std::size_t i = 0; i < visibleText.size(); ++i) {
     const bool begins = i == 0 || visibleText[i - 1] == ';';

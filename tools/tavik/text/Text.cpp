@@ -103,6 +103,12 @@ std::string inXmlCharacters(std::string_view text, std::set<std::string>* used) 
   return result;
 }
 
+std::string listed(std::span<const std::string> texts, std::size_t most) {
+  const std::size_t shown = std::min(texts.size(), most);
+  const std::string list = fmt::format("{}", fmt::join(texts.first(shown), ", "));
+  return shown == texts.size() ? list : fmt::format("{} and {} more", list, texts.size() - shown);
+}
+
 std::size_t displayWidth(std::string_view visibleText) {
   std::size_t width = 0;
   while (!visibleText.empty()) width += widthOf(takeCharacter(visibleText));

@@ -1,11 +1,12 @@
 /// @file
-/// Text for terminals: untrusted text made safe to print, and its display width.
+/// Text for terminals: untrusted text made safe to print, and its display width. Numbers in texts.
 #ifndef TAVIK_TOOL_TEXT_TEXT_H
 #define TAVIK_TOOL_TEXT_TEXT_H
 
 #include <tavik/Value.h>
 #include <tavik/VisibleText.h>
 
+#include <charconv>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -13,6 +14,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <system_error>
 
 namespace tavik::tool {
 
@@ -35,6 +37,14 @@ std::string inXmlCharacters(std::string_view text, std::set<std::string>* used =
 /// The text without these characters at its beginning and end.
 std::string_view trimmed(std::string_view text, std::string_view characters);
 
+/// The number that the whole text is; absent if it is not a number, or one beyond the type's range.
+template <class Number>
+std::optional<Number> numberIn(std::string_view text) {
+  Number number = 0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+  return error == std::errc() && end == text.data() + text.size() ? std::optional(number) : std::nullopt;
+}
+
 /// The text with the letters A to Z in lowercase.
 std::string lowerCase(std::string_view text);
 /// The text with the letters a to z in uppercase.
@@ -45,6 +55,9 @@ std::string_view kindName(Kind kind);
 
 /// "1 rule", "2 rules".
 std::string counted(std::size_t count, std::string_view noun);
+
+/// "a, b and 3 more": the first `most` of the texts.
+std::string listed(std::span<const std::string> texts, std::size_t most);
 
 /// The number of terminal columns of a visible text.
 std::size_t displayWidth(std::string_view visibleText);
