@@ -14,7 +14,7 @@
 #include "check/Outcome.h"
 #include "lint/RuleOfKinds.h"
 #include "lint/ValuePart.h"
-#include "text/Misspelling.h"
+#include "text/NearestName.h"
 #include "text/Text.h"
 
 namespace tavik::tool::lint {

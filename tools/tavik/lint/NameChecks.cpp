@@ -14,7 +14,6 @@
 
 #include "lint/LintedDocuments.h"
 #include "lint/Rule.h"
-#include "text/Misspelling.h"
 #include "text/NearestName.h"
 #include "text/Text.h"
 
@@ -188,13 +187,12 @@ std::map<std::string_view, Namespace> namesInUse(const LintedDocuments& document
 
 /// Whether a lowercase letter is missing, added or replaced, anywhere but at the beginning.
 bool isOneLetterOff(std::string_view name, std::string_view meant) {
-  const auto isLetter = [](char character) { return character >= 'a' && character <= 'z'; };
   const std::string_view longer = name.size() > meant.size() ? name : meant;
   const std::string_view shorter = name.size() > meant.size() ? meant : name;
   const auto place = static_cast<std::size_t>(std::ranges::mismatch(longer, shorter).in1 - longer.begin());
-  if (place == 0 || place == longer.size() || !isLetter(longer[place])) return false;
+  if (place == 0 || place == longer.size() || !isAsciiLower(longer[place])) return false;
   if (longer.size() == shorter.size() + 1) return longer.substr(place + 1) == shorter.substr(place);
-  return longer.size() == shorter.size() && isLetter(shorter[place]) &&
+  return longer.size() == shorter.size() && isAsciiLower(shorter[place]) &&
          longer.substr(place + 1) == shorter.substr(place + 1);
 }
 
@@ -210,16 +208,11 @@ std::vector<std::string> wordsOf(std::string_view name) {
   std::vector<std::string> words;
   char previous = ' ';
   for (const char character : name) {
-    const bool isUpper = character >= 'A' && character <= 'Z';
-    const bool isLower = character >= 'a' && character <= 'z';
-    const bool begins = isUpper && (previous < 'A' || previous > 'Z');
-    if (!isUpper && !isLower) {
-      previous = ' ';
-      continue;
-    }
-    if (previous == ' ' || begins) words.emplace_back();
-    words.back() += isUpper ? static_cast<char>(character + ('a' - 'A')) : character;
+    const bool begins = !isAsciiLetter(previous) || (isAsciiUpper(character) && !isAsciiUpper(previous));
     previous = character;
+    if (!isAsciiLetter(character)) continue;
+    if (begins) words.emplace_back();
+    words.back() += lowerCase({&character, 1});
   }
   return words;
 }
@@ -302,7 +295,6 @@ bool isOneChange(std::string_view name, std::string_view other) {
 /// The source that the name probably means: one in use, or one of the usual ones. Absent if it resembles none.
 std::optional<std::string_view> sourceMeant(std::string_view name,
                                             const std::map<std::string_view, std::size_t>& uses) {
-  const auto isDigit = [](char character) { return character >= '0' && character <= '9'; };
   for (const auto& [other, count] : uses) {
     if (other == name || count < 2) continue;
     const bool isUsual = std::ranges::count(kUsualSources, other) != 0 && std::ranges::none_of(name, isDigit);
@@ -348,8 +340,8 @@ void similarSource(const LintedDocuments& documents, Reporter& reporter) {
 std::string formOf(std::string_view name) {
   std::string form(name);
   for (char& character : form) {
-    if (character >= '0' && character <= '9') character = '9';
-    if ((character >= 'A' && character <= 'Z') || (character >= 'a' && character <= 'z')) character = 'A';
+    if (isDigit(character)) character = '9';
+    if (isAsciiLetter(character)) character = 'A';
   }
   return form;
 }

@@ -100,8 +100,6 @@ void deadElement(const Rule& rule, Reporter& reporter) {
   });
 }
 
-bool isDigit(char character) { return character >= '0' && character <= '9'; }
-
 /// The rest of a string after white space, a sign and the digits of an integer; absent if there are no digits.
 std::optional<std::string_view> afterDigits(std::string_view text) {
   text.remove_prefix(std::min(text.find_first_not_of(" \t\r\n\v\f"), text.size()));

@@ -62,7 +62,7 @@ std::string_view trimmed(std::string_view text, std::string_view characters) {
 std::string lowerCase(std::string_view text) {
   std::string lower(text);
   std::ranges::transform(lower, lower.begin(), [](char character) {
-    return character >= 'A' && character <= 'Z' ? static_cast<char>(character - 'A' + 'a') : character;
+    return isAsciiUpper(character) ? static_cast<char>(character - 'A' + 'a') : character;
   });
   return lower;
 }
@@ -70,7 +70,7 @@ std::string lowerCase(std::string_view text) {
 std::string upperCase(std::string_view text) {
   std::string upper(text);
   std::ranges::transform(upper, upper.begin(), [](char character) {
-    return character >= 'a' && character <= 'z' ? static_cast<char>(character - 'a' + 'A') : character;
+    return isAsciiLower(character) ? static_cast<char>(character - 'a' + 'A') : character;
   });
   return upper;
 }

@@ -16,6 +16,11 @@
 
 namespace tavik::tool {
 
+inline bool isDigit(char character) { return character >= '0' && character <= '9'; }
+inline bool isAsciiLower(char character) { return character >= 'a' && character <= 'z'; }
+inline bool isAsciiUpper(char character) { return character >= 'A' && character <= 'Z'; }
+inline bool isAsciiLetter(char character) { return isAsciiLower(character) || isAsciiUpper(character); }
+
 /// Removes one character from the front of `rest`, which must not be empty. Absent, with one byte removed, if the bytes
 /// are not UTF-8.
 std::optional<char32_t> takeCharacter(std::string_view& rest);
