@@ -214,9 +214,11 @@ class Comparison {
     friend auto operator<=>(const Place&, const Place&) = default;
   };
 
-  static std::array<const RulePart*, 4> levelsOf(const RulePart* part) {
-    std::array<const RulePart*, 4> levels{};
-    for (; part != nullptr; part = part->base()) levels[static_cast<std::size_t>(part->level())] = part;
+  using Levels = std::array<const RulePart*, RulePart::kLevels>;
+
+  static Levels levelsOf(const RulePart* part) {
+    Levels levels{};
+    for (; part != nullptr; part = part->base()) levels[part->level()] = part;
     return levels;
   }
 
@@ -255,8 +257,8 @@ class Comparison {
       if (const auto change = forwardersChange(was, is)) add(*change, kind);
       return;
     }
-    const auto [place, isNew] =
-        forwards_.try_emplace({levelsOf(was.part)[1], levelsOf(is.part)[1], was.partNumber, is.partNumber});
+    const auto [place, isNew] = forwards_.try_emplace(
+        {levelsOf(was.part)[RulePart::kShared], levelsOf(is.part)[RulePart::kShared], was.partNumber, is.partNumber});
     if (isNew) place->second = forwardersChange(was, is);
     if (place->second) add(*place->second, kind);
   }

@@ -82,11 +82,15 @@ struct EvaluationPlace {
 /// have no name in common.
 class RulePart {
  public:
-  enum class Level : std::uint8_t {
+  enum Level : std::uint8_t {
     kCommon,      ///< from generic entries and the rule sets that they name; the same for all kinds
     kShared,      ///< also from generic entries and rule sets; for the kinds that name the same sets
     kPartNumber,  ///< from the entries of a part number; for its regions that name the same sets
-    kKind,        ///< of one kind: from its region, and entries of its part number that another region replaces
+    /// From the entries of a part number that some of its regions replace: this level is for one half of the regions,
+    /// the next for one half of these, and so on.
+    kHalf,
+    kKind = kHalf + 32,  ///< of one kind, from its region
+    kLevels
   };
 
   RulePart(Level level, RulePart* base) : level_(level), base_(base) {}
