@@ -327,8 +327,9 @@ TEST_F(PlatformTest, TellsWhenOthersHaveAccessToAKeyFile) {
     KeyFileUse use;
     std::string warning;
   } cases[] = {
-      {0664, KeyFileUse::kVerifying, ""},
-      {0646, KeyFileUse::kVerifying, "public " + name + R"(write it; run "chmod o-w" on it)"},
+      {0644, KeyFileUse::kVerifying, ""},
+      {0664, KeyFileUse::kVerifying, "public " + name + R"(write it; run "chmod go-w" on it)"},
+      {0646, KeyFileUse::kVerifying, "public " + name + R"(write it; run "chmod go-w" on it)"},
       {0600, KeyFileUse::kSigning, ""},
       {0640, KeyFileUse::kSigning, "private " + name + R"(read it; run "chmod 600" on it)"},
       {0602, KeyFileUse::kSigning, "private " + name + R"(write it; run "chmod 600" on it)"},

@@ -88,9 +88,7 @@ struct DiffOptions {
 
 /// A rule library contains definitions where local rules contain layers.
 void refuseLibrary(const std::string& name, const Dictionary& rules) {
-  for (const std::string_view layer : {"MPNRules", "GenericRules", "RuleSets"}) {
-    if (rules.contains(layer)) return;
-  }
+  if (hasLayers(rules)) return;
   const bool defines = std::ranges::any_of(rules, [](const Dictionary::Item& item) {
     return item.value.ifDictionary() != nullptr && item.value.ifDictionary()->contains("attribute");
   });

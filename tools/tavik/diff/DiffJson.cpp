@@ -32,7 +32,7 @@ Dictionary countsObject(const DeviceChanges& devices) {
   constexpr std::string_view kKeys[] = {"no_longer_pass", "now_pass", "other_reason", "texts"};
   Dictionary counts;
   for (std::size_t i = 0; i < kResultChanges; ++i) {
-    counts.set(kKeys[i], Value(static_cast<std::int64_t>(devices.count(static_cast<ResultChange>(i)))));
+    counts.set(kKeys[i], integer(devices.count(static_cast<ResultChange>(i))));
   }
   return counts;
 }

@@ -5,6 +5,7 @@
 
 #include <tavik/Json.h>
 
+#include <cstdint>
 #include <string>
 
 namespace tavik::tool {
@@ -12,6 +13,8 @@ namespace tavik::tool {
 /// Appends a value. Throws `Unusable` if JSON cannot represent it. On one line, a few nesting levels may surround a
 /// value of the maximum depth.
 void appendJson(std::string& out, const Value& value, JsonLayout layout = JsonLayout::kOneLine);
+
+inline Value integer(std::uint64_t number) { return Value(static_cast<std::int64_t>(number)); }
 
 std::string toJson(const Value& value, JsonLayout layout = JsonLayout::kOneLine);
 

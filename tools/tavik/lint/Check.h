@@ -103,6 +103,9 @@ class Reporter {
     add(place, true, rule, std::move(statement));
   }
 
+  /// About the rule's value; about the place where it is missing if there is none.
+  void atValue(const Rule& rule, Statement statement);
+
   /// The nearest known name; absent if none is similar enough. Comparing names is slow, so the number of comparisons is
   /// limited.
   std::optional<std::string_view> nearest(std::string_view name, std::span<const std::string_view> known);

@@ -95,14 +95,12 @@ void failsForExamples(const Rule& rule, const Experience& experience, Reporter& 
   const RuleEvaluation& evaluation = experience.cases[0].evaluation;
   const Dictionary* record = evaluation.record ? evaluation.record->ifDictionary() : nullptr;
   const auto read = [&](std::string_view key) { return record == nullptr ? nullptr : record->find(key); };
-  const Statement statement = {fmt::format("{} fails the rule.", experience.whom()),
-                               record == nullptr
-                                   ? std::string("The check ends with a fault.")
-                                   : fmt::format("One has {}; the rule expects {}.", shown(description(read("actual"))),
-                                                 shown(description(read("expected")))),
-                               "Correct the value, or the examples."};
-  if (rule.value()) return reporter.at(*rule.value(), rule.name(), statement);
-  reporter.atKey(rule.ownPlace(), rule.name(), statement);
+  reporter.atValue(
+      rule, {fmt::format("{} fails the rule.", experience.whom()),
+             record == nullptr ? std::string("The check ends with a fault.")
+                               : fmt::format("One has {}; the rule expects {}.", shown(description(read("actual"))),
+                                             shown(description(read("expected")))),
+             "Correct the value, or the examples."});
 }
 
 constexpr Check kChecks[] = {

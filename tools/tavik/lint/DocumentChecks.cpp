@@ -8,7 +8,7 @@
 #include <unordered_set>
 
 #include "lint/LintedDocuments.h"
-#include "lint/ValueWalk.h"
+#include "lint/ValuePart.h"
 #include "rules/RuleFacts.h"
 #include "text/Text.h"
 
@@ -55,27 +55,9 @@ void malformedDefinition(const LintedDocuments& documents, Reporter& reporter) {
 void ruleNamedLikeSet(const LintedDocuments& documents, Reporter& reporter) {
   for (const std::string_view name : documents.ruleNames) {
     if (!namesSet(name)) continue;
-    reporter.atKey(documents.library.entry(name, *documents.definition(name)), name,
+    reporter.atKey(documents.placeOf(name), name,
                    {"The rule's name ends in \"RuleSet\".",
                     "In local rules, the name refers to a set: no device gets the rule.", "Rename the rule."});
-  }
-}
-
-void sourceSpelling(const LintedDocuments& documents, Reporter& reporter) {
-  std::unordered_map<std::string, std::string_view> spellings;
-  for (const std::string_view name : documents.ruleNames) {
-    const Rule rule(documents.library.entry(name, *documents.definition(name)), name, nullptr);
-    for (const Rule::Reference& reference : rule.references()) {
-      const Value* source = reference.place.value().ifDictionary()->find("source");
-      if (source == nullptr || !source->isString()) continue;
-      const std::string_view spelling = *source->ifString();
-      const std::string_view first = spellings.try_emplace(lowerCase(spelling), spelling).first->second;
-      if (first == spelling) continue;
-      reporter.at(reference.place.entry("source", *source), name,
-                  {fmt::format("The source {} is spelled {} elsewhere.", shown(spelling), shown(first)),
-                   "Source names must match the host's spelling: one of the two is never found, and its rules fail.",
-                   "Use the host's spelling."});
-    }
   }
 }
 
@@ -83,15 +65,14 @@ void textReadAsZero(const LintedDocuments& documents, Reporter& reporter) {
   constexpr std::string_view kWord = "varnockSystemPartitionSizeCheck";
   std::unordered_map<std::string_view, Place> passing;  // attribute -> the rule that passes for 0
   std::unordered_set<std::string_view> guarded;
-  for (const std::string_view name : documents.ruleNames) {
-    const Rule rule(documents.library.entry(name, *documents.definition(name)), name, nullptr);
+  documents.forEachDefinition([&](const Rule& rule) {
     const std::string_view attribute = rule.keys().findString("attribute").value_or("");
     const auto calls = [&](std::string_view word) {
       return std::ranges::count(rule.operands(), word, &Rule::Operand::word) != 0;
     };
     if (calls(kWord)) passing.try_emplace(attribute, rule.definition());
     if (calls("greaterThan")) guarded.insert(attribute);
-  }
+  });
   for (const auto& [attribute, place] : passing) {
     if (guarded.contains(attribute)) continue;
     reporter.atKey(place, place.key(),
@@ -107,7 +88,7 @@ void unusedRule(const LintedDocuments& documents, Reporter& reporter) {
   forEachEntry(documents, [&](const LocalRules&, const Entry& entry) { used.insert(entry.name); });
   for (const std::string_view name : documents.ruleNames) {
     if (used.contains(name)) continue;
-    reporter.atKey(documents.library.entry(name, *documents.definition(name)), name,
+    reporter.atKey(documents.placeOf(name), name,
                    {"None of the given local rules name this rule.", "None of their devices get it.", ""});
   }
 }
@@ -310,7 +291,6 @@ constexpr Check kChecks[] = {
     {.name = "no-version", .severity = Severity::kError, .ofDocuments = noVersion},
     {.name = "not-a-dictionary", .severity = Severity::kError, .ofDocuments = notADictionary},
     {.name = "rule-named-like-set", .severity = Severity::kWarning, .ofDocuments = ruleNamedLikeSet},
-    {.name = "source-spelling", .severity = Severity::kWarning, .ofDocuments = sourceSpelling},
     {.name = "text-read-as-zero", .severity = Severity::kInformation, .ofDocuments = textReadAsZero},
     {.name = "undefined-rule", .severity = Severity::kError, .ofDocuments = undefinedRule},
     {.name = "unknown-rule-set", .severity = Severity::kError, .ofDocuments = unknownRuleSet},

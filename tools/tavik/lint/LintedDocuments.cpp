@@ -3,7 +3,6 @@
 #include <utility>
 
 #include "lint/Experience.h"
-#include "lint/Rule.h"
 
 namespace tavik::tool::lint {
 namespace {
@@ -39,8 +38,7 @@ class Run {
   }
 
   void checkRule(std::string_view name, const Entry* entry) {
-    const Place place = documents_.library.entry(name, *documents_.definition(name));
-    const Rule rule(place, name, entry);
+    const Rule rule(documents_.placeOf(name), name, entry);
     for (const Check* check : checks_) {
       reporter_.begin(*check);
       if (check->ofDefinition != nullptr && entry == nullptr) check->ofDefinition(rule, reporter_);
@@ -49,8 +47,7 @@ class Run {
   }
 
   void checkExperience(const Experience& experience) {
-    const Place place = documents_.library.entry(experience.name, *documents_.definition(experience.name));
-    const Rule rule(place, experience.name, experience.entry);
+    const Rule rule(documents_.placeOf(experience.name), experience.name, experience.entry);
     for (const Check* check : checks_) {
       reporter_.begin(*check);
       if (check->ofExamples != nullptr && !rule.isMalformed()) check->ofExamples(rule, experience, reporter_);

@@ -42,15 +42,9 @@ struct NameUse {
   }
 };
 
-void forEachDefinition(const LintedDocuments& documents, const auto& visit) {
-  for (const std::string_view name : documents.ruleNames) {
-    visit(Rule(documents.library.entry(name, *documents.definition(name)), name, nullptr));
-  }
-}
-
 /// Visits the names that rules give for attributes, except references that use the name of the rule's own attribute.
 void forEachName(const LintedDocuments& documents, const auto& visit) {
-  forEachDefinition(documents, [&](const Rule& rule) {
+  documents.forEachDefinition([&](const Rule& rule) {
     const auto own = rule.key("attribute");
     if (own && own->value().isString()) visit(NameUse{"", *own->value().ifString(), rule, *own});
     if (rule.wantsAbsence()) return;
@@ -292,6 +286,28 @@ bool isOneChange(std::string_view name, std::string_view other) {
   return name.size() == other.size() && nearestName(name, std::span(&other, 1)).has_value();
 }
 
+void forEachSource(const LintedDocuments& documents, const auto& visit) {
+  documents.forEachDefinition([&](const Rule& rule) {
+    for (const Rule::Reference& reference : rule.references()) {
+      const Value* source = reference.place.value().ifDictionary()->find("source");
+      if (source != nullptr && source->isString()) visit(rule, reference.place.entry("source", *source));
+    }
+  });
+}
+
+void sourceSpelling(const LintedDocuments& documents, Reporter& reporter) {
+  std::unordered_map<std::string, std::string_view> spellings;
+  forEachSource(documents, [&](const Rule& rule, const Place& place) {
+    const std::string_view spelling = *place.value().ifString();
+    const std::string_view first = spellings.try_emplace(lowerCase(spelling), spelling).first->second;
+    if (first == spelling) return;
+    reporter.at(place, rule.name(),
+                {fmt::format("The source {} is spelled {} elsewhere.", shown(spelling), shown(first)),
+                 "Source names must match the host's spelling: one of the two is never found, and its rules fail.",
+                 "Use the host's spelling."});
+  });
+}
+
 /// The source that the name probably means: one in use, or one of the usual ones. Absent if it resembles none.
 std::optional<std::string_view> sourceMeant(std::string_view name,
                                             const std::map<std::string_view, std::size_t>& uses) {
@@ -312,18 +328,11 @@ void similarSource(const LintedDocuments& documents, Reporter& reporter) {
     for (const auto& item : device.sources) confirmed.insert(item.key);
   }
   for (const std::string_view source : confirmed) uses[source] = 2;
-  const auto forEachSource = [&](const auto& visit) {
-    forEachDefinition(documents, [&](const Rule& rule) {
-      for (const Rule::Reference& reference : rule.references()) {
-        const Value* source = reference.place.value().ifDictionary()->find("source");
-        if (source != nullptr && source->isString()) visit(rule, reference.place.entry("source", *source));
-      }
-    });
-  };
   std::map<std::string_view, std::set<std::string_view>> rules;
-  forEachSource([&](const Rule& rule, const Place& place) { rules[*place.value().ifString()].insert(rule.name()); });
+  forEachSource(documents,
+                [&](const Rule& rule, const Place& place) { rules[*place.value().ifString()].insert(rule.name()); });
   for (const auto& [source, names] : rules) uses[source] += names.size();
-  forEachSource([&](const Rule& rule, const Place& place) {
+  forEachSource(documents, [&](const Rule& rule, const Place& place) {
     const std::string_view source = *place.value().ifString();
     if (uses[source] > 1) return;
     const auto meant = sourceMeant(source, uses);
@@ -504,6 +513,7 @@ constexpr Check kChecks[] = {
     {.name = "outer-blank", .severity = Severity::kWarning, .ofRule = outerBlank, .ofDocuments = outerBlankInName},
     {.name = "similar-name", .severity = Severity::kWarning, .ofDocuments = similarName},
     {.name = "similar-source", .severity = Severity::kWarning, .ofDocuments = similarSource},
+    {.name = "source-spelling", .severity = Severity::kWarning, .ofDocuments = sourceSpelling},
     {.name = "unconfirmed-absence", .severity = Severity::kInformation, .ofDocuments = unconfirmedAbsence},
 };
 

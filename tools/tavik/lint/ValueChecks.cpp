@@ -7,7 +7,7 @@
 
 #include "lint/Check.h"
 #include "lint/RuleForms.h"
-#include "lint/ValueWalk.h"
+#include "lint/ValuePart.h"
 #include "text/Text.h"
 
 namespace tavik::tool::lint {

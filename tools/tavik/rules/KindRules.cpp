@@ -502,6 +502,22 @@ const KindRules::Kind* KindRules::find(const std::optional<std::string>& partNum
   return kind == regions->second.end() ? nullptr : &kinds_[kind->second];
 }
 
+std::vector<std::size_t> KindRules::kindsWith(std::string_view ruleOrSet) const {
+  std::vector<std::size_t> kinds;
+  for (const RulePart& part : parts_) {
+    const bool has = namesSet(ruleOrSet)
+                         ? std::ranges::any_of(part.rules(),
+                                               [&](const KindRule& rule) {
+                                                 return rule.entry.layer == kSet && rule.entry.set == ruleOrSet;
+                                               })
+                         : part.find(ruleOrSet) != nullptr;
+    if (has) kinds.insert(kinds.end(), part.kinds().begin(), part.kinds().end());
+  }
+  std::ranges::sort(kinds);
+  kinds.erase(std::unique(kinds.begin(), kinds.end()), kinds.end());
+  return kinds;
+}
+
 EvaluationPlace KindRules::placeOf(const Kind& kind, std::string_view rule) {
   const PartNumber::Entry* const beside = kind.partNumber == nullptr ? nullptr : kind.partNumber->find(rule);
   if (beside != nullptr && beside->place.layer == kBeforeRegion) return beside->place;

@@ -152,6 +152,8 @@ class KindRules {
   /// The kind of a device; null if the local rules do not list its part number or region.
   [[nodiscard]] const Kind* find(const std::optional<std::string>& partNumber,
                                  const std::optional<std::string>& region) const;
+  /// The kinds that get a rule, or a rule from a rule set, ascending.
+  [[nodiscard]] std::vector<std::size_t> kindsWith(std::string_view ruleOrSet) const;
   /// `rule`: the name of a rule of the kind.
   [[nodiscard]] static EvaluationPlace placeOf(const Kind& kind, std::string_view rule);
 

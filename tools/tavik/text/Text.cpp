@@ -53,6 +53,29 @@ std::size_t charactersIn(std::string_view text) {
   return count;
 }
 
+std::string escapedMarkup(std::string_view text) {
+  std::string out;
+  for (const char character : text) {
+    switch (character) {
+      case '<':
+        out += "&lt;";
+        break;
+      case '>':
+        out += "&gt;";
+        break;
+      case '&':
+        out += "&amp;";
+        break;
+      case '"':
+        out += "&quot;";
+        break;
+      default:
+        out += character;
+    }
+  }
+  return out;
+}
+
 std::string_view trimmed(std::string_view text, std::string_view characters) {
   const std::size_t first = text.find_first_not_of(characters);
   if (first == std::string_view::npos) return {};
@@ -104,6 +127,8 @@ std::string inXmlCharacters(std::string_view text, std::set<std::string>* used) 
 }
 
 std::size_t displayWidth(std::string_view visibleText) {
+  const auto isPlain = [](char character) { return character >= ' ' && character <= '~'; };
+  if (std::ranges::all_of(visibleText, isPlain)) return visibleText.size();
   std::size_t width = 0;
   while (!visibleText.empty()) width += widthOf(takeCharacter(visibleText));
   return width;
