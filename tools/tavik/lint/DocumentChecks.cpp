@@ -35,7 +35,7 @@ void forEachEntry(const LintedDocuments& documents, const auto& visit) {
 void noVersion(const LintedDocuments& documents, Reporter& reporter) {
   const auto check = [&](const Place& root) {
     if (root.value().ifDictionary()->contains("version")) return;
-    reporter.at(root, "",
+    reporter.at(root,
                 {"The document has no \"version\".", "A fault ends the check of every device: no rule gets a record.",
                  "Add one, and change it with every edit."});
   };
@@ -148,7 +148,7 @@ void unknownRuleSet(const LintedDocuments& documents, Reporter& reporter) {
         if (!namesSet(entry.name)) continue;
         if (sets != nullptr && sets->contains(entry.name)) continue;  // a missing set has its own finding
         reporter.atKey(
-            entry.place(), "",
+            entry.place(),
             {fmt::format("\"RuleSets\" has no set {}{}", shown(entry.name), reporter.endingFor(entry.name, known)),
              fmt::format("No rule is checked for {}: \"failed to build device specific rule list\".", layer.whom()),
              "Define the set, or remove the name."});
@@ -161,7 +161,7 @@ void nestedRuleSet(const LintedDocuments& documents, Reporter& reporter) {
   forEachEntry(documents, [&](const LocalRules&, const Entry& entry) {
     if (!entry.staysRule || documents.definition(entry.name) != nullptr) return;
     reporter.atKey(
-        entry.place(), "",
+        entry.place(),
         {fmt::format("The set {} names the set {}.", shown(entry.layer->place.key()), shown(entry.name)),
          fmt::format(
              "Sets can only contain rules: the name is taken as a rule that the library does not define, which fails "
@@ -203,7 +203,7 @@ void extraRules(const LintedDocuments& documents, Reporter& reporter) {
   for (const LocalRules& rules : documents.localRules) {
     const Value* extra = rules.root.value().ifDictionary()->find(kExtraRules);
     if (extra == nullptr) continue;
-    reporter.atKey(rules.root.entry(kExtraRules, *extra), "",
+    reporter.atKey(rules.root.entry(kExtraRules, *extra),
                    {"The document has \"extra-rules\".", "They are ignored: no device gets a rule from there.",
                     "Define the rules in the library."});
   }
@@ -227,15 +227,12 @@ void unreadKeyOfDefinition(const Rule& rule, Reporter& reporter) {
   }
 }
 
-void unreadKeyOfValue(const Rule& rule, Reporter& reporter) {
-  walkValues(rule, [&](const ValuePart& part) {
-    if (part.facts.entries.empty() || part.place.value().ifDictionary() == nullptr) return;
-    std::vector<std::string_view> known;
-    for (const EntryFacts& entry : part.facts.entries) known.push_back(entry.key);
-    reportUnread(part.place, rule.name(), known,
-                 fmt::format("{} of \"{}\"", shown(part.place.name()), part.operand.word), reporter);
-  });
-  if (rule.entry() == nullptr) unreadKeyOfDefinition(rule, reporter);
+void unreadKeyOfValue(const ValuePart& part, Reporter& reporter) {
+  if (part.facts.entries.empty() || part.place.value().ifDictionary() == nullptr) return;
+  std::vector<std::string_view> known;
+  for (const EntryFacts& entry : part.facts.entries) known.push_back(entry.key);
+  reportUnread(part.place, part.rule.name(), known,
+               fmt::format("{} of \"{}\"", shown(part.place.name()), part.operand.word), reporter);
 }
 
 void unreadKeyOfEntry(const LintedDocuments& documents, const Entry& entry, Reporter& reporter) {
@@ -259,7 +256,7 @@ void unusedRuleSet(const LintedDocuments& documents, Reporter& reporter) {
   for (const LocalRules& rules : documents.localRules) {
     for (const Layer& layer : rules.layers) {
       if (layer.category != LocalEntry::Layer::kSet || layer.isReached) continue;
-      reporter.atKey(layer.place, "",
+      reporter.atKey(layer.place,
                      {namesSet(layer.place.key())
                           ? fmt::format("The set {} is not used.", shown(layer.place.key()))
                           : fmt::format("The name {} does not end in \"RuleSet\".", shown(layer.place.key())),
@@ -272,12 +269,11 @@ void noRules(const LintedDocuments& documents, Reporter& reporter) {
   for (const LocalRules& rules : documents.localRules) {
     for (const Place& place : rules.withoutRules) {
       const bool isTable = place.key() == "MPNRules" || place.key() == kRegionRules;
-      reporter.at(place, "",
-                  {isTable ? fmt::format("\"{}\" is empty.", place.key())
-                           : std::string("There are no rules for these devices."),
-                   isTable ? "No rule is checked for any device: every device is unknown."
-                           : "They fail: \"no rules specified\".",
-                   "Fill it in or remove it."});
+      reporter.at(place, {isTable ? fmt::format("\"{}\" is empty.", place.key())
+                                  : std::string("There are no rules for these devices."),
+                          isTable ? "No rule is checked for any device: every device is unknown."
+                                  : "They fail: \"no rules specified\".",
+                          "Fill it in or remove it."});
     }
   }
 }
@@ -296,7 +292,8 @@ constexpr Check kChecks[] = {
     {.name = "unknown-rule-set", .severity = Severity::kError, .ofDocuments = unknownRuleSet},
     {.name = "unread-key",
      .severity = Severity::kWarning,
-     .ofRule = unreadKeyOfValue,
+     .ofDefinition = unreadKeyOfDefinition,
+     .ofPart = unreadKeyOfValue,
      .ofDocuments = unreadKeyOfLocalRules},
     {.name = "unused-rule", .severity = Severity::kInformation, .ofDocuments = unusedRule},
     {.name = "unused-rule-set", .severity = Severity::kInformation, .ofDocuments = unusedRuleSet},

@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "lint/Experience.h"
+#include "lint/ValuePart.h"
 
 namespace tavik::tool::lint {
 namespace {
@@ -40,16 +41,17 @@ class Run {
   void checkRule(std::string_view name, const Entry* entry) {
     const Rule rule(documents_.placeOf(name), name, entry);
     for (const Check* check : checks_) {
-      reporter_.begin(*check);
+      reporter_.begin(*check, name);
       if (check->ofDefinition != nullptr && entry == nullptr) check->ofDefinition(rule, reporter_);
       if (check->ofRule != nullptr) check->ofRule(rule, reporter_);
+      if (check->ofPart != nullptr) walkValues(rule, [&](const ValuePart& part) { check->ofPart(part, reporter_); });
     }
   }
 
   void checkExperience(const Experience& experience) {
     const Rule rule(documents_.placeOf(experience.name), experience.name, experience.entry);
     for (const Check* check : checks_) {
-      reporter_.begin(*check);
+      reporter_.begin(*check, experience.name);
       if (check->ofExamples != nullptr && !rule.isMalformed()) check->ofExamples(rule, experience, reporter_);
     }
   }

@@ -435,7 +435,7 @@ void similarName(const LintedDocuments& documents, Reporter& reporter) {
   forEachLayer([&](const Layer& layer, const SimilarNames& names) {
     const std::string oddity = names.oddityOf(layer.place.key());
     if (oddity.empty()) return;
-    reporter.atKey(layer.place, "",
+    reporter.atKey(layer.place,
                    {oddity, "If it is misspelled, no device matches it, and devices with the correct name are unknown.",
                     "Use the spelling that devices report."});
   });
