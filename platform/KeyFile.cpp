@@ -187,14 +187,14 @@ std::optional<std::string> keyFileWarning(const std::string& path, KeyFileUse us
   struct stat status {};
   if (stat(path.c_str(), &status) != 0 || !S_ISREG(status.st_mode)) return std::nullopt;
   const bool isPrivate = use == KeyFileUse::kSigning;
-  const bool isWritable = (status.st_mode & S_IWOTH) != 0;
+  const bool isWritable = (status.st_mode & (S_IWGRP | S_IWOTH)) != 0;
   const bool isReadable = isPrivate && (status.st_mode & (S_IRGRP | S_IROTH)) != 0;
   if (!isWritable && !isReadable) return std::nullopt;
   const std::string name = use == KeyFileUse::kTrustPolicy ? "trust policy \"" + path + "\": "
                            : isPrivate                     ? privateKeyFile(path)
                                                            : publicKeyFile(path);
   return name + "other users can " + (isWritable ? "write" : "read") + " it; run \"chmod " +
-         (isPrivate ? "600" : "o-w") + "\" on it";
+         (isPrivate ? "600" : "go-w") + "\" on it";
 }
 
 }  // namespace tavik

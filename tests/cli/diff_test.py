@@ -280,6 +280,19 @@ P1
         both = merged(new, {"GenericRules": {"Color": {"value": ["red"]}}})
         self.assertIn("\n  and 1 more rule\n", self.diff(both, *options, "--limit", "1").out)
 
+    def test_many_kinds(self):
+        """Each of many regions has an exception of its own: nearly every device is in nearly every list."""
+        names = [str(number) for number in range(1010)]
+        for version, library in (("1", "library"), ("2", "library2")):
+            self.file(library, json.dumps({"version": version, **{name: {"attribute": "A", "value": version} for name in names}}))
+        self.file("old", json.dumps({"version": 1, "MPNRules": {"P": {
+            **{name: {} for name in names}, "RegionRules": {name: {name: {"value": 0}} for name in names}}}}))
+        groups = self.changes("old", "--library", "library", "--library", "library2")
+        self.assertEqual({group["changes"][0]["rule"] for group in groups}, set(names))
+        for group in groups:
+            self.assertEqual((len(group["devices"]), group["devices_left_out"], len(group["changes"])), (990, 19, 1))
+            self.assertNotIn({"part_number": "P", "region": group["changes"][0]["rule"]}, group["devices"])
+
     def test_page(self):
         self.file("device", json.dumps({"ModelNumber": "P1", "RegionInfo": "US", "Color": "<script>", "Size": 32}))
         new = merged(RULES, {"version": "<i>", "MPNRules": {"P1": {"Size": {"value": "</script><script>"}}}})

@@ -141,9 +141,9 @@ class TrustTest(CommandTest):
 
     def test_keys_that_others_can_use(self):
         cases = (  # mode, file, warning, command
-            (0o606, "pub.pem", 'public key file "pub.pem": other users can write it; run "chmod o-w" on it',
+            (0o606, "pub.pem", 'public key file "pub.pem": other users can write it; run "chmod go-w" on it',
              ("verify", "--public-key", "pub.pem", "library.signed")),
-            (0o606, "pub.pem", 'public key file "pub.pem": other users can write it; run "chmod o-w" on it', self.check()),
+            (0o606, "pub.pem", 'public key file "pub.pem": other users can write it; run "chmod go-w" on it', self.check()),
             (0o640, "key.pem", 'private key file "key.pem": other users can read it; run "chmod 600" on it',
              ("sign", "--key", "key.pem", "library.json", "-o", "new.signed")),
         )

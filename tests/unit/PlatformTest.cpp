@@ -284,7 +284,8 @@ TEST_F(PlatformTest, WarnsIfOtherUsersCanAccessAKeyFile) {
     KeyFileUse use;
     std::string warning;
   } cases[] = {
-      {0664, KeyFileUse::kVerifying, ""},
+      {0644, KeyFileUse::kVerifying, ""},
+      {0664, KeyFileUse::kVerifying, "public " + name + R"(write it; run "chmod go-w" on it)"},
       {0600, KeyFileUse::kSigning, ""},
       {0602, KeyFileUse::kSigning, "private " + name + R"(write it; run "chmod 600" on it)"},
   };

@@ -88,9 +88,7 @@ struct DiffOptions {
 
 /// A rule library contains definitions where local rules contain layers.
 void refuseLibrary(const std::string& name, const Dictionary& rules) {
-  for (const std::string_view layer : {"MPNRules", "GenericRules", "RuleSets"}) {
-    if (rules.contains(layer)) return;
-  }
+  if (hasLayers(rules)) return;
   const bool defines = std::ranges::any_of(rules, [](const Dictionary::Item& item) {
     return item.value.ifDictionary() != nullptr && item.value.ifDictionary()->contains("attribute");
   });
@@ -107,7 +105,7 @@ struct Side {
   Dictionary rules = {};
   DocumentProvenance provenance = {};  ///< of the local rules
 
-  [[nodiscard]] KindRules kindRules() const { return {kernel ? kernel->library() : Dictionary(), rules}; }
+  [[nodiscard]] Dictionary library() const { return kernel ? kernel->library() : Dictionary(); }
 };
 
 /// The documents of both versions, and warnings about them.
@@ -158,7 +156,7 @@ class DiffRun {
                                .documents = std::move(documents.provenances),
                                .verified = !options_.platform.unsignedDocuments,
                                .warnings = std::move(documents.warnings),
-                               .rules = RuleChanges(before.kindRules(), after.kindRules()),
+                               .rules = {before.library(), before.rules, after.library(), after.rules},
                                .devices = {}};
     if (checksDevices(options_)) checkDevices(before, after, difference.devices);
     platform_->checkLog();
@@ -169,12 +167,15 @@ class DiffRun {
 
  private:
   void write(const RulesDifference& difference) const {
+    BufferedOutput output;
     if (options_.format == "json") {
-      BufferedOutput output;
-      return writeDifferenceJson(difference, output);
+      writeDifferenceJson(difference, output);
+    } else if (options_.format == "html") {
+      writeDifferenceHtml(difference, output);
+    } else {
+      writeDifferenceText(difference, Screen::standardOutput(), output);
     }
-    writeStandardOutput(options_.format == "html" ? differenceHtml(difference)
-                                                  : differenceText(difference, Screen::standardOutput()));
+    output.flush();
   }
 
   Side readSide(const std::string& path, std::size_t number) {

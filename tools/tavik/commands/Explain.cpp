@@ -19,6 +19,7 @@
 #include "io/StandardOutput.h"
 #include "io/StopRequest.h"
 #include "rules/HostPlatform.h"
+#include "rules/KindRules.h"
 #include "rules/RuleDocuments.h"
 #include "rules/RuleNotes.h"
 #include "text/NearestName.h"
@@ -126,45 +127,31 @@ ExitStatus refuse(const ExplainOptions& options, const Device& given, const Valu
 }
 
 /// For a rule that the device does not get: which devices get it, and which rule may have been meant.
-class Elsewhere {
- public:
-  Elsewhere(const RuleOrigins& origins, const Dictionary& library, const RuleOrigins::Device& device)
-      : library_(library) {
-    for (const RuleOrigin& rule : device.rules) own_.push_back(rule.name);
-    const std::vector<DeviceKind> kinds = origins.deviceKinds();
-    for (std::size_t i = 0; i < kinds.size(); ++i) {
-      std::optional<Error> ignored;
-      const auto other = origins.of(kinds[i].partNumber, kinds[i].region, ignored);
-      if (!other) continue;
-      for (const RuleOrigin& rule : other->rules) devices_[rule.name].push_back(i);
-    }
-    for (const auto& [name, kindsThatGetIt] : devices_) others_.push_back(name);
+RuleNotThere elsewhere(const std::string& name, const KindRules& all, const RuleNotes& notes) {
+  RuleNotThere rule{.name = name,
+                    .defined = all.library().findDictionary(name) != nullptr,
+                    .devices = all.kindsWith(name),
+                    .nearest = {}};
+  if (rule.defined || !rule.devices.empty()) return rule;
+  std::vector<std::string_view> own;
+  for (const RuleNote& note : notes.all()) own.push_back(note.rule->name);
+  std::set<std::string_view> others;
+  for (const RulePart& part : all.parts()) {
+    if (part.kinds().empty()) continue;
+    for (const KindRule& other : part.rules()) others.insert(other.name);
   }
+  const auto nearest = nearestName(name, own);
+  rule.nearest = nearest ? nearest : nearestName(name, std::vector(others.begin(), others.end()));
+  return rule;
+}
 
-  [[nodiscard]] RuleNotThere find(const std::string& name) const {
-    RuleNotThere rule{.name = name, .defined = library_.findDictionary(name) != nullptr, .devices = {}, .nearest = {}};
-    const auto devices = devices_.find(name);
-    if (devices != devices_.end()) rule.devices = devices->second;
-    if (rule.defined || !rule.devices.empty()) return rule;
-    const auto nearest = nearestName(name, own_);
-    rule.nearest = nearest ? nearest : nearestName(name, others_);
-    return rule;
-  }
-
- private:
-  const Dictionary& library_;
-  std::vector<std::string_view> own_;
-  std::map<std::string_view, std::vector<std::size_t>> devices_;
-  std::vector<std::string_view> others_;
-};
-
-std::vector<RuleNotThere> rulesNotThere(const std::vector<std::string>& names, const Elsewhere& elsewhere,
+std::vector<RuleNotThere> rulesNotThere(const std::vector<std::string>& names, const KindRules& all,
                                         const RuleNotes& notes) {
   std::set<std::string_view> known;
   for (const RuleNote& note : notes.all()) known.insert(note.rule->name);
   std::vector<RuleNotThere> rules;
   for (const std::string& name : names) {
-    if (known.insert(name).second) rules.push_back(elsewhere.find(name));
+    if (known.insert(name).second) rules.push_back(elsewhere(name, all, notes));
   }
   return rules;
 }
@@ -210,7 +197,7 @@ ExitStatus runExplain(const ExplainOptions& options) {
                   .notes = notes,
                   .rules = selected(options.names, notes)};
   if (all.rules.size() < options.names.size()) {
-    all.notThere = rulesNotThere(options.names, Elsewhere(origins, kernel->library(), notes.device()), notes);
+    all.notThere = rulesNotThere(options.names, KindRules(kernel->library(), rules->localRules()), notes);
   }
   platform->checkLog();
   writeStandardOutput(textOf(all, options));

@@ -61,9 +61,11 @@ std::string placeNamed(std::string_view argument, const std::string& path) {
 
 ExitStatus runKeygen(const KeygenOptions& options) {
   constexpr mode_t kOwnerOnly = 0600;
+  constexpr mode_t kWritableByOwner = 0644;
   const KeyPair keys = makeKeys(options);
   PendingFile privateFile(placeNamed("--private", options.privateKey), options.privateKey, kOwnerOnly);
-  PendingFile publicFile(placeNamed("--public", options.publicKey), options.publicKey, ordinaryPermissions());
+  PendingFile publicFile(placeNamed("--public", options.publicKey), options.publicKey,
+                         ordinaryPermissions() & kWritableByOwner);
   privateFile.write(bytesOf(keys.privateKey));
   publicFile.write(bytesOf(keys.publicKey));
   privateFile.commit(PendingFile::Existing::kKeep);

@@ -117,17 +117,17 @@ Html changeRow(const RuleChange& change) {
   return rowOf(words.mark, textHtml(words.title), markup("{}", words.mark), lines);
 }
 
-Html rulesHtml(const RulesDifference& difference) {
-  if (difference.rules.empty()) return {};
-  Html text = markup("<h2>Rules</h2>\n");
-  for (const ChangeGroup& group : difference.rules.groups()) {
+void writeRules(const RuleChanges& rules, BufferedOutput& output) {
+  if (rules.empty()) return;
+  output.append("<h2>Rules</h2>\n");
+  for (const ChangeGroup& group : rules.groups()) {
     Html rows;
-    for (const RuleChange& change : group.changes) rows += changeRow(change);
-    text += markup("<section data-section><h3>{}</h3>\n{}</section>\n",
-                   difference.rules.kinds().text(group.devices.members()),
-                   tableOf("words", "Rule", "Change", "Details", rows));
+    for (const ChangedRule& change : group.changes) rows += changeRow(change.change());
+    output.append(markup("<section data-section><h3>{}</h3>\n{}</section>\n",
+                         rules.kinds().text(group.devices.members()),
+                         tableOf("words", "Rule", "Change", "Details", rows))
+                      .text());
   }
-  return text;
 }
 
 /// What the filter offers: the changes that the page has.
@@ -140,7 +140,7 @@ Html filterHtml(const RulesDifference& difference) {
   }
   std::set<std::string_view> marks;
   for (const ChangeGroup& group : difference.rules.groups()) {
-    for (const RuleChange& change : group.changes) marks.insert(textOf(change).mark);
+    for (const ChangedRule& change : group.changes) marks.insert(textOf(change.change()).mark);
   }
   for (const std::string_view mark : marks) results.emplace_back(mark, mark);
   return results.empty() ? Html() : filterBar("Find a rule or device", results);
@@ -148,11 +148,12 @@ Html filterHtml(const RulesDifference& difference) {
 
 }  // namespace
 
-std::string differenceHtml(const RulesDifference& difference) {
-  const Html page = pageBegin(titleOf(difference)) + warningsHtml(difference) + headerHtml(difference) +
-                    filterHtml(difference) + (difference.devices ? devicesHtml(*difference.devices) : Html()) +
-                    rulesHtml(difference) + documentsHtml(difference) + pageEnd();
-  return page.text();
+void writeDifferenceHtml(const RulesDifference& difference, BufferedOutput& output) {
+  const Html begin = pageBegin(titleOf(difference)) + warningsHtml(difference) + headerHtml(difference) +
+                     filterHtml(difference) + (difference.devices ? devicesHtml(*difference.devices) : Html());
+  output.append(begin.text());
+  writeRules(difference.rules, output);
+  output.append((documentsHtml(difference) + pageEnd()).text());
 }
 
 }  // namespace tavik::tool

@@ -32,8 +32,8 @@ struct RulesDifference {
 /// Formats a device with a different result.
 void appendDeviceJson(std::string& out, const DeviceChange& change);
 
-std::string differenceText(const RulesDifference& difference, const Screen& screen);
-std::string differenceHtml(const RulesDifference& difference);
+void writeDifferenceText(const RulesDifference& difference, const Screen& screen, BufferedOutput& output);
+void writeDifferenceHtml(const RulesDifference& difference, BufferedOutput& output);
 void writeDifferenceJson(const RulesDifference& difference, BufferedOutput& output);
 
 }  // namespace tavik::tool

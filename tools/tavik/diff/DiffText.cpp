@@ -15,8 +15,8 @@ constexpr std::size_t kIndent = 12;
 
 std::string groupText(const ChangeGroup& group, const DeviceKinds& kinds, const Screen& screen) {
   std::string text = "\n" + styled(kinds.text(group.devices.members()), Style::kHeading, screen) + "\n";
-  for (const RuleChange& change : group.changes) {
-    const ChangeText shownChange = textOf(change);
+  for (const ChangedRule& change : group.changes) {
+    const ChangeText shownChange = textOf(change.change());
     text += fmt::format("  {:<{}}{}\n", shownChange.mark, kIndent - 2, shownChange.title);
     for (const std::string& line : shownChange.lines) text += fmt::format("{:{}}{}\n", "", kIndent, line);
   }
@@ -65,11 +65,13 @@ std::string devicesText(const DeviceChanges& devices, const Screen& screen) {
 
 }  // namespace
 
-std::string differenceText(const RulesDifference& difference, const Screen& screen) {
-  std::string text = versionsText(difference.versions);
-  if (difference.devices) text += devicesText(*difference.devices, screen);
-  for (const ChangeGroup& group : difference.rules.groups()) text += groupText(group, difference.rules.kinds(), screen);
-  return text + (difference.rules.empty() ? "\nno device gets different rules\n" : "");
+void writeDifferenceText(const RulesDifference& difference, const Screen& screen, BufferedOutput& output) {
+  output.append(versionsText(difference.versions));
+  if (difference.devices) output.append(devicesText(*difference.devices, screen));
+  for (const ChangeGroup& group : difference.rules.groups()) {
+    output.append(groupText(group, difference.rules.kinds(), screen));
+  }
+  if (difference.rules.empty()) output.append("\nno device gets different rules\n");
 }
 
 }  // namespace tavik::tool

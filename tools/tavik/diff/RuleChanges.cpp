@@ -2,7 +2,6 @@
 
 #include <fmt/format.h>
 #include <tavik/PredicateExpression.h>
-#include <tavik/PredicateFacts.h>
 
 #include <algorithm>
 #include <array>
@@ -58,35 +57,27 @@ Dictionary effectiveRule(const KindRule& rule) {
   return entries;
 }
 
-std::optional<RuleChange> differenceOf(const KindRule& before, const KindRule& after) {
+RuleChange differenceOf(const KindRule& before, const KindRule& after) {
   RuleChange change{.category = RuleChange::Category::kChanged, .rule = std::string(before.name)};
-  bool differs = false;
   for (const std::string_view key : kKeys) {
     if (isShared(before, after, key)) continue;
     const std::optional<Value> was = effective(before, key);
     const std::optional<Value> is = effective(after, key);
     if (was == is) continue;
-    differs = true;
     if (was) change.before.set(key, *was);
     if (is) change.after.set(key, *is);
     if (key != "value") continue;
     change.valueFromBefore = before.valueFrom();
     change.valueFromAfter = after.valueFrom();
   }
-  return differs ? std::optional(std::move(change)) : std::nullopt;
+  return change;
 }
 
 /// The rules of a library that may forward attributes to the station.
 std::unordered_set<std::string_view> forwardingRules(const Dictionary& library) {
   std::unordered_set<std::string_view> names;
   for (const auto [name, definition] : library) {
-    const Dictionary* const entries = definition.ifDictionary();
-    const auto predicate = entries == nullptr ? std::nullopt : entries->findString("predicate");
-    if (!predicate || requiresAbsence(name)) continue;
-    const PredicateExpression expression = PredicateExpression::parse(*predicate);
-    if (expression.predicates().size() != 1) continue;  // AND and OR forward nothing
-    const PredicateFacts* const facts = PredicateFacts::find(expression.predicates()[0]);
-    if (facts != nullptr && facts->forwards) names.insert(name);
+    if (RuleFacts(name, definition.ifDictionary(), nullptr).forwards()) names.insert(name);
   }
   return names;
 }
@@ -161,8 +152,9 @@ std::string_view nameOf(RuleChange::Category category) {
 /// Compares parts of the two versions, each pair once, and collects the changes with the kinds they affect.
 class Comparison {
  public:
-  Comparison(const DeviceKinds& kinds, const KindRules& before, const KindRules& after)
-      : forwardersBefore_(before), forwardersAfter_(after) {
+  Comparison(const DeviceKinds& kinds, const KindRules& before, const KindRules& after,
+             std::deque<RuleChanges::Other>& others)
+      : forwardersBefore_(before), forwardersAfter_(after), others_(others) {
     for (std::size_t kind = 0; kind < kinds.all().size(); ++kind) {
       const auto& [partNumber, region] = kinds.all()[kind];
       before_.push_back(before.find(partNumber, region));
@@ -174,18 +166,20 @@ class Comparison {
 
   [[nodiscard]] std::vector<ChangeGroup> groups() && {
     std::vector<Place> order;
-    for (Seen& seen : seen_) {
+    order.reserve(seen_.size());
+    for (std::size_t number = 0; number < seen_.size(); ++number) {
+      Seen& seen = seen_[number];
       seen.devices = devicesOf(seen);
-      if (!seen.devices->empty()) order.push_back(placeOf(seen));
+      if (!seen.devices->empty()) order.push_back(placeOf(seen, number));
     }
     std::ranges::sort(order);
     std::unordered_map<const KindSet*, std::size_t> places;
     std::vector<ChangeGroup> groups;
     for (const Place& next : order) {
-      Seen& seen = seen_[next.number];
+      const Seen& seen = seen_[next.number];
       const auto [place, isNew] = places.try_emplace(seen.devices, groups.size());
       if (isNew) groups.push_back({*seen.devices, {}});
-      groups[place->second].changes.push_back(std::move(seen.change));
+      groups[place->second].changes.push_back(seen.change);
     }
     std::ranges::stable_sort(groups, std::ranges::greater(),
                              [](const ChangeGroup& group) { return group.devices.size(); });
@@ -205,8 +199,7 @@ class Comparison {
   };
 
   struct Seen {
-    RuleChange change;
-    KindSet kinds = {};  ///< besides those of the pairs
+    ChangedRule change;
     std::vector<const KindSet*> included = {};
     std::vector<const KindSet*> excluded = {};
     const KindSet* devices = nullptr;
@@ -221,9 +214,11 @@ class Comparison {
     friend auto operator<=>(const Place&, const Place&) = default;
   };
 
-  static std::array<const RulePart*, 4> levelsOf(const RulePart* part) {
-    std::array<const RulePart*, 4> levels{};
-    for (; part != nullptr; part = part->base()) levels[static_cast<std::size_t>(part->level())] = part;
+  using Levels = std::array<const RulePart*, RulePart::kLevels>;
+
+  static Levels levelsOf(const RulePart* part) {
+    Levels levels{};
+    for (; part != nullptr; part = part->base()) levels[part->level()] = part;
     return levels;
   }
 
@@ -234,7 +229,7 @@ class Comparison {
       const RuleChange::Category what = was.empty()  ? RuleChange::Category::kRefused
                                         : is.empty() ? RuleChange::Category::kAccepted
                                                      : RuleChange::Category::kRefusal;
-      seen({.category = what, .before = reason(was), .after = reason(is)}).kinds.add(kind);
+      add({.category = what, .before = reason(was), .after = reason(is)}, kind);
     }
     if (!is.empty()) return;
     addToPairs(kind, was.empty() ? before_[kind]->part : nullptr, after_[kind]->part);
@@ -259,13 +254,13 @@ class Comparison {
     const KindRules::Kind& was = *before_[kind];
     const KindRules::Kind& is = *after_[kind];
     if (forwardersBefore_.areIn(was.region) || forwardersAfter_.areIn(is.region)) {
-      if (auto change = forwardersChange(was, is)) seen(*std::move(change)).kinds.add(kind);
+      if (const auto change = forwardersChange(was, is)) add(*change, kind);
       return;
     }
-    const auto [place, isNew] =
-        forwards_.try_emplace({levelsOf(was.part)[1], levelsOf(is.part)[1], was.partNumber, is.partNumber});
+    const auto [place, isNew] = forwards_.try_emplace(
+        {levelsOf(was.part)[RulePart::kShared], levelsOf(is.part)[RulePart::kShared], was.partNumber, is.partNumber});
     if (isNew) place->second = forwardersChange(was, is);
-    if (place->second) seen(*place->second).kinds.add(kind);
+    if (place->second) add(*place->second, kind);
   }
 
   std::optional<RuleChange> forwardersChange(const KindRules::Kind& before, const KindRules::Kind& after) {
@@ -279,82 +274,71 @@ class Comparison {
 
   /// Compares the rules of a part with those of the other version's part and its bases.
   void compareParts(Pair& pair) {
-    const auto compare = [&](const KindRule& rule, const RulePart* Pair::*other, const auto& make,
-                             const auto& unmatched) {
-      Pair* place = &pair;
-      const KindRule* counterpart = nullptr;
-      for (; place != nullptr; place = place->base) {
-        const RulePart* const part = place->*other;
-        counterpart = part == nullptr ? nullptr : part->find(rule.name);
-        if (counterpart != nullptr) break;
-      }
-      if (counterpart == nullptr) {
-        pair.unmatched.emplace(rule.name, include(unmatched(rule), pair));
-        return;
-      }
-      if (auto change = make(rule, *counterpart)) include(*std::move(change), pair);
-      if (place != &pair) seen_[place->unmatched.at(rule.name)].excluded.push_back(&pair.kinds);
-    };
     if (pair.after != nullptr) {
-      for (const KindRule& rule : pair.after->rules()) {
-        compare(
-            rule, &Pair::before, [](const KindRule& is, const KindRule& was) { return differenceOf(was, is); }, gained);
-      }
+      for (const KindRule& rule : pair.after->rules()) compareRule(rule, &Pair::before, pair);
     }
     if (pair.before == nullptr) return;
     for (const KindRule& rule : pair.before->rules()) {
-      if (pair.after != nullptr && pair.after->find(rule.name) != nullptr) continue;
-      compare(rule, &Pair::after, differenceOf, lost);
+      if (pair.after == nullptr || pair.after->find(rule.name) == nullptr) compareRule(rule, &Pair::after, pair);
     }
   }
 
-  static RuleChange gained(const KindRule& rule) {
-    return {.category = RuleChange::Category::kGained,
-            .rule = std::string(rule.name),
-            .after = effectiveRule(rule),
-            .valueFromAfter = rule.valueFrom()};
+  /// Compares a rule of one version with that of the other.
+  void compareRule(const KindRule& rule, const RulePart* Pair::*other, Pair& pair) {
+    Pair* place = &pair;
+    const KindRule* counterpart = nullptr;
+    for (; place != nullptr; place = place->base) {
+      const RulePart* const part = place->*other;
+      counterpart = part == nullptr ? nullptr : part->find(rule.name);
+      if (counterpart != nullptr) break;
+    }
+    const bool isNew = other == &Pair::before;
+    const ChangedRule changed{isNew ? counterpart : &rule, isNew ? &rule : counterpart};
+    const RuleChange change = changed.change();
+    const bool differs = counterpart == nullptr || !change.before.empty() || !change.after.empty();
+    if (differs) {
+      const std::size_t number = numberOf(change, changed);
+      seen_[number].included.push_back(&pair.kinds);
+      if (counterpart == nullptr) pair.unmatched.emplace(rule.name, number);
+    }
+    if (counterpart != nullptr && place != &pair) {
+      seen_[place->unmatched.at(rule.name)].excluded.push_back(&pair.kinds);
+    }
   }
 
-  static RuleChange lost(const KindRule& rule) {
-    return {.category = RuleChange::Category::kLost,
-            .rule = std::string(rule.name),
-            .before = effectiveRule(rule),
-            .valueFromBefore = rule.valueFrom()};
+  /// Adds a change that is not about a rule.
+  void add(const RuleChange& change, std::size_t kind) {
+    const std::size_t number = numberOf(change, {});
+    Seen& seen = seen_[number];
+    if (seen.included.empty()) {
+      others_.push_back({change});
+      seen = {{nullptr, nullptr, &others_.back().change}, {&others_.back().kinds}};
+      kindsOfOthers_.emplace(number, &others_.back().kinds);
+    }
+    kindsOfOthers_.at(number)->add(kind);
   }
 
-  Seen& seen(RuleChange change) {
-    const auto [place, isNew] = changes_.try_emplace(toJson(change.value()), seen_.size());
-    if (isNew) seen_.push_back({std::move(change)});
-    return seen_[place->second];
+  /// The position of a change in `seen_`; equal changes, which have the same JSON, have the same one.
+  std::size_t numberOf(const RuleChange& change, const ChangedRule& changed) {
+    const std::string json = toJson(change.value());
+    const std::hash<std::string> hash;
+    const auto [place, isNew] = numbers_.try_emplace({hash(json), hash(' ' + json)}, seen_.size());
+    if (isNew) seen_.push_back({changed});
+    return place->second;
   }
 
-  std::size_t include(RuleChange change, const Pair& pair) {
-    Seen& included = seen(std::move(change));
-    included.included.push_back(&pair.kinds);
-    return static_cast<std::size_t>(&included - seen_.data());
-  }
-
-  const KindSet* devicesOf(Seen& seen) {
-    if (!seen.kinds.empty()) seen.included.push_back(&seen.kinds);
+  const KindSet* devicesOf(const Seen& seen) {
     const auto [place, isNew] = combined_.try_emplace({seen.included, seen.excluded});
     if (isNew) place->second = &*sets_.insert(KindSet::combined(seen.included, seen.excluded)).first;
     return place->second;
   }
 
-  [[nodiscard]] Place placeOf(const Seen& seen) const {
+  [[nodiscard]] Place placeOf(const Seen& seen, std::size_t number) const {
     const std::size_t kind = seen.devices->first();
-    const auto number = static_cast<std::size_t>(&seen - seen_.data());
-    switch (seen.change.category) {
-      case RuleChange::Category::kGained:
-      case RuleChange::Category::kChanged:
-        return {kind, 1, KindRules::placeOf(*after_[kind], seen.change.rule), number};
-      case RuleChange::Category::kLost:
-        return {kind, 2, KindRules::placeOf(*before_[kind], seen.change.rule), number};
-      case RuleChange::Category::kForwards:
-        return {kind, 3, {}, number};
-      default:
-        return {kind, 0, {}, number};
-    }
+    const auto& [before, after, other] = seen.change;
+    if (after != nullptr) return {kind, 1, KindRules::placeOf(*after_[kind], after->name), number};
+    if (before != nullptr) return {kind, 2, KindRules::placeOf(*before_[kind], before->name), number};
+    return {kind, other->category == RuleChange::Category::kForwards ? 3 : 0, {}, number};
   }
 
   std::vector<const KindRules::Kind*> before_;
@@ -366,8 +350,10 @@ class Comparison {
       forwards_;
   std::deque<Pair> pairs_;  // bases come first
   std::map<std::tuple<Pair*, const RulePart*, const RulePart*>, Pair*> places_;
-  std::vector<Seen> seen_;
-  std::unordered_map<std::string, std::size_t> changes_;  // in seen_, by their JSON
+  std::deque<Seen> seen_;
+  std::map<std::pair<std::size_t, std::size_t>, std::size_t> numbers_;  // in `seen_`, by two hashes of their JSON
+  std::deque<RuleChanges::Other>& others_;
+  std::unordered_map<std::size_t, KindSet*> kindsOfOthers_;  // by their numbers
   std::map<std::pair<std::vector<const KindSet*>, std::vector<const KindSet*>>, const KindSet*> combined_;
   std::set<KindSet> sets_;
 };
@@ -384,7 +370,26 @@ Value RuleChange::value() const {
   return object;
 }
 
-RuleChanges::RuleChanges(const KindRules& before, const KindRules& after)
-    : kinds_(before.origins(), after.origins()), groups_(Comparison(kinds_, before, after).groups()) {}
+RuleChange ChangedRule::change() const {
+  if (other != nullptr) return *other;
+  if (before != nullptr && after != nullptr) return differenceOf(*before, *after);
+  if (before == nullptr) {
+    return {.category = RuleChange::Category::kGained,
+            .rule = std::string(after->name),
+            .after = effectiveRule(*after),
+            .valueFromAfter = after->valueFrom()};
+  }
+  return {.category = RuleChange::Category::kLost,
+          .rule = std::string(before->name),
+          .before = effectiveRule(*before),
+          .valueFromBefore = before->valueFrom()};
+}
+
+RuleChanges::RuleChanges(Dictionary libraryBefore, Dictionary rulesBefore, Dictionary libraryAfter,
+                         Dictionary rulesAfter)
+    : before_(std::move(libraryBefore), std::move(rulesBefore)),
+      after_(std::move(libraryAfter), std::move(rulesAfter)),
+      kinds_(before_.origins(), after_.origins()),
+      groups_(Comparison(kinds_, before_, after_, others_).groups()) {}
 
 }  // namespace tavik::tool

@@ -6,6 +6,7 @@
 #include <tavik/Value.h>
 
 #include <cstdint>
+#include <deque>
 #include <string>
 #include <vector>
 
@@ -40,16 +41,34 @@ struct RuleChange {
   [[nodiscard]] Value value() const;
 };
 
+/// A change in little memory; borrows the rules.
+struct ChangedRule {
+  const KindRule* before;             ///< null if only the new version has the rule
+  const KindRule* after;              ///< null if only the old version has the rule
+  const RuleChange* other = nullptr;  ///< a change of something else than a rule; the two rules are null
+
+  [[nodiscard]] RuleChange change() const;
+};
+
 /// Changes that affect the same devices.
 struct ChangeGroup {
   KindSet devices;  ///< kinds of device
-  std::vector<RuleChange> changes;
+  std::vector<ChangedRule> changes;
 };
 
 class RuleChanges {
  public:
-  /// Borrows the two only during the call. Takes time in proportion to the size of the documents and of the changes.
-  RuleChanges(const KindRules& before, const KindRules& after);
+  /// A change that is not about a rule, and the kinds of device that it affects.
+  struct Other {
+    RuleChange change;
+    KindSet kinds = {};
+  };
+
+  /// The contents of the library and the local rules of each version. Takes time in proportion to the size of the
+  /// documents and of the changes.
+  RuleChanges(Dictionary libraryBefore, Dictionary rulesBefore, Dictionary libraryAfter, Dictionary rulesAfter);
+  RuleChanges(const RuleChanges&) = delete;
+  RuleChanges& operator=(const RuleChanges&) = delete;
 
   [[nodiscard]] const DeviceKinds& kinds() const noexcept { return kinds_; }
   /// The changes that affect the most devices come first.
@@ -57,7 +76,10 @@ class RuleChanges {
   [[nodiscard]] bool empty() const noexcept { return groups_.empty(); }
 
  private:
+  KindRules before_;
+  KindRules after_;
   DeviceKinds kinds_;
+  std::deque<Other> others_;
   std::vector<ChangeGroup> groups_;
 };
 

@@ -1,5 +1,5 @@
 /// @file
-/// The names of command-line files in messages.
+/// The names of files in messages, and as URIs.
 #ifndef TAVIK_TOOL_IO_ARGUMENT_NAME_H
 #define TAVIK_TOOL_IO_ARGUMENT_NAME_H
 
@@ -13,6 +13,9 @@ inline constexpr std::string_view kStandardStream = "-";
 
 /// "--rules local.plist" or "--source sfc=sfc.plist": an argument with its file, for messages.
 std::string nameOf(std::string_view argument, const std::string& path);
+
+/// A path as a URI, relative if the path is: "file:///srv/local%20rules.plist".
+std::string uriOf(std::string_view path);
 
 }  // namespace tavik::tool
 

@@ -9,6 +9,9 @@
 
 namespace tavik::tool {
 
+/// At the beginning of a text: its encoding is UTF-8.
+inline constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
+
 inline std::span<const std::uint8_t> bytesOf(std::string_view text) {
   return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
 }

@@ -8,14 +8,10 @@
 #include <optional>
 #include <utility>
 
-#include "ExitStatus.h"
 #include "io/Bytes.h"
-#include "io/InMemory.h"
 
 namespace tavik::tool {
 namespace {
-
-constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 
 std::string_view withoutByteOrderMark(std::string_view text) {
   return text.substr(text.starts_with(kByteOrderMark) ? kByteOrderMark.size() : 0);

@@ -7,8 +7,11 @@
 #include <tavik/PropertyList.h>
 #include <tavik/Value.h>
 
+#include <new>
 #include <string>
 #include <string_view>
+
+#include "ExitStatus.h"
 
 namespace tavik::tool {
 
@@ -26,6 +29,16 @@ Value parseJson(const std::string& name, std::string_view text);
 
 /// Encodes the value as a property list. Throws `Unusable` if it is nested too deep.
 Data toPropertyList(const std::string& name, const Value& value, PropertyListFormat format = PropertyListFormat::kXml);
+
+/// Returns the result of `work`; if memory runs out, the failure names `name`.
+template <class Work>
+auto inMemory(const std::string& name, Work work) {
+  try {
+    return work();
+  } catch (const std::bad_alloc&) {
+    throw Unusable(name + ": out of memory");
+  }
+}
 
 }  // namespace tavik::tool
 

@@ -16,7 +16,6 @@
 #include "ExitStatus.h"
 #include "io/ArgumentName.h"
 #include "io/Encoding.h"
-#include "io/InMemory.h"
 
 namespace tavik::tool {
 namespace {

@@ -6,6 +6,7 @@
 #include <tavik/Json.h>
 
 #include <cstddef>
+#include <cstdint>
 #include <string>
 
 namespace tavik::tool {
@@ -13,6 +14,8 @@ namespace tavik::tool {
 /// Appends a value. Throws `Unusable` if JSON cannot represent it. On one line, a few nesting levels may surround a
 /// value of the maximum depth.
 void appendJson(std::string& out, const Value& value, JsonLayout layout = JsonLayout::kOneLine);
+
+inline Value integer(std::uint64_t number) { return Value(static_cast<std::int64_t>(number)); }
 
 std::string toJson(const Value& value, JsonLayout layout = JsonLayout::kOneLine);
 

@@ -3,23 +3,6 @@
 #include "io/Json.h"
 
 namespace tavik::tool {
-namespace {
-
-/// Writes an array element by element: a record may contain an attribute of the maximum nesting depth, but an array of
-/// records would exceed it.
-void appendValue(std::string& out, const Value& value) {
-  const Array* const array = value.ifArray();
-  if (array == nullptr) return appendJson(out, value);
-  out += '[';
-  for (const Value& element : *array) {
-    if (&element != array->begin()) out += ", ";
-    appendJson(out, element);
-  }
-  out += ']';
-}
-
-}  // namespace
-
 void appendEntries(std::string& out, const std::vector<JsonEntry>& entries) {
   const char* separator = "";
   for (const JsonEntry& entry : entries) {
@@ -30,7 +13,7 @@ void appendEntries(std::string& out, const std::vector<JsonEntry>& entries) {
       appendEntries(out, entry.entries);
       out += '}';
     } else if (entry.value) {
-      appendValue(out, *entry.value);
+      appendJson(out, *entry.value);
     } else {
       out += "null";
     }

@@ -11,6 +11,7 @@
 #include <utility>
 
 #include "ExitStatus.h"
+#include "io/Bytes.h"
 
 namespace tavik::tool {
 namespace {
@@ -20,8 +21,6 @@ constexpr std::size_t kReadSize = std::size_t{1} << 18;
 constexpr std::size_t kMostLines = 8;
 /// The kept part of a line that is too long, for the "id" at its beginning.
 constexpr std::size_t kKeptOfLongLine = 4096;
-
-constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 
 bool isBlank(std::string_view text) { return text.find_first_not_of(" \t\r") == std::string_view::npos; }
 

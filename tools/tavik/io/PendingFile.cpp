@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
+#include <initializer_list>
 #include <utility>
 
 #include "ExitStatus.h"
@@ -23,6 +24,15 @@ std::string folderOf(const std::string& path) {
 }
 
 }  // namespace
+
+SignalsHeld::SignalsHeld() noexcept {
+  sigset_t ending;
+  sigemptyset(&ending);
+  for (const int signal : {SIGHUP, SIGINT, SIGQUIT, SIGTERM, SIGXCPU}) sigaddset(&ending, signal);
+  pthread_sigmask(SIG_BLOCK, &ending, &before_);
+}
+
+SignalsHeld::~SignalsHeld() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
 
 PendingFile::PendingFile(std::string name, const std::string& path, mode_t permissions)
     : name_(std::move(name)), path_(path), pendingPath_(folderOf(path) + "/.tavik-XXXXXX") {

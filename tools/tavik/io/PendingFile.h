@@ -5,13 +5,24 @@
 
 #include <sys/types.h>
 
+#include <csignal>
 #include <cstdint>
 #include <span>
 #include <string>
 
-#include "io/SignalsHeld.h"
-
 namespace tavik::tool {
+
+/// During its lifetime, signals that end the command are held; they are delivered when the work is done or undone.
+class SignalsHeld {
+ public:
+  SignalsHeld() noexcept;
+  SignalsHeld(const SignalsHeld&) = delete;
+  SignalsHeld& operator=(const SignalsHeld&) = delete;
+  ~SignalsHeld();
+
+ private:
+  sigset_t before_;
+};
 
 /// A file that is written under a temporary name in the target folder and renamed when it is complete.
 class PendingFile {

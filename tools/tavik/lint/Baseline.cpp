@@ -74,13 +74,13 @@ std::vector<Finding> Baseline::withoutKnown(std::vector<Finding> findings, Repor
     const std::string path = shown(entry.ifDictionary()->findString("path").value_or(""));
     reporter.begin(kUnused);
     if (!found.contains(known_[i].key)) {
-      reporter.at(list.element(i, entry), "",
+      reporter.at(list.element(i, entry),
                   {fmt::format("The finding {} at {} does not occur.", name, path), "", "Remove the entry."});
       continue;
     }
     reporter.begin(kWithoutReason);
     if (!known_[i].reason.empty()) continue;
-    reporter.at(list.element(i, entry), "",
+    reporter.at(list.element(i, entry),
                 {fmt::format("The known finding {} at {} has no reason.", name, path),
                  "It is not reported, and people cannot tell why.", "Write why it is accepted as its \"reason\"."});
   }

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "lint/Rule.h"
 #include "text/NearestName.h"
 
 namespace tavik::tool::lint {
@@ -30,6 +31,10 @@ std::string Finding::message() const {
     if (!part.empty()) message += " " + part;
   }
   return message;
+}
+
+void Reporter::atValue(const Rule& rule, Statement statement) {
+  add(rule.value() ? *rule.value() : rule.ownPlace(), !rule.value(), rule.name(), std::move(statement));
 }
 
 std::optional<std::string_view> Reporter::nearest(std::string_view name, std::span<const std::string_view> known) {

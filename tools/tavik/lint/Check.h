@@ -23,6 +23,7 @@ class Reporter;
 class Rule;
 struct Experience;
 struct LintedDocuments;
+struct ValuePart;
 
 enum class Severity : std::uint8_t {
   kError,        ///< ends the check, or makes a rule pass or fail for every device
@@ -42,6 +43,8 @@ struct Check {
   void (*ofDefinition)(const Rule& rule, Reporter& reporter) = nullptr;
   /// The same and, if another value or a missing one can make a difference, the rule with a local entry applied.
   void (*ofRule)(const Rule& rule, Reporter& reporter) = nullptr;
+  /// The same for the parts of its expected value, once per predicate that reads it.
+  void (*ofPart)(const ValuePart& part, Reporter& reporter) = nullptr;
   void (*ofDocuments)(const LintedDocuments& documents, Reporter& reporter) = nullptr;
   /// A rule, and what example devices show about it.
   void (*ofExamples)(const Rule& rule, const Experience& experience, Reporter& reporter) = nullptr;
@@ -94,14 +97,19 @@ class Reporter {
   /// Findings beyond this number are only counted: a hostile document can have millions.
   static constexpr std::size_t kMost = 100'000;
 
-  /// `rule`: empty if the place does not belong to a rule.
+  void at(const Place& place, Statement statement) { add(place, false, rule_, std::move(statement)); }
+  /// About the key of the place, not about its value.
+  void atKey(const Place& place, Statement statement) { add(place, true, rule_, std::move(statement)); }
+  /// The same for the named rule.
   void at(const Place& place, std::string_view rule, Statement statement) {
     add(place, false, rule, std::move(statement));
   }
-  /// About the key of the place, not about its value.
   void atKey(const Place& place, std::string_view rule, Statement statement) {
     add(place, true, rule, std::move(statement));
   }
+
+  /// About the rule's value; about the place where it is missing if there is none.
+  void atValue(const Rule& rule, Statement statement);
 
   /// The nearest known name; absent if none is similar enough. Comparing names is slow, so the number of comparisons is
   /// limited.
@@ -114,7 +122,11 @@ class Reporter {
   /// next finding the suggestion.
   std::string endingFor(std::string_view name, std::span<const std::string_view> known);
 
-  void begin(const Check& check) { check_ = &check; }
+  /// `rule`: the name of the rule that the findings are about; empty if they are about a document.
+  void begin(const Check& check, std::string_view rule = {}) {
+    check_ = &check;
+    rule_ = rule;
+  }
   [[nodiscard]] std::vector<Finding> take() && { return std::move(findings_); }
   [[nodiscard]] std::size_t dropped() const noexcept { return dropped_; }
 
@@ -122,6 +134,7 @@ class Reporter {
   void add(const Place& place, bool atKey, std::string_view rule, Statement statement);
 
   const Check* check_ = nullptr;
+  std::string_view rule_;
   std::vector<Finding> findings_;
   std::set<std::tuple<const Check*, const Value*, std::string>> seen_;
   std::size_t dropped_ = 0;

@@ -14,7 +14,8 @@
 #include "check/Outcome.h"
 #include "lint/RuleOfKinds.h"
 #include "lint/ValuePart.h"
-#include "text/Misspelling.h"
+#include "rules/HostPlatform.h"
+#include "text/NearestName.h"
 #include "text/Text.h"
 
 namespace tavik::tool::lint {
@@ -86,7 +87,7 @@ class KnownDevices {
     if (isRegionTable(about)) attributes.set(about.keys().findString("attribute").value_or(""), Value("\x01"));
     if (model != nullptr) attributes.set(kModelNumber, *model);
     if (region != nullptr) attributes.set(kRegionInfo, *region);
-    const RuleEvaluator evaluator(*silentKernel(), std::move(attributes), {});
+    const RuleEvaluator evaluator(silentKernel(), std::move(attributes), {});
     const RuleEvaluation evaluation = evaluator.evaluate({rule.name, {rule.entry}, rule.definition});
     if (!evaluation.record) return false;
     if (!isRegionTable(about)) return !passed(*evaluation.record);
@@ -154,11 +155,9 @@ class Coverage {
       if (advice.empty() && name != nullptr && rule.value())
         advice = correctionFor(rule.value()->value(), *name->ifString());
     }
-    const Statement statement = {fmt::format("The rule does not cover these devices: {}.", texts_.of(kinds)),
-                                 "All of them fail it.",
-                                 advice.empty() ? "Correct the value, or do not give them the rule." : advice};
-    if (rule.value()) return reporter_.at(*rule.value(), rule.name(), statement);
-    reporter_.atKey(rule.ownPlace(), rule.name(), statement);
+    reporter_.atValue(
+        rule, {fmt::format("The rule does not cover these devices: {}.", texts_.of(kinds)), "All of them fail it.",
+               advice.empty() ? "Correct the value, or do not give them the rule." : advice});
   }
 
   const LocalRules& local_;

@@ -22,10 +22,9 @@ void reportMissing(const Rule& rule, const Experience& experience, const Place& 
   const std::string name = read.name.value_or("");
   const auto names = experience.names->find(source);
   const auto known = names == experience.names->end() ? std::vector<std::string_view>() : names->second;
-  reporter.at(place, rule.name(),
-              {fmt::format("{} lacks {}{}{}", experience.whom(), shown(name),
-                           source.empty() ? "" : " from " + shown(source), reporter.endingFor(name, known)),
-               rule.sentence(Rule::Forecast::kFails), "Use a name that devices have."});
+  reporter.at(place, {fmt::format("{} lacks {}{}{}", experience.whom(), shown(name),
+                                  source.empty() ? "" : " from " + shown(source), reporter.endingFor(name, known)),
+                      rule.sentence(Rule::Forecast::kFails), "Use a name that devices have."});
 }
 
 void unseenAttribute(const Rule& rule, const Experience& experience, Reporter& reporter) {
@@ -64,7 +63,7 @@ void unseenKind(const Rule& rule, const Experience& experience, Reporter& report
     if (!std::ranges::all_of(experience.cases, isOther)) continue;
     const Value& value = *experience.cases[0].evaluation.attribute.value;
     const bool isText = facts.kinds.contains(value.kind());
-    reporter.at(rule.expressionPlace(), rule.name(),
+    reporter.at(rule.expressionPlace(),
                 {fmt::format("Devices have the attribute as {}{}, which \"{}\" does not take.", kindName(value.kind()),
                              isText ? " without a number" : "", operand.word),
                  rule.consequence(operand, isText ? Rule::Forecast::kOpen : Rule::Forecast::kFails),
@@ -79,7 +78,7 @@ void narrowAttribute(const Rule& rule, const Experience& experience, Reporter& r
   };
   const bool readsInteger = std::ranges::count(rule.operands(), "equal", &Rule::Operand::word) != 0;
   if (!readsInteger || std::ranges::none_of(experience.cases, isBeyond)) return;
-  reporter.at(rule.expressionPlace(), rule.name(),
+  reporter.at(rule.expressionPlace(),
               {"Devices have numbers that do not fit in the 32 bits that \"equal\" compares.",
                "All numbers above 2147483647 count as equal.", "Use \"equalLong\", which compares 64 bits."});
 }
@@ -95,14 +94,12 @@ void failsForExamples(const Rule& rule, const Experience& experience, Reporter& 
   const RuleEvaluation& evaluation = experience.cases[0].evaluation;
   const Dictionary* record = evaluation.record ? evaluation.record->ifDictionary() : nullptr;
   const auto read = [&](std::string_view key) { return record == nullptr ? nullptr : record->find(key); };
-  const Statement statement = {fmt::format("{} fails the rule.", experience.whom()),
-                               record == nullptr
-                                   ? std::string("The check ends with a fault.")
-                                   : fmt::format("One has {}; the rule expects {}.", shown(description(read("actual"))),
-                                                 shown(description(read("expected")))),
-                               "Correct the value, or the examples."};
-  if (rule.value()) return reporter.at(*rule.value(), rule.name(), statement);
-  reporter.atKey(rule.ownPlace(), rule.name(), statement);
+  reporter.atValue(
+      rule, {fmt::format("{} fails the rule.", experience.whom()),
+             record == nullptr ? std::string("The check ends with a fault.")
+                               : fmt::format("One has {}; the rule expects {}.", shown(description(read("actual"))),
+                                             shown(description(read("expected")))),
+             "Correct the value, or the examples."});
 }
 
 constexpr Check kChecks[] = {

@@ -8,7 +8,7 @@
 #include <unordered_set>
 
 #include "lint/LintedDocuments.h"
-#include "lint/ValueWalk.h"
+#include "lint/ValuePart.h"
 #include "rules/RuleFacts.h"
 #include "text/Text.h"
 
@@ -35,7 +35,7 @@ void forEachEntry(const LintedDocuments& documents, const auto& visit) {
 void noVersion(const LintedDocuments& documents, Reporter& reporter) {
   const auto check = [&](const Place& root) {
     if (root.value().ifDictionary()->contains("version")) return;
-    reporter.at(root, "",
+    reporter.at(root,
                 {"The document has no \"version\".", "A fault ends the check of every device: no rule gets a record.",
                  "Add one, and change it with every edit."});
   };
@@ -55,27 +55,9 @@ void malformedDefinition(const LintedDocuments& documents, Reporter& reporter) {
 void ruleNamedLikeSet(const LintedDocuments& documents, Reporter& reporter) {
   for (const std::string_view name : documents.ruleNames) {
     if (!namesSet(name)) continue;
-    reporter.atKey(documents.library.entry(name, *documents.definition(name)), name,
+    reporter.atKey(documents.placeOf(name), name,
                    {"The rule's name ends in \"RuleSet\".",
                     "In local rules, the name refers to a set: no device gets the rule.", "Rename the rule."});
-  }
-}
-
-void sourceSpelling(const LintedDocuments& documents, Reporter& reporter) {
-  std::unordered_map<std::string, std::string_view> spellings;
-  for (const std::string_view name : documents.ruleNames) {
-    const Rule rule(documents.library.entry(name, *documents.definition(name)), name, nullptr);
-    for (const Rule::Reference& reference : rule.references()) {
-      const Value* source = reference.place.value().ifDictionary()->find("source");
-      if (source == nullptr || !source->isString()) continue;
-      const std::string_view spelling = *source->ifString();
-      const std::string_view first = spellings.try_emplace(lowerCase(spelling), spelling).first->second;
-      if (first == spelling) continue;
-      reporter.at(reference.place.entry("source", *source), name,
-                  {fmt::format("The source {} is spelled {} elsewhere.", shown(spelling), shown(first)),
-                   "Source names must match the host's spelling: one of the two is never found, and its rules fail.",
-                   "Use the host's spelling."});
-    }
   }
 }
 
@@ -83,15 +65,14 @@ void textReadAsZero(const LintedDocuments& documents, Reporter& reporter) {
   constexpr std::string_view kWord = "varnockSystemPartitionSizeCheck";
   std::unordered_map<std::string_view, Place> passing;  // attribute -> the rule that passes for 0
   std::unordered_set<std::string_view> guarded;
-  for (const std::string_view name : documents.ruleNames) {
-    const Rule rule(documents.library.entry(name, *documents.definition(name)), name, nullptr);
+  documents.forEachDefinition([&](const Rule& rule) {
     const std::string_view attribute = rule.keys().findString("attribute").value_or("");
     const auto calls = [&](std::string_view word) {
       return std::ranges::count(rule.operands(), word, &Rule::Operand::word) != 0;
     };
     if (calls(kWord)) passing.try_emplace(attribute, rule.definition());
     if (calls("greaterThan")) guarded.insert(attribute);
-  }
+  });
   for (const auto& [attribute, place] : passing) {
     if (guarded.contains(attribute)) continue;
     reporter.atKey(place, place.key(),
@@ -107,7 +88,7 @@ void unusedRule(const LintedDocuments& documents, Reporter& reporter) {
   forEachEntry(documents, [&](const LocalRules&, const Entry& entry) { used.insert(entry.name); });
   for (const std::string_view name : documents.ruleNames) {
     if (used.contains(name)) continue;
-    reporter.atKey(documents.library.entry(name, *documents.definition(name)), name,
+    reporter.atKey(documents.placeOf(name), name,
                    {"None of the given local rules name this rule.", "None of their devices get it.", ""});
   }
 }
@@ -167,7 +148,7 @@ void unknownRuleSet(const LintedDocuments& documents, Reporter& reporter) {
         if (!namesSet(entry.name)) continue;
         if (sets != nullptr && sets->contains(entry.name)) continue;  // a missing set has its own finding
         reporter.atKey(
-            entry.place(), "",
+            entry.place(),
             {fmt::format("\"RuleSets\" has no set {}{}", shown(entry.name), reporter.endingFor(entry.name, known)),
              fmt::format("No rule is checked for {}: \"failed to build device specific rule list\".", layer.whom()),
              "Define the set, or remove the name."});
@@ -180,7 +161,7 @@ void nestedRuleSet(const LintedDocuments& documents, Reporter& reporter) {
   forEachEntry(documents, [&](const LocalRules&, const Entry& entry) {
     if (!entry.staysRule || documents.definition(entry.name) != nullptr) return;
     reporter.atKey(
-        entry.place(), "",
+        entry.place(),
         {fmt::format("The set {} names the set {}.", shown(entry.layer->place.key()), shown(entry.name)),
          fmt::format(
              "Sets can only contain rules: the name is taken as a rule that the library does not define, which fails "
@@ -222,7 +203,7 @@ void extraRules(const LintedDocuments& documents, Reporter& reporter) {
   for (const LocalRules& rules : documents.localRules) {
     const Value* extra = rules.root.value().ifDictionary()->find(kExtraRules);
     if (extra == nullptr) continue;
-    reporter.atKey(rules.root.entry(kExtraRules, *extra), "",
+    reporter.atKey(rules.root.entry(kExtraRules, *extra),
                    {"The document has \"extra-rules\".", "They are ignored: no device gets a rule from there.",
                     "Define the rules in the library."});
   }
@@ -246,15 +227,12 @@ void unreadKeyOfDefinition(const Rule& rule, Reporter& reporter) {
   }
 }
 
-void unreadKeyOfValue(const Rule& rule, Reporter& reporter) {
-  walkValues(rule, [&](const ValuePart& part) {
-    if (part.facts.entries.empty() || part.place.value().ifDictionary() == nullptr) return;
-    std::vector<std::string_view> known;
-    for (const EntryFacts& entry : part.facts.entries) known.push_back(entry.key);
-    reportUnread(part.place, rule.name(), known,
-                 fmt::format("{} of \"{}\"", shown(part.place.name()), part.operand.word), reporter);
-  });
-  if (rule.entry() == nullptr) unreadKeyOfDefinition(rule, reporter);
+void unreadKeyOfValue(const ValuePart& part, Reporter& reporter) {
+  if (part.facts.entries.empty() || part.place.value().ifDictionary() == nullptr) return;
+  std::vector<std::string_view> known;
+  for (const EntryFacts& entry : part.facts.entries) known.push_back(entry.key);
+  reportUnread(part.place, part.rule.name(), known,
+               fmt::format("{} of \"{}\"", shown(part.place.name()), part.operand.word), reporter);
 }
 
 void unreadKeyOfEntry(const LintedDocuments& documents, const Entry& entry, Reporter& reporter) {
@@ -278,7 +256,7 @@ void unusedRuleSet(const LintedDocuments& documents, Reporter& reporter) {
   for (const LocalRules& rules : documents.localRules) {
     for (const Layer& layer : rules.layers) {
       if (layer.category != LocalEntry::Layer::kSet || layer.isReached) continue;
-      reporter.atKey(layer.place, "",
+      reporter.atKey(layer.place,
                      {namesSet(layer.place.key())
                           ? fmt::format("The set {} is not used.", shown(layer.place.key()))
                           : fmt::format("The name {} does not end in \"RuleSet\".", shown(layer.place.key())),
@@ -291,12 +269,11 @@ void noRules(const LintedDocuments& documents, Reporter& reporter) {
   for (const LocalRules& rules : documents.localRules) {
     for (const Place& place : rules.withoutRules) {
       const bool isTable = place.key() == "MPNRules" || place.key() == kRegionRules;
-      reporter.at(place, "",
-                  {isTable ? fmt::format("\"{}\" is empty.", place.key())
-                           : std::string("There are no rules for these devices."),
-                   isTable ? "No rule is checked for any device: every device is unknown."
-                           : "They fail: \"no rules specified\".",
-                   "Fill it in or remove it."});
+      reporter.at(place, {isTable ? fmt::format("\"{}\" is empty.", place.key())
+                                  : std::string("There are no rules for these devices."),
+                          isTable ? "No rule is checked for any device: every device is unknown."
+                                  : "They fail: \"no rules specified\".",
+                          "Fill it in or remove it."});
     }
   }
 }
@@ -310,13 +287,13 @@ constexpr Check kChecks[] = {
     {.name = "no-version", .severity = Severity::kError, .ofDocuments = noVersion},
     {.name = "not-a-dictionary", .severity = Severity::kError, .ofDocuments = notADictionary},
     {.name = "rule-named-like-set", .severity = Severity::kWarning, .ofDocuments = ruleNamedLikeSet},
-    {.name = "source-spelling", .severity = Severity::kWarning, .ofDocuments = sourceSpelling},
     {.name = "text-read-as-zero", .severity = Severity::kInformation, .ofDocuments = textReadAsZero},
     {.name = "undefined-rule", .severity = Severity::kError, .ofDocuments = undefinedRule},
     {.name = "unknown-rule-set", .severity = Severity::kError, .ofDocuments = unknownRuleSet},
     {.name = "unread-key",
      .severity = Severity::kWarning,
-     .ofRule = unreadKeyOfValue,
+     .ofDefinition = unreadKeyOfDefinition,
+     .ofPart = unreadKeyOfValue,
      .ofDocuments = unreadKeyOfLocalRules},
     {.name = "unused-rule", .severity = Severity::kInformation, .ofDocuments = unusedRule},
     {.name = "unused-rule-set", .severity = Severity::kInformation, .ofDocuments = unusedRuleSet},

@@ -1,43 +1,26 @@
 #include "lint/ExampleDevices.h"
 
 #include <tavik/DeviceLine.h>
-#include <tavik/Platform.h>
 
-#include <optional>
 #include <utility>
 
 #include "ExitStatus.h"
 #include "io/ArgumentName.h"
 #include "io/LineReader.h"
 #include "io/StopRequest.h"
+#include "rules/HostPlatform.h"
 
 namespace tavik::tool::lint {
 namespace {
-
-class SilentPlatform : public Platform {
- public:
-  std::optional<Value> validatedPropertyListFromSignedDictionary(
-      const Dictionary& /*signedDictionary*/, const std::string& /*publicKeyPath*/,
-      std::optional<std::string>& errorDescription) const override {
-    errorDescription = "documents are not validated here";
-    return std::nullopt;
-  }
-  bool logs() const override { return false; }
-};
 
 ExampleDevice exampleOf(const std::string& file, const Line& line) {
   DeviceLine device = DeviceLine::read(line.text, line.number);
   if (!line.whyCut.empty()) device = DeviceLine::unusable(line.text, line.number, line.whyCut);
   if (!device.inputError.empty()) throw Unusable(file + ": " + device.inputError);
-  return {RuleEvaluator(*silentKernel(), std::move(device.attributes), device.sources), device.sources};
+  return {RuleEvaluator(silentKernel(), std::move(device.attributes), device.sources), device.sources};
 }
 
 }  // namespace
-
-std::shared_ptr<const PredicateKernel> silentKernel() {
-  static const auto kernel = std::make_shared<const PredicateKernel>(std::make_shared<const SilentPlatform>());
-  return kernel;
-}
 
 std::vector<ExampleDevice> readExampleDevices(Inputs& inputs, const std::string& path) {
   const std::string name = nameOf("--devices", path);

@@ -3,11 +3,9 @@
 #ifndef TAVIK_TOOL_LINT_EXAMPLE_DEVICES_H
 #define TAVIK_TOOL_LINT_EXAMPLE_DEVICES_H
 
-#include <tavik/PredicateKernel.h>
 #include <tavik/RuleEvaluation.h>
 #include <tavik/Value.h>
 
-#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -15,9 +13,6 @@
 #include "io/Inputs.h"
 
 namespace tavik::tool::lint {
-
-/// A kernel that logs nothing: checks call the library's own predicates.
-std::shared_ptr<const PredicateKernel> silentKernel();
 
 struct ExampleDevice {
   RuleEvaluator evaluator;

@@ -35,10 +35,12 @@ struct Pair {
   friend auto operator<=>(const Pair&, const Pair&) = default;
 };
 
+}  // namespace
+
 /// Compares the rules about each attribute that kinds get together.
-class Comparison {
+class RuleComparison {
  public:
-  explicit Comparison(const KindRules& rules) : rules_(rules) {
+  explicit RuleComparison(const KindRules& rules) : rules_(rules) {
     for (const RulePart& part : rules.parts()) {
       if (part.kinds().empty()) continue;
       Readers& own = readers_[&part];
@@ -166,6 +168,13 @@ class Comparison {
   std::unordered_map<std::string_view, Implied> implied_;
 };
 
+namespace {
+
+const RuleComparison& comparisonOf(const LocalRules& local) {
+  if (!local.comparison) local.comparison = std::make_shared<const RuleComparison>(local.kinds);
+  return *local.comparison;
+}
+
 std::string whyContradictory(const Pair& pair) {
   if (forbids(*pair.second)) {
     return fmt::format("{} forbids an attribute that {} needs.", shown(pair.second->name), shown(pair.first->name));
@@ -177,8 +186,7 @@ std::string whyContradictory(const Pair& pair) {
 void contradictingRules(const LintedDocuments& documents, Reporter& reporter) {
   for (const LocalRules& local : documents.localRules) {
     KindTexts texts(local.kinds);
-    const Comparison comparison(local.kinds);
-    for (const auto& [pair, parts] : comparison.contradictions()) {
+    for (const auto& [pair, parts] : comparisonOf(local).contradictions()) {
       RuleOfKinds(documents, local, *pair.second)
           .report(reporter,
                   {whyContradictory(pair), fmt::format("Every device fails one of the two rules: {}.", texts.of(parts)),
@@ -189,7 +197,7 @@ void contradictingRules(const LintedDocuments& documents, Reporter& reporter) {
 
 void redundantRule(const LintedDocuments& documents, Reporter& reporter) {
   for (const LocalRules& local : documents.localRules) {
-    for (const auto& [rule, other] : Comparison(local.kinds).redundant()) {
+    for (const auto& [rule, other] : comparisonOf(local).redundant()) {
       RuleOfKinds(documents, local, *rule)
           .report(reporter,
                   {fmt::format("Every device that passes {} also passes this rule.", shown(other->name)),

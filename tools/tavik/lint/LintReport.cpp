@@ -71,8 +71,6 @@ std::string placeText(const PlacedFinding& placed) {
   return fmt::format("{}:{}:{}", file, placed.position->line, placed.position->column);
 }
 
-Value integer(std::size_t number) { return Value(static_cast<std::int64_t>(number)); }
-
 std::string summary(const std::vector<PlacedFinding>& findings, const std::deque<Document>& documents) {
   std::size_t counts[3] = {};
   for (const PlacedFinding& placed : findings) ++counts[static_cast<std::size_t>(placed.finding.check->severity)];

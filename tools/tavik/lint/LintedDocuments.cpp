@@ -3,7 +3,7 @@
 #include <utility>
 
 #include "lint/Experience.h"
-#include "lint/Rule.h"
+#include "lint/ValuePart.h"
 
 namespace tavik::tool::lint {
 namespace {
@@ -39,20 +39,19 @@ class Run {
   }
 
   void checkRule(std::string_view name, const Entry* entry) {
-    const Place place = documents_.library.entry(name, *documents_.definition(name));
-    const Rule rule(place, name, entry);
+    const Rule rule(documents_.placeOf(name), name, entry);
     for (const Check* check : checks_) {
-      reporter_.begin(*check);
+      reporter_.begin(*check, name);
       if (check->ofDefinition != nullptr && entry == nullptr) check->ofDefinition(rule, reporter_);
       if (check->ofRule != nullptr) check->ofRule(rule, reporter_);
+      if (check->ofPart != nullptr) walkValues(rule, [&](const ValuePart& part) { check->ofPart(part, reporter_); });
     }
   }
 
   void checkExperience(const Experience& experience) {
-    const Place place = documents_.library.entry(experience.name, *documents_.definition(experience.name));
-    const Rule rule(place, experience.name, experience.entry);
+    const Rule rule(documents_.placeOf(experience.name), experience.name, experience.entry);
     for (const Check* check : checks_) {
-      reporter_.begin(*check);
+      reporter_.begin(*check, experience.name);
       if (check->ofExamples != nullptr && !rule.isMalformed()) check->ofExamples(rule, experience, reporter_);
     }
   }

@@ -10,6 +10,7 @@
 #include "lint/Check.h"
 #include "lint/ExampleDevices.h"
 #include "lint/LocalRules.h"
+#include "lint/Rule.h"
 
 namespace tavik::tool::lint {
 
@@ -21,6 +22,12 @@ struct LintedDocuments {
 
   /// The definition of a rule; null if the library has none, or if it is not a dictionary.
   [[nodiscard]] const Value* definition(std::string_view name) const;
+  /// Its place; the rule must have a definition.
+  [[nodiscard]] Place placeOf(std::string_view name) const { return library.entry(name, *definition(name)); }
+  /// Visits each definition as a rule without a local entry.
+  void forEachDefinition(const auto& visit) const {
+    for (const std::string_view name : ruleNames) visit(Rule(placeOf(name), name, nullptr));
+  }
 
   Place library;
   std::vector<std::string_view> ruleNames;  ///< of the library's rules that have a definition

@@ -7,6 +7,7 @@
 
 #include <cstddef>
 #include <deque>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -20,6 +21,7 @@ namespace tavik::tool::lint {
 inline constexpr std::string_view kRegionRules = "RegionRules";
 
 struct Layer;
+class RuleComparison;
 
 /// An entry of a layer: a rule's name and its value, or a set's name.
 struct Entry {
@@ -76,6 +78,7 @@ struct LocalRules {
   /// Part numbers and regions, or the whole document, that give their devices no rules.
   std::vector<Place> withoutRules;
   KindRules kinds;
+  mutable std::shared_ptr<const RuleComparison> comparison;  ///< of the rules of each kind, once a check has needed it
 
   /// The entry with this content; null if no layer has it.
   [[nodiscard]] const Entry* entryOf(const Value* content) const;

@@ -13,7 +13,6 @@
 
 #include "lint/LintedDocuments.h"
 #include "lint/Rule.h"
-#include "text/Misspelling.h"
 #include "text/NearestName.h"
 #include "text/Text.h"
 
@@ -42,15 +41,9 @@ struct NameUse {
   }
 };
 
-void forEachDefinition(const LintedDocuments& documents, const auto& visit) {
-  for (const std::string_view name : documents.ruleNames) {
-    visit(Rule(documents.library.entry(name, *documents.definition(name)), name, nullptr));
-  }
-}
-
 /// Visits the names that rules give for attributes, except references that use the name of the rule's own attribute.
 void forEachName(const LintedDocuments& documents, const auto& visit) {
-  forEachDefinition(documents, [&](const Rule& rule) {
+  documents.forEachDefinition([&](const Rule& rule) {
     const auto own = rule.key("attribute");
     if (own && own->value().isString()) visit(NameUse{"", *own->value().ifString(), rule, *own});
     if (rule.wantsAbsence()) return;
@@ -184,13 +177,12 @@ std::map<std::string_view, Namespace> namesInUse(const LintedDocuments& document
 
 /// Whether a lowercase letter is missing, added or replaced, anywhere but at the beginning.
 bool isOneLetterOff(std::string_view name, std::string_view meant) {
-  const auto isLetter = [](char character) { return character >= 'a' && character <= 'z'; };
   const std::string_view longer = name.size() > meant.size() ? name : meant;
   const std::string_view shorter = name.size() > meant.size() ? meant : name;
   const auto place = static_cast<std::size_t>(std::ranges::mismatch(longer, shorter).in1 - longer.begin());
-  if (place == 0 || place == longer.size() || !isLetter(longer[place])) return false;
+  if (place == 0 || place == longer.size() || !isAsciiLower(longer[place])) return false;
   if (longer.size() == shorter.size() + 1) return longer.substr(place + 1) == shorter.substr(place);
-  return longer.size() == shorter.size() && isLetter(shorter[place]) &&
+  return longer.size() == shorter.size() && isAsciiLower(shorter[place]) &&
          longer.substr(place + 1) == shorter.substr(place + 1);
 }
 
@@ -206,16 +198,11 @@ std::vector<std::string> wordsOf(std::string_view name) {
   std::vector<std::string> words;
   char previous = ' ';
   for (const char character : name) {
-    const bool isUpper = character >= 'A' && character <= 'Z';
-    const bool isLower = character >= 'a' && character <= 'z';
-    const bool begins = isUpper && (previous < 'A' || previous > 'Z');
-    if (!isUpper && !isLower) {
-      previous = ' ';
-      continue;
-    }
-    if (previous == ' ' || begins) words.emplace_back();
-    words.back() += isUpper ? static_cast<char>(character + ('a' - 'A')) : character;
+    const bool begins = !isAsciiLetter(previous) || (isAsciiUpper(character) && !isAsciiUpper(previous));
     previous = character;
+    if (!isAsciiLetter(character)) continue;
+    if (begins) words.emplace_back();
+    words.back() += lowerCase({&character, 1});
   }
   return words;
 }
@@ -295,10 +282,31 @@ bool isOneChange(std::string_view name, std::string_view other) {
   return name.size() == other.size() && nearestName(name, std::span(&other, 1)).has_value();
 }
 
+void forEachSource(const LintedDocuments& documents, const auto& visit) {
+  documents.forEachDefinition([&](const Rule& rule) {
+    for (const Rule::Reference& reference : rule.references()) {
+      const Value* source = reference.place.value().ifDictionary()->find("source");
+      if (source != nullptr && source->isString()) visit(rule, reference.place.entry("source", *source));
+    }
+  });
+}
+
+void sourceSpelling(const LintedDocuments& documents, Reporter& reporter) {
+  std::unordered_map<std::string, std::string_view> spellings;
+  forEachSource(documents, [&](const Rule& rule, const Place& place) {
+    const std::string_view spelling = *place.value().ifString();
+    const std::string_view first = spellings.try_emplace(lowerCase(spelling), spelling).first->second;
+    if (first == spelling) return;
+    reporter.at(place, rule.name(),
+                {fmt::format("The source {} is spelled {} elsewhere.", shown(spelling), shown(first)),
+                 "Source names must match the host's spelling: one of the two is never found, and its rules fail.",
+                 "Use the host's spelling."});
+  });
+}
+
 /// The source that the name probably means: one in use, or one of the usual ones. Absent if it resembles none.
 std::optional<std::string_view> sourceMeant(std::string_view name,
                                             const std::map<std::string_view, std::size_t>& uses) {
-  const auto isDigit = [](char character) { return character >= '0' && character <= '9'; };
   for (const auto& [other, count] : uses) {
     if (other == name || count < 2) continue;
     const bool isUsual = std::ranges::count(kUsualSources, other) != 0 && std::ranges::none_of(name, isDigit);
@@ -316,18 +324,11 @@ void similarSource(const LintedDocuments& documents, Reporter& reporter) {
     for (const auto& item : device.sources) confirmed.insert(item.key);
   }
   for (const std::string_view source : confirmed) uses[source] = 2;
-  const auto forEachSource = [&](const auto& visit) {
-    forEachDefinition(documents, [&](const Rule& rule) {
-      for (const Rule::Reference& reference : rule.references()) {
-        const Value* source = reference.place.value().ifDictionary()->find("source");
-        if (source != nullptr && source->isString()) visit(rule, reference.place.entry("source", *source));
-      }
-    });
-  };
   std::map<std::string_view, std::set<std::string_view>> rules;
-  forEachSource([&](const Rule& rule, const Place& place) { rules[*place.value().ifString()].insert(rule.name()); });
+  forEachSource(documents,
+                [&](const Rule& rule, const Place& place) { rules[*place.value().ifString()].insert(rule.name()); });
   for (const auto& [source, names] : rules) uses[source] += names.size();
-  forEachSource([&](const Rule& rule, const Place& place) {
+  forEachSource(documents, [&](const Rule& rule, const Place& place) {
     const std::string_view source = *place.value().ifString();
     if (uses[source] > 1) return;
     const auto meant = sourceMeant(source, uses);
@@ -344,8 +345,8 @@ void similarSource(const LintedDocuments& documents, Reporter& reporter) {
 std::string formOf(std::string_view name) {
   std::string form(name);
   for (char& character : form) {
-    if (character >= '0' && character <= '9') character = '9';
-    if ((character >= 'A' && character <= 'Z') || (character >= 'a' && character <= 'z')) character = 'A';
+    if (isDigit(character)) character = '9';
+    if (isAsciiLetter(character)) character = 'A';
   }
   return form;
 }
@@ -430,7 +431,7 @@ void similarName(const LintedDocuments& documents, Reporter& reporter) {
   forEachLayer([&](const Layer& layer, const SimilarNames& names) {
     const std::string oddity = names.oddityOf(layer.place.key());
     if (oddity.empty()) return;
-    reporter.atKey(layer.place, "",
+    reporter.atKey(layer.place,
                    {oddity, "If it is misspelled, no device matches it, and devices with the correct name are unknown.",
                     "Use the spelling that devices report."});
   });
@@ -508,6 +509,7 @@ constexpr Check kChecks[] = {
     {.name = "outer-blank", .severity = Severity::kWarning, .ofRule = outerBlank, .ofDocuments = outerBlankInName},
     {.name = "similar-name", .severity = Severity::kWarning, .ofDocuments = similarName},
     {.name = "similar-source", .severity = Severity::kWarning, .ofDocuments = similarSource},
+    {.name = "source-spelling", .severity = Severity::kWarning, .ofDocuments = sourceSpelling},
     {.name = "unconfirmed-absence", .severity = Severity::kInformation, .ofDocuments = unconfirmedAbsence},
 };
 

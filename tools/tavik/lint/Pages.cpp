@@ -5,6 +5,7 @@
 
 #include <algorithm>
 
+#include "rules/RuleMeaning.h"
 #include "text/Text.h"
 
 namespace tavik::tool::lint {
@@ -13,14 +14,11 @@ namespace {
 std::string kindText(const ValueFacts& facts);
 
 std::string kindNames(Kinds kinds) {
-  constexpr std::string_view kNames[] = {"string", "number", "boolean", "data", "date", "array", "dictionary"};
-  if (kinds == Kinds::any()) return "any kind";
-  std::string names;
-  for (std::size_t kind = 0; kind < std::size(kNames); ++kind) {
-    if (!kinds.contains(static_cast<Kind>(kind))) continue;
-    names += fmt::format("{}{}", names.empty() ? "" : " or ", kNames[kind]);
-  }
-  return names;
+  const auto withoutArticle = [](Kind kind) {
+    const std::string_view name = kindName(kind);
+    return name.substr(name.rfind(' ') + 1);
+  };
+  return kinds == Kinds::any() ? "any kind" : textOf(kinds, withoutArticle);
 }
 
 std::string entryTexts(std::span<const EntryFacts> entries) {

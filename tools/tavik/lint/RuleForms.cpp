@@ -7,7 +7,7 @@
 #include <exception>
 #include <optional>
 
-#include "lint/ExampleDevices.h"
+#include "rules/HostPlatform.h"
 
 namespace tavik::tool::lint {
 namespace {
@@ -25,7 +25,7 @@ bool isSame(const Value* left, const Value* right) {
 
 RuleForm::RuleForm(std::string_view expression, const Value* value) : value_(value) {
   std::optional<Error> error;
-  tree_ = AbstractTreeNode::parsePredicateString(expression, *silentKernel(), error);
+  tree_ = AbstractTreeNode::parsePredicateString(expression, silentKernel(), error);
   const PredicateExpression parsed = PredicateExpression::parse(expression);
   patterns_.isUnknown = parsed.isMalformed();
   for (const std::string_view word : parsed.predicates()) {

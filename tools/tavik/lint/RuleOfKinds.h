@@ -56,8 +56,7 @@ class RuleOfKinds {
 
   /// Calls `use` with the rule as checks see it.
   void with(const auto& use) const {
-    const Place definition = documents_.library.entry(rule_.name, *documents_.definition(rule_.name));
-    use(Rule(definition, rule_.name, local_.entryOf(rule_.entry.content)));
+    use(Rule(documents_.placeOf(rule_.name), rule_.name, local_.entryOf(rule_.entry.content)));
   }
 
   /// The value's place if the local rules have it, otherwise the definition's.

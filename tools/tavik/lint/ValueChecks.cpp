@@ -7,7 +7,7 @@
 
 #include "lint/Check.h"
 #include "lint/RuleForms.h"
-#include "lint/ValueWalk.h"
+#include "lint/ValuePart.h"
 #include "rules/NearbyValues.h"
 #include "text/Text.h"
 
@@ -24,7 +24,7 @@ void missingValue(const Rule& rule, Reporter& reporter) {
     const Forecast forecast = forecastOf(operand.facts->withoutValue);
     if (forecast == Forecast::kOpen) continue;
     reporter.atKey(
-        rule.ownPlace(), rule.name(),
+        rule.ownPlace(),
         {fmt::format("\"{}\" has no expected value, neither in the library nor in this entry.", operand.word),
          rule.consequence(operand, forecast), "Add a \"value\" to the entry or to the library's definition."});
   }
@@ -36,7 +36,7 @@ void comparesWithNothing(const Rule& rule, Reporter& reporter) {
     const Without without = operand.facts->withoutValue;
     if (without != Without::kComparesWithZero && without != Without::kComparesWithFalse) continue;
     reporter.atKey(
-        rule.ownPlace(), rule.name(),
+        rule.ownPlace(),
         {fmt::format("\"{}\" has no expected value, neither in the library nor in this entry.", operand.word),
          fmt::format("It compares with {}.", without == Without::kComparesWithZero ? "0" : "false"),
          "Write the value explicitly, even if it is that one."});
@@ -49,59 +49,48 @@ void unusedValue(const Rule& rule, Reporter& reporter) {
     return rule.isCalled(operand) && operand.facts->withoutValue == Without::kSame;
   };
   if (!std::ranges::all_of(rule.operands(), ignores) || rule.isMalformed()) return;
-  reporter.atKey(*rule.value(), rule.name(),
+  reporter.atKey(*rule.value(),
                  {rule.wantsAbsence() ? std::string("A \"No Attribute\" rule has a value.")
                                       : fmt::format("{} does not use a value.", shown(*rule.expression())),
                   "It is never compared.", "Remove it, or use a predicate that compares values."});
 }
 
-void wrongKind(const Rule& rule, Reporter& reporter) {
-  walkValues(rule, [&](const ValuePart& part) {
-    const std::string what = wrongKindOf(part);
-    const bool passedOver = part.facts.otherKind == ValueFacts::OtherKind::kPassedOver;
-    if (what.empty() || (!part.alone && !passedOver)) return;
-    reporter.at(part.place, rule.name(),
-                {what, passedOver ? "It counts as missing." : rule.consequence(part.operand, Forecast::kFails),
-                 "Write a value of that kind."});
-  });
+void wrongKind(const ValuePart& part, Reporter& reporter) {
+  const std::string what = wrongKindOf(part);
+  const bool passedOver = part.facts.otherKind == ValueFacts::OtherKind::kPassedOver;
+  if (what.empty() || (!part.alone && !passedOver)) return;
+  reporter.at(part.place,
+              {what, passedOver ? "It counts as missing." : part.rule.consequence(part.operand, Forecast::kFails),
+               "Write a value of that kind."});
 }
 
-void emptyValue(const Rule& rule, Reporter& reporter) {
-  walkValues(rule, [&](const ValuePart& part) {
-    const std::string what = emptinessOf(part);
-    if (what.empty() || !part.alone) return;
-    const std::string effect =
-        part.facts.empty == Empty::kPassesEmptyAlone
-            ? fmt::format("\"{}\" passes only if the attribute is empty too.", part.operand.word)
-            : rule.consequence(part.operand,
-                               part.facts.empty == Empty::kPassesAlways ? Forecast::kPasses : Forecast::kFails);
-    reporter.at(part.place, rule.name(), {what, effect, "Fill it in or remove the rule."});
-  });
+void emptyValue(const ValuePart& part, Reporter& reporter) {
+  const std::string what = emptinessOf(part);
+  if (what.empty() || !part.alone) return;
+  const std::string effect =
+      part.facts.empty == Empty::kPassesEmptyAlone
+          ? fmt::format("\"{}\" passes only if the attribute is empty too.", part.operand.word)
+          : part.rule.consequence(part.operand,
+                                  part.facts.empty == Empty::kPassesAlways ? Forecast::kPasses : Forecast::kFails);
+  reporter.at(part.place, {what, effect, "Fill it in or remove the rule."});
 }
 
-void impossibleText(const Rule& rule, Reporter& reporter) {
-  walkValues(rule, [&](const ValuePart& part) {
-    const std::string what = impossibilityOf(part);
-    if (what.empty() || !part.alone) return;
-    reporter.at(part.place, rule.name(),
-                {what, rule.consequence(part.operand, Forecast::kFails), "Write it as the device reports it."});
-  });
+void impossibleText(const ValuePart& part, Reporter& reporter) {
+  const std::string what = impossibilityOf(part);
+  if (what.empty() || !part.alone) return;
+  reporter.at(part.place,
+              {what, part.rule.consequence(part.operand, Forecast::kFails), "Write it as the device reports it."});
 }
 
-void deadElement(const Rule& rule, Reporter& reporter) {
-  walkValues(rule, [&](const ValuePart& part) {
-    if (part.alone) return;
-    const bool passedOver = part.facts.otherKind == ValueFacts::OtherKind::kPassedOver;
-    std::string what = passedOver ? "" : wrongKindOf(part);
-    if (what.empty()) what = emptinessOf(part);
-    if (what.empty()) what = impossibilityOf(part);
-    if (what.empty()) return;
-    reporter.at(part.place, rule.name(),
-                {what, "It never matches a device; the rest of the value counts.", "Fix or remove it."});
-  });
+void deadElement(const ValuePart& part, Reporter& reporter) {
+  if (part.alone) return;
+  const bool passedOver = part.facts.otherKind == ValueFacts::OtherKind::kPassedOver;
+  std::string what = passedOver ? "" : wrongKindOf(part);
+  if (what.empty()) what = emptinessOf(part);
+  if (what.empty()) what = impossibilityOf(part);
+  if (what.empty()) return;
+  reporter.at(part.place, {what, "It never matches a device; the rest of the value counts.", "Fix or remove it."});
 }
-
-bool isDigit(char character) { return character >= '0' && character <= '9'; }
 
 /// The rest of a string after white space, a sign and the digits of an integer; absent if there are no digits.
 std::optional<std::string_view> afterDigits(std::string_view text) {
@@ -149,15 +138,13 @@ std::string misreadAs(const ValueFacts& facts, const Value& value) {
   return isMisread ? fmt::format("{}", longValue(&value)) : "";
 }
 
-void misreadValue(const Rule& rule, Reporter& reporter) {
-  walkValues(rule, [&](const ValuePart& part) {
-    if (part.isKey || !part.facts.kinds.contains(part.place.value().kind())) return;
-    const std::string read = misreadAs(part.facts, part.place.value());
-    if (read.empty()) return;
-    reporter.at(part.place, rule.name(),
-                {fmt::format("{} is read as {}.", shown(part.place.value()), read),
-                 fmt::format("\"{}\" compares with that.", part.operand.word), "Write the intended value plainly."});
-  });
+void misreadValue(const ValuePart& part, Reporter& reporter) {
+  if (part.isKey || !part.facts.kinds.contains(part.place.value().kind())) return;
+  const std::string read = misreadAs(part.facts, part.place.value());
+  if (read.empty()) return;
+  reporter.at(part.place,
+              {fmt::format("{} is read as {}.", shown(part.place.value()), read),
+               fmt::format("\"{}\" compares with that.", part.operand.word), "Write the intended value plainly."});
 }
 
 bool isBeyond(const Value& value, ReadAs readAs) {
@@ -166,32 +153,26 @@ bool isBeyond(const Value& value, ReadAs readAs) {
   return readAs == ReadAs::kLong && !value.ifInteger() && std::abs(doubleValue(&value)) >= kBeyondLong;
 }
 
-void numberBeyondRange(const Rule& rule, Reporter& reporter) {
-  walkValues(rule, [&](const ValuePart& part) {
-    const Value& value = part.place.value();
-    if (part.facts.numberLimit != 0 || part.isKey || !isBeyond(value, part.facts.readAs)) return;
-    const bool isInteger = part.facts.readAs == ReadAs::kInteger;
-    reporter.at(
-        part.place, rule.name(),
-        {fmt::format("{} does not fit in the {} bits that \"{}\" compares.", shown(value), isInteger ? 32 : 64,
-                     part.operand.word),
-         fmt::format("It is read as {}, and so is every larger number from a device.",
-                     isInteger ? std::int64_t{integerValue(&value)} : longValue(&value)),
-         part.operand.word == "equal" ? "Use \"equalLong\", which compares 64 bits." : "Write a smaller number."});
-  });
+void numberBeyondRange(const ValuePart& part, Reporter& reporter) {
+  const Value& value = part.place.value();
+  if (part.facts.numberLimit != 0 || part.isKey || !isBeyond(value, part.facts.readAs)) return;
+  const bool isInteger = part.facts.readAs == ReadAs::kInteger;
+  reporter.at(part.place, {fmt::format("{} does not fit in the {} bits that \"{}\" compares.", shown(value),
+                                       isInteger ? 32 : 64, part.operand.word),
+                           fmt::format("It is read as {}, and so is every larger number from a device.",
+                                       isInteger ? std::int64_t{integerValue(&value)} : longValue(&value)),
+                           part.operand.word == "equal" ? "Use \"equalLong\", which compares 64 bits."
+                                                        : "Write a smaller number."});
 }
 
-void numberOutOfRange(const Rule& rule, Reporter& reporter) {
-  walkValues(rule, [&](const ValuePart& part) {
-    const std::int32_t limit = part.facts.numberLimit;
-    if (limit == 0 || !part.facts.kinds.contains(part.place.value().kind())) return;
-    const std::int32_t number = integerValue(&part.place.value());
-    if (number >= 0 && number < limit) return;
-    reporter.at(part.place, rule.name(),
-                {fmt::format("Invalid {} {}: the valid numbers are 0 to {}.", part.facts.role,
-                             shown(part.place.value()), limit - 1),
-                 rule.consequence(part.operand, Forecast::kFault), "Use a valid number."});
-  });
+void numberOutOfRange(const ValuePart& part, Reporter& reporter) {
+  const std::int32_t limit = part.facts.numberLimit;
+  if (limit == 0 || !part.facts.kinds.contains(part.place.value().kind())) return;
+  const std::int32_t number = integerValue(&part.place.value());
+  if (number >= 0 && number < limit) return;
+  reporter.at(part.place, {fmt::format("Invalid {} {}: the valid numbers are 0 to {}.", part.facts.role,
+                                       shown(part.place.value()), limit - 1),
+                           part.rule.consequence(part.operand, Forecast::kFault), "Use a valid number."});
 }
 
 /// The effect on devices without an entry of a value.
@@ -207,17 +188,14 @@ std::string effectWithout(const EntryFacts& entry, const ValuePart& part) {
                                       : "All devices that it applies to pass.";
 }
 
-void missingEntry(const Rule& rule, Reporter& reporter) {
-  walkValues(rule, [&](const ValuePart& part) {
-    const Dictionary* dictionary = part.place.value().ifDictionary();
-    if (dictionary == nullptr || part.isKey || (dictionary->empty() && part.facts.empty != Empty::kOrdinary)) return;
-    for (const EntryFacts& entry : part.facts.entries) {
-      if (entry.without == Without::kSame || dictionary->contains(entry.key)) continue;
-      reporter.at(part.place, rule.name(),
-                  {fmt::format("The value of \"{}\" has no \"{}\".", part.operand.word, entry.key),
-                   effectWithout(entry, part), "Add it."});
-    }
-  });
+void missingEntry(const ValuePart& part, Reporter& reporter) {
+  const Dictionary* dictionary = part.place.value().ifDictionary();
+  if (dictionary == nullptr || part.isKey || (dictionary->empty() && part.facts.empty != Empty::kOrdinary)) return;
+  for (const EntryFacts& entry : part.facts.entries) {
+    if (entry.without == Without::kSame || dictionary->contains(entry.key)) continue;
+    reporter.at(part.place, {fmt::format("The value of \"{}\" has no \"{}\".", part.operand.word, entry.key),
+                             effectWithout(entry, part), "Add it."});
+  }
 }
 
 bool hasBitsOutside(const Data& mask, const Data& result) {
@@ -227,25 +205,22 @@ bool hasBitsOutside(const Data& mask, const Data& result) {
   return false;
 }
 
-void maskMismatch(const Rule& rule, Reporter& reporter) {
-  walkValues(rule, [&](const ValuePart& part) {
-    const Dictionary* dictionary = part.facts.isMask ? part.place.value().ifDictionary() : nullptr;
-    if (dictionary == nullptr) return;
-    const Data* mask = dictionary->findData("Mask");
-    const Data* result = dictionary->findData("Result");
-    if (mask == nullptr || result == nullptr) return;
-    std::string what;
-    if (mask->size() != result->size()) {
-      what = fmt::format("\"Mask\" has {} bytes, but \"Result\" has {}.", mask->size(), result->size());
-    } else if (hasBitsOutside(*mask, *result)) {
-      what = "\"Result\" has a bit that \"Mask\" clears.";
-    } else {
-      return;
-    }
-    reporter.at(part.place, rule.name(),
-                {what, rule.consequence(part.operand, Forecast::kFails),
-                 "Make both as long as the attribute, and set only bits of the mask."});
-  });
+void maskMismatch(const ValuePart& part, Reporter& reporter) {
+  const Dictionary* dictionary = part.facts.isMask ? part.place.value().ifDictionary() : nullptr;
+  if (dictionary == nullptr) return;
+  const Data* mask = dictionary->findData("Mask");
+  const Data* result = dictionary->findData("Result");
+  if (mask == nullptr || result == nullptr) return;
+  std::string what;
+  if (mask->size() != result->size()) {
+    what = fmt::format("\"Mask\" has {} bytes, but \"Result\" has {}.", mask->size(), result->size());
+  } else if (hasBitsOutside(*mask, *result)) {
+    what = "\"Result\" has a bit that \"Mask\" clears.";
+  } else {
+    return;
+  }
+  reporter.at(part.place, {what, part.rule.consequence(part.operand, Forecast::kFails),
+                           "Make both as long as the attribute, and set only bits of the mask."});
 }
 
 /// Such a text may be the description of a number.
@@ -255,21 +230,19 @@ bool isShortNumber(std::string_view text) {
          text.find_first_not_of("0123456789") == std::string_view::npos;
 }
 
-void dataNotation(const Rule& rule, Reporter& reporter) {
-  walkValues(rule, [&](const ValuePart& part) {
-    const auto text = part.operand.word == "equalData" ? part.text() : std::nullopt;
-    const auto data = text && !isShortNumber(*text) ? describedData(*text) : std::nullopt;
-    if (!data || data->size() == 0) return;
-    const Value value(*data);
-    const std::string expected = description(&value);
-    if (lowerCase(*text) == expected) return;
-    reporter.at(part.place, rule.name(),
-                {fmt::format("\"equalData\" compares with the description of data, which is not written like {}.",
-                             shown(*text)),
-                 rule.consequence(part.operand, Forecast::kFails),
-                 fmt::format("Write {}, with a blank after every four bytes, or use \"caseInsensitiveEqualData\".",
-                             shown(expected))});
-  });
+void dataNotation(const ValuePart& part, Reporter& reporter) {
+  const auto text = part.operand.word == "equalData" ? part.text() : std::nullopt;
+  const auto data = text && !isShortNumber(*text) ? describedData(*text) : std::nullopt;
+  if (!data || data->size() == 0) return;
+  const Value value(*data);
+  const std::string expected = description(&value);
+  if (lowerCase(*text) == expected) return;
+  reporter.at(
+      part.place,
+      {fmt::format("\"equalData\" compares with the description of data, which is not written like {}.", shown(*text)),
+       part.rule.consequence(part.operand, Forecast::kFails),
+       fmt::format("Write {}, with a blank after every four bytes, or use \"caseInsensitiveEqualData\".",
+                   shown(expected))});
 }
 
 void impossibleCombination(const Rule& rule, Reporter& reporter) {
@@ -283,26 +256,26 @@ void impossibleCombination(const Rule& rule, Reporter& reporter) {
   const std::string_view left = rule.operands()[0].word;
   const std::string_view right = rule.operands()[1].word;
   if (forms.between(forms.of(left, value), forms.of(right, value)) != Relation::kContradiction) return;
-  reporter.at(*rule.value(), rule.name(),
+  reporter.at(*rule.value(),
               {fmt::format("No attribute passes both \"{}\" and \"{}\" with {}.", left, right, shown(*value)),
                rule.sentence(Forecast::kFails), "Correct the value, or write two rules."});
 }
 
 constexpr Check kChecks[] = {
     {.name = "compares-with-nothing", .severity = Severity::kWarning, .ofRule = comparesWithNothing},
-    {.name = "data-notation", .severity = Severity::kWarning, .ofRule = dataNotation},
-    {.name = "dead-element", .severity = Severity::kWarning, .ofRule = deadElement},
-    {.name = "empty-value", .severity = Severity::kError, .ofRule = emptyValue},
+    {.name = "data-notation", .severity = Severity::kWarning, .ofPart = dataNotation},
+    {.name = "dead-element", .severity = Severity::kWarning, .ofPart = deadElement},
+    {.name = "empty-value", .severity = Severity::kError, .ofPart = emptyValue},
     {.name = "impossible-combination", .severity = Severity::kError, .ofRule = impossibleCombination},
-    {.name = "impossible-text", .severity = Severity::kError, .ofRule = impossibleText},
-    {.name = "mask-mismatch", .severity = Severity::kError, .ofRule = maskMismatch},
-    {.name = "missing-entry", .severity = Severity::kError, .ofRule = missingEntry},
+    {.name = "impossible-text", .severity = Severity::kError, .ofPart = impossibleText},
+    {.name = "mask-mismatch", .severity = Severity::kError, .ofPart = maskMismatch},
+    {.name = "missing-entry", .severity = Severity::kError, .ofPart = missingEntry},
     {.name = "missing-value", .severity = Severity::kError, .ofRule = missingValue},
-    {.name = "misread-value", .severity = Severity::kWarning, .ofRule = misreadValue},
-    {.name = "number-beyond-range", .severity = Severity::kWarning, .ofRule = numberBeyondRange},
-    {.name = "number-out-of-range", .severity = Severity::kError, .ofRule = numberOutOfRange},
+    {.name = "misread-value", .severity = Severity::kWarning, .ofPart = misreadValue},
+    {.name = "number-beyond-range", .severity = Severity::kWarning, .ofPart = numberBeyondRange},
+    {.name = "number-out-of-range", .severity = Severity::kError, .ofPart = numberOutOfRange},
     {.name = "unused-value", .severity = Severity::kWarning, .ofRule = unusedValue},
-    {.name = "wrong-kind", .severity = Severity::kError, .ofRule = wrongKind},
+    {.name = "wrong-kind", .severity = Severity::kError, .ofPart = wrongKind},
 };
 
 }  // namespace

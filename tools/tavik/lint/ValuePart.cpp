@@ -4,6 +4,7 @@
 
 #include <algorithm>
 
+#include "rules/RuleMeaning.h"
 #include "text/Text.h"
 
 namespace tavik::tool::lint {
@@ -15,15 +16,6 @@ using Forecast = Rule::Forecast;
 std::string nounOf(const ValuePart& part) {
   if (!part.facts.role.empty()) return fmt::format("The {}", part.facts.role);
   return part.place.name() == "value" ? "The value" : fmt::format("The entry under \"{}\"", part.place.name());
-}
-
-std::string kindsOf(Kinds kinds) {
-  std::string names;
-  for (const Kind kind :
-       {Kind::kString, Kind::kNumber, Kind::kBoolean, Kind::kData, Kind::kDate, Kind::kArray, Kind::kDictionary}) {
-    if (kinds.contains(kind)) names += fmt::format("{}{}", names.empty() ? "" : " or ", kindName(kind));
-  }
-  return names;
 }
 
 bool isPassedOver(const ValueFacts& facts, const Value& value) {
@@ -78,8 +70,8 @@ std::string wrongKindOf(const ValuePart& part) {
   const Kind kind = part.place.value().kind();
   if (part.isKey || part.facts.kinds.contains(kind)) return "";
   const bool isShort = kind != Kind::kArray && kind != Kind::kDictionary;
-  return fmt::format("\"{}\" takes {} here, not {}{}.", part.operand.word, kindsOf(part.facts.kinds), kindName(kind),
-                     isShort ? " as " + shown(part.place.value()) : "");
+  return fmt::format("\"{}\" takes {} here, not {}{}.", part.operand.word, textOf(part.facts.kinds, kindName),
+                     kindName(kind), isShort ? " as " + shown(part.place.value()) : "");
 }
 
 bool isEmpty(const ValuePart& part) {

@@ -12,6 +12,7 @@
 
 #include "ExitStatus.h"
 #include "io/ArgumentName.h"
+#include "io/Bytes.h"
 #include "io/Encoding.h"
 #include "io/Inputs.h"
 #include "lint/LintReport.h"
@@ -69,7 +70,7 @@ class Locator {
       : text_(text),
         outline_(*text),
         positions_(*text, Unit::kCodePoint, outline_.format != Format::kJson),
-        mark_(text->starts_with("\xEF\xBB\xBF") ? 1 : 0) {}
+        mark_(text->starts_with(kByteOrderMark) ? 1 : 0) {}
 
   [[nodiscard]] Span spanOf(const std::optional<Location>& location,
                             const std::optional<lint::Suggestion>& suggestion) const {

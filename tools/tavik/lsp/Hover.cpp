@@ -3,7 +3,6 @@
 #include <fmt/format.h>
 #include <tavik/Json.h>
 #include <tavik/PredicateFacts.h>
-#include <tavik/RuleOrigins.h>
 
 #include <algorithm>
 #include <filesystem>
@@ -11,6 +10,7 @@
 #include "lint/Pages.h"
 #include "lsp/Feature.h"
 #include "rules/DeviceKinds.h"
+#include "rules/KindRules.h"
 #include "rules/RuleMeaning.h"
 #include "text/Text.h"
 
@@ -46,47 +46,11 @@ std::string ofPredicate(const PredicateFacts& facts) {
   return fmt::format("**{}**: passes when {}.\n\n{}", facts.word, facts.meaning, lint::predicateText(facts));
 }
 
-/// The entries that devices get, layer by layer.
-class Layers {
- public:
-  explicit Layers(const Dictionary& localRules) : rules_(localRules), parts_(localRules.findDictionary("MPNRules")) {}
-
-  [[nodiscard]] const Dictionary* entriesOf(const DeviceKind& kind, const LocalLayer& layer) const {
-    if (layer.layer == LocalEntry::Layer::kGeneric) return rules_.findDictionary("GenericRules");
-    if (layer.layer == LocalEntry::Layer::kSet) return in(rules_.findDictionary("RuleSets"), layer.set);
-    const Dictionary* const part = kind.partNumber == nullptr ? nullptr : in(parts_, *kind.partNumber->ifString());
-    if (layer.layer == LocalEntry::Layer::kPartNumber) return part;
-    return kind.region == nullptr ? nullptr : in(in(part, "RegionRules"), *kind.region->ifString());
-  }
-
- private:
-  static const Dictionary* in(const Dictionary* dictionary, std::string_view key) {
-    return dictionary == nullptr ? nullptr : dictionary->findDictionary(key);
-  }
-
-  const Dictionary& rules_;
-  const Dictionary* parts_;
-};
-
 /// The devices that get a rule or a rule set from the local rules.
 std::string devicesWith(const Dictionary& localRules, std::string_view name) {
-  const RuleOrigins origins({}, localRules);
-  const std::vector<DeviceKind> kinds = origins.deviceKinds();
-  const Layers layers(localRules);
-  std::vector<std::size_t> members;
-  std::size_t number = 0;
-  origins.forEachKind([&](const DeviceKind& kind, std::span<const LocalLayer> applied) {
-    const auto isSame = [&](const DeviceKind& other) {
-      return other.partNumber == kind.partNumber && other.region == kind.region;
-    };
-    while (number < kinds.size() && !isSame(kinds[number])) ++number;  // skips malformed kinds
-    const auto has = [&](const LocalLayer& layer) {
-      const Dictionary* const entries = layers.entriesOf(kind, layer);
-      return entries != nullptr && entries->contains(name);
-    };
-    if (number < kinds.size() && std::ranges::any_of(applied, has)) members.push_back(number);
-  });
-  return members.empty() ? "no device" : DeviceKinds(origins).text(members);
+  const KindRules rules({}, localRules);
+  const std::vector<std::size_t> kinds = rules.kindsWith(name);
+  return kinds.empty() ? "no device" : DeviceKinds(rules.origins()).text(kinds);
 }
 
 std::string devicesIn(const Project& project, std::string_view name) {

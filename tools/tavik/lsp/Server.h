@@ -49,7 +49,6 @@ class Server {
   void didClose(const nlohmann::json& params);
   void filesChanged(const nlohmann::json& params);
   void checkFirst(const std::string& uri);
-  void exit(const nlohmann::json& params);
   SourceDocument& documentOf(const nlohmann::json& params);
   void send(const nlohmann::json& message) const;
   void sendError(const nlohmann::json& id, int code, const std::string& message) const;

@@ -8,6 +8,8 @@
 #include <string_view>
 #include <vector>
 
+#include "text/Text.h"
+
 namespace tavik::tool::lsp {
 
 /// What a column counts.
@@ -17,17 +19,6 @@ enum class Unit : std::uint8_t { kByte, kUtf16, kCodePoint };
 struct Position {
   std::size_t line = 0;
   std::size_t character = 0;
-};
-
-/// A range of bytes.
-struct Span {
-  std::size_t begin = 0;
-  std::size_t end = 0;
-
-  /// Whether a cursor at `offset` touches it.
-  [[nodiscard]] bool touches(std::size_t offset) const noexcept { return begin <= offset && offset <= end; }
-  [[nodiscard]] std::string_view in(std::string_view text) const noexcept { return text.substr(begin, end - begin); }
-  friend bool operator==(const Span&, const Span&) = default;
 };
 
 /// Converts between byte offsets and positions in a text, which is borrowed. Each conversion takes about the same time,

@@ -10,6 +10,8 @@
 #include <system_error>
 
 #include "ExitStatus.h"
+#include "io/ArgumentName.h"
+#include "io/Bytes.h"
 #include "text/Text.h"
 
 namespace tavik::tool::lsp {
@@ -18,7 +20,6 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr std::string_view kScheme = "file://";
-constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 
 /// Other files are not read to guess a project.
 constexpr std::uintmax_t kMostBytesGuessed = std::uintmax_t{16} << 20;
@@ -101,19 +102,6 @@ std::string pathOfUri(std::string_view uri) {
   return path.find('\0') == std::string::npos ? normal(path) : "";
 }
 
-std::string uriOfPath(const std::string& path) {
-  constexpr std::string_view kPlain = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-._~/";
-  std::string uri(kScheme);
-  for (const char character : path) {
-    if (kPlain.find(character) != std::string_view::npos) {
-      uri += character;
-    } else {
-      uri += fmt::format("%{:02X}", static_cast<unsigned char>(character));
-    }
-  }
-  return uri;
-}
-
 SourceDocument& Workspace::open(const std::string& uri, std::string text) {
   std::unique_ptr<SourceDocument>& document = open_[keyOf(uri)];
   document = std::make_unique<SourceDocument>(uri, pathOfUri(uri), unit_);
@@ -146,7 +134,7 @@ SourceDocument* Workspace::load(const std::string& path, std::string& problem) {
   try {
     std::string text = inputs_.bytes("", path, kLargestRuleDocument);
     if (text.starts_with(kByteOrderMark)) text.erase(0, kByteOrderMark.size());
-    stored.document = std::make_unique<SourceDocument>(uriOfPath(path), path, unit_);
+    stored.document = std::make_unique<SourceDocument>(uriOf(path), path, unit_);
     stored.document->setText(std::move(text));
     stored.time = time;
   } catch (const Unusable& failure) {

@@ -32,7 +32,6 @@ struct Project {
 
 /// The path of a "file" URI; empty for another URI.
 std::string pathOfUri(std::string_view uri);
-std::string uriOfPath(const std::string& path);
 
 class Workspace {
  public:

@@ -17,15 +17,15 @@ namespace {
 /// Sets of kinds by number, so that each is written only once.
 class KindGroups {
  public:
-  std::int64_t numberOf(const KindSet& kinds) {
-    const auto [place, isNew] = numbers_.try_emplace(&kinds, static_cast<std::int64_t>(groups_.size()));
+  std::size_t numberOf(const KindSet& kinds) {
+    const auto [place, isNew] = numbers_.try_emplace(&kinds, groups_.size());
     if (isNew) groups_.push_back(&kinds);
     return place->second;
   }
   [[nodiscard]] const std::vector<const KindSet*>& all() const noexcept { return groups_; }
 
  private:
-  std::unordered_map<const KindSet*, std::int64_t> numbers_;
+  std::unordered_map<const KindSet*, std::size_t> numbers_;
   std::vector<const KindSet*> groups_;
 };
 
@@ -35,9 +35,9 @@ Dictionary variantObject(const MatrixReport& report, const RuleMatrix::Row& row,
   const Value* const value = variant.rule == nullptr ? nullptr : variant.rule->value();
   if (value != nullptr) object.set("value", *value);
   if (!variant.from.empty()) object.set("from", variant.from);
-  object.set("count", Value(static_cast<std::int64_t>(variant.kinds)));
+  object.set("count", integer(variant.kinds));
   const bool isUsual = &variant == &row.usual();
-  if (!isUsual) object.set("group", Value(groups.numberOf(report.matrix.kindsOf(row, variant))));
+  if (!isUsual) object.set("group", integer(groups.numberOf(report.matrix.kindsOf(row, variant))));
   return object;
 }
 

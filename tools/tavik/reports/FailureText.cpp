@@ -13,7 +13,7 @@ std::string markedText(std::string_view visibleText, const std::vector<Span>& ma
   std::size_t done = 0;
   for (const Span& mark : marks) {
     text += visibleText.substr(done, mark.begin - done);
-    text += styled(visibleText.substr(mark.begin, mark.end - mark.begin), Style::kMarked, screen);
+    text += styled(mark.in(visibleText), Style::kMarked, screen);
     done = mark.end;
   }
   return text.append(visibleText.substr(done));

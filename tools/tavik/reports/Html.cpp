@@ -4,28 +4,7 @@
 
 namespace tavik::tool {
 
-std::string inserted(std::string_view text) {
-  std::string out;
-  for (const char character : visible(text)) {
-    switch (character) {
-      case '<':
-        out += "&lt;";
-        break;
-      case '>':
-        out += "&gt;";
-        break;
-      case '&':
-        out += "&amp;";
-        break;
-      case '"':
-        out += "&quot;";
-        break;
-      default:
-        out += character;
-    }
-  }
-  return out;
-}
+std::string inserted(std::string_view text) { return escapedMarkup(visible(text)); }
 
 void Html::breakAfter(std::string_view word) {
   for (std::size_t at = 0; (at = text_.find(word, at)) != std::string::npos;) text_.insert(at += word.size(), "<wbr>");

@@ -99,46 +99,7 @@ ResultLabel labelOf(const DeviceResult& result) {
 
 std::string nameOf(const DeviceResult& result) { return shortened(lineOf(&result.id), 120); }
 
-class HtmlWriter : public ResultWriter {
- public:
-  explicit HtmlWriter(const RuleContents& documents) : documents_(documents) {}
-
-  void add(std::string& /*out*/, std::size_t line, const DeviceResult& result) override {
-    FirstOnes& list = result.passed() ? passed_ : notPassed_;
-    Html html;
-    if (list.takes(line)) html = result.passed() ? passedHtml(result) : notPassedHtml(result);
-    const std::lock_guard lock(mutex_);
-    byPartNumber_.add(result);
-    list.add(line, std::move(html));
-  }
-
-  std::string end(const BatchEnd& end) override;
-
- private:
-  [[nodiscard]] static Html summaryHtml(const DeviceResult& result, std::string_view failures);
-  [[nodiscard]] static Html passedHtml(const DeviceResult& result) {
-    return markup("<li data-result=\"passed\">{}</li>\n", nameOf(result));
-  }
-  [[nodiscard]] static Html notPassedHtml(const DeviceResult& result) {
-    return result.outcome.verdict == Verdict::kFailed ? failedHtml(result) : oddHtml(result);
-  }
-  [[nodiscard]] static Html failedHtml(const DeviceResult& result);
-  [[nodiscard]] static Html oddHtml(const DeviceResult& result);
-  [[nodiscard]] static Html verdictHtml(const BatchEnd& end, const DeviceCounts& all);
-  [[nodiscard]] static Html passRateHtml(const Tally& tally, const DeviceCounts& all);
-  [[nodiscard]] static Html rulesHtml(const Tally& tally);
-  [[nodiscard]] Html partsHtml() const;
-  [[nodiscard]] Html devicesHtml(const Tally& tally) const;
-  [[nodiscard]] Html versionsHtml() const;
-
-  RuleContents documents_;
-  std::mutex mutex_;
-  FirstOnes notPassed_{kMostDevices, kMostBytes};
-  FirstOnes passed_{kMostDevices, kMostBytes};
-  TallyByPartNumber byPartNumber_;
-};
-
-Html HtmlWriter::summaryHtml(const DeviceResult& result, std::string_view failures) {
+Html summaryHtml(const DeviceResult& result, std::string_view failures) {
   const ResultLabel label = labelOf(result);
   const bool odd = result.outcome.verdict != Verdict::kFailed;
   Html text = markup(
@@ -152,7 +113,7 @@ Html HtmlWriter::summaryHtml(const DeviceResult& result, std::string_view failur
   return text + markup(" · {}</summary><div>\n", failures);
 }
 
-Html HtmlWriter::failedHtml(const DeviceResult& result) {
+Html failedHtml(const DeviceResult& result) {
   const std::span<const Value> records = result.outcome.ruleRecords();
   std::string names;
   Html rows;
@@ -170,13 +131,18 @@ Html HtmlWriter::failedHtml(const DeviceResult& result) {
   return text + markup("</div></details>\n");
 }
 
-Html HtmlWriter::oddHtml(const DeviceResult& result) {
+Html oddHtml(const DeviceResult& result) {
   const std::optional<Reason>& reason = result.outcome.reason;
   const std::string why = shortened(visible(reason ? reason->text() : result.inputError), kTextLimit);
   return summaryHtml(result, why) + identityHtml(result) + markup("<p>{}</p>\n</div></details>\n", adviceFor(result));
 }
 
-Html HtmlWriter::verdictHtml(const BatchEnd& end, const DeviceCounts& all) {
+Html deviceHtml(const DeviceResult& result) {
+  if (result.passed()) return markup("<li data-result=\"passed\">{}</li>\n", nameOf(result));
+  return result.outcome.verdict == Verdict::kFailed ? failedHtml(result) : oddHtml(result);
+}
+
+Html verdictHtml(const BatchEnd& end, const DeviceCounts& all) {
   const std::uint64_t devices = end.tally.devices();
   const bool pass = end.tally.failed() == 0 && end.whyEarly.empty();
   Html sentence = markup("{} of {} did not pass.", end.tally.failed(), counted(devices, "device"));
@@ -218,7 +184,7 @@ Html figure(std::string_view id, std::string_view title, const std::vector<Bar>&
                 barChart(id, title, "The table below has the same figures.", shown), tableOf(head, bars, counts));
 }
 
-Html HtmlWriter::passRateHtml(const Tally& tally, const DeviceCounts& all) {
+Html passRateHtml(const Tally& tally, const DeviceCounts& all) {
   if (all.total() == 0) return {};
   const std::string rate = percentText(all.passed, all.total());
   Html legend = markup(
@@ -240,7 +206,7 @@ Html HtmlWriter::passRateHtml(const Tally& tally, const DeviceCounts& all) {
       rate, barChart("pass-rate", "Pass rate " + rate, description, {{"", "", all}}), legend);
 }
 
-Html HtmlWriter::rulesHtml(const Tally& tally) {
+Html rulesHtml(const Tally& tally) {
   std::vector<Bar> bars;
   for (const auto& [rule, count] : tally.rulesThatFailed()) {
     bars.push_back({visible(rule), counted(count, "device"), {.failed = count}});
@@ -248,8 +214,8 @@ Html HtmlWriter::rulesHtml(const Tally& tally) {
   return bars.empty() ? Html() : figure("rules", "Failures by rule", bars, "Rule", "Devices");
 }
 
-Html HtmlWriter::partsHtml() const {
-  const std::vector<Bar> bars = partNumberBars(byPartNumber_);
+Html partsHtml(const TallyByPartNumber& byPartNumber) {
+  const std::vector<Bar> bars = partNumberBars(byPartNumber);
   return bars.empty() ? Html() : figure("parts", "Not passed by part number", bars, "Part number", "Not passed");
 }
 
@@ -266,6 +232,32 @@ Html leftOutHtml(const FirstOnes& list) {
       "counted above. Use --format json for every device.</p>\n",
       list.items().size(), list.leftOut());
 }
+
+class HtmlWriter : public ResultWriter {
+ public:
+  explicit HtmlWriter(const RuleContents& documents) : documents_(documents) {}
+
+  void add(std::string& /*out*/, std::size_t line, const DeviceResult& result) override {
+    FirstOnes& list = result.passed() ? passed_ : notPassed_;
+    Html html;
+    if (list.takes(line)) html = deviceHtml(result);
+    const std::lock_guard lock(mutex_);
+    byPartNumber_.add(result);
+    list.add(line, std::move(html));
+  }
+
+  std::string end(const BatchEnd& end) override;
+
+ private:
+  [[nodiscard]] Html devicesHtml(const Tally& tally) const;
+  [[nodiscard]] Html versionsHtml() const;
+
+  RuleContents documents_;
+  std::mutex mutex_;
+  FirstOnes notPassed_{kMostDevices, kMostBytes};
+  FirstOnes passed_{kMostDevices, kMostBytes};
+  TallyByPartNumber byPartNumber_;
+};
 
 Html HtmlWriter::devicesHtml(const Tally& tally) const {
   std::vector<std::pair<std::string, std::string>> kinds = {{"failed", "failed"}};
@@ -300,8 +292,8 @@ std::string HtmlWriter::end(const BatchEnd& end) {
   const DeviceCounts all = countsOf(tally);
   const Html page = pageBegin("Batch of " + counted(tally.devices(), "device")) + signaturesHtml(documents_.verified) +
                     verdictHtml(end, all) + passRateHtml(tally, all) +
-                    markup("<div class=\"columns\">{}{}</div>\n", rulesHtml(tally), partsHtml()) + devicesHtml(tally) +
-                    versionsHtml() + pageEnd();
+                    markup("<div class=\"columns\">{}{}</div>\n", rulesHtml(tally), partsHtml(byPartNumber_)) +
+                    devicesHtml(tally) + versionsHtml() + pageEnd();
   return page.text();
 }
 

@@ -14,31 +14,31 @@ namespace {
 
 constexpr std::size_t kTextLimit = 4000;
 
-/// The rows of a page by section.
+/// The rows of a section.
 struct Rows {
-  Html failed;
-  Html passed;
-  Html hidden;
-  std::size_t failedCount = 0;
-  std::size_t passedCount = 0;
-  std::size_t hiddenCount = 0;
-
-  [[nodiscard]] std::size_t rules() const noexcept { return failedCount + passedCount + hiddenCount; }
+  Html html = {};
+  std::size_t count = 0;
 };
 
-Rows rowsOf(const DeviceResult& result) {
-  Rows rows;
+struct Sections {
+  Rows failed = {};
+  Rows passed = {};
+  Rows hidden = {};
+
+  [[nodiscard]] std::size_t rules() const noexcept { return failed.count + passed.count + hidden.count; }
+};
+
+Sections sectionsOf(const DeviceResult& result) {
+  Sections sections;
   const std::span<const Value> records = decidingRecords(result.outcome);
   for (std::size_t i = 0; i < records.size(); ++i) {
     const bool pass = passed(records[i]);
     const bool hidden = pass && records[i].ifDictionary()->contains("hideResult");
-    ++(!pass ? rows.failedCount : hidden ? rows.hiddenCount : rows.passedCount);
-    (!pass    ? rows.failed
-     : hidden ? rows.hidden
-              : rows.passed) +=
-        rowOf(records[i], notesHtml(result.noteOn(i), pass), {.textLimit = kTextLimit, .filtered = true});
+    Rows& rows = !pass ? sections.failed : hidden ? sections.hidden : sections.passed;
+    rows.html += rowOf(records[i], notesHtml(result.noteOn(i), pass), {.textLimit = kTextLimit, .filtered = true});
+    ++rows.count;
   }
-  return rows;
+  return sections;
 }
 
 /// The result in large letters, and what it means.
@@ -48,17 +48,17 @@ struct Headline {
   std::string sentence;
 };
 
-Headline headlineOf(const DeviceResult& result, const Rows& rows) {
-  const std::string all = counted(rows.rules(), "rule");
+Headline headlineOf(const DeviceResult& result, const Sections& sections) {
+  const std::string all = counted(sections.rules(), "rule");
   if (const std::optional<Reason>& reason = result.outcome.reason) {
     const std::string why = shortened(visible(reason->text()), 500);
     const std::string_view what = result.outcome.fault ? "A fault ended the run" : "No rule was checked";
     return {"odd", "NO VERDICT", fmt::format("{}: {}. {}", what, why, adviceFor(result))};
   }
   if (result.passed()) return {"passed", "PASSED", fmt::format("{} checked, all passed. No action needed.", all)};
-  return {
-      "failed", "FAILED",
-      fmt::format("{} of {} failed. Fix what is listed below, then check the device again.", rows.failedCount, all)};
+  return {"failed", "FAILED",
+          fmt::format("{} of {} failed. Fix what is listed below, then check the device again.", sections.failed.count,
+                      all)};
 }
 
 /// Where the rules send a device, depending on the result of its check.
@@ -71,15 +71,16 @@ Html nextHtml(const DeviceResult& result) {
                 pass ? "OnPass" : "OnFail");
 }
 
-Html section(std::string_view title, std::size_t count, const Html& note, std::string_view style, const Html& rows) {
-  if (count == 0) return {};
-  return markup("<section data-section><h2>{} ({})</h2>\n{}{}</section>\n", title, count, note, ruleTable(style, rows));
+Html section(std::string_view title, const Html& note, std::string_view style, const Rows& rows) {
+  if (rows.count == 0) return {};
+  return markup("<section data-section><h2>{} ({})</h2>\n{}{}</section>\n", title, rows.count, note,
+                ruleTable(style, rows.html));
 }
 
-Html folded(std::string_view title, std::size_t count, const Html& rows) {
-  if (count == 0) return {};
-  return markup("<details data-section><summary><h2>{} ({})</h2></summary>\n{}</details>\n", title, count,
-                ruleTable("", rows));
+Html folded(std::string_view title, const Rows& rows) {
+  if (rows.count == 0) return {};
+  return markup("<details data-section><summary><h2>{} ({})</h2></summary>\n{}</details>\n", title, rows.count,
+                ruleTable("", rows.html));
 }
 
 Html versionsHtml(const CheckOutcome& outcome, const RuleContents& documents) {
@@ -103,21 +104,21 @@ Html stationHtml(const Dictionary& station) {
 }  // namespace
 
 std::string htmlReport(const DeviceResult& result, const RuleContents& documents) {
-  const Rows rows = rowsOf(result);
-  const Headline headline = headlineOf(result, rows);
+  const Sections sections = sectionsOf(result);
+  const Headline headline = headlineOf(result, sections);
   const std::string device = "Device " + shortened(lineOf(&result.id), 80);
   Html page = pageBegin(fmt::format("{}: {}", device, headline.word));
   page += signaturesHtml(documents.verified);
   page += markup("<header class=\"verdict {}\"><p class=\"word\">{}</p>\n<h1>{}</h1>\n<p>{}</p>\n{}</header>\n",
                  headline.style, headline.word, device, headline.sentence, nextHtml(result));
   page += deviceNotesHtml(result) + identityHtml(result);
-  if (rows.rules() > 1) page += filterBar("Find a rule", {{"failed", "failed"}, {"passed", "passed"}});
-  page += section(result.outcome.reason ? "Why there is no verdict" : "Failed rules", rows.failedCount,
+  if (sections.rules() > 1) page += filterBar("Find a rule", {{"failed", "failed"}, {"passed", "passed"}});
+  page += section(result.outcome.reason ? "Why there is no verdict" : "Failed rules",
                   markup("<p class=\"faint\">What the rule expects is next to what was found; where they can be "
                          "compared, the difference is <mark>marked</mark>.</p>\n"),
-                  "failures", rows.failed);
-  page += section("Passed rules", rows.passedCount, {}, "", rows.passed);
-  page += folded("Passed rules that hide their result", rows.hiddenCount, rows.hidden);
+                  "failures", sections.failed);
+  page += section("Passed rules", {}, "", sections.passed);
+  page += folded("Passed rules that hide their result", sections.hidden);
   page += stationHtml(result.outcome.station) + versionsHtml(result.outcome, documents) + pageEnd();
   return page.text();
 }

@@ -3,7 +3,6 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <iterator>
 
 #include "text/Text.h"
 
@@ -12,35 +11,13 @@ namespace {
 
 constexpr std::size_t kMessageWidth = 300;
 
-/// Appends one character of text or of an attribute. Character references protect line ends and tabs from
-/// normalization.
-void appendCharacter(std::string& out, char character) {
-  switch (character) {
-    case '<':
-      out += "&lt;";
-      return;
-    case '>':
-      out += "&gt;";
-      return;
-    case '&':
-      out += "&amp;";
-      return;
-    case '"':
-      out += "&quot;";
-      return;
-    case '\t':
-    case '\n':
-    case '\r':
-      fmt::format_to(std::back_inserter(out), "&#{};", static_cast<int>(character));
-      return;
-    default:
-      out += character;
-  }
-}
-
+/// Text or an attribute. Character references protect line ends and tabs from normalization.
 std::string xml(std::string_view text) {
   std::string out;
-  for (const char character : inXmlCharacters(text)) appendCharacter(out, character);
+  for (const char character : escapedMarkup(inXmlCharacters(text))) {
+    const bool isBlank = character == '\t' || character == '\n' || character == '\r';
+    out += isBlank ? fmt::format("&#{};", static_cast<int>(character)) : std::string(1, character);
+  }
   return out;
 }
 

@@ -55,7 +55,6 @@ class ResultWriter {
 /// The writer of a batch for "json", "table", "junit", "html" or "plist".
 std::unique_ptr<ResultWriter> makeResultWriter(std::string_view format, const RuleContents& documents);
 
-std::unique_ptr<ResultWriter> makeJsonWriter();
 std::unique_ptr<ResultWriter> makeTextWriter();
 std::unique_ptr<ResultWriter> makeJunitWriter(const RuleContents& documents);
 std::unique_ptr<ResultWriter> makeHtmlWriter(const RuleContents& documents);

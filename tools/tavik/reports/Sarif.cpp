@@ -4,7 +4,6 @@
 #include <tavik/TavikKernelVersion.h>
 
 #include <algorithm>
-#include <cctype>
 #include <cstddef>
 #include <cstdint>
 #include <string_view>
@@ -15,20 +14,6 @@
 
 namespace tavik::tool::lint {
 namespace {
-
-/// A path in the form of a URI.
-std::string uriOf(std::string_view path) {
-  std::string uri;
-  for (const char character : path) {
-    const auto byte = static_cast<unsigned char>(character);
-    const bool isUnreserved =
-        std::isalnum(byte) != 0 || std::string_view("-._~/").find(character) != std::string_view::npos;
-    uri += isUnreserved ? std::string(1, character) : fmt::format("%{:02X}", byte);
-  }
-  return path.starts_with('/') ? "file://" + uri : uri;
-}
-
-Value integer(std::size_t number) { return Value(static_cast<std::int64_t>(number)); }
 
 Value text(std::string_view words) { return Dictionary{{"text", words}}; }
 

@@ -21,8 +21,6 @@ std::string partNumberOf(const DeviceResult& result) {
   return part == nullptr ? "(no part number)" : shortened(lineOf(part), 60);
 }
 
-Value integer(std::uint64_t count) { return Value(static_cast<std::int64_t>(count)); }
-
 Dictionary entriesOf(const Tally& tally) {
   Array rules;
   for (const auto& [rule, count] : tally.rulesThatFailed()) {

@@ -4,6 +4,7 @@
 #include <iterator>
 #include <map>
 #include <span>
+#include <tuple>
 #include <unordered_set>
 #include <utility>
 
@@ -40,7 +41,7 @@ struct KindRules::PartNumber {
     bool isReplaced = false;  ///< by an entry of some region
   };
   std::vector<Entry> entries = {};
-  std::vector<std::size_t> replaced = {};  ///< positions of those
+  std::map<std::size_t, std::vector<std::size_t>> replaced = {};  ///< position of an entry -> numbers of the regions
   NameIndex index = {};
   Names setsBefore = {};  ///< "RegionRules"
   Names setsAfter = {};
@@ -65,6 +66,12 @@ constexpr std::uint32_t kAfterRegion = 2;
 constexpr std::uint32_t kInGeneric = 3;
 constexpr std::uint32_t kFirstSet = 4;
 constexpr std::uint32_t kFirstGenericSet = std::uint32_t{1} << 31U;
+
+/// Whether one of the numbers, which are ascending, is in a range.
+bool areWithin(const std::vector<std::size_t>& numbers, std::size_t first, std::size_t end) {
+  const auto found = std::ranges::lower_bound(numbers, first);
+  return found != numbers.end() && *found < end;
+}
 
 /// The rule of a part or its bases.
 const KindRule* findIn(const RulePart* part, std::string_view name) {
@@ -144,6 +151,14 @@ class KindRules::Assembly {
     };
     std::vector<Entry> common = {};
     std::vector<Entry> varying = {};  ///< the effective ones depend on the sets that a kind names
+  };
+
+  using Replaced = std::pair<const std::size_t, std::vector<std::size_t>>;
+
+  /// Some regions of a part number.
+  struct Half {
+    RulePart* part = nullptr;
+    std::vector<const Replaced*> replaced = {};  ///< the entries that one of these regions replaces
   };
 
   /// Entries of several sources in the order in which they apply.
@@ -237,7 +252,7 @@ class KindRules::Assembly {
       overlay.expand(name);
       overlay.add(set->second.common, kSet, set->first, place);
     }
-    common_ = &rules_.parts_.emplace_back(RulePart::Level::kCommon, nullptr);
+    common_ = &rules_.parts_.emplace_back(RulePart::kCommon, nullptr);
     addTo(*common_, overlay);
   }
 
@@ -291,12 +306,17 @@ class KindRules::Assembly {
     if (kind.selectors.region != nullptr) {
       entries->setsAfter = setNamesIn(layers[2]);
       readEntries(*entries, layers[2], kAfterRegion);
-      for (const auto [region, content] : *regionsOf(*partNumber_)) noteReplaced(*entries, content.ifDictionary());
+      regionNumbers_.clear();
+      for (const auto [region, content] : *regionsOf(*partNumber_)) {
+        noteReplaced(*entries, content.ifDictionary(), regionNumbers_.size());
+        regionNumbers_.emplace(region, regionNumbers_.size());
+      }
     }
     rules_.partNumbers_.push_back(std::move(entries));
   }
 
   static void readEntries(PartNumber& partNumber, const LocalLayer& layer, std::uint32_t place) {
+    partNumber.entries.reserve(partNumber.entries.size() + layer.size);
     for (auto item = layer.first; item != layer.last; ++item) {
       const std::string_view name = (*item).key;
       if (namesSet(name)) continue;
@@ -305,13 +325,13 @@ class KindRules::Assembly {
     }
   }
 
-  static void noteReplaced(PartNumber& partNumber, const Dictionary* region) {
+  static void noteReplaced(PartNumber& partNumber, const Dictionary* region, std::size_t number) {
     if (region == nullptr) return;
     for (const auto [name, content] : *region) {
       const PartNumber::Entry* const entry = partNumber.find(name);
-      if (entry == nullptr || entry->place.layer != kBeforeRegion || entry->isReplaced) continue;
+      if (entry == nullptr || entry->place.layer != kBeforeRegion) continue;
       partNumber.entries[entry->place.position].isReplaced = true;
-      partNumber.replaced.push_back(entry->place.position);
+      partNumber.replaced[entry->place.position].push_back(number);
     }
   }
 
@@ -344,11 +364,9 @@ class KindRules::Assembly {
                   isNamed ? kFirstSet + number : genericSets_.at(layer.set));
       ++number;
     }
-    RulePart& part = rules_.parts_.emplace_back(RulePart::Level::kShared, common_);
+    RulePart& part = rules_.parts_.emplace_back(RulePart::kShared, common_);
     addTo(part, overlay);
-    if (!part.rules().empty()) return part;
-    rules_.parts_.pop_back();
-    return *common_;
+    return unlessEmpty(part);
   }
 
   void add(RulePart& part, std::string_view name, const LocalEntry& entry, EvaluationPlace place) {
@@ -359,18 +377,24 @@ class KindRules::Assembly {
   RulePart& familyOf(const PartNumber& partNumber, RulePart& shared) {
     const auto [place, isNew] = families_.try_emplace({&partNumber, &shared});
     if (!isNew) return *place->second;
-    RulePart& part = rules_.parts_.emplace_back(RulePart::Level::kPartNumber, &shared);
+    RulePart& part = rules_.parts_.emplace_back(RulePart::kPartNumber, &shared);
+    part.rules_.reserve(partNumber.entries.size());
+    part.places_.reserve(partNumber.entries.size());
     for (const PartNumber::Entry& entry : partNumber.entries) {
-      if (entry.isReplaced || findIn(&shared, entry.name) != nullptr) continue;
-      add(part, entry.name, {kPartNumber, {}, entry.content}, entry.place);
+      if (!entry.isReplaced) addUnlessShared(part, entry, shared);
     }
     place->second = &part;
     return part;
   }
 
+  void addUnlessShared(RulePart& part, const PartNumber::Entry& entry, const RulePart& shared) {
+    if (findIn(&shared, entry.name) == nullptr) add(part, entry.name, {kPartNumber, {}, entry.content}, entry.place);
+  }
+
   /// The family itself if the region adds nothing.
   RulePart& withRegion(const Kind& kind, const LocalLayer& layer, RulePart& family) {
-    RulePart& part = rules_.parts_.emplace_back(RulePart::Level::kKind, &family);
+    RulePart& base = withHalves(kind, family);
+    RulePart& part = rules_.parts_.emplace_back(RulePart::kKind, &base);
     std::uint32_t position = 0;
     for (auto item = layer.first; item != layer.last; ++item) {
       const std::string_view name = (*item).key;
@@ -380,14 +404,45 @@ class KindRules::Assembly {
       const bool isReplaced = beside != nullptr && beside->place.layer == kAfterRegion;
       if (!isReplaced) add(part, name, {kRegion, {}, &item.value()}, place);
     }
-    for (const std::size_t replaced : kind.partNumber->replaced) {
-      const PartNumber::Entry& entry = kind.partNumber->entries[replaced];
-      if (kind.region->contains(entry.name) || findIn(family.base(), entry.name) != nullptr) continue;
-      add(part, entry.name, {kPartNumber, {}, entry.content}, entry.place);
+    return unlessEmpty(part);
+  }
+
+  /// The family with the entries that regions replace, but not this one. An entry that a single one of many regions
+  /// replaces is in few parts: those of the halves without this region.
+  RulePart& withHalves(const Kind& kind, RulePart& family) {
+    const std::size_t number = regionNumbers_.at(*kind.selectors.region->ifString());
+    std::size_t first = 0;
+    std::size_t end = regionNumbers_.size();
+    Half* half = &halves_.try_emplace({&family, first, end}).first->second;
+    if (half->part == nullptr) {
+      half->part = &family;
+      for (const auto& replaced : kind.partNumber->replaced) half->replaced.push_back(&replaced);
     }
+    for (auto level = static_cast<int>(RulePart::kHalf); end - first > 1; ++level) {
+      const std::size_t middle = first + (end - first) / 2;
+      (number < middle ? end : first) = middle;
+      const Half& whole = *half;
+      half = &halves_.try_emplace({&family, first, end}).first->second;
+      if (half->part != nullptr) continue;
+      RulePart& part = rules_.parts_.emplace_back(static_cast<RulePart::Level>(level), whole.part);
+      for (const Replaced* const replaced : whole.replaced) {
+        if (areWithin(replaced->second, first, end)) {
+          half->replaced.push_back(replaced);
+        } else {
+          addUnlessShared(part, kind.partNumber->entries[replaced->first], *family.base());
+        }
+      }
+      half->part = &unlessEmpty(part);
+    }
+    return *half->part;
+  }
+
+  /// The last part; without rules, it is removed, and its base serves instead.
+  RulePart& unlessEmpty(RulePart& part) {
     if (!part.rules().empty()) return part;
+    RulePart* const base = part.base_;
     rules_.parts_.pop_back();
-    return family;
+    return *base;
   }
 
   /// The first malformed entry in evaluation order says why.
@@ -419,7 +474,9 @@ class KindRules::Assembly {
   const Value* partNumber_ = nullptr;  // the last of `partNumbers_`
   std::map<Names, Shared> shared_;
   std::map<std::pair<const PartNumber*, const RulePart*>, RulePart*> families_;
-  std::unordered_map<const RulePart*, Names> malformed_;  // entries that are not dictionaries
+  std::unordered_map<std::string_view, std::size_t> regionNumbers_;               // of the last part number
+  std::map<std::tuple<const RulePart*, std::size_t, std::size_t>, Half> halves_;  // by family and range of regions
+  std::unordered_map<const RulePart*, Names> malformed_;                          // entries that are not dictionaries
   std::unordered_map<std::string_view, std::optional<Error>> refusals_;
 };
 
@@ -443,6 +500,22 @@ const KindRules::Kind* KindRules::find(const std::optional<std::string>& partNum
   if (first.selectors.region == nullptr) return &first;
   const auto kind = region ? regions->second.find(*region) : regions->second.end();
   return kind == regions->second.end() ? nullptr : &kinds_[kind->second];
+}
+
+std::vector<std::size_t> KindRules::kindsWith(std::string_view ruleOrSet) const {
+  std::vector<std::size_t> kinds;
+  for (const RulePart& part : parts_) {
+    const bool has = namesSet(ruleOrSet)
+                         ? std::ranges::any_of(part.rules(),
+                                               [&](const KindRule& rule) {
+                                                 return rule.entry.layer == kSet && rule.entry.set == ruleOrSet;
+                                               })
+                         : part.find(ruleOrSet) != nullptr;
+    if (has) kinds.insert(kinds.end(), part.kinds().begin(), part.kinds().end());
+  }
+  std::ranges::sort(kinds);
+  kinds.erase(std::unique(kinds.begin(), kinds.end()), kinds.end());
+  return kinds;
 }
 
 EvaluationPlace KindRules::placeOf(const Kind& kind, std::string_view rule) {

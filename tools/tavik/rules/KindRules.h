@@ -82,11 +82,15 @@ struct EvaluationPlace {
 /// have no name in common.
 class RulePart {
  public:
-  enum class Level : std::uint8_t {
+  enum Level : std::uint8_t {
     kCommon,      ///< from generic entries and the rule sets that they name; the same for all kinds
     kShared,      ///< also from generic entries and rule sets; for the kinds that name the same sets
     kPartNumber,  ///< from the entries of a part number; for its regions that name the same sets
-    kKind,        ///< of one kind: from its region, and entries of its part number that another region replaces
+    /// From the entries of a part number that some of its regions replace: this level is for one half of the regions,
+    /// the next for one half of these, and so on.
+    kHalf,
+    kKind = kHalf + 32,  ///< of one kind, from its region
+    kLevels
   };
 
   RulePart(Level level, RulePart* base) : level_(level), base_(base) {}
@@ -148,6 +152,8 @@ class KindRules {
   /// The kind of a device; null if the local rules do not list its part number or region.
   [[nodiscard]] const Kind* find(const std::optional<std::string>& partNumber,
                                  const std::optional<std::string>& region) const;
+  /// The kinds that get a rule, or a rule from a rule set, ascending.
+  [[nodiscard]] std::vector<std::size_t> kindsWith(std::string_view ruleOrSet) const;
   /// `rule`: the name of a rule of the kind.
   [[nodiscard]] static EvaluationPlace placeOf(const Kind& kind, std::string_view rule);
 

@@ -14,10 +14,11 @@ namespace {
 
 }  // namespace
 
+bool hasLayers(const Dictionary& document) {
+  return document.contains("MPNRules") || document.contains("GenericRules") || document.contains("RuleSets");
+}
+
 bool areSwapped(const Dictionary& library, const Dictionary& localRules) {
-  const auto hasLayers = [](const Dictionary& document) {
-    return document.contains("MPNRules") || document.contains("GenericRules") || document.contains("RuleSets");
-  };
   return hasLayers(library) && !hasLayers(localRules);
 }
 

@@ -16,6 +16,9 @@
 
 namespace tavik::tool {
 
+/// Whether a document has the form of local rules.
+bool hasLayers(const Dictionary& document);
+
 /// Whether the library looks like local rules, and the local rules do not.
 bool areSwapped(const Dictionary& library, const Dictionary& localRules);
 inline constexpr std::string_view kSwapped = "is a rule library, and --library names local rules; swap the two";

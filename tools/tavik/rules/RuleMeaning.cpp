@@ -1,6 +1,6 @@
 #include "rules/RuleMeaning.h"
 
-#include <tavik/PredicateFacts.h>
+#include <fmt/format.h>
 
 #include <vector>
 
@@ -31,6 +31,15 @@ std::string meaningOf(const RuleEvaluation& evaluation) {
 
 std::string meaningOf(const PredicateExpression& expression) {
   return meaningOf(expression.combination(), expression.predicates());
+}
+
+std::string textOf(Kinds kinds, std::string_view (*nameOf)(Kind kind)) {
+  std::string text;
+  for (int number = 0; number <= static_cast<int>(Kind::kDictionary); ++number) {
+    const auto kind = static_cast<Kind>(number);
+    if (kinds.contains(kind)) text += fmt::format("{}{}", text.empty() ? "" : " or ", nameOf(kind));
+  }
+  return text;
 }
 
 std::span<const std::string_view> predicateNames() {

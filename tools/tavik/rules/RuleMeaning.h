@@ -4,6 +4,7 @@
 #define TAVIK_TOOL_RULES_RULE_MEANING_H
 
 #include <tavik/PredicateExpression.h>
+#include <tavik/PredicateFacts.h>
 #include <tavik/RuleEvaluation.h>
 
 #include <span>
@@ -17,6 +18,9 @@ namespace tavik::tool {
 std::string meaningOf(const RuleEvaluation& evaluation);
 /// The same for an expression.
 std::string meaningOf(const PredicateExpression& expression);
+
+/// "a string or a number". `nameOf`: how each kind is named.
+std::string textOf(Kinds kinds, std::string_view (*nameOf)(Kind kind));
 
 /// The names of all predicates.
 std::span<const std::string_view> predicateNames();

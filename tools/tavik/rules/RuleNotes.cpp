@@ -10,6 +10,7 @@
 
 #include "decode/PackedData.h"
 #include "rules/HostPlatform.h"
+#include "rules/RuleMeaning.h"
 #include "text/Text.h"
 
 namespace tavik::tool {
@@ -35,15 +36,6 @@ std::string_view wordFor(Kind kind) {
   return kWords[static_cast<std::size_t>(kind)];
 }
 
-std::string wordsFor(Kinds kinds) {
-  std::string words;
-  for (int i = 0; i <= static_cast<int>(Kind::kDictionary); ++i) {
-    const auto kind = static_cast<Kind>(i);
-    if (kinds.contains(kind)) words += fmt::format("{}{}", words.empty() ? "" : " or ", wordFor(kind));
-  }
-  return words;
-}
-
 /// Collects remarks without duplicates: the two predicates of an expression often have the same ones.
 class Remarks {
  public:
@@ -58,7 +50,7 @@ class Remarks {
 
 void addWrongKind(Remarks& remarks, std::string_view what, const Value& value, Kinds expected) {
   if (expected.contains(value.kind())) return;
-  remarks.add(fmt::format("{}found {}, expected {}", what, wordFor(value.kind()), wordsFor(expected)));
+  remarks.add(fmt::format("{}found {}, expected {}", what, wordFor(value.kind()), textOf(expected, wordFor)));
 }
 
 /// For a value that is not in a list although its text is: the two kinds.

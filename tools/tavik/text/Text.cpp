@@ -53,6 +53,29 @@ std::size_t charactersIn(std::string_view text) {
   return count;
 }
 
+std::string escapedMarkup(std::string_view text) {
+  std::string out;
+  for (const char character : text) {
+    switch (character) {
+      case '<':
+        out += "&lt;";
+        break;
+      case '>':
+        out += "&gt;";
+        break;
+      case '&':
+        out += "&amp;";
+        break;
+      case '"':
+        out += "&quot;";
+        break;
+      default:
+        out += character;
+    }
+  }
+  return out;
+}
+
 std::string_view trimmed(std::string_view text, std::string_view characters) {
   const std::size_t first = text.find_first_not_of(characters);
   if (first == std::string_view::npos) return {};
@@ -62,7 +85,7 @@ std::string_view trimmed(std::string_view text, std::string_view characters) {
 std::string lowerCase(std::string_view text) {
   std::string lower(text);
   std::ranges::transform(lower, lower.begin(), [](char character) {
-    return character >= 'A' && character <= 'Z' ? static_cast<char>(character - 'A' + 'a') : character;
+    return isAsciiUpper(character) ? static_cast<char>(character - 'A' + 'a') : character;
   });
   return lower;
 }
@@ -70,7 +93,7 @@ std::string lowerCase(std::string_view text) {
 std::string upperCase(std::string_view text) {
   std::string upper(text);
   std::ranges::transform(upper, upper.begin(), [](char character) {
-    return character >= 'a' && character <= 'z' ? static_cast<char>(character - 'a' + 'A') : character;
+    return isAsciiLower(character) ? static_cast<char>(character - 'a' + 'A') : character;
   });
   return upper;
 }
@@ -110,6 +133,8 @@ std::string listed(std::span<const std::string> texts, std::size_t most) {
 }
 
 std::size_t displayWidth(std::string_view visibleText) {
+  const auto isPlain = [](char character) { return character >= ' ' && character <= '~'; };
+  if (std::ranges::all_of(visibleText, isPlain)) return visibleText.size();
   std::size_t width = 0;
   while (!visibleText.empty()) width += widthOf(takeCharacter(visibleText));
   return width;

@@ -18,6 +18,22 @@
 
 namespace tavik::tool {
 
+inline bool isDigit(char character) { return character >= '0' && character <= '9'; }
+inline bool isAsciiLower(char character) { return character >= 'a' && character <= 'z'; }
+inline bool isAsciiUpper(char character) { return character >= 'A' && character <= 'Z'; }
+inline bool isAsciiLetter(char character) { return isAsciiLower(character) || isAsciiUpper(character); }
+
+/// Bytes of a text, from `begin` up to `end`.
+struct Span {
+  std::size_t begin = 0;
+  std::size_t end = 0;
+
+  /// Whether a cursor at `offset` touches it.
+  [[nodiscard]] bool touches(std::size_t offset) const noexcept { return begin <= offset && offset <= end; }
+  [[nodiscard]] std::string_view in(std::string_view text) const noexcept { return text.substr(begin, end - begin); }
+  friend bool operator==(const Span&, const Span&) = default;
+};
+
 /// Removes one character from the front of `rest`, which must not be empty. Absent, with one byte removed, if the bytes
 /// are not UTF-8.
 std::optional<char32_t> takeCharacter(std::string_view& rest);
@@ -33,6 +49,10 @@ inline std::string visible(std::string_view text) { return visibleText(text); }
 /// The text with every character that XML cannot represent written as an escape: "\x1b", "\ufffe". Adds the escapes to
 /// `used`, unless it is null.
 std::string inXmlCharacters(std::string_view text, std::set<std::string>* used = nullptr);
+
+/// The text with the characters that have a meaning in XML and HTML escaped, for content and for attributes in double
+/// quotes.
+std::string escapedMarkup(std::string_view text);
 
 /// The text without these characters at its beginning and end.
 std::string_view trimmed(std::string_view text, std::string_view characters);

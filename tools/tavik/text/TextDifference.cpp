@@ -18,10 +18,7 @@ constexpr std::size_t kLongestText = std::size_t{1} << 18;
 
 using Items = std::vector<std::string_view>;
 
-bool isWord(char byte) {
-  return (byte >= '0' && byte <= '9') || ((byte | 0x20) >= 'a' && (byte | 0x20) <= 'z') ||
-         static_cast<unsigned char>(byte) >= 0x80;
-}
+bool isWord(char byte) { return isDigit(byte) || isAsciiLetter(byte) || static_cast<unsigned char>(byte) >= 0x80; }
 
 /// Words, and the characters between them one by one.
 Items wordsOf(std::string_view text) {
@@ -45,7 +42,7 @@ Items charactersOf(std::string_view text) {
   return characters;
 }
 
-char folded(char byte) { return byte >= 'A' && byte <= 'Z' ? static_cast<char>(byte | 0x20) : byte; }
+char folded(char byte) { return isAsciiUpper(byte) ? static_cast<char>(byte | 0x20) : byte; }
 
 /// Which items two texts have in common.
 class Alignment {

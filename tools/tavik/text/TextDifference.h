@@ -3,18 +3,12 @@
 #ifndef TAVIK_TOOL_TEXT_TEXT_DIFFERENCE_H
 #define TAVIK_TOOL_TEXT_TEXT_DIFFERENCE_H
 
-#include <cstddef>
 #include <string_view>
 #include <vector>
 
-namespace tavik::tool {
+#include "text/Text.h"
 
-/// Bytes of a text, from `begin` up to `end`.
-struct Span {
-  std::size_t begin = 0;
-  std::size_t end = 0;
-  friend bool operator==(const Span&, const Span&) = default;
-};
+namespace tavik::tool {
 
 /// The parts of each text that the other one lacks, in order and not overlapping. Both are empty if the texts cannot be
 /// compared, such as "32" and "no less than 64".
