@@ -57,7 +57,7 @@ void RuleRun::addMissing(const PreparedRule& rule, const Missing& missing) {
 bool RuleRun::evaluateWithReferences(const PreparedRule& rule, const Value* attribute) {
   Dictionary references = ValueAccess::dictionary(Entries::make(rule.listed.size(), &records_.slabs()));
   const auto missing = gather(rule, attribute, [&](const PreparedReference& reference, const Value& value) {
-    ValueAccess::set(references, *reference.name.value(), value);
+    ValueAccess::set(references, ValueAccess::copied(*reference.name.value(), records_.slabs()), value);
   });
   if (missing) return addMissing(rule, *missing), true;
   return evaluate(rule, attribute, &references, rule.value);
