@@ -119,9 +119,13 @@ bool RuleRun::evaluate(const PreparedRule& rule, const Value* attribute, const D
   const Operands operands = {attribute, references, value, &records_.slabs()};
   Judgement judgement = judge(rule.call, operands);
   if (rule.combination != Operator::kNone) judgement = combine(rule, std::move(judgement), operands);
+  std::optional<Value> attributes;
+  if (judgement.attributes != nullptr) {
+    attributes = ValueAccess::copiedWithEntries(*judgement.attributes, records_.slabs());
+  }
   records_.add(rule.name, judgement.result, std::move(judgement.actual),
-               std::move(judgement.expected).text(&records_.slabs()), judgement.attributes);
-  if (judgement.attributes != nullptr) forward(*judgement.attributes);
+               std::move(judgement.expected).text(&records_.slabs()), attributes ? &*attributes : nullptr);
+  if (attributes) forward(*attributes);
   if (logs_) log(kernel_.platform(), "ruleResult: %@", records_.last());
   if (rule.hidesResult) records_.setInLast("hideResult", "");
   return true;
