@@ -119,6 +119,7 @@ class Batch {
     std::uint64_t position = 0;
   };
 
+  void workOnThreads();
   void work() noexcept;
   Piece take();
   [[nodiscard]] Finished check(Piece piece, Tally& tally, std::size_t room);
@@ -142,18 +143,21 @@ class Batch {
 };
 
 Tally Batch::run() {
-  {
-    std::vector<std::jthread> others;
-    others.reserve(threads_);
-    try {
-      for (std::size_t i = 1; i < threads_; ++i) others.emplace_back(&Batch::work, this);
-    } catch (const std::system_error&) {
-      // No more threads are available; the existing ones produce the same results.
-    }
-    work();
-  }
+  threads_ == 1 ? work() : workOnThreads();
   if (failure_) std::rethrow_exception(failure_);
   return tally_;
+}
+
+/// The calling thread only waits: with the main thread as one of two workers, a device takes 2% longer (glibc 2.36).
+void Batch::workOnThreads() {
+  std::vector<std::jthread> workers;
+  workers.reserve(threads_);
+  try {
+    while (workers.size() < threads_) workers.emplace_back(&Batch::work, this);
+  } catch (const std::system_error&) {
+    // No more threads are available; the existing ones produce the same results.
+  }
+  if (workers.empty()) work();
 }
 
 void Batch::work() noexcept {
