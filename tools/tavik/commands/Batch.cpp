@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <exception>
+#include <limits>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -120,7 +121,7 @@ class Batch {
   };
 
   void workOnThreads();
-  void work() noexcept;
+  void work(std::size_t most = std::numeric_limits<std::size_t>::max()) noexcept;
   Piece take();
   [[nodiscard]] Finished check(Piece piece, Tally& tally, std::size_t room);
   void count(const DeviceResult& result, Tally& tally);
@@ -148,19 +149,22 @@ Tally Batch::run() {
   return tally_;
 }
 
-/// The calling thread only waits: with the main thread as one of two workers, a device takes 2% longer (glibc 2.36).
+/// The calling thread has the rules in its heap. It checks the first devices, which prepares their rules there, and
+/// then only waits: what it would write for more devices shares cache lines with what all threads read.
 void Batch::workOnThreads() {
+  work(1);
   std::vector<std::jthread> workers;
   workers.reserve(threads_);
   try {
-    while (workers.size() < threads_) workers.emplace_back(&Batch::work, this);
+    while (workers.size() < threads_) workers.emplace_back([this] { work(); });
   } catch (const std::system_error&) {
     // No more threads are available; the existing ones produce the same results.
   }
   if (workers.empty()) work();
 }
 
-void Batch::work() noexcept {
+/// most: the maximum number of pieces.
+void Batch::work(std::size_t most) noexcept {
   try {
     Tally tally;
     std::size_t room = 0;  // for the lines of a piece: about as much as for the last one
@@ -169,6 +173,7 @@ void Batch::work() noexcept {
       Finished finished = check(std::move(piece), tally, room);
       room = std::min(finished.lines.size() * 9 / 8, kMostRoom);
       output_.put(number, std::move(finished));
+      if (--most == 0) break;
     }
     add(tally);
   } catch (...) {
