@@ -31,8 +31,10 @@ class SharedByThreads {
 
   static std::size_t place() noexcept {
     static std::atomic<std::size_t> threads = 0;
-    static thread_local const std::size_t place = threads.fetch_add(1, std::memory_order_relaxed) % kPlaces;
-    return place;
+    // This model needs no function of the dynamic loader, which the library would have to be linked with.
+    [[gnu::tls_model("initial-exec")]] static thread_local std::size_t thread = 0;
+    if (thread == 0) thread = threads.fetch_add(1, std::memory_order_relaxed) + 1;
+    return thread % kPlaces;
   }
 
   std::array<std::shared_ptr<const Object>, kPlaces> pointers_;
