@@ -123,7 +123,7 @@ class Batch {
   void workOnThreads();
   void work(std::size_t most = std::numeric_limits<std::size_t>::max()) noexcept;
   Piece take();
-  [[nodiscard]] Finished check(Piece piece, Tally& tally, std::size_t room);
+  [[nodiscard]] Finished check(const Piece& piece, Tally& tally, std::size_t room);
   void count(const DeviceResult& result, Tally& tally);
   void add(const Tally& tally);
   void fail(std::exception_ptr why);
@@ -169,10 +169,9 @@ void Batch::work(std::size_t most) noexcept {
     Tally tally;
     std::size_t room = 0;  // for the lines of a piece: about as much as for the last one
     for (Piece piece = take(); !piece.lines.empty(); piece = take()) {
-      const std::size_t number = piece.number;
-      Finished finished = check(std::move(piece), tally, room);
+      Finished finished = check(piece, tally, room);
       room = std::min(finished.lines.size() * 9 / 8, kMostRoom);
-      output_.put(number, std::move(finished));
+      output_.put(piece.number, std::move(finished));
       if (--most == 0) break;
     }
     add(tally);
@@ -187,10 +186,10 @@ Batch::Piece Batch::take() {
   return {taken_++, std::move(lines), input_.position()};
 }
 
-Finished Batch::check(Piece piece, Tally& tally, std::size_t room) {
+Finished Batch::check(const Piece& piece, Tally& tally, std::size_t room) {
   Finished finished{.lines = {}, .devices = piece.lines.size(), .failed = 0, .position = piece.position};
   finished.lines.reserve(room);
-  for (Line& line : piece.lines) {
+  for (const Line& line : piece.lines) {
     const DeviceResult result = checker_.check(line);
     count(result, tally);
     if (!result.passed()) ++finished.failed;
