@@ -1,6 +1,7 @@
 // The C++ side of python_bench.py: a library with the same checks, loaded into the same process. Functions have C
 // linkage.
 
+#include <Python.h>
 #include <tavik/Export.h>
 #include <tavik/PreparedRules.h>
 #include <tavik/PropertyList.h>
@@ -65,6 +66,21 @@ double secondsOf(int count, Check check) {
   return processorSeconds() - start;
 }
 
+// The number of values in an object. Visits all keys and values and converts nothing.
+long countValues(PyObject* object) {
+  long count = 1;
+  if (PyDict_Check(object)) {
+    PyObject* key = nullptr;
+    PyObject* value = nullptr;
+    for (Py_ssize_t position = 0; PyDict_Next(object, &position, &key, &value) != 0;) {
+      count += countValues(key) + countValues(value);
+    }
+  } else if (PyList_Check(object)) {
+    for (Py_ssize_t i = 0; i < PyList_GET_SIZE(object); ++i) count += countValues(PyList_GET_ITEM(object, i));
+  }
+  return count;
+}
+
 }  // namespace
 }  // namespace tavik::bench
 
@@ -88,4 +104,9 @@ extern "C" TAVIK_EXPORT double secondsOfPreparedChecks(const Scene* scene, int c
   std::optional<tavik::Error> error;
   return tavik::bench::secondsOf(
       count, [&] { return scene->prepared->check(scene->device, nullptr, nullptr, error).has_value(); });
+}
+
+/// The processor time, in seconds, of so many passes over an object. Needs the interpreter lock.
+extern "C" TAVIK_EXPORT double secondsOfPasses(PyObject* object, int count) {
+  return tavik::bench::secondsOf(count, [&] { return tavik::bench::countValues(object) > 0; });
 }

@@ -7,6 +7,7 @@ sources are tavik.Dictionary objects.
 """
 
 import argparse
+import copy
 import ctypes
 import json
 import os
@@ -38,9 +39,10 @@ class Cpp:
     """The same checks called from C++."""
 
     def __init__(self, path, folder):
-        self.library = ctypes.CDLL(path)
+        self.library = ctypes.PyDLL(path)
         self.library.makeScene.restype = ctypes.c_void_p
-        self.library.secondsOfChecks.restype = self.library.secondsOfPreparedChecks.restype = ctypes.c_double
+        for function in ("secondsOfChecks", "secondsOfPreparedChecks", "secondsOfPasses"):
+            getattr(self.library, function).restype = ctypes.c_double
         self.scene = ctypes.c_void_p(self.library.makeScene(folder.encode(), RULES))
 
     def checks(self, count):
@@ -48,6 +50,10 @@ class Cpp:
 
     def prepared_checks(self, count):
         return self.library.secondsOfPreparedChecks(self.scene, count)
+
+    def pass_over(self, devices):
+        """One pass over all keys and values."""
+        return self.library.secondsOfPasses(ctypes.py_object(devices), 1)
 
 
 def seconds(call):
@@ -72,7 +78,8 @@ def checks(cpp, folder, rounds):
     plain = device.__reduce__()[1][0]
     kernel = tavik.Kernel(f"{folder}/library.plist", platform=Unsigned())
     prepared = kernel.prepare(rules)
-    times = medians(rounds, 100, {
+    devices = [copy.deepcopy(plain) for _ in range(100)]
+    times = medians(rounds, len(devices), {
         "check": cpp.checks,
         "check, converted once": seconds(lambda: kernel.check(device, rules)),
         "prepared": cpp.prepared_checks,
@@ -81,10 +88,18 @@ def checks(cpp, folder, rounds):
         "prepared, converted once, failures": seconds(lambda: prepared.check(device).failures),
         "prepared, converted once, all records": seconds(lambda: prepared.check(device).records),
         "prepared, dict, verdict": seconds(lambda: prepared.check(plain).passed),
+        "pass": lambda _: cpp.pass_over(devices),
+        "verdicts": lambda _: seconds(lambda: prepared.verdicts(devices, 1))(1),
+        "check_many": lambda _: seconds(lambda: prepared.check_many(devices, 1))(1),
     })
-    return {f"{name}: time against C++": times[name] / times[name.split(",")[0]]
-            for name in times if "," in name} | {"C++ check, microseconds": times["check"] * 1e4,
-                                                 "C++ prepared check, microseconds": times["prepared"] * 1e4}
+    reference = times["prepared"] + times["pass"]
+    return {
+        **{f"{name}: time against C++": times[name] / times[name.split(",")[0]] for name in times if "," in name},
+        **{f"{name} of dicts: time against C++ and a pass over the dicts": times[name] / reference
+           for name in ("verdicts", "check_many")},
+        **{f"C++ {name}, microseconds": times[case] * 1e4
+           for case, name in (("check", "check"), ("prepared", "prepared check"), ("pass", "pass over a dict"))},
+    }
 
 
 def started(program):

@@ -1,9 +1,11 @@
 #include "Conversion.h"
 
 #include <tavik/PropertyList.h>
+#include <tavik/ValueMaker.h>
 
 #include <array>
 #include <span>
+#include <utility>
 #include <vector>
 
 #include "Dates.h"
@@ -27,7 +29,8 @@ bool isBytes(PyObject* object) {
 
 class Converter {
  public:
-  explicit Converter(const std::string& what) : what_(what) {}
+  /// object: what is converted. what: its name in messages.
+  Converter(py::handle object, const std::string& what) : what_(what), maker_(sizeOfTexts(object.ptr())) {}
 
   Value value(py::handle object) { return value(object.ptr(), nullptr); }
   Dictionary dictionary(py::handle object) {
@@ -72,18 +75,20 @@ class Converter {
   Value mapping(PyObject* object, const Step* step);
   Dictionary exactDictionary(PyObject* object, const Step* step);
   Dictionary otherMapping(PyObject* object, const Step* step);
-  void store(Dictionary& dictionary, PyObject* key, PyObject* object, const Step* step);
+  std::pair<Value, Value> entry(PyObject* key, PyObject* object, const Step* step);
   Value frozen(const Dictionary& dictionary, const Step* step);
   void admit(const Value& value, const Step* step);
-  std::string_view text(PyObject* object, const Step* step) const;
+  Value text(PyObject* object, const Step* step);
   Value integer(PyObject* object, const Step* step) const;
   Value date(PyObject* object, const Step* step) const;
   void count(const Step* step);
   static bool isMapping(PyObject* object);
+  static std::size_t sizeOfTexts(PyObject* object);
   [[noreturn]] void refuse(PyObject* type, const Step* step, const std::string& why) const;
   [[nodiscard]] std::string where(const Step* step) const;
 
   const std::string& what_;
+  ValueMaker maker_;
   int depth_ = 0;
   std::size_t count_ = 0;
 };
@@ -144,38 +149,39 @@ Value Converter::mapping(PyObject* object, const Step* step) {
 
 Dictionary Converter::exactDictionary(PyObject* object, const Step* step) {
   const Level level(*this, step);
-  Dictionary dictionary;
-  dictionary.reserve(static_cast<std::size_t>(PyDict_Size(object)));
+  std::vector<std::pair<Value, Value>> entries;
+  entries.reserve(static_cast<std::size_t>(PyDict_Size(object)));
   PyObject* key = nullptr;
   PyObject* element = nullptr;
   for (Py_ssize_t position = 0; PyDict_Next(object, &position, &key, &element) != 0;) {
     const auto heldKey = py::reinterpret_borrow<py::object>(key);
     const auto held = py::reinterpret_borrow<py::object>(element);
-    store(dictionary, key, element, step);
+    entries.push_back(entry(key, element, step));
   }
-  return dictionary;
+  return ValueMaker::dictionary(std::move(entries));
 }
 
 Dictionary Converter::otherMapping(PyObject* object, const Step* step) {
   const Level level(*this, step);
   const py::object items = fromPython([&] { return PyMapping_Items(object); });
-  Dictionary dictionary;
+  std::vector<std::pair<Value, Value>> entries;
   for (const py::handle item : items) {
     if (!PyTuple_Check(item.ptr()) || PyTuple_GET_SIZE(item.ptr()) != 2) {
       refuse(PyExc_TypeError, step, "items() returned " + reprOf(item) + ", which is not a pair");
     }
     const auto pair = py::reinterpret_borrow<py::object>(item);
-    store(dictionary, PyTuple_GET_ITEM(pair.ptr(), 0), PyTuple_GET_ITEM(pair.ptr(), 1), step);
+    entries.push_back(entry(PyTuple_GET_ITEM(pair.ptr(), 0), PyTuple_GET_ITEM(pair.ptr(), 1), step));
   }
-  return dictionary;
+  return ValueMaker::dictionary(std::move(entries));
 }
 
-void Converter::store(Dictionary& dictionary, PyObject* key, PyObject* object, const Step* step) {
+std::pair<Value, Value> Converter::entry(PyObject* key, PyObject* object, const Step* step) {
   if (!PyUnicode_Check(key)) {
     refuse(PyExc_TypeError, step, "the key " + reprOf(key) + " is of type " + typeNameOf(key) + ", not str");
   }
   const Step below{step, key, 0};
-  dictionary.set(text(key, &below), value(object, &below));
+  Value element = value(object, &below);
+  return {text(key, &below), std::move(element)};
 }
 
 // A frozen dictionary needs no conversion, but its values count toward the limits.
@@ -198,14 +204,14 @@ void Converter::admit(const Value& value, const Step* step) {
   }
 }
 
-std::string_view Converter::text(PyObject* object, const Step* step) const {
+Value Converter::text(PyObject* object, const Step* step) {
   Py_ssize_t size = 0;
   const char* const characters = PyUnicode_AsUTF8AndSize(object, &size);
   if (characters == nullptr) {
     PyErr_Clear();
     refuse(PyExc_ValueError, step, "the text contains an unpaired surrogate");
   }
-  return {characters, static_cast<std::size_t>(size)};
+  return maker_.string({characters, static_cast<std::size_t>(size)});
 }
 
 Value Converter::integer(PyObject* object, const Step* step) const {
@@ -236,6 +242,12 @@ bool Converter::isMapping(PyObject* object) {
   const int is = orStay([&] { return PyObject_IsInstance(object, mapping.ptr()); });
   if (is < 0) throw py::error_already_set();
   return is != 0;
+}
+
+// An estimate.
+std::size_t Converter::sizeOfTexts(PyObject* object) {
+  constexpr std::size_t kPerEntry = 64;
+  return PyDict_Check(object) ? kPerEntry * static_cast<std::size_t>(PyDict_Size(object)) : 0;
 }
 
 void Converter::refuse(PyObject* type, const Step* step, const std::string& why) const {
@@ -295,11 +307,13 @@ py::object newNumber(const Value& value) {
 
 }  // namespace
 
-Value toValue(py::handle object, const std::string& what) { return Converter(what).value(object); }
+Value toValue(py::handle object, const std::string& what) { return Converter(object, what).value(object); }
 
-Dictionary toDictionary(py::handle object, const std::string& what) { return Converter(what).dictionary(object); }
+Dictionary toDictionary(py::handle object, const std::string& what) {
+  return Converter(object, what).dictionary(object);
+}
 
-Data toData(py::handle object, const std::string& what) { return Converter(what).data(object); }
+Data toData(py::handle object, const std::string& what) { return Converter(object, what).data(object); }
 
 py::object toPython(const Value& value) {
   switch (value.kind()) {

@@ -20,10 +20,10 @@ constexpr std::string_view kLibraryVersion = "TavikRules version";
 constexpr std::string_view kLocalVersion = "device Rules version";
 
 // A document's "version" as text. Its record requires one.
-Value versionText(std::string_view rule, const Dictionary& document) {
+Value versionText(std::string_view rule, const Dictionary& document, detail::SlabCutter& slabs) {
   const Value* version = find(&document, "version");
   if (version == nullptr) throw std::invalid_argument(format("%@: the document has no \"version\"", {rule}));
-  return descriptionValue(version);
+  return version->isString() ? detail::ValueAccess::copied(*version, slabs) : descriptionValue(version, &slabs);
 }
 
 std::optional<Array> check(const RuleDocuments& documents, const CheckCall& call, CheckProgress& progress) {
@@ -57,8 +57,8 @@ bool CheckRun::begin(const LocalEntries& local, Records& records) {
   static const auto kLocalRecord = Records::templateFor(kLocalVersion, "current rules");
   const Platform& platform = documents_.kernel.platform();
   records.add(kKernelRecord, true, Value(kVersion));
-  records.add(kLibraryRecord, true, versionText(kLibraryVersion, documents_.library));
-  records.add(kLocalRecord, true, versionText(kLocalVersion, documents_.localRules));
+  records.add(kLibraryRecord, true, versionText(kLibraryVersion, documents_.library, records.slabs()));
+  records.add(kLocalRecord, true, versionText(kLocalVersion, documents_.localRules, records.slabs()));
   const Value logged(call_.sources == nullptr ? Dictionary() : *call_.sources);
   log(platform, "sourcesForReferences: %@", call_.sources == nullptr ? nullptr : &logged);
 

@@ -16,7 +16,7 @@ std::optional<Array> PreparedDocuments::check(const CheckCall& call, CheckProgre
 }
 
 CheckOutcome PreparedDocuments::run(Dictionary& device, const Dictionary* sources, Dictionary station) const {
-  return outcomeOf(provenance_, device, sources, std::move(station),
+  return outcomeOf(provenance(), device, sources, std::move(station),
                    [&](const CheckCall& call, CheckProgress& progress) { return check(call, progress); });
 }
 

@@ -10,6 +10,7 @@
 #include "kernel/CheckRun.h"
 #include "kernel/DeviceRulesCache.h"
 #include "kernel/RuleDocuments.h"
+#include "kernel/SharedByThreads.h"
 
 namespace tavik {
 
@@ -20,7 +21,7 @@ class PreparedDocuments {
       : documents_(std::move(documents)), provenance_(documents_.provenance()) {}
 
   [[nodiscard]] const RuleDocuments& documents() const noexcept { return documents_; }
-  [[nodiscard]] const std::shared_ptr<const Provenance>& provenance() const noexcept { return provenance_; }
+  [[nodiscard]] const std::shared_ptr<const Provenance>& provenance() const noexcept { return provenance_.get(); }
   /// Checks one device; returns what `PreparedRules::check` returns.
   std::optional<Array> check(const CheckCall& call, CheckProgress& progress) const;
   /// The same with an outcome; adds the fields of the packed attributes to `device`.
@@ -31,7 +32,7 @@ class PreparedDocuments {
   [[nodiscard]] std::shared_ptr<const DeviceRules> make(const Selection& selection, const CheckCall& call) const;
 
   RuleDocuments documents_;
-  std::shared_ptr<const Provenance> provenance_;
+  SharedByThreads<Provenance> provenance_;
   mutable DeviceRulesCache cache_;
 };
 

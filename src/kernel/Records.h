@@ -51,6 +51,7 @@ class Records {
   }
   void setInLast(std::string_view key, Value value) {
     Dictionary record = *last().ifDictionary();
+    records_.last() = Value();  // so that the record has one owner and is not copied
     record.set(key, std::move(value));
     records_.last() = std::move(record);
   }

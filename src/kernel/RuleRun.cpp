@@ -57,7 +57,7 @@ void RuleRun::addMissing(const PreparedRule& rule, const Missing& missing) {
 bool RuleRun::evaluateWithReferences(const PreparedRule& rule, const Value* attribute) {
   Dictionary references = ValueAccess::dictionary(Entries::make(rule.listed.size(), &records_.slabs()));
   const auto missing = gather(rule, attribute, [&](const PreparedReference& reference, const Value& value) {
-    ValueAccess::set(references, *reference.name.value(), value);
+    ValueAccess::set(references, ValueAccess::copied(*reference.name.value(), records_.slabs()), value);
   });
   if (missing) return addMissing(rule, *missing), true;
   return evaluate(rule, attribute, &references, rule.value);
@@ -120,11 +120,12 @@ bool RuleRun::evaluate(const PreparedRule& rule, const Value* attribute, const D
   bool isPrepared = rule.recordHasExpected;
   Judgement judgement = rule.combination == Operator::kNone ? judge(rule.call, operands, isPrepared)
                                                             : combine(rule, operands, isPrepared);
-  const Value* const attributes = judgement.attributes;
+  const Value* const forwarded = judgement.attributes;
   addRecord(rule, std::move(judgement), isPrepared);
-  if (attributes != nullptr) {
-    records_.setInLast("attributes", *attributes);
-    forward(*attributes);
+  if (forwarded != nullptr) {
+    const Value attributes = ValueAccess::copiedWithEntries(*forwarded, records_.slabs());
+    records_.setInLast("attributes", attributes);
+    forward(attributes);
   }
   if (logs_) log(kernel_.platform(), "ruleResult: %@", records_.last());
   if (rule.hidesResult) records_.setInLast("hideResult", "");

@@ -86,6 +86,17 @@ void destroy(Container* last) noexcept {
 
 }  // namespace detail
 
+Value ValueAccess::copiedWithEntries(const Value& value, detail::SlabCutter& slabs) {
+  constexpr std::size_t kFew = 4;
+  const Dictionary* const dictionary = value.ifDictionary();
+  if (dictionary == nullptr || dictionary->size() > kFew) return copied(value, slabs);
+  detail::FixedDictionary copy(dictionary->size(), &slabs);
+  for (const detail::Entry& entry : entriesOf(*dictionary)) {
+    if (!isErased(entry.key)) copy.add(copied(entry.key, slabs), copiedWithEntries(entry.value, slabs));
+  }
+  return std::move(copy).take();
+}
+
 Data::Data(std::span<const std::uint8_t> bytes) : bytes_(bytes.empty() ? nullptr : Bytes::make(bytes.size())) {
   if (bytes_ != nullptr) std::memcpy(static_cast<void*>(bytes_ + 1), bytes.data(), bytes.size());
 }

@@ -140,6 +140,8 @@ class ValueAccess {
 
   /// A copy that does not share its text, which is cut from `slabs` unless it is long.
   static Value copied(const Value& value, SlabCutter& slabs);
+  /// The same; also copies the entries of small dictionaries.
+  static Value copiedWithEntries(const Value& value, SlabCutter& slabs);
 
   /// Releases a value's contents without destroying containers; returns the container that lost its last owner.
   static Container* dropContents(const Value& value, SlabRelease& release) noexcept;

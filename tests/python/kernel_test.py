@@ -212,6 +212,7 @@ class OutcomeTest(unittest.TestCase):
             lines.append(tavik.write_json({"attributes": attributes, "sources": sources or {}}) + "\n")
         verdicts = [None] + ["passed", "failed", "failed", "none", "none", "none"] * 50
         for threads in (None, 1, 2, 1000):
+            self.assertEqual(prepared.verdicts(kinds * 50, threads), verdicts[1:])
             answers = [json.loads(line) for line in prepared.check_lines(iter(lines), threads)]
             self.assertEqual([answer.get("verdict") for answer in answers], verdicts)
             self.assertEqual([answer["id"] for answer in answers], [2, *range(4, len(lines) + 1)])

@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <tavik/PropertyList.h>
 #include <tavik/Value.h>
+#include <tavik/ValueMaker.h>
 
 #include <cmath>
 #include <limits>
@@ -113,6 +114,26 @@ TEST(ValueTest, DictionariesKeepTheirOrder) {
       ++expected;
     }
   }
+}
+
+TEST(ValueTest, MakerMakesTheSameValues) {
+  ValueMaker maker(100);
+  for (const std::string& text : {std::string("short"), std::string("ill-formed \xFF"), std::string(300, 'x')}) {
+    EXPECT_EQ(maker.string(text), Value(text));
+  }
+  for (const auto& [count, different] : {std::pair(0, 1), {5, 5}, {5, 2}, {40, 40}, {40, 30}}) {
+    std::vector<std::pair<Value, Value>> entries;
+    Dictionary expected;
+    for (int i = 0; i < count; ++i) {
+      const std::string key = "a key of some length " + std::to_string(i % different);
+      entries.emplace_back(maker.string(key), Value(i));
+      expected.set(key, Value(i));
+    }
+    const Dictionary made = ValueMaker::dictionary(std::move(entries));
+    EXPECT_EQ(made, expected);
+    EXPECT_EQ(keysOf(made), keysOf(expected));
+  }
+  EXPECT_THROW(ValueMaker::dictionary({{Value(1), Value(2)}}), std::invalid_argument);
 }
 
 TEST(ValueTest, AbsentValues) {

@@ -67,6 +67,11 @@ class PreparedRules:
         devices: Iterable[Union[_Entries, tuple[_Entries, Optional[_Entries]]]],
         threads: Optional[int] = None,
     ) -> list[Union[Result, Error, Fault]]: ...
+    def verdicts(
+        self,
+        devices: Iterable[Union[_Entries, tuple[_Entries, Optional[_Entries]]]],
+        threads: Optional[int] = None,
+    ) -> list[Literal["passed", "failed", "none"]]: ...
     def check_lines(self, lines: Iterable[Union[str, bytes]], threads: Optional[int] = None) -> Iterator[str]: ...
 
 class Kernel:

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <exception>
+#include <limits>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -119,9 +120,10 @@ class Batch {
     std::uint64_t position = 0;
   };
 
-  void work() noexcept;
+  void workOnThreads();
+  void work(std::size_t most = std::numeric_limits<std::size_t>::max()) noexcept;
   Piece take();
-  [[nodiscard]] Finished check(Piece piece, Tally& tally, std::size_t room);
+  [[nodiscard]] Finished check(const Piece& piece, Tally& tally, std::size_t room);
   void count(const DeviceResult& result, Tally& tally);
   void add(const Tally& tally);
   void fail(std::exception_ptr why);
@@ -142,29 +144,35 @@ class Batch {
 };
 
 Tally Batch::run() {
-  {
-    std::vector<std::jthread> others;
-    others.reserve(threads_);
-    try {
-      for (std::size_t i = 1; i < threads_; ++i) others.emplace_back(&Batch::work, this);
-    } catch (const std::system_error&) {
-      // No more threads are available; the existing ones produce the same results.
-    }
-    work();
-  }
+  threads_ == 1 ? work() : workOnThreads();
   if (failure_) std::rethrow_exception(failure_);
   return tally_;
 }
 
-void Batch::work() noexcept {
+/// The calling thread has the rules in its heap. It checks the first devices, which prepares their rules there, and
+/// then only waits: what it would write for more devices shares cache lines with what all threads read.
+void Batch::workOnThreads() {
+  work(1);
+  std::vector<std::jthread> workers;
+  workers.reserve(threads_);
+  try {
+    while (workers.size() < threads_) workers.emplace_back([this] { work(); });
+  } catch (const std::system_error&) {
+    // No more threads are available; the existing ones produce the same results.
+  }
+  if (workers.empty()) work();
+}
+
+/// most: the maximum number of pieces.
+void Batch::work(std::size_t most) noexcept {
   try {
     Tally tally;
     std::size_t room = 0;  // for the lines of a piece: about as much as for the last one
     for (Piece piece = take(); !piece.lines.empty(); piece = take()) {
-      const std::size_t number = piece.number;
-      Finished finished = check(std::move(piece), tally, room);
+      Finished finished = check(piece, tally, room);
       room = std::min(finished.lines.size() * 9 / 8, kMostRoom);
-      output_.put(number, std::move(finished));
+      output_.put(piece.number, std::move(finished));
+      if (--most == 0) break;
     }
     add(tally);
   } catch (...) {
@@ -178,10 +186,10 @@ Batch::Piece Batch::take() {
   return {taken_++, std::move(lines), input_.position()};
 }
 
-Finished Batch::check(Piece piece, Tally& tally, std::size_t room) {
+Finished Batch::check(const Piece& piece, Tally& tally, std::size_t room) {
   Finished finished{.lines = {}, .devices = piece.lines.size(), .failed = 0, .position = piece.position};
   finished.lines.reserve(room);
-  for (Line& line : piece.lines) {
+  for (const Line& line : piece.lines) {
     const DeviceResult result = checker_.check(line);
     count(result, tally);
     if (!result.passed()) ++finished.failed;

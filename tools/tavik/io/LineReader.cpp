@@ -16,9 +16,11 @@
 namespace tavik::tool {
 namespace {
 
-constexpr std::size_t kReadSize = std::size_t{1} << 18;
-/// Lines per piece of work: enough to make handover cheap, few enough to bound the size of the results.
-constexpr std::size_t kMostLines = 8;
+/// The size of a block: stays in the cache of the processor whose thread reads it and checks its devices.
+constexpr std::size_t kBlockSize = std::size_t{1} << 16;
+/// Per piece of work: enough to make handover cheap, little enough to bound the size of the results.
+constexpr std::size_t kMostLines = 32;
+constexpr std::size_t kMostText = kBlockSize;
 /// The kept part of a line that is too long, for the "id" at its beginning.
 constexpr std::size_t kKeptOfLongLine = 4096;
 
@@ -38,13 +40,14 @@ LineReader::LineReader(std::string name, FileDescriptor file, const StopRequest&
       file_(std::move(file)),
       stop_(stop),
       longestLine_(longestLine),
-      size_(sizeOf(file_.number())),
-      piece_(kReadSize) {}
+      size_(sizeOf(file_.number())) {}
 
 std::vector<Line> LineReader::next() {
   std::vector<Line> lines;
   checkStop();
-  while (lines.size() < kMostLines && !whyEnded_) {
+  const std::uint64_t begin = position();
+  const auto isFull = [&] { return lines.size() == kMostLines || (!lines.empty() && position() - begin >= kMostText); };
+  while (!isFull() && !whyEnded_) {
     if (takeLine(lines)) continue;
     if (atEnd_ || !lines.empty()) break;
     fill();
@@ -53,11 +56,12 @@ std::vector<Line> LineReader::next() {
 }
 
 bool LineReader::takeLine(std::vector<Line>& lines) {
-  searched_ = std::min(buffer_.find('\n', searched_), buffer_.size());
-  const bool ended = searched_ < buffer_.size();
+  const std::string_view input(block_.get(), end_);
+  searched_ = std::min(input.find('\n', searched_), end_);
+  const bool ended = searched_ < end_;
   const bool last = !ended && atEnd_ && (start_ < searched_ || longLine_);
   if (!ended && !last) return false;
-  addLine(std::string_view(buffer_).substr(start_, searched_ - start_), lines);
+  addLine(input.substr(start_, searched_ - start_), lines);
   if (ended) ++searched_;
   start_ = searched_;
   return true;
@@ -69,37 +73,52 @@ void LineReader::addLine(std::string_view text, std::vector<Line>& lines) {
   if (text.ends_with('\r')) text.remove_suffix(1);
   if (!longLine_ && text.size() > longestLine_) longLine_ = text.substr(0, kKeptOfLongLine);
   if (longLine_) {
-    lines.push_back({number, *std::exchange(longLine_, {}), fmt::format("is longer than {} MiB", longestLine_ >> 20U)});
+    addLongLine(lines);
   } else if (!isBlank(text)) {
-    lines.push_back({number, std::string(text)});
+    lines.push_back({.number = number, .text = text, .memory = block_});
   }
+}
+
+void LineReader::addLongLine(std::vector<Line>& lines) {
+  const auto kept = std::make_shared<const std::string>(*std::exchange(longLine_, {}));
+  lines.push_back({linesTaken_, *kept, fmt::format("is longer than {} MiB", longestLine_ >> 20U), kept});
 }
 
 /// Reads the next bytes, at least one unless the stream has ended.
 void LineReader::fill() {
+  dropLongLine();
   makeRoom();
   awaitInput();
   checkStop();
   if (whyEnded_) return;
-  const ssize_t count = read(file_.number(), piece_.data(), piece_.size());
+  const ssize_t count = read(file_.number(), block_.get() + end_, room_ - end_);
   if (count < 0) {
     if (errno != EINTR && errno != EAGAIN) whyEnded_ = name_ + ": " + systemReason();
     return;
   }
-  buffer_.append(piece_.data(), static_cast<std::size_t>(count));
+  end_ += static_cast<std::size_t>(count);
   bytesRead_ += static_cast<std::uint64_t>(count);
   atEnd_ = count == 0;
 }
 
-/// Drops the lines that were taken and, for a line that is too long, everything but its beginning.
+/// Drops everything but the beginning of a line that is too long.
+void LineReader::dropLongLine() {
+  if (!longLine_ && end_ - start_ <= longestLine_) return;
+  if (!longLine_) longLine_.emplace(block_.get() + start_, kKeptOfLongLine);
+  start_ = end_;
+}
+
+/// Continues in a new block if the block is full.
 void LineReader::makeRoom() {
-  buffer_.erase(0, start_);
-  if (longLine_ || buffer_.size() > longestLine_) {
-    if (!longLine_) longLine_ = buffer_.substr(0, kKeptOfLongLine);
-    buffer_.clear();
-  }
+  if (end_ < room_) return;
+  const std::size_t kept = end_ - start_;
+  const std::size_t room = std::max(kBlockSize, 2 * kept);
+  auto block = std::make_shared_for_overwrite<char[]>(room);
+  std::copy_n(block_.get() + start_, kept, block.get());
+  block_ = std::move(block);
+  room_ = room;
   start_ = 0;
-  searched_ = buffer_.size();
+  searched_ = end_ = kept;
 }
 
 /// Returns when input is available or a stop is requested.
@@ -110,7 +129,7 @@ void LineReader::awaitInput() const {
 }
 
 void LineReader::checkStop() {
-  const bool done = atEnd_ && start_ == buffer_.size();
+  const bool done = atEnd_ && start_ == end_;
   if (stop_.made() && !done) whyEnded_ = "interrupted before the end of the input";
 }
 

@@ -1,0 +1,40 @@
+// Values whose texts are allocated in blocks.
+
+#include <tavik/ValueMaker.h>
+
+#include <algorithm>
+#include <stdexcept>
+
+#include "values/SharedContents.h"
+#include "values/Text.h"
+#include "values/ValueAccess.h"
+
+namespace tavik {
+
+using detail::ValueAccess;
+
+ValueMaker::ValueMaker(std::size_t expectedSize) : slabs_(std::make_unique<detail::SlabCutter>(expectedSize)) {}
+
+ValueMaker::~ValueMaker() = default;
+
+Value ValueMaker::string(std::string_view text) {
+  if (validUtf8Prefix(text) != text.size()) return {text};
+  return ValueAccess::joined(text, {}, slabs_.get());
+}
+
+Dictionary ValueMaker::dictionary(std::vector<std::pair<Value, Value>> entries) {
+  if (!std::ranges::all_of(entries, &Value::isString, &std::pair<Value, Value>::first)) {
+    throw std::invalid_argument("the key of an entry is not a string");
+  }
+  if (entries.empty()) return {};
+  detail::FixedDictionary made(entries.size());
+  for (auto& [key, value] : entries) made.add(std::move(key), std::move(value));
+  const bool isRepeated = made.makeIndex().has_value();
+  Dictionary all = std::move(made).take();
+  if (!isRepeated) return all;
+  Dictionary distinct;
+  for (const detail::Entry& entry : detail::entriesOf(all)) ValueAccess::set(distinct, entry.key, entry.value);
+  return distinct;
+}
+
+}  // namespace tavik
