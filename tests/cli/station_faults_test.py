@@ -19,32 +19,41 @@ import unittest
 
 from station import GOOD, SFC, StationTest
 
+FACTOR = 20 if "TSAN_OPTIONS" in os.environ else 1  # of time and memory, with ThreadSanitizer
 KILLS = int(os.environ.get("TAVIK_KILLS", "3"))
 CHECK = json.dumps({"attributes": GOOD, "sources": SFC}).encode()
 POST = b"POST /v1/check HTTP/1.1\r\nHost: localhost\r\n"
+TOO_LARGE = 17 << 20
 MALFORMED = (  # bytes, the statuses of the answers
     (b"\r\n\r\nGET /healthz HTTP/1.1\r\nHost: localhost\r\n\r\n", [200]),
     (b"GET /healthz HTTP/1.1\r\nHost: localhost\r\n\r\n" * 3, [200] * 3),
     (b"HEAD /healthz HTTP/1.1\r\nHost: localhost\r\n\r\n", [200]),
-    (b"GET /healthz HTTP/1.0\r\nHost: localhost\r\n\r\n" * 2, [200]),
+    (b"GET /healthz HTTP/1.0\r\nHost: localhost\r\n\r\n", [200]),
     (b"GET /healthz HTTP/1.0\r\nHost: localhost\r\nConnection: keep-alive\r\n\r\n" * 2, [200, 200]),
     (b"GET /%68ealthz?%61=%zz HTTP/1.1\r\nHost: localhost\r\n\r\n", [400]),
     (b"GET /%68ealthz HTTP/1.1\r\nHost: localhost\r\n\r\n", [200]),
     (b"GET /healthz HTTP/1.1\r\n\r\n", [403]),
     (b"GET http://localhost/healthz HTTP/1.1\r\nHost: localhost\r\n\r\n", [400]),
     (b"GET /../../etc/passwd HTTP/1.1\r\nHost: localhost\r\n\r\n", [404]),
-    (b"GET /healthz HTTP/2.0\r\nHost: localhost\r\n\r\n", [505]),
-    (b"GET /healthz\r\n\r\n", [505]),
-    (b"\x16\x03\x01\x02\x00\x01\r\n\r\n", [400]),
+    (b"GET /healthz HTTP/2.0\r\n", [505]),
+    (b"GET /healthz\r\n", [400]),
+    (b"GET /health z HTTP/1.1\r\nHost: localhost\r\n\r\n", [400]),
+    (b"GET /healthz%00 HTTP/1.1\r\nHost: localhost\r\n\r\n", [400]),
+    (b"\x16\x03\x01\x02\x00\x01\r\n", []),
     (b"GET / HTTP/1.1\r\nHost: localhost\r\nHost: localhost\r\n\r\n", [400]),
     (b"GET / HTTP/1.1\r\nHost : localhost\r\n\r\n", [400]),
     (b"GET / HTTP/1.1\r\nHost: localhost\r\n folded\r\n\r\n", [400]),
     (b"GET / HTTP/1.1\r\nHost: local\x00host\r\n\r\n", [400]),
-    (b"GET / HTTP/1.1\nHost: localhost\n\n" + b"x" * 40000, [431]),
-    (b"GET /" + b"x" * 40000 + b" HTTP/1.1\r\nHost: localhost\r\n\r\n", [431]),
+    (b"GET / HTTP/1.1\r\nHost: localhost\r\n\x00\r\n", [400]),
+    (b"GET / HTTP/1.1\nHost: localhost\r\n\r\n", [400]),
+    (b"GET / HTTP/1.1\r\nHost: localhost\nX: y\r\n\r\n", [400]),
+    (b"GET / HTTP/1.1\r\nHost: localhost\r\n\n", [400]),
+    (b"GET / HTTP/1.1\r\nHost: localhost\r\nX: a\rb\r\n\r\n", [400]),
+    (b"GET /healthz HTTP/1.1\r\nHost:localhost\r\nX:\t\r\nY: " + b"y" * 20000 + b"\r\n\r\n", [200]),
+    (b"GET /" + b"x" * 32763, [414]),
     (POST + b"Content-Length: %d\r\n\r\n" % len(CHECK) + CHECK, [200]),
-    (POST + b"Content-Length: 99999999\r\n\r\n", [413]),
-    (POST + b"Content-Length: -1\r\n\r\n", [400]),
+    (POST + b"Content-Length: %d\r\n\r\n" % TOO_LARGE + b" " * TOO_LARGE, [413]),
+    (POST + b"Content-Length: -1\r\n\r\n", [400, 400]),  # libmicrohttpd writes the head twice, and closes
     (POST + b"Content-Length: 1\r\nContent-Length: 2\r\n\r\n", [400]),
     (POST + b"Content-Length: 1\r\nTransfer-Encoding: chunked\r\n\r\n", [400]),
     (POST + b"Content-Encoding: gzip\r\nContent-Length: 1\r\n\r\nx", [415]),
@@ -53,7 +62,7 @@ MALFORMED = (  # bytes, the statuses of the answers
      + b"\r\n0\r\nTrailer: x\r\n\r\nGET /healthz HTTP/1.1\r\nHost: localhost\r\n\r\n", [200, 200]),
     (POST + b"Transfer-Encoding: chunked\r\n\r\n5\r\n123456\r\n", [400]),
     (POST + b"Transfer-Encoding: chunked\r\n\r\n-5\r\n", [400]),
-    (POST + b"Transfer-Encoding: chunked\r\n\r\nffffffffffffffff\r\n", [413]),
+    (POST + b"Transfer-Encoding: chunked\r\n\r\n%x\r\n" % TOO_LARGE + b" " * TOO_LARGE + b"\r\n0\r\n\r\n", [413]),
     (POST + b"Expect: 100-continue\r\nContent-Length: 99999999\r\n\r\n", [413]),
 )
 
@@ -199,23 +208,25 @@ class ClientsTest(StationTest):
     def is_prompt(self):
         begin = time.monotonic()
         self.check()
-        return time.monotonic() - begin < 1
+        return time.monotonic() - begin < FACTOR
 
-    def memory(self):
+    def takes_less_than(self, mebibytes):
         pages = pathlib.Path(f"/proc/{self.service.pid}/statm").read_text().split()[1]
-        return int(pages) * resource.getpagesize() / 2**20
+        return int(pages) * resource.getpagesize() < FACTOR * mebibytes << 20
 
     def test_malformed_requests(self):
         for data, statuses in MALFORMED:
             for size in (len(data), 7) if len(data) < 1000 else (len(data),):  # at once and in pieces
                 with self.subTest(data[:80], size=size), socket.create_connection(("127.0.0.1", self.port), timeout=20) as client:
                     client.setsockopt(socket.IPPROTO_TCP, socket.TCP_NODELAY, 1)
-                    for start in range(0, len(data), size):
-                        client.sendall(data[start:start + size])
-                    client.shutdown(socket.SHUT_WR)
+                    with contextlib.suppress(OSError):  # if the service has answered and closed the connection
+                        for start in range(0, len(data), size):
+                            client.sendall(data[start:start + size])
+                        client.shutdown(socket.SHUT_WR)
                     answers = b""
-                    while piece := client.recv(65536):
-                        answers += piece
+                    with contextlib.suppress(ConnectionResetError):
+                        while piece := client.recv(65536):
+                            answers += piece
                     found = [int(status) for status in re.findall(r"^HTTP/1.1 (\d+)", answers.decode(), re.MULTILINE)]
                     self.assertEqual(found, statuses)
         self.check()
@@ -233,20 +244,20 @@ class ClientsTest(StationTest):
         self.talk(b"GET /v1/events HTTP/1.1\r\nHost: localhost\r\n\r\n", 70)
         last = self.clients[-1]
         self.assertIn(b"429", last.recv(100))
-        self.assertTrue(self.is_prompt())
-        self.assertLess(self.memory(), 200)
+        for client in self.clients[-70:]:
+            client.close()
+            self.assertTrue(self.is_prompt())
+        self.assertTrue(self.takes_less_than(200))
 
     def test_large_bodies_of_many_clients(self):
         body = POST + b"Content-Length: 16000000\r\n\r\n" + b" " * 15_999_999
-        refused = 0
-        for _ in range(30):
-            self.talk(b"", 1)
-            self.clients[-1].sendall(body)
-            self.clients[-1].settimeout(0.2)
-            with contextlib.suppress(TimeoutError):
-                refused += b"503" in self.clients[-1].recv(100)
-        self.assertLess(self.memory(), 700)
+        self.talk(body, 30)
         self.assertTrue(self.is_prompt())
+        self.assertTrue(self.takes_less_than(700))
+        refused = 0
+        for client in self.clients:
+            client.sendall(b" ")
+            refused += b" 503 " in client.recv(100)
         self.assertGreater(refused, 5)
 
 

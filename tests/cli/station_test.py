@@ -183,7 +183,9 @@ class ProductsTest(StationTest):
                 (UNUSABLE, "at least 16 characters", *documents, "--token-file", "short"),
                 (UNUSABLE, "use chmod 600", *documents, "--token-file", "shared"),
                 (UNUSABLE, "unknown key \"titel\"; did you mean \"title\"?", *documents, "--texts", "texts"),
-                (UNUSABLE, "cannot listen", *documents, "--host", "192.0.2.1", "--token-file", "token"),
+                (UNUSABLE, "Cannot assign requested address", *documents, "--host", "192.0.2.1", "--token-file", "token"),
+                (UNUSABLE, "--tls-certificate library and --tls-key rules", *documents, "--tls-certificate", "library", "--tls-key",
+                 "rules"),
                 (UNUSABLE, "version 99", *documents, "--database", "newer.db"),
                 (UNUSABLE, "is not a database", *documents, "--database", "text.db"),
                 (UNUSABLE, "unable to open", *documents, "--database", "none/runs.db"),
@@ -309,8 +311,33 @@ class AccessTest(StationTest):
             plain.sendall(b"GET / HTTP/1.1\r\n\r\n")
             with contextlib.suppress(ConnectionResetError):
                 self.assertNotIn(b"HTTP", plain.recv(100))
-        with self.assertRaises(ssl.SSLCertVerificationError), socket.create_connection(("127.0.0.1", self.port)) as raw:
-            ssl.create_default_context().wrap_socket(raw, server_hostname="localhost")
+        with self.assertRaises(ssl.SSLCertVerificationError):
+            self.handshake(ssl.create_default_context())
+        for version in ("tls1_1", "tls1_2"):
+            run = subprocess.run(["openssl", "s_client", "-connect", f"127.0.0.1:{self.port}", f"-{version}", "-cipher", "ALL@SECLEVEL=0"],
+                                 input=b"", capture_output=True, check=False)
+            self.assertEqual(run.returncode, version == "tls1_1", run.stderr)
+
+    def handshake(self, context):
+        """The names in the certificate of the service."""
+        with socket.create_connection(("127.0.0.1", self.port)) as raw, context.wrap_socket(raw, server_hostname="localhost") as tls:
+            return [name for _, name in tls.getpeercert()["subjectAltName"]]
+
+    def test_a_new_certificate(self):
+        def make(days, *names):
+            subprocess.run(["openssl", "req", "-x509", "-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:P-256", "-nodes", "-subj",
+                            "/CN=station", "-days", days, "-addext", "subjectAltName=DNS:localhost" + "".join(names), "-keyout", "key",
+                            "-out", "certificate"], cwd=self.folder, capture_output=True, check=True)
+            return ssl.create_default_context(cafile=self.folder / "certificate")
+
+        first = make("1")
+        self.start("--tls-certificate", "certificate", "--tls-key", "key")
+        self.assertEqual(self.handshake(first), ["localhost"])
+        second = make("2", ",DNS:new.example")
+        self.assertEqual(self.handshake(second), ["localhost", "new.example"])
+        self.file("key", "-----BEGIN")
+        self.assertEqual(self.handshake(second), ["localhost", "new.example"])
+        self.assertIn("certificate rejected; the old one remains in use", self.log())
 
 
 class DocumentationTest(StationTest):

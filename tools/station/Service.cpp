@@ -79,17 +79,24 @@ void raiseDescriptorLimit() {
   setrlimit(RLIMIT_NOFILE, &limit);
 }
 
-std::shared_ptr<const TlsContext> tlsFor(const ServeOptions& options, const Log& log) {
+std::shared_ptr<Certificate> certificateFor(const ServeOptions& options, const Log& log) {
+  if (isLoopback(options.host) && !options.tlsCertificate) return nullptr;
+  const auto report = [&](const std::string& problem) {
+    if (problem.empty()) {
+      log.write(Log::Level::kInfo, "certificate loaded");
+    } else {
+      log.write(Log::Level::kWarning, "certificate rejected; the old one remains in use", {{"reason", problem}});
+    }
+  };
   if (options.tlsCertificate) {
-    return std::make_shared<const TlsContext>(CertificateFiles{*options.tlsCertificate, *options.tlsKey});
+    return std::make_shared<Certificate>(CertificateFiles{*options.tlsCertificate, *options.tlsKey}, report);
   }
-  if (isLoopback(options.host)) return nullptr;
   const CertificateFiles files = {options.database + ".certificate.pem", options.database + ".key.pem"};
   makeSelfSignedCertificate(files, options.host);
-  auto tls = std::make_shared<const TlsContext>(files);
+  auto certificate = std::make_shared<Certificate>(files, report);
   log.write(Log::Level::kInfo, "self-signed certificate",
-            {{"file", files.certificate}, {"sha256", tls->fingerprint()}});
-  return tls;
+            {{"file", files.certificate}, {"sha256", certificate->fingerprint()}});
+  return certificate;
 }
 
 std::unique_ptr<RunStore> openStore(const ServeOptions& options) {
@@ -130,7 +137,7 @@ ExitStatus serve(const ServeOptions& options) {
   Server server({.host = options.host,
                  .port = options.port,
                  .mostConnections = options.mostConnections,
-                 .tls = tlsFor(options, log)});
+                 .certificate = certificateFor(options, log)});
   const Station station{
       .rules = rules,
       .store = *store,

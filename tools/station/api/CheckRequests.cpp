@@ -5,8 +5,8 @@
 #include <algorithm>
 #include <chrono>
 #include <iterator>
-#include <ranges>
 #include <utility>
+#include <vector>
 
 #include "api/Api.h"
 #include "api/StoredRun.h"
@@ -68,9 +68,10 @@ Response check(const Station& station, const Request& request, std::string_view 
 Response makeList(const Station& station, const Request& request, std::string_view segment) {
   const auto* const list = std::ranges::find(tool::kCheckLists, segment, &tool::CheckList::name);
   if (list == std::end(tool::kCheckLists)) {
-    return Response::error(
-        404, fmt::format("unknown list \"{}\"; use one of {}", tool::shortened(tool::visible(segment), 40),
-                         fmt::join(tool::kCheckLists | std::views::transform(&tool::CheckList::name), ", ")));
+    std::vector<std::string_view> names;
+    std::ranges::transform(tool::kCheckLists, std::back_inserter(names), &tool::CheckList::name);
+    return Response::error(404, fmt::format("unknown list \"{}\"; use one of {}",
+                                            tool::shortened(tool::visible(segment), 40), fmt::join(names, ", ")));
   }
   const std::shared_ptr<const LoadedRules> rules = station.rules.rules();
   if (const auto why = rules->whyUnusable()) return Response::error(503, *why);

@@ -2,19 +2,19 @@
 
 #include <arpa/inet.h>
 #include <fmt/format.h>
+#include <gnutls/abstract.h>
 #include <netdb.h>
 #include <netinet/in.h>
-#include <netinet/tcp.h>
-#include <sys/epoll.h>
-#include <sys/eventfd.h>
+#include <poll.h>
 #include <sys/socket.h>
 
-#include <algorithm>
-#include <array>
 #include <cerrno>
 #include <cstring>
+#include <utility>
 
 #include "ExitStatus.h"
+#include "io/FileDescriptor.h"
+#include "text/Text.h"
 
 namespace tavik::station {
 namespace {
@@ -22,17 +22,19 @@ namespace {
 using std::chrono::seconds;
 using tool::Unusable;
 
-constexpr std::uint64_t kListenerId = 0;
-constexpr std::uint64_t kWakeId = 1;
 constexpr std::size_t kMostBuffered = std::size_t{256} << 20;  // bytes of all incomplete requests
-constexpr std::size_t kMostPerPeer = 256;
+constexpr std::size_t kLargestHead = std::size_t{32} << 10;
+constexpr unsigned kMostPerPeer = 256;
+constexpr unsigned kReserve = 64;  // connections beyond the limit, until libmicrohttpd has closed others
 constexpr std::size_t kMostStreams = 64;
 constexpr std::size_t kLargestBacklog = std::size_t{1} << 20;  // bytes that an event stream may lag behind
+constexpr std::size_t kEventBlock = std::size_t{16} << 10;
 constexpr seconds kIdleTime{75};
 constexpr seconds kRequestTime{30};
-constexpr seconds kWriteTime{30};
-constexpr seconds kDrainTime{2};
 constexpr seconds kHeartbeatTime{15};
+constexpr const char* kTlsPriorities = "NORMAL:-VERS-ALL:+VERS-TLS1.3:+VERS-TLS1.2";
+/// `Certificate` gives each session its own.
+constexpr gnutls_certificate_retrieve_function2* kNoCertificate = [](auto...) { return -1; };
 
 [[noreturn]] void failToListen(const ServerOptions& options, const std::string& reason) {
   throw Unusable(
@@ -49,374 +51,326 @@ std::unique_ptr<addrinfo, decltype(&freeaddrinfo)> resolved(const ServerOptions&
   return {found, freeaddrinfo};
 }
 
-bool isLoopbackAddress(const sockaddr_storage& address) {
-  if (address.ss_family == AF_INET) {
-    in_addr ip{};
-    std::memcpy(&ip, reinterpret_cast<const char*>(&address) + offsetof(sockaddr_in, sin_addr), sizeof ip);
-    return ntohl(ip.s_addr) >> 24U == 127;
-  }
-  in6_addr ip{};
-  std::memcpy(&ip, reinterpret_cast<const char*>(&address) + offsetof(sockaddr_in6, sin6_addr), sizeof ip);
-  return IN6_IS_ADDR_LOOPBACK(&ip);
+/// The headers of a request. libmicrohttpd accepts lines that end with LF only, lines that continue others, and NUL
+/// bytes, which other programs read differently. It parses the head in place, so if it has none of them, the headers
+/// follow each other in memory, with two bytes at the end of each line.
+struct Headers {
+  Request& request;
+  const char* next;  // where a line begins
+  bool isPlain = true;
+};
+
+MHD_Result addHeader(void* self, MHD_ValueKind /*kind*/, const char* name, std::size_t nameSize, const char* value,
+                     std::size_t size) {
+  Headers& headers = *static_cast<Headers*>(self);
+  headers.request.headers.emplace_back(tool::lowerCase({name, nameSize}), std::string(value, size));
+  headers.isPlain = headers.isPlain && name == headers.next;
+  headers.next = value + size + 2;
+  return MHD_YES;
 }
 
-std::string nameOfPeer(const sockaddr_storage& address, socklen_t size) {
-  char host[NI_MAXHOST] = "";
-  getnameinfo(reinterpret_cast<const sockaddr*>(&address), size, host, sizeof host, nullptr, 0, NI_NUMERICHOST);
-  return host;
+MHD_Result addParameter(void* request, MHD_ValueKind /*kind*/, const char* name, std::size_t nameSize,
+                        const char* value, std::size_t size) {
+  auto& parameters = static_cast<Request*>(request)->parameters;
+  if (nameSize != 0) parameters.emplace_back(std::string(name, nameSize), std::string(value, size));
+  return MHD_YES;
 }
 
-int checked(int file, const char* what) {
-  if (file < 0) throw Unusable(std::string(what) + ": " + tool::systemReason());
-  return file;
+void addHeaders(MHD_Response* made, const Response& response) {
+  const auto add = [&](const char* name, std::string_view value) {
+    MHD_add_response_header(made, name, std::string(value).c_str());
+  };
+  add("Content-Type", response.contentType);
+  add("Cache-Control", "no-store");
+  add("X-Content-Type-Options", "nosniff");
+  add("Content-Security-Policy", response.contentSecurityPolicy);
+  add("Referrer-Policy", "no-referrer");
+  add("Cross-Origin-Resource-Policy", "same-origin");
+  for (const auto& [name, value] : response.headers) add(std::string(name).c_str(), value);
 }
 
-int openListener(const ServerOptions& options) {
-  const auto found = resolved(options);
-  const int socket = ::socket(found->ai_family, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
-  if (socket < 0) failToListen(options, tool::systemReason());
-  const int on = 1;
-  setsockopt(socket, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
-  if (bind(socket, found->ai_addr, found->ai_addrlen) != 0 || ::listen(socket, SOMAXCONN) != 0) {
-    const std::string reason = tool::systemReason();
-    ::close(socket);
-    failToListen(options, reason);
-  }
-  return socket;
-}
-
-std::uint16_t portOf(int socket) {
-  sockaddr_storage address{};
-  socklen_t size = sizeof address;
-  getsockname(socket, reinterpret_cast<sockaddr*>(&address), &size);
-  static_assert(offsetof(sockaddr_in, sin_port) == offsetof(sockaddr_in6, sin6_port));
-  std::uint16_t port = 0;
-  std::memcpy(&port, reinterpret_cast<const char*>(&address) + offsetof(sockaddr_in, sin_port), sizeof port);
-  return ntohs(port);
+bool isGone(int socket) {
+  pollfd state{.fd = socket, .events = POLLRDHUP, .revents = 0};
+  return poll(&state, 1, 0) > 0;
 }
 
 }  // namespace
 
 bool isLoopback(const std::string& host) {
   const auto found = resolved({.host = host});
-  sockaddr_storage address{};
-  std::memcpy(&address, found->ai_addr, found->ai_addrlen);
-  return isLoopbackAddress(address);
+  if (found->ai_family == AF_INET6)
+    return IN6_IS_ADDR_LOOPBACK(&reinterpret_cast<const sockaddr_in6*>(found->ai_addr)->sin6_addr);
+  return ntohl(reinterpret_cast<const sockaddr_in*>(found->ai_addr)->sin_addr.s_addr) >> 24U == 127;
 }
 
-Server::Server(ServerOptions options)
-    : options_(std::move(options)),
-      isLoopback_(isLoopback(options_.host)),
-      listener_(openListener(options_)),
-      poller_(checked(epoll_create1(EPOLL_CLOEXEC), "cannot create a poller")),
-      wake_(checked(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK), "cannot create an event descriptor")),
-      port_(portOf(listener_.number())) {
-  for (const auto& [file, id] : {std::pair(listener_.number(), kListenerId), std::pair(wake_.number(), kWakeId)}) {
-    epoll_event event{.events = EPOLLIN, .data = {.u64 = id}};
-    checked(epoll_ctl(poller_.number(), EPOLL_CTL_ADD, file, &event), "cannot create a poller");
-  }
+Server::Server(ServerOptions options) : options_(std::move(options)) {
+  const auto address = resolved(options_);
+  unsigned flags = MHD_USE_EPOLL_INTERNAL_THREAD | MHD_ALLOW_SUSPEND_RESUME;
+  if (address->ai_family == AF_INET6) flags |= MHD_USE_DUAL_STACK;
+  if (options_.certificate) flags |= MHD_USE_TLS;
+  errno = 0;
+  daemon_ = MHD_start_daemon(
+      flags, options_.port, nullptr, nullptr, &Server::onRequest, this, MHD_OPTION_SOCK_ADDR, address->ai_addr,
+      MHD_OPTION_NOTIFY_CONNECTION, &Server::onConnection, this, MHD_OPTION_URI_LOG_CALLBACK, &Server::onTarget, this,
+      MHD_OPTION_NOTIFY_COMPLETED, &Server::onCompleted, this, MHD_OPTION_CONNECTION_MEMORY_LIMIT, kLargestHead,
+      MHD_OPTION_CONNECTION_LIMIT, static_cast<unsigned>(options_.mostConnections) + kReserve,
+      MHD_OPTION_PER_IP_CONNECTION_LIMIT, isLoopback(options_.host) ? 0U : kMostPerPeer, MHD_OPTION_CONNECTION_TIMEOUT,
+      static_cast<unsigned>(kIdleTime.count()), MHD_OPTION_HTTPS_PRIORITIES, kTlsPriorities,
+      MHD_OPTION_HTTPS_CERT_CALLBACK, kNoCertificate, MHD_OPTION_END);
+  if (daemon_ == nullptr) failToListen(options_, tool::systemReason());
+  port_ = MHD_get_daemon_info(daemon_, MHD_DAEMON_INFO_BIND_PORT)->port;
 }
 
-Server::~Server() = default;
+Server::~Server() {
+  stop();
+  if (daemon_ != nullptr) MHD_stop_daemon(daemon_);
+}
 
 std::string Server::address() const {
   const bool isVersion6 = options_.host.find(':') != std::string::npos;
-  return fmt::format("{}://{}{}{}:{}/", options_.tls ? "https" : "http", isVersion6 ? "[" : "", options_.host,
+  return fmt::format("{}://{}{}{}:{}/", options_.certificate ? "https" : "http", isVersion6 ? "[" : "", options_.host,
                      isVersion6 ? "]" : "", port_);
 }
 
+std::size_t Server::connections() const {
+  const std::lock_guard lock(mutex_);
+  return connections_.size();
+}
+
 void Server::run(const Handler& handler) {
+  std::unique_lock lock(mutex_);
   handler_ = &handler;
-  std::array<epoll_event, 256> events{};
-  while (!stops_ || !connections_.empty()) {
-    const int count = epoll_wait(poller_.number(), events.data(), static_cast<int>(events.size()), 500);
-    for (int i = 0; i < count; ++i) {
-      const ConnectionId id = events[static_cast<std::size_t>(i)].data.u64;
-      if (id == kListenerId) {
-        acceptAll();
-      } else if (id != kWakeId) {
-        onEvents(id);
-      }
-    }
-    takeMail();
-    if (stops_) endIdle();
-    if (Clock::now() - lastTick_ >= seconds(1)) tick();
-  }
+  changed_.notify_all();
+  while (!changed_.wait_for(lock, seconds(1), [&] { return stops_; })) endOverdue();
+  const tool::FileDescriptor listener(MHD_quiesce_daemon(daemon_));
+  changed_.wait(lock, [&] { return working_ == 0; });
+  for (Connection* const stream : streams_) resume(*stream);  // which ends it
+  lock.unlock();
+  MHD_stop_daemon(std::exchange(daemon_, nullptr));
 }
 
 void Server::answer(ConnectionId connection, Response response) {
-  {
-    const std::lock_guard lock(mutex_);
-    answers_.emplace_back(connection, std::move(response));
-    if (answers_.size() > 1) return;  // the one before woke the server
-  }
-  eventfd_write(wake_.number(), 1);
+  const std::lock_guard lock(mutex_);  // until libmicrohttpd is resumed, which `run` must not end before
+  connection->response = std::move(response);
+  MHD_resume_connection(connection->handle);
 }
 
-void Server::publish(std::string event) {
-  if (streamCount_ == 0) return;
-  {
-    const std::lock_guard lock(mutex_);
-    events_.push_back(std::move(event));
-  }
-  eventfd_write(wake_.number(), 1);
+void Server::publish(std::string_view event) {
+  const std::lock_guard lock(mutex_);
+  for (Connection* const stream : streams_) send(*stream, event);
 }
 
 void Server::stop() {
+  const std::lock_guard lock(mutex_);
   stops_ = true;
-  eventfd_write(wake_.number(), 1);
+  changed_.notify_all();
 }
 
-void Server::acceptAll() {
-  while (true) {
-    sockaddr_storage address{};
-    socklen_t size = sizeof address;
-    const int socket =
-        accept4(listener_.number(), reinterpret_cast<sockaddr*>(&address), &size, SOCK_NONBLOCK | SOCK_CLOEXEC);
-    if (socket < 0) {
-      const bool lacksDescriptors = errno == EMFILE || errno == ENFILE;
-      if (lacksDescriptors && evict([](const Connection&) { return true; })) continue;
-      return;
-    }
-    tool::FileDescriptor file(socket);
-    const std::string peer = nameOfPeer(address, size);
-    if (!makeRoom(peer)) continue;
-    const int on = 1;
-    setsockopt(socket, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
-    const ConnectionId id = ++lastId_;
-    const auto [place, isNew] =
-        connections_.try_emplace(id, Channel(std::move(file), options_.tls.get()), peer, options_.largestBody);
-    connectionCount_ = connections_.size();
-    epoll_event event{.events = EPOLLIN, .data = {.u64 = id}};
-    place->second.events = EPOLLIN;
-    if (epoll_ctl(poller_.number(), EPOLL_CTL_ADD, socket, &event) != 0) close(id);
+void Server::onConnection(void* self, MHD_Connection* handle, void** context, MHD_ConnectionNotificationCode code) {
+  Server& server = *static_cast<Server*>(self);
+  std::unique_lock lock(server.mutex_);
+  server.changed_.wait(lock, [&] { return server.handler_ != nullptr || server.stops_; });
+  if (code == MHD_CONNECTION_NOTIFY_CLOSED) {
+    server.connections_.erase(static_cast<Connection*>(*context)->socket);
+    return;
+  }
+  server.makeRoom();
+  const int socket = MHD_get_connection_info(handle, MHD_CONNECTION_INFO_CONNECTION_FD)->connect_fd;
+  *context = &server.connections_.try_emplace(socket, Connection{server, handle, socket}).first->second;
+  if (server.options_.certificate) {
+    void* const session = MHD_get_connection_info(handle, MHD_CONNECTION_INFO_GNUTLS_SESSION)->tls_session;
+    server.options_.certificate->use(static_cast<gnutls_session_t>(session));
   }
 }
 
-/// Makes room for a connection: the one that has been idle the longest is closed.
-bool Server::makeRoom(const std::string& peer) {
-  const auto isOfPeer = [&](const Connection& connection) { return connection.peer == peer; };
-  if (!isLoopback_) {
-    const auto ofPeer = std::ranges::count_if(connections_, [&](const auto& entry) { return isOfPeer(entry.second); });
-    if (static_cast<std::size_t>(ofPeer) >= kMostPerPeer && !evict(isOfPeer)) return false;
+/// Called with the target of a request as it was sent. What it returns is given to the functions below.
+void* Server::onTarget(void* self, const char* target, MHD_Connection* handle) {
+  void* const context = MHD_get_connection_info(handle, MHD_CONNECTION_INFO_SOCKET_CONTEXT)->socket_context;
+  Connection& connection = *static_cast<Connection*>(context);
+  Server& server = *static_cast<Server*>(self);
+  connection.isTargetValid = isTarget(target);
+  const std::lock_guard lock(server.mutex_);
+  server.enter(connection, State::kHead);
+  return context;
+}
+
+/// Called with the head, with each part of the body, when the request is complete, and when it was answered.
+MHD_Result Server::onRequest(void* self, MHD_Connection* /*handle*/, const char* path, const char* method,
+                             const char* version, const char* bytes, std::size_t* size, void** context) {
+  Server& server = *static_cast<Server*>(self);
+  Connection& connection = *static_cast<Connection*>(*context);
+  if (connection.state == State::kHead) return server.start(connection, path, method, version);
+  if (*size != 0) {
+    server.addToBody(connection, {bytes, std::exchange(*size, 0)});
+    return MHD_YES;
   }
-  return connections_.size() < options_.mostConnections || evict([](const Connection&) { return true; });
+  if (connection.response) return server.respond(connection);
+  if (connection.state == State::kComplete) return server.handOver(connection);
+  // When libmicrohttpd calls again, it is ready to write. Otherwise, it would read when it resumes the connection, and
+  // close it if the client has shut down its side.
+  const std::lock_guard lock(server.mutex_);
+  server.enter(connection, State::kComplete);
+  return MHD_YES;
 }
 
-bool Server::evict(const std::function<bool(const Connection&)>& isCandidate) {
-  const Connections::value_type* victim = nullptr;
-  for (const auto& entry : connections_) {
-    const Connection& connection = entry.second;
-    const bool waits = connection.state == State::kReading || connection.state == State::kDraining;
-    if (waits && isCandidate(connection) && (victim == nullptr || connection.since < victim->second.since)) {
-      victim = &entry;
-    }
+MHD_Result Server::start(Connection& connection, const char* path, const char* method, const char* version) {
+  Request& request = connection.request;
+  request.method = method;
+  request.path = path;
+  Headers headers{.request = request, .next = version + std::strlen(version) + 2};
+  MHD_get_connection_values_n(connection.handle, MHD_HEADER_KIND, &addHeader, &headers);
+  MHD_get_connection_values_n(connection.handle, MHD_GET_ARGUMENT_KIND, &addParameter, &request);
+  const auto size = MHD_get_connection_info(connection.handle, MHD_CONNECTION_INFO_REQUEST_HEADER_SIZE)->header_size;
+  if (!headers.isPlain || headers.next + 2 != method + size) {
+    connection.response = Response::error(400, "malformed head; end each line with CR and LF, and do not continue it");
+  } else if (!connection.isTargetValid) {
+    connection.response = Response::error(400, "malformed path; begin it with \"/\", and send other characters as %XX");
+  } else {
+    connection.response = rejectionOf(request, options_.largestBody);
   }
-  if (victim == nullptr) return false;
-  close(victim->first);
-  return true;
-}
-
-void Server::onEvents(ConnectionId id) {
-  const auto place = connections_.find(id);
-  if (place != connections_.end() && !advance(id, place->second)) close(id);
-}
-
-/// Does what can be done without waiting; false if the connection is to be closed.
-bool Server::advance(ConnectionId id, Connection& connection) {
-  switch (connection.state) {
-    case State::kReading:
-      return read(id, connection);
-    case State::kWorking:
-      return false;  // the peer is gone
-    case State::kWriting:
-      if (!write(connection)) return false;
-      break;
-    case State::kStreaming: {
-      const bool isAlive = write(connection) && drain(connection);
-      if (!isAlive) return false;
-      break;
-    }
-    case State::kDraining:
-      if (!drain(connection)) return false;
-  }
-  if (connection.state == State::kReading) {  // another request may have arrived already
-    if (!process(id, connection)) return false;
-    if (connection.state == State::kReading && options_.tls) return read(id, connection);
-  }
-  const bool hasOutput = connection.written < connection.out.size();
-  std::uint32_t events = connection.state == State::kWorking ? 0U : EPOLLIN;
-  if (connection.state == State::kWriting) events = EPOLLOUT;
-  if (connection.state == State::kStreaming && hasOutput) events |= EPOLLOUT;
-  await(id, connection, events);
-  return true;
-}
-
-bool Server::read(ConnectionId id, Connection& connection) {
-  std::array<char, 65536> buffer;
-  while (connection.state == State::kReading) {
-    std::span<char> room = buffer;
-    const Channel::Result result = connection.channel.read(room);
-    if (result == Channel::Result::kClosed) return false;
-    if (result == Channel::Result::kMustWrite) return await(id, connection, EPOLLOUT), true;
-    if (result == Channel::Result::kMustRead) return await(id, connection, EPOLLIN), true;
-    if (!connection.reader.isInRequest()) connection.since = Clock::now();
-    connection.reader.append({room.data(), room.size()});
-    if (!process(id, connection)) return false;
-  }
-  if (connection.state == State::kWorking) return await(id, connection, 0), true;
-  return advance(id, connection);
-}
-
-/// Hands over the request if it is complete.
-bool Server::process(ConnectionId id, Connection& connection) {
-  std::optional<Request> request = connection.reader.next();
-  count(connection);
-  if (request) {
-    connection.state = State::kWorking;
-    connection.since = Clock::now();
-    connection.method = request->method;
-    connection.keepAlive = request->keepAlive;
-    (*handler_)(*std::move(request), id);
-  } else if (connection.reader.rejection()) {
-    refuse(connection, *connection.reader.rejection());
-  } else if (buffered_ > kMostBuffered) {
-    refuse(connection, Response::error(503, "too many large requests at the same time; try again later"));
-  } else if (connection.reader.takeContinue()) {
-    std::string_view text = "HTTP/1.1 100 Continue\r\n\r\n";
-    return connection.channel.write(text) == Channel::Result::kDone;
-  }
-  return true;
-}
-
-void Server::count(Connection& connection) {
-  const std::size_t size = connection.reader.size();
-  buffered_ += size - connection.counted;
-  connection.counted = size;
-}
-
-void Server::refuse(Connection& connection, const Response& response) {
-  connection.keepAlive = false;
-  respond(connection, response);
-}
-
-void Server::respond(Connection& connection, Response response) {
-  if (response.isEventStream && streamCount_ >= kMostStreams) {
-    response = Response::error(429, "too many event streams; close other pages of this station");
-  }
-  connection.keepAlive = connection.keepAlive && !stops_;
-  connection.out = response.text(connection.method, connection.keepAlive);
-  connection.written = 0;
-  connection.since = Clock::now();
-  connection.state = response.isEventStream ? State::kStreaming : State::kWriting;
-  if (response.isEventStream) ++streamCount_;
-}
-
-bool Server::write(Connection& connection) {
-  std::string_view rest = std::string_view(connection.out).substr(connection.written);
-  const std::size_t before = rest.size();
-  const Channel::Result result = connection.channel.write(rest);
-  if (rest.size() != before) connection.since = Clock::now();
-  connection.written = connection.out.size() - rest.size();
-  if (result == Channel::Result::kClosed) return false;
-  if (!rest.empty()) return true;
-  connection.out.clear();
-  connection.out.shrink_to_fit();
-  connection.written = 0;
-  if (connection.state != State::kWriting) return true;
-  connection.since = Clock::now();
-  connection.state = connection.keepAlive ? State::kReading : State::kDraining;
-  if (!connection.keepAlive) connection.channel.finish();
-  return true;
-}
-
-/// Discards what the peer still sends, so that it can read the answer before the connection is closed.
-bool Server::drain(Connection& connection) {
-  std::array<char, 4096> buffer;
-  while (true) {
-    std::span<char> room = buffer;
-    const Channel::Result result = connection.channel.read(room);
-    if (result != Channel::Result::kDone) return result != Channel::Result::kClosed;
-  }
-}
-
-void Server::await(ConnectionId id, Connection& connection, std::uint32_t events) {
-  if (connection.events == events) return;
-  epoll_event event{.events = events, .data = {.u64 = id}};
-  epoll_ctl(poller_.number(), EPOLL_CTL_MOD, connection.channel.number(), &event);
-  connection.events = events;
-}
-
-void Server::close(ConnectionId id) {
-  const auto place = connections_.find(id);
-  if (place == connections_.end()) return;
-  buffered_ -= place->second.counted;
-  if (place->second.state == State::kStreaming) --streamCount_;
-  connections_.erase(place);
-  connectionCount_ = connections_.size();
-}
-
-void Server::takeMail() {
-  eventfd_t count = 0;
-  eventfd_read(wake_.number(), &count);
-  std::vector<std::pair<ConnectionId, Response>> answers;
-  std::vector<std::string> events;
   {
     const std::lock_guard lock(mutex_);
-    answers.swap(answers_);
-    events.swap(events_);
+    enter(connection, State::kBody);
   }
-  for (auto& [id, response] : answers) {
-    const auto place = connections_.find(id);
-    if (place == connections_.end()) continue;
-    respond(place->second, std::move(response));
-    onEvents(id);
+  if (!connection.response) return MHD_YES;
+  // Clients that do not wait for permission send the body before they read the answer, which they would lose if the
+  // connection were closed at once.
+  const bool isBodyRead = connection.response->status == 413 || connection.response->status == 415;
+  return isBodyRead && request.header("expect") == nullptr ? MHD_YES : respond(connection);
+}
+
+void Server::addToBody(Connection& connection, std::string_view bytes) {
+  std::string& body = connection.request.body;
+  if (connection.response) return;  // refused: the rest is discarded
+  if (body.size() + bytes.size() > options_.largestBody) {
+    connection.response = bodyTooLarge(options_.largestBody);
+    discardBody(connection);
+  } else if (buffered_ + bytes.size() > kMostBuffered) {
+    connection.response = Response::error(503, "too many large requests at the same time; try again later");
+    discardBody(connection);
+  } else {
+    body += bytes;
+    buffered_ += bytes.size();
   }
-  if (events.empty()) return;
-  std::vector<ConnectionId> lagging;
-  for (auto& [id, connection] : connections_) {
-    if (connection.state != State::kStreaming) continue;
-    for (const std::string& event : events) connection.out += event;
-    const bool lags = connection.out.size() - connection.written > kLargestBacklog;
-    if (lags || !advance(id, connection)) lagging.push_back(id);
+}
+
+void Server::discardBody(Connection& connection) {
+  buffered_ -= connection.request.body.size();
+  connection.request.body = std::string();
+}
+
+MHD_Result Server::handOver(Connection& connection) {
+  {
+    const std::lock_guard lock(mutex_);
+    if (stops_) return MHD_NO;
+    enter(connection, State::kWorking);
   }
-  for (const ConnectionId id : lagging) close(id);
+  buffered_ -= connection.request.body.size();
+  MHD_suspend_connection(connection.handle);  // before another thread can resume it
+  (*handler_)(std::exchange(connection.request, {}), &connection);
+  return MHD_YES;
+}
+
+MHD_Result Server::respond(Connection& connection) {
+  Response& response = *connection.response;
+  MHD_Response* made = nullptr;
+  {
+    const std::lock_guard lock(mutex_);
+    const bool isRefused = connection.state != State::kWorking;
+    if (isRefused || stops_) response.headers.emplace_back("Connection", "close");
+    if (response.isEventStream && streams_.size() >= kMostStreams) {
+      response = Response::error(429, "too many event streams; close other pages of this station");
+    }
+    if (response.isEventStream) {
+      enter(connection, State::kAnswering);
+      streams_.insert(&connection);
+      connection.events = response.body;
+    }
+  }
+  if (response.isEventStream) {
+    made = MHD_create_response_from_callback(MHD_SIZE_UNKNOWN, kEventBlock, &Server::readEvents, &connection, nullptr);
+    MHD_set_response_options(made, MHD_RF_HTTP_1_0_COMPATIBLE_STRICT, MHD_RO_END);  // without chunks
+  } else {
+    made = MHD_create_response_from_buffer(response.body.size(), response.body.data(), MHD_RESPMEM_PERSISTENT);
+  }
+  addHeaders(made, response);
+  const MHD_Result result = MHD_queue_response(connection.handle, static_cast<unsigned>(response.status), made);
+  MHD_destroy_response(made);
+  return result;
+}
+
+ssize_t Server::readEvents(void* self, std::uint64_t /*position*/, char* room, std::size_t size) {
+  Connection& stream = *static_cast<Connection*>(self);
+  const std::lock_guard lock(stream.server.mutex_);
+  if (stream.server.stops_ || stream.isEnding) return MHD_CONTENT_READER_END_OF_STREAM;
+  if (stream.events.empty()) {
+    MHD_suspend_connection(stream.handle);
+    stream.isSuspended = true;
+  }
+  const std::size_t count = stream.events.copy(room, size);
+  stream.events.erase(0, count);
+  return static_cast<ssize_t>(count);
+}
+
+void Server::onCompleted(void* self, MHD_Connection* /*handle*/, void** context, MHD_RequestTerminationCode /*code*/) {
+  Server& server = *static_cast<Server*>(self);
+  Connection& connection = *static_cast<Connection*>(*context);
+  server.discardBody(connection);
+  connection.request = {};
+  connection.response.reset();
+  const std::lock_guard lock(server.mutex_);
+  server.streams_.erase(&connection);
+  connection.events = std::string();
+  server.enter(connection, State::kWaiting);
+}
+
+void Server::enter(Connection& connection, State state) {
+  if (connection.state == State::kWorking) --working_;
+  if (state == State::kWorking) ++working_;
+  if (stops_) changed_.notify_all();
+  connection.state = state;
+  if (state != State::kBody) connection.since = Clock::now();
+}
+
+/// Closes the connection that has waited or sent its request for the longest if there are too many.
+void Server::makeRoom() {
+  if (connections_.size() < options_.mostConnections) return;
+  Connection* oldest = nullptr;
+  for (auto& [socket, connection] : connections_) {
+    const bool isCandidate = connection.state <= State::kBody && !connection.isEnding;
+    if (isCandidate && (oldest == nullptr || connection.since < oldest->since)) oldest = &connection;
+  }
+  if (oldest != nullptr) end(*oldest);
 }
 
 /// Ends what takes too long.
-void Server::tick() {
-  lastTick_ = Clock::now();
-  std::vector<ConnectionId> late;
-  for (auto& [id, connection] : connections_) {
-    const auto age = lastTick_ - connection.since;
-    const bool isInRequest = connection.state == State::kReading && connection.reader.isInRequest();
-    if (isInRequest && age > kRequestTime) {
-      refuse(connection, Response::error(408, "the request was not complete within 30 seconds; send it again"));
-      if (!advance(id, connection)) late.push_back(id);
-    } else if (connection.state == State::kStreaming && connection.out.empty() && age > kHeartbeatTime) {
-      connection.since = lastTick_;
-      connection.out += ":\n\n";
-      if (!advance(id, connection)) late.push_back(id);
-    } else if ((connection.state == State::kReading && age > kIdleTime) ||
-               (connection.state == State::kWriting && age > kWriteTime) ||
-               (connection.state == State::kStreaming && age > kWriteTime) ||
-               (connection.state == State::kDraining && age > kDrainTime)) {
-      late.push_back(id);
-    }
+void Server::endOverdue() {
+  const auto now = Clock::now();
+  for (auto& [socket, connection] : connections_) {
+    const auto limit = connection.state == State::kWaiting ? kIdleTime : kRequestTime;
+    if (connection.state <= State::kBody && now - connection.since > limit) end(connection);
   }
-  for (const ConnectionId id : late) close(id);
+  for (Connection* const stream : streams_) {
+    if (isGone(stream->socket)) end(*stream);
+    if (stream->isEnding || now - stream->since > kHeartbeatTime) send(*stream, ":\n\n");
+  }
 }
 
-/// Closes what has no request in progress, and accepts nothing more.
-void Server::endIdle() {
-  if (std::exchange(isListening_, false)) {
-    epoll_ctl(poller_.number(), EPOLL_CTL_DEL, listener_.number(), nullptr);
-  }
-  std::vector<ConnectionId> idle;
-  for (const auto& [id, connection] : connections_) {
-    if (connection.state == State::kReading || connection.state == State::kStreaming) idle.push_back(id);
-  }
-  for (const ConnectionId id : idle) close(id);
+void Server::send(Connection& stream, std::string_view event) {
+  stream.events += event;
+  stream.since = Clock::now();
+  if (stream.events.size() > kLargestBacklog) end(stream);
+  resume(stream);
+}
+
+void Server::resume(Connection& stream) {
+  if (std::exchange(stream.isSuspended, false)) MHD_resume_connection(stream.handle);
+}
+
+/// Has libmicrohttpd close a connection.
+void Server::end(Connection& connection) {
+  connection.isEnding = true;
+  shutdown(connection.socket, SHUT_RDWR);
 }
 
 }  // namespace tavik::station

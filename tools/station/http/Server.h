@@ -1,27 +1,29 @@
 /// @file
-/// The sockets of the service: one thread waits for all connections, and hands over complete requests.
+/// The sockets of the service: GNU libmicrohttpd reads requests and writes answers in one thread.
 ///
-/// A connection costs a few hundred bytes until a request is complete, so idle and slow clients take no thread from the
-/// checks. Servers that use a thread per connection, such as cpp-httplib's, make a check wait behind idle connections.
+/// A connection is suspended while its request is answered elsewhere, and takes no thread, so idle and slow clients do
+/// not delay checks. libmicrohttpd limits only how long a connection may be silent: `Server` limits the time of a
+/// request, the memory for requests and the number of connections, and rejects requests that two programs could read
+/// differently.
 #ifndef TAVIK_STATION_HTTP_SERVER_H
 #define TAVIK_STATION_HTTP_SERVER_H
 
-#include <atomic>
+#include <microhttpd.h>
+
 #include <chrono>
+#include <condition_variable>
 #include <cstdint>
 #include <functional>
 #include <map>
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
-#include <utility>
-#include <vector>
 
+#include "http/Certificate.h"
 #include "http/Message.h"
-#include "http/Tls.h"
-#include "io/FileDescriptor.h"
 
 namespace tavik::station {
 
@@ -30,16 +32,18 @@ struct ServerOptions {
   std::uint16_t port = 8080;  ///< 0: any free port
   std::size_t largestBody = std::size_t{16} << 20;
   std::size_t mostConnections = 1024;
-  std::shared_ptr<const TlsContext> tls = nullptr;
+  std::shared_ptr<Certificate> certificate = nullptr;  ///< null: no TLS
 };
 
 /// Whether only programs of this machine can connect to an address. Throws `Unusable` if it is not one.
 bool isLoopback(const std::string& host);
 
 class Server {
+  struct Connection;
+
  public:
-  using ConnectionId = std::uint64_t;
-  /// Called by the thread of the server, which must not wait: `answer` may be called later, by any thread.
+  using ConnectionId = Connection*;
+  /// Called by the thread of libmicrohttpd, which must not wait: `answer` must be called later, by any thread.
   using Handler = std::function<void(Request request, ConnectionId connection)>;
 
   /// Binds the address. Throws `Unusable`.
@@ -51,78 +55,70 @@ class Server {
   /// Serves until `stop` and until requests that have been handed over are answered.
   void run(const Handler& handler);
 
-  /// Answers the request of a connection, which may be closed already. Thread-safe.
+  /// Answers the request of a connection, once. Thread-safe.
   void answer(ConnectionId connection, Response response);
   /// Sends text to every event stream. Thread-safe.
-  void publish(std::string event);
+  void publish(std::string_view event);
   /// Thread-safe.
   void stop();
 
-  [[nodiscard]] std::uint16_t port() const noexcept { return port_; }
   /// "https://127.0.0.1:8080/"
   [[nodiscard]] std::string address() const;
-  [[nodiscard]] std::size_t connections() const noexcept { return connectionCount_; }
+  /// Thread-safe.
+  [[nodiscard]] std::size_t connections() const;
 
  private:
   using Clock = std::chrono::steady_clock;
-  enum class State : std::uint8_t { kReading, kWorking, kWriting, kStreaming, kDraining };
+  enum class State : std::uint8_t { kWaiting, kHead, kBody, kComplete, kWorking, kAnswering };
 
   struct Connection {
-    Connection(Channel channelOf, std::string peerOf, std::size_t largestBody)
-        : channel(std::move(channelOf)), peer(std::move(peerOf)), reader(largestBody) {}
-
-    Channel channel;
-    std::string peer;
-    RequestReader reader;
-    State state = State::kReading;
-    std::uint32_t events = 0;  // that are waited for
-    std::string out = {};
-    std::size_t written = 0;
-    std::string method = {};
-    bool keepAlive = false;
-    bool closesAfterWriting = false;
-    std::size_t counted = 0;                 // bytes of the reader in `buffered_`
-    Clock::time_point since = Clock::now();  // of the state, the first byte of a request, or the last progress
+    Server& server;
+    MHD_Connection* handle;
+    int socket;
+    State state = State::kWaiting;
+    Clock::time_point since = Clock::now();  // of waiting, of the request, of its answer, or of the last event
+    bool isEnding = false;
+    bool isTargetValid = false;
+    Request request = {};
+    std::optional<Response> response = {};
+    bool isSuspended = false;  // an event stream without events
+    std::string events = {};   // that have not been sent
   };
-  using Connections = std::map<ConnectionId, Connection>;
 
-  void acceptAll();
-  bool makeRoom(const std::string& peer);
-  bool evict(const std::function<bool(const Connection&)>& isCandidate);
-  void onEvents(ConnectionId id);
-  bool advance(ConnectionId id, Connection& connection);
-  bool read(ConnectionId id, Connection& connection);
-  bool process(ConnectionId id, Connection& connection);
-  bool write(Connection& connection);
-  bool drain(Connection& connection);
-  void count(Connection& connection);
-  void refuse(Connection& connection, const Response& response);
-  void respond(Connection& connection, Response response);
-  void await(ConnectionId id, Connection& connection, std::uint32_t events);
-  void close(ConnectionId id);
-  void takeMail();
-  void tick();
-  void endIdle();
+  // Called by libmicrohttpd in its thread.
+  static void onConnection(void* self, MHD_Connection* handle, void** context, MHD_ConnectionNotificationCode code);
+  static void* onTarget(void* self, const char* target, MHD_Connection* handle);
+  static MHD_Result onRequest(void* self, MHD_Connection* handle, const char* path, const char* method,
+                              const char* version, const char* bytes, std::size_t* size, void** connection);
+  static void onCompleted(void* self, MHD_Connection* handle, void** connection, MHD_RequestTerminationCode code);
+  static ssize_t readEvents(void* connection, std::uint64_t position, char* room, std::size_t size);
+
+  MHD_Result start(Connection& connection, const char* path, const char* method, const char* version);
+  void addToBody(Connection& connection, std::string_view bytes);
+  void discardBody(Connection& connection);
+  MHD_Result handOver(Connection& connection);
+  MHD_Result respond(Connection& connection);
+
+  // These need the mutex.
+  void enter(Connection& connection, State state);
+  void makeRoom();
+  void endOverdue();
+  static void send(Connection& stream, std::string_view event);
+  static void resume(Connection& stream);
+  static void end(Connection& connection);
 
   ServerOptions options_;
-  bool isLoopback_;
-  tool::FileDescriptor listener_;
-  tool::FileDescriptor poller_;
-  tool::FileDescriptor wake_;
   std::uint16_t port_ = 0;
-  const Handler* handler_ = nullptr;
-  Connections connections_;
-  ConnectionId lastId_ = 1;
-  std::size_t buffered_ = 0;  // bytes of requests that are not complete
-  Clock::time_point lastTick_ = Clock::now();
-  bool isListening_ = true;
-  std::atomic<std::size_t> connectionCount_ = 0;
-  std::atomic<std::size_t> streamCount_ = 0;
-  std::atomic<bool> stops_ = false;
+  MHD_Daemon* daemon_ = nullptr;
+  std::size_t buffered_ = 0;  // bytes of the bodies of requests that are not complete
 
-  std::mutex mutex_;
-  std::vector<std::pair<ConnectionId, Response>> answers_;
-  std::vector<std::string> events_;
+  mutable std::mutex mutex_;
+  std::condition_variable changed_;
+  const Handler* handler_ = nullptr;
+  bool stops_ = false;
+  std::size_t working_ = 0;                // requests that were handed over and whose answer has not been sent
+  std::map<int, Connection> connections_;  // by socket
+  std::set<Connection*> streams_;
 };
 
 }  // namespace tavik::station
