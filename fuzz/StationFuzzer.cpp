@@ -6,8 +6,10 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <future>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "api/Api.h"
@@ -57,20 +59,20 @@ tool::PlatformOptions unsignedDocuments() {
 struct Service {
   Folder folder;
   RuleReloader rules{{folder.path("library"), {folder.path("rules")}, unsignedDocuments()}};
-  RunStore store{folder.path("runs"), Retention{.days = 1, .bytes = std::int64_t{4} << 20}};
   RunReaders readers{folder.path("runs")};
   Metrics metrics;
   Log log{Log::Format::kNone};
-  Station station{.rules = rules,
-                  .store = store,
-                  .readers = readers,
-                  .metrics = metrics,
-                  .log = log,
-                  .access = {.token = "0123456789abcdef", .isLoopback = true},
-                  .databasePath = folder.path("runs"),
-                  .texts = "{}",
-                  .publish = [](std::string_view, std::string_view) {},
-                  .connections = [] { return std::size_t{0}; }};
+  Station station{
+      .rules = rules,
+      .readers = readers,
+      .metrics = metrics,
+      .log = log,
+      .access = {.token = "0123456789abcdef", .isLoopback = true},
+      .databasePath = folder.path("runs"),
+      .texts = "{}",
+      .publish = [](std::string_view, std::string_view) {},
+      .connections = [] { return std::size_t{0}; },
+      .store = std::make_unique<RunStore>(folder.path("runs"), Retention{.days = 1, .bytes = std::int64_t{4} << 20})};
 };
 
 // The requests in bytes that arrive in pieces of this size.
@@ -93,8 +95,10 @@ bool isSame(const Request& left, const Request& right) {
          left.headers == right.headers && left.body == right.body && left.keepAlive == right.keepAlive;
 }
 
-void requireAnswer(const Service& service, const Request& request) {
-  const Response response = answer(service.station, request);
+void requireAnswer(const Service& service, Request request) {
+  std::promise<Response> promise;
+  answer(service.station, request, [&](Response response) { promise.set_value(std::move(response)); });
+  const Response response = promise.get_future().get();
   require(response.status >= 200 && response.status < 600 && response.status != 500);
   require(response.status < 400 || readJsonMember(response.body, "error").has_value());
   const std::string text = response.text(request.method, request.keepAlive);

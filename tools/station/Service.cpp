@@ -35,8 +35,7 @@ using tool::Unusable;
 constexpr std::size_t kQueryThreads = 4;
 constexpr std::size_t kMostWaiting = std::size_t{256} << 20;  // bytes of requests
 
-/// Threads for checks: most of them wait for the disk, which writes all their results together.
-std::size_t checkThreads() { return std::max<std::size_t>(16, std::size_t{4} * std::thread::hardware_concurrency()); }
+std::size_t checkThreads() { return std::max<std::size_t>(2, std::thread::hardware_concurrency()); }
 
 /// The signals that `Signals` handles.
 sigset_t handledSignals() {
@@ -124,7 +123,7 @@ ExitStatus serve(const ServeOptions& options) {
   platform.checksDevices = true;
   tool::warnAboutTrust("serve", platform);
   RuleReloader rules({options.library, options.rules, platform});
-  const std::unique_ptr<RunStore> store = openStore(options);
+  std::unique_ptr<RunStore> store = openStore(options);
   RunReaders readers(options.database);
   Metrics metrics;
   Server server({.host = options.host,
@@ -133,7 +132,6 @@ ExitStatus serve(const ServeOptions& options) {
                  .tls = tlsFor(options, log)});
   const Station station{
       .rules = rules,
-      .store = *store,
       .readers = readers,
       .metrics = metrics,
       .log = log,
@@ -143,7 +141,8 @@ ExitStatus serve(const ServeOptions& options) {
       .texts = pageTexts(options.texts),
       .publish = [&](std::string_view name,
                      std::string_view data) { server.publish(fmt::format("event: {}\ndata: {}\n\n", name, data)); },
-      .connections = [&] { return server.connections(); }};
+      .connections = [&] { return server.connections(); },
+      .store = std::move(store)};
   Workers checks(checkThreads(), kMostWaiting);
   Workers queries(kQueryThreads, kMostWaiting);
   const std::jthread watcher = rules.watch([&](const RuleReloader::Status& status) {
@@ -159,9 +158,10 @@ ExitStatus serve(const ServeOptions& options) {
   server.run([&](Request request, Server::ConnectionId connection) {
     const std::size_t size = request.body.size() + 1;
     Workers& workers = isCheck(request) ? checks : queries;
-    const auto shared = std::make_shared<const Request>(std::move(request));
-    const bool isAccepted =
-        workers.add(size, [&, shared, connection] { server.answer(connection, answer(station, *shared)); });
+    const auto shared = std::make_shared<Request>(std::move(request));
+    const bool isAccepted = workers.add(size, [&, shared, connection] {
+      answer(station, *shared, [&, connection](Response response) { server.answer(connection, std::move(response)); });
+    });
     if (!isAccepted) server.answer(connection, Response::error(503, "too many requests are waiting; try again later"));
   });
   log.write(Log::Level::kInfo, "stopped");

@@ -9,6 +9,9 @@ namespace tavik::station {
 namespace {
 
 constexpr std::chrono::seconds kRetentionInterval{60};
+constexpr std::size_t kMostWaiting = std::size_t{256} << 20;  // bytes of runs
+
+std::size_t sizeOf(const Run& run) { return run.device.size() + run.outcome.size(); }
 
 Database opened(const std::string& path) {
   Database database(path, Database::Use::kWriting);
@@ -21,6 +24,8 @@ Database opened(const std::string& path) {
 RunStore::RunStore(const std::string& path, Retention retention)
     : retention_(retention),
       database_(opened(path)),
+      begin_(database_.prepare("BEGIN IMMEDIATE")),
+      commit_(database_.prepare("COMMIT")),
       findDocuments_(database_.prepare("SELECT number FROM documents WHERE provenance = ?")),
       insertDocuments_(database_.prepare("INSERT INTO documents (provenance, library, rules) VALUES (?, ?, ?)")),
       insertRun_(database_.prepare("INSERT INTO runs (time, microseconds, id, part_number, verdict, documents, device, "
@@ -39,14 +44,17 @@ RunStore::~RunStore() {
   writer_.join();
 }
 
-std::int64_t RunStore::store(const Run& run) {
-  std::future<std::int64_t> number;
+void RunStore::store(Run run, Done done) {
   {
     const std::lock_guard lock(mutex_);
-    number = waiting_.emplace_back(Waiting{&run, {}}).number.get_future();
+    const std::size_t size = sizeOf(run);
+    if (bytes_ != 0 && bytes_ + size > kMostWaiting) {
+      throw StoreError("too many results wait for the disk of the database; try again later");
+    }
+    waiting_.push_back({std::move(run), std::move(done)});
+    bytes_ += size;
   }
   changed_.notify_one();
-  return number.get();
 }
 
 void RunStore::work() {
@@ -59,30 +67,39 @@ void RunStore::work() {
       if (ends_ && waiting_.empty()) return;
       group.swap(waiting_);
     }
-    if (!group.empty()) storeTogether(group);
+    if (!group.empty()) {
+      const std::optional<StoreError> failure = storeTogether(group);
+      std::size_t size = 0;
+      for (const auto& [run, done] : group) {
+        done(run, failure ? &*failure : nullptr);
+        size += sizeOf(run);
+      }
+      const std::lock_guard lock(mutex_);
+      bytes_ -= size;
+    }
     if (std::chrono::steady_clock::now() >= due && !retain()) {
       due = std::chrono::steady_clock::now() + kRetentionInterval;
     }
   }
 }
 
-void RunStore::storeTogether(std::vector<Waiting>& group) {
-  std::vector<std::int64_t> numbers;
+/// Stores runs in one transaction; why it failed, if it did.
+std::optional<StoreError> RunStore::storeTogether(std::vector<Waiting>& group) {
   try {
-    numbers.reserve(group.size());
-    database_.execute("BEGIN IMMEDIATE");
-    for (const Waiting& waiting : group) numbers.push_back(insert(*waiting.run));
-    database_.execute("COMMIT");
-  } catch (...) {
+    begin_.run();
+    for (Waiting& waiting : group) waiting.run.number = insert(waiting.run);
+    commit_.run();
+    return std::nullopt;
+  } catch (const StoreError& failure) {
     database_.rollBack();
-    for (Waiting& waiting : group) waiting.number.set_exception(std::current_exception());
-    return;
+    documents_.reset();
+    for (Waiting& waiting : group) waiting.run.number = 0;
+    return failure;
   }
-  for (std::size_t i = 0; i < group.size(); ++i) group[i].number.set_value(numbers[i]);
 }
 
 std::int64_t RunStore::insert(const Run& run) {
-  const std::int64_t documents = numberOf(*run.documents);
+  const std::int64_t documents = numberOf(run.documents);
   insertRun_.bind(run.time).bind(run.microseconds).bind(run.id).bind(run.partNumber).bind(run.verdict).bind(documents);
   insertRun_.bind(run.device).bind(run.outcome).run();
   const std::int64_t number = database_.lastRow();
@@ -93,13 +110,17 @@ std::int64_t RunStore::insert(const Run& run) {
   return number;
 }
 
-std::int64_t RunStore::numberOf(const DocumentSet& documents) {
-  const bool isKnown = findDocuments_.bind(documents.provenance).step();
-  const std::int64_t number = isKnown ? findDocuments_.integer() : 0;
+std::int64_t RunStore::numberOf(const std::shared_ptr<const DocumentSet>& documents) {
+  if (documents == documents_) return documentsNumber_;
+  const bool isKnown = findDocuments_.bind(documents->provenance).step();
+  if (isKnown) documentsNumber_ = findDocuments_.integer();
   findDocuments_.reset();
-  if (isKnown) return number;
-  insertDocuments_.bind(documents.provenance).bindBlob(documents.library).bindBlob(documents.rules).run();
-  return database_.lastRow();
+  if (!isKnown) {
+    insertDocuments_.bind(documents->provenance).bindBlob(documents->library).bindBlob(documents->rules).run();
+    documentsNumber_ = database_.lastRow();
+  }
+  documents_ = documents;
+  return documentsNumber_;
 }
 
 /// Whether the oldest run is too old, or the runs take too much space.
@@ -122,6 +143,7 @@ bool RunStore::retain() {
         "BEGIN IMMEDIATE; DELETE FROM failures WHERE run <= " + last + "; DELETE FROM runs WHERE number <= " + last +
         "; DELETE FROM documents WHERE NOT EXISTS (SELECT 1 FROM runs WHERE runs.documents = documents.number)"
         "; COMMIT; PRAGMA incremental_vacuum";
+    documents_.reset();  // may be deleted
     database_.execute(statements.c_str());
     return true;
   } catch (const std::exception&) {  // tried again later; a full disk is reported by the next run

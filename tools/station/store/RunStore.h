@@ -5,9 +5,10 @@
 
 #include <condition_variable>
 #include <cstdint>
-#include <exception>
-#include <future>
+#include <functional>
+#include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <thread>
 #include <vector>
@@ -25,6 +26,10 @@ struct Retention {
 
 class RunStore {
  public:
+  /// Called by the thread that writes when the run has its number and is on disk. failure: why it could not be stored;
+  /// null if it was.
+  using Done = std::function<void(const Run& run, const StoreError* failure)>;
+
   /// Opens or creates the database. Throws `StoreError`.
   RunStore(const std::string& path, Retention retention);
   RunStore(const RunStore&) = delete;
@@ -32,32 +37,37 @@ class RunStore {
   /// Stores the waiting runs.
   ~RunStore();
 
-  /// Returns the number of the run when the run is on disk. Throws `StoreError` if it cannot be stored. Thread-safe.
-  std::int64_t store(const Run& run);
+  /// Stores a run. Throws `StoreError` if too many runs wait. Thread-safe.
+  void store(Run run, Done done);
 
  private:
   struct Waiting {
-    const Run* run;
-    std::promise<std::int64_t> number;
+    Run run;
+    Done done;
   };
 
   void work();
-  void storeTogether(std::vector<Waiting>& group);
+  std::optional<StoreError> storeTogether(std::vector<Waiting>& group);
   std::int64_t insert(const Run& run);
-  std::int64_t numberOf(const DocumentSet& documents);
+  std::int64_t numberOf(const std::shared_ptr<const DocumentSet>& documents);
   bool retain();
   bool mustDelete();
 
   Retention retention_;
   Database database_;
+  Statement begin_;
+  Statement commit_;
   Statement findDocuments_;
   Statement insertDocuments_;
   Statement insertRun_;
   Statement insertRule_;
   Statement insertFailure_;
+  std::shared_ptr<const DocumentSet> documents_;  // that were looked up last
+  std::int64_t documentsNumber_ = 0;
   std::mutex mutex_;
   std::condition_variable changed_;
   std::vector<Waiting> waiting_;
+  std::size_t bytes_ = 0;  // of the runs that wait or are being written
   bool ends_ = false;
   std::thread writer_;
 };
