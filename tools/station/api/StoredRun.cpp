@@ -45,8 +45,9 @@ std::vector<std::string> rulesOf(const CheckOutcome& outcome) {
 std::string onOneLine(std::string json) {
   constexpr std::string_view kByteOrderMark = "\xef\xbb\xbf";
   if (json.starts_with(kByteOrderMark)) json.erase(0, kByteOrderMark.size());
-  std::ranges::replace_if(
-      json, [](char character) { return character == '\n' || character == '\r'; }, ' ');
+  for (const char lineEnd : {'\n', '\r'}) {
+    for (auto i = json.find(lineEnd); i != std::string::npos; i = json.find(lineEnd, i + 1)) json[i] = ' ';
+  }
   return json;
 }
 
