@@ -14,6 +14,7 @@
 
 #include "Log.h"
 #include "Metrics.h"
+#include "ServiceManager.h"
 #include "api/Api.h"
 #include "api/StoredRun.h"
 #include "http/Server.h"
@@ -103,8 +104,10 @@ void reportRules(const Log& log, const RuleReloader::Status& status) {
   if (status.rejection) {
     log.write(Log::Level::kWarning, "rule documents rejected; the old ones remain in use",
               {{"reason", status.rejection->reason}});
+    notifyServiceManager("STATUS=New rule documents were rejected; the old ones remain in use");
   } else {
     log.write(Log::Level::kInfo, "rule documents loaded");
+    notifyServiceManager("STATUS=New rule documents are in use");
   }
 }
 
@@ -155,6 +158,7 @@ ExitStatus serve(const ServeOptions& options) {
 
   tool::writeStandardOutput(server.address() + "\n");
   log.write(Log::Level::kInfo, "ready", {{"address", server.address()}});
+  notifyServiceManager("READY=1\nSTATUS=Serving " + server.address());
   server.run([&](Request request, Server::ConnectionId connection) {
     const std::size_t size = request.body.size() + 1;
     Workers& workers = isCheck(request) ? checks : queries;
