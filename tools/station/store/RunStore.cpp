@@ -166,33 +166,38 @@ std::int64_t RunStore::numberOf(const std::shared_ptr<const DocumentSet>& docume
   return documentsNumber_;
 }
 
-/// The last of the oldest runs, a few at a time, that need not be kept; 0 if there are none.
-std::int64_t RunStore::lastToDelete() {
+bool RunStore::isTooLarge() {
   const std::int64_t pages = database_.integer("PRAGMA page_count") - database_.integer("PRAGMA freelist_count");
-  const bool isTooLarge = pages * database_.integer("PRAGMA page_size") > retention_.bytes;
-  constexpr Milliseconds kDay = Milliseconds{24} * 60 * 60 * 1000;
-  const Milliseconds oldest = isTooLarge ? std::numeric_limits<Milliseconds>::max() : now() - retention_.days * kDay;
+  return pages * database_.integer("PRAGMA page_size") > retention_.bytes;
+}
+
+/// The last of the oldest runs, a few at a time, that were made before `end`; 0 if there are none.
+std::int64_t RunStore::lastBefore(Milliseconds end) {
   Statement row = database_.prepare(
-      "SELECT number, time FROM runs WHERE number < (SELECT max(number) FROM runs) ORDER BY number LIMIT 20");
+      "SELECT number, time FROM runs WHERE number < (SELECT max(number) FROM runs) ORDER BY number LIMIT 50");
   std::int64_t last = 0;
   while (row.step()) {
     const std::int64_t number = row.integer();
-    if (row.integer() >= oldest) break;
+    if (row.integer() >= end) break;
     last = number;
   }
   return last;
 }
 
-/// Deletes some of the runs that need not be kept; whether there may be more.
+/// Deletes some of the runs that need not be kept; whether more must be deleted at once. Old runs are deleted slowly: a
+/// clock that is wrong for a minute costs few of them.
 bool RunStore::retain() {
+  constexpr Milliseconds kDay = Milliseconds{24} * 60 * 60 * 1000;
   try {
-    const std::int64_t last = lastToDelete();
+    const bool needsSpace = isTooLarge();
+    const Milliseconds end = needsSpace ? std::numeric_limits<Milliseconds>::max() : now() - retention_.days * kDay;
+    const std::int64_t last = lastBefore(end);
     if (last == 0) return false;
     database_.execute(fmt::format("BEGIN IMMEDIATE; DELETE FROM failures WHERE run <= {0};"
                                   "DELETE FROM runs WHERE number <= {0}; COMMIT",
                                   last)
                           .c_str());
-    return true;
+    return needsSpace;
   } catch (const std::exception&) {  // tried again later; a full disk is reported by the next run
     database_.rollBack();
     return false;

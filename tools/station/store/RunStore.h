@@ -77,7 +77,8 @@ class RunStore {
   std::optional<StoreError> insert(Entries& entries);
   std::int64_t insert(const Run& run);
   std::int64_t numberOf(const std::shared_ptr<const DocumentSet>& documents);
-  std::int64_t lastToDelete();
+  bool isTooLarge();
+  std::int64_t lastBefore(Milliseconds end);
   bool retain();
 
   Retention retention_;
