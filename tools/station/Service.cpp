@@ -126,7 +126,6 @@ ExitStatus serve(const ServeOptions& options) {
   platform.checksDevices = true;
   tool::warnAboutTrust("serve", platform);
   RuleReloader rules({options.library, options.rules, platform});
-  std::unique_ptr<RunStore> store = openStore(options);
   RunReaders readers(options.database);
   Metrics metrics;
   Server server({.host = options.host,
@@ -145,7 +144,7 @@ ExitStatus serve(const ServeOptions& options) {
       .publish = [&](std::string_view name,
                      std::string_view data) { server.publish(fmt::format("event: {}\ndata: {}\n\n", name, data)); },
       .connections = [&] { return server.connections(); },
-      .store = std::move(store)};
+      .store = openStore(options)};
   Workers checks(checkThreads(), kMostWaiting);
   Workers queries(kQueryThreads, kMostWaiting);
   const std::jthread watcher = rules.watch([&](const RuleReloader::Status& status) {

@@ -79,13 +79,9 @@ std::int64_t RunReader::count(const RunFilter& filter) {
 
 std::vector<RunSummary> RunReader::list(const RunFilter& filter, std::optional<std::int64_t> before,
                                         std::size_t limit) {
-  Query query(database_, fmt::format("SELECT {} FROM runs WHERE number IN (SELECT number FROM runs", kSummaryColumns),
-              filter);
+  Query query(database_, fmt::format("SELECT {} FROM runs", kSummaryColumns), filter);
   query.add("number < ?", before);
-  // Rare verdicts and part numbers are found in the index by time. With "+", the table itself is not an order.
-  const bool isInIndex = filter.verdict || filter.partNumber;
-  Statement row =
-      query.prepare(fmt::format(" ORDER BY {}number DESC LIMIT {}) ORDER BY number DESC", isInIndex ? "+" : "", limit));
+  Statement row = query.prepare(fmt::format(" ORDER BY number DESC LIMIT {}", limit));
   std::vector<RunSummary> runs;
   while (row.step()) {
     readSummary(row, runs.emplace_back());

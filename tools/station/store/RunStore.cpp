@@ -101,7 +101,11 @@ void RunStore::write() {
     Entries entries = waiting_.take(due);
     if (!entries.empty()) {
       const std::optional<StoreError> failure = insert(entries);
-      failure ? finish(entries, failure) : written_.add(std::move(entries));
+      if (failure) {
+        finish(entries, failure);
+      } else {
+        written_.add(std::move(entries));
+      }
     }
     if (RunQueue::Clock::now() >= due && !retain()) due = RunQueue::Clock::now() + kRetentionInterval;
   }
@@ -110,6 +114,7 @@ void RunStore::write() {
 void RunStore::confirm() {
   while (!written_.isFinished()) {
     const Entries entries = written_.take(RunQueue::Clock::time_point::max());
+    // Before SQLite reuses the log, it copies what is in it to the database, and waits for the disk itself.
     const bool isOnDisk = fdatasync(log_.number()) == 0;
     finish(entries, isOnDisk ? std::nullopt
                              : std::optional(StoreError("the database cannot be written: " + tool::systemReason() +

@@ -27,8 +27,10 @@ CREATE TABLE runs (
   device TEXT NOT NULL,
   outcome TEXT NOT NULL
 );
+CREATE INDEX runs_by_time ON runs (time);
 CREATE INDEX runs_by_id ON runs (id);
-CREATE INDEX runs_by_time ON runs (time, part_number, verdict);  -- all that is counted
+CREATE INDEX runs_by_part_number ON runs (part_number);
+CREATE INDEX runs_by_verdict ON runs (verdict);
 CREATE TABLE rules (
   number INTEGER PRIMARY KEY,
   name TEXT NOT NULL UNIQUE
