@@ -27,7 +27,7 @@ CREATE TABLE runs (
   device TEXT NOT NULL,
   outcome TEXT NOT NULL
 );
-CREATE INDEX runs_by_time ON runs (time);
+CREATE INDEX runs_by_time ON runs (time, part_number, verdict);
 CREATE INDEX runs_by_id ON runs (id);
 CREATE INDEX runs_by_part_number ON runs (part_number);
 CREATE INDEX runs_by_verdict ON runs (verdict);
