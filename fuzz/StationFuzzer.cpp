@@ -6,10 +6,12 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <future>
 #include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "api/Api.h"
 #include "text/Text.h"
@@ -59,20 +61,20 @@ tool::PlatformOptions unsignedDocuments() {
 struct Service {
   Folder folder;
   RuleReloader rules{{folder.path("library"), {folder.path("rules")}, unsignedDocuments()}};
-  RunStore store{folder.path("runs"), Retention{.days = 1, .bytes = std::int64_t{4} << 20}};
   RunReaders readers{folder.path("runs")};
   Metrics metrics;
   Log log{Log::Format::kNone};
-  Station station{.rules = rules,
-                  .store = store,
-                  .readers = readers,
-                  .metrics = metrics,
-                  .log = log,
-                  .access = {.token = "0123456789abcdef", .isLoopback = true},
-                  .databasePath = folder.path("runs"),
-                  .texts = "{}",
-                  .publish = [](std::string_view, std::string_view) {},
-                  .connections = [] { return std::size_t{0}; }};
+  Station station{
+      .rules = rules,
+      .readers = readers,
+      .metrics = metrics,
+      .log = log,
+      .access = {.token = "0123456789abcdef", .isLoopback = true},
+      .databasePath = folder.path("runs"),
+      .texts = "{}",
+      .publish = [](std::string_view, std::string_view) {},
+      .connections = [] { return std::size_t{0}; },
+      .store = std::make_unique<RunStore>(folder.path("runs"), Retention{.days = 1, .bytes = std::int64_t{4} << 20})};
 };
 
 std::string_view takeUntil(std::string_view& rest, std::string_view separator) {
@@ -97,11 +99,17 @@ Request requestIn(std::string_view text) {
   return request;
 }
 
-void requireAnswer(const Service& service, const Request& request) {
+Response answered(const Service& service, Request request) {
+  std::promise<Response> promise;
+  answer(service.station, request, [&](Response response) { promise.set_value(std::move(response)); });
+  return promise.get_future().get();
+}
+
+void requireAnswer(const Service& service, Request request) {
   constexpr std::size_t kLargestBody = 4096;
   isTarget(request.path);
   const std::optional<Response> rejection = rejectionOf(request, kLargestBody);
-  const Response response = rejection ? *rejection : answer(service.station, request);
+  const Response response = rejection ? *rejection : answered(service, std::move(request));
   require(response.status >= (rejection ? 400 : 200) && response.status < 600 && response.status != 500);
   require(response.status < 400 || readJsonMember(response.body, "error").has_value());
 }

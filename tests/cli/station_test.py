@@ -15,6 +15,7 @@ import stat
 import subprocess
 import time
 import unittest
+import unittest.mock
 import urllib.parse
 
 import jsonschema
@@ -216,6 +217,25 @@ class ProductsTest(StationTest):
         self.start("--keep-mib", "1")
         self.waits_for(lambda: self.runs()["total"] < 20)
         self.assertEqual(self.check()["run"], 171)
+        self.stop()
+        database = sqlite3.connect(self.folder / "runs.db")
+        with database:
+            database.execute("UPDATE runs SET time = 0")
+        database.close()
+        self.start("--keep-days", "2")
+        self.waits_for(lambda: self.runs()["total"] == 1)
+        self.assertEqual(self.check()["run"], 172)  # numbers are not used again
+
+    def test_the_service_manager(self):
+        with socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM) as manager:
+            manager.settimeout(10)
+            manager.bind(os.fspath(self.folder / "manager"))
+            with unittest.mock.patch.dict(os.environ, NOTIFY_SOCKET=os.fspath(self.folder / "manager")):
+                self.start()
+                self.tavik("serve", "--unsigned", "--library", "library", "--rules", "none")
+            states = [manager.recv(1000).decode() for _ in range(2)]
+        self.assertEqual(states[0], f"READY=1\nSTATUS=Serving {self.address}")
+        self.assertIn("STATUS=--rules none: No such file", states[1])
 
 
 class ReloadTest(StationTest):

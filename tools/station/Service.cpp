@@ -14,6 +14,7 @@
 
 #include "Log.h"
 #include "Metrics.h"
+#include "ServiceManager.h"
 #include "api/Api.h"
 #include "api/StoredRun.h"
 #include "http/Server.h"
@@ -35,8 +36,7 @@ using tool::Unusable;
 constexpr std::size_t kQueryThreads = 4;
 constexpr std::size_t kMostWaiting = std::size_t{256} << 20;  // bytes of requests
 
-/// Threads for checks: most of them wait for the disk, which writes all their results together.
-std::size_t checkThreads() { return std::max<std::size_t>(16, std::size_t{4} * std::thread::hardware_concurrency()); }
+std::size_t checkThreads() { return std::max<std::size_t>(2, std::thread::hardware_concurrency()); }
 
 /// The signals that `Signals` handles.
 sigset_t handledSignals() {
@@ -111,8 +111,10 @@ void reportRules(const Log& log, const RuleReloader::Status& status) {
   if (status.rejection) {
     log.write(Log::Level::kWarning, "rule documents rejected; the old ones remain in use",
               {{"reason", status.rejection->reason}});
+    notifyServiceManager("STATUS=New rule documents were rejected; the old ones remain in use");
   } else {
     log.write(Log::Level::kInfo, "rule documents loaded");
+    notifyServiceManager("STATUS=New rule documents are in use");
   }
 }
 
@@ -131,7 +133,6 @@ ExitStatus serve(const ServeOptions& options) {
   platform.checksDevices = true;
   tool::warnAboutTrust("serve", platform);
   RuleReloader rules({options.library, options.rules, platform});
-  const std::unique_ptr<RunStore> store = openStore(options);
   RunReaders readers(options.database);
   Metrics metrics;
   Server server({.host = options.host,
@@ -140,7 +141,6 @@ ExitStatus serve(const ServeOptions& options) {
                  .certificate = certificateFor(options, log)});
   const Station station{
       .rules = rules,
-      .store = *store,
       .readers = readers,
       .metrics = metrics,
       .log = log,
@@ -150,7 +150,8 @@ ExitStatus serve(const ServeOptions& options) {
       .texts = pageTexts(options.texts),
       .publish = [&](std::string_view name,
                      std::string_view data) { server.publish(fmt::format("event: {}\ndata: {}\n\n", name, data)); },
-      .connections = [&] { return server.connections(); }};
+      .connections = [&] { return server.connections(); },
+      .store = openStore(options)};
   Workers checks(checkThreads(), kMostWaiting);
   Workers queries(kQueryThreads, kMostWaiting);
   const std::jthread watcher = rules.watch([&](const RuleReloader::Status& status) {
@@ -163,12 +164,14 @@ ExitStatus serve(const ServeOptions& options) {
 
   tool::writeStandardOutput(server.address() + "\n");
   log.write(Log::Level::kInfo, "ready", {{"address", server.address()}});
+  notifyServiceManager("READY=1\nSTATUS=Serving " + server.address());
   server.run([&](Request request, Server::ConnectionId connection) {
     const std::size_t size = request.body.size() + 1;
     Workers& workers = isCheck(request) ? checks : queries;
-    const auto shared = std::make_shared<const Request>(std::move(request));
-    const bool isAccepted =
-        workers.add(size, [&, shared, connection] { server.answer(connection, answer(station, *shared)); });
+    const auto shared = std::make_shared<Request>(std::move(request));
+    const bool isAccepted = workers.add(size, [&, shared, connection] {
+      answer(station, *shared, [&, connection](Response response) { server.answer(connection, std::move(response)); });
+    });
     if (!isAccepted) server.answer(connection, Response::error(503, "too many requests are waiting; try again later"));
   });
   log.write(Log::Level::kInfo, "stopped");

@@ -3,9 +3,12 @@
 #include <clocale>
 #include <csignal>
 #include <exception>
+#include <string>
 
 #include "Service.h"
+#include "ServiceManager.h"
 #include "io/StandardError.h"
+#include "text/Text.h"
 
 namespace {
 
@@ -23,6 +26,12 @@ ExitStatus run(int argc, char** argv) {
   return options.exportsRuns ? tavik::station::exportRuns(options) : tavik::station::serve(options);
 }
 
+/// Says why the service ends.
+void report(const std::string& reason) {
+  tavik::tool::printToStandardError("serve", reason);
+  tavik::station::notifyServiceManager("STATUS=" + tavik::tool::visible(reason));
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -35,10 +44,10 @@ int main(int argc, char** argv) {
   } catch (const tavik::tool::ReaderGone& failure) {
     status = failure.status();
   } catch (const tavik::tool::Failure& failure) {
-    tavik::tool::printToStandardError("serve", failure.what());
+    report(failure.what());
     status = failure.status();
   } catch (const std::exception& error) {
-    tavik::tool::printToStandardError("serve", error.what());
+    report(error.what());
   }
   return static_cast<int>(status);
 }

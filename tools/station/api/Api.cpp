@@ -39,7 +39,7 @@ Response openEvents(const Station& /*station*/, const Request& /*request*/, std:
 }
 
 constexpr Route kRoutes[] = {
-    {.method = "POST", .path = "/v1/check", .answer = check, .isCheck = true},
+    {.method = "POST", .path = "/v1/check", .answer = nullptr, .isCheck = true, .answerLater = check},
     {.method = "POST", .path = "/v1/lists/{}", .answer = makeList, .isCheck = true},
     {.method = "GET", .path = "/v1/runs", .answer = listRuns},
     {.method = "GET", .path = "/v1/runs/{}", .answer = showRun},
@@ -82,35 +82,37 @@ Response answerUnknown(const Request& request) {
   return Response::error(404, fmt::format("unknown path \"{}\"; GET /v1/openapi.json lists the requests", shown));
 }
 
-Response dispatched(const Station& station, const Request& request) {
+void dispatch(const Station& station, Request& request, const Reply& reply) {
   for (const Route& route : kRoutes) {
     const auto segment = matched(route.path, request.path);
     if (!segment || !isMethodOf(route, request)) continue;
-    if (std::optional<Response> refused = refusal(request, station.access, route.isPublic)) return *std::move(refused);
-    return route.answer(station, request, *segment);
+    if (std::optional<Response> refused = refusal(request, station.access, route.isPublic)) return reply(*refused);
+    if (route.answerLater != nullptr) return route.answerLater(station, request, reply);
+    return reply(route.answer(station, request, *segment));
   }
-  return refusal(request, station.access, false).value_or(answerUnknown(request));
+  reply(refusal(request, station.access, false).value_or(answerUnknown(request)));
 }
 
 }  // namespace
 
-Response answer(const Station& station, const Request& request) {
-  Response response;
+void answer(const Station& station, Request& request, const Reply& reply) {
+  const Reply finish = [&station, reply, isHead = request.method == "HEAD"](Response response) {
+    if (isHead) response.isEventStream = false;
+    if (response.status == 503) response.headers.emplace_back("Retry-After", "1");
+    station.metrics.addAnswer(response.status);
+    reply(std::move(response));
+  };
   try {
-    response = dispatched(station, request);
+    dispatch(station, request, finish);
   } catch (const StoreError& error) {
-    response = Response::error(503, error.what());
+    finish(Response::error(503, error.what()));
   } catch (const std::bad_alloc&) {
-    response = Response::error(503, "the service is out of memory; try again later");
+    finish(Response::error(503, "the service is out of memory; try again later"));
   } catch (const std::exception& error) {
     station.log.write(Log::Level::kError, "request failed",
                       {{"path", tool::visible(request.path)}, {"reason", error.what()}});
-    response = Response::error(500, fmt::format("{}; see the log of the service", error.what()));
+    finish(Response::error(500, fmt::format("{}; see the log of the service", error.what())));
   }
-  if (request.method == "HEAD") response.isEventStream = false;
-  if (response.status == 503) response.headers.emplace_back("Retry-After", "1");
-  station.metrics.addAnswer(response.status);
-  return response;
 }
 
 bool isCheck(const Request& request) {

@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <functional>
+#include <memory>
 #include <string>
 #include <string_view>
 
@@ -21,7 +22,6 @@ namespace tavik::station {
 /// What the requests work with.
 struct Station {
   RuleReloader& rules;
-  RunStore& store;
   RunReaders& readers;
   Metrics& metrics;
   const Log& log;
@@ -31,7 +31,11 @@ struct Station {
   std::string texts;                                                          ///< of the page, as JSON
   std::function<void(std::string_view name, std::string_view data)> publish;  ///< sends an event
   std::function<std::size_t()> connections;                                   ///< that are open
+  std::unique_ptr<RunStore> store;  ///< destroyed first: answers the runs that wait
 };
+
+/// Gets the response to a request, once, in any thread.
+using Reply = std::function<void(Response response)>;
 
 /// A request: its method and path, and what answers it. "{}" in the path is one segment, which `answer` gets.
 struct Route {
@@ -40,10 +44,11 @@ struct Route {
   Response (*answer)(const Station& station, const Request& request, std::string_view segment);
   bool isPublic = false;  ///< needs no token
   bool isCheck = false;   ///< has threads of its own
+  void (*answerLater)(const Station& station, Request& request, const Reply& reply) = nullptr;  ///< instead of `answer`
 };
 
-/// Answers a request; never throws. Thread-safe.
-Response answer(const Station& station, const Request& request);
+/// Answers a request, whose body may be moved from; never throws. Thread-safe.
+void answer(const Station& station, Request& request, const Reply& reply);
 
 /// Whether the request belongs to the checks, which are not delayed by other requests.
 bool isCheck(const Request& request);
@@ -58,8 +63,9 @@ Response showRules(const Station& station, const Request& request, std::string_v
 Response showMetrics(const Station& station, const Request& request, std::string_view segment);
 Response showHealth(const Station& station, const Request& request, std::string_view segment);
 Response showReadiness(const Station& station, const Request& request, std::string_view segment);
-Response check(const Station& station, const Request& request, std::string_view segment);
 Response makeList(const Station& station, const Request& request, std::string_view segment);
+/// Replies when the result is stored.
+void check(const Station& station, Request& request, const Reply& reply);
 /// @}
 
 /// The data of the event about the documents, and the answer of /v1/rules.

@@ -24,19 +24,6 @@ const Product& productFor(const LoadedRules& rules, std::string_view body) {
   return rules.productOf(DeviceLine::read(body, 1).attributes);
 }
 
-/// The number of the stored run as JSON.
-std::string stored(const Station& station, Run& run) {
-  try {
-    run.number = station.store.store(run);
-    return std::to_string(run.number);
-  } catch (const StoreError& error) {
-    station.metrics.addStoreFailure();
-    station.log.write(Log::Level::kError, "result not stored", {{"id", run.id}, {"reason", error.what()}});
-    if (!station.allowsUnstored) throw;
-    return "null";
-  }
-}
-
 void announce(const Station& station, const Run& run) {
   station.metrics.addRun(run);
   station.publish("run", run.json());
@@ -44,25 +31,36 @@ void announce(const Station& station, const Run& run) {
                     {{"run", Value(run.number)}, {"id", run.id}, {"verdict", run.verdict}});
 }
 
+/// Replies after the run was stored or not. text: the answer without the number of the run.
+void finish(const Station& station, const Run& run, const StoreError* failure, std::string text, const Reply& reply) {
+  if (failure != nullptr) {
+    station.metrics.addStoreFailure();
+    station.log.write(Log::Level::kError, "result not stored", {{"id", run.id}, {"reason", failure->what()}});
+    if (!station.allowsUnstored) return reply(Response::error(503, failure->what()));
+  }
+  announce(station, run);
+  text.pop_back();
+  reply({.body = std::move(text.append(", \"run\": ").append(run.numberJson()).append("}\n"))});
+}
+
 }  // namespace
 
-Response check(const Station& station, const Request& request, std::string_view /*segment*/) {
+void check(const Station& station, Request& request, const Reply& reply) {
   const std::shared_ptr<const LoadedRules> rules = station.rules.rules();
-  if (const auto why = rules->whyUnusable()) return Response::error(503, *why);
+  if (const auto why = rules->whyUnusable()) return reply(Response::error(503, *why));
   const auto begin = std::chrono::steady_clock::now();
   const Product& product = productFor(*rules, request.body);
   LineResult result = checkLine(*product.rules, request.body, 1);
-  if (!result.inputError.empty()) return Response::error(400, result.inputError);
+  if (!result.inputError.empty()) return reply(Response::error(400, result.inputError));
   identify(result, request.body);
-  Response response{.body = answerText(result)};
-  Run run = runOf(result, request.body, product);
+  std::string text = answerText(result);
+  Run run = runOf(result, std::move(request.body), text, product);
   const auto duration = std::chrono::steady_clock::now() - begin;
   run.microseconds = std::chrono::duration_cast<std::chrono::microseconds>(duration).count();
-  const std::string number = stored(station, run);
-  announce(station, run);
-  response.body.pop_back();
-  response.body += fmt::format(", \"run\": {}}}\n", number);
-  return response;
+  station.store->store(std::move(run),
+                       [&station, text = std::move(text), reply](const Run& stored, const StoreError* failure) mutable {
+                         finish(station, stored, failure, std::move(text), reply);
+                       });
 }
 
 Response makeList(const Station& station, const Request& request, std::string_view segment) {

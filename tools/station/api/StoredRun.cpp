@@ -42,13 +42,13 @@ std::vector<std::string> rulesOf(const CheckOutcome& outcome) {
 }
 
 /// JSON text on one line: line ends occur only between its tokens.
-std::string onOneLine(std::string_view json) {
+std::string onOneLine(std::string json) {
   constexpr std::string_view kByteOrderMark = "\xef\xbb\xbf";
-  if (json.starts_with(kByteOrderMark)) json.remove_prefix(kByteOrderMark.size());
-  std::string line(json);
-  std::ranges::replace_if(
-      line, [](char character) { return character == '\n' || character == '\r'; }, ' ');
-  return line;
+  if (json.starts_with(kByteOrderMark)) json.erase(0, kByteOrderMark.size());
+  for (const char lineEnd : {'\n', '\r'}) {
+    for (auto i = json.find(lineEnd); i != std::string::npos; i = json.find(lineEnd, i + 1)) json[i] = ' ';
+  }
+  return json;
 }
 
 /// The category with this word.
@@ -69,8 +69,12 @@ Reason reasonIn(const Dictionary& entries) {
           textIn(entries, "description"), rule ? std::optional<std::string>(*rule) : std::nullopt};
 }
 
-/// The reverse of `CheckOutcome::dictionary`.
-CheckOutcome outcomeIn(const Dictionary& entries) {
+/// Reads the stored outcome, whose entries may be null.
+CheckOutcome outcomeIn(std::string_view json) {
+  Dictionary entries;
+  for (const std::string_view key : {"records", "station", "error", "fault", "verdict", "reason"}) {
+    if (std::optional<Value> entry = readJsonMember(json, key)) entries.set(key, *std::move(entry));
+  }
   CheckOutcome outcome;
   const std::string verdict = textIn(entries, "verdict");
   outcome.verdict = verdict == wordOf(Verdict::kPassed)   ? Verdict::kPassed
@@ -92,10 +96,9 @@ CheckOutcome outcomeIn(const Dictionary& entries) {
 }
 
 tool::DeviceResult resultOf(const Run& run) {
-  const std::string name = fmt::format("run {}", run.number);
   tool::DeviceResult result{LineResult{DeviceLine::read(run.device, 1)}};
   identify(result, run.device);
-  result.outcome = outcomeIn(*tool::parseJson(name, run.outcome).ifDictionary());
+  result.outcome = outcomeIn(run.outcome);
   return result;
 }
 
@@ -181,15 +184,15 @@ void identify(DeviceLine& device, std::string_view body) {
   device.id = serialNumber == nullptr ? Value("") : *serialNumber;
 }
 
-Run runOf(const LineResult& result, std::string_view body, const Product& product) {
+Run runOf(const LineResult& result, std::string body, const std::string& answer, const Product& product) {
   Run run;
   run.time = now();
   run.id = nameOf(&result.id);
   run.partNumber = nameOf(result.attributes.find("ModelNumber"));
   run.verdict = wordOf(result.outcome.verdict);
   run.rules = rulesOf(result.outcome);
-  run.device = onOneLine(body);
-  run.outcome = tool::toJson(Value(result.outcome.dictionary()));
+  run.device = onOneLine(std::move(body));
+  run.outcome = result.outcome.reason ? tool::toJson(Value(result.outcome.dictionary())) : answer;
   run.documents = product.documents;
   return run;
 }

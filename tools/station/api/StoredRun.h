@@ -16,8 +16,8 @@ namespace tavik::station {
 /// Gives a device without "id" its serial number as "id". body: the JSON text that it was read from, as line 1.
 void identify(DeviceLine& device, std::string_view body);
 
-/// A run to be stored. body: the JSON text of the device, which `result` was read from.
-Run runOf(const LineResult& result, std::string_view body, const Product& product);
+/// A run to be stored. body: the JSON text of the device, which `result` was read from. answer: its `answerText`.
+Run runOf(const LineResult& result, std::string body, const std::string& answer, const Product& product);
 
 /// The object of `check`, with "id" first; it ends with "}". Throws `Unusable` if JSON cannot represent it.
 std::string answerText(const LineResult& result);

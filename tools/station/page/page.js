@@ -90,7 +90,6 @@ async function search(before) {
   $("total").textContent = `${text("total")} ${found.total}`;
   oldest = found.runs.at(-1)?.run ?? null;
   $("older").hidden = found.runs.length < pageSize;
-  return found.runs;
 }
 
 /** Runs by key, in the order of the first one. */
@@ -155,9 +154,11 @@ const refreshHistory = seldom(report(() => search()), 1000);
 const refreshSummary = seldom(report(summarize), 10000);
 
 async function refreshAll() {
+  shown = 0; // the database may be another one
   showRules(await get("/v1/rules"));
-  const [newest] = await search();
+  const [newest] = (await get("/v1/runs?limit=1")).runs;
   if (newest) await showVerdict(newest);
+  await search();
   await summarize();
 }
 

@@ -11,6 +11,8 @@ std::string_view adviceFor(int code) {
   switch (code) {
     case SQLITE_FULL:
       return "; free space on the disk of the database";
+    case SQLITE_NOMEM:
+      return "; try again later";
     case SQLITE_BUSY:
     case SQLITE_LOCKED:
       return "; end the program that uses it";
@@ -53,7 +55,6 @@ Database::Database(const std::string& path, Use use) : handle_(nullptr, sqlite3_
 
 void Database::fail() const {
   const int code = sqlite3_errcode(handle_.get()) & 0xff;
-  if (code == SQLITE_NOMEM) throw std::bad_alloc();
   throw StoreError(fmt::format("the database cannot be used: {}{}", sqlite3_errmsg(handle_.get()), adviceFor(code)));
 }
 

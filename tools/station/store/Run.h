@@ -32,11 +32,13 @@ struct RunSummary {
 
   /// As a JSON object.
   [[nodiscard]] std::string json() const;
+  /// The number as JSON.
+  [[nodiscard]] std::string numberJson() const { return number == 0 ? "null" : std::to_string(number); }
 };
 
 struct Run : RunSummary {
   std::string device;   ///< {"id", "attributes", "sources"} as JSON
-  std::string outcome;  ///< `CheckOutcome::dictionary` as JSON
+  std::string outcome;  ///< `CheckOutcome::dictionary` as JSON; it may have "id" and null entries, as in the answer
   std::shared_ptr<const DocumentSet> documents;
 };
 

@@ -57,8 +57,7 @@ void readSummary(Statement& row, RunSummary& run) {
 }  // namespace
 
 std::string RunSummary::json() const {
-  const std::string shown = number == 0 ? "null" : std::to_string(number);
-  std::string text = fmt::format(R"({{"run": {}, "time": "{}", "id": )", shown, isoText(time));
+  std::string text = fmt::format(R"({{"run": {}, "time": "{}", "id": )", numberJson(), isoText(time));
   appendJsonString(text, id);
   text += R"(, "part_number": )";
   appendJsonString(text, partNumber);

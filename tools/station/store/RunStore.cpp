@@ -1,14 +1,24 @@
 #include "store/RunStore.h"
 
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <unistd.h>
+
 #include <chrono>
+#include <iterator>
+#include <limits>
 #include <utility>
 
+#include "ExitStatus.h"
 #include "store/Schema.h"
 
 namespace tavik::station {
 namespace {
 
-constexpr std::chrono::seconds kRetentionInterval{60};
+constexpr std::chrono::seconds kRetentionInterval{1};
+constexpr std::size_t kMostWaiting = std::size_t{256} << 20;  // bytes of runs
+
+std::size_t sizeOf(const Run& run) { return run.device.size() + run.outcome.size(); }
 
 Database opened(const std::string& path) {
   Database database(path, Database::Use::kWriting);
@@ -16,11 +26,47 @@ Database opened(const std::string& path) {
   return database;
 }
 
+int openLog(const std::string& path) {
+  const int file = open((path + "-wal").c_str(), O_RDONLY | O_CLOEXEC);
+  if (file < 0) throw StoreError("the write-ahead log cannot be opened: " + tool::systemReason());
+  return file;
+}
+
 }  // namespace
+
+void RunQueue::add(std::vector<Entry> entries) {
+  {
+    const std::lock_guard lock(mutex_);
+    entries_.insert(entries_.end(), std::move_iterator(entries.begin()), std::move_iterator(entries.end()));
+  }
+  changed_.notify_one();
+}
+
+std::vector<RunQueue::Entry> RunQueue::take(Clock::time_point latest) {
+  std::unique_lock lock(mutex_);
+  changed_.wait_until(lock, latest, [&] { return ends_ || !entries_.empty(); });
+  return std::exchange(entries_, {});
+}
+
+void RunQueue::end() {
+  {
+    const std::lock_guard lock(mutex_);
+    ends_ = true;
+  }
+  changed_.notify_one();
+}
+
+bool RunQueue::isFinished() {
+  const std::lock_guard lock(mutex_);
+  return ends_ && entries_.empty();
+}
 
 RunStore::RunStore(const std::string& path, Retention retention)
     : retention_(retention),
       database_(opened(path)),
+      log_(openLog(path)),
+      begin_(database_.prepare("BEGIN IMMEDIATE")),
+      commit_(database_.prepare("COMMIT")),
       findDocuments_(database_.prepare("SELECT number FROM documents WHERE provenance = ?")),
       insertDocuments_(database_.prepare("INSERT INTO documents (provenance, library, rules) VALUES (?, ?, ?)")),
       insertRun_(database_.prepare("INSERT INTO runs (time, microseconds, id, part_number, verdict, documents, device, "
@@ -28,61 +74,80 @@ RunStore::RunStore(const std::string& path, Retention retention)
       insertRule_(database_.prepare("INSERT OR IGNORE INTO rules (name) VALUES (?)")),
       insertFailure_(
           database_.prepare("INSERT OR IGNORE INTO failures (run, rule) SELECT ?, number FROM rules WHERE name = ?")),
-      writer_(&RunStore::work, this) {}
+      writer_(&RunStore::write, this),
+      confirmer_(&RunStore::confirm, this) {}
 
 RunStore::~RunStore() {
-  {
-    const std::lock_guard lock(mutex_);
-    ends_ = true;
-  }
-  changed_.notify_one();
+  waiting_.end();
   writer_.join();
+  written_.end();
+  confirmer_.join();
 }
 
-std::int64_t RunStore::store(const Run& run) {
-  std::future<std::int64_t> number;
-  {
-    const std::lock_guard lock(mutex_);
-    number = waiting_.emplace_back(Waiting{&run, {}}).number.get_future();
+void RunStore::store(Run run, RunStored done) {
+  const std::size_t size = sizeOf(run);
+  if (bytes_.fetch_add(size) > kMostWaiting) {
+    bytes_ -= size;
+    throw StoreError("too many results wait for the disk of the database; try again later");
   }
-  changed_.notify_one();
-  return number.get();
+  Entries entries;
+  entries.push_back({std::move(run), std::move(done)});
+  waiting_.add(std::move(entries));
 }
 
-void RunStore::work() {
-  auto due = std::chrono::steady_clock::now();
-  while (true) {
-    std::vector<Waiting> group;
-    {
-      std::unique_lock lock(mutex_);
-      changed_.wait_until(lock, due, [&] { return ends_ || !waiting_.empty(); });
-      if (ends_ && waiting_.empty()) return;
-      group.swap(waiting_);
+void RunStore::write() {
+  auto due = RunQueue::Clock::now();
+  while (!waiting_.isFinished()) {
+    Entries entries = waiting_.take(due);
+    if (!entries.empty()) {
+      const std::optional<StoreError> failure = insert(entries);
+      if (failure) {
+        finish(entries, failure);
+      } else {
+        written_.add(std::move(entries));
+      }
     }
-    if (!group.empty()) storeTogether(group);
-    if (std::chrono::steady_clock::now() >= due && !retain()) {
-      due = std::chrono::steady_clock::now() + kRetentionInterval;
-    }
+    if (RunQueue::Clock::now() >= due && !retain()) due = RunQueue::Clock::now() + kRetentionInterval;
   }
 }
 
-void RunStore::storeTogether(std::vector<Waiting>& group) {
-  std::vector<std::int64_t> numbers;
+void RunStore::confirm() {
+  while (!written_.isFinished()) {
+    const Entries entries = written_.take(RunQueue::Clock::time_point::max());
+    // Before SQLite reuses the log, it copies what is in it to the database, and waits for the disk itself.
+    const bool isOnDisk = fdatasync(log_.number()) == 0;
+    finish(entries, isOnDisk ? std::nullopt
+                             : std::optional(StoreError("the database cannot be written: " + tool::systemReason() +
+                                                        "; check the disk of the database")));
+  }
+}
+
+void RunStore::finish(const Entries& entries, const std::optional<StoreError>& failure) {
+  std::size_t size = 0;
+  for (const auto& [run, done] : entries) {
+    done(run, failure ? &*failure : nullptr);
+    size += sizeOf(run);
+  }
+  bytes_ -= size;
+}
+
+/// Stores runs in one transaction; why it failed, if it did.
+std::optional<StoreError> RunStore::insert(Entries& entries) {
   try {
-    numbers.reserve(group.size());
-    database_.execute("BEGIN IMMEDIATE");
-    for (const Waiting& waiting : group) numbers.push_back(insert(*waiting.run));
-    database_.execute("COMMIT");
-  } catch (...) {
+    begin_.run();
+    for (RunQueue::Entry& entry : entries) entry.run.number = insert(entry.run);
+    commit_.run();
+    return std::nullopt;
+  } catch (const StoreError& failure) {
     database_.rollBack();
-    for (Waiting& waiting : group) waiting.number.set_exception(std::current_exception());
-    return;
+    documents_.reset();
+    for (RunQueue::Entry& entry : entries) entry.run.number = 0;
+    return failure;
   }
-  for (std::size_t i = 0; i < group.size(); ++i) group[i].number.set_value(numbers[i]);
 }
 
 std::int64_t RunStore::insert(const Run& run) {
-  const std::int64_t documents = numberOf(*run.documents);
+  const std::int64_t documents = numberOf(run.documents);
   insertRun_.bind(run.time).bind(run.microseconds).bind(run.id).bind(run.partNumber).bind(run.verdict).bind(documents);
   insertRun_.bind(run.device).bind(run.outcome).run();
   const std::int64_t number = database_.lastRow();
@@ -93,37 +158,51 @@ std::int64_t RunStore::insert(const Run& run) {
   return number;
 }
 
-std::int64_t RunStore::numberOf(const DocumentSet& documents) {
-  const bool isKnown = findDocuments_.bind(documents.provenance).step();
-  const std::int64_t number = isKnown ? findDocuments_.integer() : 0;
+std::int64_t RunStore::numberOf(const std::shared_ptr<const DocumentSet>& documents) {
+  if (documents == documents_) return documentsNumber_;
+  const bool isKnown = findDocuments_.bind(documents->provenance).step();
+  if (isKnown) documentsNumber_ = findDocuments_.integer();
   findDocuments_.reset();
-  if (isKnown) return number;
-  insertDocuments_.bind(documents.provenance).bindBlob(documents.library).bindBlob(documents.rules).run();
-  return database_.lastRow();
+  if (!isKnown) {
+    insertDocuments_.bind(documents->provenance).bindBlob(documents->library).bindBlob(documents->rules).run();
+    documentsNumber_ = database_.lastRow();
+  }
+  documents_ = documents;
+  return documentsNumber_;
 }
 
-/// Whether the oldest run is too old, or the runs take too much space.
-bool RunStore::mustDelete() {
-  Statement oldest = database_.prepare("SELECT time FROM runs ORDER BY number LIMIT 1");
-  if (!oldest.step()) return false;
-  constexpr Milliseconds kDay = Milliseconds{24} * 60 * 60 * 1000;
+bool RunStore::isTooLarge() {
   const std::int64_t pages = database_.integer("PRAGMA page_count") - database_.integer("PRAGMA freelist_count");
-  return oldest.integer() < now() - retention_.days * kDay ||
-         pages * database_.integer("PRAGMA page_size") > retention_.bytes;
+  return pages * database_.integer("PRAGMA page_size") > retention_.bytes;
 }
 
-/// Deletes some of the runs that need not be kept; whether there may be more.
+/// The last of the oldest runs, a few at a time, that were made before `end`; 0 if there are none.
+std::int64_t RunStore::lastBefore(Milliseconds end) {
+  Statement row = database_.prepare(
+      "SELECT number, time FROM runs WHERE number < (SELECT max(number) FROM runs) ORDER BY number LIMIT 50");
+  std::int64_t last = 0;
+  while (row.step()) {
+    const std::int64_t number = row.integer();
+    if (row.integer() >= end) break;
+    last = number;
+  }
+  return last;
+}
+
+/// Deletes some of the runs that need not be kept; whether more must be deleted at once. Old runs are deleted slowly: a
+/// clock that is wrong for a minute costs few of them.
 bool RunStore::retain() {
+  constexpr Milliseconds kDay = Milliseconds{24} * 60 * 60 * 1000;
   try {
-    if (!mustDelete()) return false;
-    const std::string last = std::to_string(
-        database_.integer("SELECT max(number) FROM (SELECT number FROM runs ORDER BY number LIMIT 100)"));
-    const std::string statements =
-        "BEGIN IMMEDIATE; DELETE FROM failures WHERE run <= " + last + "; DELETE FROM runs WHERE number <= " + last +
-        "; DELETE FROM documents WHERE NOT EXISTS (SELECT 1 FROM runs WHERE runs.documents = documents.number)"
-        "; COMMIT; PRAGMA incremental_vacuum";
-    database_.execute(statements.c_str());
-    return true;
+    const bool needsSpace = isTooLarge();
+    const Milliseconds end = needsSpace ? std::numeric_limits<Milliseconds>::max() : now() - retention_.days * kDay;
+    const std::int64_t last = lastBefore(end);
+    if (last == 0) return false;
+    database_.execute(fmt::format("BEGIN IMMEDIATE; DELETE FROM failures WHERE run <= {0};"
+                                  "DELETE FROM runs WHERE number <= {0}; COMMIT",
+                                  last)
+                          .c_str());
+    return needsSpace;
   } catch (const std::exception&) {  // tried again later; a full disk is reported by the next run
     database_.rollBack();
     return false;

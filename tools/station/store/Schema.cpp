@@ -11,14 +11,14 @@ namespace {
 constexpr const char* kMigrations[] = {
     R"(
 CREATE TABLE documents (
-  number INTEGER PRIMARY KEY AUTOINCREMENT,
+  number INTEGER PRIMARY KEY,
   provenance TEXT NOT NULL UNIQUE,
   library BLOB NOT NULL,
   rules BLOB NOT NULL
 );
 CREATE TABLE runs (
-  number INTEGER PRIMARY KEY AUTOINCREMENT,  -- numbers of deleted runs are not used again
-  time INTEGER NOT NULL,                     -- milliseconds since 1970-01-01 UTC
+  number INTEGER PRIMARY KEY,  -- one more than the highest one; the newest run is never deleted
+  time INTEGER NOT NULL,       -- milliseconds since 1970-01-01 UTC
   microseconds INTEGER NOT NULL,
   id TEXT NOT NULL,
   part_number TEXT NOT NULL,
@@ -27,11 +27,10 @@ CREATE TABLE runs (
   device TEXT NOT NULL,
   outcome TEXT NOT NULL
 );
-CREATE INDEX runs_by_time ON runs (time);
+CREATE INDEX runs_by_time ON runs (time, part_number, verdict);
 CREATE INDEX runs_by_id ON runs (id);
 CREATE INDEX runs_by_part_number ON runs (part_number);
 CREATE INDEX runs_by_verdict ON runs (verdict);
-CREATE INDEX runs_by_documents ON runs (documents);
 CREATE TABLE rules (
   number INTEGER PRIMARY KEY,
   name TEXT NOT NULL UNIQUE
@@ -64,7 +63,7 @@ void requireKnown(Database& database) {
 
 void migrate(Database& database) {
   database.execute(
-      "PRAGMA auto_vacuum = INCREMENTAL; PRAGMA journal_mode = WAL; PRAGMA synchronous = FULL;"
+      "PRAGMA journal_mode = WAL; PRAGMA synchronous = NORMAL;"  // RunStore waits for the disk
       "PRAGMA journal_size_limit = 67108864; PRAGMA wal_autocheckpoint = 8192; BEGIN IMMEDIATE");
   const bool isNew = database.integer("SELECT count(*) FROM sqlite_schema") == 0;
   if (!isNew) requireKnown(database);
