@@ -177,6 +177,10 @@ TEST(JsonTest, DoesNotWriteWhatCannotBeReadBack) {
   EXPECT_FALSE(appendJson(text, value, error));
   EXPECT_EQ(text, "unchanged");
   EXPECT_EQ(error, "Rules[1]: the date 1e+12 seconds from 2001-01-01 00:00:00 +0000 is outside the years 1 to 9999");
+  Value deep("inside");
+  for (int level = 0; level <= kPropertyListDepthLimit; ++level) deep = Array::of(deep);
+  EXPECT_FALSE(writeJson(deep, error));
+  EXPECT_THAT(error, EndsWith("nested more than 512 levels deep"));
 }
 
 }  // namespace
