@@ -57,7 +57,6 @@ TEST(JsonTest, Reads) {
   const Case cases[] = {
       {"white space and a byte order mark", "\xEF\xBB\xBF \t\r\n[ 1 , { \"a\" : [ ] } ] ",
        Array::of(1, Dictionary{{"a", Array()}})},
-      {"words", "[true,false]", Array::of(true, false)},
       {"strings", R"(["", "fifteen letters", "sixteen letters.", "é😀"])",
        Array::of("", "fifteen letters", "sixteen letters.", "é😀")},
       {"escapes", R"("\"\\\/\b\f\n\r\t\u0000\u00e9\uFFFF\ud83d\uDE00 and plain text")",
@@ -73,7 +72,6 @@ TEST(JsonTest, Reads) {
        Array::of(Data(), Data{1}, Data{1, 2}, Data{1, 2, 3}, Data{0xFF, 0xFE, 0xFD})},
       {"dates", R"([{"$date": "2001-01-01T00:00:10.000Z"}, {"$date": "2000-12-31T23:59:59.75Z"}])",
        Array::of(Date::sinceReference(10), Date::sinceReference(-0.25))},
-      {"infinite numbers", R"([{"$number": "inf"}, {"$number": "-inf"}])", Array::of(HUGE_VAL, -HUGE_VAL)},
       {"dictionaries that look like encoded values", R"([{"$data": 1, "b": 2}, {"$dictionary": {"$data": "x"}},
          {"$dictionary": {}}, {"$dictionary": {"a": {"\u0024data": "AQ=="}}}, {"\u0024dictionary": {"$": 1}}])",
        Array::of(Dictionary{{"$data", Value(1)}, {"b", Value(2)}}, Dictionary{{"$data", "x"}}, Dictionary(),
@@ -145,7 +143,6 @@ TEST(JsonTest, Writes) {
       {"only necessary escapes", "a\"\\/\b\f\n\r\t\0\x1F\x7Fé😀\xE2\x80\xA8"sv,
        "\"a\\\"\\\\/\\b\\f\\n\\r\\t\\u0000\\u001f\x7Fé😀\xE2\x80\xA8\""},
       {"an escape after eight plain characters", "12345678\n12345678\"", R"("12345678\n12345678\"")"},
-      {"integers", Array::of(0, std::numeric_limits<std::int64_t>::min()), "[0, -9223372036854775808]"},
       {"floating-point numbers",
        Array::of(0.0, -0.0, 3.0, 10.5, 0.1, 1e15, 1e16, 0.0001, 0.00001, 1e300, 123456789012345680.0),
        "[0.0, -0.0, 3.0, 10.5, 0.1, 1000000000000000.0, 1e+16, 0.0001, 1e-05, 1e+300, 1.2345678901234568e+17]"},
@@ -177,6 +174,10 @@ TEST(JsonTest, DoesNotWriteWhatCannotBeReadBack) {
   EXPECT_FALSE(appendJson(text, value, error));
   EXPECT_EQ(text, "unchanged");
   EXPECT_EQ(error, "Rules[1]: the date 1e+12 seconds from 2001-01-01 00:00:00 +0000 is outside the years 1 to 9999");
+  Value deep("inside");
+  for (int level = 0; level <= kPropertyListDepthLimit; ++level) deep = Array::of(deep);
+  EXPECT_FALSE(writeJson(deep, error));
+  EXPECT_THAT(error, EndsWith("nested more than 512 levels deep"));
 }
 
 }  // namespace

@@ -26,6 +26,8 @@ TEST(KernelTest, PublicHelpers) {
   const Value vendors(Dictionary{{"0x02d0", Array::of("BCD", "DE67")}});
   EXPECT_EQ(lineOf(ZRTTavikKernel::checkWifiVendorAgainstBoardConfig(&info, nullptr, &vendors, &code)),
             "(null): pass, DE67, one of BCD,DE67");
+  EXPECT_EQ(lineOf(ZRTTavikKernel::checkWifiVendorAgainstBoardConfig(&info, nullptr, &vendors, nullptr)),
+            "(null): FAIL, (null), one of BCD,DE67");
 }
 
 // A reference parser: the tree as text, or the error code.
