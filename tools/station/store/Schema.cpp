@@ -72,6 +72,7 @@ void migrate(Database& database) {
   }
   database.execute(
       fmt::format("PRAGMA application_id = {}; PRAGMA user_version = {}; COMMIT", kApplication, kVersion).c_str());
+  database.execute("PRAGMA wal_checkpoint");  // the first one also waits until the folder lists the write-ahead log
 }
 
 void requireUsable(Database& database) {
