@@ -19,7 +19,8 @@ import unittest
 
 from station import GOOD, SFC, StationTest
 
-FACTOR = 20 if "TSAN_OPTIONS" in os.environ else 1  # of time and memory, with ThreadSanitizer
+# Of time and memory, with ThreadSanitizer or AddressSanitizer.
+FACTOR = 20 if "TSAN_OPTIONS" in os.environ else 4 if "ASAN_OPTIONS" in os.environ else 1
 KILLS = int(os.environ.get("TAVIK_KILLS", "3"))
 CHECK = json.dumps({"attributes": GOOD, "sources": SFC}).encode()
 POST = b"POST /v1/check HTTP/1.1\r\nHost: localhost\r\n"

@@ -110,7 +110,7 @@ Dictionary FoundCase::inCaseFile(const Device& device) const {
 /// Tries changes of the device for one rule, and keeps the best case.
 class CaseSearch::Attempts {
  public:
-  Attempts(CaseSearch& search, const ChangedRule& changed)
+  Attempts(CaseSearch& search, const MutatedRule& changed)
       : search_(search),
         device_(*search.device_),
         changed_(changed),
@@ -198,7 +198,7 @@ class CaseSearch::Attempts {
 
   CaseSearch& search_;
   const Device& device_;
-  const ChangedRule& changed_;
+  const MutatedRule& changed_;
   const RuleOrigin& rule_;
   const std::vector<RuleOperand>& operands_;
   std::optional<FoundCase> best_;
@@ -207,7 +207,7 @@ class CaseSearch::Attempts {
   std::size_t trials_ = 0;
 };
 
-std::optional<FoundCase> CaseSearch::catching(const ChangedRule& changed) { return Attempts(*this, changed).best(); }
+std::optional<FoundCase> CaseSearch::catching(const MutatedRule& changed) { return Attempts(*this, changed).best(); }
 
 std::size_t CaseSearch::failures() { return static_cast<std::size_t>(std::ranges::count(failing(), true)); }
 

@@ -41,7 +41,7 @@ class CaseSearch {
 
   /// The best case that catches the change of a rule: by its result after a change of the device, if possible alone;
   /// otherwise by its record without a change, or after one. Absent if none was found.
-  std::optional<FoundCase> catching(const ChangedRule& changed);
+  std::optional<FoundCase> catching(const MutatedRule& changed);
 
   /// The number of rules that fail without a change.
   std::size_t failures();

@@ -129,7 +129,7 @@ class Generation {
     if (!goodJudge_) goodJudge_.emplace(good_, device_);
     if (goodJudge_->catches(effect)) return true;
     return std::ranges::any_of(cases_, [&](const Case& one) {
-      const auto isAffected = [&](const ChangedRule& changed) {
+      const auto isAffected = [&](const MutatedRule& changed) {
         return std::ranges::binary_search(one.rules, changed.number);
       };
       return std::ranges::any_of(effect.rules, isAffected) && one.judge.catches(effect);
@@ -137,7 +137,7 @@ class Generation {
   }
 
   bool findCase(const MutantEffect& effect) {
-    for (const ChangedRule& changed : effect.rules) {
+    for (const MutatedRule& changed : effect.rules) {
       auto found = search_.catching(changed);
       if (!found) continue;
       if (found->change) {

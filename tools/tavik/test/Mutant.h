@@ -38,7 +38,7 @@ struct Mutant {
 void forEachMutant(const EffectiveEntries& entries, const std::function<void(const Mutant&)>& visit);
 
 /// A rule of a device that a mutant changes.
-struct ChangedRule {
+struct MutatedRule {
   std::size_t number;              ///< in evaluation order
   std::optional<RuleOrigin> rule;  ///< absent: the device does not get it
 };
@@ -50,7 +50,7 @@ struct MutantEffect {
 
   [[nodiscard]] bool empty() const { return rules.empty() && !error; }
 
-  std::vector<ChangedRule> rules;  ///< those with other values or another predicate
+  std::vector<MutatedRule> rules;  ///< those with other values or another predicate
   std::optional<Error> error;      ///< the rules cannot be assembled
 };
 

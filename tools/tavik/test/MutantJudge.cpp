@@ -16,7 +16,7 @@ bool MutantJudge::catches(const MutantEffect& effect) const {
   if (effect.empty()) return false;
   if (effect.error) return !isExpectedEnd(expected_, effect.error, std::nullopt);
   if (isComplete()) {
-    const auto isExpected = [&](const ChangedRule& changed) { return hasExpectedRecord(changed); };
+    const auto isExpected = [&](const MutatedRule& changed) { return hasExpectedRecord(changed); };
     if (!std::ranges::all_of(effect.rules, isExpected)) return true;
     const bool hasRules =
         effect.rules.size() < device_->rules().rules().size() ||
@@ -27,7 +27,7 @@ bool MutantJudge::catches(const MutantEffect& effect) const {
   return !runsAsExpected(effect);
 }
 
-bool MutantJudge::hasExpectedRecord(const ChangedRule& changed) const {
+bool MutantJudge::hasExpectedRecord(const MutatedRule& changed) const {
   const auto named = named_.find(device_->rules().rules()[changed.number].name);
   const RuleExpectation* const expectation = named == named_.end() ? nullptr : &named->second;
   if (!changed.rule) return isExpectedRecord(expectation, expected_.others, nullptr);
@@ -40,7 +40,7 @@ bool MutantJudge::runsAsExpected(const MutantEffect& effect) const {
   const DeviceRules& rules = device_->rules();
   Dictionary station;
   for (std::size_t number = 0; number < rules.rules().size(); ++number) {
-    const auto changed = std::ranges::find(effect.rules, number, &ChangedRule::number);
+    const auto changed = std::ranges::find(effect.rules, number, &MutatedRule::number);
     const bool isChanged = changed != effect.rules.end();
     if ((isChanged && !changed->rule) || (isComplete() && !isChanged && !rules.facts()[number].forwards())) continue;
     const RuleEvaluation evaluation = device_->evaluate(isChanged ? *changed->rule : rules.rules()[number]);

@@ -31,7 +31,7 @@ class MutantJudge {
   [[nodiscard]] bool isComplete() const { return device_ && !expected_.error && !expected_.fault; }
 
  private:
-  [[nodiscard]] bool hasExpectedRecord(const ChangedRule& changed) const;
+  [[nodiscard]] bool hasExpectedRecord(const MutatedRule& changed) const;
   [[nodiscard]] bool runsAsExpected(const MutantEffect& effect) const;
 
   Expectation expected_;

@@ -98,7 +98,7 @@ class MutationRun {
   }
 
   static bool suggest(const MutantEffect& effect, Base& base, Dictionary& survivor) {
-    for (const ChangedRule& changed : effect.rules) {
+    for (const MutatedRule& changed : effect.rules) {
       const auto found = base.search.catching(changed);
       if (!found) continue;
       survivor.set("advice", Value(adviceFor(*found, base.test->name)));
