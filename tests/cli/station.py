@@ -4,6 +4,7 @@ import http.client
 import json
 import os
 import signal
+import sqlite3
 import subprocess
 import time
 
@@ -71,6 +72,12 @@ class StationTest(CommandTest):
 
     def runs(self, query=""):
         return self.ask("/v1/runs?" + query)[1]
+
+    def change_runs(self, statement):
+        database = sqlite3.connect(self.folder / "runs.db")
+        with database:
+            database.execute(statement)
+        database.close()
 
     def waits_for(self, condition, seconds=10):
         end = time.monotonic() + seconds

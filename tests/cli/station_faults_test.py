@@ -182,9 +182,7 @@ class DatabaseTest(StationTest):
     def test_a_clock_that_is_set_back(self):
         self.start()
         self.check(id="early")
-        with sqlite3.connect(self.folder / "runs.db") as database:
-            database.execute("UPDATE runs SET time = time + 3600000")
-        database.close()
+        self.change_runs("UPDATE runs SET time = time + 3600000")
         self.assertEqual(self.check(id="late")["run"], 2)
         self.assertEqual([run["id"] for run in self.runs()["runs"]], ["late", "early"])
 

@@ -202,10 +202,7 @@ class ProductsTest(StationTest):
         for _ in range(150):
             self.check()
         self.stop()
-        database = sqlite3.connect(self.folder / "runs.db")
-        with database:
-            database.execute("UPDATE runs SET time = time - 3 * 86400000 WHERE number <= 100")
-        database.close()
+        self.change_runs("UPDATE runs SET time = time - 3 * 86400000 WHERE number <= 100")
         self.start("--keep-days", "2")
         self.waits_for(lambda: self.runs()["total"] == 50)
         self.stop()
@@ -218,10 +215,7 @@ class ProductsTest(StationTest):
         self.waits_for(lambda: self.runs()["total"] < 20)
         self.assertEqual(self.check()["run"], 171)
         self.stop()
-        database = sqlite3.connect(self.folder / "runs.db")
-        with database:
-            database.execute("UPDATE runs SET time = 0")
-        database.close()
+        self.change_runs("UPDATE runs SET time = 0")
         self.start("--keep-days", "2")
         self.waits_for(lambda: self.runs()["total"] == 1)
         self.assertEqual(self.check()["run"], 172)  # numbers are not used again

@@ -20,7 +20,7 @@ struct CertificateFiles {
   std::string key;          ///< PEM
 };
 
-/// A certificate that is read again when its files change.
+/// A certificate that is read again when its files change. Not thread-safe.
 class Certificate {
  public:
   /// Gets why changed files are not used; an empty text if they are.

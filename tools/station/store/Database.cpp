@@ -75,19 +75,25 @@ std::int64_t Database::integer(std::string_view sql) {
   return statement.step() ? statement.integer() : 0;
 }
 
+/// Parameters are counted from the first one again after a failure.
+void Statement::requireBound(int result) {
+  if (result != SQLITE_OK) parameter_ = 0;
+  database_->require(result);
+}
+
 Statement& Statement::bind(std::int64_t value) {
-  database_->require(sqlite3_bind_int64(statement_.get(), ++parameter_, value));
+  requireBound(sqlite3_bind_int64(statement_.get(), ++parameter_, value));
   return *this;
 }
 
 Statement& Statement::bind(std::string_view text) {
   const char* const bytes = text.empty() ? "" : text.data();
-  database_->require(sqlite3_bind_text64(statement_.get(), ++parameter_, bytes, text.size(), nullptr, SQLITE_UTF8));
+  requireBound(sqlite3_bind_text64(statement_.get(), ++parameter_, bytes, text.size(), nullptr, SQLITE_UTF8));
   return *this;
 }
 
 Statement& Statement::bindBlob(std::string_view bytes) {
-  database_->require(sqlite3_bind_blob64(statement_.get(), ++parameter_, bytes.data(), bytes.size(), nullptr));
+  requireBound(sqlite3_bind_blob64(statement_.get(), ++parameter_, bytes.data(), bytes.size(), nullptr));
   return *this;
 }
 

@@ -72,6 +72,7 @@ class Statement {
   friend class Database;
   Statement(Database& database, sqlite3_stmt* statement)
       : database_(&database), statement_(statement, sqlite3_finalize) {}
+  void requireBound(int result);
 
   Database* database_;
   std::unique_ptr<sqlite3_stmt, decltype(&sqlite3_finalize)> statement_;

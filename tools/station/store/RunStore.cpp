@@ -88,7 +88,8 @@ void RunStore::store(Run run, RunStored done) {
   const std::size_t size = sizeOf(run);
   if (bytes_.fetch_add(size) > kMostWaiting) {
     bytes_ -= size;
-    throw StoreError("too many results wait for the disk of the database; try again later");
+    const StoreError failure("too many results wait for the disk of the database; try again later");
+    return done(run, &failure);
   }
   Entries entries;
   entries.push_back({std::move(run), std::move(done)});
@@ -138,11 +139,11 @@ std::optional<StoreError> RunStore::insert(Entries& entries) {
     for (RunQueue::Entry& entry : entries) entry.run.number = insert(entry.run);
     commit_.run();
     return std::nullopt;
-  } catch (const StoreError& failure) {
+  } catch (const std::exception& failure) {
     database_.rollBack();
     documents_.reset();
     for (RunQueue::Entry& entry : entries) entry.run.number = 0;
-    return failure;
+    return StoreError(failure.what());
   }
 }
 

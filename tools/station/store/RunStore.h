@@ -29,7 +29,8 @@ struct Retention {
   std::int64_t bytes = std::int64_t{10} << 30;  ///< of the database file
 };
 
-/// Called when a run has its number and is on disk. failure: why it could not be stored; null if it was.
+/// Called once, when a run has its number and is on disk; must not throw. failure: why it could not be stored; null if
+/// it was.
 using RunStored = std::function<void(const Run& run, const StoreError* failure)>;
 
 /// Runs on the way to a thread, which takes all of them together.
@@ -65,7 +66,7 @@ class RunStore {
   /// Stores the waiting runs.
   ~RunStore();
 
-  /// Stores a run; `done` is called by another thread. Throws `StoreError` if too many runs wait. Thread-safe.
+  /// Stores a run; `done` is called by another thread or, if too many runs wait, at once. Thread-safe.
   void store(Run run, RunStored done);
 
  private:

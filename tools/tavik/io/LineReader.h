@@ -69,7 +69,7 @@ class LineReader {
   std::optional<std::string> longLine_;  // the beginning of a line that is too long
   std::size_t linesTaken_ = 0;
   std::uint64_t bytesRead_ = 0;
-  bool atEnd_ = false;                   // there is no data after block_
+  bool atEnd_ = false;                   // the stream ends with block_
   std::optional<std::string> whyEnded_;  // why reading ended early
 };
 

@@ -269,11 +269,11 @@ void noRules(const LintedDocuments& documents, Reporter& reporter) {
   for (const LocalRules& rules : documents.localRules) {
     for (const Place& place : rules.withoutRules) {
       const bool isTable = place.key() == "MPNRules" || place.key() == kRegionRules;
-      reporter.at(place, {isTable ? fmt::format("\"{}\" is empty.", place.key())
-                                  : std::string("There are no rules for these devices."),
-                          isTable ? "No rule is checked for any device: every device is unknown."
-                                  : "They fail: \"no rules specified\".",
-                          "Fill it in or remove it."});
+      reporter.at(place,
+                  {isTable ? fmt::format("\"{}\" is empty.", place.key()) : std::string("These devices have no rules."),
+                   isTable ? "No rule is checked for any device: every device is unknown."
+                           : "They fail: \"no rules specified\".",
+                   "Fill it in or remove it."});
     }
   }
 }

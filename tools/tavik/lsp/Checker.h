@@ -23,7 +23,7 @@ struct Problem {
   lint::Severity severity;
   std::string name;  ///< of the kind of problem
   std::string message;
-  std::optional<lint::Suggestion> suggestion = {};  ///< absent if there is no quick fix
+  std::optional<lint::Suggestion> suggestion = {};  ///< absent without a quick fix
 };
 
 /// A document to check, or a checked one with its problems.

@@ -24,8 +24,7 @@ struct Start {
   bool isDense;
 };
 
-bool isLetter(char c) { return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z'); }
-bool isLetterOrDigit(char c) { return isLetter(c) || (c >= '0' && c <= '9'); }
+bool isLetterOrDigit(char c) { return isAsciiLetter(c) || isDigit(c); }
 
 /// Stays within its range of letters and, for a hexadecimal digit, within these.
 char neighborOf(char c) {
@@ -64,7 +63,7 @@ bool anyLength(const std::string& text, char added, const Visit& visit) {
 /// The last letter in the other case, an added letter at the beginning, and no text.
 bool anyExtreme(std::string text, const Visit& visit) {
   if (visit(Value("x" + text)) || visit(Value(""))) return true;
-  const auto last = std::find_if(text.rbegin(), text.rend(), isLetter);
+  const auto last = std::find_if(text.rbegin(), text.rend(), isAsciiLetter);
   if (last == text.rend()) return false;
   *last = static_cast<char>(static_cast<unsigned char>(*last) ^ 0x20U);
   return visit(Value(text));

@@ -45,7 +45,7 @@ class DeviceRules {
     return {partNumber_ ? &*partNumber_ : nullptr, region_ ? &*region_ : nullptr};
   }
 
-  /// The number of a rule in evaluation order; absent if there is no such rule.
+  /// The number of a rule in evaluation order; absent if the device does not get the rule.
   [[nodiscard]] std::optional<std::size_t> find(std::string_view rule) const;
   /// The numbers of the rules that read a value or, for a field of packed data, any part of this data; ascending.
   [[nodiscard]] const std::vector<std::size_t>& readers(const RuleOperand& operand) const;
