@@ -16,21 +16,22 @@ namespace tavik {
 
 namespace {
 
-constexpr std::string_view kLibraryVersion = "TavikRules version";
-constexpr std::string_view kLocalVersion = "device Rules version";
-
 // A document's "version" as text. Its record requires one.
-Value versionText(std::string_view rule, const Dictionary& document, detail::SlabCutter& slabs) {
+Value versionText(const Value& rule, const Dictionary& document) {
   const Value* version = find(&document, "version");
   if (version == nullptr) throw std::invalid_argument(format("%@: the document has no \"version\"", {rule}));
-  return version->isString() ? detail::ValueAccess::copied(*version, slabs) : descriptionValue(version, &slabs);
+  return version->isString() ? *version : descriptionValue(version);
 }
 
 std::optional<Array> check(const RuleDocuments& documents, const CheckCall& call, CheckProgress& progress) {
   if (documents.rejection) return rejected(documents, progress);
   CheckRun run(documents, call, progress);
   const LocalEntries local(documents.localRules, find(&call.device, "ModelNumber"), find(&call.device, "RegionInfo"));
-  return run.over(local, [&](const auto& evaluate) {
+  Records records(CheckRun::mostRecords(local));
+  for (VersionRecord& record : versionRecords(documents)) {
+    records.add(record.rule, true, std::move(record.version), std::move(record.expected));
+  }
+  return run.over(local, std::move(records), [&](const auto& evaluate) {
     RuleMaker maker(documents.library);
     return std::ranges::all_of(local.entries(), [&](const auto& entry) { return evaluate(maker.make(entry)); });
   });
@@ -43,25 +44,29 @@ Array rejected(const RuleDocuments& documents, CheckProgress& progress) {
   return Array::of(documents.rejection->record);
 }
 
+std::array<VersionRecord, 3> versionRecords(const RuleDocuments& documents) {
+  static const Value kKernel = "TavikKernel lib version";
+  static const Value kLibrary = "TavikRules version";
+  static const Value kLocal = "device Rules version";
+  static const Value kKernelVersion = formattedValue("%.4f", {TavikKernelVersionNumber});
+  return {{{kKernel, kKernelVersion, "current library"},
+           {kLibrary, versionText(kLibrary, documents.library), "current rules"},
+           {kLocal, versionText(kLocal, documents.localRules), "current rules"}}};
+}
+
 CheckRun::CheckRun(const RuleDocuments& documents, const CheckCall& call, CheckProgress& progress)
     : documents_(documents), call_(call), progress_(progress) {
   ZRTTavikKernel::expandSysConfigData(call.device);
   ZRTTavikKernel::expandBasebandManifestData(call.device);
 }
 
-// Adds the records before those of rules; false if there are no rules to check.
+// False if there are no rules to check; adds a record that says so.
 bool CheckRun::begin(const LocalEntries& local, Records& records) {
-  static const Value kVersion = formattedValue("%.4f", {TavikKernelVersionNumber});
-  static const auto kKernelRecord = Records::templateFor("TavikKernel lib version", "current library");
-  static const auto kLibraryRecord = Records::templateFor(kLibraryVersion, "current rules");
-  static const auto kLocalRecord = Records::templateFor(kLocalVersion, "current rules");
   const Platform& platform = documents_.kernel.platform();
-  records.add(kKernelRecord, true, Value(kVersion));
-  records.add(kLibraryRecord, true, versionText(kLibraryVersion, documents_.library, records.slabs()));
-  records.add(kLocalRecord, true, versionText(kLocalVersion, documents_.localRules, records.slabs()));
-  const Value logged(call_.sources == nullptr ? Dictionary() : *call_.sources);
-  log(platform, "sourcesForReferences: %@", call_.sources == nullptr ? nullptr : &logged);
-
+  if (platform.logs()) {
+    const Value sources(call_.sources == nullptr ? Dictionary() : *call_.sources);
+    log(platform, "sourcesForReferences: %@", call_.sources == nullptr ? nullptr : &sources);
+  }
   call_.error.reset();
   if (auto failed = local.report(documents_.kernel)) {
     call_.error = std::move(failed);

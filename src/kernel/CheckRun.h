@@ -7,8 +7,11 @@
 #include <tavik/Error.h>
 #include <tavik/Value.h>
 
+#include <array>
+#include <cstddef>
 #include <memory>
 #include <optional>
+#include <utility>
 
 #include "kernel/Faults.h"
 #include "kernel/Records.h"
@@ -36,6 +39,14 @@ struct CheckProgress {
 /// The records of a run whose documents are rejected.
 Array rejected(const RuleDocuments& documents, CheckProgress& progress);
 
+/// A record before those of rules. It passes.
+struct VersionRecord {
+  const Value& rule;
+  Value version;
+  Value expected;
+};
+std::array<VersionRecord, 3> versionRecords(const RuleDocuments& documents);
+
 /// Sets the verdict and the reason of an outcome.
 void judge(CheckOutcome& outcome, CheckProgress progress);
 
@@ -44,11 +55,14 @@ class CheckRun {
  public:
   CheckRun(const RuleDocuments& documents, const CheckCall& call, CheckProgress& progress);
 
-  /// Runs the check. local: the device's local entries. forEachRule: calls its argument, a function, with each
-  /// `PreparedRule` until it returns false; returns whether it was called with all rules.
+  /// The maximum number of records of a run.
+  static std::size_t mostRecords(const LocalEntries& local) noexcept { return local.entries().size() + kOtherRecords; }
+
+  /// Runs the check. local: the device's local entries. records: those of the versions. forEachRule: calls its
+  /// argument, a function, with each `PreparedRule` until it returns false; returns whether it was called with all
+  /// rules.
   template <class ForEachRule>
-  std::optional<Array> over(const LocalEntries& local, ForEachRule forEachRule) {
-    Records records(local.entries().size() + kOtherRecords);
+  std::optional<Array> over(const LocalEntries& local, Records&& records, ForEachRule forEachRule) {
     if (!begin(local, records)) return std::move(records).take();
     RuleRun run(documents_.kernel, {call_.device, call_.sources, call_.station, call_.error}, records);
     const bool complete = forEachRule([&](const PreparedRule& rule) {

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "kernel/PreparedRule.h"
+#include "kernel/Records.h"
 #include "kernel_private/LocalEntries.h"
 
 namespace tavik {
@@ -20,7 +21,9 @@ namespace tavik {
 /// The rules of one kind of device.
 struct DeviceRules {
   LocalEntries local;
-  std::vector<PreparedRule> prepared;  ///< one per entry; none if assembly failed
+  std::vector<PreparedRule> prepared = {};  ///< one per entry; none if assembly failed
+  detail::DictionarySheet records = {};     ///< of the versions and of the prepared rules
+  std::vector<Records::Place> versions = {};
 };
 
 /// Device rules by the selection from the local rules. Never shrinks, so that readers need neither a lock nor a

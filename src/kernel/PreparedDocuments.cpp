@@ -12,7 +12,10 @@ std::optional<Array> PreparedDocuments::check(const CheckCall& call, CheckProgre
   if (documents_.rejection) return rejected(documents_, progress);
   CheckRun run(documents_, call, progress);
   const auto rules = rulesFor(call);
-  return run.over(rules->local, [&](const auto& evaluate) { return std::ranges::all_of(rules->prepared, evaluate); });
+  Records records(CheckRun::mostRecords(rules->local), &rules->records);
+  for (const Records::Place& version : rules->versions) records.add(version);
+  return run.over(rules->local, std::move(records),
+                  [&](const auto& evaluate) { return std::ranges::all_of(rules->prepared, evaluate); });
 }
 
 CheckOutcome PreparedDocuments::run(Dictionary& device, const Dictionary* sources, Dictionary station) const {
@@ -24,18 +27,21 @@ std::shared_ptr<const DeviceRules> PreparedDocuments::rulesFor(const CheckCall& 
   std::optional<AssemblyFailure> failure;
   const auto selection =
       select(documents_.localRules, find(&call.device, "ModelNumber"), find(&call.device, "RegionInfo"), failure);
-  if (!selection) return std::make_shared<const DeviceRules>(DeviceRules{LocalEntries(*std::move(failure)), {}});
-  return cache_.get(*selection, [&] { return make(*selection, call); });
+  if (!selection) return make(LocalEntries(*std::move(failure)), call);
+  return cache_.get(*selection, [&] { return make(LocalEntries(documents_.localRules, *selection), call); });
 }
 
-std::shared_ptr<const DeviceRules> PreparedDocuments::make(const Selection& selection, const CheckCall& call) const {
-  auto rules = std::make_shared<DeviceRules>(DeviceRules{LocalEntries(documents_.localRules, selection), {}});
+std::shared_ptr<const DeviceRules> PreparedDocuments::make(LocalEntries local, const CheckCall& call) const {
+  auto rules = std::make_shared<DeviceRules>(DeviceRules{std::move(local)});
+  for (const auto& [rule, version, expected] : versionRecords(documents_)) {
+    rules->versions.push_back(Records::addTo(rules->records, rule, true, version, expected));
+  }
   if (rules->local.failed()) return rules;
   RuleMaker maker(documents_.library);
   rules->prepared.reserve(rules->local.entries().size());
   for (const auto& entry : rules->local.entries()) {
     rules->prepared.push_back(maker.make(entry));
-    rules->prepared.back().prepareForDevicesLike(call.device, call.sources);
+    rules->prepared.back().prepareForDevicesLike(call.device, call.sources, rules->records);
   }
   return rules;
 }

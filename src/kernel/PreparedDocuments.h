@@ -29,7 +29,7 @@ class PreparedDocuments {
 
  private:
   [[nodiscard]] std::shared_ptr<const DeviceRules> rulesFor(const CheckCall& call) const;
-  [[nodiscard]] std::shared_ptr<const DeviceRules> make(const Selection& selection, const CheckCall& call) const;
+  [[nodiscard]] std::shared_ptr<const DeviceRules> make(LocalEntries local, const CheckCall& call) const;
 
   RuleDocuments documents_;
   SharedByThreads<Provenance> provenance_;

@@ -86,18 +86,19 @@ PreparedCall PreparedRule::callOf(std::string_view word) const noexcept {
   return {word, findOperation(word, callsWithReferences())};
 }
 
-void PreparedRule::prepareForDevicesLike(const Dictionary& device, const Dictionary* sources) {
+void PreparedRule::prepareForDevicesLike(const Dictionary& device, const Dictionary* sources,
+                                         detail::DictionarySheet& sheet) {
   attribute.expectLike(device);
   for (PreparedReference& reference : listed) {
     if (sources != nullptr) reference.sourceName.expectLike(*sources);
     const Dictionary* from = reference.from(device, sources);
     if (from != nullptr) reference.name.expectLike(*from);
   }
-  prepareRecord();
+  prepareRecord(sheet);
 }
 
 // The expected text can be made in advance if it consists of phrases for the rule's value.
-void PreparedRule::prepareRecord() {
+void PreparedRule::prepareRecord(detail::DictionarySheet& sheet) {
   const Phrase* phrase = phraseOf(call);
   const Phrase* second = secondCall ? phraseOf(*secondCall) : nullptr;
   recordHasExpected = phrase != nullptr && (!secondCall || second != nullptr);
@@ -107,7 +108,7 @@ void PreparedRule::prepareRecord() {
     const std::optional<Value> other = second == nullptr ? std::nullopt : std::optional(second->of(value));
     expected = combinedExpectation(combination, expected, other ? &*other : nullptr);
   }
-  record = Records::templateFor(name, expected);
+  record = Records::addTo(sheet, name, false, Value(), expected);
 }
 
 const Phrase* PreparedRule::phraseOf(const PreparedCall& made) const noexcept {

@@ -15,7 +15,7 @@
 
 #include "kernel_algorithms/OperationRegistry.h"
 #include "values/DictionaryKey.h"
-#include "values/DictionaryTemplate.h"
+#include "values/DictionarySheet.h"
 #include "values/MaybeAbsent.h"
 
 namespace tavik {
@@ -69,8 +69,9 @@ struct PreparedRule {
   /// local: the local entry. definition: that of the rule library; null if it has none.
   PreparedRule(const Value& name, const Dictionary& local, const Dictionary* definition);
 
-  /// Prepares for checking many devices like this one: makes record texts, and notes the positions of attributes.
-  void prepareForDevicesLike(const Dictionary& device, const Dictionary* sources);
+  /// Prepares for checking many devices like this one: adds the rule's record to the sheet, and notes the positions of
+  /// attributes.
+  void prepareForDevicesLike(const Dictionary& device, const Dictionary* sources, detail::DictionarySheet& sheet);
 
   [[nodiscard]] bool callsWithReferences() const noexcept { return references != nullptr && !takesValueFromReference; }
 
@@ -82,10 +83,10 @@ struct PreparedRule {
   bool referencesAreMalformed = false;
   const Value* predicate = nullptr;  ///< a string; null if the rule names none
   PreparedCall call;
-  std::unique_ptr<PreparedCall> secondCall;          ///< of the second predicate if two are combined
-  std::optional<detail::DictionaryTemplate> record;  ///< if prepared for many devices
-  bool recordHasExpected = false;                    ///< whether it has the expected text
-  std::int32_t errorCode = 0;                        ///< not 0 if the expression is malformed
+  std::unique_ptr<PreparedCall> secondCall;              ///< of the second predicate if two are combined
+  std::optional<detail::DictionarySheet::Place> record;  ///< if prepared for many devices
+  bool recordHasExpected = false;                        ///< whether it has the expected text
+  std::int32_t errorCode = 0;                            ///< not 0 if the expression is malformed
   PredicateExpression::Operator combination = PredicateExpression::Operator::kNone;
   bool wantsAbsence = false;
   bool hidesResult = false;
@@ -97,7 +98,7 @@ struct PreparedRule {
   void readExpression();
   [[nodiscard]] PreparedCall callOf(std::string_view word) const noexcept;
   [[nodiscard]] const Phrase* phraseOf(const PreparedCall& call) const noexcept;
-  void prepareRecord();
+  void prepareRecord(detail::DictionarySheet& sheet);
 };
 
 }  // namespace tavik

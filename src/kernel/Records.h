@@ -9,17 +9,20 @@
 #include <string_view>
 #include <utility>
 
-#include "values/DictionaryTemplate.h"
+#include "values/DictionarySheet.h"
 #include "values/SharedContents.h"
 #include "values/ValueAccess.h"
 
 namespace tavik {
 
-/// All records and their texts are cut from the same slabs.
+/// All records and their texts are cut from the same slabs, or copied from a sheet.
 class Records {
  public:
-  /// most: the maximum number of records.
-  explicit Records(std::size_t most) : slabs_(most * kBytesEach), records_(most) {}
+  using Place = detail::DictionarySheet::Place;
+
+  /// most: the maximum number of records. sheet: filled by `addTo`; may be null.
+  explicit Records(std::size_t most, const detail::DictionarySheet* sheet = nullptr)
+      : slabs_(most * (sheet == nullptr ? kBytesEach : kBytesOfActual)), sheet_(sheet), records_(most) {}
 
   void add(Dictionary&& record) noexcept {
     pass_ = pass_ && booleanValue(record.find("result"));
@@ -35,19 +38,20 @@ class Records {
     record.add("expected", std::move(expected));
     records_.add(detail::ValueAccess::valueOf(std::move(record).take()));
   }
-  /// made: made by `templateFor`, with the rule and, here, with the expected text.
-  void add(const detail::DictionaryTemplate& made, bool result, Value&& actual) {
-    records_.add(detail::ValueAccess::valueOf(copy(made, result, std::move(actual))));
+  /// A place for the copies of a record. What depends on the device has any value.
+  static Place addTo(detail::DictionarySheet& sheet, const Value& rule, bool result, const Value& actual,
+                     const Value& expected) {
+    return sheet.add(Dictionary{{"rule", rule}, {"result", Value(result)}, {"actual", actual}, {"expected", expected}});
   }
-  void add(const detail::DictionaryTemplate& made, bool result, Value&& actual, Value&& expected) {
-    detail::Entries* record = copy(made, result, std::move(actual));
+  /// Adds the next record of the sheet, either complete or with what depends on the device.
+  void add(const Place& place) { records_.add(detail::ValueAccess::valueOf(sheet_.take(place))); }
+  void add(const Place& place, bool result, Value&& actual) {
+    records_.add(detail::ValueAccess::valueOf(copy(place, result, std::move(actual))));
+  }
+  void add(const Place& place, bool result, Value&& actual, Value&& expected) {
+    detail::Entries* record = copy(place, result, std::move(actual));
     record->begin()[kExpected].value = std::move(expected);
     records_.add(detail::ValueAccess::valueOf(record));
-  }
-  /// A template for the records of a rule.
-  static detail::DictionaryTemplate templateFor(const Value& rule, const Value& expected) {
-    return detail::DictionaryTemplate(
-        Dictionary{{"rule", rule}, {"result", Value(false)}, {"actual", ""}, {"expected", expected}});
   }
   void setInLast(std::string_view key, Value value) {
     Dictionary record = *last().ifDictionary();
@@ -68,16 +72,18 @@ class Records {
   static constexpr std::size_t kActual = 2;
   static constexpr std::size_t kExpected = 3;
   static constexpr std::size_t kBytesEach = 320;
+  static constexpr std::size_t kBytesOfActual = 32;
 
-  detail::Entries* copy(const detail::DictionaryTemplate& made, bool result, Value&& actual) {
+  detail::Entries* copy(const Place& place, bool result, Value&& actual) {
     pass_ &= result;
-    detail::Entries* record = made.copy(slabs_);
+    detail::Entries* record = sheet_.take(place);
     new (&record->begin()[kResult].value) Value(result);
     new (&record->begin()[kActual].value) Value(std::move(actual));
     return record;
   }
 
   detail::SlabCutter slabs_;
+  detail::SheetCopy sheet_;
   detail::FixedArray records_;
   bool pass_ = true;
 };

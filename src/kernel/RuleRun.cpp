@@ -31,13 +31,25 @@ std::optional<Value> copyOf(const Value* value) { return value == nullptr ? std:
 
 bool RuleRun::add(const PreparedRule& rule) {
   if (logs_) log(kernel_.platform(), "processing %@", rule.name);
-  const Value* attribute = rule.attribute.find(context_.attributes);
-  if (notes_ != nullptr) note(rule, attribute);
+  Operands operands = {rule.attribute.find(context_.attributes), nullptr, rule.value, &records_.slabs()};
+  if (notes_ != nullptr) note(rule, operands.attribute);
   if (rule.wantsAbsence) return addAbsence(rule), true;
-  if (rule.takesValueFromReference) return evaluateWithFirstReference(rule, attribute);
-  if (rule.references != nullptr) return evaluateWithReferences(rule, attribute);
-  if (attribute == nullptr) return addMissing(rule, {rule.attribute.value(), nullptr}), true;
-  return evaluate(rule, attribute, nullptr, rule.value);
+  if (operands.attribute == nullptr || rule.references != nullptr) {
+    if (const auto missing = complete(operands, rule)) return addMissing(rule, *missing), true;
+  }
+  if (rule.errorCode != 0) {
+    context_.error = kernel_.handleError(rule.errorCode, format("invalid logical operator:%@", {rule.predicate}));
+    return false;
+  }
+  bool isPrepared = rule.recordHasExpected;
+  Judgement judgement = rule.combination == Operator::kNone ? judge(rule.call, operands, isPrepared)
+                                                            : combine(rule, operands, isPrepared);
+  const Value* const forwarded = judgement.attributes;
+  addRecord(rule, std::move(judgement), isPrepared);
+  if (forwarded != nullptr) forward(*forwarded);
+  if (logs_) log(kernel_.platform(), "ruleResult: %@", records_.last());
+  if (rule.hidesResult) records_.setInLast("hideResult", "");
+  return true;
 }
 
 void RuleRun::addAbsence(const PreparedRule& rule) {
@@ -54,36 +66,33 @@ void RuleRun::addMissing(const PreparedRule& rule, const Missing& missing) {
   records_.add(std::move(record));
 }
 
-bool RuleRun::evaluateWithReferences(const PreparedRule& rule, const Value* attribute) {
-  Dictionary references = ValueAccess::dictionary(Entries::make(rule.listed.size(), &records_.slabs()));
-  const auto missing = gather(rule, attribute, [&](const PreparedReference& reference, const Value& value) {
-    ValueAccess::set(references, ValueAccess::copied(*reference.name.value(), records_.slabs()), value);
-  });
-  if (missing) return addMissing(rule, *missing), true;
-  return evaluate(rule, attribute, &references, rule.value);
+// Adds what references refer to; returns what is missing first.
+std::optional<RuleRun::Missing> RuleRun::complete(Operands& operands, const PreparedRule& rule) {
+  std::optional<Missing> missing;
+  if (operands.attribute == nullptr) missing = {rule.attribute.value(), nullptr};
+  if (rule.references == nullptr || (missing && notes_ == nullptr)) return missing;
+  const auto reference = rule.takesValueFromReference ? fetchValue(operands, rule) : fetchDictionary(operands, rule);
+  return missing ? missing : reference;
 }
 
 // A later reference with the same name replaces an earlier one.
-bool RuleRun::evaluateWithFirstReference(const PreparedRule& rule, const Value* attribute) {
-  const Value* first = nullptr;
-  const auto missing = gather(rule, attribute, [&](const PreparedReference& reference, const Value& value) {
+std::optional<RuleRun::Missing> RuleRun::fetchValue(Operands& operands, const PreparedRule& rule) {
+  const auto missing = fetchReferences(rule, [&](const PreparedReference& reference, const Value& value) {
     const PreparedReference& front = rule.listed.front();
-    if (&reference == &front || reference.name.isSame(front.name)) first = &value;
+    if (&reference == &front || reference.name.isSame(front.name)) operands.value = &value;
   });
-  if (missing) return addMissing(rule, *missing), true;
-  if (first == nullptr) throw std::out_of_range("a rule without \"value\" has no reference to take it from");
-  if (notes_ != nullptr) notes_->value = *first;
-  return evaluate(rule, attribute, nullptr, first);
+  if (missing || operands.attribute == nullptr) return missing;
+  if (operands.value == nullptr) throw std::out_of_range("a rule without \"value\" has no reference to take it from");
+  if (notes_ != nullptr) notes_->value = *operands.value;
+  return std::nullopt;
 }
 
-// Returns what is missing first.
-template <class Store>
-std::optional<RuleRun::Missing> RuleRun::gather(const PreparedRule& rule, const Value* attribute, Store store) {
-  std::optional<Missing> missing;
-  if (attribute == nullptr) missing = {rule.attribute.value(), nullptr};
-  if (missing && notes_ == nullptr) return missing;
-  const auto reference = fetchReferences(rule, store);
-  return missing ? missing : reference;
+std::optional<RuleRun::Missing> RuleRun::fetchDictionary(Operands& operands, const PreparedRule& rule) {
+  references_ = ValueAccess::dictionary(Entries::make(rule.listed.size(), &records_.slabs()));
+  operands.references = &references_;
+  return fetchReferences(rule, [&](const PreparedReference& reference, const Value& value) {
+    ValueAccess::set(references_, ValueAccess::copied(*reference.name.value(), records_.slabs()), value);
+  });
 }
 
 // Returns the first missing reference. Malformed references count as a missing attribute.
@@ -108,28 +117,6 @@ std::optional<RuleRun::Missing> RuleRun::fetchReferences(const PreparedRule& rul
 const Value* RuleRun::fetch(const PreparedReference& reference) const {
   const Dictionary* from = reference.from(context_.attributes, context_.sources);
   return from == nullptr ? nullptr : reference.name.find(*from);
-}
-
-bool RuleRun::evaluate(const PreparedRule& rule, const Value* attribute, const Dictionary* references,
-                       const Value* value) {
-  if (rule.errorCode != 0) {
-    context_.error = kernel_.handleError(rule.errorCode, format("invalid logical operator:%@", {rule.predicate}));
-    return false;
-  }
-  const Operands operands = {attribute, references, value, &records_.slabs()};
-  bool isPrepared = rule.recordHasExpected;
-  Judgement judgement = rule.combination == Operator::kNone ? judge(rule.call, operands, isPrepared)
-                                                            : combine(rule, operands, isPrepared);
-  const Value* const forwarded = judgement.attributes;
-  addRecord(rule, std::move(judgement), isPrepared);
-  if (forwarded != nullptr) {
-    const Value attributes = ValueAccess::copiedWithEntries(*forwarded, records_.slabs());
-    records_.setInLast("attributes", attributes);
-    forward(attributes);
-  }
-  if (logs_) log(kernel_.platform(), "ruleResult: %@", records_.last());
-  if (rule.hidesResult) records_.setInLast("hideResult", "");
-  return true;
 }
 
 inline void RuleRun::addRecord(const PreparedRule& rule, Judgement&& judgement, bool isPrepared) {
@@ -157,8 +144,11 @@ Judgement RuleRun::combine(const PreparedRule& rule, const Operands& operands, b
   return combined(rule.combination, std::move(left), std::move(right), {operands.slabs, !isPrepared});
 }
 
-void RuleRun::forward(const Value& value) const {
-  const Dictionary* attributes = value.ifDictionary();
+// Adds attributes to the record, and what is meant for the station to its dictionary.
+void RuleRun::forward(const Value& value) {
+  const Value copy = ValueAccess::copiedWithEntries(value, records_.slabs());
+  records_.setInLast("attributes", copy);
+  const Dictionary* attributes = copy.ifDictionary();
   Dictionary* station = context_.station;
   if (station == nullptr || attributes == nullptr) return;
   station->reserve(station->size() + 2);  // so that both are stored or, if memory runs out, neither

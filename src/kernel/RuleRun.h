@@ -40,19 +40,17 @@ class RuleRun {
 
   void addAbsence(const PreparedRule& rule);
   void addMissing(const PreparedRule& rule, const Missing& missing);
-  bool evaluateWithReferences(const PreparedRule& rule, const Value* attribute);
-  bool evaluateWithFirstReference(const PreparedRule& rule, const Value* attribute);
-  template <class Store>
-  std::optional<Missing> gather(const PreparedRule& rule, const Value* attribute, Store store);
+  std::optional<Missing> complete(Operands& operands, const PreparedRule& rule);
+  std::optional<Missing> fetchValue(Operands& operands, const PreparedRule& rule);
+  std::optional<Missing> fetchDictionary(Operands& operands, const PreparedRule& rule);
   template <class Store>
   std::optional<Missing> fetchReferences(const PreparedRule& rule, Store store);
   [[nodiscard]] const Value* fetch(const PreparedReference& reference) const;
-  bool evaluate(const PreparedRule& rule, const Value* attribute, const Dictionary* references, const Value* value);
   // isPrepared: whether the rule's prepared record has the expected text, as far as judged.
   Judgement judge(const PreparedCall& call, const Operands& operands, bool& isPrepared);
   Judgement combine(const PreparedRule& rule, const Operands& operands, bool& isPrepared);
   void addRecord(const PreparedRule& rule, Judgement&& judgement, bool isPrepared);
-  void forward(const Value& value) const;
+  void forward(const Value& value);
 
   void note(const PreparedRule& rule, const Value* attribute);
   void note(const PreparedReference& reference, const Value* value);
@@ -63,6 +61,7 @@ class RuleRun {
   Records& records_;
   RuleEvaluation* notes_;
   bool logs_;
+  Dictionary references_;  // of the rule that is being evaluated
 };
 
 }  // namespace tavik

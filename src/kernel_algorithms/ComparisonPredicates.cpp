@@ -36,7 +36,7 @@ bool equalsExpected(std::string_view text, const Value* expected) {
 
 // "actual" in the record is the attribute itself.
 Judgement judged(const Operands& operands, bool result, const Phrase& phrase) {
-  return {result, present(operands.attribute), {phrase, operands.value}};
+  return {result, actual(operands), {phrase, operands.value}};
 }
 
 template <class Compare>
@@ -166,7 +166,7 @@ Judgement boolEqual(const Operands& operands) {
 Judgement isUppercase(const Operands& operands) {
   const auto text = textOf(operands.attribute);
   Value upper = ValueAccess::joined({}, upperCase(text ? *text : description(operands.attribute)), operands.slabs);
-  return {text && *upper.ifString() == *text, present(operands.attribute), std::move(upper)};
+  return {text && *upper.ifString() == *text, actual(operands), std::move(upper)};
 }
 
 }  // namespace tavik::predicates

@@ -39,7 +39,7 @@ Judgement validIMEI(const Operands& operands) {
     return text && beginsWith(*imei, *text);
   };
   return {imei && prefixes != nullptr && std::ranges::any_of(*prefixes, begins),
-          present(operands.attribute),
+          actual(operands),
           {kHasSomePrefix, operands.value}};
 }
 
@@ -51,7 +51,7 @@ Judgement checkIMEIfromGUI(const Operands& operands) {
   if (const std::size_t length = characterCount(digits); length >= kTooLong) {
     return {false, formattedValue("%lu", {length}), "GUI IMEI length is 4"};
   }
-  return {imei && endsWith(*imei, digits), present(operands.attribute), {kHasSuffix, operands.value}};
+  return {imei && endsWith(*imei, digits), actual(operands), {kHasSuffix, operands.value}};
 }
 
 }  // namespace tavik::predicates

@@ -107,7 +107,8 @@ Judgement combined(Operator combination, Judgement&& left, Judgement&& right, co
     return {left.result && right.result, joined(left.actual, " and ", right.actual, texts.slabs), std::move(expected)};
   }
   // OR never shows the right "actual", by design.
-  return {left.result || right.result, descriptionValue(&left.actual, texts.slabs), std::move(expected)};
+  Value actual = left.actual.isString() ? std::move(left.actual) : descriptionValue(&left.actual, texts.slabs);
+  return {left.result || right.result, std::move(actual), std::move(expected)};
 }
 
 Judgement judgeAbsence(const Dictionary& attributes, const Value* name, SlabCutter* slabs) {
@@ -130,7 +131,7 @@ void refuseAbsent(const char* key) {
 }
 
 Value descriptionValue(const Value* value, SlabCutter* slabs) {
-  return value != nullptr && value->isString() ? *value : textAfter({}, value, slabs);
+  return value != nullptr && value->isString() ? ValueAccess::copied(*value, slabs) : textAfter({}, value, slabs);
 }
 
 }  // namespace tavik

@@ -59,8 +59,7 @@ class Expectation {
   }
   [[nodiscard]] Value text(detail::SlabCutter* slabs = nullptr) && {
     if (phrase_ != nullptr) return phrase_->of(value_, slabs);
-    if (value_ == nullptr) return std::move(text_);
-    return slabs == nullptr ? *value_ : detail::ValueAccess::copied(*value_, *slabs);
+    return value_ == nullptr ? std::move(text_) : detail::ValueAccess::copied(*value_, slabs);
   }
 
  private:
@@ -111,6 +110,11 @@ Dictionary recordOf(bool result, const Value* actual, const Value* expected);
 inline const Value& present(const Value* value, const char* key = "actual") {
   if (value == nullptr) refuseAbsent(key);
   return *value;
+}
+
+/// The attribute itself as the "actual" of a record. Raises `std::invalid_argument` if it is null.
+inline Value actual(const Operands& operands) {
+  return detail::ValueAccess::copied(present(operands.attribute), operands.slabs);
 }
 
 /// The value's description as a string value, cut from `slabs` unless it is null.

@@ -9,6 +9,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <new>
+#include <utility>
 
 namespace tavik::detail {
 
@@ -20,12 +21,18 @@ class Slab {
 
   static Slab* make(std::size_t size) { return new (::operator new(size)) Slab; }
 
-  /// Releases this many blocks.
+  /// Releases this many blocks. The last ones are detected without an atomic write.
   void drop(std::size_t blocks) noexcept {
-    if (blocks_.fetch_sub(blocks, std::memory_order_acq_rel) == blocks) ::operator delete(this);
+    const bool areLast = blocks_.load(std::memory_order_acquire) == blocks ||
+                         blocks_.fetch_sub(blocks, std::memory_order_acq_rel) == blocks;
+    if (areLast) ::operator delete(this);
   }
-  /// Ends cutting. blocks: the total number of blocks cut.
-  void close(std::size_t blocks) noexcept { drop(kOpen - blocks); }
+  /// Ends cutting. blocks: the total number of blocks cut. No other thread can see them yet.
+  void close(std::size_t blocks) noexcept {
+    const std::size_t left = blocks_.load(std::memory_order_relaxed) - (kOpen - blocks);
+    blocks_.store(left, std::memory_order_relaxed);
+    if (left == 0) ::operator delete(this);
+  }
 
  private:
   // The count while blocks are being cut. `close` corrects it to the number of blocks.
@@ -34,26 +41,66 @@ class Slab {
   std::atomic<std::size_t> blocks_ = kOpen;
 };
 
-/// Releases blocks; consecutive blocks of one slab are released together.
+/// Releases blocks; those of two alternating slabs are released together.
 class SlabRelease {
  public:
   SlabRelease() = default;
   SlabRelease(const SlabRelease&) = delete;
   SlabRelease& operator=(const SlabRelease&) = delete;
-  ~SlabRelease() { flush(); }
+  ~SlabRelease() {
+    flush(last_);
+    flush(other_);
+  }
 
   void add(Slab* slab) noexcept {
-    if (slab != slab_) {
-      flush();
-      slab_ = slab;
+    if (slab != last_.slab) {
+      std::swap(last_, other_);
+      if (slab != last_.slab) {
+        flush(last_);
+        last_ = {slab, 0};
+      }
     }
-    ++blocks_;
+    ++last_.count;
   }
 
  private:
-  void flush() noexcept {
-    if (slab_ != nullptr) slab_->drop(blocks_);
+  struct Blocks {
+    Slab* slab = nullptr;
+    std::size_t count = 0;
+  };
+
+  static void flush(const Blocks& blocks) noexcept {
+    if (blocks.slab != nullptr) blocks.slab->drop(blocks.count);
+  }
+
+  Blocks last_;
+  Blocks other_;
+};
+
+/// A slab from which blocks are given out. Other threads must not see them before it is closed.
+class OpenSlab {
+ public:
+  OpenSlab() = default;
+  OpenSlab(const OpenSlab&) = delete;
+  OpenSlab& operator=(const OpenSlab&) = delete;
+  ~OpenSlab() { close(); }
+
+  /// Replaces the slab by one of this size.
+  std::byte* open(std::size_t size) {
+    Slab* slab = Slab::make(size);
+    close();
+    slab_ = slab;
     blocks_ = 0;
+    return begin();
+  }
+  /// Null if none is open.
+  [[nodiscard]] std::byte* begin() const noexcept { return reinterpret_cast<std::byte*>(slab_); }
+  /// Counts blocks that are given out.
+  void count(std::size_t blocks) noexcept { blocks_ += blocks; }
+
+ private:
+  void close() noexcept {
+    if (slab_ != nullptr) slab_->close(blocks_);
   }
 
   Slab* slab_ = nullptr;
@@ -65,13 +112,11 @@ class SlabCutter {
   static constexpr std::size_t kLeast = 1024;  // the size of the smallest slab
 
  public:
+  static constexpr std::size_t kMost = std::size_t{16} * 1024;  ///< the size of the largest slab
   static constexpr std::size_t kLargestCut = kLeast - Slab::kUnit;
 
   /// expected: approximate total number of bytes.
   explicit SlabCutter(std::size_t expected) noexcept : slabSize_(std::clamp(expected, kLeast, kMost)) {}
-  SlabCutter(const SlabCutter&) = delete;
-  SlabCutter& operator=(const SlabCutter&) = delete;
-  ~SlabCutter() { close(); }
 
   struct Cut {
     void* memory;
@@ -80,35 +125,25 @@ class SlabCutter {
 
   /// Whether a block of this size is cut from a slab. Large blocks are allocated separately.
   static bool takes(std::size_t size) noexcept { return size <= kLargestBlock; }
-  /// size: at most kLargestCut. blocks: the number of blocks that the memory is for.
-  Cut cut(std::size_t size, std::size_t blocks = 1) {
+  /// size: at most kLargestCut.
+  Cut cut(std::size_t size) {
     size = (size + Slab::kUnit - 1) / Slab::kUnit * Slab::kUnit;
-    if (slab_ == nullptr || size > slabSize_ - used_) open();
-    const Cut cut = {reinterpret_cast<std::byte*>(slab_) + used_, used_ / Slab::kUnit};
+    if (slab_.begin() == nullptr || size > slabSize_ - used_) {
+      slab_.open(slabSize_);
+      used_ = Slab::kUnit;
+    }
+    const Cut cut = {slab_.begin() + used_, used_ / Slab::kUnit};
     used_ += size;
-    blocks_ += blocks;
+    slab_.count(1);
     return cut;
   }
 
  private:
-  static constexpr std::size_t kMost = std::size_t{16} * 1024;
   static constexpr std::size_t kLargestBlock = 256;
 
-  void open() {
-    Slab* slab = Slab::make(slabSize_);
-    close();
-    slab_ = slab;
-    used_ = Slab::kUnit;
-    blocks_ = 0;
-  }
-  void close() noexcept {
-    if (slab_ != nullptr) slab_->close(blocks_);
-  }
-
   std::size_t slabSize_;
-  Slab* slab_ = nullptr;
+  OpenSlab slab_;
   std::size_t used_ = 0;
-  std::size_t blocks_ = 0;
 };
 static_assert(sizeof(Slab) == Slab::kUnit);
 

@@ -140,6 +140,10 @@ class ValueAccess {
 
   /// A copy that does not share its text, which is cut from `slabs` unless it is long.
   static Value copied(const Value& value, SlabCutter& slabs);
+  /// The same; shares the text if `slabs` is null.
+  static Value copied(const Value& value, SlabCutter* slabs) {
+    return slabs == nullptr ? value : copied(value, *slabs);
+  }
   /// The same; also copies the entries of small dictionaries.
   static Value copiedWithEntries(const Value& value, SlabCutter& slabs);
 
