@@ -30,7 +30,7 @@ class Records {
   }
   void add(const Value& rule, bool result, Value&& actual, Value&& expected) {
     pass_ &= result;
-    Value name = detail::ValueAccess::copied(rule, slabs_);
+    Value name = detail::ValueAccess::copied(rule, &slabs_);
     detail::SmallDictionary record(detail::Entries::make(kEntries, slabs_));
     record.add("rule", std::move(name));
     record.add("result", Value(result));

@@ -91,7 +91,7 @@ std::optional<RuleRun::Missing> RuleRun::fetchDictionary(Operands& operands, con
   references_ = ValueAccess::dictionary(Entries::make(rule.listed.size(), &records_.slabs()));
   operands.references = &references_;
   return fetchReferences(rule, [&](const PreparedReference& reference, const Value& value) {
-    ValueAccess::set(references_, ValueAccess::copied(*reference.name.value(), records_.slabs()), value);
+    ValueAccess::set(references_, ValueAccess::copied(*reference.name.value(), &records_.slabs()), value);
   });
 }
 

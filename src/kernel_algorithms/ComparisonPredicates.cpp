@@ -52,9 +52,9 @@ Judgement judgeNumbers(const Operands& operands, Convert convert, Compare compar
 }
 
 Value hexadecimalText(const Data& data, detail::SlabCutter* slabs) {
-  TextBuffer text;
-  appendHex(text, data.bytes());
-  return ValueAccess::joined({}, text.view(), slabs);
+  Value text;
+  putHex(ValueAccess::makeString(text, 2 * data.size(), slabs), data.bytes());
+  return text;
 }
 
 // Whether every element equals an element of the list.

@@ -17,7 +17,8 @@ void ZRTTavikKernel::expandSysConfigData(Dictionary& attributes) {
 }
 
 void ZRTTavikKernel::expandBasebandManifestData(Dictionary& attributes) {
-  const Dictionary* manifests = attributes.findDictionary("BasebandFirmwareManifestData");
+  static const Value kManifests = "BasebandFirmwareManifestData";
+  const Dictionary* manifests = dictionaryOf(find(&attributes, &kManifests));
   if (manifests == nullptr) return;
   const auto provisioning = ManifestParser::provisioningDictFromData(*manifests);
   const auto root = ManifestParser::rootDictFromData(*manifests);

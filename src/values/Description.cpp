@@ -4,7 +4,10 @@
 #include "values/Description.h"
 
 #include <algorithm>
+#include <array>
+#include <bit>
 #include <cstdlib>
+#include <cstring>
 #include <vector>
 
 #include "values/DateText.h"
@@ -42,8 +45,21 @@ void appendEscaped(TextBuffer& text, char character) {
       if (static_cast<unsigned char>(character) >= 0x20 && character != 0x7F) return text.append(character);
       text.append("\\U00");
       const auto byte = static_cast<std::uint8_t>(character);
-      appendHex(text, {&byte, 1});
+      std::array<char, 2> digits;
+      putHex(digits.data(), {&byte, 1});
+      text.append({digits.data(), digits.size()});
   }
+}
+
+// The digits of four bytes, all in little-endian order.
+std::uint64_t hexDigits(std::uint32_t bytes) noexcept {
+  constexpr std::uint64_t kEachByte = 0x0101010101010101;
+  std::uint64_t spread = bytes;
+  spread = (spread | spread << 16) & 0x0000FFFF0000FFFF;
+  spread = (spread | spread << 8) & 0x00FF00FF00FF00FF;
+  const std::uint64_t nibbles = (spread >> 4 | spread << 8) & kEachByte * 0xF;
+  const std::uint64_t letters = (nibbles + kEachByte * 6) >> 4 & kEachByte;
+  return nibbles + kEachByte * '0' + letters * ('a' - '0' - 10);
 }
 
 void appendQuoted(TextBuffer& text, std::string_view string) {
@@ -63,7 +79,8 @@ void appendData(TextBuffer& text, const Data& data) {
     putHex(group.data(), rest.first(kGroup));
     text.append({group.data(), group.size()});
   }
-  appendHex(text, rest);
+  putHex(group.data(), rest);
+  text.append({group.data(), 2 * rest.size()});
   text.append('>');
 }
 
@@ -179,6 +196,22 @@ void appendElements(TextBuffer& text, const Array& array, std::string_view delin
     if (&element != array.begin()) text.append(delineator);
     const auto string = ValueAccess::text(element);
     string ? text.append(*string) : appendDescription(text, &element);
+  }
+}
+
+void putHex(char* to, std::span<const std::uint8_t> bytes) noexcept {
+  std::uint32_t four = 0;
+  while (std::endian::native == std::endian::little && bytes.size() >= sizeof four) {
+    std::memcpy(&four, bytes.data(), sizeof four);
+    const std::uint64_t digits = hexDigits(four);
+    std::memcpy(to, &digits, sizeof digits);
+    to += sizeof digits;
+    bytes = bytes.subspan(sizeof four);
+  }
+  constexpr std::string_view kDigits = "0123456789abcdef";
+  for (const std::uint8_t byte : bytes) {
+    *to++ = kDigits[byte >> 4];
+    *to++ = kDigits[byte & 0xF];
   }
 }
 

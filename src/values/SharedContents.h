@@ -241,17 +241,19 @@ inline std::optional<std::string_view> ValueAccess::text(const Value& value) noe
 
 inline Value ValueAccess::string(std::string_view wellFormed) { return joined({}, wellFormed, nullptr); }
 
-inline Value ValueAccess::joined(std::string_view first, std::string_view second, SlabCutter* slabs) {
-  const std::size_t size = first.size() + second.size();
-  Value value;
-  char* text = reinterpret_cast<char*>(value.storage_);
+inline char* ValueAccess::makeString(Value& value, std::size_t size, SlabCutter* slabs) {
   if (size <= kLongestShort) {
-    text[kLongestShort] = static_cast<char>(size);
-  } else {
-    Bytes* bytes = Bytes::make(size, slabs);
-    value = Value(Value::kLongString, bytes);
-    text = reinterpret_cast<char*>(bytes + 1);
+    value.storage_[kLongestShort] = static_cast<unsigned char>(size);
+    return reinterpret_cast<char*>(value.storage_);
   }
+  Bytes* bytes = Bytes::make(size, slabs);
+  value = Value(Value::kLongString, bytes);
+  return reinterpret_cast<char*>(bytes + 1);
+}
+
+inline Value ValueAccess::joined(std::string_view first, std::string_view second, SlabCutter* slabs) {
+  Value value;
+  char* text = makeString(value, first.size() + second.size(), slabs);
   std::copy_n(first.data(), first.size(), text);
   std::copy_n(second.data(), second.size(), text + first.size());
   return value;
@@ -285,15 +287,6 @@ inline void ValueAccess::releaseUnseen(Value& value) noexcept {
   if (contents == nullptr || contents->hasOneOwner()) return;
   contents->dropOwnerUnseen();
   value.setWords({});
-}
-
-inline Value ValueAccess::copied(const Value& value, SlabCutter& slabs) {
-  if (!isLong(value)) return value;
-  const std::string_view text = (*value.contents<Bytes*>())->text();
-  if (!SlabCutter::takes(sizeof(Bytes) + text.size())) return value;
-  Bytes* bytes = Bytes::make(text.size(), slabs);
-  std::copy_n(text.data(), text.size(), reinterpret_cast<char*>(bytes + 1));
-  return {Value::kLongString, bytes};
 }
 
 /// The entries, including erased ones, whose keys are not equal to any text.

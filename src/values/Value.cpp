@@ -86,13 +86,18 @@ void destroy(Container* last) noexcept {
 
 }  // namespace detail
 
+Value ValueAccess::copiedText(const Value& value, detail::SlabCutter& slabs) {
+  const std::string_view text = *value.ifString();
+  return detail::SlabCutter::takes(sizeof(Bytes) + text.size()) ? joined({}, text, &slabs) : value;
+}
+
 Value ValueAccess::copiedWithEntries(const Value& value, detail::SlabCutter& slabs) {
   constexpr std::size_t kFew = 4;
   const Dictionary* const dictionary = value.ifDictionary();
-  if (dictionary == nullptr || dictionary->size() > kFew) return copied(value, slabs);
+  if (dictionary == nullptr || dictionary->size() > kFew) return copied(value, &slabs);
   detail::FixedDictionary copy(dictionary->size(), &slabs);
   for (const detail::Entry& entry : entriesOf(*dictionary)) {
-    if (!isErased(entry.key)) copy.add(copied(entry.key, slabs), copiedWithEntries(entry.value, slabs));
+    if (!isErased(entry.key)) copy.add(copied(entry.key, &slabs), copiedWithEntries(entry.value, slabs));
   }
   return std::move(copy).take();
 }

@@ -43,7 +43,10 @@ class ValueAccess {
 
   /// A string from text known to be well-formed UTF-8.
   static Value string(std::string_view wellFormed);
-  /// A string from two such texts, cut from `slabs` unless it is null or the string is long.
+  /// Makes a value a string of this size, cut from `slabs` unless it is null or the string is long. The caller must
+  /// write its characters. value: null.
+  static char* makeString(Value& value, std::size_t size, SlabCutter* slabs);
+  /// A string from two texts known to be well-formed.
   static Value joined(std::string_view first, std::string_view second, SlabCutter* slabs);
 
   /// Stores under a key that is a string value, sharing its text.
@@ -138,19 +141,20 @@ class ValueAccess {
   /// Releases such a value if it has other owners.
   static void releaseUnseen(Value& value) noexcept;
 
-  /// A copy that does not share its text, which is cut from `slabs` unless it is long.
-  static Value copied(const Value& value, SlabCutter& slabs);
-  /// The same; shares the text if `slabs` is null.
+  /// A copy that does not share its text, which is cut from `slabs` unless `slabs` is null or the text is long.
   static Value copied(const Value& value, SlabCutter* slabs) {
-    return slabs == nullptr ? value : copied(value, *slabs);
+    return isLong(value) && slabs != nullptr ? copiedText(value, *slabs) : value;
   }
-  /// The same; also copies the entries of small dictionaries.
+  /// The same with `slabs`; also copies the entries of small dictionaries.
   static Value copiedWithEntries(const Value& value, SlabCutter& slabs);
 
   /// Releases a value's contents without destroying containers; returns the container that lost its last owner.
   static Container* dropContents(const Value& value, SlabRelease& release) noexcept;
   /// The shared block; null if there is none.
   static Shared* contentsOf(const Value& value) noexcept;
+
+ private:
+  static Value copiedText(const Value& value, SlabCutter& slabs);
 };
 
 }  // namespace tavik::detail
