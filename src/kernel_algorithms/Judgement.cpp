@@ -19,10 +19,18 @@ using detail::SmallDictionary;
 using detail::ValueAccess;
 using Operator = PredicateExpression::Operator;
 
+Value dataAfter(std::string_view words, const Data& data, SlabCutter* slabs) {
+  Value text;
+  char* to = ValueAccess::makeString(text, words.size() + descriptionSize(data), slabs);
+  putDescription(std::ranges::copy(words, to).out, data);
+  return text;
+}
+
 Value textAfter(std::string_view words, const Value* value, SlabCutter* slabs) {
   if (const auto text = textOf(value)) return ValueAccess::joined(words, *text, slabs);
   const auto integer = value == nullptr ? std::nullopt : value->ifInteger();
   if (integer) return ValueAccess::joined(words, IntegerText(*integer).view(), slabs);
+  if (const Data* data = dataOf(value)) return dataAfter(words, *data, slabs);
   TextBuffer text;
   appendDescription(text, value);
   return ValueAccess::joined(words, text.view(), slabs);
@@ -36,6 +44,18 @@ Value listAfter(std::string_view words, const Value* list, std::string_view betw
     appendElements(text, *array, between);
   } else if (list != nullptr) {
     appendDescription(text, list);
+  }
+  return ValueAccess::joined({}, text.view(), slabs);
+}
+
+// A value that is not an array has no elements.
+Value afterEach(std::string_view words, const Value* list, std::string_view end, SlabCutter* slabs) {
+  TextBuffer text;
+  const Array* array = arrayOf(list);
+  for (const Value& element : array == nullptr ? Array() : *array) {
+    text.append(words);
+    appendDescription(text, &element);
+    text.append(end);
   }
   return ValueAccess::joined({}, text.view(), slabs);
 }
@@ -74,6 +94,7 @@ Value joined(const Value& left, std::string_view word, const Value& right, SlabC
 
 Value Phrase::of(const Value* value, SlabCutter* slabs) const {
   if (about == About::kElements) return listAfter(words, value, between, slabs);
+  if (about == About::kEach) return afterEach(words, value, between, slabs);
   if (about == About::kMask) return maskAfter(words, value, between, slabs);
   return textAfter(words, value, slabs);
 }

@@ -32,6 +32,7 @@ struct Phrase {
   enum class About : std::uint8_t {
     kDescription,  ///< the value's description
     kElements,     ///< the descriptions of an array's elements, separated by `between`
+    kEach,         ///< the descriptions of an array's elements, each after `words` and followed by `between`
     kMask,         ///< the descriptions of "Mask" and of "Result" in a dictionary, with `between` between the two
   };
 

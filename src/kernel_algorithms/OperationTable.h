@@ -55,7 +55,7 @@ inline constexpr auto kOperations = std::to_array<Operation>({
      .takesReferences = true,
      .loggedWithout = kPartNumberReferences},
     {.word = "contains", .judge = contains, .phrase = &kContains},
-    {.word = "controlBitCheck", .judge = controlBitCheck},
+    {.word = "controlBitCheck", .judge = controlBitCheck, .phrase = &kBitsPass},
     {.word = "dataNotNull", .judge = dataNotNull},
     {.word = "equal", .judge = equal, .phrase = &kEqual, .referenceMayBeValue = true},
     {.word = "equalData", .judge = equalData, .phrase = &kEqual},

@@ -10,6 +10,7 @@ namespace tavik::predicates {
 
 // Record texts for the rule's value.
 inline constexpr Phrase kAndMask = {"and mask ", Phrase::About::kMask, " equal "};
+inline constexpr Phrase kBitsPass = {"CB ", Phrase::About::kEach, " pass, "};
 inline constexpr Phrase kCaseInsensitiveEqual = {"caseInsensitiveEqual:"};
 inline constexpr Phrase kContains = {"contains "};
 inline constexpr Phrase kElements = {"", Phrase::About::kElements, ","};

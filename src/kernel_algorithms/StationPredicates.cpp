@@ -28,12 +28,6 @@ bool bitPasses(std::span<const std::uint8_t> records, std::int32_t bit) {
   return SystemConfig::testStateToString(record.front() & 3U) == "Pass";
 }
 
-void appendBit(TextBuffer& text, const Value& bit, std::string_view state) {
-  text.append("CB ");
-  appendDescription(text, &bit);
-  text.append(state);
-}
-
 // Passes, with attributes for the station. Raises `std::invalid_argument` if there are none.
 Judgement forwarding(const Value* attributes) {
   if (attributes == nullptr) throw std::invalid_argument("cannot store an absent value under \"attributes\"");
@@ -51,23 +45,22 @@ Judgement controlBitCheck(const Operands& operands) {
   const auto records = controlBitRecords(*block);
   bool result = true;
   TextBuffer actual;
-  TextBuffer expected;
   const std::span<const Value> listed =
       bits == nullptr ? std::span<const Value>() : std::span(bits->begin(), bits->end());
   for (const Value& bit : listed) {
     const bool passes = readsAsScalar(&bit) && bitPasses(records, integerValue(&bit));
     result = result && passes;
-    appendBit(actual, bit, passes ? " pass, " : " FAIL, ");
-    appendBit(expected, bit, " pass, ");
+    actual.append(kBitsPass.words);
+    appendDescription(actual, &bit);
+    actual.append(passes ? kBitsPass.between : " FAIL, ");
   }
-  return {result, detail::ValueAccess::joined({}, actual.view(), operands.slabs),
-          detail::ValueAccess::joined({}, expected.view(), operands.slabs)};
+  return {result, detail::ValueAccess::joined({}, actual.view(), operands.slabs), {kBitsPass, operands.value}};
 }
 
 Judgement nvramWhiteList(const Operands& operands) {
   const Dictionary* variables = dictionaryOf(operands.attribute);
   if (variables == nullptr) return {false, descriptionValue(operands.attribute), {kOneOf, operands.value}};
-  const Value names(detail::ValueAccess::keys(*variables));
+  const Value names(detail::ValueAccess::keys(*variables, operands.slabs));
   return valueInList({&names, nullptr, operands.value, operands.slabs});
 }
 

@@ -20,6 +20,8 @@ using detail::ValueAccess;
 
 namespace {
 
+constexpr std::size_t kDataGroup = 4;  // bytes between spaces
+
 // Whether the old-style reader accepts the text without quotes, and no reader can mistake it for a comment or data.
 bool isPlain(std::string_view text) noexcept {
   return !text.empty() && std::ranges::all_of(text, [](char c) {
@@ -69,27 +71,12 @@ void appendQuoted(TextBuffer& text, std::string_view string) {
   text.append('"');
 }
 
-void appendData(TextBuffer& text, const Data& data) {
-  constexpr std::size_t kGroup = 4;
-  std::array<char, 2 * kGroup + 1> group;
-  group.back() = ' ';
-  text.append('<');
-  std::span<const std::uint8_t> rest = data.bytes();
-  for (; rest.size() > kGroup; rest = rest.subspan(kGroup)) {
-    putHex(group.data(), rest.first(kGroup));
-    text.append({group.data(), group.size()});
-  }
-  putHex(group.data(), rest);
-  text.append({group.data(), 2 * rest.size()});
-  text.append('>');
-}
-
 void appendScalar(TextBuffer& text, const Value& value) {
   if (const auto string = value.ifString()) return text.append(*string);
   if (const auto integer = value.ifInteger()) return appendNumber(text, *integer);
   if (const auto real = value.ifReal()) return appendNumber(text, *real);
   if (const auto truth = value.ifBoolean()) return text.append(*truth ? '1' : '0');
-  if (const auto* data = value.ifData()) return appendData(text, *data);
+  if (const auto* data = value.ifData()) return putDescription(text.extend(descriptionSize(*data)), *data);
   if (const auto date = value.ifDate()) return text.append(descriptionOfDate(*date));
 }
 
@@ -197,6 +184,22 @@ void appendElements(TextBuffer& text, const Array& array, std::string_view delin
     const auto string = ValueAccess::text(element);
     string ? text.append(*string) : appendDescription(text, &element);
   }
+}
+
+std::size_t descriptionSize(const Data& data) noexcept {
+  return data.empty() ? 2 : 2 + 2 * data.size() + (data.size() - 1) / kDataGroup;
+}
+
+void putDescription(char* to, const Data& data) noexcept {
+  *to++ = '<';
+  std::span<const std::uint8_t> rest = data.bytes();
+  for (; rest.size() > kDataGroup; rest = rest.subspan(kDataGroup)) {
+    putHex(to, rest.first(kDataGroup));
+    to += 2 * kDataGroup;
+    *to++ = ' ';
+  }
+  putHex(to, rest);
+  to[2 * rest.size()] = '>';
 }
 
 void putHex(char* to, std::span<const std::uint8_t> bytes) noexcept {

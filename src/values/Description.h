@@ -22,6 +22,10 @@ void appendDescription(TextBuffer& text, const Dictionary& dictionary);
 /// Appends the elements' descriptions, separated by `delineator`.
 void appendElements(TextBuffer& text, const Array& array, std::string_view delineator);
 
+/// The size of the description of data, and the description itself.
+std::size_t descriptionSize(const Data& data) noexcept;
+void putDescription(char* to, const Data& data) noexcept;
+
 /// Writes two lowercase hexadecimal digits per byte.
 void putHex(char* to, std::span<const std::uint8_t> bytes) noexcept;
 

@@ -160,6 +160,14 @@ const Value* ValueAccess::find(const Dictionary& dictionary, const Sought& key, 
   return entry == nullptr ? nullptr : &entry->value;
 }
 
+Array ValueAccess::keys(const Dictionary& dictionary, SlabCutter* slabs) {
+  FixedArray keys(dictionary.size(), slabs);
+  for (const Entry& entry : entriesOf(dictionary)) {
+    if (!isErased(entry.key)) keys.add(Value(entry.key));
+  }
+  return std::move(keys).take();
+}
+
 std::optional<std::string_view> Dictionary::findString(std::string_view key) const noexcept {
   const Value* value = find(key);
   return value == nullptr ? std::nullopt : value->ifString();
