@@ -35,7 +35,7 @@ bool RuleRun::add(const PreparedRule& rule) {
   if (notes_ != nullptr) note(rule, operands.attribute);
   if (rule.wantsAbsence) return addAbsence(rule), true;
   if (operands.attribute == nullptr || rule.references != nullptr) {
-    if (const auto missing = complete(operands, rule)) return addMissing(rule, *missing), true;
+    if (!complete(operands, rule)) return addMissing(rule), true;
   }
   if (rule.errorCode != 0) {
     context_.error = kernel_.handleError(rule.errorCode, format("invalid logical operator:%@", {rule.predicate}));
@@ -59,59 +59,60 @@ void RuleRun::addAbsence(const PreparedRule& rule) {
                std::move(judgement.expected).text(&records_.slabs()));
 }
 
-void RuleRun::addMissing(const PreparedRule& rule, const Missing& missing) {
+void RuleRun::addMissing(const PreparedRule& rule) {
   Dictionary record;
-  const std::string source = missing.source == nullptr ? "device" : description(missing.source);
-  ZRTTavikKernel::buildResultForGetAttributeError(missing.name, *rule.name.ifString(), source, record);
+  const std::string source = missing_->source == nullptr ? "device" : description(missing_->source);
+  ZRTTavikKernel::buildResultForGetAttributeError(missing_->name, *rule.name.ifString(), source, record);
   records_.add(std::move(record));
 }
 
-// Adds what references refer to; returns what is missing first.
-std::optional<RuleRun::Missing> RuleRun::complete(Operands& operands, const PreparedRule& rule) {
-  std::optional<Missing> missing;
-  if (operands.attribute == nullptr) missing = {rule.attribute.value(), nullptr};
-  if (rule.references == nullptr || (missing && notes_ == nullptr)) return missing;
-  const auto reference = rule.takesValueFromReference ? fetchValue(operands, rule) : fetchDictionary(operands, rule);
-  return missing ? missing : reference;
+// Adds what references refer to; false if something is missing.
+bool RuleRun::complete(Operands& operands, const PreparedRule& rule) {
+  missing_.reset();
+  if (operands.attribute == nullptr) missing_ = {rule.attribute.value(), nullptr};
+  if (rule.references != nullptr && (!missing_ || notes_ != nullptr)) {
+    rule.takesValueFromReference ? fetchValue(operands, rule) : fetchDictionary(operands, rule);
+  }
+  return !missing_;
 }
 
 // A later reference with the same name replaces an earlier one.
-std::optional<RuleRun::Missing> RuleRun::fetchValue(Operands& operands, const PreparedRule& rule) {
-  const auto missing = fetchReferences(rule, [&](const PreparedReference& reference, const Value& value) {
+void RuleRun::fetchValue(Operands& operands, const PreparedRule& rule) {
+  fetchReferences(rule, [&](const PreparedReference& reference, const Value& value) {
     const PreparedReference& front = rule.listed.front();
     if (&reference == &front || reference.name.isSame(front.name)) operands.value = &value;
   });
-  if (missing || operands.attribute == nullptr) return missing;
+  if (missing_) return;
   if (operands.value == nullptr) throw std::out_of_range("a rule without \"value\" has no reference to take it from");
   if (notes_ != nullptr) notes_->value = *operands.value;
-  return std::nullopt;
 }
 
-std::optional<RuleRun::Missing> RuleRun::fetchDictionary(Operands& operands, const PreparedRule& rule) {
+void RuleRun::fetchDictionary(Operands& operands, const PreparedRule& rule) {
   references_ = ValueAccess::dictionary(Entries::make(rule.listed.size(), &records_.slabs()));
   operands.references = &references_;
-  return fetchReferences(rule, [&](const PreparedReference& reference, const Value& value) {
+  fetchReferences(rule, [&](const PreparedReference& reference, const Value& value) {
     ValueAccess::set(references_, ValueAccess::copied(*reference.name.value(), &records_.slabs()), value);
   });
 }
 
-// Returns the first missing reference. Malformed references count as a missing attribute.
+// Stops at the first missing reference, unless all are noted. Malformed references count as a missing attribute.
 template <class Store>
-std::optional<RuleRun::Missing> RuleRun::fetchReferences(const PreparedRule& rule, Store store) {
-  std::optional<Missing> missing;
+void RuleRun::fetchReferences(const PreparedRule& rule, Store store) {
+  bool areFound = true;
   for (const PreparedReference& reference : rule.listed) {
     const Value* value = fetch(reference);
     if (notes_ != nullptr) note(reference, value);
     if (value != nullptr) {
       store(reference, *value);
-    } else if (!missing) {
-      missing = {reference.name.value(), reference.source};
+      continue;
     }
-    if (missing && notes_ == nullptr) return missing;
+    areFound = false;
+    if (!missing_) missing_ = {reference.name.value(), reference.source};
+    if (notes_ == nullptr) return;
   }
-  if (missing || !rule.referencesAreMalformed) return missing;
+  if (!areFound || !rule.referencesAreMalformed) return;
   if (notes_ != nullptr) notes_->referencesAreMalformed = true;
-  return Missing{rule.attribute.value(), nullptr};
+  if (!missing_) missing_ = {rule.attribute.value(), nullptr};
 }
 
 const Value* RuleRun::fetch(const PreparedReference& reference) const {

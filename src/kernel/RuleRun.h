@@ -39,12 +39,12 @@ class RuleRun {
   };
 
   void addAbsence(const PreparedRule& rule);
-  void addMissing(const PreparedRule& rule, const Missing& missing);
-  std::optional<Missing> complete(Operands& operands, const PreparedRule& rule);
-  std::optional<Missing> fetchValue(Operands& operands, const PreparedRule& rule);
-  std::optional<Missing> fetchDictionary(Operands& operands, const PreparedRule& rule);
+  void addMissing(const PreparedRule& rule);
+  bool complete(Operands& operands, const PreparedRule& rule);
+  void fetchValue(Operands& operands, const PreparedRule& rule);
+  void fetchDictionary(Operands& operands, const PreparedRule& rule);
   template <class Store>
-  std::optional<Missing> fetchReferences(const PreparedRule& rule, Store store);
+  void fetchReferences(const PreparedRule& rule, Store store);
   [[nodiscard]] const Value* fetch(const PreparedReference& reference) const;
   // isPrepared: whether the rule's prepared record has the expected text, as far as judged.
   Judgement judge(const PreparedCall& call, const Operands& operands, bool& isPrepared);
@@ -61,7 +61,9 @@ class RuleRun {
   Records& records_;
   RuleEvaluation* notes_;
   bool logs_;
-  Dictionary references_;  // of the rule that is being evaluated
+  // Of the rule that is being evaluated:
+  Dictionary references_;
+  std::optional<Missing> missing_;  // the first thing that its attribute and references do not find
 };
 
 }  // namespace tavik

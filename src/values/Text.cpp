@@ -238,17 +238,12 @@ bool equalIgnoringCase(std::string_view left, std::string_view right) noexcept {
 }
 
 std::string upperCase(std::string_view text) {
-  std::string upper;
-  upper.reserve(text.size());
-  while (!text.empty()) {
-    const char first = text.front();
-    if (static_cast<unsigned char>(first) < 0x80) {
-      upper += first >= 'a' && first <= 'z' ? static_cast<char>(first - 'a' + 'A') : first;
-      text.remove_prefix(1);
-    } else {
-      appendUtf8(upper, simpleUpper(takeCharacter(text)));
-    }
+  std::string upper(text.substr(0, asciiPrefix(text)));
+  for (char& character : upper) {
+    if (character >= 'a' && character <= 'z') character = static_cast<char>(character - 'a' + 'A');
   }
+  text.remove_prefix(upper.size());
+  while (!text.empty()) appendUtf8(upper, simpleUpper(takeCharacter(text)));
   return upper;
 }
 
