@@ -49,6 +49,36 @@ TEST(PreparedRulesTest, OutlivesKernelAndDocuments) {
   }
 }
 
+// Texts short and long, in several slabs, of rules that pass, fail, find no attribute, or hide their result.
+TEST(PreparedRulesTest, KeptPartsOutliveTheRecords) {
+  Dictionary library{{"version", Value(7)}};
+  Dictionary entries;
+  for (int number = 0; number < 300; ++number) {
+    const std::string name = "rule " + std::to_string(number) + std::string(static_cast<std::size_t>(number), '.');
+    Dictionary definition{{"attribute", number % 5 == 0 ? "b" : "a"}, {"predicate", "hasPrefix"}, {"value", name}};
+    if (number % 3 == 0) definition.set("hideResult", "");
+    library.set(name, definition);
+    entries.set(name, Dictionary());
+  }
+  const Host host(library, Dictionary{{"version", Value(8)}, {"GenericRules", entries}});
+  const std::string attribute = "rule 200" + std::string(600, '.');
+  host.compare({{"a", attribute}});
+  std::optional<Error> error;
+  const auto partsOf = [](const std::optional<Array>& records) {
+    Array parts;
+    for (std::size_t i = 0; i + 3 < records->size(); i += 7) {
+      parts.append(records->at(i));
+      for (const char* key : {"rule", "actual", "expected"}) {
+        parts.append(*records->at(i + 3).ifDictionary()->find(key));
+      }
+    }
+    return parts;
+  };
+  const Array kept = partsOf(host.prepared->check({{"a", attribute}}, nullptr, nullptr, error));
+  const Array expected = partsOf(host.kernel->check({{"a", attribute}}, host.local(), nullptr, error));
+  EXPECT_EQ(kept, expected);
+}
+
 TEST(PreparedRulesTest, FullCache) {
   constexpr int kPartNumbers = 560;  // of 500 rules each; the limit is 262,144 rules
   Dictionary library{{"version", Value(7)}};
