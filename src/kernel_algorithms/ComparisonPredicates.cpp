@@ -165,7 +165,7 @@ Judgement boolEqual(const Operands& operands) {
 
 Judgement isUppercase(const Operands& operands) {
   const auto text = textOf(operands.attribute);
-  Value upper = ValueAccess::joined({}, upperCase(text ? *text : description(operands.attribute)), operands.slabs);
+  Value upper = ValueAccess::string(upperCase(text ? *text : description(operands.attribute)), operands.slabs);
   return {text && *upper.ifString() == *text, actual(operands), std::move(upper)};
 }
 

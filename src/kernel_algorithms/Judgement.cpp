@@ -27,13 +27,13 @@ Value dataAfter(std::string_view words, const Data& data, SlabCutter* slabs) {
 }
 
 Value textAfter(std::string_view words, const Value* value, SlabCutter* slabs) {
-  if (const auto text = textOf(value)) return ValueAccess::joined(words, *text, slabs);
+  if (const auto text = textOf(value)) return ValueAccess::joined({words, *text}, slabs);
   const auto integer = value == nullptr ? std::nullopt : value->ifInteger();
-  if (integer) return ValueAccess::joined(words, IntegerText(*integer).view(), slabs);
+  if (integer) return ValueAccess::joined({words, IntegerText(*integer).view()}, slabs);
   if (const Data* data = dataOf(value)) return dataAfter(words, *data, slabs);
   TextBuffer text;
   appendDescription(text, value);
-  return ValueAccess::joined(words, text.view(), slabs);
+  return ValueAccess::joined({words, text.view()}, slabs);
 }
 
 // A value that is not an array counts as one element, an absent value as none.
@@ -45,7 +45,7 @@ Value listAfter(std::string_view words, const Value* list, std::string_view betw
   } else if (list != nullptr) {
     appendDescription(text, list);
   }
-  return ValueAccess::joined({}, text.view(), slabs);
+  return ValueAccess::string(text.view(), slabs);
 }
 
 // A value that is not an array has no elements.
@@ -57,7 +57,7 @@ Value afterEach(std::string_view words, const Value* list, std::string_view end,
     appendDescription(text, &element);
     text.append(end);
   }
-  return ValueAccess::joined({}, text.view(), slabs);
+  return ValueAccess::string(text.view(), slabs);
 }
 
 Value maskAfter(std::string_view words, const Value* value, std::string_view between, SlabCutter* slabs) {
@@ -66,7 +66,7 @@ Value maskAfter(std::string_view words, const Value* value, std::string_view bet
   appendDescription(text, find(dictionaryOf(value), "Mask"));
   text.append(between);
   appendDescription(text, find(dictionaryOf(value), "Result"));
-  return ValueAccess::joined({}, text.view(), slabs);
+  return ValueAccess::string(text.view(), slabs);
 }
 
 Dictionary makeRecord(bool result, Value actual, Value expected, const Value* attributes) {
@@ -83,11 +83,14 @@ constexpr Phrase kNot = {"not "};
 constexpr Phrase kNoAttribute = {"no attribute "};
 
 Value joined(const Value& left, std::string_view word, const Value& right, SlabCutter* slabs) {
+  const auto leftText = left.ifString();
+  const auto rightText = right.ifString();
+  if (leftText && rightText) return ValueAccess::joined({*leftText, word, *rightText}, slabs);
   TextBuffer text;
   appendDescription(text, &left);
   text.append(word);
   appendDescription(text, &right);
-  return ValueAccess::joined({}, text.view(), slabs);
+  return ValueAccess::string(text.view(), slabs);
 }
 
 }  // namespace

@@ -54,7 +54,7 @@ Judgement controlBitCheck(const Operands& operands) {
     appendDescription(actual, &bit);
     actual.append(passes ? kBitsPass.between : " FAIL, ");
   }
-  return {result, detail::ValueAccess::joined({}, actual.view(), operands.slabs), {kBitsPass, operands.value}};
+  return {result, detail::ValueAccess::string(actual.view(), operands.slabs), {kBitsPass, operands.value}};
 }
 
 Judgement nvramWhiteList(const Operands& operands) {

@@ -31,7 +31,7 @@ void ZRTTavikKernel::renameKeys(Dictionary& target, const Dictionary& withDictio
   const Value prefix(std::string(andPrefix) + ".");
   detail::SlabCutter slabs(kBytesPerKey * withDictionary.size());
   for (const auto [key, value] : withDictionary) {
-    detail::ValueAccess::set(target, detail::ValueAccess::joined(*prefix.ifString(), key, &slabs), value);
+    detail::ValueAccess::set(target, detail::ValueAccess::joined({*prefix.ifString(), key}, &slabs), value);
   }
 }
 

@@ -239,8 +239,6 @@ inline std::optional<std::string_view> ValueAccess::text(const Value& value) noe
   return isLong(value) ? (*value.contents<Bytes*>())->text() : value.ifString();
 }
 
-inline Value ValueAccess::string(std::string_view wellFormed) { return joined({}, wellFormed, nullptr); }
-
 inline char* ValueAccess::makeString(Value& value, std::size_t size, SlabCutter* slabs) {
   if (size <= kLongestShort) {
     value.storage_[kLongestShort] = static_cast<unsigned char>(size);
@@ -251,11 +249,14 @@ inline char* ValueAccess::makeString(Value& value, std::size_t size, SlabCutter*
   return reinterpret_cast<char*>(bytes + 1);
 }
 
-inline Value ValueAccess::joined(std::string_view first, std::string_view second, SlabCutter* slabs) {
+inline Value ValueAccess::string(std::string_view wellFormed, SlabCutter* slabs) { return joined({wellFormed}, slabs); }
+
+inline Value ValueAccess::joined(std::initializer_list<std::string_view> texts, SlabCutter* slabs) {
+  std::size_t size = 0;
+  for (const std::string_view text : texts) size += text.size();
   Value value;
-  char* text = makeString(value, first.size() + second.size(), slabs);
-  std::copy_n(first.data(), first.size(), text);
-  std::copy_n(second.data(), second.size(), text + first.size());
+  char* to = makeString(value, size, slabs);
+  for (const std::string_view text : texts) to = std::copy_n(text.data(), text.size(), to);
   return value;
 }
 

@@ -88,7 +88,7 @@ void destroy(Container* last) noexcept {
 
 Value ValueAccess::copiedText(const Value& value, detail::SlabCutter& slabs) {
   const std::string_view text = *value.ifString();
-  return detail::SlabCutter::takes(sizeof(Bytes) + text.size()) ? joined({}, text, &slabs) : value;
+  return detail::SlabCutter::takes(sizeof(Bytes) + text.size()) ? string(text, &slabs) : value;
 }
 
 Value ValueAccess::copiedWithEntries(const Value& value, detail::SlabCutter& slabs) {

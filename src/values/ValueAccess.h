@@ -9,6 +9,7 @@
 #include <array>
 #include <bit>
 #include <cstdint>
+#include <initializer_list>
 #include <optional>
 #include <string_view>
 #include <utility>
@@ -41,13 +42,13 @@ class ValueAccess {
     Bits bits;
   };
 
-  /// A string from text known to be well-formed UTF-8.
-  static Value string(std::string_view wellFormed);
+  /// A string from text known to be well-formed UTF-8, cut from `slabs` unless it is null or the string is long.
+  static Value string(std::string_view wellFormed, SlabCutter* slabs = nullptr);
   /// Makes a value a string of this size, cut from `slabs` unless it is null or the string is long. The caller must
   /// write its characters. value: null.
   static char* makeString(Value& value, std::size_t size, SlabCutter* slabs);
-  /// A string from two texts known to be well-formed.
-  static Value joined(std::string_view first, std::string_view second, SlabCutter* slabs);
+  /// The same from several texts.
+  static Value joined(std::initializer_list<std::string_view> texts, SlabCutter* slabs);
 
   /// Stores under a key that is a string value, sharing its text.
   static void set(Dictionary& dictionary, Value key, Value value) {

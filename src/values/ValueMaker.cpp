@@ -19,7 +19,7 @@ ValueMaker::~ValueMaker() = default;
 
 Value ValueMaker::string(std::string_view text) {
   if (validUtf8Prefix(text) != text.size()) return {text};
-  return ValueAccess::joined(text, {}, slabs_.get());
+  return ValueAccess::string(text, slabs_.get());
 }
 
 Dictionary ValueMaker::dictionary(std::vector<std::pair<Value, Value>> entries) {

@@ -162,7 +162,7 @@ class JsonReader {
     return takeShortString(bits) ? ValueAccess::shortString(bits) : readLongString();
   }
   bool takeShortString(ValueAccess::Bits& bits) noexcept;
-  Value readLongString() { return ValueAccess::joined(readText(), {}, &slabs_); }
+  Value readLongString() { return ValueAccess::string(readText(), &slabs_); }
   std::string_view readText();
   std::string_view readEscapedText(std::size_t start, std::string_view plain);
   std::string_view takePlain();
