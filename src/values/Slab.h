@@ -27,12 +27,8 @@ class Slab {
                          blocks_.fetch_sub(blocks, std::memory_order_acq_rel) == blocks;
     if (areLast) ::operator delete(this);
   }
-  /// Ends cutting. blocks: the total number of blocks cut. No other thread can see them yet.
-  void close(std::size_t blocks) noexcept {
-    const std::size_t left = blocks_.load(std::memory_order_relaxed) - (kOpen - blocks);
-    blocks_.store(left, std::memory_order_relaxed);
-    if (left == 0) ::operator delete(this);
-  }
+  /// Ends cutting. blocks: the total number of blocks cut.
+  void close(std::size_t blocks) noexcept { drop(kOpen - blocks); }
 
  private:
   // The count while blocks are being cut. `close` corrects it to the number of blocks.
@@ -77,7 +73,7 @@ class SlabRelease {
   Blocks other_;
 };
 
-/// A slab from which blocks are given out. Other threads must not see them before it is closed.
+/// A slab from which blocks are given out.
 class OpenSlab {
  public:
   OpenSlab() = default;
