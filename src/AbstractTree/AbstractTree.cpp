@@ -71,10 +71,14 @@ Dictionary SelectorTreeNode::combined(PredicateExpression::Operator combination,
   const Operands operands = {attribute, references, value};
   Judgement left = judge(kernel_, child(0), operands);
   if (Dictionary record = Judgement(left).record(); isInvalidSelector(record)) return record;
-  if (combination == Operator::kNot) return negated(std::move(left)).record();
-  Judgement right = judge(kernel_, child(1), operands);
-  if (Dictionary record = Judgement(right).record(); isInvalidSelector(record)) return record;
-  return tavik::combined(combination, std::move(left), std::move(right)).record();
+  if (combination == Operator::kNot) {
+    negate(left);
+  } else {
+    Judgement right = judge(kernel_, child(1), operands);
+    if (Dictionary record = Judgement(right).record(); isInvalidSelector(record)) return record;
+    combine(left, combination, std::move(right));
+  }
+  return std::move(left).record();
 }
 
 std::optional<Dictionary> NotTreeNode::process(const Value* attribute, const Value* value,

@@ -42,8 +42,8 @@ bool RuleRun::add(const PreparedRule& rule) {
     return false;
   }
   bool isPrepared = rule.recordHasExpected;
-  Judgement judgement = rule.combination == Operator::kNone ? judge(rule.call, operands, isPrepared)
-                                                            : combine(rule, operands, isPrepared);
+  Judgement judgement = judge(rule.call, operands, isPrepared);
+  if (rule.combination != Operator::kNone) combine(judgement, rule, operands, isPrepared);
   const Value* const forwarded = judgement.attributes;
   addRecord(rule, std::move(judgement), isPrepared);
   if (forwarded != nullptr) forward(*forwarded);
@@ -138,11 +138,10 @@ inline Judgement RuleRun::judge(const PreparedCall& call, const Operands& operan
   return judgement;
 }
 
-Judgement RuleRun::combine(const PreparedRule& rule, const Operands& operands, bool& isPrepared) {
-  Judgement left = judge(rule.call, operands, isPrepared);
-  if (rule.combination == Operator::kNot) return negated(std::move(left), {operands.slabs, !isPrepared});
+void RuleRun::combine(Judgement& left, const PreparedRule& rule, const Operands& operands, bool& isPrepared) {
+  if (rule.combination == Operator::kNot) return negate(left, {operands.slabs, !isPrepared});
   Judgement right = judge(*rule.secondCall, operands, isPrepared);
-  return combined(rule.combination, std::move(left), std::move(right), {operands.slabs, !isPrepared});
+  tavik::combine(left, rule.combination, std::move(right), {operands.slabs, !isPrepared});
 }
 
 // Adds attributes to the record, and what is meant for the station to its dictionary.

@@ -48,7 +48,7 @@ class RuleRun {
   [[nodiscard]] const Value* fetch(const PreparedReference& reference) const;
   // isPrepared: whether the rule's prepared record has the expected text, as far as judged.
   Judgement judge(const PreparedCall& call, const Operands& operands, bool& isPrepared);
-  Judgement combine(const PreparedRule& rule, const Operands& operands, bool& isPrepared);
+  void combine(Judgement& left, const PreparedRule& rule, const Operands& operands, bool& isPrepared);
   void addRecord(const PreparedRule& rule, Judgement&& judgement, bool isPrepared);
   void forward(const Value& value);
 

@@ -111,28 +111,27 @@ Value combinedExpectation(Operator combination, const Value& left, const Value* 
   return joined(left, combination == Operator::kAnd ? " and " : " or ", *right, slabs);
 }
 
-Judgement negated(Judgement&& judgement, const CombinedTexts& texts) {
-  Value expected;
-  if (texts.makesExpected) {
-    const Value text = std::move(judgement.expected).text(texts.slabs);
-    expected = combinedExpectation(Operator::kNot, text, nullptr, texts.slabs);
-  }
-  return {!judgement.result, std::move(judgement.actual), std::move(expected), judgement.attributes};
+void negate(Judgement& judgement, const CombinedTexts& texts) {
+  judgement.result = !judgement.result;
+  if (!texts.makesExpected) return;
+  const Value text = std::move(judgement.expected).text(texts.slabs);
+  judgement.expected = combinedExpectation(Operator::kNot, text, nullptr, texts.slabs);
 }
 
-Judgement combined(Operator combination, Judgement&& left, Judgement&& right, const CombinedTexts& texts) {
-  Value expected;
+void combine(Judgement& left, Operator combination, Judgement&& right, const CombinedTexts& texts) {
+  left.attributes = nullptr;
   if (texts.makesExpected) {
     const Value leftText = std::move(left.expected).text(texts.slabs);
     const Value rightText = std::move(right.expected).text(texts.slabs);
-    expected = combinedExpectation(combination, leftText, &rightText, texts.slabs);
+    left.expected = combinedExpectation(combination, leftText, &rightText, texts.slabs);
   }
   if (combination == Operator::kAnd) {
-    return {left.result && right.result, joined(left.actual, " and ", right.actual, texts.slabs), std::move(expected)};
+    left.result = left.result && right.result;
+    left.actual = joined(left.actual, " and ", right.actual, texts.slabs);
+  } else {  // OR never shows the right "actual", by design
+    left.result = left.result || right.result;
+    if (!left.actual.isString()) left.actual = descriptionValue(&left.actual, texts.slabs);
   }
-  // OR never shows the right "actual", by design.
-  Value actual = left.actual.isString() ? std::move(left.actual) : descriptionValue(&left.actual, texts.slabs);
-  return {left.result || right.result, std::move(actual), std::move(expected)};
 }
 
 Judgement judgeAbsence(const Dictionary& attributes, const Value* name, SlabCutter* slabs) {

@@ -89,10 +89,10 @@ struct CombinedTexts {
 };
 
 /// NOT: negates the result and the expected text, keeps everything else.
-Judgement negated(Judgement&& judgement, const CombinedTexts& texts = {});
-/// AND or OR of two judgements. Nothing is forwarded.
-Judgement combined(PredicateExpression::Operator combination, Judgement&& left, Judgement&& right,
-                   const CombinedTexts& texts = {});
+void negate(Judgement& judgement, const CombinedTexts& texts = {});
+/// AND or OR with another judgement. Nothing is forwarded.
+void combine(Judgement& left, PredicateExpression::Operator combination, Judgement&& right,
+             const CombinedTexts& texts = {});
 /// The expected text of a combination. right: null for NOT.
 Value combinedExpectation(PredicateExpression::Operator combination, const Value& left, const Value* right,
                           detail::SlabCutter* slabs = nullptr);
