@@ -21,9 +21,9 @@ namespace tavik {
 /// The rules of one kind of device.
 struct DeviceRules {
   LocalEntries local;
-  std::vector<PreparedRule> prepared = {};  ///< one per entry; none if assembly failed
-  detail::DictionarySheet records = {};     ///< of the versions and of the prepared rules
-  std::vector<Records::Place> versions = {};
+  std::vector<PreparedRule> prepared = {};    ///< one per entry; none if assembly failed
+  std::vector<Records::Place> versions = {};  ///< of the records before those of rules
+  detail::DictionarySheet records = {};       ///< of the versions and of the prepared rules
 };
 
 /// Device rules by the selection from the local rules. Never shrinks, so that readers need neither a lock nor a

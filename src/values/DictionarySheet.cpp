@@ -25,12 +25,7 @@ std::size_t wordsFor(std::span<const Entry> entries) {
 DictionarySheet::Place DictionarySheet::add(const Dictionary& dictionary) {
   const std::span<const Entry> entries = entriesOf(dictionary);
   Page& page = pageWithRoomFor(wordsFor(entries));
-  const auto takeWords = [&](std::size_t bytes) {
-    const auto taken = static_cast<std::uint32_t>(page.words.size());
-    page.words.resize(page.words.size() + wordsFor(bytes));
-    return taken;
-  };
-  Place place = {static_cast<std::uint32_t>(pages_.size() - 1), takeWords(sizeof(Entries) + entries.size_bytes()), 1,
+  Place place = {static_cast<std::uint32_t>(pages_.size() - 1), page.take(sizeof(Entries) + entries.size_bytes()), 1,
                  false};
   auto* copy = new (&page.words[place.word]) Entries(entries.size(), place.word);
   copy->size = static_cast<std::uint32_t>(entries.size());
@@ -38,22 +33,32 @@ DictionarySheet::Place DictionarySheet::add(const Dictionary& dictionary) {
   std::memcpy(static_cast<void*>(copy->begin()), entries.data(), entries.size_bytes());
   for (std::size_t i = 0; i < entries.size(); ++i) {
     const Value& value = entries[i].value;
-    if (!isCopied(value)) {
-      if (ValueAccess::isLong(value)) shared_.push_back(value);
-      place.sharesTexts |= ValueAccess::isLong(value);
-      continue;
+    if (!ValueAccess::isLong(value)) continue;
+    if (isCopied(value)) {
+      const std::size_t offset = sizeof(Entries) + i * sizeof(Entry) + offsetof(Entry, value);
+      page.addText(*ValueAccess::text(value), place.word + static_cast<std::uint32_t>(wordsFor(offset)));
+      ++place.blocks;
+    } else {
+      shared_.push_back(value);
+      place.sharesTexts = true;
     }
-    const std::string_view text = *ValueAccess::text(value);
-    const std::uint32_t block = takeWords(sizeof(Bytes) + text.size());
-    auto* bytes = new (&page.words[block]) Bytes(block);
-    bytes->size = text.size();
-    std::memcpy(static_cast<void*>(bytes + 1), text.data(), text.size());
-    const std::size_t pointer = place.word + wordsFor(sizeof(Entries) + i * sizeof(Entry) + offsetof(Entry, value));
-    page.words[pointer] = block * Slab::kUnit;
-    page.pointers.push_back(static_cast<std::uint32_t>(pointer));
-    ++place.blocks;
   }
   return place;
+}
+
+std::uint32_t DictionarySheet::Page::take(std::size_t bytes) {
+  const auto first = static_cast<std::uint32_t>(words.size());
+  words.resize(words.size() + wordsFor(bytes));
+  return first;
+}
+
+void DictionarySheet::Page::addText(std::string_view text, std::uint32_t pointer) {
+  const std::uint32_t block = take(sizeof(Bytes) + text.size());
+  auto* bytes = new (&words[block]) Bytes(block);
+  bytes->size = text.size();
+  std::memcpy(static_cast<void*>(bytes + 1), text.data(), text.size());
+  words[pointer] = block * Slab::kUnit;
+  pointers.push_back(pointer);
 }
 
 DictionarySheet::Page& DictionarySheet::pageWithRoomFor(std::size_t words) {

@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <cstring>
 #include <limits>
+#include <string_view>
 #include <vector>
 
 #include "values/SharedContents.h"
@@ -33,6 +34,11 @@ class DictionarySheet {
   friend class SheetCopy;
 
   struct Page {
+    /// Takes memory from the end of the page; returns its first word.
+    std::uint32_t take(std::size_t bytes);
+    /// pointer: the word for the address of the text.
+    void addText(std::string_view text, std::uint32_t pointer);
+
     std::vector<std::uint64_t> words;     // of a slab; the first one takes the place of the header
     std::vector<std::uint32_t> pointers;  // the words that contain an offset in the slab instead of an address
   };
