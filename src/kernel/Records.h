@@ -36,7 +36,7 @@ class Records {
     record.add("result", Value(result));
     record.add("actual", std::move(actual));
     record.add("expected", std::move(expected));
-    records_.add(detail::ValueAccess::valueOf(std::move(record).take()));
+    records_.add(detail::ValueAccess::valueOf(record.take()));
   }
   /// A place for the copies of a record. What depends on the device has any value.
   static Place addTo(detail::DictionarySheet& sheet, const Value& rule, bool result, const Value& actual,

@@ -133,7 +133,7 @@ inline void RuleRun::addRecord(const PreparedRule& rule, Judgement&& judgement, 
 inline Judgement RuleRun::judge(const PreparedCall& call, const Operands& operands, bool& isPrepared) {
   Judgement judgement = call.operation == nullptr ? unknownPredicate(call.word, operands.references != nullptr)
                                                   : tavik::call(*call.operation, operands, kernel_.platform());
-  isPrepared = isPrepared && judgement.expected.is(call.operation->phrase, operands.value);
+  isPrepared = isPrepared && call.operation != nullptr && judgement.expected.is(call.operation->phrase, operands.value);
   if (notes_ != nullptr) note(judgement);
   return judgement;
 }

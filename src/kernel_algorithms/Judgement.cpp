@@ -76,7 +76,7 @@ Dictionary makeRecord(bool result, Value actual, Value expected, const Value* at
   record.add("actual", std::move(actual));
   record.add("expected", std::move(expected));
   if (attributes != nullptr) record.add("attributes", Value(*attributes));
-  return ValueAccess::dictionary(std::move(record).take());
+  return ValueAccess::dictionary(record.take());
 }
 
 constexpr Phrase kNot = {"not "};

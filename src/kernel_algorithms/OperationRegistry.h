@@ -25,7 +25,9 @@ void logIncompleteReferences(const Operation& operation, const Dictionary& refer
 
 /// Calls an operation.
 inline Judgement call(const Operation& operation, const Operands& operands, const Platform& platform) {
-  if (!operation.loggedWithout.empty()) logIncompleteReferences(operation, *operands.references, platform);
+  if (!operation.loggedWithout.empty() && operands.references != nullptr) {
+    logIncompleteReferences(operation, *operands.references, platform);
+  }
   return operation.judge(operands);
 }
 

@@ -30,7 +30,7 @@ DictionarySheet::Place DictionarySheet::add(const Dictionary& dictionary) {
   auto* copy = new (&page.words[place.word]) Entries(entries.size(), place.word);
   copy->size = static_cast<std::uint32_t>(entries.size());
   copy->keysAreShort = true;
-  std::memcpy(static_cast<void*>(copy->begin()), entries.data(), entries.size_bytes());
+  std::memcpy(static_cast<void*>(copy->begin()), static_cast<const void*>(entries.data()), entries.size_bytes());
   for (std::size_t i = 0; i < entries.size(); ++i) {
     const Value& value = entries[i].value;
     if (!ValueAccess::isLong(value)) continue;

@@ -195,7 +195,7 @@ class SmallDictionary {
     new (&end_->value) Value(std::move(value));
     ++end_;
   }
-  Entries* take() && noexcept {
+  Entries* take() noexcept {
     entries_->size = static_cast<std::uint32_t>(end_ - entries_->begin());
     entries_->keysAreShort = true;
     return entries_;
