@@ -62,7 +62,7 @@ void DictionarySheet::Page::addText(std::string_view text, std::uint32_t pointer
 }
 
 DictionarySheet::Page& DictionarySheet::pageWithRoomFor(std::size_t words) {
-  if (pages_.empty() || (pages_.back().words.size() + words) * Slab::kUnit > SlabCutter::kMost) {
+  if (pages_.empty() || (pages_.back().words.size() + words) * Slab::kUnit > Slab::kMost) {
     pages_.emplace_back().words.resize(1);
   }
   return pages_.back();

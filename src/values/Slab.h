@@ -18,23 +18,38 @@ class Slab {
  public:
   /// Block offsets are multiples of this.
   static constexpr std::size_t kUnit = 8;
+  /// Slab sizes are multiples of this.
+  static constexpr std::size_t kStep = 1024;
+  /// The size of the largest slab.
+  static constexpr std::size_t kMost = 16 * kStep;
 
-  static Slab* make(std::size_t size) { return new (::operator new(size)) Slab; }
+  /// size: at most `kMost`.
+  static Slab* make(std::size_t size) {
+    const std::size_t steps = (size + kStep - 1) / kStep;
+    return new (allocate(steps)) Slab(steps);
+  }
 
   /// Releases this many blocks. The last ones are detected without an atomic write.
-  void drop(std::size_t blocks) noexcept {
-    const bool areLast = blocks_.load(std::memory_order_acquire) == blocks ||
-                         blocks_.fetch_sub(blocks, std::memory_order_acq_rel) == blocks;
-    if (areLast) ::operator delete(this);
+  void drop(std::uint64_t blocks) noexcept {
+    const std::uint64_t before = state_.load(std::memory_order_acquire);
+    const bool areLast =
+        (before & kBlocks) == blocks || (state_.fetch_sub(blocks, std::memory_order_acq_rel) & kBlocks) == blocks;
+    if (areLast) release(this, before >> kBlockBits);
   }
   /// Ends cutting. blocks: the total number of blocks cut.
-  void close(std::size_t blocks) noexcept { drop(kOpen - blocks); }
+  void close(std::uint64_t blocks) noexcept { drop(kOpen - blocks); }
 
  private:
+  static constexpr int kBlockBits = 48;
+  static constexpr std::uint64_t kBlocks = (std::uint64_t{1} << kBlockBits) - 1;
   // The count while blocks are being cut. `close` corrects it to the number of blocks.
-  static constexpr std::size_t kOpen = std::size_t{1} << 40;
+  static constexpr std::uint64_t kOpen = std::uint64_t{1} << 40;
 
-  std::atomic<std::size_t> blocks_ = kOpen;
+  explicit Slab(std::uint64_t steps) noexcept : state_(steps << kBlockBits | kOpen) {}
+  static void* allocate(std::size_t steps);
+  static void release(void* memory, std::size_t steps) noexcept;
+
+  std::atomic<std::uint64_t> state_;  // the number of blocks; in the upper bits, the size in steps
 };
 
 /// Releases blocks; those of two alternating slabs are released together.
@@ -105,14 +120,11 @@ class OpenSlab {
 
 /// Cuts blocks from one slab after the other.
 class SlabCutter {
-  static constexpr std::size_t kLeast = 1024;  // the size of the smallest slab
-
  public:
-  static constexpr std::size_t kMost = std::size_t{16} * 1024;  ///< the size of the largest slab
-  static constexpr std::size_t kLargestCut = kLeast - Slab::kUnit;
+  static constexpr std::size_t kLargestCut = Slab::kStep - Slab::kUnit;
 
   /// expected: approximate total number of bytes.
-  explicit SlabCutter(std::size_t expected) noexcept : slabSize_(std::clamp(expected, kLeast, kMost)) {}
+  explicit SlabCutter(std::size_t expected) noexcept : slabSize_(std::clamp(expected, Slab::kStep, Slab::kMost)) {}
 
   struct Cut {
     void* memory;

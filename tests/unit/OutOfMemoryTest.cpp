@@ -10,6 +10,7 @@
 
 #include <cstdlib>
 #include <functional>
+#include <limits>
 #include <new>
 
 #include "CHandles.h"
@@ -128,6 +129,7 @@ bool runs(std::size_t refused, bool onlyOne, Action action) {
 // Calls `attempt` with the arguments for `runs`, for every n and in both modes, until no request fails.
 template <class Attempt>
 void forEveryRequest(const char* name, Attempt attempt) {
+  attempt(std::numeric_limits<std::size_t>::max(), true);  // after this, the thread keeps the slabs that it needs
   for (const bool onlyOne : {true, false}) {
     std::size_t refused = 0;
     do {
