@@ -311,6 +311,8 @@ struct LinePiece {
 // The results of lines, in lists. Iterated by a generator, which ends after an exception.
 class CheckedLines {
  public:
+  using MadeByInit = CheckedLines;
+
   CheckedLines(const Prepared& prepared, py::handle lines, py::handle threads)
       : platform_(prepared.platform),
         lines_(LineSource(lines)),
