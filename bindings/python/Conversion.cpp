@@ -81,7 +81,10 @@ class Converter {
   Value text(PyObject* object, const Step* step);
   Value integer(PyObject* object, const Step* step) const;
   Value date(PyObject* object, const Step* step) const;
-  void count(const Step* step);
+  void count(const Step* step) {
+    if (++count_ > kMostValues) refuseCount(step);
+  }
+  [[noreturn]] void refuseCount(const Step* step) const;
   static bool isMapping(PyObject* object);
   static std::size_t sizeOfTexts(PyObject* object);
   [[noreturn]] void refuse(PyObject* type, const Step* step, const std::string& why) const;
@@ -126,15 +129,21 @@ Value Converter::value(PyObject* object, const Step* step) {
 }
 
 // A time zone implemented in Python may change a list or dictionary while it is being read. So each step checks the
-// size again and holds a reference to the element.
+// size again and holds a reference to the element, unless it is one whose conversion runs no Python code.
+py::object held(PyObject* object) {
+  const bool runsNone = PyUnicode_Check(object) || PyLong_Check(object);
+  return runsNone ? py::object() : py::reinterpret_borrow<py::object>(object);
+}
+
 Value Converter::sequence(PyObject* object, const Step* step) {
   const Level level(*this, step);
   Array array;
   array.reserve(static_cast<std::size_t>(PySequence_Fast_GET_SIZE(object)));
   for (Py_ssize_t i = 0; i < PySequence_Fast_GET_SIZE(object); ++i) {
-    const auto element = py::reinterpret_borrow<py::object>(PySequence_Fast_GET_ITEM(object, i));
+    PyObject* const element = PySequence_Fast_GET_ITEM(object, i);
+    const py::object reference = held(element);
     const Step below{step, nullptr, i};
-    array.append(value(element.ptr(), &below));
+    array.append(value(element, &below));
   }
   return array;
 }
@@ -154,8 +163,8 @@ Dictionary Converter::exactDictionary(PyObject* object, const Step* step) {
   PyObject* key = nullptr;
   PyObject* element = nullptr;
   for (Py_ssize_t position = 0; PyDict_Next(object, &position, &key, &element) != 0;) {
-    const auto heldKey = py::reinterpret_borrow<py::object>(key);
-    const auto held = py::reinterpret_borrow<py::object>(element);
+    const py::object reference = held(element);
+    const auto heldKey = reference ? py::reinterpret_borrow<py::object>(key) : py::object();
     entries.push_back(entry(key, element, step));
   }
   return ValueMaker::dictionary(std::move(entries));
@@ -205,6 +214,10 @@ void Converter::admit(const Value& value, const Step* step) {
 }
 
 Value Converter::text(PyObject* object, const Step* step) {
+  if (PyUnicode_IS_COMPACT_ASCII(object)) {
+    return maker_.string({reinterpret_cast<const char*>(PyUnicode_1BYTE_DATA(object)),
+                          static_cast<std::size_t>(PyUnicode_GET_LENGTH(object))});
+  }
   Py_ssize_t size = 0;
   const char* const characters = PyUnicode_AsUTF8AndSize(object, &size);
   if (characters == nullptr) {
@@ -231,8 +244,7 @@ Value Converter::date(PyObject* object, const Step* step) const {
   return *date;
 }
 
-void Converter::count(const Step* step) {
-  if (++count_ <= kMostValues) return;
+void Converter::refuseCount(const Step* step) const {
   refuse(PyExc_ValueError, step, "more than " + std::to_string(kMostValues) + " values in total");
 }
 

@@ -2,13 +2,9 @@
 
 #include <tavik/AbstractTree.h>
 #include <tavik/Capture.h>
-#include <tavik/DeviceLine.h>
-#include <tavik/PreparedRules.h>
 #include <tavik/ZRTTavikKernel.h>
 
-#include <algorithm>
 #include <memory>
-#include <thread>
 
 #include "Conversion.h"
 #include "Documents.h"
@@ -16,9 +12,9 @@
 #include "InterpreterLock.h"
 #include "Made.h"
 #include "Parts.h"
+#include "Prepared.h"
 #include "Raise.h"
 #include "Result.h"
-#include "Threads.h"
 
 namespace tavik::python {
 namespace {
@@ -101,46 +97,6 @@ Kernel.check with these rules.
 
 >>> kernel.prepare(rules).check({"ModelNumber": "MD101"}).passed
 True)";
-
-constexpr const char* kCheckMany = R"(check_many(self, devices, threads=None)
---
-
-Checks devices on several threads, by default one per processor. Returns one object per device, in their order: a
-Result, or the Error or Fault that ended the run.
-
-devices: an iterable of attributes, or of pairs of attributes and sources.
-
->>> results = kernel.prepare(rules).check_many([{"ModelNumber": "MD101"}, ({"ModelNumber": "MX101"}, {"sfc": {}})])
->>> [result.verdict for result in results if isinstance(result, Result)]
-['passed', 'failed']
-
-Raises an exception for the first device that cannot be converted. Other threads continue meanwhile, and Ctrl-C ends
-the call.)";
-
-constexpr const char* kVerdicts = R"(verdicts(self, devices, threads=None)
---
-
-The verdicts of what check_many checks, "passed", "failed" or "none". Faster, because no records are kept.
-
->>> kernel.prepare(rules).verdicts([{"ModelNumber": "MD101"}, ({"ModelNumber": "MX101"}, {"sfc": {}})])
-['passed', 'failed'])";
-
-constexpr const char* kCheckLines = R"(check_lines(self, lines, threads=None)
---
-
-Checks the devices of JSON lines on several threads, by default one per processor. Returns an iterator over the
-results, one JSON line for each line that is not blank: what "tavik batch" prints.
-
-lines: an iterable of str or bytes, such as a file. Open the file in binary mode if it may contain invalid UTF-8.
-
->>> import json
->>> lines = ['{"id": 7, "attributes": {"ModelNumber": "MX101"}}', "{}"]
->>> import json
->>> [json.loads(line).get("verdict") for line in kernel.prepare(rules).check_lines(lines)]
-['failed', None]
-
-A line that cannot be used gives {"id": ..., "input_error": "..."}. Lines are read, checked and returned in pieces of
-64 per thread. Other threads continue meanwhile, and Ctrl-C ends the call.)";
 
 constexpr const char* kSfcCheckList = R"(sfc_check_list(self, rules, attributes)
 --
@@ -232,22 +188,6 @@ std::optional<Value> valueUnlessNone(py::handle object, const std::string& what)
   return object.is_none() ? std::nullopt : std::optional(toValue(object, what));
 }
 
-std::optional<Dictionary> sourcesUnlessNone(py::handle object, const std::string& what) {
-  std::optional<Dictionary> sources = dictionaryUnlessNone(object, what);
-  if (!sources) return sources;
-  for (const auto [name, source] : *sources) {
-    if (source.ifDictionary() != nullptr) continue;
-    const char* const type = Py_TYPE(toPython(source).ptr())->tp_name;
-    throw py::type_error(what + "['" + std::string(name) + "']: expected dict, not " + type);
-  }
-  return sources;
-}
-
-template <class Type>
-const Type* pointerTo(const std::optional<Type>& maybe) {
-  return maybe ? &*maybe : nullptr;
-}
-
 template <class Call>
 auto withoutLock(Call call) {
   const Unlocked unlocked;
@@ -291,13 +231,6 @@ CheckOutcome runOne(HostPlatform& platform, py::handle attributes, const RunArgu
 
 // ---- Prepared rules ----
 
-struct Prepared {
-  using MadeByInit = Prepared;
-
-  std::shared_ptr<HostPlatform> platform;
-  std::unique_ptr<const PreparedRules> rules;
-};
-
 using Finish = py::object (*)(CheckOutcome outcome);
 
 template <Finish finish>
@@ -312,161 +245,6 @@ py::object runPrepared(const Prepared& self, py::handle attributes, py::handle s
 py::object rejectionOf(const Prepared& self) {
   const Reason* const rejection = self.rules->rejection();
   return rejection == nullptr ? py::none() : lenientText(rejection->description);
-}
-
-struct Device {
-  Dictionary attributes;
-  std::optional<Dictionary> sources;
-};
-
-Device deviceOf(py::handle object, const std::string& what) {
-  if (!PyTuple_Check(object.ptr())) return {toDictionary(object, what), {}};
-  const auto pair = py::reinterpret_borrow<py::tuple>(object);
-  if (pair.size() != 2) throw py::type_error(what + ": expected a pair of attributes and sources");
-  return {toDictionary(pair[0], what + "[0]"), sourcesUnlessNone(pair[1], what + "[1]")};
-}
-
-std::size_t threadsOf(py::handle wanted) {
-  constexpr Py_ssize_t kMost = 256;
-  if (wanted.is_none()) return std::max(1U, std::thread::hardware_concurrency());
-  const Py_ssize_t count = PyNumber_AsSsize_t(wanted.ptr(), nullptr);
-  if (PyErr_Occurred() != nullptr) throw py::error_already_set();
-  if (count < 1) throw py::value_error("threads: must be at least 1");
-  return static_cast<std::size_t>(std::min(count, kMost));
-}
-
-// Lets other threads run, and Ctrl-C end the call, in a loop that holds the interpreter lock.
-void yieldRegularly(Interval& interval) {
-  if (!interval.isOver()) return;
-  { const Unlocked unlocked; }
-  if (orStay(PyErr_CheckSignals) != 0) throw py::error_already_set();
-}
-
-// Converts up to `most` devices; `count` is how many came before. Returns none at the end.
-std::vector<Device> nextDevices(const py::object& iterator, std::size_t most, std::size_t count, Interval& interval) {
-  std::vector<Device> devices;
-  while (devices.size() < most) {
-    PyObject* const next = orStay([&] { return PyIter_Next(iterator.ptr()); });
-    if (next == nullptr) break;
-    const auto device = py::reinterpret_steal<py::object>(next);
-    devices.push_back(deviceOf(device, "devices[" + std::to_string(count + devices.size()) + "]"));
-    yieldRegularly(interval);
-  }
-  if (PyErr_Occurred() != nullptr) throw py::error_already_set();
-  return devices;
-}
-
-// Checks devices in pieces and returns a list with one object per device. keep: what is needed of an outcome, called
-// without the interpreter lock. toObject: makes the object from it.
-template <auto keep, auto toObject>
-py::list checkDevices(const Prepared& self, py::handle devices, py::handle threads) {
-  constexpr std::size_t kPerThread = 32;  // few enough to stay in a processor's cache
-  const std::size_t used = threadsOf(threads);
-  const py::object iterator = fromPython([&] { return PyObject_GetIter(devices.ptr()); });
-  self.platform->askWhetherItLogs();
-  Interval interval(std::chrono::milliseconds(10));
-  py::list objects;
-  for (;;) {
-    const std::vector<Device> piece = nextDevices(iterator, kPerThread * used, objects.size(), interval);
-    if (piece.empty()) return objects;
-    std::vector<decltype(keep(CheckOutcome()))> kept(piece.size());
-    withoutLock([&] {
-      onThreads(piece.size(), used, [&](std::size_t index) {
-        const auto& [attributes, others] = piece[index];
-        kept[index] = keep(self.rules->run(attributes, pointerTo(others)));
-      });
-    });
-    for (auto& one : kept) {
-      objects.append(toObject(std::move(one)));
-      yieldRegularly(interval);
-    }
-  }
-}
-
-CheckOutcome wholeOutcome(CheckOutcome outcome) { return outcome; }
-Verdict verdictOf(const CheckOutcome& outcome) { return outcome.verdict; }
-py::object toWord(Verdict verdict) { return toText(wordOf(verdict)); }
-
-// The bytes of a str or bytes object, valid as long as the object.
-std::string_view bytesOf(py::handle line, std::size_t index) {
-  Py_ssize_t size = 0;
-  const char* bytes = nullptr;
-  if (PyBytes_Check(line.ptr())) {
-    bytes = PyBytes_AS_STRING(line.ptr());
-    size = PyBytes_GET_SIZE(line.ptr());
-  } else if (PyUnicode_Check(line.ptr())) {
-    bytes = PyUnicode_AsUTF8AndSize(line.ptr(), &size);
-    if (bytes == nullptr) throw py::error_already_set();
-  } else {
-    throw py::type_error("lines[" + std::to_string(index) + "]: expected str or bytes");
-  }
-  return {bytes, static_cast<std::size_t>(size)};
-}
-
-// The results of lines, checked in pieces.
-class CheckedLines {
- public:
-  CheckedLines(const py::object& prepared, py::handle lines, py::handle threads)
-      : prepared_(prepared),
-        lines_(fromPython([&] { return PyObject_GetIter(lines.ptr()); })),
-        threads_(threadsOf(threads)) {}
-
-  py::object next() {
-    if (at_ == results_.size()) checkPiece();
-    const std::string& result = results_[at_++];
-    return py::reinterpret_steal<py::object>(
-        PyUnicode_DecodeUTF8(result.data(), static_cast<Py_ssize_t>(result.size()), nullptr));
-  }
-
- private:
-  static constexpr std::size_t kPerThread = 64;
-
-  struct Line {
-    py::object owner;
-    std::string_view text;
-    std::size_t number;
-  };
-
-  void checkPiece();
-  void takeLine(std::vector<Line>& piece, py::object line);
-
-  py::object prepared_;
-  py::object lines_;
-  std::size_t threads_;
-  std::size_t taken_ = 0;
-  std::vector<std::string> results_;
-  std::size_t at_ = 0;
-};
-
-// Leaves out blank lines.
-void CheckedLines::takeLine(std::vector<Line>& piece, py::object line) {
-  std::string_view text = bytesOf(line, taken_++);
-  text = text.substr(0, text.find_last_not_of("\r\n") + 1);
-  if (text.find_first_not_of(" \t\r") != std::string_view::npos) piece.push_back({std::move(line), text, taken_});
-}
-
-void CheckedLines::checkPiece() {
-  const auto& prepared = prepared_.cast<const Prepared&>();
-  std::vector<Line> piece;
-  while (piece.size() < kPerThread * threads_) {
-    PyObject* const line = orStay([&] { return PyIter_Next(lines_.ptr()); });
-    if (line == nullptr) break;
-    takeLine(piece, py::reinterpret_steal<py::object>(line));
-  }
-  if (PyErr_Occurred() != nullptr) throw py::error_already_set();
-  if (piece.empty()) throw py::stop_iteration();
-  prepared.platform->askWhetherItLogs();
-  std::vector<std::string> results(piece.size());
-  withoutLock([&] {
-    onThreads(piece.size(), threads_, [&](std::size_t index) {
-      const auto& [owner, text, number] = piece[index];
-      if (!appendJsonLine(results[index], checkLine(*prepared.rules, text, number))) {
-        throw std::invalid_argument("line " + std::to_string(number) + ": JSON cannot represent the result");
-      }
-    });
-  });
-  results_ = std::move(results);
-  at_ = 0;
 }
 
 // ---- The kernel ----
@@ -580,6 +358,17 @@ py::dict describeNandSize(py::handle attributes, py::handle expected) {
 
 }  // namespace
 
+std::optional<Dictionary> sourcesUnlessNone(py::handle object, const std::string& what) {
+  std::optional<Dictionary> sources = dictionaryUnlessNone(object, what);
+  if (!sources) return sources;
+  for (const auto [name, source] : *sources) {
+    if (source.ifDictionary() != nullptr) continue;
+    const char* const type = Py_TYPE(toPython(source).ptr())->tp_name;
+    throw py::type_error(what + "['" + std::string(name) + "']: expected dict, not " + type);
+  }
+  return sources;
+}
+
 void defineKernel(py::module_& module) {
   const auto attributes = py::arg("attributes");
   const auto rules = py::arg("rules");
@@ -587,20 +376,11 @@ void defineKernel(py::module_& module) {
   const auto station = py::arg("station") = py::none();
   const auto capture = py::arg("capture") = py::none();
 
-  py::class_<Prepared>(module, "PreparedRules", kAboutPrepared)
-      .def("run", runPrepared<toResult>, attributes, sources, station, py::kw_only(), capture, kRunPrepared)
+  py::class_<Prepared> prepared(module, "PreparedRules", kAboutPrepared);
+  prepared.def("run", runPrepared<toResult>, attributes, sources, station, py::kw_only(), capture, kRunPrepared)
       .def("check", runPrepared<toResultOrRaise>, attributes, sources, station, py::kw_only(), capture, kCheckPrepared)
-      .def("check_many", checkDevices<wholeOutcome, toResultOrException>, py::arg("devices"),
-           py::arg("threads") = py::none(), kCheckMany)
-      .def("verdicts", checkDevices<verdictOf, toWord>, py::arg("devices"), py::arg("threads") = py::none(), kVerdicts)
-      .def(
-          "check_lines",
-          [](const py::object& self, py::handle lines, py::handle count) { return CheckedLines(self, lines, count); },
-          py::arg("lines"), py::arg("threads") = py::none(), kCheckLines)
       .def_property_readonly("rejection", rejectionOf, kRejection);
-  py::class_<CheckedLines>(module, "_CheckedLines")
-      .def("__iter__", [](const py::object& self) { return self; })
-      .def("__next__", &CheckedLines::next);
+  defineManyDevices(module, prepared);
   py::class_<Kernel>(module, "Kernel", kAboutKernel)
       .def(py::init<const py::object&, const py::object&, const py::object&>(), py::arg("library"),
            py::arg("public_key") = py::none(), py::kw_only(), py::arg("platform") = py::none(),

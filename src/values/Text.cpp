@@ -61,12 +61,14 @@ Sequence firstSequence(std::string_view bytes) noexcept {
 
 std::size_t asciiPrefix(std::string_view bytes) noexcept {
   std::size_t length = 0;
-  std::uint64_t word = 0;
-  while (bytes.size() - length >= sizeof word) {
-    std::memcpy(&word, bytes.data() + length, sizeof word);
-    if ((word & 0x8080808080808080) != 0) break;
-    length += sizeof word;
-  }
+  const auto isAsciiAt = [&](std::size_t position) {
+    std::uint64_t word = 0;
+    std::memcpy(&word, bytes.data() + position, sizeof word);
+    return (word & 0x8080808080808080) == 0;
+  };
+  constexpr std::size_t kWord = sizeof(std::uint64_t);
+  while (bytes.size() - length >= kWord && isAsciiAt(length)) length += kWord;
+  if (bytes.size() - length < kWord && length != 0 && isAsciiAt(bytes.size() - kWord)) return bytes.size();
   while (length < bytes.size() && isAscii(bytes[length])) ++length;
   return length;
 }

@@ -2,6 +2,7 @@
 
 import datetime
 import gc
+import itertools
 import json
 import logging
 import os
@@ -236,6 +237,65 @@ class OutcomeTest(unittest.TestCase):
             prepared.run(GOOD, {"gui": [SFC]})
 
 
+class LinesTest(FolderTest):
+    LINE = '{"attributes": {"ModelNumber": "MD101"}}'
+
+    def setUp(self):
+        super().setUp()
+        self.prepared = kernel(LIBRARY).prepare(rules("Model Number"))
+
+    def test_exceptions_follow_the_results_before_them(self):
+        def lines(last):
+            yield from [self.LINE] * 40
+            if isinstance(last, BaseException):
+                raise last
+            yield last
+
+        for last, kind, before in ((OSError(), OSError, 40), (5, TypeError, 40), ("\ud800", ValueError, 40),
+                                   (KeyboardInterrupt(), KeyboardInterrupt, 0)):
+            for threads in (1, 2):
+                results, count = self.prepared.check_lines(lines(last), threads), 0
+                with self.subTest(kind, threads=threads), self.assertRaises(kind):
+                    for count, _ in enumerate(results, 1):
+                        pass
+                self.assertGreaterEqual(count, before)
+                self.assertEqual(list(results), [])
+
+    def test_files(self):
+        file = self.folder / "devices.jsonl"
+        long = json.dumps({"id": "x" * 200_000, "attributes": GOOD})
+        for end in ("", "\n"):
+            file.write_bytes(("\r\n".join(["", self.LINE, "", long, *[self.LINE] * 5000, long, "{"]) + end).encode() + b"\xff")
+            with open(file, "rb") as lines, open(file, "rb") as again:
+                self.assertEqual(list(self.prepared.check_lines(lines, 2)), list(self.prepared.check_lines(list(again), 1)))
+
+    def test_few_lines_are_read_ahead_and_the_rest_is_left(self):
+        for threads in (1, 2, 5):
+            lines = itertools.chain.from_iterable(itertools.repeat([self.LINE, "\n"], 1_000_000))
+            results = self.prepared.check_lines(lines, threads)
+            for given in range(200):
+                next(results)
+            del results
+            left = 2_000_000 - sum(1 for _ in lines)
+            self.assertLessEqual(left, 2 * (given + 1 + 64 * threads))
+
+    def test_a_child_process_cannot_use_the_threads(self):
+        results = self.prepared.check_lines(itertools.repeat(self.LINE), 2)
+        next(results)
+        child = os.fork()
+        if child == 0:
+            try:
+                for _ in results:
+                    pass
+            except RuntimeError:
+                del results
+                gc.collect()
+                os._exit(7)
+            os._exit(1)
+        self.assertEqual(os.waitstatus_to_exitcode(os.waitpid(child, 0)[1]), 7)
+        self.assertEqual(json.loads(next(results))["verdict"], "passed")
+
+
 class Lines(Unsigned):
     def __init__(self):
         self.lines = []
@@ -409,6 +469,10 @@ def keep():
 def prepared(platform):
     return kernel(LIBRARY, platform).prepare(rules("Model Number"))
 
+def lines(platform):
+    results = prepared(platform).check_lines(iter(lambda: '{"attributes": {}}', 0), 3)
+    return next(results), results
+
 def forever(*calls):
     sys.slow, sys.unraisablehook = SlowExit(), lambda raised: None
     for call in calls:
@@ -417,7 +481,9 @@ def forever(*calls):
 
 """
         check = "for p in map(prepared, (Unsigned(), Lines())): forever(lambda p=p: p.check(GOOD), lambda p=p: p.check_many([GOOD] * 200, 2))"
-        for program in ("keep()", "atexit.register(keep)", *[check, "forever(lambda p=prepared(Raising()): p.check(GOOD))"] * 4):
+        begun = ("sys.unraisablehook = lambda raised: None\n"
+                 "for sys.begun in [[lines(p) for _ in range(5)] for p in (Unsigned(), Lines(), Raising())]: pass")
+        for program in ("keep()", "atexit.register(keep)", *[begun, check, "forever(lambda p=prepared(Raising()): p.check(GOOD))"] * 4):
             with self.subTest(program):
                 run = subprocess.run([sys.executable, "-c", setup + program], cwd=pathlib.Path(__file__).parent,
                                      capture_output=True, timeout=60, check=False)
@@ -449,6 +515,7 @@ class MemoryTest(unittest.TestCase):
             for outcome in prepared.check_many([(GOOD, SFC), GOOD | {"SerialNumber": "Q", "Text": "x" * 100}], 2):
                 if isinstance(outcome, tavik.Result):
                     outcome.records, outcome.rule_records, outcome.failures, outcome.station, outcome.reason
+            next(prepared.check_lines(itertools.repeat(LinesTest.LINE), 2))
         for call in (lambda: tavik.Dictionary({"a": [b"x" * 100, {"b": None}]}),
                      lambda: tavik.evaluate("a b c", 1), lambda: opened.check(GOOD, rules("Malformed")),
                      lambda: kernel(LIBRARY, tavik.Platform())):

@@ -112,7 +112,6 @@ class Batch {
 
  private:
   static constexpr std::size_t kWindowPerThread = 4;
-  static constexpr std::size_t kMostRoom = std::size_t{1} << 20;
 
   struct Piece {
     std::size_t number = 0;
@@ -123,7 +122,7 @@ class Batch {
   void workOnThreads();
   void work(std::size_t most = std::numeric_limits<std::size_t>::max()) noexcept;
   Piece take();
-  [[nodiscard]] Finished check(const Piece& piece, Tally& tally, std::size_t room);
+  [[nodiscard]] Finished check(const Piece& piece, Tally& tally);
   void count(const DeviceResult& result, Tally& tally);
   void add(const Tally& tally);
   void fail(std::exception_ptr why);
@@ -167,11 +166,8 @@ void Batch::workOnThreads() {
 void Batch::work(std::size_t most) noexcept {
   try {
     Tally tally;
-    std::size_t room = 0;  // for the lines of a piece: about as much as for the last one
     for (Piece piece = take(); !piece.lines.empty(); piece = take()) {
-      Finished finished = check(piece, tally, room);
-      room = std::min(finished.lines.size() * 9 / 8, kMostRoom);
-      output_.put(piece.number, std::move(finished));
+      output_.put(piece.number, check(piece, tally));
       if (--most == 0) break;
     }
     add(tally);
@@ -186,9 +182,9 @@ Batch::Piece Batch::take() {
   return {taken_++, std::move(lines), input_.position()};
 }
 
-Finished Batch::check(const Piece& piece, Tally& tally, std::size_t room) {
-  Finished finished{.lines = {}, .devices = piece.lines.size(), .failed = 0, .position = piece.position};
-  finished.lines.reserve(room);
+Finished Batch::check(const Piece& piece, Tally& tally) {
+  Finished finished{
+      .lines = output_.emptyLines(), .devices = piece.lines.size(), .failed = 0, .position = piece.position};
   for (const Line& line : piece.lines) {
     const DeviceResult result = checker_.check(line);
     count(result, tally);

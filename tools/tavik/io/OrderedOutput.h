@@ -9,6 +9,7 @@
 #include <map>
 #include <mutex>
 #include <string>
+#include <vector>
 
 #include "io/Progress.h"
 
@@ -28,6 +29,8 @@ class OrderedOutput {
   /// `window`: how many pieces after the next one are kept.
   OrderedOutput(std::size_t window, Progress& progress) : window_(window), progress_(progress) {}
 
+  /// An empty text for the lines of a piece, with the memory of one that was written.
+  std::string emptyLines();
   /// Takes the piece `number`, counted from 0, as soon as there is room. Throws like `writeLinesToStandardOutput`.
   void put(std::size_t number, Finished piece);
   /// Stops writing: a piece is missing, or standard output has failed.
@@ -35,6 +38,7 @@ class OrderedOutput {
 
  private:
   void write(const Finished& piece);
+  void keepMemory(std::string& lines);
 
   std::size_t window_;
   Progress& progress_;       // used by the writing thread
@@ -42,6 +46,7 @@ class OrderedOutput {
   std::mutex mutex_;
   std::condition_variable room_;
   std::map<std::size_t, Finished> pieces_;  // neither written nor being written
+  std::vector<std::string> spare_;          // empty
   std::size_t due_ = 0;
   bool writing_ = false;
   bool abandoned_ = false;
