@@ -63,7 +63,8 @@ ANSWERS = (  # method, path, body, status, part of the answer
     ("DELETE", "/v1/runs/2", None, 405, "use GET"),
 )
 FILTERS = (  # query, numbers of the runs
-    ("", [4, 3, 2, 1]), ("id=device+2", [2]), ("part_number=HN20", [3]), ("verdict=none", [4, 3]), ("rule=Model", [2]),
+    ("", [4, 3, 2, 1]), ("id=device+2", [2]), ("part_number=HN20", [3]), ("verdict=none", [4, 3]), ("verdict=none&limit=1", [4]),
+    ("rule=Model", [2]),
     ("rule=Nothing", []), ("limit=2&before=4", [3, 2]), ("from=2100-01-01", []), ("to=2100-01-01&verdict=passed", [1]),
 )
 
@@ -196,6 +197,22 @@ class ProductsTest(StationTest):
                 self.assertEqual(run.status, status, run.err)
                 self.assertIn(message, run.err)
                 self.assertEqual(run.out, "")
+
+    def test_an_older_database(self):
+        self.start()
+        self.check()
+        self.stop()
+        self.change_runs("CREATE INDEX runs_by_part_number ON runs (part_number)")
+        self.change_runs("CREATE INDEX runs_by_verdict ON runs (verdict)")
+        self.change_runs("PRAGMA user_version = 1")
+        self.start()
+        self.assertEqual(self.check()["run"], 2)
+        self.assertEqual(self.runs("verdict=passed")["total"], 2)
+        with sqlite3.connect(self.folder / "runs.db") as database:
+            self.assertEqual(database.execute("PRAGMA user_version").fetchone(), (2,))
+            self.assertEqual(database.execute("SELECT name FROM sqlite_schema WHERE name LIKE 'runs_by_%' ORDER BY 1").fetchall(),
+                             [("runs_by_id",), ("runs_by_time",)])
+        database.close()
 
     def test_retention(self):
         self.start()

@@ -102,16 +102,19 @@ void answer(const Station& station, Request& request, const Reply& reply) {
     station.metrics.addAnswer(response.status);
     reply(std::move(response));
   };
+  replyWith(station, request.path, finish, [&] { dispatch(station, request, finish); });
+}
+
+void replyWith(const Station& station, const std::string& path, const Reply& reply, const std::function<void()>& work) {
   try {
-    dispatch(station, request, finish);
+    work();
   } catch (const StoreError& error) {
-    finish(Response::error(503, error.what()));
+    reply(Response::error(503, error.what()));
   } catch (const std::bad_alloc&) {
-    finish(Response::error(503, "the service is out of memory; try again later"));
+    reply(Response::error(503, "the service is out of memory; try again later"));
   } catch (const std::exception& error) {
-    station.log.write(Log::Level::kError, "request failed",
-                      {{"path", tool::visible(request.path)}, {"reason", error.what()}});
-    finish(Response::error(500, fmt::format("{}; see the log of the service", error.what())));
+    station.log.write(Log::Level::kError, "request failed", {{"path", tool::visible(path)}, {"reason", error.what()}});
+    reply(Response::error(500, fmt::format("{}; see the log of the service", error.what())));
   }
 }
 

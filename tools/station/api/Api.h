@@ -50,6 +50,9 @@ struct Route {
 /// Answers a request, whose body may be moved from; never throws. Thread-safe.
 void answer(const Station& station, Request& request, const Reply& reply);
 
+/// Calls a function that replies; if it throws, replies with the reason. path: of the request.
+void replyWith(const Station& station, const std::string& path, const Reply& reply, const std::function<void()>& work);
+
 /// Whether the request belongs to the checks, which are not delayed by other requests.
 bool isCheck(const Request& request);
 

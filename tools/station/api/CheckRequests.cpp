@@ -57,10 +57,10 @@ void check(const Station& station, Request& request, const Reply& reply) {
   Run run = runOf(result, std::move(request.body), text, product);
   const auto duration = std::chrono::steady_clock::now() - begin;
   run.microseconds = std::chrono::duration_cast<std::chrono::microseconds>(duration).count();
-  station.store->store(std::move(run),
-                       [&station, text = std::move(text), reply](const Run& stored, const StoreError* failure) mutable {
-                         finish(station, stored, failure, std::move(text), reply);
-                       });
+  station.store->store(
+      std::move(run), [&station, text = std::move(text), reply](const Run& stored, const StoreError* failure) mutable {
+        replyWith(station, "/v1/check", reply, [&] { finish(station, stored, failure, std::move(text), reply); });
+      });
 }
 
 Response makeList(const Station& station, const Request& request, std::string_view segment) {

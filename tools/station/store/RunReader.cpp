@@ -79,9 +79,13 @@ std::int64_t RunReader::count(const RunFilter& filter) {
 
 std::vector<RunSummary> RunReader::list(const RunFilter& filter, std::optional<std::int64_t> before,
                                         std::size_t limit) {
-  Query query(database_, fmt::format("SELECT {} FROM runs", kSummaryColumns), filter);
+  // The "+" has SQLite search the index by time, which holds what is compared and is much smaller than the runs.
+  const bool isCompared = filter.partNumber || filter.verdict;
+  Query query(database_, fmt::format("SELECT {} FROM runs WHERE number IN (SELECT number FROM runs", kSummaryColumns),
+              filter);
   query.add("number < ?", before);
-  Statement row = query.prepare(fmt::format(" ORDER BY number DESC LIMIT {}", limit));
+  Statement row = query.prepare(
+      fmt::format(" ORDER BY {}number DESC LIMIT {}) ORDER BY number DESC", isCompared ? "+" : "", limit));
   std::vector<RunSummary> runs;
   while (row.step()) {
     readSummary(row, runs.emplace_back());

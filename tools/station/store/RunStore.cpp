@@ -1,15 +1,11 @@
 #include "store/RunStore.h"
 
-#include <fcntl.h>
 #include <fmt/format.h>
-#include <unistd.h>
 
 #include <chrono>
-#include <iterator>
 #include <limits>
 #include <utility>
 
-#include "ExitStatus.h"
 #include "store/Schema.h"
 
 namespace tavik::station {
@@ -26,45 +22,11 @@ Database opened(const std::string& path) {
   return database;
 }
 
-int openLog(const std::string& path) {
-  const int file = open((path + "-wal").c_str(), O_RDONLY | O_CLOEXEC);
-  if (file < 0) throw StoreError("the write-ahead log cannot be opened: " + tool::systemReason());
-  return file;
-}
-
 }  // namespace
-
-void RunQueue::add(std::vector<Entry> entries) {
-  {
-    const std::lock_guard lock(mutex_);
-    entries_.insert(entries_.end(), std::move_iterator(entries.begin()), std::move_iterator(entries.end()));
-  }
-  changed_.notify_one();
-}
-
-std::vector<RunQueue::Entry> RunQueue::take(Clock::time_point latest) {
-  std::unique_lock lock(mutex_);
-  changed_.wait_until(lock, latest, [&] { return ends_ || !entries_.empty(); });
-  return std::exchange(entries_, {});
-}
-
-void RunQueue::end() {
-  {
-    const std::lock_guard lock(mutex_);
-    ends_ = true;
-  }
-  changed_.notify_one();
-}
-
-bool RunQueue::isFinished() {
-  const std::lock_guard lock(mutex_);
-  return ends_ && entries_.empty();
-}
 
 RunStore::RunStore(const std::string& path, Retention retention)
     : retention_(retention),
       database_(opened(path)),
-      log_(openLog(path)),
       begin_(database_.prepare("BEGIN IMMEDIATE")),
       commit_(database_.prepare("COMMIT")),
       findDocuments_(database_.prepare("SELECT number FROM documents WHERE provenance = ?")),
@@ -74,75 +36,63 @@ RunStore::RunStore(const std::string& path, Retention retention)
       insertRule_(database_.prepare("INSERT OR IGNORE INTO rules (name) VALUES (?)")),
       insertFailure_(
           database_.prepare("INSERT OR IGNORE INTO failures (run, rule) SELECT ?, number FROM rules WHERE name = ?")),
-      writer_(&RunStore::write, this),
-      confirmer_(&RunStore::confirm, this) {}
+      writer_(&RunStore::write, this) {}
 
 RunStore::~RunStore() {
-  waiting_.end();
+  {
+    const std::lock_guard lock(mutex_);
+    ends_ = true;
+  }
+  changed_.notify_one();
   writer_.join();
-  written_.end();
-  confirmer_.join();
 }
 
 void RunStore::store(Run run, RunStored done) {
-  const std::size_t size = sizeOf(run);
-  if (bytes_.fetch_add(size) > kMostWaiting) {
-    bytes_ -= size;
-    const StoreError failure("too many results wait for the disk of the database; try again later");
-    return done(run, &failure);
+  {
+    std::unique_lock lock(mutex_);
+    const std::size_t size = sizeOf(run);
+    if (bytes_ > kMostWaiting) {
+      lock.unlock();
+      const StoreError failure("too many results wait for the disk of the database; try again later");
+      return done(run, &failure);
+    }
+    waiting_.push_back({std::move(run), std::move(done)});
+    bytes_ += size;
   }
-  Entries entries;
-  entries.push_back({std::move(run), std::move(done)});
-  waiting_.add(std::move(entries));
+  changed_.notify_one();
 }
 
 void RunStore::write() {
-  auto due = RunQueue::Clock::now();
-  while (!waiting_.isFinished()) {
-    Entries entries = waiting_.take(due);
-    if (!entries.empty()) {
-      const std::optional<StoreError> failure = insert(entries);
-      if (failure) {
-        finish(entries, failure);
-      } else {
-        written_.add(std::move(entries));
-      }
+  auto due = Clock::now();
+  std::unique_lock lock(mutex_);
+  while (!ends_ || !waiting_.empty()) {
+    changed_.wait_until(lock, due, [&] { return ends_ || !waiting_.empty(); });
+    Entries entries = std::exchange(waiting_, {});
+    lock.unlock();
+    std::size_t size = 0;
+    const std::optional<StoreError> failure = insert(entries);
+    for (const auto& [run, done] : entries) {
+      done(run, failure ? &*failure : nullptr);
+      size += sizeOf(run);
     }
-    if (RunQueue::Clock::now() >= due && !retain()) due = RunQueue::Clock::now() + kRetentionInterval;
+    if (Clock::now() >= due && !retain()) due = Clock::now() + kRetentionInterval;
+    lock.lock();
+    bytes_ -= size;
   }
-}
-
-void RunStore::confirm() {
-  while (!written_.isFinished()) {
-    const Entries entries = written_.take(RunQueue::Clock::time_point::max());
-    // Before SQLite reuses the log, it copies what is in it to the database, and waits for the disk itself.
-    const bool isOnDisk = fdatasync(log_.number()) == 0;
-    finish(entries, isOnDisk ? std::nullopt
-                             : std::optional(StoreError("the database cannot be written: " + tool::systemReason() +
-                                                        "; check the disk of the database")));
-  }
-}
-
-void RunStore::finish(const Entries& entries, const std::optional<StoreError>& failure) {
-  std::size_t size = 0;
-  for (const auto& [run, done] : entries) {
-    done(run, failure ? &*failure : nullptr);
-    size += sizeOf(run);
-  }
-  bytes_ -= size;
 }
 
 /// Stores runs in one transaction; why it failed, if it did.
 std::optional<StoreError> RunStore::insert(Entries& entries) {
+  if (entries.empty()) return std::nullopt;
   try {
     begin_.run();
-    for (RunQueue::Entry& entry : entries) entry.run.number = insert(entry.run);
+    for (Entry& entry : entries) entry.run.number = insert(entry.run);
     commit_.run();
     return std::nullopt;
   } catch (const std::exception& failure) {
     database_.rollBack();
     documents_.reset();
-    for (RunQueue::Entry& entry : entries) entry.run.number = 0;
+    for (Entry& entry : entries) entry.run.number = 0;
     return StoreError(failure.what());
   }
 }
