@@ -76,6 +76,15 @@ py::object nextOf(const py::object& iterator) {
   return py::reinterpret_steal<py::object>(next);
 }
 
+constexpr auto kYieldInterval = std::chrono::milliseconds(10);
+
+// Lets other threads run, and Ctrl-C end the call, in a loop that holds the interpreter lock.
+void yieldRegularly(Interval& interval) {
+  if (!interval.isOver()) return;
+  { const Unlocked unlocked; }
+  if (orStay(PyErr_CheckSignals) != 0) throw py::error_already_set();
+}
+
 // ---- Dictionaries ----
 
 struct Device {
@@ -88,13 +97,6 @@ Device deviceOf(py::handle object, const std::string& what) {
   const auto pair = py::reinterpret_borrow<py::tuple>(object);
   if (pair.size() != 2) throw py::type_error(what + ": expected a pair of attributes and sources");
   return {toDictionary(pair[0], what + "[0]"), sourcesUnlessNone(pair[1], what + "[1]")};
-}
-
-// Lets other threads run, and Ctrl-C end the call, in a loop that holds the interpreter lock.
-void yieldRegularly(Interval& interval) {
-  if (!interval.isOver()) return;
-  { const Unlocked unlocked; }
-  if (orStay(PyErr_CheckSignals) != 0) throw py::error_already_set();
 }
 
 // Small enough to stay in a processor's cache.
@@ -150,7 +152,7 @@ class DeviceList {
   py::object devices_;  // an iterator; null at its end
   std::size_t count_ = 0;
   py::list objects_;
-  Interval interval_{std::chrono::milliseconds(10)};
+  Interval interval_{kYieldInterval};
 };
 
 // Fills the window.
@@ -333,6 +335,7 @@ class CheckedLines {
   std::size_t taken_ = 0;
   Pipeline<LinePiece> pipeline_;
   bool isReturned_ = false;  // the oldest piece
+  Interval interval_{kYieldInterval};
 };
 
 py::list CheckedLines::next() {
@@ -383,7 +386,10 @@ void CheckedLines::readLines(LinePiece& piece) {
     if (!line) return lines_.reset();
     ++taken_;
     line = line->substr(0, line->find_last_not_of("\r\n") + 1);
-    if (line->find_first_not_of(" \t\r") == std::string_view::npos) continue;
+    if (line->find_first_not_of(" \t\r") == std::string_view::npos) {
+      yieldRegularly(interval_);
+      continue;
+    }
     piece.lines.add([&](std::string& block) { block += *line; });
     piece.numbers.push_back(taken_);
   }

@@ -81,8 +81,8 @@ class TAVIK_EXPORT ZRTTavikKernel : public PredicateKernel {
   ///
   /// Returns the records in order: either one record that says why no check was made, or three version records followed
   /// by one record per rule. Absent, with `error` set, if a predicate expression is malformed. The records of one run
-  /// share memory blocks of up to 16 KiB; keeping one record keeps its block alive. A thread that releases records keeps
-  /// up to 1 MiB of such blocks for its next runs, until it ends.
+  /// share memory blocks of up to 16 KiB; keeping one record keeps its block alive. A thread that releases records
+  /// keeps up to 1 MiB of such blocks for its next runs, until it ends.
   ///
   /// Raises `std::invalid_argument` if a document has no "version", `std::out_of_range` if a rule without "value" would
   /// take it from an empty list of references, and what the rules' predicates raise.

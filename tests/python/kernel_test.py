@@ -447,6 +447,9 @@ class ThreadTest(unittest.TestCase):
             signal.setitimer(signal.ITIMER_REAL, 0.1)
             with self.assertRaises(Alarm):
                 prepared.check_many(devices, threads=2)
+        signal.setitimer(signal.ITIMER_REAL, 0.1)
+        with self.assertRaises(Alarm):
+            next(prepared.check_lines(itertools.repeat("\n"), threads=2))
 
     @unittest.skipIf(SANITIZED, "a child process does not have the sanitizer's runtime")
     def test_exit(self):
