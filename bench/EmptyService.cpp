@@ -12,11 +12,9 @@
 
 int main() {
   using namespace tavik::station;
-  constexpr std::size_t kThreads = 2;
-  constexpr std::size_t kMostWaiting = std::size_t{256} << 20;
   const std::string body(6000, ' ');
   Server server({.port = 0});
-  Workers workers(kThreads, kMostWaiting);
+  Workers workers(Workers::perProcessor());
   std::puts(server.address().c_str());
   std::fflush(stdout);
   server.run([&](Request request, Server::ConnectionId connection) {

@@ -60,7 +60,7 @@ CheckRun::CheckRun(const RuleDocuments& documents, const CheckCall& call, CheckP
   ZRTTavikKernel::expandBasebandManifestData(call.device);
 }
 
-// False if there are no rules to check; adds a record that says so.
+// If there are no rules to check, adds a record with the reason and returns false.
 bool CheckRun::begin(const LocalEntries& local, Records& records) {
   const Platform& platform = documents_.kernel.platform();
   if (platform.logs()) {

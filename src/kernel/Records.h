@@ -43,7 +43,7 @@ class Records {
                      const Value& expected) {
     return sheet.add(Dictionary{{"rule", rule}, {"result", Value(result)}, {"actual", actual}, {"expected", expected}});
   }
-  /// Adds the next record of the sheet, either complete or with what depends on the device.
+  /// Adds the next record of the sheet: a complete one, which passes, or one with what depends on the device.
   void add(const Place& place) { records_.add(detail::ValueAccess::valueOf(sheet_.take(place))); }
   void add(const Place& place, bool result, Value&& actual) {
     records_.add(detail::ValueAccess::valueOf(copy(place, result, std::move(actual))));

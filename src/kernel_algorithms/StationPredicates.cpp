@@ -45,9 +45,7 @@ Judgement controlBitCheck(const Operands& operands) {
   const auto records = controlBitRecords(*block);
   bool result = true;
   TextBuffer actual;
-  const std::span<const Value> listed =
-      bits == nullptr ? std::span<const Value>() : std::span(bits->begin(), bits->end());
-  for (const Value& bit : listed) {
+  for (const Value& bit : bits == nullptr ? Array() : *bits) {
     const bool passes = readsAsScalar(&bit) && bitPasses(records, integerValue(&bit));
     result = result && passes;
     actual.append(kBitsPass.words);

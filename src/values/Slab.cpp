@@ -49,8 +49,9 @@ struct ReleaseAtEndOfThread {
 }  // namespace
 
 void* Slab::allocate(std::size_t steps) {
-  Kept::Free* slab = take(steps);
-  return slab == nullptr ? ::operator new(steps* kStep) : slab;
+  if (Kept::Free* slab = take(steps)) return slab;
+  const std::size_t size = steps * kStep;
+  return ::operator new(size);
 }
 
 void Slab::release(void* memory, std::size_t steps) noexcept {

@@ -4,7 +4,6 @@
 #include <pthread.h>
 #include <sys/resource.h>
 
-#include <algorithm>
 #include <csignal>
 #include <ctime>
 #include <memory>
@@ -34,9 +33,6 @@ using tool::ServeOptions;
 using tool::Unusable;
 
 constexpr std::size_t kQueryThreads = 4;
-constexpr std::size_t kMostWaiting = std::size_t{256} << 20;  // bytes of requests
-
-std::size_t checkThreads() { return std::max<std::size_t>(2, std::thread::hardware_concurrency()); }
 
 /// The signals that `Signals` handles.
 sigset_t handledSignals() {
@@ -152,8 +148,8 @@ ExitStatus serve(const ServeOptions& options) {
                      std::string_view data) { server.publish(fmt::format("event: {}\ndata: {}\n\n", name, data)); },
       .connections = [&] { return server.connections(); },
       .store = openStore(options)};
-  Workers checks(checkThreads(), kMostWaiting);
-  Workers queries(kQueryThreads, kMostWaiting);
+  Workers checks(Workers::perProcessor());
+  Workers queries(kQueryThreads);
   const std::jthread watcher = rules.watch([&](const RuleReloader::Status& status) {
     reportRules(log, status);
     std::string data = rulesJson(status, rules.files());

@@ -2,7 +2,7 @@
 
 namespace tavik::station {
 
-Workers::Workers(std::size_t threads, std::size_t mostBytes) : mostBytes_(mostBytes) {
+Workers::Workers(std::size_t threads) {
   for (std::size_t i = 0; i < threads; ++i) threads_.emplace_back(&Workers::run, this);
 }
 
@@ -18,7 +18,7 @@ Workers::~Workers() {
 bool Workers::add(std::size_t size, std::function<void()> work) {
   {
     const std::lock_guard lock(mutex_);
-    if (bytes_ != 0 && bytes_ + size > mostBytes_) return false;
+    if (bytes_ != 0 && bytes_ + size > kMostBytes) return false;
     bytes_ += size;
     waiting_.emplace_back(size, std::move(work));
   }

@@ -3,6 +3,7 @@
 #ifndef TAVIK_STATION_HTTP_WORKERS_H
 #define TAVIK_STATION_HTTP_WORKERS_H
 
+#include <algorithm>
 #include <condition_variable>
 #include <cstddef>
 #include <deque>
@@ -16,20 +17,23 @@ namespace tavik::station {
 
 class Workers {
  public:
-  /// mostBytes: the limit of the total size of the work that waits or is in progress.
-  Workers(std::size_t threads, std::size_t mostBytes);
+  explicit Workers(std::size_t threads);
   Workers(const Workers&) = delete;
   Workers& operator=(const Workers&) = delete;
   /// Waits until all work is done.
   ~Workers();
 
-  /// size: of the request. False if the work would exceed the limit. Thread-safe.
+  /// The number of threads for work that needs a processor.
+  static std::size_t perProcessor() { return std::max<std::size_t>(2, std::thread::hardware_concurrency()); }
+
+  /// size: of the request. False if too much work waits or is in progress. Thread-safe.
   bool add(std::size_t size, std::function<void()> work);
 
  private:
+  static constexpr std::size_t kMostBytes = std::size_t{256} << 20;
+
   void run();
 
-  std::size_t mostBytes_;
   std::mutex mutex_;
   std::condition_variable changed_;
   std::deque<std::pair<std::size_t, std::function<void()>>> waiting_;

@@ -79,7 +79,7 @@ std::int64_t RunReader::count(const RunFilter& filter) {
 
 std::vector<RunSummary> RunReader::list(const RunFilter& filter, std::optional<std::int64_t> before,
                                         std::size_t limit) {
-  // The "+" has SQLite search the index by time, which holds what is compared and is much smaller than the runs.
+  // The "+" makes SQLite search the index by time, which holds what is compared and is much smaller than the runs.
   const bool isCompared = filter.partNumber || filter.verdict;
   Query query(database_, fmt::format("SELECT {} FROM runs WHERE number IN (SELECT number FROM runs", kSummaryColumns),
               filter);
