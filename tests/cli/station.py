@@ -1,5 +1,6 @@
 """A station service for tests: started in the folder of a test, talked to through sockets."""
 
+import contextlib
 import http.client
 import json
 import os
@@ -73,11 +74,10 @@ class StationTest(CommandTest):
     def runs(self, query=""):
         return self.ask("/v1/runs?" + query)[1]
 
-    def change_runs(self, statement):
-        database = sqlite3.connect(self.folder / "runs.db")
-        with database:
-            database.execute(statement)
-        database.close()
+    def sql(self, statement):
+        """Executes a statement in the database of the service."""
+        with contextlib.closing(sqlite3.connect(self.folder / "runs.db")) as database, database:
+            return database.execute(statement).fetchall()
 
     def waits_for(self, condition, seconds=10):
         end = time.monotonic() + seconds

@@ -96,10 +96,8 @@ class KillTest(StationTest):
             for client in clients:
                 client.join()
             self.service.wait()
-        with sqlite3.connect(self.folder / "runs.db") as database:
-            stored = database.execute("SELECT number, id FROM runs").fetchall()
-            self.assertEqual(database.execute("PRAGMA integrity_check").fetchone(), ("ok",))
-        database.close()
+        stored = self.sql("SELECT number, id FROM runs")
+        self.assertEqual(self.sql("PRAGMA integrity_check"), [("ok",)])
         self.assertGreater(len(answered), 10 * KILLS)
         self.assertEqual(len({number for number, _ in answered}), len(answered))
         self.assertLessEqual(set(answered), set(stored))
@@ -115,9 +113,7 @@ class KillTest(StationTest):
         self.stop()
         for client in clients:
             client.join()
-        database = sqlite3.connect(self.folder / "runs.db")
-        self.assertEqual(database.execute("SELECT count(*) FROM runs").fetchone()[0], len(answered))
-        database.close()
+        self.assertEqual(self.sql("SELECT count(*) FROM runs"), [(len(answered),)])
 
 
 class DatabaseTest(StationTest):
@@ -137,7 +133,7 @@ class DatabaseTest(StationTest):
         ballast = disk / "ballast"
         ballast.write_bytes(bytes(1_000_000))
         self.start(database="disk/runs.db")
-        large = {"attributes": GOOD | {"Note": "x" * 50000}}
+        large = {"attributes": GOOD | {"Note": os.urandom(50000).hex()}}
         answered = 0
         while (answer := self.ask("/v1/check", large))[0] == 200:
             answered += 1
@@ -170,6 +166,11 @@ class DatabaseTest(StationTest):
         for _ in range(30):
             self.check()
         self.stop()
+        self.sql("UPDATE runs SET device = zeroblob(100) WHERE number = 2")
+        self.start()
+        self.assertRegex(self.ask("/v1/runs/2")[1]["error"], "cannot be read; restore a backup")
+        self.assertEqual(self.ask("/v1/runs/3")[0], 200)
+        self.stop()
         path = self.folder / "runs.db"
         content = bytearray(path.read_bytes())
         for page in range(2, len(content) // 4096):
@@ -182,7 +183,7 @@ class DatabaseTest(StationTest):
     def test_a_clock_that_is_set_back(self):
         self.start()
         self.check(id="early")
-        self.change_runs("UPDATE runs SET time = time + 3600000")
+        self.sql("UPDATE runs SET time = time + 3600000")
         self.assertEqual(self.check(id="late")["run"], 2)
         self.assertEqual([run["id"] for run in self.runs()["runs"]], ["late", "early"])
 

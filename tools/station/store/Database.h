@@ -65,8 +65,10 @@ class Statement {
   void reset() noexcept;
 
   std::int64_t integer() { return sqlite3_column_int64(statement_.get(), column_++); }
-  /// Text or bytes; valid until the next step.
+  /// Text or bytes, empty if the value is null; valid until the next step.
   std::string_view text();
+  /// Whether the next value is a blob.
+  [[nodiscard]] bool isBlob() { return sqlite3_column_type(statement_.get(), column_) == SQLITE_BLOB; }
 
  private:
   friend class Database;

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "Clock.h"
+#include "store/Compression.h"
 
 namespace tavik::station {
 
@@ -18,6 +19,8 @@ struct DocumentSet {
   std::string provenance;  ///< `Provenance::dictionary` as JSON; identifies the set
   std::string library;     ///< the content of the rule library, a binary property list
   std::string rules;       ///< that of the local rules
+  /// Of the runs with these documents; `RunStore` sets the sample.
+  std::shared_ptr<Compressor> compressor = std::make_shared<Compressor>();
 };
 
 /// What lists of runs show.
@@ -39,6 +42,7 @@ struct RunSummary {
 struct Run : RunSummary {
   std::string device;   ///< {"id", "attributes", "sources"} as JSON
   std::string outcome;  ///< `CheckOutcome::dictionary` as JSON; it may have "id" and null entries, as in the answer
+  bool isCompressed = false;  ///< device and outcome, by the compressor of the documents
   std::shared_ptr<const DocumentSet> documents;
 };
 

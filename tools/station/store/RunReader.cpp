@@ -103,12 +103,24 @@ std::vector<std::string> RunReader::rulesOf(std::int64_t number) {
   return rules;
 }
 
+/// The next value: a text, or a blob that is compressed with the sample of the documents.
+std::string RunReader::restored(Statement& row, std::int64_t documents) {
+  if (!row.isBlob()) return std::string(row.text());
+  if (documents != decompressorNumber_) {
+    Statement sample = database_.prepare("SELECT sample FROM documents WHERE number = ?");
+    sample.bind(documents).step();
+    decompressor_.emplace(sample.text());
+    decompressorNumber_ = documents;
+  }
+  return decompressor_->text(row.text());
+}
+
 Run RunReader::read(Statement& row) {
   Run run;
   readSummary(row, run);
   const std::int64_t documents = row.integer();
-  run.device = row.text();
-  run.outcome = row.text();
+  run.device = restored(row, documents);
+  run.outcome = restored(row, documents);
   run.rules = rulesOf(run.number);
   if (documents != documentsNumber_) {
     Statement set = database_.prepare("SELECT provenance, library, rules FROM documents WHERE number = ?");

@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "store/Compression.h"
 #include "store/Database.h"
 #include "store/Run.h"
 
@@ -52,10 +53,13 @@ class RunReader {
  private:
   std::vector<std::string> rulesOf(std::int64_t number);
   Run read(Statement& row);
+  std::string restored(Statement& row, std::int64_t documents);
 
   Database database_;
   std::shared_ptr<const DocumentSet> documents_;  // of the run that was read last
   std::int64_t documentsNumber_ = 0;
+  std::optional<Decompressor> decompressor_;  // used last
+  std::int64_t decompressorNumber_ = 0;       // of its documents
 };
 
 /// Readers for any number of threads.

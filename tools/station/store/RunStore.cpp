@@ -1,6 +1,7 @@
 #include "store/RunStore.h"
 
 #include <fmt/format.h>
+#include <tavik/CheckOutcome.h>
 
 #include <chrono>
 #include <limits>
@@ -12,9 +13,18 @@ namespace tavik::station {
 namespace {
 
 constexpr std::chrono::seconds kRetentionInterval{1};
-constexpr std::size_t kMostWaiting = std::size_t{256} << 20;  // bytes of runs
+constexpr std::size_t kMostWaiting = std::size_t{256} << 20;   // bytes of runs
+constexpr std::size_t kLargestSample = std::size_t{64} << 10;  // bytes of a device, and of an outcome
 
 std::size_t sizeOf(const Run& run) { return run.device.size() + run.outcome.size(); }
+
+void compress(Run& run) {
+  const Compressor& compressor = *run.documents->compressor;
+  if (!compressor.hasSample()) return;
+  run.device = compressor.compressed(run.device);
+  run.outcome = compressor.compressed(run.outcome);
+  run.isCompressed = true;
+}
 
 Database opened(const std::string& path) {
   Database database(path, Database::Use::kWriting);
@@ -48,6 +58,7 @@ RunStore::~RunStore() {
 }
 
 void RunStore::store(Run run, RunStored done) {
+  compress(run);
   {
     std::unique_lock lock(mutex_);
     const std::size_t size = sizeOf(run);
@@ -75,9 +86,26 @@ void RunStore::write() {
       done(run, failure ? &*failure : nullptr);
       size += sizeOf(run);
     }
+    if (!failure) {
+      for (const Entry& entry : entries) provideSample(entry.run);
+    }
     if (Clock::now() >= due && !retain()) due = Clock::now() + kRetentionInterval;
     lock.lock();
     bytes_ -= size;
+  }
+}
+
+/// Later runs with the same documents are compressed with the sample that is stored, or with this run.
+void RunStore::provideSample(const Run& run) {
+  const DocumentSet& documents = *run.documents;
+  if (documents.compressor->hasSample() || run.verdict == wordOf(Verdict::kNone)) return;
+  try {
+    const std::string sample = run.device.substr(0, kLargestSample) + run.outcome.substr(0, kLargestSample);
+    Statement set = database_.prepare("UPDATE documents SET sample = ? WHERE provenance = ? AND sample IS NULL");
+    set.bindBlob(sample).bind(documents.provenance).run();
+    Statement find = database_.prepare("SELECT sample FROM documents WHERE provenance = ?");
+    if (find.bind(documents.provenance).step()) documents.compressor->setSample(find.text());
+  } catch (const std::exception&) {  // tried again with the next run
   }
 }
 
@@ -100,7 +128,12 @@ std::optional<StoreError> RunStore::insert(Entries& entries) {
 std::int64_t RunStore::insert(const Run& run) {
   const std::int64_t documents = numberOf(run.documents);
   insertRun_.bind(run.time).bind(run.microseconds).bind(run.id).bind(run.partNumber).bind(run.verdict).bind(documents);
-  insertRun_.bind(run.device).bind(run.outcome).run();
+  const auto bindText = [&](const std::string& text) {
+    run.isCompressed ? insertRun_.bindBlob(text) : insertRun_.bind(text);
+  };
+  bindText(run.device);
+  bindText(run.outcome);
+  insertRun_.run();
   const std::int64_t number = database_.lastRow();
   for (const std::string& rule : run.rules) {
     insertRule_.bind(rule).run();

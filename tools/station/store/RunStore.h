@@ -51,6 +51,7 @@ class RunStore {
   using Clock = std::chrono::steady_clock;
 
   void write();
+  void provideSample(const Run& run);
   std::optional<StoreError> insert(Entries& entries);
   std::int64_t insert(const Run& run);
   std::int64_t numberOf(const std::shared_ptr<const DocumentSet>& documents);

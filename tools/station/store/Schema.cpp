@@ -46,6 +46,10 @@ CREATE INDEX failures_by_rule ON failures (rule, run);
 DROP INDEX runs_by_part_number;  -- runs_by_time serves their queries, with less to write for every run
 DROP INDEX runs_by_verdict;
 )",
+    R"(
+-- The device and outcome of runs are texts, or blobs that are compressed with the sample of their documents.
+ALTER TABLE documents ADD COLUMN sample BLOB;
+)",
 };
 constexpr std::int64_t kVersion = std::size(kMigrations);
 constexpr std::int64_t kApplication = 0x7461766b;  // in the header of the file
