@@ -114,7 +114,7 @@ std::optional<SignatureKey> publicKeyOf(const Block& block, std::string& error) 
   } else if (block.label == "CERTIFICATE") {
     error = R"(is a certificate; put its public key here ("openssl x509 -pubkey -noout"))";
   } else {
-    error = "is a \"" + block.label + "\" block, not a \"PUBLIC KEY\" block";
+    error = "is a \"" + block.label + R"(" block, not a "PUBLIC KEY" block)";
   }
   return std::nullopt;
 }

@@ -2,7 +2,6 @@
 
 #include <tavik/ValueMaker.h>
 
-#include <algorithm>
 #include <stdexcept>
 
 #include "values/SharedContents.h"
@@ -26,9 +25,9 @@ Value ValueMaker::string(std::string_view text) {
 Dictionary ValueMaker::dictionary(std::vector<std::pair<Value, Value>> entries) {
   if (entries.empty()) return {};
   detail::FixedDictionary made(entries.size());
-  for (auto& [key, value] : entries) {
-    if (!key.isString()) throw std::invalid_argument("the key of an entry is not a string");
-    made.add(std::move(key), std::move(value));
+  for (std::pair<Value, Value>& entry : entries) {
+    if (!entry.first.isString()) throw std::invalid_argument("the key of an entry is not a string");
+    made.add(std::move(entry.first), std::move(entry.second));
   }
   const bool isRepeated = made.makeIndex().has_value();
   Dictionary all = std::move(made).take();
