@@ -86,26 +86,35 @@ std::optional<std::vector<Block>> blocksIn(const WipedBytes& file, std::string& 
   return blocks;
 }
 
-/// The key that OpenSSL's `decode` reads from the whole block.
-std::optional<SignatureKey> decodeKey(const Block& block, decltype(d2i_PUBKEY)* decode, std::string& error) {
-  const std::span<const unsigned char> der = block.der.span();
+/// The key that OpenSSL's `decode` reads from all of `der`; null if it cannot.
+PkeyHandle decodeWith(decltype(d2i_PUBKEY)* decode, std::span<const unsigned char> der) {
   const unsigned char* position = der.data();
   PkeyHandle key(decode(nullptr, &position, static_cast<long>(der.size())));
-  if (key == nullptr || position != der.data() + der.size()) {
-    error = "is damaged, or of a kind that OpenSSL does not support";
-    return std::nullopt;
-  }
-  return SignatureKey::admit(std::move(key), error);
+  return position == der.data() + der.size() ? std::move(key) : nullptr;
+}
+
+PkeyHandle publicKeyFrom(std::span<const unsigned char> der) {
+  const bool isEd25519 = der.size() == kEd25519Info.size() + kEd25519KeySize &&
+                         std::ranges::equal(der.first(kEd25519Info.size()), kEd25519Info);
+  if (!isEd25519) return decodeWith(d2i_PUBKEY, der);
+  return PkeyHandle(EVP_PKEY_new_raw_public_key(EVP_PKEY_ED25519, nullptr, &der[kEd25519Info.size()], kEd25519KeySize));
+}
+
+/// key: null if it cannot be decoded.
+std::optional<SignatureKey> admitted(PkeyHandle key, std::string& error) {
+  if (key != nullptr) return SignatureKey::admit(std::move(key), error);
+  error = "is damaged, or of a kind that OpenSSL does not support";
+  return std::nullopt;
 }
 
 std::optional<SignatureKey> publicKeyOf(const Block& block, std::string& error) {
-  if (block.label == "PUBLIC KEY") return decodeKey(block, d2i_PUBKEY, error);
+  if (block.label == "PUBLIC KEY") return admitted(publicKeyFrom(block.der.span()), error);
   if (block.isPrivateKey()) {
     error = R"(is a private key; put its public key here ("openssl pkey -pubout") and keep the private key elsewhere)";
   } else if (block.label == "CERTIFICATE") {
     error = R"(is a certificate; put its public key here ("openssl x509 -pubkey -noout"))";
   } else {
-    error = "is a \"" + block.label + "\" block, not a \"PUBLIC KEY\" block";
+    error = "is a \"" + block.label + R"(" block, not a "PUBLIC KEY" block)";
   }
   return std::nullopt;
 }
@@ -132,7 +141,7 @@ std::optional<std::vector<SignatureKey>> publicKeysIn(const WipedBytes& file, st
 
 std::optional<SignatureKey> privateKeyOf(const Block& block, std::string& error) {
   if (block.label == "PRIVATE KEY") {
-    std::optional<SignatureKey> key = decodeKey(block, d2i_AutoPrivateKey, error);
+    std::optional<SignatureKey> key = admitted(decodeWith(d2i_AutoPrivateKey, block.der.span()), error);
     if (!key) error.insert(0, "the private key ");
     return key;
   }

@@ -5,6 +5,7 @@
 #include <openssl/x509.h>
 #include <tavik/StationPlatform.h>
 
+#include <algorithm>
 #include <array>
 #include <utility>
 
@@ -48,7 +49,17 @@ std::string hexadecimal(std::span<const std::uint8_t> bytes) {
   return text;
 }
 
+std::string idOfEd25519(const EVP_PKEY& key) {
+  std::array<std::uint8_t, kEd25519Info.size() + kEd25519KeySize> der{};
+  std::size_t size = kEd25519KeySize;
+  if (EVP_PKEY_get_raw_public_key(&key, std::ranges::copy(kEd25519Info, der.begin()).out, &size) != 1) {
+    throw std::bad_alloc();
+  }
+  return sha256(der);
+}
+
 std::string idOf(const EVP_PKEY& key) {
+  if (isA(key, "ED25519")) return idOfEd25519(key);
   unsigned char* der = nullptr;
   const int size = i2d_PUBKEY(&key, &der);
   if (size <= 0) throw std::bad_alloc();  // a valid key can be encoded

@@ -70,7 +70,17 @@ class Converter {
     Converter& converter_;
   };
 
-  Value value(PyObject* object, const Step* step);
+  Value value(PyObject* object, const Step* step) {
+    count(step);
+    return PyUnicode_Check(object) ? text(object, step) : otherValue(object, step);
+  }
+  Value text(PyObject* object, const Step* step) {
+    if (!PyUnicode_IS_COMPACT_ASCII(object)) return otherText(object, step);
+    return maker_.string({reinterpret_cast<const char*>(PyUnicode_1BYTE_DATA(object)),
+                          static_cast<std::size_t>(PyUnicode_GET_LENGTH(object))});
+  }
+  Value otherText(PyObject* object, const Step* step);
+  Value otherValue(PyObject* object, const Step* step);
   Value sequence(PyObject* object, const Step* step);
   Value mapping(PyObject* object, const Step* step);
   Dictionary exactDictionary(PyObject* object, const Step* step);
@@ -78,7 +88,6 @@ class Converter {
   std::pair<Value, Value> entry(PyObject* key, PyObject* object, const Step* step);
   Value frozen(const Dictionary& dictionary, const Step* step);
   void admit(const Value& value, const Step* step);
-  Value text(PyObject* object, const Step* step);
   Value integer(PyObject* object, const Step* step) const;
   Value date(PyObject* object, const Step* step) const;
   void count(const Step* step) {
@@ -114,9 +123,7 @@ class Buffer {
   Py_buffer view_{};
 };
 
-Value Converter::value(PyObject* object, const Step* step) {
-  count(step);
-  if (PyUnicode_Check(object)) return text(object, step);
+Value Converter::otherValue(PyObject* object, const Step* step) {
   if (PyBool_Check(object)) return Value(object == Py_True);
   if (PyLong_Check(object)) return integer(object, step);
   if (PyFloat_Check(object)) return Value(PyFloat_AS_DOUBLE(object));
@@ -213,11 +220,7 @@ void Converter::admit(const Value& value, const Step* step) {
   }
 }
 
-Value Converter::text(PyObject* object, const Step* step) {
-  if (PyUnicode_IS_COMPACT_ASCII(object)) {
-    return maker_.string({reinterpret_cast<const char*>(PyUnicode_1BYTE_DATA(object)),
-                          static_cast<std::size_t>(PyUnicode_GET_LENGTH(object))});
-  }
+Value Converter::otherText(PyObject* object, const Step* step) {
   Py_ssize_t size = 0;
   const char* const characters = PyUnicode_AsUTF8AndSize(object, &size);
   if (characters == nullptr) {

@@ -38,14 +38,13 @@ Judgement forwarding(const Value* attributes) {
 
 Judgement controlBitCheck(const Operands& operands) {
   const Data* block = dataOf(operands.attribute);
-  const Array* bits = arrayOf(operands.value);
-  if (block == nullptr || (operands.value != nullptr && bits == nullptr)) {
+  if (block == nullptr || (operands.value != nullptr && arrayOf(operands.value) == nullptr)) {
     return {false, descriptionValue(operands.attribute), descriptionValue(operands.value)};
   }
   const auto records = controlBitRecords(*block);
   bool result = true;
   TextBuffer actual;
-  for (const Value& bit : bits == nullptr ? Array() : *bits) {
+  for (const Value& bit : elementsOf(operands.value)) {
     const bool passes = readsAsScalar(&bit) && bitPasses(records, integerValue(&bit));
     result = result && passes;
     actual.append(kBitsPass.words);

@@ -249,7 +249,31 @@ inline char* ValueAccess::makeString(Value& value, std::size_t size, SlabCutter*
   return reinterpret_cast<char*>(bytes + 1);
 }
 
-inline Value ValueAccess::string(std::string_view wellFormed, SlabCutter* slabs) { return joined({wellFormed}, slabs); }
+inline Value ValueAccess::string(std::string_view wellFormed, SlabCutter* slabs) {
+  const bool isShort = wellFormed.size() <= kLongestShort;
+  if (isShort && std::endian::native == std::endian::little) return shortString(bitsOf(wellFormed));
+  Value value;
+  std::copy_n(wellFormed.data(), wellFormed.size(), makeString(value, wellFormed.size(), slabs));
+  return value;
+}
+
+inline ValueAccess::Bits ValueAccess::bitsOf(std::string_view text) noexcept {
+  const std::size_t size = text.size();
+  const auto part = [&]<class Word>(Word word, std::size_t offset) -> std::uint64_t {
+    std::memcpy(&word, text.data() + offset, sizeof word);
+    return word;
+  };
+  Bits bits = {0, std::uint64_t{size} << 56};
+  if (size > 8) {
+    bits.low = part(std::uint64_t{}, 0);
+    bits.high |= part(std::uint64_t{}, size - 8) >> 8 * (16 - size);
+  } else if (size >= 4) {
+    bits.low = part(std::uint32_t{}, 0) | part(std::uint32_t{}, size - 4) << 8 * (size - 4);
+  } else {
+    for (std::size_t i = 0; i < size; ++i) bits.low |= part(std::uint8_t{}, i) << 8 * i;
+  }
+  return bits;
+}
 
 inline Value ValueAccess::joined(std::initializer_list<std::string_view> texts, SlabCutter* slabs) {
   std::size_t size = 0;

@@ -108,6 +108,10 @@ class ValueAccess {
     return value;
   }
 
+  static bool isShortAscii(const Value& value) noexcept {
+    return isShort(value) && ((value.words().low | value.words().high) & 0x8080808080808080) == 0;
+  }
+
   static Value literal(Literal text) noexcept { return shortString(text.bits); }
   /// Whether a value is this string.
   static bool is(const Value& value, Literal text) noexcept { return bits(value) == text.bits; }
@@ -150,6 +154,9 @@ class ValueAccess {
   static Shared* contentsOf(const Value& value) noexcept;
 
  private:
+  // The bits of a short string, from parts of its text that may overlap, which is faster than writing its characters
+  // and reading them as words. For little-endian processors.
+  static Bits bitsOf(std::string_view text) noexcept;
   static Value copiedText(const Value& value, SlabCutter& slabs);
 };
 

@@ -2,7 +2,6 @@
 
 #include <tavik/ValueMaker.h>
 
-#include <algorithm>
 #include <stdexcept>
 
 #include "values/SharedContents.h"
@@ -18,17 +17,18 @@ ValueMaker::ValueMaker(std::size_t expectedSize) : slabs_(std::make_unique<detai
 ValueMaker::~ValueMaker() = default;
 
 Value ValueMaker::string(std::string_view text) {
-  if (validUtf8Prefix(text) != text.size()) return {text};
-  return ValueAccess::string(text, slabs_.get());
+  Value made = ValueAccess::string(text, slabs_.get());
+  if (ValueAccess::isShortAscii(made) || validUtf8Prefix(text) == text.size()) return made;
+  return {text};
 }
 
 Dictionary ValueMaker::dictionary(std::vector<std::pair<Value, Value>> entries) {
-  if (!std::ranges::all_of(entries, &Value::isString, &std::pair<Value, Value>::first)) {
-    throw std::invalid_argument("the key of an entry is not a string");
-  }
   if (entries.empty()) return {};
   detail::FixedDictionary made(entries.size());
-  for (auto& [key, value] : entries) made.add(std::move(key), std::move(value));
+  for (std::pair<Value, Value>& entry : entries) {
+    if (!entry.first.isString()) throw std::invalid_argument("the key of an entry is not a string");
+    made.add(std::move(entry.first), std::move(entry.second));
+  }
   const bool isRepeated = made.makeIndex().has_value();
   Dictionary all = std::move(made).take();
   if (!isRepeated) return all;
