@@ -25,7 +25,7 @@ SFC = {"sfc": {"Colour": 3}}
 # A check that takes a few tenths of a second.
 SLOW = {"version": "1"} | {f"Zeros {i}": {"attribute": "Zeros", "predicate": "dataNotNull"} for i in range(30)}
 SLOW_RULES = rules(*(name for name in SLOW if name != "version"))
-ZEROS = tavik.Dictionary({"Zeros": bytes(1 << 20)})
+ZEROS = tavik.Dictionary({"Zeros": bytes(1 << 22)})
 
 # Conversion of these attributes takes longer than the check.
 LARGE = {f"Attribute {i}": "text" for i in range(1000)}
