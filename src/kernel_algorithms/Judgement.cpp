@@ -51,8 +51,7 @@ Value listAfter(std::string_view words, const Value* list, std::string_view betw
 // A value that is not an array has no elements.
 Value afterEach(std::string_view words, const Value* list, std::string_view end, SlabCutter* slabs) {
   TextBuffer text;
-  const Array* array = arrayOf(list);
-  for (const Value& element : array == nullptr ? Array() : *array) {
+  for (const Value& element : elementsOf(arrayOf(list))) {
     text.append(words);
     appendDescription(text, &element);
     text.append(end);

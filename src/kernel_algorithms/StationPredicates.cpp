@@ -1,4 +1,4 @@
-// Control bits, allowed firmware variables, text from the operator, and attributes for the station.
+// Control bits, text from the operator, and attributes for the station.
 
 #include <tavik/SystemConfig.h>
 
@@ -45,7 +45,7 @@ Judgement controlBitCheck(const Operands& operands) {
   const auto records = controlBitRecords(*block);
   bool result = true;
   TextBuffer actual;
-  for (const Value& bit : bits == nullptr ? Array() : *bits) {
+  for (const Value& bit : elementsOf(bits)) {
     const bool passes = readsAsScalar(&bit) && bitPasses(records, integerValue(&bit));
     result = result && passes;
     actual.append(kBitsPass.words);
@@ -53,13 +53,6 @@ Judgement controlBitCheck(const Operands& operands) {
     actual.append(passes ? kBitsPass.between : " FAIL, ");
   }
   return {result, detail::ValueAccess::string(actual.view(), operands.slabs), {kBitsPass, operands.value}};
-}
-
-Judgement nvramWhiteList(const Operands& operands) {
-  const Dictionary* variables = dictionaryOf(operands.attribute);
-  if (variables == nullptr) return {false, descriptionValue(operands.attribute), {kOneOf, operands.value}};
-  const Value names(detail::ValueAccess::keys(*variables, operands.slabs));
-  return valueInList({&names, nullptr, operands.value, operands.slabs});
 }
 
 Judgement staticTextGUIEquals(const Operands& operands) {

@@ -6,6 +6,7 @@
 #include <tavik/Value.h>
 
 #include <optional>
+#include <span>
 #include <string_view>
 
 #include "values/SharedContents.h"
@@ -19,6 +20,10 @@ inline const Data* dataOf(const Value* value) noexcept { return value == nullptr
 inline const Array* arrayOf(const Value* value) noexcept { return value == nullptr ? nullptr : value->ifArray(); }
 inline const Dictionary* dictionaryOf(const Value* value) noexcept {
   return value == nullptr ? nullptr : value->ifDictionary();
+}
+/// The elements of an array; none if it is absent.
+inline std::span<const Value> elementsOf(const Array* array) noexcept {
+  return array == nullptr ? std::span<const Value>() : std::span(array->begin(), array->end());
 }
 
 /// The entry of a dictionary that may be absent, for a short key.
