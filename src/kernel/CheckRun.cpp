@@ -35,8 +35,7 @@ const Dictionary& expanded(const CheckCall& call) {
 std::optional<Array> check(const RuleDocuments& documents, const CheckCall& call, CheckProgress& progress) {
   if (documents.rejection) return rejected(documents, progress);
   CheckRun run(documents, call, progress);
-  const LocalEntries local(documents.localRules, find(&run.attributes(), "ModelNumber"),
-                           find(&run.attributes(), "RegionInfo"));
+  const LocalEntries local(documents.localRules, run.attributes());
   Records records(CheckRun::mostRecords(local));
   for (VersionRecord& record : versionRecords(documents)) {
     records.add(record.rule, true, std::move(record.version), std::move(record.expected));

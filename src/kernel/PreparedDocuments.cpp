@@ -27,8 +27,7 @@ CheckOutcome PreparedDocuments::run(const Dictionary& device, Dictionary& expand
 std::shared_ptr<const DeviceRules> PreparedDocuments::rulesFor(const Dictionary& device,
                                                                const Dictionary* sources) const {
   std::optional<AssemblyFailure> failure;
-  const auto selection =
-      select(documents_.localRules, find(&device, "ModelNumber"), find(&device, "RegionInfo"), failure);
+  const auto selection = select(documents_.localRules, device, failure);
   if (!selection) return make(LocalEntries(*std::move(failure)), device, sources);
   return cache_.get(*selection, [&] { return make(LocalEntries(documents_.localRules, *selection), device, sources); });
 }

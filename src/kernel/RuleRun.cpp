@@ -121,7 +121,8 @@ const Value* RuleRun::fetch(const PreparedReference& reference) const {
 }
 
 inline void RuleRun::addRecord(const PreparedRule& rule, Judgement&& judgement, bool isPrepared) {
-  if (isPrepared) return records_.add(*rule.record, judgement.result, std::move(judgement.actual));
+  if (isPrepared) [[likely]]
+    return records_.add(*rule.record, judgement.result, std::move(judgement.actual));
   Value expected = std::move(judgement.expected).text(&records_.slabs());
   if (rule.record) {
     records_.add(*rule.record, judgement.result, std::move(judgement.actual), std::move(expected));
@@ -133,7 +134,7 @@ inline void RuleRun::addRecord(const PreparedRule& rule, Judgement&& judgement, 
 inline Judgement RuleRun::judge(const PreparedCall& call, const Operands& operands, bool& isPrepared) {
   Judgement judgement = call.operation == nullptr ? unknownPredicate(call.word, operands.references != nullptr)
                                                   : tavik::call(*call.operation, operands, kernel_.platform());
-  isPrepared = isPrepared && call.operation != nullptr && judgement.expected.is(call.operation->phrase, operands.value);
+  isPrepared = isPrepared && judgement.expected.is(call.operation->phrase, operands.value);
   if (notes_ != nullptr) note(judgement);
   return judgement;
 }

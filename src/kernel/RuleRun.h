@@ -38,7 +38,7 @@ class RuleRun {
     const Value* source;  // null: the device
   };
 
-  void addAbsence(const PreparedRule& rule);
+  [[gnu::cold]] void addAbsence(const PreparedRule& rule);
   void addMissing(const PreparedRule& rule);
   bool complete(Operands& operands, const PreparedRule& rule);
   void fetchValue(Operands& operands, const PreparedRule& rule);
@@ -52,9 +52,9 @@ class RuleRun {
   void addRecord(const PreparedRule& rule, Judgement&& judgement, bool isPrepared);
   void forward(const Value& value);
 
-  void note(const PreparedRule& rule, const Value* attribute);
-  void note(const PreparedReference& reference, const Value* value);
-  void note(const Judgement& judgement);
+  [[gnu::cold]] void note(const PreparedRule& rule, const Value* attribute);
+  [[gnu::cold]] void note(const PreparedReference& reference, const Value* value);
+  [[gnu::cold]] void note(const Judgement& judgement);
 
   const PredicateKernel& kernel_;
   RunContext context_;

@@ -6,6 +6,7 @@
 #include <tavik/SystemConfig.h>
 #include <tavik/ZRTTavikKernel.h>
 
+#include "values/DictionaryKey.h"
 #include "values/MaybeAbsent.h"
 #include "values/SharedContents.h"
 #include "values/ValueAccess.h"
@@ -14,16 +15,19 @@ namespace tavik {
 
 namespace {
 
-const Data* sysConfigData(const Dictionary& attributes) noexcept { return dataOf(find(&attributes, "SysCfgData")); }
+const Data* sysConfigData(const Dictionary& attributes) {
+  static const detail::KnownKey kKey("SysCfgData");
+  return dataOf(kKey.find(attributes));
+}
 
-const Dictionary* basebandManifests(const Dictionary& attributes) noexcept {
-  static const Value kManifests = "BasebandFirmwareManifestData";
-  return dictionaryOf(find(&attributes, &kManifests));
+const Dictionary* basebandManifests(const Dictionary& attributes) {
+  static const detail::KnownKey kKey("BasebandFirmwareManifestData");
+  return dictionaryOf(kKey.find(attributes));
 }
 
 }  // namespace
 
-bool hasPackedAttributes(const Dictionary& attributes) noexcept {
+bool hasPackedAttributes(const Dictionary& attributes) {
   return sysConfigData(attributes) != nullptr || basebandManifests(attributes) != nullptr;
 }
 

@@ -8,7 +8,7 @@
 namespace tavik {
 
 /// Whether some of the attributes are packed.
-bool hasPackedAttributes(const Dictionary& attributes) noexcept;
+bool hasPackedAttributes(const Dictionary& attributes);
 
 /// Adds the fields of the packed attributes.
 void expandAttributes(Dictionary& attributes);

@@ -69,7 +69,7 @@ class SlabRelease {
   }
 
   void add(Slab* slab) noexcept {
-    if (slab != last_.slab) {
+    if (slab != last_.slab) [[unlikely]] {
       std::swap(last_, other_);
       if (slab != last_.slab) {
         flush(last_);

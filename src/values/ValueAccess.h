@@ -118,6 +118,8 @@ class ValueAccess {
   static bool isShared(const Value& value) noexcept { return value.tag() >= Value::kFirstShared; }
   static bool isShort(const Value& value) noexcept { return value.tag() <= Value::kLongestShort; }
   static bool isContainer(const Value& value) noexcept { return value.tag() >= Value::kArray; }
+  /// Whether the value is a number, boolean or string.
+  static bool isScalar(const Value& value) noexcept { return value.tag() <= Value::kBoolean || isLong(value); }
   static bool isLong(const Value& value) noexcept { return value.tag() == Value::kLongString; }
 
   /// The keys as an array of strings, sharing their text.
