@@ -71,6 +71,11 @@ bool everyElementIn(const Array& list, std::size_t count, AllOf allOf) {
   return allOf([&](const Value& element) { return listed.contains(numbers.of(element)); });
 }
 
+// Whether the text is ASCII without lowercase letters, and so its own uppercase form.
+bool isUpperAscii(std::string_view text) {
+  return std::ranges::all_of(text, [](unsigned char c) { return c < 'a' || (c > 'z' && c < 0x80); });
+}
+
 // data, mask: of the same size.
 bool equalsMasked(std::span<const std::uint8_t> data, std::span<const std::uint8_t> mask,
                   std::span<const std::uint8_t> result) {
@@ -190,6 +195,7 @@ Judgement boolEqual(const Operands& operands) {
 
 Judgement isUppercase(const Operands& operands) {
   const auto text = textOf(operands.attribute);
+  if (text && isUpperAscii(*text)) return {true, actual(operands), actual(operands)};
   Value upper = ValueAccess::string(upperCase(text ? *text : description(operands.attribute)), operands.slabs);
   return {text && *upper.ifString() == *text, actual(operands), std::move(upper)};
 }
