@@ -30,17 +30,13 @@ std::optional<Value> copyOf(const Value* value) { return value == nullptr ? std:
 }  // namespace
 
 bool RuleRun::add(const PreparedRule& rule) {
-  if (logs_) log(kernel_.platform(), "processing %@", rule.name);
   Operands operands = {rule.attribute.find(context_.attributes), nullptr, rule.value, &records_.slabs()};
-  if (notes_ != nullptr) note(rule, operands.attribute);
+  if (isWatched_) begin(rule, operands.attribute);
   if (rule.wantsAbsence) return addAbsence(rule), true;
   if (operands.attribute == nullptr || rule.references != nullptr) {
     if (!complete(operands, rule)) return addMissing(rule), true;
   }
-  if (rule.errorCode != 0) {
-    context_.error = kernel_.handleError(rule.errorCode, format("invalid logical operator:%@", {rule.predicate}));
-    return false;
-  }
+  if (rule.errorCode != 0) return refuse(rule), false;
   bool isPrepared = rule.recordHasExpected;
   Judgement judgement = judge(rule.call, operands, isPrepared);
   if (rule.combination != Operator::kNone) combine(judgement, rule, operands, isPrepared);
@@ -50,6 +46,15 @@ bool RuleRun::add(const PreparedRule& rule) {
   if (logs_) log(kernel_.platform(), "ruleResult: %@", records_.last());
   if (rule.hidesResult) records_.setInLast("hideResult", "");
   return true;
+}
+
+void RuleRun::begin(const PreparedRule& rule, const Value* attribute) {
+  if (logs_) log(kernel_.platform(), "processing %@", rule.name);
+  if (notes_ != nullptr) note(rule, attribute);
+}
+
+void RuleRun::refuse(const PreparedRule& rule) {
+  context_.error = kernel_.handleError(rule.errorCode, format("invalid logical operator:%@", {rule.predicate}));
 }
 
 void RuleRun::addAbsence(const PreparedRule& rule) {
@@ -134,7 +139,7 @@ inline void RuleRun::addRecord(const PreparedRule& rule, Judgement&& judgement, 
 inline Judgement RuleRun::judge(const PreparedCall& call, const Operands& operands, bool& isPrepared) {
   Judgement judgement = call.operation == nullptr ? unknownPredicate(call.word, operands.references != nullptr)
                                                   : tavik::call(*call.operation, operands, kernel_.platform());
-  isPrepared = isPrepared && judgement.expected.is(call.operation->phrase, operands.value);
+  isPrepared = isPrepared && call.operation != nullptr && judgement.expected.is(call.operation->phrase, operands.value);
   if (notes_ != nullptr) note(judgement);
   return judgement;
 }

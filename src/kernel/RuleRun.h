@@ -27,7 +27,12 @@ class RuleRun {
  public:
   /// notes: receives the steps of the evaluation; may be null.
   RuleRun(const PredicateKernel& kernel, const RunContext& context, Records& records, RuleEvaluation* notes = nullptr)
-      : kernel_(kernel), context_(context), records_(records), notes_(notes), logs_(kernel.platform().logs()) {}
+      : kernel_(kernel),
+        context_(context),
+        records_(records),
+        notes_(notes),
+        logs_(kernel.platform().logs()),
+        isWatched_(logs_ || notes != nullptr) {}
 
   /// Adds the rule's record; returns false with the error set if its expression is malformed.
   bool add(const PreparedRule& rule);
@@ -38,6 +43,8 @@ class RuleRun {
     const Value* source;  // null: the device
   };
 
+  [[gnu::cold]] void begin(const PreparedRule& rule, const Value* attribute);
+  [[gnu::cold]] void refuse(const PreparedRule& rule);
   [[gnu::cold]] void addAbsence(const PreparedRule& rule);
   void addMissing(const PreparedRule& rule);
   bool complete(Operands& operands, const PreparedRule& rule);
@@ -61,6 +68,7 @@ class RuleRun {
   Records& records_;
   RuleEvaluation* notes_;
   bool logs_;
+  bool isWatched_;  // whether it logs or notes
   // Of the rule that is being evaluated:
   Dictionary references_;
   std::optional<Missing> missing_;  // the first thing that its attribute and references do not find
