@@ -68,7 +68,8 @@ struct Values {
 static_assert(sizeof(Entry) == 2 * sizeof(Value) && offsetof(Entry, value) == sizeof(Value));
 
 // Drops the values of a container without owners; calls `withDead` with each container that lost its last owner. In
-// reverse order, because the records of a check are made in order: the thread uses the slab that it released last first.
+// reverse order, because the records of a check are made in order: the thread uses the slab that it released last
+// first.
 template <class WithDead>
 void dropValues(Container* container, SlabRelease& release, WithDead withDead) noexcept {
   const Values values(container);
