@@ -47,8 +47,7 @@ bool ZRTTavikKernel::visitDefinitions(const Dictionary& localRules, const Dictio
   }
   const Dictionary* rules = validated.content ? validated.content->ifDictionary() : nullptr;
   static const Dictionary none;
-  const LocalEntries local(rules == nullptr ? none : *rules, deviceAttributes.find("ModelNumber"),
-                           deviceAttributes.find("RegionInfo"));
+  const LocalEntries local(rules == nullptr ? none : *rules, deviceAttributes);
   error = local.report(*this);
   if (error) return false;
   for (const EntryList::Entry& entry : local.entries()) {

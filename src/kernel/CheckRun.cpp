@@ -9,6 +9,7 @@
 #include <stdexcept>
 
 #include "kernel/RuleMaker.h"
+#include "kernel_private/AttributeExpansion.h"
 #include "values/Format.h"
 #include "values/MaybeAbsent.h"
 
@@ -23,10 +24,18 @@ Value versionText(const Value& rule, const Dictionary& document) {
   return version->isString() ? *version : descriptionValue(version);
 }
 
+// The attributes that the rules read. They do not change when the run changes the station's attributes.
+const Dictionary& expanded(const CheckCall& call) {
+  if (call.station != &call.device && !hasPackedAttributes(call.device)) return call.device;
+  call.expanded = call.device;
+  expandAttributes(call.expanded);
+  return call.expanded;
+}
+
 std::optional<Array> check(const RuleDocuments& documents, const CheckCall& call, CheckProgress& progress) {
   if (documents.rejection) return rejected(documents, progress);
   CheckRun run(documents, call, progress);
-  const LocalEntries local(documents.localRules, find(&call.device, "ModelNumber"), find(&call.device, "RegionInfo"));
+  const LocalEntries local(documents.localRules, run.attributes());
   Records records(CheckRun::mostRecords(local));
   for (VersionRecord& record : versionRecords(documents)) {
     records.add(record.rule, true, std::move(record.version), std::move(record.expected));
@@ -55,10 +64,7 @@ std::array<VersionRecord, 3> versionRecords(const RuleDocuments& documents) {
 }
 
 CheckRun::CheckRun(const RuleDocuments& documents, const CheckCall& call, CheckProgress& progress)
-    : documents_(documents), call_(call), progress_(progress) {
-  ZRTTavikKernel::expandSysConfigData(call.device);
-  ZRTTavikKernel::expandBasebandManifestData(call.device);
-}
+    : documents_(documents), call_(call), progress_(progress), attributes_(expanded(call)) {}
 
 // If there are no rules to check, adds a record with the reason and returns false.
 bool CheckRun::begin(const LocalEntries& local, Records& records) {
@@ -111,10 +117,10 @@ void judge(CheckOutcome& outcome, CheckProgress progress) {
 std::optional<Array> ZRTTavikKernel::check(const Dictionary& deviceAttributes, const Dictionary* rules,
                                            const Dictionary* sourcesForReferenceValues, Dictionary* attributesForSfc,
                                            std::optional<Error>& error) const {
-  Dictionary device = deviceAttributes;
+  Dictionary expanded;
   CheckProgress progress;
   return tavik::check(RuleDocuments(*this, rules_, provenance_, rules),
-                      {device, sourcesForReferenceValues, attributesForSfc, error}, progress);
+                      {deviceAttributes, expanded, sourcesForReferenceValues, attributesForSfc, error}, progress);
 }
 
 std::optional<Array> ZRTTavikKernel::check(const Dictionary& deviceAttributes, const Dictionary* rules,
@@ -126,9 +132,9 @@ std::optional<Array> ZRTTavikKernel::check(const Dictionary& deviceAttributes, c
 CheckOutcome ZRTTavikKernel::run(const Dictionary& deviceAttributes, const Dictionary* rules,
                                  const Dictionary* sourcesForReferenceValues, Dictionary station) const {
   const RuleDocuments documents(*this, rules_, provenance_, rules);
-  Dictionary device = deviceAttributes;
+  Dictionary expanded;
   return outcomeOf(
-      documents.provenance(), device, sourcesForReferenceValues, std::move(station),
+      documents.provenance(), deviceAttributes, expanded, sourcesForReferenceValues, std::move(station),
       [&](const CheckCall& call, CheckProgress& progress) { return tavik::check(documents, call, progress); });
 }
 

@@ -23,7 +23,8 @@ namespace tavik {
 
 /// The arguments of a check.
 struct CheckCall {
-  Dictionary& device;         ///< its attributes; the run adds the fields of the packed ones
+  const Dictionary& device;   ///< its attributes
+  Dictionary& expanded;       ///< receives them with the fields of the packed ones, if there are any; may be `device`
   const Dictionary* sources;  ///< may be null
   Dictionary* station;        ///< may be null
   std::optional<Error>& error;
@@ -58,13 +59,16 @@ class CheckRun {
   /// The maximum number of records of a run.
   static std::size_t mostRecords(const LocalEntries& local) noexcept { return local.entries().size() + kOtherRecords; }
 
+  /// The device's attributes with the fields of the packed ones.
+  [[nodiscard]] const Dictionary& attributes() const noexcept { return attributes_; }
+
   /// Runs the check. local: the device's local entries. records: those of the versions. forEachRule: calls its
   /// argument, a function, with each `PreparedRule` until it returns false; returns whether it was called with all
   /// rules.
   template <class ForEachRule>
   std::optional<Array> over(const LocalEntries& local, Records&& records, ForEachRule forEachRule) {
     if (!begin(local, records)) return std::move(records).take();
-    RuleRun run(documents_.kernel, {call_.device, call_.sources, call_.station, call_.error}, records);
+    RuleRun run(documents_.kernel, {attributes_, call_.sources, call_.station, call_.error}, records);
     const bool complete = forEachRule([&](const PreparedRule& rule) {
       progress_.rule = &rule.name;
       return run.add(rule);
@@ -81,19 +85,20 @@ class CheckRun {
   const RuleDocuments& documents_;
   const CheckCall& call_;
   CheckProgress& progress_;
+  const Dictionary& attributes_;
 };
 
 /// The outcome of a run with documents of that provenance. check: performs the run; called with a `CheckCall` and a
 /// `CheckProgress`, returns the records.
 template <class Check>
-CheckOutcome outcomeOf(std::shared_ptr<const Provenance> provenance, Dictionary& device, const Dictionary* sources,
-                       Dictionary station, Check check) {
+CheckOutcome outcomeOf(std::shared_ptr<const Provenance> provenance, const Dictionary& device, Dictionary& expanded,
+                       const Dictionary* sources, Dictionary station, Check check) {
   CheckOutcome outcome;
   outcome.station = std::move(station);
   outcome.provenance = std::move(provenance);
   CheckProgress progress;
   outcome.fault = faultOf([&] {
-    outcome.records = check(CheckCall{device, sources, &outcome.station, outcome.error}, progress);
+    outcome.records = check(CheckCall{device, expanded, sources, &outcome.station, outcome.error}, progress);
   });
   judge(outcome, std::move(progress));
   return outcome;

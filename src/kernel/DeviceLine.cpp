@@ -208,7 +208,7 @@ class LineChecker {
     LineResult result{DeviceLine::read(line, number)};
     if (!result.inputError.empty()) return result;
     const Dictionary* const sources = result.sources.empty() ? nullptr : &result.sources;
-    result.outcome = rules.documents_->run(result.attributes, sources, {});
+    result.outcome = rules.documents_->run(result.attributes, result.attributes, sources, {});
     if (!isTooLarge(result.outcome.records, line)) return result;
     const std::string why = "the result is larger than " + std::to_string(kLargestResult >> 20U) + " MiB";
     return {unusable(std::move(result.id), number, why)};

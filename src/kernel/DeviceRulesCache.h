@@ -22,6 +22,7 @@ namespace tavik {
 struct DeviceRules {
   LocalEntries local;
   std::vector<PreparedRule> prepared = {};    ///< one per entry; none if assembly failed
+  std::vector<Value> values = {};             ///< that the prepared rules read for every device
   std::vector<Records::Place> versions = {};  ///< of the records before those of rules
   detail::DictionarySheet records = {};       ///< of the versions and of the prepared rules
 };

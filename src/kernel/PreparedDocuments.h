@@ -24,12 +24,13 @@ class PreparedDocuments {
   [[nodiscard]] const std::shared_ptr<const Provenance>& provenance() const noexcept { return provenance_.get(); }
   /// Checks one device; returns what `PreparedRules::check` returns.
   std::optional<Array> check(const CheckCall& call, CheckProgress& progress) const;
-  /// The same with an outcome; adds the fields of the packed attributes to `device`.
-  CheckOutcome run(Dictionary& device, const Dictionary* sources, Dictionary station) const;
+  /// The same with an outcome. expanded: as in `CheckCall`.
+  CheckOutcome run(const Dictionary& device, Dictionary& expanded, const Dictionary* sources, Dictionary station) const;
 
  private:
-  [[nodiscard]] std::shared_ptr<const DeviceRules> rulesFor(const CheckCall& call) const;
-  [[nodiscard]] std::shared_ptr<const DeviceRules> make(LocalEntries local, const CheckCall& call) const;
+  [[nodiscard]] std::shared_ptr<const DeviceRules> rulesFor(const Dictionary& device, const Dictionary* sources) const;
+  [[nodiscard]] std::shared_ptr<const DeviceRules> make(LocalEntries local, const Dictionary& device,
+                                                        const Dictionary* sources) const;
 
   RuleDocuments documents_;
   SharedByThreads<Provenance> provenance_;

@@ -69,6 +69,13 @@ struct PreparedRule {
   /// local: the local entry. definition: that of the rule library; null if it has none.
   PreparedRule(const Value& name, const Dictionary& local, const Dictionary* definition);
 
+  /// Replaces what it reads for every device. copy: returns a copy of a value, or null for null.
+  template <class Copy>
+  void readCopies(Copy& copy) {
+    value = copy(value);
+    attribute = PreparedName(copy(attribute.value()));
+  }
+
   /// Prepares for checking many devices like this one: adds the rule's record to the sheet, and notes the positions of
   /// attributes.
   void prepareForDevicesLike(const Dictionary& device, const Dictionary* sources, detail::DictionarySheet& sheet);

@@ -14,15 +14,15 @@ PreparedRules::~PreparedRules() = default;
 std::optional<Array> PreparedRules::check(const Dictionary& deviceAttributes,
                                           const Dictionary* sourcesForReferenceValues, Dictionary* attributesForSfc,
                                           std::optional<Error>& error) const {
-  Dictionary device = deviceAttributes;
+  Dictionary expanded;
   CheckProgress progress;
-  return documents_->check({device, sourcesForReferenceValues, attributesForSfc, error}, progress);
+  return documents_->check({deviceAttributes, expanded, sourcesForReferenceValues, attributesForSfc, error}, progress);
 }
 
 CheckOutcome PreparedRules::run(const Dictionary& deviceAttributes, const Dictionary* sourcesForReferenceValues,
                                 Dictionary station) const {
-  Dictionary device = deviceAttributes;
-  return documents_->run(device, sourcesForReferenceValues, std::move(station));
+  Dictionary expanded;
+  return documents_->run(deviceAttributes, expanded, sourcesForReferenceValues, std::move(station));
 }
 
 const Reason* PreparedRules::rejection() const noexcept {

@@ -15,14 +15,15 @@
 
 namespace tavik {
 
-/// All records and their texts are cut from the same slabs, or copied from a sheet.
+/// All records and their texts are cut from the same slabs, or copied from a sheet. No other thread can see them before
+/// this object is destroyed, except for attributes that are forwarded to the station.
 class Records {
  public:
   using Place = detail::DictionarySheet::Place;
 
   /// most: the maximum number of records. sheet: filled by `addTo`; may be null.
   explicit Records(std::size_t most, const detail::DictionarySheet* sheet = nullptr)
-      : slabs_(most * (sheet == nullptr ? kBytesEach : kBytesOfActual)), sheet_(sheet), records_(most) {}
+      : slabs_(most * (sheet == nullptr ? kBytesEach : kBytesOfActual), true), sheet_(sheet), records_(most) {}
 
   void add(Dictionary&& record) noexcept {
     pass_ = pass_ && booleanValue(record.find("result"));

@@ -5,6 +5,7 @@
 
 #include "kernel/Faults.h"
 #include "kernel/RuleRun.h"
+#include "kernel_private/AttributeExpansion.h"
 #include "values/MaybeAbsent.h"
 
 namespace tavik {
@@ -15,8 +16,7 @@ std::string RuleEvaluation::Call::operation() const {
 
 RuleEvaluator::RuleEvaluator(PredicateKernel kernel, Dictionary attributes, Dictionary sources)
     : kernel_(std::move(kernel)), attributes_(std::move(attributes)), sources_(std::move(sources)) {
-  ZRTTavikKernel::expandSysConfigData(attributes_);
-  ZRTTavikKernel::expandBasebandManifestData(attributes_);
+  expandAttributes(attributes_);
 }
 
 RuleEvaluation RuleEvaluator::evaluate(const RuleOrigin& rule) const {

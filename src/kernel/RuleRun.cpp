@@ -30,17 +30,13 @@ std::optional<Value> copyOf(const Value* value) { return value == nullptr ? std:
 }  // namespace
 
 bool RuleRun::add(const PreparedRule& rule) {
-  if (logs_) log(kernel_.platform(), "processing %@", rule.name);
   Operands operands = {rule.attribute.find(context_.attributes), nullptr, rule.value, &records_.slabs()};
-  if (notes_ != nullptr) note(rule, operands.attribute);
+  if (isWatched_) begin(rule, operands.attribute);
   if (rule.wantsAbsence) return addAbsence(rule), true;
   if (operands.attribute == nullptr || rule.references != nullptr) {
     if (!complete(operands, rule)) return addMissing(rule), true;
   }
-  if (rule.errorCode != 0) {
-    context_.error = kernel_.handleError(rule.errorCode, format("invalid logical operator:%@", {rule.predicate}));
-    return false;
-  }
+  if (rule.errorCode != 0) return refuse(rule), false;
   bool isPrepared = rule.recordHasExpected;
   Judgement judgement = judge(rule.call, operands, isPrepared);
   if (rule.combination != Operator::kNone) combine(judgement, rule, operands, isPrepared);
@@ -50,6 +46,15 @@ bool RuleRun::add(const PreparedRule& rule) {
   if (logs_) log(kernel_.platform(), "ruleResult: %@", records_.last());
   if (rule.hidesResult) records_.setInLast("hideResult", "");
   return true;
+}
+
+void RuleRun::begin(const PreparedRule& rule, const Value* attribute) {
+  if (logs_) log(kernel_.platform(), "processing %@", rule.name);
+  if (notes_ != nullptr) note(rule, attribute);
+}
+
+void RuleRun::refuse(const PreparedRule& rule) {
+  context_.error = kernel_.handleError(rule.errorCode, format("invalid logical operator:%@", {rule.predicate}));
 }
 
 void RuleRun::addAbsence(const PreparedRule& rule) {
@@ -121,7 +126,8 @@ const Value* RuleRun::fetch(const PreparedReference& reference) const {
 }
 
 inline void RuleRun::addRecord(const PreparedRule& rule, Judgement&& judgement, bool isPrepared) {
-  if (isPrepared) return records_.add(*rule.record, judgement.result, std::move(judgement.actual));
+  if (isPrepared) [[likely]]
+    return records_.add(*rule.record, judgement.result, std::move(judgement.actual));
   Value expected = std::move(judgement.expected).text(&records_.slabs());
   if (rule.record) {
     records_.add(*rule.record, judgement.result, std::move(judgement.actual), std::move(expected));
@@ -151,6 +157,7 @@ void RuleRun::forward(const Value& value) {
   const Dictionary* attributes = copy.ifDictionary();
   Dictionary* station = context_.station;
   if (station == nullptr || attributes == nullptr) return;
+  records_.slabs().show();  // the host may share its dictionary when it gets a log line
   station->reserve(station->size() + 2);  // so that both are stored or, if memory runs out, neither
   station->setOrRemove("OnFail", find(attributes, "OnFail"));
   station->setOrRemove("OnPass", find(attributes, "OnPass"));

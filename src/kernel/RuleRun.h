@@ -27,7 +27,12 @@ class RuleRun {
  public:
   /// notes: receives the steps of the evaluation; may be null.
   RuleRun(const PredicateKernel& kernel, const RunContext& context, Records& records, RuleEvaluation* notes = nullptr)
-      : kernel_(kernel), context_(context), records_(records), notes_(notes), logs_(kernel.platform().logs()) {}
+      : kernel_(kernel),
+        context_(context),
+        records_(records),
+        notes_(notes),
+        logs_(kernel.platform().logs()),
+        isWatched_(logs_ || notes != nullptr) {}
 
   /// Adds the rule's record; returns false with the error set if its expression is malformed.
   bool add(const PreparedRule& rule);
@@ -38,7 +43,9 @@ class RuleRun {
     const Value* source;  // null: the device
   };
 
-  void addAbsence(const PreparedRule& rule);
+  [[gnu::cold]] void begin(const PreparedRule& rule, const Value* attribute);
+  [[gnu::cold]] void refuse(const PreparedRule& rule);
+  [[gnu::cold]] void addAbsence(const PreparedRule& rule);
   void addMissing(const PreparedRule& rule);
   bool complete(Operands& operands, const PreparedRule& rule);
   void fetchValue(Operands& operands, const PreparedRule& rule);
@@ -52,15 +59,16 @@ class RuleRun {
   void addRecord(const PreparedRule& rule, Judgement&& judgement, bool isPrepared);
   void forward(const Value& value);
 
-  void note(const PreparedRule& rule, const Value* attribute);
-  void note(const PreparedReference& reference, const Value* value);
-  void note(const Judgement& judgement);
+  [[gnu::cold]] void note(const PreparedRule& rule, const Value* attribute);
+  [[gnu::cold]] void note(const PreparedReference& reference, const Value* value);
+  [[gnu::cold]] void note(const Judgement& judgement);
 
   const PredicateKernel& kernel_;
   RunContext context_;
   Records& records_;
   RuleEvaluation* notes_;
   bool logs_;
+  bool isWatched_;  // whether it logs or notes
   // Of the rule that is being evaluated:
   Dictionary references_;
   std::optional<Missing> missing_;  // the first thing that its attribute and references do not find

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <functional>
 #include <unordered_set>
+#include <utility>
 
 #include "kernel_algorithms/Predicates.h"
 #include "values/Description.h"
@@ -57,16 +58,22 @@ Value hexadecimalText(const Data& data, detail::SlabCutter* slabs) {
   return text;
 }
 
-// Whether every element equals an element of the list.
-bool everyElementIn(const Array& elements, const Array& list) {
+// Whether every element equals an element of the list. allOf: returns whether a condition is true for all elements.
+template <class AllOf>
+bool everyElementIn(const Array& list, std::size_t count, AllOf allOf) {
   constexpr std::size_t kFewComparisons = 1024;
-  if (elements.size() <= kFewComparisons / std::max<std::size_t>(list.size(), 1)) {
-    return std::ranges::all_of(elements, [&](const Value& element) { return list.contains(element); });
+  if (count <= kFewComparisons / std::max<std::size_t>(list.size(), 1)) {
+    return allOf([&](const Value& element) { return list.contains(element); });
   }
   detail::ValueNumbers numbers;
   std::unordered_set<std::uint64_t> listed;
   for (const Value& element : list) listed.insert(numbers.of(element));
-  return std::ranges::all_of(elements, [&](const Value& element) { return listed.contains(numbers.of(element)); });
+  return allOf([&](const Value& element) { return listed.contains(numbers.of(element)); });
+}
+
+// Whether the text is ASCII without lowercase letters, and so its own uppercase form.
+bool isUpperAscii(std::string_view text) {
+  return std::ranges::all_of(text, [](unsigned char c) { return c < 'a' || (c > 'z' && c < 0x80); });
 }
 
 // data, mask: of the same size.
@@ -114,10 +121,33 @@ Judgement valueInList(const Operands& operands) {
   if (attribute == nullptr) return {false, "(null)", expected};
   const Array* elements = attribute->ifArray();
   const Array* list = arrayOf(value);
+  const auto areIn = [&] {
+    return everyElementIn(*list, elements->size(), [&](auto isIn) { return std::ranges::all_of(*elements, isIn); });
+  };
   const bool isIn =
-      value == nullptr ||
-      (list != nullptr && (elements == nullptr ? list->contains(*attribute) : everyElementIn(*elements, *list)));
+      value == nullptr || (list != nullptr && (elements == nullptr ? list->contains(*attribute) : areIn()));
   return {isIn, elements == nullptr ? descriptionValue(attribute, slabs) : kElements.of(attribute, slabs), expected};
+}
+
+Judgement nvramWhiteList(const Operands& operands) {
+  const auto& [attribute, references, value, slabs] = operands;
+  const Expectation expected(kOneOf, value);
+  const Dictionary* variables = dictionaryOf(attribute);
+  if (variables == nullptr) return {false, descriptionValue(attribute), expected};
+  const Array* list = arrayOf(value);
+  const auto allNames = [&](auto isIn) {
+    return std::ranges::all_of(detail::entriesOf(*variables), [&](const detail::Entry& variable) {
+      return ValueAccess::isErased(variable.key) || isIn(variable.key);
+    });
+  };
+  const bool areIn = value == nullptr || (list != nullptr && everyElementIn(*list, variables->size(), allNames));
+  TextBuffer names;
+  std::string_view separator;
+  for (const auto [name, content] : *variables) {
+    names.append(std::exchange(separator, kElements.between));
+    names.append(name);
+  }
+  return {areIn, ValueAccess::string(names.view(), slabs), expected};
 }
 
 Judgement greaterThan(const Operands& operands) {
@@ -165,6 +195,7 @@ Judgement boolEqual(const Operands& operands) {
 
 Judgement isUppercase(const Operands& operands) {
   const auto text = textOf(operands.attribute);
+  if (text && isUpperAscii(*text)) return {true, actual(operands), actual(operands)};
   Value upper = ValueAccess::string(upperCase(text ? *text : description(operands.attribute)), operands.slabs);
   return {text && *upper.ifString() == *text, actual(operands), std::move(upper)};
 }

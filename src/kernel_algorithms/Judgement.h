@@ -123,9 +123,7 @@ Value descriptionValue(const Value* value, detail::SlabCutter* slabs = nullptr);
 
 /// Whether a predicate can read a number or boolean from the value: a number, boolean, string or absent value.
 inline bool readsAsScalar(const Value* value) noexcept {
-  if (value == nullptr) return true;
-  const Kind kind = value->kind();
-  return kind == Kind::kNumber || kind == Kind::kString || kind == Kind::kBoolean;
+  return value == nullptr || detail::ValueAccess::isScalar(*value);
 }
 
 }  // namespace tavik

@@ -25,7 +25,7 @@ inline constexpr Phrase kOneOf = {"one of ", Phrase::About::kElements, ","};
 
 // ComparisonPredicates.cpp
 Predicate boolEqual, caseInsensitiveEqual, caseInsensitiveEqualData, contains, dataNotNull, equal, equalData, equalLong;
-Predicate equalMask, greaterThan, hasPrefix, hasSuffix, isUppercase, referenceHasPrefix, valueInList;
+Predicate equalMask, greaterThan, hasPrefix, hasSuffix, isUppercase, nvramWhiteList, referenceHasPrefix, valueInList;
 
 // IdentityPredicates.cpp
 Predicate MPN4CCheck, MPN4CListCheck, MPN4ECheck, MPN4EListCheck, MPNCCCCheck, combinedMPNRCCheck, swbhRegionMatch;
@@ -37,7 +37,7 @@ Predicate checkIMEIfromGUI, validIMEI;
 Predicate checkEEEFCCIDTable, checkWifiVendorAgainst4E, checkWifiVendorAgainstEEE;
 
 // StationPredicates.cpp
-Predicate controlBitCheck, nvramWhiteList, sendConditionalAttribute, sendStaticAttribute, staticTextGUIEquals;
+Predicate controlBitCheck, sendConditionalAttribute, sendStaticAttribute, staticTextGUIEquals;
 
 // StoragePredicates.cpp
 Predicate cccNandSizeCheck, minimumNandSize, nandSizeCheck, systemPartitionSizeCheck, varnockSystemPartitionSizeCheck;

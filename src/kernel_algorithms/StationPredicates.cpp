@@ -1,4 +1,4 @@
-// Control bits, allowed firmware variables, text from the operator, and attributes for the station.
+// Control bits, text from the operator, and attributes for the station.
 
 #include <tavik/SystemConfig.h>
 
@@ -18,6 +18,10 @@ namespace tavik::predicates {
 
 namespace {
 
+// The bits of the test state, and the state that `SystemConfig::testStateToString` calls "Pass".
+constexpr unsigned kTestState = 3;
+constexpr unsigned kPassed = 0;
+
 // Whether the test state of this bit is "Pass". Raises `std::out_of_range` if there is no such record.
 bool bitPasses(std::span<const std::uint8_t> records, std::int32_t bit) {
   const std::size_t count = records.size() / SystemConfig::kControlBitSize;
@@ -25,7 +29,7 @@ bool bitPasses(std::span<const std::uint8_t> records, std::int32_t bit) {
     throw std::out_of_range(format("control bit %d is out of range for a block of %lu records", {bit, count}));
   }
   const auto record = records.subspan(static_cast<std::size_t>(bit) * SystemConfig::kControlBitSize);
-  return SystemConfig::testStateToString(record.front() & 3U) == "Pass";
+  return (record.front() & kTestState) == kPassed;
 }
 
 // Passes, with attributes for the station. Raises `std::invalid_argument` if there are none.
@@ -52,13 +56,6 @@ Judgement controlBitCheck(const Operands& operands) {
     actual.append(passes ? kBitsPass.between : " FAIL, ");
   }
   return {result, detail::ValueAccess::string(actual.view(), operands.slabs), {kBitsPass, operands.value}};
-}
-
-Judgement nvramWhiteList(const Operands& operands) {
-  const Dictionary* variables = dictionaryOf(operands.attribute);
-  if (variables == nullptr) return {false, descriptionValue(operands.attribute), {kOneOf, operands.value}};
-  const Value names(detail::ValueAccess::keys(*variables, operands.slabs));
-  return valueInList({&names, nullptr, operands.value, operands.slabs});
 }
 
 Judgement staticTextGUIEquals(const Operands& operands) {

@@ -8,10 +8,14 @@
 #include "kernel_algorithms/Predicates.h"
 #include "values/Format.h"
 #include "values/MaybeAbsent.h"
+#include "values/Numbers.h"
+#include "values/ValueAccess.h"
 
 namespace tavik {
 
 namespace {
+
+using detail::ValueAccess;
 
 // Truncated toward zero and limited to 32 bits.
 std::int32_t wholeNumber(double number) {
@@ -28,7 +32,8 @@ std::int32_t partitionMebibytes(const Value* bytes) {
 template <class Compare>
 Judgement judgeSize(std::int32_t size, const Value* value, Compare compare, std::string_view unspecified) {
   if (value == nullptr) return {false, unspecified, "N/A"};
-  return {readsAsScalar(value) && compare(size, integerValue(value)), formattedValue("%d", {size}), Expectation(value)};
+  return {readsAsScalar(value) && compare(size, integerValue(value)), ValueAccess::string(IntegerText(size).view()),
+          Expectation(value)};
 }
 
 constexpr std::string_view kNoPartitionSize = "no System Partition size specified";

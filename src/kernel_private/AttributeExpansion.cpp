@@ -1,24 +1,49 @@
 // Expands packed device attributes into separate attributes named PREFIX.FIELD.
 
+#include "kernel_private/AttributeExpansion.h"
+
 #include <tavik/ManifestParser.h>
 #include <tavik/SystemConfig.h>
 #include <tavik/ZRTTavikKernel.h>
 
+#include "values/DictionaryKey.h"
 #include "values/MaybeAbsent.h"
 #include "values/SharedContents.h"
 #include "values/ValueAccess.h"
 
 namespace tavik {
 
+namespace {
+
+const Data* sysConfigData(const Dictionary& attributes) {
+  static const detail::KnownKey kKey("SysCfgData");
+  return dataOf(kKey.find(attributes));
+}
+
+const Dictionary* basebandManifests(const Dictionary& attributes) {
+  static const detail::KnownKey kKey("BasebandFirmwareManifestData");
+  return dictionaryOf(kKey.find(attributes));
+}
+
+}  // namespace
+
+bool hasPackedAttributes(const Dictionary& attributes) {
+  return sysConfigData(attributes) != nullptr || basebandManifests(attributes) != nullptr;
+}
+
+void expandAttributes(Dictionary& attributes) {
+  ZRTTavikKernel::expandSysConfigData(attributes);
+  ZRTTavikKernel::expandBasebandManifestData(attributes);
+}
+
 void ZRTTavikKernel::expandSysConfigData(Dictionary& attributes) {
-  const Data* blob = dataOf(find(&attributes, "SysCfgData"));
+  const Data* blob = sysConfigData(attributes);
   if (blob == nullptr) return;
   renameKeys(attributes, SystemConfig::sysCfgFromData(blob), "SysCfgData");
 }
 
 void ZRTTavikKernel::expandBasebandManifestData(Dictionary& attributes) {
-  static const Value kManifests = "BasebandFirmwareManifestData";
-  const Dictionary* manifests = dictionaryOf(find(&attributes, &kManifests));
+  const Dictionary* manifests = basebandManifests(attributes);
   if (manifests == nullptr) return;
   const auto provisioning = ManifestParser::provisioningDictFromData(*manifests);
   const auto root = ManifestParser::rootDictFromData(*manifests);

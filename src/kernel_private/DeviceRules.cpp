@@ -47,7 +47,7 @@ bool ZRTTavikKernel::expandRuleSets(const Dictionary& rules, Dictionary& deviceR
 
 std::optional<Dictionary> ZRTTavikKernel::makeDeviceRules(const Dictionary& rules, const Dictionary& forDevice,
                                                           std::optional<Error>& error) const {
-  const LocalEntries local(rules, forDevice.find("ModelNumber"), forDevice.find("RegionInfo"));
+  const LocalEntries local(rules, forDevice);
   if (auto failed = local.report(*this)) {
     error = std::move(failed);
     return std::nullopt;

@@ -9,8 +9,8 @@ namespace tavik {
 
 LocalEntries::LocalEntries(const Dictionary& rules, const Selection& selection) { assemble(rules, selection); }
 
-LocalEntries::LocalEntries(const Dictionary& rules, const Value* partNumber, const Value* region) {
-  if (const auto selection = select(rules, partNumber, region, failure_)) assemble(rules, *selection);
+LocalEntries::LocalEntries(const Dictionary& rules, const Dictionary& device) {
+  if (const auto selection = select(rules, device, failure_)) assemble(rules, *selection);
 }
 
 void LocalEntries::assemble(const Dictionary& rules, const Selection& selection) {

@@ -22,7 +22,7 @@ class LocalEntries {
   LocalEntries(const Dictionary& rules, const Selection& selection);
   /// For a selection that failed.
   explicit LocalEntries(AssemblyFailure failure) : failure_(std::move(failure)) {}
-  LocalEntries(const Dictionary& rules, const Value* partNumber, const Value* region);
+  LocalEntries(const Dictionary& rules, const Dictionary& device);
 
   /// Logs the entries, from which rules are made. If they could not be assembled, also logs and returns the error.
   std::optional<Error> report(const PredicateKernel& kernel) const;

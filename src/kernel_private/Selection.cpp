@@ -1,5 +1,6 @@
 #include "kernel_private/Selection.h"
 
+#include "values/DictionaryKey.h"
 #include "values/Format.h"
 #include "values/MaybeAbsent.h"
 
@@ -40,12 +41,19 @@ std::optional<Selection> select(const Dictionary& rules, const Value* partNumber
   if (table == nullptr) return std::nullopt;
   selection.partNumber = selected(*table, partNumber, "MPN", failure);
   if (selection.partNumber == nullptr) return std::nullopt;
-  const Value* regionsValue = selection.partNumber->find(kRegionRules);
+  const Value* regionsValue = find(selection.partNumber, kRegionRules);
   if (regionsValue == nullptr) return selection;
   const Dictionary* regions = dictionaryUnder(*regionsValue, kRegionRules, failure);
   if (regions == nullptr) return std::nullopt;
   selection.region = selected(*regions, region, "Region Code", failure);
   return selection.region == nullptr ? std::nullopt : std::optional(selection);
+}
+
+std::optional<Selection> select(const Dictionary& rules, const Dictionary& device,
+                                std::optional<AssemblyFailure>& failure) {
+  static const detail::KnownKey kPartNumber("ModelNumber");
+  static const detail::KnownKey kRegion("RegionInfo");
+  return select(rules, kPartNumber.find(device), kRegion.find(device), failure);
 }
 
 }  // namespace tavik

@@ -34,6 +34,9 @@ struct Selection {
 /// Absent with `failure` set if the part number or region is unknown, or does not select a dictionary.
 std::optional<Selection> select(const Dictionary& rules, const Value* partNumber, const Value* region,
                                 std::optional<AssemblyFailure>& failure);
+/// The same with the part number and region of a device.
+std::optional<Selection> select(const Dictionary& rules, const Dictionary& device,
+                                std::optional<AssemblyFailure>& failure);
 
 }  // namespace tavik
 

@@ -160,8 +160,8 @@ const Value* ValueAccess::find(const Dictionary& dictionary, const Sought& key, 
   return entry == nullptr ? nullptr : &entry->value;
 }
 
-Array ValueAccess::keys(const Dictionary& dictionary, SlabCutter* slabs) {
-  FixedArray keys(dictionary.size(), slabs);
+Array ValueAccess::keys(const Dictionary& dictionary) {
+  FixedArray keys(dictionary.size());
   for (const Entry& entry : entriesOf(dictionary)) {
     if (!isErased(entry.key)) keys.add(Value(entry.key));
   }

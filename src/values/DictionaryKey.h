@@ -61,6 +61,24 @@ class Sought {
   bool isShort_;
 };
 
+/// A key to look up in many dictionaries.
+class KnownKey {
+ public:
+  explicit KnownKey(std::string_view key) : value_(key), key_(value_), hash_(key_.hash()) {}
+  KnownKey(const KnownKey&) = delete;
+  KnownKey& operator=(const KnownKey&) = delete;
+  ~KnownKey() = default;
+
+  [[nodiscard]] const Value* find(const Dictionary& dictionary) const noexcept {
+    return ValueAccess::find(dictionary, key_, hash_);
+  }
+
+ private:
+  Value value_;
+  Sought key_;
+  std::uint64_t hash_;
+};
+
 inline const Value* ValueAccess::find(const Dictionary& dictionary, const Sought& key, std::uint64_t hash,
                                       std::uint32_t guess) noexcept {
   const std::span<const Entry> entries = entriesOf(dictionary);

@@ -49,7 +49,7 @@ class DictionarySheet {
   std::vector<Value> shared_;  // the texts that are not copied
 };
 
-/// A copy of a sheet.
+/// A copy of a sheet. No other thread can see its dictionaries before it is destroyed.
 class SheetCopy {
  public:
   /// sheet: may be null if nothing is taken.
@@ -78,7 +78,7 @@ class SheetCopy {
 
   const DictionarySheet* sheet_;
   std::uint32_t page_ = std::numeric_limits<std::uint32_t>::max();
-  OpenSlab slab_;
+  OpenSlab slab_{true};
 };
 static_assert(Slab::kUnit == sizeof(std::uint64_t));
 

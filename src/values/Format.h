@@ -46,7 +46,7 @@ Value formattedValue(std::string_view pattern, std::initializer_list<FormatArgum
 
 /// Logs a message with one argument. The message is not made if logging is disabled.
 template <class Argument>
-void log(const Platform& platform, std::string_view pattern, const Argument& argument) {
+[[gnu::cold]] void log(const Platform& platform, std::string_view pattern, const Argument& argument) {
   if (platform.logs()) platform.log(format(pattern, {argument}));
 }
 

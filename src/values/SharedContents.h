@@ -50,7 +50,8 @@ class Shared {
   /// Releases the memory of a block without owners, whose contents are destroyed.
   void giveBack(SlabRelease& release) noexcept {
     const std::uint64_t unit = owners_.load(std::memory_order_relaxed) >> kOwnerBits;
-    if (unit == 0) return ::operator delete(this);
+    if (unit == 0) [[unlikely]]
+      return ::operator delete(this);
     release.add(reinterpret_cast<Slab*>(reinterpret_cast<std::byte*>(this) - unit * Slab::kUnit));
   }
 

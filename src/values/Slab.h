@@ -38,6 +38,11 @@ class Slab {
   }
   /// Ends cutting. blocks: the total number of blocks cut.
   void close(std::uint64_t blocks) noexcept { drop(kOpen - blocks); }
+  /// The same if no other thread can see a block yet.
+  void closeUnseen(std::uint64_t blocks) noexcept {
+    const std::uint64_t after = state_.load(std::memory_order_relaxed) - (kOpen - blocks);
+    (after & kBlocks) == 0 ? release(this, after >> kBlockBits) : state_.store(after, std::memory_order_relaxed);
+  }
 
  private:
   static constexpr int kBlockBits = 48;
@@ -64,7 +69,7 @@ class SlabRelease {
   }
 
   void add(Slab* slab) noexcept {
-    if (slab != last_.slab) {
+    if (slab != last_.slab) [[unlikely]] {
       std::swap(last_, other_);
       if (slab != last_.slab) {
         flush(last_);
@@ -91,7 +96,8 @@ class SlabRelease {
 /// A slab from which blocks are given out.
 class OpenSlab {
  public:
-  OpenSlab() = default;
+  /// isUnseen: whether no other thread can see a block before the slab is closed.
+  explicit OpenSlab(bool isUnseen) noexcept : isUnseen_(isUnseen) {}
   OpenSlab(const OpenSlab&) = delete;
   OpenSlab& operator=(const OpenSlab&) = delete;
   ~OpenSlab() { close(); }
@@ -108,14 +114,18 @@ class OpenSlab {
   [[nodiscard]] std::byte* begin() const noexcept { return reinterpret_cast<std::byte*>(slab_); }
   /// Counts blocks that are given out.
   void count(std::size_t blocks) noexcept { blocks_ += blocks; }
+  /// Other threads can see blocks from now on.
+  void show() noexcept { isUnseen_ = false; }
 
  private:
   void close() noexcept {
-    if (slab_ != nullptr) slab_->close(blocks_);
+    if (slab_ == nullptr) return;
+    isUnseen_ ? slab_->closeUnseen(blocks_) : slab_->close(blocks_);
   }
 
   Slab* slab_ = nullptr;
   std::size_t blocks_ = 0;
+  bool isUnseen_;
 };
 
 /// Cuts blocks from one slab after the other.
@@ -123,8 +133,10 @@ class SlabCutter {
  public:
   static constexpr std::size_t kLargestCut = Slab::kStep - Slab::kUnit;
 
-  /// expected: approximate total number of bytes.
-  explicit SlabCutter(std::size_t expected) noexcept : slabSize_(std::clamp(expected, Slab::kStep, Slab::kMost)) {}
+  /// expected: approximate total number of bytes. areUnseen: whether no other thread can see a block before `show` or
+  /// before the cutter is destroyed.
+  explicit SlabCutter(std::size_t expected, bool areUnseen = false) noexcept
+      : slabSize_(std::clamp(expected, Slab::kStep, Slab::kMost)), slab_(areUnseen) {}
 
   struct Cut {
     void* memory;
@@ -145,6 +157,8 @@ class SlabCutter {
     slab_.count(1);
     return cut;
   }
+  /// Other threads can see blocks from now on.
+  void show() noexcept { slab_.show(); }
 
  private:
   static constexpr std::size_t kLargestBlock = 256;

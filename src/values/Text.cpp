@@ -84,8 +84,9 @@ std::uint64_t differenceIgnoringCase(std::uint64_t left, std::uint64_t right) no
   return (left ^ right) & ~(isLetter >> 2 & kCaseBits);
 }
 
-std::uint64_t wordAt(std::string_view text, std::size_t offset) noexcept {
-  std::uint64_t word = 0;
+template <class Word = std::uint64_t>
+Word wordAt(std::string_view text, std::size_t offset) noexcept {
+  Word word = 0;
   std::memcpy(&word, text.data() + offset, sizeof word);
   return word;
 }
@@ -226,10 +227,14 @@ bool equalIgnoringCase(std::string_view left, std::string_view right) noexcept {
     all |= l | r;
   };
   const std::size_t size = left.size();
-  if (size < sizeof difference) {
+  if (size < sizeof(std::uint32_t)) {
     for (std::size_t at = 0; at < size; ++at) {
       compare(static_cast<unsigned char>(left[at]), static_cast<unsigned char>(right[at]));
     }
+  } else if (size < sizeof difference) {
+    const std::size_t last = size - sizeof(std::uint32_t);
+    compare(wordAt<std::uint32_t>(left, 0), wordAt<std::uint32_t>(right, 0));
+    compare(wordAt<std::uint32_t>(left, last), wordAt<std::uint32_t>(right, last));
   } else {
     for (std::size_t at = 0; at < size - sizeof difference; at += sizeof difference) {
       compare(wordAt(left, at), wordAt(right, at));

@@ -12,7 +12,10 @@ namespace tavik {
 
 class TextBuffer {
  public:
-  void append(std::string_view text) { std::copy_n(text.data(), text.size(), extend(text.size())); }
+  // Inlined, because the size of many texts is known at compile time.
+  [[gnu::always_inline]] void append(std::string_view text) {
+    std::copy_n(text.data(), text.size(), extend(text.size()));
+  }
   void append(char character) { append(std::string_view(&character, 1)); }
 
   /// Appends characters, which the caller must write.

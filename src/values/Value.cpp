@@ -67,19 +67,31 @@ struct Values {
 };
 static_assert(sizeof(Entry) == 2 * sizeof(Value) && offsetof(Entry, value) == sizeof(Value));
 
+// Drops the values of a container without owners; calls `withDead` with each container that lost its last owner. In
+// reverse order, because the records of a check are made in order: the thread uses the slab that it released last
+// first.
+template <class WithDead>
+void dropValues(Container* container, SlabRelease& release, WithDead withDead) noexcept {
+  const Values values(container);
+  for (Value* value = values.end; value != values.first;) {
+    value -= values.step;
+    if (!ValueAccess::isShared(*value)) continue;
+    if (Container* dead = ValueAccess::dropContents(*value, release)) withDead(dead);
+  }
+}
+
 }  // namespace
 
-// Destroys in element order, which is usually the order of allocation and of addresses.
+// Destroys two levels at a time, because most containers in containers contain no others.
 void destroy(Container* last) noexcept {
   SlabRelease release;
+  const auto add = [&](Container* dead) { dead->nextDead = std::exchange(last, dead); };
   while (last != nullptr) {
     Container* container = std::exchange(last, last->nextDead);
-    const Values values(container);
-    for (Value* value = values.end; value != values.first;) {
-      value -= values.step;
-      if (!ValueAccess::isShared(*value)) continue;
-      if (Container* dead = ValueAccess::dropContents(*value, release)) dead->nextDead = std::exchange(last, dead);
-    }
+    dropValues(container, release, [&](Container* dead) {
+      dropValues(dead, release, add);
+      dead->giveBack(release);
+    });
     container->giveBack(release);
   }
 }

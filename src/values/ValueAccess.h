@@ -122,10 +122,12 @@ class ValueAccess {
   static bool isShared(const Value& value) noexcept { return value.tag() >= Value::kFirstShared; }
   static bool isShort(const Value& value) noexcept { return value.tag() <= Value::kLongestShort; }
   static bool isContainer(const Value& value) noexcept { return value.tag() >= Value::kArray; }
+  /// Whether the value is a number, boolean or string.
+  static bool isScalar(const Value& value) noexcept { return value.tag() <= Value::kBoolean || isLong(value); }
   static bool isLong(const Value& value) noexcept { return value.tag() == Value::kLongString; }
 
-  /// The keys as an array of strings, sharing their text. Cut from `slabs` unless it is null or the array is large.
-  static Array keys(const Dictionary& dictionary, SlabCutter* slabs = nullptr);
+  /// The keys as an array of strings, sharing their text.
+  static Array keys(const Dictionary& dictionary);
 
   /// Whether both share one block, so that they are equal.
   static bool sameContents(const Array& left, const Array& right) noexcept { return left.elements_ == right.elements_; }

@@ -79,6 +79,19 @@ TEST(PreparedRulesTest, KeptPartsOutliveTheRecords) {
   EXPECT_EQ(kept, expected);
 }
 
+// The rules read the device as it was before the check.
+TEST(PreparedRulesTest, StationCanBeTheDevice) {
+  const Host host(
+      parsedDictionary("{ version = 7; Send = { attribute = a; predicate = sendStaticAttribute; };"
+                       " Read = { attribute = OnPass; predicate = isUppercase; }; }"),
+      parsedDictionary("{ version = 8; GenericRules = { Send = { value = { OnPass = P; }; }; Read = {}; }; }"));
+  Dictionary device{{"a", "b"}};
+  std::optional<Error> error;
+  const auto records = host.prepared->check(device, nullptr, &device, error);
+  EXPECT_EQ(linesOf(records).back(), "Read: FAIL, attribute OnPass not found from device!, N/A");
+  EXPECT_EQ(device.findString("OnPass"), "P");
+}
+
 TEST(PreparedRulesTest, FullCache) {
   constexpr int kPartNumbers = 560;  // of 500 rules each; the limit is 262,144 rules
   Dictionary library{{"version", Value(7)}};
