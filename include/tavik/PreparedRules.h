@@ -22,7 +22,7 @@ class ZRTTavikKernel;
 ///
 /// The signature is checked once, when the rules are prepared. Prepared rules stay trusted for their lifetime; prepare
 /// again when keys or documents change. The rules for a part number and region are assembled for the first such device
-/// and kept, up to a total of 262,144 rules (about 60 MB). Beyond that limit, the rules for further part numbers and
+/// and kept, up to a total of 262,144 rules (150 to 200 MB). Beyond that limit, the rules for further part numbers and
 /// regions are assembled again for each device.
 ///
 /// Immutable and thread-safe. May outlive its kernel.
