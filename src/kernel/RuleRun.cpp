@@ -157,7 +157,7 @@ void RuleRun::forward(const Value& value) {
   const Dictionary* attributes = copy.ifDictionary();
   Dictionary* station = context_.station;
   if (station == nullptr || attributes == nullptr) return;
-  records_.slabs().show();  // the host may share its dictionary when it gets a log line
+  records_.slabs().show();                // the host may share its dictionary when it gets a log line
   station->reserve(station->size() + 2);  // so that both are stored or, if memory runs out, neither
   station->setOrRemove("OnFail", find(attributes, "OnFail"));
   station->setOrRemove("OnPass", find(attributes, "OnPass"));
