@@ -1,16 +1,20 @@
--- For wrk: checks the devices of a file of JSON lines, its argument, one after the other.
+-- For wrk: checks the devices of a file of JSON lines, its argument, in turns, each time under another id.
 
-local requests, last = {}, 0
+local ID = "00000000"
+local devices, count = {}, 0
 
 function init(args)
   wrk.method = "POST"
   wrk.headers["Content-Type"] = "application/json"
   for line in io.lines(args[1]) do
-    requests[#requests + 1] = wrk.format(nil, nil, nil, line)
+    local request = wrk.format(nil, nil, nil, '{"id":"' .. ID .. '"' .. line:match(",.*"))
+    local first, last = request:find(ID, 1, true)
+    devices[#devices + 1] = {request:sub(1, first - 1), request:sub(last + 1)}
   end
 end
 
 function request()
-  last = last % #requests + 1
-  return requests[last]
+  count = count + 1
+  local device = devices[count % #devices + 1]
+  return device[1] .. string.format("%08d", count) .. device[2]
 end
