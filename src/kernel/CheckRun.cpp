@@ -24,9 +24,10 @@ Value versionText(const Value& rule, const Dictionary& document) {
   return version->isString() ? *version : descriptionValue(version);
 }
 
-// The attributes that the rules read. They do not change when the run changes the station's attributes.
-const Dictionary& expanded(const CheckCall& call) {
-  if (call.station != &call.device && !hasPackedAttributes(call.device)) return call.device;
+// The attributes that the rules read. They do not change when the run changes the station's attributes, or the host its
+// own when it gets a log line.
+const Dictionary& expanded(const CheckCall& call, bool logs) {
+  if (!logs && call.station != &call.device && !hasPackedAttributes(call.device)) return call.device;
   call.expanded = call.device;
   expandAttributes(call.expanded);
   return call.expanded;
@@ -64,7 +65,10 @@ std::array<VersionRecord, 3> versionRecords(const RuleDocuments& documents) {
 }
 
 CheckRun::CheckRun(const RuleDocuments& documents, const CheckCall& call, CheckProgress& progress)
-    : documents_(documents), call_(call), progress_(progress), attributes_(expanded(call)) {}
+    : documents_(documents),
+      call_(call),
+      progress_(progress),
+      attributes_(expanded(call, documents.kernel.platform().logs())) {}
 
 // If there are no rules to check, adds a record with the reason and returns false.
 bool CheckRun::begin(const LocalEntries& local, Records& records) {

@@ -85,11 +85,31 @@ TEST(PreparedRulesTest, StationCanBeTheDevice) {
       parsedDictionary("{ version = 7; Send = { attribute = a; predicate = sendStaticAttribute; };"
                        " Read = { attribute = OnPass; predicate = isUppercase; }; }"),
       parsedDictionary("{ version = 8; GenericRules = { Send = { value = { OnPass = P; }; }; Read = {}; }; }"));
-  Dictionary device{{"a", "b"}};
+  for (const bool logs : {true, false}) {
+    host.platform->keepsLog = logs;
+    Dictionary device{{"a", "b"}};
+    std::optional<Error> error;
+    const auto records = host.prepared->check(device, nullptr, &device, error);
+    EXPECT_EQ(linesOf(records).back(), "Read: FAIL, attribute OnPass not found from device!, N/A");
+    EXPECT_EQ(device.findString("OnPass"), "P");
+  }
+}
+
+TEST(PreparedRulesTest, HostCanChangeTheDeviceWhenItGetsALogLine) {
+  struct Clearing : RecordingPlatform {
+    Dictionary* device = nullptr;
+    void log(std::string_view /*line*/) const override { *device = Dictionary(); }
+  };
+  const auto platform = std::make_shared<Clearing>();
+  Dictionary device{{"a", "a text that is not short"}};
+  platform->device = &device;
+  Reason why;
+  const auto kernel = ZRTTavikKernel::init(
+      parsedDictionary("{ version = 7; A = { attribute = a; predicate = hasPrefix; value = a; }; }"), platform, why);
+  const Dictionary rules = parsedDictionary("{ version = 8; GenericRules = { A = {}; }; }");
   std::optional<Error> error;
-  const auto records = host.prepared->check(device, nullptr, &device, error);
-  EXPECT_EQ(linesOf(records).back(), "Read: FAIL, attribute OnPass not found from device!, N/A");
-  EXPECT_EQ(device.findString("OnPass"), "P");
+  EXPECT_EQ(linesOf(kernel->prepare(&rules)->check(device, nullptr, nullptr, error)).back(),
+            "A: pass, a text that is not short, has prefix a");
 }
 
 TEST(PreparedRulesTest, FullCache) {
