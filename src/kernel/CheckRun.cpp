@@ -70,7 +70,7 @@ CheckRun::CheckRun(const RuleDocuments& documents, const CheckCall& call, CheckP
       progress_(progress),
       attributes_(expanded(call, documents.kernel.platform().logs())) {}
 
-// If there are no rules to check, adds a record with the reason and returns false.
+// Returns false if there are no rules to check. In this case, adds a record that says why.
 bool CheckRun::begin(const LocalEntries& local, Records& records) {
   const Platform& platform = documents_.kernel.platform();
   if (platform.logs()) {

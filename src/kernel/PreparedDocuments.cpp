@@ -22,7 +22,7 @@ class Copies {
   }
 
  private:
-  std::vector<Value>& to_;
+  std::vector<Value>& to_;  // does not grow, because rules point to its elements
   detail::SlabCutter slabs_{detail::Slab::kMost};
 };
 

@@ -13,9 +13,7 @@ using detail::ValueAccess;
 using Operator = PredicateExpression::Operator;
 
 PreparedName::PreparedName(const Value* name) : name_(name) {
-  if (name == nullptr) return;
-  key_ = detail::Sought(*name);
-  hash_ = key_.hash();
+  if (name != nullptr) key_ = detail::KnownKey(*name);
 }
 
 void PreparedName::expectLike(const Dictionary& attributes) noexcept {

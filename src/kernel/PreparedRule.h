@@ -36,7 +36,7 @@ class PreparedName {
   /// Notes the position of the attribute.
   void expectLike(const Dictionary& attributes) noexcept;
   [[nodiscard]] const Value* find(const Dictionary& attributes) const noexcept {
-    return name_ == nullptr ? nullptr : detail::ValueAccess::find(attributes, key_, hash_, guess_);
+    return name_ == nullptr ? nullptr : key_.find(attributes, guess_);
   }
   [[nodiscard]] bool isSame(const PreparedName& other) const noexcept {
     return name_ != nullptr && other.name_ != nullptr && key_.is(*other.name_);
@@ -46,8 +46,7 @@ class PreparedName {
 
  private:
   const Value* name_ = nullptr;
-  detail::Sought key_{std::string_view()};
-  std::uint64_t hash_ = 0;                                           // of the key
+  detail::KnownKey key_{std::string_view()};
   std::uint32_t guess_ = std::numeric_limits<std::uint32_t>::max();  // the likely position of the attribute
 };
 

@@ -23,7 +23,9 @@ class Records {
 
   /// most: the maximum number of records. sheet: filled by `addTo`; may be null.
   explicit Records(std::size_t most, const detail::DictionarySheet* sheet = nullptr)
-      : slabs_(most * (sheet == nullptr ? kBytesEach : kBytesOfActual), true), sheet_(sheet), records_(most) {}
+      : slabs_(most * (sheet == nullptr ? kBytesEach : kBytesOfActual), detail::Visibility::kOneThread),
+        sheet_(sheet),
+        records_(most) {}
 
   void add(Dictionary&& record) noexcept {
     pass_ = pass_ && booleanValue(record.find("result"));

@@ -6,6 +6,8 @@
 #include <tavik/SystemConfig.h>
 #include <tavik/ZRTTavikKernel.h>
 
+#include <string_view>
+
 #include "values/DictionaryKey.h"
 #include "values/MaybeAbsent.h"
 #include "values/SharedContents.h"
@@ -16,12 +18,12 @@ namespace tavik {
 namespace {
 
 const Data* sysConfigData(const Dictionary& attributes) {
-  static const detail::KnownKey kKey("SysCfgData");
+  static const detail::KnownKey kKey(std::string_view("SysCfgData"));
   return dataOf(kKey.find(attributes));
 }
 
 const Dictionary* basebandManifests(const Dictionary& attributes) {
-  static const detail::KnownKey kKey("BasebandFirmwareManifestData");
+  static const detail::KnownKey kKey(std::string_view("BasebandFirmwareManifestData"));
   return dictionaryOf(kKey.find(attributes));
 }
 

@@ -1,5 +1,7 @@
 #include "kernel_private/Selection.h"
 
+#include <string_view>
+
 #include "values/DictionaryKey.h"
 #include "values/Format.h"
 #include "values/MaybeAbsent.h"
@@ -51,8 +53,8 @@ std::optional<Selection> select(const Dictionary& rules, const Value* partNumber
 
 std::optional<Selection> select(const Dictionary& rules, const Dictionary& device,
                                 std::optional<AssemblyFailure>& failure) {
-  static const detail::KnownKey kPartNumber("ModelNumber");
-  static const detail::KnownKey kRegion("RegionInfo");
+  static const detail::KnownKey kPartNumber(std::string_view("ModelNumber"));
+  static const detail::KnownKey kRegion(std::string_view("RegionInfo"));
   return select(rules, kPartNumber.find(device), kRegion.find(device), failure);
 }
 

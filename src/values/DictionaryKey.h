@@ -61,20 +61,25 @@ class Sought {
   bool isShort_;
 };
 
-/// A key to look up in many dictionaries.
+/// A key to look up in many dictionaries. Borrows its text.
 class KnownKey {
  public:
-  explicit KnownKey(std::string_view key) : value_(key), key_(value_), hash_(key_.hash()) {}
-  KnownKey(const KnownKey&) = delete;
-  KnownKey& operator=(const KnownKey&) = delete;
-  ~KnownKey() = default;
+  explicit KnownKey(std::string_view key) : KnownKey(Sought(key)) {}
+  /// key: a string.
+  explicit KnownKey(const Value& key) : KnownKey(Sought(key)) {}
 
   [[nodiscard]] const Value* find(const Dictionary& dictionary) const noexcept {
     return ValueAccess::find(dictionary, key_, hash_);
   }
+  /// guess: the likely position of the entry.
+  [[nodiscard]] const Value* find(const Dictionary& dictionary, std::uint32_t guess) const noexcept {
+    return ValueAccess::find(dictionary, key_, hash_, guess);
+  }
+  [[nodiscard]] bool is(const Value& stored) const noexcept { return key_.is(stored); }
 
  private:
-  Value value_;
+  explicit KnownKey(const Sought& key) noexcept : key_(key), hash_(key.hash()) {}
+
   Sought key_;
   std::uint64_t hash_;
 };

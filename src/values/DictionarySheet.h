@@ -78,7 +78,7 @@ class SheetCopy {
 
   const DictionarySheet* sheet_;
   std::uint32_t page_ = std::numeric_limits<std::uint32_t>::max();
-  OpenSlab slab_{true};
+  OpenSlab slab_{Visibility::kOneThread};
 };
 static_assert(Slab::kUnit == sizeof(std::uint64_t));
 

@@ -93,11 +93,13 @@ class SlabRelease {
   Blocks other_;
 };
 
+/// Which threads can see a block before its slab is closed.
+enum class Visibility : std::uint8_t { kOneThread, kAllThreads };
+
 /// A slab from which blocks are given out.
 class OpenSlab {
  public:
-  /// isUnseen: whether no other thread can see a block before the slab is closed.
-  explicit OpenSlab(bool isUnseen) noexcept : isUnseen_(isUnseen) {}
+  explicit OpenSlab(Visibility visibility) noexcept : visibility_(visibility) {}
   OpenSlab(const OpenSlab&) = delete;
   OpenSlab& operator=(const OpenSlab&) = delete;
   ~OpenSlab() { close(); }
@@ -115,17 +117,17 @@ class OpenSlab {
   /// Counts blocks that are given out.
   void count(std::size_t blocks) noexcept { blocks_ += blocks; }
   /// Other threads can see blocks from now on.
-  void show() noexcept { isUnseen_ = false; }
+  void show() noexcept { visibility_ = Visibility::kAllThreads; }
 
  private:
   void close() noexcept {
     if (slab_ == nullptr) return;
-    isUnseen_ ? slab_->closeUnseen(blocks_) : slab_->close(blocks_);
+    visibility_ == Visibility::kOneThread ? slab_->closeUnseen(blocks_) : slab_->close(blocks_);
   }
 
   Slab* slab_ = nullptr;
   std::size_t blocks_ = 0;
-  bool isUnseen_;
+  Visibility visibility_;
 };
 
 /// Cuts blocks from one slab after the other.
@@ -133,10 +135,9 @@ class SlabCutter {
  public:
   static constexpr std::size_t kLargestCut = Slab::kStep - Slab::kUnit;
 
-  /// expected: approximate total number of bytes. areUnseen: whether no other thread can see a block before `show` or
-  /// before the cutter is destroyed.
-  explicit SlabCutter(std::size_t expected, bool areUnseen = false) noexcept
-      : slabSize_(std::clamp(expected, Slab::kStep, Slab::kMost)), slab_(areUnseen) {}
+  /// expected: approximate total number of bytes.
+  explicit SlabCutter(std::size_t expected, Visibility visibility = Visibility::kAllThreads) noexcept
+      : slabSize_(std::clamp(expected, Slab::kStep, Slab::kMost)), slab_(visibility) {}
 
   struct Cut {
     void* memory;
