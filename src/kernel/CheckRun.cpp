@@ -50,7 +50,7 @@ std::optional<Array> check(const RuleDocuments& documents, const CheckCall& call
 }  // namespace
 
 Array rejected(const RuleDocuments& documents, CheckProgress& progress) {
-  progress.end = documents.rejection->reason;
+  progress.end = std::make_unique<Reason>(documents.rejection->reason);
   return Array::of(documents.rejection->record);
 }
 
@@ -82,12 +82,13 @@ bool CheckRun::begin(const LocalEntries& local, Records& records) {
     call_.error = std::move(failed);
     const std::string_view why = call_.error->localizedDescription();
     records.add("failed to build device specific rule list", false, why, "valid rule lists");
-    progress_.end = Reason{Reason::Category::kNotAssembled, std::string(why)};
+    progress_.end = std::make_unique<Reason>(Reason{Reason::Category::kNotAssembled, std::string(why)});
     return false;
   }
   if (!local.entries().empty()) return true;
   records.add("Device Rules", false, "no rules specified", "valid rule lists");
-  progress_.end = Reason{Reason::Category::kNoRules, "the local rules have no rules for this device"};
+  progress_.end =
+      std::make_unique<Reason>(Reason{Reason::Category::kNoRules, "the local rules have no rules for this device"});
   return false;
 }
 
@@ -112,7 +113,7 @@ void judge(CheckOutcome& outcome, CheckProgress progress) {
   } else if (!outcome.records) {
     ended(Reason::Category::kMalformedExpression, outcome.error->localizedDescription());
   } else if (progress.end) {
-    outcome.reason = std::move(progress.end);
+    outcome.reason = std::move(*progress.end);
   } else {
     outcome.verdict = progress.pass ? Verdict::kPassed : Verdict::kFailed;
   }

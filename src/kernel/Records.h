@@ -25,7 +25,7 @@ class Records {
   explicit Records(std::size_t most, const detail::DictionarySheet* sheet = nullptr)
       : slabs_(most * (sheet == nullptr ? kBytesEach : kBytesOfActual), detail::Visibility::kOneThread),
         sheet_(sheet),
-        records_(most) {}
+        records_(most, &slabs_) {}
 
   void add(Dictionary&& record) noexcept {
     pass_ = pass_ && booleanValue(record.find("result"));

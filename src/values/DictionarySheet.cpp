@@ -27,7 +27,7 @@ DictionarySheet::Place DictionarySheet::add(const Dictionary& dictionary) {
   Page& page = pageWithRoomFor(wordsFor(entries));
   Place place = {static_cast<std::uint32_t>(pages_.size() - 1), page.take(sizeof(Entries) + entries.size_bytes()), 1,
                  false};
-  auto* copy = new (&page.words[place.word]) Entries(entries.size(), place.word);
+  auto* copy = new (&page.words[place.word]) Entries(entries.size(), place.word * Slab::kUnit);
   copy->size = static_cast<std::uint32_t>(entries.size());
   copy->keysAreShort = true;
   std::memcpy(static_cast<void*>(copy->begin()), static_cast<const void*>(entries.data()), entries.size_bytes());
@@ -54,7 +54,7 @@ std::uint32_t DictionarySheet::Page::take(std::size_t bytes) {
 
 void DictionarySheet::Page::addText(std::string_view text, std::uint32_t pointer) {
   const std::uint32_t block = take(sizeof(Bytes) + text.size());
-  auto* bytes = new (&words[block]) Bytes(block);
+  auto* bytes = new (&words[block]) Bytes(block * Slab::kUnit);
   bytes->size = text.size();
   std::memcpy(static_cast<void*>(bytes + 1), text.data(), text.size());
   words[pointer] = block * Slab::kUnit;

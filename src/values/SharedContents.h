@@ -27,7 +27,7 @@ class Shared {
  public:
   Shared() noexcept = default;
   /// For a block cut from a slab.
-  explicit Shared(std::size_t slabUnit) noexcept : owners_(slabUnit << kOwnerBits | 1) {}
+  explicit Shared(std::size_t offset) noexcept : owners_(offset << kOwnerBits | 1) {}
 
   void addOwner() noexcept { owners_.fetch_add(1, std::memory_order_relaxed); }
   /// The same if no other thread can see the block.
@@ -47,19 +47,29 @@ class Shared {
     return (owners_.load(std::memory_order_acquire) & kOwnerMask) == 1;
   }
 
+  /// Whether the block has one owner and was cut from this slab, which may be null.
+  [[nodiscard]] bool hasOneOwnerIn(const Slab* slab) noexcept {
+    const std::uint64_t owners = owners_.load(std::memory_order_acquire);
+    return slabOf(owners) == slab && (owners & kOwnerMask) == 1;
+  }
+
   /// Releases the memory of a block without owners, whose contents are destroyed.
   void giveBack(SlabRelease& release) noexcept {
-    const std::uint64_t unit = owners_.load(std::memory_order_relaxed) >> kOwnerBits;
-    if (unit == 0) [[unlikely]]
+    const std::uint64_t owners = owners_.load(std::memory_order_relaxed);
+    if (owners >> kOwnerBits == 0) [[unlikely]]
       return ::operator delete(this);
-    release.add(reinterpret_cast<Slab*>(reinterpret_cast<std::byte*>(this) - unit * Slab::kUnit));
+    release.add(slabOf(owners));
   }
 
  private:
   static constexpr int kOwnerBits = 40;
   static constexpr std::uint64_t kOwnerMask = (std::uint64_t{1} << kOwnerBits) - 1;
 
-  // The number of owners; in the upper bits, the block's offset in its slab in units, or 0 for a separate allocation.
+  Slab* slabOf(std::uint64_t owners) noexcept {
+    return reinterpret_cast<Slab*>(reinterpret_cast<std::byte*>(this) - (owners >> kOwnerBits));
+  }
+
+  // The number of owners; in the upper bits, the block's offset in its slab, or 0 for a separate allocation.
   std::atomic<std::uint64_t> owners_{1};
 };
 
@@ -80,8 +90,8 @@ struct Bytes : Shared {
 
 /// The header of blocks that contain values.
 struct Container : Shared {
-  Container(bool dictionary, std::size_t room, std::size_t slabUnit) noexcept
-      : Shared(slabUnit), capacity(static_cast<std::uint32_t>(room)), isDictionary(dictionary) {}
+  Container(bool dictionary, std::size_t room, std::size_t offset) noexcept
+      : Shared(offset), capacity(static_cast<std::uint32_t>(room)), isDictionary(dictionary) {}
 
   /// The maximum number of elements or entries.
   static constexpr std::size_t kMost = std::numeric_limits<std::uint32_t>::max() / 4;
@@ -95,7 +105,7 @@ struct Container : Shared {
 
 /// The elements of an array; they follow.
 struct Elements : Container {
-  explicit Elements(std::size_t room, std::size_t slabUnit = 0) noexcept : Container(false, room, slabUnit) {}
+  explicit Elements(std::size_t room, std::size_t offset = 0) noexcept : Container(false, room, offset) {}
 
   static Elements* make(std::size_t capacity);
   /// Cut from `slabs` unless it is null or the block is large.
@@ -107,8 +117,8 @@ struct Elements : Container {
 /// The entries of a dictionary; they follow. In large dictionaries, an index from hash to position follows the entries.
 /// An erased entry remains until the next compaction, with a special key and an empty value.
 struct Entries : Container {
-  explicit Entries(std::size_t room, std::size_t slabUnit = 0) noexcept
-      : Container(true, room, slabUnit), slotMask(static_cast<std::uint32_t>(slotCount(room) - 1)) {}
+  explicit Entries(std::size_t room, std::size_t offset = 0) noexcept
+      : Container(true, room, offset), slotMask(static_cast<std::uint32_t>(slotCount(room) - 1)) {}
 
   /// Up to this many entries, a scan is faster than an index.
   static constexpr std::size_t kScanned = 16;
@@ -208,8 +218,8 @@ class SmallDictionary {
 };
 
 inline Bytes* Bytes::make(std::size_t size, SlabCutter& slabs) {
-  const auto [memory, unit] = slabs.cut(sizeof(Bytes) + size);
-  auto* block = new (memory) Bytes(unit);
+  const auto [memory, offset] = slabs.cut(sizeof(Bytes) + size);
+  auto* block = new (memory) Bytes(offset);
   block->size = size;
   return block;
 }
@@ -220,15 +230,15 @@ inline Bytes* Bytes::make(std::size_t size, SlabCutter* slabs) {
 }
 
 inline Entries* Entries::make(std::size_t capacity, SlabCutter& slabs) {
-  const auto [memory, unit] = slabs.cut(sizeof(Entries) + capacity * sizeof(Entry));
-  return new (memory) Entries(capacity, unit);
+  const auto [memory, offset] = slabs.cut(sizeof(Entries) + capacity * sizeof(Entry));
+  return new (memory) Entries(capacity, offset);
 }
 
 inline Elements* Elements::make(std::size_t capacity, SlabCutter* slabs) {
   const std::size_t size = sizeof(Elements) + capacity * sizeof(Value);
   if (slabs == nullptr || !SlabCutter::takes(size)) return make(capacity);
-  const auto [memory, unit] = slabs->cut(size);
-  return new (memory) Elements(capacity, unit);
+  const auto [memory, offset] = slabs->cut(size);
+  return new (memory) Elements(capacity, offset);
 }
 
 inline Entries* Entries::make(std::size_t capacity, SlabCutter* slabs) {
@@ -295,7 +305,12 @@ inline Shared* ValueAccess::contentsOf(const Value& value) noexcept {
 
 inline Container* ValueAccess::dropContents(const Value& value, SlabRelease& release) noexcept {
   Shared* contents = contentsOf(value);
-  if (contents == nullptr || !contents->dropOwner()) return nullptr;
+  if (contents == nullptr) return nullptr;
+  if (isLong(value) && contents->hasOneOwnerIn(release.last())) {  // like most texts of records
+    release.addToLast();
+    return nullptr;
+  }
+  if (!contents->dropOwner()) return nullptr;
   if (isContainer(value)) return static_cast<Container*>(contents);
   contents->giveBack(release);
   return nullptr;

@@ -76,8 +76,12 @@ class SlabRelease {
         last_ = {slab, 0};
       }
     }
-    ++last_.count;
+    addToLast();
   }
+  /// The slab of the last block; null if there is none.
+  [[nodiscard]] const Slab* last() const noexcept { return last_.slab; }
+  /// Adds a block of that slab.
+  void addToLast() noexcept { ++last_.count; }
 
  private:
   struct Blocks {
@@ -141,7 +145,7 @@ class SlabCutter {
 
   struct Cut {
     void* memory;
-    std::size_t unit;  // offset in the slab, in units
+    std::size_t offset;  // in the slab
   };
 
   /// Whether a block of this size is cut from a slab. Large blocks are allocated separately.
@@ -153,7 +157,7 @@ class SlabCutter {
       slab_.open(slabSize_);
       used_ = Slab::kUnit;
     }
-    const Cut cut = {slab_.begin() + used_, used_ / Slab::kUnit};
+    const Cut cut = {slab_.begin() + used_, used_};
     used_ += size;
     slab_.count(1);
     return cut;
@@ -162,7 +166,7 @@ class SlabCutter {
   void show() noexcept { slab_.show(); }
 
  private:
-  static constexpr std::size_t kLargestBlock = 256;
+  static constexpr std::size_t kLargestBlock = 512;
 
   std::size_t slabSize_;
   OpenSlab slab_;
