@@ -69,19 +69,16 @@ class SlabRelease {
   }
 
   void add(Slab* slab) noexcept {
-    if (slab != last_.slab) [[unlikely]] {
-      std::swap(last_, other_);
-      if (slab != last_.slab) {
-        flush(last_);
-        last_ = {slab, 0};
-      }
-    }
-    addToLast();
+    if (addKnown(slab)) return;
+    flush(other_);
+    other_ = std::exchange(last_, {slab, 1});
   }
-  /// The slab of the last block; null if there is none.
-  [[nodiscard]] const Slab* last() const noexcept { return last_.slab; }
-  /// Adds a block of that slab.
-  void addToLast() noexcept { ++last_.count; }
+  /// Adds a block if it is of one of the last two slabs; returns whether it is.
+  bool addKnown(const Slab* slab) noexcept {
+    if (slab == last_.slab) return ++last_.count, true;
+    if (slab == other_.slab) return ++other_.count, true;
+    return false;
+  }
 
  private:
   struct Blocks {
