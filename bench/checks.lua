@@ -1,4 +1,4 @@
--- For wrk: checks the devices of a file of JSON lines, its argument, in turns, each time under another id.
+-- For wrk: checks the devices of a file of JSON lines, its argument, in turn, each time with a different ID.
 
 local ID = "00000000"
 local devices, count = {}, 0

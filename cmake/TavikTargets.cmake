@@ -48,11 +48,9 @@ function(tavik_library target export_name)
                VISIBILITY_INLINES_HIDDEN ON)
   set(export_map ${CMAKE_CURRENT_SOURCE_DIR}/${target}.map)
   set_property(TARGET ${target} PROPERTY LINK_DEPENDS ${export_map})
-  # Nobody may put an operation of his own in the place of one of the library's: it calls them directly. Values are moved
-  # in halves, which are not to be joined (Value.h). A function begins at a cache line, so that its speed does not depend
-  # on the size of the others.
-  target_compile_options(${target} PRIVATE -fno-semantic-interposition -fno-tree-slp-vectorize
-                                           -falign-functions=64)
+  # The library calls its own functions directly, so a host cannot replace them. Values are moved in halves, which must
+  # not be joined (Value.h). Functions begin at cache lines, so their speed does not depend on the size of others.
+  target_compile_options(${target} PRIVATE -fno-semantic-interposition -fno-tree-slp-vectorize -falign-functions=64)
   target_link_options(${target} PRIVATE -Wl,--version-script=${export_map} -Wl,--as-needed -Wl,-Bsymbolic-functions)
   if(NOT TAVIK_SANITIZE)
     target_link_options(${target} PRIVATE -Wl,--no-undefined)

@@ -70,7 +70,7 @@ CheckRun::CheckRun(const RuleDocuments& documents, const CheckCall& call, CheckP
       progress_(progress),
       attributes_(expanded(call, documents.kernel.platform().logs())) {}
 
-// Returns false if there are no rules to check. In this case, adds a record that says why.
+// Returns whether there are rules to check. If not, adds a record with the reason.
 bool CheckRun::begin(const LocalEntries& local, Records& records) {
   const Platform& platform = documents_.kernel.platform();
   if (platform.logs()) {

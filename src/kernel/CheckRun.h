@@ -32,7 +32,7 @@ struct CheckCall {
 
 /// The progress of a run.
 struct CheckProgress {
-  std::unique_ptr<Reason> end;  ///< why it ended without a verdict, unless by a fault; otherwise null
+  std::unique_ptr<Reason> end;  ///< why it ended without a verdict, unless by a fault; null costs less than nullopt
   const Value* rule = nullptr;  ///< the last rule started
   bool pass = false;            ///< whether all rules were evaluated and passed
 };

@@ -68,6 +68,7 @@ class SlabRelease {
     flush(other_);
   }
 
+  /// Adds a block.
   void add(Slab* slab) noexcept {
     if (addKnown(slab)) return;
     flush(other_);
